@@ -1,0 +1,32 @@
+# How every target of this project is built: the warnings, the sanitizers, and one static library a
+# folder whose links are the only way in which it can call another folder.
+
+add_library(tessary_options INTERFACE)
+target_include_directories(tessary_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(tessary_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+  -Woverloaded-virtual -Werror)
+# Files and offsets beyond 2 GiB, and the Linux calls beyond POSIX.
+target_compile_definitions(tessary_options INTERFACE _FILE_OFFSET_BITS=64 _GNU_SOURCE)
+if(TESSARY_SANITIZE)
+  target_compile_options(tessary_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(tessary_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+# tessary_library(NAME DEPENDENCY...): the static library of the folder that calls it, of all its
+# .cc files, linked to the libraries that it may call.
+function(tessary_library name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cc)
+  add_library(${name} STATIC ${sources})
+  target_link_libraries(${name} PUBLIC tessary_options ${ARGN})
+endfunction()
+
+# tessary_tests(NAME LABEL DEPENDENCY...): the test program of the folder that calls it, of all its
+# .cc files, each test registered under the label.
+function(tessary_tests name label)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cc)
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE ${ARGN} tessary_test_support GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT 120)
+endfunction()

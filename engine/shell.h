@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "platform/managers/file_manager.h"
+
+// What the engine needs of the shell above it. Start-up supplies it; whatever is not supplied is
+// simply not called.
+namespace tessary {
+
+// What became of one item of a run. A run by date files an item in two steps and tells of it once,
+// when it has reached its day folder or failed to.
+enum class ItemOutcome {
+  kFiled,       // moved or copied into its key folder
+  kFailed,      // has a key but could not be filed; the log says why where there is a reason to tell
+  kPassedOver,  // has no key, or lay in its key folder already
+};
+
+struct ShellHooks {
+  // Shows a text to the user, 1 as the target naming the status line.
+  std::function<void(const std::string& text, int target)> showProgressText;
+
+  // Starts a run on a source that ResolveRunSource has decided on.
+  std::function<void(const FSRef& source)> runAggregation;
+
+  // Told of each item once its fate is known. `path` is the item's POSIX path before it was filed,
+  // empty where it has none.
+  std::function<void(const std::string& path, ItemOutcome outcome)> observeItem;
+};
+
+// Supplies the hooks, replacing those supplied before. Called by start-up only.
+void SetShellHooks(ShellHooks hooks);
+
+// Show a text, start a run, tell of an item: through the hooks, doing nothing where there is none.
+void ShowProgressText(const std::string& text, int target);
+void RunAggregation(const FSRef& source);
+void ObserveItem(const std::string& path, ItemOutcome outcome);
+
+}  // namespace tessary

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/managers/file_manager.h"
+
+// Filing one item into its key folder.
+namespace tessary {
+
+// Moves the item at `itemPath`, or copies it where `copy` is set, into the folder at `folderPath`.
+// True on success, which includes an item that lies there already; `*wasInPlace`, where it is given,
+// tells that case apart and is written always. Failures are logged; the item then stays where it is.
+bool TransferItemAtPath(const std::string& itemPath, const std::string& folderPath, bool copy,
+                        bool* wasInPlace = nullptr);
+
+// The same on references. Makes way first: an item of the same name is deleted when the settings say
+// so, otherwise the newcomer gets a distinct name. `*newItem` is written when the item was moved or
+// copied. Answers the status of the move or copy, or the one with which the item's folder could not
+// be told. `*wasInPlace` as above.
+Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool copy,
+                    bool* wasInPlace = nullptr);
+
+// Deletes the folder's item of the same name, when there is one and the settings say so. True when
+// it was deleted. A folder that is not empty stays.
+bool RemoveSameNamedItem(const FSRef& item, const FSRef& folder);
+
+// The name under which the item can go into the folder when its own is taken: without the last "."
+// and extension, " - ", a new UUID, "." and the extension. None when its own name is free. The
+// result may be longer than a name can be.
+std::optional<std::u16string> MakeDistinctName(const FSRef& folder, const FSRef& item);
+
+}  // namespace tessary

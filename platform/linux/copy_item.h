@@ -1,0 +1,39 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "platform/managers/status.h"
+
+namespace tessary {
+
+// The object to copy: its name in a folder held by descriptor, and the identity that it must have.
+struct CopySource {
+  int folder = -1;
+  std::string name;
+  dev_t device = 0;
+  ino_t inode = 0;
+};
+
+// Where the copy goes: a name in a folder held by descriptor.
+struct CopyTarget {
+  int folder = -1;
+  std::string name;
+};
+
+// Copies a file, a link or a folder with everything in it, less the item's own comment. The copy is
+// complete before it bears its name, and what bears that name already is never touched.
+// noErr, dupFNErr, fnfErr (the object is not the one named by its identity), paramErr (no file,
+// folder or link), badMovErr (a folder into itself), bdNamErr, else what the file system reports.
+// On failure nothing is left behind.
+Status CopyItem(const CopySource& source, const CopyTarget& target);
+
+// Moves the same kinds of object to another volume: copies with the comment, makes the copy durable,
+// checks that the source is still what was copied, and deletes it. The statuses are those of
+// CopyItem; in addition afpAccessDenied and wPrErr when the source could not be deleted, told before
+// anything is copied where that can be known. On failure the source is where it was and no copy is
+// left behind.
+Status MoveItemAcrossVolumes(const CopySource& source, const CopyTarget& target);
+
+}  // namespace tessary

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/managers/file_attributes.h"
+
+// The creation date that an object carries with it. Linux cannot set a birth time, so a copy keeps
+// its original's date in an attribute, or in this process's memory where the volume has none.
+namespace tessary {
+
+inline constexpr char kCreationDateAttribute[] = "user.tessary.creation-date";
+
+// "2009-03-04T05:06:07.000000089Z": UTC, ISO 8601, nanoseconds always written.
+std::string FormatCreationDate(const Timestamp& date);
+
+// The reverse; fewer or no decimals are read as well. None for anything else.
+std::optional<Timestamp> ParseCreationDate(std::string_view text);
+
+// The creation date of an object: the attribute's at `path` (links followed), else the remembered one
+// of (`info` device and inode), else the birth time in `info`, else none. `info` is the object's
+// statx result with STATX_BTIME asked for.
+std::optional<Timestamp> CreationDateAt(const char* path, const struct statx& info);
+
+// Remembers for this process the date of an object on a volume without attributes.
+void RememberCreationDate(dev_t device, ino_t inode, const Timestamp& date);
+
+}  // namespace tessary

@@ -1,0 +1,50 @@
+#include "platform/linux/errors.h"
+
+#include <cerrno>
+
+namespace tessary {
+
+Status StatusFromErrno(int error) {
+  switch (error) {
+    case 0:
+      return noErr;
+    case ENOENT:
+      return fnfErr;
+    case EEXIST:
+      return dupFNErr;
+    case ENOSPC:
+    case EDQUOT:
+      return dskFulErr;
+    case EROFS:
+      return wPrErr;
+    case EACCES:
+    case EPERM:
+      return afpAccessDenied;
+    case ENAMETOOLONG:
+    case EILSEQ:
+      return bdNamErr;
+    case ENOTDIR:
+      return dirNFErr;
+    case ENOTEMPTY:
+    case EBUSY:
+      return fBsyErr;
+    case EMFILE:
+    case ENFILE:
+      return tmfoErr;
+    case ENOMEM:
+      return memFullErr;
+    case EXDEV:
+      return diffVolErr;
+    case EINVAL:
+    case ENOTSUP:
+      return paramErr;
+    case ESTALE:
+      return errFSBadFSRef;
+    default:
+      return ioErr;
+  }
+}
+
+Status LastError() { return StatusFromErrno(errno); }
+
+}  // namespace tessary

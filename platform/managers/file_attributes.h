@@ -1,0 +1,25 @@
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace tessary {
+
+// An instant: seconds since 1970-01-01 00:00 UTC, and nanoseconds of the second (0..999,999,999).
+struct Timestamp {
+  int64_t seconds = 0;
+  uint32_t nanoseconds = 0;
+
+  auto operator<=>(const Timestamp&) const = default;
+};
+
+enum class DateAttribute { NSFileModificationDate, NSFileCreationDate };
+
+// The date of the object at `path`, a link being dated by its target; none where the object, the
+// target or the date is missing. The creation date is the one carried in the attribute
+// "user.tessary.creation-date" when there is one, else the file system's own.
+std::optional<Timestamp> CopyFileDateAtPath(const std::string& path, DateAttribute attribute);
+
+}  // namespace tessary

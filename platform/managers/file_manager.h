@@ -1,0 +1,168 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/managers/status.h"
+
+// The File Manager: references to files and folders, catalog queries, listings, and the operations
+// that change the tree.
+//
+// Names are UTF-16 catalog names. A POSIX name's ":" is "/" in the catalog name and the other way
+// round; bytes that are not UTF-8 appear as the lone surrogates U+DC80..U+DCFF and come back as the
+// same bytes. Paths are POSIX paths, absolute, in the bytes that the file system holds.
+//
+// Every operation that takes a reference checks that the object found under its name is still the
+// object that the reference was made of; another object there is answered like none (fnfErr).
+// Besides the statuses named at each operation, every one may answer what the file system reports:
+// afpAccessDenied, dskFulErr, wPrErr, ioErr, tmfoErr, memFullErr, errFSBadFSRef.
+namespace tessary {
+
+// Designates one existing file or folder. Copied by value and kept in plain arrays; compared only
+// with FSCompareFSRefs and tested with FSIsFSRefValid. All bytes zero means "no object".
+struct FSRef {
+  alignas(8) unsigned char hidden[80] = {};
+};
+static_assert(sizeof(FSRef) == 80);
+
+// The older-style file specification: a token of a reference, valid within this process.
+struct FSSpec {
+  unsigned char hidden[70] = {};
+};
+static_assert(sizeof(FSSpec) == 70);
+
+// A file's Finder information, in host byte order.
+struct FileInfo {
+  uint32_t fileType = 0;     // four-character code, 0 when the file has none
+  uint32_t fileCreator = 0;  // four-character code, 0 when the file has none
+  uint16_t finderFlags = 0;
+  int16_t locationV = 0;
+  int16_t locationH = 0;
+  uint16_t reserved = 0;
+};
+static_assert(sizeof(FileInfo) == 16);
+
+struct ExtendedFileInfo {
+  unsigned char bytes[16] = {};
+};
+
+inline constexpr uint16_t kIsInvisible = 0x4000;  // Finder flag: not shown to the user
+inline constexpr uint16_t kHasBundle = 0x2000;    // Finder flag: a folder that is one item
+
+// What a catalog query asks for; the values combine.
+using FSCatalogInfoBitmap = uint32_t;
+inline constexpr FSCatalogInfoBitmap kFSCatInfoNone = 0x0;
+inline constexpr FSCatalogInfoBitmap kFSCatInfoNodeFlags = 0x2;
+inline constexpr FSCatalogInfoBitmap kFSCatInfoNodeID = 0x10;
+inline constexpr FSCatalogInfoBitmap kFSCatInfoFinderInfo = 0x800;
+inline constexpr FSCatalogInfoBitmap kFSCatInfoFinderXInfo = 0x1000;
+
+inline constexpr uint16_t kFSNodeIsDirectoryMask = 0x10;
+inline constexpr uint32_t kFSRootNodeID = 2;  // the root folder of a volume, and nothing else
+
+struct FSCatalogInfo {
+  uint16_t nodeFlags = 0;
+  uint32_t nodeID = 0;
+  FileInfo finderInfo;
+  ExtendedFileInfo extFinderInfo;
+};
+
+// Asks the catalog about the object of `ref`, for no more than what is wanted: the fields of
+// `whichInfo` go to `info`, and the name, the file specification and the parent folder are worked
+// out only where their out-argument is not null. With nothing wanted the query only tells whether
+// the object is there. The parent of a volume's root folder is that of the folder it is mounted on;
+// of "/" it is the all-zero reference.
+// Answers noErr, fnfErr (no such object), or paramErr (`whichInfo` wants fields and `info` is null).
+// Nothing is written on failure.
+Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatalogInfo* info,
+                        std::u16string* name, FSSpec* spec, FSRef* parent);
+
+// True when `ref` designates an existing object that is still the one it was made of.
+bool FSIsFSRefValid(const FSRef& ref);
+
+// noErr exactly when both designate the same object, however they were reached; otherwise
+// errFSRefsDifferent (also where either is the all-zero reference).
+Status FSCompareFSRefs(const FSRef& first, const FSRef& second);
+
+// The state of one iteration over a folder's direct children. Owned by the caller; closing is
+// dropping it, or FSCloseIterator.
+class FSIteratorState;
+struct FSIteratorDeleter {
+  void operator()(FSIteratorState* state) const;
+};
+using FSIterator = std::unique_ptr<FSIteratorState, FSIteratorDeleter>;
+
+// Opens a flat iteration over the children of `folder`, invisible ones included, in the order in
+// which the file system hands them out. `*iterator` is set on success only.
+// Answers noErr, paramErr (no out-argument), errFSNotAFolder, fnfErr.
+Status FSOpenIterator(const FSRef& folder, FSIterator* iterator);
+
+// Delivers up to `maximum` references into the caller's array `refs` and their number into
+// `*actual` (0 on failure). `*containerChanged` is set to whether the folder changed since the last
+// call. Answers noErr, errFSNoMoreItems when the listing has ended (references may still have been
+// delivered by the same call), paramErr (a missing out-argument or a maximum of 0).
+Status FSGetCatalogInfoBulk(FSIteratorState& iterator, size_t maximum, size_t* actual,
+                            bool* containerChanged, FSRef* refs);
+
+// Ends the iteration and empties `*iterator`. Answers noErr, paramErr (no iterator).
+Status FSCloseIterator(FSIterator* iterator);
+
+// Makes the reference of the object named `name` in the folder `parent`; a link is not followed.
+// Answers noErr, fnfErr (none of that name), bdNamErr (the names "", "." and "..", one with NUL, one
+// that does not convert or is too long for the volume), errFSNotAFolder (`parent` is none), paramErr.
+// On failure `*child` is all zero.
+Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* child);
+
+// Makes a folder named `name` in `parent`. Answers noErr, dupFNErr, bdNamErr, errFSNotAFolder,
+// fnfErr, paramErr. On failure `*folder` is all zero and nothing was made.
+Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, FSRef* folder);
+
+// Moves the object of `source` into `folder`, under `newName` or, where that is null, under its own
+// name; across volumes too. Nothing is ever overwritten, and the object is at all times whole under
+// its old name or its new one. `*target` is the moved object's reference, set on success only.
+// Answers noErr, dupFNErr (the name is taken), badMovErr (a folder into itself), bdNamErr,
+// errFSNotAFolder, fnfErr, paramErr (across volumes: an object that is no file, folder or link).
+// On failure the object is where it was.
+Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
+                        FSRef* target);
+
+// Copies the object of `source` into `folder` in the same way. The copy is complete, with
+// attributes, mode and dates but without the object's own comment, before it bears its name.
+// The statuses are those of FSMoveObjectSync; paramErr for an object that is no file, folder or
+// link. On failure nothing is left behind.
+Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
+                        FSRef* target);
+
+// Deletes the object: a file, a link, or a folder that is empty. Answers noErr, fBsyErr (a folder
+// that is not empty), fnfErr.
+Status FSDeleteObject(const FSRef& ref);
+
+// Writes the object's path and a terminating zero into `buffer`, of `size` bytes. Answers noErr,
+// fnfErr, paramErr (no buffer, or the all-zero reference), bdNamErr (the path does not fit).
+// On failure the buffer is untouched.
+Status FSRefMakePath(const FSRef& ref, char* buffer, size_t size);
+
+// Makes the reference of the object at the absolute `path`. The last component is not followed when
+// it is a link. Answers noErr, fnfErr, dirNFErr, bdNamErr, paramErr (no or no absolute path, no
+// out-argument). On failure `*ref` is all zero.
+Status FSPathMakeRef(const char* path, FSRef* ref);
+
+// Makes a reference from a file specification that FSGetCatalogInfo wrote in this process.
+// Answers noErr, fnfErr, paramErr (not such a specification). On failure `*ref` is all zero.
+Status FSpMakeFSRef(const FSSpec& spec, FSRef* ref);
+
+// Removes the name at `path` when it is that of no folder. Answers 0, or the errno of the failure.
+// A path that FSRefMakePath wrote is looked up in the folder that it was written for.
+int PosixUnlink(const char* path);
+
+// Turns a path that a person named (relative, through links, with "." and "..") into the absolute
+// path of the object that it leads to; links are followed here and nowhere else.
+// Answers noErr, fnfErr, dirNFErr, bdNamErr (too long), ioErr (a loop of links), afpAccessDenied,
+// paramErr (an empty path). `*resolved` is set on success only.
+Status ResolveNamedPath(const std::string& path, std::string* resolved);
+
+}  // namespace tessary
