@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+namespace tessary {
+
+// The absolute path of the folder that holds what the user sets, without a slash at its end: the
+// folder "tessary" in $XDG_CONFIG_HOME. Where that is unset, empty or a relative path, in ".config"
+// of $HOME; and where that is unset, empty or relative too, of the home folder that the system's
+// list of users names, or of the root folder where it names none. The environment is read at every
+// call. The folder need not exist.
+std::string ConfigFolder();
+
+}  // namespace tessary
