@@ -21,8 +21,8 @@ extern std::optional<DateLocale> gDateLocale;
 // the extension map holds for its extension in lower case; else none.
 std::optional<std::u16string> CopyFileTypeKey(const FSRef& item);
 
-// The MIME type of the URL's extension, "application/" and the extension where that is unknown; none
-// without a URL or an extension. Holds a "/" but names one folder.
+// The MIME type of the URL's extension, "application/" and the extension where that is unknown;
+// none without a URL or an extension. Holds a "/" but names one folder.
 std::optional<std::u16string> CopyMimeTypeKey(const std::optional<CFURL>& url);
 
 // The year ("2009") and the day ("Mar 04, 2009") of the item's date in local time, a link being

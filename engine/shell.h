@@ -13,7 +13,7 @@ namespace tessary {
 // when it has reached its day folder or failed to.
 enum class ItemOutcome {
   kFiled,       // moved or copied into its key folder
-  kFailed,      // has a key but could not be filed; the log says why where there is a reason to tell
+  kFailed,      // could not be filed; the log says why where there is a reason to tell
   kPassedOver,  // has no key, or lay in its key folder already
 };
 

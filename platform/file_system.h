@@ -8,8 +8,8 @@
 
 #include "platform/managers/file_manager.h"
 
-// The one place where the system asks the catalog and lists folders. All statuses are the platform's,
-// passed through unchanged, but for those named here.
+// The one place where the system asks the catalog and lists folders. All statuses are the
+// platform's, passed through unchanged, but for those named here.
 namespace tessary {
 
 // The item's name in the catalog. paramErr, touching nothing, when `name` is null.
@@ -23,16 +23,16 @@ Status GetParentFolder(const FSRef& item, FSRef* parent);
 // what is wanted is asked for, and with both null the query tells whether the item is there.
 Status GetNodeIdAndKind(const FSRef& item, uint32_t* nodeId, uint8_t* isFolder);
 
-// The Finder information, the extended Finder information and whether the item is a folder (0 or 1).
-// Any out-argument may be null; only what is wanted is asked for.
+// The Finder information, the extended Finder information and whether the item is a folder (0 or
+// 1). Any out-argument may be null; only what is wanted is asked for.
 Status GetFinderInfo(const FSRef& item, FileInfo* info, ExtendedFileInfo* extendedInfo,
                      uint8_t* isFolder);
 
 // The older-style file specification. paramErr, touching nothing, when `spec` is null.
 Status GetLegacyFileSpec(const FSRef& item, FSSpec* spec);
 
-// A growing block of consecutive references. Growing never needs a second copy of the block, so that
-// a folder of a million items takes no more memory than its references.
+// A growing block of consecutive references. Growing never needs a second copy of the block, so
+// that a folder of a million items takes no more memory than its references.
 class FSRefBlock {
  public:
   FSRefBlock() = default;
@@ -55,10 +55,10 @@ class FSRefBlock {
   size_t capacity_ = 0;
 };
 
-// The folder's direct children, unsorted and unfiltered, into a new block that the caller owns, their
-// number, and whether the folder changed while it was read (0 or 1).
-// paramErr when an out-argument is null; memFullErr when there is no memory; otherwise the failure
-// of the listing. On failure `*items` is null, `*count` 0: never a partial list.
+// The folder's direct children, unsorted and unfiltered, into a new block that the caller owns,
+// their number, and whether the folder changed while it was read (0 or 1). paramErr when an
+// out-argument is null; memFullErr when there is no memory; otherwise the failure of the listing.
+// On failure `*items` is null, `*count` 0: never a partial list.
 Status ListFolderItems(const FSRef& folder, std::unique_ptr<FSRefBlock>* items, uint32_t* count,
                        uint8_t* containerChanged);
 

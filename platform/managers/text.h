@@ -16,4 +16,8 @@ std::string Utf8FromUtf16(std::u16string_view text);
 // True when `text` is well-formed UTF-8.
 bool IsUtf8(std::string_view text);
 
+// The text in lower case, character by character and the same under every locale; whatever has no
+// lower case, lone surrogates among it, stays as it is.
+std::u16string CFStringLowercase(std::u16string_view text);
+
 }  // namespace tessary

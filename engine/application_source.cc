@@ -1,0 +1,38 @@
+#include "engine/application_source.h"
+
+#include <optional>
+#include <string>
+
+#include "engine/classification.h"
+#include "engine/shell.h"
+#include "platform/managers/bundle.h"
+#include "platform/strings.h"
+#include "settings/preferences.h"
+
+namespace tessary {
+namespace {
+
+// The path of an application's resources folder, or none.
+std::optional<std::string> CopyResourcePath(const FSRef& application) {
+  const std::optional<std::string> path = StringWithFSRef(&application);
+  if (!path) return std::nullopt;
+  const std::optional<NSBundle> bundle = NSBundle::BundleWithPath(*path);
+  if (!bundle) return std::nullopt;
+  return bundle->ResourcePath();
+}
+
+}  // namespace
+
+void ResolveRunSource(const FSRef& source) {
+  if (!GetAggregateAppResourcesOnly() || !IsApplicationItem(source)) {
+    RunAggregation(source);
+    return;
+  }
+  const std::optional<std::string> resourcePath = CopyResourcePath(source);
+  if (!resourcePath) return;
+  FSRef resources;
+  if (!GetFSRef(*resourcePath, &resources)) return;
+  RunAggregation(resources);
+}
+
+}  // namespace tessary

@@ -1,0 +1,19 @@
+#include "engine/classification.h"
+
+#include "platform/managers/launch_services.h"
+
+namespace tessary {
+
+bool IsApplicationItem(const FSRef& item) {
+  LSItemInfoRecord info;
+  if (LSCopyItemInfoForRef(item, kLSRequestBasicFlagsOnly, &info) != noErr) return false;
+  return (info.flags & kLSItemInfoIsApplication) != 0;
+}
+
+bool IsPlainFolder(const FSRef& item) {
+  LSItemInfoRecord info;
+  if (LSCopyItemInfoForRef(item, kLSRequestAllFlags, &info) != noErr) return false;
+  return (info.flags & (kLSItemInfoIsContainer | kLSItemInfoIsPackage)) == kLSItemInfoIsContainer;
+}
+
+}  // namespace tessary

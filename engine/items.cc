@@ -1,0 +1,58 @@
+#include "engine/items.h"
+
+#include <cstdint>
+#include <memory>
+
+#include "engine/classification.h"
+#include "platform/file_system.h"
+
+namespace tessary {
+namespace {
+
+// The folder's children; null where it cannot be listed.
+std::unique_ptr<FSRefBlock> ListChildren(const FSRef& folder) {
+  std::unique_ptr<FSRefBlock> children;
+  uint32_t count = 0;
+  uint8_t containerChanged = 0;
+  if (ListFolderItems(folder, &children, &count, &containerChanged) != noErr) return nullptr;
+  return children;
+}
+
+}  // namespace
+
+std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder) {
+  const std::unique_ptr<FSRefBlock> children = ListChildren(folder);
+  if (children == nullptr) return std::nullopt;
+  std::vector<FSRef> files;
+  files.reserve(children->size());
+  for (const FSRef& child : *children) {
+    if (!IsPlainFolder(child)) files.push_back(child);
+  }
+  if (files.empty()) return std::nullopt;
+  return files;
+}
+
+std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder) {
+  const std::unique_ptr<FSRefBlock> children = ListChildren(folder);
+  if (children == nullptr || children->size() == 0) return std::nullopt;
+  return std::vector<FSRef>(children->begin(), children->end());
+}
+
+bool IsHiddenItem(const FSRef& item) {
+  FileInfo info;
+  uint8_t isFolder = 0;
+  if (GetFinderInfo(item, &info, nullptr, &isFolder) == noErr && isFolder == 0 &&
+      (info.finderFlags & kIsInvisible) != 0) {
+    return true;
+  }
+  const std::optional<std::u16string> name = GetItemNameString(item);
+  return name && name->starts_with(u'.');
+}
+
+std::optional<std::u16string> GetItemNameString(const FSRef& item) {
+  std::u16string name;
+  if (GetItemName(item, &name) != noErr) return std::nullopt;
+  return name;
+}
+
+}  // namespace tessary

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/managers/file_manager.h"
+
+// What a run asks about the items that it meets.
+namespace tessary {
+
+// The files of a folder, packages and whatever cannot be read among them, in listing order; none
+// when there are none or the folder cannot be listed.
+std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder);
+
+// All children of a folder, in listing order; none when there are none or it cannot be listed.
+std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder);
+
+// True for what is never filed nor entered: a file with the invisible flag, and whatever has a name
+// that begins with ".". A folder's invisible flag hides nothing.
+bool IsHiddenItem(const FSRef& item);
+
+// The item's name, or none where it cannot be told.
+std::optional<std::u16string> GetItemNameString(const FSRef& item);
+
+}  // namespace tessary

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/managers/file_manager.h"
+
+// A pass: the files of one folder, each into the destination's folder for its key. What all kinds
+// have in common; run.h has the kinds.
+namespace tessary {
+
+// In what one pass differs from another.
+struct PassRules {
+  // The key of an item, or none.
+  std::function<std::optional<std::u16string>(const FSRef& item)> copyKey;
+
+  // Takes the progress text of an item that is about to be transferred.
+  std::function<void(const std::string& text)> reportProgress;
+
+  // Whether that item is copied rather than moved. Asked anew for each, after its progress text.
+  std::function<bool()> isCopyWanted;
+
+  // Which fates of an item the observer is told of, besides its failure.
+  bool tellsNoKey = true;
+  bool tellsInPlace = true;
+  bool tellsFiled = true;
+};
+
+// Runs the pass over the files of `folder`. A null destination means the folder itself.
+void RunPass(const FSRef& folder, const FSRef* destination, const PassRules& rules);
+
+// The folder for a key: whatever bears the name in `parent`, else a folder made there. Answers
+// noErr with the reference in `*folder`, or the status with which it could not be made; paramErr,
+// touching nothing, when `folder` is null. Where the name could not even be looked up the answer is
+// noErr and the reference all zero.
+Status GetOrCreateKeyFolder(const FSRef& parent, std::u16string_view name, FSRef* folder);
+
+}  // namespace tessary

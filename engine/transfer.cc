@@ -1,0 +1,114 @@
+#include "engine/transfer.h"
+
+#include <array>
+#include <cstring>
+
+#include "engine/items.h"
+#include "platform/file_system.h"
+#include "platform/managers/log.h"
+#include "platform/managers/text.h"
+#include "platform/managers/urls.h"
+#include "platform/managers/uuid.h"
+#include "settings/preferences.h"
+
+namespace tessary {
+namespace {
+
+constexpr size_t kUnlinkPathSize = 4096;
+
+void LogMoved(const FSRef& newItem, const FSRef& folder) {
+  const std::optional<std::u16string> itemName = GetItemNameString(newItem);
+  const std::optional<std::u16string> folderName = GetItemNameString(folder);
+  if (!itemName || !folderName) return;
+  NSLog("Moved \"" + Utf8FromUtf16(*itemName) + "\" to \"" + Utf8FromUtf16(*folderName) + "\"");
+}
+
+// Removes the name of an object that the catalog would not delete. True when it is gone.
+bool UnlinkItem(const FSRef& item) {
+  std::array<char, kUnlinkPathSize> path;
+  if (FSRefMakePath(item, path.data(), path.size()) != noErr) return false;
+  const int error = PosixUnlink(path.data());
+  if (error == 0) return true;
+  NSLog(std::string("unlink error: ") + std::strerror(error));
+  return false;
+}
+
+// The name without its last "." and extension.
+std::u16string RemoveExtension(std::u16string name, const std::u16string& extension) {
+  const std::u16string suffix = u"." + extension;
+  const size_t position = name.rfind(suffix);
+  if (position != std::u16string::npos) name.erase(position, suffix.size());
+  return name;
+}
+
+}  // namespace
+
+bool TransferItemAtPath(const std::string& itemPath, const std::string& folderPath, bool copy,
+                        bool* wasInPlace) {
+  if (wasInPlace != nullptr) *wasInPlace = false;
+  FSRef item;
+  if (FSPathMakeRef(itemPath.c_str(), &item) != noErr) return false;
+  FSRef folder;
+  const Status status = FSPathMakeRef(folderPath.c_str(), &folder);
+  if (status != noErr) {
+    NSLog("An error occurred moving an object. Error number = " + std::to_string(status));
+    return false;
+  }
+  FSRef newItem;
+  return TransferItem(item, folder, &newItem, copy, wasInPlace) == noErr;
+}
+
+Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool copy,
+                    bool* wasInPlace) {
+  if (wasInPlace != nullptr) *wasInPlace = false;
+  if (newItem == nullptr) return paramErr;
+  FSRef parent;
+  Status status = GetParentFolder(item, &parent);
+  if (status != noErr) return status;
+  if (FSCompareFSRefs(folder, parent) == noErr) {
+    if (wasInPlace != nullptr) *wasInPlace = true;
+    return noErr;
+  }
+
+  // Whether way was made or not, the name is looked up again below.
+  (void)RemoveSameNamedItem(item, folder);
+  const std::optional<std::u16string> distinctName = MakeDistinctName(folder, item);
+  const std::u16string* newName = distinctName ? &*distinctName : nullptr;
+  status = copy ? FSCopyObjectSync(item, folder, newName, newItem)
+                : FSMoveObjectSync(item, folder, newName, newItem);
+  if (status != noErr) {
+    NSLog("An error occurred: " + std::to_string(status));
+    return status;
+  }
+  LogMoved(*newItem, folder);
+  return noErr;
+}
+
+bool RemoveSameNamedItem(const FSRef& item, const FSRef& folder) {
+  const std::optional<std::u16string> name = GetItemNameString(item);
+  if (!name) return false;
+  FSRef taken;
+  if (!MakeChildRef(folder, *name, &taken)) return false;
+  if (!GetReplaceFilesBySameName()) return false;
+  return FSDeleteObject(taken) == noErr || UnlinkItem(taken);
+}
+
+std::optional<std::u16string> MakeDistinctName(const FSRef& folder, const FSRef& item) {
+  const std::optional<std::u16string> name = GetItemNameString(item);
+  if (!name) return std::nullopt;
+  FSRef taken;
+  if (!MakeChildRef(folder, *name, &taken)) return std::nullopt;
+
+  const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
+  if (!url) return std::nullopt;
+  const std::optional<std::u16string> extension = CFURLCopyPathExtension(*url);
+  std::u16string distinctName = extension ? RemoveExtension(*name, *extension) : *name;
+  const std::optional<std::string> uuid = CFUUIDCreateString();
+  if (!uuid) return std::nullopt;
+  if (!distinctName.empty()) distinctName += u" - ";
+  distinctName += Utf16FromUtf8(*uuid);
+  if (extension) distinctName += u"." + *extension;
+  return distinctName;
+}
+
+}  // namespace tessary
