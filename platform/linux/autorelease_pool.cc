@@ -1,0 +1,18 @@
+#include "platform/managers/autorelease_pool.h"
+
+#include "platform/linux/catalog.h"
+
+namespace tessary {
+
+NSAutoreleasePool::NSAutoreleasePool()
+    : folderMark_(Catalog::Get().folders().Mark()), nameMark_(Catalog::Get().names().Mark()) {
+  Catalog::Get().EnterPool();
+}
+
+NSAutoreleasePool::~NSAutoreleasePool() {
+  Catalog::Get().LeavePool();
+  Catalog::Get().folders().ReleaseTo(folderMark_);
+  Catalog::Get().names().ReleaseTo(nameMark_);
+}
+
+}  // namespace tessary

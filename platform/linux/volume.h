@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace tessary {
+
+// What the file manager must know of a volume before it can rely on it.
+struct Volume {
+  // A directory entry's inode number and kind are those that statx would tell, for all but folders.
+  bool hasTrueEntries = false;
+  // The characters that Windows does not allow in a name are refused.
+  bool hasWindowsNames = false;
+};
+
+// The volume of the device, asked once per device through a descriptor of any folder on it.
+const Volume& VolumeOf(uint32_t device, int folder);
+
+// The name under which an object named `name` can stand on a volume: the same, or with "_" in place
+// of each character, trailing blank or trailing dot that the volume refuses.
+std::string NameOnVolume(std::string_view name, const Volume& volume);
+
+}  // namespace tessary
