@@ -1,0 +1,24 @@
+# The front door. Everything is done by the scripts in tools/; `make help` lists what there is.
+
+MAKEFLAGS += --no-print-directory
+
+# The paths go to the scripts by the environment and unexpanded, so that blanks, quotes and "$" in
+# them survive.
+unexport SOURCE DESTINATION OPTIONS
+export TESSARY_SOURCE := $(value SOURCE)
+export TESSARY_DESTINATION := $(value DESTINATION)
+export TESSARY_OPTIONS := $(value OPTIONS)
+
+.PHONY: build run check bench clean help
+
+build: ; @tools/install-dependencies build && tools/build-program
+
+run: ; @tools/install-dependencies build && tools/run
+
+check: ; @tools/install-dependencies build check && tools/check
+
+bench: ; @tools/install-dependencies build bench && tools/bench
+
+clean: ; rm -rf build
+
+help: ; @tools/help
