@@ -1,0 +1,38 @@
+#include "programs/cli/command_line.h"
+
+#include <variant>
+
+#include "programs/cli/aggregate_command.h"
+#include "programs/cli/defaults_command.h"
+#include "programs/cli/exit_status.h"
+#include "programs/cli/help_text.h"
+#include "programs/cli/messages.h"
+#include "programs/cli/options.h"
+
+namespace tessary {
+namespace {
+
+struct Dispatch {
+  ExitStatus operator()(const HelpOptions&) const { return PrintOutput(HelpText()); }
+  ExitStatus operator()(const VersionOptions&) const { return PrintOutput(VersionText()); }
+  ExitStatus operator()(const AggregateOptions& options) const { return Aggregate(options); }
+  ExitStatus operator()(const ReadDefaultsOptions& options) const { return ReadDefaults(options); }
+  ExitStatus operator()(const WriteDefaultOptions& options) const { return WriteDefault(options); }
+  ExitStatus operator()(const DeleteDefaultOptions& options) const {
+    return DeleteDefault(options);
+  }
+};
+
+}  // namespace
+
+int RunCommandLine(const std::vector<std::string>& arguments) {
+  Options options;
+  std::string problem;
+  if (!ParseOptions(arguments, &options, &problem)) {
+    PrintProblem(problem);
+    return static_cast<int>(ExitStatus::kBadUsage);
+  }
+  return static_cast<int>(std::visit(Dispatch(), options));
+}
+
+}  // namespace tessary

@@ -1,0 +1,64 @@
+#include "programs/cli/help_text.h"
+
+namespace tessary {
+
+std::string_view HelpText() {
+  return R"(tessary-cli files the contents of a folder into subfolders, one for each value
+of a key.
+
+Usage:
+  tessary-cli aggregate [OPTION]... SOURCE DESTINATION
+  tessary-cli defaults read [KEY]
+  tessary-cli defaults write KEY (-bool|-int|-string) VALUE
+  tessary-cli defaults delete KEY
+  tessary-cli --help | --version
+
+aggregate files what lies in SOURCE into DESTINATION, which is made when only
+its last part is missing. What has no key or a name that begins with "." stays
+where it is; packages are filed whole. A file whose name is taken gets a new
+name. An option stands in for a stored setting (in brackets) in this run only.
+
+  --kind KIND          the key to file by (TessaryType):
+                         extension          jpg               1, the default
+                         file-type          JPEG              2
+                         mime-type          image:jpeg        3
+                         modification-date  2009/Mar 04, 2009 4
+                         creation-date      likewise          5
+                       The dates also sort the files that lie directly in the
+                       folders of DESTINATION.
+  --recurse            enter subfolders; they stay behind, empty when moving
+                       (RecurseFolders)
+  --copy, --move       copy files, the default, or move them
+                       (FileOperation: 2 to copy, any other number to move)
+  --replace            where a name is taken, delete what bears it
+                       (ReplaceFilesBySameName)
+  --preserve-comments  carry comments over (PreserveComments: false does so)
+  --whole-application  when SOURCE is an application, file the whole of it
+                       instead of its resources
+                       (AggregateAppResourcesOnly: true does so)
+  --                   end of the options: names beginning with "-" may follow
+
+defaults reads and changes the stored settings, which the desktop program
+shares. FileOperation and TessaryType hold numbers (-int); RecurseFolders,
+ReplaceFilesBySameName, PreserveComments, AggregateAppResourcesOnly and
+QuitWhenDone hold true, yes, 1, false, no or 0 (-bool). They are kept in
+tessary/preferences.toml in $XDG_CONFIG_HOME, or in ~/.config.
+
+The log goes to standard error, and at the end one line to standard output:
+"12034 filed, 41 left, 3 failed, 4.2 secs". Left are items without a key and
+those that were in place already.
+
+Exit status:
+  0  everything was filed; or the command did what it was asked to do
+  1  the run or the command did not take place: a line says why
+  2  bad usage: nothing was done
+  3  some items could not be filed
+
+Example:
+  tessary-cli aggregate --kind creation-date --recurse ~/Pictures ~/By-day
+)";
+}
+
+std::string_view VersionText() { return "tessary-cli " TESSARY_VERSION "\n"; }
+
+}  // namespace tessary

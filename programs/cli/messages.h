@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/managers/status.h"
+#include "programs/cli/exit_status.h"
+
+// What the program says to its user, outside the log.
+namespace tessary {
+
+// One line on standard error, "tessary-cli: " and the sentence, control characters written as
+// escapes. A failure to write is not reported: there is nowhere to report it.
+void PrintProblem(std::string_view sentence);
+
+// Writes the text to standard output, whole. False where it could not be written.
+bool WriteOutput(std::string_view text);
+
+// The same for a command whose output is all that it does: kAllFiled, or kNoRun with a line on
+// standard error.
+ExitStatus PrintOutput(std::string_view text);
+
+// The text between double quotes.
+std::string Quoted(std::string_view text);
+
+// The status in a few words, without a full stop: "permission denied".
+std::string DescribeStatus(Status status);
+
+}  // namespace tessary

@@ -1,0 +1,11 @@
+// The headless program: Linux below, a terminal in front.
+
+#include <algorithm>
+
+#include "platform/managers/standard_files.h"
+#include "programs/cli/command_line.h"
+
+int main(int argc, char** argv) {
+  tessary::PrepareStandardFiles();
+  return tessary::RunCommandLine({argv + std::min(argc, 1), argv + argc});
+}
