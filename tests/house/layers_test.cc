@@ -51,8 +51,7 @@ const std::vector<Layer>& Layers() {
 // The C++ standard library's own headers end in no ".h"; whatever does belongs to C or to the
 // system. Those named here are C++ and yet reach the system past the managers.
 bool IsSystemCallHeader(std::string_view header) {
-  static constexpr std::array<std::string_view, 3> kCppHeaders = {"csignal", "filesystem",
-                                                                  "fstream"};
+  static constexpr std::array<std::string_view, 2> kCppHeaders = {"filesystem", "fstream"};
   return header.ends_with(".h") || std::ranges::count(kCppHeaders, header) != 0;
 }
 
