@@ -12,6 +12,10 @@ target_include_directories(tessary_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(tessary_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
   -Woverloaded-virtual)
+# GCC 12 takes the joining of strings for copies that overlap, once it optimises.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  target_compile_options(tessary_options INTERFACE -Wno-restrict)
+endif()
 # Files and offsets beyond 2 GiB, and the Linux calls beyond POSIX.
 target_compile_definitions(tessary_options INTERFACE _FILE_OFFSET_BITS=64 _GNU_SOURCE)
 if(TESSARY_SANITIZE)
@@ -19,6 +23,11 @@ if(TESSARY_SANITIZE)
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(tessary_options INTERFACE -fsanitize=address,undefined)
 endif()
+
+# The folders above call the managers by their headers and do not link platform/linux, which a program
+# links beside them. No order of the libraries suits both, so the linker goes over all of them again.
+string(REPLACE "<LINK_LIBRARIES>" "-Wl,--start-group <LINK_LIBRARIES> -Wl,--end-group"
+  CMAKE_CXX_LINK_EXECUTABLE "${CMAKE_CXX_LINK_EXECUTABLE}")
 
 # tessary_library(NAME DEPENDENCY...): the static library of the folder that calls it, of all its
 # .cc files, linked to the libraries that it may call.
