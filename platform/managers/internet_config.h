@@ -55,8 +55,9 @@ Status ICEnd(ICInstance* instance);
 Status ICStop(ICInstance* instance);
 
 // The lines of the user's mapping file that cannot be read, each as one sentence that names the
-// file, the line number and what is wrong; empty when all is well or there is no file. For the
-// program's front, which tells the user; the service itself stays silent.
+// file, the line number, what is wrong and what is expected; beyond twenty of them, one sentence
+// for the rest. One sentence when the file as a whole cannot be read. Empty when all is well or
+// there is no file. For the program's front, which tells the user; the service itself stays silent.
 std::vector<std::string> DescribeBadMappingLines();
 
 }  // namespace tessary

@@ -15,7 +15,8 @@ std::optional<std::u16string> UTTypeCreatePreferredIdentifierForTag(UTTagClass t
 
 // The MIME type preferred for an identifier from UTTypeCreatePreferredIdentifierForTag; none where
 // its extension is unknown, and for another tag class. Taken from the shared MIME database of the
-// user and the system, or from a built-in table where none is installed; read once per process.
+// user and the system, or from a built-in table where none is installed; read at first use, and
+// again only when the environment names other folders for it.
 std::optional<std::u16string> UTTypeCopyPreferredTagWithClass(std::u16string_view identifier,
                                                               UTTagClass tagClass);
 

@@ -1,0 +1,95 @@
+#include "platform/extension_map.h"
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <map>
+
+#include "platform/managers/bundle.h"
+#include "platform/managers/internet_config.h"
+#include "platform/managers/text.h"
+#include "platform/strings.h"
+
+namespace tessary {
+namespace {
+
+using ExtensionMap = std::map<std::u16string, std::u16string, std::less<>>;
+
+// Written by BuildExtensionMap only.
+ExtensionMap gExtensionMap;
+
+// The code's four bytes in text order, up to a zero byte, read as UTF-8; none where they are none.
+std::optional<std::u16string> TextOfFourCharCode(uint32_t code) {
+  std::string bytes;
+  for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+    bytes.push_back(static_cast<char>(code >> shift & 0xFFU));
+  }
+  const std::string_view text = std::string_view(bytes).substr(0, bytes.find('\0'));
+  if (!IsUtf8(text)) return std::nullopt;
+  return Utf16FromUtf8(text);
+}
+
+void AddMapping(const ICMapEntry& entry) {
+  const auto type = TextOfFourCharCode(entry.fileType);
+  if (!type || type->empty()) return;
+  std::u16string_view extension = entry.extension;
+  if (extension.starts_with(u'.')) extension.remove_prefix(1);
+  if (extension.empty()) return;
+  gExtensionMap.insert_or_assign(std::u16string(extension), *type);
+}
+
+void AddMappings(const ICMapHandle& mapping, size_t count) {
+  for (size_t index = 1; index <= count; ++index) {
+    ICMapEntry entry;
+    // An entry that cannot be read has the zero type, which adds nothing.
+    (void)ICGetIndMapEntry(mapping, index, &entry);
+    AddMapping(entry);
+  }
+}
+
+// Reads the mappings through an instance that has been started. On success the access is left to
+// end with the instance.
+void ReadMappings(ICInstance* instance) {
+  if (ICBegin(instance, ICPerm::icReadOnlyPerm) != noErr) return;
+  ICMapHandle mapping;
+  size_t count = 0;
+  if (ICGetPrefHandle(*instance, "Mapping", &mapping) != noErr ||
+      ICCountMapEntries(mapping, &count) != noErr) {
+    // The failure leaves an empty map, and how the access ends changes nothing about that.
+    (void)ICEnd(instance);
+    return;
+  }
+  AddMappings(mapping, count);
+}
+
+}  // namespace
+
+void BuildExtensionMap() {
+  const uint32_t signature = GetAppSignature();
+  gExtensionMap.clear();
+  ICInstance instance;
+  // Where the service did not start, beginning the access fails.
+  (void)ICStart(&instance, signature);
+  ReadMappings(&instance);
+  // Nothing depends on the instance any more.
+  (void)ICStop(&instance);
+}
+
+std::optional<std::u16string> LookUpExtensionType(std::u16string_view extension) {
+  const auto entry = gExtensionMap.find(extension);
+  if (entry == gExtensionMap.end()) return std::nullopt;
+  return entry->second;
+}
+
+uint32_t GetAppSignature() {
+  constexpr size_t kLongestSignature = 254;
+  const auto text = CFBundleGetValueForInfoDictionaryKey("CFBundleSignature");
+  if (!text || text->size() > kLongestSignature) return 0;
+  uint32_t textOrder = 0;
+  std::memcpy(&textOrder, text->data(), std::min(text->size(), sizeof(textOrder)));
+  uint32_t signature = 0;
+  SwapFourCharCode(&textOrder, &signature);
+  return signature;
+}
+
+}  // namespace tessary

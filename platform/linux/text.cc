@@ -1,0 +1,137 @@
+#include "platform/managers/text.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace tessary {
+namespace {
+
+// The unit that stands for an ill-formed byte is this one plus the byte.
+constexpr char16_t kByteCarrier = 0xDC00;
+
+bool IsSurrogate(char32_t codePoint) { return codePoint >= 0xD800 && codePoint <= 0xDFFF; }
+bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+bool IsCarriedByte(char16_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }
+
+// The number of bytes before the first that is not ASCII. Eight at a time: nearly every name is
+// ASCII throughout, and a run converts each name several times.
+size_t AsciiPrefix(std::string_view text) {
+  size_t length = 0;
+  for (; text.size() - length >= sizeof(uint64_t); length += sizeof(uint64_t)) {
+    uint64_t bytes = 0;
+    std::memcpy(&bytes, text.data() + length, sizeof(bytes));
+    if ((bytes & 0x8080808080808080U) != 0) break;
+  }
+  while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80) ++length;
+  return length;
+}
+
+struct Sequence {
+  char32_t codePoint = 0;
+  size_t length = 0;  // 0 where there is no well-formed sequence
+};
+
+// The well-formed sequence with which `text`, which is not empty, begins.
+Sequence FirstSequence(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text[0]);
+  if (lead < 0x80) return {lead, 1};
+  const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return {};
+  char32_t codePoint = lead & (0x7FU >> length);
+  for (size_t i = 1; i < length; ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if ((byte & 0xC0U) != 0x80) return {};
+    codePoint = codePoint << 6U | (byte & 0x3FU);
+  }
+  constexpr std::array<char32_t, 5> kSmallestOfLength = {0, 0, 0x80, 0x800, 0x10000};
+  if (codePoint < kSmallestOfLength[length]) return {};
+  if (codePoint > 0x10FFFF || IsSurrogate(codePoint)) return {};
+  return {codePoint, length};
+}
+
+void AppendUtf16(char32_t codePoint, std::u16string* text) {
+  if (codePoint < 0x10000) {
+    text->push_back(static_cast<char16_t>(codePoint));
+    return;
+  }
+  const char32_t offset = codePoint - 0x10000;
+  text->push_back(static_cast<char16_t>(0xD800 + (offset >> 10U)));
+  text->push_back(static_cast<char16_t>(0xDC00 + (offset & 0x3FFU)));
+}
+
+void AppendUtf8(char32_t codePoint, std::string* text) {
+  const auto continuation = [codePoint](unsigned shift) {
+    return static_cast<char>(0x80U | ((codePoint >> shift) & 0x3FU));
+  };
+  if (codePoint < 0x80) {
+    text->push_back(static_cast<char>(codePoint));
+  } else if (codePoint < 0x800) {
+    text->push_back(static_cast<char>(0xC0U | codePoint >> 6U));
+    text->push_back(continuation(0));
+  } else if (codePoint < 0x10000) {
+    text->push_back(static_cast<char>(0xE0U | codePoint >> 12U));
+    text->push_back(continuation(6));
+    text->push_back(continuation(0));
+  } else {
+    text->push_back(static_cast<char>(0xF0U | codePoint >> 18U));
+    text->push_back(continuation(12));
+    text->push_back(continuation(6));
+    text->push_back(continuation(0));
+  }
+}
+
+}  // namespace
+
+std::u16string Utf16FromUtf8(std::string_view text) {
+  std::u16string result;
+  // A sequence never makes more units than it has bytes.
+  result.reserve(text.size());
+  while (!text.empty()) {
+    const size_t ascii = AsciiPrefix(text);
+    result.append(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(ascii));
+    text.remove_prefix(ascii);
+    if (text.empty()) break;
+    const Sequence sequence = FirstSequence(text);
+    if (sequence.length == 0) {
+      result.push_back(static_cast<char16_t>(kByteCarrier + static_cast<unsigned char>(text[0])));
+      text.remove_prefix(1);
+    } else {
+      AppendUtf16(sequence.codePoint, &result);
+      text.remove_prefix(sequence.length);
+    }
+  }
+  return result;
+}
+
+std::string Utf8FromUtf16(std::u16string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
+      const char32_t high = unit - 0xD800U;
+      const char32_t low = text[++i] - 0xDC00U;
+      AppendUtf8(0x10000 + (high << 10U) + low, &result);
+    } else if (IsCarriedByte(unit)) {
+      result.push_back(static_cast<char>(unit - kByteCarrier));
+    } else {
+      AppendUtf8(unit, &result);
+    }
+  }
+  return result;
+}
+
+bool IsUtf8(std::string_view text) {
+  while (true) {
+    text.remove_prefix(AsciiPrefix(text));
+    if (text.empty()) return true;
+    const size_t length = FirstSequence(text).length;
+    if (length == 0) return false;
+    text.remove_prefix(length);
+  }
+}
+
+}  // namespace tessary
