@@ -1,11 +1,15 @@
 #include "platform/linux/config_folder.h"
 
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <optional>
 #include <vector>
+
+#include "platform/linux/errors.h"
 
 namespace tessary {
 namespace {
@@ -36,11 +40,23 @@ std::string HomeFolder() {
   return listed;
 }
 
+Status MakeFolderAndParents(const std::string& path) {
+  if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return noErr;
+  if (errno != ENOENT) return LastError();
+  const size_t slash = path.rfind('/');
+  if (slash == 0 || slash == std::string::npos) return fnfErr;
+  const Status status = MakeFolderAndParents(path.substr(0, slash));
+  if (status != noErr) return status;
+  return mkdir(path.c_str(), 0700) == 0 || errno == EEXIST ? noErr : LastError();
+}
+
 }  // namespace
 
 std::string ConfigFolder() {
   const auto configHome = AbsoluteFolder(std::getenv("XDG_CONFIG_HOME"));
   return (configHome ? *configHome : HomeFolder() + "/.config") + "/tessary";
 }
+
+Status MakeConfigFolder() { return MakeFolderAndParents(ConfigFolder()); }
 
 }  // namespace tessary
