@@ -1,7 +1,5 @@
 # The front door. Everything is done by the scripts in tools/; `make help` lists what there is.
 
-MAKEFLAGS += --no-print-directory
-
 # The paths go to the scripts by the environment and unexpanded, so that blanks, quotes and "$" in
 # them survive.
 unexport SOURCE DESTINATION OPTIONS
