@@ -41,7 +41,7 @@ Status Catalog::Ask(const Reference& reference, unsigned mask, struct statx* inf
   const int result =
       statx(found.descriptor(), found.name.c_str(), kAskFlags, mask | kIdentityMask, &answer);
   if (result != 0) return LastError();
-  if (!IdentityOf(answer).Matches(reference.GetIdentity())) return fnfErr;
+  if (!Identity::Of(answer).Matches(reference.GetIdentity())) return fnfErr;
   *info = answer;
   if (place != nullptr) *place = std::move(found);
   return noErr;
@@ -58,7 +58,7 @@ Status Catalog::OpenFolder(const Reference& reference, uint32_t* number, FolderH
 }
 
 Reference Catalog::MakeReference(uint32_t folder, std::string_view name, const struct statx& info) {
-  const Identity identity = IdentityOf(info);
+  const Identity identity = Identity::Of(info);
   Reference reference;
   reference.inode = identity.inode;
   reference.birth = identity.birth;

@@ -44,7 +44,7 @@ Status FindBoth(const FSRef& source, const FSRef& folder, const std::u16string* 
 }
 
 CopySource CopySourceOf(const Reference& reference, const Place& place) {
-  return {place.descriptor(), place.name, reference.device, reference.inode};
+  return {place.descriptor(), place.name, reference.GetIdentity().GetDevice(), reference.inode};
 }
 
 Status MakeTargetRef(const Target& target, FSRef* ref) {

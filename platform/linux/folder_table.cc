@@ -130,7 +130,7 @@ Status FolderTable::OpenAnew(const Folder& folder, FolderHandle* handle) {
   if (!opened) return errno == ENOTDIR || errno == ELOOP ? errFSNotAFolder : LastError();
   struct statx info = {};
   if (statx(opened.get(), "", AT_EMPTY_PATH, kIdentityMask, &info) != 0) return LastError();
-  if (!IdentityOf(info).Matches(folder.self.GetIdentity())) return fnfErr;
+  if (!Identity::Of(info).Matches(folder.self.GetIdentity())) return fnfErr;
   *handle = std::make_shared<const UniqueFd>(std::move(opened));
   return noErr;
 }
@@ -141,7 +141,7 @@ bool FolderTable::IsAtItsPath(uint32_t number) const {
   struct statx info = {};
   const int result =
       statx(AT_FDCWD, folder->path.c_str(), AT_SYMLINK_NOFOLLOW, kIdentityMask, &info);
-  return result == 0 && IdentityOf(info).Matches(folder->self.GetIdentity());
+  return result == 0 && Identity::Of(info).Matches(folder->self.GetIdentity());
 }
 
 void FolderTable::CloseLeastUsed(size_t keep) {

@@ -2,7 +2,7 @@
 
 namespace tessary {
 
-Identity IdentityOf(const struct statx& info) {
+Identity Identity::Of(const struct statx& info) {
   Identity identity;
   identity.inode = info.stx_ino;
   identity.device = info.stx_dev_major << 20 | info.stx_dev_minor;

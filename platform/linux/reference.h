@@ -1,6 +1,7 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <bit>
 #include <cstdint>
@@ -19,6 +20,11 @@ struct Identity {
   uint64_t inode = 0;
   uint64_t birth = 0;   // nanoseconds since 1970, modulo 2^64; 0 where it is not known
   uint32_t device = 0;  // 12 bits of major and 20 of minor number, as the kernel has them
+
+  dev_t GetDevice() const { return makedev(device >> 20, device & ((1U << 20) - 1)); }
+
+  // The identity of the object that `info` is of, asked for with kIdentityMask.
+  static Identity Of(const struct statx& info);
 
   // A birth time that only one side knows does not tell them apart.
   bool Matches(const Identity& other) const {
@@ -54,7 +60,6 @@ inline FSRef RefOf(const Reference& reference) { return std::bit_cast<FSRef>(ref
 // What statx has to be asked for so that the functions below can answer.
 inline constexpr unsigned kIdentityMask = STATX_TYPE | STATX_INO | STATX_BTIME;
 
-Identity IdentityOf(const struct statx& info);
 NodeKind KindOf(const struct statx& info);
 
 // True for "/" and every other folder on which a volume is mounted.

@@ -27,7 +27,8 @@ void MakeEnterable(const fs::path& folder) {
   std::error_code error;
   fs::permissions(folder, fs::perms::owner_all, fs::perm_options::add, error);
   for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
-    if (it->symlink_status().type() == fs::file_type::directory) MakeEnterable(it->path());
+    std::error_code unknown;
+    if (it->symlink_status(unknown).type() == fs::file_type::directory) MakeEnterable(it->path());
   }
 }
 

@@ -27,7 +27,8 @@ class TemporaryFolder {
   std::string path_;
 };
 
-// Makes a file with the contents, and the folders above it; fails the test where that cannot be done.
+// Makes a file with the contents, and the folders above it; fails the test where that cannot be
+// done.
 void WriteFile(const std::string& path, const std::string& contents = "");
 
 // The file's contents; fails the test where they cannot be read.

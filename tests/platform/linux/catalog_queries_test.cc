@@ -1,0 +1,260 @@
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/managers/autorelease_pool.h"
+#include "platform/managers/file_manager.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using testing::MakeLink;
+using testing::RefAt;
+using testing::SetFinderInfo;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+bool IsAllZero(const FSRef& ref) {
+  const FSRef none;
+  return std::memcmp(&ref, &none, sizeof(ref)) == 0;
+}
+
+std::string PathOf(const FSRef& ref) {
+  char buffer[4096];
+  EXPECT_EQ(noErr, FSRefMakePath(ref, buffer, sizeof(buffer)));
+  return buffer;
+}
+
+TEST(FSGetCatalogInfo, TellsEveryFieldOfAFile) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "a:b.txt");
+  if (!SetFinderInfo(folder / "a:b.txt", "TEXT", 0x4001)) GTEST_SKIP() << "no attributes here";
+  FSCatalogInfo info;
+  std::u16string name;
+  FSRef parent;
+  ASSERT_EQ(noErr, FSGetCatalogInfo(RefAt(folder / "a:b.txt"),
+                                    kFSCatInfoNodeFlags | kFSCatInfoNodeID | kFSCatInfoFinderInfo,
+                                    &info, &name, nullptr, &parent));
+  EXPECT_EQ(0, info.nodeFlags & kFSNodeIsDirectoryMask);
+  EXPECT_NE(kFSRootNodeID, info.nodeID);
+  EXPECT_EQ(0x54455854U, info.finderInfo.fileType);
+  EXPECT_EQ(0x4001, info.finderInfo.finderFlags);
+  EXPECT_EQ(u"a/b.txt", name);
+  EXPECT_EQ(noErr, FSCompareFSRefs(parent, RefAt(folder.path())));
+}
+
+TEST(FSGetCatalogInfo, WritesNoFieldThatWasNotAskedFor) {
+  const TemporaryFolder folder;
+  FSCatalogInfo info;
+  info.nodeID = 77;
+  info.finderInfo.fileType = 78;
+  ASSERT_EQ(noErr, FSGetCatalogInfo(RefAt(folder.path()), kFSCatInfoNodeFlags, &info, nullptr,
+                                    nullptr, nullptr));
+  EXPECT_EQ(kFSNodeIsDirectoryMask, info.nodeFlags);
+  EXPECT_EQ(77U, info.nodeID);
+  EXPECT_EQ(78U, info.finderInfo.fileType);
+}
+
+TEST(FSGetCatalogInfo, RefusesToWriteFieldsNowhere) {
+  const TemporaryFolder folder;
+  EXPECT_EQ(paramErr, FSGetCatalogInfo(RefAt(folder.path()), kFSCatInfoNodeID, nullptr, nullptr,
+                                       nullptr, nullptr));
+  EXPECT_EQ(noErr, FSGetCatalogInfo(RefAt(folder.path()), kFSCatInfoNone, nullptr, nullptr, nullptr,
+                                    nullptr));
+}
+
+TEST(FSGetCatalogInfo, GivesZeroFinderInformationForALinkAndForAnAttributeOfTheWrongSize) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  MakeLink("file", folder / "link");
+  if (!testing::SetAttribute(folder / "file", "user.com.apple.FinderInfo", "TEXT")) {
+    GTEST_SKIP() << "no attributes here";
+  }
+  for (const char* name : {"file", "link"}) {
+    FSCatalogInfo info;
+    info.finderInfo.fileType = 1;
+    ASSERT_EQ(noErr, FSGetCatalogInfo(RefAt(folder / name), kFSCatInfoFinderInfo, &info, nullptr,
+                                      nullptr, nullptr));
+    EXPECT_EQ(0U, info.finderInfo.fileType) << name;
+  }
+}
+
+TEST(FSGetCatalogInfo, FindsFinderInformationAmongManyAttributes) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  for (int i = 0; i < 60; ++i) {
+    if (!testing::SetAttribute(folder / "file", "user.some-rather-long-name-" + std::to_string(i),
+                               "")) {
+      if (i < 40) GTEST_SKIP() << "no room for many attributes here";
+      break;
+    }
+  }
+  if (!SetFinderInfo(folder / "file", "8BPS", 0)) GTEST_SKIP() << "no room for one more";
+  FSCatalogInfo info;
+  ASSERT_EQ(noErr, FSGetCatalogInfo(RefAt(folder / "file"), kFSCatInfoFinderInfo, &info, nullptr,
+                                    nullptr, nullptr));
+  EXPECT_EQ(0x38425053U, info.finderInfo.fileType);
+}
+
+TEST(FSGetCatalogInfo, TellsNodeNumberTwoForEveryVolumeRootAndNothingElse) {
+  FSCatalogInfo info;
+  for (const char* root : {"/", "/proc"}) {
+    ASSERT_EQ(noErr,
+              FSGetCatalogInfo(RefAt(root), kFSCatInfoNodeID, &info, nullptr, nullptr, nullptr));
+    EXPECT_EQ(kFSRootNodeID, info.nodeID) << root;
+  }
+}
+
+TEST(FSGetCatalogInfo, TellsAnotherNumberForAFileWhoseInodeIsTwo) {
+  const TemporaryFolder folder;
+  if (mount("none", folder.path().c_str(), "tmpfs", 0, nullptr) != 0) {
+    GTEST_SKIP() << "cannot mount a tmpfs here: " << strerror(errno);
+  }
+  WriteFile(folder / "first");
+  struct stat file = {};
+  EXPECT_EQ(0, stat((folder / "first").c_str(), &file));
+  EXPECT_EQ(2U, file.st_ino);
+  FSCatalogInfo info;
+  EXPECT_EQ(noErr, FSGetCatalogInfo(RefAt(folder / "first"), kFSCatInfoNodeID, &info, nullptr,
+                                    nullptr, nullptr));
+  EXPECT_NE(kFSRootNodeID, info.nodeID);
+  EXPECT_EQ(noErr, FSGetCatalogInfo(RefAt(folder.path()), kFSCatInfoNodeID, &info, nullptr, nullptr,
+                                    nullptr));
+  EXPECT_EQ(kFSRootNodeID, info.nodeID);
+  EXPECT_EQ(0, umount2(folder.path().c_str(), MNT_DETACH));
+}
+
+TEST(FSGetCatalogInfo, GivesTheAllZeroReferenceAsTheParentOfTheRoot) {
+  FSRef parent = RefAt("/");
+  ASSERT_EQ(noErr,
+            FSGetCatalogInfo(RefAt("/"), kFSCatInfoNone, nullptr, nullptr, nullptr, &parent));
+  EXPECT_TRUE(IsAllZero(parent));
+}
+
+TEST(FSGetCatalogInfo, FailsForTheAllZeroReferenceAndForAnObjectThatIsGone) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "gone");
+  const FSRef gone = RefAt(folder / "gone");
+  unlink((folder / "gone").c_str());
+  std::u16string name = u"untouched";
+  EXPECT_EQ(fnfErr, FSGetCatalogInfo(gone, kFSCatInfoNone, nullptr, &name, nullptr, nullptr));
+  EXPECT_EQ(paramErr, FSGetCatalogInfo(FSRef{}, kFSCatInfoNone, nullptr, &name, nullptr, nullptr));
+  EXPECT_EQ(u"untouched", name);
+}
+
+TEST(FSIsFSRefValid, RefusesAnotherObjectUnderTheSameName) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "old");
+  WriteFile(folder / "other", "new");
+  const FSRef ref = RefAt(folder / "file");
+  EXPECT_TRUE(FSIsFSRefValid(ref));
+  std::filesystem::rename(folder / "other", folder / "file");
+  EXPECT_FALSE(FSIsFSRefValid(ref));
+  EXPECT_FALSE(FSIsFSRefValid(FSRef{}));
+}
+
+TEST(FSIsFSRefValid, ReachesNothingThroughALinkThatTookAFoldersPlace) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "real/file");
+  WriteFile(folder / "elsewhere/file");
+  const FSRef ref = RefAt(folder / "real/file");
+  const FSRef real = RefAt(folder / "real");
+  std::filesystem::rename(folder / "real", folder / "away");
+  MakeLink("elsewhere", folder / "real");
+  EXPECT_FALSE(FSIsFSRefValid(real));
+  // The folder is held, so that the item is found in it wherever it went, and nowhere else.
+  EXPECT_EQ(noErr, FSDeleteObject(ref));
+  EXPECT_FALSE(testing::Exists(folder / "away/file"));
+  EXPECT_TRUE(testing::Exists(folder / "elsewhere/file"));
+}
+
+TEST(FSCompareFSRefs, TellsOneObjectFromAnotherHoweverReached) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "one");
+  WriteFile(folder / "two");
+  std::filesystem::create_hard_link(folder / "one", folder / "link");
+  EXPECT_EQ(noErr, FSCompareFSRefs(RefAt(folder / "one"), RefAt(folder / "one")));
+  EXPECT_EQ(noErr, FSCompareFSRefs(RefAt(folder / "one"), RefAt(folder / "link")));
+  EXPECT_EQ(errFSRefsDifferent, FSCompareFSRefs(RefAt(folder / "one"), RefAt(folder / "two")));
+  EXPECT_EQ(errFSRefsDifferent, FSCompareFSRefs(RefAt(folder / "one"), RefAt(folder.path())));
+  EXPECT_EQ(errFSRefsDifferent, FSCompareFSRefs(FSRef{}, FSRef{}));
+}
+
+TEST(FSMakeFSRefUnicode, FindsWhateverBearsTheNameAndFollowsNoLink) {
+  const TemporaryFolder folder;
+  const std::vector<std::string> names = {
+      "file", "\xff\xfe.txt", "new\nline",           ".hidden",
+      "a..b", "colon:name",   std::string(255, 'n'), "dangling"};
+  for (const std::string& name : names) {
+    if (name == "dangling") {
+      MakeLink("nowhere", folder / name);
+    } else {
+      WriteFile(folder / name);
+    }
+    std::u16string catalogName;
+    ASSERT_EQ(noErr, FSGetCatalogInfo(RefAt(folder / name), kFSCatInfoNone, nullptr, &catalogName,
+                                      nullptr, nullptr));
+    FSRef child;
+    EXPECT_EQ(noErr, FSMakeFSRefUnicode(RefAt(folder.path()), catalogName, &child)) << name;
+    EXPECT_EQ(folder / name, PathOf(child));
+  }
+}
+
+TEST(FSMakeFSRefUnicode, LeavesTheOutReferenceZeroWheneverItFails) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  const FSRef parent = RefAt(folder.path());
+  const std::vector<std::pair<std::u16string, Status>> rows = {
+      {u"absent", fnfErr},
+      {u"", bdNamErr},
+      {u".", bdNamErr},
+      {u"..", bdNamErr},
+      {std::u16string(u"a\0b", 3), bdNamErr},
+      {std::u16string(256, u'n'), bdNamErr},
+      {std::u16string(200, u'é'), bdNamErr}};
+  for (const auto& [name, expected] : rows) {
+    FSRef child = parent;
+    EXPECT_EQ(expected, FSMakeFSRefUnicode(parent, name, &child));
+    EXPECT_TRUE(IsAllZero(child));
+  }
+  FSRef child = parent;
+  EXPECT_EQ(errFSNotAFolder, FSMakeFSRefUnicode(RefAt(folder / "file"), u"x", &child));
+  EXPECT_TRUE(IsAllZero(child));
+  EXPECT_EQ(paramErr, FSMakeFSRefUnicode(FSRef{}, u"x", &child));
+  EXPECT_EQ(paramErr, FSMakeFSRefUnicode(parent, u"x", nullptr));
+}
+
+TEST(FSMakeFSRefUnicode, DoesNotEnterALinkToAFolder) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "real/file");
+  MakeLink("real", folder / "link");
+  FSRef child;
+  EXPECT_EQ(errFSNotAFolder, FSMakeFSRefUnicode(RefAt(folder / "link"), u"file", &child));
+}
+
+TEST(NSAutoreleasePool, LeavesReferencesOfItsTimeDesignatingNothing) {
+  const TemporaryFolder folder;
+  const std::string longName(200, 'l');
+  WriteFile(folder / ("deep/" + longName));
+  const FSRef root = RefAt(folder.path());
+  FSRef within;
+  {
+    const NSAutoreleasePool pool;
+    within = RefAt(folder / ("deep/" + longName));
+    EXPECT_TRUE(FSIsFSRefValid(within));
+    EXPECT_EQ(folder / ("deep/" + longName), PathOf(within));
+  }
+  EXPECT_FALSE(FSIsFSRefValid(within));
+  EXPECT_TRUE(FSIsFSRefValid(root));
+  EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / ("deep/" + longName))));
+}
+
+}  // namespace
+}  // namespace tessary

@@ -1,0 +1,93 @@
+#include "platform/managers/launch_services.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::RefAt;
+using testing::SetFinderInfo;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+constexpr uint32_t kPackage = kLSItemInfoIsContainer | kLSItemInfoIsPackage;
+constexpr uint32_t kApplication = kPackage | kLSItemInfoIsApplication;
+
+uint32_t FlagsOf(const std::string& path) {
+  LSItemInfoRecord info;
+  EXPECT_EQ(noErr, LSCopyItemInfoForRef(RefAt(path), kLSRequestAllFlags, &info)) << path;
+  return info.flags;
+}
+
+TEST(LSCopyItemInfoForRef, KnowsPackagesByTheirExtensionInAnyCase) {
+  const TemporaryFolder folder;
+  const std::vector<std::pair<std::string, uint32_t>> rows = {
+      {"folder", kLSItemInfoIsContainer},
+      {"folder.d", kLSItemInfoIsContainer},
+      {"app", kLSItemInfoIsContainer},
+      {"Tool.app", kApplication},
+      {"Tool.APP", kApplication},
+      {"a.framework", kPackage},
+      {"a.dSYM", kPackage},
+      {"a.prefPane", kPackage},
+      {"a.photoslibrary", kPackage},
+      {"a.key-tef", kPackage},
+      {"a.app.old", kLSItemInfoIsContainer}};
+  for (const auto& [name, flags] : rows) {
+    MakeFolder(folder / name);
+    EXPECT_EQ(flags, FlagsOf(folder / name)) << name;
+  }
+}
+
+TEST(LSCopyItemInfoForRef, KnowsPackagesByTheirBundleBit) {
+  const TemporaryFolder folder;
+  MakeFolder(folder / "bundle");
+  MakeFolder(folder / "invisible");
+  if (!SetFinderInfo(folder / "bundle", std::string(4, '\0'), kHasBundle)) {
+    GTEST_SKIP() << "no attributes here";
+  }
+  ASSERT_TRUE(SetFinderInfo(folder / "invisible", std::string(4, '\0'), kIsInvisible));
+  EXPECT_EQ(kPackage, FlagsOf(folder / "bundle"));
+  EXPECT_EQ(kLSItemInfoIsContainer, FlagsOf(folder / "invisible"));
+}
+
+TEST(LSCopyItemInfoForRef, KnowsAnApplicationFileByItsType) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "Tool");
+  WriteFile(folder / "Tool.app");
+  MakeLink("Tool", folder / "link");
+  if (!SetFinderInfo(folder / "Tool", "APPL", 0)) GTEST_SKIP() << "no attributes here";
+  EXPECT_EQ(kLSItemInfoIsApplication, FlagsOf(folder / "Tool"));
+  EXPECT_EQ(0U, FlagsOf(folder / "Tool.app"));
+  EXPECT_EQ(0U, FlagsOf(folder / "link"));
+}
+
+TEST(LSCopyItemInfoForRef, TakesALinkToAFolderForNeither) {
+  const TemporaryFolder folder;
+  MakeFolder(folder / "Tool.app");
+  MakeLink("Tool.app", folder / "Link.app");
+  EXPECT_EQ(0U, FlagsOf(folder / "Link.app"));
+}
+
+TEST(LSCopyItemInfoForRef, FailsForAnItemThatIsGone) {
+  const TemporaryFolder folder;
+  MakeFolder(folder / "gone");
+  const FSRef gone = RefAt(folder / "gone");
+  ASSERT_EQ(0, rmdir((folder / "gone").c_str()));
+  LSItemInfoRecord info = {.flags = 77};
+  EXPECT_EQ(fnfErr, LSCopyItemInfoForRef(gone, kLSRequestAllFlags, &info));
+  EXPECT_EQ(paramErr, LSCopyItemInfoForRef(RefAt(folder.path()), 0, &info));
+  EXPECT_EQ(paramErr, LSCopyItemInfoForRef(RefAt(folder.path()), kLSRequestAllFlags, nullptr));
+  EXPECT_EQ(77U, info.flags);
+}
+
+}  // namespace
+}  // namespace tessary
