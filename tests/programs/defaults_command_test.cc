@@ -1,0 +1,157 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "tests/programs/program.h"
+
+namespace tessary {
+namespace {
+
+using testing::DescribeTree;
+using ::testing::ElementsAre;
+using testing::Exists;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::MakeFolder;
+using testing::NamesIn;
+using testing::ProgramResult;
+using testing::ProgramSetup;
+using testing::ProgramTest;
+using testing::ReadFile;
+using testing::WriteFile;
+
+class DefaultsCommand : public ProgramTest {
+ protected:
+  // Fails with one line that contains `reason`, prints nothing and leaves everything as it was.
+  void ExpectRefusal(const std::vector<std::string>& arguments, const std::string& reason,
+                     int status, const ProgramSetup& setup = {}) const {
+    const std::vector<std::string> before = DescribeTree(At(""));
+    const ProgramResult result = Run(arguments, setup);
+    EXPECT_EQ(status, result.status) << result.errors;
+    EXPECT_THAT(result.Problems(), ElementsAre(HasSubstr(reason)));
+    EXPECT_THAT(result.LogMessages(), IsEmpty());
+    EXPECT_EQ("", result.output);
+    EXPECT_EQ(before, DescribeTree(At(""))) << reason;
+  }
+
+  // Succeeds without a line on standard error, printing `output`.
+  void ExpectOutput(const std::vector<std::string>& arguments, const std::string& output) const {
+    const ProgramResult result = Run(arguments);
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("", result.errors);
+    EXPECT_EQ(output, result.output);
+  }
+};
+
+TEST_F(DefaultsCommand, ReadsAllInTheirOrderWithTheMeaningOfWhatIsNotSet) {
+  ExpectOutput({"defaults", "read"},
+               "FileOperation not set (files are copied)\n"
+               "TessaryType not set (files are sorted by extension)\n"
+               "QuitWhenDone not set (the desktop program stays open after a run)\n"
+               "RecurseFolders not set (subfolders are not entered)\n"
+               "ReplaceFilesBySameName not set (a file of the same name is kept, the newcomer is "
+               "renamed)\n"
+               "AggregateAppResourcesOnly not set (only an application's resources are filed)\n"
+               "PreserveComments not set (comments are not carried over)\n");
+  EXPECT_THAT(NamesIn(At("config")), IsEmpty());
+}
+
+TEST_F(DefaultsCommand, ReadsValuesAsTheyAreStored) {
+  WriteFile(PreferencesPath(),
+            "TessaryType = \"2\\n\"\nFileOperation = 70000\nQuitWhenDone = true\n"
+            "RecurseFolders = false\nReplaceFilesBySameName = 1.5\nOther = 3\n");
+  ExpectOutput({"defaults", "read"},
+               "FileOperation = 70000\n"
+               "TessaryType = \"2\\n\"\n"
+               "QuitWhenDone = true\n"
+               "RecurseFolders = false\n"
+               "ReplaceFilesBySameName = a value of a type that is not read\n"
+               "AggregateAppResourcesOnly not set (only an application's resources are filed)\n"
+               "PreserveComments not set (comments are not carried over)\n");
+  ExpectOutput({"defaults", "read", "FileOperation"}, "70000\n");
+  ExpectOutput({"defaults", "read", "QuitWhenDone"}, "true\n");
+  ExpectOutput({"defaults", "read", "TessaryType"}, "\"2\\n\"\n");
+}
+
+TEST_F(DefaultsCommand, ReadsAKeyThatIsNotSetAsAFailure) {
+  ExpectRefusal({"defaults", "read", "TessaryType"}, "TessaryType is not set", 1);
+}
+
+TEST_F(DefaultsCommand, WritesAndDeletesOneKeyAndKeepsTheRest) {
+  WriteFile(PreferencesPath(), "# mine\nOther = \"x\" # kept\nQuitWhenDone = true\n");
+  ExpectOutput({"defaults", "write", "TessaryType", "-int", "4"}, "");
+  ExpectOutput({"defaults", "read", "TessaryType"}, "4\n");
+  ExpectOutput({"defaults", "write", "QuitWhenDone", "-bool", "no"}, "");
+  ExpectOutput({"defaults", "read", "QuitWhenDone"}, "false\n");
+  EXPECT_THAT(ReadFile(PreferencesPath()), HasSubstr("# mine\nOther = \"x\" # kept\n"));
+  ExpectOutput({"defaults", "delete", "TessaryType"}, "");
+  ExpectRefusal({"defaults", "read", "TessaryType"}, "not set", 1);
+  ExpectOutput({"defaults", "read", "QuitWhenDone"}, "false\n");
+}
+
+TEST_F(DefaultsCommand, MakesThePreferencesFileWhereThereIsNone) {
+  ExpectOutput({"defaults", "write", "RecurseFolders", "-bool", "yes"}, "");
+  ExpectOutput({"defaults", "read", "RecurseFolders"}, "true\n");
+}
+
+TEST_F(DefaultsCommand, DeletesWhatIsNotSetTouchingNothing) {
+  ExpectOutput({"defaults", "delete", "TessaryType"}, "");
+  EXPECT_THAT(NamesIn(At("config")), IsEmpty());
+  WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
+  const std::vector<std::string> before = DescribeTree(At("config"));
+  ExpectOutput({"defaults", "delete", "TessaryType"}, "");
+  EXPECT_EQ(before, DescribeTree(At("config")));
+}
+
+TEST_F(DefaultsCommand, FailsOnAFileThatCannotBeParsedAndKeepsIt) {
+  WriteFile(PreferencesPath(), "QuitWhenDone = \n");
+  ExpectRefusal({"defaults", "read"}, "preferences.toml", 1);
+  ExpectRefusal({"defaults", "read", "QuitWhenDone"}, "preferences.toml", 1);
+  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-bool", "true"}, "preferences.toml", 1);
+  ExpectRefusal({"defaults", "delete", "QuitWhenDone"}, "preferences.toml", 1);
+}
+
+TEST_F(DefaultsCommand, FailsWhereTheFileCannotBeWritten) {
+  OpenToOrdinaryUser();
+  WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
+  EXPECT_EQ(0, chmod(PreferencesPath().c_str(), 0444));
+  EXPECT_EQ(0, chmod(At("config/tessary").c_str(), 0555));
+  const ProgramSetup ordinary = {.isOrdinaryUser = true};
+  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-bool", "no"}, "preferences.toml", 1,
+                ordinary);
+  ExpectRefusal({"defaults", "delete", "QuitWhenDone"}, "preferences.toml", 1, ordinary);
+}
+
+TEST_F(DefaultsCommand, RefusesBadUsageTouchingNothing) {
+  WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
+  ExpectRefusal({"defaults"}, "read, write or delete", 2);
+  ExpectRefusal({"defaults", "read", "Kind"}, "\"Kind\"", 2);
+  ExpectRefusal({"defaults", "delete", "Kind"}, "\"Kind\"", 2);
+  ExpectRefusal({"defaults", "write", "Kind", "-int", "1"}, "\"Kind\"", 2);
+  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-int", "1"}, "-bool", 2);
+  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-string", "1"}, "-bool", 2);
+  ExpectRefusal({"defaults", "write", "TessaryType", "-int", "40000"}, "32767", 2);
+  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-bool", "maybe"}, "\"maybe\"", 2);
+  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-bool"}, "missing argument", 2);
+}
+
+TEST_F(DefaultsCommand, FailsWhereItsOutputCannotBeWritten) {
+  const ProgramSetup full = {.outputPath = "/dev/full"};
+  ExpectRefusal({"defaults", "read"}, "could not be written", 1, full);
+  ExpectRefusal({"--help"}, "could not be written", 1, full);
+  ExpectRefusal({"--version"}, "could not be written", 1, {.closedFiles = {1}});
+}
+
+TEST_F(DefaultsCommand, PrintsHelpAndVersionOnStandardOutput) {
+  ExpectOutput({"--version"}, "tessary-cli 0.1.0\n");
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"--help"}, {"aggregate", "--help"}, {"defaults", "--help"}}) {
+    const ProgramResult result = Run(arguments);
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("", result.errors);
+    EXPECT_THAT(result.output, HasSubstr("Usage:\n  tessary-cli aggregate"));
+  }
+}
+
+}  // namespace
+}  // namespace tessary

@@ -1,0 +1,190 @@
+#include "tests/programs/program.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
+#include <sstream>
+
+namespace tessary::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uid_t kOrdinaryUser = 65534;
+constexpr std::string_view kProblemPrefix = "tessary-cli: ";
+
+std::vector<std::string> LinesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+// A file without a name, at first empty.
+class Capture {
+ public:
+  Capture() : fd_(memfd_create("capture", MFD_CLOEXEC)) { EXPECT_GE(fd_, 0); }
+  ~Capture() { close(fd_); }
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+
+  int fd() const { return fd_; }
+
+  std::string Text() const {
+    std::string text(static_cast<size_t>(lseek(fd_, 0, SEEK_END)), '\0');
+    EXPECT_EQ(static_cast<ssize_t>(text.size()), pread(fd_, text.data(), text.size(), 0));
+    return text;
+  }
+
+ private:
+  int fd_;
+};
+
+std::vector<char*> Pointers(std::vector<std::string>* texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts->size() + 1);
+  for (std::string& text : *texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+bool MountForThisProcess(const std::string& source, const std::string& target) {
+  return unshare(CLONE_NEWNS) == 0 &&
+         mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         mount(source.c_str(), target.c_str(), nullptr, MS_BIND, nullptr) == 0;
+}
+
+bool BecomeOrdinaryUser() {
+  return geteuid() != 0 ||
+         (setgroups(0, nullptr) == 0 && setgid(kOrdinaryUser) == 0 && setuid(kOrdinaryUser) == 0);
+}
+
+bool SetUpChild(const ProgramSetup& setup, int output, int errors) {
+  for (const auto& [name, value] : setup.environment) setenv(name.c_str(), value.c_str(), 1);
+  if (!setup.bindTarget.empty() && !MountForThisProcess(setup.bindSource, setup.bindTarget)) {
+    return false;
+  }
+  if (dup2(output, STDOUT_FILENO) < 0 || dup2(errors, STDERR_FILENO) < 0) return false;
+  if (setup.isOrdinaryUser && !BecomeOrdinaryUser()) return false;
+  if (chdir(setup.folder.c_str()) != 0) return false;
+  for (const int file : setup.closedFiles) close(file);
+  return true;
+}
+
+int StatusOf(pid_t child) {
+  int status = 0;
+  EXPECT_EQ(child, waitpid(child, &status, 0));
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+std::string DescribeEntry(const fs::path& path, const std::string& name) {
+  struct stat info = {};
+  EXPECT_EQ(0, lstat(path.c_str(), &info)) << path;
+  std::ostringstream text;
+  text << name << " mode " << std::oct << info.st_mode << std::dec << " inode " << info.st_ino
+       << " size " << info.st_size << " modified " << info.st_mtim.tv_sec << "."
+       << info.st_mtim.tv_nsec << " changed " << info.st_ctim.tv_sec << "." << info.st_ctim.tv_nsec;
+  if (S_ISREG(info.st_mode)) text << " holds " << ReadFile(path);
+  if (S_ISLNK(info.st_mode)) text << " leads to " << fs::read_symlink(path).string();
+  return text.str();
+}
+
+}  // namespace
+
+std::vector<std::string> ProgramResult::Problems() const {
+  std::vector<std::string> problems;
+  for (const std::string& line : LinesOf(errors)) {
+    if (line.starts_with(kProblemPrefix)) problems.push_back(line.substr(kProblemPrefix.size()));
+  }
+  return problems;
+}
+
+std::vector<std::string> ProgramResult::LogMessages() const {
+  std::vector<std::string> messages;
+  static const std::regex kLogLine(
+      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} tessary-cli\[\d+\] (.*))");
+  for (const std::string& line : LinesOf(errors)) {
+    std::smatch match;
+    if (std::regex_match(line, match, kLogLine)) {
+      messages.push_back(match[1]);
+    } else {
+      EXPECT_TRUE(line.starts_with(kProblemPrefix)) << "neither log nor problem: " << line;
+    }
+  }
+  return messages;
+}
+
+ProgramResult RunProgram(const std::vector<std::string>& arguments, const ProgramSetup& setup) {
+  const Capture output;
+  const Capture errors;
+  int outputFile = setup.outputFile >= 0 ? setup.outputFile : output.fd();
+  if (!setup.outputPath.empty()) outputFile = open(setup.outputPath.c_str(), O_WRONLY | O_CLOEXEC);
+  const int errorFile = setup.errorFile >= 0 ? setup.errorFile : errors.fd();
+  // Opened here, as an ordinary user may not reach it.
+  const int program = open(TESSARY_CLI, O_PATH | O_CLOEXEC);
+  EXPECT_GE(program, 0) << TESSARY_CLI;
+
+  std::vector<std::string> texts = {TESSARY_CLI};
+  texts.insert(texts.end(), arguments.begin(), arguments.end());
+  const std::vector<char*> argv = Pointers(&texts);
+  const pid_t child = fork();
+  if (child == 0) {
+    if (SetUpChild(setup, outputFile, errorFile)) fexecve(program, argv.data(), environ);
+    _exit(kCannotStart);
+  }
+  ProgramResult result;
+  result.status = StatusOf(child);
+  result.output = output.Text();
+  result.errors = errors.Text();
+  close(program);
+  if (!setup.outputPath.empty()) close(outputFile);
+  return result;
+}
+
+std::vector<std::string> DescribeTree(const std::string& folder) {
+  std::vector<std::string> lines;
+  for (const fs::directory_entry& entry :
+       fs::recursive_directory_iterator(folder, fs::directory_options::skip_permission_denied)) {
+    lines.push_back(DescribeEntry(entry.path(), entry.path().string().substr(folder.size())));
+  }
+  std::sort(lines.begin(), lines.end());
+  return lines;
+}
+
+ProgramTest::ProgramTest() {
+  MakeFolder(At("config"));
+  MakeFolder(At("data"));
+}
+
+ProgramResult ProgramTest::Run(const std::vector<std::string>& arguments,
+                               ProgramSetup setup) const {
+  setup.environment = {
+      {"XDG_CONFIG_HOME", At("config")},
+      {"XDG_DATA_HOME", At("data")},
+      {"XDG_DATA_DIRS", At("data")},
+      {"TZ", "UTC"},
+      {"LC_ALL", "C"},
+  };
+  return RunProgram(arguments, setup);
+}
+
+ProgramResult ProgramTest::Aggregate(std::vector<std::string> options, ProgramSetup setup) const {
+  options.insert(options.begin(), "aggregate");
+  options.push_back(At("source"));
+  options.push_back(At("destination"));
+  return Run(options, std::move(setup));
+}
+
+void ProgramTest::OpenToOrdinaryUser() const { EXPECT_EQ(0, chmod(folder_.path().c_str(), 0777)); }
+
+}  // namespace tessary::testing

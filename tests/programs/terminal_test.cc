@@ -1,0 +1,97 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "tests/programs/program.h"
+#include "tests/support/pseudo_terminal.h"
+
+// The program with a terminal for its standard error.
+namespace tessary {
+namespace {
+
+using testing::DrawnLines;
+using ::testing::ElementsAre;
+using testing::FilesBelow;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::MakeFolder;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+using testing::ProgramResult;
+using testing::ProgramTest;
+using testing::PseudoTerminal;
+using testing::ScreenLines;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+using testing::WriteFile;
+
+constexpr int kColumns = 60;
+
+class OnATerminal : public ProgramTest {
+ protected:
+  OnATerminal() {
+    MakeFolder(At("destination"));
+    for (int i = 0; i < 200; ++i) {
+      WriteFile(At("source/a rather long name of \n file " + std::to_string(i) + ".txt"));
+    }
+    WriteFile(At("source/caf\xe9 \x1b[2J.txt"));
+  }
+
+  // What the terminal was sent during a run, which has to succeed.
+  std::string RunOnTerminal(const std::string& option) const {
+    PseudoTerminal terminal(kColumns);
+    const ProgramResult result = Aggregate({option}, {.errorFile = terminal.fd()});
+    EXPECT_EQ(0, result.status);
+    EXPECT_THAT(result.output, StartsWith("201 filed, 0 left, 0 failed, "));
+    EXPECT_THAT(result.output, Not(HasSubstr("\x1b")));
+    return terminal.Finish();
+  }
+};
+
+// Each line of the screen is a whole line of the log, and nothing is left below them.
+void ExpectOnlyLogLines(const std::string& written, size_t count) {
+  static const std::regex kLogLine(
+      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} tessary-cli\[\d+\] (Aggregating|Moved|Moving).*)");
+  std::vector<std::string> lines = ScreenLines(written);
+  ASSERT_THAT(lines, SizeIs(count + 1));
+  EXPECT_EQ("", lines.back());
+  lines.pop_back();
+  for (const std::string& line : lines) EXPECT_TRUE(std::regex_match(line, kLogLine)) << line;
+}
+
+TEST_F(OnATerminal, AStatusLineShowsCountAndProgressAndBreaksNoLogLine) {
+  const std::string written = RunOnTerminal("--kind=extension");
+  ExpectOnlyLogLines(written, 1 + 201);
+  const std::vector<std::string> drawn = DrawnLines(written);
+  ASSERT_FALSE(drawn.empty());
+  EXPECT_THAT(drawn[0], StartsWith("0 items  Moving: /"));
+  size_t statusLines = 0;
+  for (const std::string& line : drawn) {
+    if (line.ends_with("\n") || line.find("tessary-cli[") != std::string::npos) continue;
+    EXPECT_LT(line.size(), kColumns) << line;
+    if (line.find(" items") != std::string::npos) ++statusLines;
+  }
+  // Put back after each line of the log but the first, which comes before there is anything to
+  // show.
+  EXPECT_GE(statusLines, 201U);
+}
+
+TEST_F(OnATerminal, AKindWithoutProgressTextShowsTheCountAlone) {
+  const std::string written = RunOnTerminal("--kind=file-type");
+  const std::vector<std::string> drawn = DrawnLines(written);
+  ASSERT_FALSE(drawn.empty());
+  EXPECT_EQ("1 item", drawn[0]);
+}
+
+TEST_F(OnATerminal, ARefusalIsOnePlainLine) {
+  PseudoTerminal terminal(kColumns);
+  const ProgramResult result =
+      Run({"aggregate", At("missing"), At("destination")}, {.errorFile = terminal.fd()});
+  EXPECT_EQ(1, result.status);
+  EXPECT_THAT(ScreenLines(terminal.Finish()), ElementsAre(StartsWith("tessary-cli: "), ""));
+  EXPECT_THAT(FilesBelow(At("destination")), IsEmpty());
+}
+
+}  // namespace
+}  // namespace tessary
