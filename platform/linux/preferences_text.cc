@@ -222,8 +222,9 @@ void InsertLine(std::string* text, const TopLevel& top, const std::string& line)
   text->insert(place, afterOpenLine ? lineEnd + line : line + lineEnd);
 }
 
-// Changes one key in a text that parses.
-void ChangeKey(const std::string& key, const std::optional<std::string>& spelledValue,
+// Changes one key in a text that parses. False where the key, which `isThere`, has no line of its
+// own because it is a table.
+bool ChangeKey(const std::string& key, bool isThere, const std::optional<std::string>& spelledValue,
                std::string* text) {
   const TopLevel top = FindTopLevel(*text);
   for (const Statement& statement : top.statements) {
@@ -234,9 +235,11 @@ void ChangeKey(const std::string& key, const std::optional<std::string>& spelled
     } else {
       text->erase(statement.begin, statement.end - statement.begin);
     }
-    return;
+    return true;
   }
+  if (isThere) return false;
   if (spelledValue) InsertLine(text, top, SpellKey(key) + " = " + *spelledValue);
+  return true;
 }
 
 bool Holds(const toml::table& table, const std::string& key,
@@ -280,7 +283,9 @@ std::optional<std::string> ChangePreferences(const std::string& text,
     const auto spelled = value ? SpellValue(*value) : std::nullopt;
     if (value && !spelled)
       return "the value of " + Quote(key) + " is of no type that can be written";
-    ChangeKey(key, spelled, &composed);
+    if (!ChangeKey(key, expected.contains(key), spelled, &composed)) {
+      return Quote(key) + " is a table in it, which can only be changed by hand";
+    }
     Expect(key, value, &expected);
   }
   // The places were found by a reading simpler than the parser's, so the parser has the last word
