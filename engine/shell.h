@@ -19,14 +19,14 @@ enum class ItemOutcome {
 
 struct ShellHooks {
   // Shows a text to the user, 1 as the target naming the status line.
-  std::function<void(const std::string& text, int target)> showProgressText;
+  std::function<void(const std::string& text, int target)> showProgressText = nullptr;
 
   // Starts a run on a source that ResolveRunSource has decided on.
-  std::function<void(const FSRef& source)> runAggregation;
+  std::function<void(const FSRef& source)> runAggregation = nullptr;
 
   // Told of each item once its fate is known. `path` is the item's POSIX path before it was filed,
   // empty where it has none.
-  std::function<void(const std::string& path, ItemOutcome outcome)> observeItem;
+  std::function<void(const std::string& path, ItemOutcome outcome)> observeItem = nullptr;
 };
 
 // Supplies the hooks, replacing those supplied before. Called by start-up only.

@@ -11,7 +11,9 @@ MemoryVolume::MemoryVolume(const std::string& options) {
 
 MemoryVolume::~MemoryVolume() {
   // Detached, so that a descriptor that is still open on it cannot keep it in the way.
-  if (isMounted_) EXPECT_EQ(0, umount2(path().c_str(), MNT_DETACH)) << path();
+  if (isMounted_) {
+    EXPECT_EQ(0, umount2(path().c_str(), MNT_DETACH)) << path();
+  }
 }
 
 void MemoryVolume::MakeReadOnly() {

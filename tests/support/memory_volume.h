@@ -6,8 +6,8 @@
 
 namespace tessary::testing {
 
-// A small volume in memory, mounted in a temporary folder while it lives. Where this process may not
-// mount, or the kernel does not know the options, it is not mounted.
+// A small volume in memory, mounted in a temporary folder while it lives. Where this process may
+// not mount, or the kernel does not know the options, it is not mounted.
 class MemoryVolume {
  public:
   // `options` as the kernel takes them for a tmpfs: "size=64k".
