@@ -15,7 +15,7 @@ run: ; @tools/install-dependencies build && tools/run
 
 check: ; @tools/install-dependencies build check && tools/check
 
-bench: ; @tools/install-dependencies build bench && tools/bench
+bench: ; @tools/install-dependencies build && tools/bench
 
 clean: ; rm -rf build
 
