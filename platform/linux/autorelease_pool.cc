@@ -5,12 +5,9 @@
 namespace tessary {
 
 NSAutoreleasePool::NSAutoreleasePool()
-    : folderMark_(Catalog::Get().folders().Mark()), nameMark_(Catalog::Get().names().Mark()) {
-  Catalog::Get().EnterPool();
-}
+    : folderMark_(Catalog::Get().folders().Mark()), nameMark_(Catalog::Get().names().Mark()) {}
 
 NSAutoreleasePool::~NSAutoreleasePool() {
-  Catalog::Get().LeavePool();
   Catalog::Get().folders().ReleaseTo(folderMark_);
   Catalog::Get().names().ReleaseTo(nameMark_);
 }

@@ -58,19 +58,11 @@ class Catalog {
   // The path of the object of a reference, of any length; empty where its folder has been released.
   std::string PathOf(const Reference& reference);
 
-  // True while the references of a run are being made: what was interned is then relied upon, so
-  // that a path that was swapped meanwhile is not followed. Otherwise paths are looked at afresh,
-  // as people have made folders of their own since.
-  bool IsInRun() const { return pools_ > 0; }
-  void EnterPool() { ++pools_; }
-  void LeavePool() { --pools_; }
-
  private:
   Catalog() : folders_(&names_) {}
 
   NameTable names_;
   FolderTable folders_;
-  int pools_ = 0;
 };
 
 }  // namespace tessary

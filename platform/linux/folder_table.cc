@@ -135,13 +135,13 @@ Status FolderTable::OpenAnew(const Folder& folder, FolderHandle* handle) {
   return noErr;
 }
 
-bool FolderTable::IsAtItsPath(uint32_t number) const {
-  const Folder* folder = Find(number);
-  if (folder == nullptr) return false;
+void FolderTable::ForgetPathIfStale(const std::string& path) {
+  const Folder* folder = Find(FindByPath(path));
+  if (folder == nullptr) return;
   struct statx info = {};
-  const int result =
-      statx(AT_FDCWD, folder->path.c_str(), AT_SYMLINK_NOFOLLOW, kIdentityMask, &info);
-  return result == 0 && Identity::Of(info).Matches(folder->self.GetIdentity());
+  const int result = statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, kIdentityMask, &info);
+  const bool isThere = result == 0 && Identity::Of(info).Matches(folder->self.GetIdentity());
+  if (!isThere) byPath_.erase(path);
 }
 
 void FolderTable::CloseLeastUsed(size_t keep) {

@@ -64,8 +64,9 @@ class FolderTable {
   // success only.
   Status Open(uint32_t number, FolderHandle* handle);
 
-  // True where the folder is found at its path still.
-  bool IsAtItsPath(uint32_t number) const;
+  // Forgets by which path a folder was interned where another object, or none, is found there.
+  // References that lead through it keep it.
+  void ForgetPathIfStale(const std::string& path);
 
   size_t Mark() const { return folders_.size(); }
   void ReleaseTo(size_t mark);

@@ -48,9 +48,8 @@ Status InternChain(const std::string& path, uint32_t* number) {
 }
 
 Status InternFolderAt(const std::string& path, uint32_t* number) {
-  Catalog& catalog = Catalog::Get();
-  const uint32_t known = catalog.folders().FindByPath(path);
-  if (known != 0 && (catalog.IsInRun() || catalog.folders().IsAtItsPath(known))) {
+  const uint32_t known = Catalog::Get().folders().FindByPath(path);
+  if (known != 0) {
     *number = known;
     return noErr;
   }
@@ -123,9 +122,20 @@ int PosixUnlink(const char* path) {
   return unlinkat(folder->get(), name.c_str(), 0) == 0 ? 0 : errno;
 }
 
+// People make folders anew between runs. What they name is what they see now, so that folders that
+// are no longer at their paths are not taken for it.
 Status ResolveNamedPath(const std::string& path, std::string* resolved) {
   if (path.empty()) return paramErr;
-  return ResolveLinks(path, resolved);
+  std::string real;
+  const Status status = ResolveLinks(path, &real);
+  if (status != noErr) return status;
+  FolderTable& folders = Catalog::Get().folders();
+  for (size_t end = real.find('/', 1); end != std::string::npos; end = real.find('/', end + 1)) {
+    folders.ForgetPathIfStale(real.substr(0, end));
+  }
+  folders.ForgetPathIfStale(real);
+  *resolved = real;
+  return noErr;
 }
 
 }  // namespace tessary

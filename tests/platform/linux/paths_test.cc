@@ -83,21 +83,22 @@ TEST(FSPathMakeRef, FailsWithAZeroReference) {
   EXPECT_EQ(paramErr, FSPathMakeRef(nullptr, &ref));
 }
 
-TEST(FSPathMakeRef, FindsAFolderThatWasMadeAnewBetweenRuns) {
+TEST(ResolveNamedPath, LeadsToAFolderThatWasMadeAnew) {
   const TemporaryFolder folder;
   WriteFile(folder / "sub/file", "old");
   const FSRef old = RefAt(folder / "sub/file");
   std::filesystem::remove_all(folder / "sub");
   WriteFile(folder / "sub/file", "new");
   EXPECT_FALSE(FSIsFSRefValid(old));
-  EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / "sub/file")));
+  std::string resolved;
+  ASSERT_EQ(noErr, ResolveNamedPath(folder / "sub/file", &resolved));
+  EXPECT_TRUE(FSIsFSRefValid(RefAt(resolved)));
 }
 
-TEST(FSPathMakeRef, DoesNotFollowAPathThatWasSwappedInARun) {
+TEST(FSPathMakeRef, DoesNotFollowAPathThatWasSwappedSinceItWasMet) {
   const TemporaryFolder folder;
   WriteFile(folder / "source/a/file", "mine");
   WriteFile(folder / "elsewhere/file", "not mine");
-  const NSAutoreleasePool pool;
   const FSRef before = RefAt(folder / "source/a/file");
   std::filesystem::rename(folder / "source/a", folder / "source/b");
   MakeLink(folder / "elsewhere", folder / "source/a");
