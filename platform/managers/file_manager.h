@@ -76,8 +76,8 @@ struct FSCatalogInfo {
 // out only where their out-argument is not null. With nothing wanted the query only tells whether
 // the object is there. The parent of a volume's root folder is that of the folder it is mounted on;
 // of "/" it is the all-zero reference.
-// Answers noErr, fnfErr (no such object), or paramErr (`whichInfo` wants fields and `info` is null).
-// Nothing is written on failure.
+// Answers noErr, fnfErr (no such object), or paramErr (`whichInfo` wants fields and `info` is
+// null). Nothing is written on failure.
 Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatalogInfo* info,
                         std::u16string* name, FSSpec* spec, FSRef* parent);
 
@@ -112,9 +112,9 @@ Status FSGetCatalogInfoBulk(FSIteratorState& iterator, size_t maximum, size_t* a
 Status FSCloseIterator(FSIterator* iterator);
 
 // Makes the reference of the object named `name` in the folder `parent`; a link is not followed.
-// Answers noErr, fnfErr (none of that name), bdNamErr (the names "", "." and "..", one with NUL, one
-// that does not convert or is too long for the volume), errFSNotAFolder (`parent` is none), paramErr.
-// On failure `*child` is all zero.
+// Answers noErr, fnfErr (none of that name), bdNamErr (the names "", "." and "..", one with NUL,
+// one that does not convert or is too long for the volume), errFSNotAFolder (`parent` is none),
+// paramErr. On failure `*child` is all zero.
 Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* child);
 
 // Makes a folder named `name` in `parent`. Answers noErr, dupFNErr, bdNamErr, errFSNotAFolder,

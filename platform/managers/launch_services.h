@@ -17,10 +17,10 @@ struct LSItemInfoRecord {
   uint32_t flags = 0;
 };
 
-// Tells what the item is. A folder is a package by its extension or its Finder flags; a package with
-// the extension "app", or any item of file type APPL, is an application; a link is neither.
-// Answers noErr, paramErr (no out-argument, or a request for no flags), or the status with which the
-// item could not be read. `*info` is written on success only.
+// Tells what the item is. A folder is a package by its extension or its Finder flags; a package
+// with the extension "app", or any item of file type APPL, is an application; a link is neither.
+// Answers noErr, paramErr (no out-argument, or a request for no flags), or the status with which
+// the item could not be read. `*info` is written on success only.
 Status LSCopyItemInfoForRef(const FSRef& item, uint32_t whichInfo, LSItemInfoRecord* info);
 
 }  // namespace tessary

@@ -20,8 +20,8 @@ struct LogLineHooks {
 // Registers the hooks; an empty record removes them.
 void SetLogLineHooks(LogLineHooks hooks);
 
-// The text of a message as it is written: control characters (C0, DEL and C1) as \n, \t, \x1b and the
-// like, everything else as it stands.
+// The text of a message as it is written: control characters (C0, DEL and C1) as \n, \t, \x1b and
+// the like, everything else as it stands.
 std::string EscapeControlCharacters(std::string_view message);
 
 }  // namespace tessary

@@ -25,8 +25,8 @@ std::optional<CFPropertyList> CFPreferencesCopyAppValue(const std::string& key);
 // written by the next CFPreferencesAppSynchronize.
 void CFPreferencesSetAppValue(const std::string& key, const std::optional<CFPropertyList>& value);
 
-// Writes what was set since the last call, then reads the file again where it has changed. True when
-// both worked. When writing failed what was set is forgotten, and the file is as it was.
+// Writes what was set since the last call, then reads the file again where it has changed. True
+// when both worked. When writing failed what was set is forgotten, and the file is as it was.
 bool CFPreferencesAppSynchronize();
 
 // Lays a value over the file for the life of this process; nothing is written.
