@@ -14,15 +14,19 @@ bool HasType(const CFPropertyList& value, SettingType type) {
                                        : std::holds_alternative<int64_t>(value);
 }
 
+std::string DescribeMistypedValue(const std::string& key, SettingType type) {
+  std::string problem = key + " in " + PreferencesFilePath();
+  problem += type == SettingType::kBoolean ? " is neither true nor false" : " is no whole number";
+  problem += ": its default is used; correct it, or delete it with tessary-cli defaults delete ";
+  return problem + key;
+}
+
 void DescribeMistypedValues(std::vector<std::string>* problems) {
   for (const Setting& setting : kSettings) {
     const std::string key(setting.key);
     const std::optional<CFPropertyList> value = CFPreferencesCopyAppValue(key);
     if (!value || HasType(*value, setting.type)) continue;
-    problems->push_back(
-        key + " in " + PreferencesFilePath() + " is " +
-        (setting.type == SettingType::kBoolean ? "neither true nor false" : "no whole number") +
-        ": its default is used; correct it or delete it with tessary-cli defaults delete " + key);
+    problems->push_back(DescribeMistypedValue(key, setting.type));
   }
 }
 

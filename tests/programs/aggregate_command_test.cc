@@ -281,7 +281,7 @@ TEST_F(AggregateCommand, TakesADestinationInsideTheSource) {
 
 TEST_F(AggregateCommand, MakesAMissingDestinationUnderTheNameThatWasTyped) {
   WriteFile(At("source/a.txt"));
-  for (const std::string& name :
+  for (const std::string name :
        {"plain", "a:b", "caf\xe9", "new\nline", "-dash", ".dotted", "slashes//"}) {
     EXPECT_EQ(0, Run({"aggregate", "--", "source", name}, {.folder = At("")}).status) << name;
     EXPECT_TRUE(Exists(At(name + "/txt/a.txt"))) << name;
@@ -311,7 +311,7 @@ TEST_F(AggregateCommand, RefusesASourceThatCannotBeRead) {
   WriteFile(At("Some.app/Contents/Resources/icon.png"));
   const ProgramSetup ordinary = {.isOrdinaryUser = true};
   const std::vector<std::string> arguments = {"aggregate", At("source"), At("made")};
-  for (const mode_t mode : {0000, 0111, 0444}) {
+  for (const mode_t mode : {0000U, 0111U, 0444U}) {
     EXPECT_EQ(0, chmod(At("source").c_str(), mode));
     ExpectRefusal(arguments, "permission denied", 1, ordinary);
   }
@@ -427,7 +427,7 @@ TEST_F(AggregateCommand, WarnsOncePerProblemOfTheSettingsAndRunsWithDefaults) {
 
 TEST_F(AggregateCommand, WarnsOfAKindThatFilesNothing) {
   WriteFile(At("source/a.txt"));
-  for (const std::string& kind : {"0", "6", "-1"}) {
+  for (const std::string kind : {"0", "6", "-1"}) {
     WriteFile(PreferencesPath(), "TessaryType = " + kind + "\n");
     const ProgramResult result = Aggregate({});
     EXPECT_EQ(0, result.status);

@@ -24,15 +24,15 @@ struct ProgramResult {
 
 // How the program is started.
 struct ProgramSetup {
-  std::string folder = "/";                        // its working folder
-  std::map<std::string, std::string> environment;  // on top of the caller's
-  std::vector<int> closedFiles;                    // standard files that it has to do without
-  std::string outputPath;                          // standard output, when not captured
-  int outputFile = -1;                             // the same, as a descriptor
-  int errorFile = -1;                              // standard error, when not captured
-  bool isOrdinaryUser = false;                     // give up root's rights, where we have them
-  std::string bindSource;                          // mounted on bindTarget, for it alone
-  std::string bindTarget;
+  std::string folder = "/";                             // its working folder
+  std::map<std::string, std::string> environment = {};  // on top of the caller's
+  std::vector<int> closedFiles = {};                    // standard files that it has to do without
+  std::string outputPath = {};                          // standard output, when not captured
+  int outputFile = -1;                                  // the same, as a descriptor
+  int errorFile = -1;                                   // standard error, when not captured
+  bool isOrdinaryUser = false;                          // give up root's rights, where we have them
+  std::string bindSource = {};                          // mounted on bindTarget, for it alone
+  std::string bindTarget = {};
 };
 
 // The exit status of a start that the setup made impossible; nothing was run then.
