@@ -8,6 +8,7 @@
 #include "platform/managers/events.h"
 #include "platform/managers/file_manager.h"
 #include "platform/managers/status.h"
+#include "platform/managers/urls.h"
 #include "platform/managers/windows.h"
 
 // The managers of the screen: windows, menus, the event loop, panels and the workspace, over
@@ -55,7 +56,9 @@ class WindowSystem {
   // Runs until the program is told to quit.
   virtual void RunApplicationEventLoop() = 0;
 
-  // Has the loop run `routine` once, in `delay` seconds; its handlers are answered before.
+  // Has the loop run `routine` once, in `delay` seconds. The handler that installs it is answered
+  // before; of two that are due at the same time, the one installed first runs first; and none runs
+  // while a panel is up or another routine or handler has not returned.
   virtual Status InstallEventLoopTimer(double delay, std::function<void()> routine) = 0;
 
   // Lets the screen show what has changed, and delivers nothing: no input, no timer, no request.
@@ -70,16 +73,23 @@ class WindowSystem {
   // Runs a panel until its user has answered; the path chosen, links resolved, or none.
   virtual std::optional<std::string> RunOpenPanel(const NSOpenPanel& panel) = 0;
 
-  // Opens a folder for the user to see. Answers noErr, or kLSApplicationNotFoundErr after a line in
-  // the log when nothing on this desktop opens folders.
+  // Opens a folder for the user to see; a file, which a panel may have chosen in its place, is shown
+  // in its folder and never run. Answers noErr, or kLSApplicationNotFoundErr after a line in the log
+  // when nothing on this desktop opens folders.
   virtual Status OpenFolder(const std::string& path) = 0;
 
   // Opens a page in the user's browser, or wherever its scheme leads.
   virtual void OpenPage(const std::string& url) = 0;
+
+  // The address of the product's page, which is installed with the program.
+  virtual std::string ProductPageURL() = 0;
 };
 
 // The window system that the program is shown on. The program's entry routine is its only writer,
 // before anything else, and keeps the system alive.
 inline WindowSystem* gWindowSystem = nullptr;
+
+// Opens what the URL denotes as the desktop does. Answers what WindowSystem::OpenFolder answers.
+inline Status LSOpenCFURLRef(const CFURL& url) { return gWindowSystem->OpenFolder(url.path); }
 
 }  // namespace tessary
