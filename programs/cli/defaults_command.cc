@@ -78,8 +78,6 @@ ExitStatus WriteDefault(const WriteDefaultOptions& options) {
 }
 
 ExitStatus DeleteDefault(const DeleteDefaultOptions& options) {
-  if (!Synchronise()) return ExitStatus::kNoRun;
-  if (!CFPreferencesCopyAppValue(options.key)) return ExitStatus::kAllFiled;
   return Store(options.key, std::nullopt);
 }
 

@@ -1,13 +1,12 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 #include <filesystem>
-#include <regex>
 
 #include "tests/programs/program.h"
 
@@ -20,7 +19,6 @@ using ::testing::AllOf;
 using ::testing::Contains;
 using testing::DescribeTree;
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 using testing::Exists;
 using testing::FilesBelow;
 using ::testing::HasSubstr;
@@ -149,6 +147,20 @@ TEST_F(AggregateCommand, FilesByCreationDate) {
   EXPECT_EQ(0, result.status) << result.errors;
   EXPECT_THAT(result.output, StartsWith("1 filed, 0 left, 0 failed, "));
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("2008/Feb 03, 2008/a.txt"));
+}
+
+TEST_F(AggregateCommand, NamesTheMonthsInTheLanguageOfTheUser) {
+  const std::string command =
+      "localedef --no-archive -i de_DE -f UTF-8 '" + At("de_DE.UTF-8") + "' >/dev/null 2>&1";
+  // It answers failure for mere warnings too.
+  const int ignored = std::system(command.c_str());
+  (void)ignored;
+  if (!Exists(At("de_DE.UTF-8/LC_TIME"))) GTEST_SKIP() << "no sources of locales are installed";
+  WriteFile(At("source/a.txt"));
+  SetModificationDate(At("source/a.txt"), kMarch2009);
+  const ProgramSetup german = {.environment = {{"LOCPATH", At("")}, {"LC_ALL", "de_DE.UTF-8"}}};
+  EXPECT_EQ(0, Aggregate({"--kind=modification-date"}, german).status);
+  EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("2009/Mär 04, 2009/a.txt"));
 }
 
 // Options over settings.

@@ -168,13 +168,13 @@ ProgramTest::ProgramTest() {
 
 ProgramResult ProgramTest::Run(const std::vector<std::string>& arguments,
                                ProgramSetup setup) const {
-  setup.environment = {
+  setup.environment.insert({
       {"XDG_CONFIG_HOME", At("config")},
       {"XDG_DATA_HOME", At("data")},
       {"XDG_DATA_DIRS", At("data")},
       {"TZ", "UTC"},
       {"LC_ALL", "C"},
-  };
+  });
   return RunProgram(arguments, setup);
 }
 

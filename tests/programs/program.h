@@ -57,7 +57,7 @@ class ProgramTest : public ::testing::Test {
   std::string PreferencesPath() const { return At("config/tessary/preferences.toml"); }
   std::string MappingPath() const { return At("config/tessary/extensions.map"); }
 
-  // Runs the program with `setup`, its environment replaced by the test's.
+  // Runs the program with `setup`, with the test's environment below that of `setup`.
   ProgramResult Run(const std::vector<std::string>& arguments, ProgramSetup setup = {}) const;
 
   // The same with "aggregate" in front and At("source") and At("destination") behind.
