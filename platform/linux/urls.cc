@@ -1,6 +1,7 @@
 #include "platform/managers/urls.h"
 
 #include "platform/linux/catalog.h"
+#include "platform/linux/hfs_path.h"
 #include "platform/managers/text.h"
 
 namespace tessary {
@@ -19,6 +20,13 @@ std::optional<std::u16string> CFURLCopyPathExtension(const CFURL& url) {
   const size_t dot = url.path.rfind('.');
   if (dot == std::string::npos || dot < start) return std::nullopt;
   return Utf16FromUtf8(std::string_view(url.path).substr(dot + 1));
+}
+
+bool CFURLHasDirectoryPath(const CFURL& url) { return url.hasDirectoryPath; }
+
+std::optional<std::u16string> CFURLCopyFileSystemPath(const CFURL& url, CFURLPathStyle) {
+  if (!url.path.starts_with('/')) return std::nullopt;
+  return HfsPath(url.path);
 }
 
 }  // namespace tessary

@@ -21,4 +21,14 @@ std::optional<CFURL> CFURLCreateFromFSRef(const FSRef& ref);
 // empty; none where that component holds no ".". Read from the POSIX name, so its ":" stays ":".
 std::optional<std::u16string> CFURLCopyPathExtension(const CFURL& url);
 
+// True where the URL is that of a folder, a package among them.
+bool CFURLHasDirectoryPath(const CFURL& url);
+
+enum class CFURLPathStyle { kCFURLHFSPathStyle = 1 };
+
+// The URL's path in another style: the name of the one volume that all paths begin with, then the
+// catalog name of each component, joined by ":", none at the end. A catalog name holds no ":", so
+// that the path leads back to the object whatever its name. None for a URL without a path.
+std::optional<std::u16string> CFURLCopyFileSystemPath(const CFURL& url, CFURLPathStyle style);
+
 }  // namespace tessary

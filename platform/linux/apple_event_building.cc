@@ -1,0 +1,293 @@
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "platform/managers/apple_events.h"
+
+namespace tessary {
+namespace {
+
+using Code = AEBuildErrorCode;
+
+// Deeper than any text has a reason to go, and shallow enough for the stack.
+constexpr int kMostNested = 32;
+
+AEDesc MakeDesc(DescType type, const void* data, size_t size) {
+  AEDesc desc;
+  desc.descriptorType = type;
+  const auto* bytes = static_cast<const unsigned char*>(data);
+  if (size > 0) desc.bytes.assign(bytes, bytes + size);
+  return desc;
+}
+
+template <typename Value>
+AEDesc MakeValue(DescType type, Value value) {
+  return MakeDesc(type, &value, sizeof(value));
+}
+
+AEDesc MakeRecord(DescType type) {
+  AEDesc record;
+  record.descriptorType = type;
+  record.form = AEDesc::Form::kRecord;
+  return record;
+}
+
+void Append(AEDesc* record, AEKeyword keyword, AEDesc value) {
+  record->items.push_back({keyword, std::move(value)});
+}
+
+bool HasKeyword(const AEDesc& record, AEKeyword keyword) {
+  return std::ranges::find(record.items, keyword, &AEKeyDesc::keyword) != record.items.end();
+}
+
+// A number that no other event of the last thirty thousand has.
+AEReturnID MakeReturnID() {
+  static AEReturnID last = 0;
+  last = last == std::numeric_limits<AEReturnID>::max() ? AEReturnID{1} : AEReturnID(last + 1);
+  return last;
+}
+
+AppleEvent MakeEvent(AEEventClass eventClass, AEEventID eventID, AEDesc target, AEReturnID returnID,
+                     AETransactionID transactionID) {
+  if (returnID == kAutoGenerateReturnID) returnID = MakeReturnID();
+  AppleEvent event = MakeRecord(typeAppleEvent);
+  event.attributes.reserve(5);
+  event.attributes.push_back({keyEventClassAttr, MakeValue(typeType, eventClass)});
+  event.attributes.push_back({keyEventIDAttr, MakeValue(typeType, eventID)});
+  event.attributes.push_back({keyAddressAttr, std::move(target)});
+  event.attributes.push_back({keyReturnIDAttr, MakeValue<int32_t>(typeSInt32, returnID)});
+  event.attributes.push_back({keyTransactionIDAttr, MakeValue(typeSInt32, transactionID)});
+  return event;
+}
+
+bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool IsPunctuation(char c) { return std::string_view("@(){}:,'").find(c) != std::string::npos; }
+
+// Reads a parameter text from its start to its end, once. A method that answers false or none has
+// noted the error.
+class ParameterText {
+ public:
+  ParameterText(std::string_view text, std::span<const AEDesc* const> substitutes)
+      : text_(text), substitutes_(substitutes) {}
+
+  bool ReadParameters(AppleEvent* event) {
+    if (IsAtEnd()) return true;
+    if (!ReadFields(event, 0)) return false;
+    return IsAtEnd() || Fail(Code::aeBuildSyntaxNoEOF);
+  }
+
+  // Whether each substitute found its place, and each place its substitute.
+  bool AreSubstitutesUsedUp() const { return used_ == substitutes_.size(); }
+
+  const AEBuildError& error() const { return error_; }
+
+ private:
+  // Notes the error at the next character, or that the text ended there or has no such character.
+  bool Fail(Code code) {
+    if (IsAtEnd()) {
+      code = Code::aeBuildSyntaxBadEOF;
+    } else if (!IsLetter(text_[at_]) && !IsDigit(text_[at_]) && !IsPunctuation(text_[at_])) {
+      code = Code::aeBuildSyntaxBadToken;
+    }
+    return FailAt(at_, code);
+  }
+
+  bool FailAt(size_t position, Code code) {
+    error_ = {code, position};
+    return false;
+  }
+
+  // Blanks do not count.
+  bool IsAtEnd() {
+    while (at_ < text_.size() && IsBlank(text_[at_])) ++at_;
+    return at_ == text_.size();
+  }
+
+  bool IsNext(char c) { return !IsAtEnd() && text_[at_] == c; }
+
+  bool Take(char c) {
+    if (!IsNext(c)) return false;
+    ++at_;
+    return true;
+  }
+
+  std::optional<uint32_t> ReadQuotedCode();
+  std::optional<uint32_t> ReadCode(Code missing);
+  bool ReadFields(AEDesc* record, int depth);
+  bool ReadValue(AEDesc* value, int depth);
+  bool ReadParenthesis(std::optional<DescType> type, AEDesc* value);
+  bool ReadRecord(DescType type, AEDesc* value, int depth);
+  void Substitute(AEDesc* value);
+
+  const std::string_view text_;
+  const std::span<const AEDesc* const> substitutes_;
+  size_t at_ = 0;
+  size_t used_ = 0;
+  AEBuildError error_;
+};
+
+uint32_t CodeOf(std::string_view characters) {
+  uint32_t code = 0;
+  for (size_t i = 0; i < 4; ++i) {
+    const char character = i < characters.size() ? characters[i] : ' ';
+    code = code << 8U | static_cast<unsigned char>(character);
+  }
+  return code;
+}
+
+std::optional<uint32_t> ParameterText::ReadQuotedCode() {
+  const size_t start = at_ + 1;
+  const size_t end = text_.find('\'', start);
+  if (end == std::string_view::npos) {
+    FailAt(at_, Code::aeBuildSyntaxMissingQuote);
+    return std::nullopt;
+  }
+  if (end - start != 4) {
+    FailAt(at_, Code::aeBuildSyntaxBadData);
+    return std::nullopt;
+  }
+  at_ = end + 1;
+  return CodeOf(text_.substr(start, 4));
+}
+
+// `missing` is the error where there is none.
+std::optional<uint32_t> ParameterText::ReadCode(Code missing) {
+  if (IsNext('\'')) return ReadQuotedCode();
+  if (IsAtEnd() || !IsLetter(text_[at_])) {
+    Fail(missing);
+    return std::nullopt;
+  }
+  const size_t start = at_;
+  while (at_ < text_.size() && (IsLetter(text_[at_]) || IsDigit(text_[at_]))) ++at_;
+  if (at_ - start > 4) {
+    FailAt(start, Code::aeBuildSyntaxBadData);
+    return std::nullopt;
+  }
+  return CodeOf(text_.substr(start, at_ - start));
+}
+
+bool ParameterText::ReadFields(AEDesc* record, int depth) {
+  do {
+    const std::optional<AEKeyword> keyword = ReadCode(Code::aeBuildSyntaxNoKey);
+    if (!keyword) return false;
+    if (HasKeyword(*record, *keyword)) return FailAt(at_, Code::aeBuildSyntaxNoKey);
+    if (!Take(':')) return Fail(Code::aeBuildSyntaxNoColon);
+    AEDesc value;
+    if (!ReadValue(&value, depth)) return false;
+    Append(record, *keyword, std::move(value));
+  } while (Take(','));
+  return true;
+}
+
+bool ParameterText::ReadValue(AEDesc* value, int depth) {
+  if (depth == kMostNested) return FailAt(at_, Code::aeBuildSyntaxBadDesc);
+  if (Take('@')) {
+    Substitute(value);
+    return true;
+  }
+  if (IsNext('(')) return ReadParenthesis(std::nullopt, value);
+  if (IsNext('{')) return ReadRecord(typeAERecord, value, depth);
+  const std::optional<uint32_t> code = ReadCode(Code::aeBuildSyntaxBadDesc);
+  if (!code) return false;
+  if (IsNext('(')) return ReadParenthesis(code, value);
+  if (IsNext('{')) return ReadRecord(*code, value, depth);
+  *value = MakeValue(typeEnumerated, *code);
+  return true;
+}
+
+// What a type stands before is a code, and what none stands before a substitute.
+bool ParameterText::ReadParenthesis(std::optional<DescType> type, AEDesc* value) {
+  if (!Take('(')) return Fail(Code::aeBuildSyntaxBadDesc);
+  if (type) {
+    const std::optional<uint32_t> code = ReadCode(Code::aeBuildSyntaxBadData);
+    if (!code) return false;
+    *value = MakeValue(*type, *code);
+  } else {
+    if (!Take('@')) return Fail(Code::aeBuildSyntaxBadData);
+    Substitute(value);
+  }
+  return Take(')') || Fail(Code::aeBuildSyntaxNoCloseParen);
+}
+
+bool ParameterText::ReadRecord(DescType type, AEDesc* value, int depth) {
+  if (!Take('{')) return Fail(Code::aeBuildSyntaxBadDesc);
+  *value = MakeRecord(type);
+  if (Take('}')) return true;
+  if (!ReadFields(value, depth + 1)) return false;
+  return Take('}') || Fail(Code::aeBuildSyntaxNoCloseBrace);
+}
+
+// A place without a substitute is counted, so that it shows in the end.
+void ParameterText::Substitute(AEDesc* value) {
+  if (used_ < substitutes_.size()) *value = *substitutes_[used_];
+  ++used_;
+}
+
+bool HasNone(std::initializer_list<const AEDesc*> descs) {
+  for (const AEDesc* desc : descs) {
+    if (desc == nullptr) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+Status CreateObjSpecifier(uint32_t desiredClass, const AEDesc& container, uint32_t keyForm,
+                          const AEDesc& keyData, AEDesc* specifier) {
+  if (specifier == nullptr) return paramErr;
+  try {
+    AEDesc made = MakeRecord(typeObjectSpecifier);
+    made.items.reserve(4);
+    Append(&made, keyAEDesiredClass, MakeValue(typeType, desiredClass));
+    Append(&made, keyAEKeyForm, MakeValue(typeEnumerated, keyForm));
+    Append(&made, keyAEKeyData, keyData);
+    Append(&made, keyAEContainer, container);
+    *specifier = std::move(made);
+    return noErr;
+  } catch (const std::bad_alloc&) {
+    return memFullErr;
+  }
+}
+
+Status AECreateAppleEvent(AEEventClass eventClass, AEEventID eventID, const AEDesc& target,
+                          AEReturnID returnID, AETransactionID transactionID, AppleEvent* event) {
+  if (event == nullptr) return paramErr;
+  try {
+    *event = MakeEvent(eventClass, eventID, target, returnID, transactionID);
+    return noErr;
+  } catch (const std::bad_alloc&) {
+    return memFullErr;
+  }
+}
+
+Status AEBuildAppleEvent(AEEventClass eventClass, AEEventID eventID, DescType addressType,
+                         const void* addressData, size_t addressLength, AEReturnID returnID,
+                         AETransactionID transactionID, std::string_view text,
+                         std::initializer_list<const AEDesc*> substitutes, AppleEvent* event,
+                         AEBuildError* error) {
+  if (event == nullptr || HasNone(substitutes)) return paramErr;
+  if (addressData == nullptr && addressLength > 0) return paramErr;
+  try {
+    AppleEvent made =
+        MakeEvent(eventClass, eventID, MakeDesc(addressType, addressData, addressLength), returnID,
+                  transactionID);
+    ParameterText parameters(text, substitutes);
+    if (!parameters.ReadParameters(&made)) {
+      if (error != nullptr) *error = parameters.error();
+      return errAEBuildSyntaxError;
+    }
+    if (!parameters.AreSubstitutesUsedUp()) return paramErr;
+    *event = std::move(made);
+    return noErr;
+  } catch (const std::bad_alloc&) {
+    return memFullErr;
+  }
+}
+
+}  // namespace tessary

@@ -1,0 +1,104 @@
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "platform/managers/apple_events.h"
+
+namespace tessary {
+namespace {
+
+constexpr size_t kNowhere = static_cast<size_t>(-1);
+
+// The place of the item of that keyword, or kNowhere.
+size_t FindKeyword(const std::vector<AEKeyDesc>& items, AEKeyword keyword) {
+  const auto found = std::ranges::find(items, keyword, &AEKeyDesc::keyword);
+  return found == items.end() ? kNowhere : static_cast<size_t>(found - items.begin());
+}
+
+// Puts the item at `place`, or after the last where that is not among them.
+Status PutItem(std::vector<AEKeyDesc>* items, size_t place, AEKeyword keyword,
+               const AEDesc& value) {
+  try {
+    AEKeyDesc item = {keyword, value};
+    if (place < items->size()) {
+      (*items)[place] = std::move(item);
+    } else {
+      items->push_back(std::move(item));
+    }
+    return noErr;
+  } catch (const std::bad_alloc&) {
+    return memFullErr;
+  }
+}
+
+}  // namespace
+
+Status AECreateList(bool isRecord, AEDesc* list) {
+  if (list == nullptr) return paramErr;
+  *list = AEDesc();
+  list->descriptorType = isRecord ? typeAERecord : typeAEList;
+  list->form = isRecord ? AEDesc::Form::kRecord : AEDesc::Form::kList;
+  return noErr;
+}
+
+Status AECountItems(const AEDesc& list, size_t* count) {
+  if (count == nullptr) return paramErr;
+  if (list.form == AEDesc::Form::kBytes) return errAEWrongDataType;
+  *count = list.items.size();
+  return noErr;
+}
+
+Status AEPutDesc(AEDesc* list, size_t index, const AEDesc& item) {
+  if (list == nullptr) return paramErr;
+  if (list->form != AEDesc::Form::kList) return errAEWrongDataType;
+  const size_t next = list->items.size() + 1;
+  if (index > next) return errAEIllegalIndex;
+  return PutItem(&list->items, (index == 0 ? next : index) - 1, 0, item);
+}
+
+Status AEGetNthDesc(const AEDesc& list, size_t index, DescType desiredType, AEKeyword* keyword,
+                    AEDesc* item) {
+  if (item == nullptr) return paramErr;
+  if (list.form == AEDesc::Form::kBytes) return errAEWrongDataType;
+  if (index == 0 || index > list.items.size()) return errAEDescNotFound;
+  const AEKeyDesc& found = list.items[index - 1];
+  const Status status = AECoerceDesc(found.value, desiredType, item);
+  if (status == noErr && keyword != nullptr) *keyword = found.keyword;
+  return status;
+}
+
+Status AEPutKeyDesc(AEDesc* record, AEKeyword keyword, const AEDesc& value) {
+  if (record == nullptr) return paramErr;
+  if (record->form != AEDesc::Form::kRecord) return errAEWrongDataType;
+  return PutItem(&record->items, FindKeyword(record->items, keyword), keyword, value);
+}
+
+Status AEGetKeyDesc(const AEDesc& record, AEKeyword keyword, DescType desiredType, AEDesc* value) {
+  if (value == nullptr) return paramErr;
+  if (record.form != AEDesc::Form::kRecord) return errAEWrongDataType;
+  const size_t place = FindKeyword(record.items, keyword);
+  if (place == kNowhere) return errAEDescNotFound;
+  return AECoerceDesc(record.items[place].value, desiredType, value);
+}
+
+Status AEGetParamPtr(const AppleEvent& event, AEKeyword keyword, DescType desiredType,
+                     DescType* actualType, void* data, size_t maximum, size_t* actualSize) {
+  AEDesc value;
+  Status status = AEGetParamDesc(event, keyword, desiredType, &value);
+  if (status != noErr) return status;
+  status = AEGetDescData(value, data, maximum);
+  if (status != noErr) return status;
+  if (actualType != nullptr) *actualType = value.descriptorType;
+  if (actualSize != nullptr) *actualSize = AEGetDescDataSize(value);
+  return noErr;
+}
+
+Status AEGetAttributeDesc(const AppleEvent& event, AEKeyword keyword, DescType desiredType,
+                          AEDesc* value) {
+  if (value == nullptr) return paramErr;
+  const size_t place = FindKeyword(event.attributes, keyword);
+  if (place == kNowhere) return errAEDescNotFound;
+  return AECoerceDesc(event.attributes[place].value, desiredType, value);
+}
+
+}  // namespace tessary

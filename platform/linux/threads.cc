@@ -1,0 +1,9 @@
+#include "platform/managers/threads.h"
+
+#include <thread>
+
+namespace tessary {
+
+void YieldToAnyThread() { std::this_thread::yield(); }
+
+}  // namespace tessary
