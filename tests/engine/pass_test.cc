@@ -1,0 +1,301 @@
+#include "engine/pass.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/items.h"
+#include "platform/managers/autorelease_pool.h"
+#include "platform/managers/text.h"
+#include "tests/engine/engine_fixture.h"
+
+namespace tessary {
+namespace {
+
+using ::testing::ElementsAre;
+using testing::Exists;
+using ::testing::IsEmpty;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::MovedLine;
+using testing::MovingLine;
+using testing::NamesIn;
+using testing::NotMovedLine;
+using testing::RefAt;
+using ::testing::UnorderedElementsAre;
+using testing::WriteFile;
+
+bool IsZero(const FSRef& ref) {
+  return std::all_of(std::begin(ref.hidden), std::end(ref.hidden),
+                     [](unsigned char byte) { return byte == 0; });
+}
+
+class PassTest : public testing::EngineFixture {
+ protected:
+  // The rules of a pass that moves everything into the folder for one key and remembers the order
+  // in which it was asked.
+  PassRules RulesWithKey(const std::optional<std::u16string>& key) {
+    return {.copyKey =
+                [this, key](const FSRef&) {
+                  asked_ += "key ";
+                  return key;
+                },
+            .reportProgress =
+                [this](const std::string& text) {
+                  asked_ += "progress ";
+                  texts_.push_back(text);
+                },
+            .isCopyWanted =
+                [this] {
+                  asked_ += "copy ";
+                  return false;
+                }};
+  }
+
+  void RunWith(const PassRules& rules) const {
+    const FSRef destination = RefAt(destination_);
+    RunPass(RefAt(source_), &destination, rules);
+  }
+
+  std::string asked_;
+  std::vector<std::string> texts_;
+};
+
+using GetOrCreateKeyFolderTest = PassTest;
+
+TEST_F(PassTest, AsksForKeyProgressAndCopyFlagInThisOrder) {
+  WriteFile(InSource("a.txt"));
+  RunWith(RulesWithKey(u"key"));
+  EXPECT_EQ("key progress copy ", asked_);
+  EXPECT_THAT(texts_, ElementsAre(MovingLine(InSource("a.txt"))));
+  EXPECT_TRUE(Exists(InDestination("key/a.txt")));
+  EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "key")));
+  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFiled));
+}
+
+TEST_F(PassTest, UsesTheFolderItselfWithoutADestination) {
+  WriteFile(InSource("a.txt"));
+  RunPass(RefAt(source_), nullptr, RulesWithKey(u"key"));
+  EXPECT_TRUE(Exists(InSource("key/a.txt")));
+}
+
+TEST_F(PassTest, AsksNothingAboutAHiddenItemAndTellsNothing) {
+  WriteFile(InSource(".a.txt"));
+  RunWith(RulesWithKey(u"key"));
+  EXPECT_EQ("", asked_);
+  EXPECT_THAT(outcomes_, IsEmpty());
+  EXPECT_THAT(NamesIn(destination_), IsEmpty());
+}
+
+TEST_F(PassTest, LeavesAnItemWithoutAKey) {
+  WriteFile(InSource("a.txt"));
+  RunWith(RulesWithKey(std::nullopt));
+  EXPECT_EQ("key ", asked_);
+  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kPassedOver));
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(PassTest, LeavesAnItemWhoseKeyNamesNoFolder) {
+  const std::u16string keys[] = {u"",
+                                 u".",
+                                 u"..",
+                                 std::u16string(1, u'\0'),
+                                 std::u16string(u"a\0b", 3),
+                                 std::u16string(256, u'x')};
+  WriteFile(InSource("a.txt"));
+  for (const std::u16string& key : keys) {
+    asked_.clear();
+    outcomes_.clear();
+    RunWith(RulesWithKey(key));
+    EXPECT_EQ("key ", asked_) << Utf8FromUtf16(key);
+    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFailed));
+  }
+  EXPECT_THAT(Messages(), IsEmpty());
+  EXPECT_THAT(NamesIn(root_.path()), UnorderedElementsAre("source", "destination"));
+  EXPECT_THAT(NamesIn(destination_), IsEmpty());
+  EXPECT_TRUE(Exists(InSource("a.txt")));
+}
+
+TEST_F(PassTest, TellsOfAnItemThatVanishedAfterItWasListed) {
+  WriteFile(InSource("a.txt"));
+  WriteFile(InSource("b.txt"));
+  PassRules rules = RulesWithKey(u"key");
+  std::string first;
+  rules.reportProgress = [&](const std::string& text) {
+    first = text == MovingLine(InSource("a.txt")) ? "a.txt" : "b.txt";
+    const std::string other = first == "a.txt" ? "b.txt" : "a.txt";
+    ASSERT_EQ(0, unlink(InSource(other).c_str()));
+  };
+  RunWith(rules);
+  EXPECT_THAT(Messages(), ElementsAre(MovedLine(first, "key"), "Inavlid FSRef"));
+  EXPECT_THAT(outcomes_[InSource(first)], ElementsAre(ItemOutcome::kFiled));
+  EXPECT_THAT(outcomes_[""], ElementsAre(ItemOutcome::kFailed));
+}
+
+TEST_F(PassTest, TellsOfAnItemThatVanishedJustBeforeItsTransfer) {
+  WriteFile(InSource("a.txt"));
+  PassRules rules = RulesWithKey(u"key");
+  rules.reportProgress = [&](const std::string&) {
+    ASSERT_EQ(0, unlink(InSource("a.txt").c_str()));
+  };
+  RunWith(rules);
+  EXPECT_THAT(Messages(), ElementsAre(NotMovedLine(InSource("a.txt"), InDestination("key"))));
+  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFailed));
+}
+
+TEST_F(PassTest, RefusesAnItemThatWasSwappedForAnother) {
+  WriteFile(InSource("a.txt"), "listed");
+  WriteFile(InSource("b.txt"), "listed");
+  std::string other;
+  PassRules rules = RulesWithKey(u"key");
+  rules.reportProgress = [&](const std::string& text) {
+    other = InSource(text == MovingLine(InSource("a.txt")) ? "b.txt" : "a.txt");
+    WriteFile(root_ / "swapped", "another");
+    ASSERT_EQ(0, rename((root_ / "swapped").c_str(), other.c_str()));
+  };
+  RunWith(rules);
+  EXPECT_EQ("another", testing::ReadFile(other));
+  EXPECT_EQ("Inavlid FSRef", Messages().back());
+}
+
+TEST_F(PassTest, LooksAKeyFolderUpOncePerKey) {
+  WriteFile(InSource("a.txt"));
+  WriteFile(InSource("b.txt"));
+  PassRules rules = RulesWithKey(u"key");
+  int items = 0;
+  rules.reportProgress = [&](const std::string&) {
+    if (++items == 1) {
+      ASSERT_EQ(0, rename(InDestination("key").c_str(), InDestination("away").c_str()));
+    }
+  };
+  RunWith(rules);
+  // Both go to the remembered path, where there is nothing any more; no second folder is made.
+  EXPECT_THAT(NamesIn(destination_), ElementsAre("away"));
+  EXPECT_EQ(4U, Messages().size());
+  EXPECT_THAT(
+      Messages(),
+      ::testing::Contains("An error occurred moving an object. Error number = -43").Times(2));
+}
+
+TEST_F(PassTest, TriesAgainForTheNextItemWhereAKeyFolderCouldNotBeMade) {
+  WriteFile(InSource("a.txt"));
+  WriteFile(InSource("b.txt"));
+  MakeFolder(InDestination("deep"));
+  PassRules rules = RulesWithKey(u"key");
+  int keys = 0;
+  rules.copyKey = [&](const FSRef&) -> std::optional<std::u16string> {
+    // The destination is there for the second item only.
+    if (++keys == 1) {
+      EXPECT_EQ(0, rename(InDestination("deep").c_str(), (root_ / "deep").c_str()));
+    } else {
+      EXPECT_EQ(0, rename((root_ / "deep").c_str(), InDestination("deep").c_str()));
+    }
+    return u"key";
+  };
+  const FSRef destination = RefAt(InDestination("deep"));
+  RunPass(RefAt(source_), &destination, rules);
+  EXPECT_EQ(1U, NamesIn(InDestination("deep/key")).size());
+  EXPECT_EQ(1U, NamesIn(source_).size());
+  EXPECT_EQ(1U, Messages().size());
+}
+
+TEST_F(PassTest, TellsOfAnItemInPlaceThatItWasPassedOver) {
+  WriteFile(InSource("key/a.txt"));
+  const FSRef parent = RefAt(source_);
+  RunPass(RefAt(InSource("key")), &parent, RulesWithKey(u"key"));
+  EXPECT_THAT(outcomes_[InSource("key/a.txt")], ElementsAre(ItemOutcome::kPassedOver));
+  EXPECT_TRUE(Exists(InSource("key/a.txt")));
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(PassTest, TellsOnlyWhatItIsAskedToTell) {
+  WriteFile(InSource("key/inPlace"));
+  WriteFile(InSource("filed"));
+  WriteFile(InSource("noKey"));
+  WriteFile(InSource("failed"));
+  PassRules rules = RulesWithKey(u"key");
+  rules.copyKey = [](const FSRef& item) -> std::optional<std::u16string> {
+    const std::u16string name = GetItemNameString(item).value_or(u"");
+    if (name == u"noKey") return std::nullopt;
+    return name == u"failed" ? u".." : u"key";
+  };
+  rules.tellsFiled = rules.tellsInPlace = rules.tellsNoKey = false;
+  const FSRef parent = RefAt(source_);
+  RunPass(RefAt(source_), &parent, rules);
+  RunPass(RefAt(InSource("key")), &parent, rules);
+  EXPECT_EQ(1U, outcomes_.size());
+  EXPECT_THAT(outcomes_[InSource("failed")], ElementsAre(ItemOutcome::kFailed));
+}
+
+TEST_F(PassTest, LeavesAnItemWhosePathIsTooLong) {
+  std::string folder = source_;
+  while (folder.size() < 2047 - 200) folder += "/" + std::string(99, 'd');
+  MakeFolder(folder);
+  const std::string fits(2047 - folder.size() - 1, 'f');
+  const std::string tooLong = fits + "g";
+  WriteFile(folder + "/" + fits);
+  WriteFile(folder + "/" + tooLong);
+  const FSRef destination = RefAt(destination_);
+  RunPass(RefAt(folder), &destination, RulesWithKey(u"key"));
+  EXPECT_THAT(NamesIn(InDestination("key")), ElementsAre(fits));
+  EXPECT_THAT(NamesIn(folder), ElementsAre(tooLong));
+  EXPECT_THAT(Messages(), ElementsAre(MovedLine(fits, "key")));
+  EXPECT_THAT(outcomes_[""], ElementsAre(ItemOutcome::kFailed));
+}
+
+TEST_F(PassTest, DoesTheSameWithoutAnObserver) {
+  SetShellHooks({});
+  WriteFile(InSource("a.txt"));
+  RunWith(RulesWithKey(u"key"));
+  EXPECT_EQ("key progress copy ", asked_);
+  EXPECT_TRUE(Exists(InDestination("key/a.txt")));
+}
+
+TEST_F(GetOrCreateKeyFolderTest, MakesAFolderOnce) {
+  const FSRef parent = RefAt(destination_);
+  FSRef made;
+  FSRef found;
+  ASSERT_EQ(noErr, GetOrCreateKeyFolder(parent, u"key", &made));
+  ASSERT_EQ(noErr, GetOrCreateKeyFolder(parent, u"key", &found));
+  EXPECT_EQ(noErr, FSCompareFSRefs(made, found));
+  EXPECT_THAT(NamesIn(destination_), ElementsAre("key"));
+}
+
+TEST_F(GetOrCreateKeyFolderTest, MakesOneFolderOfAKeyWithASlash) {
+  FSRef made;
+  ASSERT_EQ(noErr, GetOrCreateKeyFolder(RefAt(destination_), u"image/jpeg", &made));
+  EXPECT_THAT(NamesIn(destination_), ElementsAre("image:jpeg"));
+}
+
+TEST_F(GetOrCreateKeyFolderTest, TakesWhateverBearsTheName) {
+  WriteFile(InDestination("file"), "kept");
+  MakeFolder(InDestination("Tool.app"));
+  MakeLink("nowhere", InDestination("dangling"));
+  for (const std::u16string name : {u"file", u"Tool.app", u"dangling"}) {
+    FSRef found;
+    EXPECT_EQ(noErr, GetOrCreateKeyFolder(RefAt(destination_), name, &found));
+    EXPECT_EQ(noErr, FSCompareFSRefs(found, RefAt(InDestination(Utf8FromUtf16(name)))));
+  }
+  EXPECT_EQ(3U, NamesIn(destination_).size());
+  EXPECT_EQ("kept", testing::ReadFile(InDestination("file")));
+}
+
+TEST_F(GetOrCreateKeyFolderTest, AnswersNoObjectForANameThatCannotBeLookedUp) {
+  FSRef found = RefAt(destination_);
+  EXPECT_EQ(noErr, GetOrCreateKeyFolder(RefAt(destination_), u"..", &found));
+  EXPECT_TRUE(IsZero(found));
+}
+
+TEST_F(GetOrCreateKeyFolderTest, RefusesAMissingOutArgument) {
+  EXPECT_EQ(paramErr, GetOrCreateKeyFolder(RefAt(destination_), u"key", nullptr));
+  EXPECT_THAT(NamesIn(destination_), IsEmpty());
+}
+
+}  // namespace
+}  // namespace tessary

@@ -1,0 +1,40 @@
+#include "engine/shell.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+TEST(ShellHooks, AreCalledWithWhatTheEngineTells) {
+  std::string told;
+  SetShellHooks({
+      .showProgressText = [&](const std::string& text,
+                              int target) { told += text + std::to_string(target) + ";"; },
+      .runAggregation =
+          [&](const FSRef& source) {
+            told += FSCompareFSRefs(source, testing::RefAt("/")) == noErr ? "run;" : "other;";
+          },
+      .observeItem =
+          [&](const std::string& path, ItemOutcome outcome) {
+            told += path + (outcome == ItemOutcome::kFailed ? " failed;" : " other;");
+          },
+  });
+  ShowProgressText("text", 1);
+  RunAggregation(testing::RefAt("/"));
+  ObserveItem("/a", ItemOutcome::kFailed);
+  EXPECT_EQ("text1;run;/a failed;", told);
+
+  // Those supplied later replace them all; what is not supplied is not called.
+  SetShellHooks({});
+  ShowProgressText("text", 1);
+  RunAggregation(testing::RefAt("/"));
+  ObserveItem("/a", ItemOutcome::kFailed);
+  EXPECT_EQ("text1;run;/a failed;", told);
+}
+
+}  // namespace
+}  // namespace tessary

@@ -1,0 +1,380 @@
+#include "engine/transfer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <optional>
+#include <string>
+
+#include "platform/managers/text.h"
+#include "tests/engine/engine_fixture.h"
+#include "tests/support/memory_volume.h"
+#include "tests/support/ordinary_user.h"
+
+namespace tessary {
+namespace {
+
+using testing::DistinctName;
+using ::testing::ElementsAre;
+using testing::Exists;
+using ::testing::IsEmpty;
+using testing::MakeFolder;
+using testing::MakeLink;
+using ::testing::MatchesRegex;
+using testing::MovedLine;
+using testing::NamesIn;
+using testing::ReadFile;
+using testing::RefAt;
+using ::testing::StartsWith;
+using testing::WriteFile;
+
+constexpr char kReplace[] = "ReplaceFilesBySameName = true\n";
+
+class TransferTest : public testing::EngineFixture {
+ protected:
+  // Transfers an item of the source folder into the destination folder.
+  bool Move(const std::string& name) const {
+    return TransferItemAtPath(InSource(name), destination_, /*copy=*/false);
+  }
+  bool Copy(const std::string& name) const {
+    return TransferItemAtPath(InSource(name), destination_, /*copy=*/true);
+  }
+
+  std::string DistinctNameOf(const std::string& name) const {
+    const std::optional<std::u16string> distinctName =
+        MakeDistinctName(RefAt(destination_), RefAt(InSource(name)));
+    return distinctName ? Utf8FromUtf16(*distinctName) : "(none)";
+  }
+};
+
+using TransferItemAtPathTest = TransferTest;
+using TransferItemTest = TransferTest;
+using RemoveSameNamedItemTest = TransferTest;
+using MakeDistinctNameTest = TransferTest;
+
+TEST_F(TransferItemAtPathTest, MovesOrCopies) {
+  WriteFile(InSource("a.txt"), "a");
+  WriteFile(InSource("b.txt"), "b");
+  EXPECT_TRUE(Move("a.txt"));
+  EXPECT_TRUE(Copy("b.txt"));
+  EXPECT_THAT(NamesIn(source_), ElementsAre("b.txt"));
+  EXPECT_EQ("a", ReadFile(InDestination("a.txt")));
+  EXPECT_EQ("b", ReadFile(InDestination("b.txt")));
+  EXPECT_THAT(Messages(),
+              ElementsAre(MovedLine("a.txt", "destination"), MovedLine("b.txt", "destination")));
+}
+
+TEST_F(TransferItemAtPathTest, SaysNothingOfAnItemThatIsGone) {
+  bool wasInPlace = true;
+  EXPECT_FALSE(TransferItemAtPath(InSource("none"), destination_, false, &wasInPlace));
+  EXPECT_FALSE(wasInPlace);
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(TransferItemAtPathTest, TellsTheStatusOfAFolderThatIsGone) {
+  WriteFile(InSource("a.txt"));
+  EXPECT_FALSE(TransferItemAtPath(InSource("a.txt"), InDestination("none"), false));
+  EXPECT_THAT(Messages(), ElementsAre("An error occurred moving an object. Error number = -43"));
+  EXPECT_TRUE(Exists(InSource("a.txt")));
+}
+
+TEST_F(TransferItemAtPathTest, LeavesAnItemAloneThatLiesInItsFolder) {
+  WritePreferencesElsewhere(kReplace);
+  WriteFile(InDestination("a.txt"), "a");
+  for (const bool copy : {false, true}) {
+    bool wasInPlace = false;
+    EXPECT_TRUE(TransferItemAtPath(InDestination("a.txt"), destination_, copy, &wasInPlace));
+    EXPECT_TRUE(wasInPlace);
+  }
+  EXPECT_THAT(NamesIn(destination_), ElementsAre("a.txt"));
+  EXPECT_EQ("a", ReadFile(InDestination("a.txt")));
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(TransferItemTest, WritesNoNewItemForAnItemInPlace) {
+  WriteFile(InDestination("a.txt"));
+  FSRef newItem = RefAt("/usr");
+  EXPECT_EQ(noErr,
+            TransferItem(RefAt(InDestination("a.txt")), RefAt(destination_), &newItem, false));
+  EXPECT_EQ(noErr, FSCompareFSRefs(newItem, RefAt("/usr")));
+}
+
+TEST_F(TransferItemTest, TellsTheNewItem) {
+  WriteFile(InSource("a.txt"));
+  FSRef newItem;
+  ASSERT_EQ(noErr, TransferItem(RefAt(InSource("a.txt")), RefAt(destination_), &newItem, false));
+  EXPECT_EQ(noErr, FSCompareFSRefs(newItem, RefAt(InDestination("a.txt"))));
+}
+
+TEST_F(TransferItemTest, RefusesAMissingOutArgumentAndAnItemWithoutAFolder) {
+  WriteFile(InSource("a.txt"));
+  bool wasInPlace = true;
+  EXPECT_EQ(paramErr, TransferItem(RefAt(InSource("a.txt")), RefAt(destination_), nullptr, false,
+                                   &wasInPlace));
+  EXPECT_FALSE(wasInPlace);
+  const FSRef gone = RefAt(InSource("a.txt"));
+  ASSERT_EQ(0, unlink(InSource("a.txt").c_str()));
+  FSRef newItem;
+  EXPECT_EQ(fnfErr, TransferItem(gone, RefAt(destination_), &newItem, false));
+  EXPECT_THAT(NamesIn(destination_), IsEmpty());
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(TransferItemAtPathTest, GivesANewcomerADistinctName) {
+  for (const bool copy : {false, true}) {
+    WriteFile(InSource("a.txt"), "new");
+    WriteFile(InDestination("a.txt"), "old");
+    EXPECT_TRUE(TransferItemAtPath(InSource("a.txt"), destination_, copy));
+    EXPECT_EQ(copy, Exists(InSource("a.txt")));
+    EXPECT_EQ("old", ReadFile(InDestination("a.txt")));
+    const std::vector<std::string> names = NamesIn(destination_);
+    ASSERT_EQ(2U, names.size());
+    EXPECT_THAT(names[0], MatchesRegex(DistinctName("a - ", "\\.txt")));
+    EXPECT_EQ("new", ReadFile(InDestination(names[0])));
+    EXPECT_EQ(MovedLine(names[0], "destination"), Messages().back());
+    ASSERT_EQ(0, unlink(InDestination(names[0]).c_str()));
+  }
+}
+
+TEST_F(TransferItemAtPathTest, ReplacesWhenTheSettingsSaySo) {
+  WritePreferencesElsewhere(kReplace);
+  for (const bool copy : {false, true}) {
+    WriteFile(InSource("a.txt"), "new");
+    WriteFile(InDestination("a.txt"), "old");
+    EXPECT_TRUE(TransferItemAtPath(InSource("a.txt"), destination_, copy));
+    EXPECT_THAT(NamesIn(destination_), ElementsAre("a.txt"));
+    EXPECT_EQ("new", ReadFile(InDestination("a.txt")));
+    EXPECT_EQ(copy, Exists(InSource("a.txt")));
+  }
+}
+
+TEST_F(TransferItemAtPathTest, ReplacesOneNameOfAFileThatHasAnother) {
+  WritePreferencesElsewhere(kReplace);
+  WriteFile(InSource("a.txt"), "same");
+  ASSERT_EQ(0, link(InSource("a.txt").c_str(), InDestination("a.txt").c_str()));
+  EXPECT_TRUE(Move("a.txt"));
+  EXPECT_THAT(NamesIn(source_), IsEmpty());
+  EXPECT_THAT(NamesIn(destination_), ElementsAre("a.txt"));
+  EXPECT_EQ("same", ReadFile(InDestination("a.txt")));
+}
+
+TEST_F(TransferItemAtPathTest, ReplacesALinkAndNotItsTarget) {
+  WritePreferencesElsewhere(kReplace);
+  WriteFile(InSource("a.txt"), "new");
+  WriteFile(root_ / "precious", "kept");
+  MakeLink(root_ / "precious", InDestination("a.txt"));
+  EXPECT_TRUE(Move("a.txt"));
+  EXPECT_EQ("new", ReadFile(InDestination("a.txt")));
+  EXPECT_EQ("kept", ReadFile(root_ / "precious"));
+}
+
+TEST_F(TransferItemAtPathTest, KeepsAFolderThatIsNotEmptyAndTellsWhy) {
+  WritePreferencesElsewhere(kReplace);
+  WriteFile(InSource("a.txt"), "new");
+  WriteFile(InDestination("a.txt/inside"), "kept");
+  EXPECT_TRUE(Move("a.txt"));
+  EXPECT_EQ("kept", ReadFile(InDestination("a.txt/inside")));
+  const std::vector<std::string> names = NamesIn(destination_);
+  ASSERT_EQ(2U, names.size());
+  EXPECT_EQ("new", ReadFile(InDestination(names[0])));
+  EXPECT_THAT(Messages(),
+              ElementsAre("unlink error: Is a directory", MovedLine(names[0], "destination")));
+}
+
+TEST_F(TransferItemAtPathTest, TakesAPackageWholeUnderADistinctName) {
+  WriteFile(InSource("Tool.app/Contents/Info.plist"), "new");
+  WriteFile(InDestination("Tool.app/Contents/Info.plist"), "old");
+  EXPECT_TRUE(Move("Tool.app"));
+  const std::vector<std::string> names = NamesIn(destination_);
+  ASSERT_EQ(2U, names.size());
+  EXPECT_THAT(names[0], MatchesRegex(DistinctName("Tool - ", "\\.app")));
+  EXPECT_EQ("new", ReadFile(InDestination(names[0] + "/Contents/Info.plist")));
+  EXPECT_EQ("old", ReadFile(InDestination("Tool.app/Contents/Info.plist")));
+}
+
+TEST_F(TransferItemAtPathTest, FailsWhereTheDistinctNameDoesNotFit) {
+  const std::string name = std::string(251, 'x') + ".txt";
+  WriteFile(InSource(name), "new");
+  WriteFile(InDestination(name), "old");
+  EXPECT_FALSE(Move(name));
+  EXPECT_FALSE(Copy(name));
+  EXPECT_THAT(Messages(), ElementsAre("An error occurred: -37", "An error occurred: -37"));
+  EXPECT_EQ("new", ReadFile(InSource(name)));
+  EXPECT_EQ("old", ReadFile(InDestination(name)));
+  EXPECT_THAT(NamesIn(destination_), ElementsAre(name));
+}
+
+TEST_F(TransferItemAtPathTest, TellsTheStatusOfEveryFailure) {
+  WriteFile(InSource("a.txt"), "a");
+  MakeFolder(InSource("Tool.app/inside"));
+  ASSERT_EQ(0, mkfifo(InSource("pipe").c_str(), 0600));
+  WriteFile(InDestination("file"));
+  const struct {
+    std::string item;
+    std::string folder;
+    bool copy;
+    std::string message;
+  } rows[] = {
+      {"a.txt", InDestination("file"), false, "An error occurred: -1407"},
+      {"a.txt", InDestination("file"), true, "An error occurred: -1407"},
+      {"Tool.app", InSource("Tool.app/inside"), false, "An error occurred: -122"},
+      {"Tool.app", InSource("Tool.app/inside"), true, "An error occurred: -122"},
+      {"pipe", destination_, true, "An error occurred: -50"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_FALSE(TransferItemAtPath(InSource(row.item), row.folder, row.copy));
+    EXPECT_EQ(row.message, Messages().back()) << row.item << row.copy;
+    EXPECT_TRUE(Exists(InSource(row.item)));
+  }
+  EXPECT_EQ(std::size(rows), Messages().size());
+  EXPECT_THAT(NamesIn(destination_), ElementsAre("file"));
+  EXPECT_THAT(NamesIn(InSource("Tool.app/inside")), IsEmpty());
+}
+
+TEST_F(TransferItemAtPathTest, FollowsNoLinkToAFolder) {
+  WriteFile(InSource("a.txt"));
+  MakeFolder(root_ / "elsewhere");
+  MakeLink(root_ / "elsewhere", InDestination("link"));
+  EXPECT_FALSE(TransferItemAtPath(InSource("a.txt"), InDestination("link"), false));
+  EXPECT_THAT(NamesIn(root_ / "elsewhere"), IsEmpty());
+  EXPECT_THAT(Messages(), ElementsAre("An error occurred: -1407"));
+}
+
+TEST_F(TransferItemAtPathTest, WritesNamesToTheLetterAndOnOneLine) {
+  const struct {
+    std::string name;
+    std::string line;
+  } rows[] = {
+      {"%@ %s %d", MovedLine("%@ %s %d", "destination")},
+      {"a\nb", MovedLine("a\\nb", "destination")},
+      {"\"quoted\"", MovedLine("\"quoted\"", "destination")},
+      {"50:50", MovedLine("50/50", "destination")},
+      {"a\xff", MovedLine("a\xff", "destination")},
+  };
+  for (const auto& row : rows) {
+    WriteFile(InSource(row.name), "contents");
+    EXPECT_TRUE(Move(row.name));
+    EXPECT_EQ(row.line, Messages().back());
+    EXPECT_EQ("contents", ReadFile(InDestination(row.name)));
+  }
+}
+
+TEST_F(RemoveSameNamedItemTest, DeletesOnlyWhenTheSettingsSaySo) {
+  WriteFile(InSource("a.txt"));
+  WriteFile(InDestination("a.txt"));
+  const FSRef item = RefAt(InSource("a.txt"));
+  const FSRef folder = RefAt(destination_);
+  EXPECT_FALSE(RemoveSameNamedItem(item, folder));
+  WritePreferencesElsewhere("ReplaceFilesBySameName = 1\n");
+  EXPECT_FALSE(RemoveSameNamedItem(item, folder));
+  EXPECT_TRUE(Exists(InDestination("a.txt")));
+  WritePreferencesElsewhere(kReplace);
+  EXPECT_TRUE(RemoveSameNamedItem(item, folder));
+  EXPECT_FALSE(Exists(InDestination("a.txt")));
+  EXPECT_FALSE(RemoveSameNamedItem(item, folder));
+  EXPECT_TRUE(Exists(InSource("a.txt")));
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(RemoveSameNamedItemTest, DeletesWhateverHasTheNameAndIsNoFullFolder) {
+  WritePreferencesElsewhere(kReplace);
+  WriteFile(InSource("a"));
+  const FSRef item = RefAt(InSource("a"));
+  const FSRef folder = RefAt(destination_);
+  MakeLink("nowhere", InDestination("a"));
+  EXPECT_TRUE(RemoveSameNamedItem(item, folder));
+  ASSERT_EQ(0, mkfifo(InDestination("a").c_str(), 0600));
+  EXPECT_TRUE(RemoveSameNamedItem(item, folder));
+  MakeFolder(InDestination("a"));
+  EXPECT_TRUE(RemoveSameNamedItem(item, folder));
+  EXPECT_THAT(NamesIn(destination_), IsEmpty());
+}
+
+TEST_F(RemoveSameNamedItemTest, DeletesNothingWhereTheNameCannotBeLookedUp) {
+  WritePreferencesElsewhere(kReplace);
+  WriteFile(InSource("a"));
+  WriteFile(InDestination("file"), "kept");
+  EXPECT_FALSE(RemoveSameNamedItem(RefAt(InSource("a")), RefAt(InDestination("file"))));
+  EXPECT_FALSE(RemoveSameNamedItem(RefAt(InSource("a")), FSRef{}));
+  EXPECT_FALSE(RemoveSameNamedItem(FSRef{}, RefAt(destination_)));
+  EXPECT_EQ("kept", ReadFile(InDestination("file")));
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(RemoveSameNamedItemTest, TellsWhyAFileCannotBeUnlinked) {
+  WritePreferencesElsewhere(kReplace);
+  WriteFile(InSource("a.txt"));
+  WriteFile(InDestination("a.txt"), "kept");
+  OpenToOrdinaryUser();
+  const FSRef item = RefAt(InSource("a.txt"));
+  const FSRef folder = RefAt(destination_);
+  ASSERT_EQ(0, chmod(destination_.c_str(), 0555));
+  EXPECT_TRUE(testing::RunAsOrdinaryUser([&] { EXPECT_FALSE(RemoveSameNamedItem(item, folder)); }));
+  EXPECT_THAT(Messages(), ElementsAre("unlink error: Permission denied"));
+  EXPECT_EQ("kept", ReadFile(InDestination("a.txt")));
+}
+
+TEST_F(MakeDistinctNameTest, IsNoneWhereTheNameIsFree) {
+  WriteFile(InSource("a.txt"));
+  EXPECT_EQ("(none)", DistinctNameOf("a.txt"));
+  EXPECT_EQ(std::nullopt, MakeDistinctName(RefAt(destination_), FSRef{}));
+}
+
+TEST_F(MakeDistinctNameTest, KeepsTheExtensionBehindTheUuid) {
+  const struct {
+    std::string name;
+    std::string pattern;
+  } rows[] = {
+      {"a.txt", DistinctName("a - ", "\\.txt")},
+      {"archive.tar.gz", DistinctName("archive\\.tar - ", "\\.gz")},
+      {"Makefile", DistinctName("Makefile - ", "")},
+      {".bashrc", DistinctName("", "\\.bashrc")},
+      {".a.b", DistinctName("\\.a - ", "\\.b")},
+      {"name.", DistinctName("name - ", "\\.")},
+      {"a..b", DistinctName("a\\. - ", "\\.b")},
+      {"a b.TXT", DistinctName("a b - ", "\\.TXT")},
+      {"%@.%d", DistinctName("%@ - ", "\\.%d")},
+  };
+  for (const auto& row : rows) {
+    WriteFile(InSource(row.name));
+    WriteFile(InDestination(row.name));
+    EXPECT_THAT(DistinctNameOf(row.name), MatchesRegex(row.pattern));
+  }
+}
+
+TEST_F(MakeDistinctNameTest, RemovesOnlyTheLastOfTwoEqualExtensions) {
+  WriteFile(InSource("x.gz.gz"));
+  WriteFile(InDestination("x.gz.gz"));
+  EXPECT_THAT(DistinctNameOf("x.gz.gz"), MatchesRegex(DistinctName("x\\.gz - ", "\\.gz")));
+}
+
+TEST_F(MakeDistinctNameTest, KeepsBytesThatAreNoText) {
+  WriteFile(InSource("a\xff.\xfe"), "new");
+  WriteFile(InDestination("a\xff.\xfe"), "old");
+  EXPECT_TRUE(Move("a\xff.\xfe"));
+  const std::vector<std::string> names = NamesIn(destination_);
+  ASSERT_EQ(2U, names.size());
+  EXPECT_THAT(names[0], StartsWith("a\xff - "));
+  EXPECT_EQ(".\xfe", names[0].substr(names[0].size() - 2));
+  EXPECT_EQ("new", ReadFile(InDestination(names[0])));
+}
+
+TEST_F(MakeDistinctNameTest, CountsANameThatCannotBeLookedUpAsTaken) {
+  WriteFile(InSource("a.txt"));
+  WriteFile(InDestination("file"));
+  const std::optional<std::u16string> name =
+      MakeDistinctName(RefAt(InDestination("file")), RefAt(InSource("a.txt")));
+  ASSERT_TRUE(name);
+  EXPECT_THAT(Utf8FromUtf16(*name), MatchesRegex(DistinctName("a - ", "\\.txt")));
+}
+
+TEST_F(MakeDistinctNameTest, IsDifferentEveryTime) {
+  WriteFile(InSource("a.txt"));
+  WriteFile(InDestination("a.txt"));
+  EXPECT_NE(DistinctNameOf("a.txt"), DistinctNameOf("a.txt"));
+}
+
+}  // namespace
+}  // namespace tessary
