@@ -2,7 +2,9 @@
 #include <limits>
 #include <new>
 #include <string_view>
+#include <utility>
 
+#include "platform/linux/aliases.h"
 #include "platform/managers/apple_events.h"
 #include "platform/managers/text.h"
 
@@ -35,6 +37,20 @@ Status MakeNumber(const AEDesc& desc, DescType toType, AEDesc* result) {
   return AECreateDesc(toType, &converted, sizeof(converted), result);
 }
 
+Status MakeRef(const AEDesc& alias, AEDesc* result) {
+  FSRef target;
+  const Status status = FollowAlias(alias.bytes, &target);
+  return status == noErr ? AECreateDesc(typeFSRef, &target, sizeof(target), result) : status;
+}
+
+Status MakeList(const AEDesc& item, AEDesc* result) {
+  AEDesc list;
+  Status status = AECreateList(false, &list);
+  if (status == noErr) status = AEPutDesc(&list, 0, item);
+  if (status == noErr) *result = std::move(list);
+  return status;
+}
+
 bool IsPair(const AEDesc& desc, DescType toType, DescType from, DescType to) {
   return desc.descriptorType == from && toType == to;
 }
@@ -53,6 +69,8 @@ Status Coerce(const AEDesc& desc, DescType toType, AEDesc* result) {
   if (IsPair(desc, toType, typeSInt32, typeSInt16)) {
     return MakeNumber<int32_t, int16_t>(desc, toType, result);
   }
+  if (IsPair(desc, toType, typeAlias, typeFSRef)) return MakeRef(desc, result);
+  if (toType == typeAEList && desc.form == AEDesc::Form::kBytes) return MakeList(desc, result);
   return errAECoercionFail;
 }
 

@@ -31,6 +31,15 @@ Status PutItem(std::vector<AEKeyDesc>* items, size_t place, AEKeyword keyword,
   }
 }
 
+Status CopyBytes(const AEDesc& value, DescType* actualType, void* data, size_t maximum,
+                 size_t* actualSize) {
+  const Status status = AEGetDescData(value, data, maximum);
+  if (status != noErr) return status;
+  if (actualType != nullptr) *actualType = value.descriptorType;
+  if (actualSize != nullptr) *actualSize = AEGetDescDataSize(value);
+  return noErr;
+}
+
 }  // namespace
 
 Status AECreateList(bool isRecord, AEDesc* list) {
@@ -67,6 +76,19 @@ Status AEGetNthDesc(const AEDesc& list, size_t index, DescType desiredType, AEKe
   return status;
 }
 
+Status AEPutPtr(AEDesc* list, size_t index, DescType type, const void* data, size_t size) {
+  AEDesc item;
+  const Status status = AECreateDesc(type, data, size, &item);
+  return status == noErr ? AEPutDesc(list, index, item) : status;
+}
+
+Status AEGetNthPtr(const AEDesc& list, size_t index, DescType desiredType, AEKeyword* keyword,
+                   DescType* actualType, void* data, size_t maximum, size_t* actualSize) {
+  AEDesc item;
+  const Status status = AEGetNthDesc(list, index, desiredType, keyword, &item);
+  return status == noErr ? CopyBytes(item, actualType, data, maximum, actualSize) : status;
+}
+
 Status AEPutKeyDesc(AEDesc* record, AEKeyword keyword, const AEDesc& value) {
   if (record == nullptr) return paramErr;
   if (record->form != AEDesc::Form::kRecord) return errAEWrongDataType;
@@ -84,13 +106,8 @@ Status AEGetKeyDesc(const AEDesc& record, AEKeyword keyword, DescType desiredTyp
 Status AEGetParamPtr(const AppleEvent& event, AEKeyword keyword, DescType desiredType,
                      DescType* actualType, void* data, size_t maximum, size_t* actualSize) {
   AEDesc value;
-  Status status = AEGetParamDesc(event, keyword, desiredType, &value);
-  if (status != noErr) return status;
-  status = AEGetDescData(value, data, maximum);
-  if (status != noErr) return status;
-  if (actualType != nullptr) *actualType = value.descriptorType;
-  if (actualSize != nullptr) *actualSize = AEGetDescDataSize(value);
-  return noErr;
+  const Status status = AEGetParamDesc(event, keyword, desiredType, &value);
+  return status == noErr ? CopyBytes(value, actualType, data, maximum, actualSize) : status;
 }
 
 Status AEGetAttributeDesc(const AppleEvent& event, AEKeyword keyword, DescType desiredType,

@@ -8,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/linux/apple_event_handlers.h"
 #include "platform/managers/apple_events.h"
 
 namespace tessary {
@@ -127,6 +128,12 @@ Status AESend(const AppleEvent& event, AppleEvent* reply, AESendMode mode, AESen
               int32_t timeoutTicks, AEIdleUPP idle, AEFilterUPP) {
   if (reply == nullptr) return paramErr;
   try {
+    if (IsForThisProcess(event)) {
+      if (mode != AESendMode::kAENoReply) return paramErr;
+      const Status posted = PostToEventLoop(event);
+      if (posted == noErr) *reply = AppleEvent();
+      return posted;
+    }
     ApplicationHandle application;
     Status status = FindApplication(event, &application);
     if (status != noErr) return status;

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/managers/four_char_code.h"
 #include "platform/managers/status.h"
 
 // The Apple Event Manager: typed values, the events built of them, and their way to the application
@@ -20,13 +21,6 @@ using DescType = uint32_t;
 using AEKeyword = uint32_t;
 using AEEventClass = uint32_t;
 using AEEventID = uint32_t;
-
-// The number that four characters stand for.
-consteval uint32_t FourCharCode(const char (&text)[5]) {
-  uint32_t code = 0;
-  for (int i = 0; i < 4; ++i) code = code << 8U | static_cast<unsigned char>(text[i]);
-  return code;
-}
 
 // Types of descriptors.
 enum : DescType {
@@ -43,6 +37,9 @@ enum : DescType {
   typeAERecord = FourCharCode("reco"),         // items by keyword
   typeObjectSpecifier = FourCharCode("obj "),  // a record that designates an object
   typeAppleEvent = FourCharCode("aevt"),       // a record of parameters, with attributes
+  typeAlias = FourCharCode("alis"),            // an alias, as aliases.h makes it
+  typeFSRef = FourCharCode("fsrf"),            // an FSRef
+  typeProcessSerialNumber = FourCharCode("psn "),  // a ProcessSerialNumber
 };
 
 // Keywords of parameters, of an event's attributes and of an object specifier's fields.
@@ -76,6 +73,7 @@ enum : uint32_t {
   kAEGetData = FourCharCode("getd"),
   kAESetData = FourCharCode("setd"),
   kCoreEventClass = FourCharCode("aevt"),
+  kAEOpenDocuments = FourCharCode("odoc"),
   kAEAnswer = FourCharCode("ansr"),  // the event that a reply is
 };
 
@@ -114,8 +112,10 @@ Status AEGetDescData(const AEDesc& desc, void* data, size_t maximum);
 
 // Makes a descriptor of another type that tells the same. A descriptor coerces to its own type and
 // to typeWildCard; typeUTF8Text and typeUnicodeText to each other; typeSInt16 and typeSInt32 to
-// each other where the number fits. The null descriptor says nothing, which it says in every type:
-// it coerces to itself. Answers noErr, errAECoercionFail, memFullErr.
+// each other where the number fits; typeAlias to typeFSRef while its object is there; and whatever
+// is no list or record to typeAEList, as its only item. The null descriptor says nothing, which it
+// says in every type: it coerces to itself. Answers noErr, errAECoercionFail, memFullErr, for an
+// alias why its object was not found.
 Status AECoerceDesc(const AEDesc& desc, DescType toType, AEDesc* result);
 
 // ---- Lists and records ----
@@ -137,6 +137,13 @@ Status AEPutDesc(AEDesc* list, size_t index, const AEDesc& item);
 // errAEDescNotFound (no such index), errAEWrongDataType (no list or record), errAECoercionFail.
 Status AEGetNthDesc(const AEDesc& list, size_t index, DescType desiredType, AEKeyword* keyword,
                     AEDesc* item);
+
+// The same for an item that is made of `size` bytes, and for the bytes of an item: `maximum` of
+// them at most go to `data`, and their number without that limit and their type to `actualSize` and
+// `actualType`, either of which may be null, as `keyword` may.
+Status AEPutPtr(AEDesc* list, size_t index, DescType type, const void* data, size_t size);
+Status AEGetNthPtr(const AEDesc& list, size_t index, DescType desiredType, AEKeyword* keyword,
+                   DescType* actualType, void* data, size_t maximum, size_t* actualSize);
 
 // Puts a field into the record, in place of the one that has its keyword. Answers noErr,
 // errAEWrongDataType (no record), paramErr, memFullErr.
@@ -249,9 +256,14 @@ using AEFilterUPP = bool (*)(const AppleEvent& event);
 // routine (may be null) is called while there is none; an answer that is there at once costs no
 // idle call and no sleep. With kAENoReply the call returns once the event is queued, and `*reply`
 // is the null descriptor. That the application could not do what was asked is told in the reply
-// alone. Answers noErr, procNotFound (no such application), errAEUnknownAddressType (no signature),
-// errAEWaitCanceled (by the idle routine), errAETimeout, connectionInvalid (the application went
-// away meanwhile), paramErr, memFullErr. `*reply` is written on success only.
+// alone. Answers noErr, procNotFound (no such application), errAEUnknownAddressType (neither a
+// signature nor this process), errAEWaitCanceled (by the idle routine), errAETimeout,
+// connectionInvalid (the application went away meanwhile), paramErr, memFullErr. `*reply` is
+// written on success only.
+//
+// An event for this process itself, by its ProcessSerialNumber, goes to the event loop, which
+// brings it to the handler installed for it (apple_event_handlers.h). It cannot be waited for:
+// paramErr; procNotFound where there is no loop.
 Status AESend(const AppleEvent& event, AppleEvent* reply, AESendMode mode, AESendPriority priority,
               int32_t timeoutTicks, AEIdleUPP idle, AEFilterUPP filter);
 

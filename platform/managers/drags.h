@@ -39,6 +39,9 @@ class Drag {
   virtual Status GetFlavorData(size_t item, HFSFlavor* flavor) const = 0;
 };
 
+// A drag that comes over the window sends kEnterHandler; where that is answered with noErr,
+// kEnterWindow, kInWindow as it moves, and kLeaveWindow and kLeaveHandler when it goes. A drop
+// sends the last two as well, and then asks the receive handler.
 enum class DragTrackingMessage : int16_t {
   kEnterHandler = 1,
   kEnterWindow = 2,

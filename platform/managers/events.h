@@ -9,20 +9,12 @@
 #include <variant>
 #include <vector>
 
+#include "platform/managers/four_char_code.h"
 #include "platform/managers/pasteboard.h"
 #include "platform/managers/status.h"
 
 // Events of the windows, menus and controls, and the targets that handle them.
 namespace tessary {
-
-using OSType = uint32_t;  // a four-character code, the first character the most significant
-
-// The code of four characters: FourCharCode("cmds") is 'cmds'.
-constexpr OSType FourCharCode(const char (&text)[5]) {
-  OSType code = 0;
-  for (int i = 0; i < 4; ++i) code = code << 8 | static_cast<unsigned char>(text[i]);
-  return code;
-}
 
 inline constexpr OSType kEventClassCommand = FourCharCode("cmds");
 inline constexpr uint32_t kEventCommandProcess = 1;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "platform/managers/file_manager.h"
 
@@ -22,5 +23,10 @@ struct LSItemInfoRecord {
 // Answers noErr, paramErr (no out-argument, or a request for no flags), or the status with which
 // the item could not be read. `*info` is written on success only.
 Status LSCopyItemInfoForRef(const FSRef& item, uint32_t whichInfo, LSItemInfoRecord* info);
+
+// The name under which the item is shown to the user: its name in the file system, byte for byte,
+// and "/" for the root. Answers noErr, paramErr (no out-argument), or the status with which the
+// item could not be found. Written on success only.
+Status LSCopyDisplayNameForRef(const FSRef& item, std::string* name);
 
 }  // namespace tessary

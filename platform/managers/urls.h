@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/managers/file_manager.h"
 
@@ -10,12 +11,21 @@ namespace tessary {
 // A file URL, kept as the POSIX path that it denotes.
 struct CFURL {
   std::string path;
-  bool hasDirectoryPath = false;  // the object was a folder when the URL was made
+  bool hasDirectoryPath = false;  // made of a folder's reference, or of a text that ends in "/"
 };
 
 // Makes the file URL of the object, or none where it is gone or has no path. The path is of any
 // length.
 std::optional<CFURL> CFURLCreateFromFSRef(const FSRef& ref);
+
+// Makes a URL of its text, UTF-8 or any other bytes, each escape standing for its byte. None for
+// another scheme than "file" and another host than this one, for a path that is not absolute or
+// holds NUL, for a bad escape, and for a "?" or "#" that is not escaped.
+std::optional<CFURL> CFURLCreateWithBytes(std::string_view bytes);
+
+// Makes the reference of the object that the URL leads to, links resolved: a person or another
+// program has named it. True when that worked; `*ref` is written then only.
+bool CFURLGetFSRef(const CFURL& url, FSRef* ref);
 
 // The text after the last "." of the URL's last component as a catalog string, case kept, possibly
 // empty; none where that component holds no ".". Read from the POSIX name, so its ":" stays ":".

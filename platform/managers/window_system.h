@@ -73,9 +73,9 @@ class WindowSystem {
   // Runs a panel until its user has answered; the path chosen, links resolved, or none.
   virtual std::optional<std::string> RunOpenPanel(const NSOpenPanel& panel) = 0;
 
-  // Opens a folder for the user to see; a file, which a panel may have chosen in its place, is shown
-  // in its folder and never run. Answers noErr, or kLSApplicationNotFoundErr after a line in the log
-  // when nothing on this desktop opens folders.
+  // Opens a folder for the user to see; a file, which a panel may have chosen in its place, is
+  // shown in its folder and never run. Answers noErr, or kLSApplicationNotFoundErr after a line in
+  // the log when nothing on this desktop opens folders.
   virtual Status OpenFolder(const std::string& path) = 0;
 
   // Opens a page in the user's browser, or wherever its scheme leads.
