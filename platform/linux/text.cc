@@ -1,9 +1,11 @@
 #include "platform/managers/text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 namespace tessary {
 namespace {
@@ -16,17 +18,36 @@ bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 bool IsCarriedByte(char16_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }
 
-// The number of bytes before the first that is not ASCII. Eight at a time: nearly every name is
+// A machine word of which the bits are set that no ASCII character has.
+constexpr uint64_t NonAsciiBits(char /*unit*/) { return 0x8080808080808080U; }
+constexpr uint64_t NonAsciiBits(char16_t /*unit*/) { return 0xFF80FF80FF80FF80U; }
+
+// The number of units before the first that is not ASCII. A word at a time: nearly every name is
 // ASCII throughout, and a run converts each name several times.
-size_t AsciiPrefix(std::string_view text) {
+template <typename Unit>
+size_t AsciiPrefix(std::basic_string_view<Unit> text) {
+  constexpr size_t kUnitsOfWord = sizeof(uint64_t) / sizeof(Unit);
   size_t length = 0;
-  for (; text.size() - length >= sizeof(uint64_t); length += sizeof(uint64_t)) {
-    uint64_t bytes = 0;
-    std::memcpy(&bytes, text.data() + length, sizeof(bytes));
-    if ((bytes & 0x8080808080808080U) != 0) break;
+  for (; text.size() - length >= kUnitsOfWord; length += kUnitsOfWord) {
+    uint64_t word = 0;
+    std::memcpy(&word, text.data() + length, sizeof(word));
+    if ((word & NonAsciiBits(Unit())) != 0) break;
   }
-  while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80) ++length;
+  while (length < text.size() && static_cast<std::make_unsigned_t<Unit>>(text[length]) < 0x80) {
+    ++length;
+  }
   return length;
+}
+
+// Takes the ASCII at the front of `*text` off to the end of `*result`.
+template <typename From, typename To>
+void TakeAscii(std::basic_string_view<From>* text, std::basic_string<To>* result) {
+  const size_t ascii = AsciiPrefix(*text);
+  const size_t length = result->size();
+  result->resize(length + ascii);
+  std::transform(text->data(), text->data() + ascii, result->data() + length,
+                 [](From unit) { return static_cast<To>(unit); });
+  text->remove_prefix(ascii);
 }
 
 struct Sequence {
@@ -89,11 +110,9 @@ std::u16string Utf16FromUtf8(std::string_view text) {
   std::u16string result;
   // A sequence never makes more units than it has bytes.
   result.reserve(text.size());
-  while (!text.empty()) {
-    const size_t ascii = AsciiPrefix(text);
-    result.append(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(ascii));
-    text.remove_prefix(ascii);
-    if (text.empty()) break;
+  while (true) {
+    TakeAscii(&text, &result);
+    if (text.empty()) return result;
     const Sequence sequence = FirstSequence(text);
     if (sequence.length == 0) {
       result.push_back(static_cast<char16_t>(kByteCarrier + static_cast<unsigned char>(text[0])));
@@ -103,17 +122,20 @@ std::u16string Utf16FromUtf8(std::string_view text) {
       text.remove_prefix(sequence.length);
     }
   }
-  return result;
 }
 
 std::string Utf8FromUtf16(std::u16string_view text) {
   std::string result;
   result.reserve(text.size());
-  for (size_t i = 0; i < text.size(); ++i) {
-    const char16_t unit = text[i];
-    if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
+  while (true) {
+    TakeAscii(&text, &result);
+    if (text.empty()) return result;
+    const char16_t unit = text[0];
+    text.remove_prefix(1);
+    if (IsHighSurrogate(unit) && !text.empty() && IsLowSurrogate(text[0])) {
       const char32_t high = unit - 0xD800U;
-      const char32_t low = text[++i] - 0xDC00U;
+      const char32_t low = text[0] - 0xDC00U;
+      text.remove_prefix(1);
       AppendUtf8(0x10000 + (high << 10U) + low, &result);
     } else if (IsCarriedByte(unit)) {
       result.push_back(static_cast<char>(unit - kByteCarrier));
@@ -121,7 +143,6 @@ std::string Utf8FromUtf16(std::u16string_view text) {
       AppendUtf8(unit, &result);
     }
   }
-  return result;
 }
 
 bool IsUtf8(std::string_view text) {

@@ -106,6 +106,21 @@ TEST(Text, CarriesEachIllFormedByteAsALoneSurrogate) {
   }
 }
 
+TEST(Text, SeesWhatIsNotAsciiAtEveryPlaceInAText) {
+  for (size_t at = 0; at < 20; ++at) {
+    for (const auto& [utf8, utf16] : std::vector<TextRow>{{"\x7F", u"\x7F"},
+                                                          {"\xC2\x80", {0x80}},
+                                                          {"\xC4\x80", {0x100}},
+                                                          {"\xE7\xBC\x80", {0x7F00}},
+                                                          {"\xFF", {0xDCFF}}}) {
+      const std::string bytes = std::string(at, 'a') + utf8 + std::string(20 - at, 'z');
+      const std::u16string units = std::u16string(at, u'a') + utf16 + std::u16string(20 - at, u'z');
+      EXPECT_EQ(units, Utf16FromUtf8(bytes)) << at;
+      EXPECT_EQ(bytes, Utf8FromUtf16(units)) << at;
+    }
+  }
+}
+
 TEST(Text, WritesOtherLoneSurrogatesInTheirThreeByteForm) {
   EXPECT_EQ("\xED\xA0\x80", Utf8FromUtf16(std::u16string{0xD800}));
   EXPECT_EQ("\xED\xAF\xBF.", Utf8FromUtf16(std::u16string{0xDBFF, u'.'}));
