@@ -25,14 +25,14 @@ std::optional<std::string> CopyResourcePath(const FSRef& application) {
 
 void ResolveRunSource(const FSRef& source) {
   if (!GetAggregateAppResourcesOnly() || !IsApplicationItem(source)) {
-    RunAggregation(source);
+    StartRun(source);
     return;
   }
   const std::optional<std::string> resourcePath = CopyResourcePath(source);
   if (!resourcePath) return;
   FSRef resources;
   if (!GetFSRef(*resourcePath, &resources)) return;
-  RunAggregation(resources);
+  StartRun(resources);
 }
 
 }  // namespace tessary

@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kStatusLine = 1;
 
-void ShowInStatusLine(const std::string& text) { ShowProgressText(text, kStatusLine); }
+void ShowInStatusLine(const std::string& text) { ReportProgressText(text, kStatusLine); }
 
 void ShowInLog(const std::string& text) { NSLog(text); }
 

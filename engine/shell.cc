@@ -11,11 +11,13 @@ ShellHooks gShellHooks;
 
 void SetShellHooks(ShellHooks hooks) { gShellHooks = std::move(hooks); }
 
-void ShowProgressText(const std::string& text, int target) {
+const ShellHooks& GetShellHooks() { return gShellHooks; }
+
+void ReportProgressText(const std::string& text, int target) {
   if (gShellHooks.showProgressText) gShellHooks.showProgressText(text, target);
 }
 
-void RunAggregation(const FSRef& source) {
+void StartRun(const FSRef& source) {
   if (gShellHooks.runAggregation) gShellHooks.runAggregation(source);
 }
 

@@ -29,12 +29,16 @@ struct ShellHooks {
   std::function<void(const std::string& path, ItemOutcome outcome)> observeItem = nullptr;
 };
 
-// Supplies the hooks, replacing those supplied before. Called by start-up only.
+// Supplies the hooks, replacing those supplied before. Called by start-up and, for the observer, by
+// the program's front.
 void SetShellHooks(ShellHooks hooks);
 
+// The hooks supplied last.
+const ShellHooks& GetShellHooks();
+
 // Show a text, start a run, tell of an item: through the hooks, doing nothing where there is none.
-void ShowProgressText(const std::string& text, int target);
-void RunAggregation(const FSRef& source);
+void ReportProgressText(const std::string& text, int target);
+void StartRun(const FSRef& source);
 void ObserveItem(const std::string& path, ItemOutcome outcome);
 
 }  // namespace tessary

@@ -23,15 +23,15 @@ TEST(ShellHooks, AreCalledWithWhatTheEngineTells) {
             told += path + (outcome == ItemOutcome::kFailed ? " failed;" : " other;");
           },
   });
-  ShowProgressText("text", 1);
-  RunAggregation(testing::RefAt("/"));
+  ReportProgressText("text", 1);
+  StartRun(testing::RefAt("/"));
   ObserveItem("/a", ItemOutcome::kFailed);
   EXPECT_EQ("text1;run;/a failed;", told);
 
   // Those supplied later replace them all; what is not supplied is not called.
   SetShellHooks({});
-  ShowProgressText("text", 1);
-  RunAggregation(testing::RefAt("/"));
+  ReportProgressText("text", 1);
+  StartRun(testing::RefAt("/"));
   ObserveItem("/a", ItemOutcome::kFailed);
   EXPECT_EQ("text1;run;/a failed;", told);
 }
