@@ -1,0 +1,89 @@
+#include "app/commands.h"
+
+#include <optional>
+#include <string>
+
+#include "app/main_window.h"
+#include "app/opened_items.h"
+#include "app/startup.h"
+#include "platform/managers/window_system.h"
+#include "platform/strings.h"
+#include "settings/preferences.h"
+#include "settings/preferences_window.h"
+
+namespace tessary {
+namespace {
+
+constexpr char kStorePageURL[] = "appstream://org.tessary.Tessary";
+
+// The dates are named like extensions here, which the destination's panel does not do; users know
+// both texts as they are.
+std::string KindName(AggregationKind kind) {
+  switch (kind) {
+    case AggregationKind::kFileType:
+      return "file type";
+    case AggregationKind::kMimeType:
+      return "mime type";
+    default:
+      return "extension";
+  }
+}
+
+void ChooseSource() {
+  FSRef source;
+  const std::string kind = KindName(GetAggregationKind());
+  if (!ChooseFolder("Choose Source", "Choose a source folder or app to aggregate by " + kind + ":",
+                    &source)) {
+    return;
+  }
+  const std::optional<std::string> path = StringWithFSRef(&source);
+  if (path) InstallPendingSourcesTimer(path);
+}
+
+void OpenProductPage() { gWindowSystem->OpenPage(gWindowSystem->ProductPageURL()); }
+
+// The command that the event carries; 0, which no command has, where it carries none.
+OSType CommandOf(const Event& event) {
+  HICommand command;
+  const Status status = GetEventParameter(event, kEventParamDirectObject, &command);
+  return status == noErr ? command.commandID : 0;
+}
+
+}  // namespace
+
+Status HandleApplicationCommand(const Event& event) {
+  switch (CommandOf(event)) {
+    case kCommandHelp:
+      OpenProductPage();
+      return noErr;
+    case kCommandStop:
+      gStopRequested = true;
+      return noErr;
+    case kCommandOpen:
+      ChooseSource();
+      return noErr;
+    case kCommandPreferences:
+      OpenPreferencesWindow();
+      return noErr;
+    case kCommandQuit:
+      gQuitRequested = true;
+      return eventNotHandledErr;
+    default:
+      return eventNotHandledErr;
+  }
+}
+
+Status HandleHelpCommand(const Event& event) {
+  switch (CommandOf(event)) {
+    case kCommandWebPage:
+      OpenProductPage();
+      return noErr;
+    case kCommandStorePage:
+      gWindowSystem->OpenPage(kStorePageURL);
+      return noErr;
+    default:
+      return eventNotHandledErr;
+  }
+}
+
+}  // namespace tessary

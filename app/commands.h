@@ -1,0 +1,24 @@
+#pragma once
+
+#include "platform/managers/events.h"
+
+// The commands of the menus and of the main window's controls.
+namespace tessary {
+
+inline constexpr OSType kCommandHelp = FourCharCode("HELP");
+inline constexpr OSType kCommandStop = FourCharCode("not!");
+inline constexpr OSType kCommandOpen = FourCharCode("open");
+inline constexpr OSType kCommandPreferences = FourCharCode("pref");
+inline constexpr OSType kCommandQuit = FourCharCode("quit");
+inline constexpr OSType kCommandWebPage = FourCharCode("WEB1");
+inline constexpr OSType kCommandStorePage = FourCharCode("MAS1");
+
+// Handles the application's commands. Answers noErr for those that are done with it;
+// eventNotHandledErr for the quit command, so that the program quits, and for every other event.
+Status HandleApplicationCommand(const Event& event);
+
+// Handles the commands of the two pages in the Help menu. Answers noErr for these and
+// eventNotHandledErr for every other event.
+Status HandleHelpCommand(const Event& event);
+
+}  // namespace tessary

@@ -1,0 +1,156 @@
+#include "app/startup.h"
+
+#include <cstdint>
+#include <memory>
+
+#include "app/commands.h"
+#include "app/main_window.h"
+#include "app/opened_items.h"
+#include "engine/keys.h"
+#include "engine/shell.h"
+#include "platform/extension_map.h"
+#include "platform/managers/apple_event_handlers.h"
+#include "platform/managers/autorelease_pool.h"
+#include "platform/managers/calendar.h"
+#include "platform/managers/window_system.h"
+#include "settings/preferences_window.h"
+
+namespace tessary {
+
+bool gQuitRequested = false;
+
+namespace {
+
+constexpr OSType kControlSignature = FourCharCode("CNTL");
+constexpr double kQuitDelay = 1.0;  // seconds
+
+// What the shell lends to those below it for as long as the program runs.
+class Shell {
+ public:
+  Shell() : hooksBefore_(GetShellHooks()) {
+    ShellHooks hooks = hooksBefore_;
+    hooks.showProgressText = ShowProgressText;
+    hooks.runAggregation = RunAggregation;
+    SetShellHooks(hooks);
+    AESetEventLoop([](const std::function<void()>& deliver) {
+      return gWindowSystem->InstallEventLoopTimer(0, deliver);
+    });
+  }
+
+  // The windows go while the system that shows them is there.
+  ~Shell() {
+    DisposePreferencesWindow();
+    SetPreferencesWindowHooks({});
+    gMainWindow = {};
+    AESetEventLoop({});
+    SetShellHooks(hooksBefore_);
+  }
+
+  Shell(const Shell&) = delete;
+  Shell& operator=(const Shell&) = delete;
+
+ private:
+  ShellHooks hooksBefore_;
+};
+
+ControlRef FindControl(int32_t id) {
+  ControlRef control = nullptr;
+  // Every use of a control takes none as well.
+  (void)gMainWindow.window->GetControlByID({.signature = kControlSignature, .id = id}, &control);
+  return control;
+}
+
+void FindControls() {
+  gMainWindow.statusText = FindControl(1);
+  gMainWindow.activityIndicator = FindControl(2);
+  gMainWindow.idleDecoration = FindControl(4);
+  gMainWindow.unusedControl = FindControl(5);
+  gMainWindow.elapsedTimeText = FindControl(6);
+  gMainWindow.stopControl = FindControl(7);
+}
+
+// Makes the menu bar and the main window, hidden.
+Status MakeInterface() {
+  std::unique_ptr<Nib> nib;
+  Status status = gWindowSystem->CreateNibReference("main", &nib);
+  if (status != noErr) return status;
+  if (nib->CreateMenuBar("MenuBar") == noErr) gWindowSystem->SetMenuBar();
+  status = nib->CreateWindow("MainWindow", &gMainWindow.window);
+  if (status != noErr) {
+    // The forms stay open: the program ends with this status, and they end with it.
+    (void)nib.release();
+    return status;
+  }
+  SetPreferencesWindowHooks(
+      {.showProgressText = ShowProgressText, .parent = gMainWindow.window.get()});
+  gMainWindow.window->Hide();
+  FindControls();
+  return noErr;
+}
+
+// A window that tracks drags without receiving them would promise what it cannot do, and one that
+// receives them untracked would take them unasked: it gets both routines or none.
+void InstallDragHandlers() {
+  Window& window = *gMainWindow.window;
+  if (window.InstallTrackingHandler(TrackDrag) != noErr) return;
+  if (window.InstallReceiveHandler(ReceiveDrag) == noErr) return;
+  // It was installed just before.
+  (void)window.RemoveTrackingHandler();
+}
+
+// The statuses are not looked at here: a program that lacks one way in has the others.
+void InstallEventHandlers() {
+  (void)gWindowSystem->GetApplicationEventTarget().InstallHandler(
+      kEventClassService, kEventServicePerform, HandleService);
+  (void)AEInstallEventHandler(kCoreEventClass, kAEOpenDocuments, HandleOpenDocuments, 0, false);
+  gWindowSystem->EnableMenuCommand(kCommandPreferences);
+  (void)gWindowSystem->GetApplicationEventTarget().InstallHandler(
+      kEventClassCommand, kEventCommandProcess, HandleApplicationCommand);
+}
+
+// Both items are put at the same place, so that the one put last stands first.
+void AddHelpItems() {
+  MenuRef help = nullptr;
+  uint16_t firstFreeItem = 0;
+  if (gWindowSystem->GetHelpMenu(&help, &firstFreeItem) != noErr) return;
+  const auto afterItem = static_cast<uint16_t>(firstFreeItem - 1);
+  // An item that cannot be put there leaves a menu without it.
+  (void)help->InsertItem("Tessary Web Page", afterItem, kCommandWebPage);
+  (void)help->InsertItem("View in Mac App Store...", afterItem, kCommandStorePage);
+  (void)help->GetEventTarget().InstallHandler(kEventClassCommand, kEventCommandProcess,
+                                              HandleHelpCommand);
+}
+
+void Quit() {
+  ShowProgressText("Bye.", kStatusTextTarget);
+  gMainWindow.window->FadeOut();
+  gWindowSystem->ExitToShell();
+}
+
+}  // namespace
+
+Status RunApplication() {
+  gWindowSystem->LoadApplication();
+  const NSAutoreleasePool pool;
+  const Shell shell;
+  gWindowSystem->UpdateDynamicServices();
+  const Status status = MakeInterface();
+  if (status != noErr) return status;
+  InstallDragHandlers();
+  gMainWindow.window->Show();
+  InstallEventHandlers();
+  BuildExtensionMap();
+  gDateLocale = CopyUserDateLocale();
+  AddHelpItems();
+  gWindowSystem->RunApplicationEventLoop();
+  return noErr;
+}
+
+void PumpEvents() { gWindowSystem->PumpEvents(); }
+
+void InstallQuitTimer() {
+  // A program that cannot be made to quit stays open, as it does without the setting.
+  (void)gWindowSystem->InstallEventLoopTimer(kQuitDelay, Quit);
+}
+
+}  // namespace tessary
