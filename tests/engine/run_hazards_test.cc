@@ -129,7 +129,8 @@ TEST_F(RunHazards, FilesEveryExtensionThatTheFileSystemHolds) {
   Run();
   EXPECT_THAT(NamesIn(source_), IsEmpty());
   for (const std::string& extension : extensions) {
-    EXPECT_EQ(extension, ReadFile(InDestination(extension + "/n." + extension)));
+    std::string path = InDestination(extension);
+    EXPECT_EQ(extension, ReadFile(path.append("/n.").append(extension)));
   }
 }
 
