@@ -14,18 +14,22 @@ namespace tessary {
 
 inline constexpr char kCreationDateAttribute[] = "user.tessary.creation-date";
 
-// "2009-03-04T05:06:07.000000089Z": UTC, ISO 8601, nanoseconds always written.
+// "2009-03-04T05:06:07.000000089Z": UTC, ISO 8601, nanoseconds always written. Empty for an instant
+// outside of the years 0 to 9999, which the form cannot hold.
 std::string FormatCreationDate(const Timestamp& date);
 
 // The reverse; fewer or no decimals are read as well. None for anything else.
 std::optional<Timestamp> ParseCreationDate(std::string_view text);
 
-// The creation date of an object: the attribute's at `path` (links followed), else the remembered one
-// of (`info` device and inode), else the birth time in `info`, else none. `info` is the object's
+// The creation date of an object: the attribute's at `path` (links followed), else the one
+// remembered of the object, else the birth time in `info`, else none. `info` is the object's
 // statx result with STATX_BTIME asked for.
 std::optional<Timestamp> CreationDateAt(const char* path, const struct statx& info);
 
-// Remembers for this process the date of an object on a volume without attributes.
-void RememberCreationDate(dev_t device, ino_t inode, const Timestamp& date);
+// The same less the attribute, for who has looked for that already.
+std::optional<Timestamp> CreationDateWithoutAttribute(const struct statx& info);
+
+// Remembers for this process the date of the object, on a volume without attributes.
+void RememberCreationDate(const struct statx& info, const Timestamp& date);
 
 }  // namespace tessary

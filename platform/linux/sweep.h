@@ -1,0 +1,15 @@
+#pragma once
+
+namespace tessary {
+
+// Deletes from the folder open as `folder` what makers that died have left there: files and folders
+// with a hidden name whose lock is free. Each is locked, then looked at again; a folder is first
+// renamed to a hidden name of the sweeper's own, so that its maker, should it live after all behind
+// a lock that does not work, can no longer publish it half deleted. What cannot be locked or
+// deleted is left. Nothing is reported: sweeping is a favour, not a condition.
+void SweepFolder(int folder);
+
+// The same, once in this process for each folder.
+void SweepFolderOnce(int folder);
+
+}  // namespace tessary

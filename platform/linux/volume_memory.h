@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tessary {
+
+// What a volume may be found not to know.
+enum class VolumeLack { kNoReplaceFlag, kClones };
+
+// What this process has learned about volumes, so that each is asked once. A device number that
+// comes to stand for another volume costs that one a slower way, never a wrong one.
+bool IsKnownToLack(uint32_t device, VolumeLack what);
+void RememberLack(uint32_t device, VolumeLack what);
+
+// True when any volume at all is known to lack it: the question that needs no device.
+bool IsAnyKnownToLack(VolumeLack what);
+
+}  // namespace tessary
