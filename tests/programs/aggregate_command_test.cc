@@ -158,7 +158,10 @@ TEST_F(AggregateCommand, NamesTheMonthsInTheLanguageOfTheUser) {
   if (!Exists(At("de_DE.UTF-8/LC_TIME"))) GTEST_SKIP() << "no sources of locales are installed";
   WriteFile(At("source/a.txt"));
   SetModificationDate(At("source/a.txt"), kMarch2009);
-  const ProgramSetup german = {.environment = {{"LOCPATH", At("")}, {"LC_ALL", "de_DE.UTF-8"}}};
+  // The C library itself loses the text of LOCPATH, which a sanitized program would end with.
+  const ProgramSetup german = {.environment = {{"LOCPATH", At("")},
+                                               {"LC_ALL", "de_DE.UTF-8"},
+                                               {"ASAN_OPTIONS", "detect_leaks=0"}}};
   EXPECT_EQ(0, Aggregate({"--kind=modification-date"}, german).status);
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("2009/Mär 04, 2009/a.txt"));
 }

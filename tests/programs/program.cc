@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <regex>
 #include <sstream>
 
 namespace tessary::testing {
@@ -22,6 +21,8 @@ namespace fs = std::filesystem;
 
 constexpr uid_t kOrdinaryUser = 65534;
 constexpr std::string_view kProblemPrefix = "tessary-cli: ";
+
+bool IsDigit(char character) { return character >= '0' && character <= '9'; }
 
 std::vector<std::string> LinesOf(const std::string& text) {
   std::vector<std::string> lines;
@@ -89,17 +90,30 @@ int StatusOf(pid_t child) {
 
 std::string DescribeEntry(const fs::path& path, const std::string& name) {
   struct stat info = {};
-  EXPECT_EQ(0, lstat(path.c_str(), &info)) << path;
+  if (lstat(path.c_str(), &info) != 0) return name + " cannot be reached";
   std::ostringstream text;
   text << name << " mode " << std::oct << info.st_mode << std::dec << " inode " << info.st_ino
        << " size " << info.st_size << " modified " << info.st_mtim.tv_sec << "."
        << info.st_mtim.tv_nsec << " changed " << info.st_ctim.tv_sec << "." << info.st_ctim.tv_nsec;
-  if (S_ISREG(info.st_mode)) text << " holds " << ReadFile(path);
+  if (S_ISREG(info.st_mode) && access(path.c_str(), R_OK) == 0) text << " holds " << ReadFile(path);
   if (S_ISLNK(info.st_mode)) text << " leads to " << fs::read_symlink(path).string();
   return text.str();
 }
 
 }  // namespace
+
+std::optional<std::string> LogMessageOf(std::string_view line) {
+  // A "0" stands for any digit.
+  constexpr std::string_view kForm = "0000-00-00 00:00:00.000 tessary-cli[0";
+  for (size_t i = 0; i < kForm.size(); ++i) {
+    if (i == line.size()) return std::nullopt;
+    if (kForm[i] == '0' ? !IsDigit(line[i]) : line[i] != kForm[i]) return std::nullopt;
+  }
+  line.remove_prefix(kForm.size());
+  while (!line.empty() && IsDigit(line[0])) line.remove_prefix(1);
+  if (!line.starts_with("] ")) return std::nullopt;
+  return std::string(line.substr(2));
+}
 
 std::vector<std::string> ProgramResult::Problems() const {
   std::vector<std::string> problems;
@@ -111,12 +125,9 @@ std::vector<std::string> ProgramResult::Problems() const {
 
 std::vector<std::string> ProgramResult::LogMessages() const {
   std::vector<std::string> messages;
-  static const std::regex kLogLine(
-      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} tessary-cli\[\d+\] (.*))");
   for (const std::string& line : LinesOf(errors)) {
-    std::smatch match;
-    if (std::regex_match(line, match, kLogLine)) {
-      messages.push_back(match[1]);
+    if (const std::optional<std::string> message = LogMessageOf(line)) {
+      messages.push_back(*message);
     } else {
       EXPECT_TRUE(line.starts_with(kProblemPrefix)) << "neither log nor problem: " << line;
     }

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/support/temporary_folder.h"
@@ -21,6 +23,9 @@ struct ProgramResult {
   std::vector<std::string> Problems() const;
   std::vector<std::string> LogMessages() const;
 };
+
+// The message of a line of the log, or none where the line is not a whole one.
+std::optional<std::string> LogMessageOf(std::string_view line);
 
 // How the program is started.
 struct ProgramSetup {
@@ -42,7 +47,7 @@ inline constexpr int kCannotStart = 125;
 ProgramResult RunProgram(const std::vector<std::string>& arguments, const ProgramSetup& setup);
 
 // Everything below a folder as one line each, with kind, mode, size, dates, identity and contents:
-// two equal trees are the same files, untouched.
+// two equal trees are the same files, untouched. Of what this user cannot reach only the name.
 std::vector<std::string> DescribeTree(const std::string& folder);
 
 // A folder of its own for each test, with a preferences folder, and an environment in which the

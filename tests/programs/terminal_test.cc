@@ -1,8 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
-
 #include "tests/programs/program.h"
 #include "tests/support/pseudo_terminal.h"
 
@@ -10,14 +8,16 @@
 namespace tessary {
 namespace {
 
+using ::testing::AnyOf;
 using testing::DrawnLines;
 using ::testing::ElementsAre;
 using testing::FilesBelow;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using testing::LogMessageOf;
 using testing::MakeFolder;
-using ::testing::MatchesRegex;
 using ::testing::Not;
+using ::testing::Optional;
 using testing::ProgramResult;
 using testing::ProgramTest;
 using testing::PseudoTerminal;
@@ -51,13 +51,16 @@ class OnATerminal : public ProgramTest {
 
 // Each line of the screen is a whole line of the log, and nothing is left below them.
 void ExpectOnlyLogLines(const std::string& written, size_t count) {
-  static const std::regex kLogLine(
-      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} tessary-cli\[\d+\] (Aggregating|Moved|Moving).*)");
   std::vector<std::string> lines = ScreenLines(written);
   ASSERT_THAT(lines, SizeIs(count + 1));
   EXPECT_EQ("", lines.back());
   lines.pop_back();
-  for (const std::string& line : lines) EXPECT_TRUE(std::regex_match(line, kLogLine)) << line;
+  for (const std::string& line : lines) {
+    EXPECT_THAT(LogMessageOf(line),
+                Optional(AnyOf(StartsWith("Aggregating folder "), StartsWith("Moved \""),
+                               StartsWith("Moving: /"))));
+    EXPECT_THAT(line, Not(HasSubstr("item")));
+  }
 }
 
 TEST_F(OnATerminal, AStatusLineShowsCountAndProgressAndBreaksNoLogLine) {
