@@ -5,6 +5,7 @@
 
 #include "engine/items.h"
 #include "platform/file_system.h"
+#include "platform/finder_comments.h"
 #include "platform/managers/log.h"
 #include "platform/managers/text.h"
 #include "platform/managers/urls.h"
@@ -73,6 +74,9 @@ Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool
   // Whether way was made or not, the name is looked up again below.
   (void)RemoveSameNamedItem(item, folder);
   const std::optional<std::u16string> distinctName = MakeDistinctName(folder, item);
+  // Taken while the item still is where it was.
+  const std::optional<std::u16string> comment =
+      GetPreserveComments() ? CopyFinderCommentOrNull(item) : std::nullopt;
   const std::u16string* newName = distinctName ? &*distinctName : nullptr;
   status = copy ? FSCopyObjectSync(item, folder, newName, newItem)
                 : FSMoveObjectSync(item, folder, newName, newItem);
@@ -80,8 +84,10 @@ Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool
     NSLog("An error occurred: " + std::to_string(status));
     return status;
   }
+  // An item that has arrived without its comment counts as failed, and is told of as moved.
+  if (comment) status = SetFinderComment(newItem, &*comment, gWaitIdleUPP);
   LogMoved(*newItem, folder);
-  return noErr;
+  return status;
 }
 
 bool RemoveSameNamedItem(const FSRef& item, const FSRef& folder) {

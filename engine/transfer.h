@@ -11,14 +11,16 @@ namespace tessary {
 // Moves the item at `itemPath`, or copies it where `copy` is set, into the folder at `folderPath`.
 // True on success, which includes an item that lies there already; `*wasInPlace`, where it is
 // given, tells that case apart and is written always. Failures are logged; the item then stays
-// where it is.
+// where it is, or, when only its comment could not be carried over, is in the folder without it.
 bool TransferItemAtPath(const std::string& itemPath, const std::string& folderPath, bool copy,
                         bool* wasInPlace = nullptr);
 
 // The same on references. Makes way first: an item of the same name is deleted when the settings
-// say so, otherwise the newcomer gets a distinct name. `*newItem` is written when the item was
-// moved or copied. Answers the status of the move or copy, the one with which the item's folder
-// could not be told, or paramErr, touching nothing, when `newItem` is null. `*wasInPlace` as above.
+// say so, otherwise the newcomer gets a distinct name. The item's comment is carried over when the
+// settings say so and it has one. `*newItem` is written when the item was moved or copied. Answers
+// the status of the move or copy, after that the one of writing the comment, the one with which the
+// item's folder could not be told, or paramErr, touching nothing, when `newItem` is null.
+// `*wasInPlace` as above.
 Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool copy,
                     bool* wasInPlace = nullptr);
 
