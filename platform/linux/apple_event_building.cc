@@ -103,9 +103,12 @@ class ParameterText {
     return false;
   }
 
-  // Blanks do not count.
-  bool IsAtEnd() {
+  void SkipBlanks() {
     while (at_ < text_.size() && IsBlank(text_[at_])) ++at_;
+  }
+
+  bool IsAtEnd() {
+    SkipBlanks();
     return at_ == text_.size();
   }
 
@@ -174,9 +177,11 @@ std::optional<uint32_t> ParameterText::ReadCode(Code missing) {
 
 bool ParameterText::ReadFields(AEDesc* record, int depth) {
   do {
+    SkipBlanks();
+    const size_t start = at_;
     const std::optional<AEKeyword> keyword = ReadCode(Code::aeBuildSyntaxNoKey);
     if (!keyword) return false;
-    if (HasKeyword(*record, *keyword)) return FailAt(at_, Code::aeBuildSyntaxNoKey);
+    if (HasKeyword(*record, *keyword)) return FailAt(start, Code::aeBuildSyntaxNoKey);
     if (!Take(':')) return Fail(Code::aeBuildSyntaxNoColon);
     AEDesc value;
     if (!ReadValue(&value, depth)) return false;

@@ -1,0 +1,234 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/managers/apple_events.h"
+#include "tests/support/apple_events.h"
+
+namespace tessary {
+namespace {
+
+using testing::AnsweringApplication;
+using testing::Describe;
+using testing::DescribeAttributes;
+using testing::MakeCode;
+using testing::MakeShort;
+
+constexpr uint32_t kSignature = FourCharCode("Test");
+constexpr uint32_t kOtherSignature = FourCharCode("Othr");
+
+AppleEvent MakeEvent(AEEventID id = kAEGetData, uint32_t signature = kSignature) {
+  AppleEvent event;
+  EXPECT_EQ(noErr, AECreateAppleEvent(kAECoreSuite, id, MakeCode(typeApplSignature, signature), 77,
+                                      5, &event));
+  return event;
+}
+
+Status Send(const AppleEvent& event, AESendMode mode, AppleEvent* reply, AEIdleUPP idle = nullptr,
+            int32_t timeout = kNoTimeOut) {
+  return AESend(event, reply, mode, AESendPriority::kAENormalPriority, timeout, idle, nullptr);
+}
+
+int gIdleCalls = 0;
+int gMostIdleCalls = 0;
+
+// Never sleeps.
+bool CountIdle(int32_t* sleepTime, RgnHandle* mouseRegion) {
+  ++gIdleCalls;
+  *sleepTime = 0;
+  *mouseRegion = nullptr;
+  return false;
+}
+
+bool CountIdleAndEnd(int32_t* sleepTime, RgnHandle* mouseRegion) {
+  (void)CountIdle(sleepTime, mouseRegion);
+  return gIdleCalls == gMostIdleCalls;
+}
+
+class AESendTest : public ::testing::Test {
+ protected:
+  AESendTest() { gIdleCalls = 0; }
+
+  AppleEvent reply_ = MakeShort(9);
+};
+
+TEST_F(AESendTest, TellsThatNobodyAnswersForTheSignature) {
+  const AnsweringApplication other(kOtherSignature,
+                                   [](const AppleEvent&, AppleEvent*) { return true; });
+  EXPECT_EQ(procNotFound, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(procNotFound, Send(MakeEvent(), AESendMode::kAENoReply, &reply_));
+  EXPECT_EQ("shor[09 00]", Describe(reply_));
+  EXPECT_EQ(0, gIdleCalls);
+}
+
+TEST_F(AESendTest, RefusesWhatIsNoSignature) {
+  AppleEvent event;
+  ASSERT_EQ(noErr, AECreateAppleEvent(kAECoreSuite, kAEGetData, MakeShort(1), 1, 0, &event));
+  EXPECT_EQ(errAEUnknownAddressType, Send(event, AESendMode::kAEWaitReply, &reply_));
+  AEDesc shortSignature = MakeShort(1);
+  shortSignature.descriptorType = typeApplSignature;
+  ASSERT_EQ(noErr, AECreateAppleEvent(kAECoreSuite, kAEGetData, shortSignature, 1, 0, &event));
+  EXPECT_EQ(errAEUnknownAddressType, Send(event, AESendMode::kAEWaitReply, &reply_));
+  EXPECT_EQ(paramErr, Send(AppleEvent(), AESendMode::kAEWaitReply, &reply_));
+  EXPECT_EQ(paramErr, Send(MakeEvent(), AESendMode::kAEWaitReply, nullptr));
+  EXPECT_EQ("shor[09 00]", Describe(reply_));
+}
+
+TEST_F(AESendTest, AnswersAtOnceWithoutAnIdleCall) {
+  std::string received;
+  const AnsweringApplication application(
+      kSignature, [&received](const AppleEvent& event, AppleEvent* reply) {
+        received = DescribeAttributes(event);
+        return AEPutParamDesc(reply, keyDirectObject, MakeShort(3)) == noErr;
+      });
+  EXPECT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ("aevt{----=shor[03 00]}", Describe(reply_));
+  EXPECT_EQ(DescribeAttributes(MakeEvent()), received);
+  EXPECT_EQ(0, gIdleCalls);
+}
+
+TEST_F(AESendTest, AnswersWithTheNumbersOfTheEvent) {
+  const AnsweringApplication application(kSignature,
+                                         [](const AppleEvent&, AppleEvent*) { return true; });
+  ASSERT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(
+      "{evcl=type[74 76 65 61] evid=type[72 73 6e 61] addr=null[] rtid=long[4d 00 00 00] "
+      "tran=long[05 00 00 00]}",
+      DescribeAttributes(reply_));
+}
+
+TEST_F(AESendTest, WaitsForManyIdleCalls) {
+  int looks = 0;
+  const AnsweringApplication application(
+      kSignature, [&looks](const AppleEvent&, AppleEvent* reply) {
+        if (++looks <= 1000) return false;
+        return AEPutParamDesc(reply, keyDirectObject, MakeShort(3)) == noErr;
+      });
+  EXPECT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ("aevt{----=shor[03 00]}", Describe(reply_));
+  EXPECT_EQ(1000, gIdleCalls);
+}
+
+TEST_F(AESendTest, WaitsWithoutAnIdleRoutineToo) {
+  int looks = 0;
+  const AnsweringApplication application(
+      kSignature, [&looks](const AppleEvent&, AppleEvent*) { return ++looks == 3; });
+  EXPECT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_));
+  EXPECT_EQ(3, looks);
+}
+
+TEST_F(AESendTest, GivesUpInTime) {
+  const AnsweringApplication application(kSignature,
+                                         [](const AppleEvent&, AppleEvent*) { return false; });
+  EXPECT_EQ(errAETimeout, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle, 2));
+  EXPECT_EQ(errAETimeout, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, nullptr, 1));
+  EXPECT_EQ("shor[09 00]", Describe(reply_));
+}
+
+TEST_F(AESendTest, EndsWhenTheIdleRoutineSaysSo) {
+  const AnsweringApplication application(kSignature,
+                                         [](const AppleEvent&, AppleEvent*) { return false; });
+  gMostIdleCalls = 5;
+  EXPECT_EQ(errAEWaitCanceled,
+            Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdleAndEnd));
+  EXPECT_EQ(5, gIdleCalls);
+  EXPECT_EQ("shor[09 00]", Describe(reply_));
+}
+
+TEST_F(AESendTest, TellsThatTheApplicationWentAway) {
+  int looks = 0;
+  RegisterAnsweringApplication(kSignature, [&looks](const AppleEvent&, AppleEvent*) {
+    if (++looks == 3) RemoveAnsweringApplication(kSignature);
+    return false;
+  });
+  EXPECT_EQ(connectionInvalid, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(procNotFound, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ("shor[09 00]", Describe(reply_));
+}
+
+TEST_F(AESendTest, PassesANullReplyOn) {
+  const AnsweringApplication application(kSignature, [](const AppleEvent&, AppleEvent* reply) {
+    *reply = AppleEvent();
+    return true;
+  });
+  EXPECT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ("null[]", Describe(reply_));
+}
+
+// Remembers the events in the order in which it answers them, and is as slow as it is told.
+class SlowApplication {
+ public:
+  SlowApplication()
+      : registration_(kSignature,
+                      [this](const AppleEvent& event, AppleEvent*) { return Answer(event); }) {}
+
+  int looksToCome = 0;
+  std::vector<AEEventID> answered = {};
+
+ private:
+  bool Answer(const AppleEvent& event) {
+    if (looksToCome-- > 0) return false;
+    AEDesc id;
+    EXPECT_EQ(noErr, AEGetAttributeDesc(event, keyEventIDAttr, typeType, &id));
+    AEEventID code = 0;
+    EXPECT_EQ(noErr, AEGetDescData(id, &code, sizeof(code)));
+    answered.push_back(code);
+    return true;
+  }
+
+  const AnsweringApplication registration_;
+};
+
+TEST_F(AESendTest, DoesNotWaitWithoutAReply) {
+  SlowApplication application;
+  application.looksToCome = 1;
+  EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAENoReply, &reply_, CountIdle));
+  EXPECT_EQ("null[]", Describe(reply_));
+  EXPECT_EQ(0, gIdleCalls);
+  EXPECT_TRUE(application.answered.empty());
+}
+
+TEST_F(AESendTest, KeepsTheOrderOfTheEvents) {
+  SlowApplication application;
+  application.looksToCome = 4;
+  EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAENoReply, &reply_));
+  EXPECT_EQ(noErr, Send(MakeEvent(2), AESendMode::kAENoReply, &reply_));
+  EXPECT_TRUE(application.answered.empty());
+  EXPECT_EQ(noErr, Send(MakeEvent(3), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ((std::vector<AEEventID>{1, 2, 3}), application.answered);
+  EXPECT_EQ(2, gIdleCalls);
+}
+
+TEST_F(AESendTest, LetsAnApplicationSendToAnotherAndToItself) {
+  SlowApplication application;
+  std::optional<Status> toSelf;
+  std::optional<Status> toOther;
+  const AnsweringApplication other(kOtherSignature, [&](const AppleEvent&, AppleEvent*) {
+    AppleEvent reply;
+    if (!toSelf) toSelf = Send(MakeEvent(8, kOtherSignature), AESendMode::kAENoReply, &reply);
+    toOther = Send(MakeEvent(4), AESendMode::kAEWaitReply, &reply, CountIdle);
+    return true;
+  });
+  EXPECT_EQ(noErr,
+            Send(MakeEvent(7, kOtherSignature), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(noErr, toSelf);
+  EXPECT_EQ(noErr, toOther);
+  EXPECT_EQ((std::vector<AEEventID>{4, 4}), application.answered);
+}
+
+TEST_F(AESendTest, ReplacesAnApplicationByAnotherOfItsSignature) {
+  int first = 0;
+  const AnsweringApplication former(kSignature, [&first](const AppleEvent&, AppleEvent*) {
+    ++first;
+    return true;
+  });
+  const SlowApplication latter;
+  EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAEWaitReply, &reply_));
+  EXPECT_EQ(0, first);
+  EXPECT_EQ(1U, latter.answered.size());
+}
+
+}  // namespace
+}  // namespace tessary
