@@ -1,0 +1,218 @@
+#include "app/startup.h"
+
+#include <gtest/gtest.h>
+
+#include "app/main_window.h"
+#include "engine/keys.h"
+#include "engine/shell.h"
+#include "platform/extension_map.h"
+#include "tests/app/shell_fixture.h"
+#include "tests/support/environment_variable.h"
+
+namespace tessary {
+namespace {
+
+using testing::Calls;
+using testing::CallsOf;
+using testing::EnvironmentVariable;
+using testing::Join;
+using testing::ProcessEnd;
+using testing::StatusTextCalls;
+using testing::WriteFile;
+
+class RunApplicationTest : public testing::ShellTest {
+ protected:
+  // The calls from the start to the end of the program, which answers `expected`.
+  Calls StartAndEnd(Status expected = noErr) {
+    EXPECT_EQ(expected, RunApplication());
+    return system_.TakeCalls();
+  }
+};
+
+const Calls kBeforeMenuBar = {"LoadApplication", "UpdateDynamicServices", "CreateNibReference main",
+                              "CreateMenuBar MenuBar"};
+const Calls kWindow = {
+    "CreateWindow MainWindow", "HideWindow MainWindow",   "GetControlByID 'CNTL' 1",
+    "GetControlByID 'CNTL' 2", "GetControlByID 'CNTL' 4", "GetControlByID 'CNTL' 5",
+    "GetControlByID 'CNTL' 6", "GetControlByID 'CNTL' 7", "DisposeNibReference main"};
+const Calls kDragHandlers = {"InstallTrackingHandler", "InstallReceiveHandler"};
+// The services' handler, and the commands' one.
+const Calls kHandlers = {"ShowWindow MainWindow", "GetApplicationEventTarget",
+                         "EnableMenuCommand 'pref'", "GetApplicationEventTarget"};
+const Calls kHelpItems = {"GetHelpMenu", "InsertItem \"Tessary Web Page\" after 1 'WEB1'",
+                          "InsertItem \"View in Mac App Store...\" after 1 'MAS1'",
+                          "GetMenuEventTarget"};
+const Calls kLoop = {"RunApplicationEventLoop", "DisposeWindow MainWindow"};
+
+TEST_F(RunApplicationTest, DoesEverythingInItsOrder) {
+  EXPECT_EQ(
+      Join({kBeforeMenuBar, {"SetMenuBar"}, kWindow, kDragHandlers, kHandlers, kHelpItems, kLoop}),
+      StartAndEnd());
+}
+
+TEST_F(RunApplicationTest, StopsWhereTheFormsCannotBeOpened) {
+  system_.Refuse("CreateNibReference main", fnfErr);
+  EXPECT_EQ((Calls{"LoadApplication", "UpdateDynamicServices", "CreateNibReference main"}),
+            StartAndEnd(fnfErr));
+}
+
+TEST_F(RunApplicationTest, GoesOnWithoutAMenuBar) {
+  system_.Refuse("CreateMenuBar MenuBar", fnfErr);
+  EXPECT_EQ(Join({kBeforeMenuBar, kWindow, kDragHandlers, kHandlers, kHelpItems, kLoop}),
+            StartAndEnd());
+}
+
+TEST_F(RunApplicationTest, StopsWhereTheWindowCannotBeMadeAndLeavesTheFormsOpen) {
+  system_.Refuse("CreateWindow MainWindow", memFullErr);
+  EXPECT_EQ(Join({kBeforeMenuBar, {"SetMenuBar", "CreateWindow MainWindow"}}),
+            StartAndEnd(memFullErr));
+}
+
+TEST_F(RunApplicationTest, RemovesTheTrackingHandlerWhereDropsCannotBeReceived) {
+  system_.Refuse("InstallReceiveHandler", duplicateHandlerErr);
+  EXPECT_EQ(Join({kBeforeMenuBar,
+                  {"SetMenuBar"},
+                  kWindow,
+                  kDragHandlers,
+                  {"RemoveTrackingHandler"},
+                  kHandlers,
+                  kHelpItems,
+                  kLoop}),
+            StartAndEnd());
+}
+
+TEST_F(RunApplicationTest, ReceivesNoDropsThatItCannotTrack) {
+  system_.Refuse("InstallTrackingHandler", duplicateHandlerErr);
+  EXPECT_EQ(Join({kBeforeMenuBar,
+                  {"SetMenuBar"},
+                  kWindow,
+                  {"InstallTrackingHandler"},
+                  kHandlers,
+                  kHelpItems,
+                  kLoop}),
+            StartAndEnd());
+}
+
+TEST_F(RunApplicationTest, LeavesThePagesOutWhereThereIsNoHelpMenu) {
+  system_.Refuse("GetHelpMenu", paramErr);
+  EXPECT_EQ(Join({kBeforeMenuBar,
+                  {"SetMenuBar"},
+                  kWindow,
+                  kDragHandlers,
+                  kHandlers,
+                  {"GetHelpMenu"},
+                  kLoop}),
+            StartAndEnd());
+}
+
+TEST_F(RunApplicationTest, PutsTheStoreAboveTheWebPageInTheHelpMenu) {
+  EXPECT_EQ(noErr, RunApplication());
+  EXPECT_EQ((Calls{"Tessary Help", "View in Mac App Store...", "Tessary Web Page"}),
+            system_.HelpMenu().Items());
+}
+
+TEST_F(RunApplicationTest, PutsOneHelpItemWhereTheOtherCannotBeInserted) {
+  system_.Refuse("InsertItem \"Tessary Web Page\" after 1 'WEB1'", memFullErr);
+  EXPECT_EQ(noErr, RunApplication());
+  EXPECT_EQ((Calls{"Tessary Help", "View in Mac App Store..."}), system_.HelpMenu().Items());
+}
+
+TEST_F(RunApplicationTest, BuildsTheExtensionMapWhenTheCommandsAreHandled) {
+  WriteFile(preferences_.MappingPath(), ".startup-test \"STRT\"\n");
+  Calls without;
+  Calls with;
+  system_.whenCalled = [&](const std::string& call) {
+    (LookUpExtensionType(u"startup-test") ? with : without).push_back(call);
+  };
+  EXPECT_EQ(noErr, RunApplication());
+  EXPECT_EQ(Join({kBeforeMenuBar, {"SetMenuBar"}, kWindow, kDragHandlers, kHandlers}), without);
+  EXPECT_EQ(Join({kHelpItems, kLoop}), with);
+}
+
+TEST_F(RunApplicationTest, TakesTheLocaleOfTheDatesBeforeTheHelpItems) {
+  const EnvironmentVariable all("LC_ALL", "C");
+  gDateLocale = DateLocale();
+  Calls before;
+  system_.whenCalled = [&](const std::string& call) {
+    if (gDateLocale) before.push_back(call);
+  };
+  EXPECT_EQ(noErr, RunApplication());
+  EXPECT_EQ(Join({kBeforeMenuBar, {"SetMenuBar"}, kWindow, kDragHandlers, kHandlers}), before);
+  EXPECT_FALSE(gDateLocale);
+}
+
+TEST_F(RunApplicationTest, WorksWithoutTheControlsThatTheFormLacks) {
+  for (const char* id : {"1", "2", "4", "5", "6", "7"}) {
+    system_.Refuse(std::string("GetControlByID 'CNTL' ") + id, errUnknownControl);
+  }
+  const std::string source = MakeSource();
+  const std::string destination = MakeDestination();
+  system_.AnswerPanel(destination);
+  EXPECT_EQ(noErr, RunProgram([&] { RunAggregation(testing::RefAt(source)); }));
+  EXPECT_EQ((Calls{"txt/letter.txt"}), testing::FilesBelow(destination));
+  EXPECT_TRUE(CallsOf(system_.TakeCalls(), "SetText").empty());
+}
+
+TEST_F(RunApplicationTest, EndsAtTheQuitCommandAndOnlyNotesIt) {
+  gQuitRequested = false;
+  EXPECT_EQ(noErr, RunProgram([&] { Command(FourCharCode("quit"), eventNotHandledErr); }));
+  EXPECT_TRUE(gQuitRequested);
+  EXPECT_EQ((Calls{"DisposeWindow MainWindow"}), system_.TakeCalls());
+}
+
+TEST_F(RunApplicationTest, DisposesOfAnOpenSheetBeforeItsParent) {
+  EXPECT_EQ(noErr, RunProgram([&] { Command(FourCharCode("pref")); }));
+  EXPECT_EQ((Calls{"DisposeWindow PreferencesWindow", "DisposeWindow MainWindow"}),
+            CallsOf(system_.TakeCalls(), "DisposeWindow"));
+}
+
+TEST_F(RunApplicationTest, LendsTheEngineItsTextsAndRunsAndLeavesTheObserver) {
+  int observed = 0;
+  SetShellHooks({.observeItem = [&](const std::string&, ItemOutcome) { ++observed; }});
+  EXPECT_EQ(noErr, RunProgram([&] {
+              ReportProgressText("from below", 1);
+              EXPECT_EQ("from below", Main().ControlOf(1).Text());
+              StartRun(testing::RefAt(MakeSource()));
+              EXPECT_EQ(1U, system_.Panels().size());
+              ObserveItem("/a", ItemOutcome::kFiled);
+            }));
+  EXPECT_EQ(1, observed);
+  EXPECT_FALSE(GetShellHooks().showProgressText);
+  EXPECT_TRUE(GetShellHooks().observeItem);
+  SetShellHooks({});
+}
+
+TEST_F(RunApplicationTest, CanBeRunAgain) {
+  const Calls first = StartAndEnd();
+  EXPECT_EQ(first, StartAndEnd());
+}
+
+TEST_F(RunApplicationTest, PumpsWithoutTouchingATimer) {
+  EXPECT_EQ(noErr, RunProgram([&] {
+              bool hasFired = false;
+              EXPECT_EQ(noErr, system_.InstallEventLoopTimer(0, [&] { hasFired = true; }));
+              PumpEvents();
+              EXPECT_FALSE(hasFired);
+              EXPECT_EQ((Calls{"InstallTimer 0", "PumpEvents"}), system_.TakeCalls());
+            }));
+}
+
+TEST_F(RunApplicationTest, SaysByeAndFadesOutBeforeTheProcessEnds) {
+  EXPECT_THROW((void)RunProgram([&] {
+                 InstallQuitTimer();
+                 EXPECT_EQ(std::vector<double>({1.0}), system_.TimerDelays());
+               }),
+               ProcessEnd);
+  EXPECT_EQ(
+      Join({{"InstallTimer 1"}, StatusTextCalls("Bye."), {"FadeOut MainWindow", "ExitToShell"}}),
+      system_.TakeCalls());
+}
+
+TEST_F(RunApplicationTest, StaysOpenWhereTheQuitTimerCannotBeInstalled) {
+  system_.Refuse("InstallTimer 1", memFullErr);
+  EXPECT_EQ(noErr, RunProgram(InstallQuitTimer));
+  EXPECT_EQ((Calls{"InstallTimer 1", "DisposeWindow MainWindow"}), system_.TakeCalls());
+}
+
+}  // namespace
+}  // namespace tessary
