@@ -17,7 +17,7 @@
 namespace tessary {
 namespace {
 
-constexpr off_t kBufferSize = 256 * 1024;
+constexpr off_t kBufferSize = 262'144;
 constexpr off_t kNoEnd = std::numeric_limits<off_t>::max();
 
 class ContentsCopy {

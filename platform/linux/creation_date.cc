@@ -109,7 +109,8 @@ std::optional<Timestamp> ParseCreationDate(std::string_view text) {
                                              std::chrono::day(static_cast<unsigned>(day)));
   if (!calendar.ok()) return std::nullopt;
   const int64_t days = std::chrono::sys_days(calendar).time_since_epoch().count();
-  return Timestamp{days * kDaySeconds + hour * 3600 + minute * 60 + second, nanoseconds};
+  const int timeOfDay = hour * 3600 + minute * 60 + second;
+  return Timestamp{days * kDaySeconds + timeOfDay, nanoseconds};
 }
 
 std::optional<Timestamp> CreationDateAt(const char* path, const struct statx& info) {

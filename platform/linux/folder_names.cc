@@ -13,7 +13,7 @@ namespace tessary {
 
 Status ReadFolderNames(int folder, bool (*isWanted)(std::string_view name),
                        std::vector<std::string>* names) {
-  constexpr size_t kBufferSize = 32 * 1024;
+  constexpr size_t kBufferSize = 32'768;
   if (lseek(folder, 0, SEEK_SET) < 0) return LastError();
   const auto buffer = std::make_unique<std::byte[]>(kBufferSize);
   std::vector<std::string> found;

@@ -1,0 +1,77 @@
+#include "tests/support/copying.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+
+#include "tests/support/temporary_folder.h"
+
+namespace tessary::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Operation = Status (*)(const CopySource& source, const CopyTarget& target);
+
+Status Run(Operation operation, const fs::path& from, const fs::path& to) {
+  const size_t before = CountOpenDescriptors();
+  Status status = noErr;
+  {
+    const UniqueFd fromFolder = OpenFolder(from.parent_path().string());
+    const UniqueFd toFolder = OpenFolder(to.parent_path().string());
+    const struct stat info = InfoAt(from.string());
+    status = operation({fromFolder.get(), from.filename().string(), info.st_dev, info.st_ino},
+                       {toFolder.get(), to.filename().string()});
+  }
+  EXPECT_EQ(before, CountOpenDescriptors());
+  return status;
+}
+
+}  // namespace
+
+UniqueFd OpenFolder(const std::string& path) {
+  UniqueFd folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  EXPECT_TRUE(folder) << path;
+  return folder;
+}
+
+Status CopyAt(const std::string& from, const std::string& to) { return Run(CopyItem, from, to); }
+
+Status MoveAcrossAt(const std::string& from, const std::string& to) {
+  return Run(MoveItemAcrossVolumes, from, to);
+}
+
+struct stat InfoAt(const std::string& path) {
+  struct stat info = {};
+  EXPECT_EQ(0, lstat(path.c_str(), &info)) << path;
+  return info;
+}
+
+bool AreOnDifferentVolumes(const std::string& first, const std::string& second) {
+  return InfoAt(first).st_dev != InfoAt(second).st_dev;
+}
+
+std::string AttributeAt(const std::string& path, const std::string& name) {
+  std::array<char, 4096> value = {};
+  const ssize_t size = lgetxattr(path.c_str(), name.c_str(), value.data(), value.size());
+  return size < 0 ? "(none)" : std::string(value.data(), static_cast<size_t>(size));
+}
+
+void MakeSparseFile(const std::string& path, const std::string& text, off_t size) {
+  WriteFile(path, text);
+  EXPECT_EQ(0, truncate(path.c_str(), size)) << path;
+}
+
+size_t CountOpenDescriptors() {
+  size_t count = 0;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    count += entry.path().empty() ? 0U : 1U;
+  }
+  return count;
+}
+
+}  // namespace tessary::testing

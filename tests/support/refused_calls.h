@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace tessary::testing {
+
+// A system call that the kernel is to refuse, as a volume or an older kernel would.
+struct RefusedCall {
+  long number = 0;  // SYS_...
+  int error = 0;    // the errno that it answers
+  int argument =
+      0;  // refused only where this argument has one of these bits, unless there are none
+  uint32_t bits = 0;
+};
+
+// Runs `body` in a child process to which the kernel refuses the calls. True when nothing failed in
+// it.
+bool RunWithoutCalls(const std::vector<RefusedCall>& calls, const std::function<void()>& body);
+
+}  // namespace tessary::testing
