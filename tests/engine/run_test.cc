@@ -283,6 +283,15 @@ TEST_F(RunByDate, SortsTheFilesOfEveryPlainFolderOfTheDestinationByMoving) {
                                    "Photos/.hidden", ".Hidden/d", "Tool.app/e", "f"));
 }
 
+TEST_F(RunByDate, TakesTheCopyFlagThatItIsGiven) {
+  Set("FileOperation = 1\n");
+  WriteDated(InSource("a"), kMarch2009);
+  AggregateByDate(RefAt(source_), RefAt(destination_), DateAttribute::NSFileModificationDate,
+                  /*copy=*/true);
+  EXPECT_TRUE(Exists(InSource("a")));
+  EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));
+}
+
 TEST_F(RunByDate, TellsOfEachItemOnce) {
   Set("TessaryType = 4\nFileOperation = 1\n");
   WriteDated(InSource("a"), kMarch2009);
