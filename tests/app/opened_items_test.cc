@@ -221,7 +221,7 @@ TEST_F(OpenedItemsTest, PassOverAFolderThatAnotherHasTakenThePlaceOf) {
 }
 
 TEST_F(OpenedItemsTest, RunMoreThanAThousandDroppedFolders) {
-  constexpr int kCount = 1200;
+  constexpr int kCount = 1001;
   const std::string destination = MakeDestination();
   ScriptedDrag drag;
   for (int i = 0; i < kCount; ++i) {
