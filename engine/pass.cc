@@ -25,8 +25,13 @@ std::optional<std::string> MakeRunPath(const FSRef& ref) {
   return std::string(path.data());
 }
 
-void TellOfItem(const FSRef& item, ItemOutcome outcome) {
-  ObserveItem(MakeRunPath(item).value_or(""), outcome);
+// Tells the observer what it is to be told, if anything.
+void Tell(const std::optional<ItemOutcome>& outcome, const std::string& path) {
+  if (outcome) ObserveItem(path, *outcome);
+}
+
+void TellOfItem(const std::optional<ItemOutcome>& outcome, const FSRef& item) {
+  if (outcome) Tell(outcome, MakeRunPath(item).value_or(""));
 }
 
 // The paths of the key folders met in one pass, so that each is looked up or made once.
@@ -56,37 +61,32 @@ void FileItemAtPath(const std::string& itemPath, const std::string& folderPath,
   rules.reportProgress("Moving: " + itemPath);
   const bool copy = rules.isCopyWanted();
   bool wasInPlace = false;
-  if (!TransferItemAtPath(itemPath, folderPath, copy, &wasInPlace)) {
-    NSLog("The file \"" + itemPath + "\" could not be moved to \"" + folderPath +
-          "\". A file by the same name may exists there already.");
-    ObserveItem(itemPath, ItemOutcome::kFailed);
-  } else if (wasInPlace) {
-    if (rules.tellsInPlace) ObserveItem(itemPath, ItemOutcome::kPassedOver);
-  } else if (rules.tellsFiled) {
-    ObserveItem(itemPath, ItemOutcome::kFiled);
+  if (TransferItemAtPath(itemPath, folderPath, copy, &wasInPlace)) {
+    Tell(wasInPlace ? rules.onInPlace : rules.onFiled, itemPath);
+    return;
   }
+  NSLog("The file \"" + itemPath + "\" could not be moved to \"" + folderPath +
+        "\". A file by the same name may exists there already.");
+  Tell(rules.onFailed, itemPath);
 }
 
 void FileItem(const FSRef& item, const PassRules& rules, KeyFolderTable* table) {
   if (!FSIsFSRefValid(item)) {
     NSLog("Inavlid FSRef");
-    TellOfItem(item, ItemOutcome::kFailed);
+    TellOfItem(rules.onFailed, item);
     return;
   }
   if (IsHiddenItem(item)) return;
   const std::optional<std::u16string> key = rules.copyKey(item);
   if (!key) {
-    if (rules.tellsNoKey) TellOfItem(item, ItemOutcome::kPassedOver);
+    TellOfItem(rules.onNoKey, item);
     return;
   }
   const std::string* folderPath = table->FindOrMake(*key);
-  if (folderPath == nullptr) {
-    TellOfItem(item, ItemOutcome::kFailed);
-    return;
-  }
-  const std::optional<std::string> itemPath = MakeRunPath(item);
+  const std::optional<std::string> itemPath =
+      folderPath != nullptr ? MakeRunPath(item) : std::nullopt;
   if (!itemPath) {
-    ObserveItem("", ItemOutcome::kFailed);
+    TellOfItem(rules.onFailed, item);
     return;
   }
   FileItemAtPath(*itemPath, *folderPath, rules);

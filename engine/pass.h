@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "engine/shell.h"
 #include "platform/managers/file_manager.h"
 
 // A pass: the files of one folder, each into the destination's folder for its key. What all kinds
@@ -22,10 +23,12 @@ struct PassRules {
   // Whether that item is copied rather than moved. Asked anew for each, after its progress text.
   std::function<bool()> isCopyWanted;
 
-  // Which fates of an item the observer is told of, besides its failure.
-  bool tellsNoKey = true;
-  bool tellsInPlace = true;
-  bool tellsFiled = true;
+  // What the observer is told of an item that was filed, lay in its key folder already, has no key,
+  // or could not be filed; nothing where there is none.
+  std::optional<ItemOutcome> onFiled = ItemOutcome::kFiled;
+  std::optional<ItemOutcome> onInPlace = ItemOutcome::kPassedOver;
+  std::optional<ItemOutcome> onNoKey = ItemOutcome::kPassedOver;
+  std::optional<ItemOutcome> onFailed = ItemOutcome::kFailed;
 };
 
 // Runs the pass over the files of `folder`. A null destination means the folder itself.

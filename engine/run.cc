@@ -117,19 +117,20 @@ void AggregateByDate(const FSRef& folder, const FSRef& destination, DateAttribut
 
 void AggregateByDateLevel(const FSRef& folder, const FSRef* destination, DateAttribute attribute,
                           DateLevel level, bool copy) {
-  const bool isYearLevel = level == DateLevel::kYear;
-  const auto copyKey = [attribute, isYearLevel](const FSRef& item) {
-    return isYearLevel ? CopyYearKey(item, attribute) : CopyDayKey(item, attribute);
-  };
-  // An item is told of once: by the year level where it goes no further, else by the day level,
-  // which meets it again in its year folder.
-  RunPass(folder, destination,
-          {.copyKey = copyKey,
-           .reportProgress = ShowInLog,
-           .isCopyWanted = [copy] { return copy; },
-           .tellsNoKey = isYearLevel,
-           .tellsInPlace = false,
-           .tellsFiled = !isYearLevel});
+  PassRules rules;
+  rules.reportProgress = ShowInLog;
+  rules.isCopyWanted = [copy] { return copy; };
+  if (level == DateLevel::kYear) {
+    rules.copyKey = [attribute](const FSRef& item) { return CopyYearKey(item, attribute); };
+    // The day level meets these again and tells what becomes of them.
+    rules.onFiled = std::nullopt;
+    rules.onInPlace = std::nullopt;
+  } else {
+    rules.copyKey = [attribute](const FSRef& item) { return CopyDayKey(item, attribute); };
+    rules.onNoKey = ItemOutcome::kPassedOverInYear;
+    rules.onFailed = ItemOutcome::kFailedInYear;
+  }
+  RunPass(folder, destination, rules);
 }
 
 }  // namespace tessary

@@ -9,12 +9,17 @@
 // simply not called.
 namespace tessary {
 
-// What became of one item of a run. A run by date files an item in two steps and tells of it once,
-// when it has reached its day folder or failed to.
+// What became of one item of a run. A run by date files an item in two steps and tells of it when
+// it has reached its day folder or will not.
 enum class ItemOutcome {
   kFiled,       // moved or copied into its key folder
   kFailed,      // could not be filed; the log says why where there is a reason to tell
   kPassedOver,  // has no key, or lay in its key folder already
+
+  // The same of an item that a run by date found in a year folder and that stays there. The run
+  // comes by there once for every folder that it visits, and tells of the item each time.
+  kFailedInYear,
+  kPassedOverInYear,
 };
 
 struct ShellHooks {

@@ -61,7 +61,8 @@ class Run {
     SetShellHooks({
         .showProgressText = [this](const std::string& text, int target) { ShowText(text, target); },
         .runAggregation = [this](const FSRef& source) { Start(source); },
-        .observeItem = [this](const std::string&, ItemOutcome outcome) { Observe(outcome); },
+        .observeItem = [this](const std::string& path,
+                              ItemOutcome outcome) { Observe(path, outcome); },
     });
   }
   ~Run() { SetShellHooks({}); }
@@ -79,8 +80,8 @@ class Run {
     if (statusLine_ && target == kStatusLineTarget) statusLine_->ShowText(text);
   }
 
-  void Observe(ItemOutcome outcome) {
-    tally_.Count(outcome);
+  void Observe(const std::string& path, ItemOutcome outcome) {
+    tally_.Count(path, outcome);
     if (statusLine_) statusLine_->CountItem();
   }
 
@@ -111,7 +112,7 @@ void Run::Start(const FSRef& source) {
   statusLine_.reset();
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
   PrintSummary(elapsed.count());
-  result_ = tally_.failed == 0 ? ExitStatus::kAllFiled : ExitStatus::kSomeFailed;
+  result_ = tally_.failed() == 0 ? ExitStatus::kAllFiled : ExitStatus::kSomeFailed;
 }
 
 // The exit status tells of the files, so that it stays theirs when only the summary is lost.

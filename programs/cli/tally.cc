@@ -1,5 +1,6 @@
 #include "programs/cli/tally.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -14,25 +15,41 @@ std::string DecimalText(double number) {
   return {digits.data(), end};
 }
 
+uint64_t CountWithFailure(const std::unordered_map<std::string, bool>& items, bool hasFailed) {
+  const auto count = std::count_if(items.begin(), items.end(), [hasFailed](const auto& item) {
+    return item.second == hasFailed;
+  });
+  return static_cast<uint64_t>(count);
+}
+
 }  // namespace
 
-void Tally::Count(ItemOutcome outcome) {
+void Tally::Count(const std::string& path, ItemOutcome outcome) {
   switch (outcome) {
     case ItemOutcome::kFiled:
-      ++filed;
+      ++filed_;
+      inYear_.erase(path);
       return;
     case ItemOutcome::kPassedOver:
-      ++left;
+      ++left_;
       return;
     case ItemOutcome::kFailed:
-      ++failed;
+      ++failed_;
+      return;
+    case ItemOutcome::kPassedOverInYear:
+    case ItemOutcome::kFailedInYear:
+      inYear_[path] = outcome == ItemOutcome::kFailedInYear;
       return;
   }
 }
 
+uint64_t Tally::left() const { return left_ + CountWithFailure(inYear_, false); }
+
+uint64_t Tally::failed() const { return failed_ + CountWithFailure(inYear_, true); }
+
 std::string SummaryLine(const Tally& tally, double seconds) {
-  return std::to_string(tally.filed) + " filed, " + std::to_string(tally.left) + " left, " +
-         std::to_string(tally.failed) + " failed, " + DecimalText(seconds) + " secs";
+  return std::to_string(tally.filed()) + " filed, " + std::to_string(tally.left()) + " left, " +
+         std::to_string(tally.failed()) + " failed, " + DecimalText(seconds) + " secs";
 }
 
 }  // namespace tessary

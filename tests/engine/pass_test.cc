@@ -225,12 +225,13 @@ TEST_F(PassTest, TellsOnlyWhatItIsAskedToTell) {
     if (name == u"noKey") return std::nullopt;
     return name == u"failed" ? u".." : u"key";
   };
-  rules.tellsFiled = rules.tellsInPlace = rules.tellsNoKey = false;
+  rules.onFiled = rules.onInPlace = rules.onNoKey = std::nullopt;
+  rules.onFailed = ItemOutcome::kFailedInYear;
   const FSRef parent = RefAt(source_);
   RunPass(RefAt(source_), &parent, rules);
   RunPass(RefAt(InSource("key")), &parent, rules);
   EXPECT_EQ(1U, outcomes_.size());
-  EXPECT_THAT(outcomes_[InSource("failed")], ElementsAre(ItemOutcome::kFailed));
+  EXPECT_THAT(outcomes_[InSource("failed")], ElementsAre(ItemOutcome::kFailedInYear));
 }
 
 TEST_F(PassTest, LeavesAnItemWhosePathIsTooLong) {

@@ -313,10 +313,24 @@ TEST_F(RunByDate, TellsOfAnItemThatFailedOnItsWayToItsDay) {
   testing::MakeLink("nowhere", InDestination("2009/Mar 04, 2009"));
   Run();
   EXPECT_THAT(outcomes_,
-              ElementsAre(::testing::Pair(InDestination("2009/a"), ElementsAre(kFailed))));
+              UnorderedElementsAre(
+                  ::testing::Pair(InDestination("2009/a"), ElementsAre(ItemOutcome::kFailedInYear)),
+                  ::testing::Pair(InDestination("2009/Mar 04, 2009"),
+                                  ElementsAre(ItemOutcome::kPassedOverInYear))));
   EXPECT_TRUE(Exists(InDestination("2009/a")));
   EXPECT_EQ(NotMovedLine(InDestination("2009/a"), InDestination("2009/Mar 04, 2009")),
             Messages().back());
+}
+
+TEST_F(RunByDate, LeavesALinkInItsYearThatLeadsNowhereFromThere) {
+  Set("TessaryType = 4\nRecurseFolders = true\n");
+  WriteDated(InSource("sub/target"), kMarch2009);
+  testing::MakeLink("target", InSource("sub/link"));
+  Run();
+  EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/target", "2009/link"));
+  // Once for each of the two folders that the run visits.
+  EXPECT_THAT(outcomes_[InDestination("2009/link")],
+              ElementsAre(ItemOutcome::kPassedOverInYear, ItemOutcome::kPassedOverInYear));
 }
 
 TEST_F(RunByDate, TellsNothingOfAnItemThatIsInItsYearAlready) {

@@ -2,21 +2,49 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 #include <vector>
 
 namespace tessary {
 namespace {
 
-TEST(Tally, CountsEachOutcomeByItself) {
+// A tally of that many items of each fate.
+Tally Counted(int filed, int left, int failed) {
   Tally tally;
-  for (int i = 0; i < 3; ++i) tally.Count(ItemOutcome::kFiled);
-  for (int i = 0; i < 2; ++i) tally.Count(ItemOutcome::kPassedOver);
-  tally.Count(ItemOutcome::kFailed);
-  EXPECT_EQ(3U, tally.filed);
-  EXPECT_EQ(2U, tally.left);
-  EXPECT_EQ(1U, tally.failed);
+  for (int i = 0; i < filed; ++i) tally.Count("/filed", ItemOutcome::kFiled);
+  for (int i = 0; i < left; ++i) tally.Count("/left", ItemOutcome::kPassedOver);
+  for (int i = 0; i < failed; ++i) tally.Count("/failed", ItemOutcome::kFailed);
+  return tally;
+}
+
+TEST(Tally, CountsEachOutcomeByItself) {
+  const Tally tally = Counted(3, 2, 1);
+  EXPECT_EQ(3U, tally.filed());
+  EXPECT_EQ(2U, tally.left());
+  EXPECT_EQ(1U, tally.failed());
+}
+
+TEST(Tally, CountsAnItemThatStaysInAYearFolderOnceHoweverOftenItIsToldOf) {
+  Tally tally;
+  for (int i = 0; i < 3; ++i) {
+    tally.Count("/d/2009/dangling", ItemOutcome::kPassedOverInYear);
+    tally.Count("/d/2009/other", ItemOutcome::kPassedOverInYear);
+    tally.Count("/d/2009/stuck", ItemOutcome::kFailedInYear);
+  }
+  EXPECT_EQ(0U, tally.filed());
+  EXPECT_EQ(2U, tally.left());
+  EXPECT_EQ(1U, tally.failed());
+}
+
+TEST(Tally, TakesTheLastWordOfAnItemThatStaysInAYearFolder) {
+  Tally tally;
+  tally.Count("/d/2009/a", ItemOutcome::kFailedInYear);
+  tally.Count("/d/2009/b", ItemOutcome::kFailedInYear);
+  tally.Count("/d/2009/a", ItemOutcome::kFiled);
+  tally.Count("/d/2009/b", ItemOutcome::kPassedOverInYear);
+  EXPECT_EQ(1U, tally.filed());
+  EXPECT_EQ(1U, tally.left());
+  EXPECT_EQ(0U, tally.failed());
 }
 
 TEST(SummaryLine, TellsCountsAndSecondsWithOneDecimal) {
@@ -26,13 +54,10 @@ TEST(SummaryLine, TellsCountsAndSecondsWithOneDecimal) {
     std::string expected;
   };
   const std::vector<Row> rows = {
-      {{}, 0, "0 filed, 0 left, 0 failed, 0.0 secs"},
-      {{.filed = 12034, .left = 41, .failed = 3}, 4.2, "12034 filed, 41 left, 3 failed, 4.2 secs"},
-      {{.filed = 1}, 0.96, "1 filed, 0 left, 0 failed, 1.0 secs"},
-      {{.failed = 1}, 86400.5, "0 filed, 0 left, 1 failed, 86400.5 secs"},
-      {{.left = std::numeric_limits<uint64_t>::max()},
-       1,
-       "0 filed, 18446744073709551615 left, 0 failed, 1.0 secs"},
+      {Tally(), 0, "0 filed, 0 left, 0 failed, 0.0 secs"},
+      {Counted(12034, 41, 3), 4.2, "12034 filed, 41 left, 3 failed, 4.2 secs"},
+      {Counted(1, 0, 0), 0.96, "1 filed, 0 left, 0 failed, 1.0 secs"},
+      {Counted(0, 0, 1), 86400.5, "0 filed, 0 left, 1 failed, 86400.5 secs"},
   };
   for (const Row& row : rows) EXPECT_EQ(row.expected, SummaryLine(row.tally, row.seconds));
 }
