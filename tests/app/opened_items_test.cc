@@ -225,9 +225,9 @@ TEST_F(OpenedItemsTest, RunMoreThanAThousandDroppedFolders) {
   const std::string destination = MakeDestination();
   ScriptedDrag drag;
   for (int i = 0; i < kCount; ++i) {
-    const std::string name = std::to_string(i);
-    WriteFile(folder_ / (name + "/" + name + ".txt"));
-    drag.AddPath(folder_ / name);
+    const std::string source = folder_ / std::to_string(i);
+    WriteFile(source + "/" + std::to_string(i) + ".txt");
+    drag.AddPath(source);
     system_.AnswerPanel(destination);
   }
   EXPECT_EQ(noErr, Drop(drag));

@@ -145,7 +145,7 @@ std::optional<std::string> RecordingWindowSystem::RunOpenPanel(const NSOpenPanel
   panels_.push_back(panel);
   (void)Record("RunOpenPanel \"" + panel.message + "\"");
   if (panelAnswers_.empty()) return std::nullopt;
-  const std::optional<std::string> answer = panelAnswers_.front();
+  std::optional<std::string> answer = std::move(panelAnswers_.front());
   panelAnswers_.pop_front();
   return answer;
 }

@@ -118,28 +118,5 @@ TEST(AECoerceDesc, MakesAListOfOneOfWhatIsNone) {
   EXPECT_EQ(errAECoercionFail, AECoerceDesc(record, typeAEList, &list));
 }
 
-TEST(AEGetNthPtr, TellsTheBytesAndTypeOfAnItem) {
-  AEDesc list;
-  ASSERT_EQ(noErr, AECreateList(false, &list));
-  ASSERT_EQ(noErr, AEPutPtr(&list, 1, typeUTF8Text, "abcd", 4));
-  EXPECT_EQ(errAEIllegalIndex, AEPutPtr(&list, 3, typeUTF8Text, "abcd", 4));
-  EXPECT_EQ(paramErr, AEPutPtr(&list, 2, typeUTF8Text, nullptr, 4));
-  EXPECT_EQ(paramErr, AEPutPtr(nullptr, 1, typeUTF8Text, "abcd", 4));
-  char bytes[3] = {};
-  DescType type = typeNull;
-  AEKeyword keyword = 1;
-  size_t size = 0;
-  EXPECT_EQ(noErr, AEGetNthPtr(list, 1, typeWildCard, &keyword, &type, bytes, 3, &size));
-  EXPECT_EQ("abc", std::string(bytes, 3));
-  EXPECT_EQ(typeUTF8Text, type);
-  EXPECT_EQ(0U, keyword);
-  EXPECT_EQ(4U, size);
-  EXPECT_EQ(errAEDescNotFound,
-            AEGetNthPtr(list, 2, typeWildCard, nullptr, nullptr, bytes, 3, nullptr));
-  EXPECT_EQ(errAECoercionFail,
-            AEGetNthPtr(list, 1, typeFSRef, nullptr, nullptr, bytes, 3, nullptr));
-  EXPECT_EQ(paramErr, AEGetNthPtr(list, 1, typeWildCard, nullptr, nullptr, nullptr, 3, nullptr));
-}
-
 }  // namespace
 }  // namespace tessary
