@@ -7,15 +7,17 @@ export TESSARY_SOURCE := $(value SOURCE)
 export TESSARY_DESTINATION := $(value DESTINATION)
 export TESSARY_OPTIONS := $(value OPTIONS)
 
-.PHONY: build run check bench clean help
+.PHONY: build run app check bench clean help
 
 build: ; @tools/install-dependencies build && tools/build-program
 
 run: ; @tools/install-dependencies build && tools/run
 
-check: ; @tools/install-dependencies build check && tools/check
+app: ; @tools/install-dependencies build desktop && tools/app
 
-bench: ; @tools/install-dependencies build && tools/bench
+check: ; @tools/install-dependencies build desktop check && tools/check
+
+bench: ; @tools/install-dependencies build desktop && tools/bench
 
 clean: ; rm -rf build
 

@@ -1,0 +1,72 @@
+#include "platform/qt/artwork_view.h"
+
+#include <QColor>
+#include <QFile>
+#include <QPainter>
+#include <QSvgRenderer>
+#include <array>
+
+// Outside of any namespace, as the macro demands: the pictures lie in a static library, from which
+// the linker takes only what is called.
+static void LoadArtworkResource() { Q_INIT_RESOURCE(artwork); }
+
+namespace tessary {
+namespace {
+
+constexpr QSize kPreferredSize(200, 140);  // device-independent pixels
+constexpr char kDrawing[] = ":/artwork/drop_target.svg";
+
+// A colour of the drawing, as the file has it, and the part that it plays.
+struct Role {
+  const char* drawn;
+  QPalette::ColorRole ink;
+  qreal share;  // of the ink; the rest is the window's background
+};
+constexpr std::array kRoles = {
+    Role{"#3a7bd5", QPalette::Highlight, 1.0},  Role{"#6fa0e3", QPalette::Highlight, 0.7},
+    Role{"#a6c5f0", QPalette::Highlight, 0.42}, Role{"#dbe7f8", QPalette::Highlight, 0.18},
+    Role{"#8b929c", QPalette::WindowText, 0.5}, Role{"#f4f5f7", QPalette::Window, 1.0},
+};
+
+QColor Mix(const QColor& ink, const QColor& paper, qreal share) {
+  const auto part = [share](int first, int second) {
+    return qRound(first * share + second * (1 - share));
+  };
+  return {part(ink.red(), paper.red()), part(ink.green(), paper.green()),
+          part(ink.blue(), paper.blue())};
+}
+
+QByteArray ReadDrawing() {
+  LoadPictures();
+  QFile file(kDrawing);
+  return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+}  // namespace
+
+void LoadPictures() { LoadArtworkResource(); }
+
+ArtworkView::ArtworkView(QWidget* parent) : QWidget(parent), drawing_(ReadDrawing()) {}
+
+QSize ArtworkView::sizeHint() const { return kPreferredSize; }
+
+void ArtworkView::paintEvent(QPaintEvent* /*event*/) {
+  QSvgRenderer renderer(DrawingInColoursOf(palette(), drawing_));
+  QSizeF size = renderer.defaultSize();
+  size.scale(this->size(), Qt::KeepAspectRatio);
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  renderer.render(&painter,
+                  QRectF({(width() - size.width()) / 2, (height() - size.height()) / 2}, size));
+}
+
+QByteArray DrawingInColoursOf(const QPalette& palette, QByteArray drawing) {
+  const QColor paper = palette.color(QPalette::Window);
+  for (const Role& role : kRoles) {
+    const QColor colour = Mix(palette.color(role.ink), paper, role.share);
+    drawing.replace(role.drawn, colour.name().toLatin1());
+  }
+  return drawing;
+}
+
+}  // namespace tessary

@@ -1,0 +1,38 @@
+#include "platform/qt/command_sender.h"
+
+#include <QByteArray>
+#include <QCoreApplication>
+#include <QString>
+
+namespace tessary {
+namespace {
+
+constexpr OSType kCommandQuit = FourCharCode("quit");
+constexpr qsizetype kCodeLength = 4;
+
+Status SendTo(const EventTarget& target, OSType commandID) {
+  return target.Send({.eventClass = kEventClassCommand,
+                      .eventKind = kEventCommandProcess,
+                      .parameters = {{kEventParamDirectObject, HICommand{commandID}}}});
+}
+
+}  // namespace
+
+void CommandSender::Send(const EventTarget& first, OSType commandID) {
+  turns_->RunOrPost([first, application = application_, commandID] {
+    if (SendTo(first, commandID) != eventNotHandledErr) return;
+    if (SendTo(application, commandID) != eventNotHandledErr) return;
+    // quit() would ask the windows to close first, and closing the main window is this command.
+    if (commandID == kCommandQuit) QCoreApplication::exit(0);
+  });
+}
+
+OSType CommandIDFromText(const QString& text) {
+  const QByteArray bytes = text.toLatin1();
+  if (bytes.size() != kCodeLength) return 0;
+  OSType code = 0;
+  for (const char byte : bytes) code = code << 8 | static_cast<unsigned char>(byte);
+  return code;
+}
+
+}  // namespace tessary

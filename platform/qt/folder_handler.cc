@@ -1,0 +1,137 @@
+#include "platform/qt/folder_handler.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QStandardPaths>
+#include <QString>
+#include <QStringList>
+#include <QTextStream>
+
+#include "platform/qt/file_uris.h"
+
+namespace tessary {
+namespace {
+
+constexpr char kFolderType[] = "inode/directory";
+constexpr char kOurEntry[] = "org.tessary.Tessary.desktop";
+
+// The value of a key in a section of a file of such lines; empty where there is none.
+QString ReadKey(const QString& path, const QString& section, const QString& key) {
+  QFile file(path);
+  if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) return {};
+  QTextStream lines(&file);
+  bool isInSection = false;
+  for (QString line; lines.readLineInto(&line);) {
+    line = line.trimmed();
+    if (line.startsWith('[')) isInSection = line == "[" + section + "]";
+    const qsizetype equals = line.indexOf('=');
+    if (!isInSection || equals < 0 || line.left(equals).trimmed() != key) continue;
+    return line.mid(equals + 1).trimmed();
+  }
+  return {};
+}
+
+QStringList EntriesIn(const QString& path, const QString& section) {
+  return ReadKey(path, section, kFolderType).split(';', Qt::SkipEmptyParts);
+}
+
+// The folders of settings and of programs, the user's first.
+QStringList ConfigFolders() {
+  return QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation);
+}
+
+QStringList ProgramFolders() {
+  QStringList folders = QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation);
+  for (QString& folder : folders) folder += "/applications";
+  return folders;
+}
+
+// The names of the files of associations that count on this desktop.
+QStringList AssociationFiles() {
+  QStringList names;
+  const QString desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
+  const QStringList list = desktops.split(':', Qt::SkipEmptyParts);
+  for (const QString& desktop : list) names.append(desktop.toLower() + "-mimeapps.list");
+  names.append("mimeapps.list");
+  return names;
+}
+
+// The entries that are named for folders, best first; some may not be installed.
+QStringList CandidateEntries() {
+  QStringList defaults;
+  QStringList others;
+  const QStringList folders = ConfigFolders() + ProgramFolders();
+  const QStringList names = AssociationFiles();
+  for (const QString& folder : folders) {
+    for (const QString& name : names) {
+      const QString path = folder + "/" + name;
+      defaults += EntriesIn(path, "Default Applications");
+      others += EntriesIn(path, "Added Associations");
+    }
+  }
+  const QStringList programs = ProgramFolders();
+  for (const QString& folder : programs) {
+    others += EntriesIn(folder + "/mimeinfo.cache", "MIME Cache");
+  }
+  return defaults + others;
+}
+
+// The Exec line of an installed entry; empty where it is not installed or its program is not there.
+QString CommandOfEntry(const QString& entry) {
+  const QStringList folders = ProgramFolders();
+  for (const QString& folder : folders) {
+    const QString path = folder + "/" + entry;
+    if (!QFile::exists(path)) continue;
+    if (ReadKey(path, "Desktop Entry", "Hidden") == "true") return {};
+    const QString needed = ReadKey(path, "Desktop Entry", "TryExec");
+    if (!needed.isEmpty() && QStandardPaths::findExecutable(needed).isEmpty()) return {};
+    const QString command = ReadKey(path, "Desktop Entry", "Exec");
+    const QStringList words = QProcess::splitCommand(command);
+    const bool isThere = !words.isEmpty() && !QStandardPaths::findExecutable(words[0]).isEmpty();
+    return isThere ? command : QString();
+  }
+  return {};
+}
+
+}  // namespace
+
+std::optional<FolderHandler> FindFolderHandler() {
+  const QStringList entries = CandidateEntries();
+  for (const QString& entry : entries) {
+    if (entry == kOurEntry) continue;
+    const QString command = CommandOfEntry(entry);
+    if (command.isEmpty()) continue;
+    return FolderHandler{.entry = entry.toStdString(), .command = command.toStdString()};
+  }
+  return std::nullopt;
+}
+
+bool IsFolderHandlerOurself() { return CandidateEntries().contains(kOurEntry); }
+
+bool StartFolderHandler(const FolderHandler& handler, const std::string& path) {
+  QStringList arguments;
+  bool isNamed = false;
+  const QString pathText = QFile::decodeName(path.c_str());
+  const QStringList words = QProcess::splitCommand(QString::fromStdString(handler.command));
+  for (const QString& word : words) {
+    if (word == "%u" || word == "%U") {
+      arguments.append(QString::fromStdString(FileUriOfPath(path)));
+      isNamed = true;
+    } else if (word == "%f" || word == "%F") {
+      arguments.append(pathText);
+      isNamed = true;
+    } else if (word == "%%") {
+      arguments.append("%");
+    } else if (word.size() != 2 || word[0] != '%') {
+      arguments.append(word);
+    }
+  }
+  if (arguments.isEmpty()) return false;
+  if (!isNamed) arguments.append(pathText);
+  const QString program = arguments.takeFirst();
+  return QProcess::startDetached(program, arguments);
+}
+
+}  // namespace tessary

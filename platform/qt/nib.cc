@@ -1,0 +1,47 @@
+#include "platform/qt/nib.h"
+
+#include <QDialog>
+#include <QMainWindow>
+#include <utility>
+
+#include "platform/qt/forms/main_window.ui.h"
+#include "platform/qt/forms/preferences_window.ui.h"
+
+namespace tessary {
+namespace {
+
+template <typename Form, typename Widget>
+std::unique_ptr<Widget> MakeForm() {
+  auto widget = std::make_unique<Widget>();
+  Form form;
+  form.setupUi(widget.get());
+  return widget;
+}
+
+}  // namespace
+
+Status QtNib::CreateMenuBar(const std::string& name) {
+  if (name != "MenuBar") return fnfErr;
+  screen_->newMenuBar = std::make_unique<QtMenuBar>(&screen_->commands);
+  return noErr;
+}
+
+Status QtNib::CreateWindow(const std::string& name, std::unique_ptr<Window>* window) {
+  if (window == nullptr) return paramErr;
+  if (name == "MainWindow") {
+    auto form = MakeForm<Ui::MainWindow, QMainWindow>();
+    if (screen_->menuBar != nullptr) screen_->menuBar->PutInto(form.get());
+    auto made = std::make_unique<QtWindow>(std::move(form), &screen_->commands, &screen_->turns);
+    screen_->mainWindow = made.get();
+    *window = std::move(made);
+    return noErr;
+  }
+  if (name == "PreferencesWindow") {
+    *window = std::make_unique<QtWindow>(MakeForm<Ui::PreferencesWindow, QDialog>(),
+                                         &screen_->commands, &screen_->turns);
+    return noErr;
+  }
+  return fnfErr;
+}
+
+}  // namespace tessary

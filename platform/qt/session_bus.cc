@@ -1,0 +1,171 @@
+#include "platform/qt/session_bus.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QDBusVirtualObject>
+#include <QMetaObject>
+#include <QStringList>
+#include <QVariantMap>
+#include <utility>
+
+#include "platform/managers/log.h"
+
+namespace tessary {
+namespace {
+
+constexpr char kBusName[] = "org.tessary.Tessary";
+constexpr char kObjectPath[] = "/org/tessary/Tessary";
+constexpr char kApplicationInterface[] = "org.freedesktop.Application";
+constexpr char kServiceInterface[] = "org.tessary.Service";
+constexpr int kForwardTimeout = 5000;  // milliseconds; the other instance answers at once
+
+constexpr char kDescription[] = R"(
+  <interface name="org.freedesktop.Application">
+    <method name="Activate">
+      <arg type="a{sv}" name="platform_data" direction="in"/>
+    </method>
+    <method name="Open">
+      <arg type="as" name="uris" direction="in"/>
+      <arg type="a{sv}" name="platform_data" direction="in"/>
+    </method>
+    <method name="ActivateAction">
+      <arg type="s" name="action_name" direction="in"/>
+      <arg type="av" name="parameter" direction="in"/>
+      <arg type="a{sv}" name="platform_data" direction="in"/>
+    </method>
+  </interface>
+  <interface name="org.tessary.Service">
+    <method name="Perform">
+      <arg type="s" name="message" direction="in"/>
+      <arg type="as" name="uris" direction="in"/>
+    </method>
+  </interface>
+)";
+
+std::vector<std::string> TextsOf(const QVariant& argument) {
+  std::vector<std::string> texts;
+  const QStringList list = argument.toStringList();
+  texts.reserve(static_cast<size_t>(list.size()));
+  for (const QString& text : list) texts.push_back(text.toStdString());
+  return texts;
+}
+
+// What the desktop lets the program come to the front with, of those that the caller tells.
+std::string TokenOf(const QVariant& platformData) {
+  const auto data = qdbus_cast<QVariantMap>(platformData);
+  return data.value("activation-token").toString().toStdString();
+}
+
+// What the call asks for; none for a method that there is not, or other arguments than it has.
+std::function<void()> RequestOf(const QDBusMessage& call, const BusRequests& requests) {
+  const QString interface = call.interface();
+  const QString method = call.member();
+  const QString signature = call.signature();
+  const QVariantList arguments = call.arguments();
+  const bool isApplication = interface == kApplicationInterface || interface.isEmpty();
+  const bool isService = interface == kServiceInterface || interface.isEmpty();
+  if (isApplication && method == "Activate" && signature == "a{sv}") {
+    return [ask = requests.activate, token = TokenOf(arguments[0])] { ask(token); };
+  }
+  if (isApplication && method == "Open" && signature == "asa{sv}") {
+    return [ask = requests.open, uris = TextsOf(arguments[0]), token = TokenOf(arguments[1])] {
+      ask(uris, token);
+    };
+  }
+  if (isApplication && method == "ActivateAction" && signature == "sava{sv}") {
+    return [ask = requests.performAction, action = arguments[0].toString().toStdString()] {
+      ask(action);
+    };
+  }
+  if (isService && method == "Perform" && signature == "sas") {
+    return [ask = requests.perform, message = arguments[0].toString().toStdString(),
+            uris = TextsOf(arguments[1])] { ask(message, uris); };
+  }
+  return nullptr;
+}
+
+QDBusMessage MakeOpenCall(const std::vector<std::string>& uris) {
+  QStringList list;
+  for (const std::string& uri : uris) list.append(QString::fromStdString(uri));
+  QVariantMap platformData;
+  const QString token = qEnvironmentVariable("XDG_ACTIVATION_TOKEN");
+  if (!token.isEmpty()) platformData.insert("activation-token", token);
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kObjectPath, kApplicationInterface,
+                                                     list.isEmpty() ? "Activate" : "Open");
+  if (!list.isEmpty()) call << list;
+  call << platformData;
+  return call;
+}
+
+}  // namespace
+
+// Answers the calls, in the bus's thread.
+class SessionBus::Endpoint : public QDBusVirtualObject {
+ public:
+  explicit Endpoint(BusRequests requests) : requests_(std::move(requests)) {}
+
+  QString introspect(const QString& /*path*/) const override { return kDescription; }
+
+  bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+    const std::function<void()> request = RequestOf(message, requests_);
+    if (!request) return false;
+    if (message.isReplyRequired()) connection.send(message.createReply());
+    QMetaObject::invokeMethod(QCoreApplication::instance(), request, Qt::QueuedConnection);
+    return true;
+  }
+
+ private:
+  BusRequests requests_;
+};
+
+SessionBus::SessionBus(BusRequests requests) : requests_(std::move(requests)) {}
+
+SessionBus::~SessionBus() {
+  if (endpoint_ != nullptr) {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    bus.unregisterObject(kObjectPath);
+    bus.unregisterService(kBusName);
+  }
+  thread_.quit();
+  thread_.wait();
+}
+
+// The object is there before the name is ours: who finds the name finds the object.
+SessionBus::Role SessionBus::Claim() {
+  QDBusConnection bus = QDBusConnection::sessionBus();
+  if (!bus.isConnected()) {
+    NSLog("There is no session bus; other programs cannot reach this one.");
+    return Role::kOffTheBus;
+  }
+  endpoint_ = new Endpoint(requests_);
+  endpoint_->moveToThread(&thread_);
+  QObject::connect(&thread_, &QThread::finished, endpoint_, &QObject::deleteLater);
+  thread_.start();
+  bus.registerVirtualObject(kObjectPath, endpoint_);
+  const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
+      bus.interface()->registerService(kBusName, QDBusConnectionInterface::DontQueueService,
+                                       QDBusConnectionInterface::DontAllowReplacement);
+  if (reply.isValid() && reply.value() == QDBusConnectionInterface::ServiceRegistered) {
+    return Role::kOnly;
+  }
+  bus.unregisterObject(kObjectPath);
+  if (reply.isValid()) return Role::kSecond;
+  NSLog("The session bus does not give out the name " + std::string(kBusName) + ": " +
+        reply.error().message().toStdString());
+  return Role::kOffTheBus;
+}
+
+bool SessionBus::Forward(const std::vector<std::string>& uris) {
+  const QDBusMessage answer =
+      QDBusConnection::sessionBus().call(MakeOpenCall(uris), QDBus::Block, kForwardTimeout);
+  if (answer.type() == QDBusMessage::ReplyMessage) return true;
+  NSLog("The program that is running already does not answer: " +
+        answer.errorMessage().toStdString());
+  return false;
+}
+
+}  // namespace tessary

@@ -1,0 +1,295 @@
+#include "platform/qt/window.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QDialog>
+#include <QDropEvent>
+#include <QEvent>
+#include <QEventLoop>
+#include <QFile>
+#include <QMainWindow>
+#include <QThread>
+#include <QTimer>
+#include <QVariant>
+#include <QWindow>
+#include <array>
+#include <utility>
+
+#include "platform/managers/autorelease_pool.h"
+#include "platform/managers/file_manager.h"
+#include "platform/qt/control.h"
+#include "platform/qt/drag.h"
+#include "platform/qt/pump.h"
+
+namespace tessary {
+namespace {
+
+constexpr OSType kControlSignature = FourCharCode("CNTL");
+constexpr char kControlID[] = "controlID";
+constexpr char kCommandID[] = "commandID";
+constexpr char kCloseCommandID[] = "closeCommandID";
+constexpr int kLongestExposure = 3000;  // milliseconds; a window on a hidden desktop never appears
+constexpr int kFadeSteps = 16;
+constexpr unsigned long kFadeStep = 16;  // milliseconds
+constexpr size_t kPathSize = 4096;
+
+OSType CommandOf(const QWidget* widget, const char* property) {
+  return CommandIDFromText(widget->property(property).toString());
+}
+
+// Returns when the window is on the screen. Input waits; requests of other programs wait in their
+// queue.
+void WaitUntilExposed(const QWidget* widget) {
+  bool isTimeUp = false;
+  QTimer limit;
+  QObject::connect(&limit, &QTimer::timeout, &limit, [&isTimeUp] { isTimeUp = true; });
+  limit.setSingleShot(true);
+  limit.start(kLongestExposure);
+  while (!isTimeUp && widget->windowHandle() != nullptr && !widget->windowHandle()->isExposed()) {
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
+                                    QEventLoop::WaitForMoreEvents);
+  }
+}
+
+// The source is told that its items are copied, whatever the user asked for: one that believes that
+// they were moved would delete them.
+void AcceptAsCopy(QDropEvent* event) {
+  event->setDropAction(Qt::CopyAction);
+  event->accept();
+}
+
+QString PathOfSpec(const FSSpec& spec) {
+  const NSAutoreleasePool pool;
+  FSRef ref;
+  std::array<char, kPathSize> path;
+  if (FSpMakeFSRef(spec, &ref) != noErr) return {};
+  if (FSRefMakePath(ref, path.data(), path.size()) != noErr) return {};
+  return QFile::decodeName(path.data());
+}
+
+}  // namespace
+
+QtWindow::QtWindow(std::unique_ptr<QWidget> widget, CommandSender* commands, TurnQueue* turns)
+    : widget_(widget.release()), commands_(commands), turns_(turns) {
+  widget_->installEventFilter(this);
+  const QList<QWidget*> children = widget_->findChildren<QWidget*>();
+  for (QWidget* child : children) {
+    const QVariant id = child->property(kControlID);
+    if (id.isValid()) controls_.emplace(id.toInt(), MakeControl(child));
+  }
+  ConnectCommands();
+}
+
+// The window may be disposed of by the handler of a command that one of its own buttons sends: the
+// widgets go when that button has returned.
+QtWindow::~QtWindow() {
+  controls_.clear();
+  if (widget_ == nullptr) return;
+  widget_->removeEventFilter(this);
+  widget_->hide();
+  widget_->deleteLater();
+}
+
+Status QtWindow::GetControlByID(const ControlID& id, ControlRef* control) {
+  if (control == nullptr) return paramErr;
+  const auto found = controls_.find(id.id);
+  if (id.signature != kControlSignature || found == controls_.end()) return errUnknownControl;
+  *control = found->second.get();
+  return noErr;
+}
+
+void QtWindow::Show() {
+  widget_->show();
+  WaitUntilExposed(widget_);
+  PumpWindows();
+}
+
+void QtWindow::Hide() { widget_->hide(); }
+
+void QtWindow::BringToFront() {
+  if (widget_->isMinimized()) widget_->showNormal();
+  widget_->raise();
+  widget_->activateWindow();
+}
+
+// "[*]" in a title is where Qt marks a window as modified; doubled it is itself.
+void QtWindow::SetTitle(const std::string& title) {
+  QString text = QString::fromStdString(title);
+  text.replace("[*]", "[*][*]");
+  widget_->setWindowTitle(text + "[*]");
+}
+
+void QtWindow::SetProxy(const FSSpec& spec) { widget_->setWindowFilePath(PathOfSpec(spec)); }
+
+void QtWindow::SetModified(bool isModified) { widget_->setWindowModified(isModified); }
+
+Status QtWindow::ShowAsSheetOf(Window* parent) {
+  auto* window = dynamic_cast<QtWindow*>(parent);
+  if (window == nullptr || window->widget_ == nullptr) return paramErr;
+  if (widget_->parentWidget() != window->widget_) {
+    widget_->setParent(window->widget_, Qt::Dialog | Qt::Sheet);
+  }
+  widget_->setWindowModality(Qt::WindowModal);
+  widget_->show();
+  widget_->raise();
+  widget_->activateWindow();
+  return noErr;
+}
+
+Status QtWindow::HideSheet() {
+  widget_->hide();
+  return noErr;
+}
+
+void QtWindow::FadeOut() {
+  if (widget_->isVisible()) {
+    Curtain curtain(widget_);
+    for (int step = 1; step <= kFadeSteps; ++step) {
+      curtain.SetSolidity(static_cast<qreal>(step) / kFadeSteps);
+      PumpWindows();
+      QThread::msleep(kFadeStep);
+    }
+  }
+  widget_->hide();
+  FlushToDisplay();
+}
+
+QWidget* QtWindow::Content() const {
+  auto* window = qobject_cast<QMainWindow*>(widget_.data());
+  const bool hasContent = window != nullptr && window->centralWidget() != nullptr;
+  return hasContent ? window->centralWidget() : widget_.data();
+}
+
+Rect QtWindow::GetContentBounds() const {
+  const QWidget* content = Content();
+  const QPoint corner = content->mapTo(widget_, QPoint(0, 0));
+  return {.left = corner.x(),
+          .top = corner.y(),
+          .right = corner.x() + content->width(),
+          .bottom = corner.y() + content->height()};
+}
+
+void QtWindow::ShowDragHilite(const Rect& bounds) {
+  if (hilite_ == nullptr) hilite_ = new DropHilite(widget_);
+  hilite_->ShowIn(
+      {bounds.left, bounds.top, bounds.right - bounds.left, bounds.bottom - bounds.top});
+}
+
+void QtWindow::HideDragHilite() {
+  if (hilite_ != nullptr) hilite_->hide();
+}
+
+Status QtWindow::InstallTrackingHandler(DragTrackingHandler handler) {
+  if (!handler) return paramErr;
+  if (trackingHandler_) return duplicateHandlerErr;
+  trackingHandler_ = std::move(handler);
+  return noErr;
+}
+
+Status QtWindow::RemoveTrackingHandler() {
+  if (!trackingHandler_) return handlerNotFoundErr;
+  trackingHandler_ = nullptr;
+  return noErr;
+}
+
+Status QtWindow::InstallReceiveHandler(DragReceiveHandler handler) {
+  if (!handler) return paramErr;
+  if (receiveHandler_) return duplicateHandlerErr;
+  receiveHandler_ = std::move(handler);
+  return noErr;
+}
+
+void QtWindow::ConnectCommands() {
+  const QList<QWidget*> children = widget_->findChildren<QWidget*>();
+  for (QWidget* child : children) {
+    if (CommandOf(child, kCommandID) == 0) continue;
+    // Signals that only a user's action emits: setting a value is no command.
+    if (auto* button = qobject_cast<QAbstractButton*>(child)) {
+      connect(button, &QAbstractButton::clicked, this, [this, child] { SendCommandOf(child); });
+    } else if (auto* menu = qobject_cast<QComboBox*>(child)) {
+      connect(menu, &QComboBox::activated, this, [this, child] { SendCommandOf(child); });
+    }
+  }
+  // The Escape key closes a dialog without the window being asked to close.
+  if (auto* dialog = qobject_cast<QDialog*>(widget_.data())) {
+    connect(dialog, &QDialog::rejected, this,
+            [this] { commands_->Send(target_, CommandOf(widget_, kCloseCommandID)); });
+  }
+}
+
+void QtWindow::SendCommandOf(const QWidget* widget) {
+  commands_->Send(target_, CommandOf(widget, kCommandID));
+}
+
+bool QtWindow::eventFilter(QObject* watched, QEvent* event) {
+  if (watched != widget_) return false;
+  switch (event->type()) {
+    case QEvent::Close:
+      // Whether it closes is for the command's handler to say.
+      event->ignore();
+      commands_->Send(target_, CommandOf(widget_, kCloseCommandID));
+      return true;
+    case QEvent::DragEnter:
+      EnterDrag(event);
+      return true;
+    case QEvent::DragMove:
+      AcceptAsCopy(static_cast<QDropEvent*>(event));
+      return true;
+    case QEvent::DragLeave:
+      LeaveDrag();
+      return true;
+    case QEvent::Drop:
+      Drop(event);
+      return true;
+    default:
+      return false;
+  }
+}
+
+Status QtWindow::Track(DragTrackingMessage message, const Drag& drag) {
+  return trackingHandler_ ? trackingHandler_(message, this, drag) : dragNotAcceptedErr;
+}
+
+void QtWindow::EnterDrag(QEvent* event) {
+  auto* enter = static_cast<QDropEvent*>(event);
+  drag_ = std::make_shared<QtDrag>(*enter->mimeData());
+  if (Track(DragTrackingMessage::kEnterHandler, *drag_) != noErr) {
+    drag_ = nullptr;
+    event->ignore();
+    return;
+  }
+  // Asking was the point; what the routine answers to the messages that follow changes nothing.
+  (void)Track(DragTrackingMessage::kEnterWindow, *drag_);
+  AcceptAsCopy(enter);
+}
+
+void QtWindow::LeaveDrag() {
+  if (drag_ == nullptr) return;
+  (void)Track(DragTrackingMessage::kLeaveWindow, *drag_);
+  (void)Track(DragTrackingMessage::kLeaveHandler, *drag_);
+  drag_ = nullptr;
+}
+
+// While a panel is up the drop is taken and waits for its turn.
+void QtWindow::Drop(QEvent* event) {
+  auto* drop = static_cast<QDropEvent*>(event);
+  LeaveDrag();
+  const auto drag = std::make_shared<QtDrag>(*drop->mimeData());
+  Status status = noErr;
+  if (turns_->IsIdle()) {
+    turns_->RunOrPost([this, &drag, &status] { status = Receive(drag); });
+  } else {
+    turns_->Post([window = QPointer<QtWindow>(this), drag] {
+      if (window != nullptr) (void)window->Receive(drag);
+    });
+  }
+  AcceptAsCopy(drop);
+  event->setAccepted(status == noErr);
+}
+
+Status QtWindow::Receive(const std::shared_ptr<const Drag>& drag) {
+  return receiveHandler_ ? receiveHandler_(this, *drag) : dragNotAcceptedErr;
+}
+
+}  // namespace tessary

@@ -1,0 +1,236 @@
+#include "platform/qt/window_system.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QIcon>
+#include <QString>
+#include <QTimer>
+#include <QtGlobal>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+#include "platform/managers/file_manager.h"
+#include "platform/managers/log.h"
+#include "platform/managers/pasteboard.h"
+#include "platform/qt/artwork_view.h"
+#include "platform/qt/file_uris.h"
+#include "platform/qt/open_panel.h"
+#include "platform/qt/pump.h"
+#include "platform/qt/workspace.h"
+
+namespace tessary {
+namespace {
+
+constexpr double kMillisecondsPerSecond = 1000;
+constexpr char kActivationToken[] = "XDG_ACTIVATION_TOKEN";
+
+// The actions of the desktop entry and the commands that they stand for.
+struct DesktopAction {
+  const char* name;
+  OSType commandID;
+};
+constexpr std::array kDesktopActions = {
+    DesktopAction{"open", FourCharCode("open")},
+    DesktopAction{"preferences", FourCharCode("pref")},
+    DesktopAction{"quit", FourCharCode("quit")},
+};
+
+// Qt's own messages are the program's: they go to its log, a line each.
+void LogMessageOfQt(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
+  NSLog(text.toStdString());
+  if (type == QtFatalMsg) std::_Exit(EXIT_FAILURE);
+}
+
+// Before the application is made, which may have something to say already.
+int* WithMessagesLogged(int* count) {
+  qInstallMessageHandler(LogMessageOfQt);
+  return count;
+}
+
+std::string DescribeMissing(const std::string& named) {
+  return "Cannot open \"" + named + "\": there is no such file or folder on this machine.";
+}
+
+}  // namespace
+
+QtWindowSystem::QtWindowSystem(int* count, char** arguments, OpenDocuments openDocuments)
+    : application_(*WithMessagesLogged(count), arguments),
+      openDocuments_(std::move(openDocuments)),
+      bus_(MakeBusRequests()) {
+  QCoreApplication::setApplicationName("tessary");
+  QGuiApplication::setDesktopFileName("org.tessary.Tessary");
+  // Closing a window is a command here, and the quit command is what ends the program.
+  QGuiApplication::setQuitOnLastWindowClosed(false);
+}
+
+// Windows that were disposed of since the event loop ended are still to be deleted.
+QtWindowSystem::~QtWindowSystem() {
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+bool QtWindowSystem::HandOver(const std::vector<std::string>& paths) {
+  if (bus_.Claim() != SessionBus::Role::kSecond) return false;
+  std::vector<std::string> uris;
+  for (const std::string& path : paths) {
+    std::string resolved;
+    if (ResolveNamedPath(path, &resolved) == noErr) {
+      uris.push_back(FileUriOfPath(resolved));
+    } else {
+      NSLog(DescribeMissing(path));
+    }
+  }
+  return SessionBus::Forward(uris);
+}
+
+void QtWindowSystem::OpenPaths(const std::vector<std::string>& paths) {
+  std::vector<FSSpec> documents;
+  for (const std::string& path : paths) {
+    FSSpec spec;
+    if (MakeNamedFileSpec(path, &spec) == noErr) {
+      documents.push_back(spec);
+    } else {
+      NSLog(DescribeMissing(path));
+    }
+  }
+  if (documents.empty()) return;
+  screen_.turns.Post([this, documents] { openDocuments_(documents); });
+}
+
+void QtWindowSystem::LoadApplication() {
+  LoadPictures();
+  QGuiApplication::setWindowIcon(QIcon(":/artwork/tessary.svg"));
+}
+
+Status QtWindowSystem::CreateNibReference(const std::string& name, std::unique_ptr<Nib>* nib) {
+  if (nib == nullptr) return paramErr;
+  if (name != "main") return fnfErr;
+  *nib = std::make_unique<QtNib>(&screen_);
+  return noErr;
+}
+
+void QtWindowSystem::SetMenuBar() { screen_.menuBar = std::move(screen_.newMenuBar); }
+
+void QtWindowSystem::EnableMenuCommand(OSType commandID) {
+  if (screen_.menuBar != nullptr) screen_.menuBar->EnableCommand(commandID);
+}
+
+Status QtWindowSystem::GetHelpMenu(MenuRef* menu, uint16_t* firstFreeItem) {
+  if (menu == nullptr || firstFreeItem == nullptr) return paramErr;
+  QtMenu* help = screen_.menuBar == nullptr ? nullptr : screen_.menuBar->HelpMenu();
+  if (help == nullptr) return fnfErr;
+  *menu = help;
+  *firstFreeItem = help->FirstFreeItem();
+  return noErr;
+}
+
+void QtWindowSystem::RunApplicationEventLoop() {
+  screen_.turns.Open();
+  QCoreApplication::exec();
+}
+
+Status QtWindowSystem::InstallEventLoopTimer(double delay, std::function<void()> routine) {
+  if (!routine || !(delay >= 0)) return paramErr;
+  const auto milliseconds = static_cast<int>(std::ceil(delay * kMillisecondsPerSecond));
+  QTimer::singleShot(milliseconds, Qt::PreciseTimer, screen_.turns.Context(),
+                     [this, routine = std::move(routine)] { screen_.turns.Post(routine); });
+  return noErr;
+}
+
+void QtWindowSystem::PumpEvents() { PumpWindows(); }
+
+void QtWindowSystem::BringApplicationToFront() {
+  if (screen_.mainWindow != nullptr) screen_.mainWindow->BringToFront();
+}
+
+void QtWindowSystem::Beep() {
+  QApplication::beep();
+  FlushToDisplay();
+}
+
+void QtWindowSystem::ExitToShell() { std::_Exit(EXIT_SUCCESS); }
+
+std::optional<std::string> QtWindowSystem::RunOpenPanel(const NSOpenPanel& panel) {
+  return RunFolderPanel(panel,
+                        screen_.mainWindow == nullptr ? nullptr : screen_.mainWindow->Widget());
+}
+
+Status QtWindowSystem::OpenFolder(const std::string& path) { return ShowFolder(path); }
+
+void QtWindowSystem::OpenPage(const std::string& url) { ShowPage(url); }
+
+// Installed beside the program, in PREFIX/share/doc when that is in PREFIX/bin.
+std::string QtWindowSystem::ProductPageURL() {
+  const QString page = QCoreApplication::applicationDirPath() + "/../share/doc/tessary/index.html";
+  return FileUriOfPath(QFileInfo(page).absoluteFilePath().toStdString());
+}
+
+// Requests come in by the event loop, also while a panel runs one; here they get in line.
+BusRequests QtWindowSystem::MakeBusRequests() {
+  const auto comeToFront = [this](const std::string& token) {
+    if (!token.empty()) qputenv(kActivationToken, QByteArray::fromStdString(token));
+    BringApplicationToFront();
+  };
+  return {
+      .activate =
+          [this, comeToFront](const std::string& token) {
+            screen_.turns.Post([comeToFront, token] { comeToFront(token); });
+          },
+      .open =
+          [this](const std::vector<std::string>& uris, const std::string& token) {
+            screen_.turns.Post([this, uris, token] {
+              if (!token.empty()) qputenv(kActivationToken, QByteArray::fromStdString(token));
+              OpenURIs(uris);
+            });
+          },
+      .performAction =
+          [this](const std::string& action) {
+            screen_.turns.Post([this, action] { PerformAction(action); });
+          },
+      .perform =
+          [this](const std::string& message, const std::vector<std::string>& uris) {
+            screen_.turns.Post([this, message, uris] { PerformService(message, uris); });
+          },
+  };
+}
+
+void QtWindowSystem::OpenURIs(const std::vector<std::string>& uris) {
+  std::vector<FSSpec> documents;
+  for (const std::string& uri : uris) {
+    const std::optional<std::string> path = NamedPathOfFileUri(uri);
+    FSSpec spec;
+    if (path && MakeNamedFileSpec(*path, &spec) == noErr) {
+      documents.push_back(spec);
+    } else {
+      NSLog(DescribeMissing(uri));
+    }
+  }
+  if (!documents.empty()) openDocuments_(documents);
+}
+
+void QtWindowSystem::PerformAction(const std::string& action) {
+  for (const DesktopAction& known : kDesktopActions) {
+    if (action == known.name) {
+      screen_.commands.Send(EventTarget(), known.commandID);
+      return;
+    }
+  }
+  NSLog("Another program asked for the action \"" + action + "\", which there is not.");
+}
+
+void QtWindowSystem::PerformService(const std::string& message,
+                                    const std::vector<std::string>& uris) {
+  auto pasteboard = std::make_shared<Pasteboard>();
+  for (const std::string& uri : uris) pasteboard->items.push_back({{kUTTypeFileURL, uri}});
+  const Event event = {.eventClass = kEventClassService,
+                       .eventKind = kEventServicePerform,
+                       .parameters = {{kEventParamServiceMessageName, message},
+                                      {kEventParamPasteboardRef, PasteboardRef(pasteboard)}}};
+  // The handler lets every request pass on, also one that it has performed.
+  (void)screen_.application.Send(event);
+}
+
+}  // namespace tessary

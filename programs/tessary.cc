@@ -1,0 +1,52 @@
+// The desktop program: Linux below, Qt in front. Its arguments are what it is to aggregate.
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "app/opened_items.h"
+#include "app/startup.h"
+#include "platform/linux/comment_agent.h"
+#include "platform/managers/bundle.h"
+#include "platform/managers/internet_config.h"
+#include "platform/managers/log.h"
+#include "platform/managers/standard_files.h"
+#include "platform/managers/window_system.h"
+#include "platform/qt/window_system.h"
+#include "programs/cli/settings_report.h"
+
+namespace tessary {
+namespace {
+
+constexpr char kApplicationSignature[] = "Tsry";
+
+void OpenDocuments(const std::vector<FSSpec>& documents) {
+  // What cannot be opened is not there any more, and there is nothing to run.
+  (void)SendOpenDocumentsToSelf(documents.size(), documents.data());
+}
+
+void LogProblems() {
+  for (const std::string& problem : DescribeSettingProblems()) NSLog(problem);
+  for (const std::string& problem : DescribeBadMappingLines()) NSLog(problem);
+}
+
+int RunDesktopProgram(int count, char** arguments) {
+  QtWindowSystem system(&count, arguments, OpenDocuments);
+  const std::vector<std::string> paths(arguments + std::min(count, 1), arguments + count);
+  if (system.HandOver(paths)) return EXIT_SUCCESS;
+  gWindowSystem = &system;
+  RegisterCommentAgent();
+  SetMainBundleInfoDictionary({{"CFBundleSignature", kApplicationSignature}});
+  LogProblems();
+  system.OpenPaths(paths);
+  return RunApplication() == noErr ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+}  // namespace
+}  // namespace tessary
+
+int main(int argc, char** argv) {
+  tessary::PrepareStandardFiles();
+  return tessary::RunDesktopProgram(argc, argv);
+}
