@@ -175,11 +175,7 @@ Status AnswerSet(const AppleEvent& event) {
   std::string comment;
   status = ReadNewComment(event, &comment);
   if (status != noErr) return status;
-  std::optional<std::string> present;
-  status = ReadComment(place, &present);
-  // An item that was moved has its comment already, and may be one that can no longer be written.
-  if (status == noErr && present != comment) status = WriteComment(place, comment);
-  return AsAgentStatus(status);
+  return AsAgentStatus(WriteComment(place, comment));
 }
 
 bool IsAttribute(const AppleEvent& event, AEKeyword keyword, uint32_t code) {

@@ -43,9 +43,14 @@ class WritePermission {
   bool isGiven_ = false;
 };
 
-bool SetAttribute(const std::string& path, const std::string& comment, bool followsLinks) {
-  return (followsLinks ? setxattr : lsetxattr)(path.c_str(), kCommentAttribute, comment.data(),
-                                               comment.size(), 0) == 0;
+bool SetAttribute(const std::string& path, const std::string& comment, int flags) {
+  return lsetxattr(path.c_str(), kCommentAttribute, comment.data(), comment.size(), flags) == 0;
+}
+
+bool SetAttribute(const WritePermission& permission, const std::string& comment) {
+  // The path is a link of the kernel's to the object that is held.
+  return setxattr(permission.path().c_str(), kCommentAttribute, comment.data(), comment.size(),
+                  0) == 0;
 }
 
 }  // namespace
@@ -72,12 +77,18 @@ Status ReadComment(const Place& place, std::optional<std::string>* comment) {
 }
 
 Status WriteComment(const Place& place, const std::string& comment) {
-  if (SetAttribute(place.ProcessPath(), comment, false)) return noErr;
+  const std::string path = place.ProcessPath();
+  // A copy has none yet. What was moved has its comment already, and may be an item that can no
+  // longer be written.
+  if (SetAttribute(path, comment, XATTR_CREATE)) return noErr;
+  std::optional<std::string> present;
+  if (ReadComment(place, &present) == noErr && present == comment) return noErr;
+  if (SetAttribute(path, comment, 0)) return noErr;
   const Status refusal = LastError();
   if (errno != EACCES) return refusal;
   const WritePermission permission(place);
   if (!permission.IsGiven()) return refusal;
-  return SetAttribute(permission.path(), comment, true) ? noErr : LastError();
+  return SetAttribute(permission, comment) ? noErr : LastError();
 }
 
 }  // namespace tessary

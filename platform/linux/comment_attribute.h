@@ -14,10 +14,10 @@ namespace tessary {
 // afpAccessDenied; else what the file system reports. Nothing is written on failure.
 Status ReadComment(const Place& place, std::optional<std::string>* comment);
 
-// Makes the text the comment of the file or folder at a place. A file of this user's that is
-// write-protected is opened to writing for that moment. noErr; dskFulErr or ioErr where the comment
-// is too large for the volume; the statuses of ReadComment; wPrErr; else what the file system
-// reports. On failure the comment is what it was.
+// Makes the text the comment of the file or folder at a place; one that has this comment is not
+// written to. A file of this user's that is write-protected is opened to writing for that moment.
+// noErr; dskFulErr or ioErr where the comment is too large for the volume; the statuses of
+// ReadComment; wPrErr; else what the file system reports. On failure the comment is what it was.
 Status WriteComment(const Place& place, const std::string& comment);
 
 }  // namespace tessary
