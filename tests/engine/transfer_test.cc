@@ -334,6 +334,9 @@ TEST_F(MakeDistinctNameTest, KeepsTheExtensionBehindTheUuid) {
       {".a.b", DistinctName("\\.a - ", "\\.b")},
       {"name.", DistinctName("name - ", "\\.")},
       {"a..b", DistinctName("a\\. - ", "\\.b")},
+      {"x.gz.tar.gz", DistinctName("x\\.gz\\.tar - ", "\\.gz")},
+      {"x.gzip.gz", DistinctName("x\\.gzip - ", "\\.gz")},
+      {"a.b:c", DistinctName("a\\.b/c - ", "\\.b:c")},  // the extension is not in the name
       {"a b.TXT", DistinctName("a b - ", "\\.TXT")},
       {"%@.%d", DistinctName("%@ - ", "\\.%d")},
   };
