@@ -103,6 +103,8 @@ class FolderCopy : public TreeVisitor {
     if (mkdirat(chain_.fd(), name, 0700) != 0) return LastError();
     UniqueFd made(openat(chain_.fd(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!made) return LastError();
+    // What the folder inherits can keep its own maker out of it. A volume without modes may refuse.
+    (void)fchmod(made.get(), 0700);
     struct statx madeInfo = {};
     if (const Status status = ReadObjectInfo(made.get(), "", &madeInfo)) return status;
     chain_.Push(std::move(made), Identity::Of(madeInfo));

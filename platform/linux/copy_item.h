@@ -29,11 +29,11 @@ struct CopyTarget {
 // On failure nothing is left behind.
 Status CopyItem(const CopySource& source, const CopyTarget& target);
 
-// Moves the same kinds of object to another volume: copies with the comment, makes the copy durable,
-// checks that the source is still what was copied, and deletes it. The statuses are those of
-// CopyItem; in addition afpAccessDenied and wPrErr when the source could not be deleted, told before
-// anything is copied where that can be known. On failure the source is where it was and no copy is
-// left behind.
+// Moves the same kinds of object to another volume: copies with the comment, makes the copy
+// durable, checks that the source is still what was copied, and deletes it. The statuses are those
+// of CopyItem; in addition afpAccessDenied and wPrErr when the source could not be deleted, told
+// before anything is copied where that can be known. On failure the source is where it was and no
+// copy is left behind.
 Status MoveItemAcrossVolumes(const CopySource& source, const CopyTarget& target);
 
 }  // namespace tessary

@@ -29,7 +29,11 @@ UniqueFd MakeObject(int folder, const char* name, bool isFolder) {
   if (!isFolder) return UniqueFd(openat(folder, name, O_RDWR | O_CREAT | O_EXCL | kFlags, 0600));
   if (mkdirat(folder, name, 0700) != 0) return UniqueFd();
   UniqueFd opened(openat(folder, name, O_RDONLY | O_DIRECTORY | kFlags));
-  if (opened) return opened;
+  if (opened) {
+    // What the folder inherits can keep its own maker out of it. A volume without modes may refuse.
+    (void)fchmod(opened.get(), 0700);
+    return opened;
+  }
   const int error = errno;
   unlinkat(folder, name, AT_REMOVEDIR);
   errno = error;

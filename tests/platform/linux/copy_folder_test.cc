@@ -172,7 +172,7 @@ TEST_F(CopyingAFolder, LeavesNothingWhenItFailsHalfWay) {
 }
 
 TEST_F(CopyingAFolder, TakesAnyDepthWithFewDescriptors) {
-  constexpr int kDepth = 3000;
+  constexpr int kDepth = 1200;
   const std::string name(200, 'd');
   const UniqueFd from = OpenFolder(folder_.path());
   UniqueFd current = OpenFolder(folder_.path());

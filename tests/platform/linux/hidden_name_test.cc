@@ -233,7 +233,7 @@ TEST_F(HiddenItems, AreSweptOnceInAProcess) {
 }
 
 TEST(DeleteTree, TakesAnyDepthWithFewDescriptors) {
-  constexpr int kDepth = 5000;
+  constexpr int kDepth = 1500;
   const TemporaryFolder folder;
   const std::string name(200, 'd');
   UniqueFd current = OpenFolder(folder.path());

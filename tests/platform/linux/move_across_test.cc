@@ -169,6 +169,7 @@ TEST_P(MovingAcross, RefusesAFolderThatKeepsItsContents) {
   ExpectNothingMoved();
   // The same one level further down.
   std::filesystem::permissions(from_.path(), std::filesystem::perms(0777));
+  std::filesystem::permissions(from_ / "package/Contents", std::filesystem::perms(0555));
   EXPECT_TRUE(RunAsOrdinaryUser([&] { EXPECT_EQ(afpAccessDenied, Move("package")); }));
   ExpectNothingMoved();
 }
