@@ -23,16 +23,22 @@ std::optional<std::string> CopyResourcePath(const FSRef& application) {
 
 }  // namespace
 
-void ResolveRunSource(const FSRef& source) {
+bool FindRunSource(const FSRef& source, FSRef* runSource) {
+  if (runSource == nullptr) return false;
   if (!GetAggregateAppResourcesOnly() || !IsApplicationItem(source)) {
-    StartRun(source);
-    return;
+    *runSource = source;
+    return true;
   }
   const std::optional<std::string> resourcePath = CopyResourcePath(source);
-  if (!resourcePath) return;
   FSRef resources;
-  if (!GetFSRef(*resourcePath, &resources)) return;
-  StartRun(resources);
+  if (!resourcePath || !GetFSRef(*resourcePath, &resources)) return false;
+  *runSource = resources;
+  return true;
+}
+
+void ResolveRunSource(const FSRef& source) {
+  FSRef runSource;
+  if (FindRunSource(source, &runSource)) StartRun(runSource);
 }
 
 }  // namespace tessary

@@ -1,118 +1,89 @@
 #include "programs/cli/aggregate_command.h"
 
-#include <chrono>
 #include <optional>
 #include <string>
 #include <utility>
 
-#include "engine/application_source.h"
-#include "engine/keys.h"
-#include "engine/run.h"
+#include "app/opened_items.h"
+#include "app/startup.h"
 #include "engine/shell.h"
-#include "platform/extension_map.h"
-#include "platform/file_system.h"
 #include "platform/managers/bundle.h"
-#include "platform/managers/calendar.h"
 #include "platform/managers/internet_config.h"
-#include "platform/terminal/status_line.h"
+#include "platform/managers/preferences_store.h"
 #include "programs/cli/destination.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/settings_report.h"
+#include "programs/cli/source.h"
 #include "programs/cli/tally.h"
 
 namespace tessary {
 namespace {
 
 constexpr char kApplicationSignature[] = "Tsry";
-constexpr int kStatusLineTarget = 1;
-
-void StartServices() {
-  SetMainBundleInfoDictionary({{"CFBundleSignature", kApplicationSignature}});
-  BuildExtensionMap();
-  gDateLocale = CopyUserDateLocale();
-}
 
 void PrintWarnings() {
   for (const std::string& problem : DescribeSettingProblems()) PrintProblem(problem);
   for (const std::string& problem : DescribeBadMappingLines()) PrintProblem(problem);
 }
 
-// The engine takes a folder that it cannot read for an empty one; here that ends in a refusal.
-Status CheckFolder(const FSRef& folder) {
-  FSIterator iterator;
-  return FSOpenIterator(folder, &iterator);
-}
-
-Status OpenSource(const std::string& named, FSRef* source) {
-  std::string resolved;
-  Status status = ResolveNamedPath(named, &resolved);
-  if (status == noErr) status = FSPathMakeRef(resolved.c_str(), source);
-  if (status != noErr) return status;
-  uint8_t isFolder = 0;
-  status = GetNodeIdAndKind(*source, nullptr, &isFolder);
-  if (status == noErr && isFolder == 0) status = errFSNotAFolder;
-  return status == noErr ? CheckFolder(*source) : status;
-}
-
-// One run behind the engine's hooks.
+// The run of one program: it answers the shell's question for the destination and counts the items.
 class Run {
  public:
-  explicit Run(const AggregateOptions& options) : options_(options) {
-    SetShellHooks({
-        .showProgressText = [this](const std::string& text, int target) { ShowText(text, target); },
-        .runAggregation = [this](const FSRef& source) { Start(source); },
-        .observeItem = [this](const std::string& path,
-                              ItemOutcome outcome) { Observe(path, outcome); },
-    });
+  Run(const std::string& destination, TerminalWindowSystem* terminal)
+      : destination_(destination), terminal_(terminal) {
+    terminal_->AnswerPanels([this] { return AnswerPanel(); });
+    SetShellHooks({.observeItem = [this](const std::string& path, ItemOutcome outcome) {
+      Observe(path, outcome);
+    }});
   }
-  ~Run() { SetShellHooks({}); }
+  ~Run() {
+    SetShellHooks({});
+    terminal_->AnswerPanels({});
+  }
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
 
-  // None while no run was started.
-  std::optional<ExitStatus> Result() const { return result_; }
+  ExitStatus Perform(const std::string& source);
 
  private:
-  void Start(const FSRef& source);
-  void PrintSummary(double seconds) const;
-
-  void ShowText(const std::string& text, int target) {
-    if (statusLine_ && target == kStatusLineTarget) statusLine_->ShowText(text);
+  std::optional<std::string> AnswerPanel() {
+    std::string path;
+    if (!FindDestination(destination_, &path, &problem_)) return std::nullopt;
+    return path;
   }
 
   void Observe(const std::string& path, ItemOutcome outcome) {
     tally_.Count(path, outcome);
-    if (statusLine_) statusLine_->CountItem();
+    terminal_->CountItem();
   }
 
-  const AggregateOptions& options_;
-  std::optional<ExitStatus> result_;
-  std::optional<StatusLine> statusLine_;
+  std::string DescribeRefusal() const;
+  void PrintSummary(double seconds) const;
+
+  const std::string& destination_;  // as typed
+  TerminalWindowSystem* terminal_;
+  std::string problem_;  // of the destination, empty for none
   Tally tally_;
 };
 
-void Run::Start(const FSRef& source) {
-  result_ = ExitStatus::kNoRun;
-  // Checked again: an application's resources folder is another one than the folder that was named.
-  const Status status = CheckFolder(source);
-  if (status != noErr) {
-    PrintProblem("the resources of the source " + Quoted(options_.source) +
-                 " cannot be used: " + DescribeStatus(status));
-    return;
+ExitStatus Run::Perform(const std::string& source) {
+  InstallPendingSourcesTimer(source);
+  // A terminal's forms can always be opened, and a run that did not take place is told of below.
+  (void)RunApplication();
+  const std::optional<double> seconds = terminal_->BusySeconds();
+  if (!seconds) {
+    PrintProblem(DescribeRefusal());
+    return ExitStatus::kNoRun;
   }
-  FSRef destination;
-  std::string problem;
-  if (!OpenDestination(options_.destination, source, &destination, &problem)) {
-    PrintProblem(problem);
-    return;
-  }
-  const auto start = std::chrono::steady_clock::now();
-  statusLine_.emplace();
-  AggregateFolder(source, destination);
-  statusLine_.reset();
-  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-  PrintSummary(elapsed.count());
-  result_ = tally_.failed() == 0 ? ExitStatus::kAllFiled : ExitStatus::kSomeFailed;
+  PrintSummary(*seconds);
+  return tally_.failed() == 0 ? ExitStatus::kAllFiled : ExitStatus::kSomeFailed;
+}
+
+// The shell passes over what went away since it was found usable without a word.
+std::string Run::DescribeRefusal() const {
+  if (!problem_.empty()) return problem_;
+  if (!terminal_->StatusText().empty()) return terminal_->StatusText();
+  return "the source or the destination is not there any more";
 }
 
 // The exit status tells of the files, so that it stays theirs when only the summary is lost.
@@ -124,25 +95,19 @@ void Run::PrintSummary(double seconds) const {
 
 }  // namespace
 
-ExitStatus Aggregate(const AggregateOptions& options) {
+ExitStatus Aggregate(const AggregateOptions& options, TerminalWindowSystem* terminal) {
   for (const auto& [key, value] : options.settings) LayPreferenceOverFile(key, value);
-  StartServices();
+  SetMainBundleInfoDictionary({{"CFBundleSignature", kApplicationSignature}});
   PrintWarnings();
-  FSRef source;
-  const Status status = OpenSource(options.source, &source);
-  if (status != noErr) {
-    PrintProblem("the source " + Quoted(options.source) +
-                 " cannot be used: " + DescribeStatus(status));
+  // The program ends after its run in any case, and with the run's status.
+  LayPreferenceOverFile("QuitWhenDone", false);
+  std::string source;
+  std::string problem;
+  if (!FindSource(options.source, &source, &problem)) {
+    PrintProblem(problem);
     return ExitStatus::kNoRun;
   }
-  const Run run(options);
-  ResolveRunSource(source);
-  if (!run.Result()) {
-    PrintProblem("the source " + Quoted(options.source) +
-                 " is an application whose resources folder is missing or cannot be read: give "
-                 "--whole-application to file the whole of it");
-  }
-  return run.Result().value_or(ExitStatus::kNoRun);
+  return Run(options.destination, terminal).Perform(source);
 }
 
 }  // namespace tessary

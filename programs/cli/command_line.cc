@@ -13,9 +13,13 @@ namespace tessary {
 namespace {
 
 struct Dispatch {
+  TerminalWindowSystem* terminal;
+
   ExitStatus operator()(const HelpOptions&) const { return PrintOutput(HelpText()); }
   ExitStatus operator()(const VersionOptions&) const { return PrintOutput(VersionText()); }
-  ExitStatus operator()(const AggregateOptions& options) const { return Aggregate(options); }
+  ExitStatus operator()(const AggregateOptions& options) const {
+    return Aggregate(options, terminal);
+  }
   ExitStatus operator()(const ReadDefaultsOptions& options) const { return ReadDefaults(options); }
   ExitStatus operator()(const WriteDefaultOptions& options) const { return WriteDefault(options); }
   ExitStatus operator()(const DeleteDefaultOptions& options) const {
@@ -25,14 +29,14 @@ struct Dispatch {
 
 }  // namespace
 
-int RunCommandLine(const std::vector<std::string>& arguments) {
+int RunCommandLine(const std::vector<std::string>& arguments, TerminalWindowSystem* terminal) {
   Options options;
   std::string problem;
   if (!ParseOptions(arguments, &options, &problem)) {
     PrintProblem(problem);
     return static_cast<int>(ExitStatus::kBadUsage);
   }
-  return static_cast<int>(std::visit(Dispatch(), options));
+  return static_cast<int>(std::visit(Dispatch{.terminal = terminal}, options));
 }
 
 }  // namespace tessary

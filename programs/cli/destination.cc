@@ -1,17 +1,19 @@
 #include "programs/cli/destination.h"
 
+#include <optional>
+
 #include "platform/file_system.h"
+#include "platform/managers/file_manager.h"
 #include "platform/managers/text.h"
+#include "platform/strings.h"
 #include "programs/cli/messages.h"
 
 namespace tessary {
 namespace {
 
-Status OpenNamedObject(const std::string& named, FSRef* ref) {
-  std::string resolved;
-  const Status status = ResolveNamedPath(named, &resolved);
-  if (status != noErr) return status;
-  return FSPathMakeRef(resolved.c_str(), ref);
+Status OpenNamedObject(const std::string& named, FSRef* ref, std::string* path) {
+  const Status status = ResolveNamedPath(named, path);
+  return status == noErr ? FSPathMakeRef(path->c_str(), ref) : status;
 }
 
 struct NamedPlace {
@@ -27,50 +29,49 @@ NamedPlace SplitNamedPath(std::string path) {
   return {path.substr(0, slash + 1), path.substr(slash + 1)};
 }
 
-bool MakeDestination(const std::string& named, FSRef* destination, std::string* problem) {
+bool MakeDestination(const std::string& named, std::string* path, std::string* problem) {
   const NamedPlace place = SplitNamedPath(named);
   FSRef parent;
-  const Status parentStatus = OpenNamedObject(place.parent, &parent);
+  std::string parentPath;
+  const Status parentStatus = OpenNamedObject(place.parent, &parent, &parentPath);
   if (parentStatus != noErr) {
     *problem = "the destination " + Quoted(named) +
                " cannot be made: its parent folder cannot be " +
                "used: " + DescribeStatus(parentStatus);
     return false;
   }
-  // The name goes in as it was typed: a ":" of a catalog name stays one on disk.
+  // The name goes in as it was typed: a ":" of a catalog name stays one on disk. The volume may
+  // have put another character in the place of one that it refuses, so that the path is asked back.
   FSRef made;
   const Status status = FSCreateDirectoryUnicode(parent, Utf16FromUtf8(place.name), &made);
   if (status != noErr) {
     *problem = "the destination " + Quoted(named) + " cannot be made: " + DescribeStatus(status);
     return false;
   }
-  *destination = made;
+  const std::optional<std::string> madePath = StringWithFSRef(&made);
+  if (!madePath) {
+    *problem = "the destination " + Quoted(named) + " cannot be used: " + DescribeStatus(fnfErr);
+    return false;
+  }
+  *path = *madePath;
   return true;
 }
 
 }  // namespace
 
-bool OpenDestination(const std::string& named, const FSRef& source, FSRef* destination,
-                     std::string* problem) {
+bool FindDestination(const std::string& named, std::string* path, std::string* problem) {
   FSRef found;
-  const Status status = OpenNamedObject(named, &found);
-  if (status == fnfErr) return MakeDestination(named, destination, problem);
+  std::string resolved;
+  Status status = OpenNamedObject(named, &found, &resolved);
+  if (status == fnfErr) return MakeDestination(named, path, problem);
+  uint8_t isFolder = 0;
+  if (status == noErr) status = GetNodeIdAndKind(found, nullptr, &isFolder);
+  if (status == noErr && isFolder == 0) status = errFSNotAFolder;
   if (status != noErr) {
     *problem = "the destination " + Quoted(named) + " cannot be used: " + DescribeStatus(status);
     return false;
   }
-  uint8_t isFolder = 0;
-  const Status kindStatus = GetNodeIdAndKind(found, nullptr, &isFolder);
-  if (kindStatus != noErr || isFolder == 0) {
-    *problem = "the destination " + Quoted(named) + " cannot be used: " +
-               DescribeStatus(kindStatus != noErr ? kindStatus : errFSNotAFolder);
-    return false;
-  }
-  if (FSCompareFSRefs(found, source) == noErr) {
-    *problem = "The destination directory can not be the same as the source directory";
-    return false;
-  }
-  *destination = found;
+  *path = resolved;
   return true;
 }
 

@@ -92,6 +92,22 @@ TEST_F(ResolveRunSourceTest, DoesNothingForAnApplicationThatIsASingleFile) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
+TEST_F(ResolveRunSourceTest, FindsWhatItWouldRunAndStartsNothing) {
+  MakeFolder(InSource("Tool.app/Contents/Resources"));
+  MakeFolder(InSource("Empty.app"));
+  const FSRef empty = RefAt(InSource("Empty.app"));
+  FSRef found;
+  EXPECT_TRUE(FindRunSource(RefAt(InSource("Tool.app")), &found));
+  EXPECT_EQ(noErr, FSCompareFSRefs(found, RefAt(InSource("Tool.app/Contents/Resources"))));
+  EXPECT_FALSE(FindRunSource(empty, &found));
+  EXPECT_EQ(noErr, FSCompareFSRefs(found, RefAt(InSource("Tool.app/Contents/Resources"))));
+  EXPECT_FALSE(FindRunSource(empty, nullptr));
+  WritePreferencesElsewhere("AggregateAppResourcesOnly = true\n");
+  EXPECT_TRUE(FindRunSource(empty, &found));
+  EXPECT_EQ(noErr, FSCompareFSRefs(found, empty));
+  EXPECT_THAT(sources_, IsEmpty());
+}
+
 TEST_F(ResolveRunSourceTest, UsesASourceThatIsGoneAsItIs) {
   MakeFolder(InSource("Tool.app"));
   const FSRef ref = RefAt(InSource("Tool.app"));

@@ -215,6 +215,7 @@ TEST_F(PlantedInclude, IsAcceptedAlongTheArrows) {
       PlantedRow{"platform/qt/x.cc", "#include \"platform/qt/forms/there.ui.h\""},
       PlantedRow{"programs/x.cc", "#include \"platform/linux/there.h\""},
       PlantedRow{"programs/cli/x.cc", "#include \"platform/terminal/there.h\""},
+      PlantedRow{"programs/cli/x.cc", "#include \"app/there.h\""},
   };
   for (const PlantedRow& row : kRows) {
     for (const std::string& violation : ViolationsOf(row.file, row.line))
@@ -232,6 +233,7 @@ TEST_F(PlantedInclude, IsFoundAgainstTheArrows) {
       PlantedRow{"platform/linux/x.cc", "#include \"platform/there.h\""},
       PlantedRow{"platform/linux/x.cc", "#include \"platform/terminal/there.h\""},
       PlantedRow{"platform/terminal/x.cc", "#include \"platform/linux/there.h\""},
+      PlantedRow{"platform/terminal/x.cc", "#include \"app/there.h\""},
       PlantedRow{"engine/x.cc", "#include \"app/there.h\""},
       PlantedRow{"engine/x.cc", "#include \"platform/linux/there.h\""},
       PlantedRow{"app/x.cc", "#include \"programs/there.h\""},

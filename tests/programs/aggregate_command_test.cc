@@ -250,6 +250,28 @@ TEST_F(AggregateCommand, EndsWithThreeWhereTheDestinationCannotBeWritten) {
   EXPECT_EQ(before, DescribeTree(At("")));
 }
 
+TEST_F(AggregateCommand, EndsWithTheStatusOfTheRunWhateverTheSettingsSayOfQuitting) {
+  WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
+  WriteFile(At("source/a.txt"));
+  EXPECT_EQ(0, Aggregate({}).status);
+  WriteFile(At("source/b.md"));
+  WriteFile(At("destination/md"), "in the way");
+  const ProgramResult result = Aggregate({"--move"});
+  EXPECT_EQ(3, result.status);
+  EXPECT_THAT(result.output, StartsWith("1 filed, 0 left, 1 failed, "));
+  EXPECT_THAT(result.errors, Not(HasSubstr("Bye.")));
+  EXPECT_EQ("QuitWhenDone = true\n", ReadFile(PreferencesPath()));
+}
+
+TEST_F(AggregateCommand, SaysNothingButItsLogAndItsSummary) {
+  WriteFile(At("source/a.txt"));
+  const ProgramResult result = Aggregate({"--move"});
+  EXPECT_THAT(result.LogMessages(),
+              ElementsAre("Aggregating folder source", "Moved \"a.txt\" to \"txt\""));
+  EXPECT_THAT(result.Problems(), IsEmpty());
+  EXPECT_THAT(result.output, MatchesRegex("1 filed, 0 left, 0 failed, [0-9]+\\.[0-9] secs\n"));
+}
+
 TEST_F(AggregateCommand, FilesNothingOfAnEmptySource) {
   const ProgramResult result = Aggregate({});
   EXPECT_EQ(0, result.status);
