@@ -18,7 +18,8 @@ namespace tessary {
 // region, lets other threads run, and never ends the wait.
 bool WaitIdleProc(int32_t* sleepTime, RgnHandle* mouseRegion);
 
-// WaitIdleProc, there before main runs.
+// WaitIdleProc, there before main runs. Named like the globals that are written to.
+// NOLINTNEXTLINE(readability-identifier-naming)
 extern const AEIdleUPP gWaitIdleUPP;
 
 // Asks for the item's comment and waits for the answer. `*comment` is left alone where the item has

@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <string>
+#include <string_view>
 
 #include "platform/managers/apple_events.h"
 #include "tests/support/apple_events.h"
@@ -16,6 +17,8 @@ using testing::DescribeAttributes;
 using testing::MakeLong;
 using testing::MakeShort;
 using testing::MakeText;
+
+using namespace std::string_view_literals;
 
 static_assert(std::endian::native == std::endian::little);
 
@@ -216,20 +219,20 @@ TEST(AEBuildAppleEvent, SurvivesEveryTextNearAGoodOne) {
   const std::string good =
       "'----':obj {form:prop,want:type(prop),seld:type(comt),from:(@)},data:(@)";
   const AEDesc one = MakeShort(1);
-  const auto try_ = [&one](const std::string& text) {
+  const auto tryText = [&one](const std::string& text) {
     AppleEvent event;
     const Status status = Build(text, {&one, &one}, &event, nullptr);
     EXPECT_TRUE(status == noErr || status == errAEBuildSyntaxError || status == paramErr) << text;
     EXPECT_EQ(status == noErr, event.descriptorType == typeAppleEvent) << text;
   };
   for (size_t i = 0; i < good.size(); ++i) {
-    try_(good.substr(0, i));
-    try_(good.substr(i));
-    for (const char c : std::string_view("'@(){}:, a\0\xFF", 13)) {
+    tryText(good.substr(0, i));
+    tryText(good.substr(i));
+    for (const char c : "'@(){}:, a\0\xFF"sv) {
       std::string changed = good;
       changed[i] = c;
-      try_(changed);
-      try_(good.substr(0, i) + c + good.substr(i));
+      tryText(changed);
+      tryText(good.substr(0, i) + c + good.substr(i));
     }
   }
 }
