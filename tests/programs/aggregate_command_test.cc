@@ -1,3 +1,5 @@
+#include "programs/cli/aggregate_command.h"
+
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,8 +9,14 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
+#include <optional>
 
+#include "platform/managers/window_system.h"
+#include "platform/terminal/terminal_window_system.h"
 #include "tests/programs/program.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/preferences_folder.h"
 
 // The program as a user or a script runs it.
 namespace tessary {
@@ -16,6 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::AllOf;
+using testing::CapturedLog;
 using ::testing::Contains;
 using testing::DescribeTree;
 using ::testing::ElementsAre;
@@ -29,6 +38,7 @@ using testing::MakeLink;
 using ::testing::MatchesRegex;
 using testing::NamesIn;
 using ::testing::Not;
+using testing::PreferencesFolder;
 using testing::ProgramResult;
 using testing::ProgramSetup;
 using testing::ProgramTest;
@@ -491,6 +501,73 @@ TEST_F(AggregateCommand, WarnsOfEachBadLineOfTheMappingFile) {
   EXPECT_EQ(0, result.status);
   EXPECT_THAT(result.Problems(), ElementsAre(HasSubstr("3"), HasSubstr("4")));
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("ODD /a.odd"));
+}
+
+// What goes away between being found usable and being run.
+
+// A terminal on which something is done once, when the shell starts or after its panel is answered.
+class DisturbedTerminal : public TerminalWindowSystem {
+ public:
+  DisturbedTerminal() { gWindowSystem = this; }
+  ~DisturbedTerminal() override { gWindowSystem = nullptr; }
+  DisturbedTerminal(const DisturbedTerminal&) = delete;
+  DisturbedTerminal& operator=(const DisturbedTerminal&) = delete;
+
+  void LoadApplication() override {
+    if (atStart) atStart();
+  }
+
+  std::optional<std::string> RunOpenPanel(const NSOpenPanel& panel) override {
+    std::optional<std::string> answer = TerminalWindowSystem::RunOpenPanel(panel);
+    if (afterPanel) afterPanel();
+    return answer;
+  }
+
+  std::function<void()> atStart;
+  std::function<void()> afterPanel;
+};
+
+class DisturbedAggregateCommand : public AggregateCommand {
+ protected:
+  // The run is refused with that one line, and nothing is made.
+  void ExpectRefusalOf(const std::string& source, const std::string& problem) {
+    const CapturedLog log;
+    const AggregateOptions options = {
+        .settings = {}, .source = At(source), .destination = At("made")};
+    EXPECT_EQ(ExitStatus::kNoRun, tessary::Aggregate(options, &terminal_));
+    EXPECT_THAT(log.Lines(), ElementsAre("tessary-cli: " + problem));
+    EXPECT_FALSE(Exists(At("made")));
+  }
+
+  const PreferencesFolder preferences_;
+  DisturbedTerminal terminal_;
+};
+
+TEST_F(DisturbedAggregateCommand, RefusesASourceThatWentAway) {
+  terminal_.atStart = [this] { fs::remove_all(At("source")); };
+  ExpectRefusalOf("source", "the source or the destination is not there any more");
+}
+
+TEST_F(DisturbedAggregateCommand, RefusesASourceThatBecameAFile) {
+  terminal_.atStart = [this] {
+    fs::remove_all(At("source"));
+    WriteFile(At("source"), "a file");
+  };
+  ExpectRefusalOf("source", "the source or the destination is not there any more");
+  EXPECT_EQ("a file", ReadFile(At("source")));
+}
+
+TEST_F(DisturbedAggregateCommand, RefusesAnApplicationWhoseResourcesWentAway) {
+  WriteFile(At("Some.app/Contents/Resources/icon.png"));
+  terminal_.atStart = [this] { fs::remove_all(At("Some.app/Contents/Resources")); };
+  ExpectRefusalOf("Some.app", "the source or the destination is not there any more");
+}
+
+TEST_F(DisturbedAggregateCommand, RefusesADestinationThatWentAway) {
+  WriteFile(At("source/a.txt"), "kept");
+  terminal_.afterPanel = [this] { fs::remove_all(At("made")); };
+  ExpectRefusalOf("source", "the source or the destination is not there any more");
+  EXPECT_EQ("kept", ReadFile(At("source/a.txt")));
 }
 
 // Output that nobody takes.
