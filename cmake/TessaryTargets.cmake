@@ -29,19 +29,31 @@ endif()
 string(REPLACE "<LINK_LIBRARIES>" "-Wl,--start-group <LINK_LIBRARIES> -Wl,--end-group"
   CMAKE_CXX_LINK_EXECUTABLE "${CMAKE_CXX_LINK_EXECUTABLE}")
 
-# tessary_library(NAME DEPENDENCY...): the static library of the folder that calls it, of all its
-# .cc files, linked to the libraries that it may call.
+# The .cc files of the folder that calls, and of those of its subfolders that are named.
+macro(tessary_sources subfolders)
+  set(patterns ${CMAKE_CURRENT_SOURCE_DIR}/*.cc)
+  foreach(subfolder ${subfolders})
+    list(APPEND patterns ${CMAKE_CURRENT_SOURCE_DIR}/${subfolder}/*.cc)
+  endforeach()
+  file(GLOB sources CONFIGURE_DEPENDS ${patterns})
+endmacro()
+
+# tessary_library(NAME DEPENDENCY... [SUBFOLDERS FOLDER...]): the static library of the folder that
+# calls it, linked to the libraries that it may call.
 function(tessary_library name)
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cc)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SUBFOLDERS")
+  tessary_sources("${arg_SUBFOLDERS}")
   add_library(${name} STATIC ${sources})
-  target_link_libraries(${name} PUBLIC tessary_options ${ARGN})
+  target_link_libraries(${name} PUBLIC tessary_options ${arg_UNPARSED_ARGUMENTS})
 endfunction()
 
-# tessary_tests(NAME LABEL DEPENDENCY...): the test program of the folder that calls it, of all its
-# .cc files, each test registered under the label.
+# tessary_tests(NAME LABEL DEPENDENCY... [SUBFOLDERS FOLDER...]): the test program of the folder that
+# calls it, each test registered under the label.
 function(tessary_tests name label)
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cc)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "SUBFOLDERS")
+  tessary_sources("${arg_SUBFOLDERS}")
   add_executable(${name} ${sources})
-  target_link_libraries(${name} PRIVATE ${ARGN} tessary_test_support GTest::gmock GTest::gtest_main)
+  target_link_libraries(${name} PRIVATE
+    ${arg_UNPARSED_ARGUMENTS} tessary_test_support GTest::gmock GTest::gtest_main)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT 120)
 endfunction()

@@ -7,9 +7,9 @@
 
 namespace tessary {
 
-// Builds the process-wide map from file-name extension to four-character file type out of the user's
-// Internet Config mappings. Called once at start-up. The map is empty where they cannot be read, and
-// holds an extension exactly as its entry spells it, less a leading ".".
+// Builds the process-wide map from file-name extension to four-character file type out of the
+// user's Internet Config mappings. Called once at start-up. The map is empty where they cannot be
+// read, and holds an extension exactly as its entry spells it, less a leading ".".
 void BuildExtensionMap();
 
 // The file type mapped to `extension` (without "."), in exactly this spelling, or none.

@@ -17,8 +17,8 @@ inline constexpr size_t kPathStringBufferSize = 4098;
 // does not fit in kPathStringBufferSize bytes.
 std::optional<std::string> StringWithFSRef(const FSRef* ref);
 
-// Makes the reference of the object at `path`. True exactly when that worked; on false `*ref` is not
-// to be relied upon.
+// Makes the reference of the object at `path`. True exactly when that worked; on false `*ref` is
+// not to be relied upon.
 bool GetFSRef(const std::string& path, FSRef* ref);
 
 // A short text: at most 255 bytes and a terminating zero, filled only by the helpers below, which

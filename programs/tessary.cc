@@ -7,7 +7,7 @@
 
 #include "app/opened_items.h"
 #include "app/startup.h"
-#include "platform/linux/comment_agent.h"
+#include "platform/linux/apple_events/comment_agent.h"
 #include "platform/managers/bundle.h"
 #include "platform/managers/internet_config.h"
 #include "platform/managers/log.h"

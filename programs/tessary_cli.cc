@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/linux/comment_agent.h"
+#include "platform/linux/apple_events/comment_agent.h"
 #include "platform/managers/standard_files.h"
 #include "platform/managers/window_system.h"
 #include "platform/terminal/terminal_window_system.h"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "engine/transfer.h"
-#include "platform/linux/comment_agent.h"
+#include "platform/linux/apple_events/comment_agent.h"
 #include "platform/managers/apple_events.h"
 #include "tests/engine/engine_fixture.h"
 #include "tests/support/apple_events.h"

@@ -32,6 +32,19 @@ const std::vector<Layer>& Layers() {
   static const std::vector<Layer> kLayers = {
       {.folder = "platform/managers"},
       {.folder = "platform/linux", .mayInclude = {"platform/managers"}, .mayCallLinux = true},
+      {.folder = "platform/linux/catalog",
+       .mayInclude = {"platform/managers", "platform/linux"},
+       .mayCallLinux = true},
+      {.folder = "platform/linux/changes",
+       .mayInclude = {"platform/managers", "platform/linux", "platform/linux/catalog"},
+       .mayCallLinux = true},
+      {.folder = "platform/linux/configuration",
+       .mayInclude = {"platform/managers", "platform/linux"},
+       .mayCallLinux = true},
+      {.folder = "platform/linux/apple_events",
+       .mayInclude = {"platform/managers", "platform/linux", "platform/linux/catalog",
+                      "platform/linux/changes"},
+       .mayCallLinux = true},
       {.folder = "platform/qt",
        .mayInclude = {"platform/managers", "platform/qt/forms"},
        .mayCallQt = true},
@@ -45,7 +58,8 @@ const std::vector<Layer>& Layers() {
                       "platform/terminal"}},
       {.folder = "programs",
        .mayInclude = {"programs/cli", "app", "engine", "settings", "platform", "platform/managers",
-                      "platform/terminal", "platform/linux", "platform/qt"}},
+                      "platform/terminal", "platform/linux", "platform/linux/apple_events",
+                      "platform/qt"}},
   };
   return kLayers;
 }

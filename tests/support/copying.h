@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/linux/copy_item.h"
+#include "platform/linux/changes/copy_item.h"
 #include "platform/linux/unique_fd.h"
 
 namespace tessary::testing {

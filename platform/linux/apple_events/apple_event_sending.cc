@@ -1,0 +1,172 @@
+#include <chrono>
+#include <cstring>
+#include <deque>
+#include <map>
+#include <memory>
+#include <new>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "platform/linux/apple_events/apple_event_handlers.h"
+#include "platform/managers/apple_events.h"
+
+namespace tessary {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Ticks = std::chrono::duration<int32_t, std::ratio<1, 60>>;
+
+constexpr Ticks kDefaultTimeout = std::chrono::minutes(1);
+
+// Between two looks for an answer, where no idle routine tells how long.
+constexpr int32_t kTicksWithoutIdle = 1;
+
+// An event under way. Its sender may have given up on it.
+struct Sent {
+  AppleEvent event;
+  AppleEvent reply;
+  bool isAnswered = false;
+};
+
+// An application and what was sent to it and has no answer, the oldest first.
+struct Application {
+  AEAnswerer answerer;
+  std::deque<std::shared_ptr<Sent>> waiting = {};
+  bool isAnswering = false;
+  bool isGone = false;
+};
+
+// Held by each send that is under way too: an application may be removed while it answers.
+using ApplicationHandle = std::shared_ptr<Application>;
+
+std::map<uint32_t, ApplicationHandle>& Applications() {
+  static std::map<uint32_t, ApplicationHandle> applications;
+  return applications;
+}
+
+// Offers the application what waits for its answer, until it leaves one unanswered. An event that
+// it sends to itself meanwhile waits until it has answered.
+void OfferEvents(Application* application) {
+  if (application->isAnswering) return;
+  application->isAnswering = true;
+  while (!application->isGone && !application->waiting.empty()) {
+    const std::shared_ptr<Sent> sent = application->waiting.front();
+    if (!application->answerer(sent->event, &sent->reply)) break;
+    sent->isAnswered = true;
+    application->waiting.pop_front();
+  }
+  application->isAnswering = false;
+}
+
+Status FindApplication(const AppleEvent& event, ApplicationHandle* application) {
+  AEDesc address;
+  Status status = AEGetAttributeDesc(event, keyAddressAttr, typeWildCard, &address);
+  if (status != noErr) return status == errAEDescNotFound ? paramErr : status;
+  uint32_t signature = 0;
+  if (address.descriptorType != typeApplSignature || address.bytes.size() != sizeof(signature)) {
+    return errAEUnknownAddressType;
+  }
+  std::memcpy(&signature, address.bytes.data(), sizeof(signature));
+  const auto found = Applications().find(signature);
+  if (found == Applications().end()) return procNotFound;
+  *application = found->second;
+  return noErr;
+}
+
+// An empty answer with the event's return and transaction numbers.
+Status MakeReply(const AppleEvent& event, AppleEvent* reply) {
+  AppleEvent made;
+  const Status status =
+      AECreateAppleEvent(kCoreEventClass, kAEAnswer, AEDesc(), 0, kAnyTransactionID, &made);
+  if (status != noErr) return status;
+  for (AEKeyDesc& attribute : made.attributes) {
+    if (attribute.keyword != keyReturnIDAttr && attribute.keyword != keyTransactionIDAttr) continue;
+    const Status copied =
+        AEGetAttributeDesc(event, attribute.keyword, typeSInt32, &attribute.value);
+    if (copied != noErr) return copied;
+  }
+  *reply = std::move(made);
+  return noErr;
+}
+
+Clock::time_point After(Ticks ticks) {
+  return Clock::now() + std::chrono::duration_cast<Clock::duration>(ticks);
+}
+
+std::optional<Clock::time_point> Deadline(int32_t timeoutTicks) {
+  if (timeoutTicks == kNoTimeOut) return std::nullopt;
+  const Ticks timeout = timeoutTicks == kAEDefaultTimeout ? kDefaultTimeout : Ticks(timeoutTicks);
+  return After(timeout);
+}
+
+void SleepTicks(int32_t ticks, const std::optional<Clock::time_point>& deadline) {
+  if (ticks <= 0) return;
+  const Clock::time_point wake = After(Ticks(ticks));
+  std::this_thread::sleep_until(deadline ? std::min(wake, *deadline) : wake);
+}
+
+Status WaitForAnswer(Application* application, const Sent& sent, int32_t timeoutTicks,
+                     AEIdleUPP idle) {
+  OfferEvents(application);
+  const std::optional<Clock::time_point> deadline = Deadline(timeoutTicks);
+  while (!sent.isAnswered) {
+    if (application->isGone) return connectionInvalid;
+    if (deadline && Clock::now() >= *deadline) return errAETimeout;
+    int32_t sleepTime = kTicksWithoutIdle;
+    RgnHandle mouseRegion = nullptr;
+    if (idle != nullptr && idle(&sleepTime, &mouseRegion)) return errAEWaitCanceled;
+    SleepTicks(sleepTime, deadline);
+    OfferEvents(application);
+  }
+  return noErr;
+}
+
+}  // namespace
+
+Status AESend(const AppleEvent& event, AppleEvent* reply, AESendMode mode, AESendPriority,
+              int32_t timeoutTicks, AEIdleUPP idle, AEFilterUPP) {
+  if (reply == nullptr) return paramErr;
+  try {
+    if (IsForThisProcess(event)) {
+      if (mode != AESendMode::kAENoReply) return paramErr;
+      const Status posted = PostToEventLoop(event);
+      if (posted == noErr) *reply = AppleEvent();
+      return posted;
+    }
+    ApplicationHandle application;
+    Status status = FindApplication(event, &application);
+    if (status != noErr) return status;
+    const auto sent = std::make_shared<Sent>();
+    sent->event = AppleEvent(event);
+    status = MakeReply(event, &sent->reply);
+    if (status != noErr) return status;
+    application->waiting.push_back(sent);
+    if (mode == AESendMode::kAENoReply) {
+      OfferEvents(application.get());
+      *reply = AppleEvent();
+      return noErr;
+    }
+    status = WaitForAnswer(application.get(), *sent, timeoutTicks, idle);
+    if (status == noErr) *reply = std::move(sent->reply);
+    return status;
+  } catch (const std::bad_alloc&) {
+    return memFullErr;
+  }
+}
+
+void RegisterAnsweringApplication(uint32_t signature, AEAnswerer answerer) {
+  RemoveAnsweringApplication(signature);
+  const auto application = std::make_shared<Application>();
+  application->answerer = std::move(answerer);
+  Applications()[signature] = application;
+}
+
+void RemoveAnsweringApplication(uint32_t signature) {
+  const auto found = Applications().find(signature);
+  if (found == Applications().end()) return;
+  found->second->isGone = true;
+  Applications().erase(found);
+}
+
+}  // namespace tessary

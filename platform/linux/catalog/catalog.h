@@ -1,0 +1,68 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/catalog/folder_table.h"
+#include "platform/linux/catalog/reference.h"
+
+namespace tessary {
+
+// A name in a folder that is held open: where an object is found.
+struct Place {
+  FolderHandle folder;
+  std::string name;
+
+  int descriptor() const { return folder->get(); }
+
+  // A path to the object for calls that take no folder's descriptor. Good while the place is held.
+  std::string ProcessPath() const;
+};
+
+// What the file manager keeps on behalf of the references that it has handed out. One per process.
+class Catalog {
+ public:
+  static Catalog& Get();
+
+  NameTable& names() { return names_; }
+  FolderTable& folders() { return folders_; }
+
+  // The place of the object of a reference, whatever is there now. Answers noErr, paramErr (the
+  // all-zero reference), fnfErr (its folder has been released or replaced), else what opening the
+  // folder answers. "/" is found under the name "/" in itself.
+  Status Find(const Reference& reference, Place* place);
+
+  // Asks about the object of a reference: `mask` and the identity mask of its statx. Answers noErr,
+  // fnfErr (none there, or another object), else what Find or statx answers. `place` may be null.
+  // Nothing is written on failure.
+  Status Ask(const Reference& reference, unsigned mask, struct statx* info, Place* place);
+
+  // Opens the folder of a reference and tells its interned number. Answers noErr, errFSNotAFolder,
+  // paramErr (the all-zero reference), else what opening it answers.
+  Status OpenFolder(const Reference& reference, uint32_t* number, FolderHandle* handle);
+
+  // The reference of the object that `info` is of, found under `name` in an interned folder.
+  Reference MakeReference(uint32_t folder, std::string_view name, const struct statx& info);
+
+  // The reference of "/". Answers noErr or the failure of asking about it.
+  Status MakeRootReference(Reference* reference);
+
+  // Makes the reference of the object named `name` in an interned folder; a link is not followed.
+  // Answers noErr, fnfErr, bdNamErr (too long), else what opening the folder or statx answers.
+  Status LookUp(uint32_t folder, const std::string& name, Reference* reference);
+
+  // The path of the object of a reference, of any length; empty where its folder has been released.
+  std::string PathOf(const Reference& reference);
+
+ private:
+  Catalog() : folders_(&names_) {}
+
+  NameTable names_;
+  FolderTable folders_;
+};
+
+}  // namespace tessary

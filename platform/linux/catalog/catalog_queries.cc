@@ -1,0 +1,99 @@
+#include <array>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/file_spec.h"
+#include "platform/linux/catalog/finder_info.h"
+#include "platform/linux/catalog/names.h"
+#include "platform/managers/file_manager.h"
+
+namespace tessary {
+namespace {
+
+constexpr FSCatalogInfoBitmap kFinderFields = kFSCatInfoFinderInfo | kFSCatInfoFinderXInfo;
+
+// A 32-bit node number of a 64-bit inode, never the one that means a volume's root.
+uint32_t NodeNumber(const struct statx& info) {
+  if (IsVolumeRoot(info)) return kFSRootNodeID;
+  const auto folded = static_cast<uint32_t>(info.stx_ino ^ info.stx_ino >> 32);
+  return folded == kFSRootNodeID ? kFSRootNodeID | 0x80000000 : folded;
+}
+
+Status ParentOf(const Reference& reference, FSRef* parent) {
+  if (reference.parent == 0) {
+    *parent = FSRef{};
+    return noErr;
+  }
+  const Folder* folder = Catalog::Get().folders().Find(reference.parent);
+  if (folder == nullptr) return fnfErr;
+  *parent = RefOf(folder->self);
+  return noErr;
+}
+
+}  // namespace
+
+Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatalogInfo* info,
+                        std::u16string* name, FSSpec* spec, FSRef* parent) {
+  if (whichInfo != kFSCatInfoNone && info == nullptr) return paramErr;
+  Catalog& catalog = Catalog::Get();
+  const Reference reference = ReferenceOf(ref);
+  struct statx answer = {};
+  Place place;
+  Status status = catalog.Ask(reference, 0, &answer, &place);
+  if (status != noErr) return status;
+
+  FSCatalogInfo found;
+  if ((whichInfo & kFinderFields) != 0) {
+    status = ReadFinderInfo(place, KindOf(answer), &found.finderInfo, &found.extFinderInfo);
+    if (status != noErr) return status;
+  }
+  FSRef foundParent;
+  if (parent != nullptr) {
+    status = ParentOf(reference, &foundParent);
+    if (status != noErr) return status;
+  }
+  if ((whichInfo & kFSCatInfoNodeFlags) != 0) {
+    info->nodeFlags = S_ISDIR(answer.stx_mode) ? kFSNodeIsDirectoryMask : uint16_t{0};
+  }
+  if ((whichInfo & kFSCatInfoNodeID) != 0) info->nodeID = NodeNumber(answer);
+  if ((whichInfo & kFSCatInfoFinderInfo) != 0) info->finderInfo = found.finderInfo;
+  if ((whichInfo & kFSCatInfoFinderXInfo) != 0) info->extFinderInfo = found.extFinderInfo;
+  if (name != nullptr) *name = CatalogName(catalog.names().NameOf(reference));
+  if (spec != nullptr) *spec = MakeFileSpec(ref);
+  if (parent != nullptr) *parent = foundParent;
+  return noErr;
+}
+
+bool FSIsFSRefValid(const FSRef& ref) {
+  struct statx info = {};
+  return Catalog::Get().Ask(ReferenceOf(ref), 0, &info, nullptr) == noErr;
+}
+
+Status FSCompareFSRefs(const FSRef& first, const FSRef& second) {
+  const Reference a = ReferenceOf(first);
+  const Reference b = ReferenceOf(second);
+  if (a.IsNone() || b.IsNone()) return errFSRefsDifferent;
+  return a.GetIdentity().Matches(b.GetIdentity()) ? noErr : errFSRefsDifferent;
+}
+
+Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* child) {
+  if (child == nullptr) return paramErr;
+  *child = FSRef{};
+  Catalog& catalog = Catalog::Get();
+  const Reference reference = ReferenceOf(parent);
+  uint32_t folder = 0;
+  FolderHandle handle;
+  Status status = catalog.OpenFolder(reference, &folder, &handle);
+  if (status != noErr) return status;
+  std::string posixName;
+  status = PosixName(name, VolumeOf(reference.device, handle->get()), &posixName);
+  if (status != noErr) return status;
+  Reference found;
+  status = catalog.LookUp(folder, posixName, &found);
+  if (status == noErr) *child = RefOf(found);
+  return status;
+}
+
+}  // namespace tessary

@@ -1,0 +1,169 @@
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <string_view>
+
+#include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/volume.h"
+#include "platform/linux/errors.h"
+#include "platform/linux/unique_fd.h"
+#include "platform/managers/file_manager.h"
+
+namespace tessary {
+namespace {
+
+constexpr size_t kBufferSize = 64 * 1024;
+constexpr unsigned kTimesMask = STATX_MTIME | STATX_CTIME;
+
+bool IsSameTime(const statx_timestamp& a, const statx_timestamp& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+NodeKind KindOfEntry(unsigned char type) {
+  switch (type) {
+    case DT_REG:
+      return NodeKind::kFile;
+    case DT_LNK:
+      return NodeKind::kLink;
+    case DT_DIR:
+      return NodeKind::kFolder;
+    default:
+      return NodeKind::kSpecial;
+  }
+}
+
+}  // namespace
+
+class FSIteratorState {
+ public:
+  FSIteratorState(uint32_t folder, uint32_t device, const Volume& volume, UniqueFd descriptor)
+      : folder_(folder), device_(device), volume_(volume), descriptor_(std::move(descriptor)) {}
+
+  // Keeps the folder's times, to see later whether it has changed.
+  Status Start() { return AskTimes(&times_); }
+
+  Status Deliver(size_t maximum, size_t* actual, bool* changed, FSRef* refs) {
+    while (*actual < maximum) {
+      if (position_ == filled_) {
+        const Status status = Refill(changed);
+        if (status != noErr) return status;
+      }
+      Reference reference;
+      const Status status = Next(&reference);
+      if (status == errFSNoMoreItems) continue;
+      if (status != noErr) return status;
+      refs[(*actual)++] = RefOf(reference);
+    }
+    return noErr;
+  }
+
+ private:
+  Status AskTimes(struct statx* info) const {
+    return statx(descriptor_.get(), "", AT_EMPTY_PATH, kTimesMask, info) == 0 ? noErr : LastError();
+  }
+
+  Status Refill(bool* changed) {
+    struct statx info = {};
+    const Status status = AskTimes(&info);
+    if (status != noErr) return status;
+    if (!IsSameTime(info.stx_mtime, times_.stx_mtime) ||
+        !IsSameTime(info.stx_ctime, times_.stx_ctime)) {
+      *changed = true;
+    }
+    times_ = info;
+    const ssize_t size = getdents64(descriptor_.get(), buffer_.data(), buffer_.size());
+    if (size < 0) return LastError();
+    if (size == 0) return errFSNoMoreItems;
+    position_ = 0;
+    filled_ = static_cast<size_t>(size);
+    return noErr;
+  }
+
+  // The next entry's reference; errFSNoMoreItems for an entry that is none of the folder's
+  // children.
+  Status Next(Reference* reference) {
+    const auto* entry = reinterpret_cast<const dirent64*>(buffer_.data() + position_);
+    position_ += entry->d_reclen;
+    const std::string_view name(entry->d_name);
+    if (name == "." || name == "..") return errFSNoMoreItems;
+    const bool isTrue =
+        volume_.hasTrueEntries && entry->d_type != DT_DIR && entry->d_type != DT_UNKNOWN;
+    if (isTrue) {
+      *reference = ReferenceOfEntry(*entry);
+      return noErr;
+    }
+    struct statx info = {};
+    if (statx(descriptor_.get(), entry->d_name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
+              kIdentityMask, &info) == 0) {
+      *reference = Catalog::Get().MakeReference(folder_, name, info);
+      return noErr;
+    }
+    if (errno == ENOENT) return errFSNoMoreItems;
+    // A folder that may be read but not searched: its items are told by what the entries say.
+    if (errno == EACCES) {
+      *reference = ReferenceOfEntry(*entry);
+      return noErr;
+    }
+    return LastError();
+  }
+
+  Reference ReferenceOfEntry(const dirent64& entry) const {
+    Reference reference;
+    reference.inode = entry.d_ino;
+    reference.device = device_;
+    reference.parent = folder_;
+    reference.kind = KindOfEntry(entry.d_type);
+    Catalog::Get().names().SetName(&reference, entry.d_name);
+    return reference;
+  }
+
+  uint32_t folder_;
+  uint32_t device_;
+  Volume volume_;
+  UniqueFd descriptor_;
+  struct statx times_ = {};
+  size_t position_ = 0;
+  size_t filled_ = 0;
+  alignas(dirent64) std::array<char, kBufferSize> buffer_;
+};
+
+void FSIteratorDeleter::operator()(FSIteratorState* state) const { delete state; }
+
+Status FSOpenIterator(const FSRef& folder, FSIterator* iterator) {
+  if (iterator == nullptr) return paramErr;
+  const Reference reference = ReferenceOf(folder);
+  uint32_t number = 0;
+  FolderHandle handle;
+  Status status = Catalog::Get().OpenFolder(reference, &number, &handle);
+  if (status != noErr) return status;
+  UniqueFd opened(openat(handle->get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!opened) return LastError();
+  const Volume& volume = VolumeOf(reference.device, handle->get());
+  FSIterator state(new FSIteratorState(number, reference.device, volume, std::move(opened)));
+  status = state->Start();
+  if (status == noErr) *iterator = std::move(state);
+  return status;
+}
+
+Status FSGetCatalogInfoBulk(FSIteratorState& iterator, size_t maximum, size_t* actual,
+                            bool* containerChanged, FSRef* refs) {
+  if (actual == nullptr || containerChanged == nullptr || refs == nullptr || maximum == 0) {
+    return paramErr;
+  }
+  *actual = 0;
+  *containerChanged = false;
+  const Status status = iterator.Deliver(maximum, actual, containerChanged, refs);
+  if (status != noErr && status != errFSNoMoreItems) *actual = 0;
+  return status;
+}
+
+Status FSCloseIterator(FSIterator* iterator) {
+  if (iterator == nullptr || *iterator == nullptr) return paramErr;
+  iterator->reset();
+  return noErr;
+}
+
+}  // namespace tessary

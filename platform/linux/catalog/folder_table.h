@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/linux/catalog/reference.h"
+#include "platform/linux/unique_fd.h"
+
+namespace tessary {
+
+// The names that are too long for their reference. Released from the end, by mark; a reference that
+// points behind the end has no name.
+class NameTable {
+ public:
+  // Gives the reference its name.
+  void SetName(Reference* reference, std::string_view name);
+
+  // The reference's name, valid until the next SetName or release; empty for "/" and for a
+  // reference whose name has been released.
+  std::string_view NameOf(const Reference& reference) const;
+
+  size_t Mark() const { return bytes_.size(); }
+  void ReleaseTo(size_t mark);
+
+ private:
+  std::vector<char> bytes_;
+};
+
+// A descriptor of a folder, for use in *at() calls only (O_PATH). Whoever holds it keeps it open.
+using FolderHandle = std::shared_ptr<const UniqueFd>;
+
+// A folder that references lead through.
+struct Folder {
+  Reference self;
+  std::string path;  // absolute, without links; "/" for the root
+  FolderHandle descriptor;
+  std::list<uint32_t>::iterator use;  // its place among the open folders, valid with a descriptor
+};
+
+// The interned folders, numbered from 1. Each knows its path and holds, while it is among the
+// recently used, a descriptor that was found to be of the folder that was interned.
+class FolderTable {
+ public:
+  explicit FolderTable(NameTable* names) : names_(names) {}
+
+  // The number of the folder of a reference, interning it where it is new; 0 where the folder that
+  // holds it has been released.
+  uint32_t Intern(const Reference& reference);
+
+  // The number of the folder interned last for this path, or 0.
+  uint32_t FindByPath(const std::string& path) const;
+
+  // The folder of a number, or null. Valid until it is released.
+  const Folder* Find(uint32_t number) const;
+
+  // Opens the folder, or finds it open. Answers noErr; fnfErr (no such number, or another object is
+  // at the folder's path); errFSNotAFolder; else the failure of opening it. `*handle` is written on
+  // success only.
+  Status Open(uint32_t number, FolderHandle* handle);
+
+  // Forgets by which path a folder was interned where another object, or none, is found there.
+  // References that lead through it keep it.
+  void ForgetPathIfStale(const std::string& path);
+
+  size_t Mark() const { return folders_.size(); }
+  void ReleaseTo(size_t mark);
+
+ private:
+  // What tells interned folders apart; two paths to one folder are two of them.
+  struct Key {
+    uint64_t inode;
+    uint32_t device;
+    uint32_t parent;
+    bool operator==(const Key&) const = default;
+  };
+  struct KeyHash {
+    size_t operator()(const Key& key) const;
+  };
+
+  static Key KeyOf(const Reference& reference);
+  uint32_t FindByReference(const Reference& reference) const;
+  Status OpenAnew(const Folder& folder, FolderHandle* handle);
+  void CloseLeastUsed(size_t keep);
+
+  NameTable* names_;
+  std::vector<std::unique_ptr<Folder>> folders_;
+  std::unordered_map<std::string, uint32_t> byPath_;
+  std::unordered_multimap<Key, uint32_t, KeyHash> byKey_;
+  std::list<uint32_t> openFolders_;  // most recently used first
+};
+
+}  // namespace tessary

@@ -1,0 +1,44 @@
+#include "platform/linux/catalog/names.h"
+
+#include <algorithm>
+
+#include "platform/managers/text.h"
+
+namespace tessary {
+namespace {
+
+bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+bool StandsForByte(char16_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }
+
+bool HasMeaninglessSurrogate(std::u16string_view name) {
+  for (size_t i = 0; i < name.size(); ++i) {
+    if (IsHighSurrogate(name[i])) {
+      if (i + 1 == name.size() || !IsLowSurrogate(name[i + 1])) return true;
+      ++i;
+    } else if (IsLowSurrogate(name[i]) && !StandsForByte(name[i])) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+std::u16string CatalogName(std::string_view posixName) {
+  std::u16string name = Utf16FromUtf8(posixName);
+  std::replace(name.begin(), name.end(), u':', u'/');
+  return name;
+}
+
+Status PosixName(std::u16string_view catalogName, const Volume& volume, std::string* posixName) {
+  if (catalogName.empty() || catalogName == u"." || catalogName == u"..") return bdNamErr;
+  if (catalogName.find(u'\0') != std::u16string_view::npos) return bdNamErr;
+  if (HasMeaninglessSurrogate(catalogName)) return bdNamErr;
+  std::string name = Utf8FromUtf16(catalogName);
+  std::replace(name.begin(), name.end(), '/', ':');
+  *posixName = NameOnVolume(name, volume);
+  return noErr;
+}
+
+}  // namespace tessary

@@ -1,0 +1,27 @@
+#include "platform/linux/catalog/reference.h"
+
+namespace tessary {
+
+Identity Identity::Of(const struct statx& info) {
+  Identity identity;
+  identity.inode = info.stx_ino;
+  identity.device = info.stx_dev_major << 20 | info.stx_dev_minor;
+  if ((info.stx_mask & STATX_BTIME) != 0) {
+    identity.birth =
+        static_cast<uint64_t>(info.stx_btime.tv_sec) * 1'000'000'000 + info.stx_btime.tv_nsec;
+  }
+  return identity;
+}
+
+NodeKind KindOf(const struct statx& info) {
+  if (S_ISREG(info.stx_mode)) return NodeKind::kFile;
+  if (S_ISDIR(info.stx_mode)) return NodeKind::kFolder;
+  if (S_ISLNK(info.stx_mode)) return NodeKind::kLink;
+  return NodeKind::kSpecial;
+}
+
+bool IsVolumeRoot(const struct statx& info) {
+  return S_ISDIR(info.stx_mode) && (info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
+
+}  // namespace tessary

@@ -1,0 +1,119 @@
+#include "platform/linux/catalog/volume.h"
+
+#include <linux/magic.h>
+#include <sys/vfs.h>
+
+#include <fstream>
+#include <sstream>
+#include <unordered_map>
+
+#include "platform/managers/text.h"
+
+namespace tessary {
+namespace {
+
+// Not all of these have their number in the kernel's header.
+constexpr uint32_t kExfatMagic = 0x2011BAB0;
+constexpr uint32_t kNtfsMagic = 0x5346544E;
+constexpr uint32_t kNtfs3Magic = 0x7366746E;
+
+bool HasTrueEntries(uint32_t magic) {
+  switch (magic) {
+    case EXT4_SUPER_MAGIC:
+    case XFS_SUPER_MAGIC:
+    case BTRFS_SUPER_MAGIC:
+    case TMPFS_MAGIC:
+    case F2FS_SUPER_MAGIC:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// The type that /proc/self/mountinfo shows for the device: FUSE hides what it drives from statfs.
+// A line is "ID PARENT MAJOR:MINOR ROOT POINT OPTIONS [TAG...] - TYPE SOURCE OPTIONS".
+std::string MountedType(uint32_t device) {
+  const std::string number =
+      std::to_string(device >> 20) + ":" + std::to_string(device & ((1U << 20) - 1));
+  std::ifstream mounts("/proc/self/mountinfo");
+  for (std::string line; std::getline(mounts, line);) {
+    std::istringstream fields(line);
+    std::string id, parent, lineDevice, field;
+    fields >> id >> parent >> lineDevice;
+    if (lineDevice != number) continue;
+    while (fields >> field && field != "-") {
+    }
+    fields >> field;
+    return field;
+  }
+  return {};
+}
+
+// "fuseblk" is what the drivers of exFAT and NTFS mount themselves as.
+bool HasWindowsNames(uint32_t magic, uint32_t device) {
+  switch (magic) {
+    case MSDOS_SUPER_MAGIC:
+    case kExfatMagic:
+    case kNtfsMagic:
+    case kNtfs3Magic:
+      return true;
+    case FUSE_SUPER_MAGIC: {
+      const std::string type = MountedType(device);
+      return type == "fuseblk" || type.find("exfat") != std::string::npos ||
+             type.find("ntfs") != std::string::npos || type.find("fat") != std::string::npos;
+    }
+    default:
+      return false;
+  }
+}
+
+Volume AskVolume(uint32_t device, int folder) {
+  struct statfs info = {};
+  if (fstatfs(folder, &info) != 0) return {};
+  const auto magic = static_cast<uint32_t>(info.f_type);
+  return {HasTrueEntries(magic), HasWindowsNames(magic, device)};
+}
+
+bool IsRefusedByWindows(char c) {
+  return static_cast<unsigned char>(c) < 0x20 || c == '\x7f' ||
+         std::string_view("\"*:<>?\\|").find(c) != std::string_view::npos;
+}
+
+// These volumes hold names as UTF-16, so that bytes that are no text cannot be in them.
+void ReplaceIllFormedBytes(std::string* name) {
+  if (IsUtf8(*name)) return;
+  std::u16string units = Utf16FromUtf8(*name);
+  for (size_t i = 0; i < units.size(); ++i) {
+    const bool isHigh = units[i] >= 0xD800 && units[i] <= 0xDBFF;
+    if (isHigh) {
+      ++i;
+      continue;
+    }
+    if (units[i] >= 0xDC00 && units[i] <= 0xDFFF) units[i] = u'_';
+  }
+  *name = Utf8FromUtf16(units);
+}
+
+}  // namespace
+
+const Volume& VolumeOf(uint32_t device, int folder) {
+  static std::unordered_map<uint32_t, Volume> volumes;
+  const auto found = volumes.find(device);
+  if (found != volumes.end()) return found->second;
+  return volumes.emplace(device, AskVolume(device, folder)).first->second;
+}
+
+std::string NameOnVolume(std::string_view name, const Volume& volume) {
+  std::string result(name);
+  if (!volume.hasWindowsNames) return result;
+  for (char& c : result) {
+    if (IsRefusedByWindows(c)) c = '_';
+  }
+  ReplaceIllFormedBytes(&result);
+  for (size_t i = result.size(); i > 0 && (result[i - 1] == ' ' || result[i - 1] == '.'); --i) {
+    result[i - 1] = '_';
+  }
+  return result;
+}
+
+}  // namespace tessary

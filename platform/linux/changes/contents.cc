@@ -1,0 +1,141 @@
+#include "platform/linux/changes/contents.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <memory>
+
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/volume_memory.h"
+#include "platform/linux/errors.h"
+
+namespace tessary {
+namespace {
+
+constexpr off_t kBufferSize = 262'144;
+constexpr off_t kNoEnd = std::numeric_limits<off_t>::max();
+
+class ContentsCopy {
+ public:
+  ContentsCopy(int from, const struct statx& info, int to) : from_(from), info_(info), to_(to) {}
+
+  Status Run() {
+    if (Clone()) return noErr;
+    // Fewer blocks than bytes is the sign of holes.
+    const bool hasHoles = info_.stx_blocks * 512 < info_.stx_size;
+    return hasHoles ? CopyAroundHoles() : CopyWhole();
+  }
+
+ private:
+  off_t size() const { return static_cast<off_t>(info_.stx_size); }
+
+  bool Clone() const {
+    const uint32_t device = Identity::Of(info_).device;
+    if (info_.stx_size == 0 || IsKnownToLack(device, VolumeLack::kClones)) return false;
+    if (ioctl(to_, FICLONE, from_) == 0) return true;
+    if (errno == EOPNOTSUPP || errno == ENOTTY || errno == ENOSYS) {
+      RememberLack(device, VolumeLack::kClones);
+    }
+    return false;
+  }
+
+  Status CopyWhole() {
+    off_t reached = 0;
+    const Status status = CopyStretch(0, size(), &reached);
+    // Only reading tells where the end is: kernel files have no size, and others a wrong one.
+    return status == noErr && reached == size() ? CopyBeyondSize() : status;
+  }
+
+  Status CopyAroundHoles() {
+    off_t at = 0;
+    while (true) {
+      const off_t data = lseek(from_, at, SEEK_DATA);
+      if (data < 0 && errno == ENXIO) break;
+      if (data < 0 && at == 0 && (errno == EINVAL || errno == ENOTSUP)) return CopyWhole();
+      if (data < 0) return LastError();
+      const off_t hole = lseek(from_, data, SEEK_HOLE);
+      if (hole < 0) return LastError();
+      if (const Status status = CopyStretch(data, hole, &at)) return status;
+      if (at < hole || at > size()) break;
+    }
+    const off_t end = lseek(from_, 0, SEEK_END);
+    if (end < 0 || ftruncate(to_, end) != 0) return LastError();
+    return noErr;
+  }
+
+  // Copies the bytes from `start` up to `limit` or the file's end; `*reached` is where it ended.
+  Status CopyStretch(off_t start, off_t limit, off_t* reached) {
+    off_t at = start;
+    if (limit - start > kBufferSize) at = CopyInKernel(start, limit);
+    ssize_t size = 1;
+    while (at < limit && size > 0) {
+      const Status status = CopyBlock(at, std::min(limit - at, kBufferSize), &size);
+      if (status != noErr) return status;
+      at += size;
+    }
+    *reached = at;
+    return noErr;
+  }
+
+  // Copies as far as the kernel will by itself. Where it stops, for whatever reason, reading and
+  // writing go on and tell why: some file systems report an end where there is none.
+  off_t CopyInKernel(off_t start, off_t limit) const {
+    constexpr off_t kMostAtOnce = 1 << 30;
+    off_t in = start;
+    off_t out = start;
+    while (in < limit) {
+      const auto size = static_cast<size_t>(std::min(limit - in, kMostAtOnce));
+      if (copy_file_range(from_, &in, to_, &out, size, 0) <= 0) break;
+    }
+    return in;
+  }
+
+  Status CopyBeyondSize() {
+    off_t at = size();
+    ssize_t size = 0;
+    while (true) {
+      const Status status = CopyBlock(at, kBufferSize, &size);
+      if (status != noErr || size == 0) return status;
+      at += size;
+      struct statx now = {};
+      if (ReadObjectInfo(from_, "", &now) != noErr || now.stx_size != info_.stx_size) return noErr;
+    }
+  }
+
+  // Copies at most `wanted` bytes at `at`; `*size` is how many there were, 0 at the end.
+  Status CopyBlock(off_t at, off_t wanted, ssize_t* size) {
+    const auto room = static_cast<size_t>(std::min(wanted, BufferSize()));
+    if (!buffer_) buffer_.reset(new char[static_cast<size_t>(BufferSize())]);
+    do {
+      *size = pread(from_, buffer_.get(), room, at);
+    } while (*size < 0 && errno == EINTR);
+    if (*size < 0) return LastError();
+    for (ssize_t written = 0; written < *size;) {
+      const ssize_t count =
+          pwrite(to_, buffer_.get() + written, static_cast<size_t>(*size - written), at + written);
+      if (count < 0 && errno != EINTR) return LastError();
+      if (count > 0) written += count;
+    }
+    return noErr;
+  }
+
+  off_t BufferSize() const { return std::clamp<off_t>(size(), 4096, kBufferSize); }
+
+  int from_;
+  const struct statx& info_;
+  int to_;
+  std::unique_ptr<char[]> buffer_;
+};
+
+}  // namespace
+
+Status CopyContents(int from, const struct statx& info, int to) {
+  return ContentsCopy(from, info, to).Run();
+}
+
+}  // namespace tessary

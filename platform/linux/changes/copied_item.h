@@ -1,0 +1,32 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include "platform/linux/changes/copy_item.h"
+#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/manifest.h"
+#include "platform/linux/changes/metadata.h"
+
+namespace tessary {
+
+// A published copy that is taken back unless it is kept.
+struct CopiedItem {
+  struct statx source = {};  // the original as it was copied
+  Manifest manifest;         // the same of a folder and all that is in it
+  HiddenItem item;
+  bool isAnyDropped = false;  // the volume had no place for an attribute
+};
+
+// noErr when the name can be that of an item, else bdNamErr.
+Status CheckItemName(const std::string& name);
+
+// Finds the object and whether it is still the one meant. noErr, fnfErr, paramErr (it is no file,
+// folder or link), else what the file system reports. `*info` is written on success only.
+Status FindSource(const CopySource& source, struct statx* info);
+
+// Copies the item in the role kCopiedItem or kMovedItem and publishes it. The statuses are those of
+// CopyItem; `*copied` is written on success only.
+Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole role,
+                   CopiedItem* copied);
+
+}  // namespace tessary

@@ -1,0 +1,75 @@
+#include "platform/linux/changes/copy_file.h"
+
+#include <fcntl.h>
+
+#include "platform/linux/changes/contents.h"
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/errors.h"
+
+namespace tessary {
+namespace {
+
+// Where the new file is made: without a name, or under a hidden one.
+using MakeFile = Status (*)(int folder, HiddenItem* item);
+
+Status CopyInto(MakeFile makeFile, int from, int toFolder, const char* toName, CopyRole role,
+                struct statx* info, HiddenItem* made, bool* isAnyDropped) {
+  constexpr int kTries = 2;
+  for (int i = 0; i < kTries; ++i) {
+    HiddenItem item;
+    Status status = makeFile(toFolder, &item);
+    if (status != noErr) return status;
+    bool hasChanged = false;
+    status = FillFile(from, item.fd(), role, info, &hasChanged, isAnyDropped);
+    if (status != noErr) return status;
+    if (hasChanged) continue;
+    status = item.Publish(toName);
+    if (status == noErr) *made = std::move(item);
+    return status;
+  }
+  return fBsyErr;
+}
+
+}  // namespace
+
+Status OpenSourceFile(int folder, const char* name, const struct statx& info, UniqueFd* opened) {
+  UniqueFd file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file) {
+    // What a link and a socket say: neither is the file that was there.
+    return errno == ELOOP || errno == ENXIO ? fnfErr : LastError();
+  }
+  struct statx found = {};
+  if (const Status status = ReadObjectInfo(file.get(), "", &found)) return status;
+  if (!S_ISREG(found.stx_mode) || !Identity::Of(found).Matches(Identity::Of(info))) return fnfErr;
+  *opened = std::move(file);
+  return noErr;
+}
+
+Status FillFile(int from, int to, CopyRole role, struct statx* info, bool* hasChanged,
+                bool* isAnyDropped) {
+  struct statx before = {};
+  struct statx after = {};
+  if (const Status status = ReadObjectInfo(from, "", &before)) return status;
+  // An attempt before this one has read the file; the date of the last access is from before that.
+  before.stx_atime = info->stx_atime;
+  if (const Status status = CopyContents(from, before, to)) return status;
+  if (const Status status = CopyMetadata(from, before, to, role, isAnyDropped)) return status;
+  if (const Status status = ReadObjectInfo(from, "", &after)) return status;
+  *hasChanged = !IsUnchanged(before, after);
+  *info = before;
+  return noErr;
+}
+
+Status CopyFile(int folder, const char* name, int toFolder, const char* toName, CopyRole role,
+                struct statx* info, HiddenItem* made, bool* isAnyDropped) {
+  UniqueFd from;
+  if (const Status status = OpenSourceFile(folder, name, *info, &from)) return status;
+  const Status status = CopyInto(HiddenItem::MakeUnnamedFile, from.get(), toFolder, toName, role,
+                                 info, made, isAnyDropped);
+  if (status != paramErr) return status;
+  // Unnamed files, or links that would give them a name, are not to be had here.
+  return CopyInto(HiddenItem::MakeHiddenFile, from.get(), toFolder, toName, role, info, made,
+                  isAnyDropped);
+}
+
+}  // namespace tessary

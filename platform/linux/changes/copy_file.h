@@ -1,0 +1,32 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/metadata.h"
+#include "platform/linux/unique_fd.h"
+#include "platform/managers/status.h"
+
+namespace tessary {
+
+// Opens for reading the regular file (`folder`, `name`) that `info` tells of, or finds that it is
+// another object by now (fnfErr). No other kind of object waits for anybody here: a FIFO in its
+// place is opened without blocking and refused.
+Status OpenSourceFile(int folder, const char* name, const struct statx& info, UniqueFd* opened);
+
+// Makes the empty file open as `to` a copy of the one open as `from`. `*info` is what is known of
+// the source, and on success what it was when it was copied; `*hasChanged` is whether it has
+// changed since, so that the copy may hold some of the old and some of the new. noErr, else what
+// the file system reports.
+Status FillFile(int from, int to, CopyRole role, struct statx* info, bool* hasChanged,
+                bool* isAnyDropped);
+
+// Copies the regular file (`folder`, `name`) that `*info` tells of into the folder open as
+// `toFolder`, under the name `toName`, which it gets when it is whole. A source that changes
+// meanwhile is copied once more, and then given up (fBsyErr). `*made` owns the copy and `*info`
+// tells of the source as copied, on success only. noErr, dupFNErr, fnfErr, bdNamErr, else what the
+// file system reports.
+Status CopyFile(int folder, const char* name, int toFolder, const char* toName, CopyRole role,
+                struct statx* info, HiddenItem* made, bool* isAnyDropped);
+
+}  // namespace tessary

@@ -1,0 +1,83 @@
+#include "platform/linux/changes/copy_item.h"
+
+#include <cerrno>
+#include <new>
+#include <utility>
+
+#include "platform/linux/changes/copied_item.h"
+#include "platform/linux/changes/copy_file.h"
+#include "platform/linux/changes/copy_folder.h"
+#include "platform/linux/changes/copy_link.h"
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/sweep.h"
+
+namespace tessary {
+namespace {
+
+// Tells before any work what would only come out at its end. It decides nothing: the name is given
+// without replacing all the same.
+Status LookAtTarget(const CopyTarget& target) {
+  struct statx info = {};
+  const Status status = ReadObjectInfo(target.folder, target.name.c_str(), &info);
+  if (status == noErr) return dupFNErr;
+  if (status == paramErr) return bdNamErr;
+  return status == fnfErr ? noErr : status;
+}
+
+}  // namespace
+
+Status CheckItemName(const std::string& name) {
+  const bool isOneName = !name.empty() && name != "." && name != ".." &&
+                         name.find('/') == std::string::npos &&
+                         name.find('\0') == std::string::npos;
+  return isOneName ? noErr : bdNamErr;
+}
+
+Status FindSource(const CopySource& source, struct statx* info) {
+  struct statx found = {};
+  if (const Status status = CheckItemName(source.name)) return status;
+  if (const Status status = ReadObjectInfo(source.folder, source.name.c_str(), &found)) {
+    return status;
+  }
+  const Identity identity = Identity::Of(found);
+  if (identity.GetDevice() != source.device || identity.inode != source.inode) return fnfErr;
+  const bool isCopied =
+      S_ISREG(found.stx_mode) || S_ISDIR(found.stx_mode) || S_ISLNK(found.stx_mode);
+  if (!isCopied) return paramErr;
+  *info = found;
+  return noErr;
+}
+
+Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole role,
+                   CopiedItem* copied) {
+  CopiedItem copy;
+  if (const Status status = CheckItemName(target.name)) return status;
+  if (const Status status = FindSource(source, &copy.source)) return status;
+  if (const Status status = LookAtTarget(target)) return status;
+  SweepFolderOnce(target.folder);
+  const char* name = source.name.c_str();
+  const char* toName = target.name.c_str();
+  Status status = noErr;
+  if (S_ISREG(copy.source.stx_mode)) {
+    status = CopyFile(source.folder, name, target.folder, toName, role, &copy.source, &copy.item,
+                      &copy.isAnyDropped);
+  } else if (S_ISLNK(copy.source.stx_mode)) {
+    status = CopyLink(source.folder, name, copy.source, target.folder, toName, &copy.item);
+  } else {
+    status = CopyFolder(source.folder, name, copy.source, target.folder, toName, role, &copy.item,
+                        &copy.manifest, &copy.isAnyDropped);
+  }
+  if (status == noErr) *copied = std::move(copy);
+  return status;
+}
+
+Status CopyItem(const CopySource& source, const CopyTarget& target) try {
+  CopiedItem copied;
+  const Status status = PublishCopy(source, target, CopyRole::kCopiedItem, &copied);
+  if (status == noErr) copied.item.Keep();
+  return status;
+} catch (const std::bad_alloc&) {
+  return memFullErr;
+}
+
+}  // namespace tessary

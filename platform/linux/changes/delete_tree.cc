@@ -1,0 +1,73 @@
+#include "platform/linux/changes/delete_tree.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/tree_walk.h"
+#include "platform/linux/errors.h"
+
+namespace tessary {
+namespace {
+
+// Gives the owner every right to the folder open, if only as a path, as `folder`. What cannot be
+// opened up shows itself at the next step.
+void OpenUp(int folder, const struct statx& info) {
+  if ((info.stx_mode & S_IRWXU) == S_IRWXU || info.stx_uid != geteuid()) return;
+  std::array<char, 32> path = {};
+  (void)std::snprintf(path.data(), path.size(), "/proc/self/fd/%d", folder);
+  (void)chmod(path.data(), S_IRWXU);
+}
+
+class Deletion : public TreeVisitor {
+ public:
+  explicit Deletion(bool* hasBegun) : hasBegun_(hasBegun) {}
+
+  Status VisitObject(int folder, const char* name, const struct statx& /*info*/) override {
+    return Remove(folder, name, 0);
+  }
+
+  Status OpenFolder(int folder, const char* name, const struct statx& info,
+                    UniqueFd* opened) override {
+    const UniqueFd path(openat(folder, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!path) return LastError();
+    OpenUp(path.get(), info);
+    return TreeVisitor::OpenFolder(folder, name, info, opened);
+  }
+
+  Status EnterFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
+                     int /*opened*/) override {
+    return noErr;
+  }
+
+  Status LeaveFolder(int folder, const char* name, const struct statx& /*info*/,
+                     int /*left*/) override {
+    return Remove(folder, name, AT_REMOVEDIR);
+  }
+
+  Status Remove(int folder, const char* name, int flags) {
+    if (unlinkat(folder, name, flags) != 0) return LastError();
+    *hasBegun_ = true;
+    return noErr;
+  }
+
+ private:
+  bool* hasBegun_;
+};
+
+}  // namespace
+
+Status DeleteTree(int folder, const char* name, int opened, bool* hasBegun) {
+  struct statx info = {};
+  if (const Status status = ReadObjectInfo(opened, "", &info)) return status;
+  OpenUp(opened, info);
+  Deletion deletion(hasBegun);
+  if (const Status status = WalkTree(opened, deletion)) return status;
+  return deletion.Remove(folder, name, AT_REMOVEDIR);
+}
+
+}  // namespace tessary

@@ -1,0 +1,31 @@
+#include "platform/linux/changes/folder_chain.h"
+
+#include <fcntl.h>
+
+#include <utility>
+
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/errors.h"
+
+namespace tessary {
+
+void FolderChain::Push(UniqueFd folder, const Identity& identity) {
+  constexpr size_t kHeldLevels = 32;
+  if (levels_.size() >= kHeldLevels) levels_[levels_.size() - kHeldLevels].folder.Reset();
+  levels_.push_back({std::move(folder), identity});
+}
+
+Status FolderChain::Pop(UniqueFd* left) {
+  UniqueFd folder = std::move(levels_.back().folder);
+  levels_.pop_back();
+  if (!levels_.empty() && !levels_.back().folder) {
+    UniqueFd parent(openat(folder.get(), "..", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!parent) return LastError();
+    if (!IsNameOf(parent.get(), "", levels_.back().identity)) return fBsyErr;
+    levels_.back().folder = std::move(parent);
+  }
+  *left = std::move(folder);
+  return noErr;
+}
+
+}  // namespace tessary

@@ -1,0 +1,210 @@
+#include "platform/linux/changes/hidden_name.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <optional>
+#include <utility>
+
+#include "platform/linux/changes/delete_tree.h"
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/publish.h"
+#include "platform/linux/errors.h"
+#include "platform/managers/uuid.h"
+
+namespace tessary {
+namespace {
+
+constexpr std::string_view kUuidForm = "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX";
+
+bool IsUpperHexDigit(char character) {
+  return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'F');
+}
+
+UniqueFd MakeObject(int folder, const char* name, bool isFolder) {
+  constexpr int kFlags = O_NOFOLLOW | O_CLOEXEC;
+  if (!isFolder) return UniqueFd(openat(folder, name, O_RDWR | O_CREAT | O_EXCL | kFlags, 0600));
+  if (mkdirat(folder, name, 0700) != 0) return UniqueFd();
+  UniqueFd opened(openat(folder, name, O_RDONLY | O_DIRECTORY | kFlags));
+  if (opened) {
+    // What the folder inherits can keep its own maker out of it. A volume without modes may refuse.
+    (void)fchmod(opened.get(), 0700);
+    return opened;
+  }
+  const int error = errno;
+  unlinkat(folder, name, AT_REMOVEDIR);
+  errno = error;
+  return UniqueFd();
+}
+
+// What openat says where the kernel or the volume does not know unnamed files.
+bool MeansNoUnnamedFiles(int error) {
+  return error == EOPNOTSUPP || error == EISDIR || error == EINVAL || error == ENOSYS ||
+         error == ENOENT;
+}
+
+}  // namespace
+
+bool IsHiddenName(std::string_view name) {
+  if (!name.starts_with(kHiddenPrefix)) return false;
+  name.remove_prefix(kHiddenPrefix.size());
+  if (name.size() != kUuidForm.size()) return false;
+  for (size_t i = 0; i < name.size(); ++i) {
+    const bool fits = kUuidForm[i] == '-' ? name[i] == '-' : IsUpperHexDigit(name[i]);
+    if (!fits) return false;
+  }
+  return true;
+}
+
+Status MakeHiddenName(std::string* name) {
+  const std::optional<std::string> uuid = CFUUIDCreateString();
+  if (!uuid) return ioErr;
+  *name = std::string(kHiddenPrefix) + *uuid;
+  return noErr;
+}
+
+Status TakeHiddenLock(int object) {
+  while (flock(object, LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EINTR) continue;
+    return errno == EWOULDBLOCK ? fBsyErr : paramErr;
+  }
+  return noErr;
+}
+
+HiddenItem::HiddenItem(HiddenItem&& other) noexcept { *this = std::move(other); }
+
+HiddenItem& HiddenItem::operator=(HiddenItem&& other) noexcept {
+  if (this == &other) return *this;
+  Remove();
+  folder_ = std::exchange(other.folder_, -1);
+  opened_ = std::move(other.opened_);
+  hiddenName_ = std::exchange(other.hiddenName_, {});
+  publishedName_ = std::exchange(other.publishedName_, {});
+  isFolder_ = other.isFolder_;
+  isKept_ = other.isKept_;
+  return *this;
+}
+
+HiddenItem::~HiddenItem() { Remove(); }
+
+Status HiddenItem::MakeUnnamedFile(int folder, HiddenItem* item) {
+  HiddenItem made;
+  made.folder_ = folder;
+  made.opened_ = UniqueFd(openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+  if (!made.opened_) return MeansNoUnnamedFiles(errno) ? paramErr : LastError();
+  *item = std::move(made);
+  return noErr;
+}
+
+// fBsyErr: a sweeper came between the making and the locking.
+Status HiddenItem::TryToMakeHidden(int folder, bool isFolder, HiddenItem* item) {
+  HiddenItem made;
+  made.folder_ = folder;
+  made.isFolder_ = isFolder;
+  std::string name;
+  if (const Status status = MakeHiddenName(&name)) return status;
+  made.opened_ = MakeObject(folder, name.c_str(), isFolder);
+  if (!made.opened_) return LastError();
+  made.hiddenName_ = std::move(name);
+  // A volume without locks has no sweepers either, as they need the same lock.
+  const Status status = TakeHiddenLock(made.fd());
+  if (status == fBsyErr || !made.IsOurs(made.hiddenName_)) return fBsyErr;
+  *item = std::move(made);
+  return noErr;
+}
+
+Status HiddenItem::MakeHidden(int folder, bool isFolder, HiddenItem* item) {
+  constexpr int kTries = 8;
+  Status status = fBsyErr;
+  for (int i = 0; i < kTries && (status == fBsyErr || status == fnfErr); ++i) {
+    status = TryToMakeHidden(folder, isFolder, item);
+  }
+  return status;
+}
+
+Status HiddenItem::MakeHiddenFile(int folder, HiddenItem* item) {
+  return MakeHidden(folder, false, item);
+}
+
+Status HiddenItem::MakeHiddenFolder(int folder, HiddenItem* item) {
+  return MakeHidden(folder, true, item);
+}
+
+Status HiddenItem::TakeAside(int folder, const char* name, UniqueFd opened, HiddenItem* item) {
+  HiddenItem aside;
+  aside.isKept_ = true;
+  aside.isFolder_ = true;
+  aside.folder_ = folder;
+  aside.opened_ = std::move(opened);
+  // The lock comes before the hidden name, so that no sweeper ever finds the one without the other.
+  if (TakeHiddenLock(aside.fd()) == fBsyErr) return fBsyErr;
+  std::string hiddenName;
+  if (const Status status = MakeHiddenName(&hiddenName)) return status;
+  if (const Status status = aside.HideFrom(name, hiddenName)) return status;
+  aside.hiddenName_ = std::move(hiddenName);
+  *item = std::move(aside);
+  return noErr;
+}
+
+HiddenItem HiddenItem::Published(int folder, const char* name, UniqueFd opened) {
+  HiddenItem item;
+  item.folder_ = folder;
+  item.publishedName_ = name;
+  item.opened_ = std::move(opened);
+  return item;
+}
+
+Status HiddenItem::Publish(const char* name) {
+  const Status status = hiddenName_.empty()
+                            ? LinkOpenFile(fd(), folder_, name)
+                            : RenameWithoutReplacing(folder_, hiddenName_.c_str(), folder_, name);
+  if (status == noErr) publishedName_ = name;
+  return status;
+}
+
+bool HiddenItem::IsStillNamed() const {
+  struct statx info = {};
+  return ReadObjectInfo(fd(), "", &info) == noErr && info.stx_nlink > 0;
+}
+
+bool HiddenItem::IsOurs(const std::string& name) const {
+  struct statx info = {};
+  if (ReadObjectInfo(fd(), "", &info) != noErr) return false;
+  return IsNameOf(folder_, name.c_str(), Identity::Of(info));
+}
+
+// Renames our object, and no other, from `name` to the hidden name.
+Status HiddenItem::HideFrom(const char* name, const std::string& hiddenName) {
+  if (!IsOurs(name)) return fnfErr;
+  const Status status = RenameWithoutReplacing(folder_, name, folder_, hiddenName.c_str());
+  if (status != noErr) return status;
+  if (IsOurs(hiddenName)) return noErr;
+  // Another object got the name in the very last moment, and gets it back; or, where that too has
+  // been taken meanwhile, one at least that no sweeper touches. Nothing else can be done for it.
+  if (RenameWithoutReplacing(folder_, hiddenName.c_str(), folder_, name) != noErr) {
+    (void)RenameWithoutReplacing(folder_, hiddenName.c_str(), folder_, hiddenName.c_str() + 1);
+  }
+  return fnfErr;
+}
+
+// Removes what is still ours. What cannot be removed is left for a later sweep, which is why
+// nothing is reported.
+void HiddenItem::Remove() {
+  if (!opened_ || isKept_) return;
+  const bool isPublished = !publishedName_.empty();
+  if (isFolder_) {
+    // Out of sight first, so that nobody sees it being emptied.
+    if (isPublished && HideFrom(publishedName_.c_str(), hiddenName_) != noErr) return;
+    bool hasBegun = false;
+    // See above.
+    if (IsOurs(hiddenName_)) (void)DeleteTree(folder_, hiddenName_.c_str(), fd(), &hasBegun);
+    return;
+  }
+  const std::string& name = isPublished ? publishedName_ : hiddenName_;
+  if (!name.empty() && IsOurs(name)) unlinkat(folder_, name.c_str(), 0);
+}
+
+}  // namespace tessary

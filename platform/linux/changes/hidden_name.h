@@ -1,0 +1,84 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/linux/catalog/reference.h"
+#include "platform/linux/unique_fd.h"
+#include "platform/managers/status.h"
+
+// Objects that are being made or unmade: they have no name, or a hidden one that no user's file
+// has,
+// ".tessary-" and an upper-case UUID. One whose maker died is recognised by the file lock that
+// nobody holds any more, and swept (platform/linux/changes/sweep.h).
+namespace tessary {
+
+inline constexpr std::string_view kHiddenPrefix = ".tessary-";
+
+// True for names of exactly this form and no other.
+bool IsHiddenName(std::string_view name);
+
+// A new hidden name. noErr, or ioErr when the system has no randomness to give.
+Status MakeHiddenName(std::string* name);
+
+// Locks the open object for this process, if nobody else has it. noErr; fBsyErr (somebody has);
+// paramErr (the volume has no locks).
+Status TakeHiddenLock(int object);
+
+// Owns an object that has no lasting name yet. Unless it is kept, everything of it is removed when
+// the owner goes, also from under the name that it was published under.
+class HiddenItem {
+ public:
+  HiddenItem() = default;
+  HiddenItem(HiddenItem&& other) noexcept;
+  HiddenItem& operator=(HiddenItem&& other) noexcept;
+  ~HiddenItem();
+
+  // Each makes an object in the folder open as `folder`, which stays open while the item lives, and
+  // writes `*item` on success only. An unnamed file or a file with a hidden name, both mode 0600
+  // and open for reading and writing; a folder of mode 0700, open for reading. paramErr: the volume
+  // has no unnamed files. Otherwise noErr or what the file system reports.
+  static Status MakeUnnamedFile(int folder, HiddenItem* item);
+  static Status MakeHiddenFile(int folder, HiddenItem* item);
+  static Status MakeHiddenFolder(int folder, HiddenItem* item);
+
+  // Takes the folder named (`folder`, `name`), open as `opened`, out of sight: under the lock and
+  // by a hidden name. The item is kept from the start. noErr; fBsyErr (another program has locked
+  // it); fnfErr (the name is not that of `opened`); else what the file system reports. On failure
+  // the folder has its name.
+  static Status TakeAside(int folder, const char* name, UniqueFd opened, HiddenItem* item);
+
+  // The object that has just been published as (`folder`, `name`) by other means; open at least as
+  // a path as `opened`.
+  static HiddenItem Published(int folder, const char* name, UniqueFd opened);
+
+  int fd() const { return opened_.get(); }
+  int folder() const { return folder_; }
+  const std::string& name() const { return hiddenName_; }
+
+  // Gives the object its name in the same folder, replacing nothing. The statuses are those of
+  // RenameWithoutReplacing, for an unnamed file those of LinkOpenFile.
+  Status Publish(const char* name);
+
+  // Whether the published object still has a name, wherever somebody may have moved it.
+  bool IsStillNamed() const;
+
+  // From here on the object stays when the owner goes.
+  void Keep() { isKept_ = true; }
+
+ private:
+  static Status TryToMakeHidden(int folder, bool isFolder, HiddenItem* item);
+  static Status MakeHidden(int folder, bool isFolder, HiddenItem* item);
+  void Remove();
+  bool IsOurs(const std::string& name) const;
+  Status HideFrom(const char* name, const std::string& hiddenName);
+
+  int folder_ = -1;
+  UniqueFd opened_;
+  std::string hiddenName_;     // empty for an unnamed file
+  std::string publishedName_;  // empty until published
+  bool isFolder_ = false;
+  bool isKept_ = false;
+};
+
+}  // namespace tessary

@@ -1,0 +1,135 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <new>
+#include <utility>
+
+#include "platform/linux/changes/copied_item.h"
+#include "platform/linux/changes/copy_item.h"
+#include "platform/linux/changes/deletable.h"
+#include "platform/linux/changes/delete_tree.h"
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/sweep.h"
+#include "platform/linux/errors.h"
+#include "platform/managers/log.h"
+
+namespace tessary {
+namespace {
+
+// Makes the names in the folder durable, and with them, as journals go, what they name.
+Status MakeFolderDurable(int folder) {
+  const UniqueFd opened(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!opened && errno == EACCES) {
+    // A folder that one may write to but not read cannot be synced by itself.
+    sync();
+    return noErr;
+  }
+  if (!opened) return LastError();
+  if (fsync(opened.get()) == 0) return noErr;
+  const bool isUnknown = errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
+  return isUnknown && syncfs(opened.get()) == 0 ? noErr : LastError();
+}
+
+// After this the copy outlives a crash. A folder's contents were made durable before it got its
+// name.
+Status MakeDurable(const CopiedItem& copied, const CopyTarget& target) {
+  if (S_ISREG(copied.source.stx_mode) && fsync(copied.item.fd()) != 0) return LastError();
+  return MakeFolderDurable(target.folder);
+}
+
+// True when the source is no longer there: somebody has deleted it or moved it elsewhere while it
+// was copied. The copy may then be the only one, and stays.
+bool IsGone(const CopySource& source) {
+  struct statx info = {};
+  return ReadObjectInfo(source.folder, source.name.c_str(), &info) == fnfErr;
+}
+
+Status DeleteFile(const CopySource& source, CopiedItem* copied) {
+  struct statx info = {};
+  const Status status = ReadObjectInfo(source.folder, source.name.c_str(), &info);
+  if (status != noErr) return status;
+  if (!IsUnchanged(copied->source, info)) return fBsyErr;
+  if (unlinkat(source.folder, source.name.c_str(), 0) != 0) return LastError();
+  copied->item.Keep();
+  return noErr;
+}
+
+Status OpenUnchangedFolder(const CopySource& source, const CopiedItem& copied, UniqueFd* opened) {
+  UniqueFd folder(
+      openat(source.folder, source.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!folder) return LastError();
+  Manifest manifest;
+  if (const Status status = ReadManifest(folder.get(), &manifest)) return status;
+  if (!manifest.Matches(copied.manifest)) return fBsyErr;
+  *opened = std::move(folder);
+  return noErr;
+}
+
+// Deletes a folder under a hidden name, so that nobody ever sees half of it. From the first thing
+// deleted on, the copy is the only whole one and stays, whatever happens; the rest of the original
+// is then swept later.
+Status DeleteFolder(const CopySource& source, CopiedItem* copied) {
+  UniqueFd opened;
+  Status status = OpenUnchangedFolder(source, *copied, &opened);
+  if (status != noErr) return status;
+  HiddenItem aside;
+  status = HiddenItem::TakeAside(source.folder, source.name.c_str(), std::move(opened), &aside);
+  if (status != noErr) return status;
+
+  bool hasBegun = false;
+  status = MakeFolderDurable(source.folder);
+  if (status == noErr) {
+    status = DeleteTree(source.folder, aside.name().c_str(), aside.fd(), &hasBegun);
+  }
+  if (status == noErr || hasBegun) copied->item.Keep();
+  if (status == noErr) return noErr;
+  if (hasBegun) {
+    NSLog("What is left of \"" + source.name + "\" on its old volume could not be deleted");
+    return noErr;
+  }
+  if (const Status renamed = aside.Publish(source.name.c_str())) {
+    // The name was taken meanwhile. The original is whole, but hidden, and its copy must stay.
+    copied->item.Keep();
+    NSLog("\"" + source.name + "\" could not be deleted and is now \"" + aside.name() + "\"");
+    return renamed;
+  }
+  return status;
+}
+
+Status Move(const CopySource& source, const CopyTarget& target) {
+  struct statx info = {};
+  if (const Status status = CheckItemName(target.name)) return status;
+  if (const Status status = FindSource(source, &info)) return status;
+  Status status = CheckDeletable(source.folder, source.name.c_str(), info);
+  if (status != noErr) return status;
+
+  SweepFolderOnce(source.folder);
+  CopiedItem copied;
+  status = PublishCopy(source, target, CopyRole::kMovedItem, &copied);
+  if (status != noErr) return status;
+  status = MakeDurable(copied, target);
+  if (status != noErr) return status;
+  // Somebody may have deleted the copy already; then the original is the only one.
+  if (!copied.item.IsStillNamed()) return fnfErr;
+  status = S_ISDIR(info.stx_mode) ? DeleteFolder(source, &copied) : DeleteFile(source, &copied);
+  if (status == fnfErr && IsGone(source)) {
+    copied.item.Keep();
+    status = noErr;
+  }
+  if (status == noErr && copied.isAnyDropped) {
+    NSLog("Attributes of \"" + source.name + "\" could not be kept on the destination's volume");
+  }
+  return status;
+}
+
+}  // namespace
+
+Status MoveItemAcrossVolumes(const CopySource& source, const CopyTarget& target) try {
+  return Move(source, target);
+} catch (const std::bad_alloc&) {
+  return memFullErr;
+}
+
+}  // namespace tessary

@@ -1,0 +1,88 @@
+#include "platform/linux/changes/publish.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/publish_fallbacks.h"
+#include "platform/linux/changes/volume_memory.h"
+#include "platform/linux/errors.h"
+
+namespace tessary {
+namespace {
+
+bool IsFolder(int folder, const char* name) {
+  struct statx info = {};
+  return ReadObjectInfo(folder, name, &info) == noErr && S_ISDIR(info.stx_mode);
+}
+
+Status RenameWithoutFlag(int fromFolder, const char* fromName, int toFolder, const char* toName) {
+  if (!IsFolder(fromFolder, fromName)) {
+    const Status status = RenameByLink(fromFolder, fromName, toFolder, toName);
+    if (status != paramErr) return status;
+  }
+  return RenameOntoPlaceholder(fromFolder, fromName, toFolder, toName);
+}
+
+bool LacksFlag(int folder, Identity* identity) {
+  struct statx info = {};
+  if (ReadObjectInfo(folder, "", &info) != noErr) return false;
+  *identity = Identity::Of(info);
+  return IsKnownToLack(identity->device, VolumeLack::kNoReplaceFlag);
+}
+
+// Gives the open file a name by way of /proc, which any user may do on every kernel.
+int LinkThroughProc(int file, int toFolder, const char* toName) {
+  std::array<char, 32> path = {};
+  (void)std::snprintf(path.data(), path.size(), "/proc/self/fd/%d", file);
+  return linkat(AT_FDCWD, path.data(), toFolder, toName, AT_SYMLINK_FOLLOW);
+}
+
+}  // namespace
+
+Status RenameWithoutReplacing(int fromFolder, const char* fromName, int toFolder,
+                              const char* toName) {
+  Identity folder;
+  const bool skipsFlag =
+      IsAnyKnownToLack(VolumeLack::kNoReplaceFlag) && LacksFlag(toFolder, &folder);
+  if (!skipsFlag) {
+    if (renameat2(fromFolder, fromName, toFolder, toName, RENAME_NOREPLACE) == 0) return noErr;
+    if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) return LastError();
+  }
+  if (LiesWithin(toFolder, fromFolder, fromName)) return badMovErr;
+  // Where it was the name that the volume refused, the ways without the flag say so, and nothing is
+  // learned about the volume.
+  const Status status = RenameWithoutFlag(fromFolder, fromName, toFolder, toName);
+  if (status == noErr && !skipsFlag && !LacksFlag(toFolder, &folder) && folder.inode != 0) {
+    RememberLack(folder.device, VolumeLack::kNoReplaceFlag);
+  }
+  return status;
+}
+
+Status LinkOpenFile(int file, int toFolder, const char* toName) {
+  if (linkat(file, "", toFolder, toName, AT_EMPTY_PATH) == 0) return noErr;
+  // Before Linux 6.10 an empty path needed a privilege, and said ENOENT without it.
+  if (errno == ENOENT || errno == EPERM || errno == EACCES) {
+    if (LinkThroughProc(file, toFolder, toName) == 0) return noErr;
+  }
+  switch (errno) {
+    case EPERM:
+    case EOPNOTSUPP:
+    case ENOSYS:
+    case EMLINK:
+    case EXDEV:
+    case ENOENT:
+      return paramErr;
+    case EINVAL:
+      return bdNamErr;
+    default:
+      return LastError();
+  }
+}
+
+}  // namespace tessary

@@ -1,0 +1,78 @@
+#include "platform/linux/changes/sweep.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <mutex>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "platform/linux/changes/delete_tree.h"
+#include "platform/linux/changes/folder_names.h"
+#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/publish.h"
+
+namespace tessary {
+namespace {
+
+struct SweptFolders {
+  std::mutex mutex;
+  std::set<std::tuple<uint32_t, uint64_t, uint64_t>> identities;
+};
+
+// True the first time it is asked about a folder.
+bool IsFirstUse(const Identity& folder) {
+  static SweptFolders gSwept;
+  const std::lock_guard lock(gSwept.mutex);
+  return gSwept.identities.insert({folder.device, folder.inode, folder.birth}).second;
+}
+
+void SweepTree(int folder, const char* name, int leftover, const Identity& identity) {
+  std::string ownName;
+  if (MakeHiddenName(&ownName) != noErr) return;
+  if (RenameWithoutReplacing(folder, name, folder, ownName.c_str()) != noErr) return;
+  if (!IsNameOf(folder, ownName.c_str(), identity)) return;
+  bool hasBegun = false;
+  // What cannot be deleted is left.
+  (void)DeleteTree(folder, ownName.c_str(), leftover, &hasBegun);
+}
+
+void SweepLeftover(int folder, const char* name) {
+  struct statx info = {};
+  if (ReadObjectInfo(folder, name, &info) != noErr) return;
+  if (!S_ISREG(info.stx_mode) && !S_ISDIR(info.stx_mode)) return;
+  const UniqueFd leftover(
+      openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!leftover || !IsNameOf(leftover.get(), "", Identity::Of(info))) return;
+  if (TakeHiddenLock(leftover.get()) != noErr) return;
+  // Between the look and the lock its maker may have published it.
+  if (!IsNameOf(folder, name, Identity::Of(info))) return;
+  if (S_ISDIR(info.stx_mode)) {
+    SweepTree(folder, name, leftover.get(), Identity::Of(info));
+  } else {
+    unlinkat(folder, name, 0);
+  }
+}
+
+}  // namespace
+
+void SweepFolder(int folder) {
+  const UniqueFd opened(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!opened) return;
+  std::vector<std::string> names;
+  if (ReadFolderNames(opened.get(), IsHiddenName, &names) != noErr) return;
+  for (const std::string& name : names) SweepLeftover(opened.get(), name.c_str());
+}
+
+void SweepFolderOnce(int folder) {
+  struct statx info = {};
+  if (ReadObjectInfo(folder, "", &info) == noErr && IsFirstUse(Identity::Of(info))) {
+    SweepFolder(folder);
+  }
+}
+
+}  // namespace tessary

@@ -1,0 +1,40 @@
+#include "platform/linux/changes/volume_memory.h"
+
+#include <algorithm>
+#include <mutex>
+#include <set>
+#include <utility>
+
+namespace tessary {
+namespace {
+
+struct VolumeMemory {
+  std::mutex mutex;
+  std::set<std::pair<VolumeLack, uint32_t>> lacks;
+};
+
+VolumeMemory& Memory() {
+  static VolumeMemory gMemory;
+  return gMemory;
+}
+
+}  // namespace
+
+bool IsKnownToLack(uint32_t device, VolumeLack what) {
+  const std::lock_guard lock(Memory().mutex);
+  return Memory().lacks.contains({what, device});
+}
+
+void RememberLack(uint32_t device, VolumeLack what) {
+  const std::lock_guard lock(Memory().mutex);
+  Memory().lacks.insert({what, device});
+}
+
+bool IsAnyKnownToLack(VolumeLack what) {
+  const std::lock_guard lock(Memory().mutex);
+  const auto& lacks = Memory().lacks;
+  return std::any_of(lacks.begin(), lacks.end(),
+                     [what](const auto& lack) { return lack.first == what; });
+}
+
+}  // namespace tessary

@@ -1,0 +1,62 @@
+#include "platform/linux/configuration/config_folder.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <optional>
+#include <vector>
+
+#include "platform/linux/errors.h"
+
+namespace tessary {
+namespace {
+
+// A path less the slashes at its end, which leaves nothing of the root; none where it is relative.
+std::optional<std::string> AbsoluteFolder(const char* path) {
+  if (path == nullptr || path[0] != '/') return std::nullopt;
+  std::string folder = path;
+  folder.erase(folder.find_last_not_of('/') + 1);
+  return folder;
+}
+
+std::string HomeFromUserList() {
+  const long suggested = sysconf(_SC_GETPW_R_SIZE_MAX);
+  std::vector<char> buffer(suggested > 0 ? static_cast<size_t>(suggested) : 16384);
+  passwd entry = {};
+  passwd* found = nullptr;
+  if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) != 0) return "";
+  if (found == nullptr) return "";
+  return AbsoluteFolder(found->pw_dir).value_or("");
+}
+
+std::string HomeFolder() {
+  if (const auto home = AbsoluteFolder(std::getenv("HOME"))) return *home;
+  // The list may be a file or a service across the network, and this is asked for at every
+  // synchronise of the preferences.
+  static const std::string listed = HomeFromUserList();
+  return listed;
+}
+
+Status MakeFolderAndParents(const std::string& path) {
+  if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return noErr;
+  if (errno != ENOENT) return LastError();
+  const size_t slash = path.rfind('/');
+  if (slash == 0 || slash == std::string::npos) return fnfErr;
+  const Status status = MakeFolderAndParents(path.substr(0, slash));
+  if (status != noErr) return status;
+  return mkdir(path.c_str(), 0700) == 0 || errno == EEXIST ? noErr : LastError();
+}
+
+}  // namespace
+
+std::string ConfigFolder() {
+  const auto configHome = AbsoluteFolder(std::getenv("XDG_CONFIG_HOME"));
+  return (configHome ? *configHome : HomeFolder() + "/.config") + "/tessary";
+}
+
+Status MakeConfigFolder() { return MakeFolderAndParents(ConfigFolder()); }
+
+}  // namespace tessary

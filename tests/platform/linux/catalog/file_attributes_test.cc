@@ -1,0 +1,76 @@
+#include "platform/managers/file_attributes.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <string>
+
+#include "platform/linux/catalog/creation_date.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using testing::MakeLink;
+using testing::SetAttribute;
+using testing::SetModificationDate;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+constexpr DateAttribute kModified = DateAttribute::NSFileModificationDate;
+constexpr DateAttribute kCreated = DateAttribute::NSFileCreationDate;
+
+TEST(CopyFileDateAtPath, TellsTheModificationDateToTheNanosecond) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  const std::array<timespec, 2> times = {timespec{1, 2}, timespec{1236139200, 123456789}};
+  ASSERT_EQ(0, utimensat(AT_FDCWD, (folder / "file").c_str(), times.data(), 0));
+  EXPECT_EQ((Timestamp{1236139200, 123456789}), CopyFileDateAtPath(folder / "file", kModified));
+}
+
+TEST(CopyFileDateAtPath, DatesALinkByItsTarget) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  MakeLink("file", folder / "link");
+  SetModificationDate(folder / "file", 1'000'000);
+  SetModificationDate(folder / "link", 2'000'000);
+  EXPECT_EQ((Timestamp{1'000'000, 0}), CopyFileDateAtPath(folder / "link", kModified));
+}
+
+TEST(CopyFileDateAtPath, TellsNothingOfADanglingLinkALoopOrNothing) {
+  const TemporaryFolder folder;
+  MakeLink("nowhere", folder / "dangling");
+  MakeLink("loop", folder / "loop");
+  for (const char* name : {"dangling", "loop", "absent"}) {
+    EXPECT_EQ(std::nullopt, CopyFileDateAtPath(folder / name, kModified)) << name;
+    EXPECT_EQ(std::nullopt, CopyFileDateAtPath(folder / name, kCreated)) << name;
+  }
+  EXPECT_EQ(std::nullopt, CopyFileDateAtPath("", kModified));
+}
+
+TEST(CopyFileDateAtPath, PrefersTheCreationDateThatTheFileCarries) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  MakeLink("file", folder / "link");
+  if (!SetAttribute(folder / "file", kCreationDateAttribute, "2009-03-04T05:06:07.000000089Z")) {
+    GTEST_SKIP() << "no attributes here";
+  }
+  const Timestamp carried = {1236143167, 89};
+  EXPECT_EQ(carried, CopyFileDateAtPath(folder / "file", kCreated));
+  EXPECT_EQ(carried, CopyFileDateAtPath(folder / "link", kCreated));
+}
+
+TEST(CopyFileDateAtPath, TellsTheBirthTimeWhereTheFileCarriesNone) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  struct statx info = {};
+  ASSERT_EQ(0, statx(AT_FDCWD, (folder / "file").c_str(), 0, STATX_BTIME, &info));
+  if ((info.stx_mask & STATX_BTIME) == 0) GTEST_SKIP() << "no birth times here";
+  EXPECT_EQ((Timestamp{info.stx_btime.tv_sec, info.stx_btime.tv_nsec}),
+            CopyFileDateAtPath(folder / "file", kCreated));
+}
+
+}  // namespace
+}  // namespace tessary

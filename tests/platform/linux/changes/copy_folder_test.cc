@@ -1,0 +1,238 @@
+#include "platform/linux/changes/copy_folder.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/linux/catalog/creation_date.h"
+#include "platform/linux/changes/delete_tree.h"
+#include "tests/support/copying.h"
+#include "tests/support/refused_calls.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using testing::AttributeAt;
+using testing::CopyAt;
+using testing::Exists;
+using testing::FilesBelow;
+using testing::InfoAt;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::NamesIn;
+using testing::OpenFolder;
+using testing::ReadFile;
+using testing::RunWithoutCalls;
+using testing::SetAttribute;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+constexpr char kComment[] = "user.xdg.comment";
+
+class CopyingAFolder : public ::testing::Test {
+ protected:
+  CopyingAFolder() { MakeFolder(folder_ / "to"); }
+
+  Status Copy() { return CopyAt(folder_ / "package", folder_ / "to/package"); }
+  std::string Source(const std::string& path) { return folder_ / ("package/" + path); }
+  std::string Target(const std::string& path) { return folder_ / ("to/package/" + path); }
+
+  void ExpectNothingLeft() { EXPECT_TRUE(NamesIn(folder_ / "to").empty()); }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(CopyingAFolder, TakesEverythingInIt) {
+  const std::vector<std::string> names = {
+      ".hidden", "a..b", "caf\xe9", "empty", std::string(255, 'x'), "two\nlines"};
+  for (const std::string& name : names) WriteFile(Source("Contents/" + name), name);
+  WriteFile(Source("Contents/empty"));
+  MakeFolder(Source("nothing inside"));
+  ASSERT_EQ(noErr, Copy());
+  EXPECT_EQ(FilesBelow(folder_ / "package"), FilesBelow(folder_ / "to/package"));
+  EXPECT_EQ("caf\xe9", ReadFile(Target("Contents/caf\xe9")));
+  EXPECT_TRUE(NamesIn(Target("nothing inside")).empty());
+  EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(folder_ / "to"));
+}
+
+TEST_F(CopyingAFolder, KeepsModesAndTimesOfFolders) {
+  WriteFile(Source("closed/file"), "x");
+  const std::array<timespec, 2> times = {timespec{11, 12}, timespec{13, 14}};
+  for (const char* path : {"closed", ""}) {
+    ASSERT_EQ(0, chmod(Source(path).c_str(), 0555));
+    ASSERT_EQ(0, utimensat(AT_FDCWD, Source(path).c_str(), times.data(), 0));
+  }
+  ASSERT_EQ(noErr, Copy());
+  for (const char* path : {"closed", ""}) {
+    const struct stat info = InfoAt(Target(path));
+    EXPECT_EQ(0555U, info.st_mode & 07777);
+    EXPECT_EQ(13, info.st_mtim.tv_sec);
+    EXPECT_EQ(14, info.st_mtim.tv_nsec);
+  }
+}
+
+TEST_F(CopyingAFolder, KeepsHardLinksInside) {
+  WriteFile(Source("a/first"), "shared");
+  MakeFolder(Source("b/c"));
+  ASSERT_EQ(0, link(Source("a/first").c_str(), Source("b/c/second").c_str()));
+  ASSERT_EQ(0, link(Source("a/first").c_str(), Source("third").c_str()));
+  WriteFile(Source("alone"), "alone");
+  ASSERT_EQ(0, link(Source("alone").c_str(), (folder_ / "outside").c_str()));
+  ASSERT_EQ(noErr, Copy());
+  const struct stat first = InfoAt(Target("a/first"));
+  EXPECT_EQ(3U, first.st_nlink);
+  EXPECT_EQ(first.st_ino, InfoAt(Target("b/c/second")).st_ino);
+  EXPECT_EQ(first.st_ino, InfoAt(Target("third")).st_ino);
+  EXPECT_NE(first.st_ino, InfoAt(Source("third")).st_ino);
+  EXPECT_EQ(1U, InfoAt(Target("alone")).st_nlink);
+  EXPECT_EQ("shared", ReadFile(Target("b/c/second")));
+  EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(folder_ / "to"));
+}
+
+TEST_F(CopyingAFolder, CopiesLinkedFilesTwiceWhereThereAreNoLinks) {
+  WriteFile(Source("first"), "shared");
+  ASSERT_EQ(0, link(Source("first").c_str(), Source("second").c_str()));
+  EXPECT_TRUE(RunWithoutCalls({{SYS_linkat, EPERM, 0, 0}}, [&] { EXPECT_EQ(noErr, Copy()); }));
+  EXPECT_EQ("shared", ReadFile(Target("first")));
+  EXPECT_EQ("shared", ReadFile(Target("second")));
+  EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(folder_ / "to"));
+}
+
+TEST_F(CopyingAFolder, NeverFollowsLinksInside) {
+  WriteFile(folder_ / "outside/file", "x");
+  MakeFolder(Source(""));
+  MakeLink(folder_ / "outside", Source("to folder"));
+  MakeLink(folder_ / "outside/file", Source("to file"));
+  MakeLink("nowhere", Source("dangling"));
+  MakeLink(".", Source("to itself"));
+  ASSERT_EQ(noErr, Copy());
+  for (const char* name : {"to folder", "to file", "dangling", "to itself"}) {
+    EXPECT_TRUE(S_ISLNK(InfoAt(Target(name)).st_mode)) << name;
+  }
+}
+
+TEST_F(CopyingAFolder, LeavesOutItsOwnCommentOnly) {
+  WriteFile(Source("file"), "x");
+  WriteFile(Source("dated"), "x");
+  if (!SetAttribute(Source(""), kComment, "own") || !SetAttribute(Source("file"), kComment, "in")) {
+    GTEST_SKIP() << "the volume has no attributes";
+  }
+  ASSERT_TRUE(SetAttribute(Source("dated"), kCreationDateAttribute, "1971-01-01T00:00:00Z"));
+  ASSERT_EQ(noErr, Copy());
+  EXPECT_EQ("(none)", AttributeAt(Target(""), kComment));
+  EXPECT_EQ("in", AttributeAt(Target("file"), kComment));
+  EXPECT_NE("(none)", AttributeAt(Target(""), kCreationDateAttribute));
+  EXPECT_EQ("1971-01-01T00:00:00Z", AttributeAt(Target("dated"), kCreationDateAttribute));
+  EXPECT_EQ("(none)", AttributeAt(Target("file"), kCreationDateAttribute));
+}
+
+TEST_F(CopyingAFolder, RefusesOtherKindsInside) {
+  WriteFile(Source("a/file"), "x");
+  ASSERT_EQ(0, mkfifo(Source("z").c_str(), 0600));
+  EXPECT_EQ(paramErr, Copy());
+  ExpectNothingLeft();
+}
+
+TEST_F(CopyingAFolder, RefusesItself) {
+  MakeFolder(Source("deep/er"));
+  EXPECT_EQ(badMovErr, CopyAt(folder_ / "package", Source("copy")));
+  EXPECT_EQ(badMovErr, CopyAt(folder_ / "package", Source("deep/er/copy")));
+  EXPECT_EQ(std::vector<std::string>{"deep"}, NamesIn(folder_ / "package"));
+}
+
+TEST_F(CopyingAFolder, RefusesAVolumeMountedInside) {
+  WriteFile(Source("a"), "x");
+  MakeFolder(Source("mounted"));
+  if (mount("tmpfs", Source("mounted").c_str(), "tmpfs", 0, "size=64k") != 0) {
+    GTEST_SKIP() << "cannot mount here";
+  }
+  EXPECT_EQ(diffVolErr, Copy());
+  EXPECT_EQ(0, umount(Source("mounted").c_str()));
+  ExpectNothingLeft();
+}
+
+TEST_F(CopyingAFolder, LeavesNothingWhenItFailsHalfWay) {
+  for (int i = 0; i < 10; ++i) WriteFile(Source(std::to_string(i) + "/file"), "x");
+  ASSERT_EQ(0, link(Source("1/file").c_str(), Source("9/linked").c_str()));
+  MakeLink("x", Source("9/z"));
+  EXPECT_TRUE(RunWithoutCalls({{SYS_symlinkat, EIO, 0, 0}}, [&] { EXPECT_EQ(ioErr, Copy()); }));
+  ExpectNothingLeft();
+}
+
+TEST_F(CopyingAFolder, TakesAnyDepthWithFewDescriptors) {
+  constexpr int kDepth = 1200;
+  const std::string name(200, 'd');
+  const UniqueFd from = OpenFolder(folder_.path());
+  UniqueFd current = OpenFolder(folder_.path());
+  for (int i = 0; i < kDepth; ++i) {
+    ASSERT_EQ(0, mkdirat(current.get(), name.c_str(), 0700));
+    current = UniqueFd(openat(current.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_TRUE(current);
+  }
+  ASSERT_EQ(0, symlinkat("end", current.get(), "link"));
+  EXPECT_EQ(noErr, CopyAt(folder_ / name, folder_ / "to/deep"));
+
+  UniqueFd copy = OpenFolder(folder_ / "to/deep");
+  for (int i = 1; i < kDepth; ++i) {
+    copy = UniqueFd(openat(copy.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_TRUE(copy) << i;
+  }
+  EXPECT_EQ(0, faccessat(copy.get(), "link", F_OK, AT_SYMLINK_NOFOLLOW));
+  // Deeper than a path can name, so not for the temporary folder to remove.
+  bool hasBegun = false;
+  const UniqueFd to = OpenFolder(folder_ / "to");
+  const UniqueFd top(open((folder_ / name).c_str(), O_RDONLY | O_DIRECTORY));
+  const UniqueFd deep(open((folder_ / "to/deep").c_str(), O_RDONLY | O_DIRECTORY));
+  EXPECT_EQ(noErr, DeleteTree(from.get(), name.c_str(), top.get(), &hasBegun));
+  EXPECT_EQ(noErr, DeleteTree(to.get(), "deep", deep.get(), &hasBegun));
+}
+
+// Copies in a child that is killed somewhere in the middle, again and again. What bears the name is
+// whole, and the next copy, by a process that has swept nothing yet, leaves nothing hidden.
+TEST_F(CopyingAFolder, LeavesNoHalfOfItWhenItsProcessIsKilled) {
+  for (int i = 0; i < 60; ++i) {
+    WriteFile(Source(std::to_string(i % 7) + "/" + std::to_string(i)), std::string(20'000, 'x'));
+  }
+  ASSERT_EQ(0, link(Source("1/1").c_str(), Source("2/linked").c_str()));
+  const std::vector<std::string> whole = FilesBelow(folder_ / "package");
+  int killed = 0;
+  for (useconds_t delay = 200; delay < 20'000; delay += delay / 4 + 100) {
+    const pid_t child = fork();
+    if (child == 0) {
+      for (int i = 0;; ++i) {
+        if (CopyAt(folder_ / "package", folder_ / ("to/" + std::to_string(i))) != noErr) _exit(1);
+      }
+    }
+    usleep(delay);
+    ASSERT_EQ(0, kill(child, SIGKILL));
+    int status = 0;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    killed += WIFSIGNALED(status) ? 1 : 0;
+
+    const pid_t next = fork();
+    if (next == 0) _exit(Copy() == noErr ? 0 : 1);
+    ASSERT_EQ(next, waitpid(next, &status, 0));
+    ASSERT_EQ(0, status);
+    for (const std::string& name : NamesIn(folder_ / "to")) {
+      ASSERT_FALSE(name.starts_with(".tessary-")) << "left after " << delay;
+      ASSERT_EQ(whole, FilesBelow(folder_ / ("to/" + name))) << name;
+      std::filesystem::remove_all(folder_ / ("to/" + name));
+    }
+  }
+  EXPECT_GT(killed, 5);
+}
+
+}  // namespace
+}  // namespace tessary

@@ -1,0 +1,345 @@
+#include "platform/linux/changes/copy_item.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "platform/linux/catalog/creation_date.h"
+#include "platform/linux/changes/object_info.h"
+#include "tests/support/copying.h"
+#include "tests/support/memory_volume.h"
+#include "tests/support/ordinary_user.h"
+#include "tests/support/refused_calls.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using testing::AttributeAt;
+using testing::CopyAt;
+using testing::Exists;
+using testing::InfoAt;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::MakeSparseFile;
+using testing::MemoryVolume;
+using testing::NamesIn;
+using testing::OpenFolder;
+using testing::ReadFile;
+using testing::RefusedCall;
+using testing::RunAsOrdinaryUser;
+using testing::RunWithoutCalls;
+using testing::SetAttribute;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+constexpr char kComment[] = "user.xdg.comment";
+constexpr uint32_t kUnnamedFileFlag = O_TMPFILE & ~O_DIRECTORY;
+
+bool IsSameTime(const timespec& first, const timespec& second) {
+  return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
+}
+
+// Copies on one volume and to another, with everything that the kernel offers and without.
+struct Way {
+  const char* name;
+  bool isAcross;
+  std::vector<RefusedCall> refused;
+};
+
+const std::vector<Way>& Ways() {
+  static const std::vector<Way> gWays = {
+      {"OnOneVolume", false, {}},
+      {"ToAnotherVolume", true, {}},
+      {"WithoutUnnamedFiles", false, {{SYS_openat, EOPNOTSUPP, 2, kUnnamedFileFlag}}},
+      {"WithoutLinks", false, {{SYS_linkat, EPERM, 0, 0}}},
+      {"WithoutLinksAndTheFlag",
+       false,
+       {{SYS_linkat, EPERM, 0, 0}, {SYS_renameat2, EINVAL, 4, ~0U}}},
+      {"WithoutCopyingInTheKernel",
+       true,
+       {{SYS_copy_file_range, EXDEV, 0, 0}, {SYS_ioctl, EOPNOTSUPP, 0, 0}}},
+      {"WithoutLocks", false, {{SYS_flock, ENOLCK, 0, 0}, {SYS_linkat, EPERM, 0, 0}}},
+  };
+  return gWays;
+}
+
+class Copying : public ::testing::TestWithParam<Way> {
+ protected:
+  Copying() : to_(GetParam().isAcross ? memory_ : same_) {}
+
+  void SetUp() override {
+    if (GetParam().isAcross && !testing::AreOnDifferentVolumes(from_.path(), memory_.path())) {
+      GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+    }
+  }
+
+  // Copies and expects the status, where the calls are refused.
+  void Copy(Status expected, const std::string& from, const std::string& to) {
+    const auto body = [&] { EXPECT_EQ(expected, CopyAt(from_ / from, to_ / to)); };
+    if (GetParam().refused.empty()) return body();
+    EXPECT_TRUE(RunWithoutCalls(GetParam().refused, body));
+  }
+
+  TemporaryFolder from_;
+  TemporaryFolder same_;
+  TemporaryFolder memory_{"/dev/shm"};
+  TemporaryFolder& to_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Ways, Copying, ::testing::ValuesIn(Ways()),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_P(Copying, KeepsContentsOfEverySize) {
+  for (const size_t size : {0U, 1U, 4096U, 262144U, 262145U, 3000001U}) {
+    std::string contents(size, '\0');
+    for (size_t i = 0; i < size; ++i) contents[i] = static_cast<char>(i * 7 + i / 256);
+    const std::string name = std::to_string(size);
+    WriteFile(from_ / name, contents);
+    Copy(noErr, name, name);
+    EXPECT_TRUE(contents == ReadFile(to_ / name)) << size;
+    EXPECT_TRUE(contents == ReadFile(from_ / name)) << size;
+    EXPECT_EQ(1U, InfoAt(to_ / name).st_nlink);
+  }
+  EXPECT_EQ(6U, NamesIn(to_.path()).size());
+}
+
+TEST_P(Copying, KeepsHoles) {
+  constexpr off_t kSize = 8 << 20;
+  MakeSparseFile(from_ / "start", "text", kSize);
+  MakeSparseFile(from_ / "hole", "", kSize);
+  MakeSparseFile(from_ / "middle", "", kSize);
+  const UniqueFd middle(open((from_ / "middle").c_str(), O_WRONLY));
+  ASSERT_EQ(4, pwrite(middle.get(), "text", 4, kSize / 2 + 5));
+  for (const std::string name : {"start", "hole", "middle"}) {
+    Copy(noErr, name, name);
+    EXPECT_EQ(kSize, InfoAt(to_ / name).st_size);
+    EXPECT_LT(InfoAt(to_ / name).st_blocks * 512, 1 << 20);
+    EXPECT_TRUE(ReadFile(from_ / name) == ReadFile(to_ / name)) << name;
+  }
+}
+
+TEST_P(Copying, KeepsModeAndTimesToTheNanosecond) {
+  for (const mode_t mode : {0644U, 0400U, 0755U, 0777U, 0111U | 0400U}) {
+    const std::string name = std::to_string(mode);
+    WriteFile(from_ / name, "x");
+    ASSERT_EQ(0, chmod((from_ / name).c_str(), mode));
+    const std::array<timespec, 2> times = {timespec{1'000'000'001, 123'456'789},
+                                           timespec{-5, 987'654'321}};
+    ASSERT_EQ(0, utimensat(AT_FDCWD, (from_ / name).c_str(), times.data(), 0));
+    Copy(noErr, name, name);
+    EXPECT_EQ(mode, InfoAt(to_ / name).st_mode & 07777);
+    EXPECT_TRUE(IsSameTime(times[0], InfoAt(to_ / name).st_atim));
+    EXPECT_TRUE(IsSameTime(times[1], InfoAt(to_ / name).st_mtim));
+  }
+}
+
+TEST_P(Copying, LeavesOutTheCommentAndNothingElse) {
+  WriteFile(from_ / "file", "x");
+  if (!SetAttribute(from_ / "file", kComment, "mine") || !SetAttribute(to_.path(), "user.x", "")) {
+    GTEST_SKIP() << "the volume has no attributes";
+  }
+  ASSERT_TRUE(SetAttribute(from_ / "file", "user.long", std::string(2000, 'v')));
+  ASSERT_TRUE(SetAttribute(from_ / "file", "user.empty", ""));
+  Copy(noErr, "file", "file");
+  EXPECT_EQ("(none)", AttributeAt(to_ / "file", kComment));
+  EXPECT_EQ(std::string(2000, 'v'), AttributeAt(to_ / "file", "user.long"));
+  EXPECT_EQ("", AttributeAt(to_ / "file", "user.empty"));
+  EXPECT_EQ("mine", AttributeAt(from_ / "file", kComment));
+}
+
+TEST_P(Copying, WritesDownTheCreationDate) {
+  WriteFile(from_ / "born", "x");
+  WriteFile(from_ / "carried", "x");
+  constexpr char kDate[] = "2009-03-04T05:06:07.000000089Z";
+  if (!SetAttribute(from_ / "carried", kCreationDateAttribute, kDate) ||
+      !SetAttribute(to_.path(), "user.x", "")) {
+    GTEST_SKIP() << "the volume has no attributes";
+  }
+  struct statx info = {};
+  ASSERT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (from_ / "born").c_str(), &info));
+  Copy(noErr, "carried", "carried");
+  EXPECT_EQ(kDate, AttributeAt(to_ / "carried", kCreationDateAttribute));
+  Copy(noErr, "born", "born");
+  const std::string born =
+      (info.stx_mask & STATX_BTIME) == 0
+          ? "(none)"
+          : FormatCreationDate({info.stx_btime.tv_sec, info.stx_btime.tv_nsec});
+  EXPECT_EQ(born, AttributeAt(to_ / "born", kCreationDateAttribute));
+  EXPECT_EQ("(none)", AttributeAt(from_ / "born", kCreationDateAttribute));
+}
+
+TEST_P(Copying, CopiesLinksAsLinks) {
+  MakeLink("no\xffwhere\n", from_ / "dangling");
+  WriteFile(from_ / "file", "x");
+  MakeLink("file", from_ / "link");
+  const std::array<timespec, 2> times = {timespec{5, 6}, timespec{7, 8}};
+  for (const std::string name : {"dangling", "link"}) {
+    ASSERT_EQ(0, utimensat(AT_FDCWD, (from_ / name).c_str(), times.data(), AT_SYMLINK_NOFOLLOW));
+    Copy(noErr, name, name);
+    EXPECT_TRUE(S_ISLNK(InfoAt(to_ / name).st_mode));
+    EXPECT_TRUE(IsSameTime(times[1], InfoAt(to_ / name).st_mtim));
+    std::array<char, 100> text = {};
+    ASSERT_GT(readlink((to_ / name).c_str(), text.data(), text.size()), 0);
+    EXPECT_STREQ(name == "link" ? "file" : "no\xffwhere\n", text.data());
+  }
+  EXPECT_EQ((std::vector<std::string>{"dangling", "link"}), NamesIn(to_.path()));
+}
+
+TEST_P(Copying, TouchesNothingThatBearsTheName) {
+  WriteFile(to_ / "file", "old");
+  MakeFolder(to_ / "folder");
+  MakeLink("file", to_ / "link");
+  MakeLink("nowhere", to_ / "dangling");
+  WriteFile(from_ / "new", "new");
+  MakeLink("new", from_ / "new link");
+  WriteFile(from_ / "new folder/file", "new");
+  for (const std::string source : {"new", "new link", "new folder"}) {
+    for (const std::string name : {"file", "folder", "link", "dangling"}) {
+      Copy(dupFNErr, source, name);
+    }
+  }
+  EXPECT_EQ("old", ReadFile(to_ / "file"));
+  EXPECT_EQ((std::vector<std::string>{"dangling", "file", "folder", "link"}), NamesIn(to_.path()));
+  EXPECT_TRUE(NamesIn(to_ / "folder").empty());
+}
+
+TEST_P(Copying, TakesEveryNameThatTheVolumeHolds) {
+  for (const std::string& name :
+       {std::string("caf\xe9"), std::string("two\nlines"), std::string(255, 'x'),
+        std::string(".hidden"), std::string("a.b.c")}) {
+    WriteFile(from_ / name, name);
+    Copy(noErr, name, name);
+    EXPECT_EQ(name, ReadFile(to_ / name));
+  }
+  Copy(bdNamErr, "a.b.c", std::string(256, 'x'));
+}
+
+TEST_P(Copying, RefusesOtherKindsWithoutWaitingForThem) {
+  ASSERT_EQ(0, mkfifo((from_ / "fifo").c_str(), 0600));
+  Copy(paramErr, "fifo", "fifo");
+  EXPECT_EQ(paramErr, CopyAt("/dev/null", to_ / "null"));
+  EXPECT_TRUE(NamesIn(to_.path()).empty());
+}
+
+TEST_P(Copying, SweepsWhatOthersLeftHalfDone) {
+  WriteFile(to_ / ".tessary-01234567-89AB-CDEF-0123-456789ABCDEF/half", "x");
+  WriteFile(from_ / "file", "x");
+  Copy(noErr, "file", "file");
+  if (GetParam().name != std::string("WithoutLocks")) {
+    EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(to_.path()));
+  }
+}
+
+TEST(CopyItem, RefusesAnObjectThatIsNotTheOneMeant) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "meant", "x");
+  WriteFile(folder / "file", "y");
+  MakeFolder(folder / "folder");
+  MakeLink("file", folder / "link");
+  ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
+  const UniqueFd fd = OpenFolder(folder.path());
+  const struct stat meant = InfoAt(folder / "meant");
+  for (const std::string name : {"file", "folder", "link", "fifo", "gone"}) {
+    EXPECT_EQ(fnfErr, CopyItem({fd.get(), name, meant.st_dev, meant.st_ino}, {fd.get(), "copy"}));
+    EXPECT_EQ(fnfErr, MoveItemAcrossVolumes({fd.get(), name, meant.st_dev, meant.st_ino},
+                                            {fd.get(), "copy"}));
+  }
+  EXPECT_FALSE(Exists(folder / "copy"));
+}
+
+TEST(CopyItem, RefusesNamesThatLeadElsewhere) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  MakeFolder(folder / "sub");
+  const UniqueFd fd = OpenFolder(folder.path());
+  const struct stat info = InfoAt(folder / "file");
+  for (const std::string& name : {std::string(), std::string("."), std::string(".."),
+                                  std::string("sub/file"), std::string("a\0b", 3)}) {
+    EXPECT_EQ(bdNamErr, CopyItem({fd.get(), "file", info.st_dev, info.st_ino}, {fd.get(), name}));
+  }
+  EXPECT_EQ((std::vector<std::string>{"file", "sub"}), NamesIn(folder.path()));
+}
+
+TEST(CopyItem, ReadsKernelFilesWithoutASizeToTheirEnd) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(0, InfoAt("/proc/self/mountinfo").st_size);
+  ASSERT_EQ(noErr, CopyAt("/proc/version", folder / "version"));
+  EXPECT_EQ(ReadFile("/proc/version"), ReadFile(folder / "version"));
+  EXPECT_FALSE(ReadFile(folder / "version").empty());
+}
+
+TEST(CopyItem, LeavesNothingOfAFileThatTheUserMayNotRead) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  WriteFile(folder / "package/file", "x");
+  ASSERT_EQ(0, chmod(folder.path().c_str(), 0777));
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 0));
+  ASSERT_EQ(0, chmod((folder / "package").c_str(), 0755));
+  ASSERT_EQ(0, chmod((folder / "package/file").c_str(), 0));
+  EXPECT_TRUE(RunAsOrdinaryUser([&] {
+    EXPECT_EQ(afpAccessDenied, CopyAt(folder / "file", folder / "copy"));
+    EXPECT_EQ(afpAccessDenied, CopyAt(folder / "package", folder / "copy"));
+  }));
+  EXPECT_EQ((std::vector<std::string>{"file", "package"}), NamesIn(folder.path()));
+}
+
+TEST(CopyItem, LeavesNothingOnAFullVolume) {
+  const TemporaryFolder folder;
+  const MemoryVolume volume("size=64k");
+  if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
+  WriteFile(folder / "file", std::string(100'000, 'x'));
+  WriteFile(folder / "package/small", "x");
+  WriteFile(folder / "package/big", std::string(100'000, 'x'));
+  EXPECT_EQ(dskFulErr, CopyAt(folder / "file", volume / "copy"));
+  EXPECT_EQ(dskFulErr, CopyAt(folder / "package", volume / "copy"));
+  EXPECT_EQ(dskFulErr, testing::MoveAcrossAt(folder / "file", volume / "copy"));
+  EXPECT_EQ(dskFulErr, testing::MoveAcrossAt(folder / "package", volume / "copy"));
+  EXPECT_TRUE(NamesIn(volume.path()).empty());
+  EXPECT_EQ((std::vector<std::string>{"big", "small"}), NamesIn(folder / "package"));
+}
+
+TEST(CopyItem, RefusesAReadOnlyVolume) {
+  const TemporaryFolder folder;
+  MemoryVolume volume("size=64k");
+  if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
+  volume.MakeReadOnly();
+  WriteFile(folder / "file", "x");
+  EXPECT_EQ(wPrErr, CopyAt(folder / "file", volume / "copy"));
+  EXPECT_TRUE(NamesIn(volume.path()).empty());
+}
+
+// A file that grows all the time is refused as busy, or copied when the writer paused long enough;
+// either way no half of it bears the name.
+TEST(CopyItem, GivesUpAFileThatKeepsGrowing) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "log", std::string(1 << 20, 'x'));
+  const pid_t writer = fork();
+  if (writer == 0) {
+    const UniqueFd log(open((folder / "log").c_str(), O_WRONLY | O_APPEND));
+    while (write(log.get(), "more", 4) == 4 && InfoAt(folder / "log").st_size < (1 << 28)) {
+    }
+    _exit(0);
+  }
+  while (InfoAt(folder / "log").st_size == 1 << 20) usleep(100);
+  const Status status = CopyAt(folder / "log", folder / "copy");
+  EXPECT_EQ(0, kill(writer, SIGKILL));
+  EXPECT_EQ(writer, waitpid(writer, nullptr, 0));
+  EXPECT_TRUE(status == fBsyErr || status == noErr) << status;
+  EXPECT_EQ(status == noErr, Exists(folder / "copy"));
+  EXPECT_EQ(status == noErr ? 2U : 1U, NamesIn(folder.path()).size());
+}
+
+}  // namespace
+}  // namespace tessary

@@ -1,0 +1,141 @@
+#include "platform/linux/changes/metadata.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/linux/catalog/creation_date.h"
+#include "platform/linux/changes/object_info.h"
+#include "tests/support/copying.h"
+#include "tests/support/ordinary_user.h"
+#include "tests/support/refused_calls.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using testing::AttributeAt;
+using testing::CopyAt;
+using testing::InfoAt;
+using testing::MakeFolder;
+using testing::NamesIn;
+using testing::RunAsOrdinaryUser;
+using testing::RunWithoutCalls;
+using testing::SetAttribute;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+TEST(CopyMetadata, KeepsModesThatLetNobodyIn) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser reads such files";
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 0));
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  EXPECT_EQ(0U, InfoAt(folder / "copy").st_mode & 07777);
+}
+
+TEST(CopyMetadata, KeepsTheOwnerAndSetIdBitsWherePermitted) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chown((folder / "file").c_str(), 12, 34));
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 06755));
+  ASSERT_EQ(0, chmod(folder.path().c_str(), 0777));
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  EXPECT_EQ(12U, InfoAt(folder / "copy").st_uid);
+  EXPECT_EQ(34U, InfoAt(folder / "copy").st_gid);
+  EXPECT_EQ(06755U, InfoAt(folder / "copy").st_mode & 07777);
+
+  EXPECT_TRUE(RunAsOrdinaryUser(
+      [&] { EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "user's copy")); }));
+  EXPECT_NE(12U, InfoAt(folder / "user's copy").st_uid);
+  EXPECT_EQ(0755U, InfoAt(folder / "user's copy").st_mode & 07777);
+}
+
+// An access control list as the kernel holds it: user 12 may read and write, the group nothing.
+std::string AccessList() {
+  const uint16_t entries[][2] = {{0x01, 6}, {0x02, 6}, {0x04, 0}, {0x10, 6}, {0x20, 0}};
+  std::string list("\2\0\0\0", 4);
+  for (const auto& entry : entries) {
+    for (const uint16_t number : entry) {
+      list += static_cast<char>(number);
+      list += '\0';
+    }
+    list += entry[0] == 0x02 ? std::string("\14\0\0\0", 4) : std::string(4, '\xff');
+  }
+  return list;
+}
+
+TEST(CopyMetadata, KeepsAccessControlLists) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", "system.posix_acl_access", AccessList())) {
+    GTEST_SKIP() << "the volume has no access control lists";
+  }
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  EXPECT_EQ(AccessList(), AttributeAt(folder / "copy", "system.posix_acl_access"));
+  EXPECT_EQ(0660U, InfoAt(folder / "copy").st_mode & 07777);
+}
+
+TEST(CopyMetadata, GivesTheGroupNoMoreWhereListsHaveNoPlace) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", "system.posix_acl_access", AccessList())) {
+    GTEST_SKIP() << "the volume has no access control lists";
+  }
+  EXPECT_TRUE(RunWithoutCalls({{SYS_fsetxattr, ENOTSUP, 0, 0}},
+                              [&] { EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "copy")); }));
+  EXPECT_EQ(0600U, InfoAt(folder / "copy").st_mode & 07777);
+}
+
+TEST(CopyMetadata, InheritsNoAccessControlList) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 0660));
+  MakeFolder(folder / "package/inner");
+  MakeFolder(folder / "to");
+  if (!SetAttribute(folder / "to", "system.posix_acl_default", AccessList())) {
+    GTEST_SKIP() << "the volume has no access control lists";
+  }
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "to/file"));
+  ASSERT_EQ(noErr, CopyAt(folder / "package", folder / "to/package"));
+  for (const std::string name : {"to/file", "to/package", "to/package/inner"}) {
+    EXPECT_EQ("(none)", AttributeAt(folder / name, "system.posix_acl_access")) << name;
+    EXPECT_EQ("(none)", AttributeAt(folder / name, "system.posix_acl_default")) << name;
+  }
+  EXPECT_EQ(0660U, InfoAt(folder / "to/file").st_mode & 07777);
+}
+
+TEST(CopyMetadata, RemembersTheCreationDateWhereTheVolumeHasNoAttributes) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", kCreationDateAttribute, "1971-01-01T00:00:00Z")) {
+    GTEST_SKIP() << "the volume has no attributes";
+  }
+  EXPECT_TRUE(RunWithoutCalls({{SYS_fsetxattr, ENOTSUP, 0, 0}}, [&] {
+    EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+    EXPECT_EQ("(none)", AttributeAt(folder / "copy", kCreationDateAttribute));
+    struct statx info = {};
+    EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (folder / "copy").c_str(), &info));
+    EXPECT_EQ((Timestamp{31'536'000, 0}), CreationDateAt((folder / "copy").c_str(), info));
+  }));
+}
+
+TEST(CopyMetadata, FailsWhereAnAttributeCannotBeWritten) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", "user.x", "y")) GTEST_SKIP() << "no attributes here";
+  EXPECT_TRUE(RunWithoutCalls({{SYS_fsetxattr, EIO, 0, 0}},
+                              [&] { EXPECT_EQ(ioErr, CopyAt(folder / "file", folder / "copy")); }));
+  EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(folder.path()));
+}
+
+}  // namespace
+}  // namespace tessary

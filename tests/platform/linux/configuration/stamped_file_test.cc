@@ -1,0 +1,104 @@
+#include "platform/linux/configuration/stamped_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <string>
+
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+FileStamp StampAt(const std::string& path) {
+  FileStamp stamp;
+  EXPECT_EQ(noErr, StampFile(path.c_str(), &stamp)) << path;
+  return stamp;
+}
+
+TEST(ReadStampedFile, ReadsBytesAndStampThroughLinks) {
+  const TemporaryFolder folder;
+  const std::string text("a\0\xff\r\n", 5);
+  WriteFile(folder / "file", text);
+  testing::MakeLink("file", folder / "link");
+  StampedFile file;
+  ASSERT_EQ(noErr, ReadStampedFile((folder / "link").c_str(), 100, &file));
+  EXPECT_EQ(text, file.text);
+  EXPECT_EQ(StampAt(folder / "file"), file.stamp);
+  EXPECT_EQ(StampAt(folder / "link"), file.stamp);
+  EXPECT_TRUE(file.isFresh);
+}
+
+TEST(ReadStampedFile, ReadsNoMoreThanItWasAskedFor) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "0123456789");
+  StampedFile file;
+  ASSERT_EQ(noErr, ReadStampedFile((folder / "file").c_str(), 4, &file));
+  EXPECT_EQ("0123", file.text);
+  ASSERT_EQ(noErr, ReadStampedFile((folder / "file").c_str(), 10, &file));
+  EXPECT_EQ("0123456789", file.text);
+}
+
+TEST(ReadStampedFile, RefusesWhatIsNoFileWithoutWaiting) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
+  testing::MakeLink("nowhere", folder / "dangling");
+  testing::MakeLink("loop", folder / "loop");
+  WriteFile(folder / "file");
+  StampedFile file;
+  file.text = "kept";
+  EXPECT_EQ(paramErr, ReadStampedFile((folder / "fifo").c_str(), 100, &file));
+  EXPECT_EQ(paramErr, ReadStampedFile(folder.path().c_str(), 100, &file));
+  EXPECT_EQ(paramErr, ReadStampedFile("/dev/zero", 100, &file));
+  EXPECT_EQ(fnfErr, ReadStampedFile((folder / "dangling").c_str(), 100, &file));
+  EXPECT_EQ(fnfErr, ReadStampedFile((folder / "absent").c_str(), 100, &file));
+  EXPECT_EQ(dirNFErr, ReadStampedFile((folder / "file/below").c_str(), 100, &file));
+  EXPECT_EQ(ioErr, ReadStampedFile((folder / "loop").c_str(), 100, &file));
+  EXPECT_EQ("kept", file.text);
+}
+
+TEST(StampFile, ChangesWithSizeTimesAndIdentity) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "file";
+  WriteFile(path, "1");
+  const FileStamp first = StampAt(path);
+  EXPECT_EQ(first, StampAt(path));
+  WriteFile(path, "12");
+  const FileStamp grown = StampAt(path);
+  EXPECT_NE(first, grown);
+  testing::SetModificationDate(path, 1000);
+  const FileStamp older = StampAt(path);
+  EXPECT_NE(grown, older);
+  WriteFile(folder / "other", "12");
+  testing::SetModificationDate(folder / "other", 1000);
+  ASSERT_EQ(0, rename((folder / "other").c_str(), path.c_str()));
+  EXPECT_NE(older, StampAt(path));
+}
+
+TEST(StampFile, TellsThatThereIsNone) {
+  const TemporaryFolder folder;
+  FileStamp stamp;
+  EXPECT_EQ(fnfErr, StampFile((folder / "absent").c_str(), &stamp));
+}
+
+TEST(ReadStampedFile, TakesAFileWithTimesInTheFutureForFresh) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "1");
+  testing::SetModificationDate(folder / "file", 4000000000);
+  StampedFile file;
+  ASSERT_EQ(noErr, ReadStampedFile((folder / "file").c_str(), 100, &file));
+  EXPECT_TRUE(file.isFresh);
+}
+
+TEST(ReadStampedFile, TakesAFileForOldThatWasChangedLongAgo) {
+  StampedFile file;
+  // Nothing that a test makes is old, for nobody can set back the time of the last change of state.
+  if (ReadStampedFile("/etc/passwd", 100, &file) != noErr) GTEST_SKIP() << "no /etc/passwd here";
+  EXPECT_FALSE(file.isFresh);
+}
+
+}  // namespace
+}  // namespace tessary
