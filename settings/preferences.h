@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-// The seven settings. Nothing is cached: every accessor reads the store when it is called, so that a
-// change from outside takes effect in the middle of a run. None can fail; a value that is missing,
-// unreadable or of another type yields the default.
+// The seven settings. Nothing is cached: every accessor reads the store when it is called, so that
+// a change from outside takes effect in the middle of a run. None can fail; a value that is
+// missing, unreadable or of another type yields the default.
 namespace tessary {
 
 // By what a run files its items; the stored value of "TessaryType".
@@ -26,8 +26,8 @@ inline constexpr int16_t kFileOperationCopy = 2;
 // 16 bits keeps its low 16. Does not synchronise.
 int16_t GetFileOperation();
 
-// The kind; kExtension when nothing is stored. A stored number that names no kind is passed through.
-// Does not synchronise.
+// The kind; kExtension when nothing is stored. A stored number that names no kind is passed
+// through. Does not synchronise.
 AggregationKind GetAggregationKind();
 
 // Quit after a run; false when nothing is stored. Synchronises first, as do all below.
