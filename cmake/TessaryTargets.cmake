@@ -55,5 +55,9 @@ function(tessary_tests name label)
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE
     ${arg_UNPARSED_ARGUMENTS} tessary_test_support GTest::gmock GTest::gtest_main)
+  if(TESSARY_PRECOMPILE)
+    target_precompile_headers(${name} PRIVATE
+      <gmock/gmock.h> <gtest/gtest.h> <filesystem> <optional> <string> <vector>)
+  endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT 120)
 endfunction()
