@@ -7,7 +7,7 @@ export TESSARY_SOURCE := $(value SOURCE)
 export TESSARY_DESTINATION := $(value DESTINATION)
 export TESSARY_OPTIONS := $(value OPTIONS)
 
-.PHONY: build run app check lint bench clean help
+.PHONY: build run app deb check lint bench clean help
 
 build: ; @tools/install-dependencies build && tools/build-program
 
@@ -15,7 +15,9 @@ run: ; @tools/install-dependencies build && tools/run
 
 app: ; @tools/install-dependencies build desktop && tools/app
 
-check: ; @tools/install-dependencies build desktop check && tools/check
+deb: ; @tools/install-dependencies build desktop package && tools/package
+
+check: ; @tools/install-dependencies build desktop package check && tools/check
 
 lint: ; @tools/install-dependencies build desktop check && tools/lint
 
