@@ -38,6 +38,8 @@ std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder) {
   return std::vector<FSRef>(children->begin(), children->end());
 }
 
+bool CanListFolder(const FSRef& folder) { return ListChildren(folder) != nullptr; }
+
 bool IsHiddenItem(const FSRef& item) {
   FileInfo info;
   uint8_t isFolder = 0;

@@ -16,6 +16,10 @@ std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder);
 // All children of a folder, in listing order; none when there are none or it cannot be listed.
 std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder);
 
+// True when the folder's children can be listed. A run takes a folder that cannot for an empty one;
+// only its observer is told.
+bool CanListFolder(const FSRef& folder);
+
 // True for what is never filed nor entered: a file with the invisible flag, and whatever has a name
 // that begins with ".". A folder's invisible flag hides nothing.
 bool IsHiddenItem(const FSRef& item);

@@ -78,7 +78,8 @@ void FileItem(const FSRef& item, const PassRules& rules, KeyFolderTable* table) 
   }
   if (IsHiddenItem(item)) return;
   const std::optional<std::u16string> key = rules.copyKey(item);
-  if (!key) {
+  // No folder can bear the empty key, which a name that ends in "." has.
+  if (!key || key->empty()) {
     TellOfItem(rules.onNoKey, item);
     return;
   }
@@ -97,7 +98,10 @@ void FileItem(const FSRef& item, const PassRules& rules, KeyFolderTable* table) 
 void RunPass(const FSRef& folder, const FSRef* destination, const PassRules& rules) {
   KeyFolderTable table(destination != nullptr ? *destination : folder);
   const std::optional<std::vector<FSRef>> items = ListFolderFiles(folder);
-  if (!items) return;
+  if (!items) {
+    if (!CanListFolder(folder)) TellOfItem(ItemOutcome::kFolderNotListed, folder);
+    return;
+  }
   for (const FSRef& item : *items) FileItem(item, rules, &table);
 }
 

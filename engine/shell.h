@@ -16,8 +16,11 @@ enum class ItemOutcome {
   kFailed,      // could not be filed; the log says why where there is a reason to tell
   kPassedOver,  // has no key, or lay in its key folder already
 
-  // The same of an item that a run by date found in a year folder and that stays there. The run
-  // comes by there once for every folder that it visits, and tells of the item each time.
+  // A folder whose items a run would have filed, had it been able to list them.
+  kFolderNotListed,
+
+  // Failed and passed over, of an item that a run by date found in a year folder and that stays
+  // there. The run comes by there once for every folder that it visits, and tells of it each time.
   kFailedInYear,
   kPassedOverInYear,
 };

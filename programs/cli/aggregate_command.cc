@@ -1,6 +1,7 @@
 #include "programs/cli/aggregate_command.h"
 
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -54,7 +55,11 @@ class Run {
 
   void Observe(const std::string& path, ItemOutcome outcome) {
     tally_.Count(path, outcome);
-    terminal_->CountItem();
+    if (outcome == ItemOutcome::kFolderNotListed) {
+      notListed_.insert(path);
+    } else {
+      terminal_->CountItem();
+    }
   }
 
   std::string DescribeRefusal() const;
@@ -64,6 +69,7 @@ class Run {
   TerminalWindowSystem* terminal_;
   std::string problem_;  // of the destination, empty for none
   Tally tally_;
+  std::set<std::string> notListed_;  // folders, of which the log says nothing
 };
 
 ExitStatus Run::Perform(const std::string& source) {
@@ -74,6 +80,9 @@ ExitStatus Run::Perform(const std::string& source) {
   if (!seconds) {
     PrintProblem(DescribeRefusal());
     return ExitStatus::kNoRun;
+  }
+  for (const std::string& folder : notListed_) {
+    PrintProblem("the folder " + Quoted(folder) + " could not be listed; what is in it was left");
   }
   PrintSummary(*seconds);
   return tally_.failed() == 0 ? ExitStatus::kAllFiled : ExitStatus::kSomeFailed;

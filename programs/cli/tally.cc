@@ -28,7 +28,7 @@ void Tally::Count(const std::string& path, ItemOutcome outcome) {
   switch (outcome) {
     case ItemOutcome::kFiled:
       ++filed_;
-      inYear_.erase(path);
+      retold_.erase(path);
       return;
     case ItemOutcome::kPassedOver:
       ++left_;
@@ -36,16 +36,19 @@ void Tally::Count(const std::string& path, ItemOutcome outcome) {
     case ItemOutcome::kFailed:
       ++failed_;
       return;
-    case ItemOutcome::kPassedOverInYear:
+    case ItemOutcome::kFolderNotListed:
     case ItemOutcome::kFailedInYear:
-      inYear_[path] = outcome == ItemOutcome::kFailedInYear;
+      retold_[path] = true;
+      return;
+    case ItemOutcome::kPassedOverInYear:
+      retold_[path] = false;
       return;
   }
 }
 
-uint64_t Tally::left() const { return left_ + CountWithFailure(inYear_, false); }
+uint64_t Tally::left() const { return left_ + CountWithFailure(retold_, false); }
 
-uint64_t Tally::failed() const { return failed_ + CountWithFailure(inYear_, true); }
+uint64_t Tally::failed() const { return failed_ + CountWithFailure(retold_, true); }
 
 std::string SummaryLine(const Tally& tally, double seconds) {
   return std::to_string(tally.filed()) + " filed, " + std::to_string(tally.left()) + " left, " +

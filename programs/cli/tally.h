@@ -21,9 +21,9 @@ class Tally {
   uint64_t filed_ = 0;
   uint64_t left_ = 0;
   uint64_t failed_ = 0;
-  // The items that stay in year folders, of which a run tells again and again, and whether the last
-  // word was that they failed.
-  std::unordered_map<std::string, bool> inYear_;
+  // The folders that could not be listed and the items that stay in year folders, of which a run
+  // tells again and again, and whether the last word was that they failed.
+  std::unordered_map<std::string, bool> retold_;
 };
 
 // The line that ends a run, without its newline: "12034 filed, 41 left, 3 failed, 4.2 secs".

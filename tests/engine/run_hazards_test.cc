@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -93,6 +94,19 @@ TEST_F(RunHazards, MovesPipesAndSocketsAndCopiesNone) {
   Set("FileOperation = 1\n");
   Run();
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("pipe/a.pipe", "sock/b.sock"));
+}
+
+TEST_F(RunHazards, MovesADeviceAndCopiesNone) {
+  if (mknod(InSource("a.null").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0) {
+    GTEST_SKIP() << "cannot make a device here: " << strerror(errno);
+  }
+  Set("FileOperation = 2\n");
+  Run();
+  EXPECT_THAT(FilesBelow(destination_), IsEmpty());
+  EXPECT_THAT(outcomes_[InSource("a.null")], ElementsAre(ItemOutcome::kFailed));
+  Set("FileOperation = 1\n");
+  Run();
+  EXPECT_THAT(FilesBelow(destination_), ElementsAre("null/a.null"));
 }
 
 TEST_F(RunHazards, MovesAPipeByDateWithoutOpeningIt) {
@@ -213,6 +227,25 @@ TEST_F(RunHazards, LeavesWhatAnOrdinaryUserMayNotRead) {
                                    NotMovedLine(InSource("a.txt"), InDestination("txt"))));
 }
 
+TEST_F(RunHazards, LeavesAFileThatIsMadeUnreadableWhileItRuns) {
+  Set("FileOperation = 2\n");
+  WriteFile(InSource("a.txt"), "a");
+  WriteFile(InSource("b.txt"), "b");
+  OpenToOrdinaryUser();
+  EXPECT_TRUE(RunAsOrdinaryUser([this] {
+    std::string closed;
+    onProgress_ = [&](const std::string& text) {
+      if (!closed.empty()) return;
+      closed = InSource(text == testing::MovingLine(InSource("a.txt")) ? "b.txt" : "a.txt");
+      EXPECT_EQ(0, chmod(closed.c_str(), 0));
+    };
+    Run();
+    EXPECT_THAT(outcomes_[closed], ElementsAre(ItemOutcome::kFailed));
+  }));
+  EXPECT_THAT(FilesBelow(destination_), SizeIs(1));
+  EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt", "b.txt"));
+}
+
 TEST_F(RunHazards, MovesWhatAnOrdinaryUserMayNotReadButRename) {
   Set("FileOperation = 1\n");
   WriteFile(InSource("a.txt"), "a");
@@ -228,7 +261,10 @@ TEST_F(RunHazards, EntersNoFolderThatMayNotBeReadAndGoesOn) {
   WriteFile(InSource("b.txt"), "b");
   OpenToOrdinaryUser();
   ASSERT_EQ(0, chmod(InSource("closed").c_str(), 0));
-  EXPECT_TRUE(RunAsOrdinaryUser([this] { Run(); }));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] {
+    Run();
+    EXPECT_THAT(outcomes_[InSource("closed")], ElementsAre(ItemOutcome::kFolderNotListed));
+  }));
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/b.txt"));
   EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source"), MovedLine("b.txt", "txt")));
 }

@@ -101,6 +101,17 @@ TEST_F(TransferItemTest, WritesNoNewItemForAnItemInPlace) {
   EXPECT_EQ(noErr, FSCompareFSRefs(newItem, RefAt("/usr")));
 }
 
+// Way is made before the newcomer comes: the setting gives up the old item, not only for a new one.
+TEST_F(TransferItemAtPathTest, HasReplacedTheOldItemWhenTheCopyThenFails) {
+  WritePreferencesElsewhere(kReplace);
+  WriteFile(InDestination("a"), "old");
+  ASSERT_EQ(0, mkfifo(InSource("a").c_str(), 0600));
+  EXPECT_FALSE(TransferItemAtPath(InSource("a"), destination_, true));
+  EXPECT_THAT(Messages(), ElementsAre("An error occurred: -50"));
+  EXPECT_THAT(NamesIn(destination_), IsEmpty());
+  EXPECT_TRUE(Exists(InSource("a")));
+}
+
 TEST_F(TransferItemTest, TellsTheNewItem) {
   WriteFile(InSource("a.txt"));
   FSRef newItem;

@@ -367,6 +367,23 @@ TEST_F(AggregateCommand, RefusesASourceThatCannotBeRead) {
   ExpectRefusal({"aggregate", At("Some.app"), At("made")}, "permission denied", 1, ordinary);
 }
 
+TEST_F(AggregateCommand, TellsOfAFolderThatItCouldNotList) {
+  OpenToOrdinaryUser();
+  WriteFile(At("source/closed/a.txt"));
+  WriteFile(At("source/b.txt"));
+  WriteFile(At("destination/.keep"));
+  OpenToOrdinaryUser();
+  EXPECT_EQ(0, chmod(At("source/closed").c_str(), 0));
+  EXPECT_EQ(0, chmod(At("destination").c_str(), 0777));
+  const ProgramResult result =
+      Run({"aggregate", "--recurse", At("source"), At("destination")}, {.isOrdinaryUser = true});
+  EXPECT_EQ(3, result.status);
+  EXPECT_THAT(result.output, ::testing::StartsWith("1 filed, 0 left, 1 failed, "));
+  ASSERT_EQ(1U, result.Problems().size());
+  EXPECT_THAT(result.Problems()[0], ::testing::HasSubstr(At("source/closed")));
+  EXPECT_EQ(0, chmod(At("source/closed").c_str(), 0755));
+}
+
 TEST_F(AggregateCommand, RefusesAnApplicationWithoutResources) {
   WriteFile(At("Some.app/Contents/Info.plist"));
   ExpectRefusal({"aggregate", At("Some.app"), At("made")}, "--whole-application");

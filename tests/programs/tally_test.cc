@@ -30,10 +30,11 @@ TEST(Tally, CountsAnItemThatStaysInAYearFolderOnceHoweverOftenItIsToldOf) {
     tally.Count("/d/2009/dangling", ItemOutcome::kPassedOverInYear);
     tally.Count("/d/2009/other", ItemOutcome::kPassedOverInYear);
     tally.Count("/d/2009/stuck", ItemOutcome::kFailedInYear);
+    tally.Count("/d/closed", ItemOutcome::kFolderNotListed);
   }
   EXPECT_EQ(0U, tally.filed());
   EXPECT_EQ(2U, tally.left());
-  EXPECT_EQ(1U, tally.failed());
+  EXPECT_EQ(2U, tally.failed());
 }
 
 TEST(Tally, TakesTheLastWordOfAnItemThatStaysInAYearFolder) {
