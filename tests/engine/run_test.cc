@@ -205,7 +205,7 @@ TEST_F(RunByFileType, PrefersTheTypeAndFallsBackToTheMap) {
   EXPECT_THAT(NamesIn(root_.path()), UnorderedElementsAre("source", "destination"));
   EXPECT_THAT(outcomes_[InSource("up")], ElementsAre(kFailed));
   EXPECT_THAT(outcomes_[InSource("dot")], ElementsAre(kFailed));
-  EXPECT_THAT(outcomes_[InSource("in")], ElementsAre(kFailed));
+  EXPECT_THAT(outcomes_[InSource("in")], ElementsAre(kPassedOver));
   EXPECT_THAT(outcomes_[InSource("plain.qqqq")], ElementsAre(kPassedOver));
 }
 
