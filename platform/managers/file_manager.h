@@ -137,8 +137,9 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
 Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target);
 
-// Deletes the object: a file, a link, or a folder that is empty. Answers noErr, fBsyErr (a folder
-// that is not empty), fnfErr.
+// Deletes the object, and never another one that has got its name: a file, a link, or a folder that
+// is empty. Answers noErr, fBsyErr (a folder that is not empty, or another object got the name at
+// this moment), fnfErr.
 Status FSDeleteObject(const FSRef& ref);
 
 // Writes the object's path and a terminating zero into `buffer`, of `size` bytes. Answers noErr,

@@ -18,10 +18,6 @@ namespace {
 constexpr size_t kBufferSize = 64 * 1024;
 constexpr unsigned kTimesMask = STATX_MTIME | STATX_CTIME;
 
-bool IsSameTime(const statx_timestamp& a, const statx_timestamp& b) {
-  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
 NodeKind KindOfEntry(unsigned char type) {
   switch (type) {
     case DT_REG:

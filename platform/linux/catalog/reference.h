@@ -62,6 +62,10 @@ inline constexpr unsigned kIdentityMask = STATX_TYPE | STATX_INO | STATX_BTIME;
 
 NodeKind KindOf(const struct statx& info);
 
+inline bool IsSameTime(const statx_timestamp& first, const statx_timestamp& second) {
+  return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
+}
+
 // True for "/" and every other folder on which a volume is mounted.
 bool IsVolumeRoot(const struct statx& info);
 

@@ -8,6 +8,7 @@
 #include "platform/linux/catalog/names.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/publish.h"
+#include "platform/linux/changes/removal.h"
 #include "platform/linux/errors.h"
 #include "platform/managers/file_manager.h"
 
@@ -105,9 +106,18 @@ Status FSDeleteObject(const FSRef& ref) {
   const Status status = Catalog::Get().Ask(reference, 0, &info, &place);
   if (status != noErr) return status;
   if (reference.parent == 0) return fBsyErr;
-  const int flags = S_ISDIR(info.stx_mode) ? AT_REMOVEDIR : 0;
-  if (unlinkat(place.descriptor(), place.name.c_str(), flags) == 0) return noErr;
-  return errno == EEXIST ? fBsyErr : LastError();
+  if (S_ISDIR(info.stx_mode)) {
+    // Only ever an empty one, so that nothing saved meanwhile can go with it.
+    if (unlinkat(place.descriptor(), place.name.c_str(), AT_REMOVEDIR) == 0) return noErr;
+    return errno == EEXIST ? fBsyErr : LastError();
+  }
+  bool isDisplaced = false;
+  return RemoveIfMeant(
+      place.descriptor(), place.name.c_str(),
+      [&reference](const struct statx& aside) {
+        return Identity::Of(aside).Matches(reference.GetIdentity());
+      },
+      &isDisplaced);
 }
 
 }  // namespace tessary

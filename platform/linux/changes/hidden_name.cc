@@ -12,6 +12,7 @@
 #include "platform/linux/changes/delete_tree.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/publish.h"
+#include "platform/linux/changes/removal.h"
 #include "platform/linux/errors.h"
 #include "platform/managers/uuid.h"
 
@@ -203,8 +204,20 @@ void HiddenItem::Remove() {
     if (IsOurs(hiddenName_)) (void)DeleteTree(folder_, hiddenName_.c_str(), fd(), &hasBegun);
     return;
   }
-  const std::string& name = isPublished ? publishedName_ : hiddenName_;
-  if (!name.empty() && IsOurs(name)) unlinkat(folder_, name.c_str(), 0);
+  if (!isPublished) {
+    if (!hiddenName_.empty() && IsOurs(hiddenName_)) unlinkat(folder_, hiddenName_.c_str(), 0);
+    return;
+  }
+  struct statx ours = {};
+  if (ReadObjectInfo(fd(), "", &ours) != noErr || !IsOurs(publishedName_)) return;
+  bool isDisplaced = false;
+  // See above.
+  (void)RemoveIfMeant(
+      folder_, publishedName_.c_str(),
+      [&ours](const struct statx& aside) {
+        return Identity::Of(aside).Matches(Identity::Of(ours));
+      },
+      &isDisplaced);
 }
 
 }  // namespace tessary

@@ -11,6 +11,7 @@
 #include "platform/linux/changes/deletable.h"
 #include "platform/linux/changes/delete_tree.h"
 #include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/removal.h"
 #include "platform/linux/changes/sweep.h"
 #include "platform/linux/errors.h"
 #include "platform/managers/log.h"
@@ -48,12 +49,17 @@ bool IsGone(const CopySource& source) {
 
 Status DeleteFile(const CopySource& source, CopiedItem* copied) {
   struct statx info = {};
-  const Status status = ReadObjectInfo(source.folder, source.name.c_str(), &info);
+  Status status = ReadObjectInfo(source.folder, source.name.c_str(), &info);
   if (status != noErr) return status;
   if (!IsUnchanged(copied->source, info)) return fBsyErr;
-  if (unlinkat(source.folder, source.name.c_str(), 0) != 0) return LastError();
-  copied->item.Keep();
-  return noErr;
+  bool isDisplaced = false;
+  status = RemoveIfMeant(
+      source.folder, source.name.c_str(),
+      [copied](const struct statx& aside) { return IsUnchangedButForName(copied->source, aside); },
+      &isDisplaced);
+  // An original that lost its place to another object is no reason to take its copy away.
+  if (status == noErr || isDisplaced) copied->item.Keep();
+  return status;
 }
 
 Status OpenUnchangedFolder(const CopySource& source, const CopiedItem& copied, UniqueFd* opened) {

@@ -5,13 +5,6 @@
 #include "platform/linux/errors.h"
 
 namespace tessary {
-namespace {
-
-bool IsSameTime(const struct statx_timestamp& first, const struct statx_timestamp& second) {
-  return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
-}
-
-}  // namespace
 
 Status ReadObjectInfo(int folder, const char* name, struct statx* info) {
   constexpr int kFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_EMPTY_PATH;
@@ -28,9 +21,13 @@ bool IsNameOf(int folder, const char* name, const Identity& identity) {
 }
 
 bool IsUnchanged(const struct statx& before, const struct statx& after) {
+  return IsUnchangedButForName(before, after) && IsSameTime(before.stx_ctime, after.stx_ctime);
+}
+
+bool IsUnchangedButForName(const struct statx& before, const struct statx& after) {
   return Identity::Of(before).Matches(Identity::Of(after)) && before.stx_mode == after.stx_mode &&
-         before.stx_size == after.stx_size && IsSameTime(before.stx_mtime, after.stx_mtime) &&
-         IsSameTime(before.stx_ctime, after.stx_ctime);
+         before.stx_uid == after.stx_uid && before.stx_gid == after.stx_gid &&
+         before.stx_size == after.stx_size && IsSameTime(before.stx_mtime, after.stx_mtime);
 }
 
 bool IsOnOtherMount(const struct statx& first, const struct statx& second) {

@@ -20,6 +20,10 @@ bool IsNameOf(int folder, const char* name, const Identity& identity);
 // renews the change time at every write and every change of mode, owner or attributes.
 bool IsUnchanged(const struct statx& before, const struct statx& after);
 
+// The same where the object was given another name between them, which renews the change time by
+// itself on most volumes.
+bool IsUnchangedButForName(const struct statx& before, const struct statx& after);
+
 // True when the two lie on different mounts; by device where the kernel does not number mounts.
 bool IsOnOtherMount(const struct statx& first, const struct statx& second);
 

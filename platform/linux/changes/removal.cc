@@ -1,0 +1,51 @@
+#include "platform/linux/changes/removal.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/publish.h"
+#include "platform/linux/errors.h"
+#include "platform/managers/log.h"
+
+namespace tessary {
+namespace {
+
+// A fresh name that is neither hidden nor swept.
+Status MakeVisibleName(std::string* name) {
+  std::string hidden;
+  const Status status = MakeHiddenName(&hidden);
+  if (status == noErr) *name = hidden.substr(1);
+  return status;
+}
+
+Status RemoveAside(int folder, const char* aside,
+                   const std::function<bool(const struct statx&)>& isMeant) {
+  struct statx info = {};
+  if (const Status status = ReadObjectInfo(folder, aside, &info)) return status;
+  if (!isMeant(info)) return fBsyErr;
+  return unlinkat(folder, aside, 0) == 0 ? noErr : LastError();
+}
+
+}  // namespace
+
+Status RemoveIfMeant(int folder, const char* name,
+                     const std::function<bool(const struct statx&)>& isMeant, bool* isDisplaced) {
+  std::string aside;
+  if (const Status status = MakeVisibleName(&aside)) return status;
+  // Nothing can bear the new name, so the plain call does, which every volume knows: the ways round
+  // a missing flag would look at the old name and remove it, and that is the gap to be closed.
+  if (renameat(folder, name, folder, aside.c_str()) != 0) return LastError();
+  const Status status = RemoveAside(folder, aside.c_str(), isMeant);
+  if (status == noErr || status == fnfErr) return status;
+  if (RenameWithoutReplacing(folder, aside.c_str(), folder, name) != noErr) {
+    *isDisplaced = true;
+    NSLog("\"" + std::string(name) + "\" was given its name anew and is now \"" + aside + "\"");
+  }
+  return status;
+}
+
+}  // namespace tessary

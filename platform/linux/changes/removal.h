@@ -1,0 +1,22 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <functional>
+
+#include "platform/managers/status.h"
+
+namespace tessary {
+
+// Removes the file or link (`folder`, `name`) if it is the one meant. The kernel removes whatever
+// bears a name, also what was saved under it a moment ago; so the object is first given a name that
+// nobody knows, and `isMeant` is asked about what has come with it. That name is a visible one and
+// no sweep's business: what a crash or a refusal leaves there is for people to find.
+// noErr; fBsyErr (it is not the one meant, or the name is that of a mount); fnfErr (nothing bears
+// the name); else what the file system reports. On failure the object has its name, unless that was
+// taken meanwhile: then it keeps the other one, which is logged, and `*isDisplaced` is set to true
+// and otherwise left alone.
+Status RemoveIfMeant(int folder, const char* name,
+                     const std::function<bool(const struct statx&)>& isMeant, bool* isDisplaced);
+
+}  // namespace tessary

@@ -1,0 +1,265 @@
+#include "platform/linux/changes/removal.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/sweep.h"
+#include "platform/managers/file_manager.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/copying.h"
+#include "tests/support/refused_calls.h"
+#include "tests/support/temporary_folder.h"
+
+namespace {
+
+// What happens at the last moment before the name is renamed away or removed.
+std::function<void()> gBeforeRemoval;
+std::string gAwaited;
+
+// What happens at the last moment before any other name of the same folder is removed.
+std::function<void()> gBeforeUnlink;
+
+void ActAt(const char* name, std::function<void()>* action) {
+  if (*action && name == gAwaited) std::exchange(*action, nullptr)();
+}
+
+}  // namespace
+
+// These stand before the C library's, for this test program.
+extern "C" int renameat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+  ActAt(from, &gBeforeRemoval);
+  return static_cast<int>(syscall(SYS_renameat2, fromFolder, from, toFolder, to, 0));
+}
+
+extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {
+  ActAt(name, &gBeforeRemoval);
+  if (gBeforeUnlink && std::string_view(name).starts_with("tessary-")) {
+    std::exchange(gBeforeUnlink, nullptr)();
+  }
+  return static_cast<int>(syscall(SYS_unlinkat, folder, name, flags));
+}
+
+namespace tessary {
+namespace {
+
+using testing::AreOnDifferentVolumes;
+using testing::CapturedLog;
+using testing::Exists;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::MoveAcrossAt;
+using testing::NamesIn;
+using testing::OpenFolder;
+using testing::ReadFile;
+using testing::RefAt;
+using testing::RefusedCall;
+using testing::RunWithoutCalls;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+class Removal : public ::testing::Test {
+ protected:
+  ~Removal() override {
+    gBeforeRemoval = nullptr;
+    gBeforeUnlink = nullptr;
+  }
+
+  // Saves a new version under the name as editors do, when the name is about to go.
+  void SaveAnewBeforeRemovalOf(const std::string& name) {
+    gAwaited = name;
+    gBeforeRemoval = [this, name] { SaveAnew(name); };
+  }
+
+  void SaveAnew(const std::string& name) {
+    WriteFile(folder_ / "saving", "newest");
+    ASSERT_EQ(0, std::rename((folder_ / "saving").c_str(), (folder_ / name).c_str()));
+  }
+
+  void ExpectNewestAlone(const std::string& name) {
+    EXPECT_FALSE(gBeforeRemoval) << "nothing was saved";
+    EXPECT_EQ(std::vector<std::string>{name}, NamesIn(folder_.path()));
+    EXPECT_EQ("newest", ReadFile(folder_ / name));
+  }
+
+  Status Remove(const std::string& name, bool* isDisplaced) {
+    const UniqueFd folder = OpenFolder(folder_.path());
+    struct statx meant = {};
+    if (const Status status = ReadObjectInfo(folder.get(), name.c_str(), &meant)) return status;
+    return RemoveIfMeant(
+        folder.get(), name.c_str(),
+        [&meant](const struct statx& info) { return IsUnchangedButForName(meant, info); },
+        isDisplaced);
+  }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(Removal, RemovesFilesAndLinks) {
+  bool isDisplaced = false;
+  for (const std::string name : {"plain", "\xff.bin", "new\nline", ".hidden", "two..dots"}) {
+    WriteFile(folder_ / name, "x");
+    EXPECT_EQ(noErr, Remove(name, &isDisplaced)) << name;
+  }
+  MakeLink("nowhere", folder_ / "link");
+  EXPECT_EQ(noErr, Remove("link", &isDisplaced));
+  ASSERT_EQ(0, mkfifo((folder_ / "fifo").c_str(), 0600));
+  EXPECT_EQ(noErr, Remove("fifo", &isDisplaced));
+  EXPECT_TRUE(NamesIn(folder_.path()).empty());
+  EXPECT_EQ(fnfErr, Remove("none", &isDisplaced));
+  EXPECT_FALSE(isDisplaced);
+}
+
+TEST_F(Removal, LeavesTheOtherNameOfAHardLink) {
+  WriteFile(folder_ / "one", "x");
+  ASSERT_EQ(0, link((folder_ / "one").c_str(), (folder_ / "two").c_str()));
+  bool isDisplaced = false;
+  EXPECT_EQ(noErr, Remove("one", &isDisplaced));
+  EXPECT_EQ(std::vector<std::string>{"two"}, NamesIn(folder_.path()));
+}
+
+TEST_F(Removal, GivesAnotherObjectItsNameBack) {
+  WriteFile(folder_ / "file", "old");
+  SaveAnewBeforeRemovalOf("file");
+  bool isDisplaced = false;
+  EXPECT_EQ(fBsyErr, Remove("file", &isDisplaced));
+  ExpectNewestAlone("file");
+  EXPECT_FALSE(isDisplaced);
+}
+
+TEST_F(Removal, GivesTheNameBackWhereNothingCanBeRemoved) {
+  WriteFile(folder_ / "file", "old");
+  EXPECT_TRUE(RunWithoutCalls({{SYS_unlinkat, EACCES, 0, 0}}, [&] {
+    bool isDisplaced = false;
+    EXPECT_EQ(afpAccessDenied, Remove("file", &isDisplaced));
+    EXPECT_FALSE(isDisplaced);
+  }));
+  EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(folder_.path()));
+}
+
+// Two savings in a row: the first one's name is taken when it is to be given back.
+TEST_F(Removal, KeepsEveryVersionWhereTheNameIsTakenMeanwhile) {
+  WriteFile(folder_ / "file", "old");
+  gAwaited = "file";
+  gBeforeRemoval = [this] { SaveAnew("file"); };
+  const CapturedLog log;
+  const UniqueFd folder = OpenFolder(folder_.path());
+  bool isDisplaced = false;
+  const auto isMeant = [this](const struct statx&) {
+    WriteFile(folder_ / "file", "newer still");
+    return false;
+  };
+  EXPECT_EQ(fBsyErr, RemoveIfMeant(folder.get(), "file", isMeant, &isDisplaced));
+  EXPECT_TRUE(isDisplaced);
+  EXPECT_EQ("newer still", ReadFile(folder_ / "file"));
+  // What is kept is in sight and no sweep's business.
+  SweepFolder(folder.get());
+  const std::vector<std::string> names = NamesIn(folder_.path());
+  ASSERT_EQ(2U, names.size());
+  EXPECT_EQ("newest", ReadFile(folder_ / names[1]));
+  EXPECT_TRUE(names[1].starts_with("tessary-")) << names[1];
+  EXPECT_EQ(
+      std::vector<std::string>{"\"file\" was given its name anew and is now \"" + names[1] + "\""},
+      log.Messages());
+}
+
+TEST_F(Removal, LeavesNothingThatASweepDeletesWhenItIsCutShort) {
+  WriteFile(folder_ / "file", "only copy");
+  gBeforeUnlink = [this] {
+    const UniqueFd folder = OpenFolder(folder_.path());
+    SweepFolder(folder.get());
+    const std::vector<std::string> names = NamesIn(folder_.path());
+    ASSERT_EQ(1U, names.size());
+    EXPECT_EQ("only copy", ReadFile(folder_ / names[0]));
+  };
+  bool isDisplaced = false;
+  EXPECT_EQ(noErr, Remove("file", &isDisplaced));
+  EXPECT_FALSE(gBeforeUnlink);
+}
+
+TEST_F(Removal, OfADeletedObjectSparesWhatWasSavedUnderItsName) {
+  WriteFile(folder_ / "file", "old");
+  MakeLink("nowhere", folder_ / "link");
+  for (const char* name : {"file", "link"}) {
+    const FSRef old = RefAt(folder_ / name);
+    SaveAnewBeforeRemovalOf(name);
+    EXPECT_EQ(fBsyErr, FSDeleteObject(old)) << name;
+    EXPECT_EQ("newest", ReadFile(folder_ / name));
+    EXPECT_EQ(fnfErr, FSDeleteObject(old)) << name;
+    ASSERT_EQ(noErr, FSDeleteObject(RefAt(folder_ / name)));
+  }
+  EXPECT_TRUE(NamesIn(folder_.path()).empty());
+}
+
+TEST_F(Removal, OfAFolderSparesTheFileThatGotItsName) {
+  MakeFolder(folder_ / "folder");
+  const FSRef old = RefAt(folder_ / "folder");
+  gAwaited = "folder";
+  gBeforeRemoval = [this] {
+    ASSERT_EQ(0, rmdir((folder_ / "folder").c_str()));
+    WriteFile(folder_ / "folder", "newest");
+  };
+  EXPECT_NE(noErr, FSDeleteObject(old));
+  ExpectNewestAlone("folder");
+}
+
+TEST_F(Removal, OfAMovedOriginalSparesWhatWasSavedUnderItsName) {
+  const TemporaryFolder memory("/dev/shm");
+  if (!AreOnDifferentVolumes(folder_.path(), memory.path())) {
+    GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+  }
+  for (const char* name : {"file", "link"}) {
+    if (name == std::string_view("file")) {
+      WriteFile(folder_ / name, "old");
+    } else {
+      MakeLink("nowhere", folder_ / name);
+    }
+    SaveAnewBeforeRemovalOf(name);
+    EXPECT_EQ(fBsyErr, MoveAcrossAt(folder_ / name, memory / name));
+    ExpectNewestAlone(name);
+    EXPECT_TRUE(NamesIn(memory.path()).empty());
+    ASSERT_EQ(0, unlink((folder_ / name).c_str()));
+  }
+}
+
+TEST_F(Removal, OfAMovedOriginalSparesWhatWasWrittenIntoIt) {
+  const TemporaryFolder memory("/dev/shm");
+  if (!AreOnDifferentVolumes(folder_.path(), memory.path())) {
+    GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+  }
+  WriteFile(folder_ / "file", "old");
+  gAwaited = "file";
+  gBeforeRemoval = [this] { WriteFile(folder_ / "file", "newest"); };
+  EXPECT_EQ(fBsyErr, MoveAcrossAt(folder_ / "file", memory / "file"));
+  ExpectNewestAlone("file");
+  EXPECT_TRUE(NamesIn(memory.path()).empty());
+}
+
+// The copy is taken back because the original stays, and has been saved anew by then.
+TEST_F(Removal, OfACopySparesWhatWasSavedUnderItsName) {
+  const TemporaryFolder memory("/dev/shm");
+  if (!AreOnDifferentVolumes(folder_.path(), memory.path())) {
+    GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+  }
+  WriteFile(memory / "file", "original");
+  EXPECT_TRUE(RunWithoutCalls({{SYS_fsync, EIO, 0, 0}}, [&] {
+    SaveAnewBeforeRemovalOf("file");
+    EXPECT_EQ(ioErr, MoveAcrossAt(memory / "file", folder_ / "file"));
+    ExpectNewestAlone("file");
+  }));
+  EXPECT_EQ("original", ReadFile(memory / "file"));
+}
+
+}  // namespace
+}  // namespace tessary
