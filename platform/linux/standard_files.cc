@@ -5,6 +5,8 @@
 
 #include <csignal>
 
+#include "platform/linux/descriptor_limit.h"
+
 namespace tessary {
 
 void PrepareStandardFiles() {
@@ -16,6 +18,7 @@ void PrepareStandardFiles() {
   }
   // Fails for unknown signals only.
   (void)std::signal(SIGPIPE, SIG_IGN);
+  RaiseDescriptorLimit();
 }
 
 }  // namespace tessary

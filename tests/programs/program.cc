@@ -5,6 +5,7 @@
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -70,6 +71,11 @@ bool BecomeOrdinaryUser() {
          (setgroups(0, nullptr) == 0 && setgid(kOrdinaryUser) == 0 && setuid(kOrdinaryUser) == 0);
 }
 
+bool AllowDescriptors(unsigned count) {
+  const rlimit limit = {count, count};
+  return setrlimit(RLIMIT_NOFILE, &limit) == 0;
+}
+
 bool SetUpChild(const ProgramSetup& setup, int output, int errors) {
   for (const auto& [name, value] : setup.environment) setenv(name.c_str(), value.c_str(), 1);
   if (!setup.bindTarget.empty() && !MountForThisProcess(setup.bindSource, setup.bindTarget)) {
@@ -79,7 +85,7 @@ bool SetUpChild(const ProgramSetup& setup, int output, int errors) {
   if (setup.isOrdinaryUser && !BecomeOrdinaryUser()) return false;
   if (chdir(setup.folder.c_str()) != 0) return false;
   for (const int file : setup.closedFiles) close(file);
-  return true;
+  return setup.descriptors == 0 || AllowDescriptors(setup.descriptors);
 }
 
 int StatusOf(pid_t child) {

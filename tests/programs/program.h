@@ -36,6 +36,7 @@ struct ProgramSetup {
   int outputFile = -1;                                  // the same, as a descriptor
   int errorFile = -1;                                   // standard error, when not captured
   bool isOrdinaryUser = false;                          // give up root's rights, where we have them
+  unsigned descriptors = 0;                             // the most it may have, unless 0
   std::string bindSource = {};                          // mounted on bindTarget, for it alone
   std::string bindTarget = {};
 };

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 
+#include "platform/linux/descriptor_limit.h"
 #include "platform/linux/errors.h"
 
 namespace tessary {
@@ -14,7 +15,11 @@ namespace {
 constexpr int kOpenFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // A walk holds few folders at a time; the rest of the process keeps its descriptors.
-constexpr size_t kMostOpenFolders = 64;
+size_t MostOpenFolders() {
+  constexpr size_t kUsual = 64;
+  constexpr size_t kShares = 4;
+  return DescriptorsToHold(kUsual, kShares);
+}
 
 }  // namespace
 
@@ -100,7 +105,7 @@ Status FolderTable::Open(uint32_t number, FolderHandle* handle) {
     *handle = folder.descriptor;
     return noErr;
   }
-  CloseLeastUsed(kMostOpenFolders - 1);
+  CloseLeastUsed(MostOpenFolders() - 1);
   FolderHandle opened;
   Status status = OpenAnew(folder, &opened);
   if (status == tmfoErr && !openFolders_.empty()) {

@@ -5,13 +5,17 @@
 #include <utility>
 
 #include "platform/linux/changes/object_info.h"
+#include "platform/linux/descriptor_limit.h"
 #include "platform/linux/errors.h"
 
 namespace tessary {
 
 void FolderChain::Push(UniqueFd folder, const Identity& identity) {
-  constexpr size_t kHeldLevels = 32;
-  if (levels_.size() >= kHeldLevels) levels_[levels_.size() - kHeldLevels].folder.Reset();
+  constexpr size_t kUsualLevels = 32;
+  // A copy walks two chains, and the folders of the catalog are held besides.
+  constexpr size_t kShares = 8;
+  const size_t heldLevels = DescriptorsToHold(kUsualLevels, kShares);
+  if (levels_.size() >= heldLevels) levels_[levels_.size() - heldLevels].folder.Reset();
   levels_.push_back({std::move(folder), identity});
 }
 

@@ -1,0 +1,72 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/programs/program.h"
+#include "tests/support/copying.h"
+
+// The program where it may have next to no files open.
+namespace tessary {
+namespace {
+
+using testing::AreOnDifferentVolumes;
+using testing::FilesBelow;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::ProgramResult;
+using testing::ProgramSetup;
+using testing::ProgramTest;
+using ::testing::SizeIs;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+constexpr int kLevels = 40;
+constexpr int kWidth = 40;
+
+class DescriptorLimit : public ProgramTest {
+ protected:
+  // Folders as deep as wide, with a file in each, and a package as deep.
+  DescriptorLimit() {
+    std::string below;
+    for (int i = 0; i < kLevels; ++i) {
+      const std::string number = std::to_string(i);
+      WriteFile(At("source/wide" + number + "/wide" + number + ".txt"), number);
+      below += "/level" + number;
+      WriteFile(At("source/deep" + below + "/deep" + number + ".txt"), number);
+      WriteFile(At("source/Tool.app" + below + "/inner" + number + ".txt"), number);
+    }
+    testing::MakeFolder(At("destination"));
+  }
+};
+
+TEST_F(DescriptorLimit, OfAFewLetsARecursiveRunCopyEverything) {
+  const std::vector<std::string> before = FilesBelow(At("source"));
+  ProgramSetup setup;
+  setup.descriptors = 24;
+  const ProgramResult result = Aggregate({"--copy", "--recurse"}, setup);
+  EXPECT_EQ(0, result.status) << result.errors;
+  EXPECT_THAT(result.output, HasSubstr("81 filed, 0 left, 0 failed"));
+  EXPECT_THAT(FilesBelow(At("destination/txt")), SizeIs(kLevels + kWidth));
+  EXPECT_THAT(FilesBelow(At("destination/app/Tool.app")), SizeIs(kLevels));
+  EXPECT_EQ(before, FilesBelow(At("source")));
+}
+
+TEST_F(DescriptorLimit, OfAFewLetsARecursiveRunMoveEverythingToAnotherVolume) {
+  const TemporaryFolder memory("/dev/shm");
+  if (!AreOnDifferentVolumes(At(""), memory.path())) {
+    GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+  }
+  ProgramSetup setup;
+  setup.descriptors = 24;
+  const ProgramResult result =
+      Run({"aggregate", "--move", "--recurse", At("source"), memory.path()}, setup);
+  EXPECT_EQ(0, result.status) << result.errors;
+  EXPECT_THAT(FilesBelow(memory / "txt"), SizeIs(kLevels + kWidth));
+  EXPECT_THAT(FilesBelow(memory / "app/Tool.app"), SizeIs(kLevels));
+  EXPECT_THAT(FilesBelow(At("source")), IsEmpty());
+}
+
+}  // namespace
+}  // namespace tessary
