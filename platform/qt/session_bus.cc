@@ -13,14 +13,11 @@
 #include <utility>
 
 #include "platform/managers/log.h"
+#include "platform/qt/bus_names.h"
 
 namespace tessary {
 namespace {
 
-constexpr char kBusName[] = "org.tessary.Tessary";
-constexpr char kObjectPath[] = "/org/tessary/Tessary";
-constexpr char kApplicationInterface[] = "org.freedesktop.Application";
-constexpr char kServiceInterface[] = "org.tessary.Service";
 constexpr int kForwardTimeout = 5000;  // milliseconds; the other instance answers at once
 
 constexpr char kDescription[] = R"(

@@ -11,6 +11,7 @@ Usage:
   tessary-cli defaults read [KEY]
   tessary-cli defaults write KEY (-bool|-int|-string) VALUE
   tessary-cli defaults delete KEY
+  tessary-cli integrate install|remove|status
   tessary-cli --help | --version
 
 aggregate files what lies in SOURCE into DESTINATION, which is made when only
@@ -43,6 +44,9 @@ shares. FileOperation and TessaryType hold numbers (-int); RecurseFolders,
 ReplaceFilesBySameName, PreserveComments, AggregateAppResourcesOnly and
 QuitWhenDone hold true, yes, 1, false, no or 0 (-bool). They are kept in
 tessary/preferences.toml in $XDG_CONFIG_HOME, or in ~/.config.
+
+integrate puts the desktop program into the menus of Thunar and Nautilus, takes
+it out again, or tells whether it is there. Nothing else of theirs is changed.
 
 The log goes to standard error, and at the end one line to standard output:
 "12034 filed, 41 left, 3 failed, 4.2 secs". Left are items without a key and

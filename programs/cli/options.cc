@@ -249,6 +249,31 @@ bool ParseDefaults(Arguments arguments, Options* options, std::string* problem) 
   return true;
 }
 
+constexpr std::array<std::pair<std::string_view, IntegrateAction>, 3> kIntegrateActions = {{
+    {"install", IntegrateAction::kInstall},
+    {"remove", IntegrateAction::kRemove},
+    {"status", IntegrateAction::kStatus},
+}};
+
+bool ParseIntegrate(Arguments arguments, Options* options, std::string* problem) {
+  constexpr std::string_view kGive = "after integrate: give install, remove or status";
+  if (arguments.empty()) return Refuse(problem, "no command " + std::string(kGive));
+  if (arguments[0] == "--help") {
+    *options = HelpOptions();
+    return true;
+  }
+  for (const auto& [name, action] : kIntegrateActions) {
+    if (arguments[0] != name) continue;
+    if (arguments.size() > 1) {
+      return Refuse(problem, "surplus argument " + Quoted(arguments[1]) +
+                                 ": the form is tessary-cli integrate " + std::string(name));
+    }
+    *options = IntegrateOptions{action};
+    return true;
+  }
+  return Refuse(problem, "unknown command " + Quoted(arguments[0]) + " " + std::string(kGive));
+}
+
 }  // namespace
 
 bool ParseOptions(const std::vector<std::string>& arguments, Options* options,
@@ -258,6 +283,7 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options* options,
   const Arguments rest = Arguments(arguments).subspan(1);
   if (command == "aggregate") return ParseAggregate(rest, options, problem);
   if (command == "defaults") return ParseDefaults(rest, options, problem);
+  if (command == "integrate") return ParseIntegrate(rest, options, problem);
   if (command != "--help" && command != "--version") {
     return Refuse(problem, std::string("unknown ") + (command[0] == '-' ? "option " : "command ") +
                                Quoted(command) + std::string(kSeeHelp));

@@ -33,8 +33,14 @@ struct DeleteDefaultOptions {
   std::string key;
 };
 
+enum class IntegrateAction { kInstall, kRemove, kStatus };
+
+struct IntegrateOptions {
+  IntegrateAction action = IntegrateAction::kStatus;
+};
+
 using Options = std::variant<HelpOptions, VersionOptions, AggregateOptions, ReadDefaultsOptions,
-                             WriteDefaultOptions, DeleteDefaultOptions>;
+                             WriteDefaultOptions, DeleteDefaultOptions, IntegrateOptions>;
 
 // Parses the arguments, the program's name not among them. False when they cannot be understood;
 // `*problem` is then one line that names what is wrong and what to do. `*options` is written on

@@ -33,6 +33,7 @@ TEST(HelpText, ShowsEveryOptionKindCommandAndKey) {
                            "defaults read [KEY]",
                            "defaults write KEY (-bool|-int|-string) VALUE",
                            "defaults delete KEY",
+                           "integrate install|remove|status",
                            "Exit status:",
                            "Example:"}) {
     EXPECT_THAT(text, HasSubstr(name));

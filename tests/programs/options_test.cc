@@ -57,6 +57,12 @@ TEST(ParseOptions, LaysEachOptionOfARunOnItsSetting) {
   }
 }
 
+TEST(ParseOptions, ReadsWhatToDoWithTheMenus) {
+  EXPECT_EQ(IntegrateAction::kInstall, Parse<IntegrateOptions>({"integrate", "install"}).action);
+  EXPECT_EQ(IntegrateAction::kRemove, Parse<IntegrateOptions>({"integrate", "remove"}).action);
+  EXPECT_EQ(IntegrateAction::kStatus, Parse<IntegrateOptions>({"integrate", "status"}).action);
+}
+
 TEST(ParseOptions, TakesTheTwoPathsWhereverTheyStand) {
   struct Row {
     std::vector<std::string> arguments;
@@ -85,6 +91,7 @@ TEST(ParseOptions, TakesHelpAndVersion) {
   Parse<HelpOptions>({"aggregate", "--help"});
   Parse<HelpOptions>({"aggregate", "from", "to", "--help"});
   Parse<HelpOptions>({"defaults", "--help"});
+  Parse<HelpOptions>({"integrate", "--help"});
   Parse<VersionOptions>({"--version"});
   EXPECT_EQ("--help", Parse<AggregateOptions>({"aggregate", "--", "--help", "to"}).source);
 }
@@ -151,6 +158,10 @@ TEST(ParseOptions, RefusesWhatItCannotUnderstandNamingIt) {
       {{"aggregate", "--move", "--copy", "from", "to"}, "--move and --copy"},
       {{"aggregate", "--copy", "--move", "from", "to"}, "--move and --copy"},
       {{"aggregate", "--kind=extension", "--kind=mime-type", "from", "to"}, "two different kinds"},
+      {{"integrate"}, "install, remove or status"},
+      {{"integrate", "add"}, "\"add\""},
+      {{"integrate", ""}, "\"\""},
+      {{"integrate", "install", "more"}, "\"more\""},
       {{"defaults"}, "read, write or delete"},
       {{"defaults", "list"}, "\"list\""},
       {{"defaults", "read", "Kind"}, "\"Kind\""},

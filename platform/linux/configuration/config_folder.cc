@@ -40,6 +40,15 @@ std::string HomeFolder() {
   return listed;
 }
 
+}  // namespace
+
+std::string UserFolder(const char* variable, const std::string& inHome) {
+  const auto folder = AbsoluteFolder(std::getenv(variable));
+  return folder ? *folder : HomeFolder() + "/" + inHome;
+}
+
+std::string ConfigFolder() { return UserFolder("XDG_CONFIG_HOME", ".config") + "/tessary"; }
+
 Status MakeFolderAndParents(const std::string& path) {
   if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return noErr;
   if (errno != ENOENT) return LastError();
@@ -48,13 +57,6 @@ Status MakeFolderAndParents(const std::string& path) {
   const Status status = MakeFolderAndParents(path.substr(0, slash));
   if (status != noErr) return status;
   return mkdir(path.c_str(), 0700) == 0 || errno == EEXIST ? noErr : LastError();
-}
-
-}  // namespace
-
-std::string ConfigFolder() {
-  const auto configHome = AbsoluteFolder(std::getenv("XDG_CONFIG_HOME"));
-  return (configHome ? *configHome : HomeFolder() + "/.config") + "/tessary";
 }
 
 Status MakeConfigFolder() { return MakeFolderAndParents(ConfigFolder()); }

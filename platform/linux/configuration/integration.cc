@@ -1,0 +1,131 @@
+#include "platform/managers/integration.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string_view>
+
+#include "platform/linux/configuration/config_folder.h"
+#include "platform/linux/configuration/file_replacement.h"
+#include "platform/linux/configuration/stamped_file.h"
+#include "platform/linux/configuration/text_file.h"
+#include "platform/linux/errors.h"
+
+namespace tessary {
+namespace {
+
+// How often an edit starts over because another program saved the file meanwhile.
+constexpr int kMostEdits = 10;
+
+constexpr mode_t kOwnerMayRun = S_IRUSR | S_IXUSR;
+
+struct MenuFile {
+  std::optional<std::string> text;
+  std::optional<FileStamp> stamp;
+};
+
+// A byte-order mark is a part of the text: it is written back with the rest.
+Status ReadIfThere(const std::string& path, MenuFile* file) {
+  StampedFile read;
+  const Status status = ReadStampedFile(path.c_str(), kLargestTextFile + 1, &read);
+  *file = {};
+  if (status == fnfErr) return noErr;
+  if (status != noErr) return status;
+  if (read.text.size() > kLargestTextFile) return paramErr;
+  *file = {.text = std::move(read.text), .stamp = read.stamp};
+  return noErr;
+}
+
+bool IsLink(const std::string& path) {
+  struct stat info = {};
+  return lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
+}
+
+Status MakeRunnable(const std::string& path) {
+  struct stat info = {};
+  if (stat(path.c_str(), &info) != 0) return LastError();
+  if ((info.st_mode & kOwnerMayRun) == kOwnerMayRun) return noErr;
+  return chmod(path.c_str(), (info.st_mode & 07777) | kOwnerMayRun) == 0 ? noErr : LastError();
+}
+
+Status DeleteUnchanged(const std::string& path, const MenuFile& file) {
+  if (!file.stamp) return noErr;
+  FileStamp stamp;
+  const Status status = StampFile(path.c_str(), &stamp);
+  if (status != noErr || stamp != *file.stamp) return fBsyErr;
+  return unlink(path.c_str()) == 0 ? noErr : LastError();
+}
+
+// fBsyErr where the file was changed meanwhile.
+Status EditOnce(const std::string& path, MenuFileKind kind, const MenuFileEditor& editor,
+                FileReplacement* replacement) {
+  MenuFile file;
+  Status status = ReadIfThere(replacement->target(), &file);
+  if (status != noErr) return status;
+  std::string newText;
+  const MenuFileChange change = editor(file.text, &newText);
+  if (change == MenuFileChange::kNone) return noErr;
+  if (change == MenuFileChange::kDelete && !IsLink(path)) return DeleteUnchanged(path, file);
+  status = replacement->Commit(newText, file.stamp);
+  if (status != noErr || kind == MenuFileKind::kDocument) return status;
+  return MakeRunnable(replacement->target());
+}
+
+}  // namespace
+
+std::string UserConfigurationPath(const std::string& name) {
+  return UserFolder("XDG_CONFIG_HOME", ".config") + "/" + name;
+}
+
+std::string UserDataPath(const std::string& name) {
+  return UserFolder("XDG_DATA_HOME", ".local/share") + "/" + name;
+}
+
+std::optional<std::string> ReadSystemConfiguration(const std::string& name) {
+  const char* set = std::getenv("XDG_CONFIG_DIRS");
+  std::string_view folders = set == nullptr || *set == '\0' ? "/etc/xdg" : set;
+  while (!folders.empty()) {
+    const std::string_view folder = folders.substr(0, folders.find(':'));
+    folders.remove_prefix(std::min(folder.size() + 1, folders.size()));
+    // The convention has relative paths ignored.
+    if (!folder.starts_with('/')) continue;
+    MenuFile file;
+    if (ReadIfThere(std::string(folder) + "/" + name, &file) == noErr && file.text) {
+      return file.text;
+    }
+  }
+  return std::nullopt;
+}
+
+Status ReadMenuFile(const std::string& path, std::string* text) {
+  if (text == nullptr) return paramErr;
+  MenuFile file;
+  const Status status = ReadIfThere(path, &file);
+  if (status != noErr) return status;
+  if (!file.text) return fnfErr;
+  *text = std::move(*file.text);
+  return noErr;
+}
+
+Status EditMenuFile(const std::string& path, MenuFileKind kind, const MenuFileEditor& editor) {
+  if (!editor) return paramErr;
+  MenuFile file;
+  Status status = ReadIfThere(path, &file);
+  if (status != noErr) return status;
+  // What changes nothing makes neither a folder nor a lock.
+  std::string newText;
+  if (editor(file.text, &newText) == MenuFileChange::kNone) return noErr;
+  status = MakeFolderAndParents(path.substr(0, path.rfind('/')));
+  if (status != noErr) return status;
+  FileReplacement replacement;
+  status = replacement.Begin(path);
+  if (status != noErr) return status;
+  for (int edits = 0; edits < kMostEdits; ++edits) {
+    status = EditOnce(path, kind, editor, &replacement);
+    if (status != fBsyErr) return status;
+  }
+  return status;
+}
+
+}  // namespace tessary

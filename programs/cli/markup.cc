@@ -1,0 +1,251 @@
+#include "programs/cli/markup.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "platform/managers/text.h"
+
+namespace tessary {
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::array<std::string_view, 5> kEntities = {"amp", "lt", "gt", "quot", "apos"};
+
+bool IsLetter(char byte) { return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z'); }
+
+bool IsDigit(char byte) { return byte >= '0' && byte <= '9'; }
+
+bool IsHexDigit(char byte) {
+  return IsDigit(byte) || (byte >= 'a' && byte <= 'f') || (byte >= 'A' && byte <= 'F');
+}
+
+// Every character beyond ASCII is taken for one that a name may hold.
+bool StartsName(char byte) {
+  return IsLetter(byte) || byte == '_' || byte == ':' || static_cast<unsigned char>(byte) >= 0x80;
+}
+
+bool ContinuesName(char byte) {
+  return StartsName(byte) || IsDigit(byte) || byte == '-' || byte == '.';
+}
+
+bool IsControlCharacter(char byte) {
+  const auto code = static_cast<unsigned char>(byte);
+  return code < 0x20 && kBlanks.find(byte) == std::string_view::npos;
+}
+
+// What stands between "&" and ";".
+bool IsReference(std::string_view reference) {
+  if (!reference.starts_with('#')) return std::ranges::count(kEntities, reference) != 0;
+  reference.remove_prefix(1);
+  const bool isHexadecimal = reference.starts_with('x');
+  if (isHexadecimal) reference.remove_prefix(1);
+  return !reference.empty() && std::ranges::all_of(reference, isHexadecimal ? IsHexDigit : IsDigit);
+}
+
+// Reads a document from its beginning to its end. Each step answers false once `problem_` is set.
+class Parser {
+ public:
+  explicit Parser(std::string_view text) : text_(text) {}
+
+  bool Parse();
+  std::vector<MarkupElement> TakeElements() { return std::move(elements_); }
+  std::string DescribeProblem() const;
+
+ private:
+  bool Fail(size_t at, std::string reason);
+  bool StartsWith(std::string_view token) const { return text_.substr(at_).starts_with(token); }
+  bool PassBehind(std::string_view token, const char* what);
+  bool PassCharacters();
+  bool PassDocumentType();
+  bool PassMarkup();
+  bool PassStartTag();
+  bool PassEndTag();
+  bool PassAttribute();
+  void PassBlanks();
+  std::string_view TakeName();
+  bool CheckReferences(size_t begin, size_t end);
+
+  std::string_view text_;
+  size_t at_ = 0;
+  std::vector<MarkupElement> elements_;
+  std::vector<size_t> open_;  // the elements that are not closed, the outermost first
+  size_t problemAt_ = 0;
+  std::string problem_;
+};
+
+bool Parser::Fail(size_t at, std::string reason) {
+  problemAt_ = at;
+  problem_ = std::move(reason);
+  return false;
+}
+
+std::string Parser::DescribeProblem() const {
+  const std::string_view before = text_.substr(0, problemAt_);
+  return "line " + std::to_string(1 + std::ranges::count(before, '\n')) + ": " + problem_;
+}
+
+bool Parser::Parse() {
+  if (!IsUtf8(text_)) return Fail(0, "it is no UTF-8 text");
+  const auto control = std::ranges::find_if(text_, IsControlCharacter);
+  if (control != text_.end()) {
+    return Fail(static_cast<size_t>(control - text_.begin()), "it holds a control character");
+  }
+  if (text_.starts_with(kByteOrderMark)) at_ = kByteOrderMark.size();
+  while (at_ < text_.size()) {
+    if (text_[at_] == '<' ? !PassMarkup() : !PassCharacters()) return false;
+  }
+  if (!open_.empty()) {
+    const MarkupElement& open = elements_[open_.back()];
+    return Fail(open.begin, "<" + std::string(open.name) + "> is not closed");
+  }
+  return !elements_.empty() || Fail(0, "it holds no element");
+}
+
+bool Parser::PassBehind(std::string_view token, const char* what) {
+  const size_t found = text_.find(token, at_);
+  if (found == std::string_view::npos) return Fail(at_, std::string(what) + " does not end");
+  at_ = found + token.size();
+  return true;
+}
+
+bool Parser::PassCharacters() {
+  const size_t begin = at_;
+  at_ = std::min(text_.find('<', at_), text_.size());
+  if (!open_.empty()) return CheckReferences(begin, at_);
+  const size_t stray = text_.substr(0, at_).find_first_not_of(kBlanks, begin);
+  return stray == std::string_view::npos || Fail(stray, "there is text outside of all elements");
+}
+
+bool Parser::PassMarkup() {
+  if (StartsWith("<!--")) {
+    at_ += 4;
+    return PassBehind("-->", "a comment");
+  }
+  if (StartsWith("<?")) return PassBehind("?>", "a processing instruction");
+  if (StartsWith("<![CDATA[")) {
+    if (open_.empty()) return Fail(at_, "there is text outside of all elements");
+    return PassBehind("]]>", "a character section");
+  }
+  if (StartsWith("<!DOCTYPE")) return PassDocumentType();
+  return StartsWith("</") ? PassEndTag() : PassStartTag();
+}
+
+// A ">" inside of brackets, quotes and comments does not end it.
+bool Parser::PassDocumentType() {
+  const size_t begin = at_;
+  if (!elements_.empty()) return Fail(begin, "a document type declaration stands too late");
+  size_t depth = 0;
+  while (at_ < text_.size()) {
+    if (StartsWith("<!--")) {
+      at_ += 4;
+      if (!PassBehind("-->", "a comment")) return false;
+      continue;
+    }
+    const char byte = text_[at_++];
+    if (byte == '[' || byte == '<') ++depth;
+    if (byte == ']' || byte == '>') {
+      if (depth == 0) break;
+      if (--depth == 0) return true;
+    }
+    if ((byte == '"' || byte == '\'') && !PassBehind({&byte, 1}, "a quoted text")) return false;
+  }
+  return Fail(begin, "a document type declaration does not end");
+}
+
+bool Parser::PassStartTag() {
+  MarkupElement element = {.begin = at_++};
+  if (open_.empty() && !elements_.empty()) {
+    return Fail(element.begin, "there is a second outermost element");
+  }
+  element.name = TakeName();
+  if (element.name.empty()) return Fail(element.begin, "a \"<\" begins no tag");
+  if (!open_.empty()) element.parent = open_.back();
+  PassBlanks();
+  while (at_ < text_.size() && StartsName(text_[at_])) {
+    if (!PassAttribute()) return false;
+    PassBlanks();
+  }
+  const bool isEmpty = StartsWith("/>");
+  if (!isEmpty && !StartsWith(">")) {
+    return Fail(element.begin, "the tag <" + std::string(element.name) + "> does not end");
+  }
+  at_ += isEmpty ? 2 : 1;
+  element.contentBegin = element.contentEnd = element.end = at_;
+  if (!isEmpty) open_.push_back(elements_.size());
+  elements_.push_back(element);
+  return true;
+}
+
+bool Parser::PassEndTag() {
+  const size_t begin = at_;
+  at_ += 2;
+  const std::string_view name = TakeName();
+  PassBlanks();
+  if (!StartsWith(">")) return Fail(begin, "the tag </" + std::string(name) + "> does not end");
+  ++at_;
+  if (open_.empty() || elements_[open_.back()].name != name) {
+    return Fail(begin, "</" + std::string(name) + "> closes nothing that is open");
+  }
+  elements_[open_.back()].contentEnd = begin;
+  elements_[open_.back()].end = at_;
+  open_.pop_back();
+  return true;
+}
+
+bool Parser::PassAttribute() {
+  const size_t begin = at_;
+  const std::string_view name = TakeName();
+  PassBlanks();
+  const bool hasValue = StartsWith("=");
+  if (hasValue) ++at_;
+  PassBlanks();
+  const char quote = at_ < text_.size() ? text_[at_] : '\0';
+  if (!hasValue || (quote != '"' && quote != '\'')) {
+    return Fail(begin, "the attribute " + std::string(name) + " has no value in quotes");
+  }
+  const size_t value = ++at_;
+  if (!PassBehind({&quote, 1}, "an attribute's value")) return false;
+  if (text_.substr(value, at_ - 1 - value).find('<') != std::string_view::npos) {
+    return Fail(begin, "the value of the attribute " + std::string(name) + " holds a \"<\"");
+  }
+  return CheckReferences(value, at_ - 1);
+}
+
+void Parser::PassBlanks() { at_ = std::min(text_.find_first_not_of(kBlanks, at_), text_.size()); }
+
+std::string_view Parser::TakeName() {
+  const size_t begin = at_;
+  if (at_ < text_.size() && StartsName(text_[at_])) ++at_;
+  while (at_ > begin && at_ < text_.size() && ContinuesName(text_[at_])) ++at_;
+  return text_.substr(begin, at_ - begin);
+}
+
+bool Parser::CheckReferences(size_t begin, size_t end) {
+  const std::string_view text = text_.substr(0, end);
+  for (size_t at = text.find('&', begin); at != std::string_view::npos; at = text.find('&', at)) {
+    const size_t semicolon = text.find(';', at);
+    if (semicolon == std::string_view::npos ||
+        !IsReference(text.substr(at + 1, semicolon - at - 1))) {
+      return Fail(at, "a \"&\" begins no reference that is known");
+    }
+    at = semicolon;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ParseMarkup(std::string_view text, std::vector<MarkupElement>* elements,
+                 std::string* problem) {
+  Parser parser(text);
+  if (!parser.Parse()) {
+    *problem = parser.DescribeProblem();
+    return false;
+  }
+  *elements = parser.TakeElements();
+  return true;
+}
+
+}  // namespace tessary

@@ -1,0 +1,170 @@
+#include "platform/managers/integration.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/support/environment_variable.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using testing::Exists;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::NamesIn;
+using testing::ReadFile;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+using Text = std::optional<std::string>;
+
+MenuFileEditor Writing(const std::string& newText) {
+  return [newText](const Text&, std::string* text) {
+    *text = newText;
+    return MenuFileChange::kWrite;
+  };
+}
+
+MenuFileChange Delete(const Text&, std::string* newText) {
+  *newText = "what is left";
+  return MenuFileChange::kDelete;
+}
+
+mode_t ModeOf(const std::string& path) {
+  struct stat info = {};
+  EXPECT_EQ(0, stat(path.c_str(), &info)) << path;
+  return info.st_mode & 07777U;
+}
+
+TEST(EditMenuFile, ShowsTheTextAndWritesWhatItIsTold) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "a\n/.b/\xFF";
+  Text seen = "nothing was asked";
+  EXPECT_EQ(noErr, EditMenuFile(path, MenuFileKind::kDocument,
+                                [&seen](const Text& text, std::string* newText) {
+                                  seen = text;
+                                  *newText = std::string("\xEF\xBB\xBFnew\0text", 11);
+                                  return MenuFileChange::kWrite;
+                                }));
+  EXPECT_EQ(std::nullopt, seen);
+  EXPECT_EQ(std::string("\xEF\xBB\xBFnew\0text", 11), ReadFile(path));
+  EXPECT_EQ(0600U, ModeOf(path));
+  EXPECT_EQ(std::vector<std::string>{"\xFF"}, NamesIn(folder / "a\n/.b"));
+  std::string text;
+  EXPECT_EQ(noErr, ReadMenuFile(path, &text));
+  EXPECT_EQ(ReadFile(path), text);
+}
+
+TEST(EditMenuFile, TouchesNothingWhereNothingIsToBeDone) {
+  const TemporaryFolder folder;
+  const auto keep = [](const Text&, std::string*) { return MenuFileChange::kNone; };
+  EXPECT_EQ(noErr, EditMenuFile(folder / "a/b", MenuFileKind::kDocument, keep));
+  EXPECT_FALSE(Exists(folder / "a"));
+}
+
+TEST(EditMenuFile, LetsTheOwnerRunAProgramAndKeepsTheRestOfTheMode) {
+  const TemporaryFolder folder;
+  EXPECT_EQ(noErr, EditMenuFile(folder / "new", MenuFileKind::kProgram, Writing("x")));
+  EXPECT_EQ(0700U, ModeOf(folder / "new"));
+  WriteFile(folder / "old");
+  ASSERT_EQ(0, chmod((folder / "old").c_str(), 0640));
+  EXPECT_EQ(noErr, EditMenuFile(folder / "old", MenuFileKind::kProgram, Writing("x")));
+  EXPECT_EQ(0740U, ModeOf(folder / "old"));
+}
+
+TEST(EditMenuFile, DeletesAFileButWritesWhatALinkLeadsTo) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  EXPECT_EQ(noErr, EditMenuFile(folder / "file", MenuFileKind::kDocument, Delete));
+  EXPECT_TRUE(NamesIn(folder.path()).empty());
+  EXPECT_EQ(noErr, EditMenuFile(folder / "file", MenuFileKind::kDocument, Delete));
+  WriteFile(folder / "kept/target", "x");
+  MakeLink("kept/target", folder / "link");
+  EXPECT_EQ(noErr, EditMenuFile(folder / "link", MenuFileKind::kDocument, Delete));
+  EXPECT_EQ("what is left", ReadFile(folder / "kept/target"));
+  EXPECT_TRUE(Exists(folder / "link"));
+}
+
+TEST(EditMenuFile, AsksAgainWhenTheFileChangedMeanwhile) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "file";
+  WriteFile(path, "first");
+  int asked = 0;
+  const Status status =
+      EditMenuFile(path, MenuFileKind::kDocument, [&](const Text& text, std::string* newText) {
+        if (++asked == 2) WriteFile(path, "another program's");
+        *newText = text.value_or("") + " and ours";
+        return MenuFileChange::kWrite;
+      });
+  EXPECT_EQ(noErr, status);
+  EXPECT_EQ("another program's and ours", ReadFile(path));
+}
+
+TEST(EditMenuFile, GivesUpOnAFileThatKeepsChanging) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "file";
+  WriteFile(path, "x");
+  for (const MenuFileChange change : {MenuFileChange::kWrite, MenuFileChange::kDelete}) {
+    const Status status =
+        EditMenuFile(path, MenuFileKind::kDocument, [&](const Text& text, std::string* newText) {
+          WriteFile(path, text.value_or("") + "x");
+          *newText = "ours";
+          return change;
+        });
+    EXPECT_EQ(fBsyErr, status);
+    EXPECT_EQ(std::string::npos, ReadFile(path).find("ours"));
+  }
+}
+
+TEST(EditMenuFile, RefusesWhatIsNoFileOrTooLarge) {
+  const TemporaryFolder folder;
+  MakeFolder(folder / "folder");
+  ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
+  WriteFile(folder / "large", std::string((size_t{4} << 20U) + 1, 'x'));
+  MakeLink("loop", folder / "loop");
+  std::string text = "as it was";
+  for (const char* name : {"folder", "fifo", "large"}) {
+    EXPECT_EQ(paramErr, EditMenuFile(folder / name, MenuFileKind::kDocument, Writing("x")));
+    EXPECT_EQ(paramErr, ReadMenuFile(folder / name, &text));
+  }
+  EXPECT_NE(noErr, EditMenuFile(folder / "loop", MenuFileKind::kDocument, Writing("x")));
+  EXPECT_NE(noErr, EditMenuFile(folder / "large/x", MenuFileKind::kDocument, Writing("x")));
+  EXPECT_EQ(paramErr, EditMenuFile(folder / "x", MenuFileKind::kDocument, {}));
+  EXPECT_EQ(paramErr, ReadMenuFile(folder / "x", nullptr));
+  EXPECT_EQ(fnfErr, ReadMenuFile(folder / "x", &text));
+  EXPECT_EQ("as it was", text);
+}
+
+TEST(UserPaths, FollowTheEnvironment) {
+  const testing::EnvironmentVariable home("HOME", "/home/u");
+  {
+    const testing::EnvironmentVariable config("XDG_CONFIG_HOME", "/c/");
+    const testing::EnvironmentVariable data("XDG_DATA_HOME", "/d");
+    EXPECT_EQ("/c/x/y", UserConfigurationPath("x/y"));
+    EXPECT_EQ("/d/x/y", UserDataPath("x/y"));
+  }
+  const testing::EnvironmentVariable config("XDG_CONFIG_HOME", "relative");
+  const testing::EnvironmentVariable data("XDG_DATA_HOME", "");
+  EXPECT_EQ("/home/u/.config/x", UserConfigurationPath("x"));
+  EXPECT_EQ("/home/u/.local/share/x", UserDataPath("x"));
+}
+
+TEST(ReadSystemConfiguration, TakesTheFirstFolderThatHasTheFile) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "second/a/b", "second");
+  WriteFile(folder / "third/a/b", "third");
+  MakeFolder(folder / "first/a/b");
+  const testing::EnvironmentVariable folders(
+      "XDG_CONFIG_DIRS",
+      "relative::" + (folder / "first") + ":" + (folder / "second") + ":" + (folder / "third"));
+  EXPECT_EQ("second", ReadSystemConfiguration("a/b"));
+  EXPECT_EQ(std::nullopt, ReadSystemConfiguration("a/c"));
+}
+
+}  // namespace
+}  // namespace tessary

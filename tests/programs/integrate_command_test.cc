@@ -1,0 +1,177 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "programs/cli/nautilus_script.h"
+#include "programs/cli/thunar_actions.h"
+#include "tests/programs/program.h"
+
+namespace tessary {
+namespace {
+
+using testing::DescribeTree;
+using ::testing::ElementsAre;
+using testing::Exists;
+using testing::FilesBelow;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::ProgramResult;
+using testing::ProgramTest;
+using testing::ReadFile;
+using testing::WriteFile;
+
+constexpr char kOwnActions[] =
+    "<?xml version=\"1.0\"?>\n<actions>\n<!-- mine -->\n<action><unique-id>1</unique-id></action>\n"
+    "</actions>\n";
+
+class IntegrateCommand : public ProgramTest {
+ protected:
+  IntegrateCommand() { MakeFolder(At("system")); }
+
+  std::string ActionsPath() const { return At("config/Thunar/uca.xml"); }
+  std::string ScriptPath() const {
+    return At("data/nautilus/scripts/" + std::string(kNautilusScriptName));
+  }
+
+  ProgramResult Integrate(const std::string& action) const {
+    return Run({"integrate", action}, {.environment = {{"XDG_CONFIG_DIRS", At("system")}}});
+  }
+
+  // Succeeds with a line for each file manager.
+  void ExpectOutput(const std::string& action, const std::string& thunar,
+                    const std::string& nautilus) const {
+    const ProgramResult result = Integrate(action);
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("", result.errors);
+    EXPECT_EQ("Thunar: " + thunar + " \"" + ActionsPath() + "\"\nNautilus: " + nautilus + " \"" +
+                  ScriptPath() + "\"\n",
+              result.output);
+  }
+};
+
+TEST_F(IntegrateCommand, InstallsTellsAndRemovesWithoutATrace) {
+  ExpectOutput("status", "is not in", "is not in");
+  ExpectOutput("remove", "was not there, in", "was not there, in");
+  EXPECT_THAT(FilesBelow(At("")), IsEmpty());
+  EXPECT_FALSE(Exists(At("config/Thunar")));
+  ExpectOutput("install", "added to", "added to");
+  ExpectOutput("status", "is in", "is in");
+  const std::string installed = ReadFile(ActionsPath());
+  ExpectOutput("install", "was there already, in", "was there already, in");
+  EXPECT_EQ(installed, ReadFile(ActionsPath()));
+  EXPECT_THAT(FilesBelow(At("config")), ElementsAre("Thunar/uca.xml"));
+  EXPECT_THAT(FilesBelow(At("data")),
+              ElementsAre("nautilus/scripts/" + std::string(kNautilusScriptName)));
+  EXPECT_EQ(0, access(ScriptPath().c_str(), X_OK));
+  EXPECT_EQ(NautilusScript(), ReadFile(ScriptPath()));
+  ExpectOutput("remove", "removed from", "removed from");
+  EXPECT_THAT(FilesBelow(At("")), IsEmpty());
+}
+
+TEST_F(IntegrateCommand, MergesIntoTheUsersActionsAndGivesThemBackByteForByte) {
+  WriteFile(ActionsPath(), kOwnActions);
+  ASSERT_EQ(0, chmod(ActionsPath().c_str(), 0640));
+  ExpectOutput("install", "added to", "added to");
+  EXPECT_THAT(ReadFile(ActionsPath()),
+              HasSubstr("<!-- mine -->\n<action><unique-id>1</unique-id>"));
+  EXPECT_THAT(ReadFile(ActionsPath()), HasSubstr("tessary --aggregate %U"));
+  struct stat info = {};
+  ASSERT_EQ(0, stat(ActionsPath().c_str(), &info));
+  EXPECT_EQ(0640U, info.st_mode & 07777U);
+  ExpectOutput("remove", "removed from", "removed from");
+  EXPECT_EQ(kOwnActions, ReadFile(ActionsPath()));
+}
+
+TEST_F(IntegrateCommand, BeginsWithTheSystemsActionsWhichAFileOfTheUserHides) {
+  WriteFile(At("system/Thunar/uca.xml"), kOwnActions);
+  ExpectOutput("install", "added to", "added to");
+  EXPECT_THAT(ReadFile(ActionsPath()), HasSubstr("<!-- mine -->"));
+  ExpectOutput("remove", "removed from", "removed from");
+  EXPECT_FALSE(Exists(ActionsPath()));
+  WriteFile(At("system/Thunar/uca.xml"), "unusable");
+  ExpectOutput("install", "added to", "added to");
+  EXPECT_THAT(ReadFile(ActionsPath()), Not(HasSubstr("unusable")));
+}
+
+TEST_F(IntegrateCommand, RefusesActionsThatItCannotReadAndLeavesThemUntouched) {
+  for (const char* text : {"", "<actions>\n<action>\n</actions>", "<html/>", "\xFF\xFE<"}) {
+    WriteFile(ActionsPath(), text);
+    const std::vector<std::string> before = DescribeTree(At("config"));
+    for (const char* action : {"install", "status", "remove"}) {
+      const ProgramResult result = Integrate(action);
+      EXPECT_EQ(1, result.status) << action;
+      EXPECT_THAT(result.Problems(), ElementsAre(HasSubstr("Thunar: \"" + ActionsPath() +
+                                                           "\" was left as it is, because ")));
+      // The other one is seen to in any case.
+      EXPECT_THAT(result.output, HasSubstr("Nautilus: "));
+      EXPECT_EQ(before, DescribeTree(At("config"))) << action;
+    }
+  }
+  WriteFile(ActionsPath(), "<actions>\n<action>\n</actions>");
+  EXPECT_THAT(Integrate("install").Problems(),
+              ElementsAre(HasSubstr("line 3: </actions> closes nothing that is open")));
+}
+
+TEST_F(IntegrateCommand, RefusesWhatIsNoFile) {
+  MakeFolder(ActionsPath());
+  MakeFolder(ScriptPath());
+  for (const char* action : {"install", "status", "remove"}) {
+    const ProgramResult result = Integrate(action);
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ(2U, result.Problems().size());
+    EXPECT_EQ("", result.output);
+  }
+}
+
+TEST_F(IntegrateCommand, LeavesAnotherProgramsScriptOfThatName) {
+  WriteFile(ScriptPath(), "#!/bin/sh\necho mine\n");
+  const ProgramResult result = Integrate("install");
+  EXPECT_EQ(1, result.status);
+  EXPECT_THAT(result.Problems(), ElementsAre(HasSubstr("another program's script")));
+  ExpectOutput("status", "is in", "is not in");
+  ExpectOutput("remove", "removed from", "was not there, in");
+  EXPECT_EQ("#!/bin/sh\necho mine\n", ReadFile(ScriptPath()));
+}
+
+TEST_F(IntegrateCommand, RenewsAScriptOfAnotherVersionThatMayNotBeRun) {
+  WriteFile(ScriptPath(), NautilusScript() + "# older\n");
+  ASSERT_EQ(0, chmod(ScriptPath().c_str(), 0644));
+  ExpectOutput("install", "added to", "was there already, in");
+  EXPECT_EQ(NautilusScript(), ReadFile(ScriptPath()));
+  struct stat info = {};
+  ASSERT_EQ(0, stat(ScriptPath().c_str(), &info));
+  EXPECT_EQ(0744U, info.st_mode & 07777U);
+}
+
+TEST_F(IntegrateCommand, WritesThroughALinkAndKeepsIt) {
+  const std::string empty(EmptyThunarActions());
+  WriteFile(At("dotfiles/uca.xml"), empty);
+  MakeFolder(At("config/Thunar"));
+  MakeLink("../../dotfiles/uca.xml", ActionsPath());
+  ExpectOutput("install", "added to", "added to");
+  EXPECT_THAT(ReadFile(At("dotfiles/uca.xml")), HasSubstr("tessary --aggregate"));
+  ExpectOutput("remove", "removed from", "removed from");
+  EXPECT_EQ(empty, ReadFile(At("dotfiles/uca.xml")));
+  struct stat info = {};
+  ASSERT_EQ(0, lstat(ActionsPath().c_str(), &info));
+  EXPECT_TRUE(S_ISLNK(info.st_mode));
+}
+
+TEST_F(IntegrateCommand, TellsWhatTheFileSystemRefuses) {
+  WriteFile(ActionsPath(), kOwnActions);
+  ASSERT_EQ(0, chmod(ActionsPath().c_str(), 0444));
+  OpenToOrdinaryUser();
+  const ProgramResult result =
+      Run({"integrate", "install"},
+          {.environment = {{"XDG_CONFIG_DIRS", At("system")}}, .isOrdinaryUser = true});
+  EXPECT_EQ(1, result.status);
+  EXPECT_THAT(result.Problems(),
+              ElementsAre(HasSubstr("permission denied"), HasSubstr("permission denied")));
+  EXPECT_EQ(kOwnActions, ReadFile(ActionsPath()));
+}
+
+}  // namespace
+}  // namespace tessary
