@@ -7,6 +7,7 @@
 
 #include <array>
 #include <filesystem>
+#include <memory>
 
 #include "tests/support/temporary_folder.h"
 
@@ -37,6 +38,12 @@ UniqueFd OpenFolder(const std::string& path) {
   UniqueFd folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   EXPECT_TRUE(folder) << path;
   return folder;
+}
+
+Place PlaceAt(const std::string& path) {
+  const fs::path whole(path);
+  return {std::make_shared<const UniqueFd>(OpenFolder(whole.parent_path().string())),
+          whole.filename().string()};
 }
 
 Status CopyAt(const std::string& from, const std::string& to) { return Run(CopyItem, from, to); }

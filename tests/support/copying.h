@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "platform/linux/catalog/catalog.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/unique_fd.h"
 
@@ -11,6 +12,9 @@ namespace tessary::testing {
 
 // The folder at the path, as the descriptor that operations on names take.
 UniqueFd OpenFolder(const std::string& path);
+
+// The place of the object at the path, whether or not there is one.
+Place PlaceAt(const std::string& path);
 
 // Copies or moves the object at the one path to the other, as the File Manager calls for it, and
 // expects that no descriptor is left open.

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include "platform/linux/errors.h"
+#include "platform/linux/process_path.h"
 
 namespace tessary {
 namespace {
@@ -11,9 +12,7 @@ constexpr int kAskFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
 
 }  // namespace
 
-std::string Place::ProcessPath() const {
-  return "/proc/self/fd/" + std::to_string(descriptor()) + "/" + name;
-}
+std::string Place::ProcessPath() const { return ProcessPathOf(descriptor()) + "/" + name; }
 
 Catalog& Catalog::Get() {
   static Catalog catalog;

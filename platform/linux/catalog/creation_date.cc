@@ -1,7 +1,5 @@
 #include "platform/linux/catalog/creation_date.h"
 
-#include <sys/xattr.h>
-
 #include <array>
 #include <charconv>
 #include <chrono>
@@ -10,6 +8,7 @@
 #include <mutex>
 #include <tuple>
 
+#include "platform/linux/catalog/place_attributes.h"
 #include "platform/linux/catalog/reference.h"
 
 namespace tessary {
@@ -65,9 +64,10 @@ bool TakeFraction(std::string_view* text, uint32_t* nanoseconds) {
   return true;
 }
 
-std::optional<Timestamp> ReadAttribute(const char* path) {
+std::optional<Timestamp> ReadAttribute(const Place& place) {
   std::array<char, 64> text = {};
-  const ssize_t size = getxattr(path, kCreationDateAttribute, text.data(), text.size());
+  const ssize_t size =
+      GetAttribute(place, kCreationDateAttribute, text.data(), text.size(), AtLink::kFollow);
   if (size < 0) return std::nullopt;
   return ParseCreationDate({text.data(), static_cast<size_t>(size)});
 }
@@ -113,8 +113,8 @@ std::optional<Timestamp> ParseCreationDate(std::string_view text) {
   return Timestamp{days * kDaySeconds + timeOfDay, nanoseconds};
 }
 
-std::optional<Timestamp> CreationDateAt(const char* path, const struct statx& info) {
-  const std::optional<Timestamp> carried = ReadAttribute(path);
+std::optional<Timestamp> CreationDateAt(const Place& place, const struct statx& info) {
+  const std::optional<Timestamp> carried = ReadAttribute(place);
   return carried ? carried : CreationDateWithoutAttribute(info);
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/linux/catalog/catalog.h"
 #include "platform/managers/file_attributes.h"
 
 // The creation date that an object carries with it. Linux cannot set a birth time, so a copy keeps
@@ -21,10 +22,10 @@ std::string FormatCreationDate(const Timestamp& date);
 // The reverse; fewer or no decimals are read as well. None for anything else.
 std::optional<Timestamp> ParseCreationDate(std::string_view text);
 
-// The creation date of an object: the attribute's at `path` (links followed), else the one
+// The creation date of an object: the attribute's at the place (links followed), else the one
 // remembered of the object, else the birth time in `info`, else none. `info` is the object's
 // statx result with STATX_BTIME asked for.
-std::optional<Timestamp> CreationDateAt(const char* path, const struct statx& info);
+std::optional<Timestamp> CreationDateAt(const Place& place, const struct statx& info);
 
 // The same less the attribute, for who has looked for that already.
 std::optional<Timestamp> CreationDateWithoutAttribute(const struct statx& info);

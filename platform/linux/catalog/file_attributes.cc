@@ -18,7 +18,7 @@ std::optional<Timestamp> CopyFileDateAtPath(const std::string& path, DateAttribu
                            STATX_MTIME | STATX_BTIME | STATX_INO, &info);
   if (result != 0) return std::nullopt;
   if (attribute == DateAttribute::NSFileCreationDate) {
-    return CreationDateAt(place.ProcessPath().c_str(), info);
+    return CreationDateAt(place, info);
   }
   return Timestamp{info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec};
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/linux/catalog/place_attributes.h"
 #include "platform/linux/errors.h"
 
 namespace tessary {
@@ -27,36 +28,32 @@ bool Names(std::string_view list, std::string_view wanted) {
   return false;
 }
 
-// Without /proc there is no way to the attributes of an object that may not be opened for reading;
-// it then counts as having none.
-bool MeansNoAttributes(int error) { return error == ENOTSUP || error == ENOENT; }
-
-Status FindAttribute(const std::string& path, bool* isThere) {
+Status FindAttribute(const Place& place, bool* isThere) {
   std::array<char, 1024> small;
-  const ssize_t size = llistxattr(path.c_str(), small.data(), small.size());
+  const ssize_t size = ListAttributes(place, small.data(), small.size());
   if (size >= 0) {
     *isThere = Names({small.data(), static_cast<size_t>(size)}, kAttribute);
     return noErr;
   }
-  if (MeansNoAttributes(errno)) {
+  if (errno == ENOTSUP) {
     *isThere = false;
     return noErr;
   }
   if (errno != ERANGE) return LastError();
   std::string large(XATTR_LIST_MAX, '\0');
-  const ssize_t largeSize = llistxattr(path.c_str(), large.data(), large.size());
+  const ssize_t largeSize = ListAttributes(place, large.data(), large.size());
   if (largeSize < 0) return LastError();
   *isThere = Names(std::string_view(large).substr(0, static_cast<size_t>(largeSize)), kAttribute);
   return noErr;
 }
 
 // An attribute of another size is not Finder information, whatever it is.
-Status ReadBytes(const std::string& path, FinderBytes* bytes) {
+Status ReadBytes(const Place& place, FinderBytes* bytes) {
   bool isThere = false;
-  const Status status = FindAttribute(path, &isThere);
+  const Status status = FindAttribute(place, &isThere);
   if (status != noErr || !isThere) return status;
   FinderBytes read = {};
-  const ssize_t size = lgetxattr(path.c_str(), kAttribute, read.data(), read.size());
+  const ssize_t size = GetAttribute(place, kAttribute, read.data(), read.size());
   if (size == static_cast<ssize_t>(read.size())) *bytes = read;
   if (size < 0 && errno != ERANGE && errno != ENODATA) return LastError();
   return noErr;
@@ -76,7 +73,7 @@ Status ReadFinderInfo(const Place& place, NodeKind kind, FileInfo* info,
                       ExtendedFileInfo* extendedInfo) {
   FinderBytes bytes = {};
   if (kind == NodeKind::kFile || kind == NodeKind::kFolder) {
-    const Status status = ReadBytes(place.ProcessPath(), &bytes);
+    const Status status = ReadBytes(place, &bytes);
     if (status != noErr) return status;
   }
   info->fileType = Read32(bytes, 0);

@@ -4,12 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstdio>
-
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/tree_walk.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/process_path.h"
 
 namespace tessary {
 namespace {
@@ -18,9 +16,7 @@ namespace {
 // opened up shows itself at the next step.
 void OpenUp(int folder, const struct statx& info) {
   if ((info.stx_mode & S_IRWXU) == S_IRWXU || info.stx_uid != geteuid()) return;
-  std::array<char, 32> path = {};
-  (void)std::snprintf(path.data(), path.size(), "/proc/self/fd/%d", folder);
-  (void)chmod(path.data(), S_IRWXU);
+  (void)chmod(ProcessPathOf(folder).c_str(), S_IRWXU);
 }
 
 class Deletion : public TreeVisitor {

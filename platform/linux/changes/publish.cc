@@ -4,14 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <cstdio>
 
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/publish_fallbacks.h"
 #include "platform/linux/changes/volume_memory.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/process_path.h"
 
 namespace tessary {
 namespace {
@@ -38,9 +37,7 @@ bool LacksFlag(int folder, Identity* identity) {
 
 // Gives the open file a name by way of /proc, which any user may do on every kernel.
 int LinkThroughProc(int file, int toFolder, const char* toName) {
-  std::array<char, 32> path = {};
-  (void)std::snprintf(path.data(), path.size(), "/proc/self/fd/%d", file);
-  return linkat(AT_FDCWD, path.data(), toFolder, toName, AT_SYMLINK_FOLLOW);
+  return linkat(AT_FDCWD, ProcessPathOf(file).c_str(), toFolder, toName, AT_SYMLINK_FOLLOW);
 }
 
 }  // namespace

@@ -9,12 +9,14 @@
 #include <string>
 
 #include "platform/linux/changes/object_info.h"
+#include "tests/support/copying.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary {
 namespace {
 
 using testing::MakeLink;
+using testing::PlaceAt;
 using testing::SetAttribute;
 using testing::TemporaryFolder;
 using testing::WriteFile;
@@ -93,25 +95,25 @@ TEST(CreationDateAt, PrefersTheAttributeThenTheRememberedDateThenTheBirthTime) {
   if ((info.stx_mask & STATX_BTIME) != 0) {
     birth = Timestamp{info.stx_btime.tv_sec, info.stx_btime.tv_nsec};
   }
-  EXPECT_EQ(birth, CreationDateAt(path.c_str(), info));
+  EXPECT_EQ(birth, CreationDateAt(PlaceAt(path), info));
 
   RememberCreationDate(info, {77, 7});
-  EXPECT_EQ((Timestamp{77, 7}), CreationDateAt(path.c_str(), info));
+  EXPECT_EQ((Timestamp{77, 7}), CreationDateAt(PlaceAt(path), info));
   EXPECT_EQ((Timestamp{77, 7}), CreationDateWithoutAttribute(info));
 
   if (!SetAttribute(path, kCreationDateAttribute, "1971-01-01T00:00:00.000000003Z")) {
     GTEST_SKIP() << "the volume has no attributes";
   }
-  EXPECT_EQ((Timestamp{31'536'000, 3}), CreationDateAt(path.c_str(), info));
-  EXPECT_EQ((Timestamp{31'536'000, 3}), CreationDateAt((folder / "link").c_str(), info));
+  EXPECT_EQ((Timestamp{31'536'000, 3}), CreationDateAt(PlaceAt(path), info));
+  EXPECT_EQ((Timestamp{31'536'000, 3}), CreationDateAt(PlaceAt(folder / "link"), info));
   ASSERT_TRUE(SetAttribute(path, kCreationDateAttribute, "yesterday"));
-  EXPECT_EQ((Timestamp{77, 7}), CreationDateAt(path.c_str(), info));
+  EXPECT_EQ((Timestamp{77, 7}), CreationDateAt(PlaceAt(path), info));
 }
 
 TEST(CreationDateAt, TellsNoneWhereNobodyKnows) {
   struct statx info = {};
   info.stx_ino = 4711;
-  EXPECT_EQ(std::nullopt, CreationDateAt("/nowhere/at all", info));
+  EXPECT_EQ(std::nullopt, CreationDateAt(PlaceAt("/nowhere at all"), info));
 }
 
 }  // namespace

@@ -26,6 +26,7 @@ using testing::CopyAt;
 using testing::InfoAt;
 using testing::MakeFolder;
 using testing::NamesIn;
+using testing::PlaceAt;
 using testing::RunAsOrdinaryUser;
 using testing::RunWithoutCalls;
 using testing::SetAttribute;
@@ -124,7 +125,7 @@ TEST(CopyMetadata, RemembersTheCreationDateWhereTheVolumeHasNoAttributes) {
     EXPECT_EQ("(none)", AttributeAt(folder / "copy", kCreationDateAttribute));
     struct statx info = {};
     EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (folder / "copy").c_str(), &info));
-    EXPECT_EQ((Timestamp{31'536'000, 0}), CreationDateAt((folder / "copy").c_str(), info));
+    EXPECT_EQ((Timestamp{31'536'000, 0}), CreationDateAt(PlaceAt(folder / "copy"), info));
   }));
 }
 

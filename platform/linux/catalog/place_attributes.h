@@ -1,0 +1,30 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include "platform/linux/catalog/catalog.h"
+#include "platform/linux/unique_fd.h"
+
+// Extended attributes of the object at a place: the kernel's calls for them, with their answers and
+// their errno. Those take no folder's descriptor, so the way is through /proc; where that is not
+// mounted, as in a bare chroot, the object is opened, and one that may not be read answers EACCES.
+namespace tessary {
+
+enum class AtLink { kStay, kFollow };
+
+// llistxattr.
+ssize_t ListAttributes(const Place& place, char* names, size_t size);
+
+// lgetxattr, or getxattr where links are followed.
+ssize_t GetAttribute(const Place& place, const char* name, void* value, size_t size,
+                     AtLink atLink = AtLink::kStay);
+
+// lsetxattr.
+int SetAttribute(const Place& place, const char* name, const void* value, size_t size, int flags);
+
+// Opens for reading the file or folder at a place. Nothing else is opened, as that could wait for
+// somebody or set off something: those have no attributes of users, which is errno ENODATA. None,
+// with errno, where it cannot be opened.
+UniqueFd OpenForAttributes(const Place& place, AtLink atLink = AtLink::kStay);
+
+}  // namespace tessary

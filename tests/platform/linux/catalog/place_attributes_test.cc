@@ -1,0 +1,156 @@
+#include "platform/linux/catalog/place_attributes.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+
+#include <array>
+#include <cerrno>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "platform/linux/apple_events/comment_attribute.h"
+#include "platform/linux/catalog/creation_date.h"
+#include "platform/managers/file_attributes.h"
+#include "platform/managers/launch_services.h"
+#include "tests/support/copying.h"
+#include "tests/support/ordinary_user.h"
+#include "tests/support/refused_calls.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using testing::AttributeAt;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::PlaceAt;
+using testing::RefAt;
+using testing::RunAsOrdinaryUser;
+using testing::RunWithoutCalls;
+using testing::SetAttribute;
+using testing::SetFinderInfo;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+constexpr char kComment[] = "user.xdg.comment";
+
+// What the calls that take a path say where /proc is not mounted.
+bool RunWithoutProc(const std::function<void()>& body) {
+  return RunWithoutCalls({{SYS_llistxattr, ENOENT, 0, 0},
+                          {SYS_lgetxattr, ENOENT, 0, 0},
+                          {SYS_lsetxattr, ENOENT, 0, 0},
+                          {SYS_getxattr, ENOENT, 0, 0},
+                          {SYS_setxattr, ENOENT, 0, 0}},
+                         body);
+}
+
+class WithoutProc : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    WriteFile(folder_ / "file", "x");
+    if (!SetAttribute(folder_ / "file", kComment, "mine")) {
+      GTEST_SKIP() << "the volume has no attributes";
+    }
+  }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(WithoutProc, PackagesAndInvisibleItemsAreKnown) {
+  MakeFolder(folder_ / "bundle");
+  WriteFile(folder_ / "invisible");
+  WriteFile(folder_ / "many");
+  ASSERT_TRUE(SetFinderInfo(folder_ / "bundle", std::string(4, '\0'), kHasBundle));
+  ASSERT_TRUE(SetFinderInfo(folder_ / "invisible", "TEXT", kIsInvisible));
+  // So many that their names take a second, larger listing.
+  for (int i = 0; i < 40; ++i) {
+    if (!SetAttribute(folder_ / "many", "user." + std::string(40, 'x') + std::to_string(i), "")) {
+      break;
+    }
+  }
+  EXPECT_TRUE(RunWithoutProc([this] {
+    LSItemInfoRecord record;
+    EXPECT_EQ(noErr, LSCopyItemInfoForRef(RefAt(folder_ / "bundle"), kLSRequestAllFlags, &record));
+    EXPECT_EQ(kLSItemInfoIsContainer | kLSItemInfoIsPackage, record.flags);
+    FSCatalogInfo info;
+    EXPECT_EQ(noErr, FSGetCatalogInfo(RefAt(folder_ / "invisible"), kFSCatInfoFinderInfo, &info,
+                                      nullptr, nullptr, nullptr));
+    EXPECT_EQ(kIsInvisible, info.finderInfo.finderFlags);
+    EXPECT_EQ(0x54455854U, info.finderInfo.fileType);
+    EXPECT_EQ(noErr, FSGetCatalogInfo(RefAt(folder_ / "many"), kFSCatInfoFinderInfo, &info, nullptr,
+                                      nullptr, nullptr));
+    EXPECT_EQ(0, info.finderInfo.finderFlags);
+  }));
+}
+
+TEST_F(WithoutProc, CommentsAreReadAndWritten) {
+  ASSERT_EQ(0, chmod(folder_.path().c_str(), 0777));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] {
+    WriteFile(folder_ / "protected");
+    ASSERT_EQ(0, chmod((folder_ / "protected").c_str(), 0444));
+    EXPECT_TRUE(RunWithoutProc([this] {
+      std::optional<std::string> comment;
+      EXPECT_EQ(noErr, ReadComment(PlaceAt(folder_ / "file"), &comment));
+      EXPECT_EQ("mine", comment);
+      EXPECT_EQ(noErr, ReadComment(PlaceAt(folder_ / "protected"), &comment));
+      EXPECT_EQ(std::nullopt, comment);
+      EXPECT_EQ(noErr, WriteComment(PlaceAt(folder_ / "protected"), "yours"));
+      EXPECT_EQ(0444U, testing::InfoAt(folder_ / "protected").st_mode & 07777);
+    }));
+    EXPECT_EQ("yours", AttributeAt(folder_ / "protected", kComment));
+  }));
+}
+
+TEST_F(WithoutProc, TheCreationDateIsReadThroughALink) {
+  ASSERT_TRUE(
+      SetAttribute(folder_ / "file", kCreationDateAttribute, "1971-01-01T00:00:00.000000003Z"));
+  MakeLink("file", folder_ / "link");
+  EXPECT_TRUE(RunWithoutProc([this] {
+    for (const char* name : {"file", "link"}) {
+      EXPECT_EQ((Timestamp{31'536'000, 3}),
+                CopyFileDateAtPath(folder_ / name, DateAttribute::NSFileCreationDate))
+          << name;
+    }
+  }));
+}
+
+// No attributes is an answer only where that was seen.
+TEST_F(WithoutProc, WhatMayNotBeReadIsTold) {
+  ASSERT_EQ(0, chmod((folder_ / "file").c_str(), 0));
+  ASSERT_EQ(0, chmod(folder_.path().c_str(), 0777));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] {
+    EXPECT_TRUE(RunWithoutProc([this] {
+      FSCatalogInfo info;
+      EXPECT_EQ(afpAccessDenied, FSGetCatalogInfo(RefAt(folder_ / "file"), kFSCatInfoFinderInfo,
+                                                  &info, nullptr, nullptr, nullptr));
+      std::optional<std::string> comment;
+      EXPECT_EQ(afpAccessDenied, ReadComment(PlaceAt(folder_ / "file"), &comment));
+    }));
+  }));
+}
+
+// The same answers with /proc and without it.
+TEST_F(WithoutProc, LinksAndSpecialFilesAreNotOpened) {
+  MakeLink("file", folder_ / "link");
+  ASSERT_EQ(0, mkfifo((folder_ / "fifo").c_str(), 0600));
+  const auto expectNone = [this] {
+    for (const char* name : {"link", "fifo"}) {
+      const Place place = PlaceAt(folder_ / name);
+      std::array<char, 16> value = {};
+      EXPECT_EQ(-1, GetAttribute(place, kComment, value.data(), value.size())) << name;
+      EXPECT_EQ(ENODATA, errno) << name;
+      EXPECT_EQ(-1, SetAttribute(place, kComment, "x", 1, 0)) << name;
+      EXPECT_EQ(EPERM, errno) << name;
+    }
+    std::array<char, 16> value = {};
+    EXPECT_EQ(-1, GetAttribute(PlaceAt(folder_ / "none"), kComment, value.data(), value.size()));
+    EXPECT_EQ(ENOENT, errno);
+  };
+  expectNone();
+  EXPECT_TRUE(RunWithoutProc(expectNone));
+}
+
+}  // namespace
+}  // namespace tessary
