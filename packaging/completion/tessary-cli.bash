@@ -28,10 +28,11 @@ _tessary_cli_aggregate() {
     COMPREPLY=($(compgen -W "$kinds" -- "${cur#=}"))
   elif [[ $cur == -* ]]; then
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
+  elif declare -F _filedir >/dev/null; then
+    _filedir -d
   else
     compopt -o filenames 2>/dev/null
-    local IFS=$'\n'
-    COMPREPLY=($(compgen -d -- "$cur"))
+    mapfile -t COMPREPLY < <(compgen -d -- "$cur")
   fi
 }
 
@@ -39,11 +40,13 @@ _tessary_cli() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    COMPREPLY=($(compgen -W 'aggregate defaults --help --version' -- "$cur"))
+    COMPREPLY=($(compgen -W 'aggregate defaults integrate --help --version' -- "$cur"))
   elif [[ ${COMP_WORDS[1]} == aggregate ]]; then
     _tessary_cli_aggregate
   elif [[ ${COMP_WORDS[1]} == defaults ]]; then
     _tessary_cli_defaults
+  elif [[ ${COMP_WORDS[1]} == integrate && $COMP_CWORD -eq 2 ]]; then
+    COMPREPLY=($(compgen -W 'install remove status' -- "$cur"))
   fi
 }
 

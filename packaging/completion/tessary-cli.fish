@@ -24,6 +24,7 @@ set -l booleans QuitWhenDone RecurseFolders ReplaceFilesBySameName AggregateAppR
 complete -c tessary-cli -f
 complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a aggregate -d 'File what lies in a folder'
 complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a defaults -d 'Read and change the stored settings'
+complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a integrate -d 'Put the desktop program into menus'
 complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -l help -d 'Show the help'
 complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -l version -d 'Show the version'
 
@@ -47,3 +48,6 @@ complete -c tessary-cli -n "__tessary_cli_is_defaults 4 write" -a '-bool -int'
 complete -c tessary-cli -n "__tessary_cli_value_of $booleans" -a 'true false'
 complete -c tessary-cli -n '__tessary_cli_value_of FileOperation' -a '1 2'
 complete -c tessary-cli -n '__tessary_cli_value_of TessaryType' -a '1 2 3 4 5'
+
+complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 2; and __fish_seen_subcommand_from integrate' \
+    -a 'install remove status'

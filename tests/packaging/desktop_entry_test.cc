@@ -1,0 +1,107 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QFileInfo>
+#include <QString>
+
+#include "tests/packaging/installation.h"
+
+// What a desktop knows the program by: its entry, its service, its metadata and its icons.
+namespace tessary {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using testing::Installation;
+using testing::MissingTool;
+using ::testing::Not;
+using testing::ReadFile;
+using testing::ReadKeyFile;
+using testing::RunTool;
+using testing::SourcePath;
+using testing::SourceText;
+using testing::ToolResult;
+
+constexpr char kEntry[] = "share/applications/org.tessary.Tessary.desktop";
+constexpr char kMetainfo[] = "share/metainfo/org.tessary.Tessary.metainfo.xml";
+
+TEST(DesktopEntry, OffersTheProgramForFoldersAfterEveryFileManager) {
+  auto keys = ReadKeyFile(SourcePath("packaging/org.tessary.Tessary.desktop"), "Desktop Entry");
+  EXPECT_EQ("tessary %F", keys["Exec"]);
+  EXPECT_EQ("true", keys["DBusActivatable"]);
+  EXPECT_EQ("inode/directory;", keys["MimeType"]);
+  EXPECT_EQ("1", keys["InitialPreference"]);
+}
+
+TEST(DesktopEntry, IsValid) {
+  if (const std::string tool = MissingTool({"desktop-file-validate"}); !tool.empty()) {
+    GTEST_SKIP() << tool << " is not installed";
+  }
+  const ToolResult result =
+      RunTool("desktop-file-validate", {SourcePath("packaging/org.tessary.Tessary.desktop")});
+  EXPECT_EQ(0, result.status);
+  EXPECT_EQ("", result.output);
+}
+
+TEST(Metainfo, IsValid) {
+  if (const std::string tool = MissingTool({"appstreamcli"}); !tool.empty()) {
+    GTEST_SKIP() << tool << " is not installed";
+  }
+  const ToolResult result =
+      RunTool("appstreamcli", {"validate", "--no-net", "--no-color",
+                               SourcePath("packaging/org.tessary.Tessary.metainfo.xml")});
+  EXPECT_EQ(0, result.status) << result.output;
+}
+
+TEST(Metainfo, NamesPicturesThatThereAre) {
+  const std::string text = SourceText("packaging/org.tessary.Tessary.metainfo.xml");
+  const auto pictures =
+      testing::FindWords(text, "<image>https://tessary.org/images/([^<]*)</image>");
+  EXPECT_EQ(3U, pictures.size());
+  for (const std::string& picture : pictures) {
+    EXPECT_TRUE(testing::Exists(SourcePath("docs/images/" + picture))) << picture;
+  }
+}
+
+TEST(Version, IsTheSameWhereverItStands) {
+  const std::string version = TESSARY_VERSION;
+  EXPECT_THAT(SourceText("packaging/org.tessary.Tessary.metainfo.xml"),
+              HasSubstr("<release version=\"" + version + "\""));
+  EXPECT_TRUE(SourceText("packaging/debian/changelog").starts_with("tessary (" + version + ")"));
+  EXPECT_THAT(SourceText("packaging/man/tessary.1"), HasSubstr("\"Tessary " + version + "\""));
+  EXPECT_THAT(SourceText("packaging/man/tessary-cli.1"), HasSubstr("\"Tessary " + version + "\""));
+  EXPECT_THAT(SourceText("NEWS.md"), HasSubstr("## " + version));
+}
+
+TEST(Installation, IsKnownByOneNameThroughout) {
+  const Installation tree;
+  EXPECT_THAT(
+      tree.Files(),
+      AllOf(Contains(kEntry), Contains(kMetainfo),
+            Contains("share/dbus-1/services/org.tessary.Tessary.service"),
+            Contains("share/icons/hicolor/scalable/apps/org.tessary.Tessary.svg"),
+            Contains("share/icons/hicolor/symbolic/apps/org.tessary.Tessary-symbolic.svg")));
+  EXPECT_EQ("org.tessary.Tessary", ReadKeyFile(tree / kEntry, "Desktop Entry")["Icon"]);
+  EXPECT_THAT(ReadFile(tree / kMetainfo),
+              AllOf(HasSubstr("<id>org.tessary.Tessary</id>"),
+                    HasSubstr(">org.tessary.Tessary.desktop</launchable>"),
+                    HasSubstr("<dbus type=\"session\">org.tessary.Tessary</dbus>")));
+}
+
+TEST(Installation, MakesTheProgramNoDefaultForAnything) {
+  const Installation tree;
+  for (const std::string& file : tree.Files()) EXPECT_THAT(file, Not(HasSubstr("mimeapps.list")));
+}
+
+TEST(Installation, HasTheServiceStartTheProgramThatWasInstalled) {
+  const Installation tree;
+  auto keys =
+      ReadKeyFile(tree / "share/dbus-1/services/org.tessary.Tessary.service", "D-BUS Service");
+  EXPECT_EQ("org.tessary.Tessary", keys["Name"]);
+  EXPECT_EQ("\"" + (tree / "bin/tessary") + "\"", keys["Exec"]);
+  EXPECT_TRUE(QFileInfo(QString::fromStdString(tree / "bin/tessary")).isExecutable());
+}
+
+}  // namespace
+}  // namespace tessary
