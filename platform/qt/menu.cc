@@ -1,6 +1,7 @@
 #include "platform/qt/menu.h"
 
 #include <QAction>
+#include <QCoreApplication>
 #include <QList>
 #include <QString>
 #include <QVariant>
@@ -9,6 +10,13 @@ namespace tessary {
 namespace {
 
 constexpr char kCommandID[] = "commandID";
+
+// The items that are put into a menu in words which the user's language may replace; the others
+// stay as they are. The list is for lupdate to find.
+constexpr char kTranslationContext[] = "tessary::QtMenu";
+[[maybe_unused]] constexpr const char* kTranslatedItems[] = {
+    QT_TRANSLATE_NOOP("tessary::QtMenu", "Tessary Web Page"),
+};
 
 OSType CommandOf(const QAction* item) {
   return CommandIDFromText(item->property(kCommandID).toString());
@@ -25,7 +33,7 @@ QtMenu::QtMenu(QMenu* menu, CommandSender* commands) : menu_(menu), commands_(co
 
 Status QtMenu::InsertItem(const std::string& text, uint16_t afterItem, OSType commandID) {
   if (menu_ == nullptr) return paramErr;
-  QString label = QString::fromStdString(text);
+  QString label = QCoreApplication::translate(kTranslationContext, text.c_str());
   // "&" would mark the key that chooses the item.
   label.replace("&", "&&");
   auto* item = new QAction(label, menu_);

@@ -4,6 +4,7 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QIcon>
+#include <QLocale>
 #include <QString>
 #include <QTimer>
 #include <QtGlobal>
@@ -20,6 +21,7 @@
 #include "platform/qt/file_uris.h"
 #include "platform/qt/open_panel.h"
 #include "platform/qt/pump.h"
+#include "platform/qt/translations.h"
 #include "platform/qt/workspace.h"
 
 namespace tessary {
@@ -63,6 +65,7 @@ QtWindowSystem::QtWindowSystem(int* count, char** arguments, OpenDocuments openD
       bus_(MakeBusRequests()) {
   QCoreApplication::setApplicationName("tessary");
   QGuiApplication::setDesktopFileName("org.tessary.Tessary");
+  LoadTranslations(QLocale::system().uiLanguages());
   // Closing a window is a command here, and the quit command is what ends the program.
   QGuiApplication::setQuitOnLastWindowClosed(false);
 }
