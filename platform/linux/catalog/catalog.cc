@@ -88,13 +88,11 @@ Status Catalog::LookUp(uint32_t folder, const std::string& name, Reference* refe
 std::string Catalog::PathOf(const Reference& reference) {
   if (reference.IsNone()) return {};
   if (reference.parent == 0) return "/";
-  const Folder* folder = folders_.Find(reference.parent);
   const std::string_view name = names_.NameOf(reference);
-  if (folder == nullptr || name.empty()) return {};
-  std::string path = folder->path == "/" ? "" : folder->path;
-  path += '/';
-  path += name;
-  return path;
+  std::string path = folders_.PathOf(reference.parent);
+  if (path.empty() || name.empty()) return {};
+  if (path != "/") path += '/';
+  return path.append(name);
 }
 
 }  // namespace tessary

@@ -3,8 +3,10 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <functional>
+#include <utility>
 
 #include "platform/linux/descriptor_limit.h"
 #include "platform/linux/errors.h"
@@ -19,6 +21,11 @@ size_t MostOpenFolders() {
   constexpr size_t kUsual = 64;
   constexpr size_t kShares = 4;
   return DescriptorsToHold(kUsual, kShares);
+}
+
+std::string PathBelow(std::string folder, std::string_view name) {
+  if (folder != "/") folder += '/';
+  return folder.append(name);
 }
 
 }  // namespace
@@ -77,14 +84,31 @@ uint32_t FolderTable::Intern(const Reference& reference) {
     const Folder* parent = Find(reference.parent);
     const std::string_view name = names_->NameOf(reference);
     if (parent == nullptr || name.empty()) return 0;
-    folder->path = parent->path == "/" ? "/" : parent->path + "/";
-    folder->path += name;
+    // Below a folder whose path is too long, every path is.
+    if (!parent->path.empty() && parent->path.size() + 1 + name.size() < PATH_MAX) {
+      folder->path = PathBelow(parent->path, name);
+    }
   }
   folders_.push_back(std::move(folder));
   const auto number = static_cast<uint32_t>(folders_.size());
-  byPath_[folders_.back()->path] = number;
+  if (!folders_.back()->path.empty()) byPath_[folders_.back()->path] = number;
   byKey_.emplace(KeyOf(reference), number);
   return number;
+}
+
+std::string FolderTable::PathOf(uint32_t number) const {
+  std::vector<std::string_view> names;
+  const Folder* folder = Find(number);
+  while (folder != nullptr && folder->path.empty()) {
+    names.push_back(names_->NameOf(folder->self));
+    folder = Find(folder->self.parent);
+  }
+  if (folder == nullptr) return {};
+  std::string path = folder->path;
+  for (auto name = names.rbegin(); name != names.rend(); ++name) {
+    path = PathBelow(std::move(path), *name);
+  }
+  return path;
 }
 
 uint32_t FolderTable::FindByPath(const std::string& path) const {
@@ -105,38 +129,51 @@ Status FolderTable::Open(uint32_t number, FolderHandle* handle) {
     *handle = folder.descriptor;
     return noErr;
   }
-  CloseLeastUsed(MostOpenFolders() - 1);
-  FolderHandle opened;
-  Status status = OpenAnew(folder, &opened);
-  if (status == tmfoErr && !openFolders_.empty()) {
-    CloseLeastUsed(0);
-    status = OpenAnew(folder, &opened);
+  const Status status = OpenAnew(number, handle);
+  if (status != tmfoErr || openFolders_.empty()) return status;
+  CloseLeastUsed(0);
+  return OpenAnew(number, handle);
+}
+
+// By its path where it has one, else down from the nearest folder above it that is open or has one.
+Status FolderTable::OpenAnew(uint32_t number, FolderHandle* handle) {
+  std::vector<uint32_t> below;
+  uint32_t nearest = number;
+  const Folder* top = Find(nearest);
+  while (top->path.empty() && !top->descriptor) {
+    below.push_back(nearest);
+    nearest = top->self.parent;
+    top = Find(nearest);
+    if (top == nullptr) return fnfErr;
   }
-  if (status != noErr) return status;
-  folder.descriptor = opened;
-  openFolders_.push_front(number);
-  folder.use = openFolders_.begin();
+  FolderHandle opened = top->descriptor;
+  if (!opened) {
+    const Status status = OpenFrom(AT_FDCWD, top->path.c_str(), nearest, &opened);
+    if (status != noErr) return status;
+  }
+  for (auto next = below.rbegin(); next != below.rend(); ++next) {
+    const std::string name(names_->NameOf(Find(*next)->self));
+    const Status status = OpenFrom(opened->get(), name.c_str(), *next, &opened);
+    if (status != noErr) return status;
+  }
   *handle = std::move(opened);
   return noErr;
 }
 
-// By its path where that is short enough for the kernel, else from the folder above it; found to be
-// the folder that was interned either way, so that nothing that stands at the path since is
-// followed.
-Status FolderTable::OpenAnew(const Folder& folder, FolderHandle* handle) {
-  UniqueFd opened(open(folder.path.c_str(), kOpenFlags));
-  if (!opened && errno == ENAMETOOLONG) {
-    FolderHandle parent;
-    const Status status = Open(folder.self.parent, &parent);
-    if (status != noErr) return status;
-    const std::string name(names_->NameOf(folder.self));
-    opened.Reset(openat(parent->get(), name.c_str(), kOpenFlags));
-  }
+// Opens the folder of that number, and counts it among those in use once it is found to be the one
+// that was interned, so that nothing that stands at the path since is followed.
+Status FolderTable::OpenFrom(int above, const char* path, uint32_t number, FolderHandle* handle) {
+  Folder& folder = *folders_[number - 1];
+  CloseLeastUsed(MostOpenFolders() - 1);
+  UniqueFd opened(openat(above, path, kOpenFlags));
   if (!opened) return errno == ENOTDIR || errno == ELOOP ? errFSNotAFolder : LastError();
   struct statx info = {};
   if (statx(opened.get(), "", AT_EMPTY_PATH, kIdentityMask, &info) != 0) return LastError();
   if (!Identity::Of(info).Matches(folder.self.GetIdentity())) return fnfErr;
-  *handle = std::make_shared<const UniqueFd>(std::move(opened));
+  folder.descriptor = std::make_shared<const UniqueFd>(std::move(opened));
+  openFolders_.push_front(number);
+  folder.use = openFolders_.begin();
+  *handle = folder.descriptor;
   return noErr;
 }
 
@@ -161,7 +198,7 @@ void FolderTable::ReleaseTo(size_t mark) {
     const auto number = static_cast<uint32_t>(folders_.size());
     const Folder& folder = *folders_.back();
     if (folder.descriptor) openFolders_.erase(folder.use);
-    const auto named = byPath_.find(folder.path);
+    const auto named = byPath_.find(folder.path);  // none is found for no path
     if (named != byPath_.end() && named->second == number) byPath_.erase(named);
     const auto [first, last] = byKey_.equal_range(KeyOf(folder.self));
     for (auto it = first; it != last; ++it) {

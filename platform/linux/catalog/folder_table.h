@@ -38,13 +38,16 @@ using FolderHandle = std::shared_ptr<const UniqueFd>;
 // A folder that references lead through.
 struct Folder {
   Reference self;
-  std::string path;  // absolute, without links; "/" for the root
+  std::string path;  // absolute, without links; "/" for the root; none where the kernel takes none
+                     // of that length
   FolderHandle descriptor;
   std::list<uint32_t>::iterator use;  // its place among the open folders, valid with a descriptor
 };
 
-// The interned folders, numbered from 1. Each knows its path and holds, while it is among the
-// recently used, a descriptor that was found to be of the folder that was interned.
+// The interned folders, numbered from 1. Each knows its path, if that is one that the kernel takes:
+// kept for every level of a deep tree, longer ones would take memory by the square of its depth.
+// And each holds, while it is among the recently used, a descriptor that was found to be of the
+// folder that was interned.
 class FolderTable {
  public:
   explicit FolderTable(NameTable* names) : names_(names) {}
@@ -53,7 +56,11 @@ class FolderTable {
   // holds it has been released.
   uint32_t Intern(const Reference& reference);
 
-  // The number of the folder interned last for this path, or 0.
+  // The folder's path, of any length; empty where it, or one above it, has been released.
+  std::string PathOf(uint32_t number) const;
+
+  // The number of the folder interned last for this path, or 0, as for every path that the kernel
+  // does not take.
   uint32_t FindByPath(const std::string& path) const;
 
   // The folder of a number, or null. Valid until it is released.
@@ -85,7 +92,8 @@ class FolderTable {
 
   static Key KeyOf(const Reference& reference);
   uint32_t FindByReference(const Reference& reference) const;
-  Status OpenAnew(const Folder& folder, FolderHandle* handle);
+  Status OpenAnew(uint32_t number, FolderHandle* handle);
+  Status OpenFrom(int above, const char* path, uint32_t number, FolderHandle* handle);
   void CloseLeastUsed(size_t keep);
 
   NameTable* names_;

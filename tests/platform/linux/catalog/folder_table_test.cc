@@ -1,0 +1,125 @@
+#include "platform/linux/catalog/folder_table.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
+#include <string>
+#include <vector>
+
+#include "platform/linux/changes/delete_tree.h"
+#include "platform/managers/autorelease_pool.h"
+#include "platform/managers/file_manager.h"
+#include "tests/support/copying.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using testing::OpenFolder;
+using testing::RefAt;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+// The bytes that are allocated, 0 where the allocator does not tell.
+size_t BytesInUse() {
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+// Folders inside of each other, further down than any path can tell.
+class DeepFolders : public ::testing::Test {
+ protected:
+  ~DeepFolders() override {
+    // Too deep for the temporary folder to remove.
+    const UniqueFd folder = OpenFolder(folder_.path());
+    const UniqueFd top(openat(folder.get(), name_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    bool hasBegun = false;
+    EXPECT_EQ(noErr, DeleteTree(folder.get(), name_.c_str(), top.get(), &hasBegun));
+  }
+
+  void MakeLevels(int count) {
+    levels_.push_back(RefAt(folder_.path()));
+    for (int i = 0; i < count; ++i) {
+      FSRef below;
+      const std::u16string catalogName(name_.begin(), name_.end());
+      ASSERT_EQ(noErr, FSCreateDirectoryUnicode(levels_.back(), catalogName, &below)) << i;
+      levels_.push_back(below);
+    }
+  }
+
+  // How many items the folder holds, -1 where it cannot be listed.
+  static int CountItems(const FSRef& folder) {
+    FSIterator iterator;
+    if (FSOpenIterator(folder, &iterator) != noErr) return -1;
+    std::array<FSRef, 8> refs;
+    size_t count = 0;
+    bool hasChanged = false;
+    const Status status =
+        FSGetCatalogInfoBulk(*iterator, refs.size(), &count, &hasChanged, refs.data());
+    return status == errFSNoMoreItems ? static_cast<int>(count) : -1;
+  }
+
+  const std::string name_ = std::string(100, 'd');
+  NSAutoreleasePool pool_;
+  TemporaryFolder folder_;
+  std::vector<FSRef> levels_;
+};
+
+TEST_F(DeepFolders, AreReachedWithinBoundedMemory) {
+  constexpr int kLevels = 5000;
+  constexpr size_t kMostBytes = 16 << 20;
+  const size_t before = BytesInUse();
+  ASSERT_NO_FATAL_FAILURE(MakeLevels(kLevels));
+  // Up again, by when the descriptors of most of them have been given back.
+  for (int i = kLevels; i > 0; i -= 500) {
+    EXPECT_EQ(i == kLevels ? 0 : 1, CountItems(levels_[static_cast<size_t>(i)])) << i;
+  }
+  EXPECT_EQ(0, CountItems(levels_.back()));
+  const size_t after = BytesInUse();
+  if (after == 0) GTEST_SKIP() << "this allocator does not tell what is in use";
+  EXPECT_LT(after - before, kMostBytes);
+}
+
+TEST_F(DeepFolders, HaveTheirPathsAtAnyDepth) {
+  constexpr size_t kLevels = 60;
+  ASSERT_NO_FATAL_FAILURE(MakeLevels(kLevels));
+  std::string path = folder_.path();
+  for (size_t i = 0; i <= kLevels; ++i) {
+    std::string buffer(path.size() + 1, 'x');
+    EXPECT_EQ(bdNamErr, FSRefMakePath(levels_[i], buffer.data(), path.size()));
+    EXPECT_EQ('x', buffer[0]);
+    ASSERT_EQ(noErr, FSRefMakePath(levels_[i], buffer.data(), buffer.size())) << i;
+    EXPECT_EQ(path, buffer.c_str());
+    path += "/" + name_;
+  }
+  EXPECT_GT(path.size(), static_cast<size_t>(PATH_MAX));
+}
+
+TEST_F(DeepFolders, AreNotMistakenForOthersOfTheirName) {
+  constexpr size_t kLevels = 200;
+  constexpr size_t kSwapped = 120;
+  ASSERT_NO_FATAL_FAILURE(MakeLevels(kLevels));
+  UniqueFd above = OpenFolder(folder_.path());
+  for (size_t i = 1; i < kSwapped; ++i) {
+    above.Reset(openat(above.get(), name_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  }
+  ASSERT_EQ(0, renameat(above.get(), name_.c_str(), above.get(), "moved"));
+  ASSERT_EQ(0, mkdirat(above.get(), name_.c_str(), 0700));
+  // Their descriptors go to others.
+  for (int i = 0; i < 100; ++i) {
+    const std::string other = folder_ / (std::to_string(i) + "/file");
+    WriteFile(other);
+    EXPECT_TRUE(FSIsFSRefValid(RefAt(other)));
+  }
+  EXPECT_EQ(-1, CountItems(levels_.back()));
+  EXPECT_FALSE(FSIsFSRefValid(levels_[kSwapped]));
+  EXPECT_TRUE(FSIsFSRefValid(levels_[kSwapped - 1]));
+}
+
+}  // namespace
+}  // namespace tessary
