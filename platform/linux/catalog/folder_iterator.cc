@@ -9,6 +9,7 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/quiet_open.h"
 #include "platform/linux/unique_fd.h"
 #include "platform/managers/file_manager.h"
 
@@ -135,7 +136,7 @@ Status FSOpenIterator(const FSRef& folder, FSIterator* iterator) {
   FolderHandle handle;
   Status status = Catalog::Get().OpenFolder(reference, &number, &handle);
   if (status != noErr) return status;
-  UniqueFd opened(openat(handle->get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  UniqueFd opened = OpenQuietly(handle->get(), ".", O_DIRECTORY);
   if (!opened) return LastError();
   const Volume& volume = VolumeOf(reference.device, handle->get());
   FSIterator state(new FSIteratorState(number, reference.device, volume, std::move(opened)));

@@ -5,6 +5,7 @@
 #include "platform/linux/changes/contents.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/quiet_open.h"
 
 namespace tessary {
 namespace {
@@ -33,7 +34,7 @@ Status CopyInto(MakeFile makeFile, int from, int toFolder, const char* toName, C
 }  // namespace
 
 Status OpenSourceFile(int folder, const char* name, const struct statx& info, UniqueFd* opened) {
-  UniqueFd file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  UniqueFd file = OpenQuietly(folder, name, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
   if (!file) {
     // What a link and a socket say: neither is the file that was there.
     return errno == ELOOP || errno == ENXIO ? fnfErr : LastError();

@@ -17,6 +17,7 @@
 #include "platform/linux/changes/publish_fallbacks.h"
 #include "platform/linux/changes/tree_walk.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/quiet_open.h"
 
 namespace tessary {
 namespace {
@@ -180,7 +181,7 @@ Status FillFolder(int from, const struct statx& info, const HiddenItem& target, 
 Status CopyFolder(int folder, const char* name, const struct statx& info, int toFolder,
                   const char* toName, CopyRole role, HiddenItem* made, Manifest* manifest,
                   bool* isAnyDropped) {
-  const UniqueFd from(openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const UniqueFd from = OpenQuietly(folder, name, O_DIRECTORY | O_NOFOLLOW);
   if (!from) return LastError();
   struct statx opened = {};
   if (const Status status = ReadObjectInfo(from.get(), "", &opened)) return status;

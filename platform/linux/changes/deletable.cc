@@ -10,6 +10,7 @@
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/tree_walk.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/quiet_open.h"
 #include "platform/linux/unique_fd.h"
 
 namespace tessary {
@@ -72,7 +73,7 @@ Status CheckDeletable(int folder, const char* name, const struct statx& info) {
   if (const Status status = CheckObject(folderInfo, info)) return status;
   if (!S_ISDIR(info.stx_mode)) return noErr;
 
-  const UniqueFd opened(openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const UniqueFd opened = OpenQuietly(folder, name, O_DIRECTORY | O_NOFOLLOW);
   if (!opened) return LastError();
   if (!IsNameOf(opened.get(), "", Identity::Of(info))) return fnfErr;
   struct statx inner = {};

@@ -7,6 +7,7 @@
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/descriptor_limit.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/quiet_open.h"
 
 namespace tessary {
 
@@ -23,7 +24,7 @@ Status FolderChain::Pop(UniqueFd* left) {
   UniqueFd folder = std::move(levels_.back().folder);
   levels_.pop_back();
   if (!levels_.empty() && !levels_.back().folder) {
-    UniqueFd parent(openat(folder.get(), "..", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    UniqueFd parent = OpenQuietly(folder.get(), "..", O_DIRECTORY | O_NOFOLLOW);
     if (!parent) return LastError();
     if (!IsNameOf(parent.get(), "", levels_.back().identity)) return fBsyErr;
     levels_.back().folder = std::move(parent);

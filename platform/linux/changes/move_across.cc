@@ -14,6 +14,7 @@
 #include "platform/linux/changes/removal.h"
 #include "platform/linux/changes/sweep.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/quiet_open.h"
 #include "platform/managers/log.h"
 
 namespace tessary {
@@ -63,8 +64,7 @@ Status DeleteFile(const CopySource& source, CopiedItem* copied) {
 }
 
 Status OpenUnchangedFolder(const CopySource& source, const CopiedItem& copied, UniqueFd* opened) {
-  UniqueFd folder(
-      openat(source.folder, source.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  UniqueFd folder = OpenQuietly(source.folder, source.name.c_str(), O_DIRECTORY | O_NOFOLLOW);
   if (!folder) return LastError();
   Manifest manifest;
   if (const Status status = ReadManifest(folder.get(), &manifest)) return status;

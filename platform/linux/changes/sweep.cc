@@ -15,6 +15,7 @@
 #include "platform/linux/changes/hidden_name.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/publish.h"
+#include "platform/linux/quiet_open.h"
 
 namespace tessary {
 namespace {
@@ -61,7 +62,7 @@ void SweepLeftover(int folder, const char* name) {
 }  // namespace
 
 void SweepFolder(int folder) {
-  const UniqueFd opened(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const UniqueFd opened = OpenQuietly(folder, ".", O_DIRECTORY);
   if (!opened) return;
   std::vector<std::string> names;
   if (ReadFolderNames(opened.get(), IsHiddenName, &names) != noErr) return;

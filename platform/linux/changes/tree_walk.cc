@@ -10,6 +10,7 @@
 #include "platform/linux/changes/folder_names.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/quiet_open.h"
 
 namespace tessary {
 namespace {
@@ -79,7 +80,7 @@ class TreeWalk {
 
 Status TreeVisitor::OpenFolder(int folder, const char* name, const struct statx& /*info*/,
                                UniqueFd* opened) {
-  *opened = UniqueFd(openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  *opened = OpenQuietly(folder, name, O_DIRECTORY | O_NOFOLLOW);
   return *opened ? noErr : LastError();
 }
 
