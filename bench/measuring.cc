@@ -114,6 +114,7 @@ void PrintMachine(const Settings& settings) {
 
 double TimeProgram(const std::vector<std::string>& command, const std::string& folder) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   return TimeChild([&] {
