@@ -125,15 +125,17 @@ Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, F
 // name; across volumes too. Nothing is ever overwritten, and the object is at all times whole under
 // its old name or its new one. `*target` is the moved object's reference, set on success only.
 // Answers noErr, dupFNErr (the name is taken), badMovErr (a folder into itself), bdNamErr,
-// errFSNotAFolder, fnfErr, paramErr (across volumes: an object that is no file, folder or link).
-// On failure the object is where it was.
+// errFSNotAFolder, fnfErr, paramErr (across volumes: an object that is no file, folder or link),
+// diffVolErr (across volumes: a folder in which another volume is mounted), fBsyErr (across
+// volumes: the object keeps changing, or has changed since it was copied). On failure the object is
+// where it was.
 Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target);
 
 // Copies the object of `source` into `folder` in the same way. The copy is complete, with
 // attributes, mode and dates but without the object's own comment, before it bears its name.
-// The statuses are those of FSMoveObjectSync; paramErr for an object that is no file, folder or
-// link. On failure nothing is left behind.
+// The statuses are those of FSMoveObjectSync across volumes, on the object's own as well. On
+// failure nothing is left behind.
 Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target);
 

@@ -16,7 +16,7 @@
 namespace tessary {
 namespace {
 
-constexpr size_t kBufferSize = 64 * 1024;
+constexpr size_t kBufferSize = 65'536;
 constexpr unsigned kTimesMask = STATX_MTIME | STATX_CTIME;
 
 NodeKind KindOfEntry(unsigned char type) {
@@ -99,7 +99,8 @@ class FSIteratorState {
       return noErr;
     }
     if (errno == ENOENT) return errFSNoMoreItems;
-    // A folder that may be read but not searched: its items are told by what the entries say.
+    // One that nobody else may even look at, such as the mount point of another user's file system,
+    // is told by what its entry says, and does not keep the rest from being listed.
     if (errno == EACCES) {
       *reference = ReferenceOfEntry(*entry);
       return noErr;

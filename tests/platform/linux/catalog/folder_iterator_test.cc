@@ -1,13 +1,17 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <string>
 #include <vector>
 
 #include "platform/managers/file_manager.h"
+#include "tests/support/refused_calls.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary {
@@ -16,6 +20,7 @@ namespace {
 using testing::MakeFolder;
 using testing::MakeLink;
 using testing::RefAt;
+using testing::RunWithoutCalls;
 using testing::TemporaryFolder;
 using testing::WriteFile;
 
@@ -77,6 +82,29 @@ TEST(FSGetCatalogInfoBulk, DeliversEveryKindOfChildOnce) {
   EXPECT_EQ(errFSNoMoreItems, listing.status);
   EXPECT_EQ(expected, listing.paths);
   EXPECT_FALSE(listing.changed);
+}
+
+// As the mount point of another user's file system is to everybody else.
+TEST(FSGetCatalogInfoBulk, DeliversWhatMayNotBeLookedAt) {
+  const TemporaryFolder folder;
+  MakeFolder(folder / "closed");
+  WriteFile(folder / "file");
+  FSIterator iterator;
+  ASSERT_EQ(noErr, FSOpenIterator(RefAt(folder.path()), &iterator));
+  EXPECT_TRUE(RunWithoutCalls({{SYS_statx, EACCES, 2, AT_SYMLINK_NOFOLLOW}}, [&iterator] {
+    std::array<FSRef, kBatch> refs;
+    size_t actual = 0;
+    bool changed = false;
+    EXPECT_EQ(errFSNoMoreItems,
+              FSGetCatalogInfoBulk(*iterator, kBatch, &actual, &changed, refs.data()));
+    EXPECT_EQ(2U, actual);
+    // Nothing can be done with it, which is told when it is tried.
+    for (size_t i = 0; i < actual; ++i) {
+      FSCatalogInfo info;
+      EXPECT_EQ(afpAccessDenied,
+                FSGetCatalogInfo(refs[i], kFSCatInfoNodeFlags, &info, nullptr, nullptr, nullptr));
+    }
+  }));
 }
 
 TEST(FSGetCatalogInfoBulk, EndsAnEmptyFolderAtOnce) {
