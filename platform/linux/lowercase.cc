@@ -2,6 +2,7 @@
 #include <wctype.h>
 
 #include "platform/managers/text.h"
+#include "platform/managers/utf16.h"
 
 namespace tessary {
 namespace {
@@ -23,19 +24,6 @@ char32_t LowerCharacter(char32_t character) {
   return static_cast<char32_t>(towlower_l(static_cast<wint_t>(character), locale));
 }
 
-bool IsHighSurrogate(char16_t unit) { return unit >= 0xd800 && unit <= 0xdbff; }
-bool IsLowSurrogate(char16_t unit) { return unit >= 0xdc00 && unit <= 0xdfff; }
-
-void AppendCharacter(char32_t character, std::u16string* text) {
-  if (character < 0x10000) {
-    text->push_back(static_cast<char16_t>(character));
-    return;
-  }
-  const char32_t offset = character - 0x10000;
-  text->push_back(static_cast<char16_t>(0xd800 + (offset >> 10)));
-  text->push_back(static_cast<char16_t>(0xdc00 + (offset & 0x3ff)));
-}
-
 }  // namespace
 
 std::u16string CFStringLowercase(std::u16string_view text) {
@@ -44,10 +32,10 @@ std::u16string CFStringLowercase(std::u16string_view text) {
   for (size_t i = 0; i < text.size(); ++i) {
     char32_t character = text[i];
     if (IsHighSurrogate(text[i]) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
-      character = 0x10000 + ((character - 0xd800) << 10) + (text[i + 1] - 0xdc00U);
+      character = CodePointOf(text[i], text[i + 1]);
       ++i;
     }
-    AppendCharacter(LowerCharacter(character), &lower);
+    AppendUtf16(LowerCharacter(character), &lower);
   }
   return lower;
 }

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "platform/managers/utf16.h"
+
 namespace tessary {
 namespace {
 
@@ -14,9 +16,6 @@ namespace {
 constexpr char16_t kByteCarrier = 0xDC00;
 
 bool IsSurrogate(char32_t codePoint) { return codePoint >= 0xD800 && codePoint <= 0xDFFF; }
-bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-bool IsCarriedByte(char16_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }
 
 // A machine word of which the bits are set that no ASCII character has.
 constexpr uint64_t NonAsciiBits(char /*unit*/) { return 0x8080808080808080U; }
@@ -73,16 +72,6 @@ Sequence FirstSequence(std::string_view text) {
   return {codePoint, length};
 }
 
-void AppendUtf16(char32_t codePoint, std::u16string* text) {
-  if (codePoint < 0x10000) {
-    text->push_back(static_cast<char16_t>(codePoint));
-    return;
-  }
-  const char32_t offset = codePoint - 0x10000;
-  text->push_back(static_cast<char16_t>(0xD800 + (offset >> 10U)));
-  text->push_back(static_cast<char16_t>(0xDC00 + (offset & 0x3FFU)));
-}
-
 void AppendUtf8(char32_t codePoint, std::string* text) {
   const auto continuation = [codePoint](unsigned shift) {
     return static_cast<char>(0x80U | ((codePoint >> shift) & 0x3FU));
@@ -133,10 +122,8 @@ std::string Utf8FromUtf16(std::u16string_view text) {
     const char16_t unit = text[0];
     text.remove_prefix(1);
     if (IsHighSurrogate(unit) && !text.empty() && IsLowSurrogate(text[0])) {
-      const char32_t high = unit - 0xD800U;
-      const char32_t low = text[0] - 0xDC00U;
+      AppendUtf8(CodePointOf(unit, text[0]), &result);
       text.remove_prefix(1);
-      AppendUtf8(0x10000 + (high << 10U) + low, &result);
     } else if (IsCarriedByte(unit)) {
       result.push_back(static_cast<char>(unit - kByteCarrier));
     } else {

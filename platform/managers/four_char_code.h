@@ -1,16 +1,24 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace tessary {
 
 using OSType = uint32_t;  // a four-character code, the first character the most significant
 
-// The code of four characters: FourCharCode("cmds") is 'cmds'.
-consteval OSType FourCharCode(const char (&text)[5]) {
+// The code of up to four characters, short ones padded with blanks; 0 for none. Further characters
+// are left out.
+constexpr OSType PaddedFourCharCode(std::string_view text) {
   OSType code = 0;
-  for (int i = 0; i < 4; ++i) code = code << 8U | static_cast<unsigned char>(text[i]);
+  for (size_t i = 0; i < 4 && !text.empty(); ++i) {
+    code = code << 8U | static_cast<unsigned char>(i < text.size() ? text[i] : ' ');
+  }
   return code;
 }
+
+// The code of four characters: FourCharCode("cmds") is 'cmds'.
+consteval OSType FourCharCode(const char (&text)[5]) { return PaddedFourCharCode({text, 4}); }
 
 }  // namespace tessary

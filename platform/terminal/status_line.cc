@@ -6,6 +6,7 @@
 #include "platform/managers/console.h"
 #include "platform/managers/log.h"
 #include "platform/managers/text.h"
+#include "platform/managers/utf16.h"
 
 namespace tessary {
 namespace {
@@ -14,9 +15,6 @@ constexpr std::chrono::milliseconds kRedrawInterval(100);
 
 // Back to the first column, and erase to the end of the line.
 constexpr std::string_view kEraseLine = "\r\x1b[K";
-
-bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
 // Conservative: to take a narrow character for a wide one cuts a little early, the reverse would
 // let the line run over its end. Below lie the scripts and signs that are narrow everywhere but for

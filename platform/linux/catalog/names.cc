@@ -3,20 +3,17 @@
 #include <algorithm>
 
 #include "platform/managers/text.h"
+#include "platform/managers/utf16.h"
 
 namespace tessary {
 namespace {
-
-bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-bool StandsForByte(char16_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }
 
 bool HasMeaninglessSurrogate(std::u16string_view name) {
   for (size_t i = 0; i < name.size(); ++i) {
     if (IsHighSurrogate(name[i])) {
       if (i + 1 == name.size() || !IsLowSurrogate(name[i + 1])) return true;
       ++i;
-    } else if (IsLowSurrogate(name[i]) && !StandsForByte(name[i])) {
+    } else if (IsLowSurrogate(name[i]) && !IsCarriedByte(name[i])) {
       return true;
     }
   }

@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "platform/managers/text.h"
+#include "platform/managers/utf16.h"
 
 namespace tessary {
 namespace {
@@ -84,12 +85,11 @@ void ReplaceIllFormedBytes(std::string* name) {
   if (IsUtf8(*name)) return;
   std::u16string units = Utf16FromUtf8(*name);
   for (size_t i = 0; i < units.size(); ++i) {
-    const bool isHigh = units[i] >= 0xD800 && units[i] <= 0xDBFF;
-    if (isHigh) {
+    if (IsHighSurrogate(units[i])) {
       ++i;
-      continue;
+    } else if (IsLowSurrogate(units[i])) {
+      units[i] = u'_';
     }
-    if (units[i] >= 0xDC00 && units[i] <= 0xDFFF) units[i] = u'_';
   }
   *name = Utf8FromUtf16(units);
 }

@@ -7,6 +7,7 @@
 #include "platform/linux/configuration/builtin_file_types.h"
 #include "platform/linux/configuration/config_folder.h"
 #include "platform/linux/configuration/text_file.h"
+#include "platform/managers/four_char_code.h"
 #include "platform/managers/text.h"
 
 namespace tessary {
@@ -44,15 +45,6 @@ bool HoldsControlCharacter(std::string_view text) {
   return false;
 }
 
-uint32_t FourCharCode(std::string_view text) {
-  if (text.empty()) return 0;
-  uint32_t code = 0;
-  for (size_t i = 0; i < kTypeSize; ++i) {
-    code = code << 8U | static_cast<unsigned char>(i < text.size() ? text[i] : ' ');
-  }
-  return code;
-}
-
 // What is wrong with the two columns, or null.
 const char* ProblemOf(std::string_view extension, std::string_view type) {
   if (extension == ".") return "there is no extension behind the dot";
@@ -84,7 +76,7 @@ MappingLine ParseMappingLine(std::string_view line) {
     return bad("there is no blank behind the type");
   }
   if (const char* problem = ProblemOf(extension, type)) return bad(problem);
-  return {ICMapEntry{FourCharCode(type), Utf16FromUtf8(extension)}, nullptr};
+  return {ICMapEntry{PaddedFourCharCode(type), Utf16FromUtf8(extension)}, nullptr};
 }
 
 std::string DescribeProblem(const std::string& path, size_t lineNumber, const char* problem) {
@@ -134,7 +126,7 @@ Status ICGetPrefHandle(const ICInstance& instance, std::string_view preference,
   if (preference != "Mapping") return fnfErr;
   ICMapHandle entries;
   for (const BuiltinFileType& builtin : BuiltinFileTypes()) {
-    entries.push_back({FourCharCode(builtin.type), Utf16FromUtf8(builtin.extension)});
+    entries.push_back({PaddedFourCharCode(builtin.type), Utf16FromUtf8(builtin.extension)});
   }
   const UserMapping user = ReadUserMapping();
   entries.insert(entries.end(), user.entries.begin(), user.entries.end());
