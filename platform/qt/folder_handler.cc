@@ -1,5 +1,6 @@
 #include "platform/qt/folder_handler.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -8,6 +9,8 @@
 #include <QString>
 #include <QStringList>
 #include <QTextStream>
+#include <algorithm>
+#include <array>
 
 #include "platform/qt/file_uris.h"
 
@@ -15,7 +18,10 @@ namespace tessary {
 namespace {
 
 constexpr char kFolderType[] = "inode/directory";
-constexpr char kOurEntry[] = "org.tessary.Tessary.desktop";
+
+// Ours: the program's own, and the one that offers it for folders.
+constexpr std::array<const char*, 2> kOurEntries = {"org.tessary.Tessary.desktop",
+                                                    "zz-org.tessary.Tessary-folders.desktop"};
 
 // The value of a key in a section of a file of such lines; empty where there is none.
 QString ReadKey(const QString& path, const QString& section, const QString& key) {
@@ -58,6 +64,19 @@ QStringList AssociationFiles() {
   return names;
 }
 
+// The entries of a folder of programs that are for folders: as its cache lists them, or where
+// nothing has made one, as they say themselves.
+QStringList EntriesForFolders(const QString& folder) {
+  const QString cache = folder + "/mimeinfo.cache";
+  if (QFile::exists(cache)) return EntriesIn(cache, "MIME Cache");
+  QStringList entries = QDir(folder).entryList({"*.desktop"}, QDir::Files, QDir::Name);
+  entries.removeIf([&folder](const QString& entry) {
+    const QString types = ReadKey(folder + "/" + entry, "Desktop Entry", "MimeType");
+    return !types.split(';').contains(kFolderType);
+  });
+  return entries;
+}
+
 // The entries that are named for folders, best first; some may not be installed.
 QStringList CandidateEntries() {
   QStringList defaults;
@@ -73,7 +92,7 @@ QStringList CandidateEntries() {
   }
   const QStringList programs = ProgramFolders();
   for (const QString& folder : programs) {
-    others += EntriesIn(folder + "/mimeinfo.cache", "MIME Cache");
+    others += EntriesForFolders(folder);
   }
   return defaults + others;
 }
@@ -95,12 +114,14 @@ QString CommandOfEntry(const QString& entry) {
   return {};
 }
 
+bool IsOurs(const QString& entry) { return std::ranges::count(kOurEntries, entry) != 0; }
+
 }  // namespace
 
 std::optional<FolderHandler> FindFolderHandler() {
   const QStringList entries = CandidateEntries();
   for (const QString& entry : entries) {
-    if (entry == kOurEntry) continue;
+    if (IsOurs(entry)) continue;
     const QString command = CommandOfEntry(entry);
     if (command.isEmpty()) continue;
     return FolderHandler{.entry = entry.toStdString(), .command = command.toStdString()};
@@ -108,7 +129,15 @@ std::optional<FolderHandler> FindFolderHandler() {
   return std::nullopt;
 }
 
-bool IsFolderHandlerOurself() { return CandidateEntries().contains(kOurEntry); }
+// A cache may be older than an entry, which others then read all the same.
+bool IsFolderHandlerOurself() {
+  if (std::ranges::any_of(CandidateEntries(), IsOurs)) return true;
+  const QStringList folders = ProgramFolders();
+  return std::ranges::any_of(folders, [](const QString& folder) {
+    return std::ranges::any_of(
+        kOurEntries, [&folder](const char* entry) { return QFile::exists(folder + "/" + entry); });
+  });
+}
 
 bool StartFolderHandler(const FolderHandler& handler, const std::string& path) {
   QStringList arguments;

@@ -23,25 +23,56 @@ using testing::SourcePath;
 using testing::SourceText;
 using testing::ToolResult;
 
+constexpr char kEntrySource[] = "packaging/org.tessary.Tessary.desktop";
+constexpr char kFoldersEntrySource[] = "packaging/zz-org.tessary.Tessary-folders.desktop";
 constexpr char kEntry[] = "share/applications/org.tessary.Tessary.desktop";
 constexpr char kMetainfo[] = "share/metainfo/org.tessary.Tessary.metainfo.xml";
 
-TEST(DesktopEntry, OffersTheProgramForFoldersAfterEveryFileManager) {
-  auto keys = ReadKeyFile(SourcePath("packaging/org.tessary.Tessary.desktop"), "Desktop Entry");
+TEST(DesktopEntry, StartsTheProgramByTheBusAndIsForNoKindOfFile) {
+  auto keys = ReadKeyFile(SourcePath(kEntrySource), "Desktop Entry");
   EXPECT_EQ("tessary %F", keys["Exec"]);
   EXPECT_EQ("true", keys["DBusActivatable"]);
-  EXPECT_EQ("inode/directory;", keys["MimeType"]);
-  EXPECT_EQ("1", keys["InitialPreference"]);
+  EXPECT_FALSE(keys.contains("MimeType"));
 }
 
 TEST(DesktopEntry, IsValid) {
   if (const std::string tool = MissingTool({"desktop-file-validate"}); !tool.empty()) {
     GTEST_SKIP() << tool << " is not installed";
   }
-  const ToolResult result =
-      RunTool("desktop-file-validate", {SourcePath("packaging/org.tessary.Tessary.desktop")});
-  EXPECT_EQ(0, result.status);
-  EXPECT_EQ("", result.output);
+  for (const char* entry : {kEntrySource, kFoldersEntrySource}) {
+    const ToolResult result = RunTool("desktop-file-validate", {SourcePath(entry)});
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("", result.output);
+  }
+}
+
+TEST(FoldersEntry, OffersTheProgramForFolders) {
+  auto keys = ReadKeyFile(SourcePath(kFoldersEntrySource), "Desktop Entry");
+  EXPECT_EQ("tessary %F", keys["Exec"]);
+  EXPECT_EQ("inode/directory;", keys["MimeType"]);
+  EXPECT_EQ("true", keys["NoDisplay"]);
+}
+
+// Where the desktop's settings name no default, as without a desktop.
+TEST(FoldersEntry, ComesAfterEveryFileManager) {
+  if (const std::string tool = MissingTool({"update-desktop-database", "gio"}); !tool.empty()) {
+    GTEST_SKIP() << tool << " is not installed";
+  }
+  const Installation tree;
+  for (const char* manager : {"pcmanfm-qt", "thunar", "xfce4-file-manager"}) {
+    testing::WriteFile(tree / ("share/applications/" + std::string(manager) + ".desktop"),
+                       "[Desktop Entry]\nType=Application\nName=Files\nExec=true %F\n"
+                       "MimeType=inode/directory;\n");
+  }
+  ASSERT_EQ(0, RunTool("update-desktop-database", {tree / "share/applications"}).status);
+  const std::string nowhere = tree / "nowhere";
+  const ToolResult result = RunTool(
+      "env", {"XDG_DATA_DIRS=" + (tree / "share"), "XDG_DATA_HOME=" + nowhere,
+              "XDG_CONFIG_DIRS=" + nowhere, "XDG_CONFIG_HOME=" + nowhere,
+              "PATH=" + (tree / "bin") + ":/usr/bin:/bin", "gio", "mime", "inode/directory"});
+  EXPECT_EQ("pcmanfm-qt.desktop",
+            testing::FindWords(result.output, "Default application for .*: (.*)").at(0));
+  EXPECT_THAT(result.output, HasSubstr("zz-org.tessary.Tessary-folders.desktop"));
 }
 
 TEST(Metainfo, IsValid) {
