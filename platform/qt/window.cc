@@ -30,7 +30,7 @@ constexpr char kControlID[] = "controlID";
 constexpr char kCommandID[] = "commandID";
 constexpr char kCloseCommandID[] = "closeCommandID";
 constexpr int kLongestExposure = 3000;  // milliseconds; a window on a hidden desktop never appears
-constexpr int kFadeSteps = 16;
+constexpr int kFadeSteps = 24;
 constexpr unsigned long kFadeStep = 16;  // milliseconds
 constexpr size_t kPathSize = 4096;
 
@@ -146,7 +146,9 @@ void QtWindow::FadeOut() {
   if (widget_->isVisible()) {
     Curtain curtain(widget_);
     for (int step = 1; step <= kFadeSteps; ++step) {
-      curtain.SetSolidity(static_cast<qreal>(step) / kFadeSteps);
+      // Slowly at first, so that the last text can be read.
+      const qreal part = static_cast<qreal>(step) / kFadeSteps;
+      curtain.SetSolidity(part * part * part);
       PumpWindows();
       QThread::msleep(kFadeStep);
     }
@@ -271,11 +273,13 @@ void QtWindow::LeaveDrag() {
   drag_ = nullptr;
 }
 
-// While a panel is up the drop is taken and waits for its turn.
+// What was read when the drag came counts: its source may have let go of the data by the time of
+// the drop. While a panel is up the drop is taken and waits for its turn.
 void QtWindow::Drop(QEvent* event) {
   auto* drop = static_cast<QDropEvent*>(event);
+  std::shared_ptr<const Drag> drag = drag_;
   LeaveDrag();
-  const auto drag = std::make_shared<QtDrag>(*drop->mimeData());
+  if (drag == nullptr) drag = std::make_shared<QtDrag>(*drop->mimeData());
   Status status = noErr;
   if (turns_->IsIdle()) {
     turns_->RunOrPost([this, &drag, &status] { status = Receive(drag); });

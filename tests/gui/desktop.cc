@@ -1,0 +1,346 @@
+#include "tests/gui/desktop.h"
+
+#include <signal.h>
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRegularExpression>
+#include <QRegularExpressionMatch>
+#include <QSize>
+#include <QStandardPaths>
+#include <QThread>
+#include <cstdlib>
+#include <sstream>
+
+#include "app/main_window.h"
+#include "platform/qt/file_uris.h"
+
+namespace tessary::testing {
+namespace {
+
+constexpr int kPatience = 30000;  // milliseconds
+constexpr unsigned long kGlance = 20;
+constexpr char kWindowTitle[] = "^Tessary$";
+constexpr char kPanelTitle[] = "^Choose (Destination|Source)$";
+
+// A session bus that starts no programs: those of this machine are none of the test's.
+constexpr char kBusConfiguration[] = R"(<!DOCTYPE busconfig PUBLIC
+ "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>unix:tmpdir=/tmp</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+)";
+
+QString Text(const std::string& text) { return QString::fromStdString(text); }
+
+QString FirstLine(const std::string& text) {
+  return Text(text.substr(0, text.find('\n'))).trimmed();
+}
+
+}  // namespace
+
+bool WaitUntil(const std::function<bool()>& isTrue) {
+  QElapsedTimer clock;
+  clock.start();
+  while (!isTrue()) {
+    if (clock.elapsed() > kPatience) return false;
+    QThread::msleep(kGlance);
+  }
+  return true;
+}
+
+Companion::Companion(const QString& program, const QStringList& arguments,
+                     const QProcessEnvironment& environment, const std::string& outputPath)
+    : process_(std::make_unique<QProcess>()), outputPath_(outputPath) {
+  process_->setProcessEnvironment(environment);
+  process_->setProcessChannelMode(QProcess::MergedChannels);
+  process_->setStandardInputFile(QProcess::nullDevice());
+  process_->setStandardOutputFile(Text(outputPath));
+  process_->start(program, arguments);
+  EXPECT_TRUE(process_->waitForStarted()) << program.toStdString();
+}
+
+Companion::~Companion() {
+  if (process_->state() == QProcess::NotRunning) return;
+  Thaw();
+  process_->terminate();
+  if (!process_->waitForFinished(2000)) process_->kill();
+  process_->waitForFinished(2000);
+}
+
+bool Companion::WaitForOutput(const std::string& text) const {
+  return WaitUntil([this, &text] { return Output().find(text) != std::string::npos; });
+}
+
+std::string Companion::Output() const {
+  QFile file(Text(outputPath_));
+  return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
+}
+
+bool Companion::IsRunning() const {
+  process_->waitForFinished(0);
+  return process_->state() == QProcess::Running;
+}
+
+std::optional<int> Companion::WaitForEnd() {
+  if (process_->state() != QProcess::NotRunning && !process_->waitForFinished(kPatience)) {
+    return std::nullopt;
+  }
+  if (process_->exitStatus() != QProcess::NormalExit) return std::nullopt;
+  return process_->exitCode();
+}
+
+void Companion::Freeze() const { EXPECT_EQ(0, kill(static_cast<pid_t>(Id()), SIGSTOP)); }
+void Companion::Thaw() const { EXPECT_EQ(0, kill(static_cast<pid_t>(Id()), SIGCONT)); }
+
+std::string MissingTool(const QStringList& tools) {
+  for (const QString& tool : tools) {
+    if (QStandardPaths::findExecutable(tool).isEmpty()) return tool.toStdString();
+  }
+  return {};
+}
+
+void DesktopTest::SetUp() {
+  const std::string missing =
+      MissingTool({"Xvfb", "openbox", "dbus-daemon", "xdotool", "import", "xprop"});
+  if (!missing.empty()) GTEST_SKIP() << missing << " is not installed";
+  StartSession();
+}
+
+void DesktopTest::TearDown() {
+  if (HasFailure() && program_ != nullptr) printf("The log:\n%s", program_->Output().c_str());
+  program_ = nullptr;
+  windowManager_ = nullptr;
+  bus_ = nullptr;
+  screen_ = nullptr;
+}
+
+void DesktopTest::StartSession() {
+  environment_ = QProcessEnvironment::systemEnvironment();
+  for (const char* name : {"WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP", "XDG_ACTIVATION_TOKEN",
+                           "QT_QPA_PLATFORMTHEME", "QT_STYLE_OVERRIDE", "QT_SCALE_FACTOR"}) {
+    environment_.remove(name);
+  }
+  for (const char* name : {"home", "config", "data", "run"}) MakeFolder(At(name));
+  QFile::setPermissions(Text(At("run")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+  environment_.insert("HOME", Text(At("home")));
+  environment_.insert("XDG_CONFIG_HOME", Text(At("config")));
+  environment_.insert("XDG_CONFIG_DIRS", Text(At("config")));
+  environment_.insert("XDG_DATA_HOME", Text(At("data")));
+  environment_.insert("XDG_DATA_DIRS", Text(At("data")));
+  environment_.insert("XDG_RUNTIME_DIR", Text(At("run")));
+  environment_.insert("QT_QPA_PLATFORM", "xcb");
+  environment_.insert("LC_ALL", "C.UTF-8");
+  environment_.insert("TZ", "UTC");
+  // The server chooses a display that is free and tells its number, behind whatever it complains
+  // of.
+  screen_ = std::make_unique<Companion>(
+      "Xvfb", QStringList{"-displayfd", "1", "-screen", "0", "1280x900x24", "-nolisten", "tcp"},
+      environment_, At("screen"));
+  static const QRegularExpression kNumber("(?:^|\n)(\\d+)\n");
+  QRegularExpressionMatch display;
+  ASSERT_TRUE(WaitUntil([this, &display] {
+    display = kNumber.match(Text(screen_->Output()));
+    return display.hasMatch();
+  }));
+  environment_.insert("DISPLAY", ":" + display.captured(1));
+  WriteFile(At("bus.conf"), kBusConfiguration);
+  bus_ = std::make_unique<Companion>(
+      "dbus-daemon",
+      QStringList{"--config-file=" + Text(At("bus.conf")), "--print-address", "--nofork"},
+      environment_, At("bus"));
+  ASSERT_TRUE(bus_->WaitForOutput("\n"));
+  environment_.insert("DBUS_SESSION_BUS_ADDRESS", FirstLine(bus_->Output()));
+  // Its themes are the machine's.
+  QProcessEnvironment own = QProcessEnvironment::systemEnvironment();
+  own.insert("DISPLAY", environment_.value("DISPLAY"));
+  windowManager_ = std::make_unique<Companion>("openbox", QStringList{"--sm-disable"}, own,
+                                               At("window-manager"));
+  ASSERT_TRUE(WaitUntil([this] {
+    return RunTool("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).find("0x") != std::string::npos;
+  })) << "display: "
+      << screen_->Output() << "window manager: " << windowManager_->Output();
+}
+
+void DesktopTest::StartProgram(const QStringList& arguments) {
+  program_ = std::make_unique<Companion>(TESSARY, arguments, environment_, At("log"));
+  ASSERT_TRUE(WaitUntil([this] {
+    window_ = FirstLine(RunTool("xdotool", {"search", "--onlyvisible", "--name", kWindowTitle}))
+                  .toStdString();
+    return !window_.empty();
+  }));
+  // A panel for a folder on the command line covers the window.
+  if (!arguments.isEmpty()) return;
+  ASSERT_TRUE(WaitForText(1, {kDropPrompt}).has_value());
+}
+
+std::optional<int> DesktopTest::StartAgain(const QStringList& arguments) {
+  Companion second(TESSARY, arguments, environment_, At("second-log"));
+  return second.WaitForEnd();
+}
+
+std::string DesktopTest::MakeSource(const std::string& name) {
+  WriteFile(At(name + "/" + name + ".txt"), name);
+  return At(name);
+}
+
+// What toolkits take for a drag: the button down, a pause, moves that can be followed, a nudge at
+// the goal, a pause, the button up.
+void DesktopTest::Drag(const QStringList& uris) {
+  WriteFile(At("uris"), uris.join("\r\n").toStdString());
+  const Companion source(TESSARY_DRAG_SOURCE, {Text(At("uris"))}, environment_, At("drag-source"));
+  ASSERT_TRUE(source.WaitForOutput("ready"));
+  RunTool("xdotool", {"windowmove", Text(window_), "600", "300"});
+  QThread::msleep(200);
+  QStringList gesture = {"mousemove", "60", "60", "mousedown", "1", "sleep", "0.4"};
+  const QPoint goal(800, 450);
+  constexpr int kMoves = 10;
+  for (int move = 1; move <= kMoves; ++move) {
+    gesture << "mousemove" << QString::number(60 + (goal.x() - 60) * move / kMoves)
+            << QString::number(60 + (goal.y() - 60) * move / kMoves) << "sleep"
+            << "0.06";
+  }
+  gesture << "mousemove_relative"
+          << "3"
+          << "3"
+          << "sleep"
+          << "0.3"
+          << "mouseup"
+          << "1";
+  RunTool("xdotool", gesture);
+  ASSERT_TRUE(source.WaitForOutput("dropped"));
+}
+
+bool DesktopTest::IsPanelUp() const {
+  return !RunTool("xdotool", {"search", "--onlyvisible", "--name", kPanelTitle}).empty();
+}
+
+bool DesktopTest::WaitForPanel() {
+  return WaitUntil([this] { return IsPanelUp(); }) && WaitUntil([this] {
+           const QString active =
+               FirstLine(RunTool("xdotool", {"getactivewindow", "getwindowname"}));
+           return active == "Choose Destination" || active == "Choose Source";
+         });
+}
+
+// The next panel may be up as soon as this one has gone.
+bool DesktopTest::WaitForEndOfPanel(const QString& panel) {
+  return WaitUntil([this, &panel] {
+    const QString up = Text(RunTool("xdotool", {"search", "--onlyvisible", "--name", kPanelTitle}));
+    return !up.split('\n').contains(panel);
+  });
+}
+
+void DesktopTest::AnswerPanel(const std::string& path) {
+  ASSERT_TRUE(WaitForPanel());
+  const QString panel = FirstLine(RunTool("xdotool", {"getactivewindow"}));
+  // With "/." behind it the chooser has nothing to complete, and offers no list that would take the
+  // Return key for itself.
+  RunTool("xdotool", {"type", "--delay", "5", Text(path + "/.")});
+  PressKeys({"Return"});
+  ASSERT_TRUE(WaitForEndOfPanel(panel));
+}
+
+void DesktopTest::CancelPanel() {
+  ASSERT_TRUE(WaitForPanel());
+  const QString panel = FirstLine(RunTool("xdotool", {"getactivewindow"}));
+  PressKeys({"Escape"});
+  ASSERT_TRUE(WaitForEndOfPanel(panel));
+}
+
+void DesktopTest::PressKeys(const QStringList& keys) const {
+  RunTool("xdotool", QStringList{"key", "--delay", "60"} + keys);
+}
+
+void DesktopTest::ClickAt(const QPoint& point) const {
+  RunTool("xdotool", {"mousemove", "--window", Text(window_), QString::number(point.x()),
+                      QString::number(point.y()), "sleep", "0.1", "click", "1"});
+}
+
+// Cut out of a picture of the whole screen, which is there when the window is gone.
+QImage DesktopTest::TakePicture() const {
+  const QString geometry =
+      Text(RunTool("xdotool", {"getwindowgeometry", "--shell", Text(window_)}));
+  const auto value = [&geometry](const QString& name) {
+    const qsizetype start = geometry.indexOf("\n" + name + "=") + name.size() + 2;
+    return geometry.mid(start, geometry.indexOf('\n', start) - start).toInt();
+  };
+  if (!geometry.contains("HEIGHT=")) return {};
+  RunTool("import", {"-silent", "-window", "root", Text(At("picture.png"))});
+  const QImage screen(Text(At("picture.png")));
+  return screen.copy(value("X"), value("Y"), value("WIDTH"), value("HEIGHT"));
+}
+
+std::optional<std::string> DesktopTest::ReadText(int controlID,
+                                                 const std::vector<std::string>& texts) const {
+  const QImage picture = TakePicture();
+  if (picture.isNull()) return std::nullopt;
+  EXPECT_TRUE(picture.save(Text(At("picture.png"))));
+  std::string lines;
+  for (const std::string& text : texts) lines += text + "\n";
+  WriteFile(At("texts"), lines);
+  const std::string read = RunTool(TESSARY_TEXT_READER, {Text(At("picture.png")), Text(At("texts")),
+                                                         QString::number(controlID)});
+  if (read.empty()) return std::nullopt;
+  return read.substr(0, read.find('\n'));
+}
+
+std::optional<std::string> DesktopTest::WaitForText(int controlID,
+                                                    const std::vector<std::string>& texts) {
+  std::optional<std::string> found;
+  WaitUntil([&] {
+    found = ReadText(controlID, texts);
+    return found.has_value();
+  });
+  return found;
+}
+
+std::string DesktopTest::WindowTitle() const {
+  return FirstLine(RunTool("xdotool", {"getwindowname", Text(window_)})).toStdString();
+}
+
+int DesktopTest::CountInLog(const std::string& text) const {
+  const std::string log = program_->Output();
+  int count = 0;
+  for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
+  return count;
+}
+
+std::string DesktopTest::CallProgram(const QString& interface, const QString& method,
+                                     const QVariantList& arguments) const {
+  static int gConnections = 0;
+  const QString name = "test" + QString::number(++gConnections);
+  QDBusConnection bus =
+      QDBusConnection::connectToBus(environment_.value("DBUS_SESSION_BUS_ADDRESS"), name);
+  QDBusMessage call = QDBusMessage::createMethodCall("org.tessary.Tessary", "/org/tessary/Tessary",
+                                                     interface, method);
+  call.setArguments(arguments);
+  const QDBusMessage answer = bus.call(call, QDBus::Block, kPatience);
+  QDBusConnection::disconnectFromBus(name);
+  return answer.type() == QDBusMessage::ReplyMessage ? "" : answer.errorName().toStdString();
+}
+
+std::string DesktopTest::RunTool(const QString& tool, const QStringList& arguments) const {
+  QProcess process;
+  process.setProcessEnvironment(environment_);
+  process.start(tool, arguments);
+  if (!process.waitForFinished(kPatience)) {
+    ADD_FAILURE() << tool.toStdString() << " does not end";
+    return {};
+  }
+  return process.readAllStandardOutput().toStdString();
+}
+
+QString UriOf(const std::string& path) { return Text(FileUriOfPath(path)); }
+
+}  // namespace tessary::testing

@@ -1,0 +1,55 @@
+// A window in the corner of the screen from which the URIs in a file can be dragged. Tells "ready"
+// when it is on the screen and "dropped", with what the target did, when a drag has ended.
+
+#include <QApplication>
+#include <QDrag>
+#include <QFile>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QTimer>
+#include <QWidget>
+#include <cstdio>
+
+namespace {
+
+class Source : public QWidget {
+ public:
+  explicit Source(QByteArray uris) : uris_(std::move(uris)) {
+    setWindowFlag(Qt::X11BypassWindowManagerHint);
+    setGeometry(10, 10, 100, 100);
+  }
+
+ protected:
+  void mouseMoveEvent(QMouseEvent* event) override {
+    if (!event->buttons().testFlag(Qt::LeftButton)) return;
+    auto* drag = new QDrag(this);
+    auto* carried = new QMimeData;
+    if (uris_.startsWith("text:")) {
+      carried->setText(QString::fromUtf8(uris_.mid(5)));
+    } else {
+      carried->setData("text/uri-list", uris_);
+    }
+    drag->setMimeData(carried);
+    const Qt::DropAction done = drag->exec(Qt::CopyAction | Qt::MoveAction, Qt::MoveAction);
+    printf("dropped %d\n", static_cast<int>(done));
+    fflush(stdout);
+  }
+
+ private:
+  QByteArray uris_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QApplication application(argc, argv);
+  QFile file(argv[1]);
+  if (argc != 2 || !file.open(QIODevice::ReadOnly)) return 2;
+  Source source(file.readAll());
+  source.show();
+  QTimer::singleShot(300, [] {
+    printf("ready\n");
+    fflush(stdout);
+  });
+  return QApplication::exec();
+}

@@ -1,0 +1,171 @@
+#include <QPoint>
+#include <string>
+#include <vector>
+
+#include "app/main_window.h"
+#include "tests/gui/desktop.h"
+
+// What the desktop program shows and stores, seen on the screen and in its user's folders.
+namespace tessary {
+namespace {
+
+using testing::DesktopTest;
+using testing::Exists;
+using testing::MakeFolder;
+using testing::NamesIn;
+using testing::ReadFile;
+using testing::WaitUntil;
+using testing::WriteFile;
+
+constexpr int kStatusText = 1;
+constexpr int kManyFiles = 3000;
+
+class OnScreen : public DesktopTest {
+ protected:
+  void SetUp() override {
+    DesktopTest::SetUp();
+    if (!IsSkipped()) MakeFolder(At("filed"));
+  }
+
+  // Fills a folder with files that take a while to file, and has their run begin.
+  void StartLongRun() {
+    for (int file = 0; file < kManyFiles; ++file) {
+      WriteFile(At("many/" + std::to_string(file) + ".txt"));
+    }
+    StartProgram({QString::fromStdString(At("many"))});
+    AnswerPanel(At("filed"));
+    ASSERT_TRUE(WaitUntil([this] { return CountInLog("Moved \"") > kManyFiles / 50; }));
+  }
+
+  // The status texts that are possible for a run that stands still: that of the item filed last, or
+  // of one that is still to be filed.
+  std::vector<std::string> PossibleTexts() const {
+    static constexpr std::string_view kMoved = "Moved \"";
+    std::vector<std::string> texts;
+    const std::string log = program_->Output();
+    const size_t start = log.rfind(kMoved) + kMoved.size();
+    texts.push_back("Moving: " + At("many/" + log.substr(start, log.find('"', start) - start)));
+    for (const std::string& name : NamesIn(At("many"))) {
+      texts.push_back("Moving: " + At("many/" + name));
+    }
+    return texts;
+  }
+
+  bool WaitForEndOfRun() {
+    return WaitUntil([this] { return NamesIn(At("filed/txt")).size() == kManyFiles; });
+  }
+};
+
+TEST_F(OnScreen, TheStatusLineTellsDuringTheRunWhichFileIsFiled) {
+  WriteFile(PreferencesPath(), "FileOperation = 1\n");
+  StartLongRun();
+  // Standing still, the program cannot paint any more: what is there was painted by the run.
+  program_->Freeze();
+  ASSERT_FALSE(NamesIn(At("many")).empty()) << "the run is over";
+  EXPECT_TRUE(ReadText(kStatusText, PossibleTexts()).has_value());
+  const QImage first = TakePicture();
+  program_->Thaw();
+  ASSERT_TRUE(WaitUntil([this] { return NamesIn(At("many")).size() < kManyFiles * 3 / 4; }));
+  program_->Freeze();
+  ASSERT_FALSE(NamesIn(At("many")).empty()) << "the run is over";
+  EXPECT_TRUE(ReadText(kStatusText, PossibleTexts()).has_value());
+  // The busy indicator has moved on; it stands above the status line.
+  const QRect picture(0, 30, first.width(), first.height() / 2);
+  EXPECT_NE(first.copy(picture), TakePicture().copy(picture));
+  program_->Thaw();
+  EXPECT_TRUE(WaitForEndOfRun());
+  EXPECT_TRUE(WaitForText(kStatusText, {kDropPrompt}).has_value());
+}
+
+TEST_F(OnScreen, AClickOnStopDuringTheRunStopsNothing) {
+  WriteFile(PreferencesPath(), "FileOperation = 1\n");
+  StartLongRun();
+  const QImage window = TakePicture();
+  ClickAt(QPoint(window.width() - 50, window.height() - 30));
+  ASSERT_FALSE(NamesIn(At("many")).empty()) << "the run is over";
+  EXPECT_TRUE(WaitForEndOfRun());
+  EXPECT_TRUE(WaitForText(kStatusText, {kDropPrompt}).has_value());
+}
+
+TEST_F(OnScreen, ChangesInTheSheetAreStoredThoughItIsCancelled) {
+  WriteFile(PreferencesPath(), "# mine\nFileOperation = 2\nQuitWhenDone = false\n");
+  StartProgram();
+  PressKeys({"ctrl+comma"});
+  ASSERT_TRUE(WaitUntil([this] {
+    return RunTool("xdotool", {"getactivewindow", "getwindowname"}) == "Preferences\n";
+  }));
+  PressKeys({"Down", "Down", "alt+d", "alt+q"});
+  ASSERT_TRUE(WaitUntil([this] {
+    return ReadFile(PreferencesPath()).find("QuitWhenDone = true") != std::string::npos;
+  }));
+  PressKeys({"Escape"});
+  ASSERT_TRUE(WaitUntil([this] {
+    return RunTool("xdotool", {"search", "--onlyvisible", "--name", "^Preferences$"}).empty();
+  }));
+  const std::string stored = ReadFile(PreferencesPath());
+  EXPECT_TRUE(stored.starts_with("# mine\nFileOperation = 2\nQuitWhenDone = true\n")) << stored;
+  EXPECT_NE(std::string::npos, stored.find("TessaryType = 3\n")) << stored;
+  EXPECT_NE(std::string::npos, stored.find("RecurseFolders = true\n")) << stored;
+}
+
+TEST_F(OnScreen, ByeIsShownAndTheProgramEndsByItselfWhenItQuitsWhenDone) {
+  WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
+  StartProgram({QString::fromStdString(MakeSource("letters"))});
+  AnswerPanel(At("filed"));
+  // It says so for an instant: looked at while it stands still, and let go on in between.
+  EXPECT_TRUE(WaitUntil([this] {
+    program_->Freeze();
+    const bool isThere = ReadText(kStatusText, {"Bye."}).has_value();
+    program_->Thaw();
+    return isThere || !program_->IsRunning();
+  }));
+  EXPECT_TRUE(program_->IsRunning()) << "it ended without a word";
+  EXPECT_EQ(0, program_->WaitForEnd());
+  EXPECT_TRUE(Exists(At("filed/txt/letters.txt")));
+}
+
+TEST_F(OnScreen, TheSourceAsDestinationIsToldAndNothingIsFiled) {
+  const std::string source = MakeSource("letters");
+  StartProgram({QString::fromStdString(source)});
+  AnswerPanel(source);
+  EXPECT_TRUE(WaitForText(kStatusText, {"The destination directory can not be the same as the "
+                                        "source directory"})
+                  .has_value());
+  EXPECT_EQ(std::vector<std::string>{"letters.txt"}, NamesIn(source));
+}
+
+TEST_F(OnScreen, ClosingTheWindowQuits) {
+  StartProgram();
+  PressKeys({"alt+F4"});
+  EXPECT_EQ(0, program_->WaitForEnd());
+}
+
+TEST_F(OnScreen, TheQuitCommandQuits) {
+  StartProgram();
+  PressKeys({"ctrl+q"});
+  EXPECT_EQ(0, program_->WaitForEnd());
+}
+
+TEST_F(OnScreen, TheDestinationIsOpenedWithTheDesktopsProgramForFolders) {
+  WriteFile(At("data/applications/other.desktop"),
+            "[Desktop Entry]\nType=Application\nExec=cp -r -t " + At("opened") + " %f\n");
+  MakeFolder(At("opened"));
+  WriteFile(At("config/mimeapps.list"),
+            "[Default Applications]\n"
+            "inode/directory=org.tessary.Tessary.desktop;missing.desktop;other.desktop;\n");
+  StartProgram({QString::fromStdString(MakeSource("letters"))});
+  AnswerPanel(At("filed"));
+  EXPECT_TRUE(WaitUntil([this] { return Exists(At("opened/filed/txt/letters.txt")); }));
+  EXPECT_EQ(0, CountInLog("Nothing on this desktop"));
+}
+
+TEST_F(OnScreen, ADesktopWithoutAProgramForFoldersIsToldInTheLogAndTheRunCounts) {
+  environment_.insert("PATH", "/nowhere");
+  StartProgram({QString::fromStdString(MakeSource("letters"))});
+  AnswerPanel(At("filed"));
+  EXPECT_TRUE(WaitForLog("Nothing on this desktop opens the folder \"" + At("filed") + "\"."));
+  EXPECT_TRUE(Exists(At("filed/txt/letters.txt")));
+}
+
+}  // namespace
+}  // namespace tessary
