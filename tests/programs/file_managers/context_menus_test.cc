@@ -134,7 +134,7 @@ TEST(ContextMenuFiles, PcmanfmsOffersTheActionOnFolders) {
   EXPECT_EQ("Aggregate with Tessary…", values["[Desktop Entry] Name"]);
   EXPECT_EQ("folders;", values["[Desktop Entry] Profiles"]);
   EXPECT_EQ("inode/directory;", values["[X-Action-Profile folders] MimeTypes"]);
-  EXPECT_EQ("tessary --aggregate %U", values["[X-Action-Profile folders] Exec"]);
+  EXPECT_EQ("tessary --aggregate %F", values["[X-Action-Profile folders] Exec"]);
   ExpectLanguages(values, "[Desktop Entry] Name");
   ExpectLanguages(values, "[Desktop Entry] Tooltip");
 }
@@ -273,22 +273,32 @@ TEST_F(ContextMenus, TakeWhatNemoCalls) {
   EXPECT_EQ(UrisOf(paths), RequestedUris());
 }
 
-TEST_F(ContextMenus, TakeWhatPcmanfmAndThunarCall) {
+// PCManFM-Qt quotes paths for a shell, and URIs not at all.
+TEST_F(ContextMenus, TakeWhatPcmanfmCalls) {
+  const Texts paths = MakeOddFolders();
+  std::string line = ReadKeyFile(kFileManager)["[X-Action-Profile folders] Exec"];
+  std::string list;
+  for (const std::string& path : paths) list += " " + SingleQuoted(path);
+  ASSERT_NE(std::string::npos, line.find("%F"));
+  line.replace(line.find("%F"), 2, list);
+  EXPECT_EQ(0, RunLine(line)) << Errors();
+  EXPECT_EQ(UrisOf(paths), RequestedUris());
+}
+
+// Thunar quotes URIs for a shell.
+TEST_F(ContextMenus, TakeWhatThunarCalls) {
   const Texts paths = MakeOddFolders();
   std::string actions;
   std::string problem;
   ASSERT_TRUE(AddThunarAction(EmptyThunarActions(), &actions, &problem)) << problem;
   const size_t begin = actions.find("<command>") + std::string("<command>").size();
-  const std::string ofThunar = actions.substr(begin, actions.find("</command>") - begin);
-  for (std::string line :
-       {ReadKeyFile(kFileManager)["[X-Action-Profile folders] Exec"], ofThunar}) {
-    std::string list;
-    for (const std::string& path : paths) list += " " + SingleQuoted(UriOf(path, kSubDelimiters));
-    ASSERT_NE(std::string::npos, line.find("%U"));
-    line.replace(line.find("%U"), 2, list);
-    EXPECT_EQ(0, RunLine(line)) << Errors();
-    EXPECT_EQ(UrisOf(paths), RequestedUris());
-  }
+  std::string line = actions.substr(begin, actions.find("</command>") - begin);
+  std::string list;
+  for (const std::string& path : paths) list += " " + SingleQuoted(UriOf(path, kSubDelimiters));
+  ASSERT_NE(std::string::npos, line.find("%U"));
+  line.replace(line.find("%U"), 2, list);
+  EXPECT_EQ(0, RunLine(line)) << Errors();
+  EXPECT_EQ(UrisOf(paths), RequestedUris());
 }
 
 // Nautilus runs a script with names relative to the folder that it shows, its working folder.
