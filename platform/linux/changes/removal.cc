@@ -43,7 +43,7 @@ Status RemoveIfMeant(int folder, const char* name,
   if (status == noErr || status == fnfErr) return status;
   if (RenameWithoutReplacing(folder, aside.c_str(), folder, name) != noErr) {
     *isDisplaced = true;
-    NSLog("\"" + std::string(name) + "\" was given its name anew and is now \"" + aside + "\"");
+    NSLog("\"" + std::string(name) + "\" could not keep its name and is now \"" + aside + "\"");
   }
   return status;
 }

@@ -170,7 +170,7 @@ TEST_F(Removal, KeepsEveryVersionWhereTheNameIsTakenMeanwhile) {
   EXPECT_EQ("newest", ReadFile(folder_ / names[1]));
   EXPECT_TRUE(names[1].starts_with("tessary-")) << names[1];
   EXPECT_EQ(
-      std::vector<std::string>{"\"file\" was given its name anew and is now \"" + names[1] + "\""},
+      std::vector<std::string>{"\"file\" could not keep its name and is now \"" + names[1] + "\""},
       log.Messages());
 }
 
