@@ -152,8 +152,8 @@ TEST(Catalogues, HaveEveryTextOfTheFormsAndSourcesTranslated) {
     QFile::remove(copy);
     ASSERT_TRUE(QFile::copy(CatalogueOf(language), copy));
     QProcess lupdate;
-    lupdate.start(TESSARY_LUPDATE, {"-silent", "-locations", "none",
-                                    TESSARY_SOURCE_DIR "/platform/qt", "-ts", copy});
+    const QString sources = TESSARY_SOURCE_DIR "/platform/qt";
+    lupdate.start(TESSARY_LUPDATE, {"-silent", "-locations", "none", sources, "-ts", copy});
     ASSERT_TRUE(lupdate.waitForFinished()) << lupdate.errorString().toStdString();
     ASSERT_EQ(0, lupdate.exitCode()) << lupdate.readAll().toStdString();
     const std::vector<Message> messages = ReadCatalogue(copy);
