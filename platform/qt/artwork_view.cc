@@ -3,7 +3,9 @@
 #include <QColor>
 #include <QFile>
 #include <QPainter>
+#include <QPen>
 #include <QSvgRenderer>
+#include <algorithm>
 #include <array>
 
 // Outside of any namespace, as the macro demands: the pictures lie in a static library, from which
@@ -16,6 +18,15 @@ namespace {
 constexpr QSize kPreferredSize(200, 140);  // device-independent pixels
 constexpr char kDrawing[] = ":/artwork/drop_target.svg";
 
+// The frame around the drawing, in device-independent pixels.
+constexpr qreal kFrameInk = 0.45;  // share of the text's colour
+constexpr qreal kFrameWidth = 1.5;
+constexpr qreal kFrameRadius = 12;
+constexpr qreal kDash = 5;  // both in widths of the pen
+constexpr qreal kGap = 4;
+constexpr qreal kMargin = 16;
+constexpr qreal kLargest = 190;  // height of the drawing
+
 // A colour of the drawing, as the file has it, and the part that it plays.
 struct Role {
   const char* drawn;
@@ -25,7 +36,7 @@ struct Role {
 constexpr std::array kRoles = {
     Role{"#3a7bd5", QPalette::Highlight, 1.0},  Role{"#6fa0e3", QPalette::Highlight, 0.7},
     Role{"#a6c5f0", QPalette::Highlight, 0.42}, Role{"#dbe7f8", QPalette::Highlight, 0.18},
-    Role{"#8b929c", QPalette::WindowText, 0.5}, Role{"#f4f5f7", QPalette::Window, 1.0},
+    Role{"#f4f5f7", QPalette::Window, 1.0},
 };
 
 QColor Mix(const QColor& ink, const QColor& paper, qreal share) {
@@ -51,13 +62,20 @@ ArtworkView::ArtworkView(QWidget* parent) : QWidget(parent), drawing_(ReadDrawin
 QSize ArtworkView::sizeHint() const { return kPreferredSize; }
 
 void ArtworkView::paintEvent(QPaintEvent* /*event*/) {
-  QSvgRenderer renderer(DrawingInColoursOf(palette(), drawing_));
-  QSizeF size = renderer.defaultSize();
-  size.scale(this->size(), Qt::KeepAspectRatio);
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  renderer.render(&painter,
-                  QRectF({(width() - size.width()) / 2, (height() - size.height()) / 2}, size));
+  const QColor ink =
+      Mix(palette().color(QPalette::WindowText), palette().color(QPalette::Window), kFrameInk);
+  QPen pen(ink, kFrameWidth);
+  pen.setDashPattern({kDash, kGap});
+  painter.setPen(pen);
+  painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), kFrameRadius, kFrameRadius);
+
+  QSvgRenderer renderer(DrawingInColoursOf(palette(), drawing_));
+  QRectF place(0, 0, width() - 2 * kMargin, std::min(height() - 2 * kMargin, kLargest));
+  place.setSize(QSizeF(renderer.defaultSize()).scaled(place.size(), Qt::KeepAspectRatio));
+  place.moveCenter(QRectF(rect()).center());
+  renderer.render(&painter, place);
 }
 
 QByteArray DrawingInColoursOf(const QPalette& palette, QByteArray drawing) {

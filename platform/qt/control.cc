@@ -2,6 +2,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QSizePolicy>
 #include <QString>
 #include <string>
 
@@ -14,7 +15,12 @@ namespace {
 // What all controls can do; those with a text or a value add to it.
 class WidgetControl : public Control {
  public:
-  explicit WidgetControl(QWidget* widget) : widget_(widget) {}
+  // A hidden control keeps its place, so that its coming and going moves nothing else.
+  explicit WidgetControl(QWidget* widget) : widget_(widget) {
+    QSizePolicy policy = widget->sizePolicy();
+    policy.setRetainSizeWhenHidden(true);
+    widget->setSizePolicy(policy);
+  }
 
   void SetText(const std::string& /*text*/) override {}
 
@@ -27,6 +33,8 @@ class WidgetControl : public Control {
   void SetVisible(bool isVisible) override {
     if (widget_->isHidden() == !isVisible) return;
     widget_->setVisible(isVisible);
+    // Qt marks what is shown as changed by an event of its own, later than the pump.
+    widget_->update();
     if (widget_->window()->isVisible()) PumpWindows();
   }
 

@@ -7,11 +7,13 @@
 #include <QStyle>
 #include <QTextLayout>
 #include <QTextOption>
+#include <QVariant>
+#include <algorithm>
 
 namespace tessary {
 namespace {
 
-constexpr int kLines = 2;
+constexpr char kMaximumLines[] = "maximumLines";
 constexpr int kMinimumCharacters = 24;
 constexpr int kPreferredCharacters = 44;
 constexpr char16_t kControlPictures = 0x2400;  // the picture of U+0000; the others follow in order
@@ -31,23 +33,34 @@ QString WithControlPictures(QString text) {
   return text;
 }
 
-// The text in lines of that width, broken between words; with more lines than fit, and with a word
-// that is wider than a line, there are more than kLines.
-QStringList WrapBetweenWords(const QString& text, const QFont& font, int width) {
+// The text in lines of that width, broken between words; none where that takes more lines than
+// `most`, or where a word is wider than a line.
+QStringList WrapBetweenWords(const QString& text, const QFont& font, int width, int most) {
   QTextLayout layout(text, font);
   QTextOption option;
   option.setWrapMode(QTextOption::WordWrap);
   layout.setTextOption(option);
   layout.beginLayout();
   QStringList lines;
-  for (QTextLine line = layout.createLine(); line.isValid() && lines.size() <= kLines;
-       line = layout.createLine()) {
+  bool fits = true;
+  for (QTextLine line = layout.createLine(); fits && line.isValid(); line = layout.createLine()) {
     line.setLineWidth(width);
     lines.append(text.mid(line.textStart(), line.textLength()).trimmed());
-    if (line.naturalTextWidth() > width) lines.append(QStringList(kLines));
+    fits = lines.size() <= most && line.naturalTextWidth() <= width;
   }
   layout.endLayout();
-  return lines;
+  return fits ? lines : QStringList();
+}
+
+// The same in lines of about one length, within the width.
+QStringList WrapEvenly(const QString& text, const QFont& font, int width, int most) {
+  constexpr int kStep = 8;
+  const int shortest = QFontMetrics(font).horizontalAdvance(text) / most;
+  for (int tried = shortest; tried < width; tried += kStep) {
+    const QStringList lines = WrapBetweenWords(text, font, tried, most);
+    if (!lines.isEmpty()) return lines;
+  }
+  return WrapBetweenWords(text, font, width, most);
 }
 
 }  // namespace
@@ -67,19 +80,22 @@ void ElidedLabel::SetPlainText(const QString& text) {
   QAccessible::updateAccessibility(&change);
 }
 
+int ElidedLabel::MaximumLines() const { return std::max(1, property(kMaximumLines).toInt()); }
+
 QStringList ElidedLabel::Lines() const {
   const QFontMetrics metrics = fontMetrics();
   const int width = contentsRect().width();
   if (text().isEmpty()) return {};
   if (metrics.horizontalAdvance(text()) <= width) return {text()};
-  QStringList lines = WrapBetweenWords(text(), font(), width);
-  if (lines.size() <= kLines) return lines;
+  const QStringList lines = WrapEvenly(text(), font(), width, MaximumLines());
+  if (!lines.isEmpty()) return lines;
   return {metrics.elidedText(text(), Qt::ElideMiddle, width)};
 }
 
 QSize ElidedLabel::sizeHint() const {
   const QFontMetrics metrics = fontMetrics();
-  return {metrics.averageCharWidth() * kPreferredCharacters, metrics.lineSpacing() * kLines};
+  return {metrics.averageCharWidth() * kPreferredCharacters,
+          metrics.lineSpacing() * MaximumLines()};
 }
 
 QSize ElidedLabel::minimumSizeHint() const {

@@ -6,9 +6,10 @@
 
 namespace tessary {
 
-// A label for text of any length that never asks for more room: what fits on its two lines is
-// wrapped between words, and of anything longer the middle is left out of one line. The whole text
-// is its tool tip and what assistive programs read.
+// A label for text of any length that never asks for more room: what fits on its lines, of
+// which the property "maximumLines" tells the number (1 without it), is wrapped between words, and
+// of anything longer the middle is left out of one line. The whole text is its tool tip and what
+// assistive programs read.
 class ElidedLabel : public QLabel {
  public:
   explicit ElidedLabel(QWidget* parent = nullptr);
@@ -25,6 +26,9 @@ class ElidedLabel : public QLabel {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+
+ private:
+  int MaximumLines() const;
 };
 
 }  // namespace tessary

@@ -1,11 +1,13 @@
 #include "platform/qt/open_panel.h"
 
+#include <QEventLoop>
 #include <QFile>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLayout>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 
 #include "platform/managers/file_manager.h"
 #include "platform/managers/log.h"
@@ -13,6 +15,7 @@
 namespace tessary {
 namespace {
 
+constexpr int kUncovering = 100;    // milliseconds
 constexpr int kMessageMargin = 10;  // device-independent pixels
 
 // Qt's own chooser has room for the message, above everything else, where a layout would have its
@@ -30,6 +33,14 @@ void ShowMessage(QFileDialog* dialog, const QString& message) {
   dialog->setAccessibleDescription(message);
 }
 
+// Lets the windows beneath the panel be painted where it stood: a run that begins at once delivers
+// no more events. Input waits, and requests and timers have their own turn.
+void WaitUntilUncovered() {
+  QEventLoop loop;
+  QTimer::singleShot(kUncovering, &loop, &QEventLoop::quit);
+  loop.exec(QEventLoop::ExcludeUserInputEvents);
+}
+
 }  // namespace
 
 std::optional<std::string> RunFolderPanel(const NSOpenPanel& panel, QWidget* parent) {
@@ -40,7 +51,9 @@ std::optional<std::string> RunFolderPanel(const NSOpenPanel& panel, QWidget* par
   dialog.setOption(QFileDialog::ReadOnly, !panel.canCreateDirectories);
   dialog.setLabelText(QFileDialog::Accept, QString::fromStdString(panel.prompt));
   ShowMessage(&dialog, QString::fromStdString(panel.message));
-  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  const bool isAccepted = dialog.exec() == QDialog::Accepted;
+  WaitUntilUncovered();
+  if (!isAccepted) return std::nullopt;
   const QStringList chosen = dialog.selectedFiles();
   if (chosen.isEmpty()) return std::nullopt;
   const std::string named = QFile::encodeName(chosen.first()).toStdString();

@@ -2,8 +2,11 @@
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
+#include <QBackingStore>
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QEvent>
+#include <QRegion>
 #include <QWidget>
 
 #include "platform/qt/busy_indicator.h"
@@ -11,12 +14,25 @@
 namespace tessary {
 namespace {
 
+constexpr int64_t kWholeWindowInterval = 100;  // milliseconds
+
 void AdvanceBusyIndicators(const QWidget& window) {
   const QList<QWidget*> children = window.findChildren<QWidget*>();
   for (QWidget* child : children) {
     auto* indicator = dynamic_cast<BusyIndicator*>(child);
     if (indicator != nullptr && indicator->isVisible()) indicator->Advance();
   }
+}
+
+// Hands all of the window to the display anew, a few times a second. While nothing is delivered,
+// the program does not hear that another window has gone from above its own, and what that window
+// covered would keep its picture.
+void ShowAgainWhatWasCovered(const QWidget& window) {
+  static QElapsedTimer gSinceLast;
+  if (gSinceLast.isValid() && gSinceLast.elapsed() < kWholeWindowInterval) return;
+  gSinceLast.start();
+  QBackingStore* picture = window.backingStore();
+  if (picture != nullptr) picture->flush(QRegion(window.rect()), window.windowHandle());
 }
 
 }  // namespace
@@ -32,6 +48,7 @@ void PumpWindows() {
     // Paints the parts that are marked as changed, and no others.
     QEvent update(QEvent::UpdateRequest);
     QCoreApplication::sendEvent(window, &update);
+    ShowAgainWhatWasCovered(*window);
   }
   FlushToDisplay();
 }

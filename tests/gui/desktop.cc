@@ -112,7 +112,7 @@ std::string MissingTool(const QStringList& tools) {
 
 void DesktopTest::SetUp() {
   const std::string missing =
-      MissingTool({"Xvfb", "openbox", "dbus-daemon", "xdotool", "import", "xprop"});
+      MissingTool({"Xvfb", "openbox", "dbus-daemon", "xdotool", "import", "xprop", "xwininfo"});
   if (!missing.empty()) GTEST_SKIP() << missing << " is not installed";
   StartSession();
 }
@@ -269,16 +269,14 @@ void DesktopTest::ClickAt(const QPoint& point) const {
 
 // Cut out of a picture of the whole screen, which is there when the window is gone.
 QImage DesktopTest::TakePicture() const {
-  const QString geometry =
-      Text(RunTool("xdotool", {"getwindowgeometry", "--shell", Text(window_)}));
+  const QString geometry = Text(RunTool("xwininfo", {"-id", Text(window_)}));
   const auto value = [&geometry](const QString& name) {
-    const qsizetype start = geometry.indexOf("\n" + name + "=") + name.size() + 2;
-    return geometry.mid(start, geometry.indexOf('\n', start) - start).toInt();
+    return QRegularExpression(name + ": +(\\d+)").match(geometry).captured(1).toInt();
   };
-  if (!geometry.contains("HEIGHT=")) return {};
+  if (!geometry.contains("IsViewable")) return {};
   RunTool("import", {"-silent", "-window", "root", Text(At("picture.png"))});
   const QImage screen(Text(At("picture.png")));
-  return screen.copy(value("X"), value("Y"), value("WIDTH"), value("HEIGHT"));
+  return screen.copy(value("upper-left X"), value("upper-left Y"), value("Width"), value("Height"));
 }
 
 std::optional<std::string> DesktopTest::ReadText(int controlID,

@@ -19,6 +19,7 @@ using testing::WriteFile;
 
 constexpr int kStatusText = 1;
 constexpr int kManyFiles = 3000;
+constexpr int kContentTop = 30;  // of the window, below the menu bar
 
 class OnScreen : public DesktopTest {
  protected:
@@ -75,6 +76,27 @@ TEST_F(OnScreen, TheStatusLineTellsDuringTheRunWhichFileIsFiled) {
   program_->Thaw();
   EXPECT_TRUE(WaitForEndOfRun());
   EXPECT_TRUE(WaitForText(kStatusText, {kDropPrompt}).has_value());
+}
+
+// Without the events that tell of it, the window would keep pieces of the panel that covered it.
+TEST_F(OnScreen, ThePanelLeavesNothingBehindInTheWindowDuringTheRun) {
+  WriteFile(PreferencesPath(), "FileOperation = 1\n");
+  StartLongRun();
+  program_->Freeze();
+  ASSERT_FALSE(NamesIn(At("many")).empty()) << "the run is over";
+  const QImage picture = TakePicture();
+  program_->Thaw();
+  ASSERT_FALSE(picture.isNull());
+  // The margins left and right of everything are as empty as each other, all the way down.
+  constexpr int kMargin = 16;
+  const QRgb empty = picture.pixel(2, kContentTop);
+  for (int y = kContentTop; y < picture.height(); ++y) {
+    for (int x = 0; x < kMargin; ++x) {
+      ASSERT_EQ(empty, picture.pixel(x, y)) << x << ", " << y;
+      ASSERT_EQ(empty, picture.pixel(picture.width() - 1 - x, y)) << x << ", " << y;
+    }
+  }
+  EXPECT_TRUE(WaitForEndOfRun());
 }
 
 TEST_F(OnScreen, AClickOnStopDuringTheRunStopsNothing) {

@@ -2,15 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
-#include <QMouseEvent>
-#include <QTimer>
 #include <memory>
-#include <set>
+#include <utility>
 
-#include "platform/qt/busy_indicator.h"
 #include "platform/qt/nib.h"
 
 namespace tessary {
