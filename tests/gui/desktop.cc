@@ -173,15 +173,19 @@ void DesktopTest::StartSession() {
 }
 
 void DesktopTest::StartProgram(const QStringList& arguments) {
-  program_ = std::make_unique<Companion>(TESSARY, arguments, environment_, At("log"));
+  ASSERT_NO_FATAL_FAILURE(StartProgramOf(TESSARY, arguments));
+  // A panel for a folder on the command line covers the window.
+  if (!arguments.isEmpty()) return;
+  ASSERT_TRUE(WaitForText(1, {kDropPrompt}).has_value());
+}
+
+void DesktopTest::StartProgramOf(const QString& program, const QStringList& arguments) {
+  program_ = std::make_unique<Companion>(program, arguments, environment_, At("log"));
   ASSERT_TRUE(WaitUntil([this] {
     window_ = FirstLine(RunTool("xdotool", {"search", "--onlyvisible", "--name", kWindowTitle}))
                   .toStdString();
     return !window_.empty();
   }));
-  // A panel for a folder on the command line covers the window.
-  if (!arguments.isEmpty()) return;
-  ASSERT_TRUE(WaitForText(1, {kDropPrompt}).has_value());
 }
 
 std::optional<int> DesktopTest::StartAgain(const QStringList& arguments) {
@@ -283,6 +287,11 @@ std::optional<std::string> DesktopTest::ReadText(int controlID,
                                                  const std::vector<std::string>& texts) const {
   const QImage picture = TakePicture();
   if (picture.isNull()) return std::nullopt;
+  return ReadTextIn(picture, controlID, texts);
+}
+
+std::optional<std::string> DesktopTest::ReadTextIn(const QImage& picture, int controlID,
+                                                   const std::vector<std::string>& texts) const {
   EXPECT_TRUE(picture.save(Text(At("picture.png"))));
   std::string lines;
   for (const std::string& text : texts) lines += text + "\n";

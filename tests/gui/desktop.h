@@ -70,6 +70,9 @@ class DesktopTest : public ::testing::Test {
   // Starts the desktop program and waits until its window is on the screen.
   void StartProgram(const QStringList& arguments = {});
 
+  // Starts another program that shows the main window.
+  void StartProgramOf(const QString& program, const QStringList& arguments = {});
+
   // Starts it a second time, and returns the exit status with which that ends.
   std::optional<int> StartAgain(const QStringList& arguments);
 
@@ -95,6 +98,10 @@ class DesktopTest : public ::testing::Test {
   // holds exactly what the form paints for it. That text, or none where time ran out.
   std::optional<std::string> WaitForText(int controlID, const std::vector<std::string>& texts);
   std::optional<std::string> ReadText(int controlID, const std::vector<std::string>& texts) const;
+
+  // The same in a picture that was taken already.
+  std::optional<std::string> ReadTextIn(const QImage& picture, int controlID,
+                                        const std::vector<std::string>& texts) const;
 
   std::string WindowTitle() const;
 

@@ -1,0 +1,95 @@
+// The main window of the desktop program with nothing behind it but a piece of work that takes some
+// seconds and pumps for half of them. Tells "busy" when it has begun, and then how many commands,
+// timers and requests to open something were delivered during the work and after it.
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "platform/managers/window_system.h"
+#include "platform/qt/window_system.h"
+
+namespace tessary {
+namespace {
+
+constexpr auto kHalf = std::chrono::seconds(3);
+constexpr auto kPiece = std::chrono::milliseconds(10);
+constexpr double kUntilWork = 0.3;  // seconds
+constexpr double kShort = 0.05;
+constexpr double kUntilTold = 1.5;
+
+int gCommands = 0;
+int gTimers = 0;
+int gDocuments = 0;
+
+void Tell(const char* when) {
+  printf("%s %d %d %d\n", when, gCommands, gTimers, gDocuments);
+  fflush(stdout);
+}
+
+ControlRef Find(Window* window, int32_t id) {
+  ControlRef control = nullptr;
+  if (window->GetControlByID({FourCharCode("CNTL"), id}, &control) != noErr) std::abort();
+  return control;
+}
+
+void Install(WindowSystem* system, double delay, const std::function<void()>& routine) {
+  if (system->InstallEventLoopTimer(delay, routine) != noErr) std::abort();
+}
+
+void ShowText(WindowSystem* system, ControlRef control, const char* text) {
+  if (SetControlData(control, kControlStaticTextCFStringTag, text) != noErr) std::abort();
+  Draw1Control(control);
+  system->PumpEvents();
+}
+
+void Work(WindowSystem* system, Window* window) {
+  ShowControl(Find(window, 2));
+  HideControl(Find(window, 4));
+  EnableControl(Find(window, 7));
+  ShowControl(Find(window, 7));
+  Install(system, kShort, [] { ++gTimers; });
+  printf("busy\n");
+  fflush(stdout);
+  const auto half = std::chrono::steady_clock::now() + kHalf;
+  while (std::chrono::steady_clock::now() < half) {
+    ShowText(system, Find(window, 1), "Moving: /at/work");
+    std::this_thread::sleep_for(kPiece);
+  }
+  // Pumped once, and then nothing for a long time: no later pump helps it to the screen.
+  ShowText(system, Find(window, 1), "Moving: /the/last");
+  std::this_thread::sleep_for(kHalf);
+  Tell("during");
+  Install(system, kUntilTold, [system] {
+    Tell("after");
+    system->ExitToShell();
+  });
+}
+
+int Run(int count, char** arguments) {
+  QtWindowSystem system(&count, arguments, [](const std::vector<FSSpec>&) { ++gDocuments; });
+  if (system.HandOver({})) return EXIT_FAILURE;
+  system.LoadApplication();
+  std::unique_ptr<Nib> nib;
+  std::unique_ptr<Window> window;
+  if (system.CreateNibReference("main", &nib) != noErr) return EXIT_FAILURE;
+  if (nib->CreateWindow("MainWindow", &window) != noErr) return EXIT_FAILURE;
+  const Status status = system.GetApplicationEventTarget().InstallHandler(
+      kEventClassCommand, kEventCommandProcess, [](const Event&) {
+        ++gCommands;
+        return noErr;
+      });
+  if (status != noErr) return EXIT_FAILURE;
+  window->Show();
+  Install(&system, kUntilWork, [&] { Work(&system, window.get()); });
+  system.RunApplicationEventLoop();
+  return EXIT_FAILURE;
+}
+
+}  // namespace
+}  // namespace tessary
+
+int main(int argc, char** argv) { return tessary::Run(argc, argv); }
