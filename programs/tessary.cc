@@ -10,19 +10,18 @@
 #include "app/opened_items.h"
 #include "app/startup.h"
 #include "platform/linux/apple_events/comment_agent.h"
-#include "platform/managers/bundle.h"
 #include "platform/managers/internet_config.h"
 #include "platform/managers/log.h"
 #include "platform/managers/standard_files.h"
 #include "platform/managers/window_system.h"
 #include "platform/qt/service_request.h"
 #include "platform/qt/window_system.h"
+#include "programs/cli/bundle_info.h"
 #include "programs/cli/settings_report.h"
 
 namespace tessary {
 namespace {
 
-constexpr char kApplicationSignature[] = "Tsry";
 constexpr std::string_view kAggregateOption = "--aggregate";
 
 void OpenDocuments(const std::vector<FSSpec>& documents) {
@@ -47,7 +46,7 @@ int RunDesktopProgram(int count, char** arguments) {
   if (system.HandOver(paths)) return EXIT_SUCCESS;
   gWindowSystem = &system;
   RegisterCommentAgent();
-  SetMainBundleInfoDictionary({{"CFBundleSignature", kApplicationSignature}});
+  RegisterBundleInfo();
   LogProblems();
   system.OpenPaths(paths);
   return RunApplication() == noErr ? EXIT_SUCCESS : EXIT_FAILURE;

@@ -8,9 +8,9 @@
 #include "app/opened_items.h"
 #include "app/startup.h"
 #include "engine/shell.h"
-#include "platform/managers/bundle.h"
 #include "platform/managers/internet_config.h"
 #include "platform/managers/preferences_store.h"
+#include "programs/cli/bundle_info.h"
 #include "programs/cli/destination.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/settings_report.h"
@@ -19,8 +19,6 @@
 
 namespace tessary {
 namespace {
-
-constexpr char kApplicationSignature[] = "Tsry";
 
 void PrintWarnings() {
   for (const std::string& problem : DescribeSettingProblems()) PrintProblem(problem);
@@ -106,7 +104,7 @@ void Run::PrintSummary(double seconds) const {
 
 ExitStatus Aggregate(const AggregateOptions& options, TerminalWindowSystem* terminal) {
   for (const auto& [key, value] : options.settings) LayPreferenceOverFile(key, value);
-  SetMainBundleInfoDictionary({{"CFBundleSignature", kApplicationSignature}});
+  RegisterBundleInfo();
   PrintWarnings();
   // The program ends after its run in any case, and with the run's status.
   LayPreferenceOverFile("QuitWhenDone", false);
