@@ -57,7 +57,7 @@ QStringList WrapEvenly(const QString& text, const QFont& font, int width, int mo
   constexpr int kStep = 8;
   const int shortest = QFontMetrics(font).horizontalAdvance(text) / most;
   for (int tried = shortest; tried < width; tried += kStep) {
-    const QStringList lines = WrapBetweenWords(text, font, tried, most);
+    QStringList lines = WrapBetweenWords(text, font, tried, most);
     if (!lines.isEmpty()) return lines;
   }
   return WrapBetweenWords(text, font, width, most);
@@ -87,7 +87,7 @@ QStringList ElidedLabel::Lines() const {
   const int width = contentsRect().width();
   if (text().isEmpty()) return {};
   if (metrics.horizontalAdvance(text()) <= width) return {text()};
-  const QStringList lines = WrapEvenly(text(), font(), width, MaximumLines());
+  QStringList lines = WrapEvenly(text(), font(), width, MaximumLines());
   if (!lines.isEmpty()) return lines;
   return {metrics.elidedText(text(), Qt::ElideMiddle, width)};
 }

@@ -145,7 +145,8 @@ void DesktopTest::StartSession() {
   // The server chooses a display that is free and tells its number, behind whatever it complains
   // of.
   screen_ = std::make_unique<Companion>(
-      "Xvfb", QStringList{"-displayfd", "1", "-screen", "0", "1280x900x24", "-nolisten", "tcp"},
+      "Xvfb",
+      QStringList{"-displayfd", "1", "-screen", "0", "1280x900x24", "-noreset", "-nolisten", "tcp"},
       environment_, At("screen"));
   static const QRegularExpression kNumber("(?:^|\n)(\\d+)\n");
   QRegularExpressionMatch display;

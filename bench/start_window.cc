@@ -1,0 +1,153 @@
+// How long the desktop program takes from its start until its window is on the screen, and what
+// processor time it takes while it then stands idle. On the display in DISPLAY, where that is set;
+// else on a screen of its own without a monitor.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bench/measuring.h"
+
+namespace tessary::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kGlance = std::chrono::milliseconds(2);
+constexpr auto kIdleTime = std::chrono::seconds(5);
+constexpr size_t kTimeFields = 13;  // fields of /proc/PID/stat between the name's ")" and utime
+
+// Starts a program with its output going nowhere, or standard output to a file.
+pid_t Start(std::vector<std::string> command, const std::string& output = "/dev/null") {
+  std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
+  for (std::string& word : command) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  pid_t child = 0;
+  const int error =
+      posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  Require(error == 0, "cannot start " + command[0]);
+  return child;
+}
+
+void End(pid_t child) {
+  kill(child, SIGTERM);
+  waitpid(child, nullptr, 0);
+}
+
+std::string OutputOf(const std::string& command) {
+  FILE* pipe = popen(command.c_str(), "r");
+  Require(pipe != nullptr, "cannot run " + command);
+  std::string text;
+  std::array<char, 256> part;
+  while (fgets(part.data(), part.size(), pipe) != nullptr) text += part.data();
+  pclose(pipe);
+  return text;
+}
+
+// A screen of its own for a machine that has none.
+class Screen {
+ public:
+  Screen() {
+    if (getenv("DISPLAY") != nullptr) return;
+    const std::string path = "/tmp/tessary-bench-display-" + std::to_string(getpid());
+    server_ = Start(
+        {"Xvfb", "-displayfd", "1", "-screen", "0", "1280x900x24", "-noreset", "-nolisten", "tcp"},
+        path);
+    std::string number;
+    while (number.empty()) {
+      std::this_thread::sleep_for(kGlance);
+      std::ifstream(path) >> number;
+    }
+    unlink(path.c_str());
+    setenv("DISPLAY", (":" + number).c_str(), 1);
+  }
+  ~Screen() {
+    if (server_ != 0) End(server_);
+  }
+  Screen(const Screen&) = delete;
+  Screen& operator=(const Screen&) = delete;
+
+ private:
+  pid_t server_ = 0;
+};
+
+bool IsWindowVisible() {
+  return !OutputOf("xdotool search --onlyvisible --name '^Tessary$' 2>/dev/null").empty();
+}
+
+// The seconds until the window is on the screen. The looking takes its time, too, so that the true
+// figure is a little less.
+double TimeUntilVisible(pid_t* program) {
+  // The one of the round before may still be going.
+  while (IsWindowVisible()) std::this_thread::sleep_for(kGlance);
+  const auto start = Clock::now();
+  *program = Start({TESSARY});
+  while (!IsWindowVisible()) {
+    Require(waitpid(*program, nullptr, WNOHANG) == 0, "the program has ended");
+    std::this_thread::sleep_for(kGlance);
+  }
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The processor time that a process has taken, in ticks, its own and the kernel's for it.
+long TicksOf(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string line;
+  std::getline(file, line);
+  std::istringstream fields(line.substr(line.rfind(')') + 1));
+  std::string skipped;
+  for (size_t field = 0; field + 2 < kTimeFields; ++field) fields >> skipped;
+  long user = 0;
+  long kernel = 0;
+  Require(static_cast<bool>(fields >> user >> kernel), "cannot read the processor time");
+  return user + kernel;
+}
+
+}  // namespace
+}  // namespace tessary::bench
+
+int main(int argc, char** argv) {
+  using namespace tessary::bench;
+  const Settings settings = ReadSettings(argc, argv, {.files = 1, .rounds = 11, .folder = "/tmp"});
+  PrintMachine(settings);
+  // Another instance in the session would take the start over.
+  setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
+  const Screen screen;
+  std::vector<double> seconds;
+  pid_t program = 0;
+  for (int round = 0; round < settings.rounds; ++round) {
+    if (program != 0) End(program);
+    seconds.push_back(TimeUntilVisible(&program));
+  }
+  std::sort(seconds.begin(), seconds.end());
+  printf("from start to visible window: median %.3f s, least %.3f s, greatest %.3f s\n",
+         seconds[seconds.size() / 2], seconds.front(), seconds.back());
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  const long before = TicksOf(program);
+  std::this_thread::sleep_for(kIdleTime);
+  printf("processor time of the idle window in %lld s: %ld ticks of 1/%ld s\n",
+         static_cast<long long>(kIdleTime.count()), TicksOf(program) - before,
+         sysconf(_SC_CLK_TCK));
+  End(program);
+  return 0;
+}
