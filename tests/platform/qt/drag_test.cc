@@ -1,0 +1,105 @@
+#include "platform/qt/drag.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QByteArray>
+#include <QMimeData>
+#include <string>
+
+#include "platform/qt/file_uris.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+using ::testing::ElementsAre;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+QtDrag DragOf(const std::string& list) {
+  QMimeData data;
+  data.setData("text/uri-list", QByteArray::fromStdString(list));
+  return QtDrag(data);
+}
+
+TEST(SplitUriList, LeavesOutCommentsAndEmptyLines) {
+  EXPECT_THAT(SplitUriList("# two\r\nfile:///a\r\n\r\nfile:///b%20c"),
+              ElementsAre("file:///a", "file:///b%20c"));
+  EXPECT_THAT(SplitUriList(""), ElementsAre());
+}
+
+TEST(FileUriOfPath, ComesBackAsTheSamePathWhateverItsBytes) {
+  const TemporaryFolder folder;
+  for (const char* name : {"plain", "two words", "100%", "a#b?c", "caf\xE9", "\xC3\xA9t\xC3\xA9",
+                           "line\nbreak", ".hidden", "a..b"}) {
+    WriteFile(folder / name);
+    EXPECT_EQ(folder / name, NamedPathOfFileUri(FileUriOfPath(folder / name))) << name;
+  }
+}
+
+TEST(NamedPathOfFileUri, FollowsLinksAndHasNoneForWhatIsNotHere) {
+  const TemporaryFolder folder;
+  MakeFolder(folder / "there");
+  MakeLink(folder / "there", folder / "link");
+  MakeLink(folder / "nowhere", folder / "dangling");
+  EXPECT_EQ(folder / "there", NamedPathOfFileUri("file://" + folder.path() + "/link"));
+  for (const std::string& uri :
+       {"file://" + folder.path() + "/dangling", "file://" + folder.path() + "/absent",
+        "file://elsewhere" + folder.path(), "https://tessary.example" + folder.path(),
+        "file://" + folder.path() + "/%zz", "file://" + folder.path() + "/there%00", folder.path(),
+        std::string("file:"), std::string()}) {
+    EXPECT_EQ(std::nullopt, NamedPathOfFileUri(uri)) << uri;
+  }
+}
+
+TEST(QtDrag, GivesTheFlavorToFilesOfThisMachineOnly) {
+  const TemporaryFolder folder;
+  MakeFolder(folder / "folder");
+  WriteFile(folder / "file");
+  const QtDrag drag = DragOf(FileUriOfPath(folder / "folder") + "\r\nhttps://tessary.example\r\n" +
+                             FileUriOfPath(folder / "file") + "\r\nfile:///%4\r\n");
+  size_t count = 0;
+  ASSERT_EQ(noErr, drag.CountDragItems(&count));
+  EXPECT_EQ(4U, count);
+  EXPECT_EQ(paramErr, drag.CountDragItems(nullptr));
+  EXPECT_TRUE(drag.HasFlavor(1, kDragFlavorTypeHFS));
+  EXPECT_FALSE(drag.HasFlavor(1, FourCharCode("TEXT")));
+  EXPECT_FALSE(drag.HasFlavor(2, kDragFlavorTypeHFS));
+  EXPECT_TRUE(drag.HasFlavor(3, kDragFlavorTypeHFS));
+  EXPECT_FALSE(drag.HasFlavor(4, kDragFlavorTypeHFS));
+  for (const size_t none : {size_t{0}, size_t{5}}) {
+    EXPECT_FALSE(drag.HasFlavor(none, kDragFlavorTypeHFS));
+  }
+}
+
+TEST(QtDrag, TellsTheItemsSpecificationAndFinderInformation) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  if (!testing::SetFinderInfo(folder / "file", "JPEG", 0x4000)) {
+    GTEST_SKIP() << "no extended attributes here";
+  }
+  const QtDrag drag = DragOf(FileUriOfPath(folder / "file"));
+  HFSFlavor flavor;
+  ASSERT_EQ(noErr, drag.GetFlavorData(1, &flavor));
+  EXPECT_EQ(FourCharCode("JPEG"), flavor.fileType);
+  EXPECT_EQ(0x4000, flavor.fdFlags);
+  FSRef ref;
+  ASSERT_EQ(noErr, FSpMakeFSRef(flavor.fileSpec, &ref));
+  EXPECT_EQ(noErr, FSCompareFSRefs(ref, testing::RefAt(folder / "file")));
+  EXPECT_EQ(badDragFlavorErr, drag.GetFlavorData(2, &flavor));
+  EXPECT_EQ(paramErr, drag.GetFlavorData(1, nullptr));
+}
+
+TEST(QtDrag, HasNoItemsInADragOfText) {
+  QMimeData data;
+  data.setText("file:///tmp");
+  size_t count = 1;
+  EXPECT_EQ(noErr, QtDrag(data).CountDragItems(&count));
+  EXPECT_EQ(0U, count);
+}
+
+}  // namespace
+}  // namespace tessary
