@@ -14,9 +14,10 @@ namespace {
 
 constexpr FSCatalogInfoBitmap kFinderFields = kFSCatInfoFinderInfo | kFSCatInfoFinderXInfo;
 
-// A 32-bit node number of a 64-bit inode, never the one that means a volume's root.
-uint32_t NodeNumber(const struct statx& info) {
-  if (IsVolumeRoot(info)) return kFSRootNodeID;
+// A 32-bit node number of a 64-bit inode, never the one that means a volume's root. "/" is one also
+// where it is a folder that the process was locked into.
+uint32_t NodeNumber(const Reference& reference, const struct statx& info) {
+  if (reference.parent == 0 || IsVolumeRoot(info)) return kFSRootNodeID;
   const auto folded = static_cast<uint32_t>(info.stx_ino ^ info.stx_ino >> 32);
   return folded == kFSRootNodeID ? kFSRootNodeID | 0x80000000 : folded;
 }
@@ -57,7 +58,7 @@ Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatal
   if ((whichInfo & kFSCatInfoNodeFlags) != 0) {
     info->nodeFlags = S_ISDIR(answer.stx_mode) ? kFSNodeIsDirectoryMask : uint16_t{0};
   }
-  if ((whichInfo & kFSCatInfoNodeID) != 0) info->nodeID = NodeNumber(answer);
+  if ((whichInfo & kFSCatInfoNodeID) != 0) info->nodeID = NodeNumber(reference, answer);
   if ((whichInfo & kFSCatInfoFinderInfo) != 0) info->finderInfo = found.finderInfo;
   if ((whichInfo & kFSCatInfoFinderXInfo) != 0) info->extFinderInfo = found.extFinderInfo;
   if (name != nullptr) *name = CatalogName(catalog.names().NameOf(reference));

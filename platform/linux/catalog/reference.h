@@ -66,7 +66,7 @@ inline bool IsSameTime(const statx_timestamp& first, const statx_timestamp& seco
   return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
 }
 
-// True for "/" and every other folder on which a volume is mounted.
+// True for a folder on which a volume is mounted.
 bool IsVolumeRoot(const struct statx& info);
 
 }  // namespace tessary
