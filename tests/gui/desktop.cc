@@ -187,6 +187,10 @@ void DesktopTest::StartProgram(const QStringList& arguments) {
   // A panel for a folder on the command line covers the window.
   if (!arguments.isEmpty()) return;
   ASSERT_TRUE(WaitForText(1, {kDropPrompt}).has_value());
+  // Keys go to the window once it is the active one.
+  ASSERT_TRUE(WaitUntil([this] {
+    return FirstLine(RunTool("xdotool", {"getactivewindow"})).toStdString() == window_;
+  }));
 }
 
 void DesktopTest::StartProgramOf(const QString& program, const QStringList& arguments) {
@@ -195,7 +199,8 @@ void DesktopTest::StartProgramOf(const QString& program, const QStringList& argu
     window_ = FirstLine(RunTool("xdotool", {"search", "--onlyvisible", "--name", kWindowTitle}))
                   .toStdString();
     return !window_.empty();
-  }));
+  })) << RunTool("ps", {"-o", "etimes,stat,wchan:32,args", "-p", QString::number(program_->Id())})
+      << RunTool("xwininfo", {"-root", "-tree"});
 }
 
 std::optional<int> DesktopTest::StartAgain(const QStringList& arguments) {
@@ -250,12 +255,16 @@ bool DesktopTest::IsPanelUp() const {
   return !RunTool("xdotool", {"search", "--onlyvisible", "--name", kPanelTitle}).empty();
 }
 
+// A window manager may leave the keys with another window; a user then clicks on the panel.
 bool DesktopTest::WaitForPanel() {
-  return WaitUntil([this] { return IsPanelUp(); }) && WaitUntil([this] {
-           const QString active =
-               FirstLine(RunTool("xdotool", {"getactivewindow", "getwindowname"}));
-           return active == "Choose Destination" || active == "Choose Source";
-         });
+  return WaitUntil([this] {
+    const QString panel =
+        FirstLine(RunTool("xdotool", {"search", "--onlyvisible", "--name", kPanelTitle}));
+    if (panel.isEmpty()) return false;
+    if (FirstLine(RunTool("xdotool", {"getactivewindow"})) == panel) return true;
+    RunTool("xdotool", {"windowactivate", panel});
+    return false;
+  });
 }
 
 // The next panel may be up as soon as this one has gone.
