@@ -79,8 +79,8 @@ class DesktopTest : public ::testing::Test {
   // Makes a folder of that name in the test's folder with a file "NAME.txt", and gives its path.
   std::string MakeSource(const std::string& name);
 
-  // Drags what the URIs name from another program's window onto the program's, with the mouse, once;
-  // true when the drop was taken. And again and again until it is.
+  // Drags what the URIs name from another program's window onto the program's, with the mouse,
+  // once; true when the drop was taken. And again and again until it is.
   bool Drag(const QStringList& uris);
   void DragOnto(const QStringList& uris);
 
