@@ -61,3 +61,20 @@ function(tessary_tests name label)
   endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT 120)
 endfunction()
+
+# tessary_soak(NAME ARGUMENT...): has tools/soak run this test program, with these arguments, for as long
+# as its share of the time is. How long that is, the program learns from tests/support/soak.h.
+function(tessary_soak name)
+  string(JOIN "\t" command "$<TARGET_FILE:${name}>" ${ARGN})
+  set_property(GLOBAL APPEND_STRING PROPERTY TESSARY_SOAK_COMMANDS "${command}\n")
+  set_property(GLOBAL APPEND PROPERTY TESSARY_SOAK_TARGETS ${name})
+endfunction()
+
+# What tools/soak reads: the target that builds these programs, and a file with a line for each command,
+# its words parted by tabulators. To be called after the last tessary_soak.
+function(tessary_list_soaks)
+  get_property(commands GLOBAL PROPERTY TESSARY_SOAK_COMMANDS)
+  get_property(targets GLOBAL PROPERTY TESSARY_SOAK_TARGETS)
+  file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/soak-programs CONTENT "${commands}")
+  add_custom_target(soak-programs DEPENDS ${targets})
+endfunction()
