@@ -1,0 +1,282 @@
+#include "tests/support/volumes.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <sstream>
+#include <thread>
+
+#include "platform/linux/unique_fd.h"
+#include "tests/support/tool.h"
+
+namespace tessary::testing {
+namespace {
+
+constexpr char kMemory[] = "/dev/shm";
+
+std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+bool IsTmpfs(const std::string& path) {
+  struct statfs info = {};
+  return statfs(path.c_str(), &info) == 0 && info.f_type == TMPFS_MAGIC;
+}
+
+bool IsOnOtherVolume(const std::string& path, const std::string& parent) {
+  struct stat info = {};
+  struct stat parentInfo = {};
+  return stat(path.c_str(), &info) == 0 && stat(parent.c_str(), &parentInfo) == 0 &&
+         info.st_dev != parentInfo.st_dev;
+}
+
+// The command that makes the file system, in the image that is named behind it.
+std::vector<std::string> MakerOf(VolumeKind kind) {
+  switch (kind) {
+    case VolumeKind::kExt4:
+      return {"mkfs.ext4", "-q", "-F"};
+    case VolumeKind::kXfs:
+      return {"mkfs.xfs", "-q", "-f"};
+    case VolumeKind::kBtrfs:
+      return {"mkfs.btrfs", "-q", "-f"};
+    case VolumeKind::kExfat:
+      return {"mkfs.exfat"};
+    case VolumeKind::kNtfs:
+      return {"mkntfs", "-q", "-Q", "-F"};
+    default:
+      return {};
+  }
+}
+
+}  // namespace
+
+const std::vector<VolumeKind>& AllVolumeKinds() {
+  static const std::vector<VolumeKind> kKinds = {
+      VolumeKind::kOwn,  VolumeKind::kTmpfs,   VolumeKind::kExt4,
+      VolumeKind::kXfs,  VolumeKind::kBtrfs,   VolumeKind::kExfat,
+      VolumeKind::kNtfs, VolumeKind::kOverlay, VolumeKind::kBindfs};
+  return kKinds;
+}
+
+std::string NameOf(VolumeKind kind) {
+  switch (kind) {
+    case VolumeKind::kOwn:
+      return "own";
+    case VolumeKind::kTmpfs:
+      return "tmpfs";
+    case VolumeKind::kExt4:
+      return "ext4";
+    case VolumeKind::kXfs:
+      return "xfs";
+    case VolumeKind::kBtrfs:
+      return "btrfs";
+    case VolumeKind::kExfat:
+      return "exfat";
+    case VolumeKind::kNtfs:
+      return "ntfs";
+    case VolumeKind::kOverlay:
+      return "overlay";
+    case VolumeKind::kBindfs:
+      return "bindfs";
+  }
+  return {};
+}
+
+bool EnterMountNamespace(std::string* whyNot) {
+  static int gError = -1;
+  if (gError < 0) {
+    const bool isEntered =
+        unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    gError = isEntered ? 0 : errno;
+  }
+  if (gError != 0) *whyNot = std::string("no mount namespace: ") + std::strerror(gError);
+  return gError == 0;
+}
+
+ScratchVolume::ScratchVolume(VolumeKind kind, const std::string& options, int megabytes)
+    : kind_(kind), ground_(std::make_unique<TemporaryFolder>()) {
+  Prepare(options, megabytes);
+  if (!isThere_) {
+    Unmount();
+    return;
+  }
+  // Those who read only have no place for trying.
+  if (access(path_.c_str(), W_OK) == 0) traits_ = TryVolume(path_);
+}
+
+ScratchVolume::~ScratchVolume() { Unmount(); }
+
+void ScratchVolume::Prepare(const std::string& options, int megabytes) {
+  switch (kind_) {
+    case VolumeKind::kOwn:
+      path_ = ground_->path();
+      isThere_ = true;
+      return;
+    case VolumeKind::kTmpfs:
+      isThere_ = PrepareTmpfs(options);
+      return;
+    case VolumeKind::kExt4:
+    case VolumeKind::kXfs:
+    case VolumeKind::kBtrfs:
+    case VolumeKind::kExfat:
+    case VolumeKind::kNtfs:
+      isThere_ = MakeImage(MakerOf(kind_), megabytes) && MountImage(options);
+      return;
+    case VolumeKind::kOverlay:
+      isThere_ = MountOverlay(options);
+      return;
+    case VolumeKind::kBindfs:
+      isThere_ = MountBindfs(options);
+      return;
+  }
+}
+
+bool ScratchVolume::Refuse(const std::string& why) {
+  whyNot_ = FirstLine(why);
+  return false;
+}
+
+bool ScratchVolume::Succeeds(const std::vector<std::string>& command) {
+  const ToolResult result = RunTool(command);
+  if (result.status == 0) return true;
+  if (result.status == 127) return Refuse(command[0] + " is not installed");
+  return Refuse(command[0] + ": " + result.output);
+}
+
+bool ScratchVolume::IsAllowed() { return EnterMountNamespace(&whyNot_); }
+
+// Makes the mount point, a folder "mount" that nobody but the mount makes use of.
+std::string ScratchVolume::MakeMountPoint() const {
+  const std::string point = *ground_ / "mount";
+  MakeFolder(point);
+  return point;
+}
+
+// On a volume of our own the work is done in a folder, so that what a file system puts at its top
+// is in nobody's way.
+bool ScratchVolume::UseMount(const std::string& mountPoint) {
+  mountPoint_ = mountPoint;
+  path_ = mountPoint + "/work";
+  // One that is mounted read-only has only its top.
+  if (mkdir(path_.c_str(), 0777) != 0) path_ = mountPoint;
+  (void)chmod(path_.c_str(), 0777);
+  return true;
+}
+
+bool ScratchVolume::PrepareTmpfs(const std::string& options) {
+  if (options.empty() && IsTmpfs(kMemory) && access(kMemory, W_OK) == 0) {
+    ground_ = std::make_unique<TemporaryFolder>(kMemory);
+    path_ = ground_->path();
+    return true;
+  }
+  if (!IsAllowed()) return false;
+  const std::string point = MakeMountPoint();
+  const std::string wanted = options.empty() ? "mode=0777" : options;
+  return Succeeds({"mount", "-t", "tmpfs", "-o", wanted, "tmpfs", point}) && UseMount(point);
+}
+
+bool ScratchVolume::MakeImage(std::vector<std::string> maker, int megabytes) {
+  if (!IsAllowed()) return false;
+  image_ = *ground_ / "image";
+  WriteFile(image_);
+  if (truncate(image_.c_str(), static_cast<off_t>(megabytes) << 20) != 0) {
+    return Refuse(std::string("no room for the image: ") + std::strerror(errno));
+  }
+  maker.push_back(image_);
+  return Succeeds(maker);
+}
+
+bool ScratchVolume::MountImage(const std::string& options) {
+  const std::string point = MakeMountPoint();
+  if (kind_ != VolumeKind::kExfat && kind_ != VolumeKind::kNtfs) {
+    const std::string wanted = options.empty() ? "loop" : "loop," + options;
+    return Succeeds({"mount", "-t", NameOf(kind_), "-o", wanted, image_, point}) && UseMount(point);
+  }
+  // These drivers want a real device to be what they are for a user who plugs in a disk.
+  const ToolResult device = RunTool({"losetup", "--find", "--show", image_});
+  if (device.status != 0) return Refuse("losetup: " + device.output);
+  loopDevice_ = FirstLine(device.output);
+  const std::string wanted = options.empty() ? "allow_other" : "allow_other," + options;
+  if (kind_ == VolumeKind::kExfat) {
+    return StartDriver({"mount.exfat-fuse", "-d", "-o", wanted, loopDevice_, point}, point);
+  }
+  return StartDriver({"ntfs-3g", "-o", "no_detach," + wanted, loopDevice_, point}, point);
+}
+
+bool ScratchVolume::MountBindfs(const std::string& options) {
+  if (!IsAllowed()) return false;
+  const std::string below = *ground_ / "below";
+  MakeFolder(below);
+  const std::string point = MakeMountPoint();
+  std::vector<std::string> command = {"bindfs", "-f"};
+  if (!options.empty()) command.insert(command.end(), {"-o", options});
+  command.insert(command.end(), {below, point});
+  return StartDriver(command, point);
+}
+
+// Over folders in memory, as an overlay cannot lie over another.
+bool ScratchVolume::MountOverlay(const std::string& options) {
+  if (!IsAllowed()) return false;
+  const std::string layers = *ground_ / "layers";
+  MakeFolder(layers);
+  if (!Succeeds({"mount", "-t", "tmpfs", "-o", "mode=0777", "tmpfs", layers})) return false;
+  layers_ = layers;
+  std::string wanted;
+  for (const std::string layer : {"lower", "upper", "work"}) {
+    MakeFolder(layers + "/" + layer);
+    wanted += layer + "dir=" + layers + "/" + layer + ",";
+  }
+  wanted += options;
+  if (wanted.ends_with(',')) wanted.pop_back();
+  const std::string point = MakeMountPoint();
+  return Succeeds({"mount", "-t", "overlay", "-o", wanted, "overlay", point}) && UseMount(point);
+}
+
+bool ScratchVolume::StartDriver(const std::vector<std::string>& command, const std::string& point) {
+  driver_ = StartTool(command);
+  constexpr int kTries = 500;
+  for (int i = 0; i < kTries; ++i) {
+    if (IsOnOtherVolume(point, ground_->path())) return UseMount(point);
+    int status = 0;
+    if (waitpid(driver_, &status, WNOHANG) == driver_) {
+      driver_ = -1;
+      const bool isMissing = WIFEXITED(status) && WEXITSTATUS(status) == 127;
+      return Refuse(command[0] + (isMissing ? " is not installed" : " could not mount"));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  mountPoint_ = point;
+  return Refuse(command[0] + " took too long");
+}
+
+void ScratchVolume::Unmount() {
+  // Detached, so that a descriptor that is still open on it cannot keep it in the way.
+  if (!mountPoint_.empty()) umount2(mountPoint_.c_str(), MNT_DETACH);
+  if (!layers_.empty()) umount2(layers_.c_str(), MNT_DETACH);
+  if (driver_ > 0) {
+    if (mountPoint_.empty()) kill(driver_, SIGTERM);
+    waitpid(driver_, nullptr, 0);
+  }
+  if (!loopDevice_.empty()) (void)RunTool({"losetup", "--detach", loopDevice_});
+  mountPoint_.clear();
+  layers_.clear();
+  loopDevice_.clear();
+  driver_ = -1;
+}
+
+std::string ScratchVolume::TypeName() const {
+  if (kind_ != VolumeKind::kOwn) return NameOf(kind_);
+  const ToolResult result = RunTool({"stat", "--file-system", "--format=%T", path_});
+  const std::string type = result.status == 0 ? FirstLine(result.output) : "own";
+  return type == "ext2/ext3" ? "ext4" : type;
+}
+
+}  // namespace tessary::testing
