@@ -29,6 +29,7 @@ Status Catalog::Find(const Reference& reference, Place* place) {
   const std::string_view name = names_.NameOf(reference);
   if (name.empty()) return fnfErr;
   place->name = name;
+  place->mayHaveSidecar = folders_.HasSidecars(reference.parent);
   return folders_.Open(reference.parent, &place->folder);
 }
 

@@ -16,6 +16,7 @@ namespace tessary {
 struct Place {
   FolderHandle folder;
   std::string name;
+  bool mayHaveSidecar = false;  // a name beginning "._" has been seen in the folder
 
   int descriptor() const { return folder->get(); }
 

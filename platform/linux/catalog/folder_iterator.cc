@@ -9,6 +9,7 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/mac_formats/apple_double.h"
 #include "platform/linux/quiet_open.h"
 #include "platform/linux/unique_fd.h"
 #include "platform/managers/file_manager.h"
@@ -86,6 +87,7 @@ class FSIteratorState {
     position_ += entry->d_reclen;
     const std::string_view name(entry->d_name);
     if (name == "." || name == "..") return errFSNoMoreItems;
+    if (IsSidecarName(name)) Catalog::Get().folders().NoteSidecar(folder_);
     const bool isTrue =
         volume_.hasTrueEntries && entry->d_type != DT_DIR && entry->d_type != DT_UNKNOWN;
     if (isTrue) {

@@ -177,6 +177,15 @@ Status FolderTable::OpenFrom(int above, const char* path, uint32_t number, Folde
   return noErr;
 }
 
+void FolderTable::NoteSidecar(uint32_t number) {
+  if (Find(number) != nullptr) folders_[number - 1]->hasSidecars = true;
+}
+
+bool FolderTable::HasSidecars(uint32_t number) const {
+  const Folder* folder = Find(number);
+  return folder != nullptr && folder->hasSidecars;
+}
+
 void FolderTable::ForgetPathIfStale(const std::string& path) {
   const Folder* folder = Find(FindByPath(path));
   if (folder == nullptr) return;

@@ -42,6 +42,7 @@ struct Folder {
                      // of that length
   FolderHandle descriptor;
   std::list<uint32_t>::iterator use;  // its place among the open folders, valid with a descriptor
+  bool hasSidecars = false;           // a name beginning "._" has been seen in it
 };
 
 // The interned folders, numbered from 1. Each knows its path, if that is one that the kernel takes:
@@ -70,6 +71,11 @@ class FolderTable {
   // at the folder's path); errFSNotAFolder; else the failure of opening it. `*handle` is written on
   // success only.
   Status Open(uint32_t number, FolderHandle* handle);
+
+  // Keeps in mind that a name beginning "._" has been seen in the folder, so that its items are
+  // asked for their sidecars. Nothing is done for a number without a folder.
+  void NoteSidecar(uint32_t number);
+  bool HasSidecars(uint32_t number) const;
 
   // Forgets by which path a folder was interned where another object, or none, is found there.
   // References that lead through it keep it.

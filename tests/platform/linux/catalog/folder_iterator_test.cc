@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/catalog/catalog.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/refused_calls.h"
 #include "tests/support/temporary_folder.h"
@@ -180,6 +181,23 @@ TEST(FSGetCatalogInfoBulk, RefusesMissingArguments) {
   EXPECT_EQ(paramErr, FSGetCatalogInfoBulk(*iterator, 1, nullptr, &changed, &ref));
   EXPECT_EQ(paramErr, FSGetCatalogInfoBulk(*iterator, 1, &actual, nullptr, &ref));
   EXPECT_EQ(paramErr, FSGetCatalogInfoBulk(*iterator, 1, &actual, &changed, nullptr));
+}
+
+TEST(FSGetCatalogInfoBulk, KeepsInMindThatAFolderHasSidecars) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "with/photo.jpg");
+  WriteFile(folder / "with/._photo.jpg");
+  WriteFile(folder / "without/photo.jpg");
+  WriteFile(folder / "without/._");
+  for (const char* name : {"with", "without"}) {
+    Place place;
+    const Reference photo = ReferenceOf(RefAt(folder / (std::string(name) + "/photo.jpg")));
+    ASSERT_EQ(noErr, Catalog::Get().Find(photo, &place));
+    EXPECT_FALSE(place.mayHaveSidecar) << "nothing was listed yet";
+    ASSERT_EQ(errFSNoMoreItems, ListAll(folder / name).status);
+    ASSERT_EQ(noErr, Catalog::Get().Find(photo, &place));
+    EXPECT_EQ(std::string(name) == "with", place.mayHaveSidecar);
+  }
 }
 
 }  // namespace

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// The AppleDouble format, in which a Mac leaves what a file has besides its contents on a volume
+// with no place for it: as a file of its own beside it, "._" before its name, and as some file
+// servers keep it in an attribute. Numbers are big-endian.
+//
+//   at 0   magic 00051607
+//   at 4   version 00020000
+//   at 24  number of entries, 16 bits
+//   at 26  the entries, 12 bytes each: id, offset, length
+//
+// An entry that does not lie inside the data counts for none, and so does everything where the
+// table of entries does not.
+namespace tessary {
+
+enum class AppleDoubleEntry : uint32_t {
+  kResourceFork = 2,
+  kComment = 4,     // bytes of a Mac's character set
+  kFileDates = 8,   // four times in seconds since 2000: creation, modification, backup, access
+  kFinderInfo = 9,  // 32 bytes, behind which a Mac puts the table of extended attributes
+};
+
+// Where a part of the data lies. It has been found to lie inside.
+struct ByteRange {
+  size_t offset = 0;
+  size_t length = 0;
+};
+
+// An extended attribute in the table behind the Finder information. The name is of the Mac's, with
+// no "user." before it.
+struct AppleDoubleAttribute {
+  std::string_view name;   // into the data
+  std::string_view value;  // into the data
+  size_t entryOffset = 0;  // of its entry in the table: 4 bytes of offset, 4 bytes of length
+};
+
+// A reading of AppleDouble data, which it refers to and does not keep. The data may be the
+// beginning of a file: entries that lie further on are none.
+class AppleDouble {
+ public:
+  // None where the data is not AppleDouble, or ends before its table of entries does.
+  static std::optional<AppleDouble> Parse(std::string_view data);
+
+  // The entry's place and its bytes; the first, where the table has it twice.
+  std::optional<ByteRange> Find(AppleDoubleEntry id) const;
+  std::optional<std::string_view> Read(AppleDoubleEntry id) const;
+
+  // The 32 bytes of Finder information; none where the entry is shorter.
+  std::optional<std::string_view> FinderInfo() const;
+
+  // The creation date in seconds since 1970; none where it is not told.
+  std::optional<int64_t> CreationSeconds() const;
+
+  // The table of extended attributes; empty where there is none, or where any of it does not lie
+  // inside the data.
+  std::vector<AppleDoubleAttribute> Attributes() const;
+
+ private:
+  AppleDouble(std::string_view data, size_t count) : data_(data), count_(count) {}
+
+  std::string_view data_;
+  size_t count_;
+};
+
+// The name of the sidecar that an item of that name has: "._" and the name.
+std::string SidecarName(std::string_view name);
+
+// True for a name that begins with "._" and goes on.
+inline bool IsSidecarName(std::string_view name) {
+  return name.size() > 2 && name.starts_with("._");
+}
+
+}  // namespace tessary

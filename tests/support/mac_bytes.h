@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// What a Mac writes, put together byte by byte and without the product's help.
+namespace tessary::testing {
+
+std::string Big16(uint16_t number);
+std::string Big32(uint32_t number);
+
+// An extended attribute under the name that it has on a Mac.
+struct MacAttribute {
+  std::string name;
+  std::string value;
+};
+
+// The bytes of a "._" file as a Mac lays it out: the Finder information (32 bytes) and the table of
+// attributes in one entry, the resource fork in another.
+std::string MakeSidecar(const std::string& finderInfo, const std::vector<MacAttribute>& attributes,
+                        const std::string& resourceFork);
+
+}  // namespace tessary::testing
