@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "platform/linux/changes/object_info.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::testing {
@@ -24,15 +25,22 @@ Status Run(Operation operation, const fs::path& from, const fs::path& to) {
   {
     const UniqueFd fromFolder = OpenFolder(from.parent_path().string());
     const UniqueFd toFolder = OpenFolder(to.parent_path().string());
-    const struct stat info = InfoAt(from.string());
-    status = operation({fromFolder.get(), from.filename().string(), info.st_dev, info.st_ino},
-                       {toFolder.get(), to.filename().string()});
+    const CopySource source = {fromFolder.get(), from.filename().string(),
+                               IdentityAt(fromFolder.get(), from.filename().string())};
+    status =
+        operation(source, {toFolder.get(), to.filename().string(), IdentityAt(toFolder.get(), "")});
   }
   EXPECT_EQ(before, CountOpenDescriptors());
   return status;
 }
 
 }  // namespace
+
+Identity IdentityAt(int folder, const std::string& name) {
+  struct statx info = {};
+  EXPECT_EQ(noErr, ReadObjectInfo(folder, name.c_str(), &info)) << name;
+  return Identity::Of(info);
+}
 
 UniqueFd OpenFolder(const std::string& path) {
   UniqueFd folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));

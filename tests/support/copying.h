@@ -21,6 +21,10 @@ Place PlaceAt(const std::string& path);
 Status CopyAt(const std::string& from, const std::string& to);
 Status MoveAcrossAt(const std::string& from, const std::string& to);
 
+// The identity of (`folder`, `name`), of the folder itself where the name is empty; fails the test
+// where there is nothing.
+Identity IdentityAt(int folder, const std::string& name);
+
 // What lstat tells; fails the test where there is nothing.
 struct stat InfoAt(const std::string& path);
 

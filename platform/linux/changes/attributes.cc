@@ -112,25 +112,24 @@ Status RemoveInherited(int file, const char* name) {
 
 }  // namespace
 
-Status CopyAttributes(int from, int to, bool leavesComment, AttributesCopied* copied) {
+Status CopyAttributes(int from, mode_t mode, int to, bool leavesComment, AttributesCopied* copied) {
   AttributesCopied done;
   std::string names;
   if (const Status status = ReadNames(from, &names)) return status;
-  bool hasAccessList = false;
   bool hasDefaultList = false;
   for (size_t at = 0; at < names.size();) {
     const char* name = names.data() + at;
     const std::string_view text = name;
     at += text.size() + 1;
-    hasAccessList |= text == kAccessList;
+    done.hasAccessList |= text == kAccessList;
     hasDefaultList |= text == kDefaultList;
     if (!IsCarried(text) || (leavesComment && text == kCommentAttribute)) continue;
     if (const Status status = CopyAttribute(from, to, name, &done)) return status;
   }
-  if (!hasAccessList) {
+  if (!done.hasAccessList) {
     if (const Status status = RemoveInherited(to, kAccessList)) return status;
   }
-  if (!hasDefaultList) {
+  if (S_ISDIR(mode) && !hasDefaultList) {
     if (const Status status = RemoveInherited(to, kDefaultList)) return status;
   }
   *copied = done;

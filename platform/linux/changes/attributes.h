@@ -15,17 +15,18 @@ inline constexpr char kCommentAttribute[] = "user.xdg.comment";
 struct AttributesCopied {
   bool hasCreationDate = false;  // the original carries its creation date
   bool isAnyDropped = false;     // the target's volume has no place for one or more of them
+  bool hasAccessList = false;    // the original has more permissions than a mode holds
   // The permissions of the group, where an access control list that says more had to be dropped.
   std::optional<mode_t> groupMode;
 };
 
-// Copies the user's attributes, access control lists and, where this process may set them, file
-// capabilities and trusted attributes. Labels of the security modules and what else a file system
-// shows as an attribute of its own are the target system's affair. An access control list that `to`
-// has inherited from its folder is removed where `from` has none. The comment is left out where
-// `leavesComment`. Attributes that the target's volume has no place for are dropped.
-// noErr; ioErr or dskFulErr where one does not fit; else what the file system reports. `*copied` is
-// written on success only.
-Status CopyAttributes(int from, int to, bool leavesComment, AttributesCopied* copied);
+// Of the open file or folder `from`, whose mode is `mode`, copies the user's attributes, access
+// control lists and, where this process may set them, file capabilities and trusted attributes.
+// Labels of the security modules and what else a file system shows as an attribute of its own are
+// the target system's affair. An access control list that `to` has inherited from its folder is
+// removed where `from` has none. The comment is left out where `leavesComment`. Attributes that the
+// target's volume has no place for are dropped. noErr; ioErr or dskFulErr where one does not fit;
+// else what the file system reports. `*copied` is written on success only.
+Status CopyAttributes(int from, mode_t mode, int to, bool leavesComment, AttributesCopied* copied);
 
 }  // namespace tessary

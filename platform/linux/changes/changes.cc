@@ -18,6 +18,7 @@ namespace {
 // The folder that an object goes into and the name that it gets there.
 struct Target {
   uint32_t folder = 0;
+  Identity identity;  // the folder's
   Place place;
 };
 
@@ -26,6 +27,7 @@ Status FindTarget(const FSRef& folder, const std::u16string* newName, const std:
   const Reference reference = ReferenceOf(folder);
   Status status = Catalog::Get().OpenFolder(reference, &target->folder, &target->place.folder);
   if (status != noErr) return status;
+  target->identity = reference.GetIdentity();
   const Volume& volume = VolumeOf(reference.device, target->place.descriptor());
   if (newName != nullptr) return PosixName(*newName, volume, &target->place.name);
   target->place.name = NameOnVolume(ownName, volume);
@@ -44,8 +46,12 @@ Status FindBoth(const FSRef& source, const FSRef& folder, const std::u16string* 
   return FindTarget(folder, newName, sourcePlace->name, target);
 }
 
-CopySource CopySourceOf(const Reference& reference, const Place& place) {
-  return {place.descriptor(), place.name, reference.GetIdentity().GetDevice(), reference.inode};
+CopySource CopySourceOf(const FSRef& ref, const Place& place) {
+  return {place.descriptor(), place.name, ReferenceOf(ref).GetIdentity()};
+}
+
+CopyTarget CopyTargetOf(const Target& target) {
+  return {target.place.descriptor(), target.place.name, target.identity};
 }
 
 Status MakeTargetRef(const Target& target, FSRef* ref) {
@@ -81,8 +87,7 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
   if (status == diffVolErr) {
-    status = MoveItemAcrossVolumes(CopySourceOf(ReferenceOf(source), from),
-                                   {to.place.descriptor(), to.place.name});
+    status = MoveItemAcrossVolumes(CopySourceOf(source, from), CopyTargetOf(to));
   }
   return status == noErr ? MakeTargetRef(to, target) : status;
 }
@@ -92,10 +97,14 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   if (target == nullptr) return paramErr;
   Place from;
   Target to;
-  Status status = FindBoth(source, folder, newName, &from, &to);
+  const Reference reference = ReferenceOf(source);
+  Status status = Catalog::Get().Find(reference, &from);
   if (status != noErr) return status;
-  status =
-      CopyItem(CopySourceOf(ReferenceOf(source), from), {to.place.descriptor(), to.place.name});
+  if (reference.parent == 0) return paramErr;
+  status = FindTarget(folder, newName, from.name, &to);
+  if (status != noErr) return status;
+  // The copy looks whether the source is still the object that it was.
+  status = CopyItem(CopySourceOf(source, from), CopyTargetOf(to));
   return status == noErr ? MakeTargetRef(to, target) : status;
 }
 

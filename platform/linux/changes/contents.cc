@@ -44,11 +44,19 @@ class ContentsCopy {
     return false;
   }
 
+  // Only reading tells where the end is: kernel files have no size, and others a wrong one.
   Status CopyWhole() {
     off_t reached = 0;
-    const Status status = CopyStretch(0, size(), &reached);
-    // Only reading tells where the end is: kernel files have no size, and others a wrong one.
-    return status == noErr && reached == size() ? CopyBeyondSize() : status;
+    Status status = noErr;
+    if (size() < kBufferSize) {
+      // With room for a byte more, a file that ends where it says so takes a single reading.
+      ssize_t got = 0;
+      status = CopyBlock(0, size() + 1, &got);
+      if (status != noErr || got == 0 || got == size()) return status;
+      reached = got;
+    }
+    if (reached < size()) status = CopyStretch(reached, size(), &reached);
+    return status == noErr && reached >= size() ? CopyBeyond(reached) : status;
   }
 
   Status CopyAroundHoles() {
@@ -95,8 +103,7 @@ class ContentsCopy {
     return in;
   }
 
-  Status CopyBeyondSize() {
-    off_t at = size();
+  Status CopyBeyond(off_t at) {
     ssize_t size = 0;
     while (true) {
       const Status status = CopyBlock(at, kBufferSize, &size);
@@ -124,7 +131,7 @@ class ContentsCopy {
     return noErr;
   }
 
-  off_t BufferSize() const { return std::clamp<off_t>(size(), 4096, kBufferSize); }
+  off_t BufferSize() const { return std::clamp<off_t>(size() + 1, 4096, kBufferSize); }
 
   int from_;
   const struct statx& info_;

@@ -10,15 +10,19 @@
 namespace tessary {
 namespace {
 
-// Where the new file is made: without a name, or under a hidden one.
-using MakeFile = Status (*)(int folder, HiddenItem* item);
+enum class Birth { kWithoutName, kUnderHiddenName };
 
-Status CopyInto(MakeFile makeFile, int from, int toFolder, const char* toName, CopyRole role,
+Status MakeFile(Birth birth, int folder, const struct statx& source, HiddenItem* item) {
+  return birth == Birth::kWithoutName ? HiddenItem::MakeUnnamedFile(folder, source.stx_mode, item)
+                                      : HiddenItem::MakeHiddenFile(folder, item);
+}
+
+Status CopyInto(Birth birth, int from, int toFolder, const char* toName, CopyRole role,
                 struct statx* info, HiddenItem* made, bool* isAnyDropped) {
   constexpr int kTries = 2;
   for (int i = 0; i < kTries; ++i) {
     HiddenItem item;
-    Status status = makeFile(toFolder, &item);
+    Status status = MakeFile(birth, toFolder, *info, &item);
     if (status != noErr) return status;
     bool hasChanged = false;
     status = FillFile(from, item.fd(), role, info, &hasChanged, isAnyDropped);
@@ -33,7 +37,7 @@ Status CopyInto(MakeFile makeFile, int from, int toFolder, const char* toName, C
 
 }  // namespace
 
-Status OpenSourceFile(int folder, const char* name, const struct statx& info, UniqueFd* opened) {
+Status OpenSourceFile(int folder, const char* name, struct statx* info, UniqueFd* opened) {
   UniqueFd file = OpenQuietly(folder, name, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
   if (!file) {
     // What a link and a socket say: neither is the file that was there.
@@ -41,35 +45,35 @@ Status OpenSourceFile(int folder, const char* name, const struct statx& info, Un
   }
   struct statx found = {};
   if (const Status status = ReadObjectInfo(file.get(), "", &found)) return status;
-  if (!S_ISREG(found.stx_mode) || !Identity::Of(found).Matches(Identity::Of(info))) return fnfErr;
+  if (!S_ISREG(found.stx_mode) || !Identity::Of(found).Matches(Identity::Of(*info))) return fnfErr;
+  *info = found;
   *opened = std::move(file);
   return noErr;
 }
 
 Status FillFile(int from, int to, CopyRole role, struct statx* info, bool* hasChanged,
                 bool* isAnyDropped) {
-  struct statx before = {};
   struct statx after = {};
-  if (const Status status = ReadObjectInfo(from, "", &before)) return status;
-  // An attempt before this one has read the file; the date of the last access is from before that.
-  before.stx_atime = info->stx_atime;
-  if (const Status status = CopyContents(from, before, to)) return status;
-  if (const Status status = CopyMetadata(from, before, to, role, isAnyDropped)) return status;
+  if (const Status status = CopyContents(from, *info, to)) return status;
+  if (const Status status = CopyMetadata(from, *info, to, role, isAnyDropped)) return status;
   if (const Status status = ReadObjectInfo(from, "", &after)) return status;
-  *hasChanged = !IsUnchanged(before, after);
-  *info = before;
+  *hasChanged = !IsUnchanged(*info, after);
+  if (!*hasChanged) return noErr;
+  // This attempt has read the file; the date of the last access is from before that.
+  after.stx_atime = info->stx_atime;
+  *info = after;
   return noErr;
 }
 
 Status CopyFile(int folder, const char* name, int toFolder, const char* toName, CopyRole role,
                 struct statx* info, HiddenItem* made, bool* isAnyDropped) {
   UniqueFd from;
-  if (const Status status = OpenSourceFile(folder, name, *info, &from)) return status;
-  const Status status = CopyInto(HiddenItem::MakeUnnamedFile, from.get(), toFolder, toName, role,
-                                 info, made, isAnyDropped);
+  if (const Status status = OpenSourceFile(folder, name, info, &from)) return status;
+  const Status status =
+      CopyInto(Birth::kWithoutName, from.get(), toFolder, toName, role, info, made, isAnyDropped);
   if (status != paramErr) return status;
   // Unnamed files, or links that would give them a name, are not to be had here.
-  return CopyInto(HiddenItem::MakeHiddenFile, from.get(), toFolder, toName, role, info, made,
+  return CopyInto(Birth::kUnderHiddenName, from.get(), toFolder, toName, role, info, made,
                   isAnyDropped);
 }
 

@@ -9,15 +9,14 @@
 
 namespace tessary {
 
-// Opens for reading the regular file (`folder`, `name`) that `info` tells of, or finds that it is
+// Opens for reading the regular file (`folder`, `name`) that `*info` tells of, or finds that it is
 // another object by now (fnfErr). No other kind of object waits for anybody here: a FIFO in its
-// place is opened without blocking and refused.
-Status OpenSourceFile(int folder, const char* name, const struct statx& info, UniqueFd* opened);
+// place is opened without blocking and refused. On success only, `*info` tells of the open file.
+Status OpenSourceFile(int folder, const char* name, struct statx* info, UniqueFd* opened);
 
-// Makes the empty file open as `to` a copy of the one open as `from`. `*info` is what is known of
-// the source, and on success what it was when it was copied; `*hasChanged` is whether it has
-// changed since, so that the copy may hold some of the old and some of the new. noErr, else what
-// the file system reports.
+// Makes the empty file open as `to` a copy of the one open as `from`, of which `*info` tells.
+// `*hasChanged` is whether that has changed since, so that the copy may hold some of the old and
+// some of the new; `*info` is then what it has become. noErr, else what the file system reports.
 Status FillFile(int from, int to, CopyRole role, struct statx* info, bool* hasChanged,
                 bool* isAnyDropped);
 

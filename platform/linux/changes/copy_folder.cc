@@ -141,13 +141,13 @@ class FolderCopy : public TreeVisitor {
 
   Status CopyInnerFile(int folder, const char* name, const struct statx& info) {
     UniqueFd from;
-    if (const Status status = OpenSourceFile(folder, name, info, &from)) return status;
+    struct statx copied = info;
+    if (const Status status = OpenSourceFile(folder, name, &copied, &from)) return status;
     constexpr int kTries = 2;
     for (int i = 0; i < kTries; ++i) {
       constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
       const UniqueFd to(openat(chain_.fd(), name, kFlags, 0600));
       if (!to) return LastError();
-      struct statx copied = info;
       bool hasChanged = false;
       const Status status =
           FillFile(from.get(), to.get(), CopyRole::kInnerItem, &copied, &hasChanged, isAnyDropped_);

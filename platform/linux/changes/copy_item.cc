@@ -14,9 +14,11 @@
 namespace tessary {
 namespace {
 
-// Tells before any work what would only come out at its end. It decides nothing: the name is given
-// without replacing all the same.
-Status LookAtTarget(const CopyTarget& target) {
+// Tells before any work what would only come out at its end, where there is much work. It decides
+// nothing: the name is given without replacing all the same.
+Status LookAtTarget(const CopyTarget& target, const struct statx& source) {
+  constexpr uint64_t kLittleWork = 1 << 20;
+  if (S_ISREG(source.stx_mode) && source.stx_size <= kLittleWork) return noErr;
   struct statx info = {};
   const Status status = ReadObjectInfo(target.folder, target.name.c_str(), &info);
   if (status == noErr) return dupFNErr;
@@ -39,8 +41,7 @@ Status FindSource(const CopySource& source, struct statx* info) {
   if (const Status status = ReadObjectInfo(source.folder, source.name.c_str(), &found)) {
     return status;
   }
-  const Identity identity = Identity::Of(found);
-  if (identity.GetDevice() != source.device || identity.inode != source.inode) return fnfErr;
+  if (!Identity::Of(found).Matches(source.identity)) return fnfErr;
   const bool isCopied =
       S_ISREG(found.stx_mode) || S_ISDIR(found.stx_mode) || S_ISLNK(found.stx_mode);
   if (!isCopied) return paramErr;
@@ -53,8 +54,8 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
   CopiedItem copy;
   if (const Status status = CheckItemName(target.name)) return status;
   if (const Status status = FindSource(source, &copy.source)) return status;
-  if (const Status status = LookAtTarget(target)) return status;
-  SweepFolderOnce(target.folder);
+  if (const Status status = LookAtTarget(target, copy.source)) return status;
+  SweepFolderOnce(target.folder, target.identity);
   const char* name = source.name.c_str();
   const char* toName = target.name.c_str();
   Status status = noErr;

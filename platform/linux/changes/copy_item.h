@@ -1,9 +1,8 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 
+#include "platform/linux/catalog/reference.h"
 #include "platform/managers/status.h"
 
 namespace tessary {
@@ -12,14 +11,14 @@ namespace tessary {
 struct CopySource {
   int folder = -1;
   std::string name;
-  dev_t device = 0;
-  ino_t inode = 0;
+  Identity identity;
 };
 
-// Where the copy goes: a name in a folder held by descriptor.
+// Where the copy goes: a name in a folder held by descriptor, and that folder's identity.
 struct CopyTarget {
   int folder = -1;
   std::string name;
+  Identity identity;
 };
 
 // Copies a file, a link or a folder with everything in it, less the item's own comment. The copy is

@@ -91,10 +91,13 @@ HiddenItem& HiddenItem::operator=(HiddenItem&& other) noexcept {
 
 HiddenItem::~HiddenItem() { Remove(); }
 
-Status HiddenItem::MakeUnnamedFile(int folder, HiddenItem* item) {
+Status HiddenItem::MakeUnnamedFile(int folder, mode_t mode, HiddenItem* item) {
+  constexpr mode_t kPermissions = 0777;
+  constexpr mode_t kOwnersNeed = 0600;
   HiddenItem made;
   made.folder_ = folder;
-  made.opened_ = UniqueFd(openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+  made.opened_ = UniqueFd(
+      openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, (mode & kPermissions) | kOwnersNeed));
   if (!made.opened_) return MeansNoUnnamedFiles(errno) ? paramErr : LastError();
   *item = std::move(made);
   return noErr;

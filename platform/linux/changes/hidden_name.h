@@ -35,10 +35,11 @@ class HiddenItem {
   ~HiddenItem();
 
   // Each makes an object in the folder open as `folder`, which stays open while the item lives, and
-  // writes `*item` on success only. An unnamed file or a file with a hidden name, both mode 0600
-  // and open for reading and writing; a folder of mode 0700, open for reading. paramErr: the volume
-  // has no unnamed files. Otherwise noErr or what the file system reports.
-  static Status MakeUnnamedFile(int folder, HiddenItem* item);
+  // writes `*item` on success only. An unnamed file, which nobody else can open, with the
+  // permissions of `mode` less the umask, its owner's own always; a file with a hidden name and
+  // mode 0600; a folder of mode 0700. Files are open for reading and writing, folders for reading.
+  // paramErr: the volume has no unnamed files. Otherwise noErr or what the file system reports.
+  static Status MakeUnnamedFile(int folder, mode_t mode, HiddenItem* item);
   static Status MakeHiddenFile(int folder, HiddenItem* item);
   static Status MakeHiddenFolder(int folder, HiddenItem* item);
 

@@ -20,8 +20,13 @@ namespace {
 // What the owner of an object is told where its volume has no such thing.
 bool IsBeyondVolume(int error) { return error == EPERM || error == ENOTSUP || error == ENOSYS; }
 
-// Gives the owner, or at least the group, where this process may.
-Status GiveOwner(const struct statx& info, int to, bool* isGiven) {
+// Gives the owner, or at least the group, where this process may. An object that has them from its
+// making is left alone; but where set-id bits hang on them looking is not enough, as all users that
+// a namespace does not know look the same.
+Status GiveOwner(const struct statx& info, const struct statx& made, int to, bool* isGiven) {
+  const bool isOwned = info.stx_uid == made.stx_uid && info.stx_gid == made.stx_gid;
+  *isGiven = isOwned && (info.stx_mode & (S_ISUID | S_ISGID)) == 0;
+  if (*isGiven) return noErr;
   *isGiven = fchown(to, info.stx_uid, info.stx_gid) == 0;
   if (*isGiven) return noErr;
   // EINVAL: an owner that is unknown in this user namespace.
@@ -57,7 +62,7 @@ Status GiveCreationDate(const struct statx& info, int to, bool* isRefused) {
 }
 
 // The date that `from` carries as an attribute, else its own, kept for this process.
-Status RememberDate(int from, const struct statx& info, int to) {
+void RememberDate(int from, const struct statx& info, const struct statx& made) {
   std::array<char, 64> text = {};
   std::optional<Timestamp> date = CreationDateWithoutAttribute(info);
   const ssize_t size = fgetxattr(from, kCreationDateAttribute, text.data(), text.size());
@@ -66,31 +71,32 @@ Status RememberDate(int from, const struct statx& info, int to) {
         ParseCreationDate({text.data(), static_cast<size_t>(size)});
     if (carried) date = carried;
   }
-  struct statx made = {};
-  const Status status = ReadObjectInfo(to, "", &made);
-  if (status == noErr && date) RememberCreationDate(made, *date);
-  return status;
+  if (date) RememberCreationDate(made, *date);
 }
 
 }  // namespace
 
 Status CopyMetadata(int from, const struct statx& info, int to, CopyRole role, bool* isAnyDropped) {
+  struct statx made = {};
   bool isOwnerGiven = false;
-  if (const Status status = GiveOwner(info, to, &isOwnerGiven)) return status;
+  if (const Status status = ReadObjectInfo(to, "", &made)) return status;
+  if (const Status status = GiveOwner(info, made, to, &isOwnerGiven)) return status;
   AttributesCopied copied;
-  Status status = CopyAttributes(from, to, role == CopyRole::kCopiedItem, &copied);
+  Status status = CopyAttributes(from, info.stx_mode, to, role == CopyRole::kCopiedItem, &copied);
   if (status != noErr) return status;
   if (role != CopyRole::kInnerItem) {
     bool isRefused = copied.isAnyDropped;
     if (!copied.hasCreationDate) status = GiveCreationDate(info, to, &isRefused);
-    if (status == noErr && isRefused) status = RememberDate(from, info, to);
+    if (status == noErr && isRefused) RememberDate(from, info, made);
     if (status != noErr) return status;
   }
   mode_t mode = info.stx_mode & 07777U;
   if (!isOwnerGiven) mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);
   if (copied.groupMode) mode = (mode & ~static_cast<mode_t>(S_IRWXG)) | *copied.groupMode;
-  status = GiveMode(mode, to);
-  if (status != noErr) return status;
+  if (copied.hasAccessList || mode != (made.stx_mode & 07777U)) {
+    status = GiveMode(mode, to);
+    if (status != noErr) return status;
+  }
   *isAnyDropped |= copied.isAnyDropped;
   return GiveTimes(info, to);
 }

@@ -111,7 +111,10 @@ Status Move(const CopySource& source, const CopyTarget& target) {
   Status status = CheckDeletable(source.folder, source.name.c_str(), info);
   if (status != noErr) return status;
 
-  SweepFolderOnce(source.folder);
+  struct statx folder = {};
+  status = ReadObjectInfo(source.folder, "", &folder);
+  if (status != noErr) return status;
+  SweepFolderOnce(source.folder, Identity::Of(folder));
   CopiedItem copied;
   status = PublishCopy(source, target, CopyRole::kMovedItem, &copied);
   if (status != noErr) return status;

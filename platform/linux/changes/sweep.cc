@@ -69,11 +69,8 @@ void SweepFolder(int folder) {
   for (const std::string& name : names) SweepLeftover(opened.get(), name.c_str());
 }
 
-void SweepFolderOnce(int folder) {
-  struct statx info = {};
-  if (ReadObjectInfo(folder, "", &info) == noErr && IsFirstUse(Identity::Of(info))) {
-    SweepFolder(folder);
-  }
+void SweepFolderOnce(int folder, const Identity& identity) {
+  if (IsFirstUse(identity)) SweepFolder(folder);
 }
 
 }  // namespace tessary

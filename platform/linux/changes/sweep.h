@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/linux/catalog/reference.h"
+
 namespace tessary {
 
 // Deletes from the folder open as `folder` what makers that died have left there: files and folders
@@ -9,7 +11,7 @@ namespace tessary {
 // deleted is left. Nothing is reported: sweeping is a favour, not a condition.
 void SweepFolder(int folder);
 
-// The same, once in this process for each folder.
-void SweepFolderOnce(int folder);
+// The same, once in this process for each folder, told apart by their identities.
+void SweepFolderOnce(int folder, const Identity& identity);
 
 }  // namespace tessary

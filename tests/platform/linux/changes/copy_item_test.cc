@@ -29,6 +29,7 @@ namespace {
 using testing::AttributeAt;
 using testing::CopyAt;
 using testing::Exists;
+using testing::IdentityAt;
 using testing::InfoAt;
 using testing::MakeFolder;
 using testing::MakeLink;
@@ -250,11 +251,11 @@ TEST(CopyItem, RefusesAnObjectThatIsNotTheOneMeant) {
   MakeLink("file", folder / "link");
   ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
   const UniqueFd fd = OpenFolder(folder.path());
-  const struct stat meant = InfoAt(folder / "meant");
+  const Identity meant = IdentityAt(fd.get(), "meant");
+  const CopyTarget target = {fd.get(), "copy", IdentityAt(fd.get(), "")};
   for (const std::string name : {"file", "folder", "link", "fifo", "gone"}) {
-    EXPECT_EQ(fnfErr, CopyItem({fd.get(), name, meant.st_dev, meant.st_ino}, {fd.get(), "copy"}));
-    EXPECT_EQ(fnfErr, MoveItemAcrossVolumes({fd.get(), name, meant.st_dev, meant.st_ino},
-                                            {fd.get(), "copy"}));
+    EXPECT_EQ(fnfErr, CopyItem({fd.get(), name, meant}, target));
+    EXPECT_EQ(fnfErr, MoveItemAcrossVolumes({fd.get(), name, meant}, target));
   }
   EXPECT_FALSE(Exists(folder / "copy"));
 }
@@ -264,10 +265,11 @@ TEST(CopyItem, RefusesNamesThatLeadElsewhere) {
   WriteFile(folder / "file", "x");
   MakeFolder(folder / "sub");
   const UniqueFd fd = OpenFolder(folder.path());
-  const struct stat info = InfoAt(folder / "file");
+  const CopySource source = {fd.get(), "file", IdentityAt(fd.get(), "file")};
+  const Identity target = IdentityAt(fd.get(), "");
   for (const std::string& name : {std::string(), std::string("."), std::string(".."),
                                   std::string("sub/file"), std::string("a\0b", 3)}) {
-    EXPECT_EQ(bdNamErr, CopyItem({fd.get(), "file", info.st_dev, info.st_ino}, {fd.get(), name}));
+    EXPECT_EQ(bdNamErr, CopyItem(source, {fd.get(), name, target}));
   }
   EXPECT_EQ((std::vector<std::string>{"file", "sub"}), NamesIn(folder.path()));
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/linux/changes/delete_tree.h"
+#include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/sweep.h"
 #include "tests/support/copying.h"
 #include "tests/support/ordinary_user.h"
@@ -225,10 +226,12 @@ TEST_F(HiddenItems, ThatCannotBeDeletedAreLeft) {
 
 TEST_F(HiddenItems, AreSweptOnceInAProcess) {
   WriteFile(folder_ / kLeftover, "half");
-  SweepFolderOnce(fd_.get());
+  struct statx info = {};
+  ASSERT_EQ(noErr, ReadObjectInfo(fd_.get(), "", &info));
+  SweepFolderOnce(fd_.get(), Identity::Of(info));
   EXPECT_FALSE(Exists(folder_ / kLeftover));
   WriteFile(folder_ / kLeftover, "half");
-  SweepFolderOnce(fd_.get());
+  SweepFolderOnce(fd_.get(), Identity::Of(info));
   EXPECT_TRUE(Exists(folder_ / kLeftover));
 }
 
