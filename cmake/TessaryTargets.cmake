@@ -1,8 +1,8 @@
 # How every target of this project is built: the warnings, the sanitizers, and one static library a
 # folder whose links are the only way in which it can call another folder.
 
-# A warning fails the build, except in two presets: who only wants the release may have a compiler that
-# warns of more than ours does, and with sanitizers GCC warns of what is not there.
+# A warning fails the build, except in the preset for users: who only wants the release may have a
+# compiler that warns of more than ours does.
 if(NOT DEFINED CMAKE_COMPILE_WARNING_AS_ERROR)
   set(CMAKE_COMPILE_WARNING_AS_ERROR ON)
 endif()
@@ -21,6 +21,7 @@ target_compile_definitions(tessary_options INTERFACE _FILE_OFFSET_BITS=64 _GNU_S
 if(TESSARY_SANITIZE)
   target_compile_options(tessary_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_definitions(tessary_options INTERFACE TESSARY_SANITIZE)
   target_link_options(tessary_options INTERFACE -fsanitize=address,undefined)
 endif()
 
@@ -48,7 +49,8 @@ function(tessary_library name)
 endfunction()
 
 # tessary_tests(NAME LABEL DEPENDENCY... [SUBFOLDERS FOLDER...]): the test program of the folder that
-# calls it, each test registered under the label.
+# calls it, each test registered under the label. Those of the labels unit and disk are whole in the
+# build with sanitizers; all others are among the target program_tests.
 function(tessary_tests name label)
   cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "SUBFOLDERS")
   tessary_sources("${arg_SUBFOLDERS}")
@@ -60,6 +62,9 @@ function(tessary_tests name label)
       <gmock/gmock.h> <gtest/gtest.h> <filesystem> <optional> <string> <vector>)
   endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT 120)
+  if(NOT label MATCHES "^(unit|disk)$")
+    add_dependencies(program_tests ${name})
+  endif()
 endfunction()
 
 # tessary_soak(NAME ARGUMENT...): has tools/soak run this test program, with these arguments, for as long

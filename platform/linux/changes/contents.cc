@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <limits>
 #include <memory>
 
 #include "platform/linux/changes/object_info.h"
@@ -18,7 +17,6 @@ namespace tessary {
 namespace {
 
 constexpr off_t kBufferSize = 262'144;
-constexpr off_t kNoEnd = std::numeric_limits<off_t>::max();
 
 class ContentsCopy {
  public:

@@ -9,7 +9,7 @@
 #include "tests/support/environment_variable.h"
 #include "tests/support/temporary_folder.h"
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef TESSARY_SANITIZE
 // The C library's newlocale does not release the list of folders that it makes of LOCPATH.
 extern "C" const char* __lsan_default_suppressions();   // NOLINT(bugprone-reserved-identifier)
 extern "C" const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)

@@ -50,7 +50,7 @@ TEST(AECreateDesc, RefusesWhatIsMissing) {
 }
 
 TEST(AECreateDesc, TellsWhenThereIsNoMemory) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef TESSARY_SANITIZE
   GTEST_SKIP() << "the sanitizer ends the program instead";
 #else
   AEDesc desc = MakeShort(1);
