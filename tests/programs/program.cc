@@ -88,9 +88,13 @@ bool SetUpChild(const ProgramSetup& setup, int output, int errors) {
   return setup.descriptors == 0 || AllowDescriptors(setup.descriptors);
 }
 
-int StatusOf(pid_t child) {
+int StatusOf(pid_t child, CallCounts* calls) {
   int status = 0;
-  EXPECT_EQ(child, waitpid(child, &status, 0));
+  if (calls != nullptr) {
+    status = CountCalls(child, calls);
+  } else {
+    EXPECT_EQ(child, waitpid(child, &status, 0));
+  }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
@@ -156,11 +160,13 @@ ProgramResult RunProgram(const std::vector<std::string>& arguments, const Progra
   const std::vector<char*> argv = Pointers(&texts);
   const pid_t child = fork();
   if (child == 0) {
-    if (SetUpChild(setup, outputFile, errorFile)) fexecve(program, argv.data(), environ);
+    const bool isReady =
+        SetUpChild(setup, outputFile, errorFile) && (setup.calls == nullptr || LetCallsBeCounted());
+    if (isReady) fexecve(program, argv.data(), environ);
     _exit(kCannotStart);
   }
   ProgramResult result;
-  result.status = StatusOf(child);
+  result.status = StatusOf(child, setup.calls);
   result.output = output.Text();
   result.errors = errors.Text();
   close(program);

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/programs/system_calls.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::testing {
@@ -39,6 +40,7 @@ struct ProgramSetup {
   unsigned descriptors = 0;                             // the most it may have, unless 0
   std::string bindSource = {};                          // mounted on bindTarget, for it alone
   std::string bindTarget = {};
+  CallCounts* calls = nullptr;  // counts what it asks of the kernel, where CanCountCalls()
 };
 
 // The exit status of a start that the setup made impossible; nothing was run then.

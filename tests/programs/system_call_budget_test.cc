@@ -1,0 +1,128 @@
+#include <gtest/gtest.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/programs/program.h"
+#include "tests/programs/system_calls.h"
+
+// What filing one item asks of the kernel. A table of ARCHITECTURE.md shows the same numbers.
+namespace tessary {
+namespace {
+
+using testing::CallCounts;
+using testing::ProgramSetup;
+using testing::ProgramTest;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+constexpr int kItems = 24;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kIsSanitized = true;
+#else
+constexpr bool kIsSanitized = false;
+#endif
+
+// In a folder of memory, whose calls are the same on every machine.
+class SystemCallBudget : public ProgramTest {
+ protected:
+  void SetUp() override {
+    struct statfs volume = {};
+    if (statfs("/dev/shm", &volume) != 0 || volume.f_type != TMPFS_MAGIC) {
+      GTEST_SKIP() << "/dev/shm is no tmpfs";
+    }
+    if (kIsSanitized) GTEST_SKIP() << "the sanitizers make calls of their own";
+    if (!testing::CanCountCalls()) GTEST_SKIP() << "no process may follow another one here";
+  }
+
+  // The calls of a run over so many plain files of one extension.
+  CallCounts CountRun(const std::vector<std::string>& options, int items) const {
+    const TemporaryFolder memory("/dev/shm");
+    testing::MakeFolder(memory / "destination");
+    for (int i = 0; i < items; ++i) {
+      const std::string path = memory / "source/item" + std::to_string(i) + ".txt";
+      WriteFile(path, "contents");
+      testing::SetModificationDate(path, 1'236'168'000);
+    }
+    CallCounts counts;
+    ProgramSetup setup;
+    setup.calls = &counts;
+    std::vector<std::string> arguments = {"aggregate"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    arguments.insert(arguments.end(), {memory / "source", memory / "destination"});
+    const testing::ProgramResult result = Run(arguments, setup);
+    EXPECT_EQ(std::to_string(items) + " filed, 0 left, 0 failed",
+              result.output.substr(0, result.output.rfind(',')))
+        << result.errors;
+    return counts;
+  }
+
+  // The difference that as many items again make, for each of them, so that starting, listing and
+  // making the key folder fall out.
+  CallCounts CallsPerItem(const std::vector<std::string>& options) const {
+    const CallCounts once = CountRun(options, kItems);
+    CallCounts perItem;
+    for (const auto& [name, count] : CountRun(options, 2 * kItems)) {
+      const auto before = once.find(name);
+      const int more = count - (before != once.end() ? before->second : 0);
+      EXPECT_EQ(0, more % kItems) << name << ": " << more << " for " << kItems << " items";
+      if (more / kItems != 0) perItem[name] = more / kItems;
+    }
+    return perItem;
+  }
+};
+
+TEST_F(SystemCallBudget, HoldsForMovingByExtension) {
+  const CallCounts budget = {{"getpid", 1},    {"llistxattr", 2}, {"openat ENOENT", 1},
+                             {"renameat2", 1}, {"statx", 15},     {"statx ENOENT", 2},
+                             {"write", 1}};
+  EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "extension"}));
+}
+
+TEST_F(SystemCallBudget, HoldsForMovingByFileType) {
+  const CallCounts budget = {{"getpid", 2},    {"llistxattr", 3}, {"openat ENOENT", 1},
+                             {"renameat2", 1}, {"statx", 16},     {"statx ENOENT", 2},
+                             {"write", 2}};
+  EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "file-type"}));
+}
+
+TEST_F(SystemCallBudget, HoldsForMovingByMimeType) {
+  const CallCounts budget = {{"getpid", 1},    {"llistxattr", 2}, {"openat ENOENT", 1},
+                             {"renameat2", 1}, {"statx", 15},     {"statx ENOENT", 2},
+                             {"write", 1}};
+  EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "mime-type"}));
+}
+
+TEST_F(SystemCallBudget, HoldsForMovingByModificationDate) {
+  const CallCounts budget = {{"getpid", 4},    {"llistxattr", 4}, {"openat ENOENT", 2},
+                             {"renameat2", 2}, {"statx", 32},     {"statx ENOENT", 4},
+                             {"write", 4}};
+  EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "modification-date"}));
+}
+
+TEST_F(SystemCallBudget, HoldsForMovingByCreationDate) {
+  const CallCounts budget = {
+      {"getpid", 4},    {"getxattr ENODATA", 2}, {"llistxattr", 4},   {"openat ENOENT", 2},
+      {"renameat2", 2}, {"statx", 32},           {"statx ENOENT", 4}, {"write", 4}};
+  EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "creation-date"}));
+}
+
+TEST_F(SystemCallBudget, HoldsForCopyingByExtension) {
+  const TemporaryFolder memory("/dev/shm");
+  if (!testing::SetAttribute(memory.path(), "user.tessary-test", "")) {
+    GTEST_SKIP() << "/dev/shm takes no attributes";
+  }
+  const CallCounts budget = {
+      {"pread64", 1},      {"pwrite64", 1},  {"close", 2},         {"fgetxattr ENODATA", 1},
+      {"flistxattr", 1},   {"fsetxattr", 1}, {"getpid", 1},        {"linkat", 1},
+      {"llistxattr", 2},   {"openat", 2},    {"openat ENOENT", 1}, {"statx", 18},
+      {"statx ENOENT", 2}, {"utimensat", 1}, {"write", 1}};
+  EXPECT_EQ(budget, CallsPerItem({"--copy", "--kind", "extension"}));
+}
+
+}  // namespace
+}  // namespace tessary

@@ -1,0 +1,129 @@
+#include "tests/programs/system_calls.h"
+
+#include <gtest/gtest.h>
+#include <sys/ptrace.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+
+namespace tessary::testing {
+namespace {
+
+// What PTRACE_O_TRACESYSGOOD adds to the signal of a stop at a call.
+constexpr int kCallStop = SIGTRAP | 0x80;
+
+std::string NameOfCall(uint64_t number) {
+  static const std::map<uint64_t, std::string> kNames = {
+      {SYS_close, "close"},
+      {SYS_copy_file_range, "copy_file_range"},
+      {SYS_fallocate, "fallocate"},
+      {SYS_fchmod, "fchmod"},
+      {SYS_fchown, "fchown"},
+      {SYS_fgetxattr, "fgetxattr"},
+      {SYS_flistxattr, "flistxattr"},
+      {SYS_fsetxattr, "fsetxattr"},
+      {SYS_fsync, "fsync"},
+      {SYS_ftruncate, "ftruncate"},
+      {SYS_getdents64, "getdents64"},
+      {SYS_getpid, "getpid"},
+      {SYS_getrandom, "getrandom"},
+      {SYS_getxattr, "getxattr"},
+      {SYS_ioctl, "ioctl"},
+      {SYS_lgetxattr, "lgetxattr"},
+      {SYS_linkat, "linkat"},
+      {SYS_llistxattr, "llistxattr"},
+      {SYS_lseek, "lseek"},
+      {SYS_mkdirat, "mkdirat"},
+      {SYS_newfstatat, "newfstatat"},
+      {SYS_openat, "openat"},
+      {SYS_poll, "poll"},
+      {SYS_pread64, "pread64"},
+      {SYS_prlimit64, "prlimit64"},
+      {SYS_pwrite64, "pwrite64"},
+      {SYS_read, "read"},
+      {SYS_renameat2, "renameat2"},
+      {SYS_sendfile, "sendfile"},
+      {SYS_statx, "statx"},
+      {SYS_umask, "umask"},
+      {SYS_unlinkat, "unlinkat"},
+      {SYS_utimensat, "utimensat"},
+      {SYS_write, "write"},
+  };
+  const auto found = kNames.find(number);
+  return found != kNames.end() ? found->second : "call " + std::to_string(number);
+}
+
+bool IsOfAllocator(uint64_t number) {
+  return number == SYS_brk || number == SYS_mmap || number == SYS_munmap || number == SYS_mremap ||
+         number == SYS_madvise;
+}
+
+__ptrace_syscall_info ReadStop(pid_t child) {
+  __ptrace_syscall_info info = {};
+  EXPECT_GT(ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof(info), &info), 0);
+  return info;
+}
+
+void Count(uint64_t call, const __ptrace_syscall_info& stop, CallCounts* counts) {
+  if (IsOfAllocator(call)) return;
+  std::string name = NameOfCall(call);
+  if (stop.exit.is_error != 0) {
+    const char* error = strerrorname_np(static_cast<int>(-stop.exit.rval));
+    name += std::string(" ") + (error != nullptr ? error : "error");
+  }
+  ++(*counts)[name];
+}
+
+}  // namespace
+
+bool CanCountCalls() {
+  const pid_t child = fork();
+  if (child == 0) {
+    const bool isFollowed = LetCallsBeCounted();
+    if (isFollowed) (void)std::raise(SIGSTOP);
+    _exit(isFollowed ? 0 : 1);
+  }
+  int status = 0;
+  if (child < 0 || waitpid(child, &status, 0) != child || !WIFSTOPPED(status)) return false;
+  __ptrace_syscall_info info = {};
+  const bool canAsk = ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof(info), &info) > 0;
+  EXPECT_EQ(0, ptrace(PTRACE_CONT, child, nullptr, nullptr));
+  EXPECT_EQ(child, waitpid(child, &status, 0));
+  return canAsk;
+}
+
+bool LetCallsBeCounted() { return ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0; }
+
+int CountCalls(pid_t child, CallCounts* counts) {
+  int status = 0;
+  uint64_t call = 0;
+  EXPECT_EQ(child, waitpid(child, &status, 0));
+  // The first stop is that of the new program, before its first instruction.
+  if (WIFSTOPPED(status)) {
+    EXPECT_EQ(0,
+              ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL));
+  }
+  long signal = 0;
+  while (WIFSTOPPED(status)) {
+    if (WSTOPSIG(status) == kCallStop) {
+      const __ptrace_syscall_info stop = ReadStop(child);
+      if (stop.op == PTRACE_SYSCALL_INFO_ENTRY) {
+        call = stop.entry.nr;
+      } else {
+        Count(call, stop, counts);
+      }
+      signal = 0;
+    } else {
+      signal = WSTOPSIG(status) == SIGTRAP ? 0 : WSTOPSIG(status);
+    }
+    if (ptrace(PTRACE_SYSCALL, child, nullptr, signal) != 0) break;
+    EXPECT_EQ(child, waitpid(child, &status, 0));
+  }
+  return status;
+}
+
+}  // namespace tessary::testing
