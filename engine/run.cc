@@ -62,6 +62,8 @@ void AggregateFolder(const FSRef& source, const FSRef& destination) {
 void WalkFolder(const FSRef& folder, const FSRef& destination) {
   if (GetRecurseFolders()) WalkSubfolders(folder, destination);
   AggregateFolderItems(folder, destination);
+  // A copy leaves its source as it is.
+  if (!IsCopyChosen()) FSSweepFolder(folder);
 }
 
 void AggregateFolderItems(const FSRef& folder, const FSRef& destination) {

@@ -144,6 +144,11 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
 // this moment), fnfErr.
 Status FSDeleteObject(const FSRef& ref);
 
+// Deletes from the folder what a run that died in the middle has left there, half made or half
+// deleted and hidden from people. Only what a listing has met in this run is seen. What cannot be
+// deleted stays, and nothing is reported: it is a favour, not a condition.
+void FSSweepFolder(const FSRef& folder);
+
 // Writes the object's path and a terminating zero into `buffer`, of `size` bytes. Answers noErr,
 // fnfErr, paramErr (no buffer, or the all-zero reference), bdNamErr (the path does not fit).
 // On failure the buffer is untouched.

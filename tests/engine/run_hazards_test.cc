@@ -329,6 +329,21 @@ TEST_F(RunHazards, LeavesNothingHalfDoneOnAFullVolume) {
   EXPECT_EQ("small", ReadFile(volume / "txt/small.txt"));
 }
 
+// A move that was killed while it deleted a package of the source, with nothing left to move.
+TEST_F(RunHazards, SweepsTheFoldersOfAMoveAndLeavesThoseOfACopy) {
+  const std::string leftover = ".tessary-0F6B0C58-6A4A-4C0E-9F0B-0123456789AB";
+  WriteFile(InSource(leftover + "/Contents/rest"));
+  WriteFile(InSource("below/" + leftover + "/rest"));
+  WriteFile(InSource(".tessary-mine/kept"));
+  Set("RecurseFolders = true\nFileOperation = 2\n");
+  Run();
+  EXPECT_THAT(NamesIn(source_), ElementsAre(leftover, ".tessary-mine", "below"));
+  Set("RecurseFolders = true\nFileOperation = 1\n");
+  Run();
+  EXPECT_THAT(FilesBelow(source_), ElementsAre(".tessary-mine/kept"));
+  EXPECT_THAT(NamesIn(InSource("below")), IsEmpty());
+}
+
 TEST_F(RunHazards, FilesKeysThatDifferInCaseTogetherWhereTheVolumeFoldsCase) {
   const MemoryVolume volume("size=256k,casefold");
   if (!volume.IsMounted()) GTEST_SKIP() << "no volume that folds case can be mounted";

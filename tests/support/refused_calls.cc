@@ -22,6 +22,8 @@ size_t OffsetOfArgument(int argument) {
   return offsetof(seccomp_data, args) + static_cast<size_t>(argument) * sizeof(uint64_t);
 }
 
+}  // namespace
+
 bool RefuseCalls(const std::vector<RefusedCall>& calls) {
   std::vector<sock_filter> program;
   for (const RefusedCall& call : calls) {
@@ -43,8 +45,6 @@ bool RefuseCalls(const std::vector<RefusedCall>& calls) {
   return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
 }
-
-}  // namespace
 
 bool RunWithoutCalls(const std::vector<RefusedCall>& calls, const std::function<void()>& body) {
   // What stands in the buffer would be written by both processes.

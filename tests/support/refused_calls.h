@@ -15,6 +15,10 @@ struct RefusedCall {
   uint32_t bits = 0;
 };
 
+// Has the kernel refuse the calls to this process from here on, and to those that it starts. False
+// where it cannot.
+bool RefuseCalls(const std::vector<RefusedCall>& calls);
+
 // Runs `body` in a child process to which the kernel refuses the calls. True when nothing failed in
 // it.
 bool RunWithoutCalls(const std::vector<RefusedCall>& calls, const std::function<void()>& body);

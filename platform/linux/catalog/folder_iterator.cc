@@ -9,6 +9,7 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/leftover_name.h"
 #include "platform/linux/mac_formats/apple_double.h"
 #include "platform/linux/quiet_open.h"
 #include "platform/linux/unique_fd.h"
@@ -88,6 +89,7 @@ class FSIteratorState {
     const std::string_view name(entry->d_name);
     if (name == "." || name == "..") return errFSNoMoreItems;
     if (IsSidecarName(name)) Catalog::Get().folders().NoteSidecar(folder_);
+    if (IsHiddenName(name)) Catalog::Get().folders().NoteLeftover(folder_);
     const bool isTrue =
         volume_.hasTrueEntries && entry->d_type != DT_DIR && entry->d_type != DT_UNKNOWN;
     if (isTrue) {

@@ -186,6 +186,15 @@ bool FolderTable::HasSidecars(uint32_t number) const {
   return folder != nullptr && folder->hasSidecars;
 }
 
+void FolderTable::NoteLeftover(uint32_t number) {
+  if (Find(number) != nullptr) folders_[number - 1]->mayHaveLeftovers = true;
+}
+
+bool FolderTable::MayHaveLeftovers(uint32_t number) const {
+  const Folder* folder = Find(number);
+  return folder != nullptr && folder->mayHaveLeftovers;
+}
+
 void FolderTable::ForgetPathIfStale(const std::string& path) {
   const Folder* folder = Find(FindByPath(path));
   if (folder == nullptr) return;

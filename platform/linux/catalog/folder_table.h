@@ -43,6 +43,7 @@ struct Folder {
   FolderHandle descriptor;
   std::list<uint32_t>::iterator use;  // its place among the open folders, valid with a descriptor
   bool hasSidecars = false;           // a name beginning "._" has been seen in it
+  bool mayHaveLeftovers = false;      // and one that a run may have left there
 };
 
 // The interned folders, numbered from 1. Each knows its path, if that is one that the kernel takes:
@@ -76,6 +77,10 @@ class FolderTable {
   // asked for their sidecars. Nothing is done for a number without a folder.
   void NoteSidecar(uint32_t number);
   bool HasSidecars(uint32_t number) const;
+
+  // The same of a name that objects bear which are being made or unmade.
+  void NoteLeftover(uint32_t number);
+  bool MayHaveLeftovers(uint32_t number) const;
 
   // Forgets by which path a folder was interned where another object, or none, is found there.
   // References that lead through it keep it.

@@ -9,6 +9,7 @@
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/publish.h"
 #include "platform/linux/changes/removal.h"
+#include "platform/linux/changes/sweep.h"
 #include "platform/linux/errors.h"
 #include "platform/managers/file_manager.h"
 
@@ -127,6 +128,13 @@ Status FSDeleteObject(const FSRef& ref) {
         return Identity::Of(aside).Matches(reference.GetIdentity());
       },
       &isDisplaced);
+}
+
+void FSSweepFolder(const FSRef& folder) {
+  uint32_t number = 0;
+  FolderHandle handle;
+  if (Catalog::Get().OpenFolder(ReferenceOf(folder), &number, &handle) != noErr) return;
+  if (Catalog::Get().folders().MayHaveLeftovers(number)) SweepFolder(handle->get());
 }
 
 }  // namespace tessary

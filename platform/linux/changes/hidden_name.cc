@@ -19,12 +19,6 @@
 namespace tessary {
 namespace {
 
-constexpr std::string_view kUuidForm = "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX";
-
-bool IsUpperHexDigit(char character) {
-  return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'F');
-}
-
 UniqueFd MakeObject(int folder, const char* name, bool isFolder) {
   constexpr int kFlags = O_NOFOLLOW | O_CLOEXEC;
   if (!isFolder) return UniqueFd(openat(folder, name, O_RDWR | O_CREAT | O_EXCL | kFlags, 0600));
@@ -48,17 +42,6 @@ bool MeansNoUnnamedFiles(int error) {
 }
 
 }  // namespace
-
-bool IsHiddenName(std::string_view name) {
-  if (!name.starts_with(kHiddenPrefix)) return false;
-  name.remove_prefix(kHiddenPrefix.size());
-  if (name.size() != kUuidForm.size()) return false;
-  for (size_t i = 0; i < name.size(); ++i) {
-    const bool fits = kUuidForm[i] == '-' ? name[i] == '-' : IsUpperHexDigit(name[i]);
-    if (!fits) return false;
-  }
-  return true;
-}
 
 Status MakeHiddenName(std::string* name) {
   const std::optional<std::string> uuid = CFUUIDCreateString();

@@ -4,19 +4,14 @@
 #include <string_view>
 
 #include "platform/linux/catalog/reference.h"
+#include "platform/linux/leftover_name.h"
 #include "platform/linux/unique_fd.h"
 #include "platform/managers/status.h"
 
 // Objects that are being made or unmade: they have no name, or a hidden one that no user's file
-// has,
-// ".tessary-" and an upper-case UUID. One whose maker died is recognised by the file lock that
+// has (platform/linux/leftover_name.h). One whose maker died is recognised by the file lock that
 // nobody holds any more, and swept (platform/linux/changes/sweep.h).
 namespace tessary {
-
-inline constexpr std::string_view kHiddenPrefix = ".tessary-";
-
-// True for names of exactly this form and no other.
-bool IsHiddenName(std::string_view name);
 
 // A new hidden name. noErr, or ioErr when the system has no randomness to give.
 Status MakeHiddenName(std::string* name);

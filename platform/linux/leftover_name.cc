@@ -1,0 +1,25 @@
+#include "platform/linux/leftover_name.h"
+
+namespace tessary {
+namespace {
+
+constexpr std::string_view kUuidForm = "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX";
+
+bool IsUpperHexDigit(char character) {
+  return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'F');
+}
+
+}  // namespace
+
+bool IsHiddenName(std::string_view name) {
+  if (!name.starts_with(kHiddenPrefix)) return false;
+  name.remove_prefix(kHiddenPrefix.size());
+  if (name.size() != kUuidForm.size()) return false;
+  for (size_t i = 0; i < name.size(); ++i) {
+    const bool fits = kUuidForm[i] == '-' ? name[i] == '-' : IsUpperHexDigit(name[i]);
+    if (!fits) return false;
+  }
+  return true;
+}
+
+}  // namespace tessary

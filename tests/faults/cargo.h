@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/support/soak.h"
+
+namespace tessary::testing {
+
+// What has been found below a folder.
+struct Survey {
+  std::map<size_t, std::vector<std::string>> places;  // of each item, the paths where it is whole
+  std::vector<std::string> strangers;                 // visible, and not whole or not ours
+  std::vector<std::string> leftovers;                 // hidden names of the program's own
+
+  // The places of an item, none of it where it is nowhere.
+  std::vector<std::string> PlacesOf(size_t item) const;
+};
+
+// Items that are told apart by what they hold, wherever they are: files, links and packages, no two
+// of them alike. Knows each from its contents, names, modes, times, attributes and inner links, so
+// that one that is not whole is not known at all.
+class Cargo {
+ public:
+  // Without `hasLinks`, packages are whole where their inner links have become files of their own.
+  explicit Cargo(bool hasLinks) : hasLinks_(hasLinks) {}
+
+  // Makes an item and answers its number. A package is a folder with files, links, an empty folder
+  // and a hard link inside.
+  size_t PutFile(const std::string& path, SoakRandom& random);
+  size_t PutLink(const std::string& path);
+  size_t PutPackage(const std::string& path, SoakRandom& random);
+
+  // Makes `count` items in a folder, of all kinds, with names that no two of them share, among them
+  // names that are awkward; some of them below plain folders where `isDeep`.
+  void Fill(const std::string& folder, size_t count, bool isDeep, SoakRandom& random);
+
+  // How many items there are, and where one was put.
+  size_t size() const { return paths_.size(); }
+  const std::string& PathOf(size_t item) const { return paths_[item]; }
+
+  // The number of the item at the path if it is whole.
+  std::optional<size_t> Recognise(const std::string& path) const;
+
+  // Looks at everything below the folders; plain folders are entered, and count for nothing.
+  Survey Look(const std::vector<std::string>& folders) const;
+
+ private:
+  size_t Add(const std::string& path);
+  void LookBelow(const std::string& folder, Survey* survey) const;
+
+  bool hasLinks_;
+  size_t size_ = 0;  // of those made, so that no two hold the same
+  std::vector<std::string> paths_;
+  std::map<std::string, size_t> byFingerprint_;
+};
+
+}  // namespace tessary::testing

@@ -1,0 +1,32 @@
+#include "tests/faults/two_volumes.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tessary::testing {
+namespace {
+
+constexpr char kSharedMemory[] = "/dev/shm";
+
+bool AreOnOneVolume(const std::string& first, const std::string& second) {
+  struct stat one = {};
+  struct stat other = {};
+  return stat(first.c_str(), &one) != 0 || stat(second.c_str(), &other) != 0 ||
+         one.st_dev == other.st_dev;
+}
+
+}  // namespace
+
+TwoVolumes::TwoVolumes() {
+  second_ = mounted_.IsMounted() ? mounted_.path() : onDisk();
+  if (access(kSharedMemory, W_OK | X_OK) == 0 && !AreOnOneVolume(onDisk(), kSharedMemory)) {
+    shared_ = std::make_unique<TemporaryFolder>(kSharedMemory);
+    first_ = shared_->path();
+    areTwo_ = true;
+  } else {
+    first_ = onDisk();
+    areTwo_ = mounted_.IsMounted();
+  }
+}
+
+}  // namespace tessary::testing

@@ -1,0 +1,25 @@
+#include "platform/linux/leftover_name.h"
+
+#include <gtest/gtest.h>
+
+namespace tessary {
+namespace {
+
+TEST(IsHiddenName, AcceptsItsOwnFormAndNoOther) {
+  EXPECT_TRUE(IsHiddenName(".tessary-01234567-89AB-CDEF-0123-456789ABCDEF"));
+  for (const char* name : {"", ".tessary-", ".tessary", ".tessary-notes",
+                           "tessary-01234567-89AB-CDEF-0123-456789ABCDEF",
+                           ".tessary-01234567-89AB-CDEF-0123-456789ABCDE",
+                           ".tessary-01234567-89AB-CDEF-0123-456789ABCDEF0",
+                           ".tessary-01234567-89ab-cdef-0123-456789abcdef",
+                           ".tessary-0123456789ABCDEF0123456789ABCDEF",
+                           ".tessary-01234567-89AB-CDEF-0123-456789ABCDEF.txt",
+                           ".tessary-01234567-89AB-CDEF-0123_456789ABCDEF",
+                           ".Tessary-01234567-89AB-CDEF-0123-456789ABCDEF",
+                           ".tessary-G1234567-89AB-CDEF-0123-456789ABCDEF"}) {
+    EXPECT_FALSE(IsHiddenName(name)) << name;
+  }
+}
+
+}  // namespace
+}  // namespace tessary
