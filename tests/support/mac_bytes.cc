@@ -19,6 +19,14 @@ std::string Big32(uint32_t number) {
   return Big16(static_cast<uint16_t>(number >> 16)) + Big16(static_cast<uint16_t>(number & 0xFFFF));
 }
 
+std::string FromHex(std::string_view digits) {
+  std::string bytes;
+  for (size_t i = 0; i + 1 < digits.size(); i += 2) {
+    bytes += static_cast<char>(std::stoi(std::string(digits.substr(i, 2)), nullptr, 16));
+  }
+  return bytes;
+}
+
 std::string MakeSidecar(const std::string& finderInfo, const std::vector<MacAttribute>& attributes,
                         const std::string& resourceFork) {
   uint32_t valuesAt = kFirstAttributeAt;

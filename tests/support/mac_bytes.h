@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // What a Mac writes, put together byte by byte and without the product's help.
@@ -9,6 +10,9 @@ namespace tessary::testing {
 
 std::string Big16(uint16_t number);
 std::string Big32(uint32_t number);
+
+// The bytes of a text of hexadecimal digits, two each.
+std::string FromHex(std::string_view digits);
 
 // An extended attribute under the name that it has on a Mac.
 struct MacAttribute {

@@ -1,5 +1,7 @@
 #include "platform/linux/mac_formats/apple_double.h"
 
+#include <algorithm>
+
 #include "platform/linux/mac_formats/bytes.h"
 
 namespace tessary {
@@ -19,12 +21,17 @@ constexpr int64_t kSecondsTo2000 = 946'684'800;
 // The table of attributes: two bytes of padding behind the Finder information, then
 //   at 0   magic "ATTR"
 //   at 8   where in the data all of it ends
+//   at 12  where in the data the first value is
+//   at 16  how many bytes from there on values take
 //   at 34  number of attributes, 16 bits
 //   at 36  the attributes: offset, length, 16 bits of flags, length of the name with its zero,
 //   name,
 //          each beginning at a multiple of 4 of the data
 constexpr uint32_t kAttributesMagic = 0x41545452;
 constexpr size_t kAttributesAt = kFinderInfoSize + 2;
+constexpr size_t kAttributesEndAt = 8;
+constexpr size_t kValuesAt = 12;
+constexpr size_t kValuesLengthAt = 16;
 constexpr size_t kAttributeCountAt = 34;
 constexpr size_t kFirstAttributeAt = 36;
 constexpr size_t kAttributeHeadSize = 11;
@@ -41,13 +48,69 @@ std::optional<AppleDoubleAttribute> ReadAttribute(std::string_view data, size_t 
   return AppleDoubleAttribute{name->substr(0, name->size() - 1), *value, at};
 }
 
+void WriteBig32(size_t number, size_t at, std::string* data) {
+  for (size_t i = 0; i < sizeof(uint32_t); ++i) {
+    (*data)[at + i] = static_cast<char>(number >> (24 - 8 * i) & 0xFF);
+  }
+}
+
+size_t EndOf(const ByteRange& range) { return range.offset + range.length; }
+
+ByteRange RangeOf(std::string_view value, std::string_view data) {
+  return {static_cast<size_t>(value.data() - data.data()), value.size()};
+}
+
+// Writes the value at the start of a range of the data and zeros over the rest of it.
+void Fill(const ByteRange& range, std::string_view value, std::string* data) {
+  std::string bytes(value);
+  bytes.resize(range.length, '\0');
+  data->replace(range.offset, range.length, bytes);
+}
+
+// What the table of attributes says of the room for values.
+struct ValueRoom {
+  size_t lengthAt = 0;  // where in the data the length of what they take is told
+  size_t begin = 0;
+  size_t end = 0;  // of what they take
+  size_t limit = 0;
+};
+
+std::optional<ValueRoom> RoomForValues(const AppleDouble& parsed, std::string_view data) {
+  const std::optional<ByteRange> entry = parsed.Find(AppleDoubleEntry::kFinderInfo);
+  if (!entry) return std::nullopt;
+  const size_t start = entry->offset + kAttributesAt;
+  const size_t begin = ReadBig32(data, start + kValuesAt).value_or(0);
+  const size_t length = ReadBig32(data, start + kValuesLengthAt).value_or(0);
+  const size_t end = ReadBig32(data, start + kAttributesEndAt).value_or(0);
+  return ValueRoom{start + kValuesLengthAt, begin, begin + length,
+                   std::min({end, EndOf(*entry), data.size()})};
+}
+
+// False where values lie outside of their room, or where two share a byte.
+bool AreApart(std::vector<AppleDoubleAttribute> attributes, const ValueRoom& room,
+              std::string_view data) {
+  std::ranges::sort(attributes, {}, [](const auto& attribute) { return attribute.value.data(); });
+  size_t taken = room.begin;
+  for (const AppleDoubleAttribute& attribute : attributes) {
+    const ByteRange range = RangeOf(attribute.value, data);
+    const size_t entryEnd = attribute.entryOffset + kAttributeHeadSize + attribute.name.size() + 1;
+    if (range.offset < taken || entryEnd > room.begin) return false;
+    taken = EndOf(range);
+  }
+  return taken <= room.end && room.end <= room.limit;
+}
+
 }  // namespace
 
 std::optional<AppleDouble> AppleDouble::Parse(std::string_view data) {
+  return Parse(data, data.size());
+}
+
+std::optional<AppleDouble> AppleDouble::Parse(std::string_view data, uint64_t wholeSize) {
   if (ReadBig32(data, 0) != kMagic || ReadBig32(data, 4) != kVersion) return std::nullopt;
   const std::optional<uint16_t> count = ReadBig16(data, kCountAt);
   if (!count || !PartOf(data, kTableAt, *count * kEntrySize)) return std::nullopt;
-  return AppleDouble(data, *count);
+  return AppleDouble(data, wholeSize, *count);
 }
 
 std::optional<ByteRange> AppleDouble::Find(AppleDoubleEntry id) const {
@@ -56,21 +119,21 @@ std::optional<ByteRange> AppleDouble::Find(AppleDoubleEntry id) const {
     if (ReadBig32(data_, at) != static_cast<uint32_t>(id)) continue;
     const ByteRange range{ReadBig32(data_, at + 4).value_or(0),
                           ReadBig32(data_, at + 8).value_or(0)};
-    if (!PartOf(data_, range.offset, range.length)) return std::nullopt;
-    return range;
+    const bool isInside = range.offset <= wholeSize_ && range.length <= wholeSize_ - range.offset;
+    return isInside ? std::optional(range) : std::nullopt;
   }
   return std::nullopt;
 }
 
 std::optional<std::string_view> AppleDouble::Read(AppleDoubleEntry id) const {
   const std::optional<ByteRange> range = Find(id);
-  if (!range) return std::nullopt;
-  return data_.substr(range->offset, range->length);
+  return range ? PartOf(data_, range->offset, range->length) : std::nullopt;
 }
 
 std::optional<std::string_view> AppleDouble::FinderInfo() const {
-  const std::optional<std::string_view> entry = Read(AppleDoubleEntry::kFinderInfo);
-  return entry ? PartOf(*entry, 0, kFinderInfoSize) : std::nullopt;
+  const std::optional<ByteRange> entry = Find(AppleDoubleEntry::kFinderInfo);
+  if (!entry || entry->length < kFinderInfoSize) return std::nullopt;
+  return PartOf(data_, entry->offset, kFinderInfoSize);
 }
 
 std::optional<int64_t> AppleDouble::CreationSeconds() const {
@@ -97,6 +160,57 @@ std::vector<AppleDoubleAttribute> AppleDouble::Attributes() const {
     at = (at + 3) & ~size_t{3};
   }
   return attributes;
+}
+
+bool ReplaceComment(std::string_view value, std::string* data) {
+  const std::optional<AppleDouble> parsed = AppleDouble::Parse(*data);
+  const std::optional<ByteRange> range =
+      parsed ? parsed->Find(AppleDoubleEntry::kComment) : std::nullopt;
+  if (!range) return false;
+  // Up to where the next entry, or the end of the data, begins.
+  ByteRange room{range->offset, data->size() - range->offset};
+  size_t lengthAt = 0;
+  const size_t count = ReadBig16(*data, kCountAt).value_or(0);
+  for (size_t at = kTableAt; at < kTableAt + count * kEntrySize; at += kEntrySize) {
+    const size_t offset = ReadBig32(*data, at + 4).value_or(0);
+    const bool isComment =
+        ReadBig32(*data, at) == static_cast<uint32_t>(AppleDoubleEntry::kComment);
+    if (isComment && lengthAt == 0) {
+      lengthAt = at + 8;
+    } else if (EndOf({offset, ReadBig32(*data, at + 8).value_or(0)}) > room.offset) {
+      room.length = std::min(room.length, offset - std::min(offset, room.offset));
+    }
+  }
+  const bool isBehindTable = room.offset >= kTableAt + count * kEntrySize;
+  if (!isBehindTable || room.length < std::max(range->length, value.size())) return false;
+  Fill({room.offset, std::max(range->length, value.size())}, value, data);
+  WriteBig32(value.size(), lengthAt, data);
+  return true;
+}
+
+bool ReplaceAttribute(std::string_view name, std::string_view value, std::string* data) {
+  const std::optional<AppleDouble> parsed = AppleDouble::Parse(*data);
+  if (!parsed) return false;
+  const std::vector<AppleDoubleAttribute> attributes = parsed->Attributes();
+  const auto found = std::ranges::find(attributes, name, &AppleDoubleAttribute::name);
+  const std::optional<ValueRoom> room = RoomForValues(*parsed, *data);
+  if (found == attributes.end() || !room || !AreApart(attributes, *room, *data)) return false;
+  ByteRange range = RangeOf(found->value, *data);
+  size_t limit = room->limit;
+  for (const AppleDoubleAttribute& other : attributes) {
+    const size_t offset = RangeOf(other.value, *data).offset;
+    if (offset > range.offset) limit = std::min(limit, offset);
+  }
+  if (value.size() > limit - range.offset) {
+    if (value.size() > room->limit - room->end) return false;
+    range = {room->end, 0};
+  }
+  const size_t entryOffset = found->entryOffset;
+  Fill({range.offset, std::max(range.length, value.size())}, value, data);
+  WriteBig32(range.offset, entryOffset, data);
+  WriteBig32(value.size(), entryOffset + 4, data);
+  WriteBig32(std::max(room->end, range.offset + value.size()) - room->begin, room->lengthAt, data);
+  return true;
 }
 
 std::string SidecarName(std::string_view name) { return "._" + std::string(name); }

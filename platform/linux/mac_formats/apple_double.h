@@ -41,14 +41,15 @@ struct AppleDoubleAttribute {
   size_t entryOffset = 0;  // of its entry in the table: 4 bytes of offset, 4 bytes of length
 };
 
-// A reading of AppleDouble data, which it refers to and does not keep. The data may be the
-// beginning of a file: entries that lie further on are none.
+// A reading of AppleDouble data, which it refers to and does not keep.
 class AppleDouble {
  public:
-  // None where the data is not AppleDouble, or ends before its table of entries does.
+  // None where the data is not AppleDouble, or ends before its table of entries does. The data may
+  // be the beginning of a file of `wholeSize` bytes; what lies further on cannot be read.
   static std::optional<AppleDouble> Parse(std::string_view data);
+  static std::optional<AppleDouble> Parse(std::string_view data, uint64_t wholeSize);
 
-  // The entry's place and its bytes; the first, where the table has it twice.
+  // The entry's place in the whole, and its bytes; the first, where the table has it twice.
   std::optional<ByteRange> Find(AppleDoubleEntry id) const;
   std::optional<std::string_view> Read(AppleDoubleEntry id) const;
 
@@ -59,15 +60,24 @@ class AppleDouble {
   std::optional<int64_t> CreationSeconds() const;
 
   // The table of extended attributes; empty where there is none, or where any of it does not lie
-  // inside the data.
+  // inside the data and the entry of the Finder information.
   std::vector<AppleDoubleAttribute> Attributes() const;
 
  private:
-  AppleDouble(std::string_view data, size_t count) : data_(data), count_(count) {}
+  AppleDouble(std::string_view data, uint64_t wholeSize, size_t count)
+      : data_(data), wholeSize_(wholeSize), count_(count) {}
 
   std::string_view data_;
+  uint64_t wholeSize_;
   size_t count_;
 };
+
+// Puts the value in place of the comment or the attribute that is in the data: where it is, or for
+// an attribute also in what its table has left free. Nothing else of the data changes, nor its
+// size. False, and nothing written, where there is none, where the value does not fit, or where
+// parts of the data overlap.
+bool ReplaceComment(std::string_view value, std::string* data);
+bool ReplaceAttribute(std::string_view name, std::string_view value, std::string* data);
 
 // The name of the sidecar that an item of that name has: "._" and the name.
 std::string SidecarName(std::string_view name);

@@ -1,0 +1,84 @@
+#include "platform/linux/mac_formats/comment_forms.h"
+
+#include <algorithm>
+
+#include "platform/linux/mac_formats/apple_double.h"
+#include "platform/linux/mac_formats/comment_property.h"
+#include "platform/linux/mac_formats/mac_text.h"
+
+namespace tessary {
+namespace {
+
+constexpr std::string_view kPropertyName = "com.apple.metadata:kMDItemFinderComment";
+
+std::optional<std::u16string> NoneIfEmpty(std::optional<std::u16string> text) {
+  return text && text->empty() ? std::nullopt : text;
+}
+
+std::optional<AppleDoubleAttribute> FindProperty(const AppleDouble& data) {
+  for (const AppleDoubleAttribute& attribute : data.Attributes()) {
+    if (attribute.name == kPropertyName) return attribute;
+  }
+  return std::nullopt;
+}
+
+// The first of the values that finds room; the last one is the empty one.
+template <typename Replace>
+bool ReplaceWithFirst(const std::array<std::optional<std::string>, 2>& values, Replace replace) {
+  return std::ranges::any_of(values, [&](const auto& value) { return value && replace(*value); });
+}
+
+}  // namespace
+
+std::optional<std::u16string> ReadPropertyForm(std::string_view value) {
+  return NoneIfEmpty(ReadCommentProperty(value));
+}
+
+std::optional<std::string> ReplacePropertyForm(std::string_view value,
+                                               std::u16string_view comment) {
+  if (!ReadCommentProperty(value)) return std::nullopt;
+  std::string replaced = WriteCommentProperty(comment);
+  // Without its last byte it is whole only where that is the zero that Samba adds.
+  if (!ReadCommentProperty(value.substr(0, value.size() - 1))) return replaced;
+  return replaced += '\0';
+}
+
+std::optional<std::u16string> ReadAppleDoubleComment(std::string_view value) {
+  const std::optional<AppleDouble> data = AppleDouble::Parse(value);
+  if (!data) return std::nullopt;
+  if (const auto property = FindProperty(*data)) {
+    if (auto text = ReadPropertyForm(property->value)) return text;
+  }
+  const std::optional<std::string_view> entry = data->Read(AppleDoubleEntry::kComment);
+  if (!entry) return std::nullopt;
+  // What is shorter than its entry is ended by a zero.
+  return NoneIfEmpty(ReadMacText(entry->substr(0, entry->find('\0'))));
+}
+
+std::optional<std::string> ReplaceAppleDoubleComment(std::string_view value,
+                                                     std::u16string_view comment) {
+  const std::optional<AppleDouble> data = AppleDouble::Parse(value);
+  if (!data) return std::nullopt;
+  std::string replaced(value);
+  const std::optional<AppleDoubleAttribute> property = FindProperty(*data);
+  const bool hasProperty =
+      property && ReadCommentProperty(property->value) &&
+      ReplaceWithFirst({WriteCommentProperty(comment), WriteCommentProperty({})},
+                       [&replaced](const std::string& list) {
+                         return ReplaceAttribute(kPropertyName, list, &replaced);
+                       });
+  const std::string_view entry = data->Read(AppleDoubleEntry::kComment).value_or("");
+  const bool hasEntry = !entry.empty() && ReplaceWithFirst({WriteMacText(comment), ""},
+                                                           [&replaced](const auto& text) {
+                                                             return ReplaceComment(text, &replaced);
+                                                           });
+  return hasProperty || hasEntry ? std::optional(replaced) : std::nullopt;
+}
+
+const CommentForm* FindCommentForm(std::string_view attribute) {
+  const auto* found = std::ranges::find_if(
+      kCommentForms, [&](const CommentForm& form) { return attribute == form.attribute; });
+  return found == kCommentForms.end() ? nullptr : found;
+}
+
+}  // namespace tessary

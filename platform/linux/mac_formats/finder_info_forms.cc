@@ -1,0 +1,46 @@
+#include "platform/linux/mac_formats/finder_info_forms.h"
+
+#include <algorithm>
+#include <string>
+
+#include "platform/linux/mac_formats/apple_double.h"
+#include "platform/linux/mac_formats/bytes.h"
+
+namespace tessary {
+namespace {
+
+constexpr size_t kCodeSize = 4;
+constexpr std::string_view kAfpSignature("AFP\0", 4);
+constexpr size_t kFinderInfoInAfpInfo = 16;
+
+}  // namespace
+
+std::optional<FinderBytes> ReadRawFinderInfo(std::string_view value) {
+  FinderBytes bytes = {};
+  if (value.size() != bytes.size()) return std::nullopt;
+  if (std::ranges::all_of(value, [](char byte) { return byte == '\0'; })) return std::nullopt;
+  std::ranges::copy(value, bytes.begin());
+  return bytes;
+}
+
+std::optional<FinderBytes> ReadAppleDoubleFinderInfo(std::string_view value) {
+  const std::optional<AppleDouble> data = AppleDouble::Parse(value);
+  const std::optional<std::string_view> info = data ? data->FinderInfo() : std::nullopt;
+  return info ? ReadRawFinderInfo(*info) : std::nullopt;
+}
+
+std::optional<FinderBytes> ReadAfpInfo(std::string_view value) {
+  if (!value.starts_with(kAfpSignature)) return std::nullopt;
+  const auto info = PartOf(value, kFinderInfoInAfpInfo, FinderBytes().size());
+  return info ? ReadRawFinderInfo(*info) : std::nullopt;
+}
+
+std::optional<FinderBytes> ReadHfsTypeAndCreator(std::string_view type, std::string_view creator) {
+  if (type.size() != kCodeSize || creator.size() != kCodeSize) return std::nullopt;
+  std::string bytes(type);
+  bytes += creator;
+  bytes.resize(FinderBytes().size(), '\0');
+  return ReadRawFinderInfo(bytes);
+}
+
+}  // namespace tessary

@@ -1,0 +1,93 @@
+#include "platform/linux/mac_formats/date_forms.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "tests/platform/linux/mac_formats/recorded_attributes.h"
+#include "tests/support/mac_bytes.h"
+
+namespace tessary {
+namespace {
+
+using testing::FromHex;
+
+constexpr int64_t kSeconds = 1'236'143'167;  // 2009-03-04 05:06:07 UTC
+constexpr Timestamp kDate = {kSeconds, 123'456'700};
+constexpr Timestamp kWholeDate = {kSeconds, 0};
+
+TEST(ReadDosAttributesDate, KnowsTheVersionsThatTellADate) {
+  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(testing::kDosAttributes1)));
+  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(testing::kDosAttributes3)));
+  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(testing::kDosAttributes4)));
+  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(testing::kDosAttributes5)));
+  EXPECT_EQ(kWholeDate, ReadDosAttributesDate(FromHex(testing::kDosattribOfSambaNetatalk)));
+  EXPECT_EQ(kWholeDate, ReadDosAttributesDate(FromHex(testing::kDosattribOfSambaStream)));
+}
+
+TEST(ReadDosAttributesDate, KnowsNoDateOfTheOthers) {
+  EXPECT_FALSE(ReadDosAttributesDate(FromHex(testing::kDosAttributes2)));
+  EXPECT_FALSE(ReadDosAttributesDate(std::string("0x20\0", 5))) << "the text alone";
+  EXPECT_FALSE(ReadDosAttributesDate("0x20"));
+  EXPECT_FALSE(ReadDosAttributesDate(""));
+  EXPECT_FALSE(ReadDosAttributesDate(std::string(64, 'x')));
+  std::string other = FromHex(testing::kDosAttributes5);
+  other[2] = other[4] = 6;
+  EXPECT_FALSE(ReadDosAttributesDate(other)) << "a version that is not known";
+  other[2] = 4;
+  EXPECT_FALSE(ReadDosAttributesDate(other)) << "two versions";
+  std::string flagged = FromHex(testing::kDosAttributes5);
+  flagged[8] = 1;
+  EXPECT_FALSE(ReadDosAttributesDate(flagged)) << "the flag says that there is no date";
+  std::string zero = FromHex(testing::kDosAttributes5);
+  std::fill(zero.end() - 8, zero.end(), '\0');
+  EXPECT_FALSE(ReadDosAttributesDate(zero));
+}
+
+TEST(ReadDosAttributesDate, KnowsNoDateThatIsCutShort) {
+  const std::string first = FromHex(testing::kDosAttributes1);
+  const std::string third = FromHex(testing::kDosAttributes3);
+  const std::string fourth = FromHex(testing::kDosAttributes4);
+  for (size_t size = 0; size < first.size() - 8; ++size) {
+    EXPECT_FALSE(ReadDosAttributesDate(first.substr(0, size))) << size;
+  }
+  for (size_t size = 0; size < third.size() - 8; ++size) {
+    EXPECT_FALSE(ReadDosAttributesDate(third.substr(0, size))) << size;
+  }
+  for (size_t size = 0; size < fourth.size(); ++size) {
+    EXPECT_FALSE(ReadDosAttributesDate(fourth.substr(0, size))) << size;
+  }
+}
+
+TEST(ReadAppleDoubleDate, IsTheOneThatSambaSetWithTheOther) {
+  EXPECT_EQ(kWholeDate, ReadAppleDoubleDate(FromHex(testing::kNetatalkOfSambaNetatalk)));
+  EXPECT_FALSE(ReadAppleDoubleDate(FromHex(testing::kAfpinfoOfSambaStream)));
+  EXPECT_FALSE(ReadAppleDoubleDate(testing::MakeSidecar(std::string(32, '1'), {}, "")));
+}
+
+TEST(NtTime, ComesBackWithoutWhatIsBelowItsTicks) {
+  const Timestamp exact = {kSeconds, 123'456'789};
+  EXPECT_EQ(FromHex("01c99c86ecec6007"), WriteBigNtTime(exact));
+  EXPECT_EQ(kDate, ReadBigNtTime(WriteBigNtTime(exact)));
+  EXPECT_EQ(kDate, ReadNativeNtTime(WriteNativeNtTime(exact)));
+  const Timestamp early = {-11'644'473'600, 100};
+  EXPECT_EQ(early, ReadBigNtTime(WriteBigNtTime(early)));
+  const Timestamp before1970 = {-5, 999'999'900};
+  EXPECT_EQ(before1970, ReadBigNtTime(WriteBigNtTime(before1970)));
+}
+
+TEST(NtTime, HasNoDatesThatItCannotHold) {
+  EXPECT_EQ("", WriteBigNtTime({-11'644'473'601, 999'999'999}));
+  EXPECT_EQ("", WriteBigNtTime({-11'644'473'600, 99})) << "would be zero, which is none";
+  EXPECT_EQ("", WriteBigNtTime({std::numeric_limits<int64_t>::max(), 0}));
+  EXPECT_EQ("", WriteNativeNtTime({std::numeric_limits<int64_t>::min(), 0}));
+  EXPECT_FALSE(ReadBigNtTime(std::string(8, '\0')));
+  EXPECT_FALSE(ReadBigNtTime(std::string(8, '\xFF')));
+  EXPECT_FALSE(ReadBigNtTime(std::string(7, '\1')));
+  EXPECT_FALSE(ReadNativeNtTime(std::string(9, '\1')));
+}
+
+}  // namespace
+}  // namespace tessary

@@ -1,0 +1,68 @@
+#include "platform/linux/mac_formats/finder_info_forms.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/platform/linux/mac_formats/recorded_attributes.h"
+#include "tests/support/mac_bytes.h"
+
+namespace tessary {
+namespace {
+
+using testing::Big32;
+using testing::FromHex;
+using testing::MakeSidecar;
+
+// Type "TEXT", creator "ttxt", invisible: what was written over Samba.
+const std::string kInfo = std::string("TEXTttxt\x40", 9) + std::string(23, '\0');
+
+std::string TextOf(const std::optional<FinderBytes>& bytes) {
+  return bytes ? std::string(bytes->begin(), bytes->end()) : "none";
+}
+
+TEST(FinderInfoForms, SayTheSameOfTheSameInformation) {
+  EXPECT_EQ(kInfo, TextOf(ReadRawFinderInfo(kInfo)));
+  EXPECT_EQ(kInfo, TextOf(ReadAppleDoubleFinderInfo(FromHex(testing::kNetatalkOfSambaNetatalk))));
+  EXPECT_EQ(kInfo, TextOf(ReadAppleDoubleFinderInfo(MakeSidecar(kInfo, {{"a", "b"}}, "fork"))));
+  EXPECT_EQ(kInfo, TextOf(ReadAfpInfo(FromHex(testing::kAfpinfoOfSambaStream))));
+  EXPECT_EQ("TEXTttxt" + std::string(24, '\0'), TextOf(ReadHfsTypeAndCreator("TEXT", "ttxt")));
+}
+
+TEST(FinderInfoForms, ReadNothingThatIsCutShort) {
+  const std::string netatalk = FromHex(testing::kNetatalkOfSambaNetatalk);
+  const std::string sidecar = MakeSidecar(kInfo, {}, "");
+  const std::string afpInfo = FromHex(testing::kAfpinfoOfSambaStream);
+  for (size_t size = 0; size < 0x7A + 32; ++size) {
+    EXPECT_FALSE(ReadAppleDoubleFinderInfo(netatalk.substr(0, size))) << size;
+  }
+  for (size_t size = 0; size < sidecar.size(); ++size) {
+    EXPECT_FALSE(ReadAppleDoubleFinderInfo(sidecar.substr(0, size))) << size;
+  }
+  for (size_t size = 0; size < 16 + 32; ++size) {
+    EXPECT_FALSE(ReadAfpInfo(afpInfo.substr(0, size))) << size;
+  }
+  for (size_t size = 0; size < kInfo.size(); ++size) {
+    EXPECT_FALSE(ReadRawFinderInfo(kInfo.substr(0, size))) << size;
+  }
+}
+
+TEST(FinderInfoForms, ReadNothingOfAnotherFormOrSize) {
+  EXPECT_FALSE(ReadRawFinderInfo(kInfo + '\0'));
+  EXPECT_FALSE(ReadAfpInfo("AFPX" + FromHex(testing::kAfpinfoOfSambaStream).substr(4)));
+  EXPECT_FALSE(ReadAppleDoubleFinderInfo(FromHex(testing::kAfpinfoOfSambaStream)));
+  EXPECT_FALSE(ReadHfsTypeAndCreator("TEX", "ttxt"));
+  EXPECT_FALSE(ReadHfsTypeAndCreator("TEXT", ""));
+  EXPECT_FALSE(ReadHfsTypeAndCreator("TEXT", "ttxt "));
+}
+
+TEST(FinderInfoForms, TakeInformationThatIsAllZeroForNone) {
+  const std::string none(32, '\0');
+  EXPECT_FALSE(ReadRawFinderInfo(none));
+  EXPECT_FALSE(ReadAppleDoubleFinderInfo(MakeSidecar(none, {}, "fork")));
+  EXPECT_FALSE(ReadAfpInfo("AFP" + std::string(58, '\0')));
+  EXPECT_FALSE(ReadHfsTypeAndCreator(std::string(4, '\0'), std::string(4, '\0')));
+}
+
+}  // namespace
+}  // namespace tessary
