@@ -7,7 +7,7 @@ export TESSARY_SOURCE := $(value SOURCE)
 export TESSARY_DESTINATION := $(value DESTINATION)
 export TESSARY_OPTIONS := $(value OPTIONS)
 
-.PHONY: build run app deb check lint bench clean help
+.PHONY: build run app deb check lint bench fuzz clean help
 
 build: ; @tools/install-dependencies build && tools/build-program
 
@@ -22,6 +22,8 @@ check: ; @tools/install-dependencies build desktop package check && tools/check
 lint: ; @tools/install-dependencies build desktop check && tools/lint
 
 bench: ; @tools/install-dependencies build desktop check && tools/bench
+
+fuzz: ; @tools/install-dependencies build check && tools/fuzz
 
 clean: ; rm -rf build
 

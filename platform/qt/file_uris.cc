@@ -1,11 +1,18 @@
 #include "platform/qt/file_uris.h"
 
-#include <QByteArray>
-
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/urls.h"
 
 namespace tessary {
+namespace {
+
+// What stands for itself in the path of a URI wherever it is.
+bool StandsForItself(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+         std::string_view("/-._~").find(c) != std::string_view::npos;
+}
+
+}  // namespace
 
 std::vector<std::string> SplitUriList(std::string_view list) {
   std::vector<std::string> uris;
@@ -27,8 +34,19 @@ std::optional<std::string> NamedPathOfFileUri(std::string_view uri) {
 }
 
 std::string FileUriOfPath(std::string_view path) {
-  const QByteArray bytes(path.data(), static_cast<qsizetype>(path.size()));
-  return "file://" + bytes.toPercentEncoding("/").toStdString();
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string uri = "file://";
+  for (const char c : path) {
+    if (StandsForItself(c)) {
+      uri += c;
+      continue;
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    uri += '%';
+    uri += kDigits[byte >> 4U];
+    uri += kDigits[byte & 0x0FU];
+  }
+  return uri;
 }
 
 Status MakeNamedFileSpec(const std::string& path, FSSpec* spec) {

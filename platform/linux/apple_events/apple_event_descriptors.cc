@@ -19,7 +19,9 @@ Status MakeUtf16(const AEDesc& utf8, AEDesc* result) {
 
 Status MakeUtf8(const AEDesc& utf16, AEDesc* result) {
   std::u16string units(utf16.bytes.size() / sizeof(char16_t), u'\0');
-  std::memcpy(units.data(), utf16.bytes.data(), units.size() * sizeof(char16_t));
+  if (!units.empty()) {
+    std::memcpy(units.data(), utf16.bytes.data(), units.size() * sizeof(char16_t));
+  }
   const std::string text = Utf8FromUtf16(units);
   return AECreateDesc(typeUTF8Text, text.data(), text.size(), result);
 }

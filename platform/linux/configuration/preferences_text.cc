@@ -6,9 +6,7 @@
 #include <utility>
 #include <vector>
 
-// A syntax error is an answer here, not an exception.
-#define TOML_EXCEPTIONS 0
-#include <toml++/toml.h>
+#include "platform/linux/configuration/toml_parser.h"
 
 namespace tessary {
 namespace {

@@ -37,11 +37,14 @@ bool IsFresh(const FileStamp& stamp) {
   return Nanoseconds(now) - std::max(stamp.modified, stamp.changed) <= kCoarsestTime;
 }
 
+// Room is made as it is needed: most files are far smaller than they may be.
 Status ReadUpTo(int fd, size_t most, std::string* text) {
-  std::string bytes(most, '\0');
+  constexpr size_t kPiece = size_t{16} << 10U;
+  std::string bytes;
   size_t size = 0;
   while (size < most) {
-    const ssize_t got = read(fd, bytes.data() + size, most - size);
+    bytes.resize(std::min(most, size + kPiece));
+    const ssize_t got = read(fd, bytes.data() + size, bytes.size() - size);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return LastError();
     if (got == 0) break;

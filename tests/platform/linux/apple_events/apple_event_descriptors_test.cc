@@ -97,6 +97,7 @@ TEST(AECoerceDesc, TellsTheSameInAnotherType) {
       CoercionRow{MakeUtf8Text("\xFF"), typeUnicodeText, "utxt[ff dc]"},
       CoercionRow{MakeUtf8Text(""), typeUnicodeText, "utxt[]"},
       CoercionRow{MakeText(u"\u00e9\xDCFF"), typeUTF8Text, "utf8[c3 a9 ff]"},
+      CoercionRow{MakeText(u""), typeUTF8Text, "utf8[]"},
       CoercionRow{MakeShort(-43), typeSInt16, "shor[d5 ff]"},
       CoercionRow{MakeShort(-43), typeSInt32, "long[d5 ff ff ff]"},
       CoercionRow{MakeLong(-32768), typeSInt16, "shor[00 80]"},

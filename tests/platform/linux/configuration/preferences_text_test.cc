@@ -51,6 +51,8 @@ TEST(ParsePreferences, ReadsByteOrderMarksDosLineEndsAndNamesBeyondAscii) {
             Parsed(kByteOrderMark + "a = true\r\nb = 2\r\n"));
   EXPECT_EQ((PreferenceValues{{"\xC3\xA4\n", std::string("\xC3\xB6\n")}}),
             Parsed("\"\xC3\xA4\\n\" = \"\xC3\xB6\\n\""));
+  EXPECT_EQ((PreferenceValues{{"a", std::string("\xC3\xA9")}}),
+            Parsed("a = \"\"\"\\\n  \xC3\xA9\"\"\" # \xC3\xA9"));
 }
 
 struct RefusedRow {
@@ -69,6 +71,12 @@ TEST(ParsePreferences, TellsTheLineAndColumnOfWhatItCannotRead) {
       {"a = [1,\n", "line 1, column 9: "},
       {"a = 1 b = 2", "line 1, column 7: "},
       {"# \xff\n", "line 1, column "},
+      {"[%", "line 1, column 2: "},
+      {"[[a.%]]", "line 1, column 5: "},
+      {"a = {% = 1}", "line 1, column 6: "},
+      {"a = 1\n\xCE\x9A = 1\n", "line 2, column 1: "},
+      {"a = 2\xC3\xA9\n", "line 1, column 6: "},
+      {"a = \"\" \xC3\xA9\n", "line 1, column 8: "},
       {std::string("a = 1\0", 6), "line 1, column "},
       {std::string(kLargestPreferencesText + 1, '\n'), "it is larger than 65536 bytes"},
       {std::string(3000, '.'), "it holds more than 2048 dots"},

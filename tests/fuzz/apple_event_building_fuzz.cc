@@ -1,0 +1,82 @@
+#include <cstring>
+
+#include "platform/managers/apple_events.h"
+#include "tests/fuzz/descriptors.h"
+#include "tests/fuzz/fuzz.h"
+
+// The parameter texts of Apple events: what is built of one can be written as a text again, of
+// which the same is built; of a text that cannot be read nothing is built, and the error lies in
+// it.
+namespace tessary::testing {
+namespace {
+
+constexpr DescType kMarker = FourCharCode("mark");
+
+Status Build(std::string_view text, const AEDesc& first, const AEDesc& second, size_t substitutes,
+             AppleEvent* event, AEBuildError* error) {
+  const auto build = [&](std::initializer_list<const AEDesc*> descs) {
+    return AEBuildAppleEvent(kAECoreSuite, kAEGetData, typeApplSignature, "MACS", 4, 1,
+                             kAnyTransactionID, text, descs, event, error);
+  };
+  if (substitutes == 0) return build({});
+  return substitutes == 1 ? build({&first}) : build({&first, &second});
+}
+
+std::string Quoted(uint32_t code) {
+  std::string text = "'";
+  for (unsigned shift = 32; shift > 0; shift -= 8) {
+    text += static_cast<char>(code >> (shift - 8) & 0xFFU);
+  }
+  return text + "'";
+}
+
+std::string TextOfFields(const AEDesc& record);
+
+std::string TextOf(const AEDesc& value) {
+  if (value.form == AEDesc::Form::kRecord) {
+    return Quoted(value.descriptorType) + "{" + TextOfFields(value) + "}";
+  }
+  if (value.descriptorType == kMarker && value.bytes.size() == 1) return "@";
+  Require(value.form == AEDesc::Form::kBytes && value.bytes.size() == 4, "a value is a code");
+  uint32_t code = 0;
+  std::memcpy(&code, value.bytes.data(), sizeof(code));
+  return Quoted(value.descriptorType) + "(" + Quoted(code) + ")";
+}
+
+std::string TextOfFields(const AEDesc& record) {
+  std::string text;
+  for (const AEKeyDesc& item : record.items) {
+    if (!text.empty()) text += ", ";
+    text += Quoted(item.keyword) + " : " + TextOf(item.value);
+  }
+  return text;
+}
+
+}  // namespace
+
+// The first byte tells the number of substitutes, the rest is the text.
+void TryInput(std::string_view input) {
+  const size_t substitutes = TakeInputByte(&input) % 3U;
+  AEDesc first, second;
+  Require(AECreateDesc(kMarker, "1", 1, &first) == noErr, "a descriptor can be made");
+  Require(AECreateDesc(kMarker, "2", 1, &second) == noErr, "a descriptor can be made");
+  AppleEvent event = first;
+  AEBuildError error = {AEBuildErrorCode::aeBuildSyntaxNoErr, input.size() + 1};
+  const Status status = Build(input, first, second, substitutes, &event, &error);
+  if (status != noErr) {
+    Require(AreSame(event, first), "of a text that cannot be read nothing is built");
+    Require(status == paramErr || status == errAEBuildSyntaxError, "it is told what is wrong");
+    Require(
+        (status == errAEBuildSyntaxError) == (error.fError != AEBuildErrorCode::aeBuildSyntaxNoErr),
+        "an error in the text is named");
+    Require(status == paramErr || error.fErrorPos <= input.size(), "the error lies in the text");
+    return;
+  }
+  AppleEvent again;
+  const std::string text = TextOfFields(event);
+  Require(
+      Build(text, first, second, substitutes, &again, nullptr) == noErr && AreSame(event, again),
+      "what was built can be written and built again");
+}
+
+}  // namespace tessary::testing

@@ -1,0 +1,86 @@
+#include <algorithm>
+
+#include "platform/linux/catalog/hfs_path.h"
+#include "platform/linux/catalog/names.h"
+#include "platform/linux/catalog/volume.h"
+#include "platform/linux/changes/hidden_name.h"
+#include "platform/managers/text.h"
+#include "platform/managers/utf16.h"
+#include "tests/fuzz/fuzz.h"
+
+// Names both ways: from the bytes on disk to UTF-16 and back to the same bytes, and never from any
+// UTF-16 to a name that leads elsewhere.
+namespace tessary::testing {
+namespace {
+
+bool IsName(std::string_view bytes) {
+  return !bytes.empty() && bytes != "." && bytes != ".." &&
+         bytes.find('/') == std::string_view::npos && bytes.find('\0') == std::string_view::npos;
+}
+
+// True where a low surrogate stands without a high one, or a high one without a low one.
+bool HasLoneSurrogate(std::u16string_view text) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (IsLowSurrogate(text[i])) return true;
+    if (!IsHighSurrogate(text[i])) continue;
+    if (++i == text.size() || !IsLowSurrogate(text[i])) return true;
+  }
+  return false;
+}
+
+void CheckBytes(const std::string& bytes) {
+  const std::u16string text = Utf16FromUtf8(bytes);
+  Require(Utf8FromUtf16(text) == bytes, "bytes come back from UTF-16");
+  Require(IsUtf8(bytes) == !HasLoneSurrogate(text), "what is UTF-8 needs no lone surrogate");
+  const std::u16string lower = CFStringLowercase(text);
+  Require(CFStringLowercase(lower) == lower, "lower case has no lower case");
+
+  std::string posix = "untouched";
+  const std::u16string name = CatalogName(bytes);
+  const Status status = PosixName(name, Volume(), &posix);
+  if (!IsName(bytes)) return;
+  Require(status == noErr && posix == bytes, "a name on disk comes back from the catalog");
+  Require(PosixPath(HfsPath("/folder/" + bytes)) == "/folder/" + bytes,
+          "a path on disk comes back from the other style");
+  Require(!IsHiddenName(bytes) || bytes.starts_with(kHiddenPrefix), "hidden names are ours");
+}
+
+void CheckWindowsName(const std::string& name) {
+  const Volume windows = {.hasTrueEntries = false, .hasWindowsNames = true};
+  const std::string substitute = NameOnVolume(name, windows);
+  Require(IsName(substitute) && IsUtf8(substitute), "a substitute is a name and is text");
+  Require(NameOnVolume(substitute, windows) == substitute, "a substitute needs no other");
+  Require(substitute.find_first_of("\"*:<>?\\|\x7F") == std::string::npos &&
+              std::ranges::none_of(substitute, [](char c) { return c >= 0 && c < 0x20; }) &&
+              !substitute.ends_with('.') && !substitute.ends_with(' '),
+          "a substitute holds nothing that is refused");
+}
+
+// Any units at all, as a key, a comment or another program's event may hold them.
+void CheckUnits(const std::u16string& units) {
+  const std::string bytes = Utf8FromUtf16(units);
+  Require(Utf8FromUtf16(Utf16FromUtf8(bytes)) == bytes, "any bytes come back from UTF-16");
+  std::string posix = "untouched";
+  if (PosixName(units, Volume(), &posix) != noErr) {
+    Require(posix == "untouched", "a name that is none gives no bytes");
+    return;
+  }
+  Require(IsName(posix), "a catalog name leads to a name in its own folder");
+  CheckWindowsName(posix);
+  const auto path = PosixPath(u"Linux:folder:" + units);
+  Require(!path || path->starts_with("/folder"), "a path stays below its folder");
+}
+
+}  // namespace
+
+void TryInput(std::string_view input) {
+  CheckBytes(std::string(input));
+  std::u16string units;
+  for (size_t i = 0; i + 1 < input.size(); i += 2) {
+    units += static_cast<char16_t>(static_cast<unsigned char>(input[i]) << 8U |
+                                   static_cast<unsigned char>(input[i + 1]));
+  }
+  CheckUnits(units);
+}
+
+}  // namespace tessary::testing

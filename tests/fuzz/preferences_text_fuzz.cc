@@ -1,0 +1,139 @@
+#include <algorithm>
+
+#include "platform/linux/configuration/preferences_text.h"
+#include "platform/managers/text.h"
+#include "tests/fuzz/fuzz.h"
+#include "tests/fuzz/preference_input.h"
+
+// Setting one preference in a text changes what is its own and not a byte besides.
+namespace tessary::testing {
+namespace {
+
+bool IsWholeLine(std::string_view text, size_t begin, size_t end) {
+  const bool beginsLine = begin == 0 || text[begin - 1] == '\n' || text[begin] == '\n' ||
+                          text[begin] == '\r' || text.substr(0, begin) == "\xEF\xBB\xBF";
+  return beginsLine &&
+         (end == text.size() || text[end - 1] == '\n' || text[end] == '\n' || text[end] == '\r');
+}
+
+bool SaysOnly(std::string_view text, const PreferenceValues& expected) {
+  PreferenceValues values;
+  return !ParsePreferences(text, &values) && values == expected;
+}
+
+// Where two texts are the same from the start on, and from the end back.
+size_t CommonStart(std::string_view first, std::string_view second) {
+  const size_t size = std::min(first.size(), second.size());
+  const auto end = first.begin() + static_cast<ptrdiff_t>(size);
+  return static_cast<size_t>(std::mismatch(first.begin(), end, second.begin()).first -
+                             first.begin());
+}
+
+size_t CommonEnd(std::string_view first, std::string_view second) {
+  const size_t size = std::min(first.size(), second.size());
+  const auto end = first.rbegin() + static_cast<ptrdiff_t>(size);
+  return static_cast<size_t>(std::mismatch(first.rbegin(), end, second.rbegin()).first -
+                             first.rbegin());
+}
+
+// True when `longer` is `shorter` and whole lines that say `expected` and nothing else.
+bool HasLinesMore(std::string_view shorter, std::string_view longer,
+                  const PreferenceValues& expected) {
+  if (longer.size() <= shorter.size()) return false;
+  const size_t added = longer.size() - shorter.size();
+  const size_t last = CommonStart(shorter, longer);
+  const size_t same = CommonEnd(shorter, longer);
+  for (size_t at = shorter.size() - std::min(same, shorter.size()); at <= last; ++at) {
+    if (!IsWholeLine(longer, at, at + added)) continue;
+    if (SaysOnly(longer.substr(at, added), expected)) return true;
+  }
+  return false;
+}
+
+// True when the texts differ within one value, which was the old one and is the new one.
+bool DiffersInValue(std::string_view old, std::string_view changed, const CFPropertyList& oldValue,
+                    const CFPropertyList& newValue) {
+  const size_t start = CommonStart(old, changed);
+  for (size_t at = 0; at <= start; ++at) {
+    const size_t same = CommonEnd(old.substr(at), changed.substr(at));
+    for (size_t kept = same + 1; kept-- > 0;) {
+      const auto said = [&](std::string_view text) {
+        return "x=" + std::string(text.substr(at, text.size() - at - kept));
+      };
+      // Each try reads a text, so that not all are worth one.
+      const size_t end = changed.size() - kept;
+      if (end < changed.size() && changed[end] != '\r' && changed[end] != '\n' &&
+          changed[end] != ' ' && changed[end] != '\t' && changed[end] != '#') {
+        continue;
+      }
+      if (at > 0 && old[at - 1] != '=' && old[at - 1] != ' ' && old[at - 1] != '\t') continue;
+      if (SaysOnly(said(old), {{"x", oldValue}}) && SaysOnly(said(changed), {{"x", newValue}})) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+void CheckChange(const PreferenceInput& input, const PreferenceValues& before,
+                 const std::string& changed) {
+  PreferenceValues expected = before;
+  const auto old = before.find(input.key);
+  expected.erase(input.key);
+  if (input.value) expected.emplace(input.key, *input.value);
+  Require(SaysOnly(changed, expected),
+          "the changed text says what was set and what it said before");
+
+  const bool wasThere = old != before.end();
+  if (wasThere ? input.value == old->second : !input.value) {
+    Require(changed == input.text, "what is set already changes nothing");
+  } else if (!wasThere) {
+    Require(HasLinesMore(input.text, changed, {{input.key, *input.value}}),
+            "a new key takes lines of its own");
+  } else if (!input.value) {
+    Require(HasLinesMore(changed, input.text, {{input.key, old->second}}),
+            "a removed key takes its own lines with it and no others");
+  } else {
+    Require(DiffersInValue(input.text, changed, old->second, *input.value),
+            "a key that was there changes in its value alone");
+  }
+  std::string again;
+  Require(!ChangePreferences(changed, {{input.key, input.value}}, &again) && again == changed,
+          "setting it twice is setting it once");
+}
+
+// What no text has a place for, or no room.
+bool CanBeRefused(const PreferenceInput& input, const PreferenceValues& before) {
+  constexpr size_t kRoom = 1024;
+  if (input.text.size() + 6 * input.key.size() + kRoom > kLargestPreferencesText) return true;
+  const auto* string = input.value ? std::get_if<std::string>(&*input.value) : nullptr;
+  if (!IsUtf8(input.key) || (string != nullptr && !IsUtf8(*string))) return true;
+  const auto dots = [](std::string_view text) { return std::count(text.begin(), text.end(), '.'); };
+  constexpr ptrdiff_t kFewDots = 1000;
+  const ptrdiff_t added = dots(input.key) + (string != nullptr ? dots(*string) : 0);
+  if (dots(input.text) + added > kFewDots) return true;
+  const auto old = before.find(input.key);
+  return old != before.end() && std::holds_alternative<OtherPreferenceValue>(old->second);
+}
+
+}  // namespace
+
+void TryInput(std::string_view bytes) {
+  const PreferenceInput input = ReadPreferenceInput(bytes);
+  const PreferenceValues untouched = {{"untouched", true}};
+  PreferenceValues before = untouched;
+  const bool isReadable = !ParsePreferences(input.text, &before);
+  Require(isReadable || before == untouched, "a text that cannot be read gives nothing");
+
+  const std::string nothing = "nothing was written here";
+  std::string changed = nothing;
+  const auto problem = ChangePreferences(input.text, {{input.key, input.value}}, &changed);
+  Require(problem || isReadable, "a text that cannot be read is not changed");
+  Require(!problem || changed == nothing, "a change that fails gives no text");
+  if (!problem) CheckChange(input, before, changed);
+  if (isReadable && problem) {
+    Require(CanBeRefused(input, before), "a value that fits is set in every text that can be read");
+  }
+}
+
+}  // namespace tessary::testing
