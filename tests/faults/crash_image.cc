@@ -1,0 +1,102 @@
+#include "tests/faults/crash_image.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "platform/linux/unique_fd.h"
+#include "tests/support/tool.h"
+
+namespace tessary::testing {
+namespace {
+
+// What file systems call GOINGDOWN or SHUTDOWN; the argument says to flush nothing, not the log
+// either.
+constexpr unsigned long kShutDown = _IOR('X', 125, uint32_t);
+constexpr uint32_t kFlushNothing = 2;
+
+constexpr size_t kChunk = 1 << 20;
+
+// Copies what is written of the file, and only that. `*isSame` is whether the copy was the same
+// already.
+bool CopyOver(int from, int to, bool* isSame) {
+  struct stat info = {};
+  if (fstat(from, &info) != 0 || ftruncate(to, info.st_size) != 0) return false;
+  *isSame = true;
+  std::vector<char> buffer(kChunk);
+  std::vector<char> known(kChunk);
+  for (off_t at = lseek(from, 0, SEEK_DATA); at >= 0;) {
+    const off_t end = lseek(from, at, SEEK_HOLE);
+    while (at < end) {
+      const size_t wanted = std::min<size_t>(kChunk, static_cast<size_t>(end - at));
+      const ssize_t got = pread(from, buffer.data(), wanted, at);
+      if (got <= 0) return false;
+      const auto size = static_cast<size_t>(got);
+      const bool isKnown = pread(to, known.data(), size, at) == got &&
+                           std::memcmp(buffer.data(), known.data(), size) == 0;
+      if (!isKnown) {
+        *isSame = false;
+        if (pwrite(to, buffer.data(), size, at) != got) return false;
+      }
+      at += got;
+    }
+    at = lseek(from, end, SEEK_DATA);
+  }
+  return true;
+}
+
+// The kernel may write while it is copied, and a copy of one half from before that and the other
+// from after it is no state that the image ever was in. So it is copied until nothing changes.
+bool CopyImage(const std::string& image, const std::string& copy) {
+  const UniqueFd from(open(image.c_str(), O_RDONLY | O_CLOEXEC));
+  const UniqueFd to(open(copy.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  constexpr int kTries = 100;
+  for (int i = 0; from && to && i < kTries; ++i) {
+    bool isSame = false;
+    if (!CopyOver(from.get(), to.get(), &isSame)) return false;
+    if (isSame) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+CrashImage::CrashImage(const ScratchVolume& volume) {
+  const std::string image = ground_ / "image";
+  if (!CopyImage(volume.ImagePath(), image)) {
+    whyNot_ = "cannot copy the image: " + std::string(std::strerror(errno));
+    return;
+  }
+  const std::string point = ground_ / "mount";
+  MakeFolder(point);
+  // The original is mounted, and the two bear the same number.
+  const std::string options = volume.kind() == VolumeKind::kXfs ? "loop,nouuid" : "loop";
+  const ToolResult result =
+      RunTool({"mount", "-t", NameOf(volume.kind()), "-o", options, image, point});
+  if (result.status != 0) {
+    whyNot_ = "cannot mount the copy: " + result.output;
+    return;
+  }
+  isMounted_ = true;
+  path_ = point + "/" + std::filesystem::path(volume.path()).filename().string();
+}
+
+CrashImage::~CrashImage() {
+  if (isMounted_) umount2((ground_ / "mount").c_str(), MNT_DETACH);
+}
+
+bool ShutDown(const ScratchVolume& volume) {
+  const UniqueFd folder(open(volume.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  uint32_t how = kFlushNothing;
+  return folder && ioctl(folder.get(), kShutDown, &how) == 0;
+}
+
+}  // namespace tessary::testing

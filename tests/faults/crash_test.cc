@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <thread>
+
+#include "tests/faults/cargo.h"
+#include "tests/faults/child.h"
+#include "tests/faults/crash_image.h"
+#include "tests/support/environment_variable.h"
+#include "tests/support/soak.h"
+#include "tests/support/volumes.h"
+
+// Moves from one volume to another that a crash of the machine interrupts, and what is found on
+// both afterwards.
+namespace tessary {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::Cargo;
+using testing::Child;
+using testing::ChildSetup;
+using testing::CrashImage;
+using testing::EnvironmentVariable;
+using testing::MakeFolder;
+using testing::NameOf;
+using testing::ScratchVolume;
+using testing::SoakCount;
+using testing::SoakRandom;
+using testing::SoakRounds;
+using testing::Survey;
+using testing::TemporaryFolder;
+using testing::VolumeKind;
+
+constexpr unsigned kHang = 120;  // seconds
+
+// Images lie in memory where there is room: what is tried is the order in which things are written,
+// and a disk would only take its time.
+std::string PlaceOfImages() {
+  return access("/dev/shm", W_OK | X_OK) == 0 ? "/dev/shm" : fs::temp_directory_path().string();
+}
+
+// Two volumes, and a run that moves a cargo from one to the other.
+class CrashingMove {
+ public:
+  CrashingMove(VolumeKind from, VolumeKind to, SoakCount* count)
+      : place_("TESSARY_TEST_DIR", PlaceOfImages()), from_(from), to_(to), count_(count) {}
+
+  // Empty, or why this machine cannot do it.
+  std::string WhyNot() const { return from_.IsThere() ? to_.WhyNot() : from_.WhyNot(); }
+
+  // Moves a new cargo, and looks at it as crashes would leave it at moments of the run.
+  void Run(SoakRandom& random) {
+    Load(random);
+    Child child(Arguments(from_.path(), to_.path()), setup_);
+    constexpr int kMost = 3;
+    for (int crash = 0; crash < kMost; ++crash) {
+      Wait(random);
+      child.Stop();
+      if (child.HasEnded()) break;
+      Crash(random.OneIn(3));
+      child.Continue();
+    }
+    if (!child.Wait(kHang)) count_->AddViolation("hung", "the move");
+    if (child.status() != 0) count_->AddViolation("lost", "the move failed: " + child.Errors());
+  }
+
+  // The same once, with disks that are pulled out while the run goes on. False where the file
+  // systems do not know how to be without.
+  bool RunWithoutDisks(SoakRandom& random) {
+    Load(random);
+    Child child(Arguments(from_.path(), to_.path()), setup_);
+    Wait(random);
+    const bool isFirst = random.OneIn(2);
+    const bool isDown = ShutDown(isFirst ? from_ : to_) && ShutDown(isFirst ? to_ : from_);
+    if (!child.Wait(kHang)) count_->AddViolation("hung", "the move without disks");
+    if (isDown) Crash(true);
+    return isDown;
+  }
+
+ private:
+  void Load(SoakRandom& random) {
+    cargo_ = std::make_unique<Cargo>(true);
+    for (const std::string& folder : {from_ / "source", to_ / "destination"}) {
+      fs::remove_all(folder);
+      MakeFolder(folder);
+    }
+    cargo_->Fill(from_ / "source", 10 + random.Below(40), random.OneIn(2), random);
+    sync();
+  }
+
+  static void Wait(SoakRandom& random) {
+    std::this_thread::sleep_for(std::chrono::microseconds(3'000 + random.Below(60'000)));
+  }
+
+  static std::vector<std::string> Arguments(const std::string& from, const std::string& to) {
+    return {"aggregate", "--recurse",      "--kind=extension",
+            "--move",    from + "/source", to + "/destination"};
+  }
+
+  // The destination comes first: what leaves the source afterwards has to be there already.
+  void Crash(bool runsAgain) {
+    const CrashImage to(to_);
+    const CrashImage from(from_);
+    if (!to.IsThere() || !from.IsThere()) {
+      ADD_FAILURE() << to.WhyNot() << from.WhyNot();
+      return;
+    }
+    count_->AddTries();
+    Check(from.path(), to.path());
+    if (!runsAgain) return;
+    Child child(Arguments(from.path(), to.path()), setup_);
+    if (!child.Wait(kHang)) count_->AddViolation("hung", "the next run");
+    if (child.status() != 0) count_->AddViolation("lost", "the next run: " + child.Errors());
+    const Survey survey = Check(from.path(), to.path());
+    for (const std::string& path : survey.leftovers) count_->AddViolation("left over", path);
+  }
+
+  Survey Check(const std::string& from, const std::string& to) {
+    Survey survey = cargo_->Look({from + "/source", to + "/destination"});
+    for (const std::string& path : survey.strangers) count_->AddViolation("partial", Explain(path));
+    for (size_t item = 0; item < cargo_->size(); ++item) {
+      if (survey.PlacesOf(item).empty()) count_->AddViolation("lost", cargo_->PathOf(item));
+    }
+    return survey;
+  }
+
+  static std::string Explain(const std::string& path) {
+    struct stat info = {};
+    (void)lstat(path.c_str(), &info);
+    return path + ": mode " + std::to_string(info.st_mode) + ", " + std::to_string(info.st_size) +
+           " bytes of " + std::to_string(info.st_blocks) + " blocks";
+  }
+
+  EnvironmentVariable place_;
+  ScratchVolume from_;
+  ScratchVolume to_;
+  SoakCount* count_;
+  TemporaryFolder config_;
+  ChildSetup setup_ = {.environment = {{"XDG_CONFIG_HOME", config_.path()},
+                                       {"XDG_DATA_HOME", config_.path()},
+                                       {"XDG_DATA_DIRS", config_.path()}}};
+  std::unique_ptr<Cargo> cargo_;
+};
+
+class ACrash : public ::testing::TestWithParam<VolumeKind> {};
+
+TEST_P(ACrash, LeavesEveryItemOfAMoveWholeOnAtLeastOneSide) {
+  static const std::vector<VolumeKind> kSources = {VolumeKind::kExt4, VolumeKind::kXfs,
+                                                   VolumeKind::kBtrfs};
+  const std::string title = "crash, moving to " + NameOf(GetParam());
+  SoakCount count(title, "crashes", {"partial", "lost", "left over", "hung"});
+  for (SoakRounds rounds(title, 1); rounds.Next();) {
+    SCOPED_TRACE(rounds.Describe());
+    CrashingMove move(rounds.random().Pick(kSources), GetParam(), &count);
+    if (!move.WhyNot().empty()) GTEST_SKIP() << move.WhyNot();
+    constexpr int kRuns = 3;
+    for (int run = 0; run < kRuns; ++run) move.Run(rounds.random());
+    if (!move.RunWithoutDisks(rounds.random())) std::printf("no disks can be pulled out here\n");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(EachFileSystem, ACrash,
+                         ::testing::Values(VolumeKind::kExt4, VolumeKind::kXfs, VolumeKind::kBtrfs),
+                         [](const auto& kind) { return NameOf(kind.param); });
+
+}  // namespace
+}  // namespace tessary
