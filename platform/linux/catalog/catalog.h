@@ -59,11 +59,21 @@ class Catalog {
   // The path of the object of a reference, of any length; empty where its folder has been released.
   std::string PathOf(const Reference& reference);
 
+  // Finishes the changes to items and their sidecars whose records lie in the folder open as
+  // `folder`, and whose makers have died. How that is done is the affair of whoever changes
+  // folders, who registers it.
+  using PairMender = void (*)(int folder);
+  void SetPairMender(PairMender mender) { mendPairs_ = mender; }
+  void MendPairs(int folder) const {
+    if (mendPairs_ != nullptr) mendPairs_(folder);
+  }
+
  private:
   Catalog() : folders_(&names_) {}
 
   NameTable names_;
   FolderTable folders_;
+  PairMender mendPairs_ = nullptr;
 };
 
 }  // namespace tessary

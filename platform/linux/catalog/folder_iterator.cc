@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/sidecars.h"
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/leftover_name.h"
@@ -75,7 +76,10 @@ class FSIteratorState {
     times_ = info;
     const ssize_t size = getdents64(descriptor_.get(), buffer_.data(), buffer_.size());
     if (size < 0) return LastError();
-    if (size == 0) return errFSNoMoreItems;
+    if (size == 0) {
+      NoteListed(folder_, hasRecord_);
+      return errFSNoMoreItems;
+    }
     position_ = 0;
     filled_ = static_cast<size_t>(size);
     return noErr;
@@ -90,6 +94,7 @@ class FSIteratorState {
     if (name == "." || name == "..") return errFSNoMoreItems;
     if (IsSidecarName(name)) Catalog::Get().folders().NoteSidecar(folder_);
     if (IsHiddenName(name)) Catalog::Get().folders().NoteLeftover(folder_);
+    hasRecord_ |= IsPairRecordName(name);
     const bool isTrue =
         volume_.hasTrueEntries && entry->d_type != DT_DIR && entry->d_type != DT_UNKNOWN;
     if (isTrue) {
@@ -126,6 +131,7 @@ class FSIteratorState {
   uint32_t device_;
   Volume volume_;
   UniqueFd descriptor_;
+  bool hasRecord_ = false;
   struct statx times_ = {};
   size_t position_ = 0;
   size_t filled_ = 0;

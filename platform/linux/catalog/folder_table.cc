@@ -178,7 +178,9 @@ Status FolderTable::OpenFrom(int above, const char* path, uint32_t number, Folde
 }
 
 void FolderTable::NoteSidecar(uint32_t number) {
-  if (Find(number) != nullptr) folders_[number - 1]->hasSidecars = true;
+  if (Find(number) == nullptr || HasSidecars(number)) return;
+  folders_[number - 1]->hasSidecars = true;
+  ++foldersWithSidecars_;
 }
 
 bool FolderTable::HasSidecars(uint32_t number) const {
@@ -193,6 +195,15 @@ void FolderTable::NoteLeftover(uint32_t number) {
 bool FolderTable::MayHaveLeftovers(uint32_t number) const {
   const Folder* folder = Find(number);
   return folder != nullptr && folder->mayHaveLeftovers;
+}
+
+void FolderTable::NoteListed(uint32_t number) {
+  if (Find(number) != nullptr) folders_[number - 1]->isListed = true;
+}
+
+bool FolderTable::IsListed(uint32_t number) const {
+  const Folder* folder = Find(number);
+  return folder != nullptr && folder->isListed;
 }
 
 void FolderTable::ForgetPathIfStale(const std::string& path) {
@@ -216,6 +227,7 @@ void FolderTable::ReleaseTo(size_t mark) {
     const auto number = static_cast<uint32_t>(folders_.size());
     const Folder& folder = *folders_.back();
     if (folder.descriptor) openFolders_.erase(folder.use);
+    if (folder.hasSidecars) --foldersWithSidecars_;
     const auto named = byPath_.find(folder.path);  // none is found for no path
     if (named != byPath_.end() && named->second == number) byPath_.erase(named);
     const auto [first, last] = byKey_.equal_range(KeyOf(folder.self));

@@ -44,6 +44,7 @@ struct Folder {
   std::list<uint32_t>::iterator use;  // its place among the open folders, valid with a descriptor
   bool hasSidecars = false;           // a name beginning "._" has been seen in it
   bool mayHaveLeftovers = false;      // and one that a run may have left there
+  bool isListed = false;              // it has been listed to its end
 };
 
 // The interned folders, numbered from 1. Each knows its path, if that is one that the kernel takes:
@@ -82,6 +83,13 @@ class FolderTable {
   void NoteLeftover(uint32_t number);
   bool MayHaveLeftovers(uint32_t number) const;
 
+  // True when such a name has been seen in any folder that is interned.
+  bool HasAnySidecars() const { return foldersWithSidecars_ > 0; }
+
+  // Keeps in mind that the folder has been listed to its end.
+  void NoteListed(uint32_t number);
+  bool IsListed(uint32_t number) const;
+
   // Forgets by which path a folder was interned where another object, or none, is found there.
   // References that lead through it keep it.
   void ForgetPathIfStale(const std::string& path);
@@ -112,6 +120,7 @@ class FolderTable {
   std::unordered_map<std::string, uint32_t> byPath_;
   std::unordered_multimap<Key, uint32_t, KeyHash> byKey_;
   std::list<uint32_t> openFolders_;  // most recently used first
+  size_t foldersWithSidecars_ = 0;
 };
 
 }  // namespace tessary

@@ -112,16 +112,6 @@ Status FSRefMakePath(const FSRef& ref, char* buffer, size_t size) {
   return noErr;
 }
 
-int PosixUnlink(const char* path) {
-  uint32_t number = 0;
-  std::string name;
-  FolderHandle folder;
-  if (FindPlaceOfPath(path, &number, &name) != noErr) return ENOENT;
-  if (number == 0) return EISDIR;
-  if (Catalog::Get().folders().Open(number, &folder) != noErr) return ENOENT;
-  return unlinkat(folder->get(), name.c_str(), 0) == 0 ? 0 : errno;
-}
-
 // People make folders anew between runs. What they name is what they see now, so that folders that
 // are no longer at their paths are not taken for it.
 Status ResolveNamedPath(const std::string& path, std::string* resolved) {

@@ -2,11 +2,15 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <optional>
 #include <string>
 
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/names.h"
+#include "platform/linux/catalog/paths.h"
+#include "platform/linux/catalog/sidecars.h"
 #include "platform/linux/changes/copy_item.h"
+#include "platform/linux/changes/pair.h"
 #include "platform/linux/changes/publish.h"
 #include "platform/linux/changes/removal.h"
 #include "platform/linux/changes/sweep.h"
@@ -55,6 +59,52 @@ CopyTarget CopyTargetOf(const Target& target) {
   return {target.place.descriptor(), target.place.name, target.identity};
 }
 
+// Renames the pair, or where the kernel cannot, copies and deletes it.
+Status MovePairAnywhere(const Pair& pair, const PairTarget& target) {
+  const Status status = MovePair(pair, target);
+  return status == diffVolErr ? MovePairAcrossVolumes(pair, target) : status;
+}
+
+// What moving and copying a pair have in common: a look at what is under way at the target, and
+// that there are sidecars there from here on.
+Status TransferPair(const Pair& pair, const Target& target,
+                    Status (*transfer)(const Pair&, const PairTarget&)) {
+  FolderTable& folders = Catalog::Get().folders();
+  LookForSidecars(target.folder);
+  const Status status = transfer(pair, {CopyTargetOf(target), folders.PathOf(target.folder)});
+  if (status == noErr) folders.NoteSidecar(target.folder);
+  return status;
+}
+
+// The item at the place and its sidecar, of which also a folder may be asked that was never listed.
+Status FindPairToDelete(uint32_t folder, Place* place, std::optional<Pair>* pair) {
+  LookForSidecars(folder);
+  place->mayHaveSidecar = Catalog::Get().folders().HasSidecars(folder);
+  return FindPair(*place, pair);
+}
+
+Status DeleteFolder(const Place& place) {
+  // Only ever an empty one, so that nothing saved meanwhile can go with it.
+  if (unlinkat(place.descriptor(), place.name.c_str(), AT_REMOVEDIR) == 0) return noErr;
+  return errno == EEXIST ? fBsyErr : LastError();
+}
+
+Status DeletePairOf(const Reference& reference, const Place& place, const Pair& pair) {
+  return DeletePair(pair, [&](const std::string& aside, const DeleteSidecar& deleteSidecar) {
+    if (S_ISDIR(pair.item.stx_mode)) {
+      const Status status = DeleteFolder(place);
+      return status == noErr ? deleteSidecar() : status;
+    }
+    bool isDisplaced = false;
+    return RemoveByWayOf(
+        place.descriptor(), place.name.c_str(), aside,
+        [&](const struct statx& info) {
+          return Identity::Of(info).Matches(reference.GetIdentity()) && deleteSidecar() == noErr;
+        },
+        &isDisplaced);
+  });
+}
+
 Status MakeTargetRef(const Target& target, FSRef* ref) {
   Reference made;
   const Status status = Catalog::Get().LookUp(target.folder, target.place.name, &made);
@@ -85,6 +135,13 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   Target to;
   Status status = FindBoth(source, folder, newName, &from, &to);
   if (status != noErr) return status;
+  std::optional<Pair> pair;
+  status = FindPair(from, &pair);
+  if (status != noErr) return status;
+  if (pair) {
+    status = TransferPair(*pair, to, MovePairAnywhere);
+    return status == noErr ? MakeTargetRef(to, target) : status;
+  }
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
   if (status == diffVolErr) {
@@ -104,8 +161,13 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   if (reference.parent == 0) return paramErr;
   status = FindTarget(folder, newName, from.name, &to);
   if (status != noErr) return status;
+  std::optional<Pair> pair;
+  status = FindPair(from, &pair);
+  if (status != noErr) return status;
+  if (pair && !Identity::Of(pair->item).Matches(reference.GetIdentity())) return fnfErr;
   // The copy looks whether the source is still the object that it was.
-  status = CopyItem(CopySourceOf(source, from), CopyTargetOf(to));
+  status = pair ? TransferPair(*pair, to, CopyPair)
+                : CopyItem(CopySourceOf(source, from), CopyTargetOf(to));
   return status == noErr ? MakeTargetRef(to, target) : status;
 }
 
@@ -116,11 +178,10 @@ Status FSDeleteObject(const FSRef& ref) {
   const Status status = Catalog::Get().Ask(reference, 0, &info, &place);
   if (status != noErr) return status;
   if (reference.parent == 0) return fBsyErr;
-  if (S_ISDIR(info.stx_mode)) {
-    // Only ever an empty one, so that nothing saved meanwhile can go with it.
-    if (unlinkat(place.descriptor(), place.name.c_str(), AT_REMOVEDIR) == 0) return noErr;
-    return errno == EEXIST ? fBsyErr : LastError();
-  }
+  std::optional<Pair> pair;
+  if (const Status found = FindPairToDelete(reference.parent, &place, &pair)) return found;
+  if (pair) return DeletePairOf(reference, place, *pair);
+  if (S_ISDIR(info.stx_mode)) return DeleteFolder(place);
   bool isDisplaced = false;
   return RemoveIfMeant(
       place.descriptor(), place.name.c_str(),
@@ -135,6 +196,34 @@ void FSSweepFolder(const FSRef& folder) {
   FolderHandle handle;
   if (Catalog::Get().OpenFolder(ReferenceOf(folder), &number, &handle) != noErr) return;
   if (Catalog::Get().folders().MayHaveLeftovers(number)) SweepFolder(handle->get());
+}
+
+int PosixUnlink(const char* path) {
+  uint32_t number = 0;
+  Place place;
+  if (FindPlaceOfPath(path, &number, &place.name) != noErr) return ENOENT;
+  if (number == 0) return EISDIR;
+  if (Catalog::Get().folders().Open(number, &place.folder) != noErr) return ENOENT;
+  int error = 0;
+  const auto unlinkItem = [&] {
+    error = unlinkat(place.descriptor(), place.name.c_str(), 0) == 0 ? 0 : errno;
+    return error == 0;
+  };
+  std::optional<Pair> pair;
+  if (const Status found = FindPairToDelete(number, &place, &pair)) {
+    return found == fnfErr ? ENOENT : EIO;
+  }
+  if (!pair) {
+    (void)unlinkItem();
+    return error;
+  }
+  const Status status =
+      DeletePair(*pair, [&](const std::string& /*aside*/, const DeleteSidecar& deleteSidecar) {
+        return unlinkItem() ? deleteSidecar() : StatusFromErrno(error);
+      });
+  if (status == noErr || error != 0) return error;
+  // It is the sidecar that cannot go, and keeps its item.
+  return EPERM;
 }
 
 }  // namespace tessary

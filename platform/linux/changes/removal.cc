@@ -22,8 +22,7 @@ Status MakeVisibleName(std::string* name) {
   return status;
 }
 
-Status RemoveAside(int folder, const char* aside,
-                   const std::function<bool(const struct statx&)>& isMeant) {
+Status RemoveAside(int folder, const char* aside, const IsMeant& isMeant) {
   struct statx info = {};
   if (const Status status = ReadObjectInfo(folder, aside, &info)) return status;
   if (!isMeant(info)) return fBsyErr;
@@ -32,10 +31,14 @@ Status RemoveAside(int folder, const char* aside,
 
 }  // namespace
 
-Status RemoveIfMeant(int folder, const char* name,
-                     const std::function<bool(const struct statx&)>& isMeant, bool* isDisplaced) {
+Status RemoveIfMeant(int folder, const char* name, const IsMeant& isMeant, bool* isDisplaced) {
   std::string aside;
   if (const Status status = MakeVisibleName(&aside)) return status;
+  return RemoveByWayOf(folder, name, aside, isMeant, isDisplaced);
+}
+
+Status RemoveByWayOf(int folder, const char* name, const std::string& aside, const IsMeant& isMeant,
+                     bool* isDisplaced) {
   // Nothing can bear the new name, so the plain call does, which every volume knows: the ways round
   // a missing flag would look at the old name and remove it, and that is the gap to be closed.
   if (renameat(folder, name, folder, aside.c_str()) != 0) return LastError();

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <functional>
+#include <string>
 
 #include "platform/managers/status.h"
 
@@ -16,7 +17,11 @@ namespace tessary {
 // the name); else what the file system reports. On failure the object has its name, unless that was
 // taken meanwhile: then it keeps the other one, which is logged, and `*isDisplaced` is set to true
 // and otherwise left alone.
-Status RemoveIfMeant(int folder, const char* name,
-                     const std::function<bool(const struct statx&)>& isMeant, bool* isDisplaced);
+using IsMeant = std::function<bool(const struct statx&)>;
+Status RemoveIfMeant(int folder, const char* name, const IsMeant& isMeant, bool* isDisplaced);
+
+// The same, by way of a name of the caller's that nothing can bear.
+Status RemoveByWayOf(int folder, const char* name, const std::string& aside, const IsMeant& isMeant,
+                     bool* isDisplaced);
 
 }  // namespace tessary

@@ -4,16 +4,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
+#include "platform/linux/catalog/folder_names.h"
+#include "platform/linux/catalog/sidecars.h"
 #include "platform/linux/changes/delete_tree.h"
-#include "platform/linux/changes/folder_names.h"
 #include "platform/linux/changes/hidden_name.h"
 #include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/pair_mending.h"
 #include "platform/linux/changes/publish.h"
 #include "platform/linux/quiet_open.h"
 
@@ -31,6 +35,8 @@ bool IsFirstUse(const Identity& folder) {
   const std::lock_guard lock(gSwept.mutex);
   return gSwept.identities.insert({folder.device, folder.inode, folder.birth}).second;
 }
+
+bool IsLeftoverName(std::string_view name) { return IsHiddenName(name) || IsPairRecordName(name); }
 
 void SweepTree(int folder, const char* name, int leftover, const Identity& identity) {
   std::string ownName;
@@ -65,8 +71,11 @@ void SweepFolder(int folder) {
   const UniqueFd opened = OpenQuietly(folder, ".", O_DIRECTORY);
   if (!opened) return;
   std::vector<std::string> names;
-  if (ReadFolderNames(opened.get(), IsHiddenName, &names) != noErr) return;
-  for (const std::string& name : names) SweepLeftover(opened.get(), name.c_str());
+  if (ReadFolderNames(opened.get(), IsLeftoverName, &names) != noErr) return;
+  if (std::any_of(names.begin(), names.end(), IsPairRecordName)) MendPairs(opened.get());
+  for (const std::string& name : names) {
+    if (IsHiddenName(name)) SweepLeftover(opened.get(), name.c_str());
+  }
 }
 
 void SweepFolderOnce(int folder, const Identity& identity) {

@@ -8,7 +8,8 @@ namespace tessary {
 // with a hidden name whose lock is free. Each is locked, then looked at again; a folder is first
 // renamed to a hidden name of the sweeper's own, so that its maker, should it live after all behind
 // a lock that does not work, can no longer publish it half deleted. What cannot be locked or
-// deleted is left. Nothing is reported: sweeping is a favour, not a condition.
+// deleted is left. What died between an item and its sidecar is mended (pair_mending.h). Nothing is
+// reported: sweeping is a favour, not a condition.
 void SweepFolder(int folder);
 
 // The same, once in this process for each folder, told apart by their identities.

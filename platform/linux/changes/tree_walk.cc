@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/catalog/folder_names.h"
 #include "platform/linux/changes/folder_chain.h"
-#include "platform/linux/changes/folder_names.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/quiet_open.h"

@@ -1,4 +1,4 @@
-#include "platform/linux/changes/folder_names.h"
+#include "platform/linux/catalog/folder_names.h"
 
 #include <dirent.h>
 #include <unistd.h>

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+// What the catalog knows of sidecars: the "._" files that a Mac leaves beside items on volumes that
+// have no place for what it keeps of them. The names are those of mac_formats/apple_double.h.
+namespace tessary {
+
+// A record of a change to an item and its sidecar that is under way, or was when its maker died.
+// Its name is this and a UUID (platform/linux/changes/pair_record.h).
+inline constexpr std::string_view kPairRecordPrefix = ".tessary-pair-";
+bool IsPairRecordName(std::string_view name);
+
+// Keeps in mind that an interned folder has been listed to its end, and of what a listing of it met
+// a record: then what the record tells of is finished now, so that nothing half done outlives the
+// next look at the folder.
+void NoteListed(uint32_t folder, bool hasRecord);
+
+// Lists an interned folder for sidecars and records, unless it has been listed since it was
+// interned. One that cannot be listed counts as one without any.
+void LookForSidecars(uint32_t folder);
+
+}  // namespace tessary

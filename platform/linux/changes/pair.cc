@@ -1,0 +1,186 @@
+#include "platform/linux/changes/pair.h"
+
+#include <unistd.h>
+
+#include <new>
+#include <utility>
+
+#include "platform/linux/changes/copied_item.h"
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/publish.h"
+#include "platform/linux/errors.h"
+#include "platform/linux/mac_formats/apple_double.h"
+#include "platform/managers/log.h"
+
+namespace tessary {
+namespace {
+
+PairIntent IntentOf(PairChange change, const Pair& pair, const PairTarget& target) {
+  return {change,
+          pair.name,
+          target.name,
+          target.path,
+          ObjectMark::Of(pair.item),
+          ObjectMark::Of(pair.sidecar)};
+}
+
+CopySource SourceOf(const Pair& pair, const std::string& name, const struct statx& info) {
+  return {pair.folder, name, Identity::Of(info)};
+}
+
+// Copies the sidecar alone, as it is.
+Status CopySidecar(const Pair& pair, const PairTarget& target, CopiedItem* copied) {
+  return PublishCopy(SourceOf(pair, SidecarName(pair.name), pair.sidecar),
+                     {target.folder, SidecarName(target.name), target.identity},
+                     CopyRole::kInnerItem, copied);
+}
+
+// A sidecar that is out of sight while its item is deleted, and has its name again when this goes,
+// unless it was deleted too.
+class HeldSidecar {
+ public:
+  HeldSidecar() = default;
+  HeldSidecar(const HeldSidecar&) = delete;
+  HeldSidecar& operator=(const HeldSidecar&) = delete;
+  ~HeldSidecar() {
+    if (!heldName_.empty()) GiveBack();
+  }
+
+  Status Take(const Pair& pair, PairChange change, const PairTarget& target) {
+    folder_ = pair.folder;
+    sidecarName_ = SidecarName(pair.name);
+    Status status = PairRecord::Write(folder_, IntentOf(change, pair, target), &record_);
+    if (status != noErr) return status;
+    const std::string name = SidecarAsideName(record_.name());
+    status = RenameWithoutReplacing(folder_, sidecarName_.c_str(), folder_, name.c_str());
+    if (status != noErr) return status;
+    heldName_ = name;
+    struct statx info = {};
+    status = ReadObjectInfo(folder_, name.c_str(), &info);
+    if (status != noErr) return status;
+    return IsUnchangedButForName(pair.sidecar, info) ? noErr : fBsyErr;
+  }
+
+  Status Delete() {
+    if (unlinkat(folder_, heldName_.c_str(), 0) != 0) return LastError();
+    heldName_.clear();
+    return noErr;
+  }
+
+  // Leaves the deletion to a later look, as the record tells.
+  void LeaveToMending() {
+    heldName_.clear();
+    record_.Keep();
+  }
+
+  const std::string& recordName() const { return record_.name(); }
+
+ private:
+  void GiveBack() {
+    if (RenameWithoutReplacing(folder_, heldName_.c_str(), folder_, sidecarName_.c_str()) ==
+        noErr) {
+      return;
+    }
+    NSLog("\"" + sidecarName_ + "\" could not keep its name and is now \"" + heldName_ + "\"");
+    record_.Keep();
+  }
+
+  int folder_ = -1;
+  std::string sidecarName_;
+  std::string heldName_;
+  PairRecord record_;
+};
+
+Status CopyBoth(const Pair& pair, const PairTarget& target) {
+  PairRecord record;
+  Status status =
+      PairRecord::Write(target.folder, IntentOf(PairChange::kCopy, pair, target), &record);
+  if (status != noErr) return status;
+  CopiedItem sidecar;
+  status = CopySidecar(pair, target, &sidecar);
+  if (status != noErr) return status;
+  status = CopyItem(SourceOf(pair, pair.name, pair.item), target);
+  if (status == noErr) sidecar.item.Keep();
+  return status;
+}
+
+Status MoveBothAcross(const Pair& pair, const PairTarget& target) {
+  PairRecord record;
+  Status status =
+      PairRecord::Write(target.folder, IntentOf(PairChange::kCopy, pair, target), &record);
+  if (status != noErr) return status;
+  CopiedItem sidecar;
+  status = CopySidecar(pair, target, &sidecar);
+  if (status != noErr) return status;
+  // Its name becomes durable with the item's, before anything is deleted.
+  if (fsync(sidecar.item.fd()) != 0) return LastError();
+  HeldSidecar held;
+  Pair copied = pair;
+  copied.sidecar = sidecar.source;
+  status = held.Take(copied, PairChange::kMoveAcross, target);
+  if (status != noErr) return status;
+  status = MoveItemAcrossVolumes(SourceOf(pair, pair.name, pair.item), target);
+  if (status != noErr) return status;
+  sidecar.item.Keep();
+  if (held.Delete() != noErr) held.LeaveToMending();
+  return noErr;
+}
+
+}  // namespace
+
+Status FindPair(const Place& place, std::optional<Pair>* pair) {
+  pair->reset();
+  if (!place.mayHaveSidecar || IsSidecarName(place.name)) return noErr;
+  Pair found{place.descriptor(), place.name, {}, {}};
+  Status status = ReadObjectInfo(found.folder, SidecarName(found.name).c_str(), &found.sidecar);
+  // The name of a sidecar can be too long where the item's is not.
+  if (status == fnfErr || status == bdNamErr) return noErr;
+  if (status != noErr) return status;
+  if (!S_ISREG(found.sidecar.stx_mode)) return noErr;
+  status = ReadObjectInfo(found.folder, found.name.c_str(), &found.item);
+  if (status == noErr) *pair = std::move(found);
+  return status;
+}
+
+// The sidecar goes first, so that the item never appears without it, and is renamed once at most.
+Status MovePair(const Pair& pair, const PairTarget& target) {
+  const std::string sidecar = SidecarName(pair.name);
+  const std::string newSidecar = SidecarName(target.name);
+  PairRecord record;
+  Status status =
+      PairRecord::Write(pair.folder, IntentOf(PairChange::kMove, pair, target), &record);
+  if (status != noErr) return status;
+  status = RenameWithoutReplacing(pair.folder, sidecar.c_str(), target.folder, newSidecar.c_str());
+  if (status != noErr) return status;
+  status =
+      RenameWithoutReplacing(pair.folder, pair.name.c_str(), target.folder, target.name.c_str());
+  if (status == noErr) return noErr;
+  if (RenameWithoutReplacing(target.folder, newSidecar.c_str(), pair.folder, sidecar.c_str()) !=
+      noErr) {
+    NSLog("\"" + sidecar + "\" could not be given back and is now \"" + target.path + "/" +
+          newSidecar + "\"");
+    record.Keep();
+  }
+  return status;
+}
+
+Status CopyPair(const Pair& pair, const PairTarget& target) try {
+  return CopyBoth(pair, target);
+} catch (const std::bad_alloc&) {
+  return memFullErr;
+}
+
+Status MovePairAcrossVolumes(const Pair& pair, const PairTarget& target) try {
+  return MoveBothAcross(pair, target);
+} catch (const std::bad_alloc&) {
+  return memFullErr;
+}
+
+Status DeletePair(const Pair& pair, const RemoveItem& removeItem) {
+  HeldSidecar held;
+  const Status status = held.Take(pair, PairChange::kDelete, {});
+  if (status != noErr) return status;
+  return removeItem(ItemAsideName(held.recordName()), [&held] { return held.Delete(); });
+}
+
+}  // namespace tessary

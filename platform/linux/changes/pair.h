@@ -1,0 +1,55 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "platform/linux/catalog/catalog.h"
+#include "platform/linux/changes/copy_item.h"
+#include "platform/linux/changes/pair_record.h"
+#include "platform/managers/status.h"
+
+// An item and its sidecar, the "._" file beside it, which go the same way or not at all. Whatever
+// fails, both are where they were; a maker that dies in between is mended
+// (platform/linux/changes/pair_mending.h). What is at the target under the sidecar's new name is
+// never touched and answered as dupFNErr, like what is there under the item's.
+namespace tessary {
+
+// An item that has a sidecar, in the folder open as `folder`.
+struct Pair {
+  int folder = -1;
+  std::string name;
+  struct statx item = {};
+  struct statx sidecar = {};
+};
+
+// Where a pair goes, as its item's copy would, and the path of the folder there.
+struct PairTarget : CopyTarget {
+  std::string path;
+};
+
+// The item at a place together with its sidecar; none where it has none, which is known without a
+// look where no "._" name has been seen in its folder. Only a file is a sidecar, and a sidecar has
+// none of its own. noErr, fnfErr (there is no item), else what the file system reports; `*pair` is
+// written on success only, and refers to the place's folder.
+Status FindPair(const Place& place, std::optional<Pair>* pair);
+
+// Renames both. The statuses are those of RenameWithoutReplacing and of writing a file.
+Status MovePair(const Pair& pair, const PairTarget& target);
+
+// The statuses are those of CopyItem and of MoveItemAcrossVolumes. The sidecar's copy is one to the
+// byte and to the attribute.
+Status CopyPair(const Pair& pair, const PairTarget& target);
+Status MovePairAcrossVolumes(const Pair& pair, const PairTarget& target);
+
+// Deletes the item by `removeItem`, and the sidecar with it. That gets a name under which the item
+// may be put aside, and a call that is to be made when nothing keeps the item any more: it deletes
+// the sidecar, and where that fails the item has to stay. The statuses are those of `removeItem`
+// and of renaming the sidecar.
+using DeleteSidecar = std::function<Status()>;
+using RemoveItem = std::function<Status(const std::string& asideName, const DeleteSidecar&)>;
+Status DeletePair(const Pair& pair, const RemoveItem& removeItem);
+
+}  // namespace tessary

@@ -1,0 +1,181 @@
+#include "platform/linux/changes/pair_mending.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/folder_names.h"
+#include "platform/linux/catalog/sidecars.h"
+#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/pair_record.h"
+#include "platform/linux/changes/publish.h"
+#include "platform/linux/mac_formats/apple_double.h"
+#include "platform/linux/quiet_open.h"
+#include "platform/linux/unique_fd.h"
+
+namespace tessary {
+namespace {
+
+std::optional<struct statx> Look(int folder, const std::string& name) {
+  struct statx info = {};
+  if (ReadObjectInfo(folder, name.c_str(), &info) != noErr) return std::nullopt;
+  return info;
+}
+
+bool IsSame(const std::optional<struct statx>& info, const ObjectMark& mark) {
+  return info && (mark.IsOf(*info) || mark.IsLike(*info));
+}
+
+bool IsUntouched(const std::optional<struct statx>& info, const ObjectMark& mark) {
+  return info && mark.IsOf(*info) && mark.IsLike(*info);
+}
+
+// A record that was found, and the folder that it lies in.
+class Mending {
+ public:
+  Mending(int folder, std::string recordName, PairIntent intent)
+      : folder_(folder),
+        intent_(std::move(intent)),
+        sidecar_(SidecarName(intent_.name)),
+        newSidecar_(SidecarName(intent_.newName)),
+        itemAside_(ItemAsideName(recordName)),
+        sidecarAside_(SidecarAsideName(recordName)) {}
+
+  // True when nothing is left to be done.
+  bool Run() {
+    switch (intent_.change) {
+      case PairChange::kMove:
+        return FinishMove();
+      case PairChange::kMoveAcross:
+        return FinishMoveAcross();
+      case PairChange::kCopy:
+        return FinishCopy();
+      case PairChange::kDelete:
+        return FinishDeletion();
+    }
+    return true;
+  }
+
+ private:
+  bool FinishMove() {
+    if (!IsSame(Look(folder_, intent_.name), intent_.item)) return true;
+    UniqueFd target;
+    if (!OpenTarget(&target)) return false;
+    const std::optional<struct statx> there = Look(target.get(), newSidecar_);
+    if (!target || !IsSame(there, intent_.sidecar)) return true;
+    const std::optional<struct statx> here = Look(folder_, sidecar_);
+    if (!here) return Rename(target.get(), newSidecar_, sidecar_);
+    // Where a volume renames by a second link, both names can be one file's.
+    const bool isOneFile = Identity::Of(*here).Matches(Identity::Of(*there));
+    return !isOneFile || here->stx_nlink < 2 || unlinkat(target.get(), newSidecar_.c_str(), 0) == 0;
+  }
+
+  bool FinishMoveAcross() {
+    if (!Look(folder_, sidecarAside_)) return true;
+    const bool isGone = !IsSame(Look(folder_, intent_.name), intent_.item);
+    UniqueFd target;
+    if (isGone && !OpenTarget(&target)) return false;
+    if (isGone && target && IsLike(Look(target.get(), intent_.newName), intent_.item) &&
+        IsLike(Look(target.get(), newSidecar_), intent_.sidecar)) {
+      return unlinkat(folder_, sidecarAside_.c_str(), 0) == 0;
+    }
+    return Rename(folder_, sidecarAside_, sidecar_);
+  }
+
+  // The sidecar's copy is published first; whatever bears the item's name has come after it.
+  bool FinishCopy() {
+    if (Look(folder_, intent_.newName)) return true;
+    if (!IsLike(Look(folder_, newSidecar_), intent_.sidecar)) return true;
+    return unlinkat(folder_, newSidecar_.c_str(), 0) == 0;
+  }
+
+  bool FinishDeletion() {
+    const std::optional<struct statx> item = Look(folder_, itemAside_);
+    if (IsUntouched(item, intent_.item)) {
+      if (Look(folder_, sidecarAside_) && unlinkat(folder_, sidecarAside_.c_str(), 0) != 0) {
+        return false;
+      }
+      return unlinkat(folder_, itemAside_.c_str(), 0) == 0;
+    }
+    // Something else had got the item's name, or it was changed after that.
+    if (item && !Rename(folder_, itemAside_, intent_.name)) return false;
+    return !Look(folder_, sidecarAside_) || Rename(folder_, sidecarAside_, sidecar_);
+  }
+
+  static bool IsLike(const std::optional<struct statx>& info, const ObjectMark& mark) {
+    return info && mark.IsLike(*info);
+  }
+
+  // False where the folder may be there but cannot be opened; it is not open where there is none.
+  bool OpenTarget(UniqueFd* target) const {
+    *target = UniqueFd(open(intent_.targetPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    return *target || errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
+  }
+
+  // To a name in the record's folder. Where it has been taken meanwhile, what was hidden gets a
+  // name that people see.
+  bool Rename(int fromFolder, const std::string& from, const std::string& to) const {
+    Status status = RenameWithoutReplacing(fromFolder, from.c_str(), folder_, to.c_str());
+    if (status != dupFNErr) return status == noErr;
+    if (from != sidecarAside_) return true;
+    status = RenameWithoutReplacing(fromFolder, from.c_str(), folder_, from.c_str() + 1);
+    return status == noErr;
+  }
+
+  int folder_;
+  PairIntent intent_;
+  std::string sidecar_;
+  std::string newSidecar_;
+  std::string itemAside_;
+  std::string sidecarAside_;
+};
+
+std::string ReadRecord(int file) {
+  std::string bytes;
+  std::array<char, 16'384> buffer = {};
+  ssize_t size = 0;
+  while ((size = read(file, buffer.data(), buffer.size())) > 0) {
+    bytes.append(buffer.data(), static_cast<size_t>(size));
+  }
+  return bytes;
+}
+
+void MendPair(int folder, const std::string& name) {
+  const UniqueFd file(
+      openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct statx info = {};
+  if (!file || ReadObjectInfo(file.get(), "", &info) != noErr) return;
+  // What a record of another user says could make us move what only we may.
+  if (!S_ISREG(info.stx_mode) || info.stx_uid != geteuid()) return;
+  if (TakeHiddenLock(file.get()) != noErr) return;
+  if (!IsNameOf(folder, name.c_str(), Identity::Of(info))) return;
+  std::optional<PairIntent> intent = ParsePairIntent(ReadRecord(file.get()));
+  // A record that was not written to its end was followed by nothing.
+  const bool isDone = !intent || Mending(folder, name, *std::move(intent)).Run();
+  if (isDone) unlinkat(folder, name.c_str(), 0);
+}
+
+struct Registration {
+  Registration() { Catalog::Get().SetPairMender(MendPairs); }
+};
+
+const Registration kRegistration;
+
+}  // namespace
+
+void MendPairs(int folder) {
+  const UniqueFd opened = OpenQuietly(folder, ".", O_DIRECTORY);
+  std::vector<std::string> names;
+  if (!opened || ReadFolderNames(opened.get(), IsPairRecordName, &names) != noErr) return;
+  for (const std::string& name : names) MendPair(opened.get(), name);
+}
+
+}  // namespace tessary

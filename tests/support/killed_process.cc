@@ -1,0 +1,80 @@
+#include "tests/support/killed_process.h"
+
+#include <gtest/gtest.h>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+
+namespace tessary::testing {
+namespace {
+
+constexpr int kForbiddenStatus = 126;
+constexpr int kCallStop = SIGTRAP | 0x80;
+
+int Finish() {
+  (void)std::fflush(stdout);
+  return ::testing::Test::HasFailure() ? 1 : 0;
+}
+
+// Lets the child go on to its next stop at a call, with the signals that it gets. False when it has
+// ended.
+bool GoOn(pid_t child, int* status) {
+  int signal = 0;
+  do {
+    if (ptrace(PTRACE_SYSCALL, child, nullptr, signal) != 0) return false;
+    if (waitpid(child, status, 0) != child) return false;
+    signal = WIFSTOPPED(*status) ? WSTOPSIG(*status) : 0;
+  } while (WIFSTOPPED(*status) && signal != kCallStop);
+  return WIFSTOPPED(*status);
+}
+
+KilledEnd EndOf(int status) {
+  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) return KilledEnd::kKilled;
+  if (!WIFEXITED(status)) return KilledEnd::kFailed;
+  if (WEXITSTATUS(status) == kForbiddenStatus) return KilledEnd::kForbidden;
+  return WEXITSTATUS(status) == 0 ? KilledEnd::kEnded : KilledEnd::kFailed;
+}
+
+}  // namespace
+
+KilledEnd RunKilledBefore(unsigned call, const std::function<void()>& body) {
+  // What stands in the buffer would be written by both processes.
+  (void)std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(kForbiddenStatus);
+    (void)raise(SIGSTOP);
+    body();
+    _exit(Finish());
+  }
+  int status = 0;
+  EXPECT_EQ(child, waitpid(child, &status, 0));
+  if (!WIFSTOPPED(status)) return EndOf(status);
+  constexpr long kOptions = PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL;
+  EXPECT_EQ(0, ptrace(PTRACE_SETOPTIONS, child, nullptr, kOptions));
+  // Each call stops the child before and after.
+  for (unsigned stops = 0; GoOn(child, &status); ++stops) {
+    if (stops < 2 * (call - 1)) continue;
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+    break;
+  }
+  return EndOf(status);
+}
+
+bool RunInChild(const std::function<void()>& body) {
+  (void)std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    body();
+    _exit(Finish());
+  }
+  int status = 0;
+  EXPECT_EQ(child, waitpid(child, &status, 0));
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+}  // namespace tessary::testing
