@@ -21,7 +21,7 @@ check: ; @tools/install-dependencies build desktop package check && tools/check
 
 lint: ; @tools/install-dependencies build desktop check && tools/lint
 
-bench: ; @tools/install-dependencies build desktop check && tools/bench
+bench: ; @tools/install-dependencies build desktop bench && tools/bench
 
 fuzz: ; @tools/install-dependencies build check && tools/fuzz
 

@@ -4,41 +4,49 @@
 #include <string>
 #include <vector>
 
+// Running a contestant and telling what it took. What cannot be done ends the program: everything
+// here throws std::runtime_error with a sentence for the user.
 namespace tessary::bench {
 
-// What a program of this folder is told on its command line.
-struct Settings {
-  size_t files = 0;
-  int rounds = 0;
-  std::string folder = {};  // where the work is done: its file system is what is measured
-  std::string kind = "extension";
+// What a process took until it ended.
+struct Usage {
+  double seconds = 0;
+  double processorSeconds = 0;  // its own and the kernel's for it
+  double peakBytes = 0;
 };
 
-// Reads --files N, --rounds N, --folder DIR and --kind KIND over the defaults; on anything else
-// says how the program is used and exits with 2.
-Settings ReadSettings(int count, char** arguments, Settings defaults);
+// Runs a program, found by PATH, with its standard output and error going to files in the folder
+// `logs`, and waits for its end. One that fails has not been measured.
+Usage RunProgram(const std::vector<std::string>& command, const std::string& logs);
 
-// Writes the machine, kernel and file system that the figures belong to.
-void PrintMachine(const Settings& settings);
+// The same of work that is done in a process of its own. `work` answers whether it was done.
+Usage RunWork(const std::function<bool()>& work);
 
-// Runs a program with its standard output and error going to files in `folder`, and answers the
-// seconds until it ended. Exits with 1 and says so where it could not be run or failed.
-double TimeProgram(const std::vector<std::string>& command, const std::string& folder);
+// True when a program of that name is found by PATH.
+bool IsInstalled(const std::string& program);
 
-// Runs `work` in a process of its own and answers the seconds until that ended.
-double TimeWork(const std::function<void()>& work);
+// Throws, with what errno says, where a call failed.
+void Require(bool worked, const std::string& what);
 
-// One contestant's seconds, a figure a round.
+// Somebody who does the same work as another, once a round.
 struct Contestant {
   std::string name;
-  std::vector<double> seconds;
+  std::function<double()> run;  // does the work on fresh ground and answers the figure
+  std::vector<double> figures = {};
 };
 
-// Writes each one's median time, and the median, least and greatest of the first one's time divided
-// by each other one's of the same round.
-void PrintRatios(const std::vector<Contestant>& contestants, size_t items);
+// Runs all of them in each round, one after the other, each round beginning with the next of them,
+// so that nobody always comes first. Says on standard error which round of `what` it is.
+void RunRounds(const std::string& what, int rounds, std::vector<Contestant>* contestants);
 
-// Ends the program with a message where a call failed.
-void Require(bool worked, const std::string& what);
+double Median(std::vector<double> values);
+
+// The figures of the one divided by those of the other, round by round.
+struct Ratio {
+  double median = 0;
+  double least = 0;
+  double greatest = 0;
+};
+Ratio RatioOf(const Contestant& first, const Contestant& second);
 
 }  // namespace tessary::bench

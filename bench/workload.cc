@@ -1,17 +1,85 @@
 #include "bench/workload.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
 
 #include "bench/measuring.h"
 
 namespace tessary::bench {
+namespace {
 
 namespace fs = std::filesystem;
+
+// The type of the longest mount point that leads to the folder.
+std::string TypeOf(const std::string& folder) {
+  const std::string real = fs::canonical(folder).string() + "/";
+  std::ifstream mounts("/proc/self/mounts");
+  std::string best;
+  std::string type = "unknown";
+  for (std::string line; std::getline(mounts, line);) {
+    std::istringstream fields(line);
+    std::string device, point, found;
+    fields >> device >> point >> found;
+    const std::string prefix = point == "/" ? "/" : point + "/";
+    if (real.starts_with(prefix) && prefix.size() >= best.size()) {
+      best = prefix;
+      type = found;
+    }
+  }
+  return type;
+}
+
+int OpenFolder(const std::string& path) {
+  const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  Require(folder >= 0, path);
+  return folder;
+}
+
+void SetDay(const std::string& path, size_t day) {
+  constexpr time_t kFirstDay = 1'700'000'000;
+  constexpr time_t kDaySeconds = 86'400;
+  const timespec date = {kFirstDay + static_cast<time_t>(day) * kDaySeconds, 0};
+  const std::array<timespec, 2> times = {date, date};
+  Require(utimensat(AT_FDCWD, path.c_str(), times.data(), 0) == 0, path);
+}
+
+}  // namespace
+
+Ground::Ground(const std::string& parent) : path_(parent + "/tessary-bench-XXXXXX") {
+  Require(mkdtemp(path_.data()) != nullptr, "cannot make a folder in " + parent);
+  type_ = TypeOf(path_);
+}
+
+Ground::Ground(Ground&& other) noexcept
+    : path_(std::exchange(other.path_, {})), type_(std::move(other.type_)) {}
+
+Ground::~Ground() {
+  std::error_code error;
+  if (!path_.empty()) fs::remove_all(path_, error);
+}
+
+std::string Ground::MakeFolder() const {
+  std::string folder = path_ + "/XXXXXX";
+  Require(mkdtemp(folder.data()) != nullptr, folder);
+  return folder;
+}
+
+void Ground::Settle() const {
+  const int folder = OpenFolder(path_);
+  const int result = syncfs(folder);
+  close(folder);
+  Require(result == 0, path_);
+}
 
 const std::vector<std::string>& Extensions() {
   static const std::vector<std::string> kExtensions = {"txt", "pdf", "jpg",  "png", "mp3", "mov",
@@ -19,43 +87,79 @@ const std::vector<std::string>& Extensions() {
   return kExtensions;
 }
 
-std::string MakeFreshFolder(const std::string& parent, const std::string& name) {
-  const fs::path folder = fs::path(parent) / name;
-  fs::remove_all(folder);
-  fs::create_directories(folder);
-  return folder.string();
+std::string FileName(size_t number) {
+  std::array<char, 64> name = {};
+  (void)std::snprintf(name.data(), name.size(), "%07zu.%s", number,
+                      Extensions()[number % Extensions().size()].c_str());
+  return name.data();
 }
 
-void FillFolder(const std::string& folder, size_t count, size_t size) {
-  const int directory = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  Require(directory >= 0, folder);
-  std::string contents(size, 'x');
-  for (size_t i = 0; i < count; ++i) {
-    char name[64];
-    (void)std::snprintf(name, sizeof(name), "%07zu.%s", i,
-                        Extensions()[i % Extensions().size()].c_str());
-    const int file = openat(directory, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+void FillFolder(const std::string& folder, size_t first, size_t count, size_t size) {
+  const int directory = OpenFolder(folder);
+  const std::string contents(size, 'x');
+  for (size_t i = first; i < first + count; ++i) {
+    const std::string name = FileName(i);
+    const int file = openat(directory, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     Require(file >= 0, name);
     Require(write(file, contents.data(), size) == static_cast<ssize_t>(size), name);
     close(file);
   }
-  Require(syncfs(directory) == 0, folder);
   close(directory);
 }
 
-size_t CountFiled(const std::string& folder) {
-  size_t count = 0;
-  for (const auto& key : fs::directory_iterator(folder)) {
-    if (!key.is_directory()) continue;
-    for (const auto& item : fs::directory_iterator(key)) {
-      if (item.is_regular_file()) ++count;
-    }
+std::vector<std::string> FilesBelow(const std::string& folder) {
+  std::vector<std::string> files;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    if (!entry.is_directory()) files.push_back(entry.path().string());
   }
-  return count;
+  return files;
 }
 
-void UseNoSettings(const std::string& parent) {
-  setenv("XDG_CONFIG_HOME", MakeFreshFolder(parent, "config").c_str(), 1);
+Pile::Pile(const Ground& ground, size_t count, size_t size)
+    : ground_(ground),
+      count_(count),
+      source_(ground.MakeFolder()),
+      destination_(ground.MakeFolder()) {
+  FillFolder(source_, 0, count, size);
+  for (size_t i = 0; i < count; ++i) {
+    std::string path = source_;
+    path.append("/").append(FileName(i));
+    SetDay(path, i % Extensions().size());
+  }
+}
+
+void Pile::PutBack() {
+  std::vector<std::pair<std::string, std::string>> files;
+  for (const std::string& folder : {source_, destination_}) {
+    for (std::string& path : FilesBelow(folder)) {
+      std::string name = fs::path(path).filename().string();
+      files.emplace_back(std::move(name), std::move(path));
+    }
+  }
+  if (files.size() != count_) throw std::runtime_error("files of the workload are missing");
+  std::sort(files.begin(), files.end());
+  const std::string source = ground_.MakeFolder();
+  for (const auto& [name, path] : files) {
+    std::string place = source;
+    place.append("/").append(name);
+    Require(rename(path.c_str(), place.c_str()) == 0, path);
+  }
+  source_ = source;
+  destination_ = ground_.MakeFolder();
+  ground_.Settle();
+}
+
+void Pile::RequireMoved() const {
+  if (FilesBelow(destination_).size() != count_) throw std::runtime_error("not all was moved");
+}
+
+std::vector<std::string> FilingCommand(const std::vector<std::string>& options,
+                                       const std::string& source, const std::string& destination) {
+  std::vector<std::string> command = {TESSARY_CLI, "aggregate"};
+  command.insert(command.end(), options.begin(), options.end());
+  command.push_back(source);
+  command.push_back(destination);
+  return command;
 }
 
 }  // namespace tessary::bench

@@ -1,25 +1,76 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace tessary::bench {
 
+// A folder of this program's own on a file system, removed with everything in it when it goes.
+class Ground {
+ public:
+  // Throws where nothing can be made in the folder `parent`.
+  explicit Ground(const std::string& parent);
+  Ground(Ground&& other) noexcept;
+  Ground(const Ground&) = delete;
+  Ground& operator=(const Ground&) = delete;
+  Ground& operator=(Ground&&) = delete;
+  ~Ground();
+
+  const std::string& path() const { return path_; }
+
+  // The type of the file system, as mounts name it: "ext4".
+  const std::string& type() const { return type_; }
+
+  // Makes an empty folder that has not been there before.
+  std::string MakeFolder() const;
+
+  // Has the file system write everything out, so that what is measured next does not pay for it.
+  void Settle() const;
+
+ private:
+  std::string path_;
+  std::string type_;
+};
+
 // The extensions that a workload's files have in turn.
 const std::vector<std::string>& Extensions();
 
-// Makes a fresh folder below `parent`; the folder that it replaces is removed first.
-std::string MakeFreshFolder(const std::string& parent, const std::string& name);
+// The name of the file of that number: "0000013.pdf".
+std::string FileName(size_t number);
 
-// Fills a folder with `count` files of `size` bytes, named 0000000.txt and on, and has the file
-// system write them out, so that what is measured next does not pay for them.
-void FillFolder(const std::string& folder, size_t count, size_t size);
+// Makes the files of the numbers from `first` on in a folder, `size` bytes each.
+void FillFolder(const std::string& folder, size_t first, size_t count, size_t size);
 
-// The number of files in the folders directly inside a folder.
-size_t CountFiled(const std::string& folder);
+// The files below a folder, at any depth.
+std::vector<std::string> FilesBelow(const std::string& folder);
 
-// An empty folder of configuration, so that nobody's own settings are measured.
-void UseNoSettings(const std::string& parent);
+// Files that are moved away and put back for whoever moves them next. Their modification dates are
+// of twelve days, in turn with the extensions.
+class Pile {
+ public:
+  Pile(const Ground& ground, size_t count, size_t size);
+
+  // Has the files put into a fresh source folder, and makes a fresh destination.
+  void PutBack();
+
+  const std::string& source() const { return source_; }
+  const std::string& destination() const { return destination_; }
+  size_t count() const { return count_; }
+
+  // Throws unless all files are below the destination.
+  void RequireMoved() const;
+
+ private:
+  const Ground& ground_;
+  size_t count_;
+  std::string source_;
+  std::string destination_;
+};
+
+// The command that files what is in `source` below `destination`, with more options between.
+std::vector<std::string> FilingCommand(const std::vector<std::string>& options,
+                                       const std::string& source, const std::string& destination);
 
 }  // namespace tessary::bench

@@ -1,7 +1,3 @@
-// How long the desktop program takes from its start until its window is on the screen, and what
-// processor time it takes while it then stands idle. On the display in DISPLAY, where that is set;
-// else on a screen of its own without a monitor.
-
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -14,13 +10,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iostream>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "bench/measuring.h"
+#include "bench/groups.h"
 
 namespace tessary::bench {
 namespace {
@@ -123,31 +116,51 @@ long TicksOf(pid_t process) {
   return user + kernel;
 }
 
-}  // namespace
-}  // namespace tessary::bench
-
-int main(int argc, char** argv) {
-  using namespace tessary::bench;
-  const Settings settings = ReadSettings(argc, argv, {.files = 1, .rounds = 11, .folder = "/tmp"});
-  PrintMachine(settings);
+// The window on the display in DISPLAY, where that is set; else on a screen of its own without a
+// monitor.
+void MeasureOpening(const Sizes& sizes, Row window, Row idle, Report* report) {
   // Another instance in the session would take the start over.
   setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
   const Screen screen;
-  std::vector<double> seconds;
   pid_t program = 0;
-  for (int round = 0; round < settings.rounds; ++round) {
-    if (program != 0) End(program);
-    seconds.push_back(TimeUntilVisible(&program));
-  }
-  std::sort(seconds.begin(), seconds.end());
-  printf("from start to visible window: median %.3f s, least %.3f s, greatest %.3f s\n",
-         seconds[seconds.size() / 2], seconds.front(), seconds.back());
+  std::vector<Contestant> alone;
+  alone.push_back({"tessary", [&program] {
+                     if (program != 0) End(program);
+                     return TimeUntilVisible(&program);
+                   }});
+  RunRounds(window.work, sizes.rounds, &alone);
+  const auto [least, greatest] =
+      std::minmax_element(alone[0].figures.begin(), alone[0].figures.end());
+  window.value = {Median(alone[0].figures), *least, *greatest};
+  report->Add(window);
+
   std::this_thread::sleep_for(std::chrono::seconds(1));
   const long before = TicksOf(program);
   std::this_thread::sleep_for(kIdleTime);
-  printf("processor time of the idle window in %lld s: %ld ticks of 1/%ld s\n",
-         static_cast<long long>(kIdleTime.count()), TicksOf(program) - before,
-         sysconf(_SC_CLK_TCK));
+  const double ticks = static_cast<double>(TicksOf(program) - before);
   End(program);
-  return 0;
+  const double seconds = ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
+  idle.value = {seconds, seconds, seconds};
+  report->Add(idle);
 }
+
+}  // namespace
+
+void MeasureWindow(const Sizes& sizes, const Grounds& /*grounds*/, Report* report) {
+  const Row window = {.key = "window",
+                      .work = "start the desktop program, to the window on the screen",
+                      .limit = 0.3,
+                      .unit = "s"};
+  const Row idle = {.key = "window-idle",
+                    .work = "leave its window alone for " + std::to_string(kIdleTime.count()) +
+                            " s, processor time",
+                    .unit = "s"};
+  std::string missing;
+  if (std::string(TESSARY).empty()) missing = "built without the desktop program";
+  if (!IsInstalled("xdotool") || !IsInstalled("Xvfb")) missing = "xdotool or Xvfb is not installed";
+  if (missing.empty()) return MeasureOpening(sizes, window, idle, report);
+  report->AddSkipped(window, missing);
+  report->AddSkipped(idle, missing);
+}
+
+}  // namespace tessary::bench

@@ -1,0 +1,90 @@
+#include <filesystem>
+#include <stdexcept>
+
+#include "bench/groups.h"
+
+namespace tessary::bench {
+namespace {
+
+constexpr size_t kSmallSize = 4096;
+
+// What is copied, and against whom.
+struct Copying {
+  std::string key;
+  size_t files = 0;
+  size_t size = 0;
+  double limit = 0;
+  bool sharesBlocks = false;
+};
+
+std::string SizeText(size_t bytes) {
+  return bytes % (1 << 20) == 0 ? std::to_string(bytes >> 20) + " MiB"
+                                : std::to_string(bytes >> 10) + " KiB";
+}
+
+// The seconds of a copy into a fresh folder. Large copies are removed again, for the sake of space.
+double TimeCopy(const Ground& ground, const Copying& copying,
+                const std::function<Usage(const std::string& destination)>& copy) {
+  constexpr size_t kLarge = 100'000;
+  const std::string destination = ground.MakeFolder();
+  ground.Settle();
+  const double seconds = copy(destination).seconds;
+  if (FilesBelow(destination).size() != copying.files) throw std::runtime_error("not all copied");
+  if (copying.size > kLarge) std::filesystem::remove_all(destination);
+  return seconds;
+}
+
+void MeasureCopy(const Sizes& sizes, const Ground& ground, const Copying& copying, Report* report) {
+  const std::string source = ground.MakeFolder();
+  FillFolder(source, 0, copying.files, copying.size);
+  std::vector<std::string> rival = {"cp", "-a"};
+  if (copying.sharesBlocks) rival.emplace_back("--reflink=always");
+  rival.push_back(source);
+  std::vector<Contestant> both;
+  both.push_back({"tessary-cli", [&] {
+                    return TimeCopy(ground, copying, [&](const std::string& destination) {
+                      return RunProgram(FilingCommand({"--copy"}, source, destination),
+                                        ground.path());
+                    });
+                  }});
+  both.push_back({copying.sharesBlocks ? "`cp -a --reflink=always`" : "`cp -a`", [&] {
+                    return TimeCopy(ground, copying, [&](const std::string& destination) {
+                      std::vector<std::string> command = rival;
+                      command.push_back(destination);
+                      return RunProgram(command, ground.path());
+                    });
+                  }});
+  Row row;
+  row.key = copying.key + "-" + ground.type();
+  row.work = "copy " + std::to_string(copying.files) + " files of " + SizeText(copying.size) +
+             (copying.sharesBlocks ? ", blocks shared, " : ", ") + ground.type();
+  row.against = both[1].name;
+  row.limit = copying.limit;
+  RunRounds(row.work, sizes.rounds, &both);
+  row.value = RatioOf(both[0], both[1]);
+  row.figures = MicrosecondsText(both[0], both[1], copying.files);
+  report->Add(row);
+}
+
+}  // namespace
+
+void MeasureCopies(const Sizes& sizes, const Grounds& grounds, Report* report) {
+  for (const Ground* ground : {&grounds.disk, &grounds.memory}) {
+    MeasureCopy(sizes, *ground, {"copy-small", sizes.copied, kSmallSize, 0.95, false}, report);
+    MeasureCopy(sizes, *ground, {"copy-large", sizes.bigCopied, sizes.bigBytes, 1.0, false},
+                report);
+  }
+  for (const Ground& ground : grounds.clones) {
+    MeasureCopy(sizes, ground, {"clone-small", sizes.copied, kSmallSize, 1.0, true}, report);
+    MeasureCopy(sizes, ground, {"clone-large", sizes.bigCopied, sizes.bigBytes, 1.0, true}, report);
+  }
+  if (grounds.clones.empty()) {
+    report->AddSkipped({.key = "clone",
+                        .work = "copy files, blocks shared, xfs or btrfs",
+                        .against = "`cp -a --reflink=always`",
+                        .limit = 1.0},
+                       "needs such a volume, which root can mount and `--clones DIR` names");
+  }
+}
+
+}  // namespace tessary::bench

@@ -1,0 +1,66 @@
+#include <sys/stat.h>
+
+#include "bench/groups.h"
+
+namespace tessary::bench {
+namespace {
+
+// A run over files that all lie in their key's folder already, against listing them with their
+// sizes. The figure is processor time.
+void MeasureInPlace(const Sizes& sizes, const Ground& ground, Report* report) {
+  const std::string destination = ground.MakeFolder();
+  const std::string source = destination + "/txt";
+  Require(mkdir(source.c_str(), 0777) == 0, source);
+  const size_t step = Extensions().size();
+  for (size_t i = 0; i < sizes.inPlace; ++i) FillFolder(source, i * step, 1, 0);
+  std::vector<Contestant> both;
+  both.push_back({"tessary-cli", [&] {
+                    return RunProgram(FilingCommand({"--move"}, source, destination), ground.path())
+                        .processorSeconds;
+                  }});
+  both.push_back(
+      {"`find -printf '%s'`", [&] {
+         return RunProgram({"find", source, "-printf", "%s"}, ground.path()).processorSeconds;
+       }});
+  Row row;
+  row.key = "in-place-" + ground.type();
+  row.work = "find " + std::to_string(sizes.inPlace) + " files in place, " + ground.type();
+  row.against = both[1].name + ", processor time";
+  row.limit = 5.0;
+  RunRounds(row.work, sizes.rounds, &both);
+  row.value = RatioOf(both[0], both[1]);
+  row.figures = MicrosecondsText(both[0], both[1], sizes.inPlace);
+  report->Add(row);
+}
+
+void MeasureStart(const Sizes& sizes, const Ground& ground, Report* report) {
+  const std::string source = ground.MakeFolder();
+  const std::string destination = ground.MakeFolder();
+  std::vector<Contestant> both;
+  both.push_back(
+      {"tessary-cli", [&] {
+         return RunProgram(FilingCommand({"--move"}, source, destination), ground.path()).seconds;
+       }});
+  both.push_back({"`/bin/ls`", [&] {
+                    return RunProgram({"/bin/ls", source}, ground.path()).seconds;
+                  }});
+  Row row;
+  row.key = "start";
+  row.work = "start, and find an empty folder";
+  row.against = both[1].name + " of it";
+  row.limit = 3.0;
+  RunRounds(row.work, sizes.starts, &both);
+  row.value = RatioOf(both[0], both[1]);
+  row.figures = MillisecondsText(both[0], both[1]);
+  report->Add(row);
+}
+
+}  // namespace
+
+void MeasureIdleRuns(const Sizes& sizes, const Grounds& grounds, Report* report) {
+  MeasureInPlace(sizes, grounds.disk, report);
+  MeasureInPlace(sizes, grounds.memory, report);
+  MeasureStart(sizes, grounds.disk, report);
+}
+
+}  // namespace tessary::bench

@@ -1,0 +1,76 @@
+// Measures the product against named rivals; README.md beside this file tells how.
+
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+
+#include "bench/groups.h"
+
+namespace tessary::bench {
+
+const std::vector<Group>& Groups() {
+  static const std::vector<Group> kGroups = {
+      {"move", MeasureMoves},    {"copy", MeasureCopies},   {"across", MeasureMovesAcross},
+      {"growth", MeasureGrowth}, {"idle", MeasureIdleRuns}, {"comments", MeasureComments},
+      {"window", MeasureWindow},
+  };
+  return kGroups;
+}
+
+namespace {
+
+Grounds MakeGrounds(const Options& options) {
+  Grounds grounds = {Ground(options.folder), Ground(options.memory), {}, {}};
+  for (const std::string& folder : options.clones) grounds.clones.emplace_back(folder);
+  for (const std::string& folder : options.others) grounds.others.emplace_back(folder);
+  return grounds;
+}
+
+// Answers whether everything could be measured that there is ground for.
+bool MeasureAll(const Options& options, const Grounds& grounds, Report* report) {
+  bool isWhole = true;
+  for (const Group& group : Groups()) {
+    if (!options.Wants(group.name)) continue;
+    try {
+      group.measure(options.sizes, grounds, report);
+    } catch (const std::exception& error) {
+      report->AddSkipped({.key = group.name, .work = "(" + group.name + ")"}, error.what());
+      isWhole = false;
+    }
+  }
+  return isWhole;
+}
+
+void WriteReport(const Options& options, const Grounds& grounds, const Report& report) {
+  std::ofstream file(options.report);
+  const std::string machine = DescribeMachine() + "; " + grounds.disk.type() + " at " +
+                              options.folder + ", " + grounds.memory.type() + " at " +
+                              options.memory;
+  report.Write(file, machine, options.commit, ReadReasons(options.reasons));
+  file.close();
+  if (!file) throw std::runtime_error("cannot write " + options.report);
+}
+
+bool Run(const Options& options) {
+  const Grounds grounds = MakeGrounds(options);
+  // Nobody's own settings are measured.
+  setenv("XDG_CONFIG_HOME", grounds.memory.MakeFolder().c_str(), 1);
+  Report report;
+  const bool isWhole = MeasureAll(options, grounds, &report);
+  if (!options.report.empty()) WriteReport(options, grounds, report);
+  return isWhole;
+}
+
+}  // namespace
+}  // namespace tessary::bench
+
+int main(int count, char** arguments) {
+  try {
+    return tessary::bench::Run(tessary::bench::ReadOptions(count, arguments)) ? 0 : 1;
+  } catch (const std::exception& error) {
+    std::cerr << "bench: " << error.what() << '\n';
+    return 1;
+  }
+}

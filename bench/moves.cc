@@ -1,0 +1,143 @@
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <filesystem>
+#include <map>
+
+#include "bench/groups.h"
+
+namespace tessary::bench {
+namespace {
+
+constexpr size_t kFileSize = 16;
+
+// Renames every file of a folder into the folder below `to` that has the name of its extension,
+// straight or, in two steps, by way of `to` itself: the least that any program must do.
+bool RenameAll(const std::string& from, const std::string& to, int steps) {
+  DIR* source = opendir(from.c_str());
+  const int destination = open(to.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  if (source == nullptr || destination < 0) return false;
+  std::map<std::string, int> folders;
+  while (const dirent* entry = readdir(source)) {
+    const char* name = entry->d_name;
+    const char* dot = std::strrchr(name, '.');
+    if (name[0] == '.' || dot == nullptr) continue;
+    int& folder = folders.try_emplace(dot + 1, -1).first->second;
+    if (folder < 0) {
+      if (mkdirat(destination, dot + 1, 0777) != 0) return false;
+      folder = openat(destination, dot + 1, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    }
+    const int first = steps == 1 ? folder : destination;
+    if (renameat(dirfd(source), name, first, name) != 0) return false;
+    if (steps == 2 && renameat(destination, name, folder, name) != 0) return false;
+  }
+  return true;
+}
+
+// mv called once for each folder, with the folders there and the names known.
+double TimeMv(const Pile& pile, const std::string& logs) {
+  std::map<std::string, std::vector<std::string>> commands;
+  for (const std::string& file : FilesBelow(pile.source())) {
+    const std::string folder =
+        pile.destination() + "/" + std::filesystem::path(file).extension().string().substr(1);
+    std::vector<std::string>& command = commands[folder];
+    if (command.empty()) command = {"mv", "-n", "-t", folder};
+    command.push_back(file);
+  }
+  double seconds = 0;
+  for (const auto& [folder, command] : commands) {
+    std::filesystem::create_directory(folder);
+    seconds += RunProgram(command, logs).seconds;
+  }
+  return seconds;
+}
+
+class MoveContest {
+ public:
+  MoveContest(const Sizes& sizes, const Ground& ground, Report* report)
+      : ground_(ground),
+        rounds_(sizes.rounds),
+        report_(report),
+        pile_(ground, sizes.moved, kFileSize) {}
+
+  void Run() {
+    std::vector<Contestant> all;
+    for (const char* kind : kKinds) all.push_back(Ours(kind));
+    all.push_back(Bare(1));
+    all.push_back(Mv());
+    all.push_back(Ours(kDateKind));
+    all.push_back(Bare(2));
+    RunRounds("move on " + ground_.type(), rounds_, &all);
+
+    const double bareLimit = ground_.type() == "tmpfs" ? 2.0 : 1.5;
+    for (size_t i = 0; i < std::size(kKinds); ++i) {
+      AddRow(kKinds[i], "bare", bareLimit, all[i], all[3]);
+      AddRow(kKinds[i], "mv", 1.0, all[i], all[4]);
+    }
+    AddRow(kDateKind, "bare", 1.5, all[5], all[6]);
+  }
+
+ private:
+  static constexpr const char* kKinds[] = {"extension", "file-type", "mime-type"};
+  static constexpr char kDateKind[] = "modification-date";
+
+  Contestant Ours(const std::string& kind) {
+    return {kind, [this, kind] {
+              pile_.PutBack();
+              const Usage usage = RunProgram(
+                  FilingCommand({"--move", "--kind", kind}, pile_.source(), pile_.destination()),
+                  ground_.path());
+              pile_.RequireMoved();
+              return usage.seconds;
+            }};
+  }
+
+  Contestant Bare(int steps) {
+    return {steps == 1 ? "a bare `renameat` loop" : "a bare loop of both renames", [this, steps] {
+              pile_.PutBack();
+              const Usage usage = RunWork(
+                  [this, steps] { return RenameAll(pile_.source(), pile_.destination(), steps); });
+              pile_.RequireMoved();
+              return usage.seconds;
+            }};
+  }
+
+  Contestant Mv() {
+    return {"`mv -n -t` for each folder", [this] {
+              pile_.PutBack();
+              const double seconds = TimeMv(pile_, ground_.path());
+              pile_.RequireMoved();
+              return seconds;
+            }};
+  }
+
+  void AddRow(const std::string& kind, const std::string& rival, double limit,
+              const Contestant& ours, const Contestant& theirs) {
+    Row row;
+    row.key = "move-" + kind + "-" + rival + "-" + ground_.type();
+    row.work =
+        "move " + std::to_string(pile_.count()) + " small files by " + kind + ", " + ground_.type();
+    row.against = theirs.name;
+    row.limit = limit;
+    row.value = RatioOf(ours, theirs);
+    row.figures = MicrosecondsText(ours, theirs, pile_.count());
+    report_->Add(row);
+  }
+
+  const Ground& ground_;
+  int rounds_;
+  Report* report_;
+  Pile pile_;
+};
+
+}  // namespace
+
+void MeasureMoves(const Sizes& sizes, const Grounds& grounds, Report* report) {
+  for (const Ground* ground : {&grounds.disk, &grounds.memory}) {
+    MoveContest(sizes, *ground, report).Run();
+  }
+}
+
+}  // namespace tessary::bench
