@@ -10,9 +10,11 @@ bool IsApplicationItem(const FSRef& item) {
   return (info.flags & kLSItemInfoIsApplication) != 0;
 }
 
-bool IsPlainFolder(const FSRef& item) {
+bool IsPlainFolder(const FSRef& item, bool* isUnknown) {
   LSItemInfoRecord info;
-  if (LSCopyItemInfoForRef(item, kLSRequestAllFlags, &info) != noErr) return false;
+  const Status status = LSCopyItemInfoForRef(item, kLSRequestAllFlags, &info);
+  if (isUnknown != nullptr) *isUnknown = status != noErr;
+  if (status != noErr) return false;
   return (info.flags & (kLSItemInfoIsContainer | kLSItemInfoIsPackage)) == kLSItemInfoIsContainer;
 }
 

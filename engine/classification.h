@@ -9,6 +9,7 @@ bool IsApplicationItem(const FSRef& item);
 
 // True when the item is a folder and no package. Only these count as folders in a run: a package is
 // filed whole and never entered, and an item that cannot be read is filed like a file.
-bool IsPlainFolder(const FSRef& item);
+// `*isUnknown`, where it is given, tells whether the item could not be read; it is written always.
+bool IsPlainFolder(const FSRef& item, bool* isUnknown = nullptr);
 
 }  // namespace tessary

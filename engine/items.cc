@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "engine/classification.h"
 #include "platform/file_system.h"
@@ -10,18 +11,19 @@ namespace tessary {
 namespace {
 
 // The folder's children; null where it cannot be listed.
-std::unique_ptr<FSRefBlock> ListChildren(const FSRef& folder) {
+std::unique_ptr<FSRefBlock> ListChildren(const FSRef& folder, bool* isListed) {
   std::unique_ptr<FSRefBlock> children;
   uint32_t count = 0;
   uint8_t containerChanged = 0;
-  if (ListFolderItems(folder, &children, &count, &containerChanged) != noErr) return nullptr;
-  return children;
+  const Status status = ListFolderItems(folder, &children, &count, &containerChanged);
+  if (isListed != nullptr) *isListed = status == noErr;
+  return status == noErr ? std::move(children) : nullptr;
 }
 
 }  // namespace
 
-std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder) {
-  const std::unique_ptr<FSRefBlock> children = ListChildren(folder);
+std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder, bool* isListed) {
+  const std::unique_ptr<FSRefBlock> children = ListChildren(folder, isListed);
   if (children == nullptr) return std::nullopt;
   std::vector<FSRef> files;
   files.reserve(children->size());
@@ -32,13 +34,11 @@ std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder) {
   return files;
 }
 
-std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder) {
-  const std::unique_ptr<FSRefBlock> children = ListChildren(folder);
+std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder, bool* isListed) {
+  const std::unique_ptr<FSRefBlock> children = ListChildren(folder, isListed);
   if (children == nullptr || children->size() == 0) return std::nullopt;
   return std::vector<FSRef>(children->begin(), children->end());
 }
-
-bool CanListFolder(const FSRef& folder) { return ListChildren(folder) != nullptr; }
 
 bool IsHiddenItem(const FSRef& item) {
   FileInfo info;

@@ -10,15 +10,14 @@
 namespace tessary {
 
 // The files of a folder, packages and whatever cannot be read among them, in listing order; none
-// when there are none or the folder cannot be listed.
-std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder);
+// when there are none or the folder cannot be listed. A run takes a folder that cannot for an empty
+// one and tells only its observer, for which `*isListed`, where it is given, keeps the two apart;
+// it is written always.
+std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder, bool* isListed = nullptr);
 
 // All children of a folder, in listing order; none when there are none or it cannot be listed.
-std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder);
-
-// True when the folder's children can be listed. A run takes a folder that cannot for an empty one;
-// only its observer is told.
-bool CanListFolder(const FSRef& folder);
+// `*isListed` as above.
+std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder, bool* isListed = nullptr);
 
 // True for what is never filed nor entered: a file with the invisible flag, and whatever has a name
 // that begins with ".". A folder's invisible flag hides nothing.

@@ -23,19 +23,31 @@ std::optional<std::u16string> TextOfFileType(uint32_t fileType) {
   return Utf16FromUtf8(text);
 }
 
-std::optional<std::u16string> CopyMappedType(const FSRef& item) {
+void SetUnknown(bool* isUnknown) {
+  if (isUnknown != nullptr) *isUnknown = true;
+}
+
+std::optional<std::u16string> CopyMappedType(const FSRef& item, bool* isUnknown) {
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
-  if (!url) return std::nullopt;
+  if (!url) {
+    SetUnknown(isUnknown);
+    return std::nullopt;
+  }
   const std::optional<std::u16string> extension = CFURLCopyPathExtension(*url);
   if (!extension) return std::nullopt;
   return LookUpExtensionType(CFStringLowercase(*extension));
 }
 
 std::optional<std::u16string> CopyDateKey(const FSRef& item, DateAttribute attribute,
-                                          std::string_view format) {
+                                          std::string_view format, bool* isUnknown) {
   const std::optional<std::string> path = StringWithFSRef(&item);
-  if (!path) return std::nullopt;
-  const std::optional<Timestamp> instant = CopyFileDateAtPath(*path, attribute);
+  if (!path) {
+    SetUnknown(isUnknown);
+    return std::nullopt;
+  }
+  Status status = noErr;
+  const std::optional<Timestamp> instant = CopyFileDateAtPath(*path, attribute, &status);
+  if (status != noErr) SetUnknown(isUnknown);
   if (!instant) return std::nullopt;
   const std::optional<std::string> text = DescribeDate(CalendarDateFromTimestamp(*instant), format);
   if (!text) return std::nullopt;
@@ -46,14 +58,14 @@ std::optional<std::u16string> CopyDateKey(const FSRef& item, DateAttribute attri
 
 std::optional<DateLocale> gDateLocale;
 
-std::optional<std::u16string> CopyFileTypeKey(const FSRef& item) {
+std::optional<std::u16string> CopyFileTypeKey(const FSRef& item, bool* isUnknown) {
   FSCatalogInfo info;
   const Status status =
       FSGetCatalogInfo(item, kFSCatInfoFinderInfo, &info, nullptr, nullptr, nullptr);
   if (status == noErr && info.finderInfo.fileType != 0) {
     if (std::optional<std::u16string> key = TextOfFileType(info.finderInfo.fileType)) return key;
   }
-  return CopyMappedType(item);
+  return CopyMappedType(item, isUnknown);
 }
 
 std::optional<std::u16string> CopyMimeTypeKey(const std::optional<CFURL>& url) {
@@ -70,12 +82,14 @@ std::optional<std::u16string> CopyMimeTypeKey(const std::optional<CFURL>& url) {
   return u"application/" + *extension;
 }
 
-std::optional<std::u16string> CopyYearKey(const FSRef& item, DateAttribute attribute) {
-  return CopyDateKey(item, attribute, kYearFormat);
+std::optional<std::u16string> CopyYearKey(const FSRef& item, DateAttribute attribute,
+                                          bool* isUnknown) {
+  return CopyDateKey(item, attribute, kYearFormat, isUnknown);
 }
 
-std::optional<std::u16string> CopyDayKey(const FSRef& item, DateAttribute attribute) {
-  return CopyDateKey(item, attribute, kDayFormat);
+std::optional<std::u16string> CopyDayKey(const FSRef& item, DateAttribute attribute,
+                                         bool* isUnknown) {
+  return CopyDateKey(item, attribute, kDayFormat, isUnknown);
 }
 
 std::optional<std::string> DescribeDate(const std::optional<NSCalendarDate>& date,

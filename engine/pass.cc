@@ -10,6 +10,7 @@
 #include "engine/transfer.h"
 #include "platform/file_system.h"
 #include "platform/managers/log.h"
+#include "platform/strings.h"
 
 namespace tessary {
 namespace {
@@ -31,7 +32,7 @@ void Tell(const std::optional<ItemOutcome>& outcome, const std::string& path) {
 }
 
 void TellOfItem(const std::optional<ItemOutcome>& outcome, const FSRef& item) {
-  if (outcome) Tell(outcome, MakeRunPath(item).value_or(""));
+  if (outcome) Tell(outcome, StringWithFSRef(&item).value_or(""));
 }
 
 // The paths of the key folders met in one pass, so that each is looked up or made once.
@@ -73,21 +74,22 @@ void FileItemAtPath(const std::string& itemPath, const std::string& folderPath,
 void FileItem(const FSRef& item, const PassRules& rules, KeyFolderTable* table) {
   if (!FSIsFSRefValid(item)) {
     NSLog("Inavlid FSRef");
-    TellOfItem(rules.onFailed, item);
+    TellOfItem(rules.onUntold, item);
     return;
   }
   if (IsHiddenItem(item)) return;
-  const std::optional<std::u16string> key = rules.copyKey(item);
+  bool isUnknown = false;
+  const std::optional<std::u16string> key = rules.copyKey(item, &isUnknown);
   // No folder can bear the empty key, which a name that ends in "." has.
   if (!key || key->empty()) {
-    TellOfItem(rules.onNoKey, item);
+    TellOfItem(isUnknown ? rules.onUntold : rules.onNoKey, item);
     return;
   }
   const std::string* folderPath = table->FindOrMake(*key);
   const std::optional<std::string> itemPath =
       folderPath != nullptr ? MakeRunPath(item) : std::nullopt;
   if (!itemPath) {
-    TellOfItem(rules.onFailed, item);
+    TellOfItem(rules.onUntold, item);
     return;
   }
   FileItemAtPath(*itemPath, *folderPath, rules);
@@ -97,11 +99,10 @@ void FileItem(const FSRef& item, const PassRules& rules, KeyFolderTable* table) 
 
 void RunPass(const FSRef& folder, const FSRef* destination, const PassRules& rules) {
   KeyFolderTable table(destination != nullptr ? *destination : folder);
-  const std::optional<std::vector<FSRef>> items = ListFolderFiles(folder);
-  if (!items) {
-    if (!CanListFolder(folder)) TellOfItem(ItemOutcome::kFolderNotListed, folder);
-    return;
-  }
+  bool isListed = false;
+  const std::optional<std::vector<FSRef>> items = ListFolderFiles(folder, &isListed);
+  if (!isListed) TellOfItem(ItemOutcome::kFolderNotListed, folder);
+  if (!items) return;
   for (const FSRef& item : *items) FileItem(item, rules, &table);
 }
 

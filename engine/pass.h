@@ -14,8 +14,9 @@ namespace tessary {
 
 // In what one pass differs from another.
 struct PassRules {
-  // The key of an item, or none.
-  std::function<std::optional<std::u16string>(const FSRef& item)> copyKey;
+  // The key of an item, or none. `*isUnknown` is set to true when what the key is made of could not
+  // be read, and otherwise left alone.
+  std::function<std::optional<std::u16string>(const FSRef& item, bool* isUnknown)> copyKey;
 
   // Takes the progress text of an item that is about to be transferred.
   std::function<void(const std::string& text)> reportProgress;
@@ -24,11 +25,12 @@ struct PassRules {
   std::function<bool()> isCopyWanted;
 
   // What the observer is told of an item that was filed, lay in its key folder already, has no key,
-  // or could not be filed; nothing where there is none.
+  // or could not be filed, with or without the log naming it; nothing where there is none.
   std::optional<ItemOutcome> onFiled = ItemOutcome::kFiled;
   std::optional<ItemOutcome> onInPlace = ItemOutcome::kPassedOver;
   std::optional<ItemOutcome> onNoKey = ItemOutcome::kPassedOver;
   std::optional<ItemOutcome> onFailed = ItemOutcome::kFailed;
+  std::optional<ItemOutcome> onUntold = ItemOutcome::kUntold;
 };
 
 // Runs the pass over the files of `folder`. A null destination means the folder itself.

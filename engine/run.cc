@@ -9,10 +9,12 @@
 #include "engine/keys.h"
 #include "engine/pass.h"
 #include "engine/shell.h"
+#include "platform/file_system.h"
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/log.h"
 #include "platform/managers/text.h"
 #include "platform/managers/urls.h"
+#include "platform/strings.h"
 #include "settings/preferences.h"
 
 namespace tessary {
@@ -26,26 +28,56 @@ void ShowInLog(const std::string& text) { NSLog(text); }
 
 bool IsCopyChosen() { return GetFileOperation() == kFileOperationCopy; }
 
-std::optional<std::u16string> CopyExtensionKey(const FSRef& item) {
+std::optional<std::u16string> CopyExtensionKey(const FSRef& item, bool* isUnknown) {
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
-  if (!url) return std::nullopt;
+  if (!url) {
+    *isUnknown = true;
+    return std::nullopt;
+  }
   return CFURLCopyPathExtension(*url);
 }
 
-std::optional<std::u16string> CopyMimeTypeKeyOfItem(const FSRef& item) {
-  return CopyMimeTypeKey(CFURLCreateFromFSRef(item));
+std::optional<std::u16string> CopyMimeTypeKeyOfItem(const FSRef& item, bool* isUnknown) {
+  const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
+  if (!url) *isUnknown = true;
+  return CopyMimeTypeKey(url);
+}
+
+void TellOfUnlisted(const FSRef& folder) {
+  ObserveItem(StringWithFSRef(&folder).value_or(""), ItemOutcome::kFolderNotListed);
+}
+
+// Tells of a child that cannot be looked at, if it is a folder as far as can be known: nobody else
+// will, whereas a file is met again by the pass over its folder. One that is gone holds nothing.
+void TellOfUnknown(const FSRef& child) {
+  uint8_t isFolder = 0;
+  const Status status = GetNodeIdAndKind(child, nullptr, &isFolder);
+  const bool isOther = status == noErr && isFolder == 0;
+  if (!isOther && status != fnfErr) TellOfUnlisted(child);
 }
 
 // True for a child that a run looks into.
-bool IsFolderToEnter(const FSRef& item) {
-  return FSIsFSRefValid(item) && !IsHiddenItem(item) && IsPlainFolder(item);
+bool IsFolderToEnter(const FSRef& child) {
+  bool isUnknown = false;
+  if (FSIsFSRefValid(child)) {
+    if (IsHiddenItem(child)) return false;
+    if (IsPlainFolder(child, &isUnknown)) return true;
+  } else {
+    isUnknown = true;
+  }
+  if (isUnknown) TellOfUnknown(child);
+  return false;
 }
 
-void WalkSubfolders(const FSRef& folder, const FSRef& destination) {
-  const std::optional<std::vector<FSRef>> children = CopyFolderItems(folder);
+// Calls `enter` with each child of the folder that a run looks into.
+template <typename Enter>
+void EnterSubfolders(const FSRef& folder, Enter enter) {
+  bool isListed = false;
+  const std::optional<std::vector<FSRef>> children = CopyFolderItems(folder, &isListed);
+  if (!isListed) TellOfUnlisted(folder);
   if (!children) return;
   for (const FSRef& child : *children) {
-    if (IsFolderToEnter(child)) WalkFolder(child, destination);
+    if (IsFolderToEnter(child)) enter(child);
   }
 }
 
@@ -60,7 +92,9 @@ void AggregateFolder(const FSRef& source, const FSRef& destination) {
 }
 
 void WalkFolder(const FSRef& folder, const FSRef& destination) {
-  if (GetRecurseFolders()) WalkSubfolders(folder, destination);
+  if (GetRecurseFolders()) {
+    EnterSubfolders(folder, [&destination](const FSRef& child) { WalkFolder(child, destination); });
+  }
   AggregateFolderItems(folder, destination);
   // A copy leaves its source as it is.
   if (!IsCopyChosen()) FSSweepFolder(folder);
@@ -109,12 +143,9 @@ void AggregateByMimeType(const FSRef& folder, const FSRef* destination) {
 void AggregateByDate(const FSRef& folder, const FSRef& destination, DateAttribute attribute,
                      bool copy) {
   AggregateByDateLevel(folder, &destination, attribute, DateLevel::kYear, copy);
-  const std::optional<std::vector<FSRef>> children = CopyFolderItems(destination);
-  if (!children) return;
-  for (const FSRef& child : *children) {
-    if (!IsFolderToEnter(child)) continue;
+  EnterSubfolders(destination, [attribute](const FSRef& child) {
     AggregateByDateLevel(child, &child, attribute, DateLevel::kDay, /*copy=*/false);
-  }
+  });
 }
 
 void AggregateByDateLevel(const FSRef& folder, const FSRef* destination, DateAttribute attribute,
@@ -123,14 +154,19 @@ void AggregateByDateLevel(const FSRef& folder, const FSRef* destination, DateAtt
   rules.reportProgress = ShowInLog;
   rules.isCopyWanted = [copy] { return copy; };
   if (level == DateLevel::kYear) {
-    rules.copyKey = [attribute](const FSRef& item) { return CopyYearKey(item, attribute); };
+    rules.copyKey = [attribute](const FSRef& item, bool* isUnknown) {
+      return CopyYearKey(item, attribute, isUnknown);
+    };
     // The day level meets these again and tells what becomes of them.
     rules.onFiled = std::nullopt;
     rules.onInPlace = std::nullopt;
   } else {
-    rules.copyKey = [attribute](const FSRef& item) { return CopyDayKey(item, attribute); };
+    rules.copyKey = [attribute](const FSRef& item, bool* isUnknown) {
+      return CopyDayKey(item, attribute, isUnknown);
+    };
     rules.onNoKey = ItemOutcome::kPassedOverInYear;
     rules.onFailed = ItemOutcome::kFailedInYear;
+    rules.onUntold = ItemOutcome::kUntoldInYear;
   }
   RunPass(folder, destination, rules);
 }

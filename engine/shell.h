@@ -13,15 +13,18 @@ namespace tessary {
 // it has reached its day folder or will not.
 enum class ItemOutcome {
   kFiled,       // moved or copied into its key folder
-  kFailed,      // could not be filed; the log says why where there is a reason to tell
+  kFailed,      // could not be filed; the log names it
+  kUntold,      // could not be filed, and the log does not name it
   kPassedOver,  // has no key, or lay in its key folder already
 
-  // A folder whose items a run would have filed, had it been able to list them.
+  // A folder whose items a run would have filed, had it been able to list them. Told each time that
+  // it is tried: for its subfolders, and for its own files.
   kFolderNotListed,
 
   // Failed and passed over, of an item that a run by date found in a year folder and that stays
   // there. The run comes by there once for every folder that it visits, and tells of it each time.
   kFailedInYear,
+  kUntoldInYear,
   kPassedOverInYear,
 };
 

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/managers/status.h"
+
 namespace tessary {
 
 // An instant: seconds since 1970-01-01 00:00 UTC, and nanoseconds of the second (0..999,999,999).
@@ -19,7 +21,9 @@ enum class DateAttribute { NSFileModificationDate, NSFileCreationDate };
 
 // The date of the object at `path`, a link being dated by its target; none where the object, the
 // target or the date is missing. The creation date is the one carried in the attribute
-// "user.tessary.creation-date" when there is one, else the file system's own.
-std::optional<Timestamp> CopyFileDateAtPath(const std::string& path, DateAttribute attribute);
+// "user.tessary.creation-date" when there is one, else the file system's own. `*status`, where it
+// is given, is noErr whether there is a date or not, and else why that could not be found out.
+std::optional<Timestamp> CopyFileDateAtPath(const std::string& path, DateAttribute attribute,
+                                            Status* status = nullptr);
 
 }  // namespace tessary

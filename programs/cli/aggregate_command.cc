@@ -25,6 +25,10 @@ void PrintWarnings() {
   for (const std::string& problem : DescribeBadMappingLines()) PrintProblem(problem);
 }
 
+bool IsUntold(ItemOutcome outcome) {
+  return outcome == ItemOutcome::kUntold || outcome == ItemOutcome::kUntoldInYear;
+}
+
 // The run of one program: it answers the shell's question for the destination and counts the items.
 class Run {
  public:
@@ -56,18 +60,24 @@ class Run {
     if (outcome == ItemOutcome::kFolderNotListed) {
       notListed_.insert(path);
     } else {
+      if (IsUntold(outcome)) untold_.insert(path);
+      // One that stayed in its year folder may be filed when the run comes by again.
+      if (outcome == ItemOutcome::kFiled) untold_.erase(path);
       terminal_->CountItem();
     }
   }
 
   std::string DescribeRefusal() const;
+  void PrintUntold() const;
   void PrintSummary(double seconds) const;
 
   const std::string& destination_;  // as typed
   TerminalWindowSystem* terminal_;
   std::string problem_;  // of the destination, empty for none
   Tally tally_;
-  std::set<std::string> notListed_;  // folders, of which the log says nothing
+  // Of which the log says nothing; one that has no path is the empty one.
+  std::set<std::string> notListed_;  // folders
+  std::set<std::string> untold_;     // items
 };
 
 ExitStatus Run::Perform(const std::string& source) {
@@ -79,9 +89,7 @@ ExitStatus Run::Perform(const std::string& source) {
     PrintProblem(DescribeRefusal());
     return ExitStatus::kNoRun;
   }
-  for (const std::string& folder : notListed_) {
-    PrintProblem("the folder " + Quoted(folder) + " could not be listed; what is in it was left");
-  }
+  PrintUntold();
   PrintSummary(*seconds);
   return tally_.failed() == 0 ? ExitStatus::kAllFiled : ExitStatus::kSomeFailed;
 }
@@ -91,6 +99,17 @@ std::string Run::DescribeRefusal() const {
   if (!problem_.empty()) return problem_;
   if (!terminal_->StatusText().empty()) return terminal_->StatusText();
   return "the source or the destination is not there any more";
+}
+
+void Run::PrintUntold() const {
+  for (const std::string& folder : notListed_) {
+    const std::string subject = folder.empty() ? "a folder" : "the folder " + Quoted(folder);
+    PrintProblem(subject + " could not be listed; what is in it was left");
+  }
+  for (const std::string& item : untold_) {
+    const std::string subject = item.empty() ? "an item" : Quoted(item);
+    PrintProblem(subject + " was left: it, or the folder for it, could not be looked at or made");
+  }
 }
 
 // The exit status tells of the files, so that it stays theirs when only the summary is lost.

@@ -34,10 +34,12 @@ void Tally::Count(const std::string& path, ItemOutcome outcome) {
       ++left_;
       return;
     case ItemOutcome::kFailed:
+    case ItemOutcome::kUntold:
       ++failed_;
       return;
     case ItemOutcome::kFolderNotListed:
     case ItemOutcome::kFailedInYear:
+    case ItemOutcome::kUntoldInYear:
       retold_[path] = true;
       return;
     case ItemOutcome::kPassedOverInYear:

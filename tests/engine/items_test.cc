@@ -53,13 +53,21 @@ TEST(ListFolderFiles, IsNeverAnEmptyList) {
   MakeFolder(folder / "gone");
   const FSRef gone = RefAt(folder / "gone");
   ASSERT_EQ(0, rmdir((folder / "gone").c_str()));
-  EXPECT_FALSE(ListFolderFiles(RefAt(folder / "empty")).has_value());
-  EXPECT_FALSE(CopyFolderItems(RefAt(folder / "empty")).has_value());
+  bool isListed = false;
+  EXPECT_FALSE(ListFolderFiles(RefAt(folder / "empty"), &isListed).has_value());
+  EXPECT_TRUE(isListed);
+  isListed = false;
+  EXPECT_FALSE(CopyFolderItems(RefAt(folder / "empty"), &isListed).has_value());
+  EXPECT_TRUE(isListed);
   EXPECT_FALSE(ListFolderFiles(RefAt(folder / "folders")).has_value());
   EXPECT_THAT(NamesOf(CopyFolderItems(RefAt(folder / "folders"))), UnorderedElementsAre("only"));
   for (const FSRef& ref : {RefAt(folder / "file"), gone, FSRef{}}) {
-    EXPECT_FALSE(ListFolderFiles(ref).has_value());
-    EXPECT_FALSE(CopyFolderItems(ref).has_value());
+    isListed = true;
+    EXPECT_FALSE(ListFolderFiles(ref, &isListed).has_value());
+    EXPECT_FALSE(isListed);
+    isListed = true;
+    EXPECT_FALSE(CopyFolderItems(ref, &isListed).has_value());
+    EXPECT_FALSE(isListed);
   }
 }
 

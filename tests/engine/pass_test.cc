@@ -42,7 +42,7 @@ class PassTest : public testing::EngineFixture {
   // in which it was asked.
   PassRules RulesWithKey(const std::optional<std::u16string>& key) {
     return {.copyKey =
-                [this, key](const FSRef&) {
+                [this, key](const FSRef&, bool*) {
                   asked_ += "key ";
                   return key;
                 },
@@ -114,7 +114,7 @@ TEST_F(PassTest, LeavesAnItemWhoseKeyNamesNoFolder) {
     outcomes_.clear();
     RunWith(RulesWithKey(key));
     EXPECT_EQ("key ", asked_) << Utf8FromUtf16(key);
-    const auto outcome = key.empty() ? ItemOutcome::kPassedOver : ItemOutcome::kFailed;
+    const auto outcome = key.empty() ? ItemOutcome::kPassedOver : ItemOutcome::kUntold;
     EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(outcome));
   }
   EXPECT_THAT(Messages(), IsEmpty());
@@ -136,7 +136,7 @@ TEST_F(PassTest, TellsOfAnItemThatVanishedAfterItWasListed) {
   RunWith(rules);
   EXPECT_THAT(Messages(), ElementsAre(MovedLine(first, "key"), "Inavlid FSRef"));
   EXPECT_THAT(outcomes_[InSource(first)], ElementsAre(ItemOutcome::kFiled));
-  EXPECT_THAT(outcomes_[""], ElementsAre(ItemOutcome::kFailed));
+  EXPECT_THAT(outcomes_[""], ElementsAre(ItemOutcome::kUntold));
 }
 
 TEST_F(PassTest, TellsOfAnItemThatVanishedJustBeforeItsTransfer) {
@@ -190,7 +190,7 @@ TEST_F(PassTest, TriesAgainForTheNextItemWhereAKeyFolderCouldNotBeMade) {
   MakeFolder(InDestination("deep"));
   PassRules rules = RulesWithKey(u"key");
   int keys = 0;
-  rules.copyKey = [&](const FSRef&) -> std::optional<std::u16string> {
+  rules.copyKey = [&](const FSRef&, bool*) -> std::optional<std::u16string> {
     // The destination is there for the second item only.
     if (++keys == 1) {
       EXPECT_EQ(0, rename(InDestination("deep").c_str(), (root_ / "deep").c_str()));
@@ -221,18 +221,18 @@ TEST_F(PassTest, TellsOnlyWhatItIsAskedToTell) {
   WriteFile(InSource("noKey"));
   WriteFile(InSource("failed"));
   PassRules rules = RulesWithKey(u"key");
-  rules.copyKey = [](const FSRef& item) -> std::optional<std::u16string> {
+  rules.copyKey = [](const FSRef& item, bool*) -> std::optional<std::u16string> {
     const std::u16string name = GetItemNameString(item).value_or(u"");
     if (name == u"noKey") return std::nullopt;
     return name == u"failed" ? u".." : u"key";
   };
   rules.onFiled = rules.onInPlace = rules.onNoKey = std::nullopt;
-  rules.onFailed = ItemOutcome::kFailedInYear;
+  rules.onUntold = ItemOutcome::kUntoldInYear;
   const FSRef parent = RefAt(source_);
   RunPass(RefAt(source_), &parent, rules);
   RunPass(RefAt(InSource("key")), &parent, rules);
   EXPECT_EQ(1U, outcomes_.size());
-  EXPECT_THAT(outcomes_[InSource("failed")], ElementsAre(ItemOutcome::kFailedInYear));
+  EXPECT_THAT(outcomes_[InSource("failed")], ElementsAre(ItemOutcome::kUntoldInYear));
 }
 
 TEST_F(PassTest, LeavesAnItemWhosePathIsTooLong) {
@@ -248,7 +248,7 @@ TEST_F(PassTest, LeavesAnItemWhosePathIsTooLong) {
   EXPECT_THAT(NamesIn(InDestination("key")), ElementsAre(fits));
   EXPECT_THAT(NamesIn(folder), ElementsAre(tooLong));
   EXPECT_THAT(Messages(), ElementsAre(MovedLine(fits, "key")));
-  EXPECT_THAT(outcomes_[""], ElementsAre(ItemOutcome::kFailed));
+  EXPECT_THAT(outcomes_[folder + "/" + tooLong], ElementsAre(ItemOutcome::kUntold));
 }
 
 TEST_F(PassTest, DoesTheSameWithoutAnObserver) {

@@ -203,8 +203,8 @@ TEST_F(RunByFileType, PrefersTheTypeAndFallsBackToTheMap) {
               UnorderedElementsAre("TEXT/notes.rtf", "JPEG/x.JPG", "PDF /paper", "..:x/slash"));
   EXPECT_THAT(NamesIn(source_), UnorderedElementsAre("plain.qqqq", "up", "dot", "in"));
   EXPECT_THAT(NamesIn(root_.path()), UnorderedElementsAre("source", "destination"));
-  EXPECT_THAT(outcomes_[InSource("up")], ElementsAre(kFailed));
-  EXPECT_THAT(outcomes_[InSource("dot")], ElementsAre(kFailed));
+  EXPECT_THAT(outcomes_[InSource("up")], ElementsAre(ItemOutcome::kUntold));
+  EXPECT_THAT(outcomes_[InSource("dot")], ElementsAre(ItemOutcome::kUntold));
   EXPECT_THAT(outcomes_[InSource("in")], ElementsAre(kPassedOver));
   EXPECT_THAT(outcomes_[InSource("plain.qqqq")], ElementsAre(kPassedOver));
 }
@@ -473,7 +473,7 @@ TEST_F(RunOfFolders, LeavesEverythingForADestinationThatIsGone) {
     Set("FileOperation = 1\nTessaryType = " + kind + "\n");
     outcomes_.clear();
     AggregateFolder(RefAt(source_), destination);
-    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(kFailed));
+    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kUntold));
   }
   EXPECT_THAT(Messages(), Each(AggregatingLine("source")));
   EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt"));

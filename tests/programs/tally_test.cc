@@ -37,6 +37,16 @@ TEST(Tally, CountsAnItemThatStaysInAYearFolderOnceHoweverOftenItIsToldOf) {
   EXPECT_EQ(2U, tally.failed());
 }
 
+TEST(Tally, CountsWhatTheLogDoesNotNameAmongTheFailed) {
+  Tally tally;
+  for (int i = 0; i < 2; ++i) {
+    tally.Count("", ItemOutcome::kUntold);
+    tally.Count("/d/2009/stuck", ItemOutcome::kUntoldInYear);
+  }
+  EXPECT_EQ(3U, tally.failed());
+  EXPECT_EQ(0U, tally.left());
+}
+
 TEST(Tally, TakesTheLastWordOfAnItemThatStaysInAYearFolder) {
   Tally tally;
   tally.Count("/d/2009/a", ItemOutcome::kFailedInYear);

@@ -5,18 +5,41 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/catalog/paths.h"
+#include "platform/linux/errors.h"
 
 namespace tessary {
 
-std::optional<Timestamp> CopyFileDateAtPath(const std::string& path, DateAttribute attribute) {
-  uint32_t folder = 0;
-  Place place;
-  if (FindPlaceOfPath(path, &folder, &place.name) != noErr || folder == 0) return std::nullopt;
-  if (Catalog::Get().folders().Open(folder, &place.folder) != noErr) return std::nullopt;
+namespace {
+
+// A link that leads nowhere has no date, which is no failure.
+bool IsLink(const Place& place) {
   struct statx info = {};
-  const int result = statx(place.descriptor(), place.name.c_str(), 0,
-                           STATX_MTIME | STATX_BTIME | STATX_INO, &info);
-  if (result != 0) return std::nullopt;
+  return statx(place.descriptor(), place.name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &info) ==
+             0 &&
+         S_ISLNK(info.stx_mode);
+}
+
+Status ReadDates(const std::string& path, Place* place, struct statx* info) {
+  uint32_t folder = 0;
+  Status status = FindPlaceOfPath(path, &folder, &place->name);
+  if (status == noErr && folder == 0) status = paramErr;
+  if (status == noErr) status = Catalog::Get().folders().Open(folder, &place->folder);
+  if (status != noErr) return status;
+  constexpr unsigned kDates = STATX_MTIME | STATX_BTIME | STATX_INO;
+  if (statx(place->descriptor(), place->name.c_str(), 0, kDates, info) == 0) return noErr;
+  status = LastError();
+  return IsLink(*place) ? fnfErr : status;
+}
+
+}  // namespace
+
+std::optional<Timestamp> CopyFileDateAtPath(const std::string& path, DateAttribute attribute,
+                                            Status* status) {
+  Place place;
+  struct statx info = {};
+  const Status result = ReadDates(path, &place, &info);
+  if (status != nullptr) *status = result == fnfErr ? noErr : result;
+  if (result != noErr) return std::nullopt;
   if (attribute == DateAttribute::NSFileCreationDate) {
     return CreationDateAt(place, info);
   }

@@ -1,0 +1,171 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/linux/errors.h"
+#include "tests/faults/errors/scene.h"
+#include "tests/support/soak.h"
+#include "tests/support/supervised_calls.h"
+
+namespace tessary {
+namespace {
+
+using testing::FileCalls;
+using testing::Harm;
+using testing::HarmKinds;
+using testing::NameOfCall;
+using testing::NameOfError;
+using testing::RunResult;
+using testing::Scene;
+using testing::Scenes;
+using testing::SoakCount;
+using testing::SoakRandom;
+using testing::SoakRounds;
+using testing::Stage;
+using testing::SupervisedCall;
+
+constexpr std::array kErrors = {ENOSPC, EIO, EDQUOT, EACCES, EINTR, EMFILE, ESTALE, EXDEV, ENOMEM};
+
+// A call that a scene makes, and how often.
+struct Target {
+  const Scene* scene = nullptr;
+  int number = 0;
+  int count = 0;
+};
+
+// What is refused in one round.
+struct Refusal {
+  Target target;
+  int error = 0;
+  int which = 0;          // of the calls, from 1
+  bool persists = false;  // that one and all after it
+};
+
+std::string Describe(const Refusal& refusal) {
+  return refusal.target.scene->name + ": " + NameOfError(refusal.error) + " from " +
+         NameOfCall(refusal.target.number) + " number " + std::to_string(refusal.which) + " of " +
+         std::to_string(refusal.target.count) + (refusal.persists ? " and all after it" : "");
+}
+
+// Plays the scene with nothing refused and notes its calls.
+void AddTargets(const Scene& scene, std::vector<Target>* targets) {
+  std::map<int, int> counts;
+  const Stage stage(scene);
+  const RunResult result = stage.Run(FileCalls(), [&counts](const SupervisedCall& call) {
+    ++counts[call.number];
+    return 0;
+  });
+  EXPECT_EQ(0, result.end.exitStatus) << scene.name << "\n" << result.output;
+  for (const Harm& harm : stage.FindHarm(result, true)) {
+    ADD_FAILURE() << scene.name << " by itself: " << harm.kind << " " << harm.details;
+  }
+  for (const auto& [number, count] : counts) targets->push_back({&scene, number, count});
+}
+
+std::vector<Target> FindTargets() {
+  std::vector<Target> targets;
+  for (const Scene& scene : Scenes()) {
+    if (Stage::IsPossible(scene)) {
+      AddTargets(scene, &targets);
+    } else {
+      std::printf("not played for want of a second volume: %s\n", scene.name.c_str());
+    }
+  }
+  return targets;
+}
+
+Refusal PickRefusal(const std::vector<Target>& targets, SoakRandom* random) {
+  Refusal refusal;
+  refusal.target = random->Pick(targets);
+  refusal.error = random->Pick(kErrors);
+  refusal.which = 1 + static_cast<int>(random->Below(static_cast<uint64_t>(refusal.target.count)));
+  // A signal interrupts one call; who is interrupted for ever rightly tries for ever.
+  refusal.persists = refusal.error != EINTR && random->OneIn(4);
+  return refusal;
+}
+
+// Plays the scene with the refusal; false where the call did not come.
+bool Play(const Refusal& refusal, std::vector<Harm>* harms, std::string* output) {
+  const Stage stage(*refusal.target.scene);
+  int count = 0;
+  const RunResult result =
+      stage.Run({refusal.target.number}, [&refusal, &count](const SupervisedCall&) {
+        ++count;
+        const bool isMeant = count == refusal.which || (refusal.persists && count > refusal.which);
+        return isMeant ? refusal.error : 0;
+      });
+  *output = result.output;
+  if (count < refusal.which) return false;
+  *harms = stage.FindHarm(result, !refusal.persists);
+  for (Harm& harm : stage.FindLastingHarm()) harms->push_back(std::move(harm));
+  return true;
+}
+
+// How often each call was made to fail with each error.
+class Coverage {
+ public:
+  void Add(const Refusal& refusal) { ++counts_[refusal.target.number][refusal.error]; }
+
+  ~Coverage() {
+    for (const auto& [number, errors] : counts_) {
+      std::printf("%-16s", NameOfCall(number).c_str());
+      for (const auto& [error, count] : errors) {
+        std::printf(" %s %d", NameOfError(error).c_str(), count);
+      }
+      std::printf("\n");
+    }
+  }
+
+ private:
+  std::map<int, std::map<int, int>> counts_;
+};
+
+TEST(InjectedErrors, LoseNothingAndAreToldOf) {
+  const std::vector<Target> targets = FindTargets();
+  if (targets.empty()) GTEST_SKIP() << "there is no /dev/shm, or calls cannot be supervised here";
+  SoakCount count("errors of system calls", "refusals", HarmKinds());
+  Coverage coverage;
+  for (SoakRounds rounds("errors of system calls", 300); rounds.Next();) {
+    const Refusal refusal = PickRefusal(targets, &rounds.random());
+    std::vector<Harm> harms;
+    std::string output;
+    if (!Play(refusal, &harms, &output)) continue;
+    coverage.Add(refusal);
+    count.AddTries();
+    for (const Harm& harm : harms) {
+      count.AddViolation(harm.kind, Describe(refusal) + "\n" + harm.details + "\n" + output + "\n" +
+                                        rounds.Describe());
+    }
+  }
+}
+
+// Every single one of them, which takes some minutes.
+TEST(InjectedErrors, DISABLED_EachOneByOne) {
+  for (const Target& target : FindTargets()) {
+    for (int which = 1; which <= target.count; ++which) {
+      for (const int error : kErrors) {
+        for (const bool persists : {false, true}) {
+          if (persists && error == EINTR) continue;
+          const Refusal refusal = {target, error, which, persists};
+          std::vector<Harm> harms;
+          std::string output;
+          if (!Play(refusal, &harms, &output)) continue;
+          for (const Harm& harm : harms) {
+            ADD_FAILURE() << Describe(refusal) << "\n"
+                          << harm.kind << " " << harm.details << "\n"
+                          << output;
+          }
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tessary

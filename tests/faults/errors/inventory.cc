@@ -1,0 +1,124 @@
+#include "tests/faults/errors/inventory.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <string_view>
+
+#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/unique_fd.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool IsPackageName(const std::string& name) { return fs::path(name).extension() == ".app"; }
+
+std::string AttributesOf(const std::string& path, bool leavesComment) {
+  std::array<char, 4096> names = {};
+  const ssize_t size = llistxattr(path.c_str(), names.data(), names.size());
+  std::vector<std::string> lines;
+  for (ssize_t at = 0; at < size;) {
+    const std::string name = names.data() + at;
+    at += static_cast<ssize_t>(name.size()) + 1;
+    if (name == "user.tessary.creation-date" || (leavesComment && name == "user.xdg.comment")) {
+      continue;
+    }
+    std::array<char, 4096> value = {};
+    const ssize_t length = lgetxattr(path.c_str(), name.c_str(), value.data(), value.size());
+    lines.push_back(name + "=" +
+                    std::string(value.data(), static_cast<size_t>(std::max<ssize_t>(length, 0))));
+  }
+  std::sort(lines.begin(), lines.end());
+  std::string text;
+  for (const std::string& line : lines) text += line + "\n";
+  return text;
+}
+
+std::string ReadAtOnce(const std::string& path, off_t size) {
+  const UniqueFd file(open(path.c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC));
+  // One more, so that a file that is longer than it says is seen to be.
+  std::string bytes(static_cast<size_t>(size) + 1, '\0');
+  const ssize_t got = pread(file.get(), bytes.data(), bytes.size(), 0);
+  if (got < 0) return "(cannot be read)";
+  bytes.resize(static_cast<size_t>(got));
+  return bytes;
+}
+
+// The path under which each file of an item was met first, by its inode.
+using FirstNames = std::map<ino_t, std::string>;
+
+std::string Describe(const std::string& path, bool leavesComment) {
+  struct stat info = {};
+  if (lstat(path.c_str(), &info) != 0) return "(gone)";
+  std::array<char, 160> text = {};
+  (void)std::snprintf(text.data(), text.size(), "%o %u:%u %ld.%09ld\n", info.st_mode, info.st_uid,
+                      info.st_gid, info.st_mtim.tv_sec, info.st_mtim.tv_nsec);
+  std::string described = text.data() + AttributesOf(path, leavesComment);
+  if (S_ISREG(info.st_mode)) described += ReadAtOnce(path, info.st_size);
+  if (S_ISLNK(info.st_mode)) described += fs::read_symlink(path).string();
+  return described;
+}
+
+std::string DescribeItem(const std::string& path, const InventoryRules& rules) {
+  FirstNames names;
+  std::string described = Describe(path, rules.leavesComments);
+  if (fs::symlink_status(path).type() != fs::file_type::directory) return described;
+  std::vector<std::string> inside;
+  for (const auto& entry : fs::recursive_directory_iterator(path)) {
+    inside.push_back(entry.path().string());
+  }
+  std::sort(inside.begin(), inside.end());
+  for (const std::string& each : inside) {
+    const std::string name = each.substr(path.size());
+    struct stat info = {};
+    (void)lstat(each.c_str(), &info);
+    const auto [first, isFirst] = names.emplace(info.st_ino, name);
+    described += "\n--" + name + "\n";
+    described += isFirst ? Describe(each, false) : "the same as " + first->second;
+  }
+  return described;
+}
+
+void Search(const std::string& top, const std::string& folder, const InventoryRules& rules,
+            std::vector<FoundItem>* found) {
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    const std::string path = entry.path().string();
+    const std::string name = entry.path().filename().string();
+    if (IsHiddenName(name)) continue;
+    const bool isFolder = entry.symlink_status().type() == fs::file_type::directory;
+    if (isFolder && !IsPackageName(name)) {
+      Search(top, path, rules, found);
+    } else {
+      found->push_back({path.substr(top.size() + 1), DescribeItem(path, rules)});
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<FoundItem> TakeInventory(const std::string& folder, const InventoryRules& rules) {
+  std::vector<FoundItem> found;
+  if (Exists(folder)) Search(folder, folder, rules, &found);
+  return found;
+}
+
+std::vector<std::string> FindHiddenObjects(const std::string& folder) {
+  std::vector<std::string> found;
+  if (!Exists(folder)) return found;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    if (IsHiddenName(entry.path().filename().string())) found.push_back(entry.path().string());
+  }
+  return found;
+}
+
+}  // namespace tessary::testing

@@ -1,0 +1,358 @@
+#include "tests/faults/errors/scene.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "platform/linux/apple_events/comment_agent.h"
+#include "platform/managers/window_system.h"
+#include "platform/terminal/terminal_window_system.h"
+#include "programs/cli/command_line.h"
+#include "tests/support/copying.h"
+#include "tests/support/memory_volume.h"
+#include "tests/support/volumes.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace tessary::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Where everything lies but the destination of a run between volumes.
+constexpr char kVolume[] = "/dev/shm";
+
+// The folder for that destination: on a volume in memory too where one can be mounted for this
+// process alone, as making things durable on a disk takes longer than all the rest.
+std::string OtherVolume() {
+  static const std::string kPath = [] {
+    std::string whyNot;
+    if (!EnterMountNamespace(&whyNot)) return fs::temp_directory_path().string();
+    // Unmounted when the process and its namespace with it are gone.
+    static const MemoryVolume* volume = new MemoryVolume("size=64m");
+    return volume->IsMounted() ? volume->path() : fs::temp_directory_path().string();
+  }();
+  return kPath;
+}
+
+constexpr int kLeakExitStatus = 97;
+constexpr int kRunSeconds = 20;
+constexpr int64_t kDate = 1'234'567'890;
+
+std::string Repeat(const std::string& text, size_t size) {
+  std::string repeated;
+  while (repeated.size() < size) repeated += text;
+  repeated.resize(size);
+  return repeated;
+}
+
+void WriteDated(const std::string& path, const std::string& contents, mode_t mode) {
+  WriteFile(path, contents);
+  EXPECT_EQ(0, chmod(path.c_str(), mode)) << path;
+  SetModificationDate(path, kDate);
+}
+
+void MakePackage(const std::string& path) {
+  WriteDated(path + "/Contents/Info.plist", "the list of what it is", 0644);
+  WriteDated(path + "/Contents/Resources/picture.bin", Repeat("picture ", 9000), 0600);
+  fs::create_hard_link(path + "/Contents/Resources/picture.bin", path + "/Contents/again.bin");
+  MakeLink("Resources/picture.bin", path + "/Contents/current");
+  MakeFolder(path + "/Contents/Empty");
+  (void)SetAttribute(path + "/Contents/Info.plist", "user.note", "inside");
+  SetModificationDate(path + "/Contents/Resources", kDate);
+  SetModificationDate(path + "/Contents/Empty", kDate);
+  SetModificationDate(path + "/Contents/current", kDate);
+  SetModificationDate(path + "/Contents", kDate);
+  SetModificationDate(path, kDate);
+}
+
+// Data, a long hole, data, a hole at the end.
+void MakeFileWithHoles(const std::string& path) {
+  WriteFile(path, "begins");
+  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(400 << 10);
+  file << "ends";
+  file.close();
+  fs::resize_file(path, 640 << 10);
+  SetModificationDate(path, kDate);
+}
+
+std::string NameOfPath(const std::string& path) { return fs::path(path).filename().string(); }
+
+// Whether a name is that of the item, or the distinct one that it gets where its own is taken.
+bool IsNameFor(const std::string& name, const std::string& own) {
+  if (name == own) return true;
+  const fs::path whole(own);
+  const std::string stem = whole.stem().string() + " - ";
+  const std::string extension = whole.extension().string();
+  constexpr size_t kUuidSize = 36;
+  return name.starts_with(stem) && name.ends_with(extension) &&
+         name.size() == stem.size() + kUuidSize + extension.size();
+}
+
+// The open descriptors that are more than a hold on a folder.
+std::vector<std::string> OpenFiles() {
+  std::vector<std::string> open;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    const int fd = std::stoi(entry.path().filename().string());
+    const int flags = fcntl(fd, F_GETFL);
+    std::error_code gone;
+    const std::string target = fs::read_symlink(entry.path(), gone).string();
+    if (flags < 0 || (flags & O_PATH) != 0) continue;
+    // What the supervision itself has open is none of these.
+    if (!target.starts_with('/') || target.starts_with("/memfd:") || target.starts_with("/proc/") ||
+        target.starts_with("/dev/null")) {
+      continue;
+    }
+    open.push_back(target);
+  }
+  std::sort(open.begin(), open.end());
+  return open;
+}
+
+int RunProgram(const std::vector<std::string>& arguments) {
+  TerminalWindowSystem terminal;
+  gWindowSystem = &terminal;
+  RegisterCommentAgent();
+  return RunCommandLine(arguments, &terminal);
+}
+
+// What a process ends with that began with those files open and ended its run with `status`.
+int LookForLeaks(const std::vector<std::string>& before, int status) {
+  const std::vector<std::string> after = OpenFiles();
+  if (after.size() > before.size()) {
+    for (const std::string& each : after) std::fprintf(stderr, "STILL OPEN: %s\n", each.c_str());
+    return kLeakExitStatus;
+  }
+#if defined(__SANITIZE_ADDRESS__)
+  if (__lsan_do_recoverable_leak_check() != 0) return kLeakExitStatus;
+#endif
+  return status;
+}
+
+}  // namespace
+
+const std::vector<Scene>& Scenes() {
+  static const std::vector<Scene> kScenes = {
+      {.name = "copy", .options = {"--kind", "extension", "--copy"}},
+      {.name = "move", .options = {"--kind", "extension", "--move"}, .isMove = true},
+      {.name = "move across volumes",
+       .options = {"--kind", "extension", "--move"},
+       .isMove = true,
+       .isAcross = true},
+      {.name = "copy across volumes",
+       .options = {"--kind", "extension", "--copy"},
+       .isAcross = true},
+      {.name = "copy by type replacing with comments",
+       .options = {"--kind", "mime-type", "--copy", "--replace", "--preserve-comments"},
+       .isReplace = true,
+       .hasComments = true},
+      {.name = "move by date",
+       .options = {"--kind", "modification-date", "--move"},
+       .isMove = true,
+       .isByDate = true},
+  };
+  return kScenes;
+}
+
+Stage::Stage(const Scene& scene) : scene_(scene) {
+  config_ = std::make_unique<TemporaryFolder>(kVolume);
+  source_ = std::make_unique<TemporaryFolder>(kVolume);
+  destination_ = scene.isAcross ? std::make_unique<TemporaryFolder>(OtherVolume())
+                                : std::make_unique<TemporaryFolder>(kVolume);
+  Fill();
+  before_ = TakeInventory(Source(), Rules());
+  hadAlready_ = TakeInventory(Destination(), Rules());
+}
+
+bool Stage::IsPossible(const Scene& scene) {
+  if (!fs::is_directory(kVolume)) return false;
+  return !scene.isAcross || AreOnDifferentVolumes(OtherVolume(), kVolume);
+}
+
+void Stage::Fill() const {
+  const std::string source = Source() + "/";
+  WriteDated(source + "report.txt", Repeat("report ", 700), 0640);
+  (void)SetAttribute(source + "report.txt", "user.note", "keep me");
+  (void)SetAttribute(source + "report.txt", "user.tessary.creation-date",
+                     "2009-02-13T23:31:30.000000000Z");
+  WriteDated(source + "large.bin", Repeat("large ", 300'000), 0444);
+  WriteDated(source + "caf\xe9.txt", "no text in its name", 0644);
+  MakeFileWithHoles(source + "holes.img");
+  // A link that has been moved may lead nowhere, and then has no date to go by.
+  if (!scene_.isByDate) {
+    MakeLink("report.txt", source + "link.lnk");
+    SetModificationDate(source + "link.lnk", kDate);
+  }
+  WriteDated(source + "below/taken.txt", "the new one", 0644);
+  if (scene_.hasComments) {
+    (void)SetAttribute(source + "below/taken.txt", "user.xdg.comment", "a comment");
+  }
+  MakePackage(source + "below/Thing.app");
+  WriteDated(Destination() + "/txt/taken.txt", "the old one", 0600);
+  WriteDated(Destination() + "/text:plain/taken.txt", "the old one of that type", 0600);
+  WriteFile(*config_ / "tessary/preferences.toml", "QuitWhenDone = false\n");
+  WriteFile(*config_ / "mime/globs2", "50:text/plain:*.txt\n50:application/octet-stream:*.bin\n");
+}
+
+RunResult Stage::Run(const std::vector<int>& numbers,
+                     const std::function<int(const SupervisedCall&)>& decide) const {
+  std::vector<std::string> arguments = {"aggregate", "--recurse"};
+  arguments.insert(arguments.end(), scene_.options.begin(), scene_.options.end());
+  arguments.push_back(Source());
+  arguments.push_back(Destination());
+  RunResult result;
+  // The child is born with what this process has open, less the descriptors of the supervision.
+  const std::vector<std::string> openBefore = OpenFiles();
+  result.end = RunSupervised(
+      numbers, decide,
+      [&] {
+        // The child's own, so that nothing has to be given back.
+        setenv("XDG_CONFIG_HOME", config_->path().c_str(), 1);
+        setenv("XDG_DATA_HOME", config_->path().c_str(), 1);
+        setenv("XDG_DATA_DIRS", config_->path().c_str(), 1);
+        return RunProgram(arguments);
+      },
+      [&openBefore](int status) { return LookForLeaks(openBefore, status); }, kRunSeconds,
+      &result.output);
+  return result;
+}
+
+// By a line about it, or about the folder that it lies in, or about the whole run.
+bool Stage::IsToldOf(const FoundItem& item, const RunResult& result) const {
+  if (result.end.exitStatus == 1) return result.output.find("tessary-cli: ") != std::string::npos;
+  const std::string name = NameOfPath(item.path);
+  const std::string plain = name.substr(0, name.find('\xe9'));
+  if (result.output.find("/" + plain) != std::string::npos) return true;
+  // One that cannot even be asked for its path.
+  if (result.output.find("tessary-cli: an item was left") != std::string::npos) return true;
+  if (result.output.find("tessary-cli: a folder could not be listed") != std::string::npos) {
+    return true;
+  }
+  const std::string folder = fs::path(Source() + "/" + item.path).parent_path().string();
+  for (const std::string& above : {folder, Source()}) {
+    const std::string line = '"' + above + "\" could not be listed";
+    if (result.output.find(line) != std::string::npos) return true;
+  }
+  return false;
+}
+
+void Stage::FindHarmToOthers(std::vector<FoundItem>* inDestination, std::vector<Harm>* harm) const {
+  for (const FoundItem& had : hadAlready_) {
+    const auto found = std::find_if(
+        inDestination->begin(), inDestination->end(), [this, &had](const FoundItem& item) {
+          // By date, what lies in a folder of the destination is filed within that.
+          const std::string name = NameOfPath(item.path);
+          const std::string own = NameOfPath(had.path);
+          const bool isNameKept = scene_.isByDate ? IsNameFor(name, own) : name == own;
+          return isNameKept && item.contents == had.contents;
+        });
+    if (found != inDestination->end()) {
+      inDestination->erase(found);
+    } else if (!scene_.isReplace) {
+      harm->push_back({"lost", "what the destination had is gone or changed: " + had.path});
+    }
+  }
+}
+
+size_t Stage::TakeFiled(const FoundItem& item, std::vector<FoundItem>* inDestination) {
+  const auto end =
+      std::remove_if(inDestination->begin(), inDestination->end(), [&item](const FoundItem& now) {
+        return now.contents == item.contents &&
+               IsNameFor(NameOfPath(now.path), NameOfPath(item.path));
+      });
+  const auto count = static_cast<size_t>(inDestination->end() - end);
+  inDestination->erase(end, inDestination->end());
+  return count;
+}
+
+void Stage::JudgeItem(const FoundItem& item, size_t atHome, size_t away, bool hasFailedOnce,
+                      std::vector<Harm>* harm) const {
+  const std::string where = item.path + " is " + std::to_string(atHome) +
+                            " times in the source and " + std::to_string(away) +
+                            " times in the destination";
+  if (atHome + away == 0) harm->push_back({"lost", where});
+  const bool isOneTooMany = scene_.isMove && hasFailedOnce && atHome + away > 1;
+  if (away > 1 || isOneTooMany) harm->push_back({"doubled", where});
+  if (!scene_.isMove && atHome != 1) harm->push_back({"lost", where});
+}
+
+std::vector<Harm> Stage::FindHarm(const RunResult& result, bool hasFailedOnce) const {
+  std::vector<Harm> harm;
+  const int exitStatus = result.end.exitStatus;
+  if (result.end.hasHung) harm.push_back({"hung", ""});
+  if (result.end.signal != 0) harm.push_back({"died", std::to_string(result.end.signal)});
+  if (exitStatus == kLeakExitStatus) harm.push_back({"leaking", result.output});
+  std::vector<FoundItem> inSource = TakeInventory(Source(), Rules());
+  std::vector<FoundItem> inDestination = TakeInventory(Destination(), Rules());
+  FindHarmToOthers(&inDestination, &harm);
+  size_t filed = 0;
+  for (const FoundItem& item : before_) {
+    const auto end = std::remove_if(inSource.begin(), inSource.end(), [&item](const auto& now) {
+      return now.path == item.path && now.contents == item.contents;
+    });
+    const auto atHome = static_cast<size_t>(inSource.end() - end);
+    inSource.erase(end, inSource.end());
+    const size_t away = TakeFiled(item, &inDestination);
+    JudgeItem(item, atHome, away, hasFailedOnce, &harm);
+    if (away > 0) ++filed;
+    if (away == 0 && !IsToldOf(item, result)) harm.push_back({"untold", item.path});
+  }
+  for (const auto* left : {&inSource, &inDestination}) {
+    for (const FoundItem& stranger : *left) harm.push_back({"partial", stranger.path});
+  }
+  const bool isToldByStatus = exitStatus == 3 || (exitStatus == 1 && filed == 0);
+  if (filed < before_.size() && !isToldByStatus) {
+    harm.push_back({"misreported", "exit status " + std::to_string(exitStatus) + " with " +
+                                       std::to_string(before_.size() - filed) + " not filed"});
+  }
+  return harm;
+}
+
+// What a run that was hampered could not remove is swept by the next one that has something to do
+// there.
+void Stage::FillAgain() const {
+  for (const std::string& folder : {Source(), Source() + "/below"}) {
+    for (const std::string extension : {"txt", "bin", "img", "lnk", "app"}) {
+      WriteDated(folder + "/another." + extension, folder, 0644);
+    }
+  }
+}
+
+std::vector<Harm> Stage::FindLastingHarm() const {
+  FillAgain();
+  const RunResult result = Run({}, [](const SupervisedCall&) { return 0; });
+  std::vector<Harm> harm;
+  if (result.end.exitStatus != 0) {
+    harm.push_back({"lasting", "a later run ends with " + std::to_string(result.end.exitStatus) +
+                                   ":\n" + result.output});
+  }
+  for (const std::string& folder : {Source(), Destination()}) {
+    for (const std::string& path : FindHiddenObjects(folder)) harm.push_back({"lasting", path});
+  }
+  std::vector<FoundItem> inDestination = TakeInventory(Destination(), Rules());
+  for (const FoundItem& item : before_) {
+    if (TakeFiled(item, &inDestination) == 0) {
+      harm.push_back({"lasting", "a later run has not filed " + item.path});
+    }
+  }
+  return harm;
+}
+
+const std::vector<std::string>& HarmKinds() {
+  static const std::vector<std::string> kKinds = {
+      "lost", "doubled", "partial", "untold", "misreported", "leaking", "hung", "died", "lasting"};
+  return kKinds;
+}
+
+}  // namespace tessary::testing

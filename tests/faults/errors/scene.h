@@ -1,0 +1,87 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/faults/errors/inventory.h"
+#include "tests/support/supervised_calls.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary::testing {
+
+// A kind of run to do harm to.
+struct Scene {
+  std::string name;
+  std::vector<std::string> options;  // of the command aggregate, besides --recurse
+  bool isMove = false;
+  bool isAcross = false;  // the destination lies on another volume
+  bool isByDate = false;
+  bool isReplace = false;  // what bears the same name in the destination is removed first
+  bool hasComments = false;
+};
+
+// The kinds of runs that are tried.
+const std::vector<Scene>& Scenes();
+
+// Something that a run must never do, by one of the words of HarmKinds.
+struct Harm {
+  std::string kind;
+  std::string details;
+};
+
+const std::vector<std::string>& HarmKinds();
+
+// What one supervised run of the program came to.
+struct RunResult {
+  SupervisedEnd end;
+  std::string output;  // both streams
+};
+
+// A source and a destination with something of every kind in them, made anew for one run.
+class Stage {
+ public:
+  explicit Stage(const Scene& scene);
+  Stage(const Stage&) = delete;
+  Stage& operator=(const Stage&) = delete;
+
+  // True where the scene can be played here: two volumes, for one that needs them.
+  static bool IsPossible(const Scene& scene);
+
+  // Runs the program on it in a child process, asking about the calls of those numbers.
+  RunResult Run(const std::vector<int>& numbers,
+                const std::function<int(const SupervisedCall&)>& decide) const;
+
+  // How the disk now differs from what the promise allows; nothing where all is well.
+  // `hasFailedOnce` when a single call was refused, so that everything else worked and a moved item
+  // may be in one place only.
+  std::vector<Harm> FindHarm(const RunResult& result, bool hasFailedOnce) const;
+
+  // Runs the program again with nothing refused, and tells what is then still not as it should be.
+  std::vector<Harm> FindLastingHarm() const;
+
+  std::string Source() const { return *source_ / "Source"; }
+  std::string Destination() const { return *destination_ / "Destination"; }
+
+ private:
+  // A comment that could not be read is no copied item's fault; what becomes of comments where
+  // nothing fails is tested elsewhere.
+  InventoryRules Rules() const { return {.leavesComments = !scene_.isMove}; }
+  void Fill() const;
+  void FillAgain() const;
+  static size_t TakeFiled(const FoundItem& item, std::vector<FoundItem>* inDestination);
+  void FindHarmToOthers(std::vector<FoundItem>* inDestination, std::vector<Harm>* harm) const;
+  void JudgeItem(const FoundItem& item, size_t atHome, size_t away, bool hasFailedOnce,
+                 std::vector<Harm>* harm) const;
+  bool IsToldOf(const FoundItem& item, const RunResult& result) const;
+
+  const Scene& scene_;
+  std::unique_ptr<TemporaryFolder> config_;
+  std::unique_ptr<TemporaryFolder> source_;
+  std::unique_ptr<TemporaryFolder> destination_;
+  std::vector<FoundItem> before_;      // in the source
+  std::vector<FoundItem> hadAlready_;  // in the destination
+};
+
+}  // namespace tessary::testing
