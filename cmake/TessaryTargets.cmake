@@ -48,19 +48,29 @@ function(tessary_library name)
   target_link_libraries(${name} PUBLIC tessary_options ${arg_UNPARSED_ARGUMENTS})
 endfunction()
 
-# tessary_tests(NAME LABEL DEPENDENCY... [SUBFOLDERS FOLDER...]): the test program of the folder that
-# calls it, each test registered under the label. Those of the labels unit and disk are whole in the
-# build with sanitizers; all others are among the target program_tests.
-function(tessary_tests name label)
-  cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "SUBFOLDERS")
+# tessary_test_program(NAME DEPENDENCY... [MAIN LIBRARY] [SUBFOLDERS FOLDER...]): the test program of the
+# folder that calls it, for which nothing is registered yet. MAIN is for one whose own main() is wanted:
+# GTest::gtest.
+function(tessary_test_program name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "MAIN" "SUBFOLDERS")
+  if(NOT arg_MAIN)
+    set(arg_MAIN GTest::gtest_main)
+  endif()
   tessary_sources("${arg_SUBFOLDERS}")
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE
-    ${arg_UNPARSED_ARGUMENTS} tessary_test_support GTest::gmock GTest::gtest_main)
+    ${arg_UNPARSED_ARGUMENTS} tessary_test_support GTest::gmock ${arg_MAIN})
   if(TESSARY_PRECOMPILE)
     target_precompile_headers(${name} PRIVATE
       <gmock/gmock.h> <gtest/gtest.h> <filesystem> <optional> <string> <vector>)
   endif()
+endfunction()
+
+# tessary_tests(NAME LABEL DEPENDENCY... [SUBFOLDERS FOLDER...]): that program, each of its tests
+# registered under the label. Those of the labels unit and disk are whole in the build with sanitizers;
+# all others are among the target program_tests.
+function(tessary_tests name label)
+  tessary_test_program(${name} ${ARGN})
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT 120)
   if(NOT label MATCHES "^(unit|disk)$")
     add_dependencies(program_tests ${name})

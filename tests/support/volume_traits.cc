@@ -17,14 +17,26 @@ namespace tessary::testing {
 namespace {
 
 constexpr uid_t kOther = 4711;
+constexpr int64_t kSomeDate = 1236164646;
 
-bool HoldsHole(const std::string& path) {
+void TryHoles(const std::string& path, VolumeTraits* traits) {
   constexpr off_t kSize = 8 << 20;
   const UniqueFd file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   struct stat info = {};
-  return file && ftruncate(file.get(), kSize) == 0 && pwrite(file.get(), "x", 1, kSize - 1) == 1 &&
-         fsync(file.get()) == 0 && fstat(file.get(), &info) == 0 &&
-         info.st_blocks * 512 < kSize / 2;
+  const bool isMade = file && ftruncate(file.get(), kSize) == 0 &&
+                      pwrite(file.get(), "x", 1, kSize - 1) == 1 && fsync(file.get()) == 0 &&
+                      fstat(file.get(), &info) == 0;
+  traits->hasHoles = isMade && info.st_blocks * 512 < kSize / 2;
+  traits->tellsHoles = isMade && lseek(file.get(), 0, SEEK_DATA) > 0;
+}
+
+// As a copy finds it: among those that are listed.
+bool HoldsAttribute(const std::string& path, const std::string& name, const std::string& value) {
+  if (!SetAttribute(path, name, value) || AttributeAt(path, name) != value) return false;
+  std::string names(65536, '\0');
+  const ssize_t size = llistxattr(path.c_str(), names.data(), names.size());
+  names.resize(size < 0 ? 0 : static_cast<size_t>(size));
+  return ('\0' + names).find('\0' + name + '\0') != std::string::npos;
 }
 
 bool TakesName(const std::string& path) {
@@ -34,8 +46,31 @@ bool TakesName(const std::string& path) {
              std::vector<std::string>{std::filesystem::path(path).filename().string()};
 }
 
-bool HoldsAttribute(const std::string& path, const std::string& name, const std::string& value) {
-  return SetAttribute(path, name, value) && AttributeAt(path, name) == value;
+// Of a link itself.
+bool HoldsDate(const std::string& path, const timespec& date) {
+  const std::array<timespec, 2> times = {date, date};
+  if (utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) != 0) return false;
+  const timespec held = InfoAt(path).st_mtim;
+  return held.tv_sec == date.tv_sec && held.tv_nsec == date.tv_nsec;
+}
+
+bool LeadsTo(const std::string& link, const std::string& target) {
+  std::array<char, 4096> text = {};
+  const ssize_t size = readlink(link.c_str(), text.data(), text.size());
+  return size >= 0 && std::string(text.data(), static_cast<size_t>(size)) == target;
+}
+
+void TryLinks(const TemporaryFolder& ground, VolumeTraits* traits) {
+  const std::string file = ground / "file";
+  const std::string hard = ground / "hard";
+  traits->hasHardLinks =
+      link(file.c_str(), hard.c_str()) == 0 && InfoAt(file).st_ino == InfoAt(hard).st_ino;
+  const std::string symbolic = ground / "symbolic";
+  if (symlink("nowhere", symbolic.c_str()) != 0) return;
+  traits->hasSymbolicLinks = true;
+  traits->hasLinksAnywhere =
+      symlink("../nowhere", (ground / "up").c_str()) == 0 && LeadsTo(ground / "up", "../nowhere");
+  traits->hasDatesOfLinks = HoldsDate(symbolic, {kSomeDate, 0});
 }
 
 bool HoldsMode(const std::string& path) {
@@ -57,15 +92,15 @@ VolumeTraits TryVolume(const std::string& folder) {
   const TemporaryFolder ground(folder);
   const std::string file = ground / "file";
   WriteFile(file, "x");
-  traits.hasHardLinks = link(file.c_str(), (ground / "link").c_str()) == 0;
-  traits.hasSymbolicLinks = symlink("target", (ground / "symbolic").c_str()) == 0;
+  TryLinks(ground, &traits);
   traits.hasSpecialFiles = mkfifo((ground / "fifo").c_str(), 0600) == 0;
   traits.hasModes = HoldsMode(file);
+  traits.hasFineDates = HoldsDate(file, {kSomeDate, 123456789});
   traits.hasAttributes = HoldsAttribute(file, "user.tessary.test", "value");
   traits.hasAccessLists = HoldsAttribute(file, kAccessListAttribute, AccessListWithUser(kOther));
   traits.hasCapabilities = HoldsAttribute(file, kCapabilityAttribute, SomeCapability());
   traits.hasOwners = HoldsOwner(file);
-  traits.hasHoles = HoldsHole(ground / "hole");
+  TryHoles(ground / "hole", &traits);
   MakeFolder(ground / "bytes");
   traits.hasByteNames = TakesName(ground / "bytes/\xff:*\n");
   MakeFolder(ground / "case");

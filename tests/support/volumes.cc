@@ -60,9 +60,9 @@ std::vector<std::string> MakerOf(VolumeKind kind) {
 
 const std::vector<VolumeKind>& AllVolumeKinds() {
   static const std::vector<VolumeKind> kKinds = {
-      VolumeKind::kOwn,  VolumeKind::kTmpfs,   VolumeKind::kExt4,
-      VolumeKind::kXfs,  VolumeKind::kBtrfs,   VolumeKind::kExfat,
-      VolumeKind::kNtfs, VolumeKind::kOverlay, VolumeKind::kBindfs};
+      VolumeKind::kOwn,    VolumeKind::kTmpfs, VolumeKind::kExt4, VolumeKind::kXfs,
+      VolumeKind::kBtrfs,  VolumeKind::kExfat, VolumeKind::kNtfs, VolumeKind::kOverlay,
+      VolumeKind::kBindfs, VolumeKind::kSshfs};
   return kKinds;
 }
 
@@ -86,6 +86,8 @@ std::string NameOf(VolumeKind kind) {
       return "overlay";
     case VolumeKind::kBindfs:
       return "bindfs";
+    case VolumeKind::kSshfs:
+      return "sshfs";
   }
   return {};
 }
@@ -108,6 +110,8 @@ ScratchVolume::ScratchVolume(VolumeKind kind, const std::string& options, int me
     Unmount();
     return;
   }
+  // The folders around it are made for their maker alone.
+  (void)chmod(ground_->path().c_str(), 0777);
   // Those who read only have no place for trying.
   if (access(path_.c_str(), W_OK) == 0) traits_ = TryVolume(path_);
 }
@@ -135,6 +139,9 @@ void ScratchVolume::Prepare(const std::string& options, int megabytes) {
       return;
     case VolumeKind::kBindfs:
       isThere_ = MountBindfs(options);
+      return;
+    case VolumeKind::kSshfs:
+      isThere_ = MountSshfs(options);
       return;
   }
 }
@@ -213,13 +220,34 @@ bool ScratchVolume::MountImage(const std::string& options) {
 
 bool ScratchVolume::MountBindfs(const std::string& options) {
   if (!IsAllowed()) return false;
-  const std::string below = *ground_ / "below";
-  MakeFolder(below);
+  const std::string below = MakeFolderBelow();
   const std::string point = MakeMountPoint();
   std::vector<std::string> command = {"bindfs", "-f"};
   if (!options.empty()) command.insert(command.end(), {"-o", options});
   command.insert(command.end(), {below, point});
   return StartDriver(command, point);
+}
+
+// The server is started by the driver itself, on this machine and without a network.
+bool ScratchVolume::MountSshfs(const std::string& options) {
+  constexpr char kServer[] = "/usr/lib/openssh/sftp-server";
+  if (!IsAllowed()) return false;
+  if (access(kServer, X_OK) != 0) return Refuse(std::string(kServer) + " is not installed");
+  const std::string starter = *ground_ / "starter";
+  WriteFile(starter, std::string("#!/bin/sh\nexec ") + kServer + "\n");
+  (void)chmod(starter.c_str(), 0755);
+  const std::string point = MakeMountPoint();
+  std::string wanted = "allow_other,default_permissions,ssh_command=" + starter;
+  if (!options.empty()) wanted += "," + options;
+  return StartDriver({"sshfs", "-f", "-o", wanted, "here:" + MakeFolderBelow(), point}, point);
+}
+
+// What a driver shows that has no image.
+std::string ScratchVolume::MakeFolderBelow() const {
+  const std::string below = *ground_ / "below";
+  MakeFolder(below);
+  (void)chmod(below.c_str(), 0777);
+  return below;
 }
 
 // Over folders in memory, as an overlay cannot lie over another.

@@ -24,6 +24,7 @@ enum class VolumeKind {
   kNtfs,     // by its FUSE driver
   kOverlay,  // over two folders in memory
   kBindfs,   // a FUSE driver that shows the folder below it
+  kSshfs,    // another, which knows files by what names them and nothing of links
 };
 
 // All of them, in this order.
@@ -48,7 +49,7 @@ class ScratchVolume {
 
   VolumeKind kind() const { return kind_; }
 
-  // A folder on the volume that is empty at first.
+  // A folder on the volume that is empty at first, and open to everybody.
   const std::string& path() const { return path_; }
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
@@ -71,6 +72,8 @@ class ScratchVolume {
   bool MakeImage(std::vector<std::string> maker, int megabytes);
   bool MountImage(const std::string& options);
   bool MountBindfs(const std::string& options);
+  bool MountSshfs(const std::string& options);
+  std::string MakeFolderBelow() const;
   bool MountOverlay(const std::string& options);
   bool StartDriver(const std::vector<std::string>& command, const std::string& point);
   void Unmount();

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <string_view>
 
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/volume_memory.h"
@@ -17,6 +18,10 @@ namespace tessary {
 namespace {
 
 constexpr off_t kBufferSize = 262'144;
+
+bool IsZeros(std::string_view bytes) {
+  return bytes.find_first_not_of('\0') == std::string_view::npos;
+}
 
 class ContentsCopy {
  public:
@@ -62,22 +67,35 @@ class ContentsCopy {
     while (true) {
       const off_t data = lseek(from_, at, SEEK_DATA);
       if (data < 0 && errno == ENXIO) break;
-      if (data < 0 && at == 0 && (errno == EINVAL || errno == ENOTSUP)) return CopyWhole();
+      if (data < 0 && at == 0 && (errno == EINVAL || errno == ENOTSUP)) return CopyButZeros();
       if (data < 0) return LastError();
       const off_t hole = lseek(from_, data, SEEK_HOLE);
       if (hole < 0) return LastError();
+      // What a volume answers that cannot tell its holes.
+      if (data == 0 && hole >= size()) return CopyButZeros();
       if (const Status status = CopyStretch(data, hole, &at)) return status;
       if (at < hole || at > size()) break;
     }
+    return GiveLength();
+  }
+
+  // Where the volume does not tell where its holes are, they are the stretches without content.
+  Status CopyButZeros() {
+    leavesZeros_ = true;
+    const Status status = CopyWhole();
+    return status == noErr ? GiveLength() : status;
+  }
+
+  // A hole at the end is made of nothing but the length.
+  Status GiveLength() const {
     const off_t end = lseek(from_, 0, SEEK_END);
-    if (end < 0 || ftruncate(to_, end) != 0) return LastError();
-    return noErr;
+    return end < 0 || ftruncate(to_, end) != 0 ? LastError() : noErr;
   }
 
   // Copies the bytes from `start` up to `limit` or the file's end; `*reached` is where it ended.
   Status CopyStretch(off_t start, off_t limit, off_t* reached) {
     off_t at = start;
-    if (limit - start > kBufferSize) at = CopyInKernel(start, limit);
+    if (limit - start > kBufferSize && !leavesZeros_) at = CopyInKernel(start, limit);
     ssize_t size = 1;
     while (at < limit && size > 0) {
       const Status status = CopyBlock(at, std::min(limit - at, kBufferSize), &size);
@@ -120,13 +138,32 @@ class ContentsCopy {
       *size = pread(from_, buffer_.get(), room, at);
     } while (*size < 0 && errno == EINTR);
     if (*size < 0) return LastError();
-    for (ssize_t written = 0; written < *size;) {
+    const auto got = static_cast<size_t>(*size);
+    return leavesZeros_ ? WriteButZeros(at, got) : Write(at, 0, got);
+  }
+
+  // Writes the bytes from `begin` to `end` of the buffer, the first of which belongs at `at`.
+  Status Write(off_t at, size_t begin, size_t end) const {
+    while (begin < end) {
       const ssize_t count =
-          pwrite(to_, buffer_.get() + written, static_cast<size_t>(*size - written), at + written);
+          pwrite(to_, buffer_.get() + begin, end - begin, at + static_cast<off_t>(begin));
       if (count < 0 && errno != EINTR) return LastError();
-      if (count > 0) written += count;
+      if (count > 0) begin += static_cast<size_t>(count);
     }
     return noErr;
+  }
+
+  // The same of all that was read, but for the blocks that hold nothing but zeros.
+  Status WriteButZeros(off_t at, size_t size) const {
+    constexpr size_t kBlock = 4096;
+    size_t begin = 0;
+    for (size_t block = 0; block < size; block += kBlock) {
+      const size_t end = std::min(block + kBlock, size);
+      if (!IsZeros({buffer_.get() + block, end - block})) continue;
+      if (const Status status = Write(at, begin, block)) return status;
+      begin = end;
+    }
+    return Write(at, begin, size);
   }
 
   off_t BufferSize() const { return std::clamp<off_t>(size() + 1, 4096, kBufferSize); }
@@ -135,6 +172,7 @@ class ContentsCopy {
   const struct statx& info_;
   int to_;
   std::unique_ptr<char[]> buffer_;
+  bool leavesZeros_ = false;  // what holds nothing becomes a hole
 };
 
 }  // namespace

@@ -8,9 +8,10 @@
 namespace tessary {
 
 // Makes at (`toFolder`, `toName`) the same symbolic link as (`folder`, `name`), of which `info`
-// tells, with its owner where permitted and its times. Not whole or not at all: who calls it does
-// so where nobody looks. noErr, dupFNErr, fnfErr (another object by now), else what the file system
-// reports; what was made before a failure stays.
+// tells, with its owner where permitted and its times, where the volume has any for links. Not
+// whole or not at all: who calls it does so where nobody looks, and a trial link may be there for a
+// moment. noErr, dupFNErr, fnfErr (another object by now), else what the file system reports; what
+// was made before a failure stays.
 Status RecreateLink(int folder, const char* name, const struct statx& info, int toFolder,
                     const char* toName);
 

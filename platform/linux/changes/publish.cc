@@ -20,19 +20,35 @@ bool IsFolder(int folder, const char* name) {
   return ReadObjectInfo(folder, name, &info) == noErr && S_ISDIR(info.stx_mode);
 }
 
-Status RenameWithoutFlag(int fromFolder, const char* fromName, int toFolder, const char* toName) {
-  if (!IsFolder(fromFolder, fromName)) {
+bool IsKnownToLack(int folder, VolumeLack what, Identity* identity) {
+  struct statx info = {};
+  if (ReadObjectInfo(folder, "", &info) != noErr) return false;
+  *identity = Identity::Of(info);
+  return IsKnownToLack(identity->device, what);
+}
+
+bool LacksFlag(int folder, Identity* identity) {
+  return IsKnownToLack(folder, VolumeLack::kNoReplaceFlag, identity);
+}
+
+// Whether to rename by linking. A volume that is met for the first time is tried first.
+bool HasTrueLinks(bool isVolumeKnown, int fromFolder, const char* fromName, int toFolder) {
+  Identity folder;
+  if (IsKnownToLack(toFolder, VolumeLack::kTrueLinks, &folder)) return false;
+  if (isVolumeKnown || ShowsLinks(fromFolder, fromName, toFolder)) return true;
+  if (folder.inode != 0) RememberLack(folder.device, VolumeLack::kTrueLinks);
+  return false;
+}
+
+// `isVolumeKnown`: something was renamed without the flag on the volume before.
+Status RenameWithoutFlag(bool isVolumeKnown, int fromFolder, const char* fromName, int toFolder,
+                         const char* toName) {
+  if (!IsFolder(fromFolder, fromName) &&
+      HasTrueLinks(isVolumeKnown, fromFolder, fromName, toFolder)) {
     const Status status = RenameByLink(fromFolder, fromName, toFolder, toName);
     if (status != paramErr) return status;
   }
   return RenameOntoPlaceholder(fromFolder, fromName, toFolder, toName);
-}
-
-bool LacksFlag(int folder, Identity* identity) {
-  struct statx info = {};
-  if (ReadObjectInfo(folder, "", &info) != noErr) return false;
-  *identity = Identity::Of(info);
-  return IsKnownToLack(identity->device, VolumeLack::kNoReplaceFlag);
 }
 
 // Gives the open file a name by way of /proc, which any user may do on every kernel.
@@ -54,7 +70,7 @@ Status RenameWithoutReplacing(int fromFolder, const char* fromName, int toFolder
   if (LiesWithin(toFolder, fromFolder, fromName)) return badMovErr;
   // Where it was the name that the volume refused, the ways without the flag say so, and nothing is
   // learned about the volume.
-  const Status status = RenameWithoutFlag(fromFolder, fromName, toFolder, toName);
+  const Status status = RenameWithoutFlag(skipsFlag, fromFolder, fromName, toFolder, toName);
   if (status == noErr && !skipsFlag && !LacksFlag(toFolder, &folder) && folder.inode != 0) {
     RememberLack(folder.device, VolumeLack::kNoReplaceFlag);
   }

@@ -6,7 +6,9 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <string>
 
+#include "platform/linux/changes/hidden_name.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/unique_fd.h"
@@ -80,6 +82,18 @@ Status RenameByLink(int fromFolder, const char* fromName, int toFolder, const ch
     unlinkat(toFolder, toName, 0);
   }
   return status;
+}
+
+bool ShowsLinks(int fromFolder, const char* fromName, int toFolder) {
+  struct statx source = {};
+  std::string trial;
+  if (ReadObjectInfo(fromFolder, fromName, &source) != noErr) return true;
+  if (MakeHiddenName(&trial) != noErr) return true;
+  if (linkat(fromFolder, fromName, toFolder, trial.c_str(), 0) != 0) return true;
+  const bool isSeen = IsNameOf(toFolder, trial.c_str(), Identity::Of(source));
+  // One that cannot be removed is swept like everything of such a name.
+  (void)unlinkat(toFolder, trial.c_str(), 0);
+  return isSeen;
 }
 
 Status RenameOntoPlaceholder(int fromFolder, const char* fromName, int toFolder,

@@ -11,6 +11,11 @@ namespace tessary {
 // between the last check and the removal is lost to it; no call of the kernel closes that gap.
 Status RenameByLink(int fromFolder, const char* fromName, int toFolder, const char* toName);
 
+// Whether a link to the object (`fromFolder`, `fromName`) in the folder open as `toFolder` is seen
+// to be one, which RenameByLink goes by. Some FUSE volumes make links and show each as a file of
+// its own. True also where there are no links. Tries it under a hidden name, and leaves nothing.
+bool ShowsLinks(int fromFolder, const char* fromName, int toFolder);
+
 // For everything: the new name is taken by an empty placeholder, made only where nothing bears it,
 // and the object is renamed onto that. A folder can only ever replace an empty one; for the rest
 // the placeholder is looked at once more just before.

@@ -5,7 +5,13 @@
 namespace tessary {
 
 // What a volume may be found not to know.
-enum class VolumeLack { kNoReplaceFlag, kClones };
+enum class VolumeLack {
+  kNoReplaceFlag,    // of renameat2
+  kClones,           // files that share their blocks
+  kTrueLinks,        // a second name that is seen to be one of the same file
+  kLinksOfTheirOwn,  // symbolic links whose owner and dates can be set without following them
+  kUntriedLinks,     // any doubt about those
+};
 
 // What this process has learned about volumes, so that each is asked once. A device number that
 // comes to stand for another volume costs that one a slower way, never a wrong one.

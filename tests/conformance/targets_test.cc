@@ -1,0 +1,236 @@
+// What is there already: never written, never removed, never followed.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/conformance/ground.h"
+#include "tests/conformance/watched_folder.h"
+#include "tests/support/copying.h"
+
+namespace tessary {
+namespace {
+
+using testing::AllGrounds;
+using testing::Conformance;
+using testing::Exists;
+using ::testing::IsEmpty;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::NamesIn;
+using testing::ReadFile;
+using testing::TreeLines;
+using testing::WatchedFolder;
+using testing::WriteFile;
+
+INSTANTIATE_TEST_SUITE_P(Table, Conformance, ::testing::ValuesIn(AllGrounds()),
+                         [](const auto& test) { return testing::NameOf(test.param); });
+
+TEST_P(Conformance, ExistingTargetUntouched) {
+  WriteFile(From("item.txt"), "new");
+  WriteFile(To("item.txt"), "old");
+  ExpectRefusal("item.txt", dupFNErr);
+  EXPECT_EQ("old", ReadFile(To("item.txt")));
+}
+
+TEST_P(Conformance, ExistingTargetUntouchedUnderANewName) {
+  WriteFile(From("item.txt"), "new");
+  WriteFile(To("taken.txt"), "old");
+  ExpectRefusal("item.txt", dupFNErr, "taken.txt");
+}
+
+TEST_P(Conformance, ExistingSpecialFileUntouched) {
+  if (!Traits().hasSpecialFiles) GTEST_SKIP() << "no special files on this volume";
+  WriteFile(From("item"), "new");
+  ASSERT_EQ(0, mkfifo(To("item").c_str(), 0600));
+  ExpectRefusal("item", dupFNErr);
+}
+
+TEST_P(Conformance, TargetNeverUnlinkedFirst) {
+  WriteFile(From("item.txt"), "new");
+  WriteFile(To("item.txt"), "old");
+  const WatchedFolder watched(ToFolder());
+  if (!watched.IsWatched()) GTEST_SKIP() << "this volume cannot be watched";
+  EXPECT_EQ(dupFNErr, Transfer("item.txt"));
+  EXPECT_THAT(watched.ChangesOf("item.txt"), IsEmpty());
+}
+
+TEST_P(Conformance, FileOverFolderRefused) {
+  WriteFile(From("item"), "file");
+  MakeFolder(To("item"));
+  ExpectRefusal("item", dupFNErr);
+}
+
+TEST_P(Conformance, FolderOverFileRefused) {
+  WriteFile(From("item/inner"), "file");
+  WriteFile(To("item"), "old");
+  ExpectRefusal("item", dupFNErr);
+}
+
+TEST_P(Conformance, FolderOverEmptyFolderRefused) {
+  WriteFile(From("item/inner"), "file");
+  MakeFolder(To("item"));
+  ExpectRefusal("item", dupFNErr);
+}
+
+TEST_P(Conformance, FolderOverFullFolderRefused) {
+  WriteFile(From("item/inner"), "new");
+  WriteFile(To("item/inner"), "old");
+  WriteFile(To("item/other"), "old");
+  ExpectRefusal("item", dupFNErr);
+}
+
+TEST_P(Conformance, LinkAtTargetNeverWrittenThrough) {
+  if (!Traits().hasSymbolicLinks) GTEST_SKIP() << "no symbolic links on this volume";
+  WriteFile(From("item"), "new");
+  WriteFile(From("folder/inner"), "new");
+  WriteFile(To("victim"), "precious");
+  MakeFolder(To("victims"));
+  MakeLink("victim", To("item"));
+  MakeLink("victims", To("folder"));
+  ExpectRefusal("item", dupFNErr);
+  ExpectRefusal("folder", dupFNErr);
+}
+
+TEST_P(Conformance, DanglingLinkAtTargetCreatesNothing) {
+  if (!Traits().hasSymbolicLinks) GTEST_SKIP() << "no symbolic links on this volume";
+  WriteFile(From("item"), "new");
+  MakeLink("nowhere", To("item"));
+  ExpectRefusal("item", dupFNErr);
+  EXPECT_FALSE(Exists(To("nowhere")));
+}
+
+TEST_P(Conformance, SameSourceTwice) {
+  WriteFile(From("item"), "contents");
+  ASSERT_EQ(noErr, Transfer("item"));
+  const std::vector<std::string> after = Everything();
+  EXPECT_EQ(IsMove() ? fnfErr : dupFNErr, Transfer("item"));
+  EXPECT_EQ(after, Everything());
+}
+
+TEST_P(Conformance, JustTransferredNeverClobbered) {
+  WriteFile(From("one/item"), "first");
+  WriteFile(From("two/item"), "second");
+  ASSERT_EQ(noErr, TransferTo(From("one/item"), ToFolder()));
+  EXPECT_EQ(dupFNErr, TransferTo(From("two/item"), ToFolder()));
+  EXPECT_EQ("first", ReadFile(To("item")));
+  EXPECT_EQ("second", ReadFile(From("two/item")));
+}
+
+TEST_P(Conformance, IntoItsOwnPlaceRefused) {
+  WriteFile(From("item"), "contents");
+  WriteFile(From("folder/inner"), "contents");
+  const std::vector<std::string> before = Everything();
+  EXPECT_EQ(dupFNErr, TransferTo(From("item"), FromFolder()));
+  EXPECT_EQ(dupFNErr, TransferTo(From("folder"), FromFolder()));
+  EXPECT_EQ(before, Everything());
+}
+
+TEST_P(Conformance, FolderIntoItselfRefused) {
+  WriteFile(From("folder/inner/file"), "contents");
+  const std::vector<std::string> before = Everything();
+  for (const std::string target : {"folder", "folder/inner"}) {
+    EXPECT_EQ(badMovErr, TransferTo(From("folder"), From(target))) << target;
+    EXPECT_EQ(badMovErr, TransferTo(From("folder"), From(target), "other")) << target;
+  }
+  EXPECT_EQ(before, Everything());
+}
+
+TEST_P(Conformance, FolderIntoItselfThroughALinkRefused) {
+  if (!Traits().hasLinksAnywhere) GTEST_SKIP() << "no links to everywhere on this volume";
+  WriteFile(From("folder/inner/file"), "contents");
+  MakeLink(From("folder"), From("link"));
+  MakeLink("../..", From("folder/inner/up"));
+  const std::vector<std::string> before = Everything();
+  for (const std::string target : {"link/inner", "link/inner/up/folder/inner"}) {
+    EXPECT_EQ(badMovErr, TransferTo(From("folder"), From(target), "other")) << target;
+  }
+  EXPECT_EQ(before, Everything());
+}
+
+TEST_P(Conformance, FolderIntoItselfThroughABindMountRefused) {
+  std::string whyNot;
+  if (!testing::EnterMountNamespace(&whyNot)) GTEST_SKIP() << whyNot;
+  WriteFile(From("folder/inner/file"), "contents");
+  MakeFolder(To("bound"));
+  const std::string bound = To("bound");
+  ASSERT_EQ(0, mount(From("folder").c_str(), bound.c_str(), nullptr, MS_BIND, nullptr));
+  const std::vector<std::string> before = TreeLines(FromFolder(), {.identities = true});
+  EXPECT_EQ(badMovErr, TransferTo(From("folder"), bound + "/inner", "other"));
+  EXPECT_EQ(badMovErr, TransferTo(From("folder"), bound, "other"));
+  EXPECT_EQ(before, TreeLines(FromFolder(), {.identities = true}));
+  EXPECT_EQ(0, umount2(bound.c_str(), MNT_DETACH));
+}
+
+TEST_P(Conformance, VolumeMountedInsideAPackageStaysWhereItIs) {
+  std::string whyNot;
+  if (!testing::EnterMountNamespace(&whyNot)) GTEST_SKIP() << whyNot;
+  if (IsRenaming()) GTEST_SKIP() << "a renaming takes its mounts along";
+  WriteFile(From("Tool.app/file"), "contents");
+  MakeFolder(From("Tool.app/mounted"));
+  const std::string mounted = From("Tool.app/mounted");
+  ASSERT_EQ(0, mount("tmpfs", mounted.c_str(), "tmpfs", 0, "size=64k"));
+  WriteFile(mounted + "/precious", "precious");
+  ExpectRefusal("Tool.app", diffVolErr);
+  EXPECT_EQ("precious", ReadFile(mounted + "/precious"));
+  EXPECT_EQ(0, umount2(mounted.c_str(), MNT_DETACH));
+}
+
+TEST_P(Conformance, OtherNameOfTheSameFileCountsAsTaken) {
+  if (IsAcross()) GTEST_SKIP() << "a file has its names on one volume";
+  if (!Traits().hasHardLinks) GTEST_SKIP() << "no hard links on this volume";
+  WriteFile(From("item"), "contents");
+  ASSERT_EQ(0, link(From("item").c_str(), To("item").c_str()));
+  ExpectRefusal("item", dupFNErr);
+}
+
+TEST_P(Conformance, TwoLinksOfOneFile) {
+  if (!Traits().hasHardLinks) GTEST_SKIP() << "no hard links on this volume";
+  WriteFile(From("one"), "contents");
+  ASSERT_EQ(0, link(From("one").c_str(), From("two").c_str()));
+  ASSERT_EQ(noErr, Transfer("one"));
+  ASSERT_EQ(noErr, Transfer("two"));
+  for (const std::string name : {"one", "two"}) {
+    EXPECT_EQ("contents", ReadFile(To(name)));
+    EXPECT_EQ(IsCopy(), Exists(From(name))) << name;
+  }
+  // Items of their own are not tied to each other by a copy; a renaming unties nothing.
+  const bool isOneFile = testing::InfoAt(To("one")).st_ino == testing::InfoAt(To("two")).st_ino;
+  EXPECT_EQ(IsRenaming(), isOneFile);
+}
+
+TEST_P(Conformance, FolderSwappedForALinkIsNotFollowed) {
+  if (!Traits().hasSymbolicLinks) GTEST_SKIP() << "no symbolic links on this volume";
+  WriteFile(From("item"), "contents");
+  MakeFolder(To("key"));
+  MakeFolder(To("elsewhere"));
+  const FSRef item = testing::RefAt(From("item"));
+  const FSRef key = testing::RefAt(To("key"));
+  ASSERT_EQ(0, rename(To("key").c_str(), To("old").c_str()));
+  MakeLink("elsewhere", To("key"));
+  FSRef made;
+  const Status status = IsMove() ? FSMoveObjectSync(item, key, nullptr, &made)
+                                 : FSCopyObjectSync(item, key, nullptr, &made);
+  EXPECT_THAT(NamesIn(To("elsewhere")), IsEmpty());
+  // The folder that was meant may still be found by what holds it open.
+  EXPECT_EQ(status == noErr, Exists(To("old/item")));
+  EXPECT_TRUE(Exists(From("item")) || Exists(To("old/item")));
+}
+
+TEST_P(Conformance, AnotherObjectUnderTheSourcesNameIsNotTaken) {
+  WriteFile(From("item"), "meant");
+  const FSRef item = testing::RefAt(From("item"));
+  ASSERT_EQ(0, rename(From("item").c_str(), From("old").c_str()));
+  WriteFile(From("item"), "another");
+  const std::vector<std::string> before = Everything();
+  FSRef made;
+  const FSRef folder = testing::RefAt(ToFolder());
+  EXPECT_EQ(fnfErr, IsMove() ? FSMoveObjectSync(item, folder, nullptr, &made)
+                             : FSCopyObjectSync(item, folder, nullptr, &made));
+  EXPECT_EQ(before, Everything());
+}
+
+}  // namespace
+}  // namespace tessary

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/linux/unique_fd.h"
+
+namespace tessary::testing {
+
+// Notes what happens to the names in a folder while it lives.
+class WatchedFolder {
+ public:
+  explicit WatchedFolder(const std::string& path);
+
+  // False where the kernel tells nothing of this folder.
+  bool IsWatched() const { return isWatched_; }
+
+  // Every removal of, renaming from or onto, writing into and change of mode of what bears the
+  // name, in their order since the last question.
+  std::vector<std::string> ChangesOf(const std::string& name) const;
+
+ private:
+  UniqueFd events_;
+  bool isWatched_ = false;
+};
+
+}  // namespace tessary::testing

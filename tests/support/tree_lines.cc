@@ -1,0 +1,94 @@
+#include "tests/support/tree_lines.h"
+
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iomanip>
+#include <map>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+#include "tests/support/copying.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+char KindOf(mode_t mode) {
+  if (S_ISREG(mode)) return 'f';
+  if (S_ISDIR(mode)) return 'd';
+  if (S_ISLNK(mode)) return 'l';
+  return S_ISFIFO(mode) ? 'p' : 's';
+}
+
+std::string AttributesOf(const std::string& path) {
+  std::string names(65536, '\0');
+  const ssize_t size = llistxattr(path.c_str(), names.data(), names.size());
+  names.resize(size < 0 ? 0 : static_cast<size_t>(size));
+  std::map<std::string, std::string> attributes;
+  std::istringstream stream(names);
+  for (std::string name; std::getline(stream, name, '\0');) {
+    const bool isLabel = name.starts_with("security.") && name != "security.capability";
+    if (!isLabel) attributes[name] = AttributeAt(path, name);
+  }
+  std::ostringstream text;
+  for (const auto& [name, value] : attributes) text << " " << name << "=" << std::quoted(value);
+  return text.str();
+}
+
+class TreeLister {
+ public:
+  explicit TreeLister(const TreeAspects& aspects) : aspects_(aspects) {}
+
+  void Add(const std::string& path, const std::string& name) {
+    const struct stat info = InfoAt(path);
+    lines_.push_back(name + ": " + Describe(path, name, info));
+    if (!S_ISDIR(info.st_mode)) return;
+    for (const std::string& child : NamesIn(path)) {
+      Add(path + "/" + child, name == "." ? child : name + "/" + child);
+    }
+  }
+
+  std::vector<std::string> Take() { return std::move(lines_); }
+
+ private:
+  std::string Describe(const std::string& path, const std::string& name, const struct stat& info) {
+    std::ostringstream text;
+    text << KindOf(info.st_mode);
+    // A link's own mode means nothing, and not every volume shows the same.
+    if (aspects_.modes && !S_ISLNK(info.st_mode))
+      text << " mode " << std::oct << info.st_mode << std::dec;
+    if (aspects_.owners) text << " owner " << info.st_uid << ":" << info.st_gid;
+    if (S_ISLNK(info.st_mode) ? aspects_.linkTimes : aspects_.times)
+      text << " modified " << info.st_mtim.tv_sec << "." << info.st_mtim.tv_nsec;
+    if (aspects_.identities) text << " inode " << info.st_ino << " on " << info.st_dev;
+    if (aspects_.attributes) text << AttributesOf(path);
+    if (aspects_.hardLinks && !S_ISDIR(info.st_mode)) {
+      const auto [first, isNew] = firstNames_.emplace(std::pair(info.st_dev, info.st_ino), name);
+      if (!isNew) text << " same as " << first->second;
+    }
+    if (S_ISREG(info.st_mode)) text << " holds " << ReadFile(path);
+    std::error_code unreadable;
+    if (S_ISLNK(info.st_mode)) text << " leads to " << fs::read_symlink(path, unreadable).string();
+    return text.str();
+  }
+
+  TreeAspects aspects_;
+  std::map<std::pair<dev_t, ino_t>, std::string> firstNames_;
+  std::vector<std::string> lines_;
+};
+
+}  // namespace
+
+std::vector<std::string> TreeLines(const std::string& path, const TreeAspects& aspects) {
+  TreeLister lister(aspects);
+  lister.Add(path, ".");
+  return lister.Take();
+}
+
+}  // namespace tessary::testing
