@@ -21,8 +21,9 @@ enum class DateAttribute { NSFileModificationDate, NSFileCreationDate };
 
 // The date of the object at `path`, a link being dated by its target; none where the object, the
 // target or the date is missing. The creation date is the one carried in the attribute
-// "user.tessary.creation-date" when there is one, else the file system's own. `*status`, where it
-// is given, is noErr whether there is a date or not, and else why that could not be found out.
+// "user.tessary.creation-date" when there is one, else the one that a file server or a driver has
+// kept of it, else the file system's own. `*status`, where it is given, is noErr whether there is a
+// date or not, and else why that could not be found out.
 std::optional<Timestamp> CopyFileDateAtPath(const std::string& path, DateAttribute attribute,
                                             Status* status = nullptr);
 

@@ -5,16 +5,19 @@
 #include <sys/xattr.h>
 
 #include <cerrno>
+#include <utility>
 
+#include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/catalog/place_attributes.h"
+#include "platform/linux/catalog/sidecar_data.h"
 #include "platform/linux/changes/attributes.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/mac_formats/comment_forms.h"
 #include "platform/linux/process_path.h"
+#include "platform/managers/text.h"
 
 namespace tessary {
 namespace {
-
-constexpr size_t kUsualSize = 1024;
 
 // The kernel asks for write permission even of the owner, who may give it: to a file or folder, and
 // not where the change of mode could cost a set-id bit.
@@ -43,13 +46,10 @@ class WritePermission {
 
   bool IsGiven() const { return isGiven_; }
 
-  int SetComment(const std::string& comment) const {
-    if (!isPath_) {
-      return fsetxattr(object_.get(), kCommentAttribute, comment.data(), comment.size(), 0);
-    }
+  int SetAttribute(const char* name, const std::string& value) const {
+    if (!isPath_) return fsetxattr(object_.get(), name, value.data(), value.size(), 0);
     // The path is a link of the kernel's to the object that is held.
-    return setxattr(ProcessPathOf(object_.get()).c_str(), kCommentAttribute, comment.data(),
-                    comment.size(), 0);
+    return setxattr(ProcessPathOf(object_.get()).c_str(), name, value.data(), value.size(), 0);
   }
 
  private:
@@ -64,44 +64,118 @@ class WritePermission {
   bool isGiven_ = false;
 };
 
-bool SetComment(const Place& place, const std::string& comment, int flags) {
-  return SetAttribute(place, kCommentAttribute, comment.data(), comment.size(), flags) == 0;
+bool IsSet(const Place& place, const char* name, const std::string& value, int flags) {
+  return SetAttribute(place, name, value.data(), value.size(), flags) == 0;
 }
 
-}  // namespace
-
-Status ReadComment(const Place& place, std::optional<std::string>* comment) {
-  std::string text(kUsualSize, '\0');
-  while (true) {
-    ssize_t size = GetAttribute(place, kCommentAttribute, text.data(), text.size());
-    if (size >= 0) {
-      text.resize(static_cast<size_t>(size));
-      *comment = std::move(text);
-      return noErr;
-    }
-    // The room for what is there at this moment; it may have grown again by the next.
-    if (errno == ERANGE) size = GetAttribute(place, kCommentAttribute, nullptr, 0);
-    if (size < 0 && errno == ENODATA) {
-      comment->reset();
-      return noErr;
-    }
-    if (size < 0) return LastError();
-    text.resize(static_cast<size_t>(size));
-  }
-}
-
-Status WriteComment(const Place& place, const std::string& comment) {
-  // A copy has none yet. What was moved has its comment already, and may be an item that can no
-  // longer be written.
-  if (SetComment(place, comment, XATTR_CREATE)) return noErr;
-  std::optional<std::string> present;
-  if (ReadComment(place, &present) == noErr && present == comment) return noErr;
-  if (SetComment(place, comment, 0)) return noErr;
+Status WriteAttribute(const Place& place, const char* name, const std::string& value) {
+  if (IsSet(place, name, value, 0)) return noErr;
   const Status refusal = LastError();
   if (errno != EACCES) return refusal;
   const WritePermission permission(place);
   if (!permission.IsGiven()) return refusal;
-  return permission.SetComment(comment) == 0 ? noErr : LastError();
+  return permission.SetAttribute(name, value) == 0 ? noErr : LastError();
+}
+
+Status WriteOwnAttribute(const Place& place, const std::string& comment) {
+  // A copy has none yet. What was moved has its comment already, and may be an item that can no
+  // longer be written.
+  if (IsSet(place, kCommentAttribute, comment, XATTR_CREATE)) return noErr;
+  std::optional<std::string> present;
+  if (ReadComment(place, &present) == noErr && present == comment) return noErr;
+  return WriteAttribute(place, kCommentAttribute, comment);
+}
+
+// ---- A Mac's comment ----
+
+struct FoundComment {
+  std::optional<std::u16string> text;
+  std::string origin;
+};
+
+Status ReadMacAttributes(const Place& place, const AttributeNames& names, FoundComment* found) {
+  for (const CommentForm& form : kCommentForms) {
+    if (!names.Has(form.attribute)) continue;
+    std::optional<std::string> value;
+    const Status status = ReadAttribute(place, form.attribute, AtLink::kStay, &value);
+    if (status != noErr) return status;
+    if (value) found->text = form.read(*value);
+    found->origin = form.attribute;
+    if (found->text) return noErr;
+  }
+  return noErr;
+}
+
+void ReadFromSidecar(const Place& place, FoundComment* found) {
+  const std::optional<Place> sidecar = SidecarPlaceOf(place);
+  const std::optional<SidecarData> data = sidecar ? ReadSidecar(*sidecar) : std::nullopt;
+  if (!data) return;
+  found->text = ReadAppleDoubleComment(data->bytes);
+  found->origin = sidecar->name;
+}
+
+Status UpdateMacAttributes(const Place& place, const std::u16string& comment, bool* isAny) {
+  AttributeNames names;
+  const Status listed = names.Read(place);
+  if (listed != noErr || names.IsEmpty()) return listed;
+  for (const CommentForm& form : kCommentForms) {
+    if (!names.Has(form.attribute)) continue;
+    std::optional<std::string> value;
+    Status status = ReadAttribute(place, form.attribute, AtLink::kStay, &value);
+    if (status != noErr) return status;
+    const auto replaced = value ? form.replace(*value, comment) : std::nullopt;
+    if (!replaced) continue;
+    if (*replaced != *value) status = WriteAttribute(place, form.attribute, *replaced);
+    if (status != noErr) return status;
+    *isAny = true;
+  }
+  return noErr;
+}
+
+Status UpdateSidecar(const Place& place, const std::u16string& comment, bool* isAny) {
+  const std::optional<Place> sidecar = SidecarPlaceOf(place);
+  const std::optional<SidecarData> data = sidecar ? ReadSidecar(*sidecar) : std::nullopt;
+  const auto replaced = data ? ReplaceAppleDoubleComment(data->bytes, comment) : std::nullopt;
+  if (!replaced) return noErr;
+  *isAny = true;
+  return RewriteSidecar(*sidecar, *data, *replaced);
+}
+
+}  // namespace
+
+Status ReadComment(const Place& place, std::optional<std::string>* comment, std::string* origin) {
+  AttributeNames names;
+  Status status = names.Read(place);
+  if (status != noErr) return status;
+  std::optional<std::string> text;
+  std::string from = kCommentAttribute;
+  if (names.Has(kCommentAttribute)) {
+    status = ReadAttribute(place, kCommentAttribute, AtLink::kStay, &text);
+    if (status != noErr) return status;
+  }
+  if (!text) {
+    FoundComment found;
+    status = ReadMacAttributes(place, names, &found);
+    if (status != noErr) return status;
+    if (!found.text) ReadFromSidecar(place, &found);
+    if (found.text) text = Utf8FromUtf16(*found.text);
+    from = found.text ? found.origin : "";
+  }
+  *comment = std::move(text);
+  if (origin != nullptr) *origin = from;
+  return noErr;
+}
+
+Status WriteComment(const Place& place, const std::string& comment) {
+  const Status written = WriteOwnAttribute(place, comment);
+  if (written != noErr && written != paramErr) return written;
+  const std::u16string text = Utf16FromUtf8(comment);
+  bool isAny = false;
+  Status status = UpdateMacAttributes(place, text, &isAny);
+  if (status == noErr) status = UpdateSidecar(place, text, &isAny);
+  if (status != noErr) return status;
+  // On a volume without attributes, a sidecar is a place for it like any other.
+  return isAny ? noErr : written;
 }
 
 }  // namespace tessary

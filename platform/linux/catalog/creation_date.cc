@@ -1,5 +1,8 @@
 #include "platform/linux/catalog/creation_date.h"
 
+#include <sys/xattr.h>
+
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
@@ -8,8 +11,11 @@
 #include <mutex>
 #include <tuple>
 
+#include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/catalog/place_attributes.h"
 #include "platform/linux/catalog/reference.h"
+#include "platform/linux/catalog/volume.h"
+#include "platform/linux/mac_formats/date_forms.h"
 
 namespace tessary {
 namespace {
@@ -64,12 +70,58 @@ bool TakeFraction(std::string_view* text, uint32_t* nanoseconds) {
   return true;
 }
 
-std::optional<Timestamp> ReadAttribute(const Place& place) {
-  std::array<char, 64> text = {};
-  const ssize_t size =
-      GetAttribute(place, kCreationDateAttribute, text.data(), text.size(), AtLink::kFollow);
-  if (size < 0) return std::nullopt;
-  return ParseCreationDate({text.data(), static_cast<size_t>(size)});
+std::optional<Timestamp> ReadOwnAttribute(std::string_view value) {
+  return ParseCreationDate(value);
+}
+
+// The attributes that carry a date from volume to volume, the one that counts first first.
+constexpr std::array<DateForm, 1 + kDateForms.size()> kCarriedForms = {{
+    {kCreationDateAttribute, ReadOwnAttribute},
+    kDateForms[0],
+    kDateForms[1],
+}};
+
+// What the driver of the volume answers for and does not list, or null.
+struct DriverForm {
+  DateForm form;
+  std::string (*write)(const Timestamp& date);
+};
+
+const DriverForm* DriverFormOf(const Volume& volume) {
+  static constexpr DriverForm kNtfs = {kNtfsDateForm, WriteBigNtTime};
+  static constexpr DriverForm kCifs = {kCifsDateForm, WriteNativeNtTime};
+  if (volume.hasNtfsDates) return &kNtfs;
+  return volume.hasCifsDates ? &kCifs : nullptr;
+}
+
+std::optional<Timestamp> RememberedOrBirth(const struct statx& info) {
+  {
+    const std::lock_guard lock(Remembered().mutex);
+    const auto found = Remembered().dates.find(KeyOf(info));
+    if (found != Remembered().dates.end()) return found->second;
+  }
+  if ((info.stx_mask & STATX_BTIME) == 0) return std::nullopt;
+  return Timestamp{info.stx_btime.tv_sec, info.stx_btime.tv_nsec};
+}
+
+std::optional<Timestamp> ReadForm(const Place& place, const DateForm& form) {
+  std::optional<std::string> value;
+  const Status status = ReadAttribute(place, form.attribute, AtLink::kFollow, &value);
+  return status == noErr && value ? form.read(*value) : std::nullopt;
+}
+
+std::optional<Timestamp> ReadAttributes(const Place& place, std::string* origin) {
+  AttributeNames names;
+  // Attributes that cannot be listed are none for a date.
+  if (names.Read(place, AtLink::kFollow) != noErr) return std::nullopt;
+  for (const DateForm& form : kCarriedForms) {
+    if (!names.Has(form.attribute)) continue;
+    const std::optional<Timestamp> date = ReadForm(place, form);
+    if (!date) continue;
+    *origin = form.attribute;
+    return date;
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -113,19 +165,47 @@ std::optional<Timestamp> ParseCreationDate(std::string_view text) {
   return Timestamp{days * kDaySeconds + timeOfDay, nanoseconds};
 }
 
-std::optional<Timestamp> CreationDateAt(const Place& place, const struct statx& info) {
-  const std::optional<Timestamp> carried = ReadAttribute(place);
-  return carried ? carried : CreationDateWithoutAttribute(info);
+std::optional<CarriedDate> ReadCarriedDate(std::string_view name, std::string_view value) {
+  for (size_t rank = 0; rank < kCarriedForms.size(); ++rank) {
+    if (name != kCarriedForms[rank].attribute) continue;
+    const std::optional<Timestamp> date = kCarriedForms[rank].read(value);
+    if (date) return CarriedDate{*date, rank};
+  }
+  return std::nullopt;
 }
 
-std::optional<Timestamp> CreationDateWithoutAttribute(const struct statx& info) {
-  {
-    const std::lock_guard lock(Remembered().mutex);
-    const auto found = Remembered().dates.find(KeyOf(info));
-    if (found != Remembered().dates.end()) return found->second;
+std::optional<Timestamp> CreationDateAt(const Place& place, const struct statx& info,
+                                        std::string* origin) {
+  std::string ignored;
+  std::string* const from = origin != nullptr ? origin : &ignored;
+  if (const std::optional<Timestamp> carried = ReadAttributes(place, from)) return carried;
+  const Volume& volume = VolumeAt(Identity::Of(info).device, place.ProcessPath());
+  if (const DriverForm* driver = DriverFormOf(volume)) {
+    *from = driver->form.attribute;
+    if (const std::optional<Timestamp> date = ReadForm(place, driver->form)) return date;
   }
-  if ((info.stx_mask & STATX_BTIME) == 0) return std::nullopt;
-  return Timestamp{info.stx_btime.tv_sec, info.stx_btime.tv_nsec};
+  *from = kBirthTimeOrigin;
+  return RememberedOrBirth(info);
+}
+
+std::optional<Timestamp> CreationDateWithoutAttribute(int file, const struct statx& info) {
+  const DriverForm* driver = DriverFormOf(VolumeOf(Identity::Of(info).device, file));
+  if (driver != nullptr) {
+    std::array<char, 8> value = {};
+    const ssize_t size = fgetxattr(file, driver->form.attribute, value.data(), value.size());
+    const auto date =
+        driver->form.read({value.data(), static_cast<size_t>(std::max<ssize_t>(size, 0))});
+    if (date) return date;
+  }
+  return RememberedOrBirth(info);
+}
+
+bool SetCreationDate(int file, const struct statx& info, const Timestamp& date) {
+  const DriverForm* driver = DriverFormOf(VolumeOf(Identity::Of(info).device, file));
+  if (driver == nullptr) return false;
+  const std::string value = driver->write(date);
+  return !value.empty() &&
+         fsetxattr(file, driver->form.attribute, value.data(), value.size(), 0) == 0;
 }
 
 void RememberCreationDate(const struct statx& info, const Timestamp& date) {

@@ -22,13 +22,31 @@ std::string FormatCreationDate(const Timestamp& date);
 // The reverse; fewer or no decimals are read as well. None for anything else.
 std::optional<Timestamp> ParseCreationDate(std::string_view text);
 
-// The creation date of an object: the attribute's at the place (links followed), else the one
-// remembered of the object, else the birth time in `info`, else none. `info` is the object's
-// statx result with STATX_BTIME asked for.
-std::optional<Timestamp> CreationDateAt(const Place& place, const struct statx& info);
+// The creation date that an attribute of that name and value tells; none for every other attribute
+// and for what is no date. Of two attributes that tell one, that of the lower rank counts.
+struct CarriedDate {
+  Timestamp date;
+  size_t rank = 0;
+};
+std::optional<CarriedDate> ReadCarriedDate(std::string_view name, std::string_view value);
 
-// The same less the attribute, for who has looked for that already.
-std::optional<Timestamp> CreationDateWithoutAttribute(const struct statx& info);
+// The creation date of an object: that of its attributes at the place (links followed) in the order
+// of their ranks, else the one that the driver of its volume answers with, else the one remembered
+// of the object, else the birth time in `info`, else none. `info` is the object's statx result with
+// STATX_BTIME asked for. One listing of its attributes, and nothing more where they hold none and
+// its driver no date. `*origin`, where it is not null, is the name of the attribute, or
+// kBirthTimeOrigin.
+std::optional<Timestamp> CreationDateAt(const Place& place, const struct statx& info,
+                                        std::string* origin = nullptr);
+
+inline constexpr char kBirthTimeOrigin[] = "birth time";
+
+// The same less the listed attributes, for who has looked at those already and has the object open.
+std::optional<Timestamp> CreationDateWithoutAttribute(int file, const struct statx& info);
+
+// Sets the date where the driver of the object's volume takes one. False where it does not, or
+// refuses it. `info` is the open object's statx result.
+bool SetCreationDate(int file, const struct statx& info, const Timestamp& date);
 
 // Remembers for this process the date of the object, on a volume without attributes.
 void RememberCreationDate(const struct statx& info, const Timestamp& date);

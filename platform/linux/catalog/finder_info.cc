@@ -1,62 +1,58 @@
 #include "platform/linux/catalog/finder_info.h"
 
-#include <sys/xattr.h>
-
-#include <array>
-#include <cerrno>
 #include <cstring>
+#include <optional>
 #include <string>
-#include <string_view>
 
+#include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/catalog/place_attributes.h"
-#include "platform/linux/errors.h"
+#include "platform/linux/catalog/sidecar_data.h"
+#include "platform/linux/mac_formats/finder_info_forms.h"
 
 namespace tessary {
 namespace {
 
-constexpr char kAttribute[] = "user.com.apple.FinderInfo";
-constexpr size_t kFinderInfoSize = 32;
+struct FoundInfo {
+  std::optional<FinderBytes> bytes;
+  std::string origin;
+};
 
-using FinderBytes = std::array<unsigned char, kFinderInfoSize>;
-
-bool Names(std::string_view list, std::string_view wanted) {
-  while (!list.empty()) {
-    const std::string_view name = list.substr(0, list.find('\0'));
-    if (name == wanted) return true;
-    list.remove_prefix(std::min(name.size() + 1, list.size()));
-  }
-  return false;
-}
-
-Status FindAttribute(const Place& place, bool* isThere) {
-  std::array<char, 1024> small;
-  const ssize_t size = ListAttributes(place, small.data(), small.size());
-  if (size >= 0) {
-    *isThere = Names({small.data(), static_cast<size_t>(size)}, kAttribute);
-    return noErr;
-  }
-  if (errno == ENOTSUP) {
-    *isThere = false;
-    return noErr;
-  }
-  if (errno != ERANGE) return LastError();
-  std::string large(XATTR_LIST_MAX, '\0');
-  const ssize_t largeSize = ListAttributes(place, large.data(), large.size());
-  if (largeSize < 0) return LastError();
-  *isThere = Names(std::string_view(large).substr(0, static_cast<size_t>(largeSize)), kAttribute);
+Status ReadHfsAttributes(const Place& place, FoundInfo* found) {
+  std::optional<std::string> type;
+  std::optional<std::string> creator;
+  Status status = ReadAttribute(place, kHfsTypeAttribute, AtLink::kStay, &type);
+  if (status != noErr) return status;
+  status = ReadAttribute(place, kHfsCreatorAttribute, AtLink::kStay, &creator);
+  if (status != noErr || !type || !creator) return status;
+  found->bytes = ReadHfsTypeAndCreator(*type, *creator);
+  found->origin = kHfsTypeAttribute;
   return noErr;
 }
 
-// An attribute of another size is not Finder information, whatever it is.
-Status ReadBytes(const Place& place, FinderBytes* bytes) {
-  bool isThere = false;
-  const Status status = FindAttribute(place, &isThere);
-  if (status != noErr || !isThere) return status;
-  FinderBytes read = {};
-  const ssize_t size = GetAttribute(place, kAttribute, read.data(), read.size());
-  if (size == static_cast<ssize_t>(read.size())) *bytes = read;
-  if (size < 0 && errno != ERANGE && errno != ENODATA) return LastError();
-  return noErr;
+Status ReadAttributes(const Place& place, FoundInfo* found) {
+  AttributeNames names;
+  const Status listed = names.Read(place);
+  if (listed != noErr || names.IsEmpty()) return listed;
+  for (const FinderInfoForm& form : kFinderInfoForms) {
+    if (!names.Has(form.attribute)) continue;
+    std::optional<std::string> value;
+    const Status status = ReadAttribute(place, form.attribute, AtLink::kStay, &value);
+    if (status != noErr) return status;
+    if (value) found->bytes = form.read(*value);
+    found->origin = form.attribute;
+    if (found->bytes) return noErr;
+  }
+  const bool isHfs = names.Has(kHfsTypeAttribute) && names.Has(kHfsCreatorAttribute);
+  return isHfs ? ReadHfsAttributes(place, found) : noErr;
+}
+
+void ReadFromSidecar(const Place& place, FoundInfo* found) {
+  const std::optional<Place> sidecar = SidecarPlaceOf(place);
+  if (!sidecar) return;
+  const std::optional<SidecarData> data = ReadSidecar(*sidecar);
+  if (!data) return;
+  found->bytes = ReadAppleDoubleFinderInfo(data->bytes, data->wholeSize);
+  found->origin = sidecar->name;
 }
 
 uint16_t Read16(const FinderBytes& bytes, size_t at) {
@@ -70,12 +66,14 @@ uint32_t Read32(const FinderBytes& bytes, size_t at) {
 }  // namespace
 
 Status ReadFinderInfo(const Place& place, NodeKind kind, FileInfo* info,
-                      ExtendedFileInfo* extendedInfo) {
-  FinderBytes bytes = {};
+                      ExtendedFileInfo* extendedInfo, std::string* origin) {
+  FoundInfo found;
   if (kind == NodeKind::kFile || kind == NodeKind::kFolder) {
-    const Status status = ReadBytes(place, &bytes);
+    const Status status = ReadAttributes(place, &found);
     if (status != noErr) return status;
+    if (!found.bytes) ReadFromSidecar(place, &found);
   }
+  const FinderBytes bytes = found.bytes.value_or(FinderBytes());
   info->fileType = Read32(bytes, 0);
   info->fileCreator = Read32(bytes, 4);
   info->finderFlags = Read16(bytes, 8);
@@ -83,6 +81,7 @@ Status ReadFinderInfo(const Place& place, NodeKind kind, FileInfo* info,
   info->locationH = static_cast<int16_t>(Read16(bytes, 12));
   info->reserved = Read16(bytes, 14);
   std::memcpy(extendedInfo->bytes, bytes.data() + 16, sizeof(extendedInfo->bytes));
+  if (origin != nullptr) *origin = found.bytes ? found.origin : "";
   return noErr;
 }
 

@@ -5,6 +5,9 @@
 #include <sys/xattr.h>
 
 #include <cerrno>
+#include <utility>
+
+#include "platform/linux/errors.h"
 
 namespace tessary {
 
@@ -22,10 +25,12 @@ UniqueFd OpenForAttributes(const Place& place, AtLink atLink) {
       openat(place.descriptor(), place.name.c_str(), kFlags | (follows ? 0 : O_NOFOLLOW)));
 }
 
-ssize_t ListAttributes(const Place& place, char* names, size_t size) {
-  const ssize_t listed = llistxattr(place.ProcessPath().c_str(), names, size);
+ssize_t ListAttributes(const Place& place, char* names, size_t size, AtLink atLink) {
+  const std::string path = place.ProcessPath();
+  const ssize_t listed = atLink == AtLink::kFollow ? listxattr(path.c_str(), names, size)
+                                                   : llistxattr(path.c_str(), names, size);
   if (listed >= 0 || errno != ENOENT) return listed;
-  const UniqueFd object = OpenForAttributes(place);
+  const UniqueFd object = OpenForAttributes(place, atLink);
   if (object) return flistxattr(object.get(), names, size);
   return errno == ENODATA ? 0 : -1;
 }
@@ -38,6 +43,28 @@ ssize_t GetAttribute(const Place& place, const char* name, void* value, size_t s
   if (got >= 0 || errno != ENOENT) return got;
   const UniqueFd object = OpenForAttributes(place, atLink);
   return object ? fgetxattr(object.get(), name, value, size) : -1;
+}
+
+Status ReadAttribute(const Place& place, const char* name, AtLink atLink,
+                     std::optional<std::string>* value) {
+  constexpr size_t kUsualSize = 1024;
+  std::string bytes(kUsualSize, '\0');
+  while (true) {
+    ssize_t size = GetAttribute(place, name, bytes.data(), bytes.size(), atLink);
+    if (size >= 0) {
+      bytes.resize(static_cast<size_t>(size));
+      *value = std::move(bytes);
+      return noErr;
+    }
+    // The room for what is there at this moment; it may have grown again by the next.
+    if (errno == ERANGE) size = GetAttribute(place, name, nullptr, 0, atLink);
+    if (size < 0 && errno == ENODATA) {
+      value->reset();
+      return noErr;
+    }
+    if (size < 0) return LastError();
+    bytes.resize(static_cast<size_t>(size));
+  }
 }
 
 int SetAttribute(const Place& place, const char* name, const void* value, size_t size, int flags) {

@@ -2,8 +2,12 @@
 
 #include <sys/types.h>
 
+#include <optional>
+#include <string>
+
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/unique_fd.h"
+#include "platform/managers/status.h"
 
 // Extended attributes of the object at a place: the kernel's calls for them, with their answers and
 // their errno. Those take no folder's descriptor, so the way is through /proc; where that is not
@@ -12,12 +16,17 @@ namespace tessary {
 
 enum class AtLink { kStay, kFollow };
 
-// llistxattr.
-ssize_t ListAttributes(const Place& place, char* names, size_t size);
+// llistxattr, or listxattr where links are followed.
+ssize_t ListAttributes(const Place& place, char* names, size_t size, AtLink atLink = AtLink::kStay);
 
 // lgetxattr, or getxattr where links are followed.
 ssize_t GetAttribute(const Place& place, const char* name, void* value, size_t size,
                      AtLink atLink = AtLink::kStay);
+
+// Reads an attribute of any size; none where the object has no such one. noErr, else what the file
+// system reports, and then nothing is written.
+Status ReadAttribute(const Place& place, const char* name, AtLink atLink,
+                     std::optional<std::string>* value);
 
 // lsetxattr.
 int SetAttribute(const Place& place, const char* name, const void* value, size_t size, int flags);

@@ -2,11 +2,15 @@
 
 #include <linux/magic.h>
 #include <sys/vfs.h>
+#include <sys/xattr.h>
 
+#include <array>
 #include <fstream>
 #include <sstream>
 #include <unordered_map>
 
+#include "platform/linux/mac_formats/date_forms.h"
+#include "platform/linux/process_path.h"
 #include "platform/managers/text.h"
 #include "platform/managers/utf16.h"
 
@@ -17,6 +21,8 @@ namespace {
 constexpr uint32_t kExfatMagic = 0x2011BAB0;
 constexpr uint32_t kNtfsMagic = 0x5346544E;
 constexpr uint32_t kNtfs3Magic = 0x7366746E;
+constexpr uint32_t kCifsMagic = 0xFF534D42;
+constexpr uint32_t kSmb2Magic = 0xFE534D42;
 
 bool HasTrueEntries(uint32_t magic) {
   switch (magic) {
@@ -68,11 +74,27 @@ bool HasWindowsNames(uint32_t magic, uint32_t device) {
   }
 }
 
-Volume AskVolume(uint32_t device, int folder) {
-  struct statfs info = {};
-  if (fstatfs(folder, &info) != 0) return {};
+// Any driver may be behind FUSE; the one of NTFS has a creation date for everything.
+bool HasNtfsDates(uint32_t magic, const std::string& path) {
+  if (magic != FUSE_SUPER_MAGIC) return false;
+  // Asked for the size alone, it tells another one.
+  std::array<char, 8> date = {};
+  return getxattr(path.c_str(), kNtfsDateForm.attribute, date.data(), date.size()) ==
+         static_cast<ssize_t>(date.size());
+}
+
+Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string& path) {
   const auto magic = static_cast<uint32_t>(info.f_type);
-  return {HasTrueEntries(magic), HasWindowsNames(magic, device)};
+  return {HasTrueEntries(magic), HasWindowsNames(magic, device), HasNtfsDates(magic, path),
+          magic == kCifsMagic || magic == kSmb2Magic};
+}
+
+// Those that were asked, for as long as the process runs.
+std::unordered_map<uint32_t, Volume> gVolumes;
+
+const Volume* FindVolume(uint32_t device) {
+  const auto found = gVolumes.find(device);
+  return found == gVolumes.end() ? nullptr : &found->second;
 }
 
 bool IsRefusedByWindows(char c) {
@@ -96,11 +118,18 @@ void ReplaceIllFormedBytes(std::string* name) {
 
 }  // namespace
 
-const Volume& VolumeOf(uint32_t device, int folder) {
-  static std::unordered_map<uint32_t, Volume> volumes;
-  const auto found = volumes.find(device);
-  if (found != volumes.end()) return found->second;
-  return volumes.emplace(device, AskVolume(device, folder)).first->second;
+const Volume& VolumeOf(uint32_t device, int descriptor) {
+  if (const Volume* known = FindVolume(device)) return *known;
+  struct statfs info = {};
+  const bool isTold = fstatfs(descriptor, &info) == 0;
+  return gVolumes[device] = isTold ? MakeVolume(info, device, ProcessPathOf(descriptor)) : Volume();
+}
+
+const Volume& VolumeAt(uint32_t device, const std::string& path) {
+  if (const Volume* known = FindVolume(device)) return *known;
+  struct statfs info = {};
+  const bool isTold = statfs(path.c_str(), &info) == 0;
+  return gVolumes[device] = isTold ? MakeVolume(info, device, path) : Volume();
 }
 
 std::string NameOnVolume(std::string_view name, const Volume& volume) {

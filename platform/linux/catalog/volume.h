@@ -12,10 +12,15 @@ struct Volume {
   bool hasTrueEntries = false;
   // The characters that Windows does not allow in a name are refused.
   bool hasWindowsNames = false;
+  // The driver answers for the attributes of mac_formats/date_forms.h that it does not list.
+  bool hasNtfsDates = false;
+  bool hasCifsDates = false;
 };
 
-// The volume of the device, asked once per device through a descriptor of any folder on it.
-const Volume& VolumeOf(uint32_t device, int folder);
+// The volume of the device, asked once per device through a descriptor of anything on it, or a path
+// that leads to something on it.
+const Volume& VolumeOf(uint32_t device, int descriptor);
+const Volume& VolumeAt(uint32_t device, const std::string& path);
 
 // The name under which an object named `name` can stand on a volume: the same, or with "_" in place
 // of each character, trailing blank or trailing dot that the volume refuses.

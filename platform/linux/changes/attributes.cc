@@ -13,6 +13,7 @@
 
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/mac_formats/comment_forms.h"
 
 namespace tessary {
 namespace {
@@ -90,12 +91,24 @@ std::optional<mode_t> GroupModeOf(const std::string& list) {
   return (group & mask & 07) << 3;
 }
 
-Status CopyAttribute(int from, int to, const char* name, AttributesCopied* copied) {
+// The value without the comment that a Mac keeps in it. The form stays, so that a comment that is
+// written later reaches it.
+void TakeOutComment(const char* name, std::string* value) {
+  const CommentForm* form = FindCommentForm(name);
+  if (form == nullptr || !form->read(*value)) return;
+  if (const auto emptied = form->replace(*value, {})) *value = *emptied;
+}
+
+Status CopyAttribute(int from, int to, const char* name, bool leavesComment,
+                     AttributesCopied* copied) {
   std::string value;
   Status status = ReadValue(from, name, &value);
   // The look at the source after copying finds out what went with it.
   if (status != noErr) return status == fnfErr ? noErr : status;
-  if (std::string_view(name) == kCreationDateAttribute) copied->hasCreationDate = true;
+  const std::optional<CarriedDate> date = ReadCarriedDate(name, value);
+  const bool isBetter = !copied->creationDate || (date && date->rank < copied->creationDate->rank);
+  if (date && isBetter) copied->creationDate = date;
+  if (leavesComment) TakeOutComment(name, &value);
   if (fsetxattr(to, name, value.data(), value.size(), 0) == 0) return noErr;
   if (errno == EPERM && IsPrivileged(name)) return noErr;
   if (errno != ENOTSUP && errno != ENOSYS) return LastError();
@@ -124,7 +137,7 @@ Status CopyAttributes(int from, mode_t mode, int to, bool leavesComment, Attribu
     done.hasAccessList |= text == kAccessList;
     hasDefaultList |= text == kDefaultList;
     if (!IsCarried(text) || (leavesComment && text == kCommentAttribute)) continue;
-    if (const Status status = CopyAttribute(from, to, name, &done)) return status;
+    if (const Status status = CopyAttribute(from, to, name, leavesComment, &done)) return status;
   }
   if (!done.hasAccessList) {
     if (const Status status = RemoveInherited(to, kAccessList)) return status;

@@ -51,27 +51,21 @@ Status GiveTimes(const struct statx& info, int to) {
   return LastError();
 }
 
-Status GiveCreationDate(const struct statx& info, int to, bool* isRefused) {
-  const std::optional<Timestamp> date = CreationDateWithoutAttribute(info);
-  if (!date) return noErr;
+// The date of the original: in the form that the volume has of its own, else with an attribute that
+// was copied, else in one of ours, else kept for this process.
+Status GiveCreationDate(int from, const struct statx& info, const AttributesCopied& copied, int to,
+                        const struct statx& made) {
+  const std::optional<Timestamp> date =
+      copied.creationDate ? copied.creationDate->date : CreationDateWithoutAttribute(from, info);
+  if (!date || SetCreationDate(to, made, *date)) return noErr;
+  // Of several attributes, the one that was dropped may be the one that counts.
+  if (copied.creationDate && !copied.isAnyDropped) return noErr;
   const std::string text = FormatCreationDate(*date);
   if (text.empty()) return noErr;
   if (fsetxattr(to, kCreationDateAttribute, text.data(), text.size(), 0) == 0) return noErr;
-  *isRefused = errno == ENOTSUP || errno == ENOSYS;
-  return *isRefused ? noErr : LastError();
-}
-
-// The date that `from` carries as an attribute, else its own, kept for this process.
-void RememberDate(int from, const struct statx& info, const struct statx& made) {
-  std::array<char, 64> text = {};
-  std::optional<Timestamp> date = CreationDateWithoutAttribute(info);
-  const ssize_t size = fgetxattr(from, kCreationDateAttribute, text.data(), text.size());
-  if (size > 0) {
-    const std::optional<Timestamp> carried =
-        ParseCreationDate({text.data(), static_cast<size_t>(size)});
-    if (carried) date = carried;
-  }
-  if (date) RememberCreationDate(made, *date);
+  if (errno != ENOTSUP && errno != ENOSYS) return LastError();
+  RememberCreationDate(made, *date);
+  return noErr;
 }
 
 }  // namespace
@@ -85,9 +79,7 @@ Status CopyMetadata(int from, const struct statx& info, int to, CopyRole role, b
   Status status = CopyAttributes(from, info.stx_mode, to, role == CopyRole::kCopiedItem, &copied);
   if (status != noErr) return status;
   if (role != CopyRole::kInnerItem) {
-    bool isRefused = copied.isAnyDropped;
-    if (!copied.hasCreationDate) status = GiveCreationDate(info, to, &isRefused);
-    if (status == noErr && isRefused) RememberDate(from, info, made);
+    status = GiveCreationDate(from, info, copied, to, made);
     if (status != noErr) return status;
   }
   mode_t mode = info.stx_mode & 07777U;

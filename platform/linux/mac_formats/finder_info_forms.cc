@@ -24,8 +24,12 @@ std::optional<FinderBytes> ReadRawFinderInfo(std::string_view value) {
 }
 
 std::optional<FinderBytes> ReadAppleDoubleFinderInfo(std::string_view value) {
-  const std::optional<AppleDouble> data = AppleDouble::Parse(value);
-  const std::optional<std::string_view> info = data ? data->FinderInfo() : std::nullopt;
+  return ReadAppleDoubleFinderInfo(value, value.size());
+}
+
+std::optional<FinderBytes> ReadAppleDoubleFinderInfo(std::string_view data, uint64_t wholeSize) {
+  const std::optional<AppleDouble> parsed = AppleDouble::Parse(data, wholeSize);
+  const std::optional<std::string_view> info = parsed ? parsed->FinderInfo() : std::nullopt;
   return info ? ReadRawFinderInfo(*info) : std::nullopt;
 }
 

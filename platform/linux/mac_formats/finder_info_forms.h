@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -19,8 +20,9 @@ struct FinderInfoForm {
 
 // The attribute's value is the information itself, and no longer.
 std::optional<FinderBytes> ReadRawFinderInfo(std::string_view value);
-// AppleDouble data, also that of a sidecar.
+// AppleDouble data; of a sidecar it may be the beginning of so many bytes.
 std::optional<FinderBytes> ReadAppleDoubleFinderInfo(std::string_view value);
+std::optional<FinderBytes> ReadAppleDoubleFinderInfo(std::string_view data, uint64_t wholeSize);
 // "AFP\0", and the information at 16.
 std::optional<FinderBytes> ReadAfpInfo(std::string_view value);
 

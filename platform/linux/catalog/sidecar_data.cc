@@ -1,0 +1,65 @@
+#include "platform/linux/catalog/sidecar_data.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "platform/linux/errors.h"
+#include "platform/linux/mac_formats/apple_double.h"
+#include "platform/linux/quiet_open.h"
+#include "platform/linux/unique_fd.h"
+
+namespace tessary {
+namespace {
+
+// A Mac keeps the tables of a sidecar within this.
+constexpr size_t kBeginningSize = 65'536;
+
+// What may wait for somebody is not waited for, and then found to be no file.
+constexpr int kOpenFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+
+std::optional<SidecarData> ReadBeginning(int file) {
+  struct stat info = {};
+  if (fstat(file, &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
+  SidecarData data;
+  data.wholeSize = static_cast<uint64_t>(info.st_size);
+  data.bytes.resize(std::min<uint64_t>(data.wholeSize, kBeginningSize));
+  const ssize_t size = pread(file, data.bytes.data(), data.bytes.size(), 0);
+  if (size < 0) return std::nullopt;
+  data.bytes.resize(static_cast<size_t>(size));
+  return data;
+}
+
+}  // namespace
+
+std::optional<Place> SidecarPlaceOf(const Place& place) {
+  if (!place.mayHaveSidecar || IsSidecarName(place.name)) return std::nullopt;
+  return Place{place.folder, SidecarName(place.name)};
+}
+
+std::optional<SidecarData> ReadSidecar(const Place& sidecar) {
+  const UniqueFd file = OpenQuietly(sidecar.descriptor(), sidecar.name.c_str(), kOpenFlags);
+  return file ? ReadBeginning(file.get()) : std::nullopt;
+}
+
+Status RewriteSidecar(const Place& sidecar, const SidecarData& before, const std::string& after) {
+  const auto [old, changed] = std::ranges::mismatch(before.bytes, after);
+  if (changed == after.end()) return noErr;
+  auto end = after.size();
+  while (before.bytes[end - 1] == after[end - 1]) --end;
+  const auto begin = static_cast<size_t>(changed - after.begin());
+
+  const UniqueFd file(
+      openat(sidecar.descriptor(), sidecar.name.c_str(), O_RDWR | O_CLOEXEC | kOpenFlags));
+  if (!file) return LastError();
+  const std::optional<SidecarData> found = ReadBeginning(file.get());
+  if (!found || found->bytes != before.bytes) return fnfErr;
+  const ssize_t written =
+      pwrite(file.get(), after.data() + begin, end - begin, static_cast<off_t>(begin));
+  if (written < 0) return LastError();
+  return static_cast<size_t>(written) == end - begin ? noErr : dskFulErr;
+}
+
+}  // namespace tessary

@@ -1,0 +1,206 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/catalog/creation_date.h"
+#include "platform/linux/changes/object_info.h"
+#include "platform/managers/file_manager.h"
+#include "platform/managers/launch_services.h"
+#include "tests/platform/linux/mac_formats/recorded_attributes.h"
+#include "tests/support/copying.h"
+#include "tests/support/mac_bytes.h"
+#include "tests/support/temporary_folder.h"
+
+// What the catalog says of items from a Mac, whichever form it is kept in.
+namespace tessary {
+namespace {
+
+using testing::FromHex;
+using testing::MakeFolder;
+using testing::MakeSidecar;
+using testing::PlaceAt;
+using testing::RefAt;
+using testing::SetAttribute;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+constexpr uint32_t kText = 0x54455854;     // 'TEXT'
+constexpr uint32_t kCreator = 0x74747874;  // 'ttxt'
+
+const std::string kInvisibleText = std::string("TEXTttxt\x40", 9) + std::string(23, '\0');
+
+// A listing is what makes the catalog look for sidecars.
+void ListFolder(const std::string& path) {
+  FSIterator iterator;
+  ASSERT_EQ(noErr, FSOpenIterator(RefAt(path), &iterator));
+  std::array<FSRef, 10> refs;
+  size_t actual = 0;
+  bool changed = false;
+  while (FSGetCatalogInfoBulk(*iterator, refs.size(), &actual, &changed, refs.data()) == noErr) {
+  }
+}
+
+FileInfo InfoOf(const std::string& path) {
+  FSCatalogInfo info;
+  EXPECT_EQ(noErr,
+            FSGetCatalogInfo(RefAt(path), kFSCatInfoFinderInfo, &info, nullptr, nullptr, nullptr));
+  return info.finderInfo;
+}
+
+struct Form {
+  const char* name;
+  // Gives the item that form of being an invisible text; false where the volume does not take it.
+  std::function<bool(const std::string& path)> give;
+};
+
+bool GiveSidecar(const std::string& path, const std::string& finderInfo) {
+  const size_t slash = path.rfind('/');
+  WriteFile(path.substr(0, slash) + "/._" + path.substr(slash + 1),
+            MakeSidecar(finderInfo, {}, "fork"));
+  return true;
+}
+
+const std::vector<Form>& Forms() {
+  static const std::vector<Form> kForms = {
+      {"Raw",
+       [](const auto& path) {
+         return SetAttribute(path, "user.com.apple.FinderInfo", kInvisibleText);
+       }},
+      {"ByFileServers",
+       [](const auto& path) {
+         return SetAttribute(path, "user.org.netatalk.Metadata",
+                             FromHex(testing::kNetatalkOfSambaNetatalk));
+       }},
+      {"BySamba",
+       [](const auto& path) {
+         return SetAttribute(path, "user.DosStream.AFP_AfpInfo:$DATA",
+                             FromHex(testing::kAfpinfoOfSambaStream));
+       }},
+      {"Beside", [](const auto& path) { return GiveSidecar(path, kInvisibleText); }},
+  };
+  return kForms;
+}
+
+class FinderInformation : public ::testing::TestWithParam<Form> {};
+INSTANTIATE_TEST_SUITE_P(Kept, FinderInformation, ::testing::ValuesIn(Forms()),
+                         [](const auto& param) { return param.param.name; });
+
+TEST_P(FinderInformation, IsTheSameWhereverItIsKept) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  MakeFolder(folder / "package");
+  if (!GetParam().give(folder / "file")) GTEST_SKIP() << "the volume does not take the attribute";
+  ASSERT_TRUE(GetParam().give(folder / "package"));
+  ListFolder(folder.path());
+  for (const std::string name : {"file", "package"}) {
+    const FileInfo info = InfoOf(folder / name);
+    EXPECT_EQ(kText, info.fileType) << name;
+    EXPECT_EQ(kCreator, info.fileCreator) << name;
+    EXPECT_EQ(kIsInvisible, info.finderFlags) << name;
+  }
+}
+
+TEST(FinderInformation, IsThatOfTheFirstFormThatHoldsAny) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "file";
+  WriteFile(path);
+  ASSERT_TRUE(GiveSidecar(path, "CCCC" + std::string(28, '\0')));
+  ListFolder(folder.path());
+  EXPECT_EQ(0x43434343U, InfoOf(path).fileType);
+  if (!SetAttribute(path, "user.DosStream.AFP_AfpInfo:$DATA",
+                    "AFP" + std::string(13, '\0') + "BBBB" + std::string(41, '\0'))) {
+    GTEST_SKIP() << "no attributes here";
+  }
+  EXPECT_EQ(0x42424242U, InfoOf(path).fileType);
+  ASSERT_TRUE(
+      SetAttribute(path, "user.org.netatalk.Metadata", FromHex(testing::kNetatalkOfSambaNetatalk)));
+  EXPECT_EQ(kText, InfoOf(path).fileType);
+  // What is malformed, and what is empty, leaves it to the next one.
+  ASSERT_TRUE(SetAttribute(path, "user.com.apple.FinderInfo", "AAAA"));
+  EXPECT_EQ(kText, InfoOf(path).fileType);
+  ASSERT_TRUE(SetAttribute(path, "user.com.apple.FinderInfo", std::string(32, '\0')));
+  EXPECT_EQ(kText, InfoOf(path).fileType);
+  ASSERT_TRUE(SetAttribute(path, "user.com.apple.FinderInfo", "AAAA" + std::string(28, '\0')));
+  EXPECT_EQ(0x41414141U, InfoOf(path).fileType);
+}
+
+TEST(FinderInformation, MakesAFolderWithTheBundleFlagOneItem) {
+  const TemporaryFolder folder;
+  MakeFolder(folder / "plain");
+  ASSERT_TRUE(GiveSidecar(folder / "plain", std::string(8, '\0') + "\x20" + std::string(23, '\0')));
+  ListFolder(folder.path());
+  LSItemInfoRecord info;
+  ASSERT_EQ(noErr, LSCopyItemInfoForRef(RefAt(folder / "plain"), kLSRequestAllFlags, &info));
+  EXPECT_EQ(kLSItemInfoIsContainer | kLSItemInfoIsPackage, info.flags);
+}
+
+TEST(Sidecars, AreNotAskedForWhereNoneHasBeenSeen) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  ListFolder(folder.path());
+  // Found by nobody who has listed the folder; a call for it would be answered.
+  WriteFile(folder / "._file", MakeSidecar(kInvisibleText, {}, ""));
+  EXPECT_EQ(0U, InfoOf(folder / "file").fileType);
+  ListFolder(folder.path());
+  EXPECT_EQ(kText, InfoOf(folder / "file").fileType);
+}
+
+TEST(Sidecars, ThatAreNoneTellNothing) {
+  const TemporaryFolder folder;
+  const std::vector<std::string> names = {"broken", "folder", "link", "fifo", "big", "none"};
+  for (const std::string& name : names) WriteFile(folder / name);
+  WriteFile(folder / "real", MakeSidecar(kInvisibleText, {}, ""));
+  WriteFile(folder / "._broken", MakeSidecar(kInvisibleText, {}, "").substr(0, 80));
+  MakeFolder(folder / "._folder");
+  testing::MakeLink("real", folder / "._link");
+  ASSERT_EQ(0, mkfifo((folder / "._fifo").c_str(), 0600));
+  // A resource fork of any size is behind what is read.
+  WriteFile(folder / "._big", MakeSidecar(kInvisibleText, {}, std::string(300'000, 'f')));
+  ListFolder(folder.path());
+  for (const std::string& name : names) {
+    EXPECT_EQ(name == "big" ? kText : 0, InfoOf(folder / name).fileType) << name;
+    EXPECT_EQ(0U, InfoOf(folder / ("._" + name)).fileType) << "a sidecar has none of its own";
+    if (name == "link") break;
+  }
+  EXPECT_EQ(kText, InfoOf(folder / "big").fileType);
+  EXPECT_EQ(0U, InfoOf(folder / "fifo").fileType);
+}
+
+struct statx StatusOf(const std::string& path) {
+  struct statx info = {};
+  EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, path.c_str(), &info)) << path;
+  return info;
+}
+
+TEST(CreationDates, AreThoseOfTheFirstFormThatTellsOne) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "file";
+  WriteFile(path);
+  std::string origin;
+  const auto dateOf = [&] { return CreationDateAt(PlaceAt(path), StatusOf(path), &origin); };
+  (void)dateOf();
+  EXPECT_EQ(kBirthTimeOrigin, origin);
+  if (!SetAttribute(path, "user.DOSATTRIB", FromHex(testing::kDosAttributes3))) {
+    GTEST_SKIP() << "no attributes here";
+  }
+  EXPECT_EQ((Timestamp{1'236'143'167, 123'456'700}), dateOf());
+  EXPECT_EQ("user.DOSATTRIB", origin);
+  ASSERT_TRUE(
+      SetAttribute(path, "user.org.netatalk.Metadata", FromHex(testing::kNetatalkOfSambaNetatalk)));
+  EXPECT_EQ((Timestamp{1'236'143'167, 0}), dateOf());
+  EXPECT_EQ("user.org.netatalk.Metadata", origin);
+  ASSERT_TRUE(SetAttribute(path, kCreationDateAttribute, "1971-01-01T00:00:00Z"));
+  EXPECT_EQ((Timestamp{31'536'000, 0}), dateOf());
+  EXPECT_EQ(kCreationDateAttribute, origin);
+  ASSERT_TRUE(SetAttribute(path, kCreationDateAttribute, "long ago"));
+  ASSERT_TRUE(SetAttribute(path, "user.org.netatalk.Metadata", "AppleDouble"));
+  EXPECT_EQ((Timestamp{1'236'143'167, 123'456'700}), dateOf());
+}
+
+}  // namespace
+}  // namespace tessary
