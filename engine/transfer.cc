@@ -103,7 +103,9 @@ std::optional<std::u16string> MakeDistinctName(const FSRef& folder, const FSRef&
   const std::optional<std::u16string> name = GetItemNameString(item);
   if (!name) return std::nullopt;
   FSRef taken;
-  if (!MakeChildRef(folder, *name, &taken)) return std::nullopt;
+  if (!MakeChildRef(folder, *name, &taken) && !FSIsSidecarWaiting(folder, *name)) {
+    return std::nullopt;
+  }
 
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
   if (!url) return std::nullopt;

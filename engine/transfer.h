@@ -29,8 +29,9 @@ Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool
 bool RemoveSameNamedItem(const FSRef& item, const FSRef& folder);
 
 // The name under which the item can go into the folder when its own is taken: without the last "."
-// and extension, " - ", a new UUID, "." and the extension. None when its own name is free. The
-// result may be longer than a name can be.
+// and extension, " - ", a new UUID, "." and the extension. None when its own name is free, which it
+// is not where a sidecar waits for whatever gets the name. The result may be longer than a name can
+// be.
 std::optional<std::u16string> MakeDistinctName(const FSRef& folder, const FSRef& item);
 
 }  // namespace tessary

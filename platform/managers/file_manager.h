@@ -20,6 +20,12 @@
 // object that the reference was made of; another object there is answered like none (fnfErr).
 // Besides the statuses named at each operation, every one may answer what the file system reports:
 // afpAccessDenied, dskFulErr, wPrErr, ioErr, tmfoErr, memFullErr, errFSBadFSRef.
+//
+// What a Mac keeps of an item on a volume that has no place for it is a file beside it, its
+// sidecar, of the item's name with "._" before it. Listings show sidecars like other files. Moving,
+// copying and deleting an item takes its sidecar along under the matching name, all or nothing, if
+// a "._" name has been seen in its folder; an item in a folder in which none has been seen is asked
+// for none. A sidecar without its item is left where it is.
 namespace tessary {
 
 // Designates one existing file or folder. Copied by value and kept in plain arrays; compared only
@@ -121,14 +127,19 @@ Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* 
 // fnfErr, paramErr. On failure `*folder` is all zero and nothing was made.
 Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, FSRef* folder);
 
+// True when no object of that name need be in `folder`, and yet the next one that gets the name
+// would take on what is not its own: a sidecar lies there. Asks nothing where no "._" name has been
+// seen in any folder of the run, and false where it cannot be told.
+bool FSIsSidecarWaiting(const FSRef& folder, std::u16string_view name);
+
 // Moves the object of `source` into `folder`, under `newName` or, where that is null, under its own
 // name; across volumes too. Nothing is ever overwritten, and the object is at all times whole under
 // its old name or its new one. `*target` is the moved object's reference, set on success only.
-// Answers noErr, dupFNErr (the name is taken), badMovErr (a folder into itself), bdNamErr,
-// errFSNotAFolder, fnfErr, paramErr (across volumes: an object that is no file, folder or link),
-// diffVolErr (across volumes: a folder in which another volume is mounted), fBsyErr (across
-// volumes: the object keeps changing, or has changed since it was copied). On failure the object is
-// where it was.
+// Answers noErr, dupFNErr (the name, or that of the sidecar, is taken), badMovErr (a folder into
+// itself), bdNamErr, errFSNotAFolder, fnfErr, paramErr (across volumes: an object that is no file,
+// folder or link), diffVolErr (across volumes: a folder in which another volume is mounted),
+// fBsyErr (across volumes: the object keeps changing, or has changed since it was copied). On
+// failure the object is where it was.
 Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target);
 
@@ -140,8 +151,9 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
                         FSRef* target);
 
 // Deletes the object, and never another one that has got its name: a file, a link, or a folder that
-// is empty. Answers noErr, fBsyErr (a folder that is not empty, or another object got the name at
-// this moment), fnfErr.
+// is empty. A folder that has not been listed yet is looked through for a sidecar once. Answers
+// noErr, fBsyErr (a folder that is not empty, or another object got the name at this moment),
+// fnfErr.
 Status FSDeleteObject(const FSRef& ref);
 
 // Deletes from the folder what a run that died in the middle has left there, half made or half

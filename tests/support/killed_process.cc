@@ -1,7 +1,9 @@
 #include "tests/support/killed_process.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/ptrace.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +15,42 @@ namespace {
 
 constexpr int kForbiddenStatus = 126;
 constexpr int kCallStop = SIGTRAP | 0x80;
+
+// Whether the child has stopped before a call that changes files or might.
+bool IsBeforeChange(pid_t child) {
+  __ptrace_syscall_info info = {};
+  if (ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof(info), &info) <= 0) return true;
+  if (info.op != PTRACE_SYSCALL_INFO_ENTRY) return false;
+  switch (info.entry.nr) {
+    case SYS_openat:
+      return (info.entry.args[2] & O_ACCMODE) != O_RDONLY;
+    case SYS_statx:
+    case SYS_newfstatat:
+    case SYS_fstat:
+    case SYS_read:
+    case SYS_pread64:
+    case SYS_lseek:
+    case SYS_getdents64:
+    case SYS_close:
+    case SYS_readlink:
+    case SYS_readlinkat:
+    case SYS_llistxattr:
+    case SYS_flistxattr:
+    case SYS_lgetxattr:
+    case SYS_fgetxattr:
+    case SYS_fstatfs:
+    case SYS_getpid:
+    case SYS_geteuid:
+    case SYS_getrandom:
+    case SYS_faccessat2:
+    case SYS_brk:
+    case SYS_mmap:
+    case SYS_munmap:
+      return false;
+    default:
+      return true;
+  }
+}
 
 int Finish() {
   (void)std::fflush(stdout);
@@ -55,9 +93,8 @@ KilledEnd RunKilledBefore(unsigned call, const std::function<void()>& body) {
   if (!WIFSTOPPED(status)) return EndOf(status);
   constexpr long kOptions = PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL;
   EXPECT_EQ(0, ptrace(PTRACE_SETOPTIONS, child, nullptr, kOptions));
-  // Each call stops the child before and after.
-  for (unsigned stops = 0; GoOn(child, &status); ++stops) {
-    if (stops < 2 * (call - 1)) continue;
+  for (unsigned calls = 0; GoOn(child, &status);) {
+    if (!IsBeforeChange(child) || ++calls < call) continue;
     kill(child, SIGKILL);
     waitpid(child, &status, 0);
     break;

@@ -7,6 +7,8 @@
 #include "platform/linux/catalog/file_spec.h"
 #include "platform/linux/catalog/finder_info.h"
 #include "platform/linux/catalog/names.h"
+#include "platform/linux/catalog/sidecars.h"
+#include "platform/linux/mac_formats/apple_double.h"
 #include "platform/managers/file_manager.h"
 
 namespace tessary {
@@ -95,6 +97,21 @@ Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* 
   status = catalog.LookUp(folder, posixName, &found);
   if (status == noErr) *child = RefOf(found);
   return status;
+}
+
+bool FSIsSidecarWaiting(const FSRef& folder, std::u16string_view name) {
+  Catalog& catalog = Catalog::Get();
+  if (!catalog.folders().HasAnySidecars()) return false;
+  const Reference reference = ReferenceOf(folder);
+  uint32_t number = 0;
+  FolderHandle handle;
+  std::string posixName;
+  if (catalog.OpenFolder(reference, &number, &handle) != noErr) return false;
+  LookForSidecars(number);
+  if (!catalog.folders().HasSidecars(number)) return false;
+  if (PosixName(name, VolumeOf(reference.device, handle->get()), &posixName) != noErr) return false;
+  Reference sidecar;
+  return catalog.LookUp(number, SidecarName(posixName), &sidecar) == noErr;
 }
 
 }  // namespace tessary

@@ -8,10 +8,12 @@
 namespace tessary {
 
 // The object to copy: its name in a folder held by descriptor, and the identity that it must have.
+// What is moved may bear another name while it is deleted, `aside`, or one that nobody knows.
 struct CopySource {
   int folder = -1;
   std::string name;
   Identity identity;
+  std::string aside = {};
 };
 
 // Where the copy goes: a name in a folder held by descriptor, and that folder's identity.

@@ -54,10 +54,13 @@ Status DeleteFile(const CopySource& source, CopiedItem* copied) {
   if (status != noErr) return status;
   if (!IsUnchanged(copied->source, info)) return fBsyErr;
   bool isDisplaced = false;
-  status = RemoveIfMeant(
-      source.folder, source.name.c_str(),
-      [copied](const struct statx& aside) { return IsUnchangedButForName(copied->source, aside); },
-      &isDisplaced);
+  const char* name = source.name.c_str();
+  const IsMeant isMeant = [copied](const struct statx& aside) {
+    return IsUnchangedButForName(copied->source, aside);
+  };
+  status = source.aside.empty()
+               ? RemoveIfMeant(source.folder, name, isMeant, &isDisplaced)
+               : RemoveByWayOf(source.folder, name, source.aside, isMeant, &isDisplaced);
   // An original that lost its place to another object is no reason to take its copy away.
   if (status == noErr || isDisplaced) copied->item.Keep();
   return status;

@@ -119,9 +119,13 @@ Status MoveBothAcross(const Pair& pair, const PairTarget& target) {
   copied.sidecar = sidecar.source;
   status = held.Take(copied, PairChange::kMoveAcross, target);
   if (status != noErr) return status;
-  status = MoveItemAcrossVolumes(SourceOf(pair, pair.name, pair.item), target);
+  CopySource item = SourceOf(pair, pair.name, pair.item);
+  item.aside = ItemAsideName(held.recordName());
+  status = MoveItemAcrossVolumes(item, target);
   if (status != noErr) return status;
   sidecar.item.Keep();
+  // This record goes before the other, which leads a later look to it.
+  record = PairRecord();
   if (held.Delete() != noErr) held.LeaveToMending();
   return noErr;
 }

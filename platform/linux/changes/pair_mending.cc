@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/catalog/catalog.h"
@@ -79,15 +80,15 @@ class Mending {
   }
 
   bool FinishMoveAcross() {
-    if (!Look(folder_, sidecarAside_)) return true;
-    const bool isGone = !IsSame(Look(folder_, intent_.name), intent_.item);
     UniqueFd target;
-    if (isGone && !OpenTarget(&target)) return false;
-    if (isGone && target && IsLike(Look(target.get(), intent_.newName), intent_.item) &&
-        IsLike(Look(target.get(), newSidecar_), intent_.sidecar)) {
-      return unlinkat(folder_, sidecarAside_.c_str(), 0) == 0;
-    }
-    return Rename(folder_, sidecarAside_, sidecar_);
+    if (!OpenTarget(&target)) return false;
+    // The record of the copies comes first, as nothing else may lead there again.
+    if (target) MendPairs(target.get());
+    const bool isCopied = IsLike(Look(target.get(), intent_.newName), intent_.item) &&
+                          IsLike(Look(target.get(), newSidecar_), intent_.sidecar);
+    const bool isInPlace = IsSame(Look(folder_, intent_.name), intent_.item);
+    const std::optional<struct statx> item = Look(folder_, itemAside_);
+    return DeleteOrGiveBack(isCopied && !isInPlace && (!item || IsUntouched(item, intent_.item)));
   }
 
   // The sidecar's copy is published first; whatever bears the item's name has come after it.
@@ -97,17 +98,21 @@ class Mending {
     return unlinkat(folder_, newSidecar_.c_str(), 0) == 0;
   }
 
+  // What was put aside may be another object that had just got the item's name, and stays.
   bool FinishDeletion() {
-    const std::optional<struct statx> item = Look(folder_, itemAside_);
-    if (IsUntouched(item, intent_.item)) {
-      if (Look(folder_, sidecarAside_) && unlinkat(folder_, sidecarAside_.c_str(), 0) != 0) {
-        return false;
-      }
-      return unlinkat(folder_, itemAside_.c_str(), 0) == 0;
+    return DeleteOrGiveBack(IsUntouched(Look(folder_, itemAside_), intent_.item));
+  }
+
+  // The item goes last: as long as it is there, it says what is to be done.
+  bool DeleteOrGiveBack(bool isToGo) {
+    for (const auto& [aside, name] :
+         {std::pair(&sidecarAside_, &sidecar_), std::pair(&itemAside_, &intent_.name)}) {
+      if (!Look(folder_, *aside)) continue;
+      const bool isDone =
+          isToGo ? unlinkat(folder_, aside->c_str(), 0) == 0 : Rename(folder_, *aside, *name);
+      if (!isDone) return false;
     }
-    // Something else had got the item's name, or it was changed after that.
-    if (item && !Rename(folder_, itemAside_, intent_.name)) return false;
-    return !Look(folder_, sidecarAside_) || Rename(folder_, sidecarAside_, sidecar_);
+    return true;
   }
 
   static bool IsLike(const std::optional<struct statx>& info, const ObjectMark& mark) {

@@ -1,0 +1,292 @@
+// Runs over items beside which a Mac has left sidecars.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "engine/run.h"
+#include "platform/managers/file_manager.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/copying.h"
+#include "tests/support/killed_process.h"
+#include "tests/support/mac_bytes.h"
+#include "tests/support/preferences_folder.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary {
+namespace {
+
+namespace fs = std::filesystem;
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using testing::FilesBelow;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::KilledEnd;
+using testing::MakeFolder;
+using testing::NamesIn;
+using ::testing::Not;
+using testing::ReadFile;
+using testing::RefAt;
+using testing::SetModificationDate;
+using testing::TemporaryFolder;
+using testing::WriteFile;
+
+std::string SidecarOf(const std::string& path) {
+  const fs::path whole(path);
+  return (whole.parent_path() / ("._" + whole.filename().string())).string();
+}
+
+// Where an item's contents are told: in a package, in a file inside.
+std::string ContentsPath(const std::string& path) {
+  return path.ends_with(".app") ? path + "/Contents/id" : path;
+}
+
+// A sidecar that nothing but the item with these contents can have.
+std::string SidecarBytes(const std::string& contents) {
+  return testing::MakeSidecar(std::string("TEXTttxt") + std::string(24, '\0'), {{"id", contents}},
+                              "fork of " + contents);
+}
+
+void MakePair(const std::string& path, const std::string& contents) {
+  WriteFile(ContentsPath(path), contents);
+  WriteFile(SidecarOf(path), SidecarBytes(contents));
+  SetModificationDate(path, 1'236'168'000);
+}
+
+struct Places {
+  const char* name;
+  bool isSourceInMemory;
+  bool isDestinationInMemory;
+};
+
+// A source and a destination, on the volume of the temporary folder or in memory.
+class RunSidecars : public ::testing::TestWithParam<Places> {
+ protected:
+  RunSidecars()
+      : source_((GetParam().isSourceInMemory ? memory_ : disk_) / "source"),
+        destination_((GetParam().isDestinationInMemory ? memory_ : disk_) / "destination") {}
+
+  void SetUp() override {
+    if (IsAcross() && !testing::AreOnDifferentVolumes(disk_.path(), memory_.path())) {
+      GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+    }
+  }
+
+  static bool IsAcross() { return GetParam().isSourceInMemory != GetParam().isDestinationInMemory; }
+
+  void Empty() const {
+    for (const std::string& folder : {source_, destination_}) {
+      fs::remove_all(folder);
+      MakeFolder(folder);
+    }
+  }
+
+  void Set(int kind, bool copies, bool replaces) const {
+    preferences_.Write("RecurseFolders = true\nAggregationKind = " + std::to_string(kind) +
+                       "\nFileOperation = " + (copies ? "2" : "1") +
+                       "\nReplaceFilesBySameName = " + (replaces ? "true" : "false") + "\n");
+  }
+
+  void Run() const { AggregateFolder(RefAt(source_), RefAt(destination_)); }
+
+  // The items of a run that all kinds have a key for.
+  void MakeSource(const std::string& run) const {
+    for (const std::string& name : Names()) MakePair(source_ + "/" + name, run + " " + name);
+    WriteFile(source_ + "/alone.txt", run + " alone");
+  }
+
+  static std::vector<std::string> Names() {
+    return {"a.txt", "caf\xe9.txt", "two..dots.jpg", "below/inner.txt", "below/Tool.app"};
+  }
+
+  // The paths below both folders of what is no sidecar, with the contents, packages being items.
+  std::map<std::string, std::string> Items() const {
+    std::map<std::string, std::string> items;
+    for (const std::string& folder : {source_, destination_}) {
+      for (const std::string& file : FilesBelow(folder)) {
+        std::string path = folder + "/" + file;
+        if (fs::path(path).filename().string().starts_with("._")) continue;
+        const size_t inside = path.find(".app/");
+        const std::string contents = ReadFile(path);
+        if (inside != std::string::npos) path.erase(inside + 4);
+        items[path] = contents;
+      }
+    }
+    return items;
+  }
+
+  // Every sidecar is beside its item and is that item's, but for the ones that are known to have
+  // none.
+  void ExpectPairs(const std::vector<std::string>& orphans) const {
+    const std::map<std::string, std::string> items = Items();
+    size_t sidecars = 0;
+    for (const auto& [path, contents] : items) {
+      if (contents.ends_with("alone")) {
+        EXPECT_FALSE(fs::exists(SidecarOf(path))) << path;
+        continue;
+      }
+      ++sidecars;
+      ASSERT_TRUE(fs::exists(SidecarOf(path))) << path;
+      EXPECT_EQ(SidecarBytes(contents), ReadFile(SidecarOf(path))) << path;
+    }
+    for (const std::string& folder : {source_, destination_}) {
+      for (const std::string& file : FilesBelow(folder)) {
+        EXPECT_THAT(file, Not(HasSubstr("tessary-")));
+        if (fs::path(file).filename().string().starts_with("._")) --sidecars;
+      }
+    }
+    EXPECT_EQ(0U, sidecars + orphans.size()) << "as many sidecars as items";
+    for (const std::string& orphan : orphans) EXPECT_TRUE(fs::exists(orphan)) << orphan;
+  }
+
+  // How many items have these contents.
+  size_t CountItems(const std::string& contents) const {
+    const std::map<std::string, std::string> items = Items();
+    return static_cast<size_t>(std::count_if(
+        items.begin(), items.end(), [&](const auto& item) { return item.second == contents; }));
+  }
+
+  std::string InDestination(const std::string& contents) const {
+    for (const auto& [path, text] : Items()) {
+      if (text == contents && path.starts_with(destination_)) return path;
+    }
+    ADD_FAILURE() << "nothing in the destination has the contents " << contents;
+    return {};
+  }
+
+  void TryKind(int kind, bool copies, bool replaces) const;
+  void KillEverywhere(const std::string& name, bool copies, bool replaces) const;
+
+  TemporaryFolder disk_;
+  TemporaryFolder memory_{"/dev/shm"};
+  const std::string source_;
+  const std::string destination_;
+  testing::PreferencesFolder preferences_;
+  testing::CapturedLog log_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Places, RunSidecars,
+                         ::testing::Values(Places{"OnDisk", false, false},
+                                           Places{"InMemory", true, true},
+                                           Places{"ToMemory", false, true},
+                                           Places{"ToDisk", true, false}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// A run into an empty destination and one into what that has left there.
+void RunSidecars::TryKind(int kind, bool copies, bool replaces) const {
+  Empty();
+  Set(kind, copies, replaces);
+  MakeSource("first");
+  WriteFile(source_ + "/._orphan.txt", "orphan");
+  Run();
+  const std::string orphan = source_ + "/._orphan.txt";
+  ExpectPairs({orphan});
+  for (const std::string& name : Names()) EXPECT_EQ(copies ? 2U : 1U, CountItems("first " + name));
+
+  // At the target an item with its sidecar, an item alone, and a sidecar alone.
+  fs::remove_all(source_);
+  MakeSource("second");
+  const std::string left = SidecarOf(InDestination("first a.txt"));
+  ASSERT_EQ(0, unlink(InDestination("first a.txt").c_str()));
+  ASSERT_EQ(0, unlink(SidecarOf(InDestination("first below/inner.txt")).c_str()));
+  WriteFile(InDestination("first below/inner.txt"), "first without its alone");
+  Run();
+  ExpectPairs({left});
+  for (const std::string& name : Names()) EXPECT_EQ(copies ? 2U : 1U, CountItems("second " + name));
+  EXPECT_EQ(SidecarBytes("first a.txt"), ReadFile(left));
+  EXPECT_EQ(replaces ? 0U : 1U, CountItems("first caf\xe9.txt"));
+  EXPECT_EQ(replaces ? 0U : 1U, CountItems("first without its alone"));
+  EXPECT_EQ(1U, CountItems("first below/Tool.app")) << "a folder that is not empty stays";
+}
+
+TEST_P(RunSidecars, GoWithTheirItemsWhateverTheKind) {
+  for (const int kind : {1, 2, 3, 4, 5}) {
+    for (const bool copies : {false, true}) {
+      for (const bool replaces : {false, true}) {
+        SCOPED_TRACE("kind " + std::to_string(kind) + (copies ? " copying" : " moving") +
+                     (replaces ? " replacing" : ""));
+        TryKind(kind, copies, replaces);
+      }
+    }
+  }
+}
+
+// An item alone would take on the sidecar that another one has left.
+TEST_P(RunSidecars, AWaitingSidecarIsATakenNameForAnItemWithoutOne) {
+  for (const bool replaces : {false, true}) {
+    Empty();
+    Set(1, /*copies=*/false, replaces);
+    WriteFile(source_ + "/alone.txt", "alone");
+    MakePair(source_ + "/a.txt", "a");
+    WriteFile(destination_ + "/txt/._alone.txt", "left");
+    Run();
+    EXPECT_EQ(1U, CountItems("alone"));
+    EXPECT_FALSE(fs::exists(destination_ + "/txt/alone.txt"));
+    EXPECT_EQ("left", ReadFile(destination_ + "/txt/._alone.txt"));
+    EXPECT_THAT(NamesIn(source_), IsEmpty());
+  }
+}
+
+// A key folder is no item, and is not kept from being made.
+TEST_P(RunSidecars, AWaitingSidecarDoesNotStandInTheWayOfAKeyFolder) {
+  Empty();
+  Set(1, /*copies=*/false, /*replaces=*/false);
+  MakePair(source_ + "/a.txt", "a");
+  WriteFile(destination_ + "/._txt", "of a folder that is gone");
+  Run();
+  EXPECT_THAT(NamesIn(destination_ + "/txt"), ElementsAre("._a.txt", "a.txt"));
+}
+
+// Kills a run before each of its system calls in turn, and runs again.
+void RunSidecars::KillEverywhere(const std::string& name, bool copies, bool replaces) const {
+  if (HasFailure()) return;
+  Set(1, copies, replaces);
+  KilledEnd end = KilledEnd::kKilled;
+  for (unsigned call = 1; end == KilledEnd::kKilled && !HasFailure(); ++call) {
+    SCOPED_TRACE((copies ? "copying " : "moving ") + name + (replaces ? ", replacing" : "") +
+                 ", killed before change " + std::to_string(call));
+    Empty();
+    MakePair(destination_ + "/" + fs::path(name).extension().string().substr(1) + "/" + name,
+             "old");
+    MakePair(source_ + "/" + name, "new");
+    end = testing::RunKilledBefore(call, [this] { Run(); });
+    if (end == KilledEnd::kForbidden) GTEST_SKIP() << "no process may follow another one here";
+    ASSERT_NE(KilledEnd::kFailed, end);
+    ASSERT_TRUE(testing::RunInChild([this] { Run(); }));
+
+    ExpectPairs({});
+    if (copies || IsAcross()) {
+      EXPECT_LE(copies ? 2U : 1U, CountItems("new"));
+    } else {
+      EXPECT_EQ(1U, CountItems("new"));
+    }
+    EXPECT_EQ(!replaces || name.ends_with(".app") ? 1U : 0U, CountItems("old"));
+  }
+}
+
+TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMove) {
+  KillEverywhere("a.txt", /*copies=*/false, /*replaces=*/false);
+}
+
+TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveThatReplaces) {
+  KillEverywhere("a.txt", /*copies=*/false, /*replaces=*/true);
+}
+
+TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveOfAPackage) {
+  KillEverywhere("Tool.app", /*copies=*/false, /*replaces=*/false);
+}
+
+TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledCopy) {
+  KillEverywhere("a.txt", /*copies=*/true, /*replaces=*/true);
+}
+
+}  // namespace
+}  // namespace tessary
