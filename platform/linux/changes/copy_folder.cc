@@ -81,8 +81,11 @@ class LinkPool {
 
 class FolderCopy : public TreeVisitor {
  public:
-  FolderCopy(const HiddenItem& target, CopyRole role, Manifest* manifest, bool* isAnyDropped)
-      : chain_(target.fd()),
+  // `own` is the identity of the folder that is made.
+  FolderCopy(const HiddenItem& target, const Identity& own, CopyRole role, Manifest* manifest,
+             bool* isAnyDropped)
+      : own_(own),
+        chain_(target.fd()),
         links_(target.folder()),
         isDurable_(role == CopyRole::kMovedItem),
         manifest_(manifest),
@@ -98,8 +101,11 @@ class FolderCopy : public TreeVisitor {
                               : CopyInnerFile(folder, name, info);
   }
 
+  // A mount can lead from a folder outside back into the one that is copied, which no look at the
+  // folders above shows; there the copy meets itself.
   Status EnterFolder(int /*folder*/, const char* name, const struct statx& info,
                      int /*opened*/) override {
+    if (Identity::Of(info).Matches(own_)) return badMovErr;
     manifest_->Add(name, info);
     if (mkdirat(chain_.fd(), name, 0700) != 0) return LastError();
     UniqueFd made(openat(chain_.fd(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -161,6 +167,7 @@ class FolderCopy : public TreeVisitor {
     return fBsyErr;
   }
 
+  Identity own_;
   FolderChain chain_;
   LinkPool links_;
   bool isDurable_;
@@ -170,7 +177,9 @@ class FolderCopy : public TreeVisitor {
 
 Status FillFolder(int from, const struct statx& info, const HiddenItem& target, CopyRole role,
                   Manifest* manifest, bool* isAnyDropped) {
-  FolderCopy copy(target, role, manifest, isAnyDropped);
+  struct statx made = {};
+  if (const Status status = ReadObjectInfo(target.fd(), "", &made)) return status;
+  FolderCopy copy(target, Identity::Of(made), role, manifest, isAnyDropped);
   manifest->Add(".", info);
   if (const Status status = WalkTree(from, copy)) return status;
   return copy.FinishFolder(from, info, target.fd(), role);

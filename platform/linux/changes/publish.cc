@@ -31,20 +31,21 @@ bool LacksFlag(int folder, Identity* identity) {
   return IsKnownToLack(folder, VolumeLack::kNoReplaceFlag, identity);
 }
 
-// Whether to rename by linking. A volume that is met for the first time is tried first.
-bool HasTrueLinks(bool isVolumeKnown, int fromFolder, const char* fromName, int toFolder) {
+// Whether to rename by linking. That is tried with the first file of a volume, which need not be
+// the first object that is renamed there.
+bool HasTrueLinks(int fromFolder, const char* fromName, int toFolder) {
   Identity folder;
   if (IsKnownToLack(toFolder, VolumeLack::kTrueLinks, &folder)) return false;
-  if (isVolumeKnown || ShowsLinks(fromFolder, fromName, toFolder)) return true;
-  if (folder.inode != 0) RememberLack(folder.device, VolumeLack::kTrueLinks);
-  return false;
+  if (IsKnownToLack(folder.device, VolumeLack::kUntriedNames)) return true;
+  const bool isSeen = ShowsLinks(fromFolder, fromName, toFolder);
+  if (folder.inode == 0) return isSeen;
+  if (!isSeen) RememberLack(folder.device, VolumeLack::kTrueLinks);
+  RememberLack(folder.device, VolumeLack::kUntriedNames);
+  return isSeen;
 }
 
-// `isVolumeKnown`: something was renamed without the flag on the volume before.
-Status RenameWithoutFlag(bool isVolumeKnown, int fromFolder, const char* fromName, int toFolder,
-                         const char* toName) {
-  if (!IsFolder(fromFolder, fromName) &&
-      HasTrueLinks(isVolumeKnown, fromFolder, fromName, toFolder)) {
+Status RenameWithoutFlag(int fromFolder, const char* fromName, int toFolder, const char* toName) {
+  if (!IsFolder(fromFolder, fromName) && HasTrueLinks(fromFolder, fromName, toFolder)) {
     const Status status = RenameByLink(fromFolder, fromName, toFolder, toName);
     if (status != paramErr) return status;
   }
@@ -70,7 +71,7 @@ Status RenameWithoutReplacing(int fromFolder, const char* fromName, int toFolder
   if (LiesWithin(toFolder, fromFolder, fromName)) return badMovErr;
   // Where it was the name that the volume refused, the ways without the flag say so, and nothing is
   // learned about the volume.
-  const Status status = RenameWithoutFlag(skipsFlag, fromFolder, fromName, toFolder, toName);
+  const Status status = RenameWithoutFlag(fromFolder, fromName, toFolder, toName);
   if (status == noErr && !skipsFlag && !LacksFlag(toFolder, &folder) && folder.inode != 0) {
     RememberLack(folder.device, VolumeLack::kNoReplaceFlag);
   }

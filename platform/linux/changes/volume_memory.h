@@ -9,6 +9,7 @@ enum class VolumeLack {
   kNoReplaceFlag,    // of renameat2
   kClones,           // files that share their blocks
   kTrueLinks,        // a second name that is seen to be one of the same file
+  kUntriedNames,     // any doubt about those
   kLinksOfTheirOwn,  // symbolic links whose owner and dates can be set without following them
   kUntriedLinks,     // any doubt about those
 };

@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/linux/errors.h"
@@ -80,14 +83,49 @@ std::vector<Target> FindTargets() {
   return targets;
 }
 
+// Every call as often as another in one half of the rounds, in the other as often as it is made.
+Target PickTarget(const std::vector<Target>& targets, SoakRandom* random) {
+  if (random->OneIn(2)) return random->Pick(targets);
+  uint64_t all = 0;
+  for (const Target& target : targets) all += static_cast<uint64_t>(target.count);
+  uint64_t at = random->Below(all);
+  for (const Target& target : targets) {
+    if (at < static_cast<uint64_t>(target.count)) return target;
+    at -= static_cast<uint64_t>(target.count);
+  }
+  return targets.back();
+}
+
 Refusal PickRefusal(const std::vector<Target>& targets, SoakRandom* random) {
   Refusal refusal;
-  refusal.target = random->Pick(targets);
+  refusal.target = PickTarget(targets, random);
   refusal.error = random->Pick(kErrors);
   refusal.which = 1 + static_cast<int>(random->Below(static_cast<uint64_t>(refusal.target.count)));
   // A signal interrupts one call; who is interrupted for ever rightly tries for ever.
   refusal.persists = refusal.error != EINTR && random->OneIn(4);
   return refusal;
+}
+
+// The numbers of the errors that the log tells of.
+std::vector<int> LoggedStatuses(const std::string& output) {
+  constexpr std::string_view kBefore = "An error occurred: ";
+  std::vector<int> statuses;
+  for (size_t at = output.find(kBefore); at != std::string::npos;
+       at = output.find(kBefore, at + 1)) {
+    statuses.push_back(std::atoi(output.c_str() + at + kBefore.size()));
+  }
+  return statuses;
+}
+
+// Whether the log may give that number: the one of the error, but for two questions whose failure
+// is answered as something else. Without randomness there is no hidden name, and no distinct one
+// either where a name is taken. An object that cannot be looked at is taken for another one, and a
+// name for taken.
+bool IsRightStatus(int status, const Refusal& refusal) {
+  if (status == StatusFromErrno(refusal.error)) return true;
+  if (refusal.target.number == SYS_getrandom) return status == ioErr || status == dupFNErr;
+  if (refusal.target.number == SYS_statx) return status == fnfErr || status == dupFNErr;
+  return false;
 }
 
 // Plays the scene with the refusal; false where the call did not come.
@@ -103,6 +141,11 @@ bool Play(const Refusal& refusal, std::vector<Harm>* harms, std::string* output)
   *output = result.output;
   if (count < refusal.which) return false;
   *harms = stage.FindHarm(result, !refusal.persists);
+  for (const int status : LoggedStatuses(result.output)) {
+    if (!IsRightStatus(status, refusal)) {
+      harms->push_back({"misnamed", "the log tells of error " + std::to_string(status)});
+    }
+  }
   for (Harm& harm : stage.FindLastingHarm()) harms->push_back(std::move(harm));
   return true;
 }

@@ -69,7 +69,28 @@ std::string Describe(const std::string& path, bool leavesComment) {
   return described;
 }
 
+std::string DescribeContents(const std::string& path) {
+  struct stat info = {};
+  if (lstat(path.c_str(), &info) != 0) return "(gone)";
+  if (S_ISLNK(info.st_mode)) return "link to " + fs::read_symlink(path).string();
+  return S_ISREG(info.st_mode) ? ReadAtOnce(path, info.st_size) : "folder";
+}
+
+std::string DescribeItemContents(const std::string& path) {
+  std::string described = DescribeContents(path);
+  if (fs::symlink_status(path).type() != fs::file_type::directory) return described;
+  std::vector<std::string> inside;
+  for (const auto& entry : fs::recursive_directory_iterator(path)) {
+    const std::string name = entry.path().string().substr(path.size());
+    inside.push_back("\n--" + name + "\n" + DescribeContents(entry.path().string()));
+  }
+  std::sort(inside.begin(), inside.end());
+  for (const std::string& each : inside) described += each;
+  return described;
+}
+
 std::string DescribeItem(const std::string& path, const InventoryRules& rules) {
+  if (rules.isContentsOnly) return DescribeItemContents(path);
   FirstNames names;
   std::string described = Describe(path, rules.leavesComments);
   if (fs::symlink_status(path).type() != fs::file_type::directory) return described;

@@ -9,6 +9,7 @@ namespace tessary::testing {
 // How two inventories are to be compared.
 struct InventoryRules {
   bool leavesComments = false;  // an item's own comment does not count
+  bool isContentsOnly = false;  // nor do modes, owners, dates, attributes and links within
 };
 
 // Something that a run files: a file, a link, or a folder with an extension that makes it a

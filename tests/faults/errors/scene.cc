@@ -165,6 +165,30 @@ const std::vector<Scene>& Scenes() {
   return kScenes;
 }
 
+RunResult RunHampered(const std::vector<std::string>& arguments, const std::string& config,
+                      const std::vector<int>& numbers,
+                      const std::function<int(const SupervisedCall&)>& decide) {
+  RunResult result;
+  // The child is born with what this process has open, less the descriptors of the supervision.
+  const std::vector<std::string> openBefore = OpenFiles();
+  result.end = RunSupervised(
+      numbers, decide,
+      [&] {
+        // The child's own, so that nothing has to be given back.
+        setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+        setenv("XDG_DATA_HOME", config.c_str(), 1);
+        setenv("XDG_DATA_DIRS", config.c_str(), 1);
+        return RunProgram(arguments);
+      },
+      [&openBefore](int status) { return LookForLeaks(openBefore, status); }, kRunSeconds,
+      &result.output);
+  return result;
+}
+
+RunResult RunFreely(const std::vector<std::string>& arguments, const std::string& config) {
+  return RunHampered(arguments, config, {}, [](const SupervisedCall&) { return 0; });
+}
+
 Stage::Stage(const Scene& scene) : scene_(scene) {
   config_ = std::make_unique<TemporaryFolder>(kVolume);
   source_ = std::make_unique<TemporaryFolder>(kVolume);
@@ -211,21 +235,7 @@ RunResult Stage::Run(const std::vector<int>& numbers,
   arguments.insert(arguments.end(), scene_.options.begin(), scene_.options.end());
   arguments.push_back(Source());
   arguments.push_back(Destination());
-  RunResult result;
-  // The child is born with what this process has open, less the descriptors of the supervision.
-  const std::vector<std::string> openBefore = OpenFiles();
-  result.end = RunSupervised(
-      numbers, decide,
-      [&] {
-        // The child's own, so that nothing has to be given back.
-        setenv("XDG_CONFIG_HOME", config_->path().c_str(), 1);
-        setenv("XDG_DATA_HOME", config_->path().c_str(), 1);
-        setenv("XDG_DATA_DIRS", config_->path().c_str(), 1);
-        return RunProgram(arguments);
-      },
-      [&openBefore](int status) { return LookForLeaks(openBefore, status); }, kRunSeconds,
-      &result.output);
-  return result;
+  return RunHampered(arguments, config_->path(), numbers, decide);
 }
 
 // By a line about it, or about the folder that it lies in, or about the whole run.
@@ -350,8 +360,9 @@ std::vector<Harm> Stage::FindLastingHarm() const {
 }
 
 const std::vector<std::string>& HarmKinds() {
-  static const std::vector<std::string> kKinds = {
-      "lost", "doubled", "partial", "untold", "misreported", "leaking", "hung", "died", "lasting"};
+  static const std::vector<std::string> kKinds = {"lost",        "doubled",  "partial", "untold",
+                                                  "misreported", "misnamed", "leaking", "hung",
+                                                  "died",        "lasting"};
   return kKinds;
 }
 

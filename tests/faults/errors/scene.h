@@ -33,11 +33,20 @@ struct Harm {
 
 const std::vector<std::string>& HarmKinds();
 
-// What one supervised run of the program came to.
+// What one run of the program came to.
 struct RunResult {
   SupervisedEnd end;
   std::string output;  // both streams
 };
+
+// Runs the program in a child process with these arguments, which asks about the calls of those
+// numbers, and with a configuration of its own in the folder `config`.
+RunResult RunHampered(const std::vector<std::string>& arguments, const std::string& config,
+                      const std::vector<int>& numbers,
+                      const std::function<int(const SupervisedCall&)>& decide);
+
+// The same with nothing refused.
+RunResult RunFreely(const std::vector<std::string>& arguments, const std::string& config);
 
 // A source and a destination with something of every kind in them, made anew for one run.
 class Stage {
