@@ -108,20 +108,19 @@ void Describe(const std::string& path, const std::string& place, LinkPlaces* lin
   }
 }
 
-// Everything about the object at the path that a copy of it keeps.
-std::string FingerprintOf(const std::string& path, bool hasLinks) {
-  std::ostringstream text;
-  LinkPlaces links;
-  Describe(path, ".", hasLinks ? &links : nullptr, text);
-  return text.str();
-}
-
 // The packages of the cargo, and no key folders.
 bool IsPackageName(const std::string& name) {
   return name.ends_with(".rtfd") || name.ends_with(".app") || name.ends_with(".band");
 }
 
 }  // namespace
+
+std::string FingerprintOf(const std::string& path, bool hasLinks) {
+  std::ostringstream text;
+  LinkPlaces links;
+  Describe(path, ".", hasLinks ? &links : nullptr, text);
+  return text.str();
+}
 
 std::vector<std::string> Survey::PlacesOf(size_t item) const {
   const auto found = places.find(item);

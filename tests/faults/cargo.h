@@ -58,4 +58,8 @@ class Cargo {
   std::map<std::string, size_t> byFingerprint_;
 };
 
+// Everything about the object at the path that a copy of it keeps; with `hasLinks`, which of the
+// files inside are one file, too.
+std::string FingerprintOf(const std::string& path, bool hasLinks);
+
 }  // namespace tessary::testing

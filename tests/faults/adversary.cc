@@ -1,0 +1,140 @@
+#include "tests/faults/adversary.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+#include "tests/support/temporary_folder.h"
+
+namespace tessary::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+UniqueFd OpenFolderAt(int folder, const std::string& name) {
+  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+  return UniqueFd(openat(folder, name.c_str(), kFlags));
+}
+
+bool Rename(int from, const std::string& name, int to, const std::string& newName,
+            unsigned flag = RENAME_NOREPLACE) {
+  return renameat2(from, name.c_str(), to, newName.c_str(), flag) == 0;
+}
+
+std::string KeyOf(const std::string& name) { return name.substr(name.rfind('.') + 1); }
+
+void Pause(SoakRandom& random, uint64_t most) {
+  std::this_thread::sleep_for(std::chrono::microseconds(random.Below(most)));
+}
+
+}  // namespace
+
+RaceGround::RaceGround(std::string ground) : path(std::move(ground)) {
+  for (const char* name : {"/above/folder", "/decoy/folder", "/stock", "/morgue", "/trap"}) {
+    MakeFolder(path + name);
+  }
+  above = OpenFolderAt(AT_FDCWD, path);
+  folder = OpenFolderAt(AT_FDCWD, path + "/above/folder");
+  stock = OpenFolderAt(AT_FDCWD, path + "/stock");
+  morgue = OpenFolderAt(AT_FDCWD, path + "/morgue");
+}
+
+Adversaries::Adversaries(RaceGround* source, RaceGround* destination, const Cargo* cargo,
+                         uint64_t seed)
+    : source_(source), destination_(destination), cargo_(cargo) {
+  for (size_t item = 0; item < cargo->size(); ++item) {
+    const fs::path path = cargo->PathOf(item);
+    if (path.parent_path() == source->path + "/above/folder") names_.push_back(path.filename());
+  }
+  Start(seed, &Adversaries::PutInTheWay);
+  Start(seed + 1, &Adversaries::Save);
+  Start(seed + 2, &Adversaries::TakeAway);
+  Start(seed + 3, &Adversaries::SwapFolders);
+}
+
+void Adversaries::Stop() {
+  isStopped_ = true;
+  for (std::thread& thread : threads_) thread.join();
+  threads_.clear();
+}
+
+template <typename Act>
+void Adversaries::Start(uint64_t seed, Act act) {
+  threads_.emplace_back([this, seed, act] {
+    SoakRandom random(seed);
+    while (!isStopped_) {
+      (this->*act)(random);
+      Pause(random, 300);
+    }
+  });
+}
+
+// Gives an item of the stock a name that the run is about to use, or one in its source.
+void Adversaries::PutInTheWay(SoakRandom& random) {
+  const std::string name = random.Pick(names_);
+  const std::string item = "item" + std::to_string(random.Below(100));
+  if (random.OneIn(3)) {
+    count_ += Rename(source_->stock.get(), item, source_->folder.get(), name);
+    return;
+  }
+  (void)mkdirat(destination_->folder.get(), KeyOf(name).c_str(), 0777);
+  const UniqueFd folder = OpenFolderAt(destination_->folder.get(), KeyOf(name));
+  if (folder) count_ += Rename(destination_->stock.get(), item, folder.get(), name);
+}
+
+// Has another version take the place of an item of the source, as programs save.
+void Adversaries::Save(SoakRandom& random) {
+  const std::string item = "item" + std::to_string(random.Below(100));
+  count_ += Rename(source_->stock.get(), item, source_->folder.get(), random.Pick(names_),
+                   RENAME_EXCHANGE);
+}
+
+// Takes an item away, from the source or from where it has just been filed, and deletes some.
+void Adversaries::TakeAway(SoakRandom& random) {
+  const std::string name = random.Pick(names_);
+  const std::string taken = "taken" + std::to_string(count_) + "-" + std::to_string(random.Next());
+  const bool isFromSource = random.OneIn(2);
+  const RaceGround& ground = isFromSource ? *source_ : *destination_;
+  const UniqueFd folder = OpenFolderAt(ground.folder.get(), isFromSource ? "." : KeyOf(name));
+  if (!folder || !Rename(folder.get(), name, ground.morgue.get(), taken)) return;
+  ++count_;
+  const std::string path = ground.path + "/morgue/" + taken;
+  const std::optional<size_t> item = random.OneIn(4) ? cargo_->Recognise(path) : std::nullopt;
+  if (item && fs::remove_all(path) > 0) deleted_.insert(*item);
+}
+
+// Has a link, or another folder of the same name, stand where one of the run's folders is.
+void Adversaries::SwapFolders(SoakRandom& random) {
+  if (!mayChangeFolders_) return;
+  const std::string link = "link" + std::to_string(random.Below(4));
+  switch (random.Below(4)) {
+    case 0:
+      SwapForAWhile(source_->folder.get(), "below", source_->stock.get(), link, random);
+      break;
+    case 1:
+      SwapForAWhile(destination_->folder.get(), KeyOf(random.Pick(names_)),
+                    destination_->stock.get(), link, random);
+      break;
+    case 2:
+      SwapForAWhile(source_->above.get(), "above", source_->above.get(), "decoy", random);
+      break;
+    default:
+      SwapForAWhile(destination_->above.get(), "above", destination_->above.get(), "decoy", random);
+  }
+}
+
+void Adversaries::SwapForAWhile(int folder, const std::string& name, int other,
+                                const std::string& otherName, SoakRandom& random) {
+  if (!Rename(folder, name, other, otherName, RENAME_EXCHANGE)) return;
+  ++count_;
+  Pause(random, 1'000);
+  EXPECT_TRUE(Rename(folder, name, other, otherName, RENAME_EXCHANGE)) << name;
+}
+
+}  // namespace tessary::testing

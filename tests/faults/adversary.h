@@ -1,0 +1,74 @@
+#pragma once
+
+#include <atomic>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/linux/unique_fd.h"
+#include "tests/faults/cargo.h"
+#include "tests/support/soak.h"
+
+namespace tessary::testing {
+
+// Where a run and those who are in its way meet. Everything but the outside is in one of two
+// grounds, the source's and the destination's, which may be on two volumes:
+//
+//   GROUND/above/source, GROUND/above/destination   what the run is given
+//   GROUND/decoy/...                                the same names, with other things under them
+//   GROUND/stock                                    items, and links to the trap, to be put in its
+//   way GROUND/morgue                                   items that have been taken away GROUND/trap
+//   where the links lead to
+struct RaceGround {
+  explicit RaceGround(std::string ground);
+
+  std::string path;
+  UniqueFd above;  // the folders that the run is given, wherever they are moved meanwhile
+  UniqueFd folder;
+  UniqueFd stock;
+  UniqueFd morgue;
+};
+
+// Other programs that work where a run works, all at once, as long as this lives. They only ever
+// give new names to whole items, and never one that is taken, so that nothing is lost by them.
+class Adversaries {
+ public:
+  Adversaries(RaceGround* source, RaceGround* destination, const Cargo* cargo, uint64_t seed);
+  ~Adversaries() { Stop(); }
+  Adversaries(const Adversaries&) = delete;
+  Adversaries& operator=(const Adversaries&) = delete;
+
+  // Lets them also exchange the folders above those that the run works in, which it must have found
+  // by then.
+  void AllowFolderChanges() { mayChangeFolders_ = true; }
+
+  // Has them end, with every folder in its own place again.
+  void Stop();
+
+  // How often they got in the way, and the items that they have deleted.
+  uint64_t Count() const { return count_; }
+  const std::set<size_t>& Deleted() const { return deleted_; }
+
+ private:
+  void PutInTheWay(SoakRandom& random);
+  void Save(SoakRandom& random);
+  void TakeAway(SoakRandom& random);
+  void SwapFolders(SoakRandom& random);
+  void SwapForAWhile(int folder, const std::string& name, int other, const std::string& otherName,
+                     SoakRandom& random);
+  template <typename Act>
+  void Start(uint64_t seed, Act act);
+
+  RaceGround* source_;
+  RaceGround* destination_;
+  const Cargo* cargo_;
+  std::vector<std::string> names_;  // of the items that the run is to file
+  std::atomic<bool> isStopped_ = false;
+  std::atomic<bool> mayChangeFolders_ = false;
+  std::atomic<uint64_t> count_ = 0;
+  std::set<size_t> deleted_;
+  std::vector<std::thread> threads_;
+};
+
+}  // namespace tessary::testing

@@ -1,0 +1,194 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include "tests/faults/adversary.h"
+#include "tests/faults/cargo.h"
+#include "tests/faults/child.h"
+#include "tests/faults/two_volumes.h"
+#include "tests/support/soak.h"
+#include "tests/support/temporary_folder.h"
+
+// Runs among other programs that create, save, take away and exchange what the run works on.
+namespace tessary {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::Adversaries;
+using testing::Cargo;
+using testing::Child;
+using testing::ChildSetup;
+using testing::FingerprintOf;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::RaceGround;
+using testing::SoakCount;
+using testing::SoakRandom;
+using testing::SoakRounds;
+using testing::Survey;
+using testing::TemporaryFolder;
+using testing::TwoVolumes;
+using testing::WriteFile;
+
+constexpr unsigned kHang = 60;  // seconds
+
+class Race {
+ public:
+  Race(const std::string& source, const std::string& destination, bool isMove, SoakRandom& random)
+      : source_(source),
+        destination_(destination),
+        isMove_(isMove),
+        isByDate_(random.OneIn(3)),
+        config_(source) {
+    cargo_.Fill(SourceFolder(), 40 + random.Below(200), false, random);
+    cargo_.Fill(SourceFolder() + "/below", 20 + random.Below(50), false, random);
+    movers_ = cargo_.size();
+    for (RaceGround* ground : {&source_, &destination_}) {
+      Stock(*ground, random);
+      BaitTrap(ground->path + "/trap");
+      BaitTrap(ground->path + "/decoy/folder");
+      BaitTrap(ground->path + "/decoy/folder/below");
+    }
+    outside_ = Outside();
+  }
+
+  void Run(SoakRandom& random, SoakCount* count) {
+    Child child(
+        {"aggregate", "--recurse", isByDate_ ? "--kind=modification-date" : "--kind=extension",
+         isMove_ ? "--move" : "--copy", SourceFolder(), DestinationFolder()},
+        setup_);
+    Adversaries adversaries(&source_, &destination_, &cargo_, random.Next());
+    // The first line of the log comes when the run has found both folders.
+    while (child.Errors().empty() && !child.HasEnded()) std::this_thread::yield();
+    adversaries.AllowFolderChanges();
+    if (!child.Wait(kHang)) count->AddViolation("hung", "the run");
+    adversaries.Stop();
+    count->AddTries(adversaries.Count());
+    const std::string errors = child.Errors();
+    const bool isReported = errors.find("Sanitizer") != std::string::npos ||
+                            errors.find("runtime error") != std::string::npos;
+    // 3: some items could not be filed.
+    if (isReported || (child.status() != 0 && child.status() != 3)) {
+      count->AddViolation("crashed", errors);
+    }
+    Check(adversaries, count);
+  }
+
+ private:
+  std::string SourceFolder() const { return source_.path + "/above/folder"; }
+  std::string DestinationFolder() const { return destination_.path + "/above/folder"; }
+
+  void Stock(const RaceGround& ground, SoakRandom& random) {
+    for (int i = 0; i < 100; ++i) {
+      const std::string path = ground.path + "/stock/item" + std::to_string(i);
+      if (random.OneIn(4)) {
+        cargo_.PutLink(path);
+      } else {
+        cargo_.PutFile(path, random);
+      }
+    }
+    for (int i = 0; i < 4; ++i) {
+      MakeLink(ground.path + "/trap", ground.path + "/stock/link" + std::to_string(i));
+    }
+  }
+
+  // What bears the run's names outside of its folders.
+  void BaitTrap(const std::string& folder) {
+    MakeFolder(folder);
+    for (size_t item = 0; item < movers_; item += 3) {
+      const std::string name = fs::path(cargo_.PathOf(item)).filename();
+      WriteFile(folder + "/" + name, "bait");
+      MakeFolder(folder + "/" + name.substr(name.rfind('.') + 1));
+    }
+  }
+
+  std::string Outside() const {
+    std::string text;
+    for (const RaceGround* ground : {&source_, &destination_}) {
+      text += FingerprintOf(ground->path + "/trap", true);
+      text += FingerprintOf(ground->path + "/decoy", true);
+    }
+    return text;
+  }
+
+  // Where items may be; a copy's originals on the source's side only.
+  std::vector<std::string> Places(const RaceGround& ground) const {
+    return {ground.path + "/above/folder", ground.path + "/stock", ground.path + "/morgue"};
+  }
+
+  void Check(const Adversaries& adversaries, SoakCount* count) const {
+    if (Outside() != outside_) count->AddViolation("escaped", Describe());
+    const Survey source = cargo_.Look(Places(source_));
+    const Survey destination = cargo_.Look(Places(destination_));
+    for (const Survey* survey : {&source, &destination}) {
+      for (const std::string& path : survey->leftovers) count->AddViolation("left over", path);
+      for (const std::string& path : survey->strangers) {
+        if (!fs::path(path).filename().string().starts_with("link")) {
+          count->AddViolation("partial", path);
+        }
+      }
+    }
+    for (size_t item = 0; item < cargo_.size(); ++item) {
+      const bool isOnOwnSide = cargo_.PathOf(item).starts_with(destination_.path)
+                                   ? !destination.PlacesOf(item).empty()
+                                   : !source.PlacesOf(item).empty();
+      const bool isAnywhere = !source.PlacesOf(item).empty() || !destination.PlacesOf(item).empty();
+      const bool isSafe = isMove_ ? isAnywhere : isOnOwnSide;
+      if (isSafe || adversaries.Deleted().contains(item)) continue;
+      count->AddViolation("lost", cargo_.PathOf(item) + ", " + Describe());
+    }
+  }
+
+  std::string Describe() const {
+    return std::string(isMove_ ? "moving" : "copying") + (isByDate_ ? " by date" : " by extension");
+  }
+
+  RaceGround source_;
+  RaceGround destination_;
+  bool isMove_;
+  bool isByDate_;
+  TemporaryFolder config_;
+  ChildSetup setup_ = {.environment = {{"XDG_CONFIG_HOME", config_.path()},
+                                       {"XDG_DATA_HOME", config_.path()},
+                                       {"XDG_DATA_DIRS", config_.path()}}};
+  Cargo cargo_ = Cargo(true);
+  size_t movers_ = 0;
+  std::string outside_;
+};
+
+void TryOften(const std::string& title, unsigned few, bool isMove, bool isAcross) {
+  SoakCount count(title, "interferences",
+                  {"lost", "partial", "escaped", "left over", "hung", "crashed"});
+  const TwoVolumes volumes;
+  if (isAcross && !volumes.AreTwo()) GTEST_SKIP() << "there are no two volumes to be had here";
+  for (SoakRounds rounds(title, few); rounds.Next();) {
+    SCOPED_TRACE(rounds.Describe());
+    const TemporaryFolder first(volumes.first());
+    const TemporaryFolder second(isAcross ? volumes.second() : volumes.first());
+    Race race(first.path(), second.path(), isMove, rounds.random());
+    race.Run(rounds.random(), &count);
+  }
+}
+
+TEST(ARunAmongOthers, ThatMovesLosesNothingAndLeavesItsFoldersNever) {
+  TryOften("races, moving", 4, true, false);
+}
+
+TEST(ARunAmongOthers, ThatMovesAcrossVolumesLosesNothingAndLeavesItsFoldersNever) {
+  TryOften("races, moving across volumes", 4, true, true);
+}
+
+TEST(ARunAmongOthers, ThatCopiesLosesNothingAndLeavesItsFoldersNever) {
+  TryOften("races, copying", 4, false, false);
+}
+
+TEST(ARunAmongOthers, ThatCopiesAcrossVolumesLosesNothingAndLeavesItsFoldersNever) {
+  TryOften("races, copying across volumes", 3, false, true);
+}
+
+}  // namespace
+}  // namespace tessary
