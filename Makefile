@@ -7,7 +7,7 @@ export TESSARY_SOURCE := $(value SOURCE)
 export TESSARY_DESTINATION := $(value DESTINATION)
 export TESSARY_OPTIONS := $(value OPTIONS)
 
-.PHONY: build run app deb check lint bench fuzz clean help
+.PHONY: build run app deb check lint bench fuzz soak clean help
 
 build: ; @tools/install-dependencies build && tools/build-program
 
@@ -24,6 +24,9 @@ lint: ; @tools/install-dependencies build desktop check && tools/lint
 bench: ; @tools/install-dependencies build desktop bench && tools/bench
 
 fuzz: ; @tools/install-dependencies build check && tools/fuzz
+
+MINUTES ?= 30
+soak: ; @tools/install-dependencies build check && tools/soak --minutes '$(MINUTES)'
 
 clean: ; rm -rf build
 
