@@ -104,7 +104,8 @@ void Describe(const std::string& path, const std::string& place, LinkPlaces* lin
     names.insert(it->path().filename().string());
   }
   for (const std::string& name : names) {
-    Describe(path + "/" + name, place + "/" + name, links, text);
+    const std::string below = "/" + name;
+    Describe(path + below, place + below, links, text);
   }
 }
 

@@ -197,7 +197,7 @@ void TryOften(const std::string& title, unsigned few, bool isMove, bool isAcross
   if (isAcross && !volumes.AreTwo()) GTEST_SKIP() << "there are no two volumes to be had here";
   for (SoakRounds rounds(title, few); rounds.Next();) {
     SCOPED_TRACE(rounds.Describe());
-    const std::string& other = rounds.random().OneIn(8) ? volumes.onDisk() : volumes.second();
+    const std::string& other = rounds.random().OneIn(8) ? volumes.OnDisk() : volumes.second();
     const TemporaryFolder first(volumes.first());
     const TemporaryFolder second(isAcross ? other : volumes.first());
     const bool isReverse = rounds.random().OneIn(3);

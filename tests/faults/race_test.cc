@@ -101,7 +101,7 @@ class Race {
     MakeFolder(folder);
     for (size_t item = 0; item < movers_; item += 3) {
       const std::string name = fs::path(cargo_.PathOf(item)).filename();
-      WriteFile(folder + "/" + name, "bait");
+      WriteFile(fs::path(folder) / name, "bait");
       MakeFolder(folder + "/" + name.substr(name.rfind('.') + 1));
     }
   }

@@ -18,13 +18,13 @@ bool AreOnOneVolume(const std::string& first, const std::string& second) {
 }  // namespace
 
 TwoVolumes::TwoVolumes() {
-  second_ = mounted_.IsMounted() ? mounted_.path() : onDisk();
-  if (access(kSharedMemory, W_OK | X_OK) == 0 && !AreOnOneVolume(onDisk(), kSharedMemory)) {
+  second_ = mounted_.IsMounted() ? mounted_.path() : OnDisk();
+  if (access(kSharedMemory, W_OK | X_OK) == 0 && !AreOnOneVolume(OnDisk(), kSharedMemory)) {
     shared_ = std::make_unique<TemporaryFolder>(kSharedMemory);
     first_ = shared_->path();
     areTwo_ = true;
   } else {
-    first_ = onDisk();
+    first_ = OnDisk();
     areTwo_ = mounted_.IsMounted();
   }
 }

@@ -23,7 +23,7 @@ class TwoVolumes {
   // Another one in memory where this process may mount it, else that on the disk.
   const std::string& second() const { return second_; }
 
-  const std::string& onDisk() const { return onDisk_.path(); }
+  const std::string& OnDisk() const { return onDisk_.path(); }
 
  private:
   TemporaryFolder onDisk_;
