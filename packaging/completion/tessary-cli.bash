@@ -36,17 +36,30 @@ _tessary_cli_aggregate() {
   fi
 }
 
+_tessary_cli_info() {
+  if [[ $cur == -* ]]; then
+    COMPREPLY=($(compgen -W '--json --help' -- "$cur"))
+  elif declare -F _filedir >/dev/null; then
+    _filedir
+  else
+    compopt -o filenames 2>/dev/null
+    mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+  fi
+}
+
 _tessary_cli() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    COMPREPLY=($(compgen -W 'aggregate defaults integrate --help --version' -- "$cur"))
+    COMPREPLY=($(compgen -W 'aggregate defaults integrate info --help --version' -- "$cur"))
   elif [[ ${COMP_WORDS[1]} == aggregate ]]; then
     _tessary_cli_aggregate
   elif [[ ${COMP_WORDS[1]} == defaults ]]; then
     _tessary_cli_defaults
   elif [[ ${COMP_WORDS[1]} == integrate && $COMP_CWORD -eq 2 ]]; then
     COMPREPLY=($(compgen -W 'install remove status' -- "$cur"))
+  elif [[ ${COMP_WORDS[1]} == info ]]; then
+    _tessary_cli_info
   fi
 }
 

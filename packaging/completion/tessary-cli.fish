@@ -25,6 +25,7 @@ complete -c tessary-cli -f
 complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a aggregate -d 'File what lies in a folder'
 complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a defaults -d 'Read and change the stored settings'
 complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a integrate -d 'Put the desktop program into menus'
+complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a info -d 'Tell what a run sees of a file'
 complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -l help -d 'Show the help'
 complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -l version -d 'Show the version'
 
@@ -51,3 +52,7 @@ complete -c tessary-cli -n '__tessary_cli_value_of TessaryType' -a '1 2 3 4 5'
 
 complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 2; and __fish_seen_subcommand_from integrate' \
     -a 'install remove status'
+
+complete -c tessary-cli -n '__fish_seen_subcommand_from info' -F
+complete -c tessary-cli -n '__fish_seen_subcommand_from info' -l json -d 'Tell it to programs'
+complete -c tessary-cli -n '__fish_seen_subcommand_from info' -l help -d 'Show the help'

@@ -6,6 +6,7 @@
 #include "programs/cli/defaults_command.h"
 #include "programs/cli/exit_status.h"
 #include "programs/cli/help_text.h"
+#include "programs/cli/info_command.h"
 #include "programs/cli/integrate_command.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/options.h"
@@ -27,6 +28,7 @@ struct Dispatch {
     return DeleteDefault(options);
   }
   ExitStatus operator()(const IntegrateOptions& options) const { return Integrate(options); }
+  ExitStatus operator()(const InfoOptions& options) const { return TellInfo(options); }
 };
 
 }  // namespace

@@ -12,6 +12,7 @@ Usage:
   tessary-cli defaults write KEY (-bool|-int|-string) VALUE
   tessary-cli defaults delete KEY
   tessary-cli integrate install|remove|status
+  tessary-cli info [--json] FILE...
   tessary-cli --help | --version
 
 aggregate files what lies in SOURCE into DESTINATION, which is made when only
@@ -48,6 +49,10 @@ tessary/preferences.toml in $XDG_CONFIG_HOME, or in ~/.config.
 integrate puts the desktop program into the menus of Thunar and Nautilus, takes
 it out again, or tells whether it is there. Nothing else of theirs is changed.
 
+info tells what a run sees of each FILE: what it is, the key by each kind, type,
+creator, flags, comment and dates, and in brackets the attribute or the "._"
+file that each comes from. --json tells it to programs.
+
 The log goes to standard error, and at the end one line to standard output:
 "12034 filed, 41 left, 3 failed, 4.2 secs". Left are items without a key and
 those that were in place already.
@@ -56,7 +61,7 @@ Exit status:
   0  everything was filed; or the command did what it was asked to do
   1  the run or the command did not take place: a line says why
   2  bad usage: nothing was done
-  3  some items could not be filed
+  3  some items could not be filed, or some FILEs not be told of
 
 Example:
   tessary-cli aggregate --kind creation-date --recurse ~/Pictures ~/By-day

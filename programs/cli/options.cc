@@ -274,6 +274,28 @@ bool ParseIntegrate(Arguments arguments, Options* options, std::string* problem)
   return Refuse(problem, "unknown command " + Quoted(arguments[0]) + " " + std::string(kGive));
 }
 
+bool ParseInfo(Arguments arguments, Options* options, std::string* problem) {
+  InfoOptions info;
+  bool optionsEnded = false;
+  for (const std::string& argument : arguments) {
+    if (optionsEnded || argument.size() < 2 || argument[0] != '-') {
+      info.files.push_back(argument);
+    } else if (argument == "--") {
+      optionsEnded = true;
+    } else if (argument == "--json") {
+      info.isJson = true;
+    } else if (argument == "--help") {
+      *options = HelpOptions();
+      return true;
+    } else {
+      return Refuse(problem, "unknown option " + Quoted(argument) + std::string(kSeeHelp));
+    }
+  }
+  if (info.files.empty()) return Refuse(problem, "no file was given: info takes a FILE or more");
+  *options = std::move(info);
+  return true;
+}
+
 }  // namespace
 
 bool ParseOptions(const std::vector<std::string>& arguments, Options* options,
@@ -284,6 +306,7 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options* options,
   if (command == "aggregate") return ParseAggregate(rest, options, problem);
   if (command == "defaults") return ParseDefaults(rest, options, problem);
   if (command == "integrate") return ParseIntegrate(rest, options, problem);
+  if (command == "info") return ParseInfo(rest, options, problem);
   if (command != "--help" && command != "--version") {
     return Refuse(problem, std::string("unknown ") + (command[0] == '-' ? "option " : "command ") +
                                Quoted(command) + std::string(kSeeHelp));

@@ -39,8 +39,14 @@ struct IntegrateOptions {
   IntegrateAction action = IntegrateAction::kStatus;
 };
 
-using Options = std::variant<HelpOptions, VersionOptions, AggregateOptions, ReadDefaultsOptions,
-                             WriteDefaultOptions, DeleteDefaultOptions, IntegrateOptions>;
+struct InfoOptions {
+  std::vector<std::string> files;  // as typed, at least one
+  bool isJson = false;
+};
+
+using Options =
+    std::variant<HelpOptions, VersionOptions, AggregateOptions, ReadDefaultsOptions,
+                 WriteDefaultOptions, DeleteDefaultOptions, IntegrateOptions, InfoOptions>;
 
 // Parses the arguments, the program's name not among them. False when they cannot be understood;
 // `*problem` is then one line that names what is wrong and what to do. `*options` is written on

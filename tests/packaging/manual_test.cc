@@ -104,6 +104,7 @@ TEST(BashCompletion, OffersWhatCanFollow) {
   EXPECT_EQ("modification-date\n", CompletionsOf("tessary-cli aggregate --kind mod"));
   EXPECT_EQ("mime-type\n", CompletionsOf("tessary-cli aggregate --kind = mi"));
   EXPECT_EQ("read\nwrite\ndelete\n", CompletionsOf("tessary-cli defaults ''"));
+  EXPECT_EQ("--json\n", CompletionsOf("tessary-cli info --j"));
   EXPECT_EQ("QuitWhenDone\n", CompletionsOf("tessary-cli defaults read Q"));
   EXPECT_EQ("-int\n", CompletionsOf("tessary-cli defaults write TessaryType ''"));
   EXPECT_EQ("-bool\n", CompletionsOf("tessary-cli defaults write RecurseFolders ''"));

@@ -34,6 +34,7 @@ TEST(HelpText, ShowsEveryOptionKindCommandAndKey) {
                            "defaults write KEY (-bool|-int|-string) VALUE",
                            "defaults delete KEY",
                            "integrate install|remove|status",
+                           "info [--json] FILE...",
                            "Exit status:",
                            "Example:"}) {
     EXPECT_THAT(text, HasSubstr(name));

@@ -57,6 +57,15 @@ TEST(ParseOptions, LaysEachOptionOfARunOnItsSetting) {
   }
 }
 
+TEST(ParseOptions, ReadsWhatToTellOf) {
+  const auto plain = Parse<InfoOptions>({"info", "a", "-", "b"});
+  EXPECT_EQ((std::vector<std::string>{"a", "-", "b"}), plain.files);
+  EXPECT_FALSE(plain.isJson);
+  const auto json = Parse<InfoOptions>({"info", "a", "--json", "--", "--json"});
+  EXPECT_EQ((std::vector<std::string>{"a", "--json"}), json.files);
+  EXPECT_TRUE(json.isJson);
+}
+
 TEST(ParseOptions, ReadsWhatToDoWithTheMenus) {
   EXPECT_EQ(IntegrateAction::kInstall, Parse<IntegrateOptions>({"integrate", "install"}).action);
   EXPECT_EQ(IntegrateAction::kRemove, Parse<IntegrateOptions>({"integrate", "remove"}).action);
@@ -158,6 +167,9 @@ TEST(ParseOptions, RefusesWhatItCannotUnderstandNamingIt) {
       {{"aggregate", "--move", "--copy", "from", "to"}, "--move and --copy"},
       {{"aggregate", "--copy", "--move", "from", "to"}, "--move and --copy"},
       {{"aggregate", "--kind=extension", "--kind=mime-type", "from", "to"}, "two different kinds"},
+      {{"info"}, "no file was given"},
+      {{"info", "--json", "--"}, "no file was given"},
+      {{"info", "--yaml", "file"}, "\"--yaml\""},
       {{"integrate"}, "install, remove or status"},
       {{"integrate", "add"}, "\"add\""},
       {{"integrate", ""}, "\"\""},

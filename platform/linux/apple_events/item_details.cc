@@ -1,0 +1,70 @@
+#include "platform/managers/item_details.h"
+
+#include <sys/stat.h>
+
+#include "platform/linux/apple_events/comment_attribute.h"
+#include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/creation_date.h"
+#include "platform/linux/catalog/finder_info.h"
+#include "platform/linux/catalog/sidecars.h"
+#include "platform/managers/text.h"
+
+namespace tessary {
+namespace {
+
+ItemKind ItemKindOf(NodeKind kind) {
+  switch (kind) {
+    case NodeKind::kFolder:
+      return ItemKind::kFolder;
+    case NodeKind::kLink:
+      return ItemKind::kLink;
+    case NodeKind::kSpecial:
+      return ItemKind::kSpecial;
+    default:
+      return ItemKind::kFile;
+  }
+}
+
+Status ReadCommentOf(const Place& place, NodeKind kind, ItemDetails* details) {
+  if (kind != NodeKind::kFile && kind != NodeKind::kFolder) return noErr;
+  std::optional<std::string> comment;
+  const Status status = ReadComment(place, &comment, &details->commentOrigin);
+  if (status == noErr && comment) details->comment = Utf16FromUtf8(*comment);
+  return status;
+}
+
+void ReadDates(const Place& place, ItemDetails* details) {
+  struct statx info = {};
+  constexpr unsigned kDates = STATX_MTIME | STATX_BTIME | STATX_INO;
+  // A link that leads nowhere has none.
+  if (statx(place.descriptor(), place.name.c_str(), 0, kDates, &info) != 0) return;
+  details->modificationDate = Timestamp{info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec};
+  details->creationDate = CreationDateAt(place, info, &details->creationDateOrigin);
+  if (!details->creationDate) details->creationDateOrigin.clear();
+}
+
+}  // namespace
+
+Status CopyItemDetails(const FSRef& ref, ItemDetails* details) {
+  if (details == nullptr) return paramErr;
+  const Reference reference = ReferenceOf(ref);
+  if (reference.parent != 0) LookForSidecars(reference.parent);
+  struct statx info = {};
+  Place place;
+  Status status = Catalog::Get().Ask(reference, 0, &info, &place);
+  if (status != noErr) return status;
+  const NodeKind kind = KindOf(info);
+  ItemDetails found;
+  found.kind = ItemKindOf(kind);
+  ExtendedFileInfo extended;
+  status = ReadFinderInfo(place, kind, &found.finderInfo, &extended, &found.finderInfoOrigin);
+  if (status == noErr) status = ReadCommentOf(place, kind, &found);
+  if (status != noErr) return status;
+  ReadDates(place, &found);
+  *details = std::move(found);
+  return noErr;
+}
+
+std::string TextOfInstant(const Timestamp& instant) { return FormatCreationDate(instant); }
+
+}  // namespace tessary

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "programs/cli/exit_status.h"
+#include "programs/cli/options.h"
+
+namespace tessary {
+
+// Tells on standard output what a run would see of each of the files. One that cannot be told of is
+// a line on standard error, and the others are told all the same. kAllFiled: all were told of;
+// kNoRun: none was, or the output could not be written; kSomeFailed: some were not.
+ExitStatus TellInfo(const InfoOptions& options);
+
+}  // namespace tessary

@@ -1,0 +1,166 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <string>
+
+#include "tests/platform/linux/mac_formats/recorded_attributes.h"
+#include "tests/programs/program.h"
+#include "tests/support/mac_bytes.h"
+
+namespace tessary {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using testing::FromHex;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::MakeFolder;
+using testing::MakeLink;
+using testing::MakeSidecar;
+using testing::ProgramResult;
+using testing::SetAttribute;
+using testing::SetModificationDate;
+using testing::WriteFile;
+
+class Info : public testing::ProgramTest {
+ protected:
+  ProgramResult Tell(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), "info");
+    return Run(arguments, {.folder = At(""), .environment = {{"TZ", "UTC"}}});
+  }
+
+  // A file that has everything, in several forms.
+  bool MakeFileFromAMac() const {
+    WriteFile(At("photo.jpg"), "x");
+    SetModificationDate(At("photo.jpg"), 1'236'168'000);
+    return SetAttribute(At("photo.jpg"), "user.DosStream.AFP_AfpInfo:$DATA",
+                        FromHex(testing::kAfpinfoOfSambaStream)) &&
+           SetAttribute(At("photo.jpg"), "user.DOSATTRIB", FromHex(testing::kDosAttributes4)) &&
+           SetAttribute(At("photo.jpg"), "user.com.apple.metadata:kMDItemFinderComment",
+                        FromHex(testing::kPropertyUtf16));
+  }
+};
+
+TEST_F(Info, TellsWhatARunSeesAndWhereItIsFrom) {
+  if (!MakeFileFromAMac()) GTEST_SKIP() << "no attributes here";
+  const ProgramResult result = Tell({"photo.jpg"});
+  EXPECT_EQ(0, result.status);
+  EXPECT_EQ("", result.errors);
+  EXPECT_EQ(At("photo.jpg") + R"(
+  item: file
+  filed: no, it is hidden
+  by extension: jpg
+  by file type: TEXT
+  by MIME type: image/jpeg
+  by modification date: 2009/Mar 04, 2009
+  by creation date: 2009/Mar 04, 2009
+  type: "TEXT" (user.DosStream.AFP_AfpInfo:$DATA)
+  creator: "ttxt" (user.DosStream.AFP_AfpInfo:$DATA)
+  flags: 0x4000 invisible (user.DosStream.AFP_AfpInfo:$DATA)
+  comment: "ask K)"
+                              "\u00e4"
+                              R"(the" (user.com.apple.metadata:kMDItemFinderComment)
+  modified: 2009-03-04T12:00:00.000000000Z
+  created: 2009-03-04T05:06:07.123456700Z (user.DOSATTRIB)
+)",
+            result.output);
+}
+
+TEST_F(Info, TellsProgramsTheSame) {
+  if (!MakeFileFromAMac()) GTEST_SKIP() << "no attributes here";
+  const ProgramResult result = Tell({"--json", "photo.jpg"});
+  EXPECT_EQ(0, result.status);
+  EXPECT_EQ(
+      "[\n{\"path\": \"" + At("photo.jpg") +
+          R"(", "item": "file", "filed": false, "keys": {"extension": "jpg", "file-type": "TEXT", )"
+          R"("mime-type": "image/jpeg", "modification-date": "2009/Mar 04, 2009", )"
+          R"("creation-date": "2009/Mar 04, 2009"}, "finder-info": {"type": "TEXT", )"
+          R"("creator": "ttxt", "flags": 16384, "from": "user.DosStream.AFP_AfpInfo:$DATA"}, )"
+          R"("comment": {"text": "ask K)"
+          "\u00e4"
+          R"(the", "from": "user.com.apple.metadata:kMDItemFinderComment"}, )"
+          R"("modification-date": "2009-03-04T12:00:00.000000000Z", )"
+          R"("creation-date": {"date": "2009-03-04T05:06:07.123456700Z", )"
+          R"("from": "user.DOSATTRIB"}})"
+          "\n]\n",
+      result.output);
+}
+
+TEST_F(Info, LooksForSidecarsByItself) {
+  WriteFile(At("drawing"));
+  WriteFile(
+      At("._drawing"),
+      MakeSidecar("8BPS8BIM" + std::string(24, '\0'),
+                  {{"com.apple.metadata:kMDItemFinderComment", FromHex(testing::kPropertyAscii)}},
+                  "fork"));
+  const ProgramResult result = Tell({"drawing"});
+  EXPECT_THAT(result.output, HasSubstr("  by file type: 8BPS\n"));
+  EXPECT_THAT(result.output, HasSubstr("  type: \"8BPS\" (._drawing)\n"));
+  EXPECT_THAT(result.output, HasSubstr("  comment: \"to be checked\" (._drawing)\n"));
+}
+
+TEST_F(Info, TellsWhatItemsAre) {
+  MakeFolder(At("folder"));
+  MakeFolder(At("book.rtfd"));
+  MakeFolder(At("Tool.app"));
+  WriteFile(At(".hidden"));
+  MakeLink("nowhere", At("link"));
+  ASSERT_EQ(0, mkfifo(At("fifo").c_str(), 0600));
+  const auto kindOf = [this](const std::string& name) {
+    const std::string output = Tell({name}).output;
+    const size_t at = output.find("  item: ");
+    return output.substr(at, output.find("  by extension", at) - at);
+  };
+  EXPECT_EQ("  item: folder\n  filed: no, folders are not\n", kindOf("folder"));
+  EXPECT_EQ("  item: package\n  filed: yes\n", kindOf("book.rtfd"));
+  EXPECT_EQ("  item: application\n  filed: yes\n", kindOf("Tool.app"));
+  EXPECT_EQ("  item: file\n  filed: no, it is hidden\n", kindOf(".hidden"));
+  EXPECT_EQ("  item: link\n  filed: yes\n", kindOf("link"));
+  EXPECT_EQ("  item: special file\n  filed: yes\n", kindOf("fifo"));
+  EXPECT_THAT(Tell({"link"}).output, EndsWith("  modified: none\n  created: none\n"));
+  EXPECT_EQ("  item: folder\n  filed: no, folders are not\n", kindOf("folder/"));
+  EXPECT_EQ("  item: folder\n  filed: no, folders are not\n", kindOf("/"));
+}
+
+TEST_F(Info, TellsOfTheOthersWhereOneIsMissing) {
+  WriteFile(At("a"));
+  WriteFile(At("b"));
+  const ProgramResult some = Tell({"a", "gone", "b"});
+  EXPECT_EQ(3, some.status);
+  EXPECT_THAT(some.Problems(),
+              ElementsAre("the file \"gone\" cannot be told of: there is no such file or folder"));
+  EXPECT_THAT(some.output, HasSubstr(At("a") + "\n"));
+  EXPECT_THAT(some.output, HasSubstr(At("b") + "\n"));
+  const ProgramResult none = Tell({"gone/too", ""});
+  EXPECT_EQ(1, none.status);
+  EXPECT_EQ("", none.output);
+  EXPECT_EQ(2U, none.Problems().size());
+  const ProgramResult json = Tell({"--json", "gone"});
+  EXPECT_EQ(1, json.status);
+  EXPECT_EQ("[\n{\"path\": \"gone\", \"error\": \"there is no such file or folder\"}\n]\n",
+            json.output);
+}
+
+TEST_F(Info, TakesAnyName) {
+  WriteFile(At("-new\nline \"quoted\" \xFF.x\\"));
+  const ProgramResult text = Tell({"--", "-new\nline \"quoted\" \xFF.x\\"});
+  EXPECT_EQ(0, text.status);
+  EXPECT_THAT(text.output, HasSubstr("/-new\\nline \"quoted\" \xFF.x\\\n  item: file\n"));
+  const ProgramResult json = Tell({"--json", "--", "-new\nline \"quoted\" \xFF.x\\"});
+  EXPECT_THAT(json.output, HasSubstr(R"(/-new\u000aline \"quoted\" \udcff.x\\", "item")"));
+  EXPECT_THAT(json.output, HasSubstr(R"("extension": "x\\")"));
+}
+
+TEST_F(Info, RefusesWhatItDoesNotUnderstand) {
+  EXPECT_EQ(2, Tell({}).status);
+  EXPECT_EQ(2, Tell({"--json"}).status);
+  EXPECT_EQ(2, Tell({"--xml", "a"}).status);
+  EXPECT_THAT(Tell({}).Problems(), ElementsAre("no file was given: info takes a FILE or more"));
+  EXPECT_THAT(Tell({"--help", "a"}).output, HasSubstr("Usage:"));
+  EXPECT_THAT(Tell({"--help"}).errors, IsEmpty());
+}
+
+}  // namespace
+}  // namespace tessary
