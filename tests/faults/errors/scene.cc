@@ -20,7 +20,7 @@
 #include "tests/support/memory_volume.h"
 #include "tests/support/volumes.h"
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef TESSARY_SANITIZE
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -134,7 +134,7 @@ int LookForLeaks(const std::vector<std::string>& before, int status) {
     for (const std::string& each : after) std::fprintf(stderr, "STILL OPEN: %s\n", each.c_str());
     return kLeakExitStatus;
   }
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef TESSARY_SANITIZE
   if (__lsan_do_recoverable_leak_check() != 0) return kLeakExitStatus;
 #endif
   return status;

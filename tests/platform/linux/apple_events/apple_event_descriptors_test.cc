@@ -49,16 +49,6 @@ TEST(AECreateDesc, RefusesWhatIsMissing) {
   EXPECT_EQ(paramErr, AECreateDesc(typeSInt16, "ab", 2, nullptr));
 }
 
-TEST(AECreateDesc, TellsWhenThereIsNoMemory) {
-#ifdef TESSARY_SANITIZE
-  GTEST_SKIP() << "the sanitizer ends the program instead";
-#else
-  AEDesc desc = MakeShort(1);
-  EXPECT_EQ(memFullErr, AECreateDesc(typeUnicodeText, "", size_t{1} << 62U, &desc));
-  EXPECT_EQ("shor[01 00]", Describe(desc));
-#endif
-}
-
 TEST(AEGetDescData, CopiesNoMoreThanIsWanted) {
   std::array<char, 5> data = {'x', 'x', 'x', 'x', '\0'};
   const AEDesc desc = MakeUtf8Text("abc");

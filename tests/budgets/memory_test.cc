@@ -1,0 +1,18 @@
+#include <gtest/gtest.h>
+
+#include <cstddef>
+
+#include "platform/managers/apple_events.h"
+#include "tests/support/apple_events.h"
+
+namespace tessary {
+namespace {
+
+TEST(AECreateDesc, TellsWhenThereIsNoMemory) {
+  AEDesc desc = testing::MakeShort(1);
+  EXPECT_EQ(memFullErr, AECreateDesc(typeUnicodeText, "", size_t{1} << 62U, &desc));
+  EXPECT_EQ("shor[01 00]", testing::Describe(desc));
+}
+
+}  // namespace
+}  // namespace tessary
