@@ -163,7 +163,9 @@ TEST_F(IntegrateCommand, WritesThroughALinkAndKeepsIt) {
 TEST_F(IntegrateCommand, TellsWhatTheFileSystemRefuses) {
   WriteFile(ActionsPath(), kOwnActions);
   ASSERT_EQ(0, chmod(ActionsPath().c_str(), 0444));
+  MakeFolder(At("data"));
   OpenToOrdinaryUser();
+  ASSERT_EQ(0, chmod(At("data").c_str(), 0555));
   const ProgramResult result =
       Run({"integrate", "install"},
           {.environment = {{"XDG_CONFIG_DIRS", At("system")}}, .isOrdinaryUser = true});

@@ -34,7 +34,7 @@ std::string BytesOf(const Record& record) {
 }  // namespace
 
 std::string AccessListWithUser(uid_t user) {
-  const std::array<Entry, 5> entries = {Entry{kUserObject, 6, kNobody}, Entry{kUser, 6, user},
+  const std::array<Entry, 5> entries = {Entry{kUserObject, 7, kNobody}, Entry{kUser, 6, user},
                                         Entry{kGroupObject, 4, kNobody}, Entry{kMask, 6, kNobody},
                                         Entry{kOther, 0, kNobody}};
   std::string list = BytesOf(htole32(kVersion));

@@ -12,7 +12,7 @@ inline constexpr char kAccessListAttribute[] = "system.posix_acl_access";
 inline constexpr char kDefaultListAttribute[] = "system.posix_acl_default";
 inline constexpr char kCapabilityAttribute[] = "security.capability";
 
-// An access control list of a file of mode 0640 in which one more user may read and write.
+// An access control list of an object of mode 0740 in which one more user may read and write.
 std::string AccessListWithUser(uid_t user);
 
 // A file capability that lets a program bind low ports.

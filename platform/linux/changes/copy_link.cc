@@ -27,28 +27,28 @@ Status ReadLink(int folder, const char* name, const struct statx& info, std::str
   return noErr;
 }
 
-// Whether setting the dates of a link that leads nowhere does not say that there is nothing.
-bool IsTrialLinkItsOwn(int folder) {
+// `*isOwn` is whether the dates of a link that leads nowhere can be set. One that is followed says
+// that there is nothing.
+Status TryLink(int folder, bool* isOwn) {
   std::string name;
-  if (MakeHiddenName(&name) != noErr) return false;
-  if (symlinkat((name + "-nowhere").c_str(), folder, name.c_str()) != 0) return false;
-  const bool isFollowed =
-      utimensat(folder, name.c_str(), nullptr, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;
-  unlinkat(folder, name.c_str(), 0);
-  return !isFollowed;
+  if (const Status status = MakeHiddenName(&name)) return status;
+  if (symlinkat((name + "-nowhere").c_str(), folder, name.c_str()) != 0) return LastError();
+  *isOwn = utimensat(folder, name.c_str(), nullptr, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
+  return unlinkat(folder, name.c_str(), 0) == 0 ? noErr : LastError();
 }
 
 // Some FUSE volumes follow a link whatever they are told, and would give its dates and owner to
 // what it leads to, wherever that is. Tried once for each volume, in our own folder open as
 // `folder`.
-bool AreLinksTheirOwn(uint32_t device, int folder) {
-  if (IsKnownToLack(device, VolumeLack::kUntriedLinks)) {
-    return !IsKnownToLack(device, VolumeLack::kLinksOfTheirOwn);
+Status FindWhetherLinksAreTheirOwn(uint32_t device, int folder, bool* areOwn) {
+  if (!IsKnownToLack(device, VolumeLack::kUntriedLinks)) {
+    bool isOwn = false;
+    if (const Status status = TryLink(folder, &isOwn)) return status;
+    if (!isOwn) RememberLack(device, VolumeLack::kLinksOfTheirOwn);
+    RememberLack(device, VolumeLack::kUntriedLinks);
   }
-  const bool isOwn = IsTrialLinkItsOwn(folder);
-  if (!isOwn) RememberLack(device, VolumeLack::kLinksOfTheirOwn);
-  RememberLack(device, VolumeLack::kUntriedLinks);
-  return isOwn;
+  *areOwn = !IsKnownToLack(device, VolumeLack::kLinksOfTheirOwn);
+  return noErr;
 }
 
 Status GiveOwnerAndDates(const struct statx& info, int folder, const char* name) {
@@ -75,8 +75,10 @@ Status RecreateLink(int folder, const char* name, const struct statx& info, int 
   if (const Status status = ReadLink(folder, name, info, &text)) return status;
   if (symlinkat(text.c_str(), toFolder, toName) != 0) return LastError();
   if (const Status status = ReadObjectInfo(toFolder, toName, &made)) return status;
-  if (!AreLinksTheirOwn(Identity::Of(made).device, toFolder)) return noErr;
-  return GiveOwnerAndDates(info, toFolder, toName);
+  bool areOwn = false;
+  const uint32_t device = Identity::Of(made).device;
+  if (const Status status = FindWhetherLinksAreTheirOwn(device, toFolder, &areOwn)) return status;
+  return areOwn ? GiveOwnerAndDates(info, toFolder, toName) : noErr;
 }
 
 Status CopyLink(int folder, const char* name, const struct statx& info, int toFolder,
