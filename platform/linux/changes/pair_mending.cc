@@ -143,11 +143,13 @@ class Mending {
   std::string sidecarAside_;
 };
 
+// No record is larger than the names and the path in it, whatever lies there under such a name.
 std::string ReadRecord(int file) {
+  constexpr size_t kLargestRecord = size_t{1} << 20U;
   std::string bytes;
   std::array<char, 16'384> buffer = {};
   ssize_t size = 0;
-  while ((size = read(file, buffer.data(), buffer.size())) > 0) {
+  while (bytes.size() < kLargestRecord && (size = read(file, buffer.data(), buffer.size())) > 0) {
     bytes.append(buffer.data(), static_cast<size_t>(size));
   }
   return bytes;

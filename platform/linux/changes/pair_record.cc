@@ -71,6 +71,18 @@ class FieldReader {
   bool isGood_ = true;
 };
 
+// True for what names an object in a folder. Anybody can leave a record in a folder that is filed,
+// an archive that its user has unpacked for one, and no name in it may lead out of there.
+bool IsEntryName(std::string_view name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
+}
+
+bool NamesEntries(const PairIntent& intent) {
+  const bool hasNewName = intent.change != PairChange::kDelete || !intent.newName.empty();
+  return IsEntryName(intent.name) && (!hasNewName || IsEntryName(intent.newName)) &&
+         (intent.targetPath.empty() || intent.targetPath.front() == '/');
+}
+
 bool WriteWhole(int file, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t size = write(file, bytes.data(), bytes.size());
@@ -124,7 +136,7 @@ std::optional<PairIntent> ParsePairIntent(std::string_view bytes) {
   intent.targetPath = reader.Text();
   reader.Read(&intent.item);
   reader.Read(&intent.sidecar);
-  if (reader.Text() != kEnd || !reader.isGood()) return std::nullopt;
+  if (reader.Text() != kEnd || !reader.isGood() || !NamesEntries(intent)) return std::nullopt;
   return intent;
 }
 

@@ -51,7 +51,8 @@ struct PairIntent {
   ObjectMark sidecar;
 };
 
-// The intent as the bytes of a record, and back; none for bytes that are no whole record.
+// The intent as the bytes of a record, and back; none for bytes that are no whole record, or one
+// with a name that leads to another folder.
 std::string FormatPairIntent(const PairIntent& intent);
 std::optional<PairIntent> ParsePairIntent(std::string_view bytes);
 

@@ -67,6 +67,22 @@ void Fill(const ByteRange& range, std::string_view value, std::string* data) {
   data->replace(range.offset, range.length, bytes);
 }
 
+// False where entries lie over each other or over their table: what is written into one of such
+// data would change another.
+bool AreEntriesApart(std::string_view data) {
+  const size_t tableEnd = kTableAt + ReadBig16(data, kCountAt).value_or(0) * kEntrySize;
+  std::vector<ByteRange> ranges = {{0, tableEnd}};
+  for (size_t at = kTableAt; at < tableEnd; at += kEntrySize) {
+    const ByteRange range{ReadBig32(data, at + 4).value_or(0), ReadBig32(data, at + 8).value_or(0)};
+    if (range.length > 0) ranges.push_back(range);
+  }
+  std::ranges::sort(ranges, {}, &ByteRange::offset);
+  const auto overlap = [](const ByteRange& range, const ByteRange& next) {
+    return next.offset < EndOf(range);
+  };
+  return std::ranges::adjacent_find(ranges, overlap) == ranges.end();
+}
+
 // What the table of attributes says of the room for values.
 struct ValueRoom {
   size_t lengthAt = 0;  // where in the data the length of what they take is told
@@ -166,7 +182,7 @@ bool ReplaceComment(std::string_view value, std::string* data) {
   const std::optional<AppleDouble> parsed = AppleDouble::Parse(*data);
   const std::optional<ByteRange> range =
       parsed ? parsed->Find(AppleDoubleEntry::kComment) : std::nullopt;
-  if (!range) return false;
+  if (!range || !AreEntriesApart(*data)) return false;
   // Up to where the next entry, or the end of the data, begins.
   ByteRange room{range->offset, data->size() - range->offset};
   size_t lengthAt = 0;
@@ -190,7 +206,7 @@ bool ReplaceComment(std::string_view value, std::string* data) {
 
 bool ReplaceAttribute(std::string_view name, std::string_view value, std::string* data) {
   const std::optional<AppleDouble> parsed = AppleDouble::Parse(*data);
-  if (!parsed) return false;
+  if (!parsed || !AreEntriesApart(*data)) return false;
   const std::vector<AppleDoubleAttribute> attributes = parsed->Attributes();
   const auto found = std::ranges::find(attributes, name, &AppleDoubleAttribute::name);
   const std::optional<ValueRoom> room = RoomForValues(*parsed, *data);

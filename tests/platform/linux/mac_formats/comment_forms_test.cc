@@ -146,6 +146,9 @@ TEST(ReplaceAppleDoubleComment, LeavesWhatHasNoCommentOrIsBroken) {
   EXPECT_FALSE(ReplaceAppleDoubleComment(overlapping, u"x"));
   overlapping.replace(42, 4, Big32(26));  // and in the table of entries
   EXPECT_FALSE(ReplaceAppleDoubleComment(overlapping, u"x"));
+  std::string inTable = NetatalkWith("ask");
+  inTable.replace(30, 4, Big32(61));  // the Finder information in the last byte of the table
+  EXPECT_FALSE(ReplaceAppleDoubleComment(inTable, u"x"));
   std::string shared = SidecarWith(FromHex(testing::kPropertyUtf16));
   const auto attributes = AppleDouble::Parse(shared)->Attributes();
   // Another attribute in the bytes of the comment.

@@ -1,0 +1,34 @@
+#include <algorithm>
+
+#include "platform/linux/mac_formats/finder_info_forms.h"
+#include "tests/fuzz/fuzz.h"
+
+// The forms of Finder information: what is told is 32 bytes of the value that are not all zero.
+namespace tessary::testing {
+namespace {
+
+std::string TextOf(const FinderBytes& bytes) { return {bytes.begin(), bytes.end()}; }
+
+bool IsKnown(const FinderBytes& bytes) {
+  return std::ranges::any_of(bytes, [](unsigned char byte) { return byte != 0; });
+}
+
+}  // namespace
+
+void TryInput(std::string_view input) {
+  for (const FinderInfoForm& form : kFinderInfoForms) {
+    const auto bytes = form.read(input);
+    if (!bytes) continue;
+    Require(IsKnown(*bytes), "information that is all zero is none");
+    Require(input.find(TextOf(*bytes)) != std::string_view::npos,
+            "the information is in the value");
+  }
+  const std::string_view type = input.substr(0, input.size() / 2);
+  const std::string_view creator = input.substr(type.size());
+  const auto bytes = ReadHfsTypeAndCreator(type, creator);
+  if (!bytes) return;
+  Require(type.size() == 4 && IsKnown(*bytes), "a type is four bytes that are not all zero");
+  Require(TextOf(*bytes) == std::string(input) + std::string(24, '\0'), "nothing else is told");
+}
+
+}  // namespace tessary::testing

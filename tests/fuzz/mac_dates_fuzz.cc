@@ -1,0 +1,39 @@
+#include "platform/linux/mac_formats/date_forms.h"
+#include "tests/fuzz/fuzz.h"
+
+// The forms of dates: what is told is a date, and one that can be written again is the same.
+namespace tessary::testing {
+namespace {
+
+bool AreEqual(const Timestamp& first, const Timestamp& second) {
+  return first.seconds == second.seconds && first.nanoseconds == second.nanoseconds;
+}
+
+void CheckDate(const std::optional<Timestamp>& date) {
+  if (!date) return;
+  Require(date->nanoseconds < 1'000'000'000, "nanoseconds are less than a second");
+  const std::string big = WriteBigNtTime(*date);
+  const std::string native = WriteNativeNtTime(*date);
+  Require(big.empty() == native.empty(), "both orders hold the same dates");
+  if (big.empty()) return;
+  const auto fromBig = ReadBigNtTime(big);
+  const auto fromNative = ReadNativeNtTime(native);
+  Require(fromBig && fromNative && AreEqual(*fromBig, *fromNative), "a date comes back");
+  // Their ticks are of a hundred nanoseconds.
+  Require(
+      fromBig->seconds == date->seconds && fromBig->nanoseconds == date->nanoseconds / 100 * 100,
+      "a date comes back as the same");
+}
+
+}  // namespace
+
+void TryInput(std::string_view input) {
+  for (const DateForm& form : kDateForms) CheckDate(form.read(input));
+  CheckDate(kNtfsDateForm.read(input));
+  CheckDate(kCifsDateForm.read(input));
+  const auto date = ReadBigNtTime(input);
+  Require(!date || WriteBigNtTime(*date) == input || date->seconds > 900'000'000'000,
+          "a date's bytes come back");
+}
+
+}  // namespace tessary::testing
