@@ -7,7 +7,7 @@ export TESSARY_SOURCE := $(value SOURCE)
 export TESSARY_DESTINATION := $(value DESTINATION)
 export TESSARY_OPTIONS := $(value OPTIONS)
 
-.PHONY: build run app deb check lint bench fuzz soak clean help
+.PHONY: build run app deb check lint bench fuzz soak coverage clean help
 
 build: ; @tools/install-dependencies build && tools/build-program
 
@@ -27,6 +27,8 @@ fuzz: ; @tools/install-dependencies build check && tools/fuzz
 
 MINUTES ?= 30
 soak: ; @tools/install-dependencies build check && tools/soak --minutes '$(MINUTES)'
+
+coverage: ; @tools/install-dependencies build check && tools/coverage
 
 clean: ; rm -rf build
 

@@ -24,6 +24,10 @@ if(TESSARY_SANITIZE)
   target_compile_definitions(tessary_options INTERFACE TESSARY_SANITIZE)
   target_link_options(tessary_options INTERFACE -fsanitize=address,undefined)
 endif()
+if(TESSARY_COVERAGE)
+  target_compile_options(tessary_options INTERFACE --coverage)
+  target_link_options(tessary_options INTERFACE --coverage)
+endif()
 
 # The folders above call the managers by their headers and do not link platform/linux, which a program
 # links beside them. No order of the libraries suits both, so the linker goes over all of them again.
@@ -71,7 +75,11 @@ endfunction()
 # all others are among the target program_tests.
 function(tessary_tests name label)
   tessary_test_program(${name} ${ARGN})
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT 120)
+  set(seconds 120)
+  if(TESSARY_COVERAGE)
+    set(seconds 600)
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT ${seconds})
   if(NOT label MATCHES "^(unit|disk)$")
     add_dependencies(program_tests ${name})
   endif()
