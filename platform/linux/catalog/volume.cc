@@ -5,6 +5,7 @@
 #include <sys/xattr.h>
 
 #include <array>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <unordered_map>
@@ -37,11 +38,15 @@ bool HasTrueEntries(uint32_t magic) {
   }
 }
 
+// "8:1", as the kernel writes it.
+std::string DeviceNumbers(uint32_t device) {
+  return std::to_string(device >> 20) + ":" + std::to_string(device & ((1U << 20) - 1));
+}
+
 // The type that /proc/self/mountinfo shows for the device: FUSE hides what it drives from statfs.
 // A line is "ID PARENT MAJOR:MINOR ROOT POINT OPTIONS [TAG...] - TYPE SOURCE OPTIONS".
 std::string MountedType(uint32_t device) {
-  const std::string number =
-      std::to_string(device >> 20) + ":" + std::to_string(device & ((1U << 20) - 1));
+  const std::string number = DeviceNumbers(device);
   std::ifstream mounts("/proc/self/mountinfo");
   for (std::string line; std::getline(mounts, line);) {
     std::istringstream fields(line);
@@ -83,10 +88,28 @@ bool HasNtfsDates(uint32_t magic, const std::string& path) {
          static_cast<ssize_t>(date.size());
 }
 
+// Whether the driver of ext4 has a process that writes the volume's journal: it may have been made
+// without one, and ext2, which has none, shows the same number.
+bool HasExt4Journal(uint32_t device) {
+  std::error_code error;
+  const auto block =
+      std::filesystem::read_symlink("/sys/dev/block/" + DeviceNumbers(device), error);
+  std::ifstream file("/sys/fs/ext4/" + block.filename().string() + "/journal_task");
+  int process = 0;
+  return static_cast<bool>(file >> process);
+}
+
+// Their logs hold what happened in the order in which it did, so that a file's latest state is not
+// there without the name that it was given before.
+bool SyncsNamesWithFile(uint32_t magic, uint32_t device) {
+  if (magic == EXT4_SUPER_MAGIC) return HasExt4Journal(device);
+  return magic == XFS_SUPER_MAGIC || magic == BTRFS_SUPER_MAGIC;
+}
+
 Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string& path) {
   const auto magic = static_cast<uint32_t>(info.f_type);
   return {HasTrueEntries(magic), HasWindowsNames(magic, device), HasNtfsDates(magic, path),
-          magic == kCifsMagic || magic == kSmb2Magic};
+          magic == kCifsMagic || magic == kSmb2Magic, SyncsNamesWithFile(magic, device)};
 }
 
 // Those that were asked, for as long as the process runs.

@@ -15,6 +15,8 @@ struct Volume {
   // The driver answers for the attributes of mac_formats/date_forms.h that it does not list.
   bool hasNtfsDates = false;
   bool hasCifsDates = false;
+  // Syncing a file makes the names durable that it has got by then, too.
+  bool syncsNamesWithFile = false;
 };
 
 // The volume of the device, asked once per device through a descriptor of anything on it, or a path

@@ -25,7 +25,8 @@ bool IsZeros(std::string_view bytes) {
 
 class ContentsCopy {
  public:
-  ContentsCopy(int from, const struct statx& info, int to) : from_(from), info_(info), to_(to) {}
+  ContentsCopy(int from, const struct statx& info, int to, const struct statx& made)
+      : from_(from), info_(info), to_(to), made_(made) {}
 
   Status Run() {
     if (Clone()) return noErr;
@@ -39,10 +40,11 @@ class ContentsCopy {
 
   bool Clone() const {
     const uint32_t device = Identity::Of(info_).device;
-    if (info_.stx_size == 0 || IsKnownToLack(device, VolumeLack::kClones)) return false;
+    const uint32_t other = Identity::Of(made_).device;
+    if (info_.stx_size == 0 || IsKnownToLack(device, VolumeLack::kClones, other)) return false;
     if (ioctl(to_, FICLONE, from_) == 0) return true;
-    if (errno == EOPNOTSUPP || errno == ENOTTY || errno == ENOSYS) {
-      RememberLack(device, VolumeLack::kClones);
+    if (errno == EOPNOTSUPP || errno == ENOTTY || errno == ENOSYS || errno == EXDEV) {
+      RememberLack(device, VolumeLack::kClones, other);
     }
     return false;
   }
@@ -171,14 +173,15 @@ class ContentsCopy {
   int from_;
   const struct statx& info_;
   int to_;
+  const struct statx& made_;
   std::unique_ptr<char[]> buffer_;
   bool leavesZeros_ = false;  // what holds nothing becomes a hole
 };
 
 }  // namespace
 
-Status CopyContents(int from, const struct statx& info, int to) {
-  return ContentsCopy(from, info, to).Run();
+Status CopyContents(int from, const struct statx& info, int to, const struct statx& made) {
+  return ContentsCopy(from, info, to, made).Run();
 }
 
 }  // namespace tessary

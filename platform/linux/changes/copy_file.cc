@@ -53,9 +53,11 @@ Status OpenSourceFile(int folder, const char* name, struct statx* info, UniqueFd
 
 Status FillFile(int from, int to, CopyRole role, struct statx* info, bool* hasChanged,
                 bool* isAnyDropped) {
+  struct statx made = {};
   struct statx after = {};
-  if (const Status status = CopyContents(from, *info, to)) return status;
-  if (const Status status = CopyMetadata(from, *info, to, role, isAnyDropped)) return status;
+  if (const Status status = ReadObjectInfo(to, "", &made)) return status;
+  if (const Status status = CopyContents(from, *info, to, made)) return status;
+  if (const Status status = CopyMetadata(from, *info, to, made, role, isAnyDropped)) return status;
   if (const Status status = ReadObjectInfo(from, "", &after)) return status;
   *hasChanged = !IsUnchanged(*info, after);
   if (!*hasChanged) return noErr;

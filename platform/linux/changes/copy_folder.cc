@@ -128,7 +128,11 @@ class FolderCopy : public TreeVisitor {
 
   // Modes and times of a folder come after its contents, which change them or need them open.
   Status FinishFolder(int from, const struct statx& info, int to, CopyRole role) {
-    if (const Status status = CopyMetadata(from, info, to, role, isAnyDropped_)) return status;
+    struct statx made = {};
+    if (const Status status = ReadObjectInfo(to, "", &made)) return status;
+    if (const Status status = CopyMetadata(from, info, to, made, role, isAnyDropped_)) {
+      return status;
+    }
     return MakeDurable(to);
   }
 

@@ -70,10 +70,9 @@ Status GiveCreationDate(int from, const struct statx& info, const AttributesCopi
 
 }  // namespace
 
-Status CopyMetadata(int from, const struct statx& info, int to, CopyRole role, bool* isAnyDropped) {
-  struct statx made = {};
+Status CopyMetadata(int from, const struct statx& info, int to, const struct statx& made,
+                    CopyRole role, bool* isAnyDropped) {
   bool isOwnerGiven = false;
-  if (const Status status = ReadObjectInfo(to, "", &made)) return status;
   if (const Status status = GiveOwner(info, made, to, &isOwnerGiven)) return status;
   AttributesCopied copied;
   Status status = CopyAttributes(from, info.stx_mode, to, role == CopyRole::kCopiedItem, &copied);

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/deletable.h"
@@ -34,10 +35,13 @@ Status MakeFolderDurable(int folder) {
   return isUnknown && syncfs(opened.get()) == 0 ? noErr : LastError();
 }
 
-// After this the copy outlives a crash. A folder's contents were made durable before it got its
-// name.
+// After this the copy outlives a crash. A file has its name already, and a folder's contents were
+// made durable before it got its own.
 Status MakeDurable(const CopiedItem& copied, const CopyTarget& target) {
-  if (S_ISREG(copied.source.stx_mode) && fsync(copied.item.fd()) != 0) return LastError();
+  if (S_ISREG(copied.source.stx_mode)) {
+    if (fsync(copied.item.fd()) != 0) return LastError();
+    if (VolumeOf(target.identity.device, target.folder).syncsNamesWithFile) return noErr;
+  }
   return MakeFolderDurable(target.folder);
 }
 

@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <mutex>
 #include <set>
-#include <utility>
+#include <tuple>
 
 namespace tessary {
 namespace {
 
 struct VolumeMemory {
   std::mutex mutex;
-  std::set<std::pair<VolumeLack, uint32_t>> lacks;
+  std::set<std::tuple<VolumeLack, uint32_t, uint32_t>> lacks;
 };
 
 VolumeMemory& Memory() {
@@ -20,21 +20,21 @@ VolumeMemory& Memory() {
 
 }  // namespace
 
-bool IsKnownToLack(uint32_t device, VolumeLack what) {
+bool IsKnownToLack(uint32_t device, VolumeLack what, uint32_t other) {
   const std::lock_guard lock(Memory().mutex);
-  return Memory().lacks.contains({what, device});
+  return Memory().lacks.contains({what, device, other});
 }
 
-void RememberLack(uint32_t device, VolumeLack what) {
+void RememberLack(uint32_t device, VolumeLack what, uint32_t other) {
   const std::lock_guard lock(Memory().mutex);
-  Memory().lacks.insert({what, device});
+  Memory().lacks.insert({what, device, other});
 }
 
 bool IsAnyKnownToLack(VolumeLack what) {
   const std::lock_guard lock(Memory().mutex);
   const auto& lacks = Memory().lacks;
   return std::any_of(lacks.begin(), lacks.end(),
-                     [what](const auto& lack) { return lack.first == what; });
+                     [what](const auto& lack) { return std::get<VolumeLack>(lack) == what; });
 }
 
 }  // namespace tessary

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -23,6 +24,7 @@
 #include "tests/support/ordinary_user.h"
 #include "tests/support/refused_calls.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/volumes.h"
 
 namespace {
 
@@ -31,10 +33,13 @@ namespace {
 std::function<void()> gAtSync;
 std::string gAwaited;
 
+int gSyncs = 0;
+
 }  // namespace
 
 // Stands before the C library's, for this test program.
 extern "C" int fsync(int fd) {
+  ++gSyncs;
   if (gAtSync && access(gAwaited.c_str(), F_OK) == 0) std::exchange(gAtSync, nullptr)();
   return static_cast<int>(syscall(SYS_fsync, fd));
 }
@@ -50,13 +55,16 @@ using testing::InfoAt;
 using testing::MakeFolder;
 using testing::MakeLink;
 using testing::MoveAcrossAt;
+using testing::NameOf;
 using testing::NamesIn;
 using testing::ReadFile;
 using testing::RefusedCall;
 using testing::RunAsOrdinaryUser;
 using testing::RunWithoutCalls;
+using testing::ScratchVolume;
 using testing::SetAttribute;
 using testing::TemporaryFolder;
+using testing::VolumeKind;
 using testing::WriteFile;
 
 constexpr char kComment[] = "user.xdg.comment";
@@ -399,6 +407,33 @@ TEST_P(MovingAcross, LosesNothingWhenItsProcessIsKilled) {
     for (const std::string& name : NamesIn(side->path())) {
       EXPECT_FALSE(name.starts_with(".tessary-")) << name;
     }
+  }
+}
+
+// How often it syncs to move a file to a volume of that kind; 0 where there is none.
+int SyncsOfMoveTo(VolumeKind kind) {
+  const TemporaryFolder from;
+  const ScratchVolume to(kind);
+  if (!to.IsThere()) {
+    std::printf("%s\n", to.WhyNot().c_str());
+    return 0;
+  }
+  WriteFile(from / "file", "x");
+  gSyncs = 0;
+  EXPECT_EQ(noErr, MoveAcrossAt(from / "file", to / "file"));
+  EXPECT_EQ("x", ReadFile(to / "file"));
+  return gSyncs;
+}
+
+TEST(MoveAcross, SyncsTheFolderTooUnlessItsNamesAreKnownToComeWithTheirFiles) {
+  const std::vector<std::pair<VolumeKind, int>> rows = {{VolumeKind::kTmpfs, 2},
+                                                        {VolumeKind::kExt4, 1},
+                                                        {VolumeKind::kXfs, 1},
+                                                        {VolumeKind::kBtrfs, 1}};
+  for (const auto& [kind, expected] : rows) {
+    const int syncs = SyncsOfMoveTo(kind);
+    if (syncs == 0) continue;
+    EXPECT_EQ(expected, syncs) << NameOf(kind);
   }
 }
 
