@@ -15,6 +15,7 @@ constexpr size_t kFilesPerFolder = 10;
 int RoundsOf(const Sizes& sizes) { return std::min(sizes.rounds, 3); }
 
 double PeakOfEmptyRun(const Ground& ground) {
+  ForgetPeak();
   return RunProgram(FilingCommand({"--move"}, ground.MakeFolder(), ground.MakeFolder()),
                     ground.path())
       .peakBytes;
@@ -42,6 +43,7 @@ void MeasureNumbers(const Sizes& sizes, const Ground& ground, Report* report) {
     Pile* pile = piles.emplace_back(std::make_unique<Pile>(ground, count, 0)).get();
     contestants.push_back({std::to_string(count), [pile, &ground, &peak] {
                              pile->PutBack();
+                             ForgetPeak();
                              const Usage usage = RunProgram(
                                  FilingCommand({"--move"}, pile->source(), pile->destination()),
                                  ground.path());

@@ -22,9 +22,10 @@ const std::vector<Group>& Groups() {
 namespace {
 
 Grounds MakeGrounds(const Options& options) {
-  Grounds grounds = {Ground(options.folder), Ground(options.memory), {}, {}};
-  for (const std::string& folder : options.clones) grounds.clones.emplace_back(folder);
-  for (const std::string& folder : options.others) grounds.others.emplace_back(folder);
+  const bool leaves = options.leavesFiles;
+  Grounds grounds = {Ground(options.folder, leaves), Ground(options.memory), {}, {}};
+  for (const std::string& folder : options.clones) grounds.clones.emplace_back(folder, leaves);
+  for (const std::string& folder : options.others) grounds.others.emplace_back(folder, leaves);
   return grounds;
 }
 
@@ -60,6 +61,7 @@ bool Run(const Options& options) {
   Report report;
   const bool isWhole = MeasureAll(options, grounds, &report);
   if (!options.report.empty()) WriteReport(options, grounds, report);
+  if (!options.leavesFiles) std::cerr << "removing the files" << std::endl;
   return isWhole;
 }
 

@@ -1,6 +1,7 @@
 #include "bench/measuring.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -11,6 +12,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
@@ -54,6 +56,11 @@ Usage RunProgram(const std::vector<std::string>& command, const std::string& log
   posix_spawn_file_actions_destroy(&actions);
   Require(errno == 0, "cannot start " + command[0]);
   return WaitFor(child, start, command[0]);
+}
+
+void ForgetPeak() {
+  (void)malloc_trim(0);
+  std::ofstream("/proc/self/clear_refs") << '5';
 }
 
 Usage RunWork(const std::function<bool()>& work) {

@@ -22,6 +22,10 @@ Usage RunProgram(const std::vector<std::string>& command, const std::string& log
 // The same of work that is done in a process of its own. `work` answers whether it was done.
 Usage RunWork(const std::function<bool()>& work);
 
+// Has this process be no larger than it has to. A program's peak begins with that of the process
+// that started it.
+void ForgetPeak();
+
 // True when a program of that name is found by PATH.
 bool IsInstalled(const std::string& program);
 

@@ -15,7 +15,7 @@ namespace {
 [[noreturn]] void TellUsage() {
   std::cerr << "usage: bench [--full | --smoke] [--rounds N] [--folder DIR] [--memory DIR]\n"
                "             [--clones DIR]... [--other DIR]... [--report FILE]\n"
-               "             [--reasons FILE] [--commit TEXT] [GROUP]...\n"
+               "             [--reasons FILE] [--commit TEXT] [--leave] [GROUP]...\n"
                "groups:";
   for (const Group& group : Groups()) std::cerr << ' ' << group.name;
   std::cerr << '\n';
@@ -85,6 +85,8 @@ Options ReadOptions(int count, char** arguments) {
     } else if (name == "--full") {
       options.sizes.rounds = 7;
       options.sizes.movedAcross = options.sizes.copied;
+    } else if (name == "--leave") {
+      options.leavesFiles = true;
     } else if (!TakeGroup(name, &options)) {
       if (i + 1 == count || !TakeText(name, arguments[i + 1], &options)) TellUsage();
       ++i;

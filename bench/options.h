@@ -32,6 +32,7 @@ struct Options {
   std::string report;               // the file that the table is written to; none: nowhere
   std::string reasons;              // the file that tells why a row misses
   std::string commit = "unknown";   // of the product measured
+  bool leavesFiles = false;         // on all but the tmpfs, for volumes that go when this is over
 
   bool Wants(const std::string& group) const;
 };

@@ -55,17 +55,20 @@ void SetDay(const std::string& path, size_t day) {
 
 }  // namespace
 
-Ground::Ground(const std::string& parent) : path_(parent + "/tessary-bench-XXXXXX") {
+Ground::Ground(const std::string& parent, bool leavesFiles)
+    : path_(parent + "/tessary-bench-XXXXXX"), leavesFiles_(leavesFiles) {
   Require(mkdtemp(path_.data()) != nullptr, "cannot make a folder in " + parent);
   type_ = TypeOf(path_);
 }
 
 Ground::Ground(Ground&& other) noexcept
-    : path_(std::exchange(other.path_, {})), type_(std::move(other.type_)) {}
+    : path_(std::exchange(other.path_, {})),
+      type_(std::move(other.type_)),
+      leavesFiles_(other.leavesFiles_) {}
 
 Ground::~Ground() {
   std::error_code error;
-  if (!path_.empty()) fs::remove_all(path_, error);
+  if (!path_.empty() && !leavesFiles_) fs::remove_all(path_, error);
 }
 
 std::string Ground::MakeFolder() const {

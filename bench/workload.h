@@ -10,8 +10,9 @@ namespace tessary::bench {
 // A folder of this program's own on a file system, removed with everything in it when it goes.
 class Ground {
  public:
-  // Throws where nothing can be made in the folder `parent`.
-  explicit Ground(const std::string& parent);
+  // Throws where nothing can be made in the folder `parent`. What is made is left there at the end
+  // if `leavesFiles`.
+  explicit Ground(const std::string& parent, bool leavesFiles = false);
   Ground(Ground&& other) noexcept;
   Ground(const Ground&) = delete;
   Ground& operator=(const Ground&) = delete;
@@ -32,6 +33,7 @@ class Ground {
  private:
   std::string path_;
   std::string type_;
+  bool leavesFiles_;
 };
 
 // The extensions that a workload's files have in turn.
