@@ -37,11 +37,13 @@ bool HasTrueLinks(int fromFolder, const char* fromName, int toFolder) {
   Identity folder;
   if (IsKnownToLack(toFolder, VolumeLack::kTrueLinks, &folder)) return false;
   if (IsKnownToLack(folder.device, VolumeLack::kUntriedNames)) return true;
-  const bool isSeen = ShowsLinks(fromFolder, fromName, toFolder);
-  if (folder.inode == 0) return isSeen;
-  if (!isSeen) RememberLack(folder.device, VolumeLack::kTrueLinks);
+  const std::optional<bool> isSeen = ShowsLinks(fromFolder, fromName, toFolder);
+  // Where no link can be made, trying to rename by one tells why.
+  if (!isSeen) return true;
+  if (folder.inode == 0) return *isSeen;
+  if (!*isSeen) RememberLack(folder.device, VolumeLack::kTrueLinks);
   RememberLack(folder.device, VolumeLack::kUntriedNames);
-  return isSeen;
+  return *isSeen;
 }
 
 Status RenameWithoutFlag(int fromFolder, const char* fromName, int toFolder, const char* toName) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "platform/managers/status.h"
 
 // How RenameWithoutReplacing does its work where the volume does not know the flag for it.
@@ -13,8 +15,8 @@ Status RenameByLink(int fromFolder, const char* fromName, int toFolder, const ch
 
 // Whether a link to the object (`fromFolder`, `fromName`) in the folder open as `toFolder` is seen
 // to be one, which RenameByLink goes by. Some FUSE volumes make links and show each as a file of
-// its own. True also where there are no links. Tries it under a hidden name, and leaves nothing.
-bool ShowsLinks(int fromFolder, const char* fromName, int toFolder);
+// its own. None where no link could be made. Tries it under a hidden name, and leaves nothing.
+std::optional<bool> ShowsLinks(int fromFolder, const char* fromName, int toFolder);
 
 // For everything: the new name is taken by an empty placeholder, made only where nothing bears it,
 // and the object is renamed onto that. A folder can only ever replace an empty one; for the rest
