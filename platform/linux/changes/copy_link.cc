@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <string>
+#include <utility>
 
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/publish.h"
@@ -89,13 +90,16 @@ Status CopyLink(int folder, const char* name, const struct statx& info, int toFo
   struct statx ours = {};
   Status status = RecreateLink(folder, name, info, box.fd(), kNameInside);
   if (status == noErr) status = ReadObjectInfo(box.fd(), kNameInside, &ours);
-  if (status == noErr) status = RenameWithoutReplacing(box.fd(), kNameInside, toFolder, toName);
   if (status != noErr) return status;
-  // Opened by its new name: what was open under another one is lost on a FUSE volume that renames
-  // by linking.
-  UniqueFd link(openat(toFolder, toName, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  UniqueFd link(openat(box.fd(), kNameInside, O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (!link) return LastError();
-  if (!IsNameOf(link.get(), "", Identity::Of(ours))) return fnfErr;
+  status = RenameWithoutReplacing(box.fd(), kNameInside, toFolder, toName);
+  if (status != noErr) return status;
+  // Opened by its new name if it can be: what was open under another one is lost on a FUSE volume
+  // that renames by linking.
+  UniqueFd renamed(openat(toFolder, toName, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  if (renamed && !IsNameOf(renamed.get(), "", Identity::Of(ours))) return fnfErr;
+  if (renamed) link = std::move(renamed);
   *made = HiddenItem::Published(toFolder, toName, std::move(link));
   return noErr;
 }
