@@ -1,5 +1,6 @@
 #include "engine/classification.h"
 
+#include "platform/managers/file_manager.h"
 #include "platform/managers/launch_services.h"
 
 namespace tessary {
@@ -11,6 +12,8 @@ bool IsApplicationItem(const FSRef& item) {
 }
 
 bool IsPlainFolder(const FSRef& item, bool* isUnknown) {
+  if (isUnknown != nullptr) *isUnknown = false;
+  if (!FSMayBeFolder(item)) return false;
   LSItemInfoRecord info;
   const Status status = LSCopyItemInfoForRef(item, kLSRequestAllFlags, &info);
   if (isUnknown != nullptr) *isUnknown = status != noErr;

@@ -35,64 +35,100 @@ void TellOfItem(const std::optional<ItemOutcome>& outcome, const FSRef& item) {
   if (outcome) Tell(outcome, StringWithFSRef(&item).value_or(""));
 }
 
-// The paths of the key folders met in one pass, so that each is looked up or made once.
+struct KeyFolder {
+  std::string path;
+  FSRef ref;  // as it was when the path was made
+};
+
+// The key folders met in one pass, so that each is looked up or made once.
 class KeyFolderTable {
  public:
-  explicit KeyFolderTable(const FSRef& parent) : parent_(parent) { paths_.reserve(kExpectedKeys); }
+  explicit KeyFolderTable(const FSRef& parent) : parent_(parent) {
+    folders_.reserve(kExpectedKeys);
+  }
 
-  // The path of the folder for a key, or null where there is none to be had. That is not
-  // remembered: the next item of the key tries again.
-  const std::string* FindOrMake(const std::u16string& key) {
-    const auto known = paths_.find(key);
-    if (known != paths_.end()) return &known->second;
+  // The folder for a key, or null where there is none to be had. That is not remembered: the next
+  // item of the key tries again.
+  const KeyFolder* FindOrMake(const std::u16string& key) {
+    const auto known = folders_.find(key);
+    if (known != folders_.end()) return &known->second;
     FSRef folder;
     if (GetOrCreateKeyFolder(parent_, key, &folder) != noErr) return nullptr;
     std::optional<std::string> path = MakeRunPath(folder);
     if (!path) return nullptr;
-    return &paths_.emplace(key, *std::move(path)).first->second;
+    return &folders_.emplace(key, KeyFolder{*std::move(path), folder}).first->second;
   }
 
  private:
   FSRef parent_;
-  std::unordered_map<std::u16string, std::string> paths_;
+  std::unordered_map<std::u16string, KeyFolder> folders_;
 };
 
-void FileItemAtPath(const std::string& itemPath, const std::string& folderPath,
-                    const PassRules& rules) {
-  rules.reportProgress("Moving: " + itemPath);
-  const bool copy = rules.isCopyWanted();
-  bool wasInPlace = false;
-  if (TransferItemAtPath(itemPath, folderPath, copy, &wasInPlace)) {
-    Tell(wasInPlace ? rules.onInPlace : rules.onFiled, itemPath);
-    return;
-  }
-  NSLog("The file \"" + itemPath + "\" could not be moved to \"" + folderPath +
-        "\". A file by the same name may exists there already.");
-  Tell(rules.onFailed, itemPath);
-}
+// One item of a pass, on its way from the listing to its key folder.
+class ItemOfPass {
+ public:
+  ItemOfPass(const FSRef& item, const FSRef& parent, const PassRules& rules)
+      : item_(item), parent_(parent), rules_(rules) {}
 
-void FileItem(const FSRef& item, const PassRules& rules, KeyFolderTable* table) {
-  if (!FSIsFSRefValid(item)) {
-    NSLog("Inavlid FSRef");
-    TellOfItem(rules.onUntold, item);
-    return;
+  void File(KeyFolderTable* table) {
+    if (Prepare(table)) Transfer();
   }
-  if (IsHiddenItem(item)) return;
+
+ private:
+  // Works out where the item goes. False where it goes nowhere, of which has been told.
+  bool Prepare(KeyFolderTable* table);
+
+  void Transfer() const;
+  bool TransferToFolder(bool* wasInPlace) const;
+
+  const FSRef& item_;
+  const FSRef& parent_;
+  const PassRules& rules_;
+  std::string path_;
+  const KeyFolder* folder_ = nullptr;
+};
+
+bool ItemOfPass::Prepare(KeyFolderTable* table) {
+  const FSStep step;
+  if (!FSIsFSRefValid(item_)) {
+    NSLog("Inavlid FSRef");
+    TellOfItem(rules_.onUntold, item_);
+    return false;
+  }
+  if (IsHiddenItem(item_)) return false;
   bool isUnknown = false;
-  const std::optional<std::u16string> key = rules.copyKey(item, &isUnknown);
+  const std::optional<std::u16string> key = rules_.copyKey(item_, &isUnknown);
   // No folder can bear the empty key, which a name that ends in "." has.
   if (!key || key->empty()) {
-    TellOfItem(isUnknown ? rules.onUntold : rules.onNoKey, item);
+    TellOfItem(isUnknown ? rules_.onUntold : rules_.onNoKey, item_);
+    return false;
+  }
+  folder_ = table->FindOrMake(*key);
+  std::optional<std::string> path = folder_ != nullptr ? MakeRunPath(item_) : std::nullopt;
+  if (!path) {
+    TellOfItem(rules_.onUntold, item_);
+    return false;
+  }
+  path_ = *std::move(path);
+  return true;
+}
+
+void ItemOfPass::Transfer() const {
+  rules_.reportProgress("Moving: " + path_);
+  bool wasInPlace = false;
+  if (TransferToFolder(&wasInPlace)) {
+    Tell(wasInPlace ? rules_.onInPlace : rules_.onFiled, path_);
     return;
   }
-  const std::string* folderPath = table->FindOrMake(*key);
-  const std::optional<std::string> itemPath =
-      folderPath != nullptr ? MakeRunPath(item) : std::nullopt;
-  if (!itemPath) {
-    TellOfItem(rules.onUntold, item);
-    return;
-  }
-  FileItemAtPath(*itemPath, *folderPath, rules);
+  NSLog("The file \"" + path_ + "\" could not be moved to \"" + folder_->path +
+        "\". A file by the same name may exists there already.");
+  Tell(rules_.onFailed, path_);
+}
+
+bool ItemOfPass::TransferToFolder(bool* wasInPlace) const {
+  const bool copy = rules_.isCopyWanted();
+  if (!copy && MoveItemAtOnce(item_, parent_, folder_->ref, wasInPlace)) return true;
+  return TransferItemAtPath(path_, folder_->path, copy, wasInPlace);
 }
 
 }  // namespace
@@ -103,7 +139,7 @@ void RunPass(const FSRef& folder, const FSRef* destination, const PassRules& rul
   const std::optional<std::vector<FSRef>> items = ListFolderFiles(folder, &isListed);
   if (!isListed) TellOfItem(ItemOutcome::kFolderNotListed, folder);
   if (!items) return;
-  for (const FSRef& item : *items) FileItem(item, rules, &table);
+  for (const FSRef& item : *items) ItemOfPass(item, folder, rules).File(&table);
 }
 
 Status GetOrCreateKeyFolder(const FSRef& parent, std::u16string_view name, FSRef* folder) {

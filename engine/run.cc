@@ -58,6 +58,8 @@ void TellOfUnknown(const FSRef& child) {
 
 // True for a child that a run looks into.
 bool IsFolderToEnter(const FSRef& child) {
+  if (!FSMayBeFolder(child)) return false;
+  const FSStep step;
   bool isUnknown = false;
   if (FSIsFSRefValid(child)) {
     if (IsHiddenItem(child)) return false;

@@ -34,6 +34,17 @@ bool UnlinkItem(const FSRef& item) {
   return false;
 }
 
+// Makes way for the item where its name is taken. The distinct name that it needs after that; none
+// where it can keep its own.
+std::optional<std::u16string> MakeWay(const FSRef& item, const FSRef& folder) {
+  FSRef taken;
+  const std::optional<std::u16string> name = GetItemNameString(item);
+  if (!name || !MakeChildRef(folder, *name, &taken)) return std::nullopt;
+  // Whether it was removed or not, the name is looked up again.
+  (void)RemoveSameNamedItem(item, folder);
+  return MakeDistinctName(folder, item);
+}
+
 // The name without its last "." and extension.
 std::u16string RemoveExtension(std::u16string name, const std::u16string& extension) {
   const std::u16string suffix = u"." + extension;
@@ -44,9 +55,24 @@ std::u16string RemoveExtension(std::u16string name, const std::u16string& extens
 
 }  // namespace
 
+bool MoveItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace) {
+  *wasInPlace = false;
+  const FSStep step;
+  if (FSMayBeFolder(item) || !FSIsFSRefValid(folder)) return false;
+  if (FSCompareFSRefs(folder, parent) == noErr) {
+    *wasInPlace = true;
+    return true;
+  }
+  FSRef newItem;
+  if (GetPreserveComments() || FSMoveObjectAtOnce(item, folder, &newItem) != noErr) return false;
+  LogMoved(newItem, folder);
+  return true;
+}
+
 bool TransferItemAtPath(const std::string& itemPath, const std::string& folderPath, bool copy,
                         bool* wasInPlace) {
   if (wasInPlace != nullptr) *wasInPlace = false;
+  const FSStep step;
   FSRef item;
   if (FSPathMakeRef(itemPath.c_str(), &item) != noErr) return false;
   FSRef folder;
@@ -71,9 +97,7 @@ Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool
     return noErr;
   }
 
-  // Whether way was made or not, the name is looked up again below.
-  (void)RemoveSameNamedItem(item, folder);
-  const std::optional<std::u16string> distinctName = MakeDistinctName(folder, item);
+  const std::optional<std::u16string> distinctName = MakeWay(item, folder);
   // Taken while the item still is where it was.
   const std::optional<std::u16string> comment =
       GetPreserveComments() ? CopyFinderCommentOrNull(item) : std::nullopt;

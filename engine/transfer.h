@@ -8,6 +8,13 @@
 // Filing one item into its key folder.
 namespace tessary {
 
+// The usual move, by one rename: of an item that is no folder, as it was listed in `parent`, under
+// its own name, which is free in `folder`. True when it is there, which includes one that lies
+// there already; `*wasInPlace` tells that case apart and is written always. False, with nothing
+// changed and nothing told, wherever anything else has to be done or has gone wrong: that is the
+// affair of TransferItemAtPath.
+bool MoveItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace);
+
 // Moves the item at `itemPath`, or copies it where `copy` is set, into the folder at `folderPath`.
 // True on success, which includes an item that lies there already; `*wasInPlace`, where it is
 // given, tells that case apart and is written always. Failures are logged; the item then stays

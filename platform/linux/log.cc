@@ -1,5 +1,6 @@
 #include "platform/managers/log.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <array>
@@ -19,7 +20,7 @@ namespace {
 // text of the second is made once a second and the line's buffer is used again.
 struct LogState {
   LogLineHooks hooks;
-  std::string programName;
+  std::string identity;  // the program's name and process number; empty where it must be made anew
   bool isSecondKnown = false;
   time_t second = 0;
   std::string secondText;
@@ -114,16 +115,17 @@ void AppendTime(LogState* state) {
   state->line.push_back(static_cast<char>('0' + milliseconds % 10));
 }
 
-// The process number is asked for each time: a child of fork has its own.
+// A child of fork has a number of its own.
+void ForgetIdentity() { State().identity.clear(); }
+
 void AppendProgram(LogState* state) {
-  if (state->programName.empty()) {
-    state->programName = EscapeControlCharacters(program_invocation_short_name);
+  static const bool isTold = pthread_atfork(nullptr, nullptr, ForgetIdentity) == 0;
+  if (!isTold) ForgetIdentity();
+  if (state->identity.empty()) {
+    state->identity = ' ' + EscapeControlCharacters(program_invocation_short_name) + '[' +
+                      std::to_string(getpid()) + "] ";
   }
-  state->line += ' ';
-  state->line += state->programName;
-  state->line += '[';
-  state->line += std::to_string(getpid());
-  state->line += "] ";
+  state->line += state->identity;
 }
 
 }  // namespace

@@ -59,6 +59,19 @@ struct ExtendedFileInfo {
 inline constexpr uint16_t kIsInvisible = 0x4000;  // Finder flag: not shown to the user
 inline constexpr uint16_t kHasBundle = 0x2000;    // Finder flag: a folder that is one item
 
+// A step over one item. While it lasts, an object that has been looked at in it is not looked at
+// again: whether it is there, what it is, its attributes, and the paths, URLs and references made
+// of it come from what was seen first. What changes an object (moving, copying, deleting) looks
+// again by itself, and refuses one that is no longer the one meant. Of steps within one another
+// only the innermost saves anything.
+class FSStep {
+ public:
+  FSStep();
+  ~FSStep();
+  FSStep(const FSStep&) = delete;
+  FSStep& operator=(const FSStep&) = delete;
+};
+
 // What a catalog query asks for; the values combine.
 using FSCatalogInfoBitmap = uint32_t;
 inline constexpr FSCatalogInfoBitmap kFSCatInfoNone = 0x0;
@@ -86,6 +99,10 @@ struct FSCatalogInfo {
 // null). Nothing is written on failure.
 Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatalogInfo* info,
                         std::u16string* name, FSSpec* spec, FSRef* parent);
+
+// False where the object of `ref` is known to be no folder without asking the file system, because
+// it was none when the reference was made, and no object changes its kind.
+bool FSMayBeFolder(const FSRef& ref);
 
 // True when `ref` designates an existing object that is still the one it was made of.
 bool FSIsFSRefValid(const FSRef& ref);
@@ -142,6 +159,11 @@ bool FSIsSidecarWaiting(const FSRef& folder, std::u16string_view name);
 // failure the object is where it was.
 Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target);
+
+// Moves what is no folder in the same way and under its own name, but only where one rename does it
+// and nothing has to be decided: not across volumes, and not with a sidecar. On any failure nothing
+// has been changed, and FSMoveObjectSync tells what is the matter.
+Status FSMoveObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* target);
 
 // Copies the object of `source` into `folder` in the same way. The copy is complete, with
 // attributes, mode and dates but without the object's own comment, before it bears its name.

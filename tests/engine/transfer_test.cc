@@ -49,10 +49,49 @@ class TransferTest : public testing::EngineFixture {
   }
 };
 
+using MoveItemAtOnceTest = TransferTest;
 using TransferItemAtPathTest = TransferTest;
 using TransferItemTest = TransferTest;
 using RemoveSameNamedItemTest = TransferTest;
 using MakeDistinctNameTest = TransferTest;
+
+TEST_F(MoveItemAtOnceTest, MovesOrLeavesInPlace) {
+  WriteFile(InSource("a.txt"), "a");
+  bool wasInPlace = true;
+  EXPECT_TRUE(
+      MoveItemAtOnce(RefAt(InSource("a.txt")), RefAt(source_), RefAt(destination_), &wasInPlace));
+  EXPECT_FALSE(wasInPlace);
+  EXPECT_EQ("a", ReadFile(InDestination("a.txt")));
+  EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
+  EXPECT_TRUE(MoveItemAtOnce(RefAt(InDestination("a.txt")), RefAt(destination_),
+                             RefAt(destination_), &wasInPlace));
+  EXPECT_TRUE(wasInPlace);
+  EXPECT_EQ(1U, Messages().size());
+}
+
+TEST_F(MoveItemAtOnceTest, LeavesEverythingElseAloneAndSaysNothing) {
+  WriteFile(InSource("a.txt"), "new");
+  WriteFile(InDestination("a.txt"), "old");
+  WriteFile(InSource("b.txt"), "b");
+  MakeFolder(InSource("Tool.app"));
+  MakeFolder(InDestination("gone"));
+  const FSRef gone = RefAt(InDestination("gone"));
+  ASSERT_EQ(0, rename(InDestination("gone").c_str(), InDestination("elsewhere").c_str()));
+  const auto move = [this](const std::string& name, const FSRef& folder) {
+    bool wasInPlace = true;
+    const bool isMoved = MoveItemAtOnce(RefAt(InSource(name)), RefAt(source_), folder, &wasInPlace);
+    EXPECT_FALSE(wasInPlace);
+    return isMoved;
+  };
+  EXPECT_FALSE(move("a.txt", RefAt(destination_)));
+  EXPECT_FALSE(move("Tool.app", RefAt(destination_)));
+  EXPECT_FALSE(move("b.txt", gone));
+  WritePreferencesElsewhere("PreserveComments = false\n");
+  EXPECT_FALSE(move("b.txt", RefAt(destination_)));
+  EXPECT_EQ("old", ReadFile(InDestination("a.txt")));
+  EXPECT_THAT(NamesIn(source_), ElementsAre("Tool.app", "a.txt", "b.txt"));
+  EXPECT_THAT(Messages(), IsEmpty());
+}
 
 TEST_F(TransferItemAtPathTest, MovesOrCopies) {
   WriteFile(InSource("a.txt"), "a");

@@ -13,14 +13,16 @@ namespace tessary {
 // nothing is allocated.
 class AttributeNames {
  public:
-  // Lists those of the object at a place. noErr, also for a volume that has no attributes; else
-  // what the file system reports, and then there are none.
+  // Lists those of the object at a place, once in a step. noErr, also for a volume that has no
+  // attributes; else what the file system reports, and then there are none.
   Status Read(const Place& place, AtLink atLink = AtLink::kStay);
 
   bool IsEmpty() const { return names_.empty(); }
   bool Has(std::string_view name) const;
 
  private:
+  Status List(const Place& place, AtLink atLink);
+
   std::array<char, 1024> small_;
   std::string large_;
   std::string_view names_;  // each with a terminating zero, in one of the two

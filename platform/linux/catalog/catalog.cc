@@ -10,6 +10,9 @@ namespace {
 
 constexpr int kAskFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
 
+// The date of its last change too, which a run by date asks for next.
+constexpr unsigned kLookMask = kIdentityMask | STATX_MTIME;
+
 }  // namespace
 
 std::string Place::ProcessPath() const { return ProcessPathOf(descriptor()) + "/" + name; }
@@ -34,14 +37,26 @@ Status Catalog::Find(const Reference& reference, Place* place) {
 }
 
 Status Catalog::Ask(const Reference& reference, unsigned mask, struct statx* info, Place* place) {
+  const Look* look = nullptr;
+  if ((mask & ~kLookMask) == 0) look = step_.Find(reference.parent, names_.NameOf(reference));
+  if (look == nullptr) return AskAnew(reference, mask, info, place);
+  if (!IsObjectOf(reference, look->info)) return fnfErr;
+  *info = look->info;
+  if (place != nullptr) *place = look->place;
+  return noErr;
+}
+
+Status Catalog::AskAnew(const Reference& reference, unsigned mask, struct statx* info,
+                        Place* place) {
   Place found;
   const Status status = Find(reference, &found);
   if (status != noErr) return status;
   struct statx answer = {};
   const int result =
-      statx(found.descriptor(), found.name.c_str(), kAskFlags, mask | kIdentityMask, &answer);
+      statx(found.descriptor(), found.name.c_str(), kAskFlags, mask | kLookMask, &answer);
   if (result != 0) return LastError();
-  if (!Identity::Of(answer).Matches(reference.GetIdentity())) return fnfErr;
+  if (!IsObjectOf(reference, answer)) return fnfErr;
+  if (reference.parent != 0) step_.Remember(reference.parent, found, answer);
   *info = answer;
   if (place != nullptr) *place = std::move(found);
   return noErr;
@@ -77,11 +92,18 @@ Status Catalog::MakeRootReference(Reference* reference) {
 }
 
 Status Catalog::LookUp(uint32_t folder, const std::string& name, Reference* reference) {
-  FolderHandle handle;
-  const Status status = folders_.Open(folder, &handle);
+  if (const Look* look = step_.Find(folder, name); look != nullptr) {
+    *reference = MakeReference(folder, name, look->info);
+    return noErr;
+  }
+  Place place;
+  place.name = name;
+  const Status status = folders_.Open(folder, &place.folder);
   if (status != noErr) return status;
   struct statx info = {};
-  if (statx(handle->get(), name.c_str(), kAskFlags, kIdentityMask, &info) != 0) return LastError();
+  if (statx(place.descriptor(), name.c_str(), kAskFlags, kLookMask, &info) != 0) return LastError();
+  place.mayHaveSidecar = folders_.HasSidecars(folder);
+  step_.Remember(folder, place, info);
   *reference = MakeReference(folder, name, info);
   return noErr;
 }

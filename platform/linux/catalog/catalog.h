@@ -8,21 +8,11 @@
 #include <vector>
 
 #include "platform/linux/catalog/folder_table.h"
+#include "platform/linux/catalog/place.h"
 #include "platform/linux/catalog/reference.h"
+#include "platform/linux/catalog/step_memory.h"
 
 namespace tessary {
-
-// A name in a folder that is held open: where an object is found.
-struct Place {
-  FolderHandle folder;
-  std::string name;
-  bool mayHaveSidecar = false;  // a name beginning "._" has been seen in the folder
-
-  int descriptor() const { return folder->get(); }
-
-  // A path to the object for calls that take no folder's descriptor. Good while the place is held.
-  std::string ProcessPath() const;
-};
 
 // What the file manager keeps on behalf of the references that it has handed out. One per process.
 class Catalog {
@@ -31,16 +21,22 @@ class Catalog {
 
   NameTable& names() { return names_; }
   FolderTable& folders() { return folders_; }
+  StepMemory& step() { return step_; }
 
   // The place of the object of a reference, whatever is there now. Answers noErr, paramErr (the
   // all-zero reference), fnfErr (its folder has been released or replaced), else what opening the
   // folder answers. "/" is found under the name "/" in itself.
   Status Find(const Reference& reference, Place* place);
 
-  // Asks about the object of a reference: `mask` and the identity mask of its statx. Answers noErr,
-  // fnfErr (none there, or another object), else what Find or statx answers. `place` may be null.
-  // Nothing is written on failure.
+  // Asks about the object of a reference: `mask` and the identity mask of its statx; what has been
+  // seen of it in the step under way is not asked for again. Answers noErr, fnfErr (none there, or
+  // another object), else what Find or statx answers. `place` may be null. Nothing is written on
+  // failure.
   Status Ask(const Reference& reference, unsigned mask, struct statx* info, Place* place);
+
+  // The same, asked of the file system in any case: what is about to change an object looks whether
+  // it still is the one that is meant.
+  Status AskAnew(const Reference& reference, unsigned mask, struct statx* info, Place* place);
 
   // Opens the folder of a reference and tells its interned number. Answers noErr, errFSNotAFolder,
   // paramErr (the all-zero reference), else what opening it answers.
@@ -53,6 +49,7 @@ class Catalog {
   Status MakeRootReference(Reference* reference);
 
   // Makes the reference of the object named `name` in an interned folder; a link is not followed.
+  // What has been seen of it in the step under way is not looked up again.
   // Answers noErr, fnfErr, bdNamErr (too long), else what opening the folder or statx answers.
   Status LookUp(uint32_t folder, const std::string& name, Reference* reference);
 
@@ -74,6 +71,7 @@ class Catalog {
   NameTable names_;
   FolderTable folders_;
   PairMender mendPairs_ = nullptr;
+  StepMemory step_;
 };
 
 }  // namespace tessary

@@ -69,6 +69,16 @@ Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatal
   return noErr;
 }
 
+FSStep::FSStep() { Catalog::Get().step().Begin(); }
+
+FSStep::~FSStep() { Catalog::Get().step().End(); }
+
+// What could not be looked at when it was listed counts as a special file.
+bool FSMayBeFolder(const FSRef& ref) {
+  const NodeKind kind = ReferenceOf(ref).kind;
+  return kind != NodeKind::kFile && kind != NodeKind::kLink;
+}
+
 bool FSIsFSRefValid(const FSRef& ref) {
   struct statx info = {};
   return Catalog::Get().Ask(ReferenceOf(ref), 0, &info, nullptr) == noErr;

@@ -5,13 +5,14 @@
 #include <optional>
 #include <string>
 
-#include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/place.h"
 #include "platform/linux/unique_fd.h"
 #include "platform/managers/status.h"
 
 // Extended attributes of the object at a place: the kernel's calls for them, with their answers and
-// their errno. Those take no folder's descriptor, so the way is through /proc; where that is not
-// mounted, as in a bare chroot, the object is opened, and one that may not be read answers EACCES.
+// their errno. Before Linux 6.13 those take no folder's descriptor, so the way is through /proc;
+// where that is not mounted, as in a bare chroot, the object is opened, and one that may not be
+// read answers EACCES.
 namespace tessary {
 
 enum class AtLink { kStay, kFollow };

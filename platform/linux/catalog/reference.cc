@@ -20,6 +20,12 @@ NodeKind KindOf(const struct statx& info) {
   return NodeKind::kSpecial;
 }
 
+bool IsObjectOf(const Reference& reference, const struct statx& info) {
+  // What could not be looked at when it was listed counts as a special file.
+  const bool isOfKind = reference.kind == NodeKind::kSpecial || KindOf(info) == reference.kind;
+  return isOfKind && Identity::Of(info).Matches(reference.GetIdentity());
+}
+
 bool IsVolumeRoot(const struct statx& info) {
   return S_ISDIR(info.stx_mode) && (info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }

@@ -57,6 +57,10 @@ static_assert(sizeof(Reference) == sizeof(FSRef));
 inline Reference ReferenceOf(const FSRef& ref) { return std::bit_cast<Reference>(ref); }
 inline FSRef RefOf(const Reference& reference) { return std::bit_cast<FSRef>(reference); }
 
+// True where the object that `info` is of, asked for with kIdentityMask, is that of the reference.
+// No object changes its kind, but an inode number that has become free is given to another one.
+bool IsObjectOf(const Reference& reference, const struct statx& info);
+
 // What statx has to be asked for so that the functions below can answer.
 inline constexpr unsigned kIdentityMask = STATX_TYPE | STATX_INO | STATX_BTIME;
 

@@ -42,12 +42,12 @@ Status FindTarget(const FSRef& folder, const std::u16string* newName, const std:
 // What moving and copying have in common: finding the source, still the object that it was, and the
 // place that it goes to.
 Status FindBoth(const FSRef& source, const FSRef& folder, const std::u16string* newName,
-                Place* sourcePlace, Target* target) {
-  struct statx info = {};
+                struct statx* info, Place* sourcePlace, Target* target) {
   const Reference reference = ReferenceOf(source);
-  const Status status = Catalog::Get().Ask(reference, 0, &info, sourcePlace);
+  const Status status = Catalog::Get().AskAnew(reference, 0, info, sourcePlace);
   if (status != noErr) return status;
   if (reference.parent == 0) return paramErr;
+  Catalog::Get().step().Forget(reference.parent, sourcePlace->name);
   return FindTarget(folder, newName, sourcePlace->name, target);
 }
 
@@ -106,10 +106,25 @@ Status DeletePairOf(const Reference& reference, const Place& place, const Pair& 
 }
 
 Status MakeTargetRef(const Target& target, FSRef* ref) {
+  Catalog& catalog = Catalog::Get();
+  catalog.step().Forget(target.folder, target.place.name);
   Reference made;
-  const Status status = Catalog::Get().LookUp(target.folder, target.place.name, &made);
+  const Status status = catalog.LookUp(target.folder, target.place.name, &made);
   if (status == noErr) *ref = RefOf(made);
   return status;
+}
+
+// The same of an object that was just renamed, and of which `info` told before. Where objects keep
+// their numbers, it need not be looked up again.
+Status MakeRenamedRef(const FSRef& source, const struct statx& info, const Place& from,
+                      const Target& target, FSRef* ref) {
+  if (!VolumeOf(ReferenceOf(source).device, from.descriptor()).hasTrueEntries) {
+    return MakeTargetRef(target, ref);
+  }
+  Catalog& catalog = Catalog::Get();
+  catalog.step().Remember(target.folder, target.place, info);
+  *ref = RefOf(catalog.MakeReference(target.folder, target.place.name, info));
+  return noErr;
 }
 
 }  // namespace
@@ -131,9 +146,10 @@ Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, F
 Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target) {
   if (target == nullptr) return paramErr;
+  struct statx info = {};
   Place from;
   Target to;
-  Status status = FindBoth(source, folder, newName, &from, &to);
+  Status status = FindBoth(source, folder, newName, &info, &from, &to);
   if (status != noErr) return status;
   std::optional<Pair> pair;
   status = FindPair(from, &pair);
@@ -144,10 +160,25 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   }
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
+  if (status == noErr) return MakeRenamedRef(source, info, from, to, target);
   if (status == diffVolErr) {
     status = MoveItemAcrossVolumes(CopySourceOf(source, from), CopyTargetOf(to));
   }
   return status == noErr ? MakeTargetRef(to, target) : status;
+}
+
+Status FSMoveObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* target) {
+  if (target == nullptr || FSMayBeFolder(source)) return paramErr;
+  struct statx info = {};
+  Place from;
+  Target to;
+  Status status = FindBoth(source, folder, nullptr, &info, &from, &to);
+  if (status != noErr) return status;
+  // The sidecar would stay behind.
+  if (from.mayHaveSidecar) return paramErr;
+  status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
+                                  to.place.name.c_str());
+  return status == noErr ? MakeRenamedRef(source, info, from, to, target) : status;
 }
 
 Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
@@ -175,9 +206,10 @@ Status FSDeleteObject(const FSRef& ref) {
   struct statx info = {};
   Place place;
   const Reference reference = ReferenceOf(ref);
-  const Status status = Catalog::Get().Ask(reference, 0, &info, &place);
+  const Status status = Catalog::Get().AskAnew(reference, 0, &info, &place);
   if (status != noErr) return status;
   if (reference.parent == 0) return fBsyErr;
+  Catalog::Get().step().Forget(reference.parent, place.name);
   std::optional<Pair> pair;
   if (const Status found = FindPairToDelete(reference.parent, &place, &pair)) return found;
   if (pair) return DeletePairOf(reference, place, *pair);
@@ -204,6 +236,7 @@ int PosixUnlink(const char* path) {
   if (FindPlaceOfPath(path, &number, &place.name) != noErr) return ENOENT;
   if (number == 0) return EISDIR;
   if (Catalog::Get().folders().Open(number, &place.folder) != noErr) return ENOENT;
+  Catalog::Get().step().Forget(number, place.name);
   int error = 0;
   const auto unlinkItem = [&] {
     error = unlinkat(place.descriptor(), place.name.c_str(), 0) == 0 ? 0 : errno;

@@ -148,13 +148,14 @@ class PreferencesStore {
     readProblem_.reset();
   }
 
-  // Reads the file again unless its stamp proves that it is as it was.
+  // Reads the file again unless its stamp proves that it is as it was, or that it is not there.
   void Refresh() {
     FileStamp stamp;
-    if (trusted_ && StampFile(path_.c_str(), &stamp) == noErr && stamp == *trusted_) return;
+    Status status = StampFile(path_.c_str(), &stamp);
+    if (trusted_ && status == noErr && stamp == *trusted_) return;
     trusted_.reset();
     StampedFile file;
-    const Status status = ReadText(path_, &file);
+    if (status != fnfErr) status = ReadText(path_, &file);
     if (status != noErr) {
       Forget(status == fnfErr ? std::nullopt : std::optional(DescribeStatus(status)));
       return;

@@ -256,5 +256,84 @@ TEST(NSAutoreleasePool, LeavesReferencesOfItsTimeDesignatingNothing) {
   EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / ("deep/" + longName))));
 }
 
+TEST(FSStep, AnswersFromWhatItSawUntilItEnds) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "a.txt");
+  const FSRef item = RefAt(folder / "a.txt");
+  {
+    const FSStep step;
+    EXPECT_TRUE(FSIsFSRefValid(item));
+    ASSERT_EQ(0, rename((folder / "a.txt").c_str(), (folder / "b.txt").c_str()));
+    EXPECT_TRUE(FSIsFSRefValid(item));
+    EXPECT_EQ(folder / "a.txt", PathOf(item));
+    EXPECT_EQ(noErr, FSCompareFSRefs(item, RefAt(folder / "a.txt")));
+  }
+  EXPECT_FALSE(FSIsFSRefValid(item));
+}
+
+TEST(FSStep, LetsNoChangeGoByWhatItSaw) {
+  const TemporaryFolder folder;
+  testing::MakeFolder(folder / "to");
+  for (const char* name : {"moved.txt", "deleted.txt"}) WriteFile(folder / name, "listed");
+  const FSRef moved = RefAt(folder / "moved.txt");
+  const FSRef deleted = RefAt(folder / "deleted.txt");
+  const FSRef to = RefAt(folder / "to");
+  const FSStep step;
+  EXPECT_TRUE(FSIsFSRefValid(moved));
+  EXPECT_TRUE(FSIsFSRefValid(deleted));
+  for (const char* name : {"moved.txt", "deleted.txt"}) {
+    WriteFile(folder / "other", "another");
+    ASSERT_EQ(0, rename((folder / "other").c_str(), (folder / name).c_str()));
+  }
+  FSRef target;
+  EXPECT_EQ(fnfErr, FSMoveObjectSync(moved, to, nullptr, &target));
+  EXPECT_EQ(fnfErr, FSMoveObjectAtOnce(moved, to, &target));
+  EXPECT_EQ(fnfErr, FSCopyObjectSync(moved, to, nullptr, &target));
+  EXPECT_EQ(fnfErr, FSDeleteObject(deleted));
+  EXPECT_EQ("another", testing::ReadFile(folder / "moved.txt"));
+  EXPECT_EQ("another", testing::ReadFile(folder / "deleted.txt"));
+}
+
+TEST(FSStep, ForgetsWhatItsOwnChangesHaveMadeUntrue) {
+  const TemporaryFolder folder;
+  testing::MakeFolder(folder / "to");
+  WriteFile(folder / "a.txt");
+  WriteFile(folder / "to/b.txt");
+  const FSRef item = RefAt(folder / "a.txt");
+  const FSRef to = RefAt(folder / "to");
+  const FSStep step;
+  FSRef taken;
+  EXPECT_EQ(noErr, FSMakeFSRefUnicode(to, u"b.txt", &taken));
+  EXPECT_EQ(noErr, FSDeleteObject(taken));
+  EXPECT_EQ(fnfErr, FSMakeFSRefUnicode(to, u"b.txt", &taken));
+  EXPECT_TRUE(FSIsFSRefValid(item));
+  FSRef target;
+  EXPECT_EQ(noErr, FSMoveObjectSync(item, to, nullptr, &target));
+  EXPECT_FALSE(FSIsFSRefValid(item));
+  EXPECT_TRUE(FSIsFSRefValid(target));
+  EXPECT_EQ(folder / "to/a.txt", PathOf(target));
+}
+
+TEST(FSStep, SavesNothingOnceAnInnerOneHasEnded) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "a.txt");
+  const FSRef item = RefAt(folder / "a.txt");
+  const FSStep step;
+  EXPECT_TRUE(FSIsFSRefValid(item));
+  { const FSStep inner; }
+  ASSERT_EQ(0, unlink((folder / "a.txt").c_str()));
+  EXPECT_FALSE(FSIsFSRefValid(item));
+}
+
+TEST(FSMayBeFolder, IsFalseForWhatIsKnownToBeNone) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  MakeLink(".", folder / "link");
+  testing::MakeFolder(folder / "sub");
+  EXPECT_FALSE(FSMayBeFolder(RefAt(folder / "file")));
+  EXPECT_FALSE(FSMayBeFolder(RefAt(folder / "link")));
+  EXPECT_TRUE(FSMayBeFolder(RefAt(folder / "sub")));
+}
+
 }  // namespace
 }  // namespace tessary

@@ -284,5 +284,45 @@ TEST(FSDeleteObject, LeavesAnotherObjectOfTheSameNameAlone) {
   EXPECT_EQ("new", ReadFile(folder / "file"));
 }
 
+TEST(FSMoveObjectAtOnce, MovesAFileAndTellsWhereItIs) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "a.txt", "a");
+  MakeFolder(folder / "to");
+  FSRef target;
+  ASSERT_EQ(noErr, FSMoveObjectAtOnce(RefAt(folder / "a.txt"), RefAt(folder / "to"), &target));
+  EXPECT_EQ("a", ReadFile(folder / "to/a.txt"));
+  EXPECT_FALSE(Exists(folder / "a.txt"));
+  EXPECT_EQ(folder / "to/a.txt", PathOf(target));
+  EXPECT_EQ(noErr, FSCompareFSRefs(target, RefAt(folder / "to/a.txt")));
+}
+
+TEST(FSMoveObjectAtOnce, ChangesNothingWhereMoreHasToBeDone) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "from/taken.txt", "new");
+  WriteFile(folder / "from/a.txt", "a");
+  WriteFile(folder / "from/._a.txt", "sidecar");
+  MakeFolder(folder / "from/sub");
+  WriteFile(folder / "to/taken.txt", "old");
+  const std::vector<std::string> before = FilesBelow(folder.path());
+  const FSRef to = RefAt(folder / "to");
+  const FSRef file = RefAt(folder / "to/taken.txt");
+  FSRef target;
+  EXPECT_EQ(dupFNErr, FSMoveObjectAtOnce(RefAt(folder / "from/taken.txt"), to, &target));
+  EXPECT_EQ(paramErr, FSMoveObjectAtOnce(RefAt(folder / "from/sub"), to, &target));
+  EXPECT_EQ(errFSNotAFolder, FSMoveObjectAtOnce(RefAt(folder / "from/a.txt"), file, &target));
+  EXPECT_EQ(paramErr, FSMoveObjectAtOnce(RefAt(folder / "from/a.txt"), to, nullptr));
+  // Which folders hold sidecars is known from listing them.
+  FSIterator iterator;
+  ASSERT_EQ(noErr, FSOpenIterator(RefAt(folder / "from"), &iterator));
+  std::array<FSRef, 10> children;
+  size_t count = 0;
+  bool changed = false;
+  EXPECT_EQ(errFSNoMoreItems,
+            FSGetCatalogInfoBulk(*iterator, children.size(), &count, &changed, children.data()));
+  EXPECT_EQ(paramErr, FSMoveObjectAtOnce(RefAt(folder / "from/a.txt"), to, &target));
+  EXPECT_EQ(before, FilesBelow(folder.path()));
+  EXPECT_EQ("old", ReadFile(folder / "to/taken.txt"));
+}
+
 }  // namespace
 }  // namespace tessary
