@@ -7,6 +7,7 @@
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
 #include "tests/programs/program.h"
 #include "tests/support/mac_bytes.h"
+#include "tests/support/tool.h"
 
 namespace tessary {
 namespace {
@@ -66,6 +67,20 @@ TEST_F(Info, TellsWhatARunSeesAndWhereItIsFrom) {
   created: 2009-03-04T05:06:07.123456700Z (user.DOSATTRIB)
 )",
             result.output);
+}
+
+TEST_F(Info, TellsTheSameOfWhatRsyncHasCopied) {
+  if (!MakeFileFromAMac()) GTEST_SKIP() << "no attributes here";
+  ASSERT_TRUE(SetAttribute(At("photo.jpg"), "user.com.apple.FinderInfo",
+                           "JPEG8BIM" + std::string(24, '\0')));
+  const testing::ToolResult rsync =
+      testing::RunTool({"rsync", "-aX", At("photo.jpg"), At("copy.jpg")});
+  if (rsync.status == 127) GTEST_SKIP() << "rsync is not installed";
+  ASSERT_EQ(0, rsync.status) << rsync.output;
+  const std::string original = Tell({"photo.jpg"}).output;
+  EXPECT_THAT(original, HasSubstr("type: \"JPEG\" (user.com.apple.FinderInfo)\n"));
+  const std::string copy = Tell({"copy.jpg"}).output;
+  EXPECT_EQ(original.substr(original.find('\n')), copy.substr(copy.find('\n')));
 }
 
 TEST_F(Info, TellsProgramsTheSame) {
