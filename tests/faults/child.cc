@@ -108,7 +108,7 @@ std::string Child::Errors() const { return TextOf(errors_); }
 std::string Child::Output() const { return TextOf(output_); }
 
 uint64_t KillAtCall(const std::vector<std::string>& arguments, const ChildSetup& setup,
-                    uint64_t calls) {
+                    uint64_t calls, const std::function<void()>& before) {
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   const pid_t child = Start(arguments, setup, nowhere, nowhere, true);
   close(nowhere);
@@ -131,6 +131,7 @@ uint64_t KillAtCall(const std::vector<std::string>& arguments, const ChildSetup&
     const bool isOurs = reason == (SIGTRAP | 0x80) || reason == SIGTRAP || reason == SIGSTOP;
     signal = isOurs ? 0 : reason;
   }
+  if (before != nullptr) before();
   kill(child, SIGKILL);
   while (waitpid(child, &status, __WALL) == child && WIFSTOPPED(status)) {
   }

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -53,9 +54,10 @@ class Child {
   int status_ = -1;
 };
 
-// Runs the program and kills it when it has begun or ended its `calls`-th system call. Answers how
-// many of both it got to, which are fewer when it ended before; 0 where this process may not trace.
+// Runs the program and kills it when it has begun or ended its `calls`-th system call, after
+// `before`, if there is any, while it stands still there. Answers how many of both it got to, which
+// are fewer when it ended before; 0 where this process may not trace.
 uint64_t KillAtCall(const std::vector<std::string>& arguments, const ChildSetup& setup,
-                    uint64_t calls);
+                    uint64_t calls, const std::function<void()>& before = nullptr);
 
 }  // namespace tessary::testing

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <memory>
 #include <thread>
 
+#include "platform/linux/unique_fd.h"
 #include "tests/faults/cargo.h"
 #include "tests/faults/child.h"
 #include "tests/faults/crash_image.h"
@@ -26,6 +28,7 @@ using testing::Child;
 using testing::ChildSetup;
 using testing::CrashImage;
 using testing::EnvironmentVariable;
+using testing::KillAtCall;
 using testing::MakeFolder;
 using testing::NameOf;
 using testing::ScratchVolume;
@@ -69,6 +72,18 @@ class CrashingMove {
     if (child.status() != 0) count_->AddViolation("lost", "the move failed: " + child.Errors());
   }
 
+  // The same once, at a system call, when other programs have just had what is theirs written, and
+  // with it whatever the file system had in its log.
+  void RunToAnyCall(SoakRandom& random) {
+    Load(random);
+    const uint64_t calls = 200 + random.Below(100 * cargo_->size());
+    (void)KillAtCall(Arguments(from_.path(), to_.path()), setup_, calls, [this, &random] {
+      SaveElsewhere(from_);
+      SaveElsewhere(to_);
+      Crash(random.OneIn(3));
+    });
+  }
+
   // The same once, with disks that are pulled out while the run goes on. False where the file
   // systems do not know how to be without.
   bool RunWithoutDisks(SoakRandom& random) {
@@ -91,6 +106,11 @@ class CrashingMove {
     }
     cargo_->Fill(from_ / "source", 10 + random.Below(40), random.OneIn(2), random);
     sync();
+  }
+
+  static void SaveElsewhere(const ScratchVolume& volume) {
+    const UniqueFd file(open((volume / "other").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    EXPECT_TRUE(file && write(file.get(), "other", 5) == 5 && fsync(file.get()) == 0);
   }
 
   static void Wait(SoakRandom& random) {
@@ -159,7 +179,10 @@ TEST_P(ACrash, LeavesEveryItemOfAMoveWholeOnAtLeastOneSide) {
     CrashingMove move(rounds.random().Pick(kSources), GetParam(), &count);
     if (!move.WhyNot().empty()) GTEST_SKIP() << move.WhyNot();
     constexpr int kRuns = 3;
-    for (int run = 0; run < kRuns; ++run) move.Run(rounds.random());
+    for (int run = 0; run < kRuns; ++run) {
+      move.Run(rounds.random());
+      for (int i = 0; i < kRuns; ++i) move.RunToAnyCall(rounds.random());
+    }
     if (!move.RunWithoutDisks(rounds.random())) std::printf("no disks can be pulled out here\n");
   }
 }
