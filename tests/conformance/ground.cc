@@ -7,9 +7,12 @@
 #include <filesystem>
 #include <map>
 
+#include "engine/run.h"
 #include "platform/linux/catalog/names.h"
+#include "tests/support/captured_log.h"
 #include "tests/support/copying.h"
 #include "tests/support/ordinary_user.h"
+#include "tests/support/preferences_folder.h"
 
 namespace tessary::testing {
 namespace {
@@ -39,6 +42,7 @@ VolumeTraits Common(const VolumeTraits& a, const VolumeTraits& b) {
           .hasSpecialFiles = a.hasSpecialFiles && b.hasSpecialFiles,
           .hasModes = a.hasModes && b.hasModes,
           .hasOwners = a.hasOwners && b.hasOwners,
+          .hasMakers = a.hasMakers && b.hasMakers,
           .hasAttributes = a.hasAttributes && b.hasAttributes,
           .hasAccessLists = a.hasAccessLists && b.hasAccessLists,
           .hasCapabilities = a.hasCapabilities && b.hasCapabilities,
@@ -173,6 +177,20 @@ std::vector<std::string> Conformance::Everything() const {
     }
   }
   return lines;
+}
+
+std::vector<std::string> Conformance::RunEngine(const std::string& settings) const {
+  const PreferencesFolder preferences;
+  preferences.Write((IsMove() ? "FileOperation = 1\n" : "FileOperation = 2\n") + settings);
+  const CapturedLog log;
+  AggregateFolder(RefAt(from_), RefAt(to_));
+  return log.Messages();
+}
+
+void Conformance::OpenToEverybody() const {
+  for (const auto* folder : {&fromGround_, &toGround_}) {
+    EXPECT_EQ(0, chmod((*folder)->path().c_str(), 0755));
+  }
 }
 
 void Conformance::AsOrdinaryUser(const std::function<void()>& body) const {

@@ -84,6 +84,13 @@ class Conformance : public ::testing::TestWithParam<Ground> {
   // Everything in the source and the destination folder, with what identifies it.
   std::vector<std::string> Everything() const;
 
+  // Runs the engine from the source folder into the destination folder, moving or copying as the
+  // ground has it, with these lines of settings besides. The messages of the log.
+  std::vector<std::string> RunEngine(const std::string& settings = {}) const;
+
+  // Lets everybody reach both folders.
+  void OpenToEverybody() const;
+
   // Runs `body` in a child process as an ordinary user who owns everything in both folders. Fails
   // the test where anything fails in it.
   void AsOrdinaryUser(const std::function<void()>& body) const;

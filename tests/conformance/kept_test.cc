@@ -49,7 +49,7 @@ std::string Text(const timespec& time) {
 TEST_P(Conformance, FilesOfEverySize) {
   constexpr size_t kBlock = 4096;
   for (const size_t size :
-       {size_t{0}, size_t{1}, kBlock - 1, kBlock, kBlock + 1, size_t{1} << 20}) {
+       {size_t{0}, size_t{1}, kBlock - 1, kBlock, kBlock + 1, size_t{1} << 18}) {
     const std::string name = std::to_string(size);
     std::string contents(size, '\0');
     for (size_t i = 0; i < size; ++i) contents[i] = static_cast<char>('a' + i % 23);
@@ -431,7 +431,7 @@ TEST_P(Conformance, SetGroupTargetFolderChangesNothing) {
 }
 
 TEST_P(Conformance, ManyItemsWithoutDescriptorGrowth) {
-  constexpr int kItems = 120;
+  constexpr int kItems = 30;
   WriteFile(From("first"), "contents");
   ASSERT_EQ(noErr, Transfer("first"));
   const size_t before = testing::CountOpenDescriptors();
@@ -444,7 +444,7 @@ TEST_P(Conformance, ManyItemsWithoutDescriptorGrowth) {
 }
 
 TEST_P(Conformance, PackagesOfManyFilesWithoutDescriptorGrowth) {
-  constexpr int kFiles = 150;
+  constexpr int kFiles = 40;
   WriteFile(From("first"), "contents");
   ASSERT_EQ(noErr, Transfer("first"));
   for (int i = 0; i < kFiles; ++i) {

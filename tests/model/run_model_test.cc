@@ -55,25 +55,24 @@ std::string IsoDate(int64_t seconds) {
 }
 
 // Whether `name` is `own`, or a name that `own` gets where it is taken, once or again and again.
-bool IsDistinctOf(const std::string& name, const std::string& own) {
+bool IsDistinctOf(std::string name, const std::string& own) {
   const size_t dot = own.rfind('.');
-  const std::string stem = dot == std::string::npos ? own : own.substr(0, dot);
   const std::string extension = dot == std::string::npos ? "" : own.substr(dot);
-  constexpr size_t kUuid = 36;
-  std::string rest = name;
-  if (!rest.ends_with(extension)) return false;
-  rest.resize(rest.size() - extension.size());
-  while (rest.size() > stem.size()) {
-    const size_t added = kUuid + (rest.size() == kUuid ? 0 : 3);
-    if (rest.size() < added) return false;
-    const std::string tail = rest.substr(rest.size() - added);
-    if (added > kUuid && !tail.starts_with(" - ")) return false;
-    if (tail.substr(added - kUuid).find_first_not_of("0123456789ABCDEF-") != std::string::npos) {
-      return false;
+  // In the catalog's name such an extension is written otherwise, and so it is not taken for one.
+  const bool isKept = extension.find(':') != std::string::npos;
+  const std::string form = " - 00000000-0000-0000-0000-000000000000";
+  while (name != own) {
+    if (name.size() < form.size() + extension.size() || !name.ends_with(extension)) return false;
+    name.resize(name.size() - extension.size());
+    for (size_t i = 0; i < form.size(); ++i) {
+      const char c = name[name.size() - form.size() + i];
+      const bool isDigit = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
+      if (form[i] == '0' ? !isDigit : c != form[i]) return false;
     }
-    rest.resize(rest.size() - added);
+    name.resize(name.size() - form.size());
+    if (!isKept) name += extension;
   }
-  return rest == stem;
+  return true;
 }
 
 // One run in the real file system.

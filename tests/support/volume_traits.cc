@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -85,6 +86,21 @@ bool HoldsOwner(const std::string& path) {
          info.st_uid == kOther;
 }
 
+bool HoldsMaker(const std::string& folder) {
+  constexpr uid_t kOrdinaryId = 65534;
+  const std::string path = folder + "/made";
+  const uid_t user = geteuid() == 0 ? kOrdinaryId : geteuid();
+  if (chmod(folder.c_str(), 0777) != 0) return false;
+  const pid_t child = fork();
+  if (child == 0) {
+    if (geteuid() == 0 && (setgid(kOrdinaryId) != 0 || setuid(kOrdinaryId) != 0)) _exit(1);
+    _exit(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600) < 0 ? 1 : 0);
+  }
+  struct stat info = {};
+  return child > 0 && waitpid(child, nullptr, 0) == child && lstat(path.c_str(), &info) == 0 &&
+         info.st_uid == user;
+}
+
 }  // namespace
 
 VolumeTraits TryVolume(const std::string& folder) {
@@ -95,6 +111,7 @@ VolumeTraits TryVolume(const std::string& folder) {
   TryLinks(ground, &traits);
   traits.hasSpecialFiles = mkfifo((ground / "fifo").c_str(), 0600) == 0;
   traits.hasModes = HoldsMode(file);
+  traits.hasMakers = HoldsMaker(ground.path());
   traits.hasFineDates = HoldsDate(file, {kSomeDate, 123456789});
   traits.hasAttributes = HoldsAttribute(file, "user.tessary.test", "value");
   traits.hasAccessLists = HoldsAttribute(file, kAccessListAttribute, AccessListWithUser(kOther));

@@ -13,6 +13,7 @@ struct VolumeTraits {
   bool hasSpecialFiles = false;   // FIFOs
   bool hasModes = false;          // a mode that is set is the one that is read
   bool hasOwners = false;         // another owner can be set; needs root
+  bool hasMakers = false;         // what a user makes belongs to that user
   bool hasAttributes = false;     // those of the user
   bool hasAccessLists = false;    // those of POSIX
   bool hasCapabilities = false;   // of programs; needs root

@@ -1,0 +1,103 @@
+// Whole runs: what the engine makes of names that meet, and what it keeps open meanwhile.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+
+#include "engine/shell.h"
+#include "tests/conformance/ground.h"
+#include "tests/support/copying.h"
+
+namespace tessary {
+namespace {
+
+using testing::Conformance;
+using testing::Exists;
+using testing::FilesBelow;
+using testing::ReadFile;
+using testing::WriteFile;
+
+// The contents of the files below the folder, sorted.
+std::vector<std::string> ContentsBelow(const std::string& folder) {
+  std::vector<std::string> contents;
+  for (const std::string& path : FilesBelow(folder))
+    contents.push_back(ReadFile(folder + "/" + path));
+  std::sort(contents.begin(), contents.end());
+  return contents;
+}
+
+TEST_P(Conformance, NamesThatMeetInARunAllArrive) {
+  for (const std::string folder : {"one", "two", "three"}) {
+    WriteFile(From(folder + "/item.txt"), folder);
+  }
+  WriteFile(To("txt/item.txt"), "there already");
+  RunEngine("RecurseFolders = true\n");
+  EXPECT_THAT(ContentsBelow(To("txt")),
+              ::testing::ElementsAre("one", "there already", "three", "two"));
+  EXPECT_EQ("there already", ReadFile(To("txt/item.txt")));
+}
+
+TEST_P(Conformance, ReplacedOnlyWhereTheSettingsSaySo) {
+  WriteFile(From("item.txt"), "new");
+  WriteFile(To("txt/item.txt"), "old");
+  WriteFile(To("txt/other.txt"), "other");
+  RunEngine("ReplaceFilesBySameName = true\n");
+  EXPECT_EQ("new", ReadFile(To("txt/item.txt")));
+  EXPECT_THAT(ContentsBelow(To("txt")), ::testing::ElementsAre("new", "other"));
+}
+
+TEST_P(Conformance, FullFolderIsNeverReplaced) {
+  WriteFile(From("item.txt"), "new");
+  WriteFile(To("txt/item.txt/inner"), "old");
+  RunEngine("ReplaceFilesBySameName = true\n");
+  EXPECT_EQ("old", ReadFile(To("txt/item.txt/inner")));
+  EXPECT_THAT(ContentsBelow(To("txt")), ::testing::ElementsAre("new", "old"));
+}
+
+TEST_P(Conformance, LinkInThePlaceOfAKeyFolderIsNotFollowed) {
+  if (!Traits().hasSymbolicLinks) GTEST_SKIP() << "no symbolic links on this volume";
+  WriteFile(From("item.txt"), "contents");
+  testing::MakeFolder(To("elsewhere"));
+  testing::MakeLink("elsewhere", To("txt"));
+  RunEngine();
+  EXPECT_FALSE(Exists(To("elsewhere/item.txt")));
+  EXPECT_EQ("contents", ReadFile(From("item.txt")));
+}
+
+TEST_P(Conformance, SecondMovingRunChangesNothing) {
+  if (IsCopy()) GTEST_SKIP() << "a copy is made each time";
+  WriteFile(From("a.txt"), "a");
+  WriteFile(From("sub/a.txt"), "another a");
+  WriteFile(From("Tool.app/inner"), "package");
+  WriteFile(From("README"), "no extension");
+  RunEngine("RecurseFolders = true\n");
+  // The dates of folders tell of what was there for a moment.
+  const testing::TreeAspects aspects = {.times = false, .linkTimes = false, .identities = true};
+  const std::vector<std::string> before = TreeLines(FromFolder(), aspects);
+  const std::vector<std::string> arrived = TreeLines(ToFolder(), aspects);
+  RunEngine("RecurseFolders = true\n");
+  EXPECT_EQ(before, TreeLines(FromFolder(), aspects));
+  EXPECT_EQ(arrived, TreeLines(ToFolder(), aspects));
+}
+
+TEST_P(Conformance, RunOfManyItemsWithoutDescriptorGrowth) {
+  constexpr int kItems = 24;
+  for (int i = 0; i < kItems; ++i) {
+    WriteFile(From(std::to_string(i) + ".k" + std::to_string(i % 4)), std::to_string(i));
+  }
+  std::vector<size_t> open;
+  SetShellHooks({.observeItem = [&open](const std::string& /*path*/, ItemOutcome /*outcome*/) {
+    open.push_back(testing::CountOpenDescriptors());
+  }});
+  RunEngine();
+  SetShellHooks({});
+  ASSERT_EQ(static_cast<size_t>(kItems), open.size());
+  // Once every key has been met, nothing more is opened to stay.
+  const auto half = open.begin() + kItems / 2;
+  EXPECT_LE(*std::max_element(half, open.end()), *std::max_element(open.begin(), half));
+}
+
+}  // namespace
+}  // namespace tessary

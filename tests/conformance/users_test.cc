@@ -1,0 +1,134 @@
+// What an ordinary user may and may not do.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "tests/conformance/ground.h"
+#include "tests/support/copying.h"
+#include "tests/support/ordinary_user.h"
+
+namespace tessary {
+namespace {
+
+using testing::Conformance;
+using testing::Exists;
+using ::testing::IsEmpty;
+using testing::MakeFolder;
+using testing::NamesIn;
+using testing::ReadFile;
+using testing::WriteFile;
+
+TEST_P(Conformance, AnothersFileInAStickyFolder) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root gives files away";
+  if (!Traits().hasOwners || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  WriteFile(From("another's"), "contents");
+  ASSERT_EQ(0, chmod(FromFolder().c_str(), 01777));
+  ASSERT_EQ(0, chmod(ToFolder().c_str(), 0777));
+  OpenToEverybody();
+  ASSERT_TRUE(testing::RunAsOrdinaryUser([this] {
+    if (IsMove()) {
+      ExpectRefusal("another's", afpAccessDenied);
+      EXPECT_THAT(NamesIn(ToFolder()), IsEmpty());
+    } else {
+      EXPECT_EQ(noErr, Transfer("another's"));
+    }
+  }));
+  EXPECT_EQ("contents", ReadFile(From("another's")));
+}
+
+TEST_P(Conformance, SourceFolderThatMayNotBeChanged) {
+  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  WriteFile(From("file"), "contents");
+  WriteFile(From("Tool.app/inner"), "contents");
+  AsOrdinaryUser([this] {
+    ASSERT_EQ(0, chmod(FromFolder().c_str(), 0555));
+    for (const std::string name : {"file", "Tool.app"}) {
+      if (IsMove()) {
+        ExpectRefusal(name, afpAccessDenied);
+      } else {
+        EXPECT_EQ(noErr, Transfer(name));
+      }
+    }
+    ASSERT_EQ(0, chmod(FromFolder().c_str(), 0755));
+  });
+}
+
+TEST_P(Conformance, TargetFolderThatMayNotBeChanged) {
+  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  WriteFile(From("file"), "contents");
+  WriteFile(From("Tool.app/inner"), "contents");
+  AsOrdinaryUser([this] {
+    ASSERT_EQ(0, chmod(ToFolder().c_str(), 0555));
+    ExpectRefusal("file", afpAccessDenied);
+    ExpectRefusal("Tool.app", afpAccessDenied);
+    ASSERT_EQ(0, chmod(ToFolder().c_str(), 0755));
+  });
+}
+
+TEST_P(Conformance, FileThatMayNotBeRead) {
+  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  WriteFile(From("file"), "contents");
+  AsOrdinaryUser([this] {
+    ASSERT_EQ(0, chmod(From("file").c_str(), 0));
+    if (IsRenaming()) {
+      EXPECT_EQ(noErr, Transfer("file"));
+    } else {
+      EXPECT_EQ(afpAccessDenied, Transfer("file"));
+      EXPECT_TRUE(Exists(From("file")));
+      EXPECT_THAT(NamesIn(ToFolder()), IsEmpty());
+    }
+  });
+}
+
+TEST_P(Conformance, UnreadableSubfolderInsideAPackage) {
+  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  WriteFile(From("Tool.app/a"), "contents");
+  WriteFile(From("Tool.app/closed/b"), "contents");
+  AsOrdinaryUser([this] {
+    ASSERT_EQ(0, chmod(From("Tool.app/closed").c_str(), 0));
+    if (IsRenaming()) {
+      EXPECT_EQ(noErr, Transfer("Tool.app"));
+      ASSERT_EQ(0, chmod(To("Tool.app/closed").c_str(), 0755));
+      EXPECT_EQ("contents", ReadFile(To("Tool.app/closed/b")));
+      return;
+    }
+    EXPECT_EQ(afpAccessDenied, Transfer("Tool.app"));
+    EXPECT_THAT(NamesIn(ToFolder()), IsEmpty());
+    ASSERT_EQ(0, chmod(From("Tool.app/closed").c_str(), 0755));
+    EXPECT_EQ("contents", ReadFile(From("Tool.app/closed/b")));
+  });
+}
+
+TEST_P(Conformance, ReadOnlyFilesAreItemsLikeOthers) {
+  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  WriteFile(From("file"), "contents");
+  AsOrdinaryUser([this] {
+    ASSERT_EQ(0, chmod(From("file").c_str(), 0444));
+    ExpectWholeTransfer("file");
+  });
+}
+
+TEST_P(Conformance, UnwritableTargetDiagnosedOnceForEachItem) {
+  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  for (const std::string name : {"a.txt", "b.txt"}) WriteFile(From(name), name);
+  MakeFolder(To("txt"));
+  AsOrdinaryUser([this] {
+    ASSERT_EQ(0, chmod(To("txt").c_str(), 0555));
+    const std::vector<std::string> messages = RunEngine();
+    EXPECT_EQ(2, std::ranges::count(messages, "An error occurred: -5000"));
+    EXPECT_EQ(2, std::ranges::count_if(messages, [](const std::string& message) {
+                return message.starts_with("The file \"");
+              }));
+    EXPECT_EQ(5U, messages.size());
+    EXPECT_THAT(NamesIn(To("txt")), IsEmpty());
+    EXPECT_THAT(NamesIn(FromFolder()), ::testing::ElementsAre("a.txt", "b.txt"));
+    ASSERT_EQ(0, chmod(To("txt").c_str(), 0755));
+  });
+}
+
+}  // namespace
+}  // namespace tessary
