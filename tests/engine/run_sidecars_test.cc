@@ -96,9 +96,11 @@ class RunSidecars : public ::testing::TestWithParam<Places> {
 
   void Run() const { AggregateFolder(RefAt(source_), RefAt(destination_)); }
 
+  std::string InSource(const std::string& name) const { return source_ + "/" + name; }
+
   // The items of a run that all kinds have a key for.
   void MakeSource(const std::string& run) const {
-    for (const std::string& name : Names()) MakePair(source_ + "/" + name, run + " " + name);
+    for (const std::string& name : Names()) MakePair(InSource(name), run + " " + name);
     WriteFile(source_ + "/alone.txt", run + " alone");
   }
 
@@ -111,7 +113,8 @@ class RunSidecars : public ::testing::TestWithParam<Places> {
     std::map<std::string, std::string> items;
     for (const std::string& folder : {source_, destination_}) {
       for (const std::string& file : FilesBelow(folder)) {
-        std::string path = folder + "/" + file;
+        std::string path = folder;
+        path.append("/").append(file);
         if (fs::path(path).filename().string().starts_with("._")) continue;
         const size_t inside = path.find(".app/");
         const std::string contents = ReadFile(path);

@@ -51,7 +51,7 @@ class HeldSidecar {
     sidecarName_ = SidecarName(pair.name);
     Status status = PairRecord::Write(folder_, IntentOf(change, pair, target), &record_);
     if (status != noErr) return status;
-    const std::string name = SidecarAsideName(record_.name());
+    const std::string name = record_.SidecarAside();
     status = RenameWithoutReplacing(folder_, sidecarName_.c_str(), folder_, name.c_str());
     if (status != noErr) return status;
     heldName_ = name;
@@ -73,7 +73,7 @@ class HeldSidecar {
     record_.Keep();
   }
 
-  const std::string& recordName() const { return record_.name(); }
+  std::string ItemAside() const { return record_.ItemAside(); }
 
  private:
   void GiveBack() {
@@ -112,7 +112,8 @@ Status MoveBothAcross(const Pair& pair, const PairTarget& target) {
   CopiedItem sidecar;
   status = CopySidecar(pair, target, &sidecar);
   if (status != noErr) return status;
-  // Its name becomes durable with the item's, before anything is deleted.
+  // It has its name already. Where a volume does not sync that with the file, the folder is synced
+  // for the item's.
   if (fsync(sidecar.item.fd()) != 0) return LastError();
   HeldSidecar held;
   Pair copied = pair;
@@ -120,7 +121,7 @@ Status MoveBothAcross(const Pair& pair, const PairTarget& target) {
   status = held.Take(copied, PairChange::kMoveAcross, target);
   if (status != noErr) return status;
   CopySource item = SourceOf(pair, pair.name, pair.item);
-  item.aside = ItemAsideName(held.recordName());
+  item.aside = held.ItemAside();
   status = MoveItemAcrossVolumes(item, target);
   if (status != noErr) return status;
   sidecar.item.Keep();
@@ -184,7 +185,7 @@ Status DeletePair(const Pair& pair, const RemoveItem& removeItem) {
   HeldSidecar held;
   const Status status = held.Take(pair, PairChange::kDelete, {});
   if (status != noErr) return status;
-  return removeItem(ItemAsideName(held.recordName()), [&held] { return held.Delete(); });
+  return removeItem(held.ItemAside(), [&held] { return held.Delete(); });
 }
 
 }  // namespace tessary

@@ -42,7 +42,7 @@ bool IsUntouched(const std::optional<struct statx>& info, const ObjectMark& mark
 // A record that was found, and the folder that it lies in.
 class Mending {
  public:
-  Mending(int folder, std::string recordName, PairIntent intent)
+  Mending(int folder, const std::string& recordName, PairIntent intent)
       : folder_(folder),
         intent_(std::move(intent)),
         sidecar_(SidecarName(intent_.name)),

@@ -36,7 +36,7 @@ class FieldReader {
  public:
   explicit FieldReader(std::string_view bytes) : bytes_(bytes) {}
 
-  bool isGood() const { return isGood_; }
+  bool IsGood() const { return isGood_; }
 
   std::string_view Text() {
     const size_t end = bytes_.find('\0');
@@ -136,7 +136,7 @@ std::optional<PairIntent> ParsePairIntent(std::string_view bytes) {
   intent.targetPath = reader.Text();
   reader.Read(&intent.item);
   reader.Read(&intent.sidecar);
-  if (reader.Text() != kEnd || !reader.isGood() || !NamesEntries(intent)) return std::nullopt;
+  if (reader.Text() != kEnd || !reader.IsGood() || !NamesEntries(intent)) return std::nullopt;
   return intent;
 }
 
@@ -147,6 +147,7 @@ PairRecord& PairRecord::operator=(PairRecord&& other) noexcept {
   Remove();
   folder_ = std::exchange(other.folder_, -1);
   name_ = std::exchange(other.name_, {});
+  isOnDisk_ = std::exchange(other.isOnDisk_, false);
   file_ = std::move(other.file_);
   return *this;
 }
@@ -157,12 +158,13 @@ Status PairRecord::Make(int folder, PairRecord* record) {
   const std::optional<std::string> uuid = CFUUIDCreateString();
   if (!uuid) return ioErr;
   PairRecord made;
-  const std::string name = std::string(kPairRecordPrefix) + *uuid;
-  made.file_ = UniqueFd(
-      openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!made.file_) return LastError();
   made.folder_ = folder;
-  made.name_ = name;
+  made.name_ = std::string(kPairRecordPrefix) + *uuid;
+  record->name_ = made.name_;
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  made.file_ = UniqueFd(openat(folder, made.name_.c_str(), kFlags, 0600));
+  if (!made.file_) return LastError();
+  made.isOnDisk_ = true;
   struct statx info = {};
   if (TakeHiddenLock(made.file_.get()) == fBsyErr) return fBsyErr;
   if (const Status status = ReadObjectInfo(made.file_.get(), "", &info)) return status;
@@ -176,16 +178,25 @@ Status PairRecord::Write(int folder, const PairIntent& intent, PairRecord* recor
   PairRecord made;
   Status status = fBsyErr;
   for (int i = 0; i < kTries && status == fBsyErr; ++i) status = Make(folder, &made);
-  if (status != noErr) return status;
-  if (!WriteWhole(made.file_.get(), FormatPairIntent(intent))) return LastError();
+  if (status == noErr && !WriteWhole(made.file_.get(), FormatPairIntent(intent))) {
+    status = LastError();
+    made.Remove();
+  }
+  if (status != noErr && status != dskFulErr) return status;
   *record = std::move(made);
   return noErr;
 }
 
 // What cannot be removed is found to be done by a later look.
 void PairRecord::Remove() {
-  if (!name_.empty()) unlinkat(folder_, name_.c_str(), 0);
-  name_.clear();
+  if (isOnDisk_) unlinkat(folder_, name_.c_str(), 0);
+  isOnDisk_ = false;
+}
+
+std::string PairRecord::ItemAside() const { return ItemAsideName(name_); }
+
+std::string PairRecord::SidecarAside() const {
+  return isOnDisk_ ? SidecarAsideName(name_) : ItemAsideName(name_) + "-sidecar";
 }
 
 std::string ItemAsideName(const std::string& recordName) { return recordName.substr(1); }

@@ -64,14 +64,19 @@ class PairRecord {
   PairRecord& operator=(PairRecord&& other) noexcept;
   ~PairRecord() { Remove(); }
 
-  // Writes the record into the folder open as `folder`, which stays open while the record lives.
-  // noErr, else what the file system reports; nothing is then left behind.
+  // Writes the record into the folder open as `folder`, which stays open while the record lives. A
+  // volume that has no room for it must not keep anybody from moving things off it or deleting
+  // them: there the record is not on the disk, and what is done is done without. noErr, else what
+  // the file system reports; nothing is then left behind.
   static Status Write(int folder, const PairIntent& intent, PairRecord* record);
 
-  const std::string& name() const { return name_; }
+  // The names that an item and its sidecar bear while they are being deleted. They are visible ones
+  // where people may have to find what a crash leaves there.
+  std::string ItemAside() const;
+  std::string SidecarAside() const;
 
   // From here on the record stays when its owner goes: a later look has to finish what it tells of.
-  void Keep() { name_.clear(); }
+  void Keep() { isOnDisk_ = false; }
 
  private:
   static Status Make(int folder, PairRecord* record);
@@ -79,12 +84,11 @@ class PairRecord {
 
   int folder_ = -1;
   std::string name_;
+  bool isOnDisk_ = false;
   UniqueFd file_;
 };
 
-// The names that an item and its sidecar bear while they are being deleted, after that of the
-// record. The item's is a visible one, so that what a crash leaves there can be found by people
-// too.
+// The same names, as they follow from that of a record on the disk.
 std::string ItemAsideName(const std::string& recordName);
 std::string SidecarAsideName(const std::string& recordName);
 

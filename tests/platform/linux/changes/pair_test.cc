@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cerrno>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -260,6 +261,27 @@ TEST(PairTransferInto, AFullVolumeLeavesNothingBehind) {
       EXPECT_EQ((Names{"._a", "a"}), NamesIn(disk.path()));
     }
   }
+}
+
+// Who has no room left wants to move things away and to delete them.
+TEST(PairsOfAFullVolume, AreMovedAndDeletedAllTheSame) {
+  const testing::MemoryVolume volume("size=64k");
+  if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
+  const TemporaryFolder disk;
+  MakeFolder(volume / "to");
+  for (const std::string name : {"a", "b", "c"}) {
+    WriteFile(volume / name, "item");
+    WriteFile(volume / ("._" + name), "sidecar");
+  }
+  std::ofstream(volume / "rest") << std::string(65'536, 'x');
+  const NSAutoreleasePool pool;
+  List(volume.path());
+  FSRef target;
+  EXPECT_EQ(noErr, FSMoveObjectSync(RefAt(volume / "a"), RefAt(volume / "to"), nullptr, &target));
+  EXPECT_EQ(noErr, FSDeleteObject(RefAt(volume / "b")));
+  EXPECT_EQ(noErr, FSMoveObjectSync(RefAt(volume / "c"), RefAt(disk.path()), nullptr, &target));
+  EXPECT_EQ((Names{"rest", "to/._a", "to/a"}), FilesBelow(volume.path()));
+  EXPECT_EQ((Names{"._c", "c"}), NamesIn(disk.path()));
 }
 
 using Delete = int (*)(const std::string& path);
