@@ -39,9 +39,11 @@ bool UnlinkItem(const FSRef& item) {
 std::optional<std::u16string> MakeWay(const FSRef& item, const FSRef& folder) {
   FSRef taken;
   const std::optional<std::u16string> name = GetItemNameString(item);
-  if (!name || !MakeChildRef(folder, *name, &taken)) return std::nullopt;
+  if (!name) return std::nullopt;
+  const bool isTaken = MakeChildRef(folder, *name, &taken);
+  if (!isTaken && !FSIsSidecarWaiting(folder, *name)) return std::nullopt;
   // Whether it was removed or not, the name is looked up again.
-  (void)RemoveSameNamedItem(item, folder);
+  if (isTaken) (void)RemoveSameNamedItem(item, folder);
   return MakeDistinctName(folder, item);
 }
 

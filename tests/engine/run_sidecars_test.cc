@@ -229,12 +229,18 @@ TEST_P(RunSidecars, AWaitingSidecarIsATakenNameForAnItemWithoutOne) {
     Set(1, /*copies=*/false, replaces);
     WriteFile(source_ + "/alone.txt", "alone");
     MakePair(source_ + "/a.txt", "a");
-    WriteFile(destination_ + "/txt/._alone.txt", "left");
+    WriteFile(InSource("below/too.txt"), "too is alone");
+    for (const std::string name : {"alone.txt", "too.txt"}) {
+      WriteFile(destination_ + "/txt/._" + name, "left");
+    }
     Run();
     EXPECT_EQ(1U, CountItems("alone"));
-    EXPECT_FALSE(fs::exists(destination_ + "/txt/alone.txt"));
-    EXPECT_EQ("left", ReadFile(destination_ + "/txt/._alone.txt"));
-    EXPECT_THAT(NamesIn(source_), IsEmpty());
+    EXPECT_EQ(1U, CountItems("too is alone"));
+    for (const std::string name : {"alone.txt", "too.txt"}) {
+      EXPECT_FALSE(fs::exists(destination_ + "/txt/" + name));
+      EXPECT_EQ("left", ReadFile(destination_ + "/txt/._" + name));
+    }
+    EXPECT_THAT(FilesBelow(source_), IsEmpty());
   }
 }
 

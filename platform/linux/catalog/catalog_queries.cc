@@ -8,7 +8,6 @@
 #include "platform/linux/catalog/finder_info.h"
 #include "platform/linux/catalog/names.h"
 #include "platform/linux/catalog/sidecars.h"
-#include "platform/linux/mac_formats/apple_double.h"
 #include "platform/managers/file_manager.h"
 
 namespace tessary {
@@ -117,11 +116,8 @@ bool FSIsSidecarWaiting(const FSRef& folder, std::u16string_view name) {
   FolderHandle handle;
   std::string posixName;
   if (catalog.OpenFolder(reference, &number, &handle) != noErr) return false;
-  LookForSidecars(number);
-  if (!catalog.folders().HasSidecars(number)) return false;
   if (PosixName(name, VolumeOf(reference.device, handle->get()), &posixName) != noErr) return false;
-  Reference sidecar;
-  return catalog.LookUp(number, SidecarName(posixName), &sidecar) == noErr;
+  return IsSidecarWaiting(number, posixName);
 }
 
 }  // namespace tessary

@@ -1,6 +1,7 @@
 #include "platform/linux/catalog/sidecars.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string>
@@ -43,6 +44,15 @@ void LookForSidecars(uint32_t folder) {
     folders.NoteSidecar(folder);
   }
   NoteListed(folder, std::any_of(names.begin(), names.end(), IsPairRecordName));
+}
+
+bool IsSidecarWaiting(uint32_t folder, const std::string& name) {
+  FolderTable& folders = Catalog::Get().folders();
+  if (!folders.HasAnySidecars()) return false;
+  LookForSidecars(folder);
+  FolderHandle handle;
+  if (!folders.HasSidecars(folder) || folders.Open(folder, &handle) != noErr) return false;
+  return faccessat(handle->get(), SidecarName(name).c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 }  // namespace tessary

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 // What the catalog knows of sidecars: the "._" files that a Mac leaves beside items on volumes that
@@ -20,5 +21,10 @@ void NoteListed(uint32_t folder, bool hasRecord);
 // Lists an interned folder for sidecars and records, unless it has been listed since it was
 // interned. One that cannot be listed counts as one without any.
 void LookForSidecars(uint32_t folder);
+
+// True when a sidecar lies in an interned folder that an item of the name would get there. Asks
+// nothing where no "._" name has been seen in any folder, lists a folder once that has not been,
+// and asks for nothing more where none is in it.
+bool IsSidecarWaiting(uint32_t folder, const std::string& name);
 
 }  // namespace tessary

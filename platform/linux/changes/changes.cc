@@ -174,8 +174,8 @@ Status FSMoveObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* targe
   Target to;
   Status status = FindBoth(source, folder, nullptr, &info, &from, &to);
   if (status != noErr) return status;
-  // The sidecar would stay behind.
-  if (from.mayHaveSidecar) return paramErr;
+  // The item's own sidecar would stay behind, and it would take on another's.
+  if (from.mayHaveSidecar || IsSidecarWaiting(to.folder, to.place.name)) return paramErr;
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
   return status == noErr ? MakeRenamedRef(source, info, from, to, target) : status;
