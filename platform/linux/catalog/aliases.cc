@@ -21,9 +21,9 @@ Status CheckTarget(const FSSpec& target) {
 
 Status NewAlias(const FSSpec& target, AliasHandle* alias) {
   if (alias == nullptr) return paramErr;
-  const Status status = CheckTarget(target);
-  if (status != noErr) return status;
   try {
+    const Status status = CheckTarget(target);
+    if (status != noErr) return status;
     *alias = std::make_unique<AliasRecord>(RecordOf(target));
     return noErr;
   } catch (const std::bad_alloc&) {
@@ -33,9 +33,9 @@ Status NewAlias(const FSSpec& target, AliasHandle* alias) {
 
 Status UpdateAlias(const FSSpec& target, AliasRecord* alias, bool* wasChanged) {
   if (alias == nullptr || wasChanged == nullptr) return paramErr;
-  const Status status = CheckTarget(target);
-  if (status != noErr) return status;
   try {
+    const Status status = CheckTarget(target);
+    if (status != noErr) return status;
     AliasRecord updated = RecordOf(target);
     *wasChanged = updated != *alias;
     *alias = std::move(updated);

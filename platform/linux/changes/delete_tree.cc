@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <new>
+
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/tree_walk.h"
 #include "platform/linux/errors.h"
@@ -57,13 +59,16 @@ class Deletion : public TreeVisitor {
 
 }  // namespace
 
-Status DeleteTree(int folder, const char* name, int opened, bool* hasBegun) {
+// A caller has to know what has been removed, so that it is told also where memory runs out.
+Status DeleteTree(int folder, const char* name, int opened, bool* hasBegun) try {
   struct statx info = {};
   if (const Status status = ReadObjectInfo(opened, "", &info)) return status;
   OpenUp(opened, info);
   Deletion deletion(hasBegun);
   if (const Status status = WalkTree(opened, deletion)) return status;
   return deletion.Remove(folder, name, AT_REMOVEDIR);
+} catch (const std::bad_alloc&) {
+  return memFullErr;
 }
 
 }  // namespace tessary

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -181,7 +182,7 @@ Status HiddenItem::HideFrom(const char* name, const std::string& hiddenName) {
 
 // Removes what is still ours. What cannot be removed is left for a later sweep, which is why
 // nothing is reported.
-void HiddenItem::Remove() {
+void HiddenItem::Remove() try {
   if (!opened_ || isKept_) return;
   const bool isPublished = !publishedName_.empty();
   if (isFolder_) {
@@ -206,6 +207,8 @@ void HiddenItem::Remove() {
         return Identity::Of(aside).Matches(Identity::Of(ours));
       },
       &isDisplaced);
+} catch (const std::bad_alloc&) {
+  // Without memory it cannot be removed either.
 }
 
 }  // namespace tessary

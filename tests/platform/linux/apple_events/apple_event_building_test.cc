@@ -8,6 +8,7 @@
 
 #include "platform/managers/apple_events.h"
 #include "tests/support/apple_events.h"
+#include "tests/support/refused_memory.h"
 
 namespace tessary {
 namespace {
@@ -254,6 +255,30 @@ TEST(AEBuildAppleEvent, NeedsBytesForTheAddress) {
   EXPECT_EQ(paramErr, AEBuildAppleEvent(kAECoreSuite, kAEGetData, typeApplSignature, nullptr, 4, 1,
                                         0, "", {}, &event));
   EXPECT_EQ("long[09 00 00 00]", Describe(event));
+}
+
+TEST(AEBuildAppleEvent, TellsWhereMemoryRunsOutAndBuildsNothing) {
+  const AEDesc text = MakeText(u"a text that takes some room");
+  const AEDesc untouched = MakeShort(1);
+  AppleEvent event = untouched;
+  const auto isUntouched = [&] { EXPECT_EQ(Describe(untouched), Describe(event)); };
+  const auto build = [&] {
+    return AEBuildAppleEvent(kAECoreSuite, kAEGetData, typeApplSignature, "MACS", 4, 1, 0,
+                             "a:b{c:@},d:'e f '", {&text}, &event);
+  };
+  testing::ExpectMemFullWithoutMemory(build, isUntouched);
+  EXPECT_EQ("a   =b   {c   =" + Describe(text) + "} d   =enum[20 66 20 65]",
+            Describe(event).substr(5, Describe(event).size() - 6));
+
+  event = untouched;
+  const auto create = [&] {
+    return AECreateAppleEvent(kAECoreSuite, kAEGetData, text, 1, 0, &event);
+  };
+  testing::ExpectMemFullWithoutMemory(create, isUntouched);
+
+  event = untouched;
+  const auto specify = [&] { return CreateObjSpecifier(cFile, AEDesc(), formName, text, &event); };
+  testing::ExpectMemFullWithoutMemory(specify, isUntouched);
 }
 
 }  // namespace

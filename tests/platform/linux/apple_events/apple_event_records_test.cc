@@ -4,6 +4,7 @@
 
 #include "platform/managers/apple_events.h"
 #include "tests/support/apple_events.h"
+#include "tests/support/refused_memory.h"
 
 namespace tessary {
 namespace {
@@ -187,6 +188,29 @@ TEST(AEGetNthPtr, TellsTheBytesAndTypeOfAnItem) {
   EXPECT_EQ(errAECoercionFail,
             AEGetNthPtr(list, 1, typeFSRef, nullptr, nullptr, bytes, 3, nullptr));
   EXPECT_EQ(paramErr, AEGetNthPtr(list, 1, typeWildCard, nullptr, nullptr, nullptr, 3, nullptr));
+}
+
+TEST(AEPutDesc, TellsWhereMemoryRunsOutAndPutsNothing) {
+  const AEDesc text = testing::MakeText(u"a text that takes some room");
+  AEDesc list;
+  AEDesc record;
+  ASSERT_EQ(noErr, AECreateList(false, &list));
+  ASSERT_EQ(noErr, AECreateList(true, &record));
+  testing::ExpectMemFullWithoutMemory([&] { return AEPutDesc(&list, 0, text); },
+                                      [&] { EXPECT_EQ("list()", Describe(list)); });
+  testing::ExpectMemFullWithoutMemory([&] { return AEPutKeyDesc(&record, 1, text); },
+                                      [&] { EXPECT_EQ("reco{}", Describe(record)); });
+}
+
+TEST(AECoerceDesc, TellsWhereMemoryRunsOutAndMakesNothing) {
+  const AEDesc text = testing::MakeUtf8Text("a text that takes some room");
+  AEDesc made;
+  const auto isUntouched = [&] { EXPECT_EQ("null[]", Describe(made)); };
+  for (const DescType type : {typeUTF8Text, typeUnicodeText, typeAEList}) {
+    made = AEDesc();
+    testing::ExpectMemFullWithoutMemory([&] { return AECoerceDesc(text, type, &made); },
+                                        isUntouched);
+  }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "platform/managers/apple_events.h"
 #include "tests/support/apple_events.h"
+#include "tests/support/refused_memory.h"
 
 namespace tessary {
 namespace {
@@ -228,6 +229,22 @@ TEST_F(AESendTest, ReplacesAnApplicationByAnotherOfItsSignature) {
   EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAEWaitReply, &reply_));
   EXPECT_EQ(0, first);
   EXPECT_EQ(1U, latter.answered.size());
+}
+
+TEST(AESend, TellsWhereMemoryRunsOutAndGivesNoReply) {
+  const testing::AnsweringApplication application(
+      kSignature, [](const AppleEvent& /*event*/, AppleEvent* /*reply*/) { return true; });
+  AppleEvent event;
+  ASSERT_EQ(noErr, AEBuildAppleEvent(kAECoreSuite, kAEGetData, typeApplSignature, &kSignature,
+                                     sizeof(kSignature), 1, 0, "", {}, &event));
+  AppleEvent reply;
+  testing::ExpectMemFullWithoutMemory(
+      [&] {
+        return AESend(event, &reply, AESendMode::kAEWaitReply, AESendPriority::kAENormalPriority,
+                      kNoTimeOut, nullptr, nullptr);
+      },
+      [&] { EXPECT_EQ(typeNull, reply.descriptorType); });
+  EXPECT_EQ(typeAppleEvent, reply.descriptorType);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "platform/managers/apple_events.h"
 #include "platform/managers/autorelease_pool.h"
+#include "tests/support/refused_memory.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary {
@@ -116,6 +117,23 @@ TEST(AECoerceDesc, MakesAListOfOneOfWhatIsNone) {
   AEDesc record;
   ASSERT_EQ(noErr, AECreateList(true, &record));
   EXPECT_EQ(errAECoercionFail, AECoerceDesc(record, typeAEList, &list));
+}
+
+TEST(NewAlias, TellsWhereMemoryRunsOutAndMakesNothing) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "a");
+  WriteFile(folder / "b");
+  const FSSpec a = SpecAt(folder / "a");
+  const FSSpec b = SpecAt(folder / "b");
+  AliasHandle alias;
+  testing::ExpectMemFullWithoutMemory([&] { return NewAlias(a, &alias); },
+                                      [&] { EXPECT_EQ(nullptr, alias); });
+  ASSERT_NE(nullptr, alias);
+  const AliasRecord before = *alias;
+  bool wasChanged = false;
+  testing::ExpectMemFullWithoutMemory([&] { return UpdateAlias(b, alias.get(), &wasChanged); },
+                                      [&] { EXPECT_EQ(before, *alias); });
+  EXPECT_TRUE(wasChanged);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <optional>
 #include <set>
@@ -18,6 +19,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/environment_variable.h"
+#include "tests/support/memory_volume.h"
 #include "tests/support/preferences_folder.h"
 #include "tests/support/temporary_folder.h"
 
@@ -267,6 +270,37 @@ TEST(PreferencesStore, NeverReplacesAFileThatItDoesNotReadWhole) {
   EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("N"));
   EXPECT_FALSE(SetAndSynchronise("N", int64_t{2}));
   EXPECT_EQ(text, ReadFile(folder.PreferencesPath()));
+}
+
+// Why the store, with its file below this folder, could not do what it was asked for.
+std::string ProblemBelow(const std::string& configHome) {
+  const testing::EnvironmentVariable variable("XDG_CONFIG_HOME", configHome);
+  // What is set before would be forgotten with the file before.
+  (void)CFPreferencesAppSynchronize();
+  EXPECT_FALSE(SetAndSynchronise("a", true)) << configHome;
+  return DescribePreferencesProblem().value_or("");
+}
+
+TEST(PreferencesStore, TellsWhatIsWrongWithThePathOfItsFile) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  EXPECT_THAT(ProblemBelow(folder / "file"), HasSubstr("because a part of its path is no folder"));
+  MakeLink("preferences.toml", folder / "tessary/preferences.toml");
+  EXPECT_THAT(ProblemBelow(folder.path()), HasSubstr("because the file system reports error -36"));
+}
+
+TEST(PreferencesStore, TellsThatTheVolumeIsFullOrReadOnlyAndKeepsTheFile) {
+  testing::MemoryVolume volume("size=64k");
+  if (!volume.IsMounted()) GTEST_SKIP() << "this process may not mount a volume of its own";
+  const std::string path = volume / "tessary/preferences.toml";
+  WriteFile(path, "b = 1\n");
+  std::ofstream(volume / "filling") << std::string(100'000, 'x');
+  EXPECT_THAT(ProblemBelow(volume.path()), HasSubstr("because there is no room on the volume"));
+  EXPECT_EQ("b = 1\n", ReadFile(path));
+  EXPECT_EQ(Names{"preferences.toml"}, NamesIn(volume / "tessary"));
+  std::filesystem::remove(volume / "filling");
+  volume.MakeReadOnly();
+  EXPECT_THAT(ProblemBelow(volume.path()), HasSubstr("because the volume is read-only"));
 }
 
 TEST(PreferencesStore, ForgetsWhatCouldNotBeWritten) {

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <functional>
+
+#include "platform/managers/status.h"
+
+namespace tessary::testing {
+
+// Calls `body`, and has the allocation of memory of that number fail in it, counted from 0.
+// `*wasRefused` is set to whether it asked for that many.
+Status CallWithoutMemory(int allocation, const std::function<Status()>& body, bool* wasRefused);
+
+// Calls `body` over and over, and each time has one allocation of memory fail, the first one, then
+// the second one and so on, until it has asked for no more. Expects memFullErr of each call but the
+// last, which has had all its memory and is expected to answer noErr. The body expects nothing
+// itself, as that takes memory too; after each call that failed, `look` is called, which may.
+void ExpectMemFullWithoutMemory(
+    const std::function<Status()>& body, const std::function<void()>& look = [] {});
+
+}  // namespace tessary::testing
