@@ -14,6 +14,7 @@
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/comment_forms.h"
+#include "platform/linux/mac_formats/finder_info_forms.h"
 
 namespace tessary {
 namespace {
@@ -99,6 +100,18 @@ void TakeOutComment(const char* name, std::string* value) {
   if (const auto emptied = form->replace(*value, {})) *value = *emptied;
 }
 
+// Gives `to` what stands for an attribute that only a Mac's volumes have room for. The creator of
+// HFS goes with the type.
+bool KeepInAnotherForm(int from, int to, std::string_view name, const std::string& value) {
+  if (name == kHfsCreatorAttribute) return true;
+  std::string creator;
+  if (name == kHfsTypeAttribute && ReadValue(from, kHfsCreatorAttribute, &creator) != noErr) {
+    return false;
+  }
+  const std::optional<PortableAttribute> kept = MakePortable(name, value, creator);
+  return kept && fsetxattr(to, kept->name.c_str(), kept->value.data(), kept->value.size(), 0) == 0;
+}
+
 Status CopyAttribute(int from, int to, const char* name, bool leavesComment,
                      AttributesCopied* copied) {
   std::string value;
@@ -112,6 +125,7 @@ Status CopyAttribute(int from, int to, const char* name, bool leavesComment,
   if (fsetxattr(to, name, value.data(), value.size(), 0) == 0) return noErr;
   if (errno == EPERM && IsPrivileged(name)) return noErr;
   if (errno != ENOTSUP && errno != ENOSYS) return LastError();
+  if (KeepInAnotherForm(from, to, name, value)) return noErr;
   copied->isAnyDropped = true;
   if (std::string_view(name) == kAccessList) copied->groupMode = GroupModeOf(value);
   return noErr;

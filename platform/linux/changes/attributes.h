@@ -26,9 +26,9 @@ struct AttributesCopied {
 // Labels of the security modules and what else a file system shows as an attribute of its own are
 // the target system's affair. An access control list that `to` has inherited from its folder is
 // removed where `from` has none. Where `leavesComment`, the comment is left out, and what a Mac
-// keeps one in comes with an empty one. Attributes that the target's volume has no place for are
-// dropped. noErr; ioErr or dskFulErr where one does not fit;
-// else what the file system reports. `*copied` is written on success only.
+// keeps one in comes with an empty one. Attributes of HFS and HFS+ that the target's volume has no
+// place for get one that it has; others are dropped. noErr; ioErr or dskFulErr where one does not
+// fit; else what the file system reports. `*copied` is written on success only.
 Status CopyAttributes(int from, mode_t mode, int to, bool leavesComment, AttributesCopied* copied);
 
 }  // namespace tessary

@@ -47,4 +47,17 @@ std::optional<FinderBytes> ReadHfsTypeAndCreator(std::string_view type, std::str
   return ReadRawFinderInfo(bytes);
 }
 
+std::optional<PortableAttribute> MakePortable(std::string_view name, std::string_view value,
+                                              std::string_view hfsCreator) {
+  constexpr std::string_view kHfsPlusPrefix = "osx.";
+  if (name.starts_with(kHfsPlusPrefix)) {
+    return PortableAttribute{"user." + std::string(name.substr(kHfsPlusPrefix.size())),
+                             std::string(value)};
+  }
+  if (name != kHfsTypeAttribute) return std::nullopt;
+  const std::optional<FinderBytes> info = ReadHfsTypeAndCreator(value, hfsCreator);
+  if (!info) return std::nullopt;
+  return PortableAttribute{"user.com.apple.FinderInfo", std::string(info->begin(), info->end())};
+}
+
 }  // namespace tessary

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 // The forms in which extended attributes hold Finder information. Malformed data is none, and so is
@@ -38,5 +39,17 @@ inline constexpr std::array<FinderInfoForm, 4> kFinderInfoForms = {{
 inline constexpr char kHfsTypeAttribute[] = "hfs.type";
 inline constexpr char kHfsCreatorAttribute[] = "hfs.creator";
 std::optional<FinderBytes> ReadHfsTypeAndCreator(std::string_view type, std::string_view creator);
+
+// An attribute under a name that any volume takes which has attributes of users.
+struct PortableAttribute {
+  std::string name;
+  std::string value;
+};
+
+// What stands elsewhere for an attribute that only the kernel's HFS+ and HFS show: "user." in place
+// of "osx.", and for the type, given the creator, the Finder information of both. None for any
+// other attribute.
+std::optional<PortableAttribute> MakePortable(std::string_view name, std::string_view value,
+                                              std::string_view hfsCreator);
 
 }  // namespace tessary

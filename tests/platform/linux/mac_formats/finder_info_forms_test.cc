@@ -64,5 +64,23 @@ TEST(FinderInfoForms, TakeInformationThatIsAllZeroForNone) {
   EXPECT_FALSE(ReadHfsTypeAndCreator(std::string(4, '\0'), std::string(4, '\0')));
 }
 
+TEST(MakePortable, NamesWhatStandsElsewhereForAnAttributeOfAMacsVolume) {
+  const auto plus = MakePortable("osx.com.apple.FinderInfo", kInfo, "");
+  ASSERT_TRUE(plus);
+  EXPECT_EQ("user.com.apple.FinderInfo", plus->name);
+  EXPECT_EQ(kInfo, plus->value);
+  const auto comment = MakePortable("osx.com.apple.metadata:kMDItemFinderComment", "list", "");
+  ASSERT_TRUE(comment);
+  EXPECT_EQ("user.com.apple.metadata:kMDItemFinderComment", comment->name);
+  const auto hfs = MakePortable("hfs.type", "TEXT", "ttxt");
+  ASSERT_TRUE(hfs);
+  EXPECT_EQ("user.com.apple.FinderInfo", hfs->name);
+  EXPECT_EQ("TEXTttxt" + std::string(24, '\0'), hfs->value);
+  EXPECT_FALSE(MakePortable("hfs.type", "TEXT", ""));
+  EXPECT_FALSE(MakePortable("hfs.creator", "ttxt", ""));
+  EXPECT_FALSE(MakePortable("user.com.apple.FinderInfo", kInfo, ""));
+  EXPECT_FALSE(MakePortable("trusted.osx.x", "y", ""));
+}
+
 }  // namespace
 }  // namespace tessary
