@@ -34,10 +34,11 @@ void MakePair(const std::string& path, const std::string& contents) {
 std::map<std::string, std::string> PairsIn(const std::string& folder) {
   std::map<std::string, std::string> pairs;
   for (const std::string& name : NamesIn(folder)) {
-    const std::string path = folder + "/" + name;
+    std::string path = folder;
+    path.append("/").append(name);
     EXPECT_EQ(std::string::npos, name.find("tessary-")) << name;
     if (name.starts_with("._")) {
-      EXPECT_TRUE(Exists(folder + "/" + name.substr(2))) << name;
+      EXPECT_TRUE(Exists(path.erase(folder.size() + 1, 2))) << name;
     } else {
       const std::string contents = ReadFile(name.ends_with(".app") ? path + "/inner" : path);
       pairs[contents] = Exists(SidecarOf(path)) ? ReadFile(SidecarOf(path)) : "none";

@@ -100,7 +100,8 @@ class RunSidecars : public ::testing::TestWithParam<Places> {
 
   // The items of a run that all kinds have a key for.
   void MakeSource(const std::string& run) const {
-    for (const std::string& name : Names()) MakePair(InSource(name), run + " " + name);
+    const std::string beginning = run + " ";
+    for (const std::string& name : Names()) MakePair(InSource(name), beginning + name);
     WriteFile(source_ + "/alone.txt", run + " alone");
   }
 
