@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "engine/classification.h"
@@ -22,7 +23,7 @@ std::unique_ptr<FSRefBlock> ListChildren(const FSRef& folder, bool* isListed) {
 
 }  // namespace
 
-std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder, bool* isListed) {
+std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder, bool* isListed) try {
   const std::unique_ptr<FSRefBlock> children = ListChildren(folder, isListed);
   if (children == nullptr) return std::nullopt;
   std::vector<FSRef> files;
@@ -32,12 +33,18 @@ std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder, bool* isL
   }
   if (files.empty()) return std::nullopt;
   return files;
+} catch (const std::bad_alloc&) {
+  if (isListed != nullptr) *isListed = false;
+  return std::nullopt;
 }
 
-std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder, bool* isListed) {
+std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder, bool* isListed) try {
   const std::unique_ptr<FSRefBlock> children = ListChildren(folder, isListed);
   if (children == nullptr || children->size() == 0) return std::nullopt;
   return std::vector<FSRef>(children->begin(), children->end());
+} catch (const std::bad_alloc&) {
+  if (isListed != nullptr) *isListed = false;
+  return std::nullopt;
 }
 
 bool IsHiddenItem(const FSRef& item) {

@@ -1,6 +1,7 @@
 #include "engine/pass.h"
 
 #include <array>
+#include <new>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -33,6 +34,12 @@ void Tell(const std::optional<ItemOutcome>& outcome, const std::string& path) {
 
 void TellOfItem(const std::optional<ItemOutcome>& outcome, const FSRef& item) {
   if (outcome) Tell(outcome, StringWithFSRef(&item).value_or(""));
+}
+
+// Without a path, which would take memory too.
+void TellOfWantOfMemory(const std::optional<ItemOutcome>& outcome) {
+  NSLog(kWantOfMemory);
+  Tell(outcome, "");
 }
 
 struct KeyFolder {
@@ -70,8 +77,10 @@ class ItemOfPass {
   ItemOfPass(const FSRef& item, const FSRef& parent, const PassRules& rules)
       : item_(item), parent_(parent), rules_(rules) {}
 
-  void File(KeyFolderTable* table) {
+  void File(KeyFolderTable* table) try {
     if (Prepare(table)) Transfer();
+  } catch (const std::bad_alloc&) {
+    TellOfWantOfMemory(rules_.onUntold);
   }
 
  private:
@@ -133,13 +142,15 @@ bool ItemOfPass::TransferToFolder(bool* wasInPlace) const {
 
 }  // namespace
 
-void RunPass(const FSRef& folder, const FSRef* destination, const PassRules& rules) {
+void RunPass(const FSRef& folder, const FSRef* destination, const PassRules& rules) try {
   KeyFolderTable table(destination != nullptr ? *destination : folder);
   bool isListed = false;
   const std::optional<std::vector<FSRef>> items = ListFolderFiles(folder, &isListed);
   if (!isListed) TellOfItem(ItemOutcome::kFolderNotListed, folder);
   if (!items) return;
   for (const FSRef& item : *items) ItemOfPass(item, folder, rules).File(&table);
+} catch (const std::bad_alloc&) {
+  TellOfWantOfMemory(ItemOutcome::kFolderNotListed);
 }
 
 Status GetOrCreateKeyFolder(const FSRef& parent, std::u16string_view name, FSRef* folder) {

@@ -12,6 +12,11 @@
 // have in common; run.h has the kinds.
 namespace tessary {
 
+// The line of the log about memory that has run out, which takes none to make. The run goes on
+// with what is left.
+inline constexpr std::string_view kWantOfMemory = "An error occurred: -108";
+static_assert(memFullErr == -108);
+
 // In what one pass differs from another.
 struct PassRules {
   // The key of an item, or none. `*isUnknown` is set to true when what the key is made of could not

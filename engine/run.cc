@@ -1,5 +1,6 @@
 #include "engine/run.h"
 
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -71,6 +72,12 @@ bool IsFolderToEnter(const FSRef& child) {
   return false;
 }
 
+// One folder that memory did not do for is left, and the run goes on.
+void TellOfWantOfMemory() {
+  NSLog(kWantOfMemory);
+  ObserveItem("", ItemOutcome::kFolderNotListed);
+}
+
 // Calls `enter` with each child of the folder that a run looks into.
 template <typename Enter>
 void EnterSubfolders(const FSRef& folder, Enter enter) {
@@ -79,18 +86,24 @@ void EnterSubfolders(const FSRef& folder, Enter enter) {
   if (!isListed) TellOfUnlisted(folder);
   if (!children) return;
   for (const FSRef& child : *children) {
-    if (IsFolderToEnter(child)) enter(child);
+    try {
+      if (IsFolderToEnter(child)) enter(child);
+    } catch (const std::bad_alloc&) {
+      TellOfWantOfMemory();
+    }
   }
 }
 
 }  // namespace
 
-void AggregateFolder(const FSRef& source, const FSRef& destination) {
+void AggregateFolder(const FSRef& source, const FSRef& destination) try {
   if (const std::optional<std::u16string> name = GetItemNameString(source)) {
     NSLog("Aggregating folder " + Utf8FromUtf16(*name));
   }
   const NSAutoreleasePool pool;
   WalkFolder(source, destination);
+} catch (const std::bad_alloc&) {
+  TellOfWantOfMemory();
 }
 
 void WalkFolder(const FSRef& folder, const FSRef& destination) {

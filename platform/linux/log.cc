@@ -130,7 +130,7 @@ void AppendProgram(LogState* state) {
 
 }  // namespace
 
-void NSLog(std::string_view message) {
+void NSLog(std::string_view message) try {
   LogState& state = State();
   state.line.clear();
   AppendTime(&state);
@@ -140,6 +140,8 @@ void NSLog(std::string_view message) {
   if (state.hooks.before) state.hooks.before();
   WriteToStandardError(state.line);
   if (state.hooks.after) state.hooks.after();
+} catch (const std::bad_alloc&) {
+  WriteToStandardError("a line of the log is lost, for want of memory\n");
 }
 
 void SetLogLineHooks(LogLineHooks hooks) { State().hooks = std::move(hooks); }

@@ -1,5 +1,6 @@
 #include "programs/cli/aggregate_command.h"
 
+#include <new>
 #include <optional>
 #include <set>
 #include <string>
@@ -52,10 +53,11 @@ class Run {
   std::optional<std::string> AnswerPanel() {
     std::string path;
     if (!FindDestination(destination_, &path, &problem_)) return std::nullopt;
+    hasBegun_ = true;
     return path;
   }
 
-  void Observe(const std::string& path, ItemOutcome outcome) {
+  void Observe(const std::string& path, ItemOutcome outcome) try {
     tally_.Count(path, outcome);
     if (outcome == ItemOutcome::kFolderNotListed) {
       notListed_.insert(path);
@@ -65,7 +67,11 @@ class Run {
       if (outcome == ItemOutcome::kFiled) untold_.erase(path);
       terminal_->CountItem();
     }
+  } catch (const std::bad_alloc&) {
+    isShortOfMemory_ = true;
   }
+
+  ExitStatus Conclude(double seconds) const;
 
   std::string DescribeRefusal() const;
   void PrintUntold() const;
@@ -78,9 +84,11 @@ class Run {
   // Of which the log says nothing; one that has no path is the empty one.
   std::set<std::string> notListed_;  // folders
   std::set<std::string> untold_;     // items
+  bool hasBegun_ = false;            // as far as the destination is known
+  bool isShortOfMemory_ = false;     // so that not all that was told could be kept
 };
 
-ExitStatus Run::Perform(const std::string& source) {
+ExitStatus Run::Perform(const std::string& source) try {
   InstallPendingSourcesTimer(source);
   // A terminal's forms can always be opened, and a run that did not take place is told of below.
   (void)RunApplication();
@@ -89,9 +97,19 @@ ExitStatus Run::Perform(const std::string& source) {
     PrintProblem(DescribeRefusal());
     return ExitStatus::kNoRun;
   }
+  return Conclude(*seconds);
+} catch (const std::bad_alloc&) {
+  PrintWantOfMemory();
+  return hasBegun_ ? ExitStatus::kSomeFailed : ExitStatus::kNoRun;
+}
+
+// Tells how the run went.
+ExitStatus Run::Conclude(double seconds) const {
   PrintUntold();
-  PrintSummary(*seconds);
-  return tally_.failed() == 0 ? ExitStatus::kAllFiled : ExitStatus::kSomeFailed;
+  if (isShortOfMemory_) PrintProblem("there was not enough memory to keep count of everything");
+  PrintSummary(seconds);
+  const bool isAllFiled = tally_.failed() == 0 && !isShortOfMemory_;
+  return isAllFiled ? ExitStatus::kAllFiled : ExitStatus::kSomeFailed;
 }
 
 // The shell passes over what went away since it was found usable without a word.

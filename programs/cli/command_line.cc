@@ -1,5 +1,6 @@
 #include "programs/cli/command_line.h"
 
+#include <new>
 #include <variant>
 
 #include "programs/cli/aggregate_command.h"
@@ -33,7 +34,7 @@ struct Dispatch {
 
 }  // namespace
 
-int RunCommandLine(const std::vector<std::string>& arguments, TerminalWindowSystem* terminal) {
+int RunCommandLine(const std::vector<std::string>& arguments, TerminalWindowSystem* terminal) try {
   Options options;
   std::string problem;
   if (!ParseOptions(arguments, &options, &problem)) {
@@ -41,6 +42,10 @@ int RunCommandLine(const std::vector<std::string>& arguments, TerminalWindowSyst
     return static_cast<int>(ExitStatus::kBadUsage);
   }
   return static_cast<int>(std::visit(Dispatch{.terminal = terminal}, options));
+} catch (const std::bad_alloc&) {
+  // A run tells of it by itself, so that none has taken place.
+  PrintWantOfMemory();
+  return static_cast<int>(ExitStatus::kNoRun);
 }
 
 }  // namespace tessary

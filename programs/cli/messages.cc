@@ -11,6 +11,8 @@ void PrintProblem(std::string_view sentence) {
   (void)std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
+void PrintWantOfMemory() { (void)std::fputs("tessary-cli: there is not enough memory\n", stderr); }
+
 bool WriteOutput(std::string_view text) {
   const bool wasTaken = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
   // What the buffer took is told to be lost, if at all, when it is flushed.

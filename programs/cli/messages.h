@@ -13,6 +13,9 @@ namespace tessary {
 // escapes. A failure to write is not reported: there is nowhere to report it.
 void PrintProblem(std::string_view sentence);
 
+// Says so on standard error, for which it takes none.
+void PrintWantOfMemory();
+
 // Writes the text to standard output, whole. False where it could not be written.
 bool WriteOutput(std::string_view text);
 

@@ -8,13 +8,14 @@
 
 namespace {
 
-// How many allocations of this thread succeed before one fails; none fails while it is negative.
-thread_local int gLeft = -1;
+thread_local uint64_t gAllocations = 0;
+thread_local uint64_t gFirst = 0;
+thread_local uint64_t gCount = 0;
 
-// True for the one that is to fail.
+// True for one that is to fail.
 bool IsRefused() {
-  if (gLeft < 0) return false;
-  return gLeft-- == 0;
+  const uint64_t at = ++gAllocations;
+  return at >= gFirst && at - gFirst < gCount;
 }
 
 }  // namespace
@@ -32,11 +33,20 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(me
 
 namespace tessary::testing {
 
+void RefuseAllocations(uint64_t first, uint64_t count) {
+  gAllocations = 0;
+  gFirst = first;
+  gCount = count;
+}
+
+uint64_t CountAllocations() { return gAllocations; }
+
 Status CallWithoutMemory(int allocation, const std::function<Status()>& body, bool* wasRefused) {
-  gLeft = allocation;
+  const auto first = static_cast<uint64_t>(allocation) + 1;
+  RefuseAllocations(first, 1);
   const Status status = body();
-  *wasRefused = gLeft < 0;
-  gLeft = -1;
+  *wasRefused = CountAllocations() >= first;
+  RefuseAllocations(0, 0);
   return status;
 }
 

@@ -1,10 +1,18 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 
 #include "platform/managers/status.h"
 
 namespace tessary::testing {
+
+// Has this thread's allocations of memory fail: `count` of them from number `first` on, both
+// counted from 1 and from here on. With a count of 0 none fails.
+void RefuseAllocations(uint64_t first, uint64_t count);
+
+// How many allocations this thread has asked for since.
+uint64_t CountAllocations();
 
 // Calls `body`, and has the allocation of memory of that number fail in it, counted from 0.
 // `*wasRefused` is set to whether it asked for that many.

@@ -170,8 +170,10 @@ Status FolderTable::OpenFrom(int above, const char* path, uint32_t number, Folde
   struct statx info = {};
   if (statx(opened.get(), "", AT_EMPTY_PATH, kIdentityMask, &info) != 0) return LastError();
   if (!Identity::Of(info).Matches(folder.self.GetIdentity())) return fnfErr;
-  folder.descriptor = std::make_shared<const UniqueFd>(std::move(opened));
+  FolderHandle held = std::make_shared<const UniqueFd>(std::move(opened));
   openFolders_.push_front(number);
+  // From here on nothing can fail, so that what is in use is open and what is open in use.
+  folder.descriptor = std::move(held);
   folder.use = openFolders_.begin();
   *handle = folder.descriptor;
   return noErr;

@@ -146,10 +146,12 @@ HiddenItem HiddenItem::Published(int folder, const char* name, UniqueFd opened) 
 }
 
 Status HiddenItem::Publish(const char* name) {
+  // Once it has the name, nothing may keep that from being known.
+  std::string published = name;
   const Status status = hiddenName_.empty()
                             ? LinkOpenFile(fd(), folder_, name)
                             : RenameWithoutReplacing(folder_, hiddenName_.c_str(), folder_, name);
-  if (status == noErr) publishedName_ = name;
+  if (status == noErr) publishedName_ = std::move(published);
   return status;
 }
 

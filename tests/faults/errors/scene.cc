@@ -167,7 +167,8 @@ const std::vector<Scene>& Scenes() {
 
 RunResult RunHampered(const std::vector<std::string>& arguments, const std::string& config,
                       const std::vector<int>& numbers,
-                      const std::function<int(const SupervisedCall&)>& decide) {
+                      const std::function<int(const SupervisedCall&)>& decide,
+                      const std::function<void()>& before, const std::function<void()>& after) {
   RunResult result;
   // The child is born with what this process has open, less the descriptors of the supervision.
   const std::vector<std::string> openBefore = OpenFiles();
@@ -178,7 +179,10 @@ RunResult RunHampered(const std::vector<std::string>& arguments, const std::stri
         setenv("XDG_CONFIG_HOME", config.c_str(), 1);
         setenv("XDG_DATA_HOME", config.c_str(), 1);
         setenv("XDG_DATA_DIRS", config.c_str(), 1);
-        return RunProgram(arguments);
+        before();
+        const int status = RunProgram(arguments);
+        after();
+        return status;
       },
       [&openBefore](int status) { return LookForLeaks(openBefore, status); }, kRunSeconds,
       &result.output);
@@ -229,13 +233,23 @@ void Stage::Fill() const {
   WriteFile(*config_ / "mime/globs2", "50:text/plain:*.txt\n50:application/octet-stream:*.bin\n");
 }
 
-RunResult Stage::Run(const std::vector<int>& numbers,
-                     const std::function<int(const SupervisedCall&)>& decide) const {
+std::vector<std::string> Stage::Arguments() const {
   std::vector<std::string> arguments = {"aggregate", "--recurse"};
   arguments.insert(arguments.end(), scene_.options.begin(), scene_.options.end());
   arguments.push_back(Source());
   arguments.push_back(Destination());
-  return RunHampered(arguments, config_->path(), numbers, decide);
+  return arguments;
+}
+
+RunResult Stage::Run(const std::vector<int>& numbers,
+                     const std::function<int(const SupervisedCall&)>& decide) const {
+  return RunHampered(Arguments(), config_->path(), numbers, decide);
+}
+
+RunResult Stage::RunAround(const std::function<void()>& before,
+                           const std::function<void()>& after) const {
+  return RunHampered(
+      Arguments(), config_->path(), {}, [](const SupervisedCall&) { return 0; }, before, after);
 }
 
 // By a line about it, or about the folder that it lies in, or about the whole run.
@@ -244,6 +258,12 @@ bool Stage::IsToldOf(const FoundItem& item, const RunResult& result) const {
   const std::string name = NameOfPath(item.path);
   const std::string plain = name.substr(0, name.find('\xe9'));
   if (result.output.find("/" + plain) != std::string::npos) return true;
+  // Where memory has run out there is none for names either.
+  for (const std::string line :
+       {"An error occurred: -108", "tessary-cli: there is not enough memory",
+        "tessary-cli: there was not enough memory"}) {
+    if (result.output.find(line) != std::string::npos) return true;
+  }
   // One that cannot even be asked for its path.
   if (result.output.find("tessary-cli: an item was left") != std::string::npos) return true;
   if (result.output.find("tessary-cli: a folder could not be listed") != std::string::npos) {

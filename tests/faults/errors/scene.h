@@ -41,9 +41,11 @@ struct RunResult {
 
 // Runs the program in a child process with these arguments, which asks about the calls of those
 // numbers, and with a configuration of its own in the folder `config`.
-RunResult RunHampered(const std::vector<std::string>& arguments, const std::string& config,
-                      const std::vector<int>& numbers,
-                      const std::function<int(const SupervisedCall&)>& decide);
+// `before` and `after` are called there around the run.
+RunResult RunHampered(
+    const std::vector<std::string>& arguments, const std::string& config,
+    const std::vector<int>& numbers, const std::function<int(const SupervisedCall&)>& decide,
+    const std::function<void()>& before = [] {}, const std::function<void()>& after = [] {});
 
 // The same with nothing refused.
 RunResult RunFreely(const std::vector<std::string>& arguments, const std::string& config);
@@ -62,6 +64,10 @@ class Stage {
   RunResult Run(const std::vector<int>& numbers,
                 const std::function<int(const SupervisedCall&)>& decide) const;
 
+  // Runs it with nothing refused by the system, and calls the two in the child around the run.
+  RunResult RunAround(const std::function<void()>& before,
+                      const std::function<void()>& after) const;
+
   // How the disk now differs from what the promise allows; nothing where all is well.
   // `hasFailedOnce` when a single call was refused, so that everything else worked and a moved item
   // may be in one place only.
@@ -77,6 +83,7 @@ class Stage {
   // A comment that could not be read is no copied item's fault; what becomes of comments where
   // nothing fails is tested elsewhere.
   InventoryRules Rules() const { return {.leavesComments = !scene_.isMove}; }
+  std::vector<std::string> Arguments() const;
   void Fill() const;
   void FillAgain() const;
   static size_t TakeFiled(const FoundItem& item, std::vector<FoundItem>* inDestination);
