@@ -186,8 +186,9 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   if (target == nullptr) return paramErr;
   Place from;
   Target to;
+  struct statx info = {};
   const Reference reference = ReferenceOf(source);
-  Status status = Catalog::Get().Find(reference, &from);
+  Status status = Catalog::Get().Ask(reference, 0, &info, &from);
   if (status != noErr) return status;
   if (reference.parent == 0) return paramErr;
   status = FindTarget(folder, newName, from.name, &to);
@@ -197,8 +198,9 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   if (status != noErr) return status;
   if (pair && !Identity::Of(pair->item).Matches(reference.GetIdentity())) return fnfErr;
   // The copy looks whether the source is still the object that it was.
-  status = pair ? TransferPair(*pair, to, CopyPair)
-                : CopyItem(CopySourceOf(source, from), CopyTargetOf(to));
+  CopySource copySource = CopySourceOf(source, from);
+  copySource.seen = info;
+  status = pair ? TransferPair(*pair, to, CopyPair) : CopyItem(copySource, CopyTargetOf(to));
   return status == noErr ? MakeTargetRef(to, target) : status;
 }
 

@@ -20,8 +20,9 @@ struct CopiedItem {
 // noErr when the name can be that of an item, else bdNamErr.
 Status CheckItemName(const std::string& name);
 
-// Finds the object and whether it is still the one meant. noErr, fnfErr, paramErr (it is no file,
-// folder or link), else what the file system reports. `*info` is written on success only.
+// Finds the object and whether it is still the one meant, or was when it was seen. noErr, fnfErr,
+// paramErr (it is no file, folder or link), else what the file system reports. `*info` is written
+// on success only.
 Status FindSource(const CopySource& source, struct statx* info);
 
 // Copies the item in the role kCopiedItem or kMovedItem and publishes it. The statuses are those of

@@ -38,7 +38,9 @@ Status CheckItemName(const std::string& name) {
 Status FindSource(const CopySource& source, struct statx* info) {
   struct statx found = {};
   if (const Status status = CheckItemName(source.name)) return status;
-  if (const Status status = ReadObjectInfo(source.folder, source.name.c_str(), &found)) {
+  if (source.seen && S_ISREG(source.seen->stx_mode)) {
+    found = *source.seen;
+  } else if (const Status status = ReadObjectInfo(source.folder, source.name.c_str(), &found)) {
     return status;
   }
   if (!Identity::Of(found).Matches(source.identity)) return fnfErr;

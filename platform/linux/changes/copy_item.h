@@ -1,5 +1,8 @@
 #pragma once
 
+#include <sys/stat.h>
+
+#include <optional>
 #include <string>
 
 #include "platform/linux/catalog/reference.h"
@@ -14,6 +17,9 @@ struct CopySource {
   std::string name;
   Identity identity;
   std::string aside = {};
+  // What it was found to be a moment ago. A file is then opened at once, which shows whether it
+  // still is; anything else is looked at again, as it might not bear to be opened.
+  std::optional<struct statx> seen = {};
 };
 
 // Where the copy goes: a name in a folder held by descriptor, and that folder's identity.
