@@ -240,6 +240,8 @@ void FolderTable::ReleaseTo(size_t mark) {
     }
     folders_.pop_back();
   }
+  // What a run has listed may look different in the next one.
+  for (const auto& folder : folders_) folder->isListed = false;
 }
 
 }  // namespace tessary

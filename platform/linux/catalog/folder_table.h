@@ -86,7 +86,7 @@ class FolderTable {
   // True when such a name has been seen in any folder that is interned.
   bool HasAnySidecars() const { return foldersWithSidecars_ > 0; }
 
-  // Keeps in mind that the folder has been listed to its end.
+  // Keeps in mind, until anything is released, that the folder has been listed to its end.
   void NoteListed(uint32_t number);
   bool IsListed(uint32_t number) const;
 

@@ -314,6 +314,19 @@ TEST_P(PairDeletion, TakesTheSidecarOfAFolderThatNobodyHasListed) {
   EXPECT_EQ(Names(), NamesIn(folder_.path()));
 }
 
+TEST_P(PairDeletion, TakesASidecarThatHasComeSinceTheLastRun) {
+  WriteFile(folder_ / "a", "item");
+  const FSRef outlivesTheRun = RefAt(folder_ / "a");
+  {
+    const NSAutoreleasePool run;
+    List(folder_.path());
+  }
+  WriteFile(folder_ / "._a", "sidecar");
+  EXPECT_EQ(0, Run("a"));
+  EXPECT_EQ(Names(), NamesIn(folder_.path()));
+  EXPECT_FALSE(FSIsFSRefValid(outlivesTheRun));
+}
+
 TEST_P(PairDeletion, KeepsBothWhereOneCannotGo) {
   for (const std::string fixed : {"._a", "a"}) {
     WriteFile(folder_ / "a", "item");
