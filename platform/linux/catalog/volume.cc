@@ -108,8 +108,14 @@ bool SyncsNamesWithFile(uint32_t magic, uint32_t device) {
 
 Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string& path) {
   const auto magic = static_cast<uint32_t>(info.f_type);
-  return {HasTrueEntries(magic), HasWindowsNames(magic, device), HasNtfsDates(magic, path),
-          magic == kCifsMagic || magic == kSmb2Magic, SyncsNamesWithFile(magic, device)};
+  // The same ones know everything about a file while it is open.
+  const bool isLocal = HasTrueEntries(magic);
+  return {isLocal,
+          HasWindowsNames(magic, device),
+          HasNtfsDates(magic, path),
+          magic == kCifsMagic || magic == kSmb2Magic,
+          isLocal,
+          SyncsNamesWithFile(magic, device)};
 }
 
 // Those that were asked, for as long as the process runs.

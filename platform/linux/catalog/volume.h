@@ -15,6 +15,8 @@ struct Volume {
   // The driver answers for the attributes of mac_formats/date_forms.h that it does not list.
   bool hasNtfsDates = false;
   bool hasCifsDates = false;
+  // Writing cannot fail as late as when the file is closed, as it can on what is driven elsewhere.
+  bool isWrittenAtOnce = false;
   // Syncing a file makes the names durable that it has got by then, too.
   bool syncsNamesWithFile = false;
 };

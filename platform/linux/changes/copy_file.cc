@@ -1,9 +1,11 @@
 #include "platform/linux/changes/copy_file.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 
+#include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/contents.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/errors.h"
@@ -17,6 +19,14 @@ enum class Birth { kWithoutName, kUnderHiddenName };
 Status MakeFile(Birth birth, int folder, const struct statx& source, HiddenItem* item) {
   return birth == Birth::kWithoutName ? HiddenItem::MakeUnnamedFile(folder, source.stx_mode, item)
                                       : HiddenItem::MakeHiddenFile(folder, item);
+}
+
+// Has a volume say what it would otherwise say only when the file is closed, too late to be heard:
+// that there was no room for what it took, say. Closing any descriptor of the file asks for it.
+Status TellOfClosing(int file) {
+  const int again = fcntl(file, F_DUPFD_CLOEXEC, 0);
+  if (again < 0) return LastError();
+  return close(again) == 0 || errno == EINTR ? noErr : LastError();
 }
 
 // Has the contents written before the name is given, so that no crash leaves the name with nothing
@@ -73,6 +83,9 @@ Status FillFile(int from, int to, CopyRole role, struct statx* info, bool* hasCh
   if (const Status status = ReadObjectInfo(to, "", &made)) return status;
   if (const Status status = CopyContents(from, *info, to, made)) return status;
   if (const Status status = CopyMetadata(from, *info, to, made, role, isAnyDropped)) return status;
+  if (!VolumeOf(Identity::Of(made).device, to).isWrittenAtOnce) {
+    if (const Status status = TellOfClosing(to)) return status;
+  }
   if (const Status status = ReadObjectInfo(from, "", &after)) return status;
   *hasChanged = !IsUnchanged(*info, after);
   if (!*hasChanged) return noErr;

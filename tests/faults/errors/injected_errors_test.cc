@@ -15,6 +15,8 @@
 #include "tests/faults/errors/scene.h"
 #include "tests/support/soak.h"
 #include "tests/support/supervised_calls.h"
+#include "tests/support/temporary_folder.h"
+#include "tests/support/volumes.h"
 
 namespace tessary {
 namespace {
@@ -186,6 +188,25 @@ TEST(InjectedErrors, LoseNothingAndAreToldOf) {
       count.AddViolation(harm.kind, Describe(refusal) + "\n" + harm.details + "\n" + output + "\n" +
                                         rounds.Describe());
     }
+  }
+}
+
+TEST(InjectedErrors, OfClosingAreHeardWhereTheyTellOfTheContents) {
+  const testing::ScratchVolume volume(testing::VolumeKind::kBindfs);
+  if (!volume.IsThere()) GTEST_SKIP() << volume.WhyNot();
+  const testing::TemporaryFolder ground;
+  testing::WriteFile(ground / "source/a.txt", "a");
+  testing::WriteFile(ground / "source/Thing.app/Contents/b", "b");
+  testing::MakeFolder(volume / "there");
+  for (const std::string operation : {"--copy", "--move"}) {
+    const std::vector<std::string> arguments = {"aggregate", "--kind",          "extension",
+                                                operation,   ground / "source", volume / "there"};
+    const RunResult result = testing::RunHampered(arguments, ground / "config", {SYS_close},
+                                                  [](const SupervisedCall&) { return ENOSPC; });
+    EXPECT_EQ(3, result.end.exitStatus) << result.output;
+    EXPECT_EQ(std::vector<int>({dskFulErr, dskFulErr}), LoggedStatuses(result.output));
+    EXPECT_TRUE(testing::FilesBelow(volume / "there").empty());
+    EXPECT_EQ(2U, testing::FilesBelow(ground / "source").size());
   }
 }
 
