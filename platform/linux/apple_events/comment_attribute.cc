@@ -138,7 +138,10 @@ Status UpdateSidecar(const Place& place, const std::u16string& comment, bool* is
   const auto replaced = data ? ReplaceAppleDoubleComment(data->bytes, comment) : std::nullopt;
   if (!replaced) return noErr;
   *isAny = true;
-  return RewriteSidecar(*sidecar, *data, *replaced);
+  const Status status = RewriteSidecar(*sidecar, *data, *replaced);
+  if (status != afpAccessDenied) return status;
+  const WritePermission permission(*sidecar);
+  return permission.IsGiven() ? RewriteSidecar(*sidecar, *data, *replaced) : status;
 }
 
 }  // namespace

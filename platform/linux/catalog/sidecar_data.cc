@@ -17,7 +17,14 @@ namespace {
 // A Mac keeps the tables of a sidecar within this.
 constexpr size_t kBeginningSize = 65'536;
 
-// What may wait for somebody is not waited for, and then found to be no file.
+// Only files are opened: what may wait for somebody, or set off something, is no sidecar. One that
+// takes a file's place at this moment is not waited for.
+bool IsFile(const Place& place) {
+  struct stat info = {};
+  return fstatat(place.descriptor(), place.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+         S_ISREG(info.st_mode);
+}
+
 constexpr int kOpenFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 
 std::optional<SidecarData> ReadBeginning(int file) {
@@ -40,6 +47,7 @@ std::optional<Place> SidecarPlaceOf(const Place& place) {
 }
 
 std::optional<SidecarData> ReadSidecar(const Place& sidecar) {
+  if (!IsFile(sidecar)) return std::nullopt;
   const UniqueFd file = OpenQuietly(sidecar.descriptor(), sidecar.name.c_str(), kOpenFlags);
   return file ? ReadBeginning(file.get()) : std::nullopt;
 }
@@ -51,6 +59,7 @@ Status RewriteSidecar(const Place& sidecar, const SidecarData& before, const std
   while (before.bytes[end - 1] == after[end - 1]) --end;
   const auto begin = static_cast<size_t>(changed - after.begin());
 
+  if (!IsFile(sidecar)) return fnfErr;
   const UniqueFd file(
       openat(sidecar.descriptor(), sidecar.name.c_str(), O_RDWR | O_CLOEXEC | kOpenFlags));
   if (!file) return LastError();

@@ -150,10 +150,17 @@ TEST_F(MacComments, OfAWriteProtectedFileAreWrittenForItsOwner) {
     ASSERT_EQ(0, chown(path_.c_str(), 65534, 65534));
   }
   ASSERT_EQ(0, chmod(path_.c_str(), 0444));
+  WriteFile(sidecar_, SidecarWith(FromHex(testing::kPropertyUtf16)));
+  if (geteuid() == 0) {
+    ASSERT_EQ(0, chown(sidecar_.c_str(), 65534, 65534));
+  }
+  ASSERT_EQ(0, chmod(sidecar_.c_str(), 0400));
   EXPECT_TRUE(
       testing::RunAsOrdinaryUser([&] { EXPECT_EQ(noErr, WriteComment(ThePlace(), "new")); }));
   EXPECT_EQ("new", MacSees(kUserProperty));
   EXPECT_EQ(0444U, testing::InfoAt(path_).st_mode & 07777);
+  EXPECT_EQ(u"new", ReadAppleDoubleComment(ReadFile(sidecar_)));
+  EXPECT_EQ(0400U, testing::InfoAt(sidecar_).st_mode & 07777);
 }
 
 TEST_F(MacComments, InASidecarAreEnoughOnAVolumeWithoutAttributes) {
