@@ -107,6 +107,10 @@ bool FSMayBeFolder(const FSRef& ref);
 // True when `ref` designates an existing object that is still the one it was made of.
 bool FSIsFSRefValid(const FSRef& ref);
 
+// True when `ref` is that of a "._" file that is gone from where it was, and the item that it
+// belongs to is, too: it has gone where the item went, and nothing is amiss with it.
+bool FSHasGoneWithItem(const FSRef& ref);
+
 // noErr exactly when both designate the same object, however they were reached; otherwise
 // errFSRefsDifferent (also where either is the all-zero reference).
 Status FSCompareFSRefs(const FSRef& first, const FSRef& second);

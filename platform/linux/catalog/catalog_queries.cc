@@ -1,4 +1,7 @@
+#include <fcntl.h>
+
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -8,6 +11,7 @@
 #include "platform/linux/catalog/finder_info.h"
 #include "platform/linux/catalog/names.h"
 #include "platform/linux/catalog/sidecars.h"
+#include "platform/linux/mac_formats/apple_double.h"
 #include "platform/managers/file_manager.h"
 
 namespace tessary {
@@ -81,6 +85,19 @@ bool FSMayBeFolder(const FSRef& ref) {
 bool FSIsFSRefValid(const FSRef& ref) {
   struct statx info = {};
   return Catalog::Get().Ask(ReferenceOf(ref), 0, &info, nullptr) == noErr;
+}
+
+bool FSHasGoneWithItem(const FSRef& ref) {
+  constexpr size_t kPrefixSize = 2;
+  Place place;
+  if (Catalog::Get().Find(ReferenceOf(ref), &place) != noErr) return false;
+  if (!IsSidecarName(place.name)) return false;
+  const auto isGone = [&place](const std::string& name) {
+    struct statx info = {};
+    return statx(place.descriptor(), name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &info) != 0 &&
+           errno == ENOENT;
+  };
+  return isGone(place.name) && isGone(place.name.substr(kPrefixSize));
 }
 
 Status FSCompareFSRefs(const FSRef& first, const FSRef& second) {

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <functional>
@@ -169,6 +170,27 @@ TEST(Sidecars, ThatAreNoneTellNothing) {
   }
   EXPECT_EQ(kText, InfoOf(folder / "big").fileType);
   EXPECT_EQ(0U, InfoOf(folder / "fifo").fileType);
+}
+
+TEST(FSHasGoneWithItem, IsTrueOfASidecarWhoseItemIsGoneToo) {
+  const TemporaryFolder folder;
+  for (const std::string name : {"both", "alone", "stays", "._.plain"}) {
+    WriteFile(folder / name);
+    WriteFile(folder / ("._" + name));
+  }
+  WriteFile(folder / "other");
+  const FSRef both = RefAt(folder / "._both");
+  const FSRef alone = RefAt(folder / "._alone");
+  const FSRef stays = RefAt(folder / "._stays");
+  const FSRef other = RefAt(folder / "other");
+  for (const std::string name : {"both", "._both", "._alone", "stays", "other"}) {
+    ASSERT_EQ(0, unlink((folder / name).c_str()));
+  }
+  EXPECT_TRUE(FSHasGoneWithItem(both));
+  EXPECT_FALSE(FSHasGoneWithItem(alone)) << "the item is there";
+  EXPECT_FALSE(FSHasGoneWithItem(stays)) << "it is there itself";
+  EXPECT_FALSE(FSHasGoneWithItem(other)) << "no sidecar";
+  EXPECT_FALSE(FSHasGoneWithItem(FSRef{}));
 }
 
 struct statx StatusOf(const std::string& path) {
