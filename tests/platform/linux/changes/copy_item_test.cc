@@ -71,6 +71,8 @@ const std::vector<Way>& Ways() {
       {"WithoutCopyingInTheKernel",
        true,
        {{SYS_copy_file_range, EXDEV, 0, 0}, {SYS_ioctl, EOPNOTSUPP, 0, 0}}},
+      // The argument is where to look from, and the bit is in "data" and not in "end".
+      {"WithoutWordOfHoles", false, {{SYS_lseek, EINVAL, 2, 1}, {SYS_ioctl, EOPNOTSUPP, 0, 0}}},
       {"WithoutLocks", false, {{SYS_flock, ENOLCK, 0, 0}, {SYS_linkat, EPERM, 0, 0}}},
   };
   return gWays;
@@ -241,6 +243,20 @@ TEST_P(Copying, SweepsWhatOthersLeftHalfDone) {
   if (GetParam().name != std::string("WithoutLocks")) {
     EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(to_.path()));
   }
+}
+
+TEST(CopyItem, GivesALinkNoDatesWhereTheyWouldGoToItsTarget) {
+  const TemporaryFolder folder;
+  MakeLink("nowhere", folder / "link");
+  testing::SetModificationDate(folder / "link", 1236164645);
+  MakeFolder(folder / "to");
+  // What a volume says that follows the link to set them.
+  EXPECT_TRUE(RunWithoutCalls({{SYS_utimensat, ENOENT, 0, 0}}, [&] {
+    EXPECT_EQ(noErr, CopyAt(folder / "link", folder / "to/link"));
+  }));
+  EXPECT_TRUE(S_ISLNK(InfoAt(folder / "to/link").st_mode));
+  EXPECT_NE(1236164645, InfoAt(folder / "to/link").st_mtim.tv_sec);
+  EXPECT_EQ(std::vector<std::string>{"link"}, NamesIn(folder / "to"));
 }
 
 TEST(CopyItem, RefusesAnObjectThatIsNotTheOneMeant) {
