@@ -8,12 +8,14 @@
 
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/copied_item.h"
+#include "platform/linux/changes/copy_file.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/deletable.h"
 #include "platform/linux/changes/delete_tree.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/removal.h"
 #include "platform/linux/changes/sweep.h"
+#include "platform/linux/changes/writers.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/quiet_open.h"
 #include "platform/managers/log.h"
@@ -52,19 +54,45 @@ bool IsGone(const CopySource& source) {
   return ReadObjectInfo(source.folder, source.name.c_str(), &info) == fnfErr;
 }
 
-Status DeleteFile(const CopySource& source, CopiedItem* copied) {
+// Opens the file that is to be moved, to keep an eye on it. fBsyErr where another program has it
+// open for writing: what that wrote after the copy was made would be lost. `*opened` stays closed
+// for what is no file.
+Status OpenWithoutWriters(const CopySource& source, struct statx info, UniqueFd* opened) {
+  if (!S_ISREG(info.stx_mode)) return noErr;
+  const Status status = OpenSourceFile(source.folder, source.name.c_str(), &info, opened);
+  if (status != noErr) return status;
+  const Status kept = KeepWritersOut(opened->get());
+  // Nobody waits for as long as a copy takes.
+  if (kept == noErr) LetWritersIn(opened->get());
+  return kept == fBsyErr ? fBsyErr : noErr;
+}
+
+// The last look at the file open as `original`, which nobody finds by its name any more.
+bool IsWhatWasCopied(const CopiedItem& copied, int original, const struct statx& aside) {
+  if (!IsUnchangedButForName(copied.source, aside)) return false;
+  if (!S_ISREG(aside.stx_mode)) return true;
+  const Status kept = KeepWritersOut(original);
+  if (kept != noErr) return kept == paramErr;
+  // Until just now somebody could still write.
+  struct statx last = {};
+  return ReadObjectInfo(original, "", &last) == noErr &&
+         IsUnchangedButForName(copied.source, last) && DoesNoWriterWait(original);
+}
+
+Status DeleteFile(const CopySource& source, int original, CopiedItem* copied) {
   struct statx info = {};
   Status status = ReadObjectInfo(source.folder, source.name.c_str(), &info);
   if (status != noErr) return status;
   if (!IsUnchanged(copied->source, info)) return fBsyErr;
   bool isDisplaced = false;
   const char* name = source.name.c_str();
-  const IsMeant isMeant = [copied](const struct statx& aside) {
-    return IsUnchangedButForName(copied->source, aside);
+  const IsMeant isMeant = [copied, original](const struct statx& aside) {
+    return IsWhatWasCopied(*copied, original, aside);
   };
   status = source.aside.empty()
                ? RemoveIfMeant(source.folder, name, isMeant, &isDisplaced)
                : RemoveByWayOf(source.folder, name, source.aside, isMeant, &isDisplaced);
+  LetWritersIn(original);
   // An original that lost its place to another object is no reason to take its copy away.
   if (status == noErr || isDisplaced) copied->item.Keep();
   return status;
@@ -121,6 +149,9 @@ Status Move(const CopySource& source, const CopyTarget& target) {
   struct statx folder = {};
   status = ReadObjectInfo(source.folder, "", &folder);
   if (status != noErr) return status;
+  UniqueFd original;
+  status = OpenWithoutWriters(source, info, &original);
+  if (status != noErr) return status;
   SweepFolderOnce(source.folder, Identity::Of(folder));
   CopiedItem copied;
   status = PublishCopy(source, target, CopyRole::kMovedItem, &copied);
@@ -129,7 +160,8 @@ Status Move(const CopySource& source, const CopyTarget& target) {
   if (status != noErr) return status;
   // Somebody may have deleted the copy already; then the original is the only one.
   if (!copied.item.IsStillNamed()) return fnfErr;
-  status = S_ISDIR(info.stx_mode) ? DeleteFolder(source, &copied) : DeleteFile(source, &copied);
+  status = S_ISDIR(info.stx_mode) ? DeleteFolder(source, &copied)
+                                  : DeleteFile(source, original.get(), &copied);
   if (status == fnfErr && IsGone(source)) {
     copied.item.Keep();
     status = noErr;

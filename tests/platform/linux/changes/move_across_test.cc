@@ -102,6 +102,13 @@ class MovingAcross : public ::testing::TestWithParam<bool> {
     EXPECT_TRUE(NamesIn(to_.path()).empty());
   }
 
+  // A program that has the file open for writing, and does not mind its names.
+  UniqueFd OpenForWriting(const std::string& name) {
+    UniqueFd file(open((from_ / name).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    EXPECT_TRUE(file);
+    return file;
+  }
+
   TemporaryFolder disk_;
   TemporaryFolder memory_{"/dev/shm"};
   TemporaryFolder& from_;
@@ -112,6 +119,41 @@ class MovingAcross : public ::testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(Directions, MovingAcross, ::testing::Bool(), [](const auto& row) {
   return std::string(row.param ? "ToMemory" : "FromMemory");
 });
+
+TEST_P(MovingAcross, LeavesAFileThatAnotherProgramIsWriting) {
+  WriteFile(from_ / "file", "begun");
+  {
+    const UniqueFd writer = OpenForWriting("file");
+    EXPECT_EQ(fBsyErr, Move("file"));
+    EXPECT_EQ(5, write(writer.get(), ", and", 5));
+  }
+  EXPECT_EQ("begun, and", ReadFile(from_ / "file"));
+  EXPECT_TRUE(NamesIn(to_.path()).empty());
+  EXPECT_EQ(noErr, Move("file"));
+  EXPECT_EQ("begun, and", ReadFile(to_ / "file"));
+}
+
+TEST_P(MovingAcross, LeavesAFileThatAProgramBeginsToWriteWhenItIsCopied) {
+  WriteFile(from_ / "file", "begun");
+  // Open already, so that the move leaves no more open than there were.
+  const UniqueFd writer(open("/dev/null", O_WRONLY | O_CLOEXEC));
+  WhileMoving("file", [this, &writer] {
+    const UniqueFd file = OpenForWriting("file");
+    EXPECT_EQ(writer.get(), dup3(file.get(), writer.get(), O_CLOEXEC));
+  });
+  EXPECT_EQ(fBsyErr, Move("file"));
+  EXPECT_EQ(5, write(writer.get(), ", and", 5));
+  EXPECT_EQ("begun, and", ReadFile(from_ / "file"));
+  EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(from_.path()));
+  EXPECT_TRUE(NamesIn(to_.path()).empty());
+}
+
+TEST_P(MovingAcross, MovesAFileThatOthersOnlyRead) {
+  WriteFile(from_ / "file", "only copy");
+  const UniqueFd reader(open((from_ / "file").c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(noErr, Move("file"));
+  EXPECT_EQ("only copy", ReadFile(to_ / "file"));
+}
 
 TEST_P(MovingAcross, MovesAFileWithItsCommentAndCreationDate) {
   WriteFile(from_ / "file", "only copy");
