@@ -27,6 +27,11 @@ void* operator new(std::size_t size) {
   return memory;
 }
 
+// With sanitizers the library's own does not call the one above.
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return IsRefused() ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
 void operator delete(void* memory) noexcept { std::free(memory); }
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
