@@ -72,13 +72,12 @@ Sequence FirstSequence(std::string_view text) {
   return {codePoint, length};
 }
 
+// Of a code point beyond ASCII.
 void AppendUtf8(char32_t codePoint, std::string* text) {
   const auto continuation = [codePoint](unsigned shift) {
     return static_cast<char>(0x80U | ((codePoint >> shift) & 0x3FU));
   };
-  if (codePoint < 0x80) {
-    text->push_back(static_cast<char>(codePoint));
-  } else if (codePoint < 0x800) {
+  if (codePoint < 0x800) {
     text->push_back(static_cast<char>(0xC0U | codePoint >> 6U));
     text->push_back(continuation(0));
   } else if (codePoint < 0x10000) {
