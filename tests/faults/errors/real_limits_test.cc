@@ -327,14 +327,17 @@ TEST_F(RealLimits, OfNamesLeaveAnItemThatCanHaveNoOtherName) {
   const std::string name = std::string(251, 'n') + ".txt";
   for (const std::string operation : {"--copy", "--move"}) {
     const std::string top = ground_ / operation;
-    WriteFile(top + "/source/" + name, "newcomer");
+    const std::string source = top + "/source";
+    const std::string newcomer = fs::path(source) / name;
+    const std::string taken = fs::path(top) / "destination/txt" / name;
+    WriteFile(newcomer, "newcomer");
     WriteFile(top + "/source/other.txt", "other");
-    WriteFile(top + "/destination/txt/" + name, "there already");
-    const RunResult result = File(operation, top + "/source", top + "/destination");
+    WriteFile(taken, "there already");
+    const RunResult result = File(operation, source, top + "/destination");
     EXPECT_EQ(3, result.end.exitStatus);
     EXPECT_THAT(result.output, HasSubstr("An error occurred: -37"));
-    EXPECT_EQ("newcomer", ReadFile(top + "/source/" + name));
-    EXPECT_EQ("there already", ReadFile(top + "/destination/txt/" + name));
+    EXPECT_EQ("newcomer", ReadFile(newcomer));
+    EXPECT_EQ("there already", ReadFile(taken));
     EXPECT_EQ("other", ReadFile(top + "/destination/txt/other.txt"));
   }
 }

@@ -354,7 +354,7 @@ std::vector<Harm> Stage::FindHarm(const RunResult& result, bool hasFailedOnce) c
 void Stage::FillAgain() const {
   for (const std::string& folder : {Source(), Source() + "/below"}) {
     for (const std::string extension : {"txt", "bin", "img", "lnk", "app"}) {
-      WriteDated(folder + "/another." + extension, folder, 0644);
+      WriteDated(fs::path(folder) / ("another." + extension), folder, 0644);
     }
   }
 }
