@@ -212,10 +212,14 @@ bool ScratchVolume::MountImage(const std::string& options) {
   if (device.status != 0) return Refuse("losetup: " + device.output);
   loopDevice_ = FirstLine(device.output);
   const std::string wanted = options.empty() ? "allow_other" : "allow_other," + options;
-  if (kind_ == VolumeKind::kExfat) {
-    return StartDriver({"mount.exfat-fuse", "-d", "-o", wanted, loopDevice_, point}, point);
-  }
-  return StartDriver({"ntfs-3g", "-o", "no_detach," + wanted, loopDevice_, point}, point);
+  const std::vector<std::string> driver =
+      kind_ == VolumeKind::kExfat
+          ? std::vector<std::string>{"mount.exfat-fuse", "-d", "-o", wanted, loopDevice_, point}
+          : std::vector<std::string>{"ntfs-3g", "-o", "no_detach," + wanted, loopDevice_, point};
+  if (!StartDriver(driver, point)) return false;
+  // It goes with its driver, even where this process does not live to see to it.
+  if (RunTool({"losetup", "--detach", loopDevice_}).status == 0) loopDevice_.clear();
+  return true;
 }
 
 bool ScratchVolume::MountBindfs(const std::string& options) {
