@@ -56,8 +56,9 @@ void WriteReport(const Options& options, const Grounds& grounds, const Report& r
 
 bool Run(const Options& options) {
   const Grounds grounds = MakeGrounds(options);
-  // Nobody's own settings are measured.
-  setenv("XDG_CONFIG_HOME", grounds.memory.MakeFolder().c_str(), 1);
+  // Nobody's own settings are measured. People's lie on a disk, where asking for a file that is not
+  // there takes a quarter of the time that it takes in memory.
+  setenv("XDG_CONFIG_HOME", grounds.disk.MakeFolder().c_str(), 1);
   Report report;
   const bool isWhole = MeasureAll(options, grounds, &report);
   if (!options.report.empty()) WriteReport(options, grounds, report);

@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 
+#include <utility>
+
 #include "platform/linux/errors.h"
 #include "platform/linux/process_path.h"
 
@@ -56,9 +58,9 @@ Status Catalog::AskAnew(const Reference& reference, unsigned mask, struct statx*
       statx(found.descriptor(), found.name.c_str(), kAskFlags, mask | kLookMask, &answer);
   if (result != 0) return LastError();
   if (!IsObjectOf(reference, answer)) return fnfErr;
-  if (reference.parent != 0) step_.Remember(reference.parent, found, answer);
   *info = answer;
-  if (place != nullptr) *place = std::move(found);
+  if (place != nullptr) *place = found;
+  if (reference.parent != 0) step_.Remember(reference.parent, std::move(found), answer);
   return noErr;
 }
 
@@ -103,7 +105,7 @@ Status Catalog::LookUp(uint32_t folder, const std::string& name, Reference* refe
   struct statx info = {};
   if (statx(place.descriptor(), name.c_str(), kAskFlags, kLookMask, &info) != 0) return LastError();
   place.mayHaveSidecar = folders_.HasSidecars(folder);
-  step_.Remember(folder, place, info);
+  step_.Remember(folder, std::move(place), info);
   *reference = MakeReference(folder, name, info);
   return noErr;
 }

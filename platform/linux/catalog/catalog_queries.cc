@@ -45,13 +45,14 @@ Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatal
   if (whichInfo != kFSCatInfoNone && info == nullptr) return paramErr;
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(ref);
+  const bool isFinderAsked = (whichInfo & kFinderFields) != 0;
   struct statx answer = {};
   Place place;
-  Status status = catalog.Ask(reference, 0, &answer, &place);
+  Status status = catalog.Ask(reference, 0, &answer, isFinderAsked ? &place : nullptr);
   if (status != noErr) return status;
 
   FSCatalogInfo found;
-  if ((whichInfo & kFinderFields) != 0) {
+  if (isFinderAsked) {
     status = ReadFinderInfo(place, KindOf(answer), &found.finderInfo, &found.extFinderInfo);
     if (status != noErr) return status;
   }

@@ -1,6 +1,7 @@
 #include "platform/linux/catalog/step_memory.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tessary {
 namespace {
@@ -34,11 +35,11 @@ Look* StepMemory::Find(const Place& place) {
   return nullptr;
 }
 
-void StepMemory::Remember(uint32_t folder, const Place& place, const struct statx& info) {
+void StepMemory::Remember(uint32_t folder, Place place, const struct statx& info) {
   if (depth_ == 0) return;
   Forget(folder, place.name);
   if (looks_.size() == kMostLooks) return;
-  looks_.push_back({folder, place, info, std::nullopt});
+  looks_.push_back({folder, std::move(place), info, std::nullopt});
 }
 
 void StepMemory::Forget(uint32_t folder, std::string_view name) {

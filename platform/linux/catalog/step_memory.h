@@ -37,7 +37,7 @@ class StepMemory {
   Look* Find(const Place& place);
 
   // Keeps in mind what was seen there just now.
-  void Remember(uint32_t folder, const Place& place, const struct statx& info);
+  void Remember(uint32_t folder, Place place, const struct statx& info);
 
   // Forgets what was seen there, because it is about to change.
   void Forget(uint32_t folder, std::string_view name);
