@@ -72,9 +72,12 @@ endfunction()
 
 # tessary_tests(NAME LABEL DEPENDENCY... [SUBFOLDERS FOLDER...]): that program, each of its tests
 # registered under the label. Those of the labels unit and disk are whole in the build with sanitizers;
-# all others are among the target program_tests.
+# all others are among the target program_tests, and registered in other builds only.
 function(tessary_tests name label)
   tessary_test_program(${name} ${ARGN})
+  if(TESSARY_SANITIZE AND NOT label MATCHES "^(unit|disk)$")
+    return()
+  endif()
   set(seconds 120)
   if(TESSARY_COVERAGE)
     set(seconds 600)

@@ -23,6 +23,9 @@ namespace tessary::testing {
 // minute, which is longer than anything that works takes, on a busy machine too.
 bool WaitUntil(const std::function<bool()>& isTrue);
 
+// The same for so many milliseconds.
+bool WaitUntil(const std::function<bool()>& isTrue, int patience);
+
 // A program that runs beside the test; ended with it. What it writes goes to a file.
 class Companion {
  public:
@@ -34,6 +37,7 @@ class Companion {
 
   // True once the program's output holds the text.
   bool WaitForOutput(const std::string& text) const;
+  bool WaitForOutput(const std::string& text, int milliseconds) const;
   std::string Output() const;
 
   bool IsRunning() const;

@@ -9,6 +9,7 @@
 #include <QTimer>
 #include <QWidget>
 #include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -20,6 +21,16 @@ class Source : public QWidget {
   }
 
  protected:
+  // A press is lost on a window that is not on the screen.
+  void paintEvent(QPaintEvent* event) override {
+    QWidget::paintEvent(event);
+    if (std::exchange(isReady_, true)) return;
+    QTimer::singleShot(300, [] {
+      printf("ready\n");
+      fflush(stdout);
+    });
+  }
+
   void mouseMoveEvent(QMouseEvent* event) override {
     if (!event->buttons().testFlag(Qt::LeftButton)) return;
     auto* drag = new QDrag(this);
@@ -37,6 +48,7 @@ class Source : public QWidget {
 
  private:
   QByteArray uris_;
+  bool isReady_ = false;
 };
 
 }  // namespace
@@ -47,9 +59,5 @@ int main(int argc, char** argv) {
   if (argc != 2 || !file.open(QIODevice::ReadOnly)) return 2;
   Source source(file.readAll());
   source.show();
-  QTimer::singleShot(300, [] {
-    printf("ready\n");
-    fflush(stdout);
-  });
   return QApplication::exec();
 }
