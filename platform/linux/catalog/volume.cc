@@ -115,6 +115,7 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
           HasNtfsDates(magic, path),
           magic == kCifsMagic || magic == kSmb2Magic,
           isLocal,
+          isLocal,
           SyncsNamesWithFile(magic, device)};
 }
 

@@ -17,6 +17,10 @@ struct Volume {
   bool hasCifsDates = false;
   // Writing cannot fail as late as when the file is closed, as it can on what is driven elsewhere.
   bool isWrittenAtOnce = false;
+  // A lease is refused because of somebody who writes, and for no other reason. Network file
+  // systems refuse it with the same error whoever has the file open, and know nothing of other
+  // machines.
+  bool tellsOfWriters = false;
   // Syncing a file makes the names durable that it has got by then, too.
   bool syncsNamesWithFile = false;
 };

@@ -61,7 +61,7 @@ Status OpenWithoutWriters(const CopySource& source, struct statx info, UniqueFd*
   if (!S_ISREG(info.stx_mode)) return noErr;
   const Status status = OpenSourceFile(source.folder, source.name.c_str(), &info, opened);
   if (status != noErr) return status;
-  const Status kept = KeepWritersOut(opened->get());
+  const Status kept = KeepWritersOut(source.identity.device, opened->get());
   // Nobody waits for as long as a copy takes.
   if (kept == noErr) LetWritersIn(opened->get());
   return kept == fBsyErr ? fBsyErr : noErr;
@@ -71,7 +71,7 @@ Status OpenWithoutWriters(const CopySource& source, struct statx info, UniqueFd*
 bool IsWhatWasCopied(const CopiedItem& copied, int original, const struct statx& aside) {
   if (!IsUnchangedButForName(copied.source, aside)) return false;
   if (!S_ISREG(aside.stx_mode)) return true;
-  const Status kept = KeepWritersOut(original);
+  const Status kept = KeepWritersOut(Identity::Of(copied.source).device, original);
   if (kept != noErr) return kept == paramErr;
   // Until just now somebody could still write.
   struct statx last = {};
