@@ -41,7 +41,8 @@ constexpr unsigned kHang = 60;  // seconds
 struct Volume {
   const char* name;
   std::vector<testing::RefusedCall> refusedCalls;
-  bool hasLinks = true;  // without them, a name is taken by an empty file or folder first
+  bool hasLinks = true;
+  bool hasFlag = true;  // without it, a name is taken first, by an empty folder or by a link
 };
 
 const testing::RefusedCall kNoUnnamedFiles = {SYS_openat, EOPNOTSUPP, 2, O_TMPFILE & ~O_DIRECTORY};
@@ -52,8 +53,8 @@ const std::vector<Volume>& Volumes() {
   static const std::vector<Volume> kVolumes = {
       {"with everything", {}},
       {"without unnamed files", {kNoUnnamedFiles}},
-      {"without the flag", {kNoFlag, kNoUnnamedFiles}},
-      {"without the flag and links", {kNoFlag, kNoUnnamedFiles, kNoLinks}, false},
+      {"without the flag", {kNoFlag, kNoUnnamedFiles}, true, false},
+      {"without the flag and links", {kNoFlag, kNoUnnamedFiles, kNoLinks}, false, false},
   };
   return kVolumes;
 }
@@ -166,10 +167,11 @@ class KilledRun {
     }
   }
 
-  // The empty file that holds a name until the whole one is there: on volumes that have neither the
-  // flag nor links, a kill between the two leaves it.
+  // The empty folder, or where there are no links either, file that holds a name until the whole
+  // one is there: on volumes without the flag a kill between the two leaves it.
   bool IsPlaceholder(const std::string& path) const {
-    return !volume_->hasLinks && path.starts_with(destination_) && fs::is_empty(path);
+    const bool mayBe = !volume_->hasLinks || (!volume_->hasFlag && fs::is_directory(path));
+    return mayBe && path.starts_with(destination_) && fs::is_empty(path);
   }
 
   std::string Explain(const std::string& what) const {

@@ -14,6 +14,7 @@
 #include "engine/shell.h"
 #include "platform/extension_map.h"
 #include "platform/linux/apple_events/comment_agent.h"
+#include "platform/managers/autorelease_pool.h"
 #include "programs/cli/tally.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/copying.h"
@@ -329,6 +330,8 @@ class RealRun {
 };
 
 std::vector<Violation> Try(const RandomRun& run) {
+  // As around a real run: a folder of the same path may come back as another one later.
+  const NSAutoreleasePool pool;
   const TemporaryFolder ground;
   const bool hasMemory = fs::is_directory("/dev/shm");
   const TemporaryFolder other(hasMemory ? "/dev/shm" : fs::temp_directory_path().string());

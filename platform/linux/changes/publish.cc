@@ -37,7 +37,7 @@ bool HasTrueLinks(int fromFolder, const char* fromName, int toFolder) {
   Identity folder;
   if (IsKnownToLack(toFolder, VolumeLack::kTrueLinks, &folder)) return false;
   if (IsKnownToLack(folder.device, VolumeLack::kUntriedNames)) return true;
-  const std::optional<bool> isSeen = ShowsLinks(fromFolder, fromName, toFolder);
+  const std::optional<bool> isSeen = ShowsLinks(fromFolder, fromName);
   // Where no link can be made, trying to rename by one tells why.
   if (!isSeen) return true;
   if (folder.inode == 0) return *isSeen;

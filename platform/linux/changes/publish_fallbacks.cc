@@ -84,15 +84,15 @@ Status RenameByLink(int fromFolder, const char* fromName, int toFolder, const ch
   return status;
 }
 
-std::optional<bool> ShowsLinks(int fromFolder, const char* fromName, int toFolder) {
+std::optional<bool> ShowsLinks(int folder, const char* name) {
   struct statx source = {};
   std::string trial;
-  if (ReadObjectInfo(fromFolder, fromName, &source) != noErr) return std::nullopt;
+  if (ReadObjectInfo(folder, name, &source) != noErr) return std::nullopt;
   if (MakeHiddenName(&trial) != noErr) return std::nullopt;
-  if (linkat(fromFolder, fromName, toFolder, trial.c_str(), 0) != 0) return std::nullopt;
-  const bool isSeen = IsNameOf(toFolder, trial.c_str(), Identity::Of(source));
+  if (linkat(folder, name, folder, trial.c_str(), 0) != 0) return std::nullopt;
+  const bool isSeen = IsNameOf(folder, trial.c_str(), Identity::Of(source));
   // One that cannot be removed is swept like everything of such a name.
-  (void)unlinkat(toFolder, trial.c_str(), 0);
+  (void)unlinkat(folder, trial.c_str(), 0);
   return isSeen;
 }
 
