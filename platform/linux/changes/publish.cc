@@ -31,11 +31,12 @@ bool LacksFlag(int folder, Identity* identity) {
   return IsKnownToLack(folder, VolumeLack::kNoReplaceFlag, identity);
 }
 
-// Whether to rename by linking. That is tried with the first file of a volume, which need not be
-// the first object that is renamed there.
-bool HasTrueLinks(int fromFolder, const char* fromName, int toFolder) {
+// Whether to rename by linking the object of that name in `fromFolder`. That is tried with the
+// first file of a volume, which need not be the first object that is renamed there. A link to
+// another volume is refused for what it is.
+bool HasTrueLinks(int fromFolder, const char* fromName) {
   Identity folder;
-  if (IsKnownToLack(toFolder, VolumeLack::kTrueLinks, &folder)) return false;
+  if (IsKnownToLack(fromFolder, VolumeLack::kTrueLinks, &folder)) return false;
   if (IsKnownToLack(folder.device, VolumeLack::kUntriedNames)) return true;
   const std::optional<bool> isSeen = ShowsLinks(fromFolder, fromName);
   // Where no link can be made, trying to rename by one tells why.
@@ -47,7 +48,7 @@ bool HasTrueLinks(int fromFolder, const char* fromName, int toFolder) {
 }
 
 Status RenameWithoutFlag(int fromFolder, const char* fromName, int toFolder, const char* toName) {
-  if (!IsFolder(fromFolder, fromName) && HasTrueLinks(fromFolder, fromName, toFolder)) {
+  if (!IsFolder(fromFolder, fromName) && HasTrueLinks(fromFolder, fromName)) {
     const Status status = RenameByLink(fromFolder, fromName, toFolder, toName);
     if (status != paramErr) return status;
   }
