@@ -115,7 +115,8 @@ Status MakeTargetRef(const Target& target, FSRef* ref) {
 }
 
 // The same of an object that was just renamed, and of which `info` told before. Where objects keep
-// their numbers, it need not be looked up again.
+// their numbers, it is not looked up again, so that it is no reference to what another program put
+// in its place right before the rename. That is refused wherever the reference is used.
 Status MakeRenamedRef(const FSRef& source, const struct statx& info, const Place& from,
                       const Target& target, FSRef* ref) {
   if (!VolumeOf(ReferenceOf(source).device, from.descriptor()).hasTrueEntries) {
@@ -160,7 +161,6 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   }
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
-  if (status == noErr) return MakeRenamedRef(source, info, from, to, target);
   if (status == diffVolErr) {
     status = MoveItemAcrossVolumes(CopySourceOf(source, from), CopyTargetOf(to));
   }
