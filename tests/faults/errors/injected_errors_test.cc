@@ -123,13 +123,14 @@ std::vector<int> LoggedStatuses(const std::string& output) {
   return statuses;
 }
 
-// Whether the log may give that number: the one of the error, but for two questions whose failure
+// Whether the log may give that number: the one of the error, but for three questions whose failure
 // is answered as something else. Without randomness there is no hidden name, and no distinct one
 // either where a name is taken. An object that cannot be looked at is taken for another one, and a
-// name for taken.
+// name for taken. Somebody who cannot be asked whether he writes is taken to.
 bool IsRightStatus(int status, const Refusal& refusal) {
   if (status == StatusFromErrno(refusal.error)) return true;
   if (refusal.target.number == SYS_getrandom) return status == ioErr || status == dupFNErr;
+  if (refusal.target.number == SYS_fcntl) return status == fBsyErr;
   if (refusal.target.number == SYS_statx) return status == fnfErr || status == dupFNErr;
   return false;
 }
