@@ -223,6 +223,7 @@ class Supervisor {
     if (ioctl(listener_.get(), SECCOMP_IOCTL_NOTIF_RECV, &asked) != 0) return;
     SupervisedCall call;
     call.number = asked.data.nr;
+    call.process = static_cast<pid_t>(asked.pid);
     for (size_t i = 0; i < 6; ++i) call.arguments[i] = asked.data.args[i];
     const bool isClosed = call.number == SYS_close && call.arguments[1] == kClosedAlready;
     const bool isOthers = !watch_->isOn || (call.number == SYS_close && !isClosed);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -11,6 +13,7 @@ namespace tessary::testing {
 struct SupervisedCall {
   int number = 0;           // SYS_...
   uint64_t arguments[6]{};  // as the kernel has them: descriptors, flags, addresses there
+  pid_t process = 0;        // which is held until it is decided
 };
 
 // How a supervised process ended.

@@ -51,12 +51,15 @@ class HeldSidecar {
     sidecarName_ = SidecarName(pair.name);
     Status status = PairRecord::Write(folder_, IntentOf(change, pair, target), &record_);
     if (status != noErr) return status;
-    const std::string name = record_.SidecarAside();
-    status = RenameWithoutReplacing(folder_, sidecarName_.c_str(), folder_, name.c_str());
-    if (status != noErr) return status;
-    heldName_ = name;
+    // Known before the sidecar has it, so that it comes back whatever memory runs out.
+    heldName_ = record_.SidecarAside();
+    status = RenameWithoutReplacing(folder_, sidecarName_.c_str(), folder_, heldName_.c_str());
+    if (status != noErr) {
+      heldName_.clear();
+      return status;
+    }
     struct statx info = {};
-    status = ReadObjectInfo(folder_, name.c_str(), &info);
+    status = ReadObjectInfo(folder_, heldName_.c_str(), &info);
     if (status != noErr) return status;
     return IsUnchangedButForName(pair.sidecar, info) ? noErr : fBsyErr;
   }
@@ -76,13 +79,15 @@ class HeldSidecar {
   std::string ItemAside() const { return record_.ItemAside(); }
 
  private:
-  void GiveBack() {
-    if (RenameWithoutReplacing(folder_, heldName_.c_str(), folder_, sidecarName_.c_str()) ==
-        noErr) {
-      return;
-    }
-    NSLog("\"" + sidecarName_ + "\" could not keep its name and is now \"" + heldName_ + "\"");
+  void GiveBack() try {
+    const Status status =
+        RenameWithoutReplacing(folder_, heldName_.c_str(), folder_, sidecarName_.c_str());
+    // Nothing may be there to be given back.
+    if (status == noErr || status == fnfErr) return;
     record_.Keep();
+    NSLog("\"" + sidecarName_ + "\" could not keep its name and is now \"" + heldName_ + "\"");
+  } catch (const std::bad_alloc&) {
+    // The record says it all.
   }
 
   int folder_ = -1;
@@ -162,9 +167,9 @@ Status MovePair(const Pair& pair, const PairTarget& target) {
   if (status == noErr) return noErr;
   if (RenameWithoutReplacing(target.folder, newSidecar.c_str(), pair.folder, sidecar.c_str()) !=
       noErr) {
+    record.Keep();
     NSLog("\"" + sidecar + "\" could not be given back and is now \"" + target.path + "/" +
           newSidecar + "\"");
-    record.Keep();
   }
   return status;
 }

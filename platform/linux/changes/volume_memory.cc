@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <new>
 #include <set>
 #include <tuple>
 
@@ -25,9 +26,11 @@ bool IsKnownToLack(uint32_t device, VolumeLack what, uint32_t other) {
   return Memory().lacks.contains({what, device, other});
 }
 
-void RememberLack(uint32_t device, VolumeLack what, uint32_t other) {
+void RememberLack(uint32_t device, VolumeLack what, uint32_t other) try {
   const std::lock_guard lock(Memory().mutex);
   Memory().lacks.insert({what, device, other});
+} catch (const std::bad_alloc&) {
+  // It is found out again the next time. What has been done by then must not look undone.
 }
 
 bool IsAnyKnownToLack(VolumeLack what) {

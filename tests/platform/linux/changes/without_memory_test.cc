@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/pair.h"
+#include "platform/linux/changes/pair_mending.h"
 #include "tests/support/copying.h"
 #include "tests/support/refused_memory.h"
 #include "tests/support/temporary_folder.h"
@@ -114,6 +118,60 @@ TEST_P(WithoutMemory, AMoveAcrossVolumesLeavesTheItemWholeOnOneSide) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, WithoutMemory, ::testing::Values("file", "link", "package.app"));
+
+using PairOperation = Status (*)(const Pair& pair, const PairTarget& target);
+
+// Calls it without one allocation after the other, and has each that failed mended by a look.
+void TransferPairWithoutMemory(PairOperation operation, bool isMove) {
+  constexpr int kMostAllocations = 10'000;
+  bool wasRefused = true;
+  for (int allocation = 0; wasRefused; ++allocation) {
+    ASSERT_LT(allocation, kMostAllocations);
+    SCOPED_TRACE(allocation);
+    const TemporaryFolder folder;
+    WriteFile(folder / "from/item", "item");
+    WriteFile(folder / "from/._item", "sidecar");
+    MakeFolder(folder / "to");
+    Place place = testing::PlaceAt(folder / "from/item");
+    place.mayHaveSidecar = true;
+    std::optional<Pair> pair;
+    ASSERT_EQ(noErr, FindPair(place, &pair));
+    ASSERT_TRUE(pair);
+    const UniqueFd to = OpenFolder(folder / "to");
+    PairTarget target;
+    target.folder = to.get();
+    target.name = "item";
+    target.identity = IdentityAt(to.get(), "");
+    target.path = folder / "to";
+    const Status status = CallWithoutMemory(
+        allocation, [&] { return operation(*pair, target); }, &wasRefused);
+    if (status != noErr) {
+      ASSERT_EQ(memFullErr, status);
+      ASSERT_TRUE(wasRefused);
+    }
+    const Names both = {"._item", "item"};
+    MendPairs(OpenFolder(folder / "from").get());
+    MendPairs(to.get());
+    ASSERT_EQ(status == noErr ? both : Names{}, VisibleNamesIn(folder / "to"));
+    ASSERT_EQ(status == noErr && isMove ? Names{} : both, VisibleNamesIn(folder / "from"));
+  }
+}
+
+TEST(PairsWithoutMemory, AreCopiedTogetherOrNotAtAll) {
+  TransferPairWithoutMemory(CopyPair, false);
+}
+
+TEST(PairsWithoutMemory, AreMovedTogetherOrNotAtAll) {
+  TransferPairWithoutMemory(MovePairAcrossVolumes, true);
+  const auto move = [](const Pair& pair, const PairTarget& target) {
+    try {
+      return MovePair(pair, target);
+    } catch (const std::bad_alloc&) {
+      return memFullErr;
+    }
+  };
+  TransferPairWithoutMemory(move, true);
+}
 
 }  // namespace
 }  // namespace tessary
