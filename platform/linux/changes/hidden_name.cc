@@ -59,8 +59,6 @@ Status TakeHiddenLock(int object) {
   return noErr;
 }
 
-HiddenItem::HiddenItem(HiddenItem&& other) noexcept { *this = std::move(other); }
-
 HiddenItem& HiddenItem::operator=(HiddenItem&& other) noexcept {
   if (this == &other) return *this;
   Remove();
@@ -135,14 +133,6 @@ Status HiddenItem::TakeAside(int folder, const char* name, UniqueFd opened, Hidd
   aside.hiddenName_ = std::move(hiddenName);
   *item = std::move(aside);
   return noErr;
-}
-
-HiddenItem HiddenItem::Published(int folder, const char* name, UniqueFd opened) {
-  HiddenItem item;
-  item.folder_ = folder;
-  item.publishedName_ = name;
-  item.opened_ = std::move(opened);
-  return item;
 }
 
 Status HiddenItem::Publish(const char* name) {

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/linux/catalog/reference.h"
 #include "platform/linux/leftover_name.h"
@@ -25,7 +26,7 @@ Status TakeHiddenLock(int object);
 class HiddenItem {
  public:
   HiddenItem() = default;
-  HiddenItem(HiddenItem&& other) noexcept;
+  HiddenItem(const HiddenItem&) = delete;
   HiddenItem& operator=(HiddenItem&& other) noexcept;
   ~HiddenItem();
 
@@ -46,7 +47,9 @@ class HiddenItem {
 
   // The object that has just been published as (`folder`, `name`) by other means; open at least as
   // a path as `opened`.
-  static HiddenItem Published(int folder, const char* name, UniqueFd opened);
+  static HiddenItem Published(int folder, const char* name, UniqueFd opened) {
+    return HiddenItem(folder, name, std::move(opened));
+  }
 
   int fd() const { return opened_.get(); }
   int folder() const { return folder_; }
@@ -63,6 +66,8 @@ class HiddenItem {
   void Keep() { isKept_ = true; }
 
  private:
+  HiddenItem(int folder, const char* publishedName, UniqueFd opened)
+      : folder_(folder), opened_(std::move(opened)), publishedName_(publishedName) {}
   static Status TryToMakeHidden(int folder, bool isFolder, HiddenItem* item);
   static Status MakeHidden(int folder, bool isFolder, HiddenItem* item);
   void Remove();

@@ -60,9 +60,9 @@ class Mending {
       case PairChange::kCopy:
         return FinishCopy();
       case PairChange::kDelete:
-        return FinishDeletion();
+        break;
     }
-    return true;
+    return FinishDeletion();
   }
 
  private:

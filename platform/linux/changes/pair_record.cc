@@ -140,8 +140,6 @@ std::optional<PairIntent> ParsePairIntent(std::string_view bytes) {
   return intent;
 }
 
-PairRecord::PairRecord(PairRecord&& other) noexcept { *this = std::move(other); }
-
 PairRecord& PairRecord::operator=(PairRecord&& other) noexcept {
   if (this == &other) return *this;
   Remove();

@@ -60,7 +60,7 @@ std::optional<PairIntent> ParsePairIntent(std::string_view bytes);
 class PairRecord {
  public:
   PairRecord() = default;
-  PairRecord(PairRecord&& other) noexcept;
+  PairRecord(const PairRecord&) = delete;
   PairRecord& operator=(PairRecord&& other) noexcept;
   ~PairRecord() { Remove(); }
 

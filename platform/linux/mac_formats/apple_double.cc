@@ -98,8 +98,8 @@ std::optional<ValueRoom> RoomForValues(const AppleDouble& parsed, std::string_vi
   const size_t begin = ReadBig32(data, start + kValuesAt).value_or(0);
   const size_t length = ReadBig32(data, start + kValuesLengthAt).value_or(0);
   const size_t end = ReadBig32(data, start + kAttributesEndAt).value_or(0);
-  return ValueRoom{start + kValuesLengthAt, begin, begin + length,
-                   std::min({end, EndOf(*entry), data.size()})};
+  const size_t limit = std::min({end, EndOf(*entry), data.size()});
+  return ValueRoom{start + kValuesLengthAt, begin, begin + length, limit};
 }
 
 // False where values lie outside of their room, or where two share a byte.
