@@ -15,6 +15,7 @@
 #include "tests/support/apple_events.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
+#include "tests/support/refused_memory.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary {
@@ -359,6 +360,21 @@ TEST_F(CommentAgent, SetsTheCommentOfAWriteProtectedFileOfItsOwner) {
   }));
 }
 
+TEST_F(CommentAgent, WritesTheCommentOfAnOwnFileThatMayNotEvenBeRead) {
+  ASSERT_EQ(0, chmod(folder_.path().c_str(), 0777));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] {
+    const std::string path = folder_ / "item";
+    WriteFile(path);
+    ASSERT_EQ(0, chmod(path.c_str(), 0));
+    EXPECT_EQ(noErr, Set(CommentOf(Item(path)), MakeText(u"text")).error);
+    struct stat info = {};
+    ASSERT_EQ(0, stat(path.c_str(), &info));
+    EXPECT_EQ(S_IFREG | 0U, info.st_mode);
+    ASSERT_EQ(0, chmod(path.c_str(), 0600));
+    EXPECT_EQ("text", Stored(path));
+  }));
+}
+
 TEST_F(CommentAgent, IsRefusedTheFileOfAnotherUser) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can make a file of another user";
   const std::string path = folder_ / "item";
@@ -403,6 +419,37 @@ TEST_F(CommentAgent, DoesNotFollowAPathThatWasSwapped) {
   const Answer answer = Set(comment, MakeText(u"new"));
   EXPECT_TRUE(answer.error == noErr || answer.error == errAENoSuchObject) << answer.error;
   EXPECT_EQ("wrong", Stored(folder_ / "other/item"));
+}
+
+TEST_F(CommentAgent, NeverSaysThatThereIsNoCommentForWantOfMemory) {
+  WriteFile(folder_ / "item");
+  SetStored(folder_ / "item", std::string(100, 'x'));
+  AppleEvent event = MakeEvent(kAECoreSuite, kAEGetData);
+  ASSERT_EQ(noErr, AEPutParamDesc(&event, keyDirectObject, CommentOf(Item(folder_ / "item"))));
+  bool wasRefused = true;
+  bool isToldByAgent = false;
+  for (int allocation = 0; wasRefused; ++allocation) {
+    ASSERT_LT(allocation, 10'000);
+    const NSAutoreleasePool pool;
+    AppleEvent reply;
+    const auto send = [&] {
+      return AESend(event, &reply, AESendMode::kAEWaitReply, AESendPriority::kAENormalPriority,
+                    kNoTimeOut, nullptr, nullptr);
+    };
+    const Status sent = testing::CallWithoutMemory(allocation, send, &wasRefused);
+    if (sent == memFullErr) continue;
+    ASSERT_EQ(noErr, sent);
+    int16_t number = 0;
+    if (AEGetParamPtr(reply, keyErrorNumber, typeSInt16, nullptr, &number, 2, nullptr) == noErr) {
+      EXPECT_NE(noErr, number);
+      isToldByAgent |= number == memFullErr;
+      continue;
+    }
+    AEDesc object;
+    ASSERT_EQ(noErr, AEGetParamDesc(reply, keyDirectObject, typeUnicodeText, &object));
+    EXPECT_EQ(200U, AEGetDescDataSize(object)) << allocation;
+  }
+  EXPECT_TRUE(isToldByAgent);
 }
 
 }  // namespace

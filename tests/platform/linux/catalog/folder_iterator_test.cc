@@ -12,6 +12,7 @@
 
 #include "platform/linux/catalog/catalog.h"
 #include "platform/managers/file_manager.h"
+#include "tests/support/held_calls.h"
 #include "tests/support/refused_calls.h"
 #include "tests/support/temporary_folder.h"
 
@@ -127,6 +128,16 @@ TEST(FSGetCatalogInfoBulk, DeliversMoreThanOneBufferOfEntries) {
   const Listing listing = ListAll(folder.path());
   EXPECT_EQ(kCount, listing.paths.size());
   EXPECT_EQ(listing.paths.end(), std::adjacent_find(listing.paths.begin(), listing.paths.end()));
+}
+
+TEST(FSGetCatalogInfoBulk, TellsOfAListingThatBreaksOff) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file");
+  testing::RunWithHeldCalls({{SYS_getdents64, "", 2, {}, EIO}}, [&folder] {
+    const Listing listing = ListAll(folder.path());
+    EXPECT_EQ(ioErr, listing.status);
+    EXPECT_TRUE(listing.paths.empty());
+  });
 }
 
 TEST(FSGetCatalogInfoBulk, TellsThatTheFolderChangedAndGoesOn) {

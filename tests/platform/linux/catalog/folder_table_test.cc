@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
@@ -15,6 +16,7 @@
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/copying.h"
+#include "tests/support/held_calls.h"
 #include "tests/support/temporary_folder.h"
 
 #ifdef TESSARY_SANITIZE
@@ -125,6 +127,21 @@ TEST_F(DeepFolders, AreNotMistakenForOthersOfTheirName) {
   EXPECT_EQ(-1, CountItems(levels_.back()));
   EXPECT_FALSE(FSIsFSRefValid(levels_[kSwapped]));
   EXPECT_TRUE(FSIsFSRefValid(levels_[kSwapped - 1]));
+}
+
+TEST(FolderTable, GivesItsDescriptorsBackWhereThereAreNoOthers) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "first/file");
+  WriteFile(folder / "second/file");
+  const std::string second = folder / "second";
+  testing::RunWithHeldCalls({{SYS_openat, second, 1, {}, EMFILE}}, [&] {
+    const NSAutoreleasePool pool;
+    EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / "first/file")));
+    const size_t before = testing::CountOpenDescriptors();
+    EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / "second/file")));
+    EXPECT_GE(before, testing::CountOpenDescriptors());
+    EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / "first/file")));
+  });
 }
 
 }  // namespace

@@ -77,6 +77,7 @@ TEST(NameOnVolume, PutsAnUnderscoreForWhatAWindowsVolumeRefuses) {
       {"bad\xff"
        "byte",
        "bad_byte"},
+      {"\xf0\x9f\x8d\x8e\xff", "\xf0\x9f\x8d\x8e_"},
       {"fine name.txt", "fine name.txt"},
       {"\xf0\x9f\x8d\x8e", "\xf0\x9f\x8d\x8e"}};
   for (const auto& [name, expected] : rows) {

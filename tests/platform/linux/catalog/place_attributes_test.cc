@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 
 #include <array>
 #include <cerrno>
@@ -15,6 +16,7 @@
 #include "platform/managers/file_attributes.h"
 #include "platform/managers/launch_services.h"
 #include "tests/support/copying.h"
+#include "tests/support/held_calls.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/refused_calls.h"
 #include "tests/support/temporary_folder.h"
@@ -156,6 +158,17 @@ TEST_F(WithoutProc, LinksAndSpecialFilesAreNotOpened) {
   };
   expectNone();
   EXPECT_TRUE(RunWithoutProc(expectNone));
+}
+
+TEST_F(WithoutProc, AnAttributeThatGoesWhileItIsReadIsNone) {
+  ASSERT_TRUE(SetAttribute(folder_ / "file", kComment, std::string(2'000, 'x')));
+  const auto remove = [this] { EXPECT_EQ(0, removexattr((folder_ / "file").c_str(), kComment)); };
+  testing::RunWithHeldCalls(
+      {{kGetXattrAt, "", 1, {}, ENOSYS}, {SYS_lgetxattr, "", 2, remove}}, [this] {
+        std::optional<std::string> value = "before";
+        EXPECT_EQ(noErr, ReadAttribute(PlaceAt(folder_ / "file"), kComment, AtLink::kStay, &value));
+        EXPECT_EQ(std::nullopt, value);
+      });
 }
 
 }  // namespace

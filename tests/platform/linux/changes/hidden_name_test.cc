@@ -15,6 +15,7 @@
 #include "platform/linux/changes/sweep.h"
 #include "tests/support/copying.h"
 #include "tests/support/ordinary_user.h"
+#include "tests/support/refused_memory.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary {
@@ -242,6 +243,17 @@ TEST(DeleteTree, TakesAnyDepthWithFewDescriptors) {
   EXPECT_EQ(noErr, DeleteTree(parent.get(), name.c_str(), top.get(), &hasBegun));
   EXPECT_TRUE(hasBegun);
   EXPECT_TRUE(NamesIn(folder.path()).empty());
+}
+
+TEST_F(HiddenItems, StayWhereThereIsNoMemoryToRemoveThem) {
+  {
+    HiddenItem item;
+    ASSERT_EQ(noErr, HiddenItem::MakeHiddenFile(fd_.get(), &item));
+    ASSERT_EQ(noErr, item.Publish("published"));
+    testing::RefuseAllocations(1, 1'000);
+  }
+  testing::RefuseAllocations(0, 0);
+  EXPECT_EQ(std::vector<std::string>{"published"}, NamesIn(folder_.path()));
 }
 
 }  // namespace

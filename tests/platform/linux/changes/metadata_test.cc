@@ -13,6 +13,7 @@
 
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/object_info.h"
+#include "tests/support/access_list.h"
 #include "tests/support/copying.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/refused_calls.h"
@@ -136,6 +137,68 @@ TEST(CopyMetadata, FailsWhereAnAttributeCannotBeWritten) {
   EXPECT_TRUE(RunWithoutCalls({{SYS_fsetxattr, EIO, 0, 0}},
                               [&] { EXPECT_EQ(ioErr, CopyAt(folder / "file", folder / "copy")); }));
   EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(folder.path()));
+}
+
+TEST(CopyMetadata, FailsWhereOwnerModeOrTimesCannotBeWritten) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chown((folder / "file").c_str(), 12, 34));
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 06755));
+  for (const long call : {SYS_fchown, SYS_fchmod, SYS_utimensat}) {
+    EXPECT_TRUE(RunWithoutCalls({{call, EIO, 0, 0}}, [&] {
+      EXPECT_EQ(ioErr, CopyAt(folder / "file", folder / "copy"));
+    })) << call;
+    EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(folder.path()));
+  }
+}
+
+TEST(CopyMetadata, GivesTheGroupWhereTheOwnerCannotBeGiven) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
+  constexpr gid_t kOrdinaryGroup = 65534;
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chown((folder / "file").c_str(), 12, kOrdinaryGroup));
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 0644));
+  MakeFolder(folder / "to");
+  // What is made in it belongs to its own group.
+  ASSERT_EQ(0, chown((folder / "to").c_str(), 0, 34));
+  ASSERT_EQ(0, chmod((folder / "to").c_str(), 02777));
+  ASSERT_EQ(0, chmod(folder.path().c_str(), 0755));
+  EXPECT_TRUE(
+      RunAsOrdinaryUser([&] { EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "to/copy")); }));
+  EXPECT_EQ(kOrdinaryGroup, InfoAt(folder / "to/copy").st_gid);
+  EXPECT_NE(12U, InfoAt(folder / "to/copy").st_uid);
+}
+
+TEST(CopyMetadata, LeavesOutWhatOnlyTheSuperuserMayGive) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", testing::kCapabilityAttribute, testing::SomeCapability())) {
+    GTEST_SKIP() << "cannot give a capability here";
+  }
+  ASSERT_EQ(0, chmod(folder.path().c_str(), 0777));
+  EXPECT_TRUE(RunAsOrdinaryUser([&] {
+    EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+    EXPECT_EQ("(none)", AttributeAt(folder / "copy", testing::kCapabilityAttribute));
+  }));
+}
+
+TEST(CopyMetadata, KeepsMoreAttributesThanOneListingHolds) {
+  const TemporaryFolder folder{"/dev/shm"};
+  WriteFile(folder / "file", "x");
+  constexpr int kCount = 40;
+  for (int i = 0; i < kCount; ++i) {
+    const std::string name = "user." + std::string(60, 'x') + std::to_string(i);
+    if (!SetAttribute(folder / "file", name, std::to_string(i))) {
+      GTEST_SKIP() << "the volume has no room for so many";
+    }
+  }
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  for (int i = 0; i < kCount; ++i) {
+    const std::string name = "user." + std::string(60, 'x') + std::to_string(i);
+    EXPECT_EQ(std::to_string(i), AttributeAt(folder / "copy", name));
+  }
 }
 
 }  // namespace

@@ -359,5 +359,13 @@ TEST(FSDeleteObject, TakesTheSidecarOfAnEmptyFolder) {
   EXPECT_EQ(Names(), NamesIn(folder.path()));
 }
 
+TEST(PosixUnlink, FindsNothingWhereOnlyTheSidecarIsLeft) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "._a", "sidecar");
+  const NSAutoreleasePool pool;
+  EXPECT_EQ(ENOENT, PosixUnlink((folder / "a").c_str()));
+  EXPECT_EQ(Names{"._a"}, NamesIn(folder.path()));
+}
+
 }  // namespace
 }  // namespace tessary

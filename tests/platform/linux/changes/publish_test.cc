@@ -327,6 +327,12 @@ TEST_F(LinkingOpenFile, NamesOneWithoutThePrivilegeToLinkByDescriptor) {
   EXPECT_EQ("x", ReadFile(folder_ / "file"));
 }
 
+TEST_F(LinkingOpenFile, CallsANameBadThatTheVolumeRefusesAtThatMoment) {
+  if (!HasUnnamedFiles()) GTEST_SKIP() << "the volume has no unnamed files";
+  EXPECT_TRUE(RunWithoutCalls({{SYS_linkat, EINVAL, 0, 0}},
+                              [&] { EXPECT_EQ(bdNamErr, LinkNewFile("file")); }));
+}
+
 TEST_F(LinkingOpenFile, RefusesTakenAndBadNamesAndVolumesWithoutLinks) {
   if (!HasUnnamedFiles()) GTEST_SKIP() << "the volume has no unnamed files";
   WriteFile(folder_ / "taken", "old");

@@ -40,7 +40,7 @@ void ActAt(const char* name, std::function<void()>* action) {
 // These stand before the C library's, for this test program.
 extern "C" int renameat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
   ActAt(from, &gBeforeRemoval);
-  return static_cast<int>(syscall(SYS_renameat2, fromFolder, from, toFolder, to, 0));
+  return static_cast<int>(syscall(SYS_renameat, fromFolder, from, toFolder, to));
 }
 
 extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {

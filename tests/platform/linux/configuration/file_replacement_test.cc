@@ -4,13 +4,17 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
 #include "platform/linux/unique_fd.h"
+#include "tests/support/held_calls.h"
+#include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary {
@@ -177,6 +181,62 @@ TEST(FileReplacement, GivesUpOnALockThatAnotherKeeps) {
   EXPECT_EQ(fBsyErr, Replace(folder / "file", "text"));
   EXPECT_EQ("kept", ReadFile(folder / "file"));
   EXPECT_TRUE(testing::Exists(folder / ".file.new"));
+}
+
+TEST(FileReplacement, KeepsTheFileWhereverItsVolumeFails) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "kept");
+  const bool hasAttributes = testing::SetAttribute(folder / "file", "user.note", "x");
+  std::vector<testing::HeldCall> rows = {
+      {SYS_newfstatat, "file", 1, {}, EIO},  {SYS_newfstatat, ".file.new", 1, {}, EIO},
+      {SYS_newfstatat, "file", 2, {}, EIO},  {SYS_faccessat2, "file", 1, {}, EIO},
+      {SYS_openat, ".file.new", 1, {}, EIO}, {SYS_flock, "", 1, {}, ENOLCK},
+      {SYS_newfstatat, "", 2, {}, EIO},      {SYS_ftruncate, "", 1, {}, EIO},
+      {SYS_lseek, "", 1, {}, EIO},           {SYS_fchmod, "", 1, {}, EIO},
+      {SYS_fsync, "", 1, {}, EIO},           {SYS_renameat, ".file.new", 1, {}, EIO},
+  };
+  if (hasAttributes) {
+    rows.push_back({SYS_llistxattr, "", 1, {}, EIO});
+    rows.push_back({SYS_llistxattr, "", 2, {}, EIO});
+    rows.push_back({SYS_lgetxattr, "", 1, {}, EIO});
+    rows.push_back({SYS_lgetxattr, "", 2, {}, EIO});
+    rows.push_back({SYS_fsetxattr, "", 1, {}, EIO});
+  }
+  for (const testing::HeldCall& row : rows) {
+    testing::RunWithHeldCalls({row}, [&folder] {
+      EXPECT_NE(noErr, Replace(folder / "file", "text"));
+      EXPECT_EQ("kept", ReadFile(folder / "file"));
+    });
+    if (IsSkipped()) return;
+    EXPECT_FALSE(HasFailure()) << row.number << " " << row.name << " " << row.turn;
+  }
+}
+
+TEST(FileReplacement, TakesAnotherLockWhereItsFileWasTakenAway) {
+  const TemporaryFolder folder;
+  const auto remove = [&folder] { EXPECT_EQ(0, unlink((folder / ".file.new").c_str())); };
+  testing::RunWithHeldCalls({{SYS_newfstatat, ".file.new", 1, remove}}, [&folder] {
+    EXPECT_EQ(noErr, Replace(folder / "file", "text"));
+    EXPECT_EQ("text", ReadFile(folder / "file"));
+    EXPECT_EQ(Names{"file"}, NamesIn(folder.path()));
+  });
+}
+
+TEST(FileReplacement, KeepsTheGroupOfAnothersFileWhereItMay) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
+  constexpr gid_t kOrdinaryGroup = 65534;
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "old");
+  ASSERT_EQ(0, chown((folder / "file").c_str(), 12, kOrdinaryGroup));
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 0660));
+  // What is made in it belongs to its own group.
+  ASSERT_EQ(0, chown(folder.path().c_str(), 0, 34));
+  ASSERT_EQ(0, chmod(folder.path().c_str(), 02777));
+  EXPECT_TRUE(
+      testing::RunAsOrdinaryUser([&folder] { EXPECT_EQ(noErr, Replace(folder / "file", "new")); }));
+  EXPECT_EQ("new", ReadFile(folder / "file"));
+  EXPECT_EQ(kOrdinaryGroup, InfoAt(folder / "file").st_gid);
+  EXPECT_EQ(0660U, InfoAt(folder / "file").st_mode & 07777);
 }
 
 }  // namespace

@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,6 +16,7 @@
 #include "platform/managers/text.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/preferences_folder.h"
+#include "tests/support/refused_calls.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary {
@@ -223,6 +226,15 @@ TEST(BuiltinFileTypes, HoldEachExtensionOnceWithATypeOfFourBytes) {
     EXPECT_NE("    ", builtin.type) << builtin.extension;
   }
   EXPECT_GE(seen.size(), 100U);
+}
+
+TEST(DescribeBadMappingLines, TellsWhatTheVolumeReports) {
+  const PreferencesFolder preferences;
+  WriteFile(preferences.MappingPath(), ".x \"TEST\"\n");
+  EXPECT_TRUE(testing::RunWithoutCalls({{SYS_read, EIO, 0, 0}}, [&preferences] {
+    EXPECT_THAT(DescribeBadMappingLines(),
+                ElementsAre(preferences.MappingPath() + " cannot be read: error -36."));
+  }));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@
 #include <vector>
 
 #include "tests/support/environment_variable.h"
+#include "tests/support/held_calls.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/preferences_folder.h"
 #include "tests/support/temporary_folder.h"
@@ -438,6 +440,24 @@ TEST(PreferencesStore, ShowsReadersTheOldTextOrTheNewNeverAPart) {
   for (const std::string& text : seen) {
     EXPECT_TRUE(text == "N = 1\n" + filling || text == "N = 2\n" + filling) << text.size();
   }
+}
+
+TEST(PreferencesStore, GivesUpOnAFileThatKeepsChanging) {
+  const PreferencesFolder preferences;
+  preferences.Write("Other = 0\n");
+  std::vector<testing::HeldCall> saves;
+  for (int save = 1; save <= 10; ++save) {
+    saves.push_back({SYS_fsync, "", save, [&preferences, save] {
+                       WriteFile(preferences.PreferencesPath(),
+                                 "Other = " + std::string(static_cast<size_t>(save), '1') + "\n");
+                     }});
+  }
+  testing::RunWithHeldCalls(saves, [&preferences] {
+    EXPECT_FALSE(SetAndSynchronise("Key", CFPropertyList(true)));
+    EXPECT_THAT(DescribePreferencesProblem().value_or(""),
+                HasSubstr("because another program keeps changing it;"));
+    EXPECT_EQ("Other = 1111111111\n", ReadFile(preferences.PreferencesPath()));
+  });
 }
 
 }  // namespace

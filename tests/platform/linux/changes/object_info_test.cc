@@ -1,0 +1,31 @@
+#include "platform/linux/changes/object_info.h"
+
+#include <gtest/gtest.h>
+
+namespace tessary {
+namespace {
+
+TEST(IsOnOtherMount, GoesByTheMountWhereTheKernelTellsIt) {
+  struct statx first = {};
+  first.stx_mask = STATX_MNT_ID;
+  first.stx_mnt_id = 7;
+  first.stx_dev_minor = 1;
+  struct statx second = first;
+  EXPECT_FALSE(IsOnOtherMount(first, second));
+  second.stx_mnt_id = 8;
+  EXPECT_TRUE(IsOnOtherMount(first, second));
+}
+
+// Kernels before 5.8 tell no mount.
+TEST(IsOnOtherMount, GoesByTheDeviceElsewhere) {
+  struct statx first = {};
+  first.stx_dev_minor = 1;
+  struct statx second = first;
+  second.stx_mnt_id = 8;
+  EXPECT_FALSE(IsOnOtherMount(first, second));
+  second.stx_dev_minor = 2;
+  EXPECT_TRUE(IsOnOtherMount(first, second));
+}
+
+}  // namespace
+}  // namespace tessary
