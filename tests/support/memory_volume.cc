@@ -3,10 +3,16 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 
+#include "platform/linux/catalog/volume.h"
+#include "platform/linux/catalog/volume_memory.h"
+
 namespace tessary::testing {
 
 MemoryVolume::MemoryVolume(const std::string& options) {
   isMounted_ = mount("tmpfs", path().c_str(), "tmpfs", MS_NODEV, options.c_str()) == 0;
+  // It may have the device number of one that is gone.
+  ForgetVolumes();
+  ForgetLacks();
 }
 
 MemoryVolume::~MemoryVolume() {

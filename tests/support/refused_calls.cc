@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "platform/managers/autorelease_pool.h"
+
 namespace tessary::testing {
 namespace {
 
@@ -52,6 +54,8 @@ bool RunWithoutCalls(const std::vector<RefusedCall>& calls, const std::function<
   const pid_t child = fork();
   if (child == 0) {
     EXPECT_TRUE(RefuseCalls(calls));
+    // What this process has found out about volumes does not hold for what is played here.
+    const NSAutoreleasePool pool;
     if (!::testing::Test::HasFailure()) body();
     (void)std::fflush(stdout);
     _exit(::testing::Test::HasFailure() ? 1 : 0);

@@ -16,6 +16,9 @@
 #include <sstream>
 #include <thread>
 
+#include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/volume.h"
+#include "platform/linux/catalog/volume_memory.h"
 #include "platform/linux/unique_fd.h"
 #include "tests/support/tool.h"
 
@@ -98,6 +101,9 @@ bool EnterMountNamespace(std::string* whyNot) {
     const bool isEntered =
         unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
     gError = isEntered ? 0 : errno;
+    // The folders that it holds open are those of the namespace that it has left, where nothing is
+    // mounted from here on.
+    Catalog::Get().folders().ReleaseTo(0);
   }
   if (gError != 0) *whyNot = std::string("no mount namespace: ") + std::strerror(gError);
   return gError == 0;
@@ -106,6 +112,9 @@ bool EnterMountNamespace(std::string* whyNot) {
 ScratchVolume::ScratchVolume(VolumeKind kind, const std::string& options, int megabytes)
     : kind_(kind), ground_(std::make_unique<TemporaryFolder>()) {
   Prepare(options, megabytes);
+  // It may have the device number of one that is gone.
+  ForgetVolumes();
+  ForgetLacks();
   if (!isThere_) {
     Unmount();
     return;

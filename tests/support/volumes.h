@@ -92,6 +92,7 @@ class ScratchVolume {
 };
 
 // Has this process mount for itself alone from here on. False, with the reason, where it may not.
+// The first time, references that lead through interned folders designate nothing any more.
 bool EnterMountNamespace(std::string* whyNot);
 
 }  // namespace tessary::testing

@@ -119,7 +119,7 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
           SyncsNamesWithFile(magic, device)};
 }
 
-// Those that were asked, for as long as the process runs.
+// Those that were asked, until they are forgotten.
 std::unordered_map<uint32_t, Volume> gVolumes;
 
 const Volume* FindVolume(uint32_t device) {
@@ -161,6 +161,8 @@ const Volume& VolumeAt(uint32_t device, const std::string& path) {
   const bool isTold = statfs(path.c_str(), &info) == 0;
   return gVolumes[device] = isTold ? MakeVolume(info, device, path) : Volume();
 }
+
+void ForgetVolumes() { gVolumes.clear(); }
 
 std::string NameOnVolume(std::string_view name, const Volume& volume) {
   std::string result(name);

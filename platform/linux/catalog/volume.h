@@ -25,10 +25,13 @@ struct Volume {
   bool syncsNamesWithFile = false;
 };
 
-// The volume of the device, asked once per device through a descriptor of anything on it, or a path
-// that leads to something on it.
+// The volume of the device, asked once in a run through a descriptor of anything on it, or a path
+// that leads to something on it. Valid until all are forgotten.
 const Volume& VolumeOf(uint32_t device, int descriptor);
 const Volume& VolumeAt(uint32_t device, const std::string& path);
+
+// Forgets what was asked, as a device number that is free is given to the next volume.
+void ForgetVolumes();
 
 // The name under which an object named `name` can stand on a volume: the same, or with "_" in place
 // of each character, trailing blank or trailing dot that the volume refuses.

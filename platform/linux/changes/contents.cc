@@ -10,8 +10,8 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/linux/catalog/volume_memory.h"
 #include "platform/linux/changes/object_info.h"
-#include "platform/linux/changes/volume_memory.h"
 #include "platform/linux/errors.h"
 
 namespace tessary {

@@ -8,9 +8,9 @@
 #include <string>
 #include <utility>
 
+#include "platform/linux/catalog/volume_memory.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/publish.h"
-#include "platform/linux/changes/volume_memory.h"
 #include "platform/linux/errors.h"
 
 namespace tessary {

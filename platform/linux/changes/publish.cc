@@ -6,9 +6,9 @@
 
 #include <cerrno>
 
+#include "platform/linux/catalog/volume_memory.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/publish_fallbacks.h"
-#include "platform/linux/changes/volume_memory.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/process_path.h"
 

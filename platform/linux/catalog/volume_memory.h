@@ -14,13 +14,15 @@ enum class VolumeLack {
   kUntriedLinks,     // any doubt about those
 };
 
-// What this process has learned about volumes, so that each is asked once. A device number that
-// comes to stand for another volume costs that one a slower way, never a wrong one.
-// What there is between two volumes, one and the same perhaps, is asked of the pair.
+// What has been learned about volumes, so that each is asked once in a run. What there is between
+// two volumes, one and the same perhaps, is asked of the pair.
 bool IsKnownToLack(uint32_t device, VolumeLack what, uint32_t other = 0);
 void RememberLack(uint32_t device, VolumeLack what, uint32_t other = 0);
 
 // True when any volume at all is known to lack it: the question that needs no device.
 bool IsAnyKnownToLack(VolumeLack what);
+
+// Forgets all of it, as a device number that is free is given to the next volume.
+void ForgetLacks();
 
 }  // namespace tessary

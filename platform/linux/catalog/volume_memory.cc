@@ -1,4 +1,4 @@
-#include "platform/linux/changes/volume_memory.h"
+#include "platform/linux/catalog/volume_memory.h"
 
 #include <algorithm>
 #include <mutex>
@@ -38,6 +38,11 @@ bool IsAnyKnownToLack(VolumeLack what) {
   const auto& lacks = Memory().lacks;
   return std::any_of(lacks.begin(), lacks.end(),
                      [what](const auto& lack) { return std::get<VolumeLack>(lack) == what; });
+}
+
+void ForgetLacks() {
+  const std::lock_guard lock(Memory().mutex);
+  Memory().lacks.clear();
 }
 
 }  // namespace tessary
