@@ -88,6 +88,12 @@ std::optional<bool> ShowsLinks(int folder, const char* name) {
   struct statx source = {};
   std::string trial;
   if (ReadObjectInfo(folder, name, &source) != noErr) return std::nullopt;
+  if (!S_ISREG(source.stx_mode)) {
+    // Nobody sweeps a link or a special file.
+    HiddenItem file;
+    if (HiddenItem::MakeHiddenFile(folder, &file) != noErr) return std::nullopt;
+    return ShowsLinks(folder, file.name().c_str());
+  }
   if (MakeHiddenName(&trial) != noErr) return std::nullopt;
   if (linkat(folder, name, folder, trial.c_str(), 0) != 0) return std::nullopt;
   const bool isSeen = IsNameOf(folder, trial.c_str(), Identity::Of(source));

@@ -13,10 +13,11 @@ namespace tessary {
 // between the last check and the removal is lost to it; no call of the kernel closes that gap.
 Status RenameByLink(int fromFolder, const char* fromName, int toFolder, const char* toName);
 
-// Whether a link to the object (`folder`, `name`) is seen to be one, which RenameByLink goes by.
-// Some FUSE volumes make links and show each as a file of its own. None where no link could be
-// made. Tries it under a hidden name beside the object, in the folder that the next run sweeps in
-// any case should this one be killed, and leaves nothing.
+// Whether a link to the object (`folder`, `name`), or one like it, is seen to be one, which
+// RenameByLink goes by. Some FUSE volumes make links and show each as a file of its own. None where
+// no link could be made. Tries it under a hidden name beside the object, in the folder that the
+// next run sweeps in any case should this one be killed, with a file of its own where the object is
+// none; and leaves nothing.
 std::optional<bool> ShowsLinks(int folder, const char* name);
 
 // For everything: the new name is taken by an empty placeholder, made only where nothing bears it,

@@ -38,6 +38,7 @@ using testing::NamesIn;
 using testing::OpenFolder;
 using testing::PlaceAt;
 using testing::ReadFile;
+using testing::RefAt;
 using testing::RunAsOrdinaryUser;
 using testing::RunWithHeldCalls;
 using testing::TemporaryFolder;
@@ -121,6 +122,25 @@ TEST_F(InBetween, APlaceholderThatIsGoneIsNotRenamedOnto) {
     EXPECT_EQ(dupFNErr, RenameOntoPlaceholder(from.get(), "a", to.get(), "b"));
     EXPECT_EQ("only copy", ReadFile(From("a")));
     EXPECT_EQ(Names(), ToNames());
+  });
+}
+
+// ---- Moving ----
+
+// As programs save.
+TEST_F(InBetween, AnItemThatIsReplacedRightBeforeItsRenameIsTheOneThatHasMoved) {
+  WriteFile(From("file"), "old");
+  WriteFile(folder_ / "saved", "new");
+  const auto replace = [this] {
+    EXPECT_EQ(0, rename((folder_ / "saved").c_str(), From("file").c_str()));
+  };
+  RunWithHeldCalls({{SYS_renameat2, "file", 1, replace}}, [this] {
+    FSRef moved;
+    EXPECT_EQ(noErr, FSMoveObjectSync(RefAt(From("file")), RefAt(folder_ / "to"), nullptr, &moved));
+    EXPECT_TRUE(FSIsFSRefValid(moved)) << "what is under the name, not what it has replaced";
+    EXPECT_EQ(noErr, FSCompareFSRefs(moved, RefAt(To("file"))));
+    EXPECT_EQ("new", ReadFile(To("file")));
+    EXPECT_EQ(Names(), FromNames());
   });
 }
 

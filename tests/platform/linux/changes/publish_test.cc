@@ -14,7 +14,10 @@
 #include <vector>
 
 #include "platform/linux/changes/publish_fallbacks.h"
+#include "platform/linux/changes/sweep.h"
+#include "platform/managers/autorelease_pool.h"
 #include "tests/support/copying.h"
+#include "tests/support/killed_process.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/refused_calls.h"
 #include "tests/support/temporary_folder.h"
@@ -24,14 +27,18 @@ namespace {
 
 using testing::CountOpenDescriptors;
 using testing::Exists;
+using testing::FilesBelow;
 using testing::InfoAt;
+using testing::KilledEnd;
 using testing::MakeFolder;
 using testing::MakeLink;
 using testing::NamesIn;
 using testing::OpenFolder;
 using testing::ReadFile;
+using testing::RefuseCalls;
 using testing::RefusedCall;
 using testing::RunAsOrdinaryUser;
+using testing::RunKilledBefore;
 using testing::RunWithoutCalls;
 using testing::TemporaryFolder;
 using testing::WriteFile;
@@ -295,6 +302,48 @@ TEST_P(Renaming, LosesNoFileToARace) {
   EXPECT_EQ(static_cast<size_t>(kProcesses * kFiles), contents.size());
   EXPECT_FALSE(contents.contains(""));
   EXPECT_EQ(static_cast<size_t>(kFiles), NamesIn(folder_ / "to").size());
+}
+
+// Kills renames of (`folder`, "from/item"), which `make` makes, at each of their calls in turn, and
+// sweeps as the next run does. How often there was something to sweep, which is nothing where no
+// process may watch another.
+int SweepsAfterKills(const std::function<void(const std::string& path)>& make) {
+  int sweeps = 0;
+  KilledEnd end = KilledEnd::kKilled;
+  for (unsigned call = 1; end == KilledEnd::kKilled; ++call) {
+    const TemporaryFolder folder;
+    for (const char* side : {"from", "to"}) MakeFolder(folder / side);
+    make(folder / "from/item");
+    const ino_t inode = InfoAt(folder / "from/item").st_ino;
+    end = RunKilledBefore(call, [&folder] {
+      EXPECT_TRUE(RefuseCalls({kNoFlag}));
+      const NSAutoreleasePool pool;
+      const UniqueFd from = OpenFolder(folder / "from");
+      const UniqueFd to = OpenFolder(folder / "to");
+      EXPECT_EQ(noErr, RenameWithoutReplacing(from.get(), "item", to.get(), "item"));
+    });
+    EXPECT_NE(KilledEnd::kFailed, end);
+    const size_t left = NamesIn(folder / "from").size() + NamesIn(folder / "to").size();
+    SweepFolder(OpenFolder(folder / "from").get());
+    std::vector<std::string> found = FilesBelow(folder.path());
+    if (found.size() < left) ++sweeps;
+    // For a moment it has both names.
+    EXPECT_FALSE(found.empty()) << call;
+    for (const std::string& path : found) {
+      EXPECT_TRUE(path.ends_with("/item")) << call << ": " << path;
+      EXPECT_EQ(inode, InfoAt(folder / path).st_ino) << call << ": " << path;
+    }
+  }
+  EXPECT_TRUE(sweeps > 0 || end == KilledEnd::kForbidden);
+  return sweeps;
+}
+
+TEST(RenameWithoutReplacing, LeavesNoTrialOfLinksBehindWhereverItIsKilled) {
+  if (SweepsAfterKills([](const std::string& path) { WriteFile(path, "x"); }) == 0) {
+    GTEST_SKIP() << "no process may watch another here";
+  }
+  SweepsAfterKills([](const std::string& path) { MakeLink("nowhere", path); });
+  SweepsAfterKills([](const std::string& path) { EXPECT_EQ(0, mkfifo(path.c_str(), 0600)); });
 }
 
 class LinkingOpenFile : public ::testing::Test {
