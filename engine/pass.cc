@@ -138,7 +138,8 @@ void ItemOfPass::Transfer() const {
 
 bool ItemOfPass::TransferToFolder(bool* wasInPlace) const {
   const bool copy = rules_.isCopyWanted();
-  if (!copy && MoveItemAtOnce(item_, parent_, folder_->ref, wasInPlace)) return true;
+  const auto transferAtOnce = copy ? CopyItemAtOnce : MoveItemAtOnce;
+  if (transferAtOnce(item_, parent_, folder_->ref, wasInPlace)) return true;
   return TransferItemAtPath(path_, folder_->path, copy, wasInPlace);
 }
 

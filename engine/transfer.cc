@@ -55,9 +55,10 @@ std::u16string RemoveExtension(std::u16string name, const std::u16string& extens
   return name;
 }
 
-}  // namespace
+using AtOnceTransfer = Status (*)(const FSRef& item, const FSRef& folder, FSRef* newItem);
 
-bool MoveItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace) {
+bool TransferAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder,
+                    AtOnceTransfer transfer, bool* wasInPlace) {
   *wasInPlace = false;
   const FSStep step;
   if (FSMayBeFolder(item) || !FSIsFSRefValid(folder)) return false;
@@ -66,9 +67,19 @@ bool MoveItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder,
     return true;
   }
   FSRef newItem;
-  if (GetPreserveComments() || FSMoveObjectAtOnce(item, folder, &newItem) != noErr) return false;
+  if (GetPreserveComments() || transfer(item, folder, &newItem) != noErr) return false;
   LogMoved(newItem, folder);
   return true;
+}
+
+}  // namespace
+
+bool MoveItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace) {
+  return TransferAtOnce(item, parent, folder, FSMoveObjectAtOnce, wasInPlace);
+}
+
+bool CopyItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace) {
+  return TransferAtOnce(item, parent, folder, FSCopyObjectAtOnce, wasInPlace);
 }
 
 bool TransferItemAtPath(const std::string& itemPath, const std::string& folderPath, bool copy,

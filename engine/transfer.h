@@ -15,6 +15,9 @@ namespace tessary {
 // affair of TransferItemAtPath.
 bool MoveItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace);
 
+// The usual copy in the same way, of a small file.
+bool CopyItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace);
+
 // Moves the item at `itemPath`, or copies it where `copy` is set, into the folder at `folderPath`.
 // True on success, which includes an item that lies there already; `*wasInPlace`, where it is
 // given, tells that case apart and is written always. Failures are logged; the item then stays

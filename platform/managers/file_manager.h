@@ -176,6 +176,11 @@ Status FSMoveObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* targe
 Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target);
 
+// Copies a file in the same way and under its own name, but only where nothing has to be decided
+// and little is lost by trying: a small one, and not with a sidecar. On any failure nothing is left
+// behind, and FSCopyObjectSync tells what is the matter.
+Status FSCopyObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* target);
+
 // Deletes the object, and never another one that has got its name: a file, a link, or a folder that
 // is empty. A folder that has not been listed yet is looked through for a sidecar once. Answers
 // noErr, fBsyErr (a folder that is not empty, or another object got the name at this moment),

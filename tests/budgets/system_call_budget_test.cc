@@ -114,7 +114,7 @@ TEST_F(SystemCallBudget, HoldsForCopyingByExtension) {
                              {"openat", 2},
                              {"pread64", 1},
                              {"pwrite64", 1},
-                             {"statx", 7},
+                             {"statx", 5},
                              {"statx ENOENT", 1},
                              {"utimensat", 1},
                              {"write", 1}};

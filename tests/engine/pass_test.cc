@@ -18,15 +18,18 @@
 namespace tessary {
 namespace {
 
+using testing::DistinctName;
 using ::testing::ElementsAre;
 using testing::Exists;
 using ::testing::IsEmpty;
 using testing::MakeFolder;
 using testing::MakeLink;
+using ::testing::MatchesRegex;
 using testing::MovedLine;
 using testing::MovingLine;
 using testing::NamesIn;
 using testing::NotMovedLine;
+using testing::ReadFile;
 using testing::RefAt;
 using ::testing::UnorderedElementsAre;
 using testing::WriteFile;
@@ -161,8 +164,36 @@ TEST_F(PassTest, RefusesAnItemThatWasSwappedForAnother) {
     ASSERT_EQ(0, rename((root_ / "swapped").c_str(), other.c_str()));
   };
   RunWith(rules);
-  EXPECT_EQ("another", testing::ReadFile(other));
+  EXPECT_EQ("another", ReadFile(other));
   EXPECT_EQ("Inavlid FSRef", Messages().back());
+}
+
+TEST_F(PassTest, CopiesWhatBearsTheNameWhenItIsTheItemsTurn) {
+  WriteFile(InSource("a.txt"), "listed");
+  PassRules rules = RulesWithKey(u"key");
+  rules.isCopyWanted = [] { return true; };
+  rules.reportProgress = [&](const std::string&) {
+    WriteFile(root_ / "swapped", "another");
+    ASSERT_EQ(0, rename((root_ / "swapped").c_str(), InSource("a.txt").c_str()));
+  };
+  RunWith(rules);
+  EXPECT_EQ("another", ReadFile(InDestination("key/a.txt")));
+  EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "key")));
+}
+
+TEST_F(PassTest, GivesACopyWhoseNameIsTakenADistinctOne) {
+  WriteFile(InSource("a.txt"), "new");
+  WriteFile(InSource("b.txt"), "new");
+  WriteFile(InDestination("key/a.txt"), "old");
+  MakeFolder(InDestination("key/b.txt"));
+  PassRules rules = RulesWithKey(u"key");
+  rules.isCopyWanted = [] { return true; };
+  RunWith(rules);
+  EXPECT_THAT(NamesIn(InDestination("key")),
+              UnorderedElementsAre("a.txt", "b.txt", MatchesRegex(DistinctName("a - ", "\\.txt")),
+                                   MatchesRegex(DistinctName("b - ", "\\.txt"))));
+  EXPECT_EQ("old", ReadFile(InDestination("key/a.txt")));
+  EXPECT_THAT(NamesIn(InDestination("key/b.txt")), IsEmpty());
 }
 
 TEST_F(PassTest, LooksAKeyFolderUpOncePerKey) {

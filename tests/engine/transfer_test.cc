@@ -50,6 +50,7 @@ class TransferTest : public testing::EngineFixture {
 };
 
 using MoveItemAtOnceTest = TransferTest;
+using CopyItemAtOnceTest = TransferTest;
 using TransferItemAtPathTest = TransferTest;
 using TransferItemTest = TransferTest;
 using RemoveSameNamedItemTest = TransferTest;
@@ -90,6 +91,51 @@ TEST_F(MoveItemAtOnceTest, LeavesEverythingElseAloneAndSaysNothing) {
   EXPECT_FALSE(move("b.txt", RefAt(destination_)));
   EXPECT_EQ("old", ReadFile(InDestination("a.txt")));
   EXPECT_THAT(NamesIn(source_), ElementsAre("Tool.app", "a.txt", "b.txt"));
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(CopyItemAtOnceTest, CopiesOrLeavesInPlace) {
+  WriteFile(InSource("a.txt"), "a");
+  bool wasInPlace = true;
+  EXPECT_TRUE(
+      CopyItemAtOnce(RefAt(InSource("a.txt")), RefAt(source_), RefAt(destination_), &wasInPlace));
+  EXPECT_FALSE(wasInPlace);
+  EXPECT_EQ("a", ReadFile(InDestination("a.txt")));
+  EXPECT_EQ("a", ReadFile(InSource("a.txt")));
+  EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
+  EXPECT_TRUE(CopyItemAtOnce(RefAt(InDestination("a.txt")), RefAt(destination_),
+                             RefAt(destination_), &wasInPlace));
+  EXPECT_TRUE(wasInPlace);
+  EXPECT_THAT(NamesIn(destination_), ElementsAre("a.txt"));
+  EXPECT_EQ(1U, Messages().size());
+}
+
+TEST_F(CopyItemAtOnceTest, LeavesEverythingElseAloneAndSaysNothing) {
+  WriteFile(InSource("a.txt"), "new");
+  WriteFile(InDestination("a.txt"), "old");
+  WriteFile(InSource("b.txt"), "b");
+  MakeLink("b.txt", InSource("link"));
+  MakeFolder(InSource("Tool.app"));
+  MakeFolder(InDestination("gone"));
+  const FSRef gone = RefAt(InDestination("gone"));
+  ASSERT_EQ(0, rename(InDestination("gone").c_str(), InDestination("elsewhere").c_str()));
+  WritePreferencesElsewhere(kReplace);
+  const auto copy = [this](const std::string& name, const FSRef& folder) {
+    bool wasInPlace = true;
+    const bool isCopied =
+        CopyItemAtOnce(RefAt(InSource(name)), RefAt(source_), folder, &wasInPlace);
+    EXPECT_FALSE(wasInPlace);
+    return isCopied;
+  };
+  EXPECT_FALSE(copy("a.txt", RefAt(destination_)));
+  EXPECT_FALSE(copy("link", RefAt(destination_)));
+  EXPECT_FALSE(copy("Tool.app", RefAt(destination_)));
+  EXPECT_FALSE(copy("b.txt", gone));
+  WritePreferencesElsewhere("PreserveComments = false\n");
+  EXPECT_FALSE(copy("b.txt", RefAt(destination_)));
+  EXPECT_EQ("old", ReadFile(InDestination("a.txt")));
+  EXPECT_THAT(NamesIn(destination_), ElementsAre("a.txt", "elsewhere"));
+  EXPECT_THAT(NamesIn(InDestination("elsewhere")), IsEmpty());
   EXPECT_THAT(Messages(), IsEmpty());
 }
 

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 #include <optional>
 #include <string>
 
@@ -9,6 +10,7 @@
 #include "platform/linux/catalog/names.h"
 #include "platform/linux/catalog/paths.h"
 #include "platform/linux/catalog/sidecars.h"
+#include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/pair.h"
 #include "platform/linux/changes/publish.h"
@@ -114,12 +116,12 @@ Status MakeTargetRef(const Target& target, FSRef* ref) {
   return status;
 }
 
-// The same of an object that was just renamed, and of which `info` told before. Where objects keep
-// their numbers, it is not looked up again, so that it is no reference to what another program put
-// in its place right before the rename. That is refused wherever the reference is used.
-Status MakeRenamedRef(const FSRef& source, const struct statx& info, const Place& from,
-                      const Target& target, FSRef* ref) {
-  if (!VolumeOf(ReferenceOf(source).device, from.descriptor()).hasTrueEntries) {
+// The same of an object that was just given the name, and of which `info` told before. Where
+// objects keep their numbers, it is not looked up again, so that it is no reference to what another
+// program put in its place right before a rename or after a copy. That is refused wherever the
+// reference is used.
+Status MakeNamedRef(const struct statx& info, const Target& target, FSRef* ref) {
+  if (!VolumeOf(target.identity.device, target.place.descriptor()).hasTrueEntries) {
     return MakeTargetRef(target, ref);
   }
   Catalog& catalog = Catalog::Get();
@@ -178,7 +180,7 @@ Status FSMoveObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* targe
   if (from.mayHaveSidecar || IsSidecarWaiting(to.folder, to.place.name)) return paramErr;
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
-  return status == noErr ? MakeRenamedRef(source, info, from, to, target) : status;
+  return status == noErr ? MakeNamedRef(info, to, target) : status;
 }
 
 Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
@@ -202,6 +204,29 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   copySource.seen = info;
   status = pair ? TransferPair(*pair, to, CopyPair) : CopyItem(copySource, CopyTargetOf(to));
   return status == noErr ? MakeTargetRef(to, target) : status;
+}
+
+Status FSCopyObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* target) try {
+  const Reference reference = ReferenceOf(source);
+  if (target == nullptr || reference.kind != NodeKind::kFile) return paramErr;
+  Place from;
+  Target to;
+  Status status = Catalog::Get().Find(reference, &from);
+  if (status != noErr) return status;
+  status = FindTarget(folder, nullptr, from.name, &to);
+  if (status != noErr) return status;
+  // Its own sidecar would be left out, and it would take on another's.
+  if (from.mayHaveSidecar || IsSidecarWaiting(to.folder, to.place.name)) return paramErr;
+  CopiedItem copied;
+  status = PublishSmallCopy(CopySourceOf(source, from), CopyTargetOf(to), &copied);
+  if (status != noErr) return status;
+  // What a look at the copy in this step will be told.
+  copied.made.stx_mtime = copied.source.stx_mtime;
+  status = MakeNamedRef(copied.made, to, target);
+  if (status == noErr) copied.item.Keep();
+  return status;
+} catch (const std::bad_alloc&) {
+  return memFullErr;
 }
 
 Status FSDeleteObject(const FSRef& ref) {

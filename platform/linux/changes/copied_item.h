@@ -13,6 +13,7 @@ namespace tessary {
 struct CopiedItem {
   struct statx source = {};  // the original as it was copied
   Manifest manifest;         // the same of a folder and all that is in it
+  struct statx made = {};    // the copy of a file as it was made, still empty
   HiddenItem item;
   bool isAnyDropped = false;  // the volume had no place for an attribute
 };
@@ -29,5 +30,10 @@ Status FindSource(const CopySource& source, struct statx* info);
 // CopyItem; `*copied` is written on success only.
 Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole role,
                    CopiedItem* copied);
+
+// The same of a file in the role kCopiedItem, for who has not looked at either name: whether it is
+// the one that is meant is asked of what its name has opened, and a taken name is found out first.
+// paramErr, too, for a file that is too big to be copied in vain where something else fails.
+Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, CopiedItem* copied);
 
 }  // namespace tessary

@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/contents.h"
+#include "platform/linux/changes/hidden_name.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/quiet_open.h"
@@ -42,19 +44,22 @@ Status WriteOut(int file) {
 }
 
 Status CopyInto(Birth birth, int from, int toFolder, const char* toName, CopyRole role,
-                struct statx* info, HiddenItem* made, bool* isAnyDropped) {
+                CopiedItem* copied) {
   constexpr int kTries = 2;
   for (int i = 0; i < kTries; ++i) {
     HiddenItem item;
-    Status status = MakeFile(birth, toFolder, *info, &item);
+    Status status = MakeFile(birth, toFolder, copied->source, &item);
+    if (status != noErr) return status;
+    status = ReadObjectInfo(item.fd(), "", &copied->made);
     if (status != noErr) return status;
     bool hasChanged = false;
-    status = FillFile(from, item.fd(), role, info, &hasChanged, isAnyDropped);
+    status = FillFile(from, item.fd(), copied->made, role, &copied->source, &hasChanged,
+                      &copied->isAnyDropped);
     if (status != noErr) return status;
     if (hasChanged) continue;
     if (role == CopyRole::kMovedItem) status = WriteOut(item.fd());
     if (status == noErr) status = item.Publish(toName);
-    if (status == noErr) *made = std::move(item);
+    if (status == noErr) copied->item = std::move(item);
     return status;
   }
   return fBsyErr;
@@ -62,7 +67,8 @@ Status CopyInto(Birth birth, int from, int toFolder, const char* toName, CopyRol
 
 }  // namespace
 
-Status OpenSourceFile(int folder, const char* name, struct statx* info, UniqueFd* opened) {
+Status OpenSourceFile(int folder, const char* name, const Identity& identity, struct statx* info,
+                      UniqueFd* opened) {
   UniqueFd file = OpenQuietly(folder, name, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
   if (!file) {
     // What a link and a socket say: neither is the file that was there.
@@ -70,17 +76,15 @@ Status OpenSourceFile(int folder, const char* name, struct statx* info, UniqueFd
   }
   struct statx found = {};
   if (const Status status = ReadObjectInfo(file.get(), "", &found)) return status;
-  if (!S_ISREG(found.stx_mode) || !Identity::Of(found).Matches(Identity::Of(*info))) return fnfErr;
+  if (!S_ISREG(found.stx_mode) || !Identity::Of(found).Matches(identity)) return fnfErr;
   *info = found;
   *opened = std::move(file);
   return noErr;
 }
 
-Status FillFile(int from, int to, CopyRole role, struct statx* info, bool* hasChanged,
-                bool* isAnyDropped) {
-  struct statx made = {};
+Status FillFile(int from, int to, const struct statx& made, CopyRole role, struct statx* info,
+                bool* hasChanged, bool* isAnyDropped) {
   struct statx after = {};
-  if (const Status status = ReadObjectInfo(to, "", &made)) return status;
   if (const Status status = CopyContents(from, *info, to, made)) return status;
   if (const Status status = CopyMetadata(from, *info, to, made, role, isAnyDropped)) return status;
   if (!VolumeOf(Identity::Of(made).device, to).isWrittenAtOnce) {
@@ -95,16 +99,11 @@ Status FillFile(int from, int to, CopyRole role, struct statx* info, bool* hasCh
   return noErr;
 }
 
-Status CopyFile(int folder, const char* name, int toFolder, const char* toName, CopyRole role,
-                struct statx* info, HiddenItem* made, bool* isAnyDropped) {
-  UniqueFd from;
-  if (const Status status = OpenSourceFile(folder, name, info, &from)) return status;
-  const Status status =
-      CopyInto(Birth::kWithoutName, from.get(), toFolder, toName, role, info, made, isAnyDropped);
+Status CopyOpenFile(int from, int toFolder, const char* toName, CopyRole role, CopiedItem* copied) {
+  const Status status = CopyInto(Birth::kWithoutName, from, toFolder, toName, role, copied);
   if (status != paramErr) return status;
   // Unnamed files, or links that would give them a name, are not to be had here.
-  return CopyInto(Birth::kUnderHiddenName, from.get(), toFolder, toName, role, info, made,
-                  isAnyDropped);
+  return CopyInto(Birth::kUnderHiddenName, from, toFolder, toName, role, copied);
 }
 
 }  // namespace tessary

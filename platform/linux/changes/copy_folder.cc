@@ -151,16 +151,20 @@ class FolderCopy : public TreeVisitor {
 
   Status CopyInnerFile(int folder, const char* name, const struct statx& info) {
     UniqueFd from;
-    struct statx copied = info;
-    if (const Status status = OpenSourceFile(folder, name, &copied, &from)) return status;
+    struct statx copied = {};
+    Status status = OpenSourceFile(folder, name, Identity::Of(info), &copied, &from);
+    if (status != noErr) return status;
     constexpr int kTries = 2;
     for (int i = 0; i < kTries; ++i) {
       constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
       const UniqueFd to(openat(chain_.fd(), name, kFlags, 0600));
       if (!to) return LastError();
+      struct statx made = {};
+      status = ReadObjectInfo(to.get(), "", &made);
+      if (status != noErr) return status;
       bool hasChanged = false;
-      const Status status =
-          FillFile(from.get(), to.get(), CopyRole::kInnerItem, &copied, &hasChanged, isAnyDropped_);
+      status = FillFile(from.get(), to.get(), made, CopyRole::kInnerItem, &copied, &hasChanged,
+                        isAnyDropped_);
       if (status != noErr) return status;
       if (!hasChanged) {
         manifest_->Add(name, copied);

@@ -10,15 +10,19 @@
 #include "platform/linux/changes/copy_link.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/sweep.h"
+#include "platform/linux/unique_fd.h"
 
 namespace tessary {
 namespace {
 
-// Tells before any work what would only come out at its end, where there is much work. It decides
-// nothing: the name is given without replacing all the same.
-Status LookAtTarget(const CopyTarget& target, const struct statx& source) {
-  constexpr uint64_t kLittleWork = 1 << 20;
-  if (S_ISREG(source.stx_mode) && source.stx_size <= kLittleWork) return noErr;
+bool IsLittleWork(const struct statx& source) {
+  constexpr uint64_t kMost = 1 << 20;
+  return S_ISREG(source.stx_mode) && source.stx_size <= kMost;
+}
+
+// Tells before any work what would only come out at its end. It decides nothing: the name is given
+// without replacing all the same.
+Status LookAtTarget(const CopyTarget& target) {
   struct statx info = {};
   const Status status = ReadObjectInfo(target.folder, target.name.c_str(), &info);
   if (status == noErr) return dupFNErr;
@@ -56,20 +60,37 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
   CopiedItem copy;
   if (const Status status = CheckItemName(target.name)) return status;
   if (const Status status = FindSource(source, &copy.source)) return status;
-  if (const Status status = LookAtTarget(target, copy.source)) return status;
+  Status status = IsLittleWork(copy.source) ? noErr : LookAtTarget(target);
+  if (status != noErr) return status;
   SweepFolderOnce(target.folder, target.identity);
   const char* name = source.name.c_str();
   const char* toName = target.name.c_str();
-  Status status = noErr;
   if (S_ISREG(copy.source.stx_mode)) {
-    status = CopyFile(source.folder, name, target.folder, toName, role, &copy.source, &copy.item,
-                      &copy.isAnyDropped);
+    UniqueFd from;
+    status = OpenSourceFile(source.folder, name, Identity::Of(copy.source), &copy.source, &from);
+    if (status == noErr) status = CopyOpenFile(from.get(), target.folder, toName, role, &copy);
   } else if (S_ISLNK(copy.source.stx_mode)) {
     status = CopyLink(source.folder, name, copy.source, target.folder, toName, &copy.item);
   } else {
     status = CopyFolder(source.folder, name, copy.source, target.folder, toName, role, &copy.item,
                         &copy.manifest, &copy.isAnyDropped);
   }
+  if (status == noErr) *copied = std::move(copy);
+  return status;
+}
+
+Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, CopiedItem* copied) {
+  CopiedItem copy;
+  UniqueFd from;
+  if (const Status status = CheckItemName(target.name)) return status;
+  if (const Status status = LookAtTarget(target)) return status;
+  const char* name = source.name.c_str();
+  Status status = OpenSourceFile(source.folder, name, source.identity, &copy.source, &from);
+  if (status != noErr) return status;
+  if (!IsLittleWork(copy.source)) return paramErr;
+  SweepFolderOnce(target.folder, target.identity);
+  const char* toName = target.name.c_str();
+  status = CopyOpenFile(from.get(), target.folder, toName, CopyRole::kCopiedItem, &copy);
   if (status == noErr) *copied = std::move(copy);
   return status;
 }

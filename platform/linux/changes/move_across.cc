@@ -57,9 +57,11 @@ bool IsGone(const CopySource& source) {
 // Opens the file that is to be moved, to keep an eye on it. fBsyErr where another program has it
 // open for writing: what that wrote after the copy was made would be lost. `*opened` stays closed
 // for what is no file.
-Status OpenWithoutWriters(const CopySource& source, struct statx info, UniqueFd* opened) {
+Status OpenWithoutWriters(const CopySource& source, const struct statx& info, UniqueFd* opened) {
   if (!S_ISREG(info.stx_mode)) return noErr;
-  const Status status = OpenSourceFile(source.folder, source.name.c_str(), &info, opened);
+  struct statx found = {};
+  const Status status =
+      OpenSourceFile(source.folder, source.name.c_str(), Identity::Of(info), &found, opened);
   if (status != noErr) return status;
   const Status kept = KeepWritersOut(source.identity.device, opened->get());
   // Nobody waits for as long as a copy takes.

@@ -7,10 +7,13 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "platform/managers/file_attributes.h"
 #include "platform/managers/file_manager.h"
+#include "tests/support/memory_volume.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary {
@@ -32,7 +35,25 @@ std::string PathOf(const FSRef& ref) {
   return buffer.data();
 }
 
+// Which folders hold sidecars is known from listing them.
+void ListToItsEnd(const std::string& path) {
+  FSIterator iterator;
+  ASSERT_EQ(noErr, FSOpenIterator(RefAt(path), &iterator));
+  std::array<FSRef, 10> children;
+  size_t count = 0;
+  bool changed = false;
+  EXPECT_EQ(errFSNoMoreItems,
+            FSGetCatalogInfoBulk(*iterator, children.size(), &count, &changed, children.data()));
+}
+
 using Transfer = Status (*)(const FSRef&, const FSRef&, const std::u16string*, FSRef*);
+
+// A copy as a run makes it: at once where that can be done.
+Status CopyAtOnceOrSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
+                        FSRef* target) {
+  if (newName == nullptr && FSCopyObjectAtOnce(source, folder, target) == noErr) return noErr;
+  return FSCopyObjectSync(source, folder, newName, target);
+}
 
 struct Way {
   const char* name;
@@ -54,7 +75,8 @@ class MoveAndCopy : public ::testing::TestWithParam<Way> {
 
 INSTANTIATE_TEST_SUITE_P(Ways, MoveAndCopy,
                          ::testing::Values(Way{"Move", FSMoveObjectSync, false},
-                                           Way{"Copy", FSCopyObjectSync, true}),
+                                           Way{"Copy", FSCopyObjectSync, true},
+                                           Way{"CopyAtOnce", CopyAtOnceOrSync, true}),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST_P(MoveAndCopy, KeepsTheNameWithoutANewOne) {
@@ -311,17 +333,117 @@ TEST(FSMoveObjectAtOnce, ChangesNothingWhereMoreHasToBeDone) {
   EXPECT_EQ(paramErr, FSMoveObjectAtOnce(RefAt(folder / "from/sub"), to, &target));
   EXPECT_EQ(errFSNotAFolder, FSMoveObjectAtOnce(RefAt(folder / "from/a.txt"), file, &target));
   EXPECT_EQ(paramErr, FSMoveObjectAtOnce(RefAt(folder / "from/a.txt"), to, nullptr));
-  // Which folders hold sidecars is known from listing them.
-  FSIterator iterator;
-  ASSERT_EQ(noErr, FSOpenIterator(RefAt(folder / "from"), &iterator));
-  std::array<FSRef, 10> children;
-  size_t count = 0;
-  bool changed = false;
-  EXPECT_EQ(errFSNoMoreItems,
-            FSGetCatalogInfoBulk(*iterator, children.size(), &count, &changed, children.data()));
+  ListToItsEnd(folder / "from");
   EXPECT_EQ(paramErr, FSMoveObjectAtOnce(RefAt(folder / "from/a.txt"), to, &target));
   EXPECT_EQ(before, FilesBelow(folder.path()));
   EXPECT_EQ("old", ReadFile(folder / "to/taken.txt"));
+}
+
+TEST(FSCopyObjectAtOnce, CopiesASmallFileAndTellsWhereItIs) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "a.txt", "a");
+  testing::SetModificationDate(folder / "a.txt", 1'236'168'000);
+  MakeFolder(folder / "to");
+  const FSStep step;
+  FSRef target;
+  ASSERT_EQ(noErr, FSCopyObjectAtOnce(RefAt(folder / "a.txt"), RefAt(folder / "to"), &target));
+  EXPECT_EQ("a", ReadFile(folder / "to/a.txt"));
+  EXPECT_EQ("a", ReadFile(folder / "a.txt"));
+  EXPECT_EQ(folder / "to/a.txt", PathOf(target));
+  const auto date = CopyFileDateAtPath(folder / "to/a.txt", DateAttribute::NSFileModificationDate);
+  EXPECT_EQ((Timestamp{1'236'168'000, 0}), date);
+}
+
+TEST(FSCopyObjectAtOnce, TellsOfTheObjectThatItMade) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "a.txt", "a");
+  MakeFolder(folder / "to");
+  FSRef target;
+  ASSERT_EQ(noErr, FSCopyObjectAtOnce(RefAt(folder / "a.txt"), RefAt(folder / "to"), &target));
+  EXPECT_TRUE(FSIsFSRefValid(target));
+  EXPECT_EQ(noErr, FSCompareFSRefs(target, RefAt(folder / "to/a.txt")));
+  WriteFile(folder / "other", "another");
+  ASSERT_EQ(0, rename((folder / "other").c_str(), (folder / "to/a.txt").c_str()));
+  EXPECT_FALSE(FSIsFSRefValid(target));
+}
+
+TEST(FSCopyObjectAtOnce, LeavesNothingBehindWhereMoreHasToBeDone) {
+  const TemporaryFolder folder;
+  const std::vector<std::string> taken = {"file", "folder", "link"};
+  for (const std::string& name : taken) WriteFile(folder / ("from/" + name), "new");
+  WriteFile(folder / "to/file", "old");
+  MakeFolder(folder / "to/folder");
+  MakeLink("nowhere", folder / "to/link");
+  WriteFile(folder / "from/a.txt", "a");
+  WriteFile(folder / "from/big", std::string((1 << 20) + 1, 'x'));
+  WriteFile(folder / "from/Tool.app/file", "in a package");
+  MakeLink("a.txt", folder / "from/a link");
+  ASSERT_EQ(0, mkfifo((folder / "from/fifo").c_str(), 0600));
+  const std::vector<std::string> before = FilesBelow(folder.path());
+  const FSRef to = RefAt(folder / "to");
+  const auto copy = [&folder, &to](const std::string& name) {
+    FSRef target;
+    return FSCopyObjectAtOnce(RefAt(folder / ("from/" + name)), to, &target);
+  };
+  for (const std::string& name : taken) EXPECT_EQ(dupFNErr, copy(name)) << name;
+  for (const char* name : {"big", "Tool.app", "a link", "fifo"}) {
+    EXPECT_EQ(paramErr, copy(name)) << name;
+  }
+  FSRef target;
+  const FSRef item = RefAt(folder / "from/a.txt");
+  EXPECT_EQ(errFSNotAFolder, FSCopyObjectAtOnce(item, RefAt(folder / "to/file"), &target));
+  EXPECT_EQ(paramErr, FSCopyObjectAtOnce(item, to, nullptr));
+  EXPECT_EQ(paramErr, FSCopyObjectAtOnce(FSRef{}, to, &target));
+  EXPECT_EQ(before, FilesBelow(folder.path()));
+  EXPECT_EQ("old", ReadFile(folder / "to/file"));
+}
+
+TEST(FSCopyObjectAtOnce, LeavesAnItemWithASidecarAlone) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "from/a.txt", "a");
+  WriteFile(folder / "from/._a.txt", "sidecar");
+  WriteFile(folder / "to/._waiting.txt", "waiting");
+  WriteFile(folder / "other/waiting.txt", "w");
+  const std::vector<std::string> before = FilesBelow(folder.path());
+  ListToItsEnd(folder / "from");
+  const FSRef to = RefAt(folder / "to");
+  FSRef target;
+  EXPECT_EQ(paramErr, FSCopyObjectAtOnce(RefAt(folder / "from/a.txt"), to, &target));
+  EXPECT_EQ(paramErr, FSCopyObjectAtOnce(RefAt(folder / "other/waiting.txt"), to, &target));
+  EXPECT_EQ(before, FilesBelow(folder.path()));
+}
+
+TEST(FSCopyObjectAtOnce, CopiesNothingThatHasTakenTheFilesName) {
+  const TemporaryFolder folder;
+  MakeFolder(folder / "to");
+  const std::vector<std::function<void(const std::string&)>> takers = {
+      [](const std::string& path) { WriteFile(path, "another"); },
+      [](const std::string& path) { MakeLink("/etc/hostname", path); },
+      [](const std::string& path) { MakeFolder(path); },
+      // Opened to be read, it would keep its reader waiting.
+      [](const std::string& path) { ASSERT_EQ(0, mkfifo(path.c_str(), 0600)); },
+      [](const std::string& /*path*/) {}};
+  for (size_t i = 0; i < takers.size(); ++i) {
+    const std::string path = folder / ("file" + std::to_string(i));
+    WriteFile(path, "listed");
+    const FSRef listed = RefAt(path);
+    // It stays, so that its number is not given to the taker.
+    ASSERT_EQ(0, rename(path.c_str(), (path + " elsewhere").c_str()));
+    takers[i](path);
+    FSRef target;
+    EXPECT_EQ(fnfErr, FSCopyObjectAtOnce(listed, RefAt(folder / "to"), &target)) << i;
+  }
+  EXPECT_TRUE(NamesIn(folder / "to").empty());
+}
+
+TEST(FSCopyObjectAtOnce, LeavesNothingOnAFullVolume) {
+  const TemporaryFolder folder;
+  const testing::MemoryVolume volume("size=64k");
+  if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
+  WriteFile(folder / "file", std::string(100'000, 'x'));
+  FSRef target;
+  EXPECT_EQ(dskFulErr, FSCopyObjectAtOnce(RefAt(folder / "file"), RefAt(volume.path()), &target));
+  EXPECT_TRUE(NamesIn(volume.path()).empty());
 }
 
 }  // namespace
