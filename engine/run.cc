@@ -31,11 +31,8 @@ bool IsCopyChosen() { return GetFileOperation() == kFileOperationCopy; }
 
 std::optional<std::u16string> CopyExtensionKey(const FSRef& item, bool* isUnknown) {
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
-  if (!url) {
-    *isUnknown = true;
-    return std::nullopt;
-  }
-  return CFURLCopyPathExtension(*url);
+  if (!url) *isUnknown = true;
+  return url ? CFURLCopyPathExtension(*url) : std::nullopt;
 }
 
 std::optional<std::u16string> CopyMimeTypeKeyOfItem(const FSRef& item, bool* isUnknown) {

@@ -10,12 +10,14 @@
 
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/object_info.h"
+#include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
 #include "platform/managers/launch_services.h"
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
 #include "tests/support/copying.h"
 #include "tests/support/mac_bytes.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/volumes.h"
 
 // What the catalog says of items from a Mac, whichever form it is kept in.
 namespace tessary {
@@ -222,6 +224,52 @@ TEST(CreationDates, AreThoseOfTheFirstFormThatTellsOne) {
   ASSERT_TRUE(SetAttribute(path, kCreationDateAttribute, "long ago"));
   ASSERT_TRUE(SetAttribute(path, "user.org.netatalk.Metadata", "AppleDouble"));
   EXPECT_EQ((Timestamp{1'236'143'167, 123'456'700}), dateOf());
+}
+
+// A volume that takes attributes of every name, as the kernel shows them of a Mac's own volumes:
+// this driver keeps them as streams.
+class MacsVolume : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!volume_.IsThere()) GTEST_SKIP() << volume_.WhyNot();
+    WriteFile(path_, "x");
+    if (!SetAttribute(path_, "hfs.type", "TEXT")) GTEST_SKIP() << "not every name is taken";
+  }
+
+  const testing::ScratchVolume volume_{testing::VolumeKind::kNtfs, "streams_interface=openxattr"};
+  const std::string path_ = volume_ / "file";
+  // Folders that are held open would keep the volume mounted.
+  const NSAutoreleasePool pool_;
+};
+
+TEST_F(MacsVolume, HasTypeAndCreatorOfHfs) {
+  EXPECT_EQ(0U, InfoOf(path_).fileType) << "not without a creator";
+  ASSERT_TRUE(SetAttribute(path_, "hfs.creator", "ttxt"));
+  EXPECT_EQ(kText, InfoOf(path_).fileType);
+  EXPECT_EQ(kCreator, InfoOf(path_).fileCreator);
+  ASSERT_TRUE(SetAttribute(path_, "hfs.creator", "longer"));
+  EXPECT_EQ(0U, InfoOf(path_).fileType);
+}
+
+TEST_F(MacsVolume, HasTheFinderInformationOfHfsPlusBeforeThat) {
+  ASSERT_TRUE(SetAttribute(path_, "hfs.type", "JPEG"));
+  ASSERT_TRUE(SetAttribute(path_, "hfs.creator", "8BIM"));
+  ASSERT_TRUE(SetAttribute(path_, "osx.com.apple.FinderInfo", kInvisibleText));
+  EXPECT_EQ(kText, InfoOf(path_).fileType);
+  EXPECT_EQ(kIsInvisible, InfoOf(path_).finderFlags);
+}
+
+TEST_F(MacsVolume, GivesACopyElsewhereWhatThatVolumeTakes) {
+  const TemporaryFolder folder;
+  if (!SetAttribute(folder.path(), "user.x", "")) GTEST_SKIP() << "the volume has no attributes";
+  ASSERT_TRUE(SetAttribute(path_, "hfs.creator", "ttxt"));
+  ASSERT_EQ(noErr, testing::CopyAt(path_, folder / "of hfs"));
+  EXPECT_EQ("TEXTttxt" + std::string(24, '\0'),
+            testing::AttributeAt(folder / "of hfs", "user.com.apple.FinderInfo"));
+  ASSERT_TRUE(SetAttribute(path_, "osx.com.apple.FinderInfo", kInvisibleText));
+  ASSERT_EQ(noErr, testing::CopyAt(path_, folder / "of hfs+"));
+  EXPECT_EQ(kText, InfoOf(folder / "of hfs+").fileType);
+  EXPECT_EQ(kIsInvisible, InfoOf(folder / "of hfs+").finderFlags);
 }
 
 }  // namespace
