@@ -262,6 +262,8 @@ TEST_F(MacsVolume, HasTheFinderInformationOfHfsPlusBeforeThat) {
 TEST_F(MacsVolume, GivesACopyElsewhereWhatThatVolumeTakes) {
   const TemporaryFolder folder;
   if (!SetAttribute(folder.path(), "user.x", "")) GTEST_SKIP() << "the volume has no attributes";
+  ASSERT_EQ(noErr, testing::CopyAt(path_, folder / "type alone"));
+  EXPECT_EQ("(none)", testing::AttributeAt(folder / "type alone", "user.com.apple.FinderInfo"));
   ASSERT_TRUE(SetAttribute(path_, "hfs.creator", "ttxt"));
   ASSERT_EQ(noErr, testing::CopyAt(path_, folder / "of hfs"));
   EXPECT_EQ("TEXTttxt" + std::string(24, '\0'),
