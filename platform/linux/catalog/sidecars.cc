@@ -40,9 +40,8 @@ void LookForSidecars(uint32_t folder) {
   if (folders.IsListed(folder) || folders.Open(folder, &handle) != noErr) return;
   const UniqueFd opened = OpenQuietly(handle->get(), ".", O_DIRECTORY);
   std::vector<std::string> names;
-  if (opened && ReadFolderNames(opened.get(), IsOfInterest, &names) == noErr && !names.empty()) {
-    folders.NoteSidecar(folder);
-  }
+  const bool isRead = opened && ReadFolderNames(opened.get(), IsOfInterest, &names) == noErr;
+  if (!isRead || !names.empty()) folders.NoteSidecar(folder);
   NoteListed(folder, std::any_of(names.begin(), names.end(), IsPairRecordName));
 }
 

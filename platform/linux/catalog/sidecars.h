@@ -19,7 +19,7 @@ bool IsPairRecordName(std::string_view name);
 void NoteListed(uint32_t folder, bool hasRecord);
 
 // Lists an interned folder for sidecars and records, unless it has been listed since it was
-// interned. One that cannot be listed counts as one without any.
+// interned. One that cannot be listed counts as one with some, so that each of its items is asked.
 void LookForSidecars(uint32_t folder);
 
 // True when a sidecar lies in an interned folder that an item of the name would get there. Asks

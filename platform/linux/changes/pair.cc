@@ -3,11 +3,13 @@
 #include <unistd.h>
 
 #include <new>
+#include <string>
 #include <utility>
 
 #include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/publish.h"
+#include "platform/linux/changes/sweep.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/apple_double.h"
 #include "platform/managers/log.h"
@@ -96,42 +98,82 @@ class HeldSidecar {
   PairRecord record_;
 };
 
+// The copy of a pair while it is made: the sidecar's copy, which comes first, and the record of it.
+// Both go with this unless the sidecar's copy is kept. One that cannot be taken back leaves the
+// record, so that a later look does it.
+class CopyUnderWay {
+ public:
+  CopyUnderWay() = default;
+  CopyUnderWay(const CopyUnderWay&) = delete;
+  CopyUnderWay& operator=(const CopyUnderWay&) = delete;
+  ~CopyUnderWay() {
+    sidecar_.item = HiddenItem();
+    struct statx info = {};
+    const bool isLeft = !name_.empty() && ReadObjectInfo(folder_, name_.c_str(), &info) != fnfErr;
+    if (isLeft) record_.Keep();
+  }
+
+  Status Begin(const Pair& pair, const PairTarget& target) {
+    Status status =
+        PairRecord::Write(target.folder, IntentOf(PairChange::kCopy, pair, target), &record_);
+    if (status != noErr) return status;
+    // Known before there is anything to be taken back, whatever memory runs out.
+    std::string name = SidecarName(target.name);
+    status = CopySidecar(pair, target, &sidecar_);
+    if (status != noErr) return status;
+    folder_ = target.folder;
+    name_ = std::move(name);
+    return noErr;
+  }
+
+  const CopiedItem& sidecar() const { return sidecar_; }
+
+  // From here on the sidecar's copy has its item, and nothing is under way.
+  void Keep() {
+    sidecar_.item.Keep();
+    name_.clear();
+    record_ = PairRecord();
+  }
+
+ private:
+  int folder_ = -1;
+  std::string name_;  // of the sidecar's copy; empty where there is none to be taken back
+  CopiedItem sidecar_;
+  PairRecord record_;
+};
+
 Status CopyBoth(const Pair& pair, const PairTarget& target) {
-  PairRecord record;
-  Status status =
-      PairRecord::Write(target.folder, IntentOf(PairChange::kCopy, pair, target), &record);
-  if (status != noErr) return status;
-  CopiedItem sidecar;
-  status = CopySidecar(pair, target, &sidecar);
+  CopyUnderWay copy;
+  Status status = copy.Begin(pair, target);
   if (status != noErr) return status;
   status = CopyItem(SourceOf(pair, pair.name, pair.item), target);
-  if (status == noErr) sidecar.item.Keep();
+  if (status == noErr) copy.Keep();
   return status;
 }
 
 Status MoveBothAcross(const Pair& pair, const PairTarget& target) {
-  PairRecord record;
-  Status status =
-      PairRecord::Write(target.folder, IntentOf(PairChange::kCopy, pair, target), &record);
+  struct statx folder = {};
+  Status status = ReadObjectInfo(pair.folder, "", &folder);
   if (status != noErr) return status;
-  CopiedItem sidecar;
-  status = CopySidecar(pair, target, &sidecar);
+  // Before a record of our own lies there, which a lock may not protect.
+  SweepFolderOnce(pair.folder, Identity::Of(folder));
+  CopyUnderWay copy;
+  status = copy.Begin(pair, target);
   if (status != noErr) return status;
   // It has its name already. Where a volume does not sync that with the file, the folder is synced
   // for the item's.
-  if (fsync(sidecar.item.fd()) != 0) return LastError();
+  if (fsync(copy.sidecar().item.fd()) != 0) return LastError();
   HeldSidecar held;
   Pair copied = pair;
-  copied.sidecar = sidecar.source;
+  copied.sidecar = copy.sidecar().source;
   status = held.Take(copied, PairChange::kMoveAcross, target);
   if (status != noErr) return status;
   CopySource item = SourceOf(pair, pair.name, pair.item);
   item.aside = held.ItemAside();
   status = MoveItemAcrossVolumes(item, target);
   if (status != noErr) return status;
-  sidecar.item.Keep();
-  // This record goes before the other, which leads a later look to it.
-  record = PairRecord();
+  // Its record goes before the other, which leads a later look to it.
+  copy.Keep();
   if (held.Delete() != noErr) held.LeaveToMending();
   return noErr;
 }

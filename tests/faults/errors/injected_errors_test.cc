@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 
@@ -123,34 +124,44 @@ std::vector<int> LoggedStatuses(const std::string& output) {
   return statuses;
 }
 
-// Whether the log may give that number: the one of the error, but for three questions whose failure
-// is answered as something else. Without randomness there is no hidden name, and no distinct one
-// either where a name is taken. An object that cannot be looked at is taken for another one, and a
-// name for taken. Somebody who cannot be asked whether he writes is taken to.
-bool IsRightStatus(int status, const Refusal& refusal) {
+// Whether the log may give that number: the one of the error, but for questions whose failure is
+// answered as something else. Without randomness there is no hidden name, and no distinct one
+// either where a name is taken. An object that cannot be looked at is taken for another one, or for
+// one that has changed, and a name for taken. Where it cannot be asked whether a writer waits for
+// the lease on a file, one is taken to: an original that somebody may have written to is not
+// deleted. All other questions about a lease have to fail without a word.
+bool IsRightStatus(int status, const Refusal& refusal, bool isOfWaitingWriter) {
   if (status == StatusFromErrno(refusal.error)) return true;
+  if (isOfWaitingWriter) return status == fBsyErr;
   if (refusal.target.number == SYS_getrandom) return status == ioErr || status == dupFNErr;
-  if (refusal.target.number == SYS_fcntl) return status == fBsyErr;
-  if (refusal.target.number == SYS_statx) return status == fnfErr || status == dupFNErr;
+  if (refusal.target.number == SYS_statx) {
+    return status == fnfErr || status == dupFNErr || status == fBsyErr;
+  }
   return false;
+}
+
+bool IsOfWaitingWriter(const SupervisedCall& call) {
+  return call.number == SYS_fcntl && static_cast<int>(call.arguments[1]) == F_GETLEASE;
 }
 
 // Plays the scene with the refusal; false where the call did not come.
 bool Play(const Refusal& refusal, std::vector<Harm>* harms, std::string* output) {
   const Stage stage(*refusal.target.scene);
   int count = 0;
-  const RunResult result =
-      stage.Run({refusal.target.number}, [&refusal, &count](const SupervisedCall&) {
-        ++count;
-        const bool isMeant = count == refusal.which || (refusal.persists && count > refusal.which);
-        return isMeant ? refusal.error : 0;
-      });
+  bool isOfWaitingWriter = false;
+  const RunResult result = stage.Run({refusal.target.number}, [&](const SupervisedCall& call) {
+    ++count;
+    const bool isMeant = count == refusal.which || (refusal.persists && count > refusal.which);
+    if (!isMeant) return 0;
+    isOfWaitingWriter = IsOfWaitingWriter(call);
+    return refusal.error;
+  });
   *output = result.output;
   if (count < refusal.which) return false;
   *harms = stage.FindHarm(result, !refusal.persists);
   for (const int status : LoggedStatuses(result.output)) {
     // Of what fails again and again, any failure may be the one that is told of.
-    if (!refusal.persists && !IsRightStatus(status, refusal)) {
+    if (!refusal.persists && !IsRightStatus(status, refusal, isOfWaitingWriter)) {
       harms->push_back({"misnamed", "the log tells of error " + std::to_string(status)});
     }
   }

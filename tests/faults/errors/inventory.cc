@@ -12,6 +12,7 @@
 #include <map>
 #include <string_view>
 
+#include "platform/linux/catalog/sidecars.h"
 #include "platform/linux/changes/hidden_name.h"
 #include "platform/linux/unique_fd.h"
 #include "tests/support/temporary_folder.h"
@@ -89,7 +90,7 @@ std::string DescribeItemContents(const std::string& path) {
   return described;
 }
 
-std::string DescribeItem(const std::string& path, const InventoryRules& rules) {
+std::string DescribeWithoutSidecar(const std::string& path, const InventoryRules& rules) {
   if (rules.isContentsOnly) return DescribeItemContents(path);
   FirstNames names;
   std::string described = Describe(path, rules.leavesComments);
@@ -110,12 +111,38 @@ std::string DescribeItem(const std::string& path, const InventoryRules& rules) {
   return described;
 }
 
+// The path of what is the item's sidecar, if it is a file.
+std::string SidecarPathOf(const std::string& path) {
+  const fs::path item(path);
+  return item.parent_path() / ("._" + item.filename().string());
+}
+
+// Records of pairs and sidecars that are held too.
+bool IsOurHiddenName(const std::string& name) {
+  return IsHiddenName(name) || name.starts_with(kPairRecordPrefix);
+}
+
+bool IsFile(const std::string& path) { return fs::is_regular_file(fs::symlink_status(path)); }
+
+// The sidecar of an item that is there.
+bool IsSidecar(const fs::path& path) {
+  const std::string name = path.filename().string();
+  return name.starts_with("._") && IsFile(path) && Exists(path.parent_path() / name.substr(2));
+}
+
+std::string DescribeItem(const std::string& path, const InventoryRules& rules) {
+  std::string described = DescribeWithoutSidecar(path, rules);
+  const std::string sidecar = SidecarPathOf(path);
+  if (IsFile(sidecar)) described += "\n--with\n" + DescribeWithoutSidecar(sidecar, rules);
+  return described;
+}
+
 void Search(const std::string& top, const std::string& folder, const InventoryRules& rules,
             std::vector<FoundItem>* found) {
   for (const auto& entry : fs::directory_iterator(folder)) {
     const std::string path = entry.path().string();
     const std::string name = entry.path().filename().string();
-    if (IsHiddenName(name)) continue;
+    if (IsOurHiddenName(name) || IsSidecar(entry.path())) continue;
     const bool isFolder = entry.symlink_status().type() == fs::file_type::directory;
     if (isFolder && !IsPackageName(name)) {
       Search(top, path, rules, found);
@@ -137,7 +164,7 @@ std::vector<std::string> FindHiddenObjects(const std::string& folder) {
   std::vector<std::string> found;
   if (!Exists(folder)) return found;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    if (IsHiddenName(entry.path().filename().string())) found.push_back(entry.path().string());
+    if (IsOurHiddenName(entry.path().filename().string())) found.push_back(entry.path().string());
   }
   return found;
 }

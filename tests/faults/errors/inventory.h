@@ -13,11 +13,11 @@ struct InventoryRules {
 };
 
 // Something that a run files: a file, a link, or a folder with an extension that makes it a
-// package.
+// package; each with its sidecar, if it has one. A sidecar without its item is an item of its own.
 struct FoundItem {
   std::string path;      // below the folder that was searched
   std::string contents;  // everything about it but its name: bytes, modes, dates, attributes, and
-                         // for a package the same of all that is in it
+                         // for a package the same of all that is in it, and of the sidecar
 };
 
 // Everything below the folder that a run could have put there, packages as one item and plain

@@ -87,7 +87,15 @@ void MakeFileWithHoles(const std::string& path) {
   SetModificationDate(path, kDate);
 }
 
+void WriteSidecarOf(const std::string& path) {
+  const fs::path item(path);
+  WriteDated(item.parent_path() / ("._" + item.filename().string()), "goes with " + path, 0640);
+}
+
 std::string NameOfPath(const std::string& path) { return fs::path(path).filename().string(); }
+
+// One that lies beside its item is told of with that.
+bool IsLoneSidecar(const FoundItem& item) { return NameOfPath(item.path).starts_with("._"); }
 
 // Whether a name is that of the item, or the distinct one that it gets where its own is taken.
 bool IsNameFor(const std::string& name, const std::string& own) {
@@ -155,12 +163,25 @@ const std::vector<Scene>& Scenes() {
        .isAcross = true},
       {.name = "copy by type replacing with comments",
        .options = {"--kind", "mime-type", "--copy", "--replace", "--preserve-comments"},
-       .isReplace = true,
+       .replaced = "text:plain/taken.txt",
        .hasComments = true},
       {.name = "move by date",
        .options = {"--kind", "modification-date", "--move"},
        .isMove = true,
        .isByDate = true},
+      {.name = "copy with sidecars",
+       .options = {"--kind", "extension", "--copy"},
+       .hasSidecars = true},
+      {.name = "move with sidecars, replacing",
+       .options = {"--kind", "extension", "--move", "--replace"},
+       .isMove = true,
+       .replaced = "txt/taken.txt",
+       .hasSidecars = true},
+      {.name = "move with sidecars across volumes",
+       .options = {"--kind", "extension", "--move"},
+       .isMove = true,
+       .isAcross = true,
+       .hasSidecars = true},
   };
   return kScenes;
 }
@@ -229,6 +250,12 @@ void Stage::Fill() const {
   MakePackage(source + "below/Thing.app");
   WriteDated(Destination() + "/txt/taken.txt", "the old one", 0600);
   WriteDated(Destination() + "/text:plain/taken.txt", "the old one of that type", 0600);
+  if (scene_.hasSidecars) {
+    for (const std::string name : {"report.txt", "below/taken.txt", "below/Thing.app"}) {
+      WriteSidecarOf(source + name);
+    }
+    WriteSidecarOf(Destination() + "/txt/taken.txt");
+  }
   WriteFile(*config_ / "tessary/preferences.toml", "QuitWhenDone = false\n");
   WriteFile(*config_ / "mime/globs2", "50:text/plain:*.txt\n50:application/octet-stream:*.bin\n");
 }
@@ -289,7 +316,7 @@ void Stage::FindHarmToOthers(std::vector<FoundItem>* inDestination, std::vector<
         });
     if (found != inDestination->end()) {
       inDestination->erase(found);
-    } else if (!scene_.isReplace) {
+    } else if (had.path != scene_.replaced) {
       harm->push_back({"lost", "what the destination had is gone or changed: " + had.path});
     }
   }
@@ -338,6 +365,11 @@ std::vector<Harm> Stage::FindHarm(const RunResult& result, bool hasFailedOnce) c
     if (away > 0) ++filed;
     if (away == 0 && !IsToldOf(item, result)) harm.push_back({"untold", item.path});
   }
+  // What is refused again and again keeps a sidecar's copy from being taken back; the later run has
+  // to do it (FindLastingHarm).
+  std::erase_if(inDestination, [hasFailedOnce](const FoundItem& stranger) {
+    return !hasFailedOnce && IsLoneSidecar(stranger);
+  });
   for (const auto* left : {&inSource, &inDestination}) {
     for (const FoundItem& stranger : *left) harm.push_back({"partial", stranger.path});
   }
@@ -371,6 +403,9 @@ std::vector<Harm> Stage::FindLastingHarm() const {
     for (const std::string& path : FindHiddenObjects(folder)) harm.push_back({"lasting", path});
   }
   std::vector<FoundItem> inDestination = TakeInventory(Destination(), Rules());
+  for (const FoundItem& item : inDestination) {
+    if (IsLoneSidecar(item)) harm.push_back({"lasting", item.path});
+  }
   for (const FoundItem& item : before_) {
     if (TakeFiled(item, &inDestination) == 0) {
       harm.push_back({"lasting", "a later run has not filed " + item.path});

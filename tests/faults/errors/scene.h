@@ -18,8 +18,10 @@ struct Scene {
   bool isMove = false;
   bool isAcross = false;  // the destination lies on another volume
   bool isByDate = false;
-  bool isReplace = false;  // what bears the same name in the destination is removed first
+  std::string replaced =
+      {};  // what bears an item's name in the destination and is to make way; or none
   bool hasComments = false;
+  bool hasSidecars = false;
 };
 
 // The kinds of runs that are tried.

@@ -144,6 +144,17 @@ TEST_F(InBetween, AnItemThatIsReplacedRightBeforeItsRenameIsTheOneThatHasMoved) 
   });
 }
 
+// ---- Deleting ----
+
+TEST_F(InBetween, AnItemGoesWithItsSidecarOutOfAFolderThatCannotBeListed) {
+  WriteFile(From("file"), "item");
+  WriteFile(From("._file"), "sidecar");
+  RunWithHeldCalls({{SYS_getdents64, "", 1, {}, EACCES}}, [this] {
+    EXPECT_EQ(noErr, FSDeleteObject(RefAt(From("file"))));
+    EXPECT_EQ(Names(), FromNames());
+  });
+}
+
 // ---- Copying ----
 
 TEST_F(InBetween, AFileThatCanHaveNoMoreLinksIsCopiedAnew) {
@@ -281,6 +292,27 @@ TEST_F(PairInBetween, ASidecarThatCannotBeGivenBackIsToldOfAndMendedLater) {
     EXPECT_EQ((Names{"._a", "a"}), FromNames());
     EXPECT_EQ("sidecar", ReadFile(From("._a")));
     EXPECT_EQ(Names{"a"}, ToNames());
+  });
+}
+
+TEST_F(PairInBetween, ASidecarsCopyThatCannotBeTakenBackGoesLater) {
+  for (const auto change : {CopyPair, MovePairAcrossVolumes}) {
+    RunWithHeldCalls({{SYS_linkat, "", 2, {}, EDQUOT}, {SYS_renameat, "._a", 1, {}, EIO}},
+                     [change, this] {
+                       EXPECT_EQ(dskFulErr, Change(change));
+                       EXPECT_EQ((Names{"._a", "a"}), FromNames());
+                       EXPECT_EQ(2U, ToNames().size()) << "the copy, and the record";
+                       List(folder_ / "to");
+                       EXPECT_EQ(Names(), ToNames());
+                     });
+  }
+}
+
+TEST_F(PairInBetween, AMoveThatCannotLockItsRecordDoesNotMendItself) {
+  RunWithHeldCalls({{SYS_flock, "", 3, {}, ENOLCK}}, [this] {
+    EXPECT_EQ(noErr, Change(MovePairAcrossVolumes));
+    EXPECT_EQ((Names{"._a", "a"}), ToNames());
+    EXPECT_EQ(Names(), FromNames());
   });
 }
 
