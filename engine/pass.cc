@@ -78,6 +78,7 @@ class ItemOfPass {
       : item_(item), parent_(parent), rules_(rules) {}
 
   void File(KeyFolderTable* table) try {
+    const FSStep step;
     if (Prepare(table)) Transfer();
   } catch (const std::bad_alloc&) {
     TellOfWantOfMemory(rules_.onUntold);
@@ -98,7 +99,6 @@ class ItemOfPass {
 };
 
 bool ItemOfPass::Prepare(KeyFolderTable* table) {
-  const FSStep step;
   if (!FSIsFSRefValid(item_)) {
     // Listed behind its item, a sidecar has been filed with that.
     if (FSHasGoneWithItem(item_)) return false;

@@ -21,7 +21,10 @@ void LogMoved(const FSRef& newItem, const FSRef& folder) {
   const std::optional<std::u16string> itemName = GetItemNameString(newItem);
   const std::optional<std::u16string> folderName = GetItemNameString(folder);
   if (!itemName || !folderName) return;
-  NSLog("Moved \"" + Utf8FromUtf16(*itemName) + "\" to \"" + Utf8FromUtf16(*folderName) + "\"");
+  std::string line = "Moved \"";
+  line.append(Utf8FromUtf16(*itemName)).append("\" to \"");
+  line.append(Utf8FromUtf16(*folderName)).append("\"");
+  NSLog(line);
 }
 
 // Removes the name of an object that the catalog would not delete. True when it is gone.
@@ -60,7 +63,6 @@ using AtOnceTransfer = Status (*)(const FSRef& item, const FSRef& folder, FSRef*
 bool TransferAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder,
                     AtOnceTransfer transfer, bool* wasInPlace) {
   *wasInPlace = false;
-  const FSStep step;
   if (FSMayBeFolder(item) || !FSIsFSRefValid(folder)) return false;
   if (FSCompareFSRefs(folder, parent) == noErr) {
     *wasInPlace = true;

@@ -12,7 +12,8 @@ namespace tessary {
 // its own name, which is free in `folder`. True when it is there, which includes one that lies
 // there already; `*wasInPlace` tells that case apart and is written always. False, with nothing
 // changed and nothing told, wherever anything else has to be done or has gone wrong: that is the
-// affair of TransferItemAtPath.
+// affair of TransferItemAtPath. Called in the step in which the item was found valid, it takes no
+// further look at it.
 bool MoveItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace);
 
 // The usual copy in the same way, of a small file.

@@ -15,7 +15,7 @@ constexpr size_t kNumberTextSize = 31;
 
 std::optional<std::string> StringWithFSRef(const FSRef* ref) {
   if (ref == nullptr) return std::nullopt;
-  std::array<char, kPathStringBufferSize> path = {};
+  std::array<char, kPathStringBufferSize> path;
   if (FSRefMakePath(*ref, path.data(), path.size()) != noErr) return std::nullopt;
   return path.data();
 }

@@ -32,6 +32,14 @@ size_t AsciiPrefix(std::basic_string_view<Unit> text) {
     std::memcpy(&word, text.data() + length, sizeof(word));
     if ((word & NonAsciiBits(Unit())) != 0) break;
   }
+  if (length < text.size() && text.size() >= kUnitsOfWord) {
+    // The last word once more from its end, so that what is left over need not be taken singly.
+    uint64_t word = 0;
+    std::memcpy(&word, text.data() + text.size() - kUnitsOfWord, sizeof(word));
+    if (text.size() - length < kUnitsOfWord && (word & NonAsciiBits(Unit())) == 0) {
+      return text.size();
+    }
+  }
   while (length < text.size() && static_cast<std::make_unsigned_t<Unit>>(text[length]) < 0x80) {
     ++length;
   }

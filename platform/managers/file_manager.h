@@ -61,9 +61,9 @@ inline constexpr uint16_t kHasBundle = 0x2000;    // Finder flag: a folder that 
 
 // A step over one item. While it lasts, an object that has been looked at in it is not looked at
 // again: whether it is there, what it is, its attributes, and the paths, URLs and references made
-// of it come from what was seen first. What changes an object (moving, copying, deleting) looks
-// again by itself, and refuses one that is no longer the one meant. Of steps within one another
-// only the innermost saves anything.
+// of it come from what was seen first. What changes an object (moving, deleting) looks again by
+// itself, and refuses one that is no longer the one meant; FSMoveObjectAtOnce takes it as seen, and
+// copying looks once it has it open. Of steps within one another only the innermost saves anything.
 class FSStep {
  public:
   FSStep();
@@ -165,8 +165,10 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
                         FSRef* target);
 
 // Moves what is no folder in the same way and under its own name, but only where one rename does it
-// and nothing has to be decided: not across volumes, and not with a sidecar. On any failure nothing
-// has been changed, and FSMoveObjectSync tells what is the matter.
+// and nothing has to be decided: not across volumes, and not with a sidecar. An object that was
+// seen in the step under way is not looked at again: what has got its name since is moved in its
+// stead, as it would be by whoever makes the reference anew, and `*target` then designates nothing.
+// On any failure nothing has been changed, and FSMoveObjectSync tells what is the matter.
 Status FSMoveObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* target);
 
 // Copies the object of `source` into `folder` in the same way. The copy is complete, with

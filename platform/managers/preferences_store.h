@@ -19,7 +19,7 @@ using CFPropertyList = std::variant<bool, int64_t, std::string, OtherPreferenceV
 
 // The value of `key`, or none where it is absent or the file cannot be read. A value laid over the
 // file comes first. Reads the file as it was at the last synchronise (or at the first use).
-std::optional<CFPropertyList> CFPreferencesCopyAppValue(const std::string& key);
+std::optional<CFPropertyList> CFPreferencesCopyAppValue(std::string_view key);
 
 // Sets the value of `key`, or removes it where there is none. It is seen by reads at once and
 // written by the next CFPreferencesAppSynchronize.

@@ -196,6 +196,20 @@ TEST_F(PassTest, GivesACopyWhoseNameIsTakenADistinctOne) {
   EXPECT_THAT(NamesIn(InDestination("key/b.txt")), IsEmpty());
 }
 
+TEST_F(PassTest, MovesWhatWasSavedOverAnItemJustBeforeItsTransfer) {
+  WriteFile(InSource("a.txt"), "listed");
+  PassRules rules = RulesWithKey(u"key");
+  rules.reportProgress = [&](const std::string&) {
+    WriteFile(root_ / "saved", "saved");
+    ASSERT_EQ(0, rename((root_ / "saved").c_str(), InSource("a.txt").c_str()));
+  };
+  RunWith(rules);
+  EXPECT_EQ("saved", testing::ReadFile(InDestination("key/a.txt")));
+  EXPECT_THAT(NamesIn(source_), IsEmpty());
+  EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "key")));
+  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFiled));
+}
+
 TEST_F(PassTest, LooksAKeyFolderUpOncePerKey) {
   WriteFile(InSource("a.txt"));
   WriteFile(InSource("b.txt"));

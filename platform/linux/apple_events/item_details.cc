@@ -49,11 +49,11 @@ Status CopyItemDetails(const FSRef& ref, ItemDetails* details) {
   if (details == nullptr) return paramErr;
   const Reference reference = ReferenceOf(ref);
   if (reference.parent != 0) LookForSidecars(reference.parent);
-  struct statx info = {};
-  Place place;
-  Status status = Catalog::Get().Ask(reference, 0, &info, &place);
+  const Look* look = nullptr;
+  Status status = Catalog::Get().Ask(reference, &look);
   if (status != noErr) return status;
-  const NodeKind kind = KindOf(info);
+  const Place& place = look->place;
+  const NodeKind kind = KindOf(look->info);
   ItemDetails found;
   found.kind = ItemKindOf(kind);
   ExtendedFileInfo extended;

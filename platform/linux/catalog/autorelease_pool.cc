@@ -14,6 +14,7 @@ NSAutoreleasePool::NSAutoreleasePool()
 }
 
 NSAutoreleasePool::~NSAutoreleasePool() {
+  Catalog::Get().step().ClearRoom();
   Catalog::Get().folders().ReleaseTo(folderMark_);
   Catalog::Get().names().ReleaseTo(nameMark_);
 }

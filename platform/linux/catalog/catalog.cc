@@ -38,30 +38,32 @@ Status Catalog::Find(const Reference& reference, Place* place) {
   return folders_.Open(reference.parent, &place->folder);
 }
 
-Status Catalog::Ask(const Reference& reference, unsigned mask, struct statx* info, Place* place) {
-  const Look* look = nullptr;
-  if ((mask & ~kLookMask) == 0) look = step_.Find(reference.parent, names_.NameOf(reference));
-  if (look == nullptr) return AskAnew(reference, mask, info, place);
-  if (!IsObjectOf(reference, look->info)) return fnfErr;
-  *info = look->info;
-  if (place != nullptr) *place = look->place;
+Status Catalog::Ask(const Reference& reference, const Look** look) {
+  *look = step_.Find(reference.parent, names_.NameOf(reference));
+  if (*look == nullptr) return AskAnew(reference, look);
+  if (IsObjectOf(reference, (*look)->info)) return noErr;
+  *look = nullptr;
+  return fnfErr;
+}
+
+Status Catalog::AskAnew(const Reference& reference, const Look** look) {
+  *look = nullptr;
+  Look* room = step_.MakeRoom(reference.parent, names_.NameOf(reference));
+  const Status status = Find(reference, &room->place);
+  if (status != noErr) return status;
+  const char* name = room->place.name.c_str();
+  if (statx(room->place.descriptor(), name, kAskFlags, kLookMask, &room->info) != 0) {
+    return LastError();
+  }
+  if (!IsObjectOf(reference, room->info)) return fnfErr;
+  step_.Keep(room, reference.parent);
+  *look = room;
   return noErr;
 }
 
-Status Catalog::AskAnew(const Reference& reference, unsigned mask, struct statx* info,
-                        Place* place) {
-  Place found;
-  const Status status = Find(reference, &found);
-  if (status != noErr) return status;
-  struct statx answer = {};
-  const int result =
-      statx(found.descriptor(), found.name.c_str(), kAskFlags, mask | kLookMask, &answer);
-  if (result != 0) return LastError();
-  if (!IsObjectOf(reference, answer)) return fnfErr;
-  *info = answer;
-  if (place != nullptr) *place = found;
-  if (reference.parent != 0) step_.Remember(reference.parent, std::move(found), answer);
-  return noErr;
+bool Catalog::IsThere(const Reference& reference) {
+  const Look* look = nullptr;
+  return Ask(reference, &look) == noErr;
 }
 
 Status Catalog::OpenFolder(const Reference& reference, uint32_t* number, FolderHandle* handle) {
@@ -94,30 +96,25 @@ Status Catalog::MakeRootReference(Reference* reference) {
 }
 
 Status Catalog::LookUp(uint32_t folder, const std::string& name, Reference* reference) {
-  if (const Look* look = step_.Find(folder, name); look != nullptr) {
-    *reference = MakeReference(folder, name, look->info);
-    return noErr;
+  const Look* look = step_.Find(folder, name);
+  if (look == nullptr) {
+    Look* room = step_.MakeRoom(folder, name);
+    const Status status = folders_.Open(folder, &room->place.folder);
+    if (status != noErr) return status;
+    const int descriptor = room->place.descriptor();
+    if (statx(descriptor, name.c_str(), kAskFlags, kLookMask, &room->info) != 0) return LastError();
+    room->place.mayHaveSidecar = folders_.HasSidecars(folder);
+    step_.Keep(room, folder);
+    look = room;
   }
-  Place place;
-  place.name = name;
-  const Status status = folders_.Open(folder, &place.folder);
-  if (status != noErr) return status;
-  struct statx info = {};
-  if (statx(place.descriptor(), name.c_str(), kAskFlags, kLookMask, &info) != 0) return LastError();
-  place.mayHaveSidecar = folders_.HasSidecars(folder);
-  step_.Remember(folder, std::move(place), info);
-  *reference = MakeReference(folder, name, info);
+  *reference = MakeReference(folder, name, look->info);
   return noErr;
 }
 
 std::string Catalog::PathOf(const Reference& reference) {
   if (reference.IsNone()) return {};
   if (reference.parent == 0) return "/";
-  const std::string_view name = names_.NameOf(reference);
-  std::string path = folders_.PathOf(reference.parent);
-  if (path.empty() || name.empty()) return {};
-  if (path != "/") path += '/';
-  return path.append(name);
+  return folders_.PathOfChild(reference.parent, names_.NameOf(reference));
 }
 
 }  // namespace tessary

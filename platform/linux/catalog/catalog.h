@@ -28,15 +28,18 @@ class Catalog {
   // folder answers. "/" is found under the name "/" in itself.
   Status Find(const Reference& reference, Place* place);
 
-  // Asks about the object of a reference: `mask` and the identity mask of its statx; what has been
-  // seen of it in the step under way is not asked for again. Answers noErr, fnfErr (none there, or
-  // another object), else what Find or statx answers. `place` may be null. Nothing is written on
-  // failure.
-  Status Ask(const Reference& reference, unsigned mask, struct statx* info, Place* place);
+  // Looks at the object of a reference: where it is, what makes it the same object, and the date of
+  // its last change. What has been seen of it in the step under way is not asked for again. Answers
+  // noErr, fnfErr (none there, or another object), else what Find or statx answers. `*look` belongs
+  // to the catalog and is valid until the next look at anything; null is written on failure.
+  Status Ask(const Reference& reference, const Look** look);
 
   // The same, asked of the file system in any case: what is about to change an object looks whether
   // it still is the one that is meant.
-  Status AskAnew(const Reference& reference, unsigned mask, struct statx* info, Place* place);
+  Status AskAnew(const Reference& reference, const Look** look);
+
+  // True where the object of a reference is there, and still the one that it was made of.
+  bool IsThere(const Reference& reference);
 
   // Opens the folder of a reference and tells its interned number. Answers noErr, errFSNotAFolder,
   // paramErr (the all-zero reference), else what opening it answers.

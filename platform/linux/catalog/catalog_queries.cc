@@ -46,14 +46,14 @@ Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatal
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(ref);
   const bool isFinderAsked = (whichInfo & kFinderFields) != 0;
-  struct statx answer = {};
-  Place place;
-  Status status = catalog.Ask(reference, 0, &answer, isFinderAsked ? &place : nullptr);
+  const Look* look = nullptr;
+  Status status = catalog.Ask(reference, &look);
   if (status != noErr) return status;
 
+  const struct statx& answer = look->info;
   FSCatalogInfo found;
   if (isFinderAsked) {
-    status = ReadFinderInfo(place, KindOf(answer), &found.finderInfo, &found.extFinderInfo);
+    status = ReadFinderInfo(look->place, KindOf(answer), &found.finderInfo, &found.extFinderInfo);
     if (status != noErr) return status;
   }
   FSRef foundParent;
@@ -83,10 +83,7 @@ bool FSMayBeFolder(const FSRef& ref) {
   return kind != NodeKind::kFile && kind != NodeKind::kLink;
 }
 
-bool FSIsFSRefValid(const FSRef& ref) {
-  struct statx info = {};
-  return Catalog::Get().Ask(ReferenceOf(ref), 0, &info, nullptr) == noErr;
-}
+bool FSIsFSRefValid(const FSRef& ref) { return Catalog::Get().IsThere(ReferenceOf(ref)); }
 
 bool FSHasGoneWithItem(const FSRef& ref) {
   constexpr size_t kPrefixSize = 2;

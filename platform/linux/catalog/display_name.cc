@@ -7,10 +7,9 @@ namespace tessary {
 
 Status LSCopyDisplayNameForRef(const FSRef& item, std::string* name) {
   if (name == nullptr) return paramErr;
-  struct statx info = {};
-  Place place;
-  const Status status = Catalog::Get().Ask(ReferenceOf(item), 0, &info, &place);
-  if (status == noErr) *name = place.name;
+  const Look* look = nullptr;
+  const Status status = Catalog::Get().Ask(ReferenceOf(item), &look);
+  if (status == noErr) *name = look->place.name;
   return status;
 }
 

@@ -111,6 +111,19 @@ std::string FolderTable::PathOf(uint32_t number) const {
   return path;
 }
 
+std::string FolderTable::PathOfChild(uint32_t number, std::string_view name) const {
+  const Folder* folder = Find(number);
+  if (folder == nullptr || name.empty()) return {};
+  if (folder->path.empty()) {
+    std::string path = PathOf(number);
+    return path.empty() ? path : PathBelow(std::move(path), name);
+  }
+  std::string path;
+  path.reserve(folder->path.size() + 1 + name.size());
+  path = folder->path;
+  return PathBelow(std::move(path), name);
+}
+
 uint32_t FolderTable::FindByPath(const std::string& path) const {
   const auto found = byPath_.find(path);
   return found == byPath_.end() ? 0 : found->second;

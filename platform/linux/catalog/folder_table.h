@@ -62,6 +62,9 @@ class FolderTable {
   // The folder's path, of any length; empty where it, or one above it, has been released.
   std::string PathOf(uint32_t number) const;
 
+  // The path of that name in the folder; empty like the folder's own, and for the empty name.
+  std::string PathOfChild(uint32_t number, std::string_view name) const;
+
   // The number of the folder interned last for this path, or 0, as for every path that the kernel
   // does not take.
   uint32_t FindByPath(const std::string& path) const;

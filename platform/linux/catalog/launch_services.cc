@@ -61,15 +61,15 @@ Status LSCopyItemInfoForRef(const FSRef& item, uint32_t whichInfo, LSItemInfoRec
   if (info == nullptr || (whichInfo & (kLSRequestBasicFlagsOnly | kLSRequestAllFlags)) == 0) {
     return paramErr;
   }
-  struct statx answer = {};
-  Place place;
-  Status status = Catalog::Get().Ask(ReferenceOf(item), 0, &answer, &place);
+  const Look* look = nullptr;
+  Status status = Catalog::Get().Ask(ReferenceOf(item), &look);
   if (status != noErr) return status;
   FileInfo finderInfo;
   ExtendedFileInfo extendedInfo;
-  status = ReadFinderInfo(place, KindOf(answer), &finderInfo, &extendedInfo);
+  const NodeKind kind = KindOf(look->info);
+  status = ReadFinderInfo(look->place, kind, &finderInfo, &extendedInfo);
   if (status != noErr) return status;
-  info->flags = KindOf(answer) == NodeKind::kFolder ? FolderFlags(place.name, finderInfo) : 0;
+  info->flags = kind == NodeKind::kFolder ? FolderFlags(look->place.name, finderInfo) : 0;
   if (finderInfo.fileType == kApplicationType) info->flags |= kLSItemInfoIsApplication;
   return noErr;
 }

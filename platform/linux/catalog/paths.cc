@@ -103,8 +103,8 @@ Status FSRefMakePath(const FSRef& ref, char* buffer, size_t size) {
   if (buffer == nullptr) return paramErr;
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(ref);
-  struct statx info = {};
-  const Status status = catalog.Ask(reference, 0, &info, nullptr);
+  const Look* look = nullptr;
+  const Status status = catalog.Ask(reference, &look);
   if (status != noErr) return status;
   const std::string path = catalog.PathOf(reference);
   if (path.size() >= size) return bdNamErr;

@@ -1,27 +1,21 @@
 #include "platform/linux/catalog/step_memory.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace tessary {
-namespace {
-
-// An item, the folder that it goes to and what stands in its way there, and some to spare.
-constexpr size_t kMostLooks = 6;
-
-}  // namespace
 
 void StepMemory::Begin() {
   ++depth_;
-  looks_.clear();
+  Clear();
 }
 
 void StepMemory::End() {
   --depth_;
-  looks_.clear();
+  Clear();
 }
 
 Look* StepMemory::Find(uint32_t folder, std::string_view name) {
+  if (folder == 0) return nullptr;
   for (Look& look : looks_) {
     if (look.folder == folder && look.place.name == name) return &look;
   }
@@ -30,22 +24,52 @@ Look* StepMemory::Find(uint32_t folder, std::string_view name) {
 
 Look* StepMemory::Find(const Place& place) {
   for (Look& look : looks_) {
-    if (look.place.folder == place.folder && look.place.name == place.name) return &look;
+    if (look.folder == 0 || look.place.folder != place.folder) continue;
+    if (look.place.name == place.name) return &look;
   }
   return nullptr;
 }
 
-void StepMemory::Remember(uint32_t folder, Place place, const struct statx& info) {
+Look* StepMemory::MakeRoom(uint32_t folder, std::string_view name) {
+  Forget(folder, name);
+  const auto isFree = [](const Look& look) { return look.folder == 0; };
+  Look* room = &*std::find_if(looks_.begin(), looks_.end(), isFree);
+  room->place.name = name;
+  room->place.mayHaveSidecar = false;
+  room->attributes.reset();
+  return room;
+}
+
+void StepMemory::Keep(Look* room, uint32_t folder) {
+  if (depth_ > 0 && room != &looks_.back()) room->folder = folder;
+}
+
+void StepMemory::Remember(uint32_t folder, const Place& place, const struct statx& info) {
   if (depth_ == 0) return;
-  Forget(folder, place.name);
-  if (looks_.size() == kMostLooks) return;
-  looks_.push_back({folder, std::move(place), info, std::nullopt});
+  Look* room = MakeRoom(folder, place.name);
+  room->place.folder = place.folder;
+  room->place.mayHaveSidecar = place.mayHaveSidecar;
+  room->info = info;
+  Keep(room, folder);
 }
 
 void StepMemory::Forget(uint32_t folder, std::string_view name) {
-  std::erase_if(looks_, [folder, name](const Look& look) {
-    return look.folder == folder && look.place.name == name;
-  });
+  Look* look = Find(folder, name);
+  if (look != nullptr) look->folder = 0;
+}
+
+void StepMemory::ClearRoom() {
+  for (Look& look : looks_) {
+    if (look.folder == 0) look.place.folder.reset();
+  }
+}
+
+// Without the folders, which nobody needs to be open any more.
+void StepMemory::Clear() {
+  for (Look& look : looks_) {
+    look.folder = 0;
+    look.place.folder.reset();
+  }
 }
 
 }  // namespace tessary

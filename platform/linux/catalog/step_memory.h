@@ -2,12 +2,12 @@
 
 #include <sys/stat.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/linux/catalog/place.h"
 
@@ -15,7 +15,7 @@ namespace tessary {
 
 // What was seen of one object.
 struct Look {
-  uint32_t folder = 0;  // the number of the interned folder that holds it
+  uint32_t folder = 0;  // the number of the interned folder that holds it; 0 for a look not kept
   Place place;
   struct statx info = {};
   std::optional<std::string> attributes;  // their names, each with a zero byte behind it
@@ -29,22 +29,40 @@ class StepMemory {
   void Begin();
   void End();
 
-  // What was seen of the object of that name in an interned folder, or null. Valid until the next
-  // call that changes the memory.
+  // What was seen of the object of that name in an interned folder, or null. Valid until it is
+  // forgotten and room is made for another.
   Look* Find(uint32_t folder, std::string_view name);
 
   // The same of the object at a place, where the place is one that was found in the step.
   Look* Find(const Place& place);
 
-  // Keeps in mind what was seen there just now.
-  void Remember(uint32_t folder, Place place, const struct statx& info);
+  // Room for a look at the object of that name, with nothing known of that object any more. To be
+  // filled in and then kept. Valid until room is made for another.
+  Look* MakeRoom(uint32_t folder, std::string_view name);
+
+  // Keeps in mind what was put into the room made last for an object in that folder, if this is a
+  // step.
+  void Keep(Look* room, uint32_t folder);
+
+  // Keeps in mind what is known of the object there without a look.
+  void Remember(uint32_t folder, const Place& place, const struct statx& info);
+
+  // Closes the folders of what was looked at and not kept.
+  void ClearRoom();
 
   // Forgets what was seen there, because it is about to change.
   void Forget(uint32_t folder, std::string_view name);
 
  private:
+  // An item, the folder that it goes to and what stands in its way there, and some to spare.
+  static constexpr size_t kMostLooks = 6;
+
+  void Clear();
+
   size_t depth_ = 0;
-  std::vector<Look> looks_;
+  // Used again and again, with the memory that their names take: there are some for each item of a
+  // run. One is never kept, so that there is always room.
+  std::array<Look, kMostLooks + 1> looks_;
 };
 
 }  // namespace tessary

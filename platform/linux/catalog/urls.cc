@@ -9,9 +9,9 @@ namespace tessary {
 std::optional<CFURL> CFURLCreateFromFSRef(const FSRef& ref) {
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(ref);
-  struct statx info = {};
-  if (catalog.Ask(reference, 0, &info, nullptr) != noErr) return std::nullopt;
-  return CFURL{catalog.PathOf(reference), S_ISDIR(info.stx_mode)};
+  const Look* look = nullptr;
+  if (catalog.Ask(reference, &look) != noErr) return std::nullopt;
+  return CFURL{catalog.PathOf(reference), S_ISDIR(look->info.stx_mode)};
 }
 
 std::optional<std::u16string> CFURLCopyPathExtension(const CFURL& url) {

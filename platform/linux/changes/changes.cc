@@ -45,11 +45,15 @@ Status FindTarget(const FSRef& folder, const std::u16string* newName, const std:
 // place that it goes to.
 Status FindBoth(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                 struct statx* info, Place* sourcePlace, Target* target) {
+  Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(source);
-  const Status status = Catalog::Get().AskAnew(reference, 0, info, sourcePlace);
+  const Look* look = nullptr;
+  const Status status = catalog.AskAnew(reference, &look);
   if (status != noErr) return status;
   if (reference.parent == 0) return paramErr;
-  Catalog::Get().step().Forget(reference.parent, sourcePlace->name);
+  *info = look->info;
+  *sourcePlace = look->place;
+  catalog.step().Forget(reference.parent, sourcePlace->name);
   return FindTarget(folder, newName, sourcePlace->name, target);
 }
 
@@ -118,7 +122,7 @@ Status MakeTargetRef(const Target& target, FSRef* ref) {
 
 // The same of an object that was just given the name, and of which `info` told before. Where
 // objects keep their numbers, it is not looked up again, so that it is no reference to what another
-// program put in its place right before a rename or after a copy. That is refused wherever the
+// program put in its place before a rename or after a copy. That is refused wherever the
 // reference is used.
 Status MakeNamedRef(const struct statx& info, const Target& target, FSRef* ref) {
   if (!VolumeOf(target.identity.device, target.place.descriptor()).hasTrueEntries) {
@@ -171,28 +175,35 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
 
 Status FSMoveObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* target) {
   if (target == nullptr || FSMayBeFolder(source)) return paramErr;
-  struct statx info = {};
-  Place from;
+  Catalog& catalog = Catalog::Get();
+  const Reference reference = ReferenceOf(source);
+  const Look* look = nullptr;
+  Status status = catalog.Ask(reference, &look);
+  if (status != noErr) return status;
+  const Place& from = look->place;
   Target to;
-  Status status = FindBoth(source, folder, nullptr, &info, &from, &to);
+  status = FindTarget(folder, nullptr, from.name, &to);
   if (status != noErr) return status;
   // The item's own sidecar would stay behind, and it would take on another's.
   if (from.mayHaveSidecar || IsSidecarWaiting(to.folder, to.place.name)) return paramErr;
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
-  return status == noErr ? MakeNamedRef(info, to, target) : status;
+  if (status == noErr) status = MakeNamedRef(look->info, to, target);
+  catalog.step().Forget(reference.parent, from.name);
+  return status;
 }
 
 Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target) {
   if (target == nullptr) return paramErr;
-  Place from;
-  Target to;
-  struct statx info = {};
+  const Look* look = nullptr;
   const Reference reference = ReferenceOf(source);
-  Status status = Catalog::Get().Ask(reference, 0, &info, &from);
+  Status status = Catalog::Get().Ask(reference, &look);
   if (status != noErr) return status;
   if (reference.parent == 0) return paramErr;
+  const Place from = look->place;
+  const struct statx info = look->info;
+  Target to;
   status = FindTarget(folder, newName, from.name, &to);
   if (status != noErr) return status;
   std::optional<Pair> pair;
@@ -230,17 +241,18 @@ Status FSCopyObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* targe
 }
 
 Status FSDeleteObject(const FSRef& ref) {
-  struct statx info = {};
-  Place place;
+  const Look* look = nullptr;
   const Reference reference = ReferenceOf(ref);
-  const Status status = Catalog::Get().AskAnew(reference, 0, &info, &place);
+  const Status status = Catalog::Get().AskAnew(reference, &look);
   if (status != noErr) return status;
   if (reference.parent == 0) return fBsyErr;
+  Place place = look->place;
+  const bool isFolder = S_ISDIR(look->info.stx_mode);
   Catalog::Get().step().Forget(reference.parent, place.name);
   std::optional<Pair> pair;
   if (const Status found = FindPairToDelete(reference.parent, &place, &pair)) return found;
   if (pair) return DeletePairOf(reference, place, *pair);
-  if (S_ISDIR(info.stx_mode)) return DeleteFolder(place);
+  if (isFolder) return DeleteFolder(place);
   bool isDisplaced = false;
   return RemoveIfMeant(
       place.descriptor(), place.name.c_str(),

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <optional>
 #include <vector>
 
 #include "platform/linux/errors.h"
@@ -22,6 +21,19 @@ std::optional<std::string> AbsoluteFolder(const char* path) {
   return folder;
 }
 
+constexpr char kConfigHome[] = "XDG_CONFIG_HOME";
+constexpr char kHome[] = "HOME";
+
+std::optional<std::string> ValueOf(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value == nullptr ? std::nullopt : std::optional<std::string>(value);
+}
+
+bool HasValue(const char* variable, const std::optional<std::string>& value) {
+  const char* current = std::getenv(variable);
+  return current == nullptr ? !value.has_value() : value == current;
+}
+
 std::string HomeFromUserList() {
   const long suggested = sysconf(_SC_GETPW_R_SIZE_MAX);
   std::vector<char> buffer(suggested > 0 ? static_cast<size_t>(suggested) : 16384);
@@ -33,7 +45,7 @@ std::string HomeFromUserList() {
 }
 
 std::string HomeFolder() {
-  if (const auto home = AbsoluteFolder(std::getenv("HOME"))) return *home;
+  if (const auto home = AbsoluteFolder(std::getenv(kHome))) return *home;
   // The list may be a file or a service across the network, and this is asked for at every
   // synchronise of the preferences.
   static const std::string listed = HomeFromUserList();
@@ -47,7 +59,18 @@ std::string UserFolder(const char* variable, const std::string& inHome) {
   return folder ? *folder : HomeFolder() + "/" + inHome;
 }
 
-std::string ConfigFolder() { return UserFolder("XDG_CONFIG_HOME", ".config") + "/tessary"; }
+std::string ConfigFolder() { return UserFolder(kConfigHome, ".config") + "/tessary"; }
+
+bool ConfigEnvironment::IsAsNoted() const {
+  return isNoted_ && HasValue(kConfigHome, configHome_) && HasValue(kHome, home_);
+}
+
+void ConfigEnvironment::Note() {
+  isNoted_ = false;
+  configHome_ = ValueOf(kConfigHome);
+  home_ = ValueOf(kHome);
+  isNoted_ = true;
+}
 
 Status MakeFolderAndParents(const std::string& path) {
   if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return noErr;

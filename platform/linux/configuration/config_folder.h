@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "platform/managers/status.h"
@@ -15,6 +16,21 @@ std::string UserFolder(const char* variable, const std::string& inHome);
 
 // The folder that holds what the user sets: "tessary" in $XDG_CONFIG_HOME, or in ".config" at home.
 std::string ConfigFolder();
+
+// The environment that ConfigFolder() depends on, as it was at one time: what was made of it then
+// need not be made anew while it is the same.
+class ConfigEnvironment {
+ public:
+  // True where it has been noted and has not changed since.
+  bool IsAsNoted() const;
+
+  void Note();
+
+ private:
+  bool isNoted_ = false;
+  std::optional<std::string> configHome_;
+  std::optional<std::string> home_;
+};
 
 // Makes the folder of an absolute path and what is missing above it, for their user alone (mode
 // 0700). noErr when it is there; else what the file system reports.

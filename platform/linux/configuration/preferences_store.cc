@@ -95,7 +95,7 @@ Reason WriteChanges(const std::string& path, const PreferenceChanges& changes) {
 
 class PreferencesStore {
  public:
-  std::optional<CFPropertyList> Copy(const std::string& key) {
+  std::optional<CFPropertyList> Copy(std::string_view key) {
     if (const auto laid = laid_.find(key); laid != laid_.end()) return laid->second;
     LoadOnce();
     if (const auto set = set_.find(key); set != set_.end()) return set->second;
@@ -113,8 +113,7 @@ class PreferencesStore {
   }
 
   bool Synchronise() {
-    std::string path = PreferencesFilePath();
-    if (path != path_) Open(std::move(path));
+    FollowEnvironment();
     writeProblem_.reset();
     if (!set_.empty()) {
       if (const Reason reason = WriteChanges(path_, std::exchange(set_, {}))) {
@@ -136,6 +135,13 @@ class PreferencesStore {
     if (!path_.empty()) return;
     Open(PreferencesFilePath());
     Refresh();
+  }
+
+  void FollowEnvironment() {
+    if (environment_.IsAsNoted()) return;
+    std::string path = PreferencesFilePath();
+    if (path != path_) Open(std::move(path));
+    environment_.Note();
   }
 
   // Begins with another file; what was set for the former one is forgotten.
@@ -182,6 +188,7 @@ class PreferencesStore {
                    "; until that is corrected, every setting has its default.";
   }
 
+  ConfigEnvironment environment_;
   std::string path_;                  // empty before the first use
   std::optional<FileStamp> trusted_;  // none where the file must be read to know whether it changed
   std::optional<std::string> text_;   // what values_ was read from; none where there is no file
@@ -199,7 +206,7 @@ PreferencesStore& Store() {
 
 }  // namespace
 
-std::optional<CFPropertyList> CFPreferencesCopyAppValue(const std::string& key) {
+std::optional<CFPropertyList> CFPreferencesCopyAppValue(std::string_view key) {
   return Store().Copy(key);
 }
 

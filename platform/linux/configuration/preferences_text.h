@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -11,10 +12,10 @@
 // touches a file.
 namespace tessary {
 
-using PreferenceValues = std::map<std::string, CFPropertyList>;
+using PreferenceValues = std::map<std::string, CFPropertyList, std::less<>>;
 
 // What each key is set to; a key without a value is removed.
-using PreferenceChanges = std::map<std::string, std::optional<CFPropertyList>>;
+using PreferenceChanges = std::map<std::string, std::optional<CFPropertyList>, std::less<>>;
 
 // The size in bytes up to which a text is read as preferences.
 inline constexpr size_t kLargestPreferencesText = 65536;

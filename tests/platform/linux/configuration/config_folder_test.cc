@@ -100,5 +100,28 @@ TEST(MakeConfigFolder, TellsThatAFileIsInTheWay) {
   EXPECT_EQ(dirNFErr, MakeConfigFolder());
 }
 
+TEST(ConfigEnvironment, IsNotAsNotedBeforeItIsNoted) {
+  const ScopedVariable configHome("XDG_CONFIG_HOME", std::nullopt);
+  const ScopedVariable home("HOME", std::nullopt);
+  EXPECT_FALSE(ConfigEnvironment().IsAsNoted());
+}
+
+TEST(ConfigEnvironment, IsAsNotedUntilEitherVariableChanges) {
+  const ScopedVariable configHome("XDG_CONFIG_HOME", "/first");
+  const ScopedVariable home("HOME", "");
+  ConfigEnvironment environment;
+  environment.Note();
+  EXPECT_TRUE(environment.IsAsNoted());
+  {
+    const ScopedVariable other("XDG_CONFIG_HOME", "/second");
+    EXPECT_FALSE(environment.IsAsNoted());
+  }
+  EXPECT_TRUE(environment.IsAsNoted());
+  const ScopedVariable none("HOME", std::nullopt);
+  EXPECT_FALSE(environment.IsAsNoted());
+  environment.Note();
+  EXPECT_TRUE(environment.IsAsNoted());
+}
+
 }  // namespace
 }  // namespace tessary
