@@ -6,7 +6,6 @@
 #include <array>
 #include <charconv>
 #include <chrono>
-#include <cstdio>
 #include <map>
 #include <mutex>
 #include <tuple>
@@ -50,6 +49,14 @@ bool TakeNumber(std::string_view* text, size_t digits, int* number) {
   if (error != std::errc() || stop != end) return false;
   text->remove_prefix(digits);
   return true;
+}
+
+// Writes the last `digits` digits of a number that is not negative over those that stand there.
+void PutNumber(uint32_t number, size_t digits, char* text) {
+  for (size_t at = digits; at > 0; number /= 10) {
+    --at;
+    text[at] = static_cast<char>('0' + number % 10);
+  }
 }
 
 bool TakeCharacter(std::string_view* text, char character) {
@@ -132,13 +139,15 @@ std::string FormatCreationDate(const Timestamp& date) {
   const auto day = std::chrono::floor<std::chrono::days>(instant);
   const std::chrono::year_month_day calendar(day);
   const std::chrono::hh_mm_ss time(instant - day);
-  std::array<char, 40> text = {};
-  (void)std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%09uZ",
-                      int{calendar.year()}, unsigned{calendar.month()}, unsigned{calendar.day()},
-                      static_cast<int>(time.hours().count()),
-                      static_cast<int>(time.minutes().count()),
-                      static_cast<int>(time.seconds().count()), date.nanoseconds);
-  return text.data();
+  std::string text = "0000-00-00T00:00:00.000000000Z";
+  PutNumber(static_cast<uint32_t>(int{calendar.year()}), 4, text.data());
+  PutNumber(unsigned{calendar.month()}, 2, text.data() + 5);
+  PutNumber(unsigned{calendar.day()}, 2, text.data() + 8);
+  PutNumber(static_cast<uint32_t>(time.hours().count()), 2, text.data() + 11);
+  PutNumber(static_cast<uint32_t>(time.minutes().count()), 2, text.data() + 14);
+  PutNumber(static_cast<uint32_t>(time.seconds().count()), 2, text.data() + 17);
+  PutNumber(date.nanoseconds, 9, text.data() + 20);
+  return text;
 }
 
 std::optional<Timestamp> ParseCreationDate(std::string_view text) {

@@ -34,6 +34,7 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
 // The same of a file in the role kCopiedItem, for who has not looked at either name: whether it is
 // the one that is meant is asked of what its name has opened, and a taken name is found out first.
 // paramErr, too, for a file that is too big to be copied in vain where something else fails.
+// `*copied`, an empty one before, is of no use on failure.
 Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, CopiedItem* copied);
 
 }  // namespace tessary

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <utility>
 
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/contents.h"
@@ -47,20 +46,18 @@ Status CopyInto(Birth birth, int from, int toFolder, const char* toName, CopyRol
                 CopiedItem* copied) {
   constexpr int kTries = 2;
   for (int i = 0; i < kTries; ++i) {
-    HiddenItem item;
-    Status status = MakeFile(birth, toFolder, copied->source, &item);
+    Status status = MakeFile(birth, toFolder, copied->source, &copied->item);
     if (status != noErr) return status;
-    status = ReadObjectInfo(item.fd(), "", &copied->made);
+    const int file = copied->item.fd();
+    status = ReadObjectInfo(file, "", &copied->made);
     if (status != noErr) return status;
     bool hasChanged = false;
-    status = FillFile(from, item.fd(), copied->made, role, &copied->source, &hasChanged,
+    status = FillFile(from, file, copied->made, role, &copied->source, &hasChanged,
                       &copied->isAnyDropped);
     if (status != noErr) return status;
     if (hasChanged) continue;
-    if (role == CopyRole::kMovedItem) status = WriteOut(item.fd());
-    if (status == noErr) status = item.Publish(toName);
-    if (status == noErr) copied->item = std::move(item);
-    return status;
+    if (role == CopyRole::kMovedItem) status = WriteOut(file);
+    return status == noErr ? copied->item.Publish(toName) : status;
   }
   return fBsyErr;
 }

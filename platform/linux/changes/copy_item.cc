@@ -80,19 +80,17 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
 }
 
 Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, CopiedItem* copied) {
-  CopiedItem copy;
   UniqueFd from;
   if (const Status status = CheckItemName(target.name)) return status;
   if (const Status status = LookAtTarget(target)) return status;
   const char* name = source.name.c_str();
-  Status status = OpenSourceFile(source.folder, name, source.identity, &copy.source, &from);
+  const Status status =
+      OpenSourceFile(source.folder, name, source.identity, &copied->source, &from);
   if (status != noErr) return status;
-  if (!IsLittleWork(copy.source)) return paramErr;
+  if (!IsLittleWork(copied->source)) return paramErr;
   SweepFolderOnce(target.folder, target.identity);
   const char* toName = target.name.c_str();
-  status = CopyOpenFile(from.get(), target.folder, toName, CopyRole::kCopiedItem, &copy);
-  if (status == noErr) *copied = std::move(copy);
-  return status;
+  return CopyOpenFile(from.get(), target.folder, toName, CopyRole::kCopiedItem, copied);
 }
 
 Status CopyItem(const CopySource& source, const CopyTarget& target) try {
