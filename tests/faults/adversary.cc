@@ -46,8 +46,8 @@ RaceGround::RaceGround(std::string ground) : path(std::move(ground)) {
 }
 
 Adversaries::Adversaries(RaceGround* source, RaceGround* destination, const Cargo* cargo,
-                         uint64_t seed)
-    : source_(source), destination_(destination), cargo_(cargo) {
+                         bool isReplacing, uint64_t seed)
+    : source_(source), destination_(destination), cargo_(cargo), isReplacing_(isReplacing) {
   for (size_t item = 0; item < cargo->size(); ++item) {
     const fs::path path = cargo->PathOf(item);
     // A package that is given a file's name is a plain folder, whose files are filed one by one.
@@ -56,7 +56,7 @@ Adversaries::Adversaries(RaceGround* source, RaceGround* destination, const Carg
       names_.push_back(path.filename());
     }
   }
-  Start(seed, &Adversaries::PutInTheWay);
+  Start(seed, &Adversaries::Obstruct);
   Start(seed + 1, &Adversaries::Save);
   Start(seed + 2, &Adversaries::TakeAway);
   Start(seed + 3, &Adversaries::SwapFolders);
@@ -79,23 +79,37 @@ void Adversaries::Start(uint64_t seed, Act act) {
   });
 }
 
-// Gives an item of the stock a name that the run is about to use, or one in its source.
-void Adversaries::PutInTheWay(SoakRandom& random) {
-  const std::string name = random.Pick(names_);
-  const std::string item = "item" + std::to_string(random.Below(100));
-  if (random.OneIn(3)) {
+// The name of an item to be used next; none where each may be used once and all have been.
+std::optional<std::string> Adversaries::TakeStock(SoakRandom& random, uint64_t* used) const {
+  const uint64_t item = isReplacing_ ? (*used)++ : random.Below(kStock);
+  if (item >= kStock) return std::nullopt;
+  return "item" + std::to_string(item);
+}
+
+// Gives an item of the stock a name that the run is about to use, or the place of what bears it
+// already; or gives it a name in the source.
+void Adversaries::Obstruct(SoakRandom& random) {
+  const std::string& name = random.Pick(names_);
+  if (!isReplacing_ && random.OneIn(3)) {
+    const std::string item = "item" + std::to_string(random.Below(kStock));
     count_ += Rename(source_->stock.get(), item, source_->folder.get(), name);
     return;
   }
+  const std::optional<std::string> item = TakeStock(random, &usedInDestination_);
+  if (!item) return;
   (void)mkdirat(destination_->folder.get(), KeyOf(name).c_str(), 0777);
   const UniqueFd folder = OpenFolderAt(destination_->folder.get(), KeyOf(name));
-  if (folder) count_ += Rename(destination_->stock.get(), item, folder.get(), name);
+  if (!folder) return;
+  putInTheWay_.insert(destination_->path + "/stock/" + *item);
+  count_ += Rename(destination_->stock.get(), *item, folder.get(), name,
+                   random.OneIn(3) ? RENAME_EXCHANGE : RENAME_NOREPLACE);
 }
 
 // Has another version take the place of an item of the source, as programs save.
 void Adversaries::Save(SoakRandom& random) {
-  const std::string item = "item" + std::to_string(random.Below(100));
-  count_ += Rename(source_->stock.get(), item, source_->folder.get(), random.Pick(names_),
+  const std::optional<std::string> item = TakeStock(random, &usedInSource_);
+  if (!item) return;
+  count_ += Rename(source_->stock.get(), *item, source_->folder.get(), random.Pick(names_),
                    RENAME_EXCHANGE);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -15,11 +16,11 @@ namespace tessary::testing {
 // Where a run and those who are in its way meet. Everything but the outside is in one of two
 // grounds, the source's and the destination's, which may be on two volumes:
 //
-//   GROUND/above/source, GROUND/above/destination   what the run is given
-//   GROUND/decoy/...                                the same names, with other things under them
-//   GROUND/stock                                    items, and links to the trap, to be put in its
-//   way GROUND/morgue                                   items that have been taken away GROUND/trap
-//   where the links lead to
+//   GROUND/above/folder   what the run is given
+//   GROUND/decoy/...      the same names, with other things under them
+//   GROUND/stock          items, and links to the trap, to be put in its way
+//   GROUND/morgue         items that have been taken away
+//   GROUND/trap           where the links lead to
 struct RaceGround {
   explicit RaceGround(std::string ground);
 
@@ -34,7 +35,12 @@ struct RaceGround {
 // give new names to whole items, and never one that is taken, so that nothing is lost by them.
 class Adversaries {
  public:
-  Adversaries(RaceGround* source, RaceGround* destination, const Cargo* cargo, uint64_t seed);
+  static constexpr uint64_t kStock = 100;  // "item0" and so on, in either stock
+
+  // Where the run is to replace (`isReplacing`), no two items are ever given one name in the source
+  // and each of the stock is used once, so that only what PutInTheWay tells may go.
+  Adversaries(RaceGround* source, RaceGround* destination, const Cargo* cargo, bool isReplacing,
+              uint64_t seed);
   ~Adversaries() { Stop(); }
   Adversaries(const Adversaries&) = delete;
   Adversaries& operator=(const Adversaries&) = delete;
@@ -50,8 +56,12 @@ class Adversaries {
   uint64_t Count() const { return count_; }
   const std::set<size_t>& Deleted() const { return deleted_; }
 
+  // Where the items of the destination's stock lay that were given a name there that the run uses.
+  const std::set<std::string>& PutInTheWay() const { return putInTheWay_; }
+
  private:
-  void PutInTheWay(SoakRandom& random);
+  std::optional<std::string> TakeStock(SoakRandom& random, uint64_t* used) const;
+  void Obstruct(SoakRandom& random);
   void Save(SoakRandom& random);
   void TakeAway(SoakRandom& random);
   void SwapFolders(SoakRandom& random);
@@ -63,10 +73,15 @@ class Adversaries {
   RaceGround* source_;
   RaceGround* destination_;
   const Cargo* cargo_;
+  bool isReplacing_;
   std::vector<std::string> names_;  // of the items that the run is to file
   std::atomic<bool> isStopped_ = false;
   std::atomic<bool> mayChangeFolders_ = false;
   std::atomic<uint64_t> count_ = 0;
+  // Each of the rest is one thread's own until all of them have ended.
+  uint64_t usedInSource_ = 0;
+  uint64_t usedInDestination_ = 0;
+  std::set<std::string> putInTheWay_;
   std::set<size_t> deleted_;
   std::vector<std::thread> threads_;
 };
