@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tests/programs/program.h"
+
+namespace tessary::testing {
+
+inline constexpr int64_t kMarch2009 = 1236168000;  // 2009-03-04 12:00 UTC
+
+// Runs of the command "aggregate", with empty folders "source" and "destination".
+class AggregateTest : public ProgramTest {
+ protected:
+  AggregateTest();
+
+  // A few files of the awkward kinds, all modified on one day of 2009.
+  void FillSource() const;
+
+  // The run is refused with one line that contains `reason`, and nothing changed on disk.
+  void ExpectRefusal(const std::vector<std::string>& arguments, const std::string& reason,
+                     int status = 1, const ProgramSetup& setup = {}) const;
+};
+
+}  // namespace tessary::testing
