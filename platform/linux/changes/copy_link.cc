@@ -95,11 +95,14 @@ Status CopyLink(int folder, const char* name, const struct statx& info, int toFo
   if (!link) return LastError();
   status = RenameWithoutReplacing(box.fd(), kNameInside, toFolder, toName);
   if (status != noErr) return status;
-  // Opened by its new name if it can be: what was open under another one is lost on a FUSE volume
-  // that renames by linking.
+  // Opened by its new name if it can be, and be looked at: what was open under another one is lost
+  // on a FUSE volume that renames by linking.
   UniqueFd renamed(openat(toFolder, toName, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  if (renamed && !IsNameOf(renamed.get(), "", Identity::Of(ours))) return fnfErr;
-  if (renamed) link = std::move(renamed);
+  struct statx found = {};
+  if (renamed && ReadObjectInfo(renamed.get(), "", &found) == noErr) {
+    if (!Identity::Of(found).Matches(Identity::Of(ours))) return fnfErr;
+    link = std::move(renamed);
+  }
   *made = HiddenItem::Published(toFolder, toName, std::move(link));
   return noErr;
 }

@@ -14,6 +14,7 @@
 #include "platform/linux/changes/hidden_name.h"
 #include "platform/linux/changes/pair.h"
 #include "platform/linux/changes/publish_fallbacks.h"
+#include "platform/linux/leftover_name.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/copying.h"
@@ -186,6 +187,22 @@ TEST_F(InBetween, ALinkIsCopiedWholeOrNotAtAll) {
     });
     if (IsSkipped()) return;
     EXPECT_FALSE(HasFailure()) << row.number << " " << row.name << " " << row.turn;
+  }
+}
+
+TEST_F(InBetween, ALinkThatCannotBeLookedAtIsCopiedOrNotThere) {
+  MakeLink("nowhere", From("link"));
+  // The first two looks are the test's own, the last one is at the link under its new name.
+  for (int turn = 3; turn <= 10; ++turn) {
+    RunWithHeldCalls({{SYS_statx, "", turn, {}, EIO}}, [this] {
+      const bool isCopied = CopyAt(From("link"), To("link")) == noErr;
+      Names names = ToNames();
+      std::erase_if(names, IsHiddenName);
+      EXPECT_EQ(isCopied ? Names{"link"} : Names(), names);
+      EXPECT_EQ(isCopied ? 0 : -1, unlink(To("link").c_str()));
+    });
+    if (IsSkipped()) return;
+    EXPECT_FALSE(HasFailure()) << turn;
   }
 }
 
