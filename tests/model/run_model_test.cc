@@ -193,7 +193,7 @@ class RealRun {
         } else if (const auto found = numbers.find(content); found != numbers.end()) {
           places_[found->second].push_back(below);
         } else {
-          Add("invented", below + " holds " + content);
+          Add("invented", std::string(below).append(" holds ").append(content));
         }
       }
     }
@@ -357,11 +357,11 @@ class KnownTables {
         data_("XDG_DATA_DIRS", folder_.path()) {
     std::string globs;
     for (const auto& [extension, type] : testing::KnownMimeTypes())
-      globs += "50:" + type + ":*." + extension + "\n";
+      globs.append("50:").append(type).append(":*.").append(extension).append("\n");
     testing::WriteFile(folder_ / "mime/globs2", globs);
     std::string map;
     for (const auto& [extension, type] : testing::MappedFileTypes())
-      map += "." + extension + " \"" + type + "\"\n";
+      map.append(".").append(extension).append(" \"").append(type).append("\"\n");
     testing::WriteFile(preferences_.MappingPath(), map);
     BuildExtensionMap();
     RegisterCommentAgent();
