@@ -12,8 +12,8 @@ enum class KilledEnd {
 };
 
 // Runs `body` in a child process, which is killed as by kill -9 before it makes its system call
-// number `call`, counted from 1 where `body` begins. Only calls that change files count: between
-// two of them it leaves the same behind wherever it dies.
+// number `call`, counted from 1 within `body`. Only calls that change files count: between two of
+// them it leaves the same behind wherever it dies.
 KilledEnd RunKilledBefore(unsigned call, const std::function<void()>& body);
 
 // Runs `body` in a child process to its end. True when nothing failed in it.
