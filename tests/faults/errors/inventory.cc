@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <map>
 #include <string_view>
+#include <system_error>
 
 #include "platform/linux/catalog/sidecars.h"
 #include "platform/linux/changes/hidden_name.h"
@@ -122,7 +123,11 @@ bool IsOurHiddenName(const std::string& name) {
   return IsHiddenName(name) || name.starts_with(kPairRecordPrefix);
 }
 
-bool IsFile(const std::string& path) { return fs::is_regular_file(fs::symlink_status(path)); }
+// There is none where the name with the prefix is too long for one.
+bool IsFile(const std::string& path) {
+  std::error_code error;
+  return fs::is_regular_file(fs::symlink_status(path, error));
+}
 
 // The sidecar of an item that is there.
 bool IsSidecar(const fs::path& path) {
