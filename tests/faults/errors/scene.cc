@@ -366,9 +366,10 @@ std::vector<Harm> Stage::FindHarm(const RunResult& result, bool hasFailedOnce) c
     if (away == 0 && !IsToldOf(item, result)) harm.push_back({"untold", item.path});
   }
   // What is refused again and again keeps a sidecar's copy from being taken back; the later run has
-  // to do it (FindLastingHarm).
-  std::erase_if(inDestination, [hasFailedOnce](const FoundItem& stranger) {
-    return !hasFailedOnce && IsLoneSidecar(stranger);
+  // to do it (FindLastingHarm). And it keeps what is being replaced, of which the sidecar goes
+  // first.
+  std::erase_if(inDestination, [this, hasFailedOnce](const FoundItem& stranger) {
+    return !hasFailedOnce && (IsLoneSidecar(stranger) || stranger.path == scene_.replaced);
   });
   for (const auto* left : {&inSource, &inDestination}) {
     for (const FoundItem& stranger : *left) harm.push_back({"partial", stranger.path});
