@@ -91,7 +91,7 @@ std::string DescribeItemContents(const std::string& path) {
   return described;
 }
 
-std::string DescribeWithoutSidecar(const std::string& path, const InventoryRules& rules) {
+std::string DescribeItem(const std::string& path, const InventoryRules& rules) {
   if (rules.isContentsOnly) return DescribeItemContents(path);
   FirstNames names;
   std::string described = Describe(path, rules.leavesComments);
@@ -135,11 +135,9 @@ bool IsSidecar(const fs::path& path) {
   return name.starts_with("._") && IsFile(path) && Exists(path.parent_path() / name.substr(2));
 }
 
-std::string DescribeItem(const std::string& path, const InventoryRules& rules) {
-  std::string described = DescribeWithoutSidecar(path, rules);
+std::string DescribeSidecar(const std::string& path, const InventoryRules& rules) {
   const std::string sidecar = SidecarPathOf(path);
-  if (IsFile(sidecar)) described += "\n--with\n" + DescribeWithoutSidecar(sidecar, rules);
-  return described;
+  return IsFile(sidecar) ? DescribeItem(sidecar, rules) : std::string();
 }
 
 void Search(const std::string& top, const std::string& folder, const InventoryRules& rules,
@@ -152,7 +150,8 @@ void Search(const std::string& top, const std::string& folder, const InventoryRu
     if (isFolder && !IsPackageName(name)) {
       Search(top, path, rules, found);
     } else {
-      found->push_back({path.substr(top.size() + 1), DescribeItem(path, rules)});
+      found->push_back(
+          {path.substr(top.size() + 1), DescribeItem(path, rules), DescribeSidecar(path, rules)});
     }
   }
 }

@@ -17,7 +17,8 @@ struct InventoryRules {
 struct FoundItem {
   std::string path;      // below the folder that was searched
   std::string contents;  // everything about it but its name: bytes, modes, dates, attributes, and
-                         // for a package the same of all that is in it, and of the sidecar
+                         // for a package the same of all that is in it
+  std::string sidecar = {};  // the same of its sidecar
 };
 
 // Everything below the folder that a run could have put there, packages as one item and plain

@@ -97,6 +97,11 @@ std::string NameOfPath(const std::string& path) { return fs::path(path).filename
 // One that lies beside its item is told of with that.
 bool IsLoneSidecar(const FoundItem& item) { return NameOfPath(item.path).starts_with("._"); }
 
+// Whether `now` is the item, with its sidecar where that counts.
+bool IsWhole(const FoundItem& now, const FoundItem& item, bool withSidecar) {
+  return now.contents == item.contents && (!withSidecar || now.sidecar == item.sidecar);
+}
+
 // Whether a name is that of the item, or the distinct one that it gets where its own is taken.
 bool IsNameFor(const std::string& name, const std::string& own) {
   if (name == own) return true;
@@ -304,15 +309,16 @@ bool Stage::IsToldOf(const FoundItem& item, const RunResult& result) const {
   return false;
 }
 
-void Stage::FindHarmToOthers(std::vector<FoundItem>* inDestination, std::vector<Harm>* harm) const {
+void Stage::FindHarmToOthers(bool withSidecars, std::vector<FoundItem>* inDestination,
+                             std::vector<Harm>* harm) const {
   for (const FoundItem& had : hadAlready_) {
-    const auto found = std::find_if(
-        inDestination->begin(), inDestination->end(), [this, &had](const FoundItem& item) {
+    const auto found =
+        std::find_if(inDestination->begin(), inDestination->end(), [&](const FoundItem& item) {
           // By date, what lies in a folder of the destination is filed within that.
           const std::string name = NameOfPath(item.path);
           const std::string own = NameOfPath(had.path);
           const bool isNameKept = scene_.isByDate ? IsNameFor(name, own) : name == own;
-          return isNameKept && item.contents == had.contents;
+          return isNameKept && IsWhole(item, had, withSidecars);
         });
     if (found != inDestination->end()) {
       inDestination->erase(found);
@@ -322,10 +328,11 @@ void Stage::FindHarmToOthers(std::vector<FoundItem>* inDestination, std::vector<
   }
 }
 
-size_t Stage::TakeFiled(const FoundItem& item, std::vector<FoundItem>* inDestination) {
+size_t Stage::TakeFiled(const FoundItem& item, bool withSidecar,
+                        std::vector<FoundItem>* inDestination) {
   const auto end =
-      std::remove_if(inDestination->begin(), inDestination->end(), [&item](const FoundItem& now) {
-        return now.contents == item.contents &&
+      std::remove_if(inDestination->begin(), inDestination->end(), [&](const FoundItem& now) {
+        return IsWhole(now, item, withSidecar) &&
                IsNameFor(NameOfPath(now.path), NameOfPath(item.path));
       });
   const auto count = static_cast<size_t>(inDestination->end() - end);
@@ -352,26 +359,24 @@ std::vector<Harm> Stage::FindHarm(const RunResult& result, bool hasFailedOnce) c
   if (exitStatus == kLeakExitStatus) harm.push_back({"leaking", result.output});
   std::vector<FoundItem> inSource = TakeInventory(Source(), Rules());
   std::vector<FoundItem> inDestination = TakeInventory(Destination(), Rules());
-  FindHarmToOthers(&inDestination, &harm);
+  // What is refused again and again can part the two, as it keeps a sidecar from being taken back.
+  // The later run has to bring them together (FindLastingHarm).
+  const bool withSidecars = hasFailedOnce;
+  FindHarmToOthers(withSidecars, &inDestination, &harm);
   size_t filed = 0;
   for (const FoundItem& item : before_) {
-    const auto end = std::remove_if(inSource.begin(), inSource.end(), [&item](const auto& now) {
-      return now.path == item.path && now.contents == item.contents;
+    const auto end = std::remove_if(inSource.begin(), inSource.end(), [&](const auto& now) {
+      return now.path == item.path && IsWhole(now, item, withSidecars);
     });
     const auto atHome = static_cast<size_t>(inSource.end() - end);
     inSource.erase(end, inSource.end());
-    const size_t away = TakeFiled(item, &inDestination);
+    const size_t away = TakeFiled(item, withSidecars, &inDestination);
     JudgeItem(item, atHome, away, hasFailedOnce, &harm);
     if (away > 0) ++filed;
     if (away == 0 && !IsToldOf(item, result)) harm.push_back({"untold", item.path});
   }
-  // What is refused again and again keeps a sidecar's copy from being taken back; the later run has
-  // to do it (FindLastingHarm). And it keeps what is being replaced, of which the sidecar goes
-  // first.
-  std::erase_if(inDestination, [this, hasFailedOnce](const FoundItem& stranger) {
-    return !hasFailedOnce && (IsLoneSidecar(stranger) || stranger.path == scene_.replaced);
-  });
-  for (const auto* left : {&inSource, &inDestination}) {
+  for (auto* left : {&inSource, &inDestination}) {
+    if (!withSidecars) std::erase_if(*left, IsLoneSidecar);
     for (const FoundItem& stranger : *left) harm.push_back({"partial", stranger.path});
   }
   const bool isToldByStatus = exitStatus == 3 || (exitStatus == 1 && filed == 0);
@@ -408,7 +413,7 @@ std::vector<Harm> Stage::FindLastingHarm() const {
     if (IsLoneSidecar(item)) harm.push_back({"lasting", item.path});
   }
   for (const FoundItem& item : before_) {
-    if (TakeFiled(item, &inDestination) == 0) {
+    if (TakeFiled(item, true, &inDestination) == 0) {
       harm.push_back({"lasting", "a later run has not filed " + item.path});
     }
   }

@@ -88,8 +88,10 @@ class Stage {
   std::vector<std::string> Arguments() const;
   void Fill() const;
   void FillAgain() const;
-  static size_t TakeFiled(const FoundItem& item, std::vector<FoundItem>* inDestination);
-  void FindHarmToOthers(std::vector<FoundItem>* inDestination, std::vector<Harm>* harm) const;
+  static size_t TakeFiled(const FoundItem& item, bool withSidecar,
+                          std::vector<FoundItem>* inDestination);
+  void FindHarmToOthers(bool withSidecars, std::vector<FoundItem>* inDestination,
+                        std::vector<Harm>* harm) const;
   void JudgeItem(const FoundItem& item, size_t atHome, size_t away, bool hasFailedOnce,
                  std::vector<Harm>* harm) const;
   bool IsToldOf(const FoundItem& item, const RunResult& result) const;
