@@ -14,9 +14,9 @@
 
 #include "platform/linux/configuration/builtin_file_types.h"
 #include "platform/managers/text.h"
+#include "tests/support/held_calls.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/preferences_folder.h"
-#include "tests/support/refused_calls.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary {
@@ -231,10 +231,10 @@ TEST(BuiltinFileTypes, HoldEachExtensionOnceWithATypeOfFourBytes) {
 TEST(DescribeBadMappingLines, TellsWhatTheVolumeReports) {
   const PreferencesFolder preferences;
   WriteFile(preferences.MappingPath(), ".x \"TEST\"\n");
-  EXPECT_TRUE(testing::RunWithoutCalls({{SYS_read, EIO, 0, 0}}, [&preferences] {
+  testing::RunWithHeldCalls({{SYS_read, "", 1, {}, EIO}}, [&preferences] {
     EXPECT_THAT(DescribeBadMappingLines(),
                 ElementsAre(preferences.MappingPath() + " cannot be read: error -36."));
-  }));
+  });
 }
 
 }  // namespace
