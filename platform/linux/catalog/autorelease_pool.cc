@@ -1,6 +1,7 @@
 #include "platform/managers/autorelease_pool.h"
 
 #include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/catalog/volume_memory.h"
 
@@ -11,6 +12,7 @@ NSAutoreleasePool::NSAutoreleasePool()
   // A desktop program lives while disks come and go.
   ForgetVolumes();
   ForgetLacks();
+  ForgetCreationDates();
 }
 
 NSAutoreleasePool::~NSAutoreleasePool() {

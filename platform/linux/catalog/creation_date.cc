@@ -222,4 +222,9 @@ void RememberCreationDate(const struct statx& info, const Timestamp& date) {
   Remembered().dates[KeyOf(info)] = date;
 }
 
+void ForgetCreationDates() {
+  const std::lock_guard lock(Remembered().mutex);
+  Remembered().dates.clear();
+}
+
 }  // namespace tessary

@@ -10,7 +10,8 @@
 #include "platform/managers/file_attributes.h"
 
 // The creation date that an object carries with it. Linux cannot set a birth time, so a copy keeps
-// its original's date in an attribute, or in this process's memory where the volume has none.
+// its original's date in an attribute, or where the volume has none, in memory as long as the run
+// lasts.
 namespace tessary {
 
 inline constexpr char kCreationDateAttribute[] = "user.tessary.creation-date";
@@ -48,7 +49,10 @@ std::optional<Timestamp> CreationDateWithoutAttribute(int file, const struct sta
 // refuses it. `info` is the open object's statx result.
 bool SetCreationDate(int file, const struct statx& info, const Timestamp& date);
 
-// Remembers for this process the date of the object, on a volume without attributes.
+// Remembers for this run the date of the object, on a volume without attributes.
 void RememberCreationDate(const struct statx& info, const Timestamp& date);
+
+// Forgets all that were remembered, as the numbers that an object is known by go to others.
+void ForgetCreationDates();
 
 }  // namespace tessary

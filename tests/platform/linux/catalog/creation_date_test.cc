@@ -9,6 +9,7 @@
 #include <string>
 
 #include "platform/linux/changes/object_info.h"
+#include "platform/managers/autorelease_pool.h"
 #include "tests/support/copying.h"
 #include "tests/support/temporary_folder.h"
 
@@ -82,6 +83,18 @@ TEST(CreationDate, IsNothingElse) {
                            " 1970-01-01T00:00:00Z"}) {
     EXPECT_FALSE(ParseCreationDate(text)) << text;
   }
+}
+
+TEST(CreationDateAt, ForgetsInTheNextRunWhatWasRemembered) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "file";
+  WriteFile(path);
+  const struct statx info = InfoOf(path);
+  const std::optional<Timestamp> before = CreationDateAt(PlaceAt(path), info);
+  RememberCreationDate(info, {77, 7});
+  ASSERT_EQ((Timestamp{77, 7}), CreationDateAt(PlaceAt(path), info));
+  const NSAutoreleasePool nextRun;
+  EXPECT_EQ(before, CreationDateAt(PlaceAt(path), info));
 }
 
 TEST(CreationDateAt, PrefersTheAttributeThenTheRememberedDateThenTheBirthTime) {
