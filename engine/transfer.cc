@@ -21,9 +21,13 @@ void LogMoved(const FSRef& newItem, const FSRef& folder) {
   const std::optional<std::u16string> itemName = GetItemNameString(newItem);
   const std::optional<std::u16string> folderName = GetItemNameString(folder);
   if (!itemName || !folderName) return;
-  std::string line = "Moved \"";
-  line.append(Utf8FromUtf16(*itemName)).append("\" to \"");
-  line.append(Utf8FromUtf16(*folderName)).append("\"");
+  const std::string item = Utf8FromUtf16(*itemName);
+  const std::string key = Utf8FromUtf16(*folderName);
+  constexpr std::string_view kBegin = "Moved \"";
+  constexpr std::string_view kBetween = "\" to \"";
+  std::string line;
+  line.reserve(kBegin.size() + item.size() + kBetween.size() + key.size() + 1);
+  line.append(kBegin).append(item).append(kBetween).append(key).push_back('"');
   NSLog(line);
 }
 

@@ -120,7 +120,7 @@ std::string FolderTable::PathOfChild(uint32_t number, std::string_view name) con
   }
   std::string path;
   path.reserve(folder->path.size() + 1 + name.size());
-  path = folder->path;
+  path.append(folder->path);
   return PathBelow(std::move(path), name);
 }
 

@@ -15,15 +15,15 @@ void StepMemory::End() {
 }
 
 Look* StepMemory::Find(uint32_t folder, std::string_view name) {
-  if (folder == 0) return nullptr;
-  for (Look& look : looks_) {
-    if (look.folder == folder && look.place.name == name) return &look;
+  for (size_t i = 0; i < used_ && folder != 0; ++i) {
+    if (looks_[i].folder == folder && looks_[i].place.name == name) return &looks_[i];
   }
   return nullptr;
 }
 
 Look* StepMemory::Find(const Place& place) {
-  for (Look& look : looks_) {
+  for (size_t i = 0; i < used_; ++i) {
+    Look& look = looks_[i];
     if (look.folder == 0 || look.place.folder != place.folder) continue;
     if (look.place.name == place.name) return &look;
   }
@@ -41,7 +41,9 @@ Look* StepMemory::MakeRoom(uint32_t folder, std::string_view name) {
 }
 
 void StepMemory::Keep(Look* room, uint32_t folder) {
-  if (depth_ > 0 && room != &looks_.back()) room->folder = folder;
+  if (depth_ == 0 || room == &looks_.back()) return;
+  room->folder = folder;
+  used_ = std::max(used_, static_cast<size_t>(room - looks_.data()) + 1);
 }
 
 void StepMemory::Remember(uint32_t folder, const Place& place, const struct statx& info) {
@@ -66,10 +68,11 @@ void StepMemory::ClearRoom() {
 
 // Without the folders, which nobody needs to be open any more.
 void StepMemory::Clear() {
-  for (Look& look : looks_) {
-    look.folder = 0;
-    look.place.folder.reset();
+  for (size_t i = 0; i < used_; ++i) {
+    looks_[i].folder = 0;
+    looks_[i].place.folder.reset();
   }
+  used_ = 0;
 }
 
 }  // namespace tessary

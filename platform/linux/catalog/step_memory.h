@@ -60,6 +60,7 @@ class StepMemory {
   void Clear();
 
   size_t depth_ = 0;
+  size_t used_ = 0;  // how many from the front have been kept since the step began
   // Used again and again, with the memory that their names take: there are some for each item of a
   // run. One is never kept, so that there is always room.
   std::array<Look, kMostLooks + 1> looks_;
