@@ -157,6 +157,7 @@ void AggregateByDate(const FSRef& folder, const FSRef& destination, DateAttribut
   AggregateByDateLevel(folder, &destination, attribute, DateLevel::kYear, copy);
   EnterSubfolders(destination, [attribute](const FSRef& child) {
     AggregateByDateLevel(child, &child, attribute, DateLevel::kDay, /*copy=*/false);
+    FSSweepFolder(child);
   });
 }
 

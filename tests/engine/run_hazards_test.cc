@@ -345,6 +345,13 @@ TEST_F(RunHazards, SweepsTheFoldersOfAMoveAndLeavesThoseOfACopy) {
   EXPECT_THAT(NamesIn(InSource("below")), IsEmpty());
 }
 
+TEST_F(RunHazards, SweepsTheFoldersThatARunByDateMovesOutOf) {
+  WriteFile(InDestination("2009/.tessary-0F6B0C58-6A4A-4C0E-9F0B-0123456789AB"));
+  Set("TessaryType = 4\nFileOperation = 2\n");
+  Run();
+  EXPECT_THAT(NamesIn(InDestination("2009")), IsEmpty());
+}
+
 TEST_F(RunHazards, FilesKeysThatDifferInCaseTogetherWhereTheVolumeFoldsCase) {
   const MemoryVolume volume("size=256k,casefold");
   if (!volume.IsMounted()) GTEST_SKIP() << "no volume that folds case can be mounted";

@@ -116,6 +116,7 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
           magic == kCifsMagic || magic == kSmb2Magic,
           isLocal,
           isLocal,
+          isLocal,
           SyncsNamesWithFile(magic, device)};
 }
 

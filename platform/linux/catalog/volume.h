@@ -17,6 +17,9 @@ struct Volume {
   bool hasCifsDates = false;
   // Writing cannot fail as late as when the file is closed, as it can on what is driven elsewhere.
   bool isWrittenAtOnce = false;
+  // What the kernel tells of a file is how it is, and not how it was when whatever drives the
+  // volume was last asked.
+  bool tellsLatest = false;
   // A lease is refused because of somebody who writes, and for no other reason. Network file
   // systems refuse it with the same error whoever has the file open, and know nothing of other
   // machines.

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/linux/catalog/volume.h"
 #include "platform/linux/catalog/volume_memory.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/errors.h"
@@ -122,6 +123,7 @@ class ContentsCopy {
   }
 
   Status CopyBeyond(off_t at) {
+    if (size() > 0 && !IsMoreThere()) return ftruncate(to_, size()) == 0 ? noErr : LastError();
     ssize_t size = 0;
     while (true) {
       const Status status = CopyBlock(at, kBufferSize, &size);
@@ -130,6 +132,16 @@ class ContentsCopy {
       struct statx now = {};
       if (ReadObjectInfo(from_, "", &now) != noErr || now.stx_size != info_.stx_size) return noErr;
     }
+  }
+
+  // Whether there is really more than the size says. A volume that is driven elsewhere reads zeros
+  // for a while where the end was, until it has noticed that somebody has cut the file.
+  bool IsMoreThere() const {
+    const Identity identity = Identity::Of(info_);
+    if (VolumeOf(identity.device, from_).tellsLatest) return true;
+    struct statx latest = {};
+    char byte = 0;
+    return ReadLatestInfo(from_, identity, &latest) != noErr || pread(from_, &byte, 1, size()) != 0;
   }
 
   // Copies at most `wanted` bytes at `at`; `*size` is how many there were, 0 at the end.

@@ -87,7 +87,7 @@ Status FillFile(int from, int to, const struct statx& made, CopyRole role, struc
   if (!VolumeOf(Identity::Of(made).device, to).isWrittenAtOnce) {
     if (const Status status = TellOfClosing(to)) return status;
   }
-  if (const Status status = ReadObjectInfo(from, "", &after)) return status;
+  if (const Status status = ReadLatestInfo(from, Identity::Of(*info), &after)) return status;
   *hasChanged = !IsUnchanged(*info, after);
   if (!*hasChanged) return noErr;
   // This attempt has read the file; the date of the last access is from before that.

@@ -73,12 +73,14 @@ Status OpenWithoutWriters(const CopySource& source, const struct statx& info, Un
 bool IsWhatWasCopied(const CopiedItem& copied, int original, const struct statx& aside) {
   if (!IsUnchangedButForName(copied.source, aside)) return false;
   if (!S_ISREG(aside.stx_mode)) return true;
-  const Status kept = KeepWritersOut(Identity::Of(copied.source).device, original);
-  if (kept != noErr) return kept == paramErr;
+  const Identity identity = Identity::Of(copied.source);
+  const Status kept = KeepWritersOut(identity.device, original);
+  if (kept != noErr && kept != paramErr) return false;
   // Until just now somebody could still write.
   struct statx last = {};
-  return ReadObjectInfo(original, "", &last) == noErr &&
-         IsUnchangedButForName(copied.source, last) && DoesNoWriterWait(original);
+  const bool isUnchanged = ReadLatestInfo(original, identity, &last) == noErr &&
+                           IsUnchangedButForName(copied.source, last);
+  return isUnchanged && (kept == paramErr || DoesNoWriterWait(original));
 }
 
 Status DeleteFile(const CopySource& source, int original, CopiedItem* copied) {

@@ -13,6 +13,10 @@ namespace tessary {
 // file system reports; `*info` is written on success only.
 Status ReadObjectInfo(int folder, const char* name, struct statx* info);
 
+// The same of the regular file of that identity open as `file`, as it is at this moment: what a
+// volume told a while ago is asked for again. Waits for a change of its length that is under way.
+Status ReadLatestInfo(int file, const Identity& identity, struct statx* info);
+
 // True when (`folder`, `name`) is the object of that identity.
 bool IsNameOf(int folder, const char* name, const Identity& identity);
 

@@ -124,7 +124,8 @@ bool LiesWithin(int folder, int parent, const char* name) {
   UniqueFd held;
   int current = folder;
   Identity last;
-  while (ReadObjectInfo(current, "", &info) == noErr) {
+  while (true) {
+    if (ReadObjectInfo(current, "", &info) != noErr) return false;
     if (Identity::Of(info).Matches(Identity::Of(wanted))) return true;
     if (Identity::Of(info).Matches(last)) return false;  // "/" is its own parent
     last = Identity::Of(info);
@@ -133,7 +134,6 @@ bool LiesWithin(int folder, int parent, const char* name) {
     held = std::move(next);
     current = held.get();
   }
-  return false;
 }
 
 }  // namespace tessary

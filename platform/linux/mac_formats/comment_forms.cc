@@ -61,18 +61,22 @@ std::optional<std::string> ReplaceAppleDoubleComment(std::string_view value,
   if (!data) return std::nullopt;
   std::string replaced(value);
   const std::optional<AppleDoubleAttribute> property = FindProperty(*data);
-  const bool hasProperty =
-      property && ReadCommentProperty(property->value) &&
-      ReplaceWithFirst({WriteCommentProperty(comment), WriteCommentProperty({})},
-                       [&replaced](const std::string& list) {
-                         return ReplaceAttribute(kPropertyName, list, &replaced);
-                       });
-  const std::string_view entry = data->Read(AppleDoubleEntry::kComment).value_or("");
-  const bool hasEntry = !entry.empty() && ReplaceWithFirst({WriteMacText(comment), ""},
-                                                           [&replaced](const auto& text) {
-                                                             return ReplaceComment(text, &replaced);
-                                                           });
-  return hasProperty || hasEntry ? std::optional(replaced) : std::nullopt;
+  const bool hasProperty = property && ReadCommentProperty(property->value);
+  const bool hasEntry = !data->Read(AppleDoubleEntry::kComment).value_or("").empty();
+  if (!hasProperty && !hasEntry) return std::nullopt;
+  const auto replaceProperty = [&replaced](const std::string& list) {
+    return ReplaceAttribute(kPropertyName, list, &replaced);
+  };
+  const auto replaceEntry = [&replaced](const std::string& text) {
+    return ReplaceComment(text, &replaced);
+  };
+  // One that stayed as it is would go on telling the old comment.
+  if (hasProperty && !ReplaceWithFirst({WriteCommentProperty(comment), WriteCommentProperty({})},
+                                       replaceProperty)) {
+    return std::nullopt;
+  }
+  if (hasEntry && !ReplaceWithFirst({WriteMacText(comment), ""}, replaceEntry)) return std::nullopt;
+  return replaced;
 }
 
 const CommentForm* FindCommentForm(std::string_view attribute) {

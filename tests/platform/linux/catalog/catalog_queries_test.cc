@@ -287,11 +287,38 @@ TEST(FSStep, LetsNoChangeGoByWhatItSaw) {
   }
   FSRef target;
   EXPECT_EQ(fnfErr, FSMoveObjectSync(moved, to, nullptr, &target));
-  EXPECT_EQ(fnfErr, FSMoveObjectAtOnce(moved, to, &target));
   EXPECT_EQ(fnfErr, FSCopyObjectSync(moved, to, nullptr, &target));
   EXPECT_EQ(fnfErr, FSDeleteObject(deleted));
   EXPECT_EQ("another", testing::ReadFile(folder / "moved.txt"));
   EXPECT_EQ("another", testing::ReadFile(folder / "deleted.txt"));
+}
+
+TEST(FSStep, LetsAMoveAtOnceGoByWhatItSaw) {
+  const TemporaryFolder folder;
+  testing::MakeFolder(folder / "to");
+  WriteFile(folder / "item.txt", "listed");
+  const FSRef item = RefAt(folder / "item.txt");
+  const FSRef to = RefAt(folder / "to");
+  const FSStep step;
+  EXPECT_TRUE(FSIsFSRefValid(item));
+  WriteFile(folder / "other", "another");
+  ASSERT_EQ(0, rename((folder / "other").c_str(), (folder / "item.txt").c_str()));
+  FSRef target;
+  EXPECT_EQ(noErr, FSMoveObjectAtOnce(item, to, &target));
+  EXPECT_EQ("another", testing::ReadFile(folder / "to/item.txt"));
+  EXPECT_FALSE(FSIsFSRefValid(item));
+}
+
+TEST(FSStep, TellsObjectsOfOneNameApart) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "item.txt", "listed");
+  const FSRef former = RefAt(folder / "item.txt");
+  WriteFile(folder / "other", "another");
+  ASSERT_EQ(0, rename((folder / "other").c_str(), (folder / "item.txt").c_str()));
+  const FSStep step;
+  const FSRef latter = RefAt(folder / "item.txt");
+  EXPECT_FALSE(FSIsFSRefValid(former));
+  EXPECT_TRUE(FSIsFSRefValid(latter));
 }
 
 TEST(FSStep, ForgetsWhatItsOwnChangesHaveMadeUntrue) {

@@ -18,12 +18,14 @@ namespace tessary {
 namespace {
 
 using testing::CallWithoutMemory;
+using testing::ExpectMemFullWithoutMemory;
 using testing::FilesBelow;
 using testing::IdentityAt;
 using testing::MakeFolder;
 using testing::MakeLink;
 using testing::NamesIn;
 using testing::OpenFolder;
+using testing::RefAt;
 using testing::TemporaryFolder;
 using testing::WriteFile;
 
@@ -171,6 +173,19 @@ TEST(PairsWithoutMemory, AreMovedTogetherOrNotAtAll) {
     }
   };
   TransferPairWithoutMemory(move, true);
+}
+
+TEST(FSCopyObjectAtOnce, LeavesNothingBehindWithoutMemory) {
+  const TemporaryFolder folder;
+  const std::string name = "a name that is longer than what a string holds";
+  WriteFile(folder / ("from/" + name), "contents");
+  MakeFolder(folder / "to");
+  const FSRef item = RefAt(folder / ("from/" + name));
+  const FSRef to = RefAt(folder / "to");
+  FSRef copied;
+  ExpectMemFullWithoutMemory([&] { return FSCopyObjectAtOnce(item, to, &copied); },
+                             [&] { EXPECT_EQ(Names{}, NamesIn(folder / "to")); });
+  EXPECT_EQ(Names{name}, NamesIn(folder / "to"));
 }
 
 }  // namespace
