@@ -29,6 +29,12 @@ bool Rename(int from, const std::string& name, int to, const std::string& newNam
 
 std::string KeyOf(const std::string& name) { return name.substr(name.rfind('.') + 1); }
 
+std::optional<int64_t> DayOf(const std::string& path) {
+  struct stat info = {};
+  if (stat(path.c_str(), &info) != 0) return std::nullopt;
+  return info.st_mtim.tv_sec / 86'400;
+}
+
 void Pause(SoakRandom& random, uint64_t most) {
   std::this_thread::sleep_for(std::chrono::microseconds(random.Below(most)));
 }
@@ -100,9 +106,12 @@ void Adversaries::Obstruct(SoakRandom& random) {
   (void)mkdirat(destination_->folder.get(), KeyOf(name).c_str(), 0777);
   const UniqueFd folder = OpenFolderAt(destination_->folder.get(), KeyOf(name));
   if (!folder) return;
-  putInTheWay_.insert(destination_->path + "/stock/" + *item);
-  count_ += Rename(destination_->stock.get(), *item, folder.get(), name,
-                   random.OneIn(3) ? RENAME_EXCHANGE : RENAME_NOREPLACE);
+  const std::string path = destination_->path + "/stock/" + *item;
+  const std::optional<int64_t> day = DayOf(path);
+  const unsigned flag = random.OneIn(3) ? RENAME_EXCHANGE : RENAME_NOREPLACE;
+  if (!Rename(destination_->stock.get(), *item, folder.get(), name, flag)) return;
+  ++count_;
+  putInTheWay_.push_back({path, name, day});
 }
 
 // Has another version take the place of an item of the source, as programs save.

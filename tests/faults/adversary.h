@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
@@ -31,6 +32,15 @@ struct RaceGround {
   UniqueFd morgue;
 };
 
+// An item of the destination's stock that was given a name in the destination that the run uses, in
+// the folder that the name's extension names.
+struct Obstacle {
+  std::string path;  // where it was made
+  std::string name;
+  // Of its modification, since 1970, in UTC; none for a link, which leads nowhere.
+  std::optional<int64_t> day;
+};
+
 // Other programs that work where a run works, all at once, as long as this lives. They only ever
 // give new names to whole items, and never one that is taken, so that nothing is lost by them.
 class Adversaries {
@@ -56,8 +66,8 @@ class Adversaries {
   uint64_t Count() const { return count_; }
   const std::set<size_t>& Deleted() const { return deleted_; }
 
-  // Where the items of the destination's stock lay that were given a name there that the run uses.
-  const std::set<std::string>& PutInTheWay() const { return putInTheWay_; }
+  // What they have put in the run's way in the destination, in this order.
+  const std::vector<Obstacle>& PutInTheWay() const { return putInTheWay_; }
 
  private:
   std::optional<std::string> TakeStock(SoakRandom& random, uint64_t* used) const;
@@ -81,7 +91,7 @@ class Adversaries {
   // Each of the rest is one thread's own until all of them have ended.
   uint64_t usedInSource_ = 0;
   uint64_t usedInDestination_ = 0;
-  std::set<std::string> putInTheWay_;
+  std::vector<Obstacle> putInTheWay_;
   std::set<size_t> deleted_;
   std::vector<std::thread> threads_;
 };

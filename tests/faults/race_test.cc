@@ -25,6 +25,7 @@ using testing::FingerprintOf;
 using testing::kHangSeconds;
 using testing::MakeFolder;
 using testing::MakeLink;
+using testing::Obstacle;
 using testing::RaceGround;
 using testing::RunPlan;
 using testing::SetupWith;
@@ -132,11 +133,26 @@ class Race {
       const bool isAnywhere = !source.PlacesOf(item).empty() || !destination.PlacesOf(item).empty();
       const bool isSafe = plan_.isMove ? isAnywhere : isOnOwnSide;
       if (isSafe || adversaries.Deleted().contains(item)) continue;
-      // By date nothing of the run gets the name that it was given.
-      const bool mayBeReplaced = plan_.isReplacing && !plan_.isByDate;
-      if (mayBeReplaced && adversaries.PutInTheWay().contains(cargo_.PathOf(item))) continue;
+      if (MayBeReplaced(adversaries.PutInTheWay(), cargo_.PathOf(item))) continue;
       count->AddViolation("lost", cargo_.PathOf(item) + ", " + Describe());
     }
+  }
+
+  // True for an obstacle that makes way for another item, as the run is told to have it do. By
+  // extension one of the run's is filed where it is. By date none is: they go to folders of years
+  // and their days. But obstacles are filed too, as the files in any folder of the destination are,
+  // and the later of two with one name and one day comes to where the first one has been filed.
+  // Links stay where they are, as those that lead nowhere have no date.
+  bool MayBeReplaced(const std::vector<Obstacle>& obstacles, const std::string& path) const {
+    if (!plan_.isReplacing) return false;
+    const auto first = std::find_if(obstacles.begin(), obstacles.end(),
+                                    [&path](const Obstacle& one) { return one.path == path; });
+    if (first == obstacles.end()) return false;
+    if (!plan_.isByDate) return true;
+    if (!first->day) return false;
+    return std::any_of(first + 1, obstacles.end(), [first](const Obstacle& later) {
+      return later.name == first->name && later.day == first->day;
+    });
   }
 
   // One of the links that are put in the place of folders may be filed as a link.
