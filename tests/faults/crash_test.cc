@@ -161,7 +161,9 @@ class CrashingMove {
   ScratchVolume to_;
   SoakCount* count_;
   TemporaryFolder config_;
-  ChildSetup setup_ = {.environment = {{"XDG_CONFIG_HOME", config_.path()},
+  // A run that is stopped in the middle would keep the counts of a build that counts locked.
+  ChildSetup setup_ = {.environment = {{"GCOV_PREFIX", "/dev/null"},
+                                       {"XDG_CONFIG_HOME", config_.path()},
                                        {"XDG_DATA_HOME", config_.path()},
                                        {"XDG_DATA_DIRS", config_.path()}}};
   std::unique_ptr<Cargo> cargo_;
