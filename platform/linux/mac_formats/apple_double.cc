@@ -41,6 +41,8 @@ std::optional<AppleDoubleAttribute> ReadAttribute(std::string_view data, size_t 
   const std::optional<uint32_t> length = ReadBig32(data, at + 4);
   const std::optional<uint64_t> nameSize = ReadBigEndian(data, at + 10, 1);
   if (!offset || !length || !nameSize || *nameSize < 2) return std::nullopt;
+  // What lies before it are other entries of the data, whose changes would change the value.
+  if (*offset < at) return std::nullopt;
   const auto name = PartOf(data, at + kAttributeHeadSize, *nameSize);
   const auto value = PartOf(data, *offset, *length);
   // A zero ends the name and lies nowhere else in it.

@@ -59,8 +59,8 @@ class AppleDouble {
   // The creation date in seconds since 1970; none where it is not told.
   std::optional<int64_t> CreationSeconds() const;
 
-  // The table of extended attributes; empty where there is none, or where any of it does not lie
-  // inside the data and the entry of the Finder information.
+  // The table of extended attributes; empty where there is none, or where any of it, values too,
+  // does not lie inside the data and the entry of the Finder information.
   std::vector<AppleDoubleAttribute> Attributes() const;
 
  private:

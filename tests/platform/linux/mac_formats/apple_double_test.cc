@@ -111,6 +111,8 @@ TEST(AppleDouble, HasNoAttributesWhereTheTableIsBroken) {
   };
   EXPECT_FALSE(without(0, Big32(0x00051607))) << "the whole one has it";
   EXPECT_TRUE(without(entry, Big32(0xFFFFFFF0))) << "a value that begins behind the end";
+  EXPECT_TRUE(without(entry, Big32(26))) << "a value in the table of the data's entries";
+  EXPECT_TRUE(without(entry, Big32(static_cast<uint32_t>(entry - 1)))) << "one before its own";
   EXPECT_TRUE(without(entry + 4, Big32(0x10000))) << "a value that ends behind it";
   EXPECT_TRUE(without(entry + 10, std::string(1, '\0'))) << "a name without length";
   EXPECT_TRUE(without(entry + 10, std::string(1, '\3'))) << "a name without its zero";
