@@ -1,16 +1,10 @@
 #include "tests/programs/aggregate.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 namespace tessary::testing {
 
 namespace fs = std::filesystem;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 AggregateTest::AggregateTest() {
   MakeFolder(At("source"));
@@ -29,18 +23,6 @@ void AggregateTest::FillSource() const {
   for (const std::string& name : NamesIn(At("source"))) {
     SetModificationDate(At("source/" + name), kMarch2009);
   }
-}
-
-void AggregateTest::ExpectRefusal(const std::vector<std::string>& arguments,
-                                  const std::string& reason, int status,
-                                  const ProgramSetup& setup) const {
-  const std::vector<std::string> before = DescribeTree(At(""));
-  const ProgramResult result = Run(arguments, setup);
-  EXPECT_EQ(status, result.status) << result.errors;
-  EXPECT_THAT(result.Problems(), ElementsAre(HasSubstr(reason)));
-  EXPECT_THAT(result.LogMessages(), IsEmpty());
-  EXPECT_EQ("", result.output);
-  EXPECT_EQ(before, DescribeTree(At(""))) << reason;
 }
 
 }  // namespace tessary::testing

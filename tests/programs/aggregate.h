@@ -17,10 +17,6 @@ class AggregateTest : public ProgramTest {
 
   // A few files of the awkward kinds, all modified on one day of 2009.
   void FillSource() const;
-
-  // The run is refused with one line that contains `reason`, and nothing changed on disk.
-  void ExpectRefusal(const std::vector<std::string>& arguments, const std::string& reason,
-                     int status = 1, const ProgramSetup& setup = {}) const;
 };
 
 }  // namespace tessary::testing

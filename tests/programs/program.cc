@@ -1,6 +1,7 @@
 #include "tests/programs/program.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <grp.h>
 #include <sched.h>
 #include <sys/mman.h>
@@ -19,6 +20,9 @@ namespace tessary::testing {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 constexpr uid_t kOrdinaryUser = 65534;
 constexpr std::string_view kProblemPrefix = "tessary-cli: ";
@@ -206,6 +210,18 @@ ProgramResult ProgramTest::Aggregate(std::vector<std::string> options, ProgramSe
   options.push_back(At("source"));
   options.push_back(At("destination"));
   return Run(options, std::move(setup));
+}
+
+void ProgramTest::ExpectRefusal(const std::vector<std::string>& arguments,
+                                const std::string& reason, int status,
+                                const ProgramSetup& setup) const {
+  const std::vector<std::string> before = DescribeTree(At(""));
+  const ProgramResult result = Run(arguments, setup);
+  EXPECT_EQ(status, result.status) << result.errors;
+  EXPECT_THAT(result.Problems(), ElementsAre(HasSubstr(reason)));
+  EXPECT_THAT(result.LogMessages(), IsEmpty());
+  EXPECT_EQ("", result.output);
+  EXPECT_EQ(before, DescribeTree(At(""))) << reason;
 }
 
 void ProgramTest::OpenToOrdinaryUser() const { EXPECT_EQ(0, chmod(folder_.path().c_str(), 0777)); }

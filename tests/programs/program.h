@@ -71,6 +71,11 @@ class ProgramTest : public ::testing::Test {
   // The same with "aggregate" in front and At("source") and At("destination") behind.
   ProgramResult Aggregate(std::vector<std::string> options, ProgramSetup setup = {}) const;
 
+  // The program fails with one line that contains `reason`, prints nothing and leaves everything in
+  // the test's folder as it was.
+  void ExpectRefusal(const std::vector<std::string>& arguments, const std::string& reason,
+                     int status = 1, const ProgramSetup& setup = {}) const;
+
   // Makes the whole folder reachable for a program that runs as an ordinary user.
   void OpenToOrdinaryUser() const;
 
