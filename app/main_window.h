@@ -57,8 +57,9 @@ Status OpenInFinder(const FSRef& folder);
 ShortText& FormatElapsedTime(uint32_t seconds, ShortText& text);
 
 // The run on one source: asks for the destination and files the source into it, shows how long that
-// took and opens the destination. Returns when the run has ended, or at once and without a word
-// where the source is no folder or no destination was chosen.
+// took and opens the destination. Returns when the run has ended, or at once: without a word where
+// the source is no folder or no destination was chosen, and with one in the status text where the
+// destination is the source.
 void RunAggregation(const FSRef& source);
 
 }  // namespace tessary

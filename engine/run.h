@@ -4,8 +4,9 @@
 #include "platform/managers/file_manager.h"
 
 // A run: every file of a source folder goes into the destination's folder for its key. Nothing ends
-// a run early; each problem is at most one log line and the run goes on. Settings are read where
-// they are needed, so that a change made meanwhile takes effect in the same run.
+// a run early: what fails is told to the observer, most of it to the log as well, and the run goes
+// on. Settings are read where they are needed, so that a change made meanwhile takes effect in the
+// same run.
 namespace tessary {
 
 // Files everything in `source` into `destination`; returns when every item has been handled.

@@ -36,7 +36,7 @@ complete -c tessary-cli -n $aggregate -l kind -x -d 'The key to file by' \
 complete -c tessary-cli -n $aggregate -l recurse -d 'Enter subfolders'
 complete -c tessary-cli -n $aggregate -l copy -d 'Copy the files'
 complete -c tessary-cli -n $aggregate -l move -d 'Move the files'
-complete -c tessary-cli -n $aggregate -l replace -d 'Where a name is taken, delete what bears it'
+complete -c tessary-cli -n $aggregate -l replace -d 'Delete what bears a taken name, unless a folder that holds anything'
 complete -c tessary-cli -n $aggregate -l preserve-comments -d 'Carry comments over'
 complete -c tessary-cli -n $aggregate -l whole-application -d 'File the whole of an application'
 complete -c tessary-cli -n $aggregate -l help -d 'Show the help'

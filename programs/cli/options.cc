@@ -175,8 +175,7 @@ bool ParseWrite(Arguments arguments, Options* options, std::string* problem) {
   if (setting == nullptr) return false;
   const std::string& type = arguments[1];
   if (type != "-bool" && type != "-int" && type != "-string") {
-    return Refuse(problem,
-                  "unknown type of value " + Quoted(type) + ": give -bool, -int or -string");
+    return Refuse(problem, "unknown type of value " + Quoted(type) + ": give -bool or -int");
   }
   const bool isBoolean = setting->type == SettingType::kBoolean;
   const std::string wanted = isBoolean ? "-bool" : "-int";
@@ -204,7 +203,7 @@ struct DefaultsForm {
 
 constexpr std::array<DefaultsForm, 3> kDefaultsForms = {{
     {"read", 0, 1, "[KEY]"},
-    {"write", 3, 3, "KEY (-bool|-int|-string) VALUE"},
+    {"write", 3, 3, "KEY (-bool|-int) VALUE"},
     {"delete", 1, 1, "KEY"},
 }};
 

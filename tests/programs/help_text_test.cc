@@ -31,7 +31,7 @@ TEST(HelpText, ShowsEveryOptionKindCommandAndKey) {
                            "modification-date",
                            "creation-date",
                            "defaults read [KEY]",
-                           "defaults write KEY (-bool|-int|-string) VALUE",
+                           "defaults write KEY (-bool|-int) VALUE",
                            "defaults delete KEY",
                            "integrate install|remove|status",
                            "info [--json] FILE...",

@@ -32,13 +32,15 @@ struct CopyTarget {
 // Copies a file, a link or a folder with everything in it, less the item's own comment. The copy is
 // complete before it bears its name, and what bears that name already is never touched.
 // noErr, dupFNErr, fnfErr (the object is not the one named by its identity), paramErr (no file,
-// folder or link), badMovErr (a folder into itself), bdNamErr, else what the file system reports.
-// On failure nothing is left behind.
+// folder or link), badMovErr (a folder into itself), diffVolErr (a folder in which another volume
+// is mounted), fBsyErr (the object keeps changing), bdNamErr, else what the file system reports. On
+// failure nothing is left behind.
 Status CopyItem(const CopySource& source, const CopyTarget& target);
 
 // Moves the same kinds of object to another volume: copies with the comment, makes the copy
 // durable, checks that the source is still what was copied, and deletes it. The statuses are those
-// of CopyItem; in addition afpAccessDenied and wPrErr when the source could not be deleted, told
+// of CopyItem, fBsyErr also where another program writes the source or has changed it since it was
+// copied; in addition afpAccessDenied and wPrErr when the source could not be deleted, told
 // before anything is copied where that can be known. On failure the source is where it was and no
 // copy is left behind.
 Status MoveItemAcrossVolumes(const CopySource& source, const CopyTarget& target);
