@@ -10,9 +10,9 @@
 namespace tessary {
 
 // The files of a folder, packages and whatever cannot be read among them, in listing order; none
-// when there are none or the folder cannot be listed. A run takes a folder that cannot for an empty
-// one and tells only its observer, for which `*isListed`, where it is given, keeps the two apart;
-// it is written always.
+// when there are none or the folder cannot be listed. One that changes meanwhile is listed once
+// more. A run takes a folder that cannot for an empty one and tells only its observer, for which
+// `*isListed`, where it is given, keeps the two apart; it is written always.
 std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder, bool* isListed = nullptr);
 
 // All children of a folder, in listing order; none when there are none or it cannot be listed.

@@ -100,8 +100,7 @@ class ItemOfPass {
 
 bool ItemOfPass::Prepare(KeyFolderTable* table) {
   if (!FSIsFSRefValid(item_)) {
-    // Listed behind its item, a sidecar has been filed with that.
-    if (FSHasGoneWithItem(item_)) return false;
+    if (FSHasGoneAsExpected(item_)) return false;
     NSLog("Inavlid FSRef");
     TellOfItem(rules_.onUntold, item_);
     return false;

@@ -107,9 +107,11 @@ bool FSMayBeFolder(const FSRef& ref);
 // True when `ref` designates an existing object that is still the one it was made of.
 bool FSIsFSRefValid(const FSRef& ref);
 
-// True when `ref` is that of a "._" file that is gone from where it was, and the item that it
-// belongs to is, too: it has gone where the item went, and nothing is amiss with it.
-bool FSHasGoneWithItem(const FSRef& ref);
+// True when the object of `ref` is gone from where it was and nothing is amiss with that: a "._"
+// file has gone where the item went that it belongs to, and is gone too; and what a change of
+// objects hides is there only while it is made, and after one that was interrupted until it is
+// swept.
+bool FSHasGoneAsExpected(const FSRef& ref);
 
 // noErr exactly when both designate the same object, however they were reached; otherwise
 // errFSRefsDifferent (also where either is the all-zero reference).
@@ -130,8 +132,9 @@ Status FSOpenIterator(const FSRef& folder, FSIterator* iterator);
 
 // Delivers up to `maximum` references into the caller's array `refs` and their number into
 // `*actual` (0 on failure). `*containerChanged` is set to whether the folder changed since the last
-// call. Answers noErr, errFSNoMoreItems when the listing has ended (references may still have been
-// delivered by the same call), paramErr (a missing out-argument or a maximum of 0).
+// call, by the mending, too, of what an interrupted change has left in it, which is done when the
+// listing ends. Answers noErr, errFSNoMoreItems when the listing has ended (references may still
+// have been delivered by the same call), paramErr (a missing out-argument or a maximum of 0).
 Status FSGetCatalogInfoBulk(FSIteratorState& iterator, size_t maximum, size_t* actual,
                             bool* containerChanged, FSRef* refs);
 

@@ -1,12 +1,17 @@
 #include "engine/items.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/pair_record.h"
 #include "platform/managers/text.h"
 #include "tests/support/temporary_folder.h"
 
@@ -43,6 +48,29 @@ TEST(ListFolderFiles, ListsEverythingButPlainFolders) {
               UnorderedElementsAre("a.txt", ".hidden", "Tool.app", "link", "dangling"));
   EXPECT_THAT(NamesOf(CopyFolderItems(ref)),
               UnorderedElementsAre("a.txt", ".hidden", "plain", "Tool.app", "link", "dangling"));
+}
+
+// As a run that was killed leaves them, a sidecar put aside and the record that tells of it.
+TEST(ListFolderFiles, ListsWhatMendingTheFolderBringsBack) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "a.txt", "item");
+  WriteFile(folder / "._a.txt", "sidecar");
+  const auto markOf = [&folder](const std::string& name) {
+    struct statx info = {};
+    EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (folder / name).c_str(), &info));
+    return ObjectMark::Of(info);
+  };
+  PairIntent intent;
+  intent.change = PairChange::kDelete;
+  intent.name = "a.txt";
+  intent.item = markOf("a.txt");
+  intent.sidecar = markOf("._a.txt");
+  const std::string record = ".tessary-pair-0F6B0C58-6A4A-4C0E-9F0B-0123456789AB";
+  WriteFile(folder / record, FormatPairIntent(intent));
+  const std::string aside = folder / SidecarAsideName(record);
+  ASSERT_EQ(0, rename((folder / "._a.txt").c_str(), aside.c_str()));
+  EXPECT_THAT(NamesOf(ListFolderFiles(RefAt(folder.path()))),
+              UnorderedElementsAre("a.txt", "._a.txt"));
 }
 
 TEST(ListFolderFiles, IsNeverAnEmptyList) {

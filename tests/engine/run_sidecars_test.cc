@@ -24,6 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 using testing::FilesBelow;
 using ::testing::HasSubstr;
@@ -88,13 +89,20 @@ class RunSidecars : public ::testing::TestWithParam<Places> {
     }
   }
 
-  void Set(int kind, bool copies, bool replaces) const {
-    preferences_.Write("RecurseFolders = true\nAggregationKind = " + std::to_string(kind) +
+  void Set(int kind, bool copies, bool replaces, bool recurses = true) const {
+    preferences_.Write(std::string("RecurseFolders = ") + (recurses ? "true" : "false") +
+                       "\nTessaryType = " + std::to_string(kind) +
                        "\nFileOperation = " + (copies ? "2" : "1") +
                        "\nReplaceFilesBySameName = " + (replaces ? "true" : "false") + "\n");
   }
 
   void Run() const { AggregateFolder(RefAt(source_), RefAt(destination_)); }
+
+  // A run that meets nothing amiss.
+  void RunWell() const {
+    Run();
+    EXPECT_THAT(log_.Messages(), Each(Not(HasSubstr("Inavlid"))));
+  }
 
   std::string InSource(const std::string& name) const { return source_ + "/" + name; }
 
@@ -258,7 +266,8 @@ TEST_P(RunSidecars, AWaitingSidecarDoesNotStandInTheWayOfAKeyFolder) {
 // Kills a run before each of its system calls in turn, and runs again.
 void RunSidecars::KillEverywhere(const std::string& name, bool copies, bool replaces) const {
   if (HasFailure()) return;
-  Set(1, copies, replaces);
+  // Without a walk, nothing has looked at the source before its items are listed.
+  Set(1, copies, replaces, /*recurses=*/false);
   KilledEnd end = KilledEnd::kKilled;
   for (unsigned call = 1; end == KilledEnd::kKilled && !HasFailure(); ++call) {
     SCOPED_TRACE((copies ? "copying " : "moving ") + name + (replaces ? ", replacing" : "") +
@@ -270,7 +279,7 @@ void RunSidecars::KillEverywhere(const std::string& name, bool copies, bool repl
     end = testing::RunKilledBefore(call, [this] { Run(); });
     if (end == KilledEnd::kForbidden) GTEST_SKIP() << "no process may follow another one here";
     ASSERT_NE(KilledEnd::kFailed, end);
-    ASSERT_TRUE(testing::RunInChild([this] { Run(); }));
+    ASSERT_TRUE(testing::RunInChild([this] { RunWell(); }));
 
     ExpectPairs({});
     if (copies || IsAcross()) {
@@ -296,6 +305,32 @@ TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveOfAPackage) {
 
 TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledCopy) {
   KillEverywhere("a.txt", /*copies=*/true, /*replaces=*/true);
+}
+
+// The pass over the years goes on with what the killed run has moved, before the folder that it
+// came from is looked at.
+TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveByDateInAFolderAmongOthers) {
+  for (const std::string name : {"a.txt", "Tool.app"}) {
+    KilledEnd end = KilledEnd::kKilled;
+    for (unsigned call = 1; end == KilledEnd::kKilled && !HasFailure(); ++call) {
+      SCOPED_TRACE(name + ", killed before change " + std::to_string(call));
+      Empty();
+      Set(4, /*copies=*/false, /*replaces=*/false);
+      MakePair(InSource("below/" + name), "new");
+      end = testing::RunKilledBefore(
+          call, [this] { AggregateFolder(RefAt(InSource("below")), RefAt(destination_)); });
+      if (end == KilledEnd::kForbidden) GTEST_SKIP() << "no process may follow another one here";
+      ASSERT_NE(KilledEnd::kFailed, end);
+      // As the day pass of a folder that is walked first.
+      ASSERT_TRUE(testing::RunInChild([this] {
+        MakeFolder(InSource("beside"));
+        AggregateFolder(RefAt(InSource("beside")), RefAt(destination_));
+        RunWell();
+      }));
+      ExpectPairs({});
+      EXPECT_EQ(0U, FilesBelow(source_).size());
+    }
+  }
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ void TryInput(std::string_view input) {
   Require(IsName(intent->name), "the item has a name in the folder");
   Require(intent->change == PairChange::kDelete || IsName(intent->newName),
           "the item goes to a name in a folder");
-  Require(intent->targetPath.empty() || intent->targetPath.front() == '/',
+  Require(intent->otherPath.empty() || intent->otherPath.front() == '/',
           "a folder is told by its whole path");
   const std::string bytes = FormatPairIntent(*intent);
   const auto again = ParsePairIntent(bytes);

@@ -11,6 +11,7 @@
 #include "platform/linux/catalog/finder_info.h"
 #include "platform/linux/catalog/names.h"
 #include "platform/linux/catalog/sidecars.h"
+#include "platform/linux/leftover_name.h"
 #include "platform/linux/mac_formats/apple_double.h"
 #include "platform/managers/file_manager.h"
 
@@ -85,17 +86,18 @@ bool FSMayBeFolder(const FSRef& ref) {
 
 bool FSIsFSRefValid(const FSRef& ref) { return Catalog::Get().IsThere(ReferenceOf(ref)); }
 
-bool FSHasGoneWithItem(const FSRef& ref) {
+bool FSHasGoneAsExpected(const FSRef& ref) {
   constexpr size_t kPrefixSize = 2;
   Place place;
   if (Catalog::Get().Find(ReferenceOf(ref), &place) != noErr) return false;
-  if (!IsSidecarName(place.name)) return false;
   const auto isGone = [&place](const std::string& name) {
     struct statx info = {};
     return statx(place.descriptor(), name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &info) != 0 &&
            errno == ENOENT;
   };
-  return isGone(place.name) && isGone(place.name.substr(kPrefixSize));
+  if (!isGone(place.name)) return false;
+  if (place.name.starts_with(kHiddenPrefix)) return true;
+  return IsSidecarName(place.name) && isGone(place.name.substr(kPrefixSize));
 }
 
 Status FSCompareFSRefs(const FSRef& first, const FSRef& second) {

@@ -78,6 +78,7 @@ class FSIteratorState {
     if (size < 0) return LastError();
     if (size == 0) {
       NoteListed(folder_, hasRecord_);
+      *changed |= hasRecord_;
       return errFSNoMoreItems;
     }
     position_ = 0;

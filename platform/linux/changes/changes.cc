@@ -162,6 +162,7 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   status = FindPair(from, &pair);
   if (status != noErr) return status;
   if (pair) {
+    pair->path = Catalog::Get().folders().PathOf(ReferenceOf(source).parent);
     status = TransferPair(*pair, to, MovePairAnywhere);
     return status == noErr ? MakeTargetRef(to, target) : status;
   }

@@ -21,7 +21,7 @@ PairIntent IntentOf(PairChange change, const Pair& pair, const PairTarget& targe
   return {change,
           pair.name,
           target.name,
-          target.path,
+          change == PairChange::kCopy ? pair.path : target.path,
           ObjectMark::Of(pair.item),
           ObjectMark::Of(pair.sidecar)};
 }
@@ -172,9 +172,10 @@ Status MoveBothAcross(const Pair& pair, const PairTarget& target) {
   item.aside = held.ItemAside();
   status = MoveItemAcrossVolumes(item, target);
   if (status != noErr) return status;
+  const bool isAllGone = held.Delete() == noErr;
   // Its record goes before the other, which leads a later look to it.
   copy.Keep();
-  if (held.Delete() != noErr) held.LeaveToMending();
+  if (!isAllGone) held.LeaveToMending();
   return noErr;
 }
 
@@ -183,7 +184,7 @@ Status MoveBothAcross(const Pair& pair, const PairTarget& target) {
 Status FindPair(const Place& place, std::optional<Pair>* pair) {
   pair->reset();
   if (!place.mayHaveSidecar || IsSidecarName(place.name)) return noErr;
-  Pair found{place.descriptor(), place.name, {}, {}};
+  Pair found{place.descriptor(), place.name, {}, {}, {}};
   Status status = ReadObjectInfo(found.folder, SidecarName(found.name).c_str(), &found.sidecar);
   // The name of a sidecar can be too long where the item's is not.
   if (status == fnfErr || status == bdNamErr) return noErr;

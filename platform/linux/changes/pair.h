@@ -23,6 +23,7 @@ struct Pair {
   std::string name;
   struct statx item = {};
   struct statx sidecar = {};
+  std::string path = {};  // of the folder, where the two are to leave it
 };
 
 // Where a pair goes, as its item's copy would, and the path of the folder there.
@@ -33,7 +34,7 @@ struct PairTarget : CopyTarget {
 // The item at a place together with its sidecar; none where it has none, which is known without a
 // look where no "._" name has been seen in its folder. Only a file is a sidecar, and a sidecar has
 // none of its own. noErr, fnfErr (there is no item), else what the file system reports; `*pair` is
-// written on success only, and refers to the place's folder.
+// written on success only, and refers to the place's folder; its path is left to the caller.
 Status FindPair(const Place& place, std::optional<Pair>* pair);
 
 // Renames both. The statuses are those of RenameWithoutReplacing and of writing a file.

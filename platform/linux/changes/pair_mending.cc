@@ -69,7 +69,7 @@ class Mending {
   bool FinishMove() {
     if (!IsSame(Look(folder_, intent_.name), intent_.item)) return true;
     UniqueFd target;
-    if (!OpenTarget(&target)) return false;
+    if (!OpenOther(&target)) return false;
     const std::optional<struct statx> there = Look(target.get(), newSidecar_);
     if (!target || !IsSame(there, intent_.sidecar)) return true;
     const std::optional<struct statx> here = Look(folder_, sidecar_);
@@ -81,7 +81,7 @@ class Mending {
 
   bool FinishMoveAcross() {
     UniqueFd target;
-    if (!OpenTarget(&target)) return false;
+    if (!OpenOther(&target)) return false;
     // The record of the copies comes first, as nothing else may lead there again.
     if (target) MendPairs(target.get());
     const bool isCopied = IsLike(Look(target.get(), intent_.newName), intent_.item) &&
@@ -91,9 +91,16 @@ class Mending {
     return DeleteOrGiveBack(isCopied && !isInPlace && (!item || IsUntouched(item, intent_.item)));
   }
 
-  // The sidecar's copy is published first; whatever bears the item's name has come after it.
+  // The sidecar's copy is published first; whatever bears the item's name has come after it. As
+  // long as both copies are here, they show that of a pair that is deleted there the rest may go,
+  // too.
   bool FinishCopy() {
-    if (Look(folder_, intent_.newName)) return true;
+    if (Look(folder_, intent_.newName)) {
+      UniqueFd source;
+      if (!OpenOther(&source)) return false;
+      if (source) MendPairs(source.get());
+      return true;
+    }
     if (!IsLike(Look(folder_, newSidecar_), intent_.sidecar)) return true;
     return unlinkat(folder_, newSidecar_.c_str(), 0) == 0;
   }
@@ -120,9 +127,9 @@ class Mending {
   }
 
   // False where the folder may be there but cannot be opened; it is not open where there is none.
-  bool OpenTarget(UniqueFd* target) const {
-    *target = UniqueFd(open(intent_.targetPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    return *target || errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
+  bool OpenOther(UniqueFd* other) const {
+    *other = UniqueFd(open(intent_.otherPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    return *other || errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
   }
 
   // To a name in the record's folder. Where it has been taken meanwhile, what was hidden gets a

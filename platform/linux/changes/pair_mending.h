@@ -14,7 +14,8 @@ namespace tessary {
 //   the folder left    a move       the item here, its sidecar aside    the sidecar comes back
 //                      across       the item gone, both copies there    the sidecar is deleted
 //   the target folder  a copy       the sidecar's copy alone            it is deleted
-//                                   both copies                         nothing
+//                                   both copies                         what is under way where
+//                                                                       they were made of is mended
 //   the folder         a deletion   the item in place, its sidecar      the sidecar comes back
 //                                   aside
 //                                   both aside, the item unchanged      both are deleted

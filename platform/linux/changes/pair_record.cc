@@ -80,7 +80,7 @@ bool IsEntryName(std::string_view name) {
 bool NamesEntries(const PairIntent& intent) {
   const bool hasNewName = intent.change != PairChange::kDelete || !intent.newName.empty();
   return IsEntryName(intent.name) && (!hasNewName || IsEntryName(intent.newName)) &&
-         (intent.targetPath.empty() || intent.targetPath.front() == '/');
+         (intent.otherPath.empty() || intent.otherPath.front() == '/');
 }
 
 bool WriteWhole(int file, std::string_view bytes) {
@@ -117,7 +117,7 @@ std::string FormatPairIntent(const PairIntent& intent) {
   AppendField(&bytes, {reinterpret_cast<const char*>(&intent.change), 1});
   AppendField(&bytes, intent.name);
   AppendField(&bytes, intent.newName);
-  AppendField(&bytes, intent.targetPath);
+  AppendField(&bytes, intent.otherPath);
   AppendMark(&bytes, intent.item);
   AppendMark(&bytes, intent.sidecar);
   AppendField(&bytes, kEnd);
@@ -133,7 +133,7 @@ std::optional<PairIntent> ParsePairIntent(std::string_view bytes) {
   intent.change = static_cast<PairChange>(change.front());
   intent.name = reader.Text();
   intent.newName = reader.Text();
-  intent.targetPath = reader.Text();
+  intent.otherPath = reader.Text();
   reader.Read(&intent.item);
   reader.Read(&intent.sidecar);
   if (reader.Text() != kEnd || !reader.IsGood() || !NamesEntries(intent)) return std::nullopt;

@@ -44,9 +44,11 @@ struct ObjectMark {
 
 struct PairIntent {
   PairChange change = PairChange::kMove;
-  std::string name;        // the item's in the folder that it leaves
-  std::string newName;     // in the folder that it goes to, unless it is deleted
-  std::string targetPath;  // of that folder; empty where the record lies in it
+  std::string name;     // the item's in the folder that it leaves
+  std::string newName;  // in the folder that it goes to, unless it is deleted
+  // Of the folder that they go to; for copies of what is to be deleted, of the one that they leave.
+  // Empty otherwise.
+  std::string otherPath;
   ObjectMark item;
   ObjectMark sidecar;
 };

@@ -3,23 +3,34 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/linux/changes/hidden_name.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/publish.h"
 #include "platform/linux/errors.h"
 #include "platform/managers/log.h"
+#include "platform/managers/uuid.h"
 
 namespace tessary {
 namespace {
 
-// A fresh name that is neither hidden nor swept.
+// A fresh name that is neither hidden nor swept, and that every volume takes.
 Status MakeVisibleName(std::string* name) {
   std::string hidden;
   const Status status = MakeHiddenName(&hidden);
   if (status == noErr) *name = hidden.substr(1);
   return status;
+}
+
+// Such a name that tells whose it is; none where the object's own is a hidden one.
+std::optional<std::string> MakeNameLike(std::string_view name) {
+  const std::optional<std::string> uuid = CFUUIDCreateString();
+  if (!uuid || name.starts_with('.')) return std::nullopt;
+  const std::string_view stem = name.substr(0, name.rfind('.'));
+  return std::string(stem) + " - " + *uuid + std::string(name.substr(stem.size()));
 }
 
 Status RemoveAside(int folder, const char* aside, const IsMeant& isMeant) {
@@ -32,6 +43,10 @@ Status RemoveAside(int folder, const char* aside, const IsMeant& isMeant) {
 }  // namespace
 
 Status RemoveIfMeant(int folder, const char* name, const IsMeant& isMeant, bool* isDisplaced) {
+  if (const std::optional<std::string> telling = MakeNameLike(name)) {
+    const Status status = RemoveByWayOf(folder, name, *telling, isMeant, isDisplaced);
+    if (status != bdNamErr) return status;
+  }
   std::string aside;
   if (const Status status = MakeVisibleName(&aside)) return status;
   return RemoveByWayOf(folder, name, aside, isMeant, isDisplaced);

@@ -174,7 +174,20 @@ TEST(Sidecars, ThatAreNoneTellNothing) {
   EXPECT_EQ(0U, InfoOf(folder / "fifo").fileType);
 }
 
-TEST(FSHasGoneWithItem, IsTrueOfASidecarWhoseItemIsGoneToo) {
+TEST(FSHasGoneAsExpected, IsTrueOfWhatAChangeHadHidden) {
+  const TemporaryFolder folder;
+  const std::string uuid = "0F6B0C58-6A4A-4C0E-9F0B-0123456789AB";
+  for (const std::string& name :
+       {".tessary-" + uuid, ".tessary-pair-" + uuid, ".tessary-pair-" + uuid + ".sidecar"}) {
+    WriteFile(folder / name);
+    const FSRef ref = RefAt(folder / name);
+    EXPECT_FALSE(FSHasGoneAsExpected(ref)) << name;
+    ASSERT_EQ(0, unlink((folder / name).c_str()));
+    EXPECT_TRUE(FSHasGoneAsExpected(ref)) << name;
+  }
+}
+
+TEST(FSHasGoneAsExpected, IsTrueOfASidecarWhoseItemIsGoneToo) {
   const TemporaryFolder folder;
   for (const std::string name : {"both", "alone", "stays", "._.plain"}) {
     WriteFile(folder / name);
@@ -188,11 +201,11 @@ TEST(FSHasGoneWithItem, IsTrueOfASidecarWhoseItemIsGoneToo) {
   for (const std::string name : {"both", "._both", "._alone", "stays", "other"}) {
     ASSERT_EQ(0, unlink((folder / name).c_str()));
   }
-  EXPECT_TRUE(FSHasGoneWithItem(both));
-  EXPECT_FALSE(FSHasGoneWithItem(alone)) << "the item is there";
-  EXPECT_FALSE(FSHasGoneWithItem(stays)) << "it is there itself";
-  EXPECT_FALSE(FSHasGoneWithItem(other)) << "no sidecar";
-  EXPECT_FALSE(FSHasGoneWithItem(FSRef{}));
+  EXPECT_TRUE(FSHasGoneAsExpected(both));
+  EXPECT_FALSE(FSHasGoneAsExpected(alone)) << "the item is there";
+  EXPECT_FALSE(FSHasGoneAsExpected(stays)) << "it is there itself";
+  EXPECT_FALSE(FSHasGoneAsExpected(other)) << "no sidecar";
+  EXPECT_FALSE(FSHasGoneAsExpected(FSRef{}));
 }
 
 struct statx StatusOf(const std::string& path) {

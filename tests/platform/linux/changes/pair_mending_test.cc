@@ -46,7 +46,7 @@ class PairMending : public ::testing::Test {
     WriteFile(folder_ / "from/._a", "sidecar");
     intent_.name = "a";
     intent_.newName = "b";
-    intent_.targetPath = folder_ / "to";
+    intent_.otherPath = folder_ / "to";
     intent_.item = MarkOf(folder_ / "from/a");
     intent_.sidecar = MarkOf(folder_ / "from/._a");
   }
@@ -114,7 +114,7 @@ TEST_F(PairMending, DoesNothingForAMoveThatIsDoneOrWhoseFolderIsGone) {
   EXPECT_EQ((Names{"._b", "b"}), To());
 
   Rename("to/b", "from/a");
-  intent_.targetPath += "/none";
+  intent_.otherPath += "/none";
   Leave(PairChange::kMove);
   Mend();
   EXPECT_EQ(Names{"a"}, From());
@@ -146,6 +146,36 @@ TEST_F(PairMending, DeletesTheCopyOfASidecarThatIsAlone) {
   Leave(PairChange::kCopy);
   Mend();
   EXPECT_EQ((Names{"._b", "a"}), From());
+}
+
+// What looks at the copies first may move them on, and nothing would show then that the rest of the
+// original may go.
+TEST_F(PairMending, OfCopiesMendsTheFolderThatTheyWereMadeOf) {
+  const std::string aside = SidecarAsideName(kRecord);
+  Leave(PairChange::kMoveAcross);
+  Rename("from/._a", "from/" + aside);
+  ASSERT_EQ(0, link((folder_ / ("from/" + aside)).c_str(), (folder_ / "to/._b").c_str()));
+  Rename("from/a", "to/b");
+  intent_.change = PairChange::kCopy;
+  intent_.otherPath = folder_ / "from";
+  WriteFile(folder_ / (std::string("to/") + kRecord), FormatPairIntent(intent_));
+  MendPairs(OpenFolder(folder_ / "to").get());
+  EXPECT_EQ(Names(), From());
+  EXPECT_EQ((Names{"._b", "b"}), To());
+}
+
+TEST_F(PairMending, KeepsTheRecordOfCopiesWhoseOriginalsCannotBeLookedAt) {
+  if (geteuid() == 0) GTEST_SKIP() << "root looks everywhere";
+  intent_.otherPath = folder_ / "closed/below";
+  MakeFolder(intent_.otherPath);
+  Leave(PairChange::kCopy);
+  Rename("from/a", "from/b");
+  ASSERT_EQ(0, chmod((folder_ / "closed").c_str(), 0));
+  Mend();
+  ASSERT_EQ(0, chmod((folder_ / "closed").c_str(), 0700));
+  EXPECT_EQ((Names{"._a", kRecord, "b"}), From());
+  Mend();
+  EXPECT_EQ((Names{"._a", "b"}), From());
 }
 
 TEST_F(PairMending, FinishesADeletionOfTheItemThatWasMeant) {
@@ -223,14 +253,14 @@ TEST(ParsePairIntent, ReadsWhatWasFormatted) {
   intent.change = PairChange::kMoveAcross;
   intent.name = "new\nline\xff";
   intent.newName = "b";
-  intent.targetPath = "/caf\xe9/with \"quotes\"";
+  intent.otherPath = "/caf\xe9/with \"quotes\"";
   intent.item = {{~uint64_t{0}, 2, 3}, S_IFLNK, 4, -5, 999'999'999};
   const std::optional<PairIntent> read = ParsePairIntent(FormatPairIntent(intent));
   ASSERT_TRUE(read);
   EXPECT_EQ(PairChange::kMoveAcross, read->change);
   EXPECT_EQ(intent.name, read->name);
   EXPECT_EQ(intent.newName, read->newName);
-  EXPECT_EQ(intent.targetPath, read->targetPath);
+  EXPECT_EQ(intent.otherPath, read->otherPath);
   EXPECT_EQ(intent.item.identity.inode, read->item.identity.inode);
   EXPECT_EQ(intent.item.identity.birth, read->item.identity.birth);
   EXPECT_EQ(intent.item.identity.device, read->item.identity.device);

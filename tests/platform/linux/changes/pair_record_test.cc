@@ -9,12 +9,12 @@ namespace tessary {
 namespace {
 
 PairIntent MakeIntent(PairChange change, const std::string& name, const std::string& newName,
-                      const std::string& targetPath) {
+                      const std::string& otherPath) {
   PairIntent intent;
   intent.change = change;
   intent.name = name;
   intent.newName = newName;
-  intent.targetPath = targetPath;
+  intent.otherPath = otherPath;
   intent.item = {.identity = {}, .type = 1, .size = 2, .seconds = -3, .nanoseconds = 4};
   return intent;
 }
@@ -51,7 +51,7 @@ TEST(ParsePairIntent, RefusesNamesThatLeadToAnotherFolder) {
   };
   for (const PairIntent& intent : intents) {
     EXPECT_FALSE(ParsePairIntent(FormatPairIntent(intent)))
-        << intent.name << " " << intent.newName << " " << intent.targetPath;
+        << intent.name << " " << intent.newName << " " << intent.otherPath;
   }
 }
 

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <functional>
+#include <regex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -28,7 +29,7 @@ namespace {
 std::function<void()> gBeforeRemoval;
 std::string gAwaited;
 
-// What happens at the last moment before any other name of the same folder is removed.
+// What happens at the last moment before the name is removed that a "file" gets on its way out.
 std::function<void()> gBeforeUnlink;
 
 void ActAt(const char* name, std::function<void()>* action) {
@@ -45,7 +46,7 @@ extern "C" int renameat(int fromFolder, const char* from, int toFolder, const ch
 
 extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {
   ActAt(name, &gBeforeRemoval);
-  if (gBeforeUnlink && std::string_view(name).starts_with("tessary-")) {
+  if (gBeforeUnlink && std::string_view(name).starts_with("file - ")) {
     std::exchange(gBeforeUnlink, nullptr)();
   }
   return static_cast<int>(syscall(SYS_unlinkat, folder, name, flags));
@@ -121,6 +122,27 @@ TEST_F(Removal, RemovesFilesAndLinks) {
   EXPECT_FALSE(isDisplaced);
 }
 
+// What a crash leaves then is to be known by its name, and filed by it.
+TEST_F(Removal, GivesWhatIsAboutToGoANameLikeItsOwn) {
+  const UniqueFd folder = OpenFolder(folder_.path());
+  const std::string longest = std::string(251, 'n') + ".txt";
+  const std::vector<std::pair<std::string, std::string>> names = {
+      {"a.tar.gz", "a.tar - UUID.gz"}, {"two..", "two. - UUID."},   {"none", "none - UUID"},
+      {"\xff.bin", "\xff - UUID.bin"}, {".hidden", "tessary-UUID"}, {longest, "tessary-UUID"}};
+  for (const auto& [name, expected] : names) {
+    WriteFile(folder_ / name, "x");
+    std::string seen;
+    const auto isMeant = [&](const struct statx&) {
+      seen = NamesIn(folder_.path()).at(0);
+      return true;
+    };
+    bool isDisplaced = false;
+    EXPECT_EQ(noErr, RemoveIfMeant(folder.get(), name.c_str(), isMeant, &isDisplaced));
+    const std::regex uuid("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}");
+    EXPECT_EQ(expected, std::regex_replace(seen, uuid, "UUID"));
+  }
+}
+
 TEST_F(Removal, LeavesTheOtherNameOfAHardLink) {
   WriteFile(folder_ / "one", "x");
   ASSERT_EQ(0, link((folder_ / "one").c_str(), (folder_ / "two").c_str()));
@@ -168,7 +190,7 @@ TEST_F(Removal, KeepsEveryVersionWhereTheNameIsTakenMeanwhile) {
   const std::vector<std::string> names = NamesIn(folder_.path());
   ASSERT_EQ(2U, names.size());
   EXPECT_EQ("newest", ReadFile(folder_ / names[1]));
-  EXPECT_TRUE(names[1].starts_with("tessary-")) << names[1];
+  EXPECT_TRUE(names[1].starts_with("file - ")) << names[1];
   EXPECT_EQ(
       std::vector<std::string>{"\"file\" could not keep its name and is now \"" + names[1] + "\""},
       log.Messages());
