@@ -163,7 +163,8 @@ bool FSIsSidecarWaiting(const FSRef& folder, std::u16string_view name);
 // itself), bdNamErr, errFSNotAFolder, fnfErr, paramErr (across volumes: an object that is no file,
 // folder or link), diffVolErr (across volumes: a folder in which another volume is mounted),
 // fBsyErr (across volumes: the object keeps changing, or has changed since it was copied). On
-// failure the object is where it was.
+// failure the object is where it was, unless across volumes another one has got its name meanwhile:
+// then both are whole, and the log tells what this one is called.
 Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target);
 

@@ -42,7 +42,8 @@ Status CopyItem(const CopySource& source, const CopyTarget& target);
 // of CopyItem, fBsyErr also where another program writes the source or has changed it since it was
 // copied; in addition afpAccessDenied and wPrErr when the source could not be deleted, told
 // before anything is copied where that can be known. On failure the source is where it was and no
-// copy is left behind.
+// copy is left behind; only where its name was taken when it had been put aside to be deleted, it
+// keeps the name that it had then, which is logged, and the copy stays.
 Status MoveItemAcrossVolumes(const CopySource& source, const CopyTarget& target);
 
 }  // namespace tessary
