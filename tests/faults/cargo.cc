@@ -13,6 +13,7 @@
 #include <set>
 #include <sstream>
 
+#include "tests/support/mac_bytes.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::testing {
@@ -21,6 +22,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kHiddenPrefix = ".tessary-";
+constexpr std::string_view kSidecarPrefix = "._";
+// What begins the names of what is deleted together with its sidecar, or that is.
+constexpr std::array<std::string_view, 2> kAsidePrefixes = {".tessary-pair-", "tessary-pair-"};
 // Written by copies, as Linux cannot set a creation date.
 constexpr std::string_view kCreationDate = "user.tessary.creation-date";
 
@@ -109,6 +113,13 @@ void Describe(const std::string& path, const std::string& place, LinkPlaces* lin
   }
 }
 
+// None of it where there is nothing of the item.
+std::vector<std::string> PathsOf(const std::map<size_t, std::vector<std::string>>& paths,
+                                 size_t item) {
+  const auto found = paths.find(item);
+  return found == paths.end() ? std::vector<std::string>() : found->second;
+}
+
 // The packages of the cargo, and no key folders.
 bool IsPackageName(const std::string& name) {
   return name.ends_with(".rtfd") || name.ends_with(".app") || name.ends_with(".band");
@@ -123,10 +134,9 @@ std::string FingerprintOf(const std::string& path, bool hasLinks) {
   return text.str();
 }
 
-std::vector<std::string> Survey::PlacesOf(size_t item) const {
-  const auto found = places.find(item);
-  return found == places.end() ? std::vector<std::string>() : found->second;
-}
+std::vector<std::string> Survey::PlacesOf(size_t item) const { return PathsOf(places, item); }
+
+std::vector<std::string> Survey::SidecarsOf(size_t item) const { return PathsOf(sidecars, item); }
 
 size_t Cargo::Add(const std::string& path) {
   const size_t item = paths_.size();
@@ -192,9 +202,34 @@ void Cargo::Fill(const std::string& folder, size_t count, bool isDeep, SoakRando
   }
 }
 
+void Cargo::PutSidecars(SoakRandom& random) {
+  const std::string finderInfo = std::string("TEXTttxt") + std::string(24, '\0');
+  for (size_t item = 0; item < size(); ++item) {
+    if (random.OneIn(2)) continue;
+    const std::string path = SidecarPath(PathOf(item));
+    const std::string id = "sidecar of " + ContentsOf(item, 0);
+    WriteFile(path, MakeSidecar(finderInfo, {{"id", id}}, id + ContentsOf(item, SizeFrom(random))));
+    if (random.OneIn(4)) (void)SetAttribute(path, "user.note", id);
+    EXPECT_EQ(0, chmod(path.c_str(), random.OneIn(4) ? 0400 : 0644)) << path;
+    SetDate(path, random);
+    withSidecar_.insert(item);
+    EXPECT_TRUE(bySidecar_.emplace(FingerprintOf(path, hasLinks_), item).second) << path;
+  }
+}
+
 std::optional<size_t> Cargo::Recognise(const std::string& path) const {
   const auto found = byFingerprint_.find(FingerprintOf(path, hasLinks_));
   if (found == byFingerprint_.end()) return std::nullopt;
+  return found->second;
+}
+
+std::optional<size_t> Cargo::OwnerOf(const std::string& sidecar) const {
+  const std::string name = std::filesystem::path(sidecar).filename();
+  const bool isAside = std::any_of(kAsidePrefixes.begin(), kAsidePrefixes.end(),
+                                   [&name](auto prefix) { return name.starts_with(prefix); });
+  if (!isAside && !name.starts_with(kSidecarPrefix)) return std::nullopt;
+  const auto found = bySidecar_.find(FingerprintOf(sidecar, hasLinks_));
+  if (found == bySidecar_.end()) return std::nullopt;
   return found->second;
 }
 
@@ -203,8 +238,14 @@ void Cargo::LookBelow(const std::string& folder, Survey* survey) const {
     const std::string path = entry.path().string();
     const std::string name = entry.path().filename().string();
     const bool isFolder = entry.symlink_status().type() == fs::file_type::directory;
+    const std::optional<size_t> owner = OwnerOf(path);
+    if (owner) survey->sidecars[*owner].push_back(path);
     if (name.starts_with(kHiddenPrefix)) {
       survey->leftovers.push_back(path);
+    } else if (owner) {
+      continue;
+    } else if (name.starts_with(kSidecarPrefix)) {
+      survey->strangers.push_back(path);
     } else if (const std::optional<size_t> item = Recognise(path)) {
       survey->places[*item].push_back(path);
     } else if (isFolder && !IsPackageName(name)) {
@@ -219,6 +260,11 @@ Survey Cargo::Look(const std::vector<std::string>& folders) const {
   Survey survey;
   for (const std::string& folder : folders) LookBelow(folder, &survey);
   return survey;
+}
+
+std::string SidecarPath(const std::string& path) {
+  const fs::path whole(path);
+  return whole.parent_path() / (std::string(kSidecarPrefix) + whole.filename().string());
 }
 
 }  // namespace tessary::testing

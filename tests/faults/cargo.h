@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,12 +13,14 @@ namespace tessary::testing {
 
 // What has been found below a folder.
 struct Survey {
-  std::map<size_t, std::vector<std::string>> places;  // of each item, the paths where it is whole
-  std::vector<std::string> strangers;                 // visible, and not whole or not ours
-  std::vector<std::string> leftovers;                 // hidden names of the program's own
+  std::map<size_t, std::vector<std::string>> places;    // of each item, the paths where it is whole
+  std::map<size_t, std::vector<std::string>> sidecars;  // the same of its sidecar, hidden ones too
+  std::vector<std::string> strangers;                   // visible, and not whole or not ours
+  std::vector<std::string> leftovers;                   // hidden names of the program's own
 
-  // The places of an item, none of it where it is nowhere.
+  // The places of an item or of its sidecar, none of what is nowhere.
   std::vector<std::string> PlacesOf(size_t item) const;
+  std::vector<std::string> SidecarsOf(size_t item) const;
 };
 
 // Items that are told apart by what they hold, wherever they are: files, links and packages, no two
@@ -38,25 +41,38 @@ class Cargo {
   // names that are awkward; some of them below plain folders where `isDeep`.
   void Fill(const std::string& folder, size_t count, bool isDeep, SoakRandom& random);
 
-  // How many items there are, and where one was put.
+  // Puts a sidecar beside about half of the items that there are, which can be no other item's. It
+  // is none of the items, and is known from everything that those are known from.
+  void PutSidecars(SoakRandom& random);
+
+  // How many items there are, where one was put, and whether with a sidecar.
   size_t size() const { return paths_.size(); }
   const std::string& PathOf(size_t item) const { return paths_[item]; }
+  bool HasSidecar(size_t item) const { return withSidecar_.contains(item); }
 
   // The number of the item at the path if it is whole.
   std::optional<size_t> Recognise(const std::string& path) const;
 
-  // Looks at everything below the folders; plain folders are entered, and count for nothing.
+  // Looks at everything below the folders; plain folders are entered, and count for nothing. What
+  // bears the name of a sidecar is one or a stranger. A sidecar may bear one of the names, too,
+  // that the program gives it while its item is deleted.
   Survey Look(const std::vector<std::string>& folders) const;
 
  private:
   size_t Add(const std::string& path);
+  std::optional<size_t> OwnerOf(const std::string& sidecar) const;
   void LookBelow(const std::string& folder, Survey* survey) const;
 
   bool hasLinks_;
   size_t size_ = 0;  // of those made, so that no two hold the same
   std::vector<std::string> paths_;
   std::map<std::string, size_t> byFingerprint_;
+  std::set<size_t> withSidecar_;
+  std::map<std::string, size_t> bySidecar_;  // by its fingerprint
 };
+
+// Where the sidecar of an item at the path lies.
+std::string SidecarPath(const std::string& path);
 
 // Everything about the object at the path that a copy of it keeps; with `hasLinks`, which of the
 // files inside are one file, too.

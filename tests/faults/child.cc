@@ -13,6 +13,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <set>
+#include <utility>
 
 namespace tessary::testing {
 namespace {
@@ -55,6 +57,56 @@ std::string TextOf(int file) {
 
 int StatusFrom(int status) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// Whether the call that the process has begun or ended makes, changes or removes a name.
+// `*isWithin` tells of a call that it has begun.
+bool IsChange(pid_t process, bool* isWithin) {
+  __ptrace_syscall_info info = {};
+  if (ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof(info), &info) <= 0) return false;
+  if (info.op == PTRACE_SYSCALL_INFO_EXIT) return std::exchange(*isWithin, false);
+  static const std::set<uint64_t> kChanges = {SYS_mkdirat,  SYS_linkat,    SYS_symlinkat,
+                                              SYS_renameat, SYS_renameat2, SYS_unlinkat};
+  constexpr uint64_t kMaking = O_CREAT | (O_TMPFILE & ~O_DIRECTORY);
+  const uint64_t number = info.entry.nr;
+  *isWithin =
+      kChanges.contains(number) || (number == SYS_openat && (info.entry.args[2] & kMaking) != 0);
+  return *isWithin;
+}
+
+// Starts the program and stops it at the `calls`-th stop that is counted, of those at which it has
+// begun or ended a system call, then kills it after `before`. Answers how many it got to; 0 where
+// this process may not trace.
+uint64_t KillAtStop(const std::vector<std::string>& arguments, const ChildSetup& setup,
+                    uint64_t stops, const std::function<bool(pid_t)>& isCounted,
+                    const std::function<void()>& before) {
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  const pid_t child = Start(arguments, setup, nowhere, nowhere, true);
+  close(nowhere);
+  int status = 0;
+  uint64_t seen = 0;
+  // The first stop is that of the start itself.
+  EXPECT_EQ(child, waitpid(child, &status, 0));
+  if (WIFEXITED(status)) return 0;
+  constexpr long kOptions = PTRACE_O_EXITKILL | PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE;
+  EXPECT_EQ(0, ptrace(PTRACE_SETOPTIONS, child, nullptr, kOptions));
+  pid_t stopped = child;
+  long signal = 0;
+  while (seen < stops) {
+    // Fails of a thread that has ended, for which nothing is to be done.
+    (void)ptrace(PTRACE_SYSCALL, stopped, nullptr, signal);
+    stopped = waitpid(-1, &status, __WALL);
+    if (stopped < 0 || (stopped == child && !WIFSTOPPED(status))) return seen;
+    const int reason = WIFSTOPPED(status) ? WSTOPSIG(status) : 0;
+    if (reason == (SIGTRAP | 0x80) && isCounted(stopped)) ++seen;
+    const bool isOurs = reason == (SIGTRAP | 0x80) || reason == SIGTRAP || reason == SIGSTOP;
+    signal = isOurs ? 0 : reason;
+  }
+  if (before != nullptr) before();
+  kill(child, SIGKILL);
+  while (waitpid(child, &status, __WALL) == child && WIFSTOPPED(status)) {
+  }
+  return seen;
 }
 
 }  // namespace
@@ -111,33 +163,15 @@ std::string Child::Output() const { return TextOf(output_); }
 
 uint64_t KillAtCall(const std::vector<std::string>& arguments, const ChildSetup& setup,
                     uint64_t calls, const std::function<void()>& before) {
-  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  const pid_t child = Start(arguments, setup, nowhere, nowhere, true);
-  close(nowhere);
-  int status = 0;
-  uint64_t seen = 0;
-  // The first stop is that of the start itself.
-  EXPECT_EQ(child, waitpid(child, &status, 0));
-  if (WIFEXITED(status)) return 0;
-  constexpr long kOptions = PTRACE_O_EXITKILL | PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE;
-  EXPECT_EQ(0, ptrace(PTRACE_SETOPTIONS, child, nullptr, kOptions));
-  pid_t stopped = child;
-  long signal = 0;
-  while (seen < calls) {
-    // Fails of a thread that has ended, for which nothing is to be done.
-    (void)ptrace(PTRACE_SYSCALL, stopped, nullptr, signal);
-    stopped = waitpid(-1, &status, __WALL);
-    if (stopped < 0 || (stopped == child && !WIFSTOPPED(status))) return seen;
-    const int reason = WIFSTOPPED(status) ? WSTOPSIG(status) : 0;
-    if (reason == (SIGTRAP | 0x80)) ++seen;
-    const bool isOurs = reason == (SIGTRAP | 0x80) || reason == SIGTRAP || reason == SIGSTOP;
-    signal = isOurs ? 0 : reason;
-  }
-  if (before != nullptr) before();
-  kill(child, SIGKILL);
-  while (waitpid(child, &status, __WALL) == child && WIFSTOPPED(status)) {
-  }
-  return seen;
+  return KillAtStop(
+      arguments, setup, calls, [](pid_t) { return true; }, before);
+}
+
+bool KillAtChange(const std::vector<std::string>& arguments, const ChildSetup& setup,
+                  uint64_t changes) {
+  bool isWithin = false;
+  const auto isChange = [&isWithin](pid_t process) { return IsChange(process, &isWithin); };
+  return KillAtStop(arguments, setup, changes, isChange, nullptr) == changes;
 }
 
 }  // namespace tessary::testing

@@ -60,4 +60,9 @@ class Child {
 uint64_t KillAtCall(const std::vector<std::string>& arguments, const ChildSetup& setup,
                     uint64_t calls, const std::function<void()>& before = nullptr);
 
+// The same, counting only the calls that make, change or remove names, the making of a file
+// without one among them. True when it was killed there.
+bool KillAtChange(const std::vector<std::string>& arguments, const ChildSetup& setup,
+                  uint64_t changes);
+
 }  // namespace tessary::testing

@@ -27,9 +27,11 @@ using testing::Child;
 using testing::ChildSetup;
 using testing::kHangSeconds;
 using testing::KillAtCall;
+using testing::KillAtChange;
 using testing::MakeFolder;
 using testing::RunPlan;
 using testing::SetupWith;
+using testing::SidecarPath;
 using testing::SoakCount;
 using testing::SoakRandom;
 using testing::Survey;
@@ -60,29 +62,33 @@ const std::vector<Volume>& Volumes() {
   return kVolumes;
 }
 
-// One killed run: what there was before it, and what it was told.
+// One killed run: what there was before it, what it was told, and what the next one is told.
 class KilledRun {
  public:
   KilledRun(const std::string& source, const std::string& destination, bool isMove,
             SoakRandom& random)
       : source_(source + "/source"),
         destination_(destination + "/destination"),
-        plan_{isMove, random.OneIn(3), random.OneIn(4)},
+        plan_{isMove, random.OneIn(3), random.OneIn(4), !random.OneIn(3)},
         volume_(random.OneIn(2) ? &Volumes()[0] : &random.Pick(Volumes())),
         cargo_(volume_->hasLinks),
         setup_(SetupWith(source + "/config")) {
     MakeFolder(source_);
     MakeFolder(destination_);
-    cargo_.Fill(source_, 1 + random.Below(24), random.OneIn(2), random);
+    cargo_.Fill(source_, 1 + random.Below(24), plan_.isRecursing && !random.OneIn(3), random);
     movers_ = cargo_.size();
     PutResidents(random);
+    if (random.OneIn(2)) cargo_.PutSidecars(random);
     setup_.refusedCalls = volume_->refusedCalls;
-    arguments_ = plan_.Arguments(source_, destination_);
+    nextArguments_ = plan_.Arguments(source_, destination_);
+    arguments_ = PlanBeginning(random);
   }
 
-  // Kills it at any system call or at any time. False where it had ended before that.
+  // Kills it at any system call, at any that changes names, or at any time. False where it had
+  // ended before that.
   bool Kill(SoakRandom& random) {
-    return random.OneIn(2) ? KillAtAnyCall(random) : KillAtAnyTime(random);
+    if (random.OneIn(3)) return KillAtAnyTime(random);
+    return random.OneIn(2) ? KillAtAnyCall(random) : KillAtAnyChange(random);
   }
 
   void CheckAfterKill(SoakCount* count) const {
@@ -91,7 +97,7 @@ class KilledRun {
 
   // Everything is filed by a run that nobody kills, and nothing hidden is left anywhere.
   void RunAgain(SoakCount* count) const {
-    Child child(arguments_, setup_);
+    Child child(nextArguments_, setup_);
     if (!child.Wait(kHangSeconds)) count->AddViolation("hung", Explain("the next run"));
     if (child.status() != 0) {
       count->AddViolation("lost", Explain("the next run failed: " + child.Errors()));
@@ -100,6 +106,23 @@ class KilledRun {
     for (const std::string& path : survey.leftovers)
       count->AddViolation("left over", Explain(path));
     CheckItems(survey, count);
+    CheckPairs(survey, count);
+    CheckFiled(survey, count);
+  }
+
+ private:
+  // What the killed run is told: the same, or less of it, which the next one has to make up for.
+  std::vector<std::string> PlanBeginning(SoakRandom& random) {
+    RunPlan plan = plan_;
+    if (!plan.isRecursing) return nextArguments_;
+    plan.isRecursing = !random.OneIn(3);
+    const fs::path item = cargo_.PathOf(random.Below(movers_));
+    const std::string folder = random.OneIn(2) ? item.parent_path().string() : source_;
+    return plan.Arguments(folder, destination_);
+  }
+
+  // Every mover has come to the destination, and what has made way for one has left it its name.
+  void CheckFiled(const Survey& survey, SoakCount* count) const {
     for (size_t item = 0; item < movers_; ++item) {
       const std::vector<std::string> places = survey.PlacesOf(item);
       const bool hasArrived = std::ranges::any_of(
@@ -110,7 +133,6 @@ class KilledRun {
         count->AddViolation("lost", Explain("not filed: " + cargo_.PathOf(item)));
       }
     }
-    // What has replaced an item bears its name.
     for (const size_t item : replaceable_) {
       const std::string& path = cargo_.PathOf(item);
       if (!fs::exists(fs::symlink_status(path))) {
@@ -119,7 +141,6 @@ class KilledRun {
     }
   }
 
- private:
   // Items that lie in the way, of a package at times one that is a file. By date nothing goes into
   // these folders. A folder that holds something never makes way.
   void PutResidents(SoakRandom& random) {
@@ -146,6 +167,12 @@ class KilledRun {
     return seen == call;
   }
 
+  bool KillAtAnyChange(SoakRandom& random) {
+    const uint64_t change = 1 + random.Below(10 + movers_ * 20);
+    how_ = "at change " + std::to_string(change);
+    return KillAtChange(arguments_, setup_, change);
+  }
+
   bool KillAtAnyTime(SoakRandom& random) {
     const auto delay = std::chrono::microseconds(1'000 + random.Below(4'000 + movers_ * 400));
     how_ = "after " + std::to_string(delay.count()) + " us";
@@ -164,15 +191,41 @@ class KilledRun {
       count->AddViolation("partial", Explain(path));
     }
     for (size_t item = 0; item < cargo_.size(); ++item) {
-      const std::vector<std::string> places = survey.PlacesOf(item);
-      const std::string& path = cargo_.PathOf(item);
       // It is whole or gone, and what it has made way for is looked at with the others.
       if (replaceable_.contains(item)) continue;
-      const bool stays = item < movers_ && !plan_.isMove;
-      const bool isThere = std::ranges::find(places, path) != places.end();
-      // What lies in the way may be sorted too, by the date, but goes nowhere else.
-      if (places.empty() || (stays && !isThere)) count->AddViolation("lost", Explain(path));
+      CheckObject(item, cargo_.PathOf(item), survey.PlacesOf(item), count);
+      if (!cargo_.HasSidecar(item)) continue;
+      CheckObject(item, SidecarPath(cargo_.PathOf(item)), survey.SidecarsOf(item), count);
     }
+  }
+
+  // An item or its sidecar, by where it was put and the places where it is.
+  void CheckObject(size_t item, const std::string& path, const std::vector<std::string>& places,
+                   SoakCount* count) const {
+    const bool stays = item < movers_ && !plan_.isMove;
+    const bool isThere = Contains(places, path);
+    // What lies in the way may be sorted too, by the date, but goes nowhere else.
+    if (places.empty() || (stays && !isThere)) count->AddViolation("lost", Explain(path));
+  }
+
+  // Wherever an item is, its sidecar is beside it, and no sidecar is anywhere else.
+  void CheckPairs(const Survey& survey, SoakCount* count) const {
+    for (size_t item = 0; item < cargo_.size(); ++item) {
+      if (!cargo_.HasSidecar(item)) continue;
+      std::vector<std::string> expected;
+      for (const std::string& path : survey.PlacesOf(item)) expected.push_back(SidecarPath(path));
+      const std::vector<std::string> found = survey.SidecarsOf(item);
+      for (const std::string& path : expected) {
+        if (!Contains(found, path)) count->AddViolation("parted", Explain("missing: " + path));
+      }
+      for (const std::string& path : found) {
+        if (!Contains(expected, path)) count->AddViolation("parted", Explain("alone: " + path));
+      }
+    }
+  }
+
+  static bool Contains(const std::vector<std::string>& paths, const std::string& path) {
+    return std::ranges::find(paths, path) != paths.end();
   }
 
   // What holds the name of an item until the whole one is there, on volumes that know no call which
@@ -189,9 +242,10 @@ class KilledRun {
         (isFolder ? kForOwnersFolder : kForOwnersFile)) {
       return false;
     }
-    for (size_t item = 0; item < movers_; ++item) {
-      if (IsFolder(cargo_.PathOf(item)) == isFolder && IsNameFor(path, cargo_.PathOf(item)))
-        return true;
+    for (size_t item = 0; item < cargo_.size(); ++item) {
+      const std::string& own = cargo_.PathOf(item);
+      if (IsFolder(own) == isFolder && IsNameFor(path, own)) return true;
+      if (cargo_.HasSidecar(item) && !isFolder && IsNameFor(path, SidecarPath(own))) return true;
     }
     return false;
   }
@@ -210,6 +264,8 @@ class KilledRun {
   std::string Explain(const std::string& what) const {
     std::string text = what + ": killed " + how_ + ", " + volume_->name + ", ";
     for (const std::string& argument : arguments_) text += " " + argument;
+    text += "; then";
+    for (const std::string& argument : nextArguments_) text += " " + argument;
     return text;
   }
 
@@ -222,11 +278,12 @@ class KilledRun {
   std::set<size_t> replaceable_;  // what the run is told to remove for another of the same name
   ChildSetup setup_;
   std::vector<std::string> arguments_;
+  std::vector<std::string> nextArguments_;
   std::string how_;
 };
 
 void KillOften(const std::string& title, unsigned few, bool isMove, bool isAcross) {
-  SoakCount count(title, "kills", {"partial", "lost", "left over", "hung"});
+  SoakCount count(title, "kills", {"partial", "lost", "parted", "left over", "hung"});
   const auto killOnce = [&count, isMove](const std::string& first, const std::string& second,
                                          SoakRandom& random) {
     const bool isReverse = random.OneIn(3);

@@ -9,9 +9,10 @@ namespace tessary::testing {
 
 std::vector<std::string> RunPlan::Arguments(const std::string& source,
                                             const std::string& destination) const {
-  std::vector<std::string> arguments = {"aggregate", "--recurse",
+  std::vector<std::string> arguments = {"aggregate",
                                         isByDate ? "--kind=modification-date" : "--kind=extension",
                                         isMove ? "--move" : "--copy"};
+  if (isRecursing) arguments.emplace_back("--recurse");
   if (isReplacing) arguments.emplace_back("--replace");
   arguments.push_back(source);
   arguments.push_back(destination);

@@ -18,6 +18,7 @@ struct RunPlan {
   bool isMove = false;
   bool isByDate = false;     // otherwise by extension
   bool isReplacing = false;  // what bears the same name makes way
+  bool isRecursing = true;
 
   std::vector<std::string> Arguments(const std::string& source,
                                      const std::string& destination) const;
