@@ -69,13 +69,16 @@ class KilledRun {
             SoakRandom& random)
       : source_(source + "/source"),
         destination_(destination + "/destination"),
-        plan_{isMove, random.OneIn(3), random.OneIn(4), !random.OneIn(3)},
+        plan_{isMove, random.OneIn(2), random.OneIn(4), !random.OneIn(3)},
         volume_(random.OneIn(2) ? &Volumes()[0] : &random.Pick(Volumes())),
         cargo_(volume_->hasLinks),
         setup_(SetupWith(source + "/config")) {
-    MakeFolder(source_);
+    MakeFolder(source_ + "/first");
     MakeFolder(destination_);
-    cargo_.Fill(source_, 1 + random.Below(24), plan_.isRecursing && !random.OneIn(3), random);
+    cargo_.Fill(source_, 1 + random.Below(24), plan_.isRecursing, random);
+    // Volumes list the first or the last one first. Then a run is under way when it comes to
+    // others.
+    MakeFolder(source_ + "/last");
     movers_ = cargo_.size();
     PutResidents(random);
     if (random.OneIn(2)) cargo_.PutSidecars(random);
@@ -87,8 +90,8 @@ class KilledRun {
   // Kills it at any system call, at any that changes names, or at any time. False where it had
   // ended before that.
   bool Kill(SoakRandom& random) {
-    if (random.OneIn(3)) return KillAtAnyTime(random);
-    return random.OneIn(2) ? KillAtAnyCall(random) : KillAtAnyChange(random);
+    if (random.OneIn(2)) return KillAtAnyChange(random);
+    return random.OneIn(2) ? KillAtAnyCall(random) : KillAtAnyTime(random);
   }
 
   void CheckAfterKill(SoakCount* count) const {
