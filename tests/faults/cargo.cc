@@ -179,6 +179,7 @@ size_t Cargo::PutPackage(const std::string& path, SoakRandom& random) {
   for (const char* folder : {"/Contents/Resources", "/Contents/Empty", "/Contents", ""}) {
     SetDate(path + folder, random);
   }
+  packages_.insert(size());
   return Add(path);
 }
 
@@ -202,18 +203,21 @@ void Cargo::Fill(const std::string& folder, size_t count, bool isDeep, SoakRando
   }
 }
 
-void Cargo::PutSidecars(SoakRandom& random) {
+void Cargo::PutSidecar(size_t item, SoakRandom& random) {
   const std::string finderInfo = std::string("TEXTttxt") + std::string(24, '\0');
+  const std::string path = SidecarPath(PathOf(item));
+  const std::string id = "sidecar of " + ContentsOf(item, 0);
+  WriteFile(path, MakeSidecar(finderInfo, {{"id", id}}, ContentsOf(item, SizeFrom(random))));
+  if (random.OneIn(4)) (void)SetAttribute(path, "user.note", id);
+  EXPECT_EQ(0, chmod(path.c_str(), random.OneIn(4) ? 0400 : 0644)) << path;
+  SetDate(path, random);
+  withSidecar_.insert(item);
+  EXPECT_TRUE(bySidecar_.emplace(FingerprintOf(path, hasLinks_), item).second) << path;
+}
+
+void Cargo::PutSidecars(SoakRandom& random) {
   for (size_t item = 0; item < size(); ++item) {
-    if (random.OneIn(2)) continue;
-    const std::string path = SidecarPath(PathOf(item));
-    const std::string id = "sidecar of " + ContentsOf(item, 0);
-    WriteFile(path, MakeSidecar(finderInfo, {{"id", id}}, id + ContentsOf(item, SizeFrom(random))));
-    if (random.OneIn(4)) (void)SetAttribute(path, "user.note", id);
-    EXPECT_EQ(0, chmod(path.c_str(), random.OneIn(4) ? 0400 : 0644)) << path;
-    SetDate(path, random);
-    withSidecar_.insert(item);
-    EXPECT_TRUE(bySidecar_.emplace(FingerprintOf(path, hasLinks_), item).second) << path;
+    if (random.OneIn(2)) PutSidecar(item, random);
   }
 }
 
@@ -224,7 +228,7 @@ std::optional<size_t> Cargo::Recognise(const std::string& path) const {
 }
 
 std::optional<size_t> Cargo::OwnerOf(const std::string& sidecar) const {
-  const std::string name = std::filesystem::path(sidecar).filename();
+  const std::string name = fs::path(sidecar).filename();
   const bool isAside = std::any_of(kAsidePrefixes.begin(), kAsidePrefixes.end(),
                                    [&name](auto prefix) { return name.starts_with(prefix); });
   if (!isAside && !name.starts_with(kSidecarPrefix)) return std::nullopt;

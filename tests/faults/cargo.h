@@ -41,13 +41,16 @@ class Cargo {
   // names that are awkward; some of them below plain folders where `isDeep`.
   void Fill(const std::string& folder, size_t count, bool isDeep, SoakRandom& random);
 
-  // Puts a sidecar beside about half of the items that there are, which can be no other item's. It
-  // is none of the items, and is known from everything that those are known from.
+  // Puts a sidecar beside an item, or beside about half of those that there are, which can be no
+  // other item's. It is none of the items, and is known from everything that those are known from.
+  void PutSidecar(size_t item, SoakRandom& random);
   void PutSidecars(SoakRandom& random);
 
-  // How many items there are, where one was put, and whether with a sidecar.
+  // How many items there are, where one was put, whether it is a package, and whether it was given
+  // a sidecar.
   size_t size() const { return paths_.size(); }
   const std::string& PathOf(size_t item) const { return paths_[item]; }
+  bool IsPackage(size_t item) const { return packages_.contains(item); }
   bool HasSidecar(size_t item) const { return withSidecar_.contains(item); }
 
   // The number of the item at the path if it is whole.
@@ -67,6 +70,7 @@ class Cargo {
   size_t size_ = 0;  // of those made, so that no two hold the same
   std::vector<std::string> paths_;
   std::map<std::string, size_t> byFingerprint_;
+  std::set<size_t> packages_;
   std::set<size_t> withSidecar_;
   std::map<std::string, size_t> bySidecar_;  // by its fingerprint
 };

@@ -99,7 +99,8 @@ class KilledRun {
   }
 
   // Everything is filed by a run that nobody kills, and nothing hidden is left anywhere.
-  void RunAgain(SoakCount* count) const {
+  void RunAgain(SoakRandom& random, SoakCount* count) {
+    ShowSidecar(random);
     Child child(nextArguments_, setup_);
     if (!child.Wait(kHangSeconds)) count->AddViolation("hung", Explain("the next run"));
     if (child.status() != 0) {
@@ -122,6 +123,21 @@ class KilledRun {
     const fs::path item = cargo_.PathOf(random.Below(movers_));
     const std::string folder = random.OneIn(2) ? item.parent_path().string() : source_;
     return plan.Arguments(folder, destination_);
+  }
+
+  // What was being replaced together with its sidecar is finished by a run that sees one, so that
+  // the others need not look for it.
+  void ShowSidecar(SoakRandom& random) {
+    const Survey survey = cargo_.Look({source_, destination_});
+    const bool isAnyLeft = std::ranges::any_of(survey.leftovers, [this](const std::string& path) {
+      return path.starts_with(destination_) && path.find("/.tessary-pair-") != std::string::npos;
+    });
+    const bool isOneSeen = std::ranges::any_of(survey.sidecars, [this](const auto& sidecar) {
+      return std::ranges::any_of(
+          sidecar.second, [this](const std::string& path) { return path.starts_with(source_); });
+    });
+    if (!plan_.isReplacing || !isAnyLeft || isOneSeen) return;
+    cargo_.PutSidecar(cargo_.PutFile(source_ + "/another.txt", random), random);
   }
 
   // Every mover has come to the destination, and what has made way for one has left it its name.
@@ -151,7 +167,7 @@ class KilledRun {
       if (!random.OneIn(plan_.isReplacing ? 2 : 6)) continue;
       const std::string name = fs::path(cargo_.PathOf(item)).filename();
       const std::string path = destination_ + "/" + name.substr(name.rfind('.') + 1) + "/" + name;
-      if (IsFolder(cargo_.PathOf(item)) && random.OneIn(2)) {
+      if (cargo_.IsPackage(item) && random.OneIn(2)) {
         cargo_.PutPackage(path, random);
         continue;
       }
@@ -247,14 +263,10 @@ class KilledRun {
     }
     for (size_t item = 0; item < cargo_.size(); ++item) {
       const std::string& own = cargo_.PathOf(item);
-      if (IsFolder(own) == isFolder && IsNameFor(path, own)) return true;
+      if (cargo_.IsPackage(item) == isFolder && IsNameFor(path, own)) return true;
       if (cargo_.HasSidecar(item) && !isFolder && IsNameFor(path, SidecarPath(own))) return true;
     }
     return false;
-  }
-
-  static bool IsFolder(const std::string& path) {
-    return path.ends_with(".rtfd") || path.ends_with(".app") || path.ends_with(".band");
   }
 
   // Whether a path ends in the name of the item, or in a distinct one that is made of it.
@@ -293,7 +305,7 @@ void KillOften(const std::string& title, unsigned few, bool isMove, bool isAcros
     KilledRun run(isReverse ? second : first, isReverse ? first : second, isMove, random);
     if (run.Kill(random)) count.AddTries();
     run.CheckAfterKill(&count);
-    run.RunAgain(&count);
+    run.RunAgain(random, &count);
   };
   TryOften(title, few, isAcross, true, killOnce);
 }
