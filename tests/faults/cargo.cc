@@ -222,6 +222,7 @@ void Cargo::PutSidecars(SoakRandom& random) {
 }
 
 std::optional<size_t> Cargo::Recognise(const std::string& path) const {
+  if (fs::path(path).filename().string().starts_with(kSidecarPrefix)) return std::nullopt;
   const auto found = byFingerprint_.find(FingerprintOf(path, hasLinks_));
   if (found == byFingerprint_.end()) return std::nullopt;
   return found->second;
@@ -248,8 +249,6 @@ void Cargo::LookBelow(const std::string& folder, Survey* survey) const {
       survey->leftovers.push_back(path);
     } else if (owner) {
       continue;
-    } else if (name.starts_with(kSidecarPrefix)) {
-      survey->strangers.push_back(path);
     } else if (const std::optional<size_t> item = Recognise(path)) {
       survey->places[*item].push_back(path);
     } else if (isFolder && !IsPackageName(name)) {

@@ -53,7 +53,7 @@ class Cargo {
   bool IsPackage(size_t item) const { return packages_.contains(item); }
   bool HasSidecar(size_t item) const { return withSidecar_.contains(item); }
 
-  // The number of the item at the path if it is whole.
+  // The number of the item at the path if it is whole. None bears the name of a sidecar.
   std::optional<size_t> Recognise(const std::string& path) const;
 
   // Looks at everything below the folders; plain folders are entered, and count for nothing. What

@@ -74,7 +74,7 @@ bool IsChange(pid_t process, bool* isWithin) {
   return *isWithin;
 }
 
-// Starts the program and stops it at the `calls`-th stop that is counted, of those at which it has
+// Starts the program and stops it at the `stops`-th stop that is counted, of those at which it has
 // begun or ended a system call, then kills it after `before`. Answers how many it got to; 0 where
 // this process may not trace.
 uint64_t KillAtStop(const std::vector<std::string>& arguments, const ChildSetup& setup,

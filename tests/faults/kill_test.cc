@@ -76,8 +76,8 @@ class KilledRun {
     MakeFolder(source_ + "/first");
     MakeFolder(destination_);
     cargo_.Fill(source_, 1 + random.Below(24), plan_.isRecursing, random);
-    // Volumes list the first or the last one first. Then a run is under way when it comes to
-    // others.
+    // Volumes list the first or the last one first. With that a run has begun before it comes to
+    // the other folders.
     MakeFolder(source_ + "/last");
     movers_ = cargo_.size();
     PutResidents(random);
@@ -127,18 +127,19 @@ class KilledRun {
     return plan.Arguments(folder, destination_);
   }
 
-  // What was being replaced together with its sidecar is finished by a run that sees one, so that
-  // the others need not look for it.
+  // What was being replaced together with its sidecar is finished by a run that has seen one when
+  // it comes to that folder; the others do not look for it.
   void ShowSidecar(SoakRandom& random) {
+    if (!plan_.isReplacing) return;
     const Survey survey = cargo_.Look({source_, destination_});
     const bool isAnyLeft = std::ranges::any_of(survey.leftovers, [this](const std::string& path) {
       return path.starts_with(destination_) && path.find("/.tessary-pair-") != std::string::npos;
     });
     const bool isOneSeen = std::ranges::any_of(survey.sidecars, [this](const auto& sidecar) {
       return std::ranges::any_of(
-          sidecar.second, [this](const std::string& path) { return path.starts_with(source_); });
+          sidecar.second, [this](const fs::path& path) { return path.parent_path() == source_; });
     });
-    if (!plan_.isReplacing || !isAnyLeft || isOneSeen) return;
+    if (!isAnyLeft || isOneSeen) return;
     cargo_.PutSidecar(cargo_.PutFile(source_ + "/another.txt", random), random);
   }
 
