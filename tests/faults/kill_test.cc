@@ -190,7 +190,8 @@ class KilledRun {
   }
 
   bool KillAtAnyChange(SoakRandom& random) {
-    const uint64_t change = 1 + random.Below(10 + movers_ * 20);
+    // A move within a volume takes few, a package that goes to another one many.
+    const uint64_t change = 1 + random.Below(10 + movers_ * (random.OneIn(2) ? 5 : 20));
     how_ = "at change " + std::to_string(change);
     return KillAtChange(arguments_, setup_, change);
   }
