@@ -3,9 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <climits>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/linux/changes/hidden_name.h"
 #include "platform/linux/changes/object_info.h"
@@ -25,12 +27,14 @@ Status MakeVisibleName(std::string* name) {
   return status;
 }
 
-// Such a name that tells whose it is; none where the object's own is a hidden one.
+// Such a name that tells whose it is; none where the object's own is a hidden one, or where it
+// would be too long, of which not every volume says that it is that.
 std::optional<std::string> MakeNameLike(std::string_view name) {
   const std::optional<std::string> uuid = CFUUIDCreateString();
   if (!uuid || name.starts_with('.')) return std::nullopt;
   const std::string_view stem = name.substr(0, name.rfind('.'));
-  return std::string(stem) + " - " + *uuid + std::string(name.substr(stem.size()));
+  std::string made = std::string(stem) + " - " + *uuid + std::string(name.substr(stem.size()));
+  return made.size() <= NAME_MAX ? std::optional(std::move(made)) : std::nullopt;
 }
 
 Status RemoveAside(int folder, const char* aside, const IsMeant& isMeant) {
