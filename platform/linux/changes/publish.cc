@@ -32,15 +32,14 @@ bool LacksFlag(int folder, Identity* identity) {
 }
 
 // Whether to rename by linking the object of that name in `fromFolder`. That is tried with the
-// first file of a volume, which need not be the first object that is renamed there. A link to
-// another volume is refused for what it is.
+// first file of a volume, which need not be the first object that is renamed there.
 bool HasTrueLinks(int fromFolder, const char* fromName) {
   Identity folder;
   if (IsKnownToLack(fromFolder, VolumeLack::kTrueLinks, &folder)) return false;
   if (IsKnownToLack(folder.device, VolumeLack::kUntriedNames)) return true;
   const std::optional<bool> isSeen = ShowsLinks(fromFolder, fromName);
-  // Where no link can be made, trying to rename by one tells why.
-  if (!isSeen) return true;
+  // A link that might not be seen to be one could leave both names.
+  if (!isSeen) return false;
   if (folder.inode == 0) return *isSeen;
   if (!*isSeen) RememberLack(folder.device, VolumeLack::kTrueLinks);
   RememberLack(folder.device, VolumeLack::kUntriedNames);
