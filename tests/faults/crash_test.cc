@@ -149,11 +149,12 @@ class CrashingMove {
     return survey;
   }
 
+  // With what is there of it, and of blocks, which a file without any has lost.
   static std::string Explain(const std::string& path) {
     struct stat info = {};
     (void)lstat(path.c_str(), &info);
-    return path + ": mode " + std::to_string(info.st_mode) + ", " + std::to_string(info.st_size) +
-           " bytes of " + std::to_string(info.st_blocks) + " blocks";
+    return path + ": " + std::to_string(info.st_blocks) + " blocks\n" +
+           testing::FingerprintOf(path, true);
   }
 
   EnvironmentVariable place_;

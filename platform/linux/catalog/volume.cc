@@ -117,7 +117,8 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
           isLocal,
           isLocal,
           isLocal,
-          SyncsNamesWithFile(magic, device)};
+          SyncsNamesWithFile(magic, device),
+          magic == BTRFS_SUPER_MAGIC};
 }
 
 // Those that were asked, until they are forgotten.

@@ -26,6 +26,9 @@ struct Volume {
   bool tellsOfWriters = false;
   // Syncing a file makes the names durable that it has got by then, too.
   bool syncsNamesWithFile = false;
+  // A sync writes down one object and little else. A link's date, which cannot be synced by itself,
+  // is then not durable with the folder that the link lies in, but with the whole volume alone.
+  bool syncsOneByOne = false;
 };
 
 // The volume of the device, asked once in a run through a descriptor of anything on it, or a path

@@ -10,6 +10,7 @@
 #include <tuple>
 #include <utility>
 
+#include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/copy_file.h"
 #include "platform/linux/changes/copy_link.h"
 #include "platform/linux/changes/folder_chain.h"
@@ -81,13 +82,14 @@ class LinkPool {
 
 class FolderCopy : public TreeVisitor {
  public:
-  // `own` is the identity of the folder that is made.
-  FolderCopy(const HiddenItem& target, const Identity& own, CopyRole role, Manifest* manifest,
+  // `own` is the identity of the folder that is made. With `syncsEach`, each object is durable when
+  // it is copied.
+  FolderCopy(const HiddenItem& target, const Identity& own, bool syncsEach, Manifest* manifest,
              bool* isAnyDropped)
       : own_(own),
         chain_(target.fd()),
         links_(target.folder()),
-        isDurable_(role == CopyRole::kMovedItem),
+        syncsEach_(syncsEach),
         manifest_(manifest),
         isAnyDropped_(isAnyDropped) {}
 
@@ -138,7 +140,7 @@ class FolderCopy : public TreeVisitor {
 
  private:
   Status MakeDurable(int file) const {
-    return !isDurable_ || fsync(file) == 0 ? noErr : LastError();
+    return !syncsEach_ || fsync(file) == 0 ? noErr : LastError();
   }
 
   Status CopyLinkedFile(int folder, const char* name, const struct statx& info) {
@@ -178,7 +180,7 @@ class FolderCopy : public TreeVisitor {
   Identity own_;
   FolderChain chain_;
   LinkPool links_;
-  bool isDurable_;
+  bool syncsEach_;
   Manifest* manifest_;
   bool* isAnyDropped_;
 };
@@ -187,10 +189,15 @@ Status FillFolder(int from, const struct statx& info, const HiddenItem& target, 
                   Manifest* manifest, bool* isAnyDropped) {
   struct statx made = {};
   if (const Status status = ReadObjectInfo(target.fd(), "", &made)) return status;
-  FolderCopy copy(target, Identity::Of(made), role, manifest, isAnyDropped);
+  const bool isMoved = role == CopyRole::kMovedItem;
+  const bool syncsVolume =
+      isMoved && VolumeOf(Identity::Of(made).device, target.fd()).syncsOneByOne;
+  FolderCopy copy(target, Identity::Of(made), isMoved && !syncsVolume, manifest, isAnyDropped);
   manifest->Add(".", info);
   if (const Status status = WalkTree(from, copy)) return status;
-  return copy.FinishFolder(from, info, target.fd(), role);
+  const Status status = copy.FinishFolder(from, info, target.fd(), role);
+  if (status != noErr || !syncsVolume) return status;
+  return syncfs(target.fd()) == 0 ? noErr : LastError();
 }
 
 }  // namespace

@@ -23,8 +23,9 @@
 namespace tessary {
 namespace {
 
-// Makes the names in the folder durable, and with them, as journals go, what they name.
-Status MakeFolderDurable(int folder) {
+// Makes the names in the folder durable, and with them, as journals go, what they name. With
+// `isWholeVolume` everything else, too.
+Status MakeFolderDurable(int folder, bool isWholeVolume) {
   const UniqueFd opened(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!opened && errno == EACCES) {
     // A folder that one may write to but not read cannot be synced by itself.
@@ -32,6 +33,7 @@ Status MakeFolderDurable(int folder) {
     return noErr;
   }
   if (!opened) return LastError();
+  if (isWholeVolume) return syncfs(opened.get()) == 0 ? noErr : LastError();
   if (fsync(opened.get()) == 0) return noErr;
   const bool isUnknown = errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
   return isUnknown && syncfs(opened.get()) == 0 ? noErr : LastError();
@@ -40,11 +42,12 @@ Status MakeFolderDurable(int folder) {
 // After this the copy outlives a crash. A file has its name already, and a folder's contents were
 // made durable before it got its own.
 Status MakeDurable(const CopiedItem& copied, const CopyTarget& target) {
+  const Volume& volume = VolumeOf(target.identity.device, target.folder);
   if (S_ISREG(copied.source.stx_mode)) {
     if (fsync(copied.item.fd()) != 0) return LastError();
-    if (VolumeOf(target.identity.device, target.folder).syncsNamesWithFile) return noErr;
+    if (volume.syncsNamesWithFile) return noErr;
   }
-  return MakeFolderDurable(target.folder);
+  return MakeFolderDurable(target.folder, volume.syncsOneByOne && S_ISDIR(copied.source.stx_mode));
 }
 
 // True when the source is no longer there: somebody has deleted it or moved it elsewhere while it
@@ -124,7 +127,8 @@ Status DeleteFolder(const CopySource& source, CopiedItem* copied) {
   if (status != noErr) return status;
 
   bool hasBegun = false;
-  status = MakeFolderDurable(source.folder);
+  const Volume& volume = VolumeOf(source.identity.device, source.folder);
+  status = MakeFolderDurable(source.folder, volume.syncsOneByOne);
   if (status == noErr) {
     status = DeleteTree(source.folder, aside.name().c_str(), aside.fd(), &hasBegun);
   }

@@ -34,6 +34,7 @@ std::function<void()> gAtSync;
 std::string gAwaited;
 
 int gSyncs = 0;
+int gVolumeSyncs = 0;
 
 }  // namespace
 
@@ -42,6 +43,11 @@ extern "C" int fsync(int fd) {
   ++gSyncs;
   if (gAtSync && access(gAwaited.c_str(), F_OK) == 0) std::exchange(gAtSync, nullptr)();
   return static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+extern "C" int syncfs(int fd) noexcept {
+  ++gVolumeSyncs;
+  return static_cast<int>(syscall(SYS_syncfs, fd));
 }
 
 namespace tessary {
@@ -477,6 +483,19 @@ TEST(MoveAcross, SyncsTheFolderTooUnlessItsNamesAreKnownToComeWithTheirFiles) {
     if (syncs == 0) continue;
     EXPECT_EQ(expected, syncs) << NameOf(kind);
   }
+}
+
+// Once for what is in the copy, for its name, and for the original's hidden one, before anything of
+// that is deleted.
+TEST(MoveAcross, SyncsTheVolumesOfAPackageWhereTheySyncOneByOne) {
+  const ScratchVolume from(VolumeKind::kBtrfs);
+  const ScratchVolume to(VolumeKind::kBtrfs);
+  if (!from.IsThere() || !to.IsThere()) GTEST_SKIP() << from.WhyNot() << to.WhyNot();
+  WriteFile(from / "a.app/Contents/file", "x");
+  gVolumeSyncs = 0;
+  EXPECT_EQ(noErr, MoveAcrossAt(from / "a.app", to / "a.app"));
+  EXPECT_EQ(3, gVolumeSyncs);
+  EXPECT_EQ("x", ReadFile(to / "a.app/Contents/file"));
 }
 
 }  // namespace
