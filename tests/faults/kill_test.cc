@@ -81,9 +81,9 @@ class KilledRun {
     MakeFolder(source_ + "/last");
     movers_ = cargo_.size();
     PutResidents(random);
-    // Without the flag a name itself is changed in two steps, and the records of pairs tell of none
-    // in between.
-    if (volume_->hasFlag && random.OneIn(2)) cargo_.PutSidecars(random);
+    // Without links, what holds the name of a sidecar takes that of its item, too, and the next one
+    // gets another.
+    if (volume_->hasLinks && random.OneIn(2)) cargo_.PutSidecars(random);
     setup_.refusedCalls = volume_->refusedCalls;
     nextArguments_ = plan_.Arguments(source_, destination_);
     arguments_ = PlanBeginning(random);

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/linux/catalog/volume_memory.h"
 #include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/publish.h"
@@ -18,10 +19,11 @@ namespace tessary {
 namespace {
 
 PairIntent IntentOf(PairChange change, const Pair& pair, const PairTarget& target) {
+  const bool isAtTarget = change == PairChange::kCopy || change == PairChange::kArrival;
   return {change,
           pair.name,
           target.name,
-          change == PairChange::kCopy ? pair.path : target.path,
+          isAtTarget ? pair.path : target.path,
           ObjectMark::Of(pair.item),
           ObjectMark::Of(pair.sidecar)};
 }
@@ -142,6 +144,17 @@ class CopyUnderWay {
   PairRecord record_;
 };
 
+// The second half of a move. On a volume that renames in two steps, what looks at the target
+// between them must not take what it finds there for a whole pair.
+Status MoveItem(const Pair& pair, const PairTarget& target) {
+  PairRecord record;
+  if (IsKnownToLack(target.identity.device, VolumeLack::kNoReplaceFlag)) {
+    const PairIntent intent = IntentOf(PairChange::kArrival, pair, target);
+    if (const Status status = PairRecord::Write(target.folder, intent, &record)) return status;
+  }
+  return RenameWithoutReplacing(pair.folder, pair.name.c_str(), target.folder, target.name.c_str());
+}
+
 Status CopyBoth(const Pair& pair, const PairTarget& target) {
   CopyUnderWay copy;
   Status status = copy.Begin(pair, target);
@@ -205,8 +218,7 @@ Status MovePair(const Pair& pair, const PairTarget& target) {
   if (status != noErr) return status;
   status = RenameWithoutReplacing(pair.folder, sidecar.c_str(), target.folder, newSidecar.c_str());
   if (status != noErr) return status;
-  status =
-      RenameWithoutReplacing(pair.folder, pair.name.c_str(), target.folder, target.name.c_str());
+  status = MoveItem(pair, target);
   if (status == noErr) return noErr;
   if (RenameWithoutReplacing(target.folder, newSidecar.c_str(), pair.folder, sidecar.c_str()) !=
       noErr) {

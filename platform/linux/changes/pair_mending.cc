@@ -39,6 +39,18 @@ bool IsUntouched(const std::optional<struct statx>& info, const ObjectMark& mark
   return info && mark.IsOf(*info) && mark.IsLike(*info);
 }
 
+bool IsOneFile(const std::optional<struct statx>& one, const std::optional<struct statx>& other) {
+  return one && other && one->stx_nlink > 1 && Identity::Of(*one).Matches(Identity::Of(*other));
+}
+
+bool IsEmpty(int folder, const std::string& name, const struct statx& info) {
+  if (S_ISREG(info.stx_mode)) return info.stx_size == 0;
+  if (!S_ISDIR(info.stx_mode)) return false;
+  const UniqueFd opened = OpenQuietly(folder, name.c_str(), O_DIRECTORY | O_NOFOLLOW);
+  std::vector<std::string> names;
+  return opened && ReadFolderNames(opened.get(), nullptr, &names) == noErr && names.empty();
+}
+
 // A record that was found, and the folder that it lies in.
 class Mending {
  public:
@@ -59,6 +71,8 @@ class Mending {
         return FinishMoveAcross();
       case PairChange::kCopy:
         return FinishCopy();
+      case PairChange::kArrival:
+        return MendOther();
       case PairChange::kDelete:
         break;
     }
@@ -67,16 +81,20 @@ class Mending {
 
  private:
   bool FinishMove() {
-    if (!IsSame(Look(folder_, intent_.name), intent_.item)) return true;
     UniqueFd target;
     if (!OpenOther(&target)) return false;
+    // The record of an arrival, to which nothing else may lead again.
+    if (target) MendPairs(target.get());
+    if (!IsSame(Look(folder_, intent_.name), intent_.item)) return true;
     const std::optional<struct statx> there = Look(target.get(), newSidecar_);
     if (!target || !IsSame(there, intent_.sidecar)) return true;
+    // Where a volume renames by a second link, both names can be one file's: the item has arrived.
+    if (IsOneFile(Look(folder_, intent_.name), Look(target.get(), intent_.newName))) {
+      return unlinkat(folder_, intent_.name.c_str(), 0) == 0;
+    }
     const std::optional<struct statx> here = Look(folder_, sidecar_);
     if (!here) return Rename(target.get(), newSidecar_, sidecar_);
-    // Where a volume renames by a second link, both names can be one file's.
-    const bool isOneFile = Identity::Of(*here).Matches(Identity::Of(*there));
-    return !isOneFile || here->stx_nlink < 2 || unlinkat(target.get(), newSidecar_.c_str(), 0) == 0;
+    return !IsOneFile(here, there) || unlinkat(target.get(), newSidecar_.c_str(), 0) == 0;
   }
 
   bool FinishMoveAcross() {
@@ -95,14 +113,22 @@ class Mending {
   // long as both copies are here, they show that of a pair that is deleted there the rest may go,
   // too.
   bool FinishCopy() {
-    if (Look(folder_, intent_.newName)) {
-      UniqueFd source;
-      if (!OpenOther(&source)) return false;
-      if (source) MendPairs(source.get());
-      return true;
-    }
+    const std::optional<struct statx> item = Look(folder_, intent_.newName);
+    // An empty object is no copy of another: on a volume that renames onto one, it is what has held
+    // the name.
+    const bool isCopied =
+        item && (IsLike(item, intent_.item) || !IsEmpty(folder_, intent_.newName, *item));
+    if (isCopied) return MendOther();
     if (!IsLike(Look(folder_, newSidecar_), intent_.sidecar)) return true;
     return unlinkat(folder_, newSidecar_.c_str(), 0) == 0;
+  }
+
+  // The folder that the two have left, where it is told, by the records there.
+  bool MendOther() const {
+    UniqueFd other;
+    if (!OpenOther(&other)) return false;
+    if (other) MendPairs(other.get());
+    return true;
   }
 
   // What was put aside may be another object that had just got the item's name, and stays.
@@ -112,14 +138,21 @@ class Mending {
 
   // The item goes last: as long as it is there, it says what is to be done.
   bool DeleteOrGiveBack(bool isToGo) {
-    for (const auto& [aside, name] :
-         {std::pair(&sidecarAside_, &sidecar_), std::pair(&itemAside_, &intent_.name)}) {
-      if (!Look(folder_, *aside)) continue;
-      const bool isDone =
-          isToGo ? unlinkat(folder_, aside->c_str(), 0) == 0 : Rename(folder_, *aside, *name);
-      if (!isDone) return false;
-    }
-    return true;
+    return SettleAside(sidecarAside_, sidecar_, intent_.sidecar, isToGo) &&
+           SettleAside(itemAside_, intent_.name, intent_.item, isToGo);
+  }
+
+  bool SettleAside(const std::string& aside, const std::string& name, const ObjectMark& mark,
+                   bool isToGo) const {
+    const std::optional<struct statx> info = Look(folder_, aside);
+    if (!info) return true;
+    // Renamed by a second link, it may still have its own name, too; renamed onto a placeholder, it
+    // may not have come.
+    const std::optional<struct statx> own = Look(folder_, name);
+    const bool hasStayed =
+        IsOneFile(info, own) || (IsSame(own, mark) && IsEmpty(folder_, aside, *info));
+    if (isToGo || hasStayed) return unlinkat(folder_, aside.c_str(), 0) == 0;
+    return Rename(folder_, aside, name);
   }
 
   static bool IsLike(const std::optional<struct statx>& info, const ObjectMark& mark) {

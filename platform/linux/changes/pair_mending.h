@@ -10,12 +10,16 @@ namespace tessary {
 //
 //   the record, in     tells of     what is found                       what is done
 //   the folder left    a move       the item here, its sidecar there    the sidecar comes back
+//                                   the item here and there, by a link  its name here is removed
 //                                   both on one side                    nothing
 //   the folder left    a move       the item here, its sidecar aside    the sidecar comes back
 //                      across       the item gone, both copies there    the sidecar is deleted
 //   the target folder  a copy       the sidecar's copy alone            it is deleted
 //                                   both copies                         what is under way where
 //                                                                       they were made of is mended
+//                      an arrival   anything                            what is under way where
+//                      they
+//                                                                       come from is mended
 //   the folder         a deletion   the item in place, its sidecar      the sidecar comes back
 //                                   aside
 //                                   both aside, the item unchanged      both are deleted

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::string_view kBeginning = "tessary pair 1";
 constexpr std::string_view kEnd = "end";
-constexpr std::string_view kChanges = "MACD";
+constexpr std::string_view kChanges = "MACDT";
 
 // Names and paths hold no zero, so that one ends each field.
 void AppendField(std::string* bytes, std::string_view field) { bytes->append(field).push_back(0); }

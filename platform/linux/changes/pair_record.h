@@ -22,6 +22,7 @@ enum class PairChange : char {
   kMoveAcross = 'A',  // both were copied and are deleted; it lies in the folder that they leave
   kCopy = 'C',        // both are copied; it lies in the folder that they go to
   kDelete = 'D',      // both are deleted
+  kArrival = 'T',     // both are renamed; it lies in the folder that they go to, as a second record
 };
 
 // What an object is recognised by later.
@@ -46,8 +47,8 @@ struct PairIntent {
   PairChange change = PairChange::kMove;
   std::string name;     // the item's in the folder that it leaves
   std::string newName;  // in the folder that it goes to, unless it is deleted
-  // Of the folder that they go to; for copies of what is to be deleted, of the one that they leave.
-  // Empty otherwise.
+  // Of the folder that they go to. On an arrival, and of copies of what is to be deleted, of the
+  // one that they leave. Empty otherwise.
   std::string otherPath;
   ObjectMark item;
   ObjectMark sidecar;

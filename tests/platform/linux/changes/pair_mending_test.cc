@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,6 +17,8 @@
 
 namespace tessary {
 namespace {
+
+namespace fs = std::filesystem;
 
 using testing::Exists;
 using testing::MakeFolder;
@@ -105,6 +108,15 @@ TEST_F(PairMending, RemovesTheSecondNameOfASidecarThatWasNotMovedYet) {
   EXPECT_EQ(Names(), To());
 }
 
+TEST_F(PairMending, RemovesTheOldNameOfAnItemThatHasArrivedByALink) {
+  Leave(PairChange::kMove);
+  Rename("from/._a", "to/._b");
+  ASSERT_EQ(0, link((folder_ / "from/a").c_str(), (folder_ / "to/b").c_str()));
+  Mend();
+  EXPECT_EQ(Names(), From());
+  EXPECT_EQ((Names{"._b", "b"}), To());
+}
+
 TEST_F(PairMending, DoesNothingForAMoveThatIsDoneOrWhoseFolderIsGone) {
   Leave(PairChange::kMove);
   Rename("from/._a", "to/._b");
@@ -148,6 +160,42 @@ TEST_F(PairMending, DeletesTheCopyOfASidecarThatIsAlone) {
   EXPECT_EQ((Names{"._b", "a"}), From());
 }
 
+// Volumes that know no rename without replacing make a placeholder first.
+TEST_F(PairMending, TakesNoPlaceholderForACopy) {
+  for (const bool isFolder : {false, true}) {
+    Leave(PairChange::kCopy);
+    Rename("from/._a", "from/._b");
+    isFolder ? MakeFolder(folder_ / "from/b") : WriteFile(folder_ / "from/b", "");
+    Mend();
+    EXPECT_EQ((Names{"a", "b"}), From());
+    fs::remove(folder_ / "from/b");
+    WriteFile(folder_ / "from/._a", "sidecar");
+    intent_.sidecar = MarkOf(folder_ / "from/._a");
+  }
+}
+
+TEST_F(PairMending, OfCopiesLeavesASidecarWhoseItemHasChangedSince) {
+  Leave(PairChange::kCopy);
+  Rename("from/._a", "from/._b");
+  WriteFile(folder_ / "from/b", "written into");
+  Mend();
+  EXPECT_EQ((Names{"._b", "a", "b"}), From());
+}
+
+TEST_F(PairMending, RemovesTheHiddenNameOfASidecarThatHasItsOwn) {
+  const std::string own = folder_ / "from/._a";
+  const std::string aside = folder_ / ("from/" + SidecarAsideName(kRecord));
+  Leave(PairChange::kDelete);
+  ASSERT_EQ(0, link(own.c_str(), aside.c_str()));
+  Mend();
+  EXPECT_EQ((Names{"._a", "a"}), From());
+  Leave(PairChange::kDelete);
+  WriteFile(aside, "");
+  Mend();
+  EXPECT_EQ((Names{"._a", "a"}), From());
+  EXPECT_EQ("sidecar", ReadFile(own));
+}
+
 // What looks at the copies first may move them on, and nothing would show then that the rest of the
 // original may go.
 TEST_F(PairMending, OfCopiesMendsTheFolderThatTheyWereMadeOf) {
@@ -162,6 +210,24 @@ TEST_F(PairMending, OfCopiesMendsTheFolderThatTheyWereMadeOf) {
   MendPairs(OpenFolder(folder_ / "to").get());
   EXPECT_EQ(Names(), From());
   EXPECT_EQ((Names{"._b", "b"}), To());
+}
+
+TEST_F(PairMending, OfAMoveLeavesNoRecordOnEitherSideWhicheverIsLookedAt) {
+  const PairIntent move = intent_;
+  for (const char* looked : {"from", "to"}) {
+    intent_ = move;
+    Leave(PairChange::kMove);
+    Rename("from/._a", "to/._b");
+    ASSERT_EQ(0, link((folder_ / "from/a").c_str(), (folder_ / "to/b").c_str()));
+    intent_.change = PairChange::kArrival;
+    intent_.otherPath = folder_ / "from";
+    WriteFile(folder_ / (std::string("to/") + kRecord), FormatPairIntent(intent_));
+    MendPairs(OpenFolder(folder_ / looked).get());
+    EXPECT_EQ(Names(), From()) << looked;
+    EXPECT_EQ((Names{"._b", "b"}), To()) << looked;
+    Rename("to/._b", "from/._a");
+    Rename("to/b", "from/a");
+  }
 }
 
 TEST_F(PairMending, KeepsTheRecordOfCopiesWhoseOriginalsCannotBeLookedAt) {
