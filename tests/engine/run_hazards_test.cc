@@ -6,15 +6,18 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
 #include "engine/run.h"
 #include "tests/engine/engine_fixture.h"
+#include "tests/support/held_calls.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
 
@@ -36,6 +39,7 @@ using testing::NotMovedLine;
 using testing::ReadFile;
 using testing::RefAt;
 using testing::RunAsOrdinaryUser;
+using testing::RunWithHeldCalls;
 using ::testing::SizeIs;
 using ::testing::UnorderedElementsAre;
 using testing::WriteFile;
@@ -268,6 +272,19 @@ TEST_F(RunHazards, EntersNoFolderThatMayNotBeReadAndGoesOn) {
   }));
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/b.txt"));
   EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source"), MovedLine("b.txt", "txt")));
+}
+
+// The first look is the listing's.
+TEST_F(RunHazards, TellsOfAFolderThatCannotBeLookedAtAndGoesOn) {
+  Set("FileOperation = 1\nRecurseFolders = true\n");
+  WriteFile(InSource("failing/a.txt"), "a");
+  WriteFile(InSource("b.txt"), "b");
+  RunWithHeldCalls({{SYS_statx, "failing", 2, {}, EIO}}, [this] {
+    Run();
+    EXPECT_THAT(outcomes_[InSource("failing")], Contains(ItemOutcome::kFolderNotListed));
+    EXPECT_EQ("a", ReadFile(InSource("failing/a.txt")));
+    EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/b.txt"));
+  });
 }
 
 TEST_F(RunHazards, MovesNothingOutOfAFolderThatMayNotBeChanged) {
