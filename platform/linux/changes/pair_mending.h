@@ -17,9 +17,7 @@ namespace tessary {
 //   the target folder  a copy       the sidecar's copy alone            it is deleted
 //                                   both copies                         what is under way where
 //                                                                       they were made of is mended
-//                      an arrival   anything                            what is under way where
-//                      they
-//                                                                       come from is mended
+//                      an arrival   anything                            the same
 //   the folder         a deletion   the item in place, its sidecar      the sidecar comes back
 //                                   aside
 //                                   both aside, the item unchanged      both are deleted
