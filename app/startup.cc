@@ -25,32 +25,32 @@ constexpr OSType kControlSignature = FourCharCode("CNTL");
 constexpr double kQuitDelay = 1.0;  // seconds
 
 // What the shell lends to those below it for as long as the program runs.
-class Shell {
+class ScopedHooks {
  public:
-  Shell() : hooksBefore_(GetShellHooks()) {
-    ShellHooks hooks = hooksBefore_;
+  ScopedHooks() : previousHooks_(GetEngineHooks()) {
+    EngineHooks hooks = previousHooks_;
     hooks.showProgressText = ShowProgressText;
     hooks.runAggregation = RunAggregation;
-    SetShellHooks(hooks);
+    SetEngineHooks(hooks);
     AESetEventLoop([](const std::function<void()>& deliver) {
       return gWindowSystem->InstallEventLoopTimer(0, deliver);
     });
   }
 
   // The windows go while the system that shows them is there.
-  ~Shell() {
+  ~ScopedHooks() {
     DisposePreferencesWindow();
     SetPreferencesWindowHooks({});
     gMainWindow = {};
     AESetEventLoop({});
-    SetShellHooks(hooksBefore_);
+    SetEngineHooks(previousHooks_);
   }
 
-  Shell(const Shell&) = delete;
-  Shell& operator=(const Shell&) = delete;
+  ScopedHooks(const ScopedHooks&) = delete;
+  ScopedHooks& operator=(const ScopedHooks&) = delete;
 
  private:
-  ShellHooks hooksBefore_;
+  EngineHooks previousHooks_;
 };
 
 ControlRef FindControl(int32_t id) {
@@ -132,7 +132,7 @@ void Quit() {
 Status RunApplication() {
   gWindowSystem->LoadApplication();
   const NSAutoreleasePool pool;
-  const Shell shell;
+  const ScopedHooks shell;
   gWindowSystem->UpdateDynamicServices();
   const Status status = MakeInterface();
   if (status != noErr) return status;

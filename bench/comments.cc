@@ -21,12 +21,12 @@ bool HasComment(const std::string& path) {
   return size == static_cast<ssize_t>(std::strlen(kComment));
 }
 
-double TimeCopy(const Ground& ground, const std::string& source, bool carries) {
-  const std::string destination = ground.MakeFolder();
+double TimeCopy(const ScratchDirectory& scratch, const std::string& source, bool carries) {
+  const std::string destination = scratch.MakeFolder();
   std::vector<std::string> options = {"--copy"};
   if (carries) options.emplace_back("--preserve-comments");
-  ground.Settle();
-  const Usage usage = RunProgram(FilingCommand(options, source, destination), ground.path());
+  scratch.SyncFilesystem();
+  const Usage usage = RunProgram(AggregateCommand(options, source, destination), scratch.path());
   const std::vector<std::string> copies = FilesBelow(destination);
   const auto commented = std::count_if(copies.begin(), copies.end(), HasComment);
   if (static_cast<size_t>(commented) != (carries ? FilesBelow(source).size() : 0)) {
@@ -37,23 +37,23 @@ double TimeCopy(const Ground& ground, const std::string& source, bool carries) {
 
 }  // namespace
 
-void MeasureComments(const Sizes& sizes, const Grounds& grounds, Report* report) {
-  const Ground& ground = grounds.disk;
-  const std::string source = ground.MakeFolder();
+void MeasureComments(const Sizes& sizes, const ScratchDirectories& directories, Report* report) {
+  const ScratchDirectory& scratch = directories.disk;
+  const std::string source = scratch.MakeFolder();
   FillFolder(source, 0, sizes.commented, kFileSize);
   Row row;
   row.key = "comments";
   row.work = "copy " + std::to_string(sizes.commented) + " files of 4 KiB with their comments, " +
-             ground.type();
+             scratch.type();
   row.against = "the same without them";
   for (const std::string& file : FilesBelow(source)) {
     const int result = setxattr(file.c_str(), kAttribute, kComment, std::strlen(kComment), 0);
     if (result != 0 && errno == ENOTSUP) return report->AddSkipped(row, "has no attributes");
     Require(result == 0, file);
   }
-  std::vector<Contestant> both;
-  both.push_back({"carrying comments", [&] { return TimeCopy(ground, source, true); }});
-  both.push_back({"leaving them", [&] { return TimeCopy(ground, source, false); }});
+  std::vector<Candidate> both;
+  both.push_back({"carrying comments", [&] { return TimeCopy(scratch, source, true); }});
+  both.push_back({"leaving them", [&] { return TimeCopy(scratch, source, false); }});
   RunRounds(row.work, sizes.rounds, &both);
   row.value = RatioOf(both[0], both[1]);
   row.figures = MicrosecondsText(both[0], both[1], sizes.commented);

@@ -10,12 +10,12 @@ constexpr size_t kSmallSize = 4096;
 constexpr size_t kLarge = 100'000;
 
 // What is copied, and against whom.
-struct Copying {
+struct CopyCase {
   std::string key;
   size_t files = 0;
   size_t size = 0;
   double limit = 0;
-  bool sharesBlocks = false;
+  bool usesReflink = false;
 };
 
 std::string SizeText(size_t bytes) {
@@ -24,40 +24,41 @@ std::string SizeText(size_t bytes) {
 }
 
 // The seconds of a copy into a fresh folder. Large copies are removed again, for the sake of space.
-double TimeCopy(const Ground& ground, const Copying& copying,
+double TimeCopy(const ScratchDirectory& scratch, const CopyCase& copying,
                 const std::function<Usage(const std::string& destination)>& copy) {
-  const std::string destination = ground.MakeFolder();
-  ground.Settle();
+  const std::string destination = scratch.MakeFolder();
+  scratch.SyncFilesystem();
   const double seconds = copy(destination).seconds;
   if (FilesBelow(destination).size() != copying.files) throw std::runtime_error("not all copied");
   if (copying.size > kLarge) std::filesystem::remove_all(destination);
   return seconds;
 }
 
-void MeasureCopy(const Sizes& sizes, const Ground& ground, const Copying& copying, Report* report) {
-  const std::string source = ground.MakeFolder();
+void MeasureCopy(const Sizes& sizes, const ScratchDirectory& scratch, const CopyCase& copying,
+                 Report* report) {
+  const std::string source = scratch.MakeFolder();
   FillFolder(source, 0, copying.files, copying.size);
-  std::vector<std::string> rival = {"cp", "-a"};
-  if (copying.sharesBlocks) rival.emplace_back("--reflink=always");
-  rival.push_back(source);
-  std::vector<Contestant> both;
+  std::vector<std::string> baseline = {"cp", "-a"};
+  if (copying.usesReflink) baseline.emplace_back("--reflink=always");
+  baseline.push_back(source);
+  std::vector<Candidate> both;
   both.push_back({"tessary-cli", [&] {
-                    return TimeCopy(ground, copying, [&](const std::string& destination) {
-                      return RunProgram(FilingCommand({"--copy"}, source, destination),
-                                        ground.path());
+                    return TimeCopy(scratch, copying, [&](const std::string& destination) {
+                      return RunProgram(AggregateCommand({"--copy"}, source, destination),
+                                        scratch.path());
                     });
                   }});
-  both.push_back({copying.sharesBlocks ? "`cp -a --reflink=always`" : "`cp -a`", [&] {
-                    return TimeCopy(ground, copying, [&](const std::string& destination) {
-                      std::vector<std::string> command = rival;
+  both.push_back({copying.usesReflink ? "`cp -a --reflink=always`" : "`cp -a`", [&] {
+                    return TimeCopy(scratch, copying, [&](const std::string& destination) {
+                      std::vector<std::string> command = baseline;
                       command.push_back(destination);
-                      return RunProgram(command, ground.path());
+                      return RunProgram(command, scratch.path());
                     });
                   }});
   Row row;
-  row.key = copying.key + "-" + ground.type();
+  row.key = copying.key + "-" + scratch.type();
   row.work = "copy " + std::to_string(copying.files) + " files of " + SizeText(copying.size) +
-             (copying.sharesBlocks ? ", blocks shared, " : ", ") + ground.type();
+             (copying.usesReflink ? ", blocks shared, " : ", ") + scratch.type();
   row.against = both[1].name;
   row.limit = copying.limit;
   // Large copies take memory that nobody has used for long, which the first one would pay for.
@@ -70,17 +71,18 @@ void MeasureCopy(const Sizes& sizes, const Ground& ground, const Copying& copyin
 
 }  // namespace
 
-void MeasureCopies(const Sizes& sizes, const Grounds& grounds, Report* report) {
-  for (const Ground* ground : {&grounds.disk, &grounds.memory}) {
-    MeasureCopy(sizes, *ground, {"copy-small", sizes.copied, kSmallSize, 0.95, false}, report);
-    MeasureCopy(sizes, *ground, {"copy-large", sizes.bigCopied, sizes.bigBytes, 1.0, false},
+void MeasureCopies(const Sizes& sizes, const ScratchDirectories& directories, Report* report) {
+  for (const ScratchDirectory* scratch : {&directories.disk, &directories.memory}) {
+    MeasureCopy(sizes, *scratch, {"copy-small", sizes.copied, kSmallSize, 0.95, false}, report);
+    MeasureCopy(sizes, *scratch, {"copy-large", sizes.bigCopied, sizes.bigBytes, 1.0, false},
                 report);
   }
-  for (const Ground& ground : grounds.clones) {
-    MeasureCopy(sizes, ground, {"clone-small", sizes.copied, kSmallSize, 1.0, true}, report);
-    MeasureCopy(sizes, ground, {"clone-large", sizes.bigCopied, sizes.bigBytes, 1.0, true}, report);
+  for (const ScratchDirectory& scratch : directories.clones) {
+    MeasureCopy(sizes, scratch, {"clone-small", sizes.copied, kSmallSize, 1.0, true}, report);
+    MeasureCopy(sizes, scratch, {"clone-large", sizes.bigCopied, sizes.bigBytes, 1.0, true},
+                report);
   }
-  if (grounds.clones.empty()) {
+  if (directories.clones.empty()) {
     report->AddSkipped({.key = "clone",
                         .work = "copy files, blocks shared, xfs or btrfs",
                         .against = "`cp -a --reflink=always`",

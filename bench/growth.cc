@@ -14,59 +14,60 @@ constexpr size_t kFilesPerFolder = 10;
 // Growth shows after few rounds, and the greatest sizes take long.
 int RoundsOf(const Sizes& sizes) { return std::min(sizes.rounds, 3); }
 
-double PeakOfEmptyRun(const Ground& ground) {
-  ForgetPeak();
-  return RunProgram(FilingCommand({"--move"}, ground.MakeFolder(), ground.MakeFolder()),
-                    ground.path())
+double PeakOfEmptyRun(const ScratchDirectory& scratch) {
+  ResetPeakMemory();
+  return RunProgram(AggregateCommand({"--move"}, scratch.MakeFolder(), scratch.MakeFolder()),
+                    scratch.path())
       .peakBytes;
 }
 
 // The greatest figure of each round divided by its least.
-Ratio Spread(const std::vector<Contestant>& contestants) {
-  Contestant greatest = contestants.front();
-  Contestant least = contestants.front();
-  for (const Contestant& contestant : contestants) {
-    for (size_t i = 0; i < contestant.figures.size(); ++i) {
-      greatest.figures[i] = std::max(greatest.figures[i], contestant.figures[i]);
-      least.figures[i] = std::min(least.figures[i], contestant.figures[i]);
+Ratio Spread(const std::vector<Candidate>& candidates) {
+  Candidate greatest = candidates.front();
+  Candidate least = candidates.front();
+  for (const Candidate& candidate : candidates) {
+    for (size_t i = 0; i < candidate.figures.size(); ++i) {
+      greatest.figures[i] = std::max(greatest.figures[i], candidate.figures[i]);
+      least.figures[i] = std::min(least.figures[i], candidate.figures[i]);
     }
   }
   return RatioOf(greatest, least);
 }
 
 // Moves ever more files out of one folder. The figure is the seconds an item.
-void MeasureNumbers(const Sizes& sizes, const Ground& ground, Report* report) {
-  std::vector<std::unique_ptr<Pile>> piles;
-  std::vector<Contestant> contestants;
+void MeasureFileCounts(const Sizes& sizes, const ScratchDirectory& scratch, Report* report) {
+  std::vector<std::unique_ptr<FileSet>> fileSets;
+  std::vector<Candidate> candidates;
   double peak = 0;
   for (const size_t count : sizes.growth) {
-    Pile* pile = piles.emplace_back(std::make_unique<Pile>(ground, count, 0)).get();
-    contestants.push_back({std::to_string(count), [pile, &ground, &peak] {
-                             pile->PutBack();
-                             ForgetPeak();
-                             const Usage usage = RunProgram(
-                                 FilingCommand({"--move"}, pile->source(), pile->destination()),
-                                 ground.path());
-                             pile->RequireMoved();
-                             peak = std::max(peak, usage.peakBytes);
-                             return usage.seconds / static_cast<double>(pile->count());
-                           }});
+    FileSet* fileSet = fileSets.emplace_back(std::make_unique<FileSet>(scratch, count, 0)).get();
+    candidates.push_back(
+        {std::to_string(count), [fileSet, &scratch, &peak] {
+           fileSet->Reset();
+           ResetPeakMemory();
+           const Usage usage =
+               RunProgram(AggregateCommand({"--move"}, fileSet->source(), fileSet->destination()),
+                          scratch.path());
+           fileSet->RequireMoved();
+           peak = std::max(peak, usage.peakBytes);
+           return usage.seconds / static_cast<double>(fileSet->count());
+         }});
   }
-  RunRounds("growth in number", RoundsOf(sizes), &contestants);
+  RunRounds("growth in number", RoundsOf(sizes), &candidates);
   Row row;
   row.key = "growth-number";
   row.work = "growth: " + std::to_string(sizes.growth.front()) + " to " +
-             std::to_string(sizes.growth.back()) + " files moved, " + ground.type();
+             std::to_string(sizes.growth.back()) + " files moved, " + scratch.type();
   row.against = "time per item, largest against smallest";
   row.limit = 1.3;
-  row.value = Spread(contestants);
-  for (const Contestant& contestant : contestants) {
-    row.figures += (row.figures.empty() ? "" : ", ") + contestant.name +
-                   " files: " + NumberText(Median(contestant.figures) * 1e6) + " µs an item";
+  row.value = Spread(candidates);
+  for (const Candidate& candidate : candidates) {
+    row.figures += (row.figures.empty() ? "" : ", ") + candidate.name +
+                   " files: " + NumberText(Median(candidate.figures) * 1e6) + " µs an item";
   }
   report->Add(row);
 
-  const double bytes = (peak - PeakOfEmptyRun(ground)) / static_cast<double>(sizes.growth.back());
+  const double bytes = (peak - PeakOfEmptyRun(scratch)) / static_cast<double>(sizes.growth.back());
   Row memory;
   memory.key = "memory";
   memory.work = "peak memory, " + std::to_string(sizes.growth.back()) + " files in one folder";
@@ -97,31 +98,31 @@ void MakeWideTree(const Sizes& sizes, const std::string& folder) {
   }
 }
 
-double TimeRecursiveMove(const Ground& ground, const std::string& source, size_t count) {
-  const std::string destination = ground.MakeFolder();
-  ground.Settle();
+double TimeRecursiveMove(const ScratchDirectory& scratch, const std::string& source, size_t count) {
+  const std::string destination = scratch.MakeFolder();
+  scratch.SyncFilesystem();
   const Usage usage =
-      RunProgram(FilingCommand({"--move", "--recurse"}, source, destination), ground.path());
+      RunProgram(AggregateCommand({"--move", "--recurse"}, source, destination), scratch.path());
   if (FilesBelow(destination).size() != count) throw std::runtime_error("not all was moved");
   return usage.seconds;
 }
 
 // Moves the files of a tree and, against it, as many out of one folder.
-void MeasureTree(const Sizes& sizes, const Ground& ground, size_t count, MakeTree makeTree, Row row,
-                 Report* report) {
-  std::vector<Contestant> both;
+void MeasureTree(const Sizes& sizes, const ScratchDirectory& scratch, size_t count,
+                 MakeTree makeTree, Row row, Report* report) {
+  std::vector<Candidate> both;
   both.push_back({"the tree", [&] {
-                    const std::string source = ground.MakeFolder();
+                    const std::string source = scratch.MakeFolder();
                     makeTree(sizes, source);
-                    return TimeRecursiveMove(ground, source, count);
+                    return TimeRecursiveMove(scratch, source, count);
                   }});
   both.push_back({"as many in one folder", [&] {
-                    const std::string source = ground.MakeFolder();
+                    const std::string source = scratch.MakeFolder();
                     FillFolder(source, 0, count, 0);
-                    return TimeRecursiveMove(ground, source, count);
+                    return TimeRecursiveMove(scratch, source, count);
                   }});
   RunRounds(row.work, RoundsOf(sizes), &both);
-  row.work += ", " + ground.type();
+  row.work += ", " + scratch.type();
   row.against = both[1].name;
   row.limit = 2.0;
   row.value = RatioOf(both[0], both[1]);
@@ -131,15 +132,15 @@ void MeasureTree(const Sizes& sizes, const Ground& ground, size_t count, MakeTre
 
 }  // namespace
 
-void MeasureGrowth(const Sizes& sizes, const Grounds& grounds, Report* report) {
-  const Ground& ground = grounds.memory;
-  MeasureNumbers(sizes, ground, report);
-  MeasureTree(sizes, ground, sizes.depth * sizes.filesPerLevel, MakeDeepTree,
+void MeasureGrowth(const Sizes& sizes, const ScratchDirectories& directories, Report* report) {
+  const ScratchDirectory& scratch = directories.memory;
+  MeasureFileCounts(sizes, scratch, report);
+  MeasureTree(sizes, scratch, sizes.depth * sizes.filesPerLevel, MakeDeepTree,
               {.key = "growth-depth",
                .work = "growth: " + std::to_string(sizes.depth) + " folders in one another, " +
                        std::to_string(sizes.filesPerLevel) + " files in each"},
               report);
-  MeasureTree(sizes, ground, sizes.wide * kFilesPerFolder, MakeWideTree,
+  MeasureTree(sizes, scratch, sizes.wide * kFilesPerFolder, MakeWideTree,
               {.key = "growth-width",
                .work = "growth: " + std::to_string(sizes.wide) + " folders side by side, " +
                        std::to_string(kFilesPerFolder) + " files in each"},

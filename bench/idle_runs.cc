@@ -7,24 +7,25 @@ namespace {
 
 // A run over files that all lie in their key's folder already, against listing them with their
 // sizes. The figure is processor time.
-void MeasureInPlace(const Sizes& sizes, const Ground& ground, Report* report) {
-  const std::string destination = ground.MakeFolder();
+void MeasureInPlace(const Sizes& sizes, const ScratchDirectory& scratch, Report* report) {
+  const std::string destination = scratch.MakeFolder();
   const std::string source = destination + "/txt";
   Require(mkdir(source.c_str(), 0777) == 0, source);
   const size_t step = Extensions().size();
   for (size_t i = 0; i < sizes.inPlace; ++i) FillFolder(source, i * step, 1, 0);
-  std::vector<Contestant> both;
+  std::vector<Candidate> both;
   both.push_back({"tessary-cli", [&] {
-                    return RunProgram(FilingCommand({"--move"}, source, destination), ground.path())
+                    return RunProgram(AggregateCommand({"--move"}, source, destination),
+                                      scratch.path())
                         .processorSeconds;
                   }});
   both.push_back(
       {"`find -printf '%s'`", [&] {
-         return RunProgram({"find", source, "-printf", "%s"}, ground.path()).processorSeconds;
+         return RunProgram({"find", source, "-printf", "%s"}, scratch.path()).processorSeconds;
        }});
   Row row;
-  row.key = "in-place-" + ground.type();
-  row.work = "find " + std::to_string(sizes.inPlace) + " files in place, " + ground.type();
+  row.key = "in-place-" + scratch.type();
+  row.work = "find " + std::to_string(sizes.inPlace) + " files in place, " + scratch.type();
   row.against = both[1].name + ", processor time";
   row.limit = 5.0;
   RunRounds(row.work, sizes.rounds, &both);
@@ -33,16 +34,17 @@ void MeasureInPlace(const Sizes& sizes, const Ground& ground, Report* report) {
   report->Add(row);
 }
 
-void MeasureStart(const Sizes& sizes, const Ground& ground, Report* report) {
-  const std::string source = ground.MakeFolder();
-  const std::string destination = ground.MakeFolder();
-  std::vector<Contestant> both;
-  both.push_back(
-      {"tessary-cli", [&] {
-         return RunProgram(FilingCommand({"--move"}, source, destination), ground.path()).seconds;
-       }});
+void MeasureStart(const Sizes& sizes, const ScratchDirectory& scratch, Report* report) {
+  const std::string source = scratch.MakeFolder();
+  const std::string destination = scratch.MakeFolder();
+  std::vector<Candidate> both;
+  both.push_back({"tessary-cli", [&] {
+                    return RunProgram(AggregateCommand({"--move"}, source, destination),
+                                      scratch.path())
+                        .seconds;
+                  }});
   both.push_back({"`/bin/ls`", [&] {
-                    return RunProgram({"/bin/ls", source}, ground.path()).seconds;
+                    return RunProgram({"/bin/ls", source}, scratch.path()).seconds;
                   }});
   Row row;
   row.key = "start";
@@ -57,10 +59,10 @@ void MeasureStart(const Sizes& sizes, const Ground& ground, Report* report) {
 
 }  // namespace
 
-void MeasureIdleRuns(const Sizes& sizes, const Grounds& grounds, Report* report) {
-  MeasureInPlace(sizes, grounds.disk, report);
-  MeasureInPlace(sizes, grounds.memory, report);
-  MeasureStart(sizes, grounds.disk, report);
+void MeasureIdleRuns(const Sizes& sizes, const ScratchDirectories& directories, Report* report) {
+  MeasureInPlace(sizes, directories.disk, report);
+  MeasureInPlace(sizes, directories.memory, report);
+  MeasureStart(sizes, directories.disk, report);
 }
 
 }  // namespace tessary::bench

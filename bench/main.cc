@@ -21,21 +21,22 @@ const std::vector<Group>& Groups() {
 
 namespace {
 
-Grounds MakeGrounds(const Options& options) {
+ScratchDirectories MakeScratchDirectories(const Options& options) {
   const bool leaves = options.leavesFiles;
-  Grounds grounds = {Ground(options.folder, leaves), Ground(options.memory), {}, {}};
-  for (const std::string& folder : options.clones) grounds.clones.emplace_back(folder, leaves);
-  for (const std::string& folder : options.others) grounds.others.emplace_back(folder, leaves);
-  return grounds;
+  ScratchDirectories directories = {
+      ScratchDirectory(options.folder, leaves), ScratchDirectory(options.memory), {}, {}};
+  for (const std::string& folder : options.clones) directories.clones.emplace_back(folder, leaves);
+  for (const std::string& folder : options.others) directories.others.emplace_back(folder, leaves);
+  return directories;
 }
 
 // Answers whether everything could be measured that there is ground for.
-bool MeasureAll(const Options& options, const Grounds& grounds, Report* report) {
+bool MeasureAll(const Options& options, const ScratchDirectories& directories, Report* report) {
   bool isWhole = true;
   for (const Group& group : Groups()) {
     if (!options.Wants(group.name)) continue;
     try {
-      group.measure(options.sizes, grounds, report);
+      group.measure(options.sizes, directories, report);
     } catch (const std::exception& error) {
       report->AddSkipped({.key = group.name, .work = "(" + group.name + ")"}, error.what());
       isWhole = false;
@@ -44,10 +45,11 @@ bool MeasureAll(const Options& options, const Grounds& grounds, Report* report) 
   return isWhole;
 }
 
-void WriteReport(const Options& options, const Grounds& grounds, const Report& report) {
+void WriteReport(const Options& options, const ScratchDirectories& directories,
+                 const Report& report) {
   std::ofstream file(options.report);
-  const std::string machine = DescribeMachine() + "; " + grounds.disk.type() + " at " +
-                              options.folder + ", " + grounds.memory.type() + " at " +
+  const std::string machine = DescribeMachine() + "; " + directories.disk.type() + " at " +
+                              options.folder + ", " + directories.memory.type() + " at " +
                               options.memory;
   report.Write(file, machine, options.commit, ReadReasons(options.reasons));
   file.close();
@@ -55,13 +57,13 @@ void WriteReport(const Options& options, const Grounds& grounds, const Report& r
 }
 
 bool Run(const Options& options) {
-  const Grounds grounds = MakeGrounds(options);
+  const ScratchDirectories directories = MakeScratchDirectories(options);
   // Nobody's own settings are measured. People's lie on a disk, where asking for a file that is not
   // there takes a quarter of the time that it takes in memory.
-  setenv("XDG_CONFIG_HOME", grounds.disk.MakeFolder().c_str(), 1);
+  setenv("XDG_CONFIG_HOME", directories.disk.MakeFolder().c_str(), 1);
   Report report;
-  const bool isWhole = MeasureAll(options, grounds, &report);
-  if (!options.report.empty()) WriteReport(options, grounds, report);
+  const bool isWhole = MeasureAll(options, directories, &report);
+  if (!options.report.empty()) WriteReport(options, directories, report);
   if (!options.leavesFiles) std::cerr << "removing the files" << std::endl;
   return isWhole;
 }

@@ -51,11 +51,11 @@ bool RenameAllInTwoPasses(const std::string& from, const std::string& to) {
 }
 
 // mv called once for each folder, with the folders there and the names known.
-double TimeMv(const Pile& pile, const std::string& logs) {
+double TimeMv(const FileSet& fileSet, const std::string& logs) {
   std::map<std::string, std::vector<std::string>> commands;
-  for (const std::string& file : FilesBelow(pile.source())) {
+  for (const std::string& file : FilesBelow(fileSet.source())) {
     const std::string folder =
-        pile.destination() + "/" + std::filesystem::path(file).extension().string().substr(1);
+        fileSet.destination() + "/" + std::filesystem::path(file).extension().string().substr(1);
     std::vector<std::string>& command = commands[folder];
     if (command.empty()) command = {"mv", "-n", "-t", folder};
     command.push_back(file);
@@ -68,16 +68,16 @@ double TimeMv(const Pile& pile, const std::string& logs) {
   return seconds;
 }
 
-class MoveContest {
+class MoveComparison {
  public:
-  MoveContest(const Sizes& sizes, const Ground& ground, Report* report)
-      : ground_(ground),
+  MoveComparison(const Sizes& sizes, const ScratchDirectory& scratch, Report* report)
+      : scratch_(scratch),
         rounds_(sizes.rounds),
         report_(report),
-        pile_(ground, sizes.moved, kFileSize) {}
+        fileSet_(scratch, sizes.moved, kFileSize) {}
 
   void Run() {
-    std::vector<Contestant> all;
+    std::vector<Candidate> all;
     for (const char* kind : kKinds) all.push_back(Ours(kind));
     all.push_back(Bare("a bare `renameat` loop", [this] { return RenameAll(from(), to(), 1); }));
     all.push_back(Mv());
@@ -86,9 +86,9 @@ class MoveContest {
         Bare("a bare loop of both renames", [this] { return RenameAll(from(), to(), 2); }));
     all.push_back(Bare("two bare loops, one after the other",
                        [this] { return RenameAllInTwoPasses(from(), to()); }));
-    RunRounds("move on " + ground_.type(), rounds_, &all);
+    RunRounds("move on " + scratch_.type(), rounds_, &all);
 
-    const double bareLimit = ground_.type() == "tmpfs" ? 2.0 : 1.5;
+    const double bareLimit = scratch_.type() == "tmpfs" ? 2.0 : 1.5;
     for (size_t i = 0; i < std::size(kKinds); ++i) {
       AddRow(kKinds[i], "bare", bareLimit, all[i], all[3]);
       AddRow(kKinds[i], "mv", 1.0, all[i], all[4]);
@@ -101,62 +101,63 @@ class MoveContest {
   static constexpr const char* kKinds[] = {"extension", "file-type", "mime-type"};
   static constexpr char kDateKind[] = "modification-date";
 
-  Contestant Ours(const std::string& kind) {
+  Candidate Ours(const std::string& kind) {
     return {kind, [this, kind] {
-              pile_.PutBack();
-              const Usage usage = RunProgram(
-                  FilingCommand({"--move", "--kind", kind}, pile_.source(), pile_.destination()),
-                  ground_.path());
-              pile_.RequireMoved();
+              fileSet_.Reset();
+              const Usage usage =
+                  RunProgram(AggregateCommand({"--move", "--kind", kind}, fileSet_.source(),
+                                              fileSet_.destination()),
+                             scratch_.path());
+              fileSet_.RequireMoved();
               return usage.seconds;
             }};
   }
 
-  const std::string& from() const { return pile_.source(); }
-  const std::string& to() const { return pile_.destination(); }
+  const std::string& from() const { return fileSet_.source(); }
+  const std::string& to() const { return fileSet_.destination(); }
 
-  Contestant Bare(const std::string& name, const std::function<bool()>& work) {
+  Candidate Bare(const std::string& name, const std::function<bool()>& work) {
     return {name, [this, work] {
-              pile_.PutBack();
-              const Usage usage = RunWork(work);
-              pile_.RequireMoved();
+              fileSet_.Reset();
+              const Usage usage = RunInChild(work);
+              fileSet_.RequireMoved();
               return usage.seconds;
             }};
   }
 
-  Contestant Mv() {
+  Candidate Mv() {
     return {"`mv -n -t` for each folder", [this] {
-              pile_.PutBack();
-              const double seconds = TimeMv(pile_, ground_.path());
-              pile_.RequireMoved();
+              fileSet_.Reset();
+              const double seconds = TimeMv(fileSet_, scratch_.path());
+              fileSet_.RequireMoved();
               return seconds;
             }};
   }
 
-  void AddRow(const std::string& kind, const std::string& rival, double limit,
-              const Contestant& ours, const Contestant& theirs) {
+  void AddRow(const std::string& kind, const std::string& baseline, double limit,
+              const Candidate& ours, const Candidate& theirs) {
     Row row;
-    row.key = "move-" + kind + "-" + rival + "-" + ground_.type();
-    row.work =
-        "move " + std::to_string(pile_.count()) + " small files by " + kind + ", " + ground_.type();
+    row.key = "move-" + kind + "-" + baseline + "-" + scratch_.type();
+    row.work = "move " + std::to_string(fileSet_.count()) + " small files by " + kind + ", " +
+               scratch_.type();
     row.against = theirs.name;
     row.limit = limit;
     row.value = RatioOf(ours, theirs);
-    row.figures = MicrosecondsText(ours, theirs, pile_.count());
+    row.figures = MicrosecondsText(ours, theirs, fileSet_.count());
     report_->Add(row);
   }
 
-  const Ground& ground_;
+  const ScratchDirectory& scratch_;
   int rounds_;
   Report* report_;
-  Pile pile_;
+  FileSet fileSet_;
 };
 
 }  // namespace
 
-void MeasureMoves(const Sizes& sizes, const Grounds& grounds, Report* report) {
-  for (const Ground* ground : {&grounds.disk, &grounds.memory}) {
-    MoveContest(sizes, *ground, report).Run();
+void MeasureMoves(const Sizes& sizes, const ScratchDirectories& directories, Report* report) {
+  for (const ScratchDirectory* scratch : {&directories.disk, &directories.memory}) {
+    MoveComparison(sizes, *scratch, report).Run();
   }
 }
 

@@ -7,32 +7,33 @@ namespace {
 
 constexpr size_t kFileSize = 4096;
 constexpr double kLimit = 0.8;
-constexpr char kRival[] = "`rsync -a --fsync --remove-source-files`";
+constexpr char kBaseline[] = "`rsync -a --fsync --remove-source-files`";
 
 // The seconds of a move of fresh files to a fresh folder on another device.
-double TimeMove(const Ground& from, const Ground& to, size_t files,
+double TimeMove(const ScratchDirectory& from, const ScratchDirectory& to, size_t files,
                 std::vector<std::string> (*command)(const std::string& source,
                                                     const std::string& destination)) {
   const std::string source = from.MakeFolder();
   const std::string destination = to.MakeFolder();
   FillFolder(source, 0, files, kFileSize);
-  from.Settle();
-  to.Settle();
+  from.SyncFilesystem();
+  to.SyncFilesystem();
   const double seconds = RunProgram(command(source, destination), from.path()).seconds;
   const bool isMoved = FilesBelow(source).empty() && FilesBelow(destination).size() == files;
   if (!isMoved) throw std::runtime_error("not all was moved to the other device");
   return seconds;
 }
 
-void MeasureMove(const Sizes& sizes, const Ground& from, const Ground& to, Report* report) {
+void MeasureMove(const Sizes& sizes, const ScratchDirectory& from, const ScratchDirectory& to,
+                 Report* report) {
   const size_t files = sizes.movedAcross;
-  std::vector<Contestant> both;
+  std::vector<Candidate> both;
   both.push_back({"tessary-cli", [&] {
                     return TimeMove(from, to, files, [](const auto& source, const auto& target) {
-                      return FilingCommand({"--move"}, source, target);
+                      return AggregateCommand({"--move"}, source, target);
                     });
                   }});
-  both.push_back({kRival, [&] {
+  both.push_back({kBaseline, [&] {
                     return TimeMove(from, to, files, [](const auto& source, const auto& target) {
                       return std::vector<std::string>{
                           "rsync", "-a", "--fsync", "--remove-source-files", source + "/", target};
@@ -42,7 +43,7 @@ void MeasureMove(const Sizes& sizes, const Ground& from, const Ground& to, Repor
   row.key = "across-" + from.type() + "-" + to.type();
   row.work = "move " + std::to_string(files) + " files of 4 KiB from " + from.type() + " to " +
              to.type() + ", each durable before its original goes";
-  row.against = kRival;
+  row.against = kBaseline;
   row.limit = kLimit;
   if (!IsInstalled("rsync")) return report->AddSkipped(row, "rsync is not installed");
   RunRounds("move from " + from.type() + " to " + to.type(), sizes.rounds, &both);
@@ -53,13 +54,14 @@ void MeasureMove(const Sizes& sizes, const Ground& from, const Ground& to, Repor
 
 }  // namespace
 
-void MeasureMovesAcross(const Sizes& sizes, const Grounds& grounds, Report* report) {
-  MeasureMove(sizes, grounds.memory, grounds.disk, report);
-  for (const Ground& other : grounds.others) MeasureMove(sizes, other, grounds.disk, report);
-  if (grounds.others.empty()) {
+void MeasureMovesAcross(const Sizes& sizes, const ScratchDirectories& directories, Report* report) {
+  MeasureMove(sizes, directories.memory, directories.disk, report);
+  for (const ScratchDirectory& other : directories.others)
+    MeasureMove(sizes, other, directories.disk, report);
+  if (directories.others.empty()) {
     report->AddSkipped({.key = "across",
                         .work = "move files from one disk to another",
-                        .against = kRival,
+                        .against = kBaseline,
                         .limit = kLimit},
                        "needs a second one, which root can mount and `--other DIR` names");
   }

@@ -12,7 +12,7 @@
 namespace tessary::bench {
 namespace {
 
-[[noreturn]] void TellUsage() {
+[[noreturn]] void PrintUsageAndExit() {
   std::cerr << "usage: bench [--full | --smoke] [--rounds N] [--folder DIR] [--memory DIR]\n"
                "             [--clones DIR]... [--other DIR]... [--report FILE]\n"
                "             [--reasons FILE] [--commit TEXT] [--leave] [GROUP]...\n"
@@ -88,11 +88,11 @@ Options ReadOptions(int count, char** arguments) {
     } else if (name == "--leave") {
       options.leavesFiles = true;
     } else if (!TakeGroup(name, &options)) {
-      if (i + 1 == count || !TakeText(name, arguments[i + 1], &options)) TellUsage();
+      if (i + 1 == count || !TakeText(name, arguments[i + 1], &options)) PrintUsageAndExit();
       ++i;
     }
   }
-  if (options.sizes.rounds <= 0) TellUsage();
+  if (options.sizes.rounds <= 0) PrintUsageAndExit();
   return options;
 }
 

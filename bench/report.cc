@@ -132,13 +132,13 @@ std::string NumberText(double number) {
   return text.data();
 }
 
-std::string MicrosecondsText(const Contestant& first, const Contestant& second, size_t items) {
+std::string MicrosecondsText(const Candidate& first, const Candidate& second, size_t items) {
   const double scale = 1e6 / static_cast<double>(items);
   return NumberText(Median(first.figures) * scale) + " µs against " +
          NumberText(Median(second.figures) * scale) + " µs an item";
 }
 
-std::string MillisecondsText(const Contestant& first, const Contestant& second) {
+std::string MillisecondsText(const Candidate& first, const Candidate& second) {
   return NumberText(Median(first.figures) * 1e3) + " ms against " +
          NumberText(Median(second.figures) * 1e3) + " ms";
 }

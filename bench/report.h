@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/measuring.h"
+#include "bench/measurement.h"
 
 namespace tessary::bench {
 
@@ -47,9 +47,9 @@ std::string DescribeMachine();
 // A number with as many digits as its size deserves: "0.94", "12.3", "1234".
 std::string NumberText(double number);
 
-// The medians of two contestants: "18.2 µs against 14.1 µs an item", for `items` items, and "4.05
+// The medians of two candidates: "18.2 µs against 14.1 µs an item", for `items` items, and "4.05
 // ms against 1.37 ms" for work without items.
-std::string MicrosecondsText(const Contestant& first, const Contestant& second, size_t items);
-std::string MillisecondsText(const Contestant& first, const Contestant& second);
+std::string MicrosecondsText(const Candidate& first, const Candidate& second, size_t items);
+std::string MillisecondsText(const Candidate& first, const Candidate& second);
 
 }  // namespace tessary::bench

@@ -20,7 +20,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kGlance = std::chrono::milliseconds(2);
+constexpr auto kPollInterval = std::chrono::milliseconds(2);
 constexpr auto kIdleTime = std::chrono::seconds(5);
 constexpr size_t kTimeFields = 13;  // fields of /proc/PID/stat between the name's ")" and utime
 
@@ -68,7 +68,7 @@ class Screen {
         path);
     std::string number;
     while (number.empty()) {
-      std::this_thread::sleep_for(kGlance);
+      std::this_thread::sleep_for(kPollInterval);
       std::ifstream(path) >> number;
     }
     unlink(path.c_str());
@@ -92,12 +92,12 @@ bool IsWindowVisible() {
 // figure is a little less.
 double TimeUntilVisible(pid_t* program) {
   // The one of the round before may still be going.
-  while (IsWindowVisible()) std::this_thread::sleep_for(kGlance);
+  while (IsWindowVisible()) std::this_thread::sleep_for(kPollInterval);
   const auto start = Clock::now();
   *program = Start({TESSARY});
   while (!IsWindowVisible()) {
     Require(waitpid(*program, nullptr, WNOHANG) == 0, "the program has ended");
-    std::this_thread::sleep_for(kGlance);
+    std::this_thread::sleep_for(kPollInterval);
   }
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
@@ -123,7 +123,7 @@ void MeasureOpening(const Sizes& sizes, Row window, Row idle, Report* report) {
   setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
   const Screen screen;
   pid_t program = 0;
-  std::vector<Contestant> alone;
+  std::vector<Candidate> alone;
   alone.push_back({"tessary", [&program] {
                      if (program != 0) End(program);
                      return TimeUntilVisible(&program);
@@ -146,7 +146,7 @@ void MeasureOpening(const Sizes& sizes, Row window, Row idle, Report* report) {
 
 }  // namespace
 
-void MeasureWindow(const Sizes& sizes, const Grounds& /*grounds*/, Report* report) {
+void MeasureWindow(const Sizes& sizes, const ScratchDirectories& /*directories*/, Report* report) {
   const Row window = {.key = "window",
                       .work = "start the desktop program, to the window on the screen",
                       .limit = 0.3,

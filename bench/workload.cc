@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bench/measuring.h"
+#include "bench/measurement.h"
 
 namespace tessary::bench {
 namespace {
@@ -55,29 +55,29 @@ void SetDay(const std::string& path, size_t day) {
 
 }  // namespace
 
-Ground::Ground(const std::string& parent, bool leavesFiles)
+ScratchDirectory::ScratchDirectory(const std::string& parent, bool leavesFiles)
     : path_(parent + "/tessary-bench-XXXXXX"), leavesFiles_(leavesFiles) {
   Require(mkdtemp(path_.data()) != nullptr, "cannot make a folder in " + parent);
   type_ = TypeOf(path_);
 }
 
-Ground::Ground(Ground&& other) noexcept
+ScratchDirectory::ScratchDirectory(ScratchDirectory&& other) noexcept
     : path_(std::exchange(other.path_, {})),
       type_(std::move(other.type_)),
       leavesFiles_(other.leavesFiles_) {}
 
-Ground::~Ground() {
+ScratchDirectory::~ScratchDirectory() {
   std::error_code error;
   if (!path_.empty() && !leavesFiles_) fs::remove_all(path_, error);
 }
 
-std::string Ground::MakeFolder() const {
+std::string ScratchDirectory::MakeFolder() const {
   std::string folder = path_ + "/XXXXXX";
   Require(mkdtemp(folder.data()) != nullptr, folder);
   return folder;
 }
 
-void Ground::Settle() const {
+void ScratchDirectory::SyncFilesystem() const {
   const int folder = OpenFolder(path_);
   const int result = syncfs(folder);
   close(folder);
@@ -118,11 +118,11 @@ std::vector<std::string> FilesBelow(const std::string& folder) {
   return files;
 }
 
-Pile::Pile(const Ground& ground, size_t count, size_t size)
-    : ground_(ground),
+FileSet::FileSet(const ScratchDirectory& scratch, size_t count, size_t size)
+    : scratch_(scratch),
       count_(count),
-      source_(ground.MakeFolder()),
-      destination_(ground.MakeFolder()) {
+      source_(scratch.MakeFolder()),
+      destination_(scratch.MakeFolder()) {
   FillFolder(source_, 0, count, size);
   for (size_t i = 0; i < count; ++i) {
     std::string path = source_;
@@ -131,7 +131,7 @@ Pile::Pile(const Ground& ground, size_t count, size_t size)
   }
 }
 
-void Pile::PutBack() {
+void FileSet::Reset() {
   std::vector<std::pair<std::string, std::string>> files;
   for (const std::string& folder : {source_, destination_}) {
     for (std::string& path : FilesBelow(folder)) {
@@ -141,23 +141,24 @@ void Pile::PutBack() {
   }
   if (files.size() != count_) throw std::runtime_error("files of the workload are missing");
   std::sort(files.begin(), files.end());
-  const std::string source = ground_.MakeFolder();
+  const std::string source = scratch_.MakeFolder();
   for (const auto& [name, path] : files) {
     std::string place = source;
     place.append("/").append(name);
     Require(rename(path.c_str(), place.c_str()) == 0, path);
   }
   source_ = source;
-  destination_ = ground_.MakeFolder();
-  ground_.Settle();
+  destination_ = scratch_.MakeFolder();
+  scratch_.SyncFilesystem();
 }
 
-void Pile::RequireMoved() const {
+void FileSet::RequireMoved() const {
   if (FilesBelow(destination_).size() != count_) throw std::runtime_error("not all was moved");
 }
 
-std::vector<std::string> FilingCommand(const std::vector<std::string>& options,
-                                       const std::string& source, const std::string& destination) {
+std::vector<std::string> AggregateCommand(const std::vector<std::string>& options,
+                                          const std::string& source,
+                                          const std::string& destination) {
   std::vector<std::string> command = {TESSARY_CLI, "aggregate"};
   command.insert(command.end(), options.begin(), options.end());
   command.push_back(source);

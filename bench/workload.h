@@ -8,16 +8,16 @@
 namespace tessary::bench {
 
 // A folder of this program's own on a file system, removed with everything in it when it goes.
-class Ground {
+class ScratchDirectory {
  public:
   // Throws where nothing can be made in the folder `parent`. What is made is left there at the end
   // if `leavesFiles`.
-  explicit Ground(const std::string& parent, bool leavesFiles = false);
-  Ground(Ground&& other) noexcept;
-  Ground(const Ground&) = delete;
-  Ground& operator=(const Ground&) = delete;
-  Ground& operator=(Ground&&) = delete;
-  ~Ground();
+  explicit ScratchDirectory(const std::string& parent, bool leavesFiles = false);
+  ScratchDirectory(ScratchDirectory&& other) noexcept;
+  ScratchDirectory(const ScratchDirectory&) = delete;
+  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+  ScratchDirectory& operator=(ScratchDirectory&&) = delete;
+  ~ScratchDirectory();
 
   const std::string& path() const { return path_; }
 
@@ -28,7 +28,7 @@ class Ground {
   std::string MakeFolder() const;
 
   // Has the file system write everything out, so that what is measured next does not pay for it.
-  void Settle() const;
+  void SyncFilesystem() const;
 
  private:
   std::string path_;
@@ -50,12 +50,12 @@ std::vector<std::string> FilesBelow(const std::string& folder);
 
 // Files that are moved away and put back for whoever moves them next. Their modification dates are
 // of twelve days, in turn with the extensions.
-class Pile {
+class FileSet {
  public:
-  Pile(const Ground& ground, size_t count, size_t size);
+  FileSet(const ScratchDirectory& scratch, size_t count, size_t size);
 
   // Has the files put into a fresh source folder, and makes a fresh destination.
-  void PutBack();
+  void Reset();
 
   const std::string& source() const { return source_; }
   const std::string& destination() const { return destination_; }
@@ -65,14 +65,15 @@ class Pile {
   void RequireMoved() const;
 
  private:
-  const Ground& ground_;
+  const ScratchDirectory& scratch_;
   size_t count_;
   std::string source_;
   std::string destination_;
 };
 
 // The command that files what is in `source` below `destination`, with more options between.
-std::vector<std::string> FilingCommand(const std::vector<std::string>& options,
-                                       const std::string& source, const std::string& destination);
+std::vector<std::string> AggregateCommand(const std::vector<std::string>& options,
+                                          const std::string& source,
+                                          const std::string& destination);
 
 }  // namespace tessary::bench

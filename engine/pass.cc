@@ -28,18 +28,18 @@ std::optional<std::string> MakeRunPath(const FSRef& ref) {
 }
 
 // Tells the observer what it is to be told, if anything.
-void Tell(const std::optional<ItemOutcome>& outcome, const std::string& path) {
+void ReportOutcome(const std::optional<ItemOutcome>& outcome, const std::string& path) {
   if (outcome) ObserveItem(path, *outcome);
 }
 
-void TellOfItem(const std::optional<ItemOutcome>& outcome, const FSRef& item) {
-  if (outcome) Tell(outcome, StringWithFSRef(&item).value_or(""));
+void ReportItem(const std::optional<ItemOutcome>& outcome, const FSRef& item) {
+  if (outcome) ReportOutcome(outcome, StringWithFSRef(&item).value_or(""));
 }
 
 // Without a path, which would take memory too.
-void TellOfWantOfMemory(const std::optional<ItemOutcome>& outcome) {
-  NSLog(kWantOfMemory);
-  Tell(outcome, "");
+void ReportOutOfMemory(const std::optional<ItemOutcome>& outcome) {
+  NSLog(kOutOfMemory);
+  ReportOutcome(outcome, "");
 }
 
 struct KeyFolder {
@@ -72,16 +72,16 @@ class KeyFolderTable {
 };
 
 // One item of a pass, on its way from the listing to its key folder.
-class ItemOfPass {
+class PassItem {
  public:
-  ItemOfPass(const FSRef& item, const FSRef& parent, const PassRules& rules)
+  PassItem(const FSRef& item, const FSRef& parent, const PassRules& rules)
       : item_(item), parent_(parent), rules_(rules) {}
 
-  void File(KeyFolderTable* table) try {
-    const FSStep step;
+  void Process(KeyFolderTable* table) try {
+    const FSStatCacheScope step;
     if (Prepare(table)) Transfer();
   } catch (const std::bad_alloc&) {
-    TellOfWantOfMemory(rules_.onUntold);
+    ReportOutOfMemory(rules_.onUnlogged);
   }
 
  private:
@@ -98,11 +98,11 @@ class ItemOfPass {
   const KeyFolder* folder_ = nullptr;
 };
 
-bool ItemOfPass::Prepare(KeyFolderTable* table) {
+bool PassItem::Prepare(KeyFolderTable* table) {
   if (!FSIsFSRefValid(item_)) {
-    if (FSHasGoneAsExpected(item_)) return false;
+    if (FSIsDisappearanceExpected(item_)) return false;
     NSLog("Inavlid FSRef");
-    TellOfItem(rules_.onUntold, item_);
+    ReportItem(rules_.onUnlogged, item_);
     return false;
   }
   if (IsHiddenItem(item_)) return false;
@@ -110,35 +110,35 @@ bool ItemOfPass::Prepare(KeyFolderTable* table) {
   const std::optional<std::u16string> key = rules_.copyKey(item_, &isUnknown);
   // No folder can bear the empty key, which a name that ends in "." has.
   if (!key || key->empty()) {
-    TellOfItem(isUnknown ? rules_.onUntold : rules_.onNoKey, item_);
+    ReportItem(isUnknown ? rules_.onUnlogged : rules_.onNoKey, item_);
     return false;
   }
   folder_ = table->FindOrMake(*key);
   std::optional<std::string> path = folder_ != nullptr ? MakeRunPath(item_) : std::nullopt;
   if (!path) {
-    TellOfItem(rules_.onUntold, item_);
+    ReportItem(rules_.onUnlogged, item_);
     return false;
   }
   path_ = *std::move(path);
   return true;
 }
 
-void ItemOfPass::Transfer() const {
+void PassItem::Transfer() const {
   rules_.reportProgress("Moving: " + path_);
   bool wasInPlace = false;
   if (TransferToFolder(&wasInPlace)) {
-    Tell(wasInPlace ? rules_.onInPlace : rules_.onFiled, path_);
+    ReportOutcome(wasInPlace ? rules_.onInPlace : rules_.onFiled, path_);
     return;
   }
   NSLog("The file \"" + path_ + "\" could not be moved to \"" + folder_->path +
         "\". A file by the same name may exists there already.");
-  Tell(rules_.onFailed, path_);
+  ReportOutcome(rules_.onFailed, path_);
 }
 
-bool ItemOfPass::TransferToFolder(bool* wasInPlace) const {
+bool PassItem::TransferToFolder(bool* wasInPlace) const {
   const bool copy = rules_.isCopyWanted();
-  const auto transferAtOnce = copy ? CopyItemAtOnce : MoveItemAtOnce;
-  if (transferAtOnce(item_, parent_, folder_->ref, wasInPlace)) return true;
+  const auto tryFastTransfer = copy ? TryFastCopy : TryFastMove;
+  if (tryFastTransfer(item_, parent_, folder_->ref, wasInPlace)) return true;
   return TransferItemAtPath(path_, folder_->path, copy, wasInPlace);
 }
 
@@ -148,11 +148,11 @@ void RunPass(const FSRef& folder, const FSRef* destination, const PassRules& rul
   KeyFolderTable table(destination != nullptr ? *destination : folder);
   bool isListed = false;
   const std::optional<std::vector<FSRef>> items = ListFolderFiles(folder, &isListed);
-  if (!isListed) TellOfItem(ItemOutcome::kFolderNotListed, folder);
+  if (!isListed) ReportItem(ItemOutcome::kFolderNotListed, folder);
   if (!items) return;
-  for (const FSRef& item : *items) ItemOfPass(item, folder, rules).File(&table);
+  for (const FSRef& item : *items) PassItem(item, folder, rules).Process(&table);
 } catch (const std::bad_alloc&) {
-  TellOfWantOfMemory(ItemOutcome::kFolderNotListed);
+  ReportOutOfMemory(ItemOutcome::kFolderNotListed);
 }
 
 Status GetOrCreateKeyFolder(const FSRef& parent, std::u16string_view name, FSRef* folder) {

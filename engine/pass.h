@@ -14,7 +14,7 @@ namespace tessary {
 
 // The line of the log about memory that has run out, which takes none to make. The run goes on
 // with what is left.
-inline constexpr std::string_view kWantOfMemory = "An error occurred: -108";
+inline constexpr std::string_view kOutOfMemory = "An error occurred: -108";
 static_assert(memFullErr == -108);
 
 // In what one pass differs from another.
@@ -32,10 +32,10 @@ struct PassRules {
   // What the observer is told of an item that was filed, lay in its key folder already, has no key,
   // or could not be filed, with or without the log naming it; nothing where there is none.
   std::optional<ItemOutcome> onFiled = ItemOutcome::kFiled;
-  std::optional<ItemOutcome> onInPlace = ItemOutcome::kPassedOver;
-  std::optional<ItemOutcome> onNoKey = ItemOutcome::kPassedOver;
+  std::optional<ItemOutcome> onInPlace = ItemOutcome::kSkipped;
+  std::optional<ItemOutcome> onNoKey = ItemOutcome::kSkipped;
   std::optional<ItemOutcome> onFailed = ItemOutcome::kFailed;
-  std::optional<ItemOutcome> onUntold = ItemOutcome::kUntold;
+  std::optional<ItemOutcome> onUnlogged = ItemOutcome::kFailedUnlogged;
 };
 
 // Runs the pass over the files of `folder`. A null destination means the folder itself.

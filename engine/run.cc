@@ -41,23 +41,23 @@ std::optional<std::u16string> CopyMimeTypeKeyOfItem(const FSRef& item, bool* isU
   return CopyMimeTypeKey(url);
 }
 
-void TellOfUnlisted(const FSRef& folder) {
+void ReportUnlistedFolder(const FSRef& folder) {
   ObserveItem(StringWithFSRef(&folder).value_or(""), ItemOutcome::kFolderNotListed);
 }
 
 // Tells of a child that cannot be looked at, if it is a folder as far as can be known: nobody else
 // will, whereas a file is met again by the pass over its folder. One that is gone holds nothing.
-void TellOfUnknown(const FSRef& child) {
+void ReportUnreadableFolder(const FSRef& child) {
   uint8_t isFolder = 0;
   const Status status = GetNodeIdAndKind(child, nullptr, &isFolder);
   const bool isOther = status == noErr && isFolder == 0;
-  if (!isOther && status != fnfErr) TellOfUnlisted(child);
+  if (!isOther && status != fnfErr) ReportUnlistedFolder(child);
 }
 
 // True for a child that a run looks into.
 bool IsFolderToEnter(const FSRef& child) {
   if (!FSMayBeFolder(child)) return false;
-  const FSStep step;
+  const FSStatCacheScope step;
   bool isUnknown = false;
   if (FSIsFSRefValid(child)) {
     if (IsHiddenItem(child)) return false;
@@ -65,13 +65,13 @@ bool IsFolderToEnter(const FSRef& child) {
   } else {
     isUnknown = true;
   }
-  if (isUnknown) TellOfUnknown(child);
+  if (isUnknown) ReportUnreadableFolder(child);
   return false;
 }
 
 // One folder that memory did not do for is left, and the run goes on.
-void TellOfWantOfMemory() {
-  NSLog(kWantOfMemory);
+void ReportOutOfMemory() {
+  NSLog(kOutOfMemory);
   ObserveItem("", ItemOutcome::kFolderNotListed);
 }
 
@@ -80,13 +80,13 @@ template <typename Enter>
 void EnterSubfolders(const FSRef& folder, Enter enter) {
   bool isListed = false;
   const std::optional<std::vector<FSRef>> children = CopyFolderItems(folder, &isListed);
-  if (!isListed) TellOfUnlisted(folder);
+  if (!isListed) ReportUnlistedFolder(folder);
   if (!children) return;
   for (const FSRef& child : *children) {
     try {
       if (IsFolderToEnter(child)) enter(child);
     } catch (const std::bad_alloc&) {
-      TellOfWantOfMemory();
+      ReportOutOfMemory();
     }
   }
 }
@@ -100,7 +100,7 @@ void AggregateFolder(const FSRef& source, const FSRef& destination) try {
   const NSAutoreleasePool pool;
   WalkFolder(source, destination);
 } catch (const std::bad_alloc&) {
-  TellOfWantOfMemory();
+  ReportOutOfMemory();
 }
 
 void WalkFolder(const FSRef& folder, const FSRef& destination) {
@@ -109,7 +109,7 @@ void WalkFolder(const FSRef& folder, const FSRef& destination) {
   }
   AggregateFolderItems(folder, destination);
   // A copy leaves its source as it is.
-  if (!IsCopyChosen()) FSSweepFolder(folder);
+  if (!IsCopyChosen()) FSRecoverFolder(folder);
 }
 
 void AggregateFolderItems(const FSRef& folder, const FSRef& destination) {
@@ -157,7 +157,7 @@ void AggregateByDate(const FSRef& folder, const FSRef& destination, DateAttribut
   AggregateByDateLevel(folder, &destination, attribute, DateLevel::kYear, copy);
   EnterSubfolders(destination, [attribute](const FSRef& child) {
     AggregateByDateLevel(child, &child, attribute, DateLevel::kDay, /*copy=*/false);
-    FSSweepFolder(child);
+    FSRecoverFolder(child);
   });
 }
 
@@ -177,9 +177,9 @@ void AggregateByDateLevel(const FSRef& folder, const FSRef* destination, DateAtt
     rules.copyKey = [attribute](const FSRef& item, bool* isUnknown) {
       return CopyDayKey(item, attribute, isUnknown);
     };
-    rules.onNoKey = ItemOutcome::kPassedOverInYear;
-    rules.onFailed = ItemOutcome::kFailedInYear;
-    rules.onUntold = ItemOutcome::kUntoldInYear;
+    rules.onNoKey = ItemOutcome::kSkippedInYearFolder;
+    rules.onFailed = ItemOutcome::kFailedInYearFolder;
+    rules.onUnlogged = ItemOutcome::kFailedUnloggedInYearFolder;
   }
   RunPass(folder, destination, rules);
 }

@@ -5,24 +5,24 @@
 namespace tessary {
 namespace {
 
-ShellHooks gShellHooks;
+EngineHooks gEngineHooks;
 
 }  // namespace
 
-void SetShellHooks(ShellHooks hooks) { gShellHooks = std::move(hooks); }
+void SetEngineHooks(EngineHooks hooks) { gEngineHooks = std::move(hooks); }
 
-const ShellHooks& GetShellHooks() { return gShellHooks; }
+const EngineHooks& GetEngineHooks() { return gEngineHooks; }
 
 void ReportProgressText(const std::string& text, int target) {
-  if (gShellHooks.showProgressText) gShellHooks.showProgressText(text, target);
+  if (gEngineHooks.showProgressText) gEngineHooks.showProgressText(text, target);
 }
 
 void StartRun(const FSRef& source) {
-  if (gShellHooks.runAggregation) gShellHooks.runAggregation(source);
+  if (gEngineHooks.runAggregation) gEngineHooks.runAggregation(source);
 }
 
 void ObserveItem(const std::string& path, ItemOutcome outcome) {
-  if (gShellHooks.observeItem) gShellHooks.observeItem(path, outcome);
+  if (gEngineHooks.observeItem) gEngineHooks.observeItem(path, outcome);
 }
 
 }  // namespace tessary

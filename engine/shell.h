@@ -12,10 +12,10 @@ namespace tessary {
 // What became of one item of a run. A run by date files an item in two steps and tells of it when
 // it has reached its day folder or will not.
 enum class ItemOutcome {
-  kFiled,       // moved or copied into its key folder
-  kFailed,      // could not be filed; the log names it
-  kUntold,      // could not be filed, and the log does not name it
-  kPassedOver,  // has no key, or lay in its key folder already
+  kFiled,           // moved or copied into its key folder
+  kFailed,          // could not be filed; the log names it
+  kFailedUnlogged,  // could not be filed, and the log does not name it
+  kSkipped,         // has no key, or lay in its key folder already
 
   // A folder whose items a run would have filed, had it been able to list them. Told each time that
   // it is tried: for its subfolders, and for its own files.
@@ -23,12 +23,12 @@ enum class ItemOutcome {
 
   // Failed and passed over, of an item that a run by date found in a year folder and that stays
   // there. The run comes by there once for every folder that it visits, and tells of it each time.
-  kFailedInYear,
-  kUntoldInYear,
-  kPassedOverInYear,
+  kFailedInYearFolder,
+  kFailedUnloggedInYearFolder,
+  kSkippedInYearFolder,
 };
 
-struct ShellHooks {
+struct EngineHooks {
   // Shows a text to the user, 1 as the target naming the status line.
   std::function<void(const std::string& text, int target)> showProgressText = nullptr;
 
@@ -42,10 +42,10 @@ struct ShellHooks {
 
 // Supplies the hooks, replacing those supplied before. Called by start-up and, for the observer, by
 // the program's front.
-void SetShellHooks(ShellHooks hooks);
+void SetEngineHooks(EngineHooks hooks);
 
 // The hooks supplied last.
-const ShellHooks& GetShellHooks();
+const EngineHooks& GetEngineHooks();
 
 // Show a text, start a run, tell of an item: through the hooks, doing nothing where there is none.
 void ReportProgressText(const std::string& text, int target);

@@ -43,14 +43,14 @@ bool UnlinkItem(const FSRef& item) {
 
 // Makes way for the item where its name is taken. The distinct name that it needs after that; none
 // where it can keep its own.
-std::optional<std::u16string> MakeWay(const FSRef& item, const FSRef& folder) {
+std::optional<std::u16string> ResolveNameConflict(const FSRef& item, const FSRef& folder) {
   FSRef taken;
   const std::optional<std::u16string> name = GetItemNameString(item);
   if (!name) return std::nullopt;
-  const bool isTaken = MakeChildRef(folder, *name, &taken);
-  if (!isTaken && !FSIsSidecarWaiting(folder, *name)) return std::nullopt;
+  const bool nameExists = MakeChildRef(folder, *name, &taken);
+  if (!nameExists && !FSHasOrphanedSidecar(folder, *name)) return std::nullopt;
   // Whether it was removed or not, the name is looked up again.
-  if (isTaken) (void)RemoveSameNamedItem(item, folder);
+  if (nameExists) (void)RemoveSameNamedItem(item, folder);
   return MakeDistinctName(folder, item);
 }
 
@@ -62,10 +62,10 @@ std::u16string RemoveExtension(std::u16string name, const std::u16string& extens
   return name;
 }
 
-using AtOnceTransfer = Status (*)(const FSRef& item, const FSRef& folder, FSRef* newItem);
+using FastTransfer = Status (*)(const FSRef& item, const FSRef& folder, FSRef* newItem);
 
-bool TransferAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder,
-                    AtOnceTransfer transfer, bool* wasInPlace) {
+bool TryFastTransfer(const FSRef& item, const FSRef& parent, const FSRef& folder,
+                     FastTransfer transfer, bool* wasInPlace) {
   *wasInPlace = false;
   if (FSMayBeFolder(item) || !FSIsFSRefValid(folder)) return false;
   if (FSCompareFSRefs(folder, parent) == noErr) {
@@ -80,18 +80,18 @@ bool TransferAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder,
 
 }  // namespace
 
-bool MoveItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace) {
-  return TransferAtOnce(item, parent, folder, FSMoveObjectAtOnce, wasInPlace);
+bool TryFastMove(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace) {
+  return TryFastTransfer(item, parent, folder, FSTryFastMove, wasInPlace);
 }
 
-bool CopyItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace) {
-  return TransferAtOnce(item, parent, folder, FSCopyObjectAtOnce, wasInPlace);
+bool TryFastCopy(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace) {
+  return TryFastTransfer(item, parent, folder, FSTryFastCopy, wasInPlace);
 }
 
 bool TransferItemAtPath(const std::string& itemPath, const std::string& folderPath, bool copy,
                         bool* wasInPlace) {
   if (wasInPlace != nullptr) *wasInPlace = false;
-  const FSStep step;
+  const FSStatCacheScope step;
   FSRef item;
   if (FSPathMakeRef(itemPath.c_str(), &item) != noErr) return false;
   FSRef folder;
@@ -116,7 +116,7 @@ Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool
     return noErr;
   }
 
-  const std::optional<std::u16string> distinctName = MakeWay(item, folder);
+  const std::optional<std::u16string> distinctName = ResolveNameConflict(item, folder);
   // Taken while the item still is where it was.
   const std::optional<std::u16string> comment =
       GetPreserveComments() ? CopyFinderCommentOrNull(item) : std::nullopt;
@@ -146,7 +146,7 @@ std::optional<std::u16string> MakeDistinctName(const FSRef& folder, const FSRef&
   const std::optional<std::u16string> name = GetItemNameString(item);
   if (!name) return std::nullopt;
   FSRef taken;
-  if (!MakeChildRef(folder, *name, &taken) && !FSIsSidecarWaiting(folder, *name)) {
+  if (!MakeChildRef(folder, *name, &taken) && !FSHasOrphanedSidecar(folder, *name)) {
     return std::nullopt;
   }
 

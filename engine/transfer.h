@@ -14,10 +14,10 @@ namespace tessary {
 // changed and nothing told, wherever anything else has to be done or has gone wrong: that is the
 // affair of TransferItemAtPath. Called in the step in which the item was found valid, it takes no
 // further look at it.
-bool MoveItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace);
+bool TryFastMove(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace);
 
 // The usual copy in the same way, of a small file.
-bool CopyItemAtOnce(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace);
+bool TryFastCopy(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace);
 
 // Moves the item at `itemPath`, or copies it where `copy` is set, into the folder at `folderPath`.
 // True on success, which includes an item that lies there already; `*wasInPlace`, where it is

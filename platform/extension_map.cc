@@ -82,9 +82,9 @@ std::optional<std::u16string> LookUpExtensionType(std::u16string_view extension)
 }
 
 uint32_t GetAppSignature() {
-  constexpr size_t kLongestSignature = 254;
+  constexpr size_t kMaxSignatureLength = 254;
   const auto text = CFBundleGetValueForInfoDictionaryKey("CFBundleSignature");
-  if (!text || text->size() > kLongestSignature) return 0;
+  if (!text || text->size() > kMaxSignatureLength) return 0;
   uint32_t textOrder = 0;
   std::memcpy(&textOrder, text->data(), std::min(text->size(), sizeof(textOrder)));
   uint32_t signature = 0;

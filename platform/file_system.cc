@@ -15,7 +15,7 @@ namespace {
 constexpr size_t kListingBatch = 10;
 
 // The first size of a block, in references; every further one is twice the one before.
-constexpr size_t kFirstCapacity = 64;
+constexpr size_t kInitialCapacity = 64;
 
 constexpr size_t kMaximumCapacity = std::numeric_limits<size_t>::max() / (2 * sizeof(FSRef));
 
@@ -90,12 +90,12 @@ Status GetLegacyFileSpec(const FSRef& item, FSSpec* spec) {
   return FSGetCatalogInfo(item, kFSCatInfoNone, nullptr, nullptr, spec, nullptr);
 }
 
-void FSRefBlock::Free::operator()(FSRef* refs) const { std::free(refs); }
+void FSRefBlock::FreeDeleter::operator()(FSRef* refs) const { std::free(refs); }
 
 Status FSRefBlock::Append(const FSRef* refs, size_t count) {
   static_assert(std::is_trivially_copyable_v<FSRef>);
   if (count > capacity_ - count_) {
-    size_t capacity = capacity_ == 0 ? kFirstCapacity : capacity_;
+    size_t capacity = capacity_ == 0 ? kInitialCapacity : capacity_;
     while (capacity - count_ < count) {
       if (capacity > kMaximumCapacity) return memFullErr;
       capacity *= 2;

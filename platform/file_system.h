@@ -46,11 +46,11 @@ class FSRefBlock {
   const FSRef& operator[](size_t index) const { return refs_.get()[index]; }
 
  private:
-  struct Free {
+  struct FreeDeleter {
     void operator()(FSRef* refs) const;
   };
 
-  std::unique_ptr<FSRef, Free> refs_;
+  std::unique_ptr<FSRef, FreeDeleter> refs_;
   size_t count_ = 0;
   size_t capacity_ = 0;
 };

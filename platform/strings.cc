@@ -6,7 +6,7 @@
 namespace tessary {
 namespace {
 
-constexpr size_t kLongestShortText = ShortText().size() - 1;
+constexpr size_t kMaxShortTextLength = ShortText().size() - 1;
 
 // The size of the buffer in which a number's text is made before it is appended.
 constexpr size_t kNumberTextSize = 31;
@@ -37,8 +37,8 @@ ShortText& StrCopyBounded(ShortText& text, const char* source) {
 
 ShortText& StrAppendBounded(ShortText& text, const char* source) {
   if (source == nullptr) return text;
-  const size_t length = strnlen(text.data(), kLongestShortText);
-  const size_t appended = strnlen(source, kLongestShortText - length);
+  const size_t length = strnlen(text.data(), kMaxShortTextLength);
+  const size_t appended = strnlen(source, kMaxShortTextLength - length);
   // The source may be the text itself.
   std::memmove(text.data() + length, source, appended);
   text[length + appended] = '\0';

@@ -43,7 +43,7 @@ int HandToService(std::vector<std::string> named) {
 int RunDesktopProgram(int count, char** arguments) {
   QtWindowSystem system(&count, arguments, OpenDocuments);
   const std::vector<std::string> paths(arguments + std::min(count, 1), arguments + count);
-  if (system.HandOver(paths)) return EXIT_SUCCESS;
+  if (system.ForwardToRunningInstance(paths)) return EXIT_SUCCESS;
   gWindowSystem = &system;
   RegisterCommentAgent();
   RegisterBundleInfo();

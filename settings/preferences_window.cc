@@ -47,7 +47,7 @@ void Close() {
 
 // The setting is lost where it was not stored, and the user, whose sheet shows it, has to hear of
 // that somewhere.
-void TellUnlessStored(bool wasStored) {
+void LogUnlessStored(bool wasStored) {
   if (wasStored) return;
   NSLog(DescribePreferencesProblem().value_or("The settings could not be stored."));
 }
@@ -63,13 +63,13 @@ Status HandleCommand(const Event& event) {
       Close();
       return noErr;
     case kCommandQuitWhenDone:
-      TellUnlessStored(SetQuitWhenDone(GetControl32BitValue(controls.quitWhenDone) != 0));
+      LogUnlessStored(SetQuitWhenDone(GetControl32BitValue(controls.quitWhenDone) != 0));
       return eventNotHandledErr;
     case kCommandRecurseFolders:
-      TellUnlessStored(SetRecurseFolders(GetControl32BitValue(controls.recurseFolders) != 0));
+      LogUnlessStored(SetRecurseFolders(GetControl32BitValue(controls.recurseFolders) != 0));
       return eventNotHandledErr;
     case kCommandKind:
-      TellUnlessStored(
+      LogUnlessStored(
           SetAggregationKind(static_cast<AggregationKind>(GetControl32BitValue(controls.kind))));
       return eventNotHandledErr;
     default:

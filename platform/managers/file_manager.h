@@ -62,14 +62,14 @@ inline constexpr uint16_t kHasBundle = 0x2000;    // Finder flag: a folder that 
 // A step over one item. While it lasts, an object that has been looked at in it is not looked at
 // again: whether it is there, what it is, its attributes, and the paths, URLs and references made
 // of it come from what was seen first. What changes an object (moving, deleting) looks again by
-// itself, and refuses one that is no longer the one meant; FSMoveObjectAtOnce takes it as seen, and
+// itself, and refuses one that is no longer the one meant; FSTryFastMove takes it as seen, and
 // copying looks once it has it open. Of steps within one another only the innermost saves anything.
-class FSStep {
+class FSStatCacheScope {
  public:
-  FSStep();
-  ~FSStep();
-  FSStep(const FSStep&) = delete;
-  FSStep& operator=(const FSStep&) = delete;
+  FSStatCacheScope();
+  ~FSStatCacheScope();
+  FSStatCacheScope(const FSStatCacheScope&) = delete;
+  FSStatCacheScope& operator=(const FSStatCacheScope&) = delete;
 };
 
 // What a catalog query asks for; the values combine.
@@ -111,7 +111,7 @@ bool FSIsFSRefValid(const FSRef& ref);
 // file has gone where the item went that it belongs to, and is gone too; and what a change of
 // objects hides is there only while it is made, and after one that was interrupted until it is
 // swept.
-bool FSHasGoneAsExpected(const FSRef& ref);
+bool FSIsDisappearanceExpected(const FSRef& ref);
 
 // noErr exactly when both designate the same object, however they were reached; otherwise
 // errFSRefsDifferent (also where either is the all-zero reference).
@@ -154,7 +154,7 @@ Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, F
 // True when no object of that name need be in `folder`, and yet the next one that gets the name
 // would take on what is not its own: a sidecar lies there. Asks nothing where no "._" name has been
 // seen in any folder of the run, and false where it cannot be told.
-bool FSIsSidecarWaiting(const FSRef& folder, std::u16string_view name);
+bool FSHasOrphanedSidecar(const FSRef& folder, std::u16string_view name);
 
 // Moves the object of `source` into `folder`, under `newName` or, where that is null, under its own
 // name; across volumes too. Nothing is ever overwritten, and the object is at all times whole under
@@ -173,7 +173,7 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
 // seen in the step under way is not looked at again: what has got its name since is moved in its
 // stead, as it would be by whoever makes the reference anew, and `*target` then designates nothing.
 // On any failure nothing has been changed, and FSMoveObjectSync tells what is the matter.
-Status FSMoveObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* target);
+Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target);
 
 // Copies the object of `source` into `folder` in the same way. The copy is complete, with
 // attributes, mode and dates but without the object's own comment, before it bears its name.
@@ -185,7 +185,7 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
 // Copies a file in the same way and under its own name, but only where nothing has to be decided
 // and little is lost by trying: a small one, and not with a sidecar. On any failure nothing is left
 // behind, and FSCopyObjectSync tells what is the matter.
-Status FSCopyObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* target);
+Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target);
 
 // Deletes the object, and never another one that has got its name: a file, a link, or a folder that
 // is empty. A folder that has not been listed yet is looked through for a sidecar once. Answers
@@ -196,7 +196,7 @@ Status FSDeleteObject(const FSRef& ref);
 // Deletes from the folder what a run that died in the middle has left there, half made or half
 // deleted and hidden from people. Only what a listing has met in this run is seen. What cannot be
 // deleted stays, and nothing is reported: it is a favour, not a condition.
-void FSSweepFolder(const FSRef& folder);
+void FSRecoverFolder(const FSRef& folder);
 
 // Writes the object's path and a terminating zero into `buffer`, of `size` bytes. Answers noErr,
 // fnfErr, paramErr (no buffer, or the all-zero reference), bdNamErr (the path does not fit).

@@ -31,6 +31,6 @@ struct ItemDetails {
 Status CopyItemDetails(const FSRef& ref, ItemDetails* details);
 
 // The instant in UTC, "2009-03-04T05:06:07.000000089Z"; empty outside of the years 0 to 9999.
-std::string TextOfInstant(const Timestamp& instant);
+std::string FormatTimestamp(const Timestamp& instant);
 
 }  // namespace tessary

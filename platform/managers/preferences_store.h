@@ -11,11 +11,11 @@
 namespace tessary {
 
 // A stored value of a type that the system has no use for (a float, a date, an array, a table).
-struct OtherPreferenceValue {
-  bool operator==(const OtherPreferenceValue&) const = default;
+struct UnsupportedPreferenceValue {
+  bool operator==(const UnsupportedPreferenceValue&) const = default;
 };
 
-using CFPropertyList = std::variant<bool, int64_t, std::string, OtherPreferenceValue>;
+using CFPropertyList = std::variant<bool, int64_t, std::string, UnsupportedPreferenceValue>;
 
 // The value of `key`, or none where it is absent or the file cannot be read. A value laid over the
 // file comes first. Reads the file as it was at the last synchronise (or at the first use).
@@ -30,7 +30,7 @@ void CFPreferencesSetAppValue(const std::string& key, const std::optional<CFProp
 bool CFPreferencesAppSynchronize();
 
 // Lays a value over the file for the life of this process; nothing is written.
-void LayPreferenceOverFile(const std::string& key, const CFPropertyList& value);
+void OverridePreference(const std::string& key, const CFPropertyList& value);
 
 // The path of the preferences file.
 std::string PreferencesFilePath();

@@ -10,10 +10,10 @@ constexpr bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <=
 constexpr bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
 // Bytes below 0x80 are always UTF-8 and never carried.
-constexpr bool IsCarriedByte(char16_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }
+constexpr bool IsSurrogateEscape(char16_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }
 
 // The code point that a high and a low surrogate make.
-constexpr char32_t CodePointOf(char16_t high, char16_t low) {
+constexpr char32_t CombineSurrogates(char16_t high, char16_t low) {
   return 0x10000U + ((high - 0xD800U) << 10U) + (low - 0xDC00U);
 }
 

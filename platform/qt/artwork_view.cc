@@ -25,7 +25,7 @@ constexpr qreal kFrameRadius = 12;
 constexpr qreal kDash = 5;  // both in widths of the pen
 constexpr qreal kGap = 4;
 constexpr qreal kMargin = 16;
-constexpr qreal kLargest = 190;  // height of the drawing
+constexpr qreal kMaxDrawingHeight = 190;  // height of the drawing
 
 // A colour of the drawing, as the file has it, and the part that it plays.
 struct Role {
@@ -71,14 +71,14 @@ void ArtworkView::paintEvent(QPaintEvent* /*event*/) {
   painter.setPen(pen);
   painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), kFrameRadius, kFrameRadius);
 
-  QSvgRenderer renderer(DrawingInColoursOf(palette(), drawing_));
-  QRectF place(0, 0, width() - 2 * kMargin, std::min(height() - 2 * kMargin, kLargest));
+  QSvgRenderer renderer(RecolourDrawing(palette(), drawing_));
+  QRectF place(0, 0, width() - 2 * kMargin, std::min(height() - 2 * kMargin, kMaxDrawingHeight));
   place.setSize(QSizeF(renderer.defaultSize()).scaled(place.size(), Qt::KeepAspectRatio));
   place.moveCenter(QRectF(rect()).center());
   renderer.render(&painter, place);
 }
 
-QByteArray DrawingInColoursOf(const QPalette& palette, QByteArray drawing) {
+QByteArray RecolourDrawing(const QPalette& palette, QByteArray drawing) {
   const QColor paper = palette.color(QPalette::Window);
   for (const Role& role : kRoles) {
     const QColor colour = Mix(palette.color(role.ink), paper, role.share);

@@ -26,6 +26,6 @@ class ArtworkView : public QWidget {
 void LoadPictures();
 
 // The drawing with the colours that it was drawn with replaced by those of the palette.
-QByteArray DrawingInColoursOf(const QPalette& palette, QByteArray drawing);
+QByteArray RecolourDrawing(const QPalette& palette, QByteArray drawing);
 
 }  // namespace tessary

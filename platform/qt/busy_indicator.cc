@@ -11,20 +11,20 @@ namespace {
 constexpr int64_t kStepMilliseconds = 8;
 constexpr int kStepsPerTile = 12;
 constexpr int kColumns = 3;
-constexpr int kPreferredSide = 96;  // device-independent pixels
-constexpr qreal kFaintest = 0.16;   // opacity of a tile that was lit longest ago
+constexpr int kPreferredSide = 96;   // device-independent pixels
+constexpr qreal kMinOpacity = 0.16;  // opacity of a tile that was lit longest ago
 
 // The cells of a three by three grid, clockwise around its middle one, which stays empty.
 constexpr std::array<std::array<int, 2>, 8> kCells = {
     {{0, 0}, {1, 0}, {2, 0}, {2, 1}, {2, 2}, {1, 2}, {0, 2}, {0, 1}}};
 constexpr auto kTiles = static_cast<int64_t>(kCells.size());
 
-// 1 for the tile that is being lit, falling to kFaintest for the one before it.
+// 1 for the tile that is being lit, falling to kMinOpacity for the one before it.
 qreal OpacityOf(int64_t tile, int64_t phase) {
   constexpr int64_t kRound = kTiles * kStepsPerTile;
   const int64_t age = (phase - tile * kStepsPerTile) % kRound;
   const qreal part = static_cast<qreal>(age < 0 ? age + kRound : age) / static_cast<qreal>(kRound);
-  return kFaintest + (1 - kFaintest) * (1 - part) * (1 - part);
+  return kMinOpacity + (1 - kMinOpacity) * (1 - part) * (1 - part);
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ Status SendTo(const EventTarget& target, OSType commandID) {
 }  // namespace
 
 void CommandSender::Send(const EventTarget& first, OSType commandID) {
-  turns_->RunOrPost([first, application = application_, commandID] {
+  tasks_->RunOrPost([first, application = application_, commandID] {
     if (SendTo(first, commandID) != eventNotHandledErr) return;
     if (SendTo(application, commandID) != eventNotHandledErr) return;
     // quit() would ask the windows to close first, and closing the main window is this command.

@@ -4,23 +4,23 @@
 #include <utility>
 
 #include "platform/managers/events.h"
-#include "platform/qt/turn_queue.h"
+#include "platform/qt/task_queue.h"
 
 namespace tessary {
 
 // Takes the commands of menus and controls to those who handle them.
 class CommandSender {
  public:
-  // `turns` is the caller's and outlives this.
-  CommandSender(TurnQueue* turns, EventTarget application)
-      : turns_(turns), application_(std::move(application)) {}
+  // `tasks` is the caller's and outlives this.
+  CommandSender(TaskQueue* tasks, EventTarget application)
+      : tasks_(tasks), application_(std::move(application)) {}
 
   // Sends the command to `first`, then, where that does not handle it, to the application. A quit
   // command that neither handles ends the event loop.
   void Send(const EventTarget& first, OSType commandID);
 
  private:
-  TurnQueue* turns_;
+  TaskQueue* tasks_;
   EventTarget application_;
 };
 

@@ -32,7 +32,7 @@ QtDrag::QtDrag(const QMimeData& data) {
   // The bytes as they came: as URLs of Qt, escapes that are not UTF-8 would be lost.
   const QByteArray list = data.data("text/uri-list");
   for (const std::string& uri : SplitUriList(list.toStdString())) {
-    paths_.push_back(NamedPathOfFileUri(uri));
+    paths_.push_back(ResolveFileUri(uri));
   }
 }
 

@@ -26,14 +26,14 @@ std::vector<std::string> SplitUriList(std::string_view list) {
   return uris;
 }
 
-std::optional<std::string> NamedPathOfFileUri(std::string_view uri) {
+std::optional<std::string> ResolveFileUri(std::string_view uri) {
   const std::optional<CFURL> url = CFURLCreateWithBytes(uri);
   std::string path;
   if (!url || ResolveNamedPath(url->path, &path) != noErr) return std::nullopt;
   return path;
 }
 
-std::string FileUriOfPath(std::string_view path) {
+std::string FileUriFromPath(std::string_view path) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string uri = "file://";
   for (const char c : path) {
@@ -49,7 +49,7 @@ std::string FileUriOfPath(std::string_view path) {
   return uri;
 }
 
-Status MakeNamedFileSpec(const std::string& path, FSSpec* spec) {
+Status MakeFileSpecFromPath(const std::string& path, FSSpec* spec) {
   const NSAutoreleasePool pool;
   std::string resolved;
   Status status = ResolveNamedPath(path, &resolved);

@@ -130,7 +130,7 @@ std::optional<FolderHandler> FindFolderHandler() {
 }
 
 // A cache may be older than an entry, which others then read all the same.
-bool IsFolderHandlerOurself() {
+bool IsThisProgramFolderHandler() {
   if (std::ranges::any_of(CandidateEntries(), IsOurs)) return true;
   const QStringList folders = ProgramFolders();
   return std::ranges::any_of(folders, [](const QString& folder) {
@@ -146,7 +146,7 @@ bool StartFolderHandler(const FolderHandler& handler, const std::string& path) {
   const QStringList words = QProcess::splitCommand(QString::fromStdString(handler.command));
   for (const QString& word : words) {
     if (word == "%u" || word == "%U") {
-      arguments.append(QString::fromStdString(FileUriOfPath(path)));
+      arguments.append(QString::fromStdString(FileUriFromPath(path)));
       isNamed = true;
     } else if (word == "%f" || word == "%F") {
       arguments.append(pathText);

@@ -18,7 +18,7 @@ std::optional<FolderHandler> FindFolderHandler();
 
 // True where this program is among those that are named for folders, or offers itself for them:
 // whoever asks the desktop to open one may then end up here again.
-bool IsFolderHandlerOurself();
+bool IsThisProgramFolderHandler();
 
 // Starts the program on a folder, by its path or its URI as its command has it. False where it
 // cannot be started.

@@ -16,7 +16,7 @@ QtMenuBar::QtMenuBar(CommandSender* commands) : holder_(std::make_unique<QMainWi
   }
 }
 
-void QtMenuBar::PutInto(QMainWindow* window) { window->setMenuBar(holder_->menuBar()); }
+void QtMenuBar::AttachTo(QMainWindow* window) { window->setMenuBar(holder_->menuBar()); }
 
 void QtMenuBar::EnableCommand(OSType commandID) {
   for (const auto& menu : menus_) menu->EnableCommand(commandID);

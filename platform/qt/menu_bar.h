@@ -18,7 +18,7 @@ class QtMenuBar {
   explicit QtMenuBar(CommandSender* commands);
 
   // Puts the menu bar into a window that has a place for one, which owns the bar from then on.
-  void PutInto(QMainWindow* window);
+  void AttachTo(QMainWindow* window);
 
   // Enables the items of a command in all menus.
   void EnableCommand(OSType commandID);

@@ -22,7 +22,7 @@ std::unique_ptr<Widget> MakeForm() {
 
 Status QtNib::CreateMenuBar(const std::string& name) {
   if (name != "MenuBar") return fnfErr;
-  screen_->newMenuBar = std::make_unique<QtMenuBar>(&screen_->commands);
+  ui_->newMenuBar = std::make_unique<QtMenuBar>(&ui_->commands);
   return noErr;
 }
 
@@ -30,15 +30,15 @@ Status QtNib::CreateWindow(const std::string& name, std::unique_ptr<Window>* win
   if (window == nullptr) return paramErr;
   if (name == "MainWindow") {
     auto form = MakeForm<Ui::MainWindow, QMainWindow>();
-    if (screen_->menuBar != nullptr) screen_->menuBar->PutInto(form.get());
-    auto made = std::make_unique<QtWindow>(std::move(form), &screen_->commands, &screen_->turns);
-    screen_->mainWindow = made.get();
+    if (ui_->menuBar != nullptr) ui_->menuBar->AttachTo(form.get());
+    auto made = std::make_unique<QtWindow>(std::move(form), &ui_->commands, &ui_->tasks);
+    ui_->mainWindow = made.get();
     *window = std::move(made);
     return noErr;
   }
   if (name == "PreferencesWindow") {
-    *window = std::make_unique<QtWindow>(MakeForm<Ui::PreferencesWindow, QDialog>(),
-                                         &screen_->commands, &screen_->turns);
+    *window = std::make_unique<QtWindow>(MakeForm<Ui::PreferencesWindow, QDialog>(), &ui_->commands,
+                                         &ui_->tasks);
     return noErr;
   }
   return fnfErr;

@@ -7,16 +7,16 @@
 #include "platform/managers/windows.h"
 #include "platform/qt/command_sender.h"
 #include "platform/qt/menu_bar.h"
-#include "platform/qt/turn_queue.h"
+#include "platform/qt/task_queue.h"
 #include "platform/qt/window.h"
 
 namespace tessary {
 
 // What the program has on the screen besides its windows' own state. The window system's.
-struct QtScreen {
-  QtScreen() : commands(&turns, application) {}
+struct QtUiState {
+  QtUiState() : commands(&tasks, application) {}
 
-  TurnQueue turns;
+  TaskQueue tasks;
   EventTarget application;
   CommandSender commands;
   std::unique_ptr<QtMenuBar> newMenuBar;  // made and not yet in place
@@ -29,14 +29,14 @@ struct QtScreen {
 class QtNib final : public Nib {
  public:
   // `screen` is the caller's and outlives this and every window that it makes.
-  explicit QtNib(QtScreen* screen) : screen_(screen) {}
+  explicit QtNib(QtUiState* screen) : ui_(screen) {}
 
   // Answers noErr, fnfErr (no form of that name), paramErr (no out-argument).
   Status CreateMenuBar(const std::string& name) override;
   Status CreateWindow(const std::string& name, std::unique_ptr<Window>* window) override;
 
  private:
-  QtScreen* screen_;
+  QtUiState* ui_;
 };
 
 }  // namespace tessary

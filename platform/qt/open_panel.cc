@@ -15,7 +15,7 @@
 namespace tessary {
 namespace {
 
-constexpr int kUncovering = 100;    // milliseconds
+constexpr int kRepaintDelay = 100;  // milliseconds
 constexpr int kMessageMargin = 10;  // device-independent pixels
 
 // Qt's own chooser has room for the message, above everything else, where a layout would have its
@@ -35,9 +35,9 @@ void ShowMessage(QFileDialog* dialog, const QString& message) {
 
 // Lets the windows beneath the panel be painted where it stood: a run that begins at once delivers
 // no more events. Input waits, and requests and timers have their own turn.
-void WaitUntilUncovered() {
+void WaitForRepaint() {
   QEventLoop loop;
-  QTimer::singleShot(kUncovering, &loop, &QEventLoop::quit);
+  QTimer::singleShot(kRepaintDelay, &loop, &QEventLoop::quit);
   loop.exec(QEventLoop::ExcludeUserInputEvents);
 }
 
@@ -52,7 +52,7 @@ std::optional<std::string> RunFolderPanel(const NSOpenPanel& panel, QWidget* par
   dialog.setLabelText(QFileDialog::Accept, QString::fromStdString(panel.prompt));
   ShowMessage(&dialog, QString::fromStdString(panel.message));
   const bool isAccepted = dialog.exec() == QDialog::Accepted;
-  WaitUntilUncovered();
+  WaitForRepaint();
   if (!isAccepted) return std::nullopt;
   const QStringList chosen = dialog.selectedFiles();
   if (chosen.isEmpty()) return std::nullopt;

@@ -12,7 +12,7 @@ constexpr qreal kFrameWidth = 3;
 constexpr qreal kFrameRadius = 8;
 constexpr float kTint = 0.10F;  // opacity of the area inside the frame
 
-void LetEverythingThrough(QWidget* widget) {
+void MakeInputTransparent(QWidget* widget) {
   widget->setAttribute(Qt::WA_TransparentForMouseEvents);
   widget->setFocusPolicy(Qt::NoFocus);
   widget->hide();
@@ -20,7 +20,7 @@ void LetEverythingThrough(QWidget* widget) {
 
 }  // namespace
 
-DropHilite::DropHilite(QWidget* parent) : QWidget(parent) { LetEverythingThrough(this); }
+DropHilite::DropHilite(QWidget* parent) : QWidget(parent) { MakeInputTransparent(this); }
 
 void DropHilite::ShowIn(const QRect& bounds) {
   setGeometry(bounds);
@@ -40,21 +40,21 @@ void DropHilite::paintEvent(QPaintEvent* /*event*/) {
                           kFrameRadius);
 }
 
-Curtain::Curtain(QWidget* parent) : QWidget(parent) {
-  LetEverythingThrough(this);
+FadeOverlay::FadeOverlay(QWidget* parent) : QWidget(parent) {
+  MakeInputTransparent(this);
   setGeometry(parent->rect());
   raise();
   show();
 }
 
-void Curtain::SetSolidity(qreal solidity) {
-  solidity_ = solidity;
+void FadeOverlay::SetOpacity(qreal opacity) {
+  opacity_ = opacity;
   update();
 }
 
-void Curtain::paintEvent(QPaintEvent* /*event*/) {
+void FadeOverlay::paintEvent(QPaintEvent* /*event*/) {
   QPainter painter(this);
-  painter.setOpacity(solidity_);
+  painter.setOpacity(opacity_);
   painter.fillRect(rect(), palette().color(QPalette::Window));
 }
 

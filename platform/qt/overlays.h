@@ -20,18 +20,18 @@ class DropHilite : public QWidget {
 };
 
 // A sheet in the window's background colour that grows from transparent to solid.
-class Curtain : public QWidget {
+class FadeOverlay : public QWidget {
  public:
-  explicit Curtain(QWidget* parent);
+  explicit FadeOverlay(QWidget* parent);
 
   // 0 shows everything beneath, 1 nothing.
-  void SetSolidity(qreal solidity);
+  void SetOpacity(qreal opacity);
 
  protected:
   void paintEvent(QPaintEvent* event) override;
 
  private:
-  qreal solidity_ = 0;
+  qreal opacity_ = 0;
 };
 
 }  // namespace tessary

@@ -14,7 +14,7 @@
 namespace tessary {
 namespace {
 
-constexpr int64_t kWholeWindowInterval = 100;  // milliseconds
+constexpr int64_t kWholeWindowFlushInterval = 100;  // milliseconds
 
 void AdvanceBusyIndicators(const QWidget& window) {
   const QList<QWidget*> children = window.findChildren<QWidget*>();
@@ -27,9 +27,9 @@ void AdvanceBusyIndicators(const QWidget& window) {
 // Hands all of the window to the display anew, a few times a second. While nothing is delivered,
 // the program does not hear that another window has gone from above its own, and what that window
 // covered would keep its picture.
-void ShowAgainWhatWasCovered(const QWidget& window) {
+void FlushWholeWindow(const QWidget& window) {
   static QElapsedTimer gSinceLast;
-  if (gSinceLast.isValid() && gSinceLast.elapsed() < kWholeWindowInterval) return;
+  if (gSinceLast.isValid() && gSinceLast.elapsed() < kWholeWindowFlushInterval) return;
   gSinceLast.start();
   QBackingStore* picture = window.backingStore();
   if (picture != nullptr) picture->flush(QRegion(window.rect()), window.windowHandle());
@@ -48,7 +48,7 @@ void PumpWindows() {
     // Paints the parts that are marked as changed, and no others.
     QEvent update(QEvent::UpdateRequest);
     QCoreApplication::sendEvent(window, &update);
-    ShowAgainWhatWasCovered(*window);
+    FlushWholeWindow(*window);
   }
   FlushToDisplay();
 }

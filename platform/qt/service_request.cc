@@ -19,7 +19,7 @@ constexpr char kMessageName[] = "aggregate";
 
 // A relative path that begins like a URI would hold an empty component, which nobody writes.
 std::optional<std::string> PathOf(const std::string& named) {
-  if (named.starts_with("file://")) return NamedPathOfFileUri(named);
+  if (named.starts_with("file://")) return ResolveFileUri(named);
   std::string path;
   return ResolveNamedPath(named, &path) == noErr ? std::optional(path) : std::nullopt;
 }
@@ -32,7 +32,7 @@ bool Request(const QDBusConnection& bus, const std::string& named) {
   }
   QDBusMessage call =
       QDBusMessage::createMethodCall(kBusName, kObjectPath, kServiceInterface, "Perform");
-  call << QString(kMessageName) << QStringList(QString::fromStdString(FileUriOfPath(*path)));
+  call << QString(kMessageName) << QStringList(QString::fromStdString(FileUriFromPath(*path)));
   const QDBusMessage answer = bus.call(call);
   if (answer.type() == QDBusMessage::ReplyMessage) return true;
   NSLog("Cannot aggregate \"" + named + "\": the program was not reached on the session bus: " +

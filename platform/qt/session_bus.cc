@@ -43,7 +43,7 @@ constexpr char kDescription[] = R"(
   </interface>
 )";
 
-std::vector<std::string> TextsOf(const QVariant& argument) {
+std::vector<std::string> ToStrings(const QVariant& argument) {
   std::vector<std::string> texts;
   const QStringList list = argument.toStringList();
   texts.reserve(static_cast<size_t>(list.size()));
@@ -69,7 +69,7 @@ std::function<void()> RequestOf(const QDBusMessage& call, const BusRequests& req
     return [ask = requests.activate, token = TokenOf(arguments[0])] { ask(token); };
   }
   if (isApplication && method == "Open" && signature == "asa{sv}") {
-    return [ask = requests.open, uris = TextsOf(arguments[0]), token = TokenOf(arguments[1])] {
+    return [ask = requests.open, uris = ToStrings(arguments[0]), token = TokenOf(arguments[1])] {
       ask(uris, token);
     };
   }
@@ -80,7 +80,7 @@ std::function<void()> RequestOf(const QDBusMessage& call, const BusRequests& req
   }
   if (isService && method == "Perform" && signature == "sas") {
     return [ask = requests.perform, message = arguments[0].toString().toStdString(),
-            uris = TextsOf(arguments[1])] { ask(message, uris); };
+            uris = ToStrings(arguments[1])] { ask(message, uris); };
   }
   return nullptr;
 }
@@ -132,11 +132,11 @@ SessionBus::~SessionBus() {
 }
 
 // The object is there before the name is ours: who finds the name finds the object.
-SessionBus::Role SessionBus::Claim() {
+SessionBus::Role SessionBus::ClaimName() {
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) {
     NSLog("There is no session bus; other programs cannot reach this one.");
-    return Role::kOffTheBus;
+    return Role::kUnavailable;
   }
   endpoint_ = new Endpoint(requests_);
   endpoint_->moveToThread(&thread_);
@@ -147,13 +147,13 @@ SessionBus::Role SessionBus::Claim() {
       bus.interface()->registerService(kBusName, QDBusConnectionInterface::DontQueueService,
                                        QDBusConnectionInterface::DontAllowReplacement);
   if (reply.isValid() && reply.value() == QDBusConnectionInterface::ServiceRegistered) {
-    return Role::kOnly;
+    return Role::kPrimary;
   }
   bus.unregisterObject(kObjectPath);
-  if (reply.isValid()) return Role::kSecond;
+  if (reply.isValid()) return Role::kSecondary;
   NSLog("The session bus does not give out the name " + std::string(kBusName) + ": " +
         reply.error().message().toStdString());
-  return Role::kOffTheBus;
+  return Role::kUnavailable;
 }
 
 bool SessionBus::Forward(const std::vector<std::string>& uris) {

@@ -38,13 +38,13 @@ class SessionBus {
   SessionBus& operator=(const SessionBus&) = delete;
 
   enum class Role {
-    kOnly,       // the name is ours, and requests come in
-    kSecond,     // another instance has the name
-    kOffTheBus,  // there is no bus, or it does not give out the name; a log line says so
+    kPrimary,      // the name is ours, and requests come in
+    kSecondary,    // another instance has the name
+    kUnavailable,  // there is no bus, or it does not give out the name; a log line says so
   };
 
   // Takes the name unless another instance has it.
-  Role Claim();
+  Role ClaimName();
 
   // Has the other instance open what the URIs name or, without any, come to the front. False where
   // it did not answer.

@@ -29,7 +29,7 @@ constexpr OSType kControlSignature = FourCharCode("CNTL");
 constexpr char kControlID[] = "controlID";
 constexpr char kCommandID[] = "commandID";
 constexpr char kCloseCommandID[] = "closeCommandID";
-constexpr int kLongestExposure = 3000;  // milliseconds; a window on a hidden desktop never appears
+constexpr int kExposureTimeout = 3000;  // milliseconds; a window on a hidden desktop never appears
 constexpr int kFadeSteps = 24;
 constexpr unsigned long kFadeStep = 16;  // milliseconds
 constexpr size_t kPathSize = 4096;
@@ -45,7 +45,7 @@ void WaitUntilExposed(const QWidget* widget) {
   QTimer limit;
   QObject::connect(&limit, &QTimer::timeout, &limit, [&isTimeUp] { isTimeUp = true; });
   limit.setSingleShot(true);
-  limit.start(kLongestExposure);
+  limit.start(kExposureTimeout);
   while (!isTimeUp && widget->windowHandle() != nullptr && !widget->windowHandle()->isExposed()) {
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
                                     QEventLoop::WaitForMoreEvents);
@@ -70,8 +70,8 @@ QString PathOfSpec(const FSSpec& spec) {
 
 }  // namespace
 
-QtWindow::QtWindow(std::unique_ptr<QWidget> widget, CommandSender* commands, TurnQueue* turns)
-    : widget_(widget.release()), commands_(commands), turns_(turns) {
+QtWindow::QtWindow(std::unique_ptr<QWidget> widget, CommandSender* commands, TaskQueue* tasks)
+    : widget_(widget.release()), commands_(commands), tasks_(tasks) {
   widget_->installEventFilter(this);
   const QList<QWidget*> children = widget_->findChildren<QWidget*>();
   for (QWidget* child : children) {
@@ -144,11 +144,11 @@ Status QtWindow::HideSheet() {
 
 void QtWindow::FadeOut() {
   if (widget_->isVisible()) {
-    Curtain curtain(widget_);
+    FadeOverlay fade(widget_);
     for (int step = 1; step <= kFadeSteps; ++step) {
       // Slowly at first, so that the last text can be read.
       const qreal part = static_cast<qreal>(step) / kFadeSteps;
-      curtain.SetSolidity(part * part * part);
+      fade.SetOpacity(part * part * part);
       PumpWindows();
       QThread::msleep(kFadeStep);
     }
@@ -281,10 +281,10 @@ void QtWindow::Drop(QEvent* event) {
   LeaveDrag();
   if (drag == nullptr) drag = std::make_shared<QtDrag>(*drop->mimeData());
   Status status = noErr;
-  if (turns_->IsIdle()) {
-    turns_->RunOrPost([this, &drag, &status] { status = Receive(drag); });
+  if (tasks_->IsIdle()) {
+    tasks_->RunOrPost([this, &drag, &status] { status = Receive(drag); });
   } else {
-    turns_->Post([window = QPointer<QtWindow>(this), drag] {
+    tasks_->Post([window = QPointer<QtWindow>(this), drag] {
       if (window != nullptr) (void)window->Receive(drag);
     });
   }

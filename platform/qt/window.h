@@ -10,7 +10,7 @@
 #include "platform/managers/windows.h"
 #include "platform/qt/command_sender.h"
 #include "platform/qt/overlays.h"
-#include "platform/qt/turn_queue.h"
+#include "platform/qt/task_queue.h"
 
 namespace tessary {
 
@@ -20,8 +20,8 @@ namespace tessary {
 // command that closing the window stands for.
 class QtWindow final : public QObject, public Window {
  public:
-  // `commands` and `turns` are the caller's and outlive this.
-  QtWindow(std::unique_ptr<QWidget> widget, CommandSender* commands, TurnQueue* turns);
+  // `commands` and `tasks` are the caller's and outlive this.
+  QtWindow(std::unique_ptr<QWidget> widget, CommandSender* commands, TaskQueue* tasks);
   ~QtWindow() override;
   QtWindow(const QtWindow&) = delete;
   QtWindow& operator=(const QtWindow&) = delete;
@@ -62,7 +62,7 @@ class QtWindow final : public QObject, public Window {
 
   QPointer<QWidget> widget_;
   CommandSender* commands_;
-  TurnQueue* turns_;
+  TaskQueue* tasks_;
   EventTarget target_;
   std::map<int32_t, std::unique_ptr<Control>> controls_;
   QPointer<DropHilite> hilite_;

@@ -42,14 +42,14 @@ constexpr std::array kDesktopActions = {
 };
 
 // Qt's own messages are the program's: they go to its log, a line each.
-void LogMessageOfQt(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
+void LogQtMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
   NSLog(text.toStdString());
   if (type == QtFatalMsg) std::_Exit(EXIT_FAILURE);
 }
 
 // Before the application is made, which may have something to say already.
-int* WithMessagesLogged(int* count) {
-  qInstallMessageHandler(LogMessageOfQt);
+int* InstallMessageHandler(int* count) {
+  qInstallMessageHandler(LogQtMessage);
   return count;
 }
 
@@ -60,7 +60,7 @@ std::string DescribeMissing(const std::string& named) {
 }  // namespace
 
 QtWindowSystem::QtWindowSystem(int* count, char** arguments, OpenDocuments openDocuments)
-    : application_(*WithMessagesLogged(count), arguments),
+    : application_(*InstallMessageHandler(count), arguments),
       openDocuments_(std::move(openDocuments)),
       bus_(MakeBusRequests()) {
   QCoreApplication::setApplicationName("tessary");
@@ -75,13 +75,13 @@ QtWindowSystem::~QtWindowSystem() {
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-bool QtWindowSystem::HandOver(const std::vector<std::string>& paths) {
-  if (bus_.Claim() != SessionBus::Role::kSecond) return false;
+bool QtWindowSystem::ForwardToRunningInstance(const std::vector<std::string>& paths) {
+  if (bus_.ClaimName() != SessionBus::Role::kSecondary) return false;
   std::vector<std::string> uris;
   for (const std::string& path : paths) {
     std::string resolved;
     if (ResolveNamedPath(path, &resolved) == noErr) {
-      uris.push_back(FileUriOfPath(resolved));
+      uris.push_back(FileUriFromPath(resolved));
     } else {
       NSLog(DescribeMissing(path));
     }
@@ -93,14 +93,14 @@ void QtWindowSystem::OpenPaths(const std::vector<std::string>& paths) {
   std::vector<FSSpec> documents;
   for (const std::string& path : paths) {
     FSSpec spec;
-    if (MakeNamedFileSpec(path, &spec) == noErr) {
+    if (MakeFileSpecFromPath(path, &spec) == noErr) {
       documents.push_back(spec);
     } else {
       NSLog(DescribeMissing(path));
     }
   }
   if (documents.empty()) return;
-  screen_.turns.Post([this, documents] { openDocuments_(documents); });
+  ui_.tasks.Post([this, documents] { openDocuments_(documents); });
 }
 
 void QtWindowSystem::LoadApplication() {
@@ -111,19 +111,19 @@ void QtWindowSystem::LoadApplication() {
 Status QtWindowSystem::CreateNibReference(const std::string& name, std::unique_ptr<Nib>* nib) {
   if (nib == nullptr) return paramErr;
   if (name != "main") return fnfErr;
-  *nib = std::make_unique<QtNib>(&screen_);
+  *nib = std::make_unique<QtNib>(&ui_);
   return noErr;
 }
 
-void QtWindowSystem::SetMenuBar() { screen_.menuBar = std::move(screen_.newMenuBar); }
+void QtWindowSystem::SetMenuBar() { ui_.menuBar = std::move(ui_.newMenuBar); }
 
 void QtWindowSystem::EnableMenuCommand(OSType commandID) {
-  if (screen_.menuBar != nullptr) screen_.menuBar->EnableCommand(commandID);
+  if (ui_.menuBar != nullptr) ui_.menuBar->EnableCommand(commandID);
 }
 
 Status QtWindowSystem::GetHelpMenu(MenuRef* menu, uint16_t* firstFreeItem) {
   if (menu == nullptr || firstFreeItem == nullptr) return paramErr;
-  QtMenu* help = screen_.menuBar == nullptr ? nullptr : screen_.menuBar->HelpMenu();
+  QtMenu* help = ui_.menuBar == nullptr ? nullptr : ui_.menuBar->HelpMenu();
   if (help == nullptr) return fnfErr;
   *menu = help;
   *firstFreeItem = help->FirstFreeItem();
@@ -131,22 +131,22 @@ Status QtWindowSystem::GetHelpMenu(MenuRef* menu, uint16_t* firstFreeItem) {
 }
 
 void QtWindowSystem::RunApplicationEventLoop() {
-  screen_.turns.Open();
+  ui_.tasks.Open();
   QCoreApplication::exec();
 }
 
 Status QtWindowSystem::InstallEventLoopTimer(double delay, std::function<void()> routine) {
   if (!routine || !(delay >= 0)) return paramErr;
   const auto milliseconds = static_cast<int>(std::ceil(delay * kMillisecondsPerSecond));
-  QTimer::singleShot(milliseconds, Qt::PreciseTimer, screen_.turns.Context(),
-                     [this, routine = std::move(routine)] { screen_.turns.Post(routine); });
+  QTimer::singleShot(milliseconds, Qt::PreciseTimer, ui_.tasks.Context(),
+                     [this, routine = std::move(routine)] { ui_.tasks.Post(routine); });
   return noErr;
 }
 
 void QtWindowSystem::PumpEvents() { PumpWindows(); }
 
 void QtWindowSystem::BringApplicationToFront() {
-  if (screen_.mainWindow != nullptr) screen_.mainWindow->BringToFront();
+  if (ui_.mainWindow != nullptr) ui_.mainWindow->BringToFront();
 }
 
 void QtWindowSystem::Beep() {
@@ -157,8 +157,7 @@ void QtWindowSystem::Beep() {
 void QtWindowSystem::ExitToShell() { std::_Exit(EXIT_SUCCESS); }
 
 std::optional<std::string> QtWindowSystem::RunOpenPanel(const NSOpenPanel& panel) {
-  return RunFolderPanel(panel,
-                        screen_.mainWindow == nullptr ? nullptr : screen_.mainWindow->Widget());
+  return RunFolderPanel(panel, ui_.mainWindow == nullptr ? nullptr : ui_.mainWindow->Widget());
 }
 
 Status QtWindowSystem::OpenFolder(const std::string& path) { return ShowFolder(path); }
@@ -168,7 +167,7 @@ void QtWindowSystem::OpenPage(const std::string& url) { ShowPage(url); }
 // Installed beside the program, in PREFIX/share/doc when that is in PREFIX/bin.
 std::string QtWindowSystem::ProductPageURL() {
   const QString page = QCoreApplication::applicationDirPath() + "/../share/doc/tessary/index.html";
-  return FileUriOfPath(QFileInfo(page).absoluteFilePath().toStdString());
+  return FileUriFromPath(QFileInfo(page).absoluteFilePath().toStdString());
 }
 
 // Requests come in by the event loop, also while a panel runs one; here they get in line.
@@ -180,22 +179,22 @@ BusRequests QtWindowSystem::MakeBusRequests() {
   return {
       .activate =
           [this, comeToFront](const std::string& token) {
-            screen_.turns.Post([comeToFront, token] { comeToFront(token); });
+            ui_.tasks.Post([comeToFront, token] { comeToFront(token); });
           },
       .open =
           [this](const std::vector<std::string>& uris, const std::string& token) {
-            screen_.turns.Post([this, uris, token] {
+            ui_.tasks.Post([this, uris, token] {
               if (!token.empty()) qputenv(kActivationToken, QByteArray::fromStdString(token));
               OpenURIs(uris);
             });
           },
       .performAction =
           [this](const std::string& action) {
-            screen_.turns.Post([this, action] { PerformAction(action); });
+            ui_.tasks.Post([this, action] { PerformAction(action); });
           },
       .perform =
           [this](const std::string& message, const std::vector<std::string>& uris) {
-            screen_.turns.Post([this, message, uris] { PerformService(message, uris); });
+            ui_.tasks.Post([this, message, uris] { PerformService(message, uris); });
           },
   };
 }
@@ -203,9 +202,9 @@ BusRequests QtWindowSystem::MakeBusRequests() {
 void QtWindowSystem::OpenURIs(const std::vector<std::string>& uris) {
   std::vector<FSSpec> documents;
   for (const std::string& uri : uris) {
-    const std::optional<std::string> path = NamedPathOfFileUri(uri);
+    const std::optional<std::string> path = ResolveFileUri(uri);
     FSSpec spec;
-    if (path && MakeNamedFileSpec(*path, &spec) == noErr) {
+    if (path && MakeFileSpecFromPath(*path, &spec) == noErr) {
       documents.push_back(spec);
     } else {
       NSLog(DescribeMissing(uri));
@@ -217,7 +216,7 @@ void QtWindowSystem::OpenURIs(const std::vector<std::string>& uris) {
 void QtWindowSystem::PerformAction(const std::string& action) {
   for (const DesktopAction& known : kDesktopActions) {
     if (action == known.name) {
-      screen_.commands.Send(EventTarget(), known.commandID);
+      ui_.commands.Send(EventTarget(), known.commandID);
       return;
     }
   }
@@ -233,7 +232,7 @@ void QtWindowSystem::PerformService(const std::string& message,
                        .parameters = {{kEventParamServiceMessageName, message},
                                       {kEventParamPasteboardRef, PasteboardRef(pasteboard)}}};
   // The handler lets every request pass on, also one that it has performed.
-  (void)screen_.application.Send(event);
+  (void)ui_.application.Send(event);
 }
 
 }  // namespace tessary

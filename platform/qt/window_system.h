@@ -29,7 +29,7 @@ class QtWindowSystem final : public WindowSystem {
   // Has the instance that runs in this session already, if there is one, open what the paths name,
   // or come to the front where there are none. True where it has taken that over, and this process
   // has nothing to do any more. Without a session bus, which a log line tells, there is none.
-  bool HandOver(const std::vector<std::string>& paths);
+  bool ForwardToRunningInstance(const std::vector<std::string>& paths);
 
   // Has the documents opened when the event loop runs. A path that leads nowhere is left out, with
   // a log line.
@@ -41,7 +41,7 @@ class QtWindowSystem final : public WindowSystem {
   void SetMenuBar() override;
   void EnableMenuCommand(OSType commandID) override;
   Status GetHelpMenu(MenuRef* menu, uint16_t* firstFreeItem) override;
-  EventTarget GetApplicationEventTarget() override { return screen_.application; }
+  EventTarget GetApplicationEventTarget() override { return ui_.application; }
   void RunApplicationEventLoop() override;
   Status InstallEventLoopTimer(double delay, std::function<void()> routine) override;
   void PumpEvents() override;
@@ -61,7 +61,7 @@ class QtWindowSystem final : public WindowSystem {
 
   QApplication application_;
   OpenDocuments openDocuments_;
-  QtScreen screen_;
+  QtUiState ui_;
   SessionBus bus_;
 };
 

@@ -42,25 +42,25 @@ bool AskFileManager(const std::string& path, const char* method) {
   if (!HasFileManagerOnBus(bus)) return false;
   QDBusMessage call =
       QDBusMessage::createMethodCall(kFileManagerName, kFileManagerPath, kFileManagerName, method);
-  call << QStringList{QString::fromStdString(FileUriOfPath(path))} << QString();
+  call << QStringList{QString::fromStdString(FileUriFromPath(path))} << QString();
   return bus.send(call);
 }
 
-void TellThatNothingOpens(const std::string& path) {
+void LogNoFolderHandler(const std::string& path) {
   NSLog("Nothing on this desktop opens the folder \"" + path + "\".");
 }
 
 // xdg-open would lead back here where this program is the only one left for folders; and it
 // tells only when it ends whether it found a program.
 bool RunXdgOpen(const std::string& path) {
-  if (IsFolderHandlerOurself()) return false;
+  if (IsThisProgramFolderHandler()) return false;
   const QString program = QStandardPaths::findExecutable("xdg-open");
   if (program.isEmpty()) return false;
   auto* process = new QProcess(QCoreApplication::instance());
   QObject::connect(process, &QProcess::finished, process,
                    [process, path](int exitCode, QProcess::ExitStatus status) {
                      const bool worked = status == QProcess::NormalExit && exitCode == 0;
-                     if (!worked) TellThatNothingOpens(path);
+                     if (!worked) LogNoFolderHandler(path);
                      process->deleteLater();
                    });
   process->setStandardInputFile(QProcess::nullDevice());
@@ -70,7 +70,7 @@ bool RunXdgOpen(const std::string& path) {
   return process->waitForStarted();
 }
 
-bool OpenFolderSomehow(const std::string& path) {
+bool OpenFolderWithAnyHandler(const std::string& path) {
   const std::optional<FolderHandler> handler = FindFolderHandler();
   if (handler && StartFolderHandler(*handler, path)) return true;
   return AskFileManager(path, "ShowFolders") || RunXdgOpen(path);
@@ -84,11 +84,11 @@ std::string ParentOf(const std::string& path) {
 }  // namespace
 
 Status ShowFolder(const std::string& path) {
-  const bool isShown = IsFolder(path)
-                           ? OpenFolderSomehow(path)
-                           : AskFileManager(path, "ShowItems") || OpenFolderSomehow(ParentOf(path));
+  const bool isShown = IsFolder(path) ? OpenFolderWithAnyHandler(path)
+                                      : AskFileManager(path, "ShowItems") ||
+                                            OpenFolderWithAnyHandler(ParentOf(path));
   if (isShown) return noErr;
-  TellThatNothingOpens(path);
+  LogNoFolderHandler(path);
   return kLSApplicationNotFoundErr;
 }
 

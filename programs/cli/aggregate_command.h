@@ -7,8 +7,8 @@
 namespace tessary {
 
 // Starts the shell over `terminal`, which is gWindowSystem, for one run on the source, lays the
-// options over the stored settings for that, and prints a summary line. kAllFiled, kSomeFailed, or
-// kNoRun with one line on standard error and nothing changed on disk. A summary that cannot be
+// options over the stored settings for that, and prints a summary line. kSuccess, kSomeFailed, or
+// kFailure with one line on standard error and nothing changed on disk. A summary that cannot be
 // written is told on standard error and leaves the status as the run made it.
 ExitStatus Aggregate(const AggregateOptions& options, TerminalWindowSystem* terminal);
 

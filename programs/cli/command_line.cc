@@ -29,7 +29,7 @@ struct Dispatch {
     return DeleteDefault(options);
   }
   ExitStatus operator()(const IntegrateOptions& options) const { return Integrate(options); }
-  ExitStatus operator()(const InfoOptions& options) const { return TellInfo(options); }
+  ExitStatus operator()(const InfoOptions& options) const { return PrintInfo(options); }
 };
 
 }  // namespace
@@ -39,13 +39,13 @@ int RunCommandLine(const std::vector<std::string>& arguments, TerminalWindowSyst
   std::string problem;
   if (!ParseOptions(arguments, &options, &problem)) {
     PrintProblem(problem);
-    return static_cast<int>(ExitStatus::kBadUsage);
+    return static_cast<int>(ExitStatus::kUsageError);
   }
   return static_cast<int>(std::visit(Dispatch{.terminal = terminal}, options));
 } catch (const std::bad_alloc&) {
   // A run tells of it by itself, so that none has taken place.
-  PrintWantOfMemory();
-  return static_cast<int>(ExitStatus::kNoRun);
+  PrintOutOfMemory();
+  return static_cast<int>(ExitStatus::kFailure);
 }
 
 }  // namespace tessary

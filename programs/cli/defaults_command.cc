@@ -29,7 +29,7 @@ struct ValueText {
   std::string operator()(const std::string& value) const {
     return Quoted(EscapeControlCharacters(value));
   }
-  std::string operator()(const OtherPreferenceValue&) const {
+  std::string operator()(const UnsupportedPreferenceValue&) const {
     return "a value of a type that is not read";
   }
 };
@@ -44,7 +44,7 @@ bool Synchronise() {
 
 ExitStatus Store(const std::string& key, const std::optional<CFPropertyList>& value) {
   CFPreferencesSetAppValue(key, value);
-  return Synchronise() ? ExitStatus::kAllFiled : ExitStatus::kNoRun;
+  return Synchronise() ? ExitStatus::kSuccess : ExitStatus::kFailure;
 }
 
 std::string TextOfAll() {
@@ -63,12 +63,12 @@ std::string TextOfAll() {
 }  // namespace
 
 ExitStatus ReadDefaults(const ReadDefaultsOptions& options) {
-  if (!Synchronise()) return ExitStatus::kNoRun;
+  if (!Synchronise()) return ExitStatus::kFailure;
   if (options.key.empty()) return PrintOutput(TextOfAll());
   const std::optional<CFPropertyList> value = CFPreferencesCopyAppValue(options.key);
   if (!value) {
     PrintProblem(options.key + " is not set");
-    return ExitStatus::kNoRun;
+    return ExitStatus::kFailure;
   }
   return PrintOutput(std::visit(ValueText(), *value) + "\n");
 }

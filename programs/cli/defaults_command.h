@@ -3,11 +3,11 @@
 #include "programs/cli/exit_status.h"
 #include "programs/cli/options.h"
 
-// The commands on the stored settings. Each answers kAllFiled, or kNoRun with one line on standard
+// The commands on the stored settings. Each answers kSuccess, or kFailure with one line on standard
 // error: where the preferences file cannot be read or written, which leaves it as it was.
 namespace tessary {
 
-// Prints one key's value; kNoRun also where it is not set. Or prints all, in the order of
+// Prints one key's value; kFailure also where it is not set. Or prints all, in the order of
 // kSettings: "KEY = VALUE", the value as it is stored, or "KEY not set (what then holds)".
 ExitStatus ReadDefaults(const ReadDefaultsOptions& options);
 

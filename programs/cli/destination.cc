@@ -16,13 +16,13 @@ Status OpenNamedObject(const std::string& named, FSRef* ref, std::string* path) 
   return status == noErr ? FSPathMakeRef(path->c_str(), ref) : status;
 }
 
-struct NamedPlace {
+struct ParentAndName {
   std::string parent;
   std::string name;
 };
 
 // "a/b//" is the name b in a, and "b" is the name b here.
-NamedPlace SplitNamedPath(std::string path) {
+ParentAndName SplitNamedPath(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
   const size_t slash = path.rfind('/');
   if (slash == std::string::npos) return {".", path};
@@ -30,7 +30,7 @@ NamedPlace SplitNamedPath(std::string path) {
 }
 
 bool MakeDestination(const std::string& named, std::string* path, std::string* problem) {
-  const NamedPlace place = SplitNamedPath(named);
+  const ParentAndName place = SplitNamedPath(named);
   FSRef parent;
   std::string parentPath;
   const Status parentStatus = OpenNamedObject(place.parent, &parent, &parentPath);
@@ -59,7 +59,7 @@ bool MakeDestination(const std::string& named, std::string* path, std::string* p
 
 }  // namespace
 
-bool FindDestination(const std::string& named, std::string* path, std::string* problem) {
+bool FindOrCreateDestination(const std::string& named, std::string* path, std::string* problem) {
   FSRef found;
   std::string resolved;
   Status status = OpenNamedObject(named, &found, &resolved);

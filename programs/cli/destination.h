@@ -8,6 +8,6 @@ namespace tessary {
 // parent is there. False when there is no such folder and none can be made, and when it is no
 // folder; `*problem` is then one line. Nothing was made then, unless it is the path of what was
 // made that cannot be told. `*path`, links resolved, is written on success only.
-bool FindDestination(const std::string& named, std::string* path, std::string* problem);
+bool FindOrCreateDestination(const std::string& named, std::string* path, std::string* problem);
 
 }  // namespace tessary

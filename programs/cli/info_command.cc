@@ -30,7 +30,7 @@ Status ResolveItemPath(const std::string& named, std::string* path) {
   return noErr;
 }
 
-Status LookAt(const std::string& named, ItemReport* report) {
+Status ReadItemReport(const std::string& named, ItemReport* report) {
   std::string path;
   Status status = ResolveItemPath(named, &path);
   FSRef item;
@@ -45,7 +45,7 @@ std::string JsonOfProblem(const std::string& named, Status status) {
 
 }  // namespace
 
-ExitStatus TellInfo(const InfoOptions& options) {
+ExitStatus PrintInfo(const InfoOptions& options) {
   RegisterBundleInfo();
   BuildExtensionMap();
   gDateLocale = CopyUserDateLocale();
@@ -54,7 +54,7 @@ ExitStatus TellInfo(const InfoOptions& options) {
   const NSAutoreleasePool pool;
   for (const std::string& named : options.files) {
     ItemReport report;
-    const Status status = LookAt(named, &report);
+    const Status status = ReadItemReport(named, &report);
     if (status != noErr) {
       PrintProblem("the file " + Quoted(named) + " cannot be told of: " + DescribeStatus(status));
     } else {
@@ -69,8 +69,8 @@ ExitStatus TellInfo(const InfoOptions& options) {
   }
   if (options.isJson) text += "\n]\n";
   const ExitStatus written = PrintOutput(text);
-  if (written != ExitStatus::kAllFiled || told == options.files.size()) return written;
-  return told == 0 ? ExitStatus::kNoRun : ExitStatus::kSomeFailed;
+  if (written != ExitStatus::kSuccess || told == options.files.size()) return written;
+  return told == 0 ? ExitStatus::kFailure : ExitStatus::kSomeFailed;
 }
 
 }  // namespace tessary

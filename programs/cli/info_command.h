@@ -6,8 +6,8 @@
 namespace tessary {
 
 // Tells on standard output what a run would see of each of the files. One that cannot be told of is
-// a line on standard error, and the others are told all the same. kAllFiled: all were told of;
-// kNoRun: none was, or the output could not be written; kSomeFailed: some were not.
-ExitStatus TellInfo(const InfoOptions& options);
+// a line on standard error, and the others are told all the same. kSuccess: all were told of;
+// kFailure: none was, or the output could not be written; kSomeFailed: some were not.
+ExitStatus PrintInfo(const InfoOptions& options);
 
 }  // namespace tessary

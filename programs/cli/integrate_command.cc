@@ -114,7 +114,7 @@ std::string Sentence(const FileManager& manager, const char* state, const std::s
 ExitStatus Refuse(const FileManager& manager, const std::string& path, const std::string& why) {
   PrintProblem(std::string(manager.name) + ": " + Quoted(path) + " was left as it is, because " +
                why);
-  return ExitStatus::kNoRun;
+  return ExitStatus::kFailure;
 }
 
 std::string DescribeFileStatus(Status status) {
@@ -160,10 +160,10 @@ ExitStatus Perform(const FileManager& manager, IntegrateAction action) {
 }  // namespace
 
 ExitStatus Integrate(const IntegrateOptions& options) {
-  ExitStatus worst = ExitStatus::kAllFiled;
+  ExitStatus worst = ExitStatus::kSuccess;
   for (const FileManager& manager : kFileManagers) {
     const ExitStatus status = Perform(manager, options.action);
-    if (status != ExitStatus::kAllFiled) worst = status;
+    if (status != ExitStatus::kSuccess) worst = status;
   }
   return worst;
 }

@@ -65,7 +65,7 @@ std::string Line(std::string_view label, const std::optional<std::string>& value
 std::optional<std::string> Quote(const std::string& text) { return '"' + text + '"'; }
 
 std::optional<std::string> InstantText(const std::optional<Timestamp>& instant) {
-  const std::string text = instant ? TextOfInstant(*instant) : std::string();
+  const std::string text = instant ? FormatTimestamp(*instant) : std::string();
   return text.empty() ? std::nullopt : std::optional(text);
 }
 

@@ -9,7 +9,7 @@
 namespace tessary {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kWhitespace = " \t\r\n";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::array<std::string_view, 5> kEntities = {"amp", "lt", "gt", "quot", "apos"};
 
@@ -32,7 +32,7 @@ bool ContinuesName(char byte) {
 
 bool IsControlCharacter(char byte) {
   const auto code = static_cast<unsigned char>(byte);
-  return code < 0x20 && kBlanks.find(byte) == std::string_view::npos;
+  return code < 0x20 && kWhitespace.find(byte) == std::string_view::npos;
 }
 
 // What stands between "&" and ";".
@@ -56,14 +56,14 @@ class Parser {
  private:
   bool Fail(size_t at, std::string reason);
   bool StartsWith(std::string_view token) const { return text_.substr(at_).starts_with(token); }
-  bool PassBehind(std::string_view token, const char* what);
-  bool PassCharacters();
-  bool PassDocumentType();
-  bool PassMarkup();
-  bool PassStartTag();
-  bool PassEndTag();
-  bool PassAttribute();
-  void PassBlanks();
+  bool SkipPast(std::string_view token, const char* what);
+  bool ParseText();
+  bool ParseDocumentType();
+  bool ParseMarkupItem();
+  bool ParseStartTag();
+  bool ParseEndTag();
+  bool ParseAttribute();
+  void SkipWhitespace();
   std::string_view TakeName();
   bool CheckReferences(size_t begin, size_t end);
 
@@ -94,7 +94,7 @@ bool Parser::Parse() {
   }
   if (text_.starts_with(kByteOrderMark)) at_ = kByteOrderMark.size();
   while (at_ < text_.size()) {
-    if (text_[at_] == '<' ? !PassMarkup() : !PassCharacters()) return false;
+    if (text_[at_] == '<' ? !ParseMarkupItem() : !ParseText()) return false;
   }
   if (!open_.empty()) {
     const MarkupElement& open = elements_[open_.back()];
@@ -103,44 +103,44 @@ bool Parser::Parse() {
   return !elements_.empty() || Fail(0, "it holds no element");
 }
 
-bool Parser::PassBehind(std::string_view token, const char* what) {
+bool Parser::SkipPast(std::string_view token, const char* what) {
   const size_t found = text_.find(token, at_);
   if (found == std::string_view::npos) return Fail(at_, std::string(what) + " does not end");
   at_ = found + token.size();
   return true;
 }
 
-bool Parser::PassCharacters() {
+bool Parser::ParseText() {
   const size_t begin = at_;
   at_ = std::min(text_.find('<', at_), text_.size());
   if (!open_.empty()) return CheckReferences(begin, at_);
-  const size_t stray = text_.substr(0, at_).find_first_not_of(kBlanks, begin);
+  const size_t stray = text_.substr(0, at_).find_first_not_of(kWhitespace, begin);
   return stray == std::string_view::npos || Fail(stray, "there is text outside of all elements");
 }
 
-bool Parser::PassMarkup() {
+bool Parser::ParseMarkupItem() {
   if (StartsWith("<!--")) {
     at_ += 4;
-    return PassBehind("-->", "a comment");
+    return SkipPast("-->", "a comment");
   }
-  if (StartsWith("<?")) return PassBehind("?>", "a processing instruction");
+  if (StartsWith("<?")) return SkipPast("?>", "a processing instruction");
   if (StartsWith("<![CDATA[")) {
     if (open_.empty()) return Fail(at_, "there is text outside of all elements");
-    return PassBehind("]]>", "a character section");
+    return SkipPast("]]>", "a character section");
   }
-  if (StartsWith("<!DOCTYPE")) return PassDocumentType();
-  return StartsWith("</") ? PassEndTag() : PassStartTag();
+  if (StartsWith("<!DOCTYPE")) return ParseDocumentType();
+  return StartsWith("</") ? ParseEndTag() : ParseStartTag();
 }
 
 // A ">" inside of brackets, quotes and comments does not end it.
-bool Parser::PassDocumentType() {
+bool Parser::ParseDocumentType() {
   const size_t begin = at_;
   if (!elements_.empty()) return Fail(begin, "a document type declaration stands too late");
   size_t depth = 0;
   while (at_ < text_.size()) {
     if (StartsWith("<!--")) {
       at_ += 4;
-      if (!PassBehind("-->", "a comment")) return false;
+      if (!SkipPast("-->", "a comment")) return false;
       continue;
     }
     const char byte = text_[at_++];
@@ -149,12 +149,12 @@ bool Parser::PassDocumentType() {
       if (depth == 0) break;
       if (--depth == 0) return true;
     }
-    if ((byte == '"' || byte == '\'') && !PassBehind({&byte, 1}, "a quoted text")) return false;
+    if ((byte == '"' || byte == '\'') && !SkipPast({&byte, 1}, "a quoted text")) return false;
   }
   return Fail(begin, "a document type declaration does not end");
 }
 
-bool Parser::PassStartTag() {
+bool Parser::ParseStartTag() {
   MarkupElement element = {.begin = at_++};
   if (open_.empty() && !elements_.empty()) {
     return Fail(element.begin, "there is a second outermost element");
@@ -162,10 +162,10 @@ bool Parser::PassStartTag() {
   element.name = TakeName();
   if (element.name.empty()) return Fail(element.begin, "a \"<\" begins no tag");
   if (!open_.empty()) element.parent = open_.back();
-  PassBlanks();
+  SkipWhitespace();
   while (at_ < text_.size() && StartsName(text_[at_])) {
-    if (!PassAttribute()) return false;
-    PassBlanks();
+    if (!ParseAttribute()) return false;
+    SkipWhitespace();
   }
   const bool isEmpty = StartsWith("/>");
   if (!isEmpty && !StartsWith(">")) {
@@ -178,11 +178,11 @@ bool Parser::PassStartTag() {
   return true;
 }
 
-bool Parser::PassEndTag() {
+bool Parser::ParseEndTag() {
   const size_t begin = at_;
   at_ += 2;
   const std::string_view name = TakeName();
-  PassBlanks();
+  SkipWhitespace();
   if (!StartsWith(">")) return Fail(begin, "the tag </" + std::string(name) + "> does not end");
   ++at_;
   if (open_.empty() || elements_[open_.back()].name != name) {
@@ -194,26 +194,28 @@ bool Parser::PassEndTag() {
   return true;
 }
 
-bool Parser::PassAttribute() {
+bool Parser::ParseAttribute() {
   const size_t begin = at_;
   const std::string_view name = TakeName();
-  PassBlanks();
+  SkipWhitespace();
   const bool hasValue = StartsWith("=");
   if (hasValue) ++at_;
-  PassBlanks();
+  SkipWhitespace();
   const char quote = at_ < text_.size() ? text_[at_] : '\0';
   if (!hasValue || (quote != '"' && quote != '\'')) {
     return Fail(begin, "the attribute " + std::string(name) + " has no value in quotes");
   }
   const size_t value = ++at_;
-  if (!PassBehind({&quote, 1}, "an attribute's value")) return false;
+  if (!SkipPast({&quote, 1}, "an attribute's value")) return false;
   if (text_.substr(value, at_ - 1 - value).find('<') != std::string_view::npos) {
     return Fail(begin, "the value of the attribute " + std::string(name) + " holds a \"<\"");
   }
   return CheckReferences(value, at_ - 1);
 }
 
-void Parser::PassBlanks() { at_ = std::min(text_.find_first_not_of(kBlanks, at_), text_.size()); }
+void Parser::SkipWhitespace() {
+  at_ = std::min(text_.find_first_not_of(kWhitespace, at_), text_.size());
+}
 
 std::string_view Parser::TakeName() {
   const size_t begin = at_;

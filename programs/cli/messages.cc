@@ -11,18 +11,18 @@ void PrintProblem(std::string_view sentence) {
   (void)std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
-void PrintWantOfMemory() { (void)std::fputs("tessary-cli: there is not enough memory\n", stderr); }
+void PrintOutOfMemory() { (void)std::fputs("tessary-cli: there is not enough memory\n", stderr); }
 
 bool WriteOutput(std::string_view text) {
-  const bool wasTaken = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  const bool wasWritten = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
   // What the buffer took is told to be lost, if at all, when it is flushed.
-  return std::fflush(stdout) == 0 && wasTaken;
+  return std::fflush(stdout) == 0 && wasWritten;
 }
 
 ExitStatus PrintOutput(std::string_view text) {
-  if (WriteOutput(text)) return ExitStatus::kAllFiled;
+  if (WriteOutput(text)) return ExitStatus::kSuccess;
   PrintProblem("the output could not be written to standard output");
-  return ExitStatus::kNoRun;
+  return ExitStatus::kFailure;
 }
 
 std::string Quoted(std::string_view text) { return '"' + std::string(text) + '"'; }

@@ -14,12 +14,12 @@ namespace tessary {
 void PrintProblem(std::string_view sentence);
 
 // Says so on standard error, for which it takes none.
-void PrintWantOfMemory();
+void PrintOutOfMemory();
 
 // Writes the text to standard output, whole. False where it could not be written.
 bool WriteOutput(std::string_view text);
 
-// The same for a command whose output is all that it does: kAllFiled, or kNoRun with a line on
+// The same for a command whose output is all that it does: kSuccess, or kFailure with a line on
 // standard error.
 ExitStatus PrintOutput(std::string_view text);
 

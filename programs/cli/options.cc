@@ -65,7 +65,7 @@ bool Refuse(std::string* problem, std::string sentence) {
   return false;
 }
 
-bool LaySetting(std::string_view key, const CFPropertyList& value, AggregateOptions* options,
+bool AddSetting(std::string_view key, const CFPropertyList& value, AggregateOptions* options,
                 std::string* problem) {
   const auto [entry, isNew] = options->settings.try_emplace(std::string(key), value);
   if (isNew || entry->second == value) return true;
@@ -73,17 +73,17 @@ bool LaySetting(std::string_view key, const CFPropertyList& value, AggregateOpti
   return Refuse(problem, "--move and --copy contradict each other: give one of them");
 }
 
-bool LayKind(const std::string& name, AggregateOptions* options, std::string* problem) {
+bool AddKind(const std::string& name, AggregateOptions* options, std::string* problem) {
   for (const auto& [kindName, kind] : kKinds) {
     if (name != kindName) continue;
-    return LaySetting("TessaryType", static_cast<int64_t>(kind), options, problem);
+    return AddSetting("TessaryType", static_cast<int64_t>(kind), options, problem);
   }
   return Refuse(problem, "unknown kind " + Quoted(name) + ": give " + std::string(kKindNames));
 }
 
-bool LayFlag(const std::string& name, AggregateOptions* options, std::string* problem) {
+bool AddFlag(const std::string& name, AggregateOptions* options, std::string* problem) {
   for (const Flag& flag : kFlags) {
-    if (name == flag.name) return LaySetting(flag.key, flag.value, options, problem);
+    if (name == flag.name) return AddSetting(flag.key, flag.value, options, problem);
     if (name.starts_with(std::string(flag.name) + "=")) {
       return Refuse(problem, "option " + std::string(flag.name) + " takes no value: leave out " +
                                  Quoted(name.substr(flag.name.size())));
@@ -125,10 +125,10 @@ bool ParseAggregate(Arguments arguments, Options* options, std::string* problem)
       if (++i == arguments.size()) {
         return Refuse(problem, "option --kind needs a value: give " + std::string(kKindNames));
       }
-      if (!LayKind(arguments[i], &aggregate, problem)) return false;
+      if (!AddKind(arguments[i], &aggregate, problem)) return false;
     } else if (argument.starts_with(kindPrefix)) {
-      if (!LayKind(argument.substr(kindPrefix.size()), &aggregate, problem)) return false;
-    } else if (!LayFlag(argument, &aggregate, problem)) {
+      if (!AddKind(argument.substr(kindPrefix.size()), &aggregate, problem)) return false;
+    } else if (!AddFlag(argument, &aggregate, problem)) {
       return false;
     }
   }

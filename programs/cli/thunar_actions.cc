@@ -37,11 +37,11 @@ constexpr std::string_view kAction = R"(<action>
 </action>
 )";
 
-std::string_view WithoutBlanksAround(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n";
-  const size_t begin = text.find_first_not_of(kBlanks);
+std::string_view TrimWhitespace(std::string_view text) {
+  constexpr std::string_view kWhitespace = " \t\r\n";
+  const size_t begin = text.find_first_not_of(kWhitespace);
   if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+  return text.substr(begin, text.find_last_not_of(kWhitespace) - begin + 1);
 }
 
 // The outermost element comes first.
@@ -64,7 +64,7 @@ std::vector<MarkupElement> FindOurs(std::string_view document,
     if (action.name != "action" || action.parent != 0) continue;
     const std::string_view id =
         document.substr(element.contentBegin, element.contentEnd - element.contentBegin);
-    if (WithoutBlanksAround(id) == kActionID) ours.push_back(action);
+    if (TrimWhitespace(id) == kActionID) ours.push_back(action);
   }
   return ours;
 }

@@ -10,21 +10,15 @@
 
 #include "app/main_window.h"
 #include "app/startup.h"
-#include "tests/app/shell_fixture.h"
+#include "tests/app/application_fixture.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Calls;
-using testing::CallsOf;
-using testing::FilesBelow;
-using testing::ShellTest;
-using testing::WriteFile;
 
 constexpr char kProductPage[] = "OpenPage file:///usr/share/doc/tessary/index.html";
 constexpr char kStorePage[] = "OpenPage appstream://org.tessary.Tessary";
 
-class CommandsTest : public ShellTest {
+class CommandsTest : public ApplicationTest {
  protected:
   // What the command calls in the running program, up to the timers that it installs.
   Calls CallsOfCommand(OSType command, Status expected) {
@@ -194,4 +188,4 @@ TEST_F(CommandsTest, RunEveryChosenSourceOfTwo) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

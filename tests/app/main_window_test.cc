@@ -8,42 +8,28 @@
 #include <utility>
 #include <vector>
 
-#include "tests/app/shell_fixture.h"
+#include "tests/app/application_fixture.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Calls;
-using testing::CallsOf;
-using testing::Exists;
-using testing::FilesBelow;
-using testing::Join;
-using testing::kPrompt;
-using testing::MakeFolder;
-using testing::ProcessEnd;
-using testing::RefAt;
-using testing::SetClock;
-using testing::ShellTest;
-using testing::StatusTextCalls;
-using testing::WriteFile;
 
 // ---- Texts ----
 
-TEST_F(ShellTest, SetStatusTextRefusesNoControl) {
+TEST_F(ApplicationTest, SetStatusTextRefusesNoControl) {
   EXPECT_EQ(paramErr, SetStatusText(nullptr, "text", true));
   EXPECT_EQ(paramErr, SetStatusText(nullptr, "text", false));
   EXPECT_TRUE(system_.TakeCalls().empty());
 }
 
-TEST_F(ShellTest, SetStatusTextDrawsWhereItIsToldTo) {
-  testing::RecordingControl control(&system_, 1);
+TEST_F(ApplicationTest, SetStatusTextDrawsWhereItIsToldTo) {
+  RecordingControl control(&system_, 1);
   EXPECT_EQ(noErr, SetStatusText(&control, "drawn", true));
   EXPECT_EQ(noErr, SetStatusText(&control, "not drawn", false));
   EXPECT_EQ((Calls{"SetText 1 \"drawn\"", "Draw 1", "SetText 1 \"not drawn\""}),
             system_.TakeCalls());
 }
 
-TEST_F(ShellTest, ShowProgressTextPumpsWhateverTheTarget) {
+TEST_F(ApplicationTest, ShowProgressTextPumpsWhateverTheTarget) {
   EXPECT_EQ(noErr, RunProgram([&] {
               for (const int target : {1, 2, 0, 3, -1, 6}) ShowProgressText("text", target);
               EXPECT_EQ(Join({StatusTextCalls("text", 1),
@@ -94,7 +80,7 @@ TEST(FormatElapsedTime, LeavesZeroPartsOutAndKeepsTheTrailingBlank) {
 
 // ---- Panels ----
 
-TEST_F(ShellTest, ChooseFolderSetsThePanelSoThatOneFolderOrFileCanBeChosen) {
+TEST_F(ApplicationTest, ChooseFolderSetsThePanelSoThatOneFolderOrFileCanBeChosen) {
   FSRef chosen;
   EXPECT_FALSE(ChooseFolder("Title", "Message", &chosen));
   ASSERT_EQ(1U, system_.Panels().size());
@@ -108,7 +94,7 @@ TEST_F(ShellTest, ChooseFolderSetsThePanelSoThatOneFolderOrFileCanBeChosen) {
   EXPECT_TRUE(panel.canCreateDirectories);
 }
 
-TEST_F(ShellTest, ChooseFolderYieldsWhatIsThere) {
+TEST_F(ApplicationTest, ChooseFolderYieldsWhatIsThere) {
   WriteFile(folder_ / "a\nname \xff.txt");
   const std::vector<std::pair<std::optional<std::string>, bool>> rows = {
       {folder_.path(), true},
@@ -127,19 +113,19 @@ TEST_F(ShellTest, ChooseFolderYieldsWhatIsThere) {
   }
 }
 
-TEST_F(ShellTest, ChooseFolderRunsNoPanelWithoutAnOutArgument) {
+TEST_F(ApplicationTest, ChooseFolderRunsNoPanelWithoutAnOutArgument) {
   EXPECT_FALSE(ChooseFolder("Title", "Message", nullptr));
   EXPECT_TRUE(system_.Panels().empty());
 }
 
-TEST_F(ShellTest, OpenInFinderAnswersWhatTheOpeningAnswers) {
+TEST_F(ApplicationTest, OpenInFinderAnswersWhatTheOpeningAnswers) {
   const FSRef folder = RefAt(folder_.path());
   EXPECT_EQ(noErr, OpenInFinder(folder));
-  system_.Refuse("OpenFolder " + folder_.path(), kLSApplicationNotFoundErr);
+  system_.FailCall("OpenFolder " + folder_.path(), kLSApplicationNotFoundErr);
   EXPECT_EQ(kLSApplicationNotFoundErr, OpenInFinder(folder));
 }
 
-TEST_F(ShellTest, OpenInFinderOpensNothingWhereThereIsNoURL) {
+TEST_F(ApplicationTest, OpenInFinderOpensNothingWhereThereIsNoURL) {
   MakeFolder(folder_ / "gone");
   const FSRef gone = RefAt(folder_ / "gone");
   std::filesystem::remove(folder_ / "gone");
@@ -150,7 +136,7 @@ TEST_F(ShellTest, OpenInFinderOpensNothingWhereThereIsNoURL) {
 
 // ---- The run ----
 
-class RunAggregationTest : public ShellTest {
+class RunAggregationTest : public ApplicationTest {
  protected:
   // Runs on the source in the program's loop, the panel being answered so. What was called.
   Calls Run(const std::string& source, const std::optional<std::string>& destination) {
@@ -228,8 +214,8 @@ TEST_F(RunAggregationTest, NamesTheKindInThePanelsMessage) {
 
 TEST_F(RunAggregationTest, DoesNothingForASourceThatIsNoFolder) {
   WriteFile(folder_ / "file");
-  testing::MakeLink(folder_ / "missing", folder_ / "dangling");
-  testing::MakeLink(MakeSource(), folder_ / "link");
+  MakeLink(folder_ / "missing", folder_ / "dangling");
+  MakeLink(MakeSource(), folder_ / "link");
   for (const char* name : {"file", "dangling", "link"}) {
     EXPECT_TRUE(Run(folder_ / name, MakeDestination()).empty()) << name;
   }
@@ -275,7 +261,7 @@ TEST_F(RunAggregationTest, TakesAFileAsDestinationAndFilesNothing) {
   WriteFile(folder_ / "file", "kept");
   const Calls calls = Run(source, folder_ / "file");
   EXPECT_EQ((Calls{"SetText 6 \"Elapsed time: 0 secs\""}), CallsOf(calls, "SetText 6"));
-  EXPECT_EQ("kept", testing::ReadFile(folder_ / "file"));
+  EXPECT_EQ("kept", ReadFile(folder_ / "file"));
   EXPECT_EQ((Calls{"letter.txt"}), FilesBelow(source));
 }
 
@@ -350,7 +336,7 @@ TEST_F(RunAggregationTest, StaysOpenWhereQuittingIsNotSet) {
 
 TEST_F(RunAggregationTest, CountsWhereItsDestinationCannotBeOpened) {
   const std::string destination = MakeDestination();
-  system_.Refuse("OpenFolder " + destination, kLSApplicationNotFoundErr);
+  system_.FailCall("OpenFolder " + destination, kLSApplicationNotFoundErr);
   Run(MakeSource(), destination);
   EXPECT_EQ((Calls{"txt/letter.txt"}), FilesBelow(destination));
 }
@@ -368,4 +354,4 @@ TEST_F(RunAggregationTest, GoesOnWhereTheDestinationGoesDuringTheRun) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -12,23 +12,13 @@
 #include "platform/file_system.h"
 #include "platform/managers/apple_event_handlers.h"
 #include "platform/managers/apple_events.h"
-#include "tests/app/shell_fixture.h"
+#include "tests/app/application_fixture.h"
 #include "tests/support/scripted_drag.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-using testing::Calls;
-using testing::CallsOf;
-using testing::FilesBelow;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::RefAt;
-using testing::ScriptedDrag;
-using testing::ShellTest;
-using testing::WriteFile;
 
 FSSpec SpecOf(const std::string& path) {
   FSSpec spec;
@@ -36,7 +26,7 @@ FSSpec SpecOf(const std::string& path) {
   return spec;
 }
 
-class OpenedItemsTest : public ShellTest {
+class OpenedItemsTest : public ApplicationTest {
  protected:
   // Folders named so, each with a file, and as many destinations that the panels are answered with.
   Calls MakeSources(const Calls& names) {
@@ -64,7 +54,7 @@ class OpenedItemsTest : public ShellTest {
   }
 
   // The sources that were run, by the files in their destinations in the order of the runs.
-  Calls FiledInOrder() {
+  Calls AggregatedInOrder() {
     Calls filed;
     for (const std::string& call : CallsOf(system_.TakeCalls(), "OpenFolder ")) {
       for (const std::string& file : FilesBelow(call.substr(std::string("OpenFolder ").size()))) {
@@ -98,11 +88,11 @@ TEST_F(OpenedItemsTest, AcceptDragsWithAnyFileOrFolderInThem) {
   EXPECT_FALSE(IsDragAcceptable(ScriptedDrag()));
   EXPECT_FALSE(IsDragAcceptable(ScriptedDrag().AddText().AddText()));
   EXPECT_FALSE(IsDragAcceptable(ScriptedDrag().AddUnreadable(badDragFlavorErr)));
-  EXPECT_FALSE(IsDragAcceptable(ScriptedDrag().AddPath(folder).RefuseCount(ioErr)));
+  EXPECT_FALSE(IsDragAcceptable(ScriptedDrag().AddPath(folder).FailCount(ioErr)));
 }
 
 TEST_F(OpenedItemsTest, AnswerEveryMessageOfAnAcceptableDrag) {
-  testing::RecordingWindow window(&system_, "MainWindow");
+  RecordingWindow window(&system_, "MainWindow");
   const ScriptedDrag drag = DragOf({folder_.path()});
   struct Row {
     int message;
@@ -123,7 +113,7 @@ TEST_F(OpenedItemsTest, AnswerEveryMessageOfAnAcceptableDrag) {
 }
 
 TEST_F(OpenedItemsTest, RefuseAndDoNotHiliteADragWithoutFiles) {
-  testing::RecordingWindow window(&system_, "MainWindow");
+  RecordingWindow window(&system_, "MainWindow");
   const ScriptedDrag text = ScriptedDrag().AddText();
   // The drag before was acceptable.
   EXPECT_EQ(noErr,
@@ -140,7 +130,7 @@ TEST_F(OpenedItemsTest, RefuseAndDoNotHiliteADragWithoutFiles) {
 TEST_F(OpenedItemsTest, RunThreeDroppedFoldersInTheirOrder) {
   EXPECT_EQ(noErr, Drop(DragOf(MakeSources({"c", "a", "b"}))));
   EXPECT_EQ(3U, system_.Panels().size());
-  EXPECT_EQ((Calls{"txt/c.txt", "txt/a.txt", "txt/b.txt"}), FiledInOrder());
+  EXPECT_EQ((Calls{"txt/c.txt", "txt/a.txt", "txt/b.txt"}), AggregatedInOrder());
 }
 
 TEST_F(OpenedItemsTest, AnswerADropBeforeTheEventAndTheEventBeforeTheRun) {
@@ -152,7 +142,7 @@ TEST_F(OpenedItemsTest, AnswerADropBeforeTheEventAndTheEventBeforeTheRun) {
         EXPECT_TRUE(system_.FireTimer());
         EXPECT_EQ((Calls{"BringApplicationToFront", "InstallTimer 0.001"}), system_.TakeCalls());
         EXPECT_TRUE(system_.FireTimer());
-        EXPECT_EQ((Calls{"txt/a.txt"}), FiledInOrder());
+        EXPECT_EQ((Calls{"txt/a.txt"}), AggregatedInOrder());
         EXPECT_FALSE(system_.FireTimer());
       }));
 }
@@ -163,7 +153,7 @@ TEST_F(OpenedItemsTest, HiliteADroppedFileAndDoNothingWithIt) {
   EXPECT_EQ((Calls{kHiliteCalls[0], kHiliteCalls[1], "InstallTimer 0", "BringApplicationToFront",
                    "InstallTimer 0.001", "DisposeWindow MainWindow"}),
             system_.TakeCalls());
-  EXPECT_EQ("kept", testing::ReadFile(folder_ / "file.txt"));
+  EXPECT_EQ("kept", ReadFile(folder_ / "file.txt"));
 }
 
 TEST_F(OpenedItemsTest, RunTheFoldersOfAMixture) {
@@ -175,7 +165,7 @@ TEST_F(OpenedItemsTest, RunTheFoldersOfAMixture) {
   drag.AddPath(folder_ / "file.txt").AddPath(sources[1]);
   fs::remove(folder_ / "gone");
   EXPECT_EQ(noErr, Drop(drag));
-  EXPECT_EQ((Calls{"txt/a.txt", "txt/b.txt"}), FiledInOrder());
+  EXPECT_EQ((Calls{"txt/a.txt", "txt/b.txt"}), AggregatedInOrder());
 }
 
 TEST_F(OpenedItemsTest, BeepAndRunNothingWhereTheLastItemIsNoFile) {
@@ -195,7 +185,7 @@ TEST_F(OpenedItemsTest, AnswerAnUnreadableItemWithoutABeep) {
 
 TEST_F(OpenedItemsTest, BeepOnceWhereTheEventCannotBeSent) {
   const Calls sources = MakeSources({"a"});
-  system_.Refuse("InstallTimer 0", memFullErr);
+  system_.FailCall("InstallTimer 0", memFullErr);
   EXPECT_EQ(memFullErr, Drop(DragOf(sources)));
   EXPECT_EQ((Calls{"Beep"}), CallsOf(system_.TakeCalls(), "Beep"));
 }
@@ -206,7 +196,7 @@ TEST_F(OpenedItemsTest, PassOverAFolderThatVanishesBetweenDropAndRun) {
               EXPECT_EQ(noErr, Main().Drop(DragOf(sources)));
               fs::remove_all(sources[1]);
             }));
-  EXPECT_EQ((Calls{"txt/a.txt", "txt/c.txt"}), FiledInOrder());
+  EXPECT_EQ((Calls{"txt/a.txt", "txt/c.txt"}), AggregatedInOrder());
   EXPECT_EQ(2U, system_.Panels().size());
 }
 
@@ -217,7 +207,7 @@ TEST_F(OpenedItemsTest, PassOverAFolderThatAnotherHasTakenThePlaceOf) {
               fs::rename(sources[0], folder_ / "elsewhere");
               WriteFile(sources[0] + "/stranger.txt");
             }));
-  EXPECT_EQ((Calls{"txt/b.txt"}), FiledInOrder());
+  EXPECT_EQ((Calls{"txt/b.txt"}), AggregatedInOrder());
 }
 
 TEST_F(OpenedItemsTest, RunMoreThanAThousandDroppedFolders) {
@@ -244,7 +234,7 @@ TEST_F(OpenedItemsTest, TakeADropDuringARunAfterIt) {
     EXPECT_EQ(noErr, Main().Drop(second));
   };
   EXPECT_EQ(noErr, Drop(DragOf({sources[0]})));
-  EXPECT_EQ((Calls{"txt/a.txt", "txt/b.txt"}), FiledInOrder());
+  EXPECT_EQ((Calls{"txt/a.txt", "txt/b.txt"}), AggregatedInOrder());
 }
 
 // ---- The event to ourselves ----
@@ -290,7 +280,7 @@ TEST_F(OpenedItemsTest, TakeASingleItemForAListOfOne) {
   EXPECT_EQ(noErr, RunProgram([&] {
               EXPECT_EQ(noErr, HandleOpenDocuments(OpenEvent(RefDesc(sources[0])), nullptr, 0));
             }));
-  EXPECT_EQ((Calls{"txt/a.txt"}), FiledInOrder());
+  EXPECT_EQ((Calls{"txt/a.txt"}), AggregatedInOrder());
 }
 
 TEST_F(OpenedItemsTest, ComeToTheFrontAndAnswerWhyThereIsNoList) {
@@ -316,7 +306,7 @@ TEST_F(OpenedItemsTest, PassOverItemsThatAreNoReferences) {
   EXPECT_EQ(noErr, RunProgram([&] {
               EXPECT_EQ(noErr, HandleOpenDocuments(OpenEvent(list), nullptr, 0));
             }));
-  EXPECT_EQ((Calls{"txt/a.txt"}), FiledInOrder());
+  EXPECT_EQ((Calls{"txt/a.txt"}), AggregatedInOrder());
   EXPECT_EQ(1U, system_.Panels().size());
 }
 
@@ -333,7 +323,7 @@ TEST_F(OpenedItemsTest, RunTheNewerOfTwoListsForEachOfTheirTimers) {
 }
 
 TEST_F(OpenedItemsTest, AnswerTheEventThoughNoTimerCanBeInstalled) {
-  system_.Refuse("InstallTimer 0.001", memFullErr);
+  system_.FailCall("InstallTimer 0.001", memFullErr);
   EXPECT_EQ(noErr, RunProgram([&] {
               EXPECT_EQ(noErr, HandleOpenDocuments(OpenEvent(RefDesc(folder_.path())), nullptr, 0));
             }));
@@ -359,7 +349,7 @@ TEST_F(OpenedItemsTest, ReduceADroppedApplicationAsTheSettingsSay) {
     preferences_.Write(stored);
     system_.AnswerPanel(MakeDestination(std::string("to") + stored));
     EXPECT_EQ(noErr, Drop(DragOf({folder_ / "Tool.app"})));
-    EXPECT_EQ((Calls{filed}), FiledInOrder()) << stored;
+    EXPECT_EQ((Calls{filed}), AggregatedInOrder()) << stored;
   }
 }
 
@@ -374,7 +364,7 @@ TEST_F(OpenedItemsTest, TakeADroppedFrameworkAsItIs) {
   WriteFile(folder_ / "a.framework/main.bin");
   system_.AnswerPanel(MakeDestination());
   EXPECT_EQ(noErr, Drop(DragOf({folder_ / "a.framework"})));
-  EXPECT_EQ((Calls{"bin/main.bin"}), FiledInOrder());
+  EXPECT_EQ((Calls{"bin/main.bin"}), AggregatedInOrder());
 }
 
 // ---- The service ----
@@ -442,7 +432,7 @@ TEST_F(ServiceTest, RunsNothingForWhatIsNoFolderHere) {
       {"file://" + (folder_ / "file")},
   };
   for (const Calls& urls : rows) {
-    EXPECT_TRUE(Perform("aggregate", PasteboardOf(urls)).empty()) << ::testing::PrintToString(urls);
+    EXPECT_TRUE(Perform("aggregate", PasteboardOf(urls)).empty()) << testing::PrintToString(urls);
   }
   EXPECT_TRUE(system_.Panels().empty());
 }
@@ -466,4 +456,4 @@ TEST_F(ServiceTest, LooksNoFurtherThanTheFirstFileOfThePasteboard) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -13,12 +13,12 @@ uint32_t gStep = 0;
 // A program's own definition goes before that of a library, which is then not linked at all.
 uint32_t GetDateTime() { return gNow += gStep; }
 
-namespace testing {
+namespace test {
 
 void SetClock(uint32_t start, uint32_t step) {
   gNow = start;
   gStep = step;
 }
 
-}  // namespace testing
+}  // namespace test
 }  // namespace tessary

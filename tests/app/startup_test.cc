@@ -6,21 +6,13 @@
 #include "engine/keys.h"
 #include "engine/shell.h"
 #include "platform/extension_map.h"
-#include "tests/app/shell_fixture.h"
+#include "tests/app/application_fixture.h"
 #include "tests/support/environment_variable.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::Calls;
-using testing::CallsOf;
-using testing::EnvironmentVariable;
-using testing::Join;
-using testing::ProcessEnd;
-using testing::StatusTextCalls;
-using testing::WriteFile;
-
-class RunApplicationTest : public testing::ShellTest {
+class RunApplicationTest : public ApplicationTest {
  protected:
   // The calls from the start to the end of the program, which answers `expected`.
   Calls StartAndEnd(Status expected = noErr) {
@@ -51,25 +43,25 @@ TEST_F(RunApplicationTest, DoesEverythingInItsOrder) {
 }
 
 TEST_F(RunApplicationTest, StopsWhereTheFormsCannotBeOpened) {
-  system_.Refuse("CreateNibReference main", fnfErr);
+  system_.FailCall("CreateNibReference main", fnfErr);
   EXPECT_EQ((Calls{"LoadApplication", "UpdateDynamicServices", "CreateNibReference main"}),
             StartAndEnd(fnfErr));
 }
 
 TEST_F(RunApplicationTest, GoesOnWithoutAMenuBar) {
-  system_.Refuse("CreateMenuBar MenuBar", fnfErr);
+  system_.FailCall("CreateMenuBar MenuBar", fnfErr);
   EXPECT_EQ(Join({kBeforeMenuBar, kWindow, kDragHandlers, kHandlers, kHelpItems, kLoop}),
             StartAndEnd());
 }
 
 TEST_F(RunApplicationTest, StopsWhereTheWindowCannotBeMadeAndLeavesTheFormsOpen) {
-  system_.Refuse("CreateWindow MainWindow", memFullErr);
+  system_.FailCall("CreateWindow MainWindow", memFullErr);
   EXPECT_EQ(Join({kBeforeMenuBar, {"SetMenuBar", "CreateWindow MainWindow"}}),
             StartAndEnd(memFullErr));
 }
 
 TEST_F(RunApplicationTest, RemovesTheTrackingHandlerWhereDropsCannotBeReceived) {
-  system_.Refuse("InstallReceiveHandler", duplicateHandlerErr);
+  system_.FailCall("InstallReceiveHandler", duplicateHandlerErr);
   EXPECT_EQ(Join({kBeforeMenuBar,
                   {"SetMenuBar"},
                   kWindow,
@@ -82,7 +74,7 @@ TEST_F(RunApplicationTest, RemovesTheTrackingHandlerWhereDropsCannotBeReceived) 
 }
 
 TEST_F(RunApplicationTest, ReceivesNoDropsThatItCannotTrack) {
-  system_.Refuse("InstallTrackingHandler", duplicateHandlerErr);
+  system_.FailCall("InstallTrackingHandler", duplicateHandlerErr);
   EXPECT_EQ(Join({kBeforeMenuBar,
                   {"SetMenuBar"},
                   kWindow,
@@ -94,7 +86,7 @@ TEST_F(RunApplicationTest, ReceivesNoDropsThatItCannotTrack) {
 }
 
 TEST_F(RunApplicationTest, LeavesThePagesOutWhereThereIsNoHelpMenu) {
-  system_.Refuse("GetHelpMenu", paramErr);
+  system_.FailCall("GetHelpMenu", paramErr);
   EXPECT_EQ(Join({kBeforeMenuBar,
                   {"SetMenuBar"},
                   kWindow,
@@ -112,7 +104,7 @@ TEST_F(RunApplicationTest, PutsTheStoreAboveTheWebPageInTheHelpMenu) {
 }
 
 TEST_F(RunApplicationTest, PutsOneHelpItemWhereTheOtherCannotBeInserted) {
-  system_.Refuse("InsertItem \"Tessary Web Page\" after 1 'WEB1'", memFullErr);
+  system_.FailCall("InsertItem \"Tessary Web Page\" after 1 'WEB1'", memFullErr);
   EXPECT_EQ(noErr, RunApplication());
   EXPECT_EQ((Calls{"Tessary Help", "View in Mac App Store..."}), system_.HelpMenu().Items());
 }
@@ -143,13 +135,13 @@ TEST_F(RunApplicationTest, TakesTheLocaleOfTheDatesBeforeTheHelpItems) {
 
 TEST_F(RunApplicationTest, WorksWithoutTheControlsThatTheFormLacks) {
   for (const char* id : {"1", "2", "4", "5", "6", "7"}) {
-    system_.Refuse(std::string("GetControlByID 'CNTL' ") + id, errUnknownControl);
+    system_.FailCall(std::string("GetControlByID 'CNTL' ") + id, errUnknownControl);
   }
   const std::string source = MakeSource();
   const std::string destination = MakeDestination();
   system_.AnswerPanel(destination);
-  EXPECT_EQ(noErr, RunProgram([&] { RunAggregation(testing::RefAt(source)); }));
-  EXPECT_EQ((Calls{"txt/letter.txt"}), testing::FilesBelow(destination));
+  EXPECT_EQ(noErr, RunProgram([&] { RunAggregation(RefAt(source)); }));
+  EXPECT_EQ((Calls{"txt/letter.txt"}), FilesBelow(destination));
   EXPECT_TRUE(CallsOf(system_.TakeCalls(), "SetText").empty());
 }
 
@@ -168,18 +160,18 @@ TEST_F(RunApplicationTest, DisposesOfAnOpenSheetBeforeItsParent) {
 
 TEST_F(RunApplicationTest, LendsTheEngineItsTextsAndRunsAndLeavesTheObserver) {
   int observed = 0;
-  SetShellHooks({.observeItem = [&](const std::string&, ItemOutcome) { ++observed; }});
+  SetEngineHooks({.observeItem = [&](const std::string&, ItemOutcome) { ++observed; }});
   EXPECT_EQ(noErr, RunProgram([&] {
               ReportProgressText("from below", 1);
               EXPECT_EQ("from below", Main().ControlOf(1).Text());
-              StartRun(testing::RefAt(MakeSource()));
+              StartRun(RefAt(MakeSource()));
               EXPECT_EQ(1U, system_.Panels().size());
               ObserveItem("/a", ItemOutcome::kFiled);
             }));
   EXPECT_EQ(1, observed);
-  EXPECT_FALSE(GetShellHooks().showProgressText);
-  EXPECT_TRUE(GetShellHooks().observeItem);
-  SetShellHooks({});
+  EXPECT_FALSE(GetEngineHooks().showProgressText);
+  EXPECT_TRUE(GetEngineHooks().observeItem);
+  SetEngineHooks({});
 }
 
 TEST_F(RunApplicationTest, CanBeRunAgain) {
@@ -209,10 +201,10 @@ TEST_F(RunApplicationTest, SaysByeAndFadesOutBeforeTheProcessEnds) {
 }
 
 TEST_F(RunApplicationTest, StaysOpenWhereTheQuitTimerCannotBeInstalled) {
-  system_.Refuse("InstallTimer 1", memFullErr);
+  system_.FailCall("InstallTimer 1", memFullErr);
   EXPECT_EQ(noErr, RunProgram(InstallQuitTimer));
   EXPECT_EQ((Calls{"InstallTimer 1", "DisposeWindow MainWindow"}), system_.TakeCalls());
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -5,14 +5,14 @@
 #include "platform/managers/apple_events.h"
 #include "tests/support/apple_events.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 TEST(AECreateDesc, TellsWhenThereIsNoMemory) {
-  AEDesc desc = testing::MakeShort(1);
+  AEDesc desc = MakeShort(1);
   EXPECT_EQ(memFullErr, AECreateDesc(typeUnicodeText, "", size_t{1} << 62U, &desc));
-  EXPECT_EQ("shor[01 00]", testing::Describe(desc));
+  EXPECT_EQ("shor[01 00]", Describe(desc));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

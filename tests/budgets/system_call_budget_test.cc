@@ -10,14 +10,8 @@
 #include "tests/programs/system_calls.h"
 
 // What filing one item asks of the kernel. A table of ARCHITECTURE.md shows the same numbers.
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::CallCounts;
-using testing::ProgramSetup;
-using testing::ProgramTest;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 constexpr int kItems = 24;
 
@@ -29,17 +23,17 @@ class SystemCallBudget : public ProgramTest {
     if (statfs("/dev/shm", &volume) != 0 || volume.f_type != TMPFS_MAGIC) {
       GTEST_SKIP() << "/dev/shm is no tmpfs";
     }
-    if (!testing::CanCountCalls()) GTEST_SKIP() << "no process may follow another one here";
+    if (!CanCountCalls()) GTEST_SKIP() << "no process may follow another one here";
   }
 
   // The calls of a run over so many plain files of one extension.
   CallCounts CountRun(const std::vector<std::string>& options, int items) const {
     const TemporaryFolder memory("/dev/shm");
-    testing::MakeFolder(memory / "destination");
+    MakeFolder(memory / "destination");
     for (int i = 0; i < items; ++i) {
       const std::string path = memory / "source/item" + std::to_string(i) + ".txt";
       WriteFile(path, "contents");
-      testing::SetModificationDate(path, 1'236'168'000);
+      SetModificationDate(path, 1'236'168'000);
     }
     CallCounts counts;
     ProgramSetup setup;
@@ -47,7 +41,7 @@ class SystemCallBudget : public ProgramTest {
     std::vector<std::string> arguments = {"aggregate"};
     arguments.insert(arguments.end(), options.begin(), options.end());
     arguments.insert(arguments.end(), {memory / "source", memory / "destination"});
-    const testing::ProgramResult result = Run(arguments, setup);
+    const ProgramResult result = Run(arguments, setup);
     EXPECT_EQ(std::to_string(items) + " filed, 0 left, 0 failed",
               result.output.substr(0, result.output.rfind(',')))
         << result.errors;
@@ -101,7 +95,7 @@ TEST_F(SystemCallBudget, HoldsForMovingByCreationDate) {
 
 TEST_F(SystemCallBudget, HoldsForCopyingByExtension) {
   const TemporaryFolder memory("/dev/shm");
-  if (!testing::SetAttribute(memory.path(), "user.tessary-test", "")) {
+  if (!SetAttribute(memory.path(), "user.tessary-test", "")) {
     GTEST_SKIP() << "/dev/shm takes no attributes";
   }
   const CallCounts budget = {{"close", 2},
@@ -122,4 +116,4 @@ TEST_F(SystemCallBudget, HoldsForCopyingByExtension) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

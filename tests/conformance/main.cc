@@ -6,10 +6,10 @@
 #include <memory>
 #include <string>
 
-#include "tests/conformance/ground.h"
+#include "tests/conformance/conformance_fixture.h"
 
-// Prints the conformance table: a row for every case and ground, with its result.
-namespace tessary {
+// Prints the conformance table: a row for every case and config, with its result.
+namespace tessary::test {
 namespace {
 
 // What ctest takes for a program all of whose tests were skipped.
@@ -27,42 +27,42 @@ std::string WordsOf(const std::string& camelCase) {
 
 std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
-class TablePrinter : public ::testing::EmptyTestEventListener {
+class TablePrinter : public testing::EmptyTestEventListener {
  public:
-  void OnTestPartResult(const ::testing::TestPartResult& result) override {
+  void OnTestPartResult(const testing::TestPartResult& result) override {
     if (result.skipped()) reason_ = FirstLine(result.message());
     if (!result.failed()) return;
     std::printf("%s:%d: %s\n", result.file_name(), result.line_number(), result.message());
     (void)std::fflush(stdout);
   }
 
-  void OnTestEnd(const ::testing::TestInfo& info) override {
-    const ::testing::TestResult& result = *info.result();
+  void OnTestEnd(const testing::TestInfo& info) override {
+    const testing::TestResult& result = *info.result();
     std::string verdict = "pass";
     if (result.Failed()) verdict = "FAIL";
     if (result.Skipped()) verdict = "skip: " + reason_;
     ++(result.Failed() ? failed_ : result.Skipped() ? skipped_ : passed_);
-    std::printf("%s | %s | %s\n", GroundOf(info).c_str(), CaseOf(info).c_str(), verdict.c_str());
+    std::printf("%s | %s | %s\n", ConfigOf(info).c_str(), CaseOf(info).c_str(), verdict.c_str());
     (void)std::fflush(stdout);
   }
 
-  void OnTestProgramEnd(const ::testing::UnitTest&) override {
+  void OnTestProgramEnd(const testing::UnitTest&) override {
     std::printf("%d passed, %d failed, %d skipped\n", passed_, failed_, skipped_);
   }
 
   bool IsEverythingSkipped() const { return passed_ == 0 && failed_ == 0 && skipped_ > 0; }
 
  private:
-  static std::string CaseOf(const ::testing::TestInfo& info) {
+  static std::string CaseOf(const testing::TestInfo& info) {
     const std::string name = info.name();
     return WordsOf(name.substr(0, name.find('/')));
   }
 
-  static std::string GroundOf(const ::testing::TestInfo& info) {
+  static std::string ConfigOf(const testing::TestInfo& info) {
     const std::string name = info.name();
     const std::string parameter = name.substr(std::min(name.find('/') + 1, name.size()));
-    for (const testing::Ground& ground : testing::AllGrounds()) {
-      if (NameOf(ground) == parameter) return Describe(ground);
+    for (const TransferConfig& config : AllTransferConfigs()) {
+      if (NameOf(config) == parameter) return Describe(config);
     }
     return info.test_suite_name();
   }
@@ -74,15 +74,15 @@ class TablePrinter : public ::testing::EmptyTestEventListener {
 };
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test
 
 int main(int argc, char** argv) {
-  ::testing::InitGoogleTest(&argc, argv);
-  ::testing::TestEventListeners& listeners = ::testing::UnitTest::GetInstance()->listeners();
+  testing::InitGoogleTest(&argc, argv);
+  testing::TestEventListeners& listeners = testing::UnitTest::GetInstance()->listeners();
   delete listeners.Release(listeners.default_result_printer());
-  auto* printer = new tessary::TablePrinter;  // the listeners own it
+  auto* printer = new tessary::test::TablePrinter;  // the listeners own it
   listeners.Append(printer);
   const int result = RUN_ALL_TESTS();
-  tessary::testing::ReleaseSharedVolumes();
-  return result == 0 && printer->IsEverythingSkipped() ? tessary::kAllSkipped : result;
+  tessary::test::ReleaseSharedVolumes();
+  return result == 0 && printer->IsEverythingSkipped() ? tessary::test::kAllSkipped : result;
 }

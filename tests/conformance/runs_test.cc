@@ -7,17 +7,11 @@
 #include <algorithm>
 
 #include "engine/shell.h"
-#include "tests/conformance/ground.h"
-#include "tests/support/copying.h"
+#include "tests/conformance/conformance_fixture.h"
+#include "tests/support/file_operations.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Conformance;
-using testing::Exists;
-using testing::FilesBelow;
-using testing::ReadFile;
-using testing::WriteFile;
 
 // The contents of the files below the folder, sorted.
 std::vector<std::string> ContentsBelow(const std::string& folder) {
@@ -35,7 +29,7 @@ TEST_P(Conformance, NamesThatMeetInARunAllArrive) {
   WriteFile(To("txt/item.txt"), "there already");
   RunEngine("RecurseFolders = true\n");
   EXPECT_THAT(ContentsBelow(To("txt")),
-              ::testing::ElementsAre("one", "there already", "three", "two"));
+              testing::ElementsAre("one", "there already", "three", "two"));
   EXPECT_EQ("there already", ReadFile(To("txt/item.txt")));
 }
 
@@ -45,7 +39,7 @@ TEST_P(Conformance, ReplacedOnlyWhereTheSettingsSaySo) {
   WriteFile(To("txt/other.txt"), "other");
   RunEngine("ReplaceFilesBySameName = true\n");
   EXPECT_EQ("new", ReadFile(To("txt/item.txt")));
-  EXPECT_THAT(ContentsBelow(To("txt")), ::testing::ElementsAre("new", "other"));
+  EXPECT_THAT(ContentsBelow(To("txt")), testing::ElementsAre("new", "other"));
 }
 
 TEST_P(Conformance, FullFolderIsNeverReplaced) {
@@ -53,14 +47,14 @@ TEST_P(Conformance, FullFolderIsNeverReplaced) {
   WriteFile(To("txt/item.txt/inner"), "old");
   RunEngine("ReplaceFilesBySameName = true\n");
   EXPECT_EQ("old", ReadFile(To("txt/item.txt/inner")));
-  EXPECT_THAT(ContentsBelow(To("txt")), ::testing::ElementsAre("new", "old"));
+  EXPECT_THAT(ContentsBelow(To("txt")), testing::ElementsAre("new", "old"));
 }
 
 TEST_P(Conformance, LinkInThePlaceOfAKeyFolderIsNotFollowed) {
   if (!Traits().hasSymbolicLinks) GTEST_SKIP() << "no symbolic links on this volume";
   WriteFile(From("item.txt"), "contents");
-  testing::MakeFolder(To("elsewhere"));
-  testing::MakeLink("elsewhere", To("txt"));
+  MakeFolder(To("elsewhere"));
+  MakeLink("elsewhere", To("txt"));
   RunEngine();
   EXPECT_FALSE(Exists(To("elsewhere/item.txt")));
   EXPECT_EQ("contents", ReadFile(From("item.txt")));
@@ -74,7 +68,7 @@ TEST_P(Conformance, SecondMovingRunChangesNothing) {
   WriteFile(From("README"), "no extension");
   RunEngine("RecurseFolders = true\n");
   // The dates of folders tell of what was there for a moment.
-  const testing::TreeAspects aspects = {.times = false, .linkTimes = false, .identities = true};
+  const TreeAspects aspects = {.times = false, .linkTimes = false, .identities = true};
   const std::vector<std::string> before = TreeLines(FromFolder(), aspects);
   const std::vector<std::string> arrived = TreeLines(ToFolder(), aspects);
   RunEngine("RecurseFolders = true\n");
@@ -88,11 +82,11 @@ TEST_P(Conformance, RunOfManyItemsWithoutDescriptorGrowth) {
     WriteFile(From(std::to_string(i) + ".k" + std::to_string(i % 4)), std::to_string(i));
   }
   std::vector<size_t> open;
-  SetShellHooks({.observeItem = [&open](const std::string& /*path*/, ItemOutcome /*outcome*/) {
-    open.push_back(testing::CountOpenDescriptors());
+  SetEngineHooks({.observeItem = [&open](const std::string& /*path*/, ItemOutcome /*outcome*/) {
+    open.push_back(CountOpenDescriptors());
   }});
   RunEngine();
-  SetShellHooks({});
+  SetEngineHooks({});
   ASSERT_EQ(static_cast<size_t>(kItems), open.size());
   // Once every key has been met, nothing more is opened to stay.
   const auto half = open.begin() + kItems / 2;
@@ -100,4 +94,4 @@ TEST_P(Conformance, RunOfManyItemsWithoutDescriptorGrowth) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

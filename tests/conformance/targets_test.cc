@@ -6,46 +6,36 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/conformance/ground.h"
+#include "tests/conformance/conformance_fixture.h"
 #include "tests/conformance/watched_folder.h"
-#include "tests/support/copying.h"
+#include "tests/support/file_operations.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::AllGrounds;
-using testing::Conformance;
-using testing::Exists;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::NamesIn;
-using testing::ReadFile;
-using testing::TreeLines;
-using testing::WatchedFolder;
-using testing::WriteFile;
+using testing::IsEmpty;
 
-INSTANTIATE_TEST_SUITE_P(Table, Conformance, ::testing::ValuesIn(AllGrounds()),
-                         [](const auto& test) { return testing::NameOf(test.param); });
+INSTANTIATE_TEST_SUITE_P(Table, Conformance, testing::ValuesIn(AllTransferConfigs()),
+                         [](const auto& test) { return NameOf(test.param); });
 
 TEST_P(Conformance, ExistingTargetUntouched) {
   WriteFile(From("item.txt"), "new");
   WriteFile(To("item.txt"), "old");
-  ExpectRefusal("item.txt", dupFNErr);
+  ExpectTransferError("item.txt", dupFNErr);
   EXPECT_EQ("old", ReadFile(To("item.txt")));
 }
 
 TEST_P(Conformance, ExistingTargetUntouchedUnderANewName) {
   WriteFile(From("item.txt"), "new");
   WriteFile(To("taken.txt"), "old");
-  ExpectRefusal("item.txt", dupFNErr, "taken.txt");
+  ExpectTransferError("item.txt", dupFNErr, "taken.txt");
 }
 
 TEST_P(Conformance, ExistingSpecialFileUntouched) {
   if (!Traits().hasSpecialFiles) GTEST_SKIP() << "no special files on this volume";
   WriteFile(From("item"), "new");
   ASSERT_EQ(0, mkfifo(To("item").c_str(), 0600));
-  ExpectRefusal("item", dupFNErr);
+  ExpectTransferError("item", dupFNErr);
 }
 
 TEST_P(Conformance, TargetNeverUnlinkedFirst) {
@@ -60,26 +50,26 @@ TEST_P(Conformance, TargetNeverUnlinkedFirst) {
 TEST_P(Conformance, FileOverFolderRefused) {
   WriteFile(From("item"), "file");
   MakeFolder(To("item"));
-  ExpectRefusal("item", dupFNErr);
+  ExpectTransferError("item", dupFNErr);
 }
 
 TEST_P(Conformance, FolderOverFileRefused) {
   WriteFile(From("item/inner"), "file");
   WriteFile(To("item"), "old");
-  ExpectRefusal("item", dupFNErr);
+  ExpectTransferError("item", dupFNErr);
 }
 
 TEST_P(Conformance, FolderOverEmptyFolderRefused) {
   WriteFile(From("item/inner"), "file");
   MakeFolder(To("item"));
-  ExpectRefusal("item", dupFNErr);
+  ExpectTransferError("item", dupFNErr);
 }
 
 TEST_P(Conformance, FolderOverFullFolderRefused) {
   WriteFile(From("item/inner"), "new");
   WriteFile(To("item/inner"), "old");
   WriteFile(To("item/other"), "old");
-  ExpectRefusal("item", dupFNErr);
+  ExpectTransferError("item", dupFNErr);
 }
 
 TEST_P(Conformance, LinkAtTargetNeverWrittenThrough) {
@@ -90,24 +80,24 @@ TEST_P(Conformance, LinkAtTargetNeverWrittenThrough) {
   MakeFolder(To("victims"));
   MakeLink("victim", To("item"));
   MakeLink("victims", To("folder"));
-  ExpectRefusal("item", dupFNErr);
-  ExpectRefusal("folder", dupFNErr);
+  ExpectTransferError("item", dupFNErr);
+  ExpectTransferError("folder", dupFNErr);
 }
 
 TEST_P(Conformance, DanglingLinkAtTargetCreatesNothing) {
   if (!Traits().hasSymbolicLinks) GTEST_SKIP() << "no symbolic links on this volume";
   WriteFile(From("item"), "new");
   MakeLink("nowhere", To("item"));
-  ExpectRefusal("item", dupFNErr);
+  ExpectTransferError("item", dupFNErr);
   EXPECT_FALSE(Exists(To("nowhere")));
 }
 
 TEST_P(Conformance, SameSourceTwice) {
   WriteFile(From("item"), "contents");
   ASSERT_EQ(noErr, Transfer("item"));
-  const std::vector<std::string> after = Everything();
+  const std::vector<std::string> after = DescribeBothFolders();
   EXPECT_EQ(IsMove() ? fnfErr : dupFNErr, Transfer("item"));
-  EXPECT_EQ(after, Everything());
+  EXPECT_EQ(after, DescribeBothFolders());
 }
 
 TEST_P(Conformance, JustTransferredNeverClobbered) {
@@ -122,37 +112,37 @@ TEST_P(Conformance, JustTransferredNeverClobbered) {
 TEST_P(Conformance, IntoItsOwnPlaceRefused) {
   WriteFile(From("item"), "contents");
   WriteFile(From("folder/inner"), "contents");
-  const std::vector<std::string> before = Everything();
+  const std::vector<std::string> before = DescribeBothFolders();
   EXPECT_EQ(dupFNErr, TransferTo(From("item"), FromFolder()));
   EXPECT_EQ(dupFNErr, TransferTo(From("folder"), FromFolder()));
-  EXPECT_EQ(before, Everything());
+  EXPECT_EQ(before, DescribeBothFolders());
 }
 
 TEST_P(Conformance, FolderIntoItselfRefused) {
   WriteFile(From("folder/inner/file"), "contents");
-  const std::vector<std::string> before = Everything();
+  const std::vector<std::string> before = DescribeBothFolders();
   for (const std::string target : {"folder", "folder/inner"}) {
     EXPECT_EQ(badMovErr, TransferTo(From("folder"), From(target))) << target;
     EXPECT_EQ(badMovErr, TransferTo(From("folder"), From(target), "other")) << target;
   }
-  EXPECT_EQ(before, Everything());
+  EXPECT_EQ(before, DescribeBothFolders());
 }
 
 TEST_P(Conformance, FolderIntoItselfThroughALinkRefused) {
-  if (!Traits().hasLinksAnywhere) GTEST_SKIP() << "no links to everywhere on this volume";
+  if (!Traits().takesAnyLinkTarget) GTEST_SKIP() << "no links to everywhere on this volume";
   WriteFile(From("folder/inner/file"), "contents");
   MakeLink(From("folder"), From("link"));
   MakeLink("../..", From("folder/inner/up"));
-  const std::vector<std::string> before = Everything();
+  const std::vector<std::string> before = DescribeBothFolders();
   for (const std::string target : {"link/inner", "link/inner/up/folder/inner"}) {
     EXPECT_EQ(badMovErr, TransferTo(From("folder"), From(target), "other")) << target;
   }
-  EXPECT_EQ(before, Everything());
+  EXPECT_EQ(before, DescribeBothFolders());
 }
 
 TEST_P(Conformance, FolderIntoItselfThroughABindMountRefused) {
-  std::string whyNot;
-  if (!testing::EnterMountNamespace(&whyNot)) GTEST_SKIP() << whyNot;
+  std::string reason;
+  if (!EnterMountNamespace(&reason)) GTEST_SKIP() << reason;
   WriteFile(From("folder/inner/file"), "contents");
   MakeFolder(To("bound"));
   const std::string bound = To("bound");
@@ -165,15 +155,15 @@ TEST_P(Conformance, FolderIntoItselfThroughABindMountRefused) {
 }
 
 TEST_P(Conformance, VolumeMountedInsideAPackageStaysWhereItIs) {
-  std::string whyNot;
-  if (!testing::EnterMountNamespace(&whyNot)) GTEST_SKIP() << whyNot;
+  std::string reason;
+  if (!EnterMountNamespace(&reason)) GTEST_SKIP() << reason;
   if (IsRenaming()) GTEST_SKIP() << "a renaming takes its mounts along";
   WriteFile(From("Tool.app/file"), "contents");
   MakeFolder(From("Tool.app/mounted"));
   const std::string mounted = From("Tool.app/mounted");
   ASSERT_EQ(0, mount("tmpfs", mounted.c_str(), "tmpfs", 0, "size=64k"));
   WriteFile(mounted + "/precious", "precious");
-  ExpectRefusal("Tool.app", diffVolErr);
+  ExpectTransferError("Tool.app", diffVolErr);
   EXPECT_EQ("precious", ReadFile(mounted + "/precious"));
   EXPECT_EQ(0, umount2(mounted.c_str(), MNT_DETACH));
 }
@@ -183,7 +173,7 @@ TEST_P(Conformance, OtherNameOfTheSameFileCountsAsTaken) {
   if (!Traits().hasHardLinks) GTEST_SKIP() << "no hard links on this volume";
   WriteFile(From("item"), "contents");
   ASSERT_EQ(0, link(From("item").c_str(), To("item").c_str()));
-  ExpectRefusal("item", dupFNErr);
+  ExpectTransferError("item", dupFNErr);
 }
 
 TEST_P(Conformance, TwoLinksOfOneFile) {
@@ -197,7 +187,7 @@ TEST_P(Conformance, TwoLinksOfOneFile) {
     EXPECT_EQ(IsCopy(), Exists(From(name))) << name;
   }
   // Items of their own are not tied to each other by a copy; a renaming unties nothing.
-  const bool isOneFile = testing::InfoAt(To("one")).st_ino == testing::InfoAt(To("two")).st_ino;
+  const bool isOneFile = LstatAt(To("one")).st_ino == LstatAt(To("two")).st_ino;
   EXPECT_EQ(IsRenaming(), isOneFile);
 }
 
@@ -206,8 +196,8 @@ TEST_P(Conformance, FolderSwappedForALinkIsNotFollowed) {
   WriteFile(From("item"), "contents");
   MakeFolder(To("key"));
   MakeFolder(To("elsewhere"));
-  const FSRef item = testing::RefAt(From("item"));
-  const FSRef key = testing::RefAt(To("key"));
+  const FSRef item = RefAt(From("item"));
+  const FSRef key = RefAt(To("key"));
   ASSERT_EQ(0, rename(To("key").c_str(), To("old").c_str()));
   MakeLink("elsewhere", To("key"));
   FSRef made;
@@ -221,16 +211,16 @@ TEST_P(Conformance, FolderSwappedForALinkIsNotFollowed) {
 
 TEST_P(Conformance, AnotherObjectUnderTheSourcesNameIsNotTaken) {
   WriteFile(From("item"), "meant");
-  const FSRef item = testing::RefAt(From("item"));
+  const FSRef item = RefAt(From("item"));
   ASSERT_EQ(0, rename(From("item").c_str(), From("old").c_str()));
   WriteFile(From("item"), "another");
-  const std::vector<std::string> before = Everything();
+  const std::vector<std::string> before = DescribeBothFolders();
   FSRef made;
-  const FSRef folder = testing::RefAt(ToFolder());
+  const FSRef folder = RefAt(ToFolder());
   EXPECT_EQ(fnfErr, IsMove() ? FSMoveObjectSync(item, folder, nullptr, &made)
                              : FSCopyObjectSync(item, folder, nullptr, &made));
-  EXPECT_EQ(before, Everything());
+  EXPECT_EQ(before, DescribeBothFolders());
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -7,31 +7,25 @@
 
 #include <algorithm>
 
-#include "tests/conformance/ground.h"
-#include "tests/support/copying.h"
+#include "tests/conformance/conformance_fixture.h"
+#include "tests/support/file_operations.h"
 #include "tests/support/ordinary_user.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::Conformance;
-using testing::Exists;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::NamesIn;
-using testing::ReadFile;
-using testing::WriteFile;
+using testing::IsEmpty;
 
 TEST_P(Conformance, AnothersFileInAStickyFolder) {
   if (geteuid() != 0) GTEST_SKIP() << "only root gives files away";
-  if (!Traits().hasOwners || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  if (!Traits().hasOwners || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
   WriteFile(From("another's"), "contents");
   ASSERT_EQ(0, chmod(FromFolder().c_str(), 01777));
   ASSERT_EQ(0, chmod(ToFolder().c_str(), 0777));
   OpenToEverybody();
-  ASSERT_TRUE(testing::RunAsOrdinaryUser([this] {
+  ASSERT_TRUE(RunAsOrdinaryUser([this] {
     if (IsMove()) {
-      ExpectRefusal("another's", afpAccessDenied);
+      ExpectTransferError("another's", afpAccessDenied);
       EXPECT_THAT(NamesIn(ToFolder()), IsEmpty());
     } else {
       EXPECT_EQ(noErr, Transfer("another's"));
@@ -41,14 +35,14 @@ TEST_P(Conformance, AnothersFileInAStickyFolder) {
 }
 
 TEST_P(Conformance, SourceFolderThatMayNotBeChanged) {
-  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
   WriteFile(From("file"), "contents");
   WriteFile(From("Tool.app/inner"), "contents");
   AsOrdinaryUser([this] {
     ASSERT_EQ(0, chmod(FromFolder().c_str(), 0555));
     for (const std::string name : {"file", "Tool.app"}) {
       if (IsMove()) {
-        ExpectRefusal(name, afpAccessDenied);
+        ExpectTransferError(name, afpAccessDenied);
       } else {
         EXPECT_EQ(noErr, Transfer(name));
       }
@@ -58,19 +52,19 @@ TEST_P(Conformance, SourceFolderThatMayNotBeChanged) {
 }
 
 TEST_P(Conformance, TargetFolderThatMayNotBeChanged) {
-  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
   WriteFile(From("file"), "contents");
   WriteFile(From("Tool.app/inner"), "contents");
   AsOrdinaryUser([this] {
     ASSERT_EQ(0, chmod(ToFolder().c_str(), 0555));
-    ExpectRefusal("file", afpAccessDenied);
-    ExpectRefusal("Tool.app", afpAccessDenied);
+    ExpectTransferError("file", afpAccessDenied);
+    ExpectTransferError("Tool.app", afpAccessDenied);
     ASSERT_EQ(0, chmod(ToFolder().c_str(), 0755));
   });
 }
 
 TEST_P(Conformance, FileThatMayNotBeRead) {
-  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
   WriteFile(From("file"), "contents");
   AsOrdinaryUser([this] {
     ASSERT_EQ(0, chmod(From("file").c_str(), 0));
@@ -85,7 +79,7 @@ TEST_P(Conformance, FileThatMayNotBeRead) {
 }
 
 TEST_P(Conformance, UnreadableSubfolderInsideAPackage) {
-  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
   WriteFile(From("Tool.app/a"), "contents");
   WriteFile(From("Tool.app/closed/b"), "contents");
   AsOrdinaryUser([this] {
@@ -104,7 +98,7 @@ TEST_P(Conformance, UnreadableSubfolderInsideAPackage) {
 }
 
 TEST_P(Conformance, ReadOnlyFilesAreItemsLikeOthers) {
-  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
   WriteFile(From("file"), "contents");
   AsOrdinaryUser([this] {
     ASSERT_EQ(0, chmod(From("file").c_str(), 0444));
@@ -113,7 +107,7 @@ TEST_P(Conformance, ReadOnlyFilesAreItemsLikeOthers) {
 }
 
 TEST_P(Conformance, UnwritableTargetDiagnosedOnceForEachItem) {
-  if (!Traits().hasModes || !Traits().hasMakers) GTEST_SKIP() << "no users on this volume";
+  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
   for (const std::string name : {"a.txt", "b.txt"}) WriteFile(From(name), name);
   MakeFolder(To("txt"));
   AsOrdinaryUser([this] {
@@ -125,10 +119,10 @@ TEST_P(Conformance, UnwritableTargetDiagnosedOnceForEachItem) {
               }));
     EXPECT_EQ(5U, messages.size());
     EXPECT_THAT(NamesIn(To("txt")), IsEmpty());
-    EXPECT_THAT(NamesIn(FromFolder()), ::testing::ElementsAre("a.txt", "b.txt"));
+    EXPECT_THAT(NamesIn(FromFolder()), testing::ElementsAre("a.txt", "b.txt"));
     ASSERT_EQ(0, chmod(To("txt").c_str(), 0755));
   });
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

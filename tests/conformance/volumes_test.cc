@@ -7,16 +7,11 @@
 #include <fstream>
 #include <sstream>
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::HasSubstr;
-using testing::NamesIn;
-using ::testing::Not;
-using testing::ReadFile;
-using testing::ScratchVolume;
-using testing::VolumeKind;
-using testing::WriteFile;
+using testing::HasSubstr;
+using testing::Not;
 
 // ReadFile goes by the size, and this has none.
 std::string MountsOfThisProcess() {
@@ -25,48 +20,48 @@ std::string MountsOfThisProcess() {
   return text.str();
 }
 
-class Volumes : public ::testing::TestWithParam<VolumeKind> {};
+class Volumes : public testing::TestWithParam<VolumeKind> {};
 
 TEST_P(Volumes, AreEmptyAndHoldWhatIsWrittenOrSayWhyTheyAreNotThere) {
   std::string path;
   {
     const ScratchVolume volume(GetParam());
-    if (!volume.IsThere()) {
-      EXPECT_NE("", volume.WhyNot());
-      GTEST_SKIP() << NameOf(GetParam()) << ": " << volume.WhyNot();
+    if (!volume.IsAvailable()) {
+      EXPECT_NE("", volume.UnavailableReason());
+      GTEST_SKIP() << NameOf(GetParam()) << ": " << volume.UnavailableReason();
     }
     path = volume.path();
-    EXPECT_THAT(NamesIn(path), ::testing::IsEmpty());
+    EXPECT_THAT(NamesIn(path), testing::IsEmpty());
     WriteFile(volume / "file", "contents");
     EXPECT_EQ("contents", ReadFile(volume / "file"));
     EXPECT_NE("", volume.TypeName());
   }
-  EXPECT_FALSE(testing::Exists(path));
+  EXPECT_FALSE(Exists(path));
   EXPECT_THAT(MountsOfThisProcess(), Not(HasSubstr(path)));
 }
 
-INSTANTIATE_TEST_SUITE_P(OfEveryKind, Volumes, ::testing::ValuesIn(testing::AllVolumeKinds()),
+INSTANTIATE_TEST_SUITE_P(OfEveryKind, Volumes, testing::ValuesIn(AllVolumeKinds()),
                          [](const auto& test) { return NameOf(test.param); });
 
 TEST(VolumeTraits, OfTheKernelsFileSystemsAreAllTrueForRoot) {
   if (geteuid() != 0) GTEST_SKIP() << "only root mounts and gives files away";
   for (const VolumeKind kind : {VolumeKind::kExt4, VolumeKind::kXfs, VolumeKind::kBtrfs}) {
     const ScratchVolume volume(kind);
-    if (!volume.IsThere()) GTEST_SKIP() << NameOf(kind) << ": " << volume.WhyNot();
-    const testing::VolumeTraits traits = volume.Traits();
+    if (!volume.IsAvailable()) GTEST_SKIP() << NameOf(kind) << ": " << volume.UnavailableReason();
+    const VolumeTraits traits = volume.Traits();
     EXPECT_TRUE(traits.hasHardLinks && traits.hasSymbolicLinks && traits.hasSpecialFiles);
     EXPECT_TRUE(traits.hasModes && traits.hasOwners && traits.hasAttributes);
-    EXPECT_TRUE(traits.hasAccessLists && traits.hasCapabilities && traits.hasHoles);
-    EXPECT_TRUE(traits.hasByteNames && traits.hasCase) << NameOf(kind);
+    EXPECT_TRUE(traits.hasAccessLists && traits.hasFileCapabilities && traits.hasHoles);
+    EXPECT_TRUE(traits.takesAnyNameBytes && traits.isCaseSensitive) << NameOf(kind);
   }
 }
 
 TEST(VolumeTraits, OfExfatAreThoseOfWindows) {
   const ScratchVolume volume(VolumeKind::kExfat);
-  if (!volume.IsThere()) GTEST_SKIP() << volume.WhyNot();
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
   EXPECT_FALSE(volume.Traits().hasHardLinks || volume.Traits().hasSymbolicLinks);
-  EXPECT_FALSE(volume.Traits().hasByteNames || volume.Traits().hasCase);
+  EXPECT_FALSE(volume.Traits().takesAnyNameBytes || volume.Traits().isCaseSensitive);
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

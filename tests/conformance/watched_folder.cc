@@ -6,7 +6,7 @@
 #include <array>
 #include <cstring>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr uint32_t kChanges = IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_ATTRIB;
@@ -34,4 +34,4 @@ std::vector<std::string> WatchedFolder::ChangesOf(const std::string& name) const
   }
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

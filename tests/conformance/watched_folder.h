@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // Notes what happens to the names in a folder while it lives.
 class WatchedFolder {
@@ -24,4 +24,4 @@ class WatchedFolder {
   bool isWatched_ = false;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

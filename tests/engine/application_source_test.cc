@@ -8,18 +8,13 @@
 
 #include "tests/engine/engine_fixture.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::RefAt;
-using testing::SetFinderInfo;
-using testing::WriteFile;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
-class ResolveRunSourceTest : public testing::EngineFixture {};
+class ResolveRunSourceTest : public EngineFixture {};
 
 TEST_F(ResolveRunSourceTest, UsesAnApplicationsResources) {
   WriteFile(InSource("Tool.app/Contents/Resources/a.txt"));
@@ -42,7 +37,7 @@ TEST_F(ResolveRunSourceTest, UsesTheWholeApplicationOnlyForTheBooleanTrue) {
       {"", InSource("Tool.app/Contents/Resources")},
   };
   for (const auto& row : rows) {
-    WritePreferencesElsewhere(row.text);
+    WritePreferencesInChild(row.text);
     sources_.clear();
     ResolveRunSource(RefAt(InSource("Tool.app")));
     EXPECT_THAT(sources_, ElementsAre(row.source)) << row.text;
@@ -57,7 +52,7 @@ TEST_F(ResolveRunSourceTest, UsesEverythingElseAsItIs) {
   MakeLink("nowhere", InSource("dangling"));
   for (const std::string text :
        {"AggregateAppResourcesOnly = true\n", "AggregateAppResourcesOnly = false\n"}) {
-    WritePreferencesElsewhere(text);
+    WritePreferencesInChild(text);
     for (const std::string name :
          {"Plain", "Kit.framework", "Plug.bundle", "file.txt", "dangling"}) {
       sources_.clear();
@@ -102,7 +97,7 @@ TEST_F(ResolveRunSourceTest, FindsWhatItWouldRunAndStartsNothing) {
   EXPECT_FALSE(FindRunSource(empty, &found));
   EXPECT_EQ(noErr, FSCompareFSRefs(found, RefAt(InSource("Tool.app/Contents/Resources"))));
   EXPECT_FALSE(FindRunSource(empty, nullptr));
-  WritePreferencesElsewhere("AggregateAppResourcesOnly = true\n");
+  WritePreferencesInChild("AggregateAppResourcesOnly = true\n");
   EXPECT_TRUE(FindRunSource(empty, &found));
   EXPECT_EQ(noErr, FSCompareFSRefs(found, empty));
   EXPECT_THAT(sources_, IsEmpty());
@@ -113,10 +108,10 @@ TEST_F(ResolveRunSourceTest, UsesASourceThatIsGoneAsItIs) {
   const FSRef ref = RefAt(InSource("Tool.app"));
   ASSERT_EQ(0, rmdir(InSource("Tool.app").c_str()));
   int runs = 0;
-  SetShellHooks({.runAggregation = [&](const FSRef&) { ++runs; }});
+  SetEngineHooks({.runAggregation = [&](const FSRef&) { ++runs; }});
   ResolveRunSource(ref);
   EXPECT_EQ(1, runs);
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

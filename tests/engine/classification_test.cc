@@ -8,15 +8,8 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::RefAt;
-using testing::SetFinderInfo;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 struct Row {
   std::string name;
@@ -88,4 +81,4 @@ TEST(Classification, OfWhatCannotBeReadIsNeither) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

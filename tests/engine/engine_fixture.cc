@@ -11,7 +11,7 @@
 #include "engine/run.h"
 #include "platform/managers/file_manager.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr unsigned kOrdinaryId = 65534;
@@ -22,7 +22,7 @@ std::string PathOf(const FSRef& ref) {
   return path.data();
 }
 
-void OpenFolder(const std::string& folder) {
+void GiveToOrdinaryUser(const std::string& folder) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     EXPECT_EQ(0, lchown(entry.path().c_str(), kOrdinaryId, kOrdinaryId)) << entry.path();
   }
@@ -34,7 +34,7 @@ void OpenFolder(const std::string& folder) {
 EngineFixture::EngineFixture() : source_(root_ / "source"), destination_(root_ / "destination") {
   MakeFolder(source_);
   MakeFolder(destination_);
-  SetShellHooks(
+  SetEngineHooks(
       {.showProgressText =
            [this](const std::string& text, int target) {
              progress_.push_back(std::to_string(target) + " " + text);
@@ -48,7 +48,7 @@ EngineFixture::EngineFixture() : source_(root_ / "source"), destination_(root_ /
            }});
 }
 
-EngineFixture::~EngineFixture() { SetShellHooks({}); }
+EngineFixture::~EngineFixture() { SetEngineHooks({}); }
 
 void EngineFixture::Run() const { AggregateFolder(RefAt(source_), RefAt(destination_)); }
 
@@ -59,7 +59,7 @@ std::vector<std::string> EngineFixture::MessagesAfterFirst() const {
   return messages;
 }
 
-void EngineFixture::WritePreferencesElsewhere(const std::string& text) const {
+void EngineFixture::WritePreferencesInChild(const std::string& text) const {
   (void)std::fflush(stdout);
   const pid_t child = fork();
   if (child == 0) {
@@ -77,9 +77,9 @@ void EngineFixture::WritePreferencesElsewhere(const std::string& text) const {
 
 void EngineFixture::OpenToOrdinaryUser() const {
   if (geteuid() != 0) return;
-  OpenFolder(root_.path());
+  GiveToOrdinaryUser(root_.path());
   const std::filesystem::path preferences(preferences_.PreferencesPath());
-  OpenFolder(preferences.parent_path().parent_path());
+  GiveToOrdinaryUser(preferences.parent_path().parent_path());
 }
 
 std::string AggregatingLine(const std::string& name) { return "Aggregating folder " + name; }
@@ -99,4 +99,4 @@ std::string DistinctName(const std::string& before, const std::string& after) {
   return before + "[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}" + after;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

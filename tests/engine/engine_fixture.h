@@ -12,12 +12,12 @@
 #include "tests/support/preferences_folder.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // The ground of a test of the engine: folders "source" and "destination" in the real file system, a
 // preferences file of its own with nothing in it, the captured log, and hooks that remember what
 // the engine tells the shell.
-class EngineFixture : public ::testing::Test {
+class EngineFixture : public testing::Test {
  protected:
   EngineFixture();
   ~EngineFixture() override;
@@ -33,7 +33,7 @@ class EngineFixture : public ::testing::Test {
   std::vector<std::string> MessagesAfterFirst() const;
 
   // Replaces the preferences file from another process, without this one taking any notice.
-  void WritePreferencesElsewhere(const std::string& text) const;
+  void WritePreferencesInChild(const std::string& text) const;
 
   // Lets everybody look into the test's folders, as RunAsOrdinaryUser needs it, and gives
   // everything in them to the ordinary user.
@@ -61,4 +61,4 @@ std::string NotMovedLine(const std::string& path, const std::string& folderPath)
 // A regular expression for a distinct name made of what stands before and after the UUID.
 std::string DistinctName(const std::string& before, const std::string& after);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -11,20 +11,14 @@
 #include <vector>
 
 #include "platform/linux/changes/object_info.h"
-#include "platform/linux/changes/pair_record.h"
+#include "platform/linux/sidecars/sidecar_journal.h"
 #include "platform/managers/text.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::RefAt;
-using testing::SetFinderInfo;
-using testing::TemporaryFolder;
-using ::testing::UnorderedElementsAre;
-using testing::WriteFile;
+using testing::UnorderedElementsAre;
 
 std::vector<std::string> NamesOf(const std::optional<std::vector<FSRef>>& items) {
   std::vector<std::string> names;
@@ -58,16 +52,16 @@ TEST(ListFolderFiles, ListsWhatMendingTheFolderBringsBack) {
   const auto markOf = [&folder](const std::string& name) {
     struct statx info = {};
     EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (folder / name).c_str(), &info));
-    return ObjectMark::Of(info);
+    return ObjectFingerprint::Of(info);
   };
-  PairIntent intent;
-  intent.change = PairChange::kDelete;
-  intent.name = "a.txt";
-  intent.item = markOf("a.txt");
-  intent.sidecar = markOf("._a.txt");
+  JournalEntry entry;
+  entry.change = JournalOperation::kDelete;
+  entry.name = "a.txt";
+  entry.item = markOf("a.txt");
+  entry.sidecar = markOf("._a.txt");
   const std::string record = ".tessary-pair-0F6B0C58-6A4A-4C0E-9F0B-0123456789AB";
-  WriteFile(folder / record, FormatPairIntent(intent));
-  const std::string aside = folder / SidecarAsideName(record);
+  WriteFile(folder / record, FormatJournalEntry(entry));
+  const std::string aside = folder / StagedSidecarNameOf(record);
   ASSERT_EQ(0, rename((folder / "._a.txt").c_str(), aside.c_str()));
   EXPECT_THAT(NamesOf(ListFolderFiles(RefAt(folder.path()))),
               UnorderedElementsAre("a.txt", "._a.txt"));
@@ -141,4 +135,4 @@ TEST(GetItemNameString, IsTheCatalogNameOrNone) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

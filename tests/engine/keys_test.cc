@@ -13,16 +13,8 @@
 #include "platform/managers/text.h"
 #include "tests/engine/engine_fixture.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::RefAt;
-using testing::SetAttribute;
-using testing::SetFinderInfo;
-using testing::SetModificationDate;
-using testing::WriteFile;
 
 constexpr auto kModified = DateAttribute::NSFileModificationDate;
 constexpr auto kCreated = DateAttribute::NSFileCreationDate;
@@ -32,7 +24,7 @@ std::string Text(const std::optional<std::u16string>& key) {
   return key ? Utf8FromUtf16(*key) : "(none)";
 }
 
-class KeysTest : public testing::EngineFixture {
+class KeysTest : public EngineFixture {
  protected:
   KeysTest() {
     if (const char* zone = std::getenv("TZ")) savedZone_ = zone;
@@ -264,4 +256,4 @@ TEST_F(DateKeysTest, DescribeDateNeedsADateAndAFormat) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

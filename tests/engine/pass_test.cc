@@ -15,31 +15,20 @@
 #include "platform/managers/text.h"
 #include "tests/engine/engine_fixture.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::DistinctName;
-using ::testing::ElementsAre;
-using testing::Exists;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::MakeLink;
-using ::testing::MatchesRegex;
-using testing::MovedLine;
-using testing::MovingLine;
-using testing::NamesIn;
-using testing::NotMovedLine;
-using testing::ReadFile;
-using testing::RefAt;
-using ::testing::UnorderedElementsAre;
-using testing::WriteFile;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::UnorderedElementsAre;
 
 bool IsZero(const FSRef& ref) {
   return std::all_of(std::begin(ref.hidden), std::end(ref.hidden),
                      [](unsigned char byte) { return byte == 0; });
 }
 
-class PassTest : public testing::EngineFixture {
+class PassTest : public EngineFixture {
  protected:
   // The rules of a pass that moves everything into the folder for one key and remembers the order
   // in which it was asked.
@@ -100,7 +89,7 @@ TEST_F(PassTest, LeavesAnItemWithoutAKey) {
   WriteFile(InSource("a.txt"));
   RunWith(RulesWithKey(std::nullopt));
   EXPECT_EQ("key ", asked_);
-  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kPassedOver));
+  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kSkipped));
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
@@ -117,7 +106,7 @@ TEST_F(PassTest, LeavesAnItemWhoseKeyNamesNoFolder) {
     outcomes_.clear();
     RunWith(RulesWithKey(key));
     EXPECT_EQ("key ", asked_) << Utf8FromUtf16(key);
-    const auto outcome = key.empty() ? ItemOutcome::kPassedOver : ItemOutcome::kUntold;
+    const auto outcome = key.empty() ? ItemOutcome::kSkipped : ItemOutcome::kFailedUnlogged;
     EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(outcome));
   }
   EXPECT_THAT(Messages(), IsEmpty());
@@ -139,7 +128,7 @@ TEST_F(PassTest, TellsOfAnItemThatVanishedAfterItWasListed) {
   RunWith(rules);
   EXPECT_THAT(Messages(), ElementsAre(MovedLine(first, "key"), "Inavlid FSRef"));
   EXPECT_THAT(outcomes_[InSource(first)], ElementsAre(ItemOutcome::kFiled));
-  EXPECT_THAT(outcomes_[""], ElementsAre(ItemOutcome::kUntold));
+  EXPECT_THAT(outcomes_[""], ElementsAre(ItemOutcome::kFailedUnlogged));
 }
 
 TEST_F(PassTest, TellsOfAnItemThatVanishedJustBeforeItsTransfer) {
@@ -204,7 +193,7 @@ TEST_F(PassTest, MovesWhatWasSavedOverAnItemJustBeforeItsTransfer) {
     ASSERT_EQ(0, rename((root_ / "saved").c_str(), InSource("a.txt").c_str()));
   };
   RunWith(rules);
-  EXPECT_EQ("saved", testing::ReadFile(InDestination("key/a.txt")));
+  EXPECT_EQ("saved", ReadFile(InDestination("key/a.txt")));
   EXPECT_THAT(NamesIn(source_), IsEmpty());
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "key")));
   EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFiled));
@@ -224,9 +213,8 @@ TEST_F(PassTest, LooksAKeyFolderUpOncePerKey) {
   // Both go to the remembered path, where there is nothing any more; no second folder is made.
   EXPECT_THAT(NamesIn(destination_), ElementsAre("away"));
   EXPECT_EQ(4U, Messages().size());
-  EXPECT_THAT(
-      Messages(),
-      ::testing::Contains("An error occurred moving an object. Error number = -43").Times(2));
+  EXPECT_THAT(Messages(),
+              testing::Contains("An error occurred moving an object. Error number = -43").Times(2));
 }
 
 TEST_F(PassTest, TriesAgainForTheNextItemWhereAKeyFolderCouldNotBeMade) {
@@ -255,7 +243,7 @@ TEST_F(PassTest, TellsOfAnItemInPlaceThatItWasPassedOver) {
   WriteFile(InSource("key/a.txt"));
   const FSRef parent = RefAt(source_);
   RunPass(RefAt(InSource("key")), &parent, RulesWithKey(u"key"));
-  EXPECT_THAT(outcomes_[InSource("key/a.txt")], ElementsAre(ItemOutcome::kPassedOver));
+  EXPECT_THAT(outcomes_[InSource("key/a.txt")], ElementsAre(ItemOutcome::kSkipped));
   EXPECT_TRUE(Exists(InSource("key/a.txt")));
   EXPECT_THAT(Messages(), IsEmpty());
 }
@@ -272,12 +260,12 @@ TEST_F(PassTest, TellsOnlyWhatItIsAskedToTell) {
     return name == u"failed" ? u".." : u"key";
   };
   rules.onFiled = rules.onInPlace = rules.onNoKey = std::nullopt;
-  rules.onUntold = ItemOutcome::kUntoldInYear;
+  rules.onUnlogged = ItemOutcome::kFailedUnloggedInYearFolder;
   const FSRef parent = RefAt(source_);
   RunPass(RefAt(source_), &parent, rules);
   RunPass(RefAt(InSource("key")), &parent, rules);
   EXPECT_EQ(1U, outcomes_.size());
-  EXPECT_THAT(outcomes_[InSource("failed")], ElementsAre(ItemOutcome::kUntoldInYear));
+  EXPECT_THAT(outcomes_[InSource("failed")], ElementsAre(ItemOutcome::kFailedUnloggedInYearFolder));
 }
 
 TEST_F(PassTest, LeavesAnItemWhosePathIsTooLong) {
@@ -293,11 +281,11 @@ TEST_F(PassTest, LeavesAnItemWhosePathIsTooLong) {
   EXPECT_THAT(NamesIn(InDestination("key")), ElementsAre(fits));
   EXPECT_THAT(NamesIn(folder), ElementsAre(tooLong));
   EXPECT_THAT(Messages(), ElementsAre(MovedLine(fits, "key")));
-  EXPECT_THAT(outcomes_[folder + "/" + tooLong], ElementsAre(ItemOutcome::kUntold));
+  EXPECT_THAT(outcomes_[folder + "/" + tooLong], ElementsAre(ItemOutcome::kFailedUnlogged));
 }
 
 TEST_F(PassTest, DoesTheSameWithoutAnObserver) {
-  SetShellHooks({});
+  SetEngineHooks({});
   WriteFile(InSource("a.txt"));
   RunWith(RulesWithKey(u"key"));
   EXPECT_EQ("key progress copy ", asked_);
@@ -330,7 +318,7 @@ TEST_F(GetOrCreateKeyFolderTest, TakesWhateverBearsTheName) {
     EXPECT_EQ(noErr, FSCompareFSRefs(found, RefAt(InDestination(Utf8FromUtf16(name)))));
   }
   EXPECT_EQ(3U, NamesIn(destination_).size());
-  EXPECT_EQ("kept", testing::ReadFile(InDestination("file")));
+  EXPECT_EQ("kept", ReadFile(InDestination("file")));
 }
 
 TEST_F(GetOrCreateKeyFolderTest, AnswersNoObjectForANameThatCannotBeLookedUp) {
@@ -345,4 +333,4 @@ TEST_F(GetOrCreateKeyFolderTest, RefusesAMissingOutArgument) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

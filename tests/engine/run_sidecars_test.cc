@@ -13,31 +13,22 @@
 #include "engine/run.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/captured_log.h"
-#include "tests/support/copying.h"
-#include "tests/support/killed_process.h"
-#include "tests/support/mac_bytes.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/mac_test_data.h"
 #include "tests/support/preferences_folder.h"
+#include "tests/support/process_kills.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
 
-using ::testing::Each;
-using ::testing::ElementsAre;
-using testing::FilesBelow;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using testing::KilledEnd;
-using testing::MakeFolder;
-using testing::NamesIn;
-using ::testing::Not;
-using testing::ReadFile;
-using testing::RefAt;
-using testing::SetModificationDate;
-using testing::TemporaryFolder;
-using testing::WriteFile;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
 
 std::string SidecarOf(const std::string& path) {
   const fs::path whole(path);
@@ -51,38 +42,38 @@ std::string ContentsPath(const std::string& path) {
 
 // A sidecar that nothing but the item with these contents can have.
 std::string SidecarBytes(const std::string& contents) {
-  return testing::MakeSidecar(std::string("TEXTttxt") + std::string(24, '\0'), {{"id", contents}},
-                              "fork of " + contents);
+  return MakeSidecar(std::string("TEXTttxt") + std::string(24, '\0'), {{"id", contents}},
+                     "fork of " + contents);
 }
 
-void MakePair(const std::string& path, const std::string& contents) {
+void MakeItemWithSidecar(const std::string& path, const std::string& contents) {
   WriteFile(ContentsPath(path), contents);
   WriteFile(SidecarOf(path), SidecarBytes(contents));
   SetModificationDate(path, 1'236'168'000);
 }
 
-struct Places {
+struct Placement {
   const char* name;
   bool isSourceInMemory;
   bool isDestinationInMemory;
 };
 
 // A source and a destination, on the volume of the temporary folder or in memory.
-class RunSidecars : public ::testing::TestWithParam<Places> {
+class RunSidecars : public testing::TestWithParam<Placement> {
  protected:
   RunSidecars()
       : source_((GetParam().isSourceInMemory ? memory_ : disk_) / "source"),
         destination_((GetParam().isDestinationInMemory ? memory_ : disk_) / "destination") {}
 
   void SetUp() override {
-    if (IsAcross() && !testing::AreOnDifferentVolumes(disk_.path(), memory_.path())) {
+    if (IsAcross() && !AreOnDifferentVolumes(disk_.path(), memory_.path())) {
       GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
     }
   }
 
   static bool IsAcross() { return GetParam().isSourceInMemory != GetParam().isDestinationInMemory; }
 
-  void Empty() const {
+  void ClearFolders() const {
     for (const std::string& folder : {source_, destination_}) {
       fs::remove_all(folder);
       MakeFolder(folder);
@@ -99,7 +90,7 @@ class RunSidecars : public ::testing::TestWithParam<Places> {
   void Run() const { AggregateFolder(RefAt(source_), RefAt(destination_)); }
 
   // A run that meets nothing amiss.
-  void RunWell() const {
+  void RunWithoutErrors() const {
     Run();
     EXPECT_THAT(log_.Messages(), Each(Not(HasSubstr("Inavlid"))));
   }
@@ -109,7 +100,7 @@ class RunSidecars : public ::testing::TestWithParam<Places> {
   // The items of a run that all kinds have a key for.
   void MakeSource(const std::string& run) const {
     const std::string beginning = run + " ";
-    for (const std::string& name : Names()) MakePair(InSource(name), beginning + name);
+    for (const std::string& name : Names()) MakeItemWithSidecar(InSource(name), beginning + name);
     WriteFile(source_ + "/alone.txt", run + " alone");
   }
 
@@ -136,7 +127,7 @@ class RunSidecars : public ::testing::TestWithParam<Places> {
 
   // Every sidecar is beside its item and is that item's, but for the ones that are known to have
   // none.
-  void ExpectPairs(const std::vector<std::string>& orphans) const {
+  void ExpectItemsWithSidecars(const std::vector<std::string>& orphans) const {
     size_t expected = orphans.size();
     for (const auto& [path, contents] : Items()) {
       if (contents.ends_with("alone")) {
@@ -174,33 +165,33 @@ class RunSidecars : public ::testing::TestWithParam<Places> {
     return {};
   }
 
-  void TryKind(int kind, bool copies, bool replaces) const;
-  void KillEverywhere(const std::string& name, bool copies, bool replaces) const;
+  void RunKind(int kind, bool copies, bool replaces) const;
+  void KillAtEveryCall(const std::string& name, bool copies, bool replaces) const;
 
   TemporaryFolder disk_;
   TemporaryFolder memory_{"/dev/shm"};
   const std::string source_;
   const std::string destination_;
-  testing::PreferencesFolder preferences_;
-  testing::CapturedLog log_;
+  PreferencesFolder preferences_;
+  CapturedLog log_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Places, RunSidecars,
-                         ::testing::Values(Places{"OnDisk", false, false},
-                                           Places{"InMemory", true, true},
-                                           Places{"ToMemory", false, true},
-                                           Places{"ToDisk", true, false}),
+INSTANTIATE_TEST_SUITE_P(Placement, RunSidecars,
+                         testing::Values(Placement{"OnDisk", false, false},
+                                         Placement{"InMemory", true, true},
+                                         Placement{"ToMemory", false, true},
+                                         Placement{"ToDisk", true, false}),
                          [](const auto& row) { return std::string(row.param.name); });
 
 // A run into an empty destination and one into what that has left there.
-void RunSidecars::TryKind(int kind, bool copies, bool replaces) const {
-  Empty();
+void RunSidecars::RunKind(int kind, bool copies, bool replaces) const {
+  ClearFolders();
   Set(kind, copies, replaces);
   MakeSource("first");
   WriteFile(source_ + "/._orphan.txt", "orphan");
   Run();
   const std::string orphan = source_ + "/._orphan.txt";
-  ExpectPairs({orphan});
+  ExpectItemsWithSidecars({orphan});
   for (const std::string& name : Names()) EXPECT_EQ(copies ? 2U : 1U, CountItems("first " + name));
 
   // At the target an item with its sidecar, an item alone, and a sidecar alone.
@@ -211,7 +202,7 @@ void RunSidecars::TryKind(int kind, bool copies, bool replaces) const {
   ASSERT_EQ(0, unlink(SidecarOf(InDestination("first below/inner.txt")).c_str()));
   WriteFile(InDestination("first below/inner.txt"), "first without its alone");
   Run();
-  ExpectPairs({left});
+  ExpectItemsWithSidecars({left});
   for (const std::string& name : Names()) EXPECT_EQ(copies ? 2U : 1U, CountItems("second " + name));
   EXPECT_EQ(SidecarBytes("first a.txt"), ReadFile(left));
   EXPECT_EQ(replaces ? 0U : 1U, CountItems("first caf\xe9.txt"));
@@ -225,7 +216,7 @@ TEST_P(RunSidecars, GoWithTheirItemsWhateverTheKind) {
       for (const bool replaces : {false, true}) {
         SCOPED_TRACE("kind " + std::to_string(kind) + (copies ? " copying" : " moving") +
                      (replaces ? " replacing" : ""));
-        TryKind(kind, copies, replaces);
+        RunKind(kind, copies, replaces);
       }
     }
   }
@@ -234,10 +225,10 @@ TEST_P(RunSidecars, GoWithTheirItemsWhateverTheKind) {
 // An item alone would take on the sidecar that another one has left.
 TEST_P(RunSidecars, AWaitingSidecarIsATakenNameForAnItemWithoutOne) {
   for (const bool replaces : {false, true}) {
-    Empty();
+    ClearFolders();
     Set(1, /*copies=*/false, replaces);
     WriteFile(source_ + "/alone.txt", "alone");
-    MakePair(source_ + "/a.txt", "a");
+    MakeItemWithSidecar(source_ + "/a.txt", "a");
     WriteFile(InSource("below/too.txt"), "too is alone");
     for (const std::string name : {"alone.txt", "too.txt"}) {
       WriteFile(destination_ + "/txt/._" + name, "left");
@@ -255,33 +246,33 @@ TEST_P(RunSidecars, AWaitingSidecarIsATakenNameForAnItemWithoutOne) {
 
 // A key folder is no item, and is not kept from being made.
 TEST_P(RunSidecars, AWaitingSidecarDoesNotStandInTheWayOfAKeyFolder) {
-  Empty();
+  ClearFolders();
   Set(1, /*copies=*/false, /*replaces=*/false);
-  MakePair(source_ + "/a.txt", "a");
+  MakeItemWithSidecar(source_ + "/a.txt", "a");
   WriteFile(destination_ + "/._txt", "of a folder that is gone");
   Run();
   EXPECT_THAT(NamesIn(destination_ + "/txt"), ElementsAre("._a.txt", "a.txt"));
 }
 
 // Kills a run before each of its system calls in turn, and runs again.
-void RunSidecars::KillEverywhere(const std::string& name, bool copies, bool replaces) const {
+void RunSidecars::KillAtEveryCall(const std::string& name, bool copies, bool replaces) const {
   if (HasFailure()) return;
   // Without a walk, nothing has looked at the source before its items are listed.
   Set(1, copies, replaces, /*recurses=*/false);
-  KilledEnd end = KilledEnd::kKilled;
-  for (unsigned call = 1; end == KilledEnd::kKilled && !HasFailure(); ++call) {
+  KillResult end = KillResult::kKilled;
+  for (unsigned call = 1; end == KillResult::kKilled && !HasFailure(); ++call) {
     SCOPED_TRACE((copies ? "copying " : "moving ") + name + (replaces ? ", replacing" : "") +
                  ", killed before change " + std::to_string(call));
-    Empty();
-    MakePair(destination_ + "/" + fs::path(name).extension().string().substr(1) + "/" + name,
-             "old");
-    MakePair(source_ + "/" + name, "new");
-    end = testing::RunKilledBefore(call, [this] { Run(); });
-    if (end == KilledEnd::kForbidden) GTEST_SKIP() << "no process may follow another one here";
-    ASSERT_NE(KilledEnd::kFailed, end);
-    ASSERT_TRUE(testing::RunInChild([this] { RunWell(); }));
+    ClearFolders();
+    MakeItemWithSidecar(
+        destination_ + "/" + fs::path(name).extension().string().substr(1) + "/" + name, "old");
+    MakeItemWithSidecar(source_ + "/" + name, "new");
+    end = RunAndKillBeforeCall(call, [this] { Run(); });
+    if (end == KillResult::kNotPermitted) GTEST_SKIP() << "no process may follow another one here";
+    ASSERT_NE(KillResult::kFailed, end);
+    ASSERT_TRUE(RunInChild([this] { RunWithoutErrors(); }));
 
-    ExpectPairs({});
+    ExpectItemsWithSidecars({});
     if (copies || IsAcross()) {
       EXPECT_LE(copies ? 2U : 1U, CountItems("new"));
     } else {
@@ -292,46 +283,47 @@ void RunSidecars::KillEverywhere(const std::string& name, bool copies, bool repl
 }
 
 TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMove) {
-  KillEverywhere("a.txt", /*copies=*/false, /*replaces=*/false);
+  KillAtEveryCall("a.txt", /*copies=*/false, /*replaces=*/false);
 }
 
 TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveThatReplaces) {
-  KillEverywhere("a.txt", /*copies=*/false, /*replaces=*/true);
+  KillAtEveryCall("a.txt", /*copies=*/false, /*replaces=*/true);
 }
 
 TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveOfAPackage) {
-  KillEverywhere("Tool.app", /*copies=*/false, /*replaces=*/false);
+  KillAtEveryCall("Tool.app", /*copies=*/false, /*replaces=*/false);
 }
 
 TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledCopy) {
-  KillEverywhere("a.txt", /*copies=*/true, /*replaces=*/true);
+  KillAtEveryCall("a.txt", /*copies=*/true, /*replaces=*/true);
 }
 
 // The pass over the years goes on with what the killed run has moved, before the folder that it
 // came from is looked at.
 TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveByDateInAFolderAmongOthers) {
   for (const std::string name : {"a.txt", "Tool.app"}) {
-    KilledEnd end = KilledEnd::kKilled;
-    for (unsigned call = 1; end == KilledEnd::kKilled && !HasFailure(); ++call) {
+    KillResult end = KillResult::kKilled;
+    for (unsigned call = 1; end == KillResult::kKilled && !HasFailure(); ++call) {
       SCOPED_TRACE(name + ", killed before change " + std::to_string(call));
-      Empty();
+      ClearFolders();
       Set(4, /*copies=*/false, /*replaces=*/false);
-      MakePair(InSource("below/" + name), "new");
-      end = testing::RunKilledBefore(
+      MakeItemWithSidecar(InSource("below/" + name), "new");
+      end = RunAndKillBeforeCall(
           call, [this] { AggregateFolder(RefAt(InSource("below")), RefAt(destination_)); });
-      if (end == KilledEnd::kForbidden) GTEST_SKIP() << "no process may follow another one here";
-      ASSERT_NE(KilledEnd::kFailed, end);
+      if (end == KillResult::kNotPermitted)
+        GTEST_SKIP() << "no process may follow another one here";
+      ASSERT_NE(KillResult::kFailed, end);
       // As the day pass of a folder that is walked first.
-      ASSERT_TRUE(testing::RunInChild([this] {
+      ASSERT_TRUE(RunInChild([this] {
         MakeFolder(InSource("beside"));
         AggregateFolder(RefAt(InSource("beside")), RefAt(destination_));
-        RunWell();
+        RunWithoutErrors();
       }));
-      ExpectPairs({});
+      ExpectItemsWithSidecars({});
       EXPECT_EQ(0U, FilesBelow(source_).size());
     }
   }
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

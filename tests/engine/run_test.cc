@@ -15,40 +15,25 @@
 #include "platform/extension_map.h"
 #include "tests/engine/engine_fixture.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::AggregatingLine;
-using ::testing::Contains;
-using testing::DistinctName;
-using ::testing::Each;
-using ::testing::ElementsAre;
-using testing::Exists;
-using testing::FilesBelow;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using ::testing::MatchesRegex;
-using testing::MovedLine;
-using testing::MovingLine;
-using testing::NamesIn;
-using ::testing::Not;
-using testing::NotMovedLine;
-using testing::ReadFile;
-using testing::RefAt;
-using testing::SetAttribute;
-using testing::SetFinderInfo;
-using testing::SetModificationDate;
-using ::testing::StartsWith;
-using ::testing::UnorderedElementsAre;
-using testing::WriteFile;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
 
 constexpr int64_t kMarch2009 = 1236164645;   // 2009-03-04 11:04:05 UTC
 constexpr int64_t kAugust2011 = 1314186645;  // 2011-08-24 11:50:45 UTC
 constexpr auto kFiled = ItemOutcome::kFiled;
 constexpr auto kFailed = ItemOutcome::kFailed;
-constexpr auto kPassedOver = ItemOutcome::kPassedOver;
+constexpr auto kSkipped = ItemOutcome::kSkipped;
 
-class RunTest : public testing::EngineFixture {
+class RunTest : public EngineFixture {
  protected:
   RunTest() {
     if (const char* zone = std::getenv("TZ")) savedZone_ = zone;
@@ -113,8 +98,8 @@ TEST_F(RunByExtension, KeepsTheCaseAndTakesTheLastExtension) {
               UnorderedElementsAre("JPG/a.JPG", "jpg/b.jpg", "gz/archive.tar.gz", "q:q/odd.q:q",
                                    "b c /a.b c "));
   EXPECT_THAT(NamesIn(source_), UnorderedElementsAre("Makefile", "name."));
-  EXPECT_THAT(outcomes_[InSource("Makefile")], ElementsAre(kPassedOver));
-  EXPECT_THAT(outcomes_[InSource("name.")], ElementsAre(kPassedOver));
+  EXPECT_THAT(outcomes_[InSource("Makefile")], ElementsAre(kSkipped));
+  EXPECT_THAT(outcomes_[InSource("name.")], ElementsAre(kSkipped));
   EXPECT_THAT(outcomes_[InSource("a.JPG")], ElementsAre(kFiled));
   EXPECT_EQ(6U, Messages().size());
 }
@@ -203,10 +188,10 @@ TEST_F(RunByFileType, PrefersTheTypeAndFallsBackToTheMap) {
               UnorderedElementsAre("TEXT/notes.rtf", "JPEG/x.JPG", "PDF /paper", "..:x/slash"));
   EXPECT_THAT(NamesIn(source_), UnorderedElementsAre("plain.qqqq", "up", "dot", "in"));
   EXPECT_THAT(NamesIn(root_.path()), UnorderedElementsAre("source", "destination"));
-  EXPECT_THAT(outcomes_[InSource("up")], ElementsAre(ItemOutcome::kUntold));
-  EXPECT_THAT(outcomes_[InSource("dot")], ElementsAre(ItemOutcome::kUntold));
-  EXPECT_THAT(outcomes_[InSource("in")], ElementsAre(kPassedOver));
-  EXPECT_THAT(outcomes_[InSource("plain.qqqq")], ElementsAre(kPassedOver));
+  EXPECT_THAT(outcomes_[InSource("up")], ElementsAre(ItemOutcome::kFailedUnlogged));
+  EXPECT_THAT(outcomes_[InSource("dot")], ElementsAre(ItemOutcome::kFailedUnlogged));
+  EXPECT_THAT(outcomes_[InSource("in")], ElementsAre(kSkipped));
+  EXPECT_THAT(outcomes_[InSource("plain.qqqq")], ElementsAre(kSkipped));
 }
 
 TEST_F(RunByFileType, ShowsEachItemInTheLogOnly) {
@@ -295,28 +280,28 @@ TEST_F(RunByDate, TakesTheCopyFlagThatItIsGiven) {
 TEST_F(RunByDate, TellsOfEachItemOnce) {
   Set("TessaryType = 4\nFileOperation = 1\n");
   WriteDated(InSource("a"), kMarch2009);
-  testing::MakeLink("nowhere", InSource("dangling"));
+  MakeLink("nowhere", InSource("dangling"));
   WriteDated(InSource("b"), kAugust2011);
   WriteDated(InSource(".hidden"), kAugust2011);
   WriteFile(InDestination("2011"), "a file");
   Run();
   EXPECT_THAT(outcomes_,
-              UnorderedElementsAre(::testing::Pair(InDestination("2009/a"), ElementsAre(kFiled)),
-                                   ::testing::Pair(InSource("dangling"), ElementsAre(kPassedOver)),
-                                   ::testing::Pair(InSource("b"), ElementsAre(kFailed))));
+              UnorderedElementsAre(testing::Pair(InDestination("2009/a"), ElementsAre(kFiled)),
+                                   testing::Pair(InSource("dangling"), ElementsAre(kSkipped)),
+                                   testing::Pair(InSource("b"), ElementsAre(kFailed))));
 }
 
 TEST_F(RunByDate, TellsOfAnItemThatFailedOnItsWayToItsDay) {
   Set("TessaryType = 4\nFileOperation = 1\n");
   WriteDated(InSource("a"), kMarch2009);
   // A link that leads nowhere has no date, so that it stays in the day's way.
-  testing::MakeLink("nowhere", InDestination("2009/Mar 04, 2009"));
+  MakeLink("nowhere", InDestination("2009/Mar 04, 2009"));
   Run();
   EXPECT_THAT(outcomes_,
-              UnorderedElementsAre(
-                  ::testing::Pair(InDestination("2009/a"), ElementsAre(ItemOutcome::kFailedInYear)),
-                  ::testing::Pair(InDestination("2009/Mar 04, 2009"),
-                                  ElementsAre(ItemOutcome::kPassedOverInYear))));
+              UnorderedElementsAre(testing::Pair(InDestination("2009/a"),
+                                                 ElementsAre(ItemOutcome::kFailedInYearFolder)),
+                                   testing::Pair(InDestination("2009/Mar 04, 2009"),
+                                                 ElementsAre(ItemOutcome::kSkippedInYearFolder))));
   EXPECT_TRUE(Exists(InDestination("2009/a")));
   EXPECT_EQ(NotMovedLine(InDestination("2009/a"), InDestination("2009/Mar 04, 2009")),
             Messages().back());
@@ -325,12 +310,12 @@ TEST_F(RunByDate, TellsOfAnItemThatFailedOnItsWayToItsDay) {
 TEST_F(RunByDate, LeavesALinkInItsYearThatLeadsNowhereFromThere) {
   Set("TessaryType = 4\nRecurseFolders = true\n");
   WriteDated(InSource("sub/target"), kMarch2009);
-  testing::MakeLink("target", InSource("sub/link"));
+  MakeLink("target", InSource("sub/link"));
   Run();
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/target", "2009/link"));
   // Once for each of the two folders that the run visits.
   EXPECT_THAT(outcomes_[InDestination("2009/link")],
-              ElementsAre(ItemOutcome::kPassedOverInYear, ItemOutcome::kPassedOverInYear));
+              ElementsAre(ItemOutcome::kSkippedInYearFolder, ItemOutcome::kSkippedInYearFolder));
 }
 
 TEST_F(RunByDate, TellsNothingOfAnItemThatIsInItsYearAlready) {
@@ -338,8 +323,7 @@ TEST_F(RunByDate, TellsNothingOfAnItemThatIsInItsYearAlready) {
   WriteDated(InDestination("2009/a"), kMarch2009);
   AggregateFolder(RefAt(InDestination("2009")), RefAt(destination_));
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));
-  EXPECT_THAT(outcomes_,
-              ElementsAre(::testing::Pair(InDestination("2009/a"), ElementsAre(kFiled))));
+  EXPECT_THAT(outcomes_, ElementsAre(testing::Pair(InDestination("2009/a"), ElementsAre(kFiled))));
 }
 
 TEST_F(RunOfFolders, FilesNothingOfSubfoldersUnlessTheSettingsSaySo) {
@@ -409,7 +393,7 @@ TEST_F(RunOfFolders, ChangesNothingWhenTheDestinationInsideTheSourceIsEnteredAga
   for (const std::string kind : {"1", "2", "3"}) {
     for (const std::string operation : {"1", "2"}) {
       Set("RecurseFolders = true\nTessaryType = " + kind + "\nFileOperation = " + operation + "\n");
-      const testing::TemporaryFolder folder;
+      const TemporaryFolder folder;
       WriteFile(folder / "source/a.jpg", "a");
       WriteFile(folder / "source/sub/b.jpg", "b");
       MakeFolder(folder / "source/filed");
@@ -423,7 +407,7 @@ TEST_F(RunOfFolders, ChangesNothingWhenTheDestinationInsideTheSourceIsEnteredAga
         outcomes_.clear();
         AggregateFolder(source, destination);
         EXPECT_EQ(filed, FilesBelow(folder / "source/filed")) << kind;
-        for (const auto& [path, told] : outcomes_) EXPECT_THAT(told, ElementsAre(kPassedOver));
+        for (const auto& [path, told] : outcomes_) EXPECT_THAT(told, ElementsAre(kSkipped));
         EXPECT_EQ(2U, outcomes_.size());
       }
     }
@@ -440,7 +424,7 @@ TEST_F(RunOfFolders, ReplacesItsOwnCopiesWhenRunTwice) {
 }
 
 TEST_F(RunOfFolders, NamesTheSourceByItsOwnName) {
-  const testing::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const struct {
     std::string name;
     std::string line;
@@ -473,7 +457,7 @@ TEST_F(RunOfFolders, LeavesEverythingForADestinationThatIsGone) {
     Set("FileOperation = 1\nTessaryType = " + kind + "\n");
     outcomes_.clear();
     AggregateFolder(RefAt(source_), destination);
-    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kUntold));
+    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFailedUnlogged));
   }
   EXPECT_THAT(Messages(), Each(AggregatingLine("source")));
   EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt"));
@@ -483,7 +467,7 @@ TEST_F(RunOfFolders, FilesAnApplicationsResourcesWhenItIsTheSource) {
   Set("FileOperation = 1\n");
   WriteFile(InSource("Tool.app/Contents/Resources/a.txt"));
   WriteFile(InSource("Tool.app/Contents/b.txt"));
-  SetShellHooks({.runAggregation = [this](const FSRef& source) {
+  SetEngineHooks({.runAggregation = [this](const FSRef& source) {
     AggregateFolder(source, RefAt(destination_));
   }});
   ResolveRunSource(RefAt(InSource("Tool.app")));
@@ -492,7 +476,7 @@ TEST_F(RunOfFolders, FilesAnApplicationsResourcesWhenItIsTheSource) {
 }
 
 TEST_F(RunOfFolders, EntersAWholeApplicationsFoldersOnlyWhenTheSettingsSaySo) {
-  SetShellHooks({.runAggregation = [this](const FSRef& source) {
+  SetEngineHooks({.runAggregation = [this](const FSRef& source) {
     AggregateFolder(source, RefAt(destination_));
   }});
   WriteFile(InSource("Tool.app/Contents/a.txt"));
@@ -515,7 +499,7 @@ TEST_F(RunWithChangingSettings, FollowsTheCopyFlagWithinAFolder) {
   }
   int items = 0;
   onProgress_ = [&](const std::string&) {
-    if (++items == 1) WritePreferencesElsewhere("FileOperation = 2\n");
+    if (++items == 1) WritePreferencesInChild("FileOperation = 2\n");
   };
   Run();
   EXPECT_EQ(3, items);
@@ -533,7 +517,7 @@ TEST_F(RunWithChangingSettings, FollowsReplacementWithTheNextItem) {
   int items = 0;
   onItem_ = [&](const std::string&) {
     if (++items == 1) {
-      WritePreferencesElsewhere("FileOperation = 2\nReplaceFilesBySameName = true\n");
+      WritePreferencesInChild("FileOperation = 2\nReplaceFilesBySameName = true\n");
     }
   };
   Run();
@@ -550,14 +534,14 @@ TEST_F(RunWithChangingSettings, FollowsTheKindWithTheNextFolder) {
   int items = 0;
   onProgress_ = [&](const std::string&) {
     if (++items != 1) return;
-    WritePreferencesElsewhere("FileOperation = 1\nRecurseFolders = true\nTessaryType = 3\n");
+    WritePreferencesInChild("FileOperation = 1\nRecurseFolders = true\nTessaryType = 3\n");
   };
   Run();
   // The folder that was under way went on by its own kind.
   const std::vector<std::string> byExtension = NamesIn(InDestination("jpg"));
   const std::vector<std::string> byMimeType = NamesIn(InDestination("image:jpeg"));
   EXPECT_THAT(byExtension,
-              ::testing::AnyOf(ElementsAre("a1.jpg", "a2.jpg"), ElementsAre("b1.jpg", "b2.jpg")));
+              testing::AnyOf(ElementsAre("a1.jpg", "a2.jpg"), ElementsAre("b1.jpg", "b2.jpg")));
   EXPECT_EQ(2U, byMimeType.size());
 }
 
@@ -569,12 +553,12 @@ TEST_F(RunWithChangingSettings, FollowsRecursionWithTheNextFolder) {
   WriteFile(InSource("b/sub/2.txt"));
   int items = 0;
   onProgress_ = [&](const std::string&) {
-    if (++items == 1) WritePreferencesElsewhere("FileOperation = 1\nRecurseFolders = false\n");
+    if (++items == 1) WritePreferencesInChild("FileOperation = 1\nRecurseFolders = false\n");
   };
   Run();
   // One of the two was entered to the ground, the other not below its own files.
   const std::vector<std::string> left = FilesBelow(source_);
-  EXPECT_THAT(left, ElementsAre(::testing::AnyOf("a/sub/2.txt", "b/sub/2.txt")));
+  EXPECT_THAT(left, ElementsAre(testing::AnyOf("a/sub/2.txt", "b/sub/2.txt")));
 }
 
 TEST_F(RunWithChangingSettings, KeepsTheCopyFlagOfADateForTheWholeFolder) {
@@ -585,11 +569,11 @@ TEST_F(RunWithChangingSettings, KeepsTheCopyFlagOfADateForTheWholeFolder) {
     const std::string name = std::to_string(i);
     WriteDated(InSource(name), kMarch2009);
     WriteDated(InDestination("2009/" + name), kAugust2011);
-    testing::MakeLink("nowhere", InSource("link" + name));
+    MakeLink("nowhere", InSource("link" + name));
   }
   int items = 0;
   onItem_ = [&](const std::string&) {
-    if (++items == 1) WritePreferencesElsewhere("FileOperation = 2\nTessaryType = 4\n");
+    if (++items == 1) WritePreferencesInChild("FileOperation = 2\nTessaryType = 4\n");
   };
   Run();
   EXPECT_THAT(NamesIn(source_), Each(StartsWith("link")));
@@ -597,4 +581,4 @@ TEST_F(RunWithChangingSettings, KeepsTheCopyFlagOfADateForTheWholeFolder) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

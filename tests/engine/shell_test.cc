@@ -6,17 +6,17 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-TEST(ShellHooks, AreCalledWithWhatTheEngineTells) {
+TEST(EngineHooks, AreCalledWithWhatTheEngineTells) {
   std::string told;
-  SetShellHooks({
+  SetEngineHooks({
       .showProgressText = [&](const std::string& text,
                               int target) { told += text + std::to_string(target) + ";"; },
       .runAggregation =
           [&](const FSRef& source) {
-            told += FSCompareFSRefs(source, testing::RefAt("/")) == noErr ? "run;" : "other;";
+            told += FSCompareFSRefs(source, RefAt("/")) == noErr ? "run;" : "other;";
           },
       .observeItem =
           [&](const std::string& path, ItemOutcome outcome) {
@@ -24,17 +24,17 @@ TEST(ShellHooks, AreCalledWithWhatTheEngineTells) {
           },
   });
   ReportProgressText("text", 1);
-  StartRun(testing::RefAt("/"));
+  StartRun(RefAt("/"));
   ObserveItem("/a", ItemOutcome::kFailed);
   EXPECT_EQ("text1;run;/a failed;", told);
 
   // Those supplied later replace them all; what is not supplied is not called.
-  SetShellHooks({});
+  SetEngineHooks({});
   ReportProgressText("text", 1);
-  StartRun(testing::RefAt("/"));
+  StartRun(RefAt("/"));
   ObserveItem("/a", ItemOutcome::kFailed);
   EXPECT_EQ("text1;run;/a failed;", told);
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -16,24 +16,17 @@
 #include "tests/support/apple_events.h"
 
 // What the transfer of an item does about its comment.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::ElementsAre;
-using testing::Exists;
-using ::testing::IsEmpty;
-using testing::MakeShort;
-using testing::MakeText;
-using testing::MovedLine;
-using testing::NotMovedLine;
-using testing::RefAt;
-using testing::WriteFile;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 constexpr uint32_t kSignature = FourCharCode("MACS");
 constexpr char kAttribute[] = "user.xdg.comment";
 constexpr char kCarries[] = "PreserveComments = false\n";
 
-class TransferCommentsTest : public testing::EngineFixture {
+class TransferCommentsTest : public EngineFixture {
  protected:
   ~TransferCommentsTest() override { RemoveAnsweringApplication(kSignature); }
 
@@ -173,25 +166,25 @@ TEST_F(TransferCommentsTest, WaitsForALateAnswer) {
 TEST_F(TransferCommentsTest, CarriesTheCommentToADistinctName) {
   RegisterCommentAgent();
   WriteFile(InSource("a.txt"), "new");
-  if (!testing::SetAttribute(InSource("a.txt"), kAttribute, "of the new one")) {
+  if (!SetAttribute(InSource("a.txt"), kAttribute, "of the new one")) {
     GTEST_SKIP() << root_.path() << " has no attributes";
   }
   WriteFile(InDestination("a.txt"), "old");
-  ASSERT_TRUE(testing::SetAttribute(InDestination("a.txt"), kAttribute, "of the old one"));
+  ASSERT_TRUE(SetAttribute(InDestination("a.txt"), kAttribute, "of the old one"));
   preferences_.Write(kCarries);
   EXPECT_EQ(noErr, Transfer("a.txt", /*copy=*/true));
   std::vector<std::string> comments;
-  for (const std::string& name : testing::NamesIn(destination_)) {
+  for (const std::string& name : NamesIn(destination_)) {
     std::string text(100, '\0');
     const ssize_t size =
         getxattr(InDestination(name).c_str(), kAttribute, text.data(), text.size());
     ASSERT_GE(size, 0) << name;
-    comments.push_back(testing::ReadFile(InDestination(name)) + ": " +
+    comments.push_back(ReadFile(InDestination(name)) + ": " +
                        text.substr(0, static_cast<size_t>(size)));
   }
   EXPECT_THAT(comments,
-              ::testing::UnorderedElementsAre("old: of the old one", "new: of the new one"));
+              testing::UnorderedElementsAre("old: of the old one", "new: of the new one"));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -13,26 +13,17 @@
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::DistinctName;
-using ::testing::ElementsAre;
-using testing::Exists;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::MakeLink;
-using ::testing::MatchesRegex;
-using testing::MovedLine;
-using testing::NamesIn;
-using testing::ReadFile;
-using testing::RefAt;
-using ::testing::StartsWith;
-using testing::WriteFile;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::StartsWith;
 
 constexpr char kReplace[] = "ReplaceFilesBySameName = true\n";
 
-class TransferTest : public testing::EngineFixture {
+class TransferTest : public EngineFixture {
  protected:
   // Transfers an item of the source folder into the destination folder.
   bool Move(const std::string& name) const {
@@ -49,28 +40,28 @@ class TransferTest : public testing::EngineFixture {
   }
 };
 
-using MoveItemAtOnceTest = TransferTest;
-using CopyItemAtOnceTest = TransferTest;
+using TryFastMoveTest = TransferTest;
+using TryFastCopyTest = TransferTest;
 using TransferItemAtPathTest = TransferTest;
 using TransferItemTest = TransferTest;
 using RemoveSameNamedItemTest = TransferTest;
 using MakeDistinctNameTest = TransferTest;
 
-TEST_F(MoveItemAtOnceTest, MovesOrLeavesInPlace) {
+TEST_F(TryFastMoveTest, MovesOrLeavesInPlace) {
   WriteFile(InSource("a.txt"), "a");
   bool wasInPlace = true;
   EXPECT_TRUE(
-      MoveItemAtOnce(RefAt(InSource("a.txt")), RefAt(source_), RefAt(destination_), &wasInPlace));
+      TryFastMove(RefAt(InSource("a.txt")), RefAt(source_), RefAt(destination_), &wasInPlace));
   EXPECT_FALSE(wasInPlace);
   EXPECT_EQ("a", ReadFile(InDestination("a.txt")));
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
-  EXPECT_TRUE(MoveItemAtOnce(RefAt(InDestination("a.txt")), RefAt(destination_),
-                             RefAt(destination_), &wasInPlace));
+  EXPECT_TRUE(TryFastMove(RefAt(InDestination("a.txt")), RefAt(destination_), RefAt(destination_),
+                          &wasInPlace));
   EXPECT_TRUE(wasInPlace);
   EXPECT_EQ(1U, Messages().size());
 }
 
-TEST_F(MoveItemAtOnceTest, LeavesEverythingElseAloneAndSaysNothing) {
+TEST_F(TryFastMoveTest, LeavesEverythingElseAloneAndSaysNothing) {
   WriteFile(InSource("a.txt"), "new");
   WriteFile(InDestination("a.txt"), "old");
   WriteFile(InSource("b.txt"), "b");
@@ -80,37 +71,37 @@ TEST_F(MoveItemAtOnceTest, LeavesEverythingElseAloneAndSaysNothing) {
   ASSERT_EQ(0, rename(InDestination("gone").c_str(), InDestination("elsewhere").c_str()));
   const auto move = [this](const std::string& name, const FSRef& folder) {
     bool wasInPlace = true;
-    const bool isMoved = MoveItemAtOnce(RefAt(InSource(name)), RefAt(source_), folder, &wasInPlace);
+    const bool isMoved = TryFastMove(RefAt(InSource(name)), RefAt(source_), folder, &wasInPlace);
     EXPECT_FALSE(wasInPlace);
     return isMoved;
   };
   EXPECT_FALSE(move("a.txt", RefAt(destination_)));
   EXPECT_FALSE(move("Tool.app", RefAt(destination_)));
   EXPECT_FALSE(move("b.txt", gone));
-  WritePreferencesElsewhere("PreserveComments = false\n");
+  WritePreferencesInChild("PreserveComments = false\n");
   EXPECT_FALSE(move("b.txt", RefAt(destination_)));
   EXPECT_EQ("old", ReadFile(InDestination("a.txt")));
   EXPECT_THAT(NamesIn(source_), ElementsAre("Tool.app", "a.txt", "b.txt"));
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(CopyItemAtOnceTest, CopiesOrLeavesInPlace) {
+TEST_F(TryFastCopyTest, CopiesOrLeavesInPlace) {
   WriteFile(InSource("a.txt"), "a");
   bool wasInPlace = true;
   EXPECT_TRUE(
-      CopyItemAtOnce(RefAt(InSource("a.txt")), RefAt(source_), RefAt(destination_), &wasInPlace));
+      TryFastCopy(RefAt(InSource("a.txt")), RefAt(source_), RefAt(destination_), &wasInPlace));
   EXPECT_FALSE(wasInPlace);
   EXPECT_EQ("a", ReadFile(InDestination("a.txt")));
   EXPECT_EQ("a", ReadFile(InSource("a.txt")));
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
-  EXPECT_TRUE(CopyItemAtOnce(RefAt(InDestination("a.txt")), RefAt(destination_),
-                             RefAt(destination_), &wasInPlace));
+  EXPECT_TRUE(TryFastCopy(RefAt(InDestination("a.txt")), RefAt(destination_), RefAt(destination_),
+                          &wasInPlace));
   EXPECT_TRUE(wasInPlace);
   EXPECT_THAT(NamesIn(destination_), ElementsAre("a.txt"));
   EXPECT_EQ(1U, Messages().size());
 }
 
-TEST_F(CopyItemAtOnceTest, LeavesEverythingElseAloneAndSaysNothing) {
+TEST_F(TryFastCopyTest, LeavesEverythingElseAloneAndSaysNothing) {
   WriteFile(InSource("a.txt"), "new");
   WriteFile(InDestination("a.txt"), "old");
   WriteFile(InSource("b.txt"), "b");
@@ -119,11 +110,10 @@ TEST_F(CopyItemAtOnceTest, LeavesEverythingElseAloneAndSaysNothing) {
   MakeFolder(InDestination("gone"));
   const FSRef gone = RefAt(InDestination("gone"));
   ASSERT_EQ(0, rename(InDestination("gone").c_str(), InDestination("elsewhere").c_str()));
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   const auto copy = [this](const std::string& name, const FSRef& folder) {
     bool wasInPlace = true;
-    const bool isCopied =
-        CopyItemAtOnce(RefAt(InSource(name)), RefAt(source_), folder, &wasInPlace);
+    const bool isCopied = TryFastCopy(RefAt(InSource(name)), RefAt(source_), folder, &wasInPlace);
     EXPECT_FALSE(wasInPlace);
     return isCopied;
   };
@@ -131,7 +121,7 @@ TEST_F(CopyItemAtOnceTest, LeavesEverythingElseAloneAndSaysNothing) {
   EXPECT_FALSE(copy("link", RefAt(destination_)));
   EXPECT_FALSE(copy("Tool.app", RefAt(destination_)));
   EXPECT_FALSE(copy("b.txt", gone));
-  WritePreferencesElsewhere("PreserveComments = false\n");
+  WritePreferencesInChild("PreserveComments = false\n");
   EXPECT_FALSE(copy("b.txt", RefAt(destination_)));
   EXPECT_EQ("old", ReadFile(InDestination("a.txt")));
   EXPECT_THAT(NamesIn(destination_), ElementsAre("a.txt", "elsewhere"));
@@ -166,7 +156,7 @@ TEST_F(TransferItemAtPathTest, TellsTheStatusOfAFolderThatIsGone) {
 }
 
 TEST_F(TransferItemAtPathTest, LeavesAnItemAloneThatLiesInItsFolder) {
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   WriteFile(InDestination("a.txt"), "a");
   for (const bool copy : {false, true}) {
     bool wasInPlace = false;
@@ -188,7 +178,7 @@ TEST_F(TransferItemTest, WritesNoNewItemForAnItemInPlace) {
 
 // Way is made before the newcomer comes: the setting gives up the old item, not only for a new one.
 TEST_F(TransferItemAtPathTest, HasReplacedTheOldItemWhenTheCopyThenFails) {
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   WriteFile(InDestination("a"), "old");
   ASSERT_EQ(0, mkfifo(InSource("a").c_str(), 0600));
   EXPECT_FALSE(TransferItemAtPath(InSource("a"), destination_, true));
@@ -235,7 +225,7 @@ TEST_F(TransferItemAtPathTest, GivesANewcomerADistinctName) {
 }
 
 TEST_F(TransferItemAtPathTest, ReplacesWhenTheSettingsSaySo) {
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   for (const bool copy : {false, true}) {
     WriteFile(InSource("a.txt"), "new");
     WriteFile(InDestination("a.txt"), "old");
@@ -247,7 +237,7 @@ TEST_F(TransferItemAtPathTest, ReplacesWhenTheSettingsSaySo) {
 }
 
 TEST_F(TransferItemAtPathTest, ReplacesOneNameOfAFileThatHasAnother) {
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   WriteFile(InSource("a.txt"), "same");
   ASSERT_EQ(0, link(InSource("a.txt").c_str(), InDestination("a.txt").c_str()));
   EXPECT_TRUE(Move("a.txt"));
@@ -257,7 +247,7 @@ TEST_F(TransferItemAtPathTest, ReplacesOneNameOfAFileThatHasAnother) {
 }
 
 TEST_F(TransferItemAtPathTest, ReplacesALinkAndNotItsTarget) {
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   WriteFile(InSource("a.txt"), "new");
   WriteFile(root_ / "precious", "kept");
   MakeLink(root_ / "precious", InDestination("a.txt"));
@@ -267,7 +257,7 @@ TEST_F(TransferItemAtPathTest, ReplacesALinkAndNotItsTarget) {
 }
 
 TEST_F(TransferItemAtPathTest, KeepsAFolderThatIsNotEmptyAndTellsWhy) {
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   WriteFile(InSource("a.txt"), "new");
   WriteFile(InDestination("a.txt/inside"), "kept");
   EXPECT_TRUE(Move("a.txt"));
@@ -363,10 +353,10 @@ TEST_F(RemoveSameNamedItemTest, DeletesOnlyWhenTheSettingsSaySo) {
   const FSRef item = RefAt(InSource("a.txt"));
   const FSRef folder = RefAt(destination_);
   EXPECT_FALSE(RemoveSameNamedItem(item, folder));
-  WritePreferencesElsewhere("ReplaceFilesBySameName = 1\n");
+  WritePreferencesInChild("ReplaceFilesBySameName = 1\n");
   EXPECT_FALSE(RemoveSameNamedItem(item, folder));
   EXPECT_TRUE(Exists(InDestination("a.txt")));
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   EXPECT_TRUE(RemoveSameNamedItem(item, folder));
   EXPECT_FALSE(Exists(InDestination("a.txt")));
   EXPECT_FALSE(RemoveSameNamedItem(item, folder));
@@ -375,7 +365,7 @@ TEST_F(RemoveSameNamedItemTest, DeletesOnlyWhenTheSettingsSaySo) {
 }
 
 TEST_F(RemoveSameNamedItemTest, DeletesWhateverHasTheNameAndIsNoFullFolder) {
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   WriteFile(InSource("a"));
   const FSRef item = RefAt(InSource("a"));
   const FSRef folder = RefAt(destination_);
@@ -389,7 +379,7 @@ TEST_F(RemoveSameNamedItemTest, DeletesWhateverHasTheNameAndIsNoFullFolder) {
 }
 
 TEST_F(RemoveSameNamedItemTest, DeletesNothingWhereTheNameCannotBeLookedUp) {
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   WriteFile(InSource("a"));
   WriteFile(InDestination("file"), "kept");
   EXPECT_FALSE(RemoveSameNamedItem(RefAt(InSource("a")), RefAt(InDestination("file"))));
@@ -400,14 +390,14 @@ TEST_F(RemoveSameNamedItemTest, DeletesNothingWhereTheNameCannotBeLookedUp) {
 }
 
 TEST_F(RemoveSameNamedItemTest, TellsWhyAFileCannotBeUnlinked) {
-  WritePreferencesElsewhere(kReplace);
+  WritePreferencesInChild(kReplace);
   WriteFile(InSource("a.txt"));
   WriteFile(InDestination("a.txt"), "kept");
   OpenToOrdinaryUser();
   const FSRef item = RefAt(InSource("a.txt"));
   const FSRef folder = RefAt(destination_);
   ASSERT_EQ(0, chmod(destination_.c_str(), 0555));
-  EXPECT_TRUE(testing::RunAsOrdinaryUser([&] { EXPECT_FALSE(RemoveSameNamedItem(item, folder)); }));
+  EXPECT_TRUE(RunAsOrdinaryUser([&] { EXPECT_FALSE(RemoveSameNamedItem(item, folder)); }));
   EXPECT_THAT(Messages(), ElementsAre("unlink error: Permission denied"));
   EXPECT_EQ("kept", ReadFile(InDestination("a.txt")));
 }
@@ -476,4 +466,4 @@ TEST_F(MakeDistinctNameTest, IsDifferentEveryTime) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

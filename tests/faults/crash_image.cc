@@ -12,10 +12,10 @@
 #include <filesystem>
 #include <vector>
 
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "tests/support/tool.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 // What file systems call GOINGDOWN or SHUTDOWN; the argument says to flush nothing, not the log
@@ -70,19 +70,19 @@ bool CopyImage(const std::string& image, const std::string& copy) {
 }  // namespace
 
 CrashImage::CrashImage(const ScratchVolume& volume) {
-  const std::string image = ground_ / "image";
+  const std::string image = scratch_ / "image";
   if (!CopyImage(volume.ImagePath(), image)) {
-    whyNot_ = "cannot copy the image: " + std::string(std::strerror(errno));
+    unavailableReason_ = "cannot copy the image: " + std::string(std::strerror(errno));
     return;
   }
-  const std::string point = ground_ / "mount";
+  const std::string point = scratch_ / "mount";
   MakeFolder(point);
   // The original is mounted, and the two bear the same number.
   const std::string options = volume.kind() == VolumeKind::kXfs ? "loop,nouuid" : "loop";
   const ToolResult result =
       RunTool({"mount", "-t", NameOf(volume.kind()), "-o", options, image, point});
   if (result.status != 0) {
-    whyNot_ = "cannot mount the copy: " + result.output;
+    unavailableReason_ = "cannot mount the copy: " + result.output;
     return;
   }
   isMounted_ = true;
@@ -90,7 +90,7 @@ CrashImage::CrashImage(const ScratchVolume& volume) {
 }
 
 CrashImage::~CrashImage() {
-  if (isMounted_) umount2((ground_ / "mount").c_str(), MNT_DETACH);
+  if (isMounted_) umount2((scratch_ / "mount").c_str(), MNT_DETACH);
 }
 
 bool ShutDown(const ScratchVolume& volume) {
@@ -99,4 +99,4 @@ bool ShutDown(const ScratchVolume& volume) {
   return folder && ioctl(folder.get(), kShutDown, &how) == 0;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

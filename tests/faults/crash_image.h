@@ -5,7 +5,7 @@
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // What a volume would be found to be if the power had failed now: a copy of its image, taken while
 // it is mounted, and mounted elsewhere. Nothing that the kernel has not yet written is in it.
@@ -18,15 +18,15 @@ class CrashImage {
   CrashImage& operator=(const CrashImage&) = delete;
 
   // False, with the reason, where the copy could not be made or mounted.
-  bool IsThere() const { return whyNot_.empty(); }
-  const std::string& WhyNot() const { return whyNot_; }
+  bool IsAvailable() const { return unavailableReason_.empty(); }
+  const std::string& UnavailableReason() const { return unavailableReason_; }
 
   // What the volume's path was.
   const std::string& path() const { return path_; }
 
  private:
-  TemporaryFolder ground_;
-  std::string whyNot_;
+  TemporaryFolder scratch_;
+  std::string unavailableReason_;
   std::string path_;
   bool isMounted_ = false;
 };
@@ -35,4 +35,4 @@ class CrashImage {
 // written is lost. False where the file system does not know that.
 bool ShutDown(const ScratchVolume& volume);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -9,41 +9,26 @@
 #include <memory>
 #include <thread>
 
-#include "platform/linux/unique_fd.h"
-#include "tests/faults/cargo.h"
-#include "tests/faults/child.h"
+#include "platform/linux/descriptors/unique_fd.h"
+#include "tests/faults/child_process.h"
 #include "tests/faults/crash_image.h"
+#include "tests/faults/test_data.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/soak.h"
 #include "tests/support/volumes.h"
 
 // Moves from one volume to another that a crash of the machine interrupts, and what is found on
 // both afterwards.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::Cargo;
-using testing::Child;
-using testing::ChildSetup;
-using testing::CrashImage;
-using testing::EnvironmentVariable;
-using testing::KillAtCall;
-using testing::MakeFolder;
-using testing::NameOf;
-using testing::ScratchVolume;
-using testing::SoakCount;
-using testing::SoakRandom;
-using testing::SoakRounds;
-using testing::Survey;
-using testing::TemporaryFolder;
-using testing::VolumeKind;
 
-constexpr unsigned kHang = 120;  // seconds
+constexpr unsigned kTimeoutSeconds = 120;  // seconds
 
 // Images lie in memory where there is room: what is tried is the order in which things are written,
 // and a disk would only take its time.
-std::string PlaceOfImages() {
+std::string ImageFolder() {
   return access("/dev/shm", W_OK | X_OK) == 0 ? "/dev/shm" : fs::temp_directory_path().string();
 }
 
@@ -51,14 +36,16 @@ std::string PlaceOfImages() {
 class CrashingMove {
  public:
   CrashingMove(VolumeKind from, VolumeKind to, SoakCount* count)
-      : place_("TESSARY_TEST_DIR", PlaceOfImages()), from_(from), to_(to), count_(count) {}
+      : place_("TESSARY_TEST_DIR", ImageFolder()), from_(from), to_(to), count_(count) {}
 
   // Empty, or why this machine cannot do it.
-  std::string WhyNot() const { return from_.IsThere() ? to_.WhyNot() : from_.WhyNot(); }
+  std::string UnavailableReason() const {
+    return from_.IsAvailable() ? to_.UnavailableReason() : from_.UnavailableReason();
+  }
 
   // Moves a new cargo, and looks at it as crashes would leave it at moments of the run.
   void Run(SoakRandom& random) {
-    Load(random);
+    FillSource(random);
     Child child(Arguments(from_.path(), to_.path()), setup_);
     constexpr int kMost = 3;
     for (int crash = 0; crash < kMost; ++crash) {
@@ -68,47 +55,47 @@ class CrashingMove {
       Crash(random.OneIn(3));
       child.Continue();
     }
-    if (!child.Wait(kHang)) count_->AddViolation("hung", "the move");
+    if (!child.Wait(kTimeoutSeconds)) count_->AddViolation("hung", "the move");
     if (child.status() != 0) count_->AddViolation("lost", "the move failed: " + child.Errors());
   }
 
   // The same once, at a system call, when other programs have just had what is theirs written, and
   // with it whatever the file system had in its log.
-  void RunToAnyCall(SoakRandom& random) {
-    Load(random);
-    const uint64_t calls = 200 + random.Below(100 * cargo_->size());
+  void RunToRandomCall(SoakRandom& random) {
+    FillSource(random);
+    const uint64_t calls = 200 + random.Below(100 * testData_->size());
     (void)KillAtCall(Arguments(from_.path(), to_.path()), setup_, calls, [this, &random] {
-      SaveElsewhere(from_);
-      SaveElsewhere(to_);
+      SyncUnrelatedFile(from_);
+      SyncUnrelatedFile(to_);
       Crash(random.OneIn(3));
     });
   }
 
   // The same once, with disks that are pulled out while the run goes on. False where the file
   // systems do not know how to be without.
-  bool RunWithoutDisks(SoakRandom& random) {
-    Load(random);
+  bool RunWithShutdown(SoakRandom& random) {
+    FillSource(random);
     Child child(Arguments(from_.path(), to_.path()), setup_);
     Wait(random);
     const bool isFirst = random.OneIn(2);
     const bool isDown = ShutDown(isFirst ? from_ : to_) && ShutDown(isFirst ? to_ : from_);
-    if (!child.Wait(kHang)) count_->AddViolation("hung", "the move without disks");
+    if (!child.Wait(kTimeoutSeconds)) count_->AddViolation("hung", "the move without disks");
     if (isDown) Crash(true);
     return isDown;
   }
 
  private:
-  void Load(SoakRandom& random) {
-    cargo_ = std::make_unique<Cargo>(true);
+  void FillSource(SoakRandom& random) {
+    testData_ = std::make_unique<TestData>(true);
     for (const std::string& folder : {from_ / "source", to_ / "destination"}) {
       fs::remove_all(folder);
       MakeFolder(folder);
     }
-    cargo_->Fill(from_ / "source", 10 + random.Below(40), random.OneIn(2), random);
+    testData_->Fill(from_ / "source", 10 + random.Below(40), random.OneIn(2), random);
     sync();
   }
 
-  static void SaveElsewhere(const ScratchVolume& volume) {
+  static void SyncUnrelatedFile(const ScratchVolume& volume) {
     const UniqueFd file(open((volume / "other").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     EXPECT_TRUE(file && write(file.get(), "other", 5) == 5 && fsync(file.get()) == 0);
   }
@@ -126,35 +113,34 @@ class CrashingMove {
   void Crash(bool runsAgain) {
     const CrashImage to(to_);
     const CrashImage from(from_);
-    if (!to.IsThere() || !from.IsThere()) {
-      ADD_FAILURE() << to.WhyNot() << from.WhyNot();
+    if (!to.IsAvailable() || !from.IsAvailable()) {
+      ADD_FAILURE() << to.UnavailableReason() << from.UnavailableReason();
       return;
     }
     count_->AddTries();
     Check(from.path(), to.path());
     if (!runsAgain) return;
     Child child(Arguments(from.path(), to.path()), setup_);
-    if (!child.Wait(kHang)) count_->AddViolation("hung", "the next run");
+    if (!child.Wait(kTimeoutSeconds)) count_->AddViolation("hung", "the next run");
     if (child.status() != 0) count_->AddViolation("lost", "the next run: " + child.Errors());
-    const Survey survey = Check(from.path(), to.path());
-    for (const std::string& path : survey.leftovers) count_->AddViolation("left over", path);
+    const ScanResult scan = Check(from.path(), to.path());
+    for (const std::string& path : scan.staleTempFiles) count_->AddViolation("left over", path);
   }
 
-  Survey Check(const std::string& from, const std::string& to) {
-    Survey survey = cargo_->Look({from + "/source", to + "/destination"});
-    for (const std::string& path : survey.strangers) count_->AddViolation("partial", Explain(path));
-    for (size_t item = 0; item < cargo_->size(); ++item) {
-      if (survey.PlacesOf(item).empty()) count_->AddViolation("lost", cargo_->PathOf(item));
+  ScanResult Check(const std::string& from, const std::string& to) {
+    ScanResult scan = testData_->Scan({from + "/source", to + "/destination"});
+    for (const std::string& path : scan.unexpected) count_->AddViolation("partial", Explain(path));
+    for (size_t item = 0; item < testData_->size(); ++item) {
+      if (scan.PlacesOf(item).empty()) count_->AddViolation("lost", testData_->PathOf(item));
     }
-    return survey;
+    return scan;
   }
 
   // With what is there of it, and of blocks, which a file without any has lost.
   static std::string Explain(const std::string& path) {
     struct stat info = {};
     (void)lstat(path.c_str(), &info);
-    return path + ": " + std::to_string(info.st_blocks) + " blocks\n" +
-           testing::FingerprintOf(path, true);
+    return path + ": " + std::to_string(info.st_blocks) + " blocks\n" + FingerprintOf(path, true);
   }
 
   EnvironmentVariable place_;
@@ -167,12 +153,12 @@ class CrashingMove {
                                        {"XDG_CONFIG_HOME", config_.path()},
                                        {"XDG_DATA_HOME", config_.path()},
                                        {"XDG_DATA_DIRS", config_.path()}}};
-  std::unique_ptr<Cargo> cargo_;
+  std::unique_ptr<TestData> testData_;
 };
 
-class ACrash : public ::testing::TestWithParam<VolumeKind> {};
+class CrashTest : public testing::TestWithParam<VolumeKind> {};
 
-TEST_P(ACrash, LeavesEveryItemOfAMoveWholeOnAtLeastOneSide) {
+TEST_P(CrashTest, LeavesEveryItemOfAMoveWholeOnAtLeastOneSide) {
   static const std::vector<VolumeKind> kSources = {VolumeKind::kExt4, VolumeKind::kXfs,
                                                    VolumeKind::kBtrfs};
   const std::string title = "crash, moving to " + NameOf(GetParam());
@@ -180,19 +166,19 @@ TEST_P(ACrash, LeavesEveryItemOfAMoveWholeOnAtLeastOneSide) {
   for (SoakRounds rounds(title, 1); rounds.Next();) {
     SCOPED_TRACE(rounds.Describe());
     CrashingMove move(rounds.random().Pick(kSources), GetParam(), &count);
-    if (!move.WhyNot().empty()) GTEST_SKIP() << move.WhyNot();
+    if (!move.UnavailableReason().empty()) GTEST_SKIP() << move.UnavailableReason();
     constexpr int kRuns = 3;
     for (int run = 0; run < kRuns; ++run) {
       move.Run(rounds.random());
-      for (int i = 0; i < kRuns; ++i) move.RunToAnyCall(rounds.random());
+      for (int i = 0; i < kRuns; ++i) move.RunToRandomCall(rounds.random());
     }
-    if (!move.RunWithoutDisks(rounds.random())) std::printf("no disks can be pulled out here\n");
+    if (!move.RunWithShutdown(rounds.random())) std::printf("no disks can be pulled out here\n");
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(EachFileSystem, ACrash,
-                         ::testing::Values(VolumeKind::kExt4, VolumeKind::kXfs, VolumeKind::kBtrfs),
+INSTANTIATE_TEST_SUITE_P(EachFileSystem, CrashTest,
+                         testing::Values(VolumeKind::kExt4, VolumeKind::kXfs, VolumeKind::kBtrfs),
                          [](const auto& kind) { return NameOf(kind.param); });
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

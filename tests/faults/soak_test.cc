@@ -4,11 +4,8 @@
 
 #include <set>
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::SoakRandom;
-using testing::SoakRounds;
 
 TEST(SoakRandom, GivesTheSameNumbersForTheSameSeed) {
   SoakRandom first(7);
@@ -31,9 +28,9 @@ TEST(SoakRounds, GiveEachRoundChanceOfItsOwnThatDependsOnNothingButItsNumber) {
       for (int i = 0; i < run; ++i) (void)rounds.random().Next();
       EXPECT_EQ(run == 0, numbers.insert(number).second) << rounds.Describe();
     }
-    if (testing::SoakSeconds() > 0) return;
+    if (SoakSeconds() > 0) return;
   }
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

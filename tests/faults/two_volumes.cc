@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr char kSharedMemory[] = "/dev/shm";
@@ -22,11 +22,11 @@ TwoVolumes::TwoVolumes() {
   if (access(kSharedMemory, W_OK | X_OK) == 0 && !AreOnOneVolume(OnDisk(), kSharedMemory)) {
     shared_ = std::make_unique<TemporaryFolder>(kSharedMemory);
     first_ = shared_->path();
-    areTwo_ = true;
+    areDifferent_ = true;
   } else {
     first_ = OnDisk();
-    areTwo_ = mounted_.IsMounted();
+    areDifferent_ = mounted_.IsMounted();
   }
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -6,7 +6,7 @@
 #include "tests/support/memory_volume.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // Two scratch folders on different volumes, as far as the machine has any that this user may write
 // to, and a third one on the disk, where everything takes longer.
@@ -15,7 +15,7 @@ class TwoVolumes {
   TwoVolumes();
 
   // Whether they are different volumes indeed.
-  bool AreTwo() const { return areTwo_; }
+  bool AreDifferent() const { return areDifferent_; }
 
   // In memory, where there is such a volume.
   const std::string& first() const { return first_; }
@@ -31,7 +31,7 @@ class TwoVolumes {
   std::unique_ptr<TemporaryFolder> shared_;
   std::string first_;
   std::string second_;
-  bool areTwo_ = false;
+  bool areDifferent_ = false;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -9,30 +9,20 @@
 #include <sstream>
 #include <thread>
 
-#include "platform/linux/unique_fd.h"
-#include "tests/faults/child.h"
+#include "platform/linux/descriptors/unique_fd.h"
+#include "tests/faults/child_process.h"
 #include "tests/faults/two_volumes.h"
 #include "tests/support/soak.h"
 #include "tests/support/temporary_folder.h"
 
 // Programs that go on writing to files while these are moved to another volume, through descriptors
 // that do not mind the files' names.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::Child;
-using testing::ChildSetup;
-using testing::MakeFolder;
-using testing::ReadFile;
-using testing::SoakCount;
-using testing::SoakRandom;
-using testing::SoakRounds;
-using testing::TemporaryFolder;
-using testing::TwoVolumes;
-using testing::WriteFile;
 
-constexpr unsigned kHang = 60;  // seconds
+constexpr unsigned kTimeoutSeconds = 60;  // seconds
 constexpr uint64_t kFiles = 40;
 
 std::string NameOf(uint64_t file) { return "file" + std::to_string(file) + ".log"; }
@@ -92,7 +82,7 @@ TEST(ARunAmongWriters, LosesNothingThatTheyWrite) {
   const std::string title = "writers, moving across volumes";
   SoakCount count(title, "lines written", {"lost", "hung"});
   const TwoVolumes volumes;
-  if (!volumes.AreTwo()) GTEST_SKIP() << "there are no two volumes to be had here";
+  if (!volumes.AreDifferent()) GTEST_SKIP() << "there are no two volumes to be had here";
   for (SoakRounds rounds(title, 10); rounds.Next();) {
     SCOPED_TRACE(rounds.Describe());
     const TemporaryFolder from(volumes.first());
@@ -104,7 +94,7 @@ TEST(ARunAmongWriters, LosesNothingThatTheyWrite) {
     // What was being written the first time is moved once it is not.
     for (int run = 0; run < 3; ++run) {
       Child child({"aggregate", "--move", "--kind=extension", from.path(), to.path()}, setup);
-      if (!child.Wait(kHang)) count.AddViolation("hung", "the run");
+      if (!child.Wait(kTimeoutSeconds)) count.AddViolation("hung", "the run");
     }
     first.Stop();
     second.Stop();
@@ -120,4 +110,4 @@ TEST(ARunAmongWriters, LosesNothingThatTheyWrite) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

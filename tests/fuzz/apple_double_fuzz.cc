@@ -5,7 +5,7 @@
 
 // AppleDouble data of any bytes: nothing is told that does not lie inside, and nothing but what the
 // data says.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 bool LiesInside(std::string_view part, std::string_view data) {
@@ -47,4 +47,4 @@ void TryInput(std::string_view input) {
   CheckAttributes(*sidecar, input);
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -7,7 +7,7 @@
 // The parameter texts of Apple events: what is built of one can be written as a text again, of
 // which the same is built; of a text that cannot be read nothing is built, and the error lies in
 // it.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr DescType kMarker = FourCharCode("mark");
@@ -79,4 +79,4 @@ void TryInput(std::string_view input) {
       "what was built can be written and built again");
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

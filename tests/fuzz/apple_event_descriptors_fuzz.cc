@@ -10,7 +10,7 @@
 
 // Descriptors of hostile types and bytes: what was put somewhere is got from there, a coercion that
 // can be undone gives back the same, and what is refused changes nothing.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr std::array<DescType, 12> kTypes = {
@@ -136,4 +136,4 @@ void TryInput(std::string_view input) {
   CheckBytes(record);
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -11,7 +11,7 @@
 
 // The comment agent before specifiers of hostile bytes: it answers each, it sets a comment of the
 // very item that was named or of none, and a comment that it has set it gives back.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr uint32_t kSignature = FourCharCode("MACS");
@@ -94,7 +94,7 @@ std::optional<std::u16string> CommentAt(const std::string& path) {
   return comment;
 }
 
-const std::string& FolderOfOurs() {
+const std::string& ScratchFolder() {
   static const std::string gFolder = [] {
     std::filesystem::create_directories(ScratchPath("folder"));
     WriteScratchFile(ScratchPath(std::string(kItem)), "");
@@ -117,8 +117,8 @@ std::u16string UnitsOf(std::string_view bytes) {
 // Comments are only set below the folder of ours: nothing on the machine is to be changed, and it
 // is what is to be shown.
 void TrySetting(HostileEvent hostile) {
-  const std::string item = FolderOfOurs() + "/" + std::string(kItem);
-  hostile.path = HfsPath(FolderOfOurs()) + u":" + hostile.path;
+  const std::string item = ScratchFolder() + "/" + std::string(kItem);
+  hostile.path = HfsPath(ScratchFolder()) + u":" + hostile.path;
   const auto before = CommentAt(item);
   std::optional<std::u16string> unused;
   const Status status = Ask(hostile, &unused);
@@ -142,7 +142,7 @@ void TrySetting(HostileEvent hostile) {
 // the comment, and the path.
 void TryInput(std::string_view input) {
   const NSAutoreleasePool pool;
-  (void)FolderOfOurs();
+  (void)ScratchFolder();
   HostileEvent hostile;
   hostile.shape = TakeInputByte(&input);
   const uint8_t kind = TakeInputByte(&input);
@@ -158,4 +158,4 @@ void TryInput(std::string_view input) {
   (void)Ask(hostile, &comment);
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

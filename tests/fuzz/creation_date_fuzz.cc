@@ -3,7 +3,7 @@
 
 // Dates of creation as other programs may have written them: what is read as one is written as the
 // same instant.
-namespace tessary::testing {
+namespace tessary::test {
 
 void TryInput(std::string_view input) {
   const std::optional<Timestamp> date = ParseCreationDate(input);
@@ -15,4 +15,4 @@ void TryInput(std::string_view input) {
           "an instant comes back from its text");
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

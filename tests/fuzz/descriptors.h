@@ -4,7 +4,7 @@
 
 #include "platform/managers/apple_events.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // True when two descriptors are the same in every field and byte.
 inline bool AreSame(const AEDesc& first, const AEDesc& second) {
@@ -16,4 +16,4 @@ inline bool AreSame(const AEDesc& first, const AEDesc& second) {
          std::ranges::equal(first.attributes, second.attributes, isSame);
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -4,7 +4,7 @@
 #include "tests/fuzz/fuzz.h"
 
 // The forms of Finder information: what is told is 32 bytes of the value that are not all zero.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 std::string TextOf(const FinderBytes& bytes) { return {bytes.begin(), bytes.end()}; }
@@ -31,4 +31,4 @@ void TryInput(std::string_view input) {
   Require(TextOf(*bytes) == std::string(input) + std::string(24, '\0'), "nothing else is told");
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 std::string MakeScratchFolder() {
@@ -55,11 +55,11 @@ std::string ReadScratchFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  tessary::testing::TryInput({reinterpret_cast<const char*>(data), size});
+  tessary::test::TryInput({reinterpret_cast<const char*>(data), size});
   return 0;
 }

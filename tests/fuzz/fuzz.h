@@ -6,7 +6,7 @@
 
 // What the fuzz programs share. Each tries one part of the product on inputs that libFuzzer makes
 // from those in its folder under corpus/, and looks whether what must hold of every input holds.
-namespace tessary::testing {
+namespace tessary::test {
 
 // Tries one input. Each program has its own.
 void TryInput(std::string_view input);
@@ -30,4 +30,4 @@ void WriteScratchFile(const std::string& path, std::string_view contents);
 // The contents of the file at the path, which has to be there.
 std::string ReadScratchFile(const std::string& path);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -2,18 +2,18 @@
 
 #include "platform/linux/mac_formats/apple_double.h"
 #include "platform/linux/mac_formats/comment_forms.h"
-#include "platform/linux/mac_formats/comment_property.h"
+#include "platform/linux/mac_formats/comment_plist.h"
 #include "platform/linux/mac_formats/mac_text.h"
 #include "platform/managers/text.h"
 #include "tests/fuzz/fuzz.h"
 
 // The forms of comments: a comment that is put into any of them is told by it, and AppleDouble data
 // keeps what else is in it.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 void CheckText(const std::u16string& comment) {
-  Require(ReadCommentProperty(WriteCommentProperty(comment)) == comment,
+  Require(ReadCommentPlist(WriteCommentPlist(comment)) == comment,
           "every text comes back from a property");
   const auto roman = WriteMacText(comment);
   Require(!roman || ReadMacText(*roman) == comment, "a text comes back from a Mac's characters");
@@ -21,7 +21,7 @@ void CheckText(const std::u16string& comment) {
 
 void CheckProperty(std::string_view value, const std::u16string& comment) {
   const auto replaced = ReplacePropertyForm(value, comment);
-  Require(replaced.has_value() == ReadCommentProperty(value).has_value(),
+  Require(replaced.has_value() == ReadCommentPlist(value).has_value(),
           "a comment can be replaced where there is one");
   if (!replaced) return;
   const auto told = ReadPropertyForm(*replaced);
@@ -80,4 +80,4 @@ void TryInput(std::string_view input) {
   CheckAppleDouble(input, comment);
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

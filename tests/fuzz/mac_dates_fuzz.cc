@@ -2,7 +2,7 @@
 #include "tests/fuzz/fuzz.h"
 
 // The forms of dates: what is told is a date, and one that can be written again is the same.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 bool AreEqual(const Timestamp& first, const Timestamp& second) {
@@ -36,4 +36,4 @@ void TryInput(std::string_view input) {
           "a date's bytes come back");
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

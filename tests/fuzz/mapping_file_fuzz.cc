@@ -9,10 +9,10 @@
 
 // The user's mapping file: the built-in table stands before it whatever it holds, each line is read
 // by itself, and each entry can be written down again.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
-const std::string& FileOfOurs() {
+const std::string& ScratchFilePath() {
   static const std::string gPath = [] {
     std::filesystem::create_directories(ScratchPath("tessary"));
     Require(setenv("XDG_CONFIG_HOME", ScratchPath("").c_str(), 1) == 0, "the folder can be named");
@@ -34,7 +34,7 @@ ICMapHandle EntriesOf(std::string_view contents) {
     }
     return made;
   }();
-  WriteScratchFile(FileOfOurs(), contents);
+  WriteScratchFile(ScratchFilePath(), contents);
   ICInstance instance;
   ICMapHandle mapping;
   Require(ICStart(&instance, FourCharCode("fuzz")) == noErr, "the service starts");
@@ -96,4 +96,4 @@ void TryInput(std::string_view input) {
           "no line hides the next one");
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

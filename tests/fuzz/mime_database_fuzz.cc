@@ -8,7 +8,7 @@
 
 // The MIME database's list of patterns: whatever its lines hold, a good one is found, and the
 // heaviest of all wins.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 // The database of a file with these contents. It is read again only where the environment names
@@ -60,4 +60,4 @@ void TryInput(std::string_view input) {
           "no line hides another one");
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -3,14 +3,14 @@
 #include "platform/linux/catalog/hfs_path.h"
 #include "platform/linux/catalog/names.h"
 #include "platform/linux/catalog/volume.h"
-#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/temp_item.h"
 #include "platform/managers/text.h"
 #include "platform/managers/utf16.h"
 #include "tests/fuzz/fuzz.h"
 
 // Names both ways: from the bytes on disk to UTF-16 and back to the same bytes, and never from any
 // UTF-16 to a name that leads elsewhere.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 bool IsName(std::string_view bytes) {
@@ -42,11 +42,11 @@ void CheckBytes(const std::string& bytes) {
   Require(status == noErr && posix == bytes, "a name on disk comes back from the catalog");
   Require(PosixPath(HfsPath("/folder/" + bytes)) == "/folder/" + bytes,
           "a path on disk comes back from the other style");
-  Require(!IsHiddenName(bytes) || bytes.starts_with(kHiddenPrefix), "hidden names are ours");
+  Require(!IsTempName(bytes) || bytes.starts_with(kTempPrefix), "hidden names are ours");
 }
 
 void CheckWindowsName(const std::string& name) {
-  const Volume windows = {.hasTrueEntries = false, .hasWindowsNames = true};
+  const Volume windows = {.hasReliableEntries = false, .hasWindowsNames = true};
   const std::string substitute = NameOnVolume(name, windows);
   Require(IsName(substitute) && IsUtf8(substitute), "a substitute is a name and is text");
   Require(NameOnVolume(substitute, windows) == substitute, "a substitute needs no other");
@@ -83,4 +83,4 @@ void TryInput(std::string_view input) {
   CheckUnits(units);
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

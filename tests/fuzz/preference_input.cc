@@ -4,7 +4,7 @@
 
 #include "tests/fuzz/fuzz.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 std::optional<CFPropertyList> ReadValue(std::string_view line) {
@@ -28,4 +28,4 @@ PreferenceInput ReadPreferenceInput(std::string_view input) {
   return result;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -6,7 +6,7 @@
 
 #include "platform/managers/preferences_store.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // One setting of a preference in a text, as two fuzz programs read it from their inputs: a line
 // with the key, a line with the value, and the text. The value is "b0" or "b1", "i" and a number,
@@ -19,4 +19,4 @@ struct PreferenceInput {
 
 PreferenceInput ReadPreferenceInput(std::string_view input);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -8,11 +8,11 @@
 
 // The preferences in their file: what was written reads back, and a file that cannot be read is
 // never replaced.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 // The preferences file of this process, which no user has.
-const std::string& FileOfOurs() {
+const std::string& ScratchFilePath() {
   static const std::string gPath = [] {
     std::filesystem::create_directories(ScratchPath("tessary"));
     Require(setenv("XDG_CONFIG_HOME", ScratchPath("").c_str(), 1) == 0, "the folder can be named");
@@ -25,7 +25,7 @@ const std::string& FileOfOurs() {
 
 void TryInput(std::string_view bytes) {
   const PreferenceInput input = ReadPreferenceInput(bytes);
-  const std::string& path = FileOfOurs();
+  const std::string& path = ScratchFilePath();
   WriteScratchFile(path, input.text);
   PreferenceValues said;
   const bool isReadable = !ParsePreferences(input.text, &said);
@@ -50,4 +50,4 @@ void TryInput(std::string_view bytes) {
   Require(isWritten == canBeSet && after == expected, "the file holds the changed text");
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

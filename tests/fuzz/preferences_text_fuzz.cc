@@ -6,7 +6,7 @@
 #include "tests/fuzz/preference_input.h"
 
 // Setting one preference in a text changes what is its own and not a byte besides.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 bool IsWholeLine(std::string_view text, size_t begin, size_t end) {
@@ -16,7 +16,7 @@ bool IsWholeLine(std::string_view text, size_t begin, size_t end) {
          (end == text.size() || text[end - 1] == '\n' || text[end] == '\n' || text[end] == '\r');
 }
 
-bool SaysOnly(std::string_view text, const PreferenceValues& expected) {
+bool HoldsOnly(std::string_view text, const PreferenceValues& expected) {
   PreferenceValues values;
   return !ParsePreferences(text, &values) && values == expected;
 }
@@ -37,15 +37,15 @@ size_t CommonEnd(std::string_view first, std::string_view second) {
 }
 
 // True when `longer` is `shorter` and whole lines that say `expected` and nothing else.
-bool HasLinesMore(std::string_view shorter, std::string_view longer,
-                  const PreferenceValues& expected) {
+bool HasExtraLines(std::string_view shorter, std::string_view longer,
+                   const PreferenceValues& expected) {
   if (longer.size() <= shorter.size()) return false;
   const size_t added = longer.size() - shorter.size();
   const size_t last = CommonStart(shorter, longer);
   const size_t same = CommonEnd(shorter, longer);
   for (size_t at = shorter.size() - std::min(same, shorter.size()); at <= last; ++at) {
     if (!IsWholeLine(longer, at, at + added)) continue;
-    if (SaysOnly(longer.substr(at, added), expected)) return true;
+    if (HoldsOnly(longer.substr(at, added), expected)) return true;
   }
   return false;
 }
@@ -67,7 +67,7 @@ bool DiffersInValue(std::string_view old, std::string_view changed, const CFProp
         continue;
       }
       if (at > 0 && old[at - 1] != '=' && old[at - 1] != ' ' && old[at - 1] != '\t') continue;
-      if (SaysOnly(said(old), {{"x", oldValue}}) && SaysOnly(said(changed), {{"x", newValue}})) {
+      if (HoldsOnly(said(old), {{"x", oldValue}}) && HoldsOnly(said(changed), {{"x", newValue}})) {
         return true;
       }
     }
@@ -81,17 +81,17 @@ void CheckChange(const PreferenceInput& input, const PreferenceValues& before,
   const auto old = before.find(input.key);
   expected.erase(input.key);
   if (input.value) expected.emplace(input.key, *input.value);
-  Require(SaysOnly(changed, expected),
+  Require(HoldsOnly(changed, expected),
           "the changed text says what was set and what it said before");
 
   const bool wasThere = old != before.end();
   if (wasThere ? input.value == old->second : !input.value) {
     Require(changed == input.text, "what is set already changes nothing");
   } else if (!wasThere) {
-    Require(HasLinesMore(input.text, changed, {{input.key, *input.value}}),
+    Require(HasExtraLines(input.text, changed, {{input.key, *input.value}}),
             "a new key takes lines of its own");
   } else if (!input.value) {
-    Require(HasLinesMore(changed, input.text, {{input.key, old->second}}),
+    Require(HasExtraLines(changed, input.text, {{input.key, old->second}}),
             "a removed key takes its own lines with it and no others");
   } else {
     Require(DiffersInValue(input.text, changed, old->second, *input.value),
@@ -103,9 +103,9 @@ void CheckChange(const PreferenceInput& input, const PreferenceValues& before,
 }
 
 // What no text has a place for, or no room.
-bool CanBeRefused(const PreferenceInput& input, const PreferenceValues& before) {
+bool MayBeRejected(const PreferenceInput& input, const PreferenceValues& before) {
   constexpr size_t kRoom = 1024;
-  if (input.text.size() + 6 * input.key.size() + kRoom > kLargestPreferencesText) return true;
+  if (input.text.size() + 6 * input.key.size() + kRoom > kMaxPreferencesSize) return true;
   const auto* string = input.value ? std::get_if<std::string>(&*input.value) : nullptr;
   if (!IsUtf8(input.key) || (string != nullptr && !IsUtf8(*string))) return true;
   const auto dots = [](std::string_view text) { return std::count(text.begin(), text.end(), '.'); };
@@ -113,7 +113,7 @@ bool CanBeRefused(const PreferenceInput& input, const PreferenceValues& before) 
   const ptrdiff_t added = dots(input.key) + (string != nullptr ? dots(*string) : 0);
   if (dots(input.text) + added > kFewDots) return true;
   const auto old = before.find(input.key);
-  return old != before.end() && std::holds_alternative<OtherPreferenceValue>(old->second);
+  return old != before.end() && std::holds_alternative<UnsupportedPreferenceValue>(old->second);
 }
 
 }  // namespace
@@ -132,8 +132,9 @@ void TryInput(std::string_view bytes) {
   Require(!problem || changed == nothing, "a change that fails gives no text");
   if (!problem) CheckChange(input, before, changed);
   if (isReadable && problem) {
-    Require(CanBeRefused(input, before), "a value that fits is set in every text that can be read");
+    Require(MayBeRejected(input, before),
+            "a value that fits is set in every text that can be read");
   }
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -4,7 +4,7 @@
 
 // The URIs by which other programs name files: no bytes make a URI lead to another path than it
 // says, and every path has a URI that leads to it.
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 void CheckUri(const std::string& uri) {
@@ -12,7 +12,7 @@ void CheckUri(const std::string& uri) {
   if (!url) return;
   Require(url->path.starts_with('/'), "a file's URI leads to an absolute path");
   Require(url->path.find('\0') == std::string::npos, "a path has no end within");
-  const std::optional<CFURL> again = CFURLCreateWithBytes(FileUriOfPath(url->path));
+  const std::optional<CFURL> again = CFURLCreateWithBytes(FileUriFromPath(url->path));
   Require(again && again->path == url->path && again->hasDirectoryPath == url->hasDirectoryPath,
           "a path comes back from its URI");
 }
@@ -32,10 +32,10 @@ void TryInput(std::string_view input) {
   Require(SplitUriList(joined) == uris, "a list of URIs comes back from its text");
   if (input.find('\0') != std::string_view::npos) return;
   const std::string path = "/" + std::string(input);
-  const std::string uri = FileUriOfPath(path);
+  const std::string uri = FileUriFromPath(path);
   Require(SplitUriList(uri) == std::vector<std::string>{uri}, "any path's URI is one line");
   const std::optional<CFURL> url = CFURLCreateWithBytes(uri);
   Require(url && url->path == path, "any path comes back from its URI");
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

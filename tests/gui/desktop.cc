@@ -18,11 +18,11 @@
 #include "app/main_window.h"
 #include "platform/qt/file_uris.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
-constexpr int kPatience = 30000;  // milliseconds
-constexpr unsigned long kGlance = 20;
+constexpr int kTimeout = 30000;  // milliseconds
+constexpr unsigned long kPollInterval = 20;
 constexpr int kFirstDisplay = 1000;
 constexpr int kDisplays = 50000;
 constexpr char kWindowTitle[] = "^Tessary$";
@@ -52,20 +52,21 @@ QString FirstLine(const std::string& text) {
 
 }  // namespace
 
-bool WaitUntil(const std::function<bool()>& isTrue) { return WaitUntil(isTrue, kPatience); }
+bool WaitUntil(const std::function<bool()>& isTrue) { return WaitUntil(isTrue, kTimeout); }
 
-bool WaitUntil(const std::function<bool()>& isTrue, int patience) {
+bool WaitUntil(const std::function<bool()>& isTrue, int timeout) {
   QElapsedTimer clock;
   clock.start();
   while (!isTrue()) {
-    if (clock.elapsed() > patience) return false;
-    QThread::msleep(kGlance);
+    if (clock.elapsed() > timeout) return false;
+    QThread::msleep(kPollInterval);
   }
   return true;
 }
 
-Companion::Companion(const QString& program, const QStringList& arguments,
-                     const QProcessEnvironment& environment, const std::string& outputPath)
+BackgroundProcess::BackgroundProcess(const QString& program, const QStringList& arguments,
+                                     const QProcessEnvironment& environment,
+                                     const std::string& outputPath)
     : process_(std::make_unique<QProcess>()), outputPath_(outputPath) {
   process_->setProcessEnvironment(environment);
   process_->setProcessChannelMode(QProcess::MergedChannels);
@@ -75,43 +76,43 @@ Companion::Companion(const QString& program, const QStringList& arguments,
   EXPECT_TRUE(process_->waitForStarted()) << program.toStdString();
 }
 
-Companion::~Companion() {
+BackgroundProcess::~BackgroundProcess() {
   if (process_->state() == QProcess::NotRunning) return;
-  Thaw();
+  Resume();
   process_->terminate();
   if (!process_->waitForFinished(2000)) process_->kill();
   process_->waitForFinished(2000);
 }
 
-bool Companion::WaitForOutput(const std::string& text) const {
-  return WaitForOutput(text, kPatience);
+bool BackgroundProcess::WaitForOutput(const std::string& text) const {
+  return WaitForOutput(text, kTimeout);
 }
 
-bool Companion::WaitForOutput(const std::string& text, int milliseconds) const {
+bool BackgroundProcess::WaitForOutput(const std::string& text, int milliseconds) const {
   return WaitUntil([this, &text] { return Output().find(text) != std::string::npos; },
                    milliseconds);
 }
 
-std::string Companion::Output() const {
+std::string BackgroundProcess::Output() const {
   QFile file(Text(outputPath_));
   return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
 }
 
-bool Companion::IsRunning() const {
+bool BackgroundProcess::IsRunning() const {
   process_->waitForFinished(0);
   return process_->state() == QProcess::Running;
 }
 
-std::optional<int> Companion::WaitForEnd() {
-  if (process_->state() != QProcess::NotRunning && !process_->waitForFinished(kPatience)) {
+std::optional<int> BackgroundProcess::WaitForEnd() {
+  if (process_->state() != QProcess::NotRunning && !process_->waitForFinished(kTimeout)) {
     return std::nullopt;
   }
   if (process_->exitStatus() != QProcess::NormalExit) return std::nullopt;
   return process_->exitCode();
 }
 
-void Companion::Freeze() const { EXPECT_EQ(0, kill(static_cast<pid_t>(Id()), SIGSTOP)); }
-void Companion::Thaw() const { EXPECT_EQ(0, kill(static_cast<pid_t>(Id()), SIGCONT)); }
+void BackgroundProcess::Suspend() const { EXPECT_EQ(0, kill(static_cast<pid_t>(Id()), SIGSTOP)); }
+void BackgroundProcess::Resume() const { EXPECT_EQ(0, kill(static_cast<pid_t>(Id()), SIGCONT)); }
 
 std::string MissingTool(const QStringList& tools) {
   for (const QString& tool : tools) {
@@ -160,10 +161,11 @@ void DesktopTest::StartSession() {
   // A number that no other test has: servers that look for a free one at the same time may find the
   // same. The server tells it when it can be used, behind whatever it complains of.
   const QString number = QString::number(kFirstDisplay + getpid() % kDisplays);
-  screen_ = std::make_unique<Companion>("Xvfb",
-                                        QStringList{":" + number, "-displayfd", "1", "-screen", "0",
-                                                    "1280x900x24", "-noreset", "-nolisten", "tcp"},
-                                        environment_, At("screen"));
+  screen_ = std::make_unique<BackgroundProcess>(
+      "Xvfb",
+      QStringList{":" + number, "-displayfd", "1", "-screen", "0", "1280x900x24", "-noreset",
+                  "-nolisten", "tcp"},
+      environment_, At("screen"));
   static const QRegularExpression kNumber("(?:^|\n)(\\d+)\n");
   QRegularExpressionMatch display;
   ASSERT_TRUE(WaitUntil([this, &display] {
@@ -172,7 +174,7 @@ void DesktopTest::StartSession() {
   }));
   environment_.insert("DISPLAY", ":" + display.captured(1));
   WriteFile(At("bus.conf"), kBusConfiguration);
-  bus_ = std::make_unique<Companion>(
+  bus_ = std::make_unique<BackgroundProcess>(
       "dbus-daemon",
       QStringList{"--config-file=" + Text(At("bus.conf")), "--print-address", "--nofork"},
       environment_, At("bus"));
@@ -181,8 +183,8 @@ void DesktopTest::StartSession() {
   // Its themes are the machine's.
   QProcessEnvironment own = QProcessEnvironment::systemEnvironment();
   own.insert("DISPLAY", environment_.value("DISPLAY"));
-  windowManager_ = std::make_unique<Companion>("openbox", QStringList{"--sm-disable"}, own,
-                                               At("window-manager"));
+  windowManager_ = std::make_unique<BackgroundProcess>("openbox", QStringList{"--sm-disable"}, own,
+                                                       At("window-manager"));
   ASSERT_TRUE(WaitUntil([this] {
     return RunTool("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).find("0x") != std::string::npos;
   })) << "display: "
@@ -201,7 +203,7 @@ void DesktopTest::StartProgram(const QStringList& arguments) {
 }
 
 void DesktopTest::StartProgramOf(const QString& program, const QStringList& arguments) {
-  program_ = std::make_unique<Companion>(program, arguments, environment_, At("log"));
+  program_ = std::make_unique<BackgroundProcess>(program, arguments, environment_, At("log"));
   ASSERT_TRUE(WaitUntil([this] {
     window_ = FirstLine(RunTool("xdotool", {"search", "--onlyvisible", "--name", kWindowTitle}))
                   .toStdString();
@@ -211,7 +213,7 @@ void DesktopTest::StartProgramOf(const QString& program, const QStringList& argu
 }
 
 std::optional<int> DesktopTest::StartAgain(const QStringList& arguments) {
-  Companion second(TESSARY, arguments, environment_, At("second-log"));
+  BackgroundProcess second(TESSARY, arguments, environment_, At("second-log"));
   return second.WaitForEnd();
 }
 
@@ -234,7 +236,8 @@ void DesktopTest::DragOnto(const QStringList& uris) {
 // the goal, a pause, the button up.
 bool DesktopTest::Drag(const QStringList& uris) {
   WriteFile(At("uris"), uris.join("\r\n").toStdString());
-  const Companion source(TESSARY_DRAG_SOURCE, {Text(At("uris"))}, environment_, At("drag-source"));
+  const BackgroundProcess source(TESSARY_DRAG_SOURCE, {Text(At("uris"))}, environment_,
+                                 At("drag-source"));
   EXPECT_TRUE(source.WaitForOutput("ready"));
   RunTool("xdotool", {"windowmove", Text(window_), "600", "300"});
   QThread::msleep(200);
@@ -255,8 +258,8 @@ bool DesktopTest::Drag(const QStringList& uris) {
           << "1";
   RunTool("xdotool", gesture);
   // Nothing is told where the press or the moves were lost and no drag began.
-  constexpr int kUntilTold = 5000;
-  if (!source.WaitForOutput("dropped", kUntilTold)) return false;
+  constexpr int kReportDelay = 5000;
+  if (!source.WaitForOutput("dropped", kReportDelay)) return false;
   return source.Output().find("dropped 0") == std::string::npos;
 }
 
@@ -311,7 +314,7 @@ void DesktopTest::ClickAt(const QPoint& point) const {
 }
 
 // Cut out of a picture of the whole screen, which is there when the window is gone.
-QImage DesktopTest::TakePicture() const {
+QImage DesktopTest::TakeScreenshot() const {
   const QString geometry = Text(RunTool("xwininfo", {"-id", Text(window_)}));
   const auto value = [&geometry](const QString& name) {
     return QRegularExpression(name + ": +(\\d+)").match(geometry).captured(1).toInt();
@@ -324,7 +327,7 @@ QImage DesktopTest::TakePicture() const {
 
 std::optional<std::string> DesktopTest::ReadText(int controlID,
                                                  const std::vector<std::string>& texts) const {
-  const QImage picture = TakePicture();
+  const QImage picture = TakeScreenshot();
   if (picture.isNull()) return std::nullopt;
   return ReadTextIn(picture, controlID, texts);
 }
@@ -371,7 +374,7 @@ std::string DesktopTest::CallProgram(const QString& interface, const QString& me
   QDBusMessage call = QDBusMessage::createMethodCall("org.tessary.Tessary", "/org/tessary/Tessary",
                                                      interface, method);
   call.setArguments(arguments);
-  const QDBusMessage answer = bus.call(call, QDBus::Block, kPatience);
+  const QDBusMessage answer = bus.call(call, QDBus::Block, kTimeout);
   QDBusConnection::disconnectFromBus(name);
   return answer.type() == QDBusMessage::ReplyMessage ? "" : answer.errorName().toStdString();
 }
@@ -380,13 +383,13 @@ std::string DesktopTest::RunTool(const QString& tool, const QStringList& argumen
   QProcess process;
   process.setProcessEnvironment(environment_);
   process.start(tool, arguments);
-  if (!process.waitForFinished(kPatience)) {
+  if (!process.waitForFinished(kTimeout)) {
     ADD_FAILURE() << tool.toStdString() << " does not end";
     return {};
   }
   return process.readAllStandardOutput().toStdString();
 }
 
-QString UriOf(const std::string& path) { return Text(FileUriOfPath(path)); }
+QString UriOf(const std::string& path) { return Text(FileUriFromPath(path)); }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -17,23 +17,23 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // Waits until `isTrue` answers true, looking again and again. False where it did not in half a
 // minute, which is longer than anything that works takes, on a busy machine too.
 bool WaitUntil(const std::function<bool()>& isTrue);
 
 // The same for so many milliseconds.
-bool WaitUntil(const std::function<bool()>& isTrue, int patience);
+bool WaitUntil(const std::function<bool()>& isTrue, int timeout);
 
 // A program that runs beside the test; ended with it. What it writes goes to a file.
-class Companion {
+class BackgroundProcess {
  public:
-  Companion(const QString& program, const QStringList& arguments,
-            const QProcessEnvironment& environment, const std::string& outputPath);
-  ~Companion();
-  Companion(const Companion&) = delete;
-  Companion& operator=(const Companion&) = delete;
+  BackgroundProcess(const QString& program, const QStringList& arguments,
+                    const QProcessEnvironment& environment, const std::string& outputPath);
+  ~BackgroundProcess();
+  BackgroundProcess(const BackgroundProcess&) = delete;
+  BackgroundProcess& operator=(const BackgroundProcess&) = delete;
 
   // True once the program's output holds the text.
   bool WaitForOutput(const std::string& text) const;
@@ -46,8 +46,8 @@ class Companion {
   std::optional<int> WaitForEnd();
 
   // Stops the program in its tracks, and lets it go on.
-  void Freeze() const;
-  void Thaw() const;
+  void Suspend() const;
+  void Resume() const;
 
   qint64 Id() const { return process_->processId(); }
 
@@ -62,7 +62,7 @@ std::string MissingTool(const QStringList& tools);
 
 // A session of its own for each test: a screen without a monitor, a window manager, a session bus,
 // and folders for its user's things.
-class DesktopTest : public ::testing::Test {
+class DesktopTest : public testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
@@ -98,7 +98,7 @@ class DesktopTest : public ::testing::Test {
   void ClickAt(const QPoint& point) const;  // in the window's content
 
   // The picture of the program's window, with its frame left out; none where it is not there.
-  QImage TakePicture() const;
+  QImage TakeScreenshot() const;
 
   // True once the control of the main window shows one of the texts: the picture of the window
   // holds exactly what the form paints for it. That text, or none where time ran out.
@@ -123,20 +123,20 @@ class DesktopTest : public ::testing::Test {
   std::string RunTool(const QString& tool, const QStringList& arguments) const;
 
   QProcessEnvironment environment_;
-  std::unique_ptr<Companion> program_;
+  std::unique_ptr<BackgroundProcess> program_;
 
  private:
   void StartSession();
   bool WaitForEndOfPanel(const QString& panel);
 
   TemporaryFolder folder_;
-  std::unique_ptr<Companion> screen_;
-  std::unique_ptr<Companion> windowManager_;
-  std::unique_ptr<Companion> bus_;
+  std::unique_ptr<BackgroundProcess> screen_;
+  std::unique_ptr<BackgroundProcess> windowManager_;
+  std::unique_ptr<BackgroundProcess> bus_;
   std::string window_;  // the X number of the program's window
 };
 
 // The URI of a path, each byte that needs it escaped.
 QString UriOf(const std::string& path);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

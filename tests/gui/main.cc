@@ -17,7 +17,7 @@ constexpr int kTries = 3;
 void TryAgain(std::vector<std::string> arguments) {
   const char* tries = std::getenv(kTry);
   const int next = tries == nullptr ? 2 : std::atoi(tries) + 1;
-  if (next > kTries || ::testing::UnitTest::GetInstance()->test_to_run_count() != 1) return;
+  if (next > kTries || testing::UnitTest::GetInstance()->test_to_run_count() != 1) return;
   (void)std::fprintf(stderr, "Failed; try %d of %d follows.\n", next, kTries);
   setenv(kTry, std::to_string(next).c_str(), 1);
   std::vector<char*> argv;
@@ -31,7 +31,7 @@ void TryAgain(std::vector<std::string> arguments) {
 // What the tests use of Qt, programs run beside them and the session bus, needs an application.
 int main(int argc, char** argv) {
   const std::vector<std::string> given(argv, argv + argc);
-  ::testing::InitGoogleTest(&argc, argv);
+  testing::InitGoogleTest(&argc, argv);
   int result = 0;
   {
     const QCoreApplication application(argc, argv);

@@ -12,20 +12,20 @@
 #include "platform/managers/window_system.h"
 #include "platform/qt/window_system.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 constexpr auto kHalf = std::chrono::seconds(3);
 constexpr auto kPiece = std::chrono::milliseconds(10);
-constexpr double kUntilWork = 0.3;  // seconds
+constexpr double kWorkDelay = 0.3;  // seconds
 constexpr double kShort = 0.05;
-constexpr double kUntilTold = 1.5;
+constexpr double kReportDelay = 1.5;
 
 int gCommands = 0;
 int gTimers = 0;
 int gDocuments = 0;
 
-void Tell(const char* when) {
+void Print(const char* when) {
   printf("%s %d %d %d\n", when, gCommands, gTimers, gDocuments);
   fflush(stdout);
 }
@@ -62,16 +62,16 @@ void Work(WindowSystem* system, Window* window) {
   // Pumped once, and then nothing for a long time: no later pump helps it to the screen.
   ShowText(system, Find(window, 1), "Moving: /the/last");
   std::this_thread::sleep_for(kHalf);
-  Tell("during");
-  Install(system, kUntilTold, [system] {
-    Tell("after");
+  Print("during");
+  Install(system, kReportDelay, [system] {
+    Print("after");
     system->ExitToShell();
   });
 }
 
 int Run(int count, char** arguments) {
   QtWindowSystem system(&count, arguments, [](const std::vector<FSSpec>&) { ++gDocuments; });
-  if (system.HandOver({})) return EXIT_FAILURE;
+  if (system.ForwardToRunningInstance({})) return EXIT_FAILURE;
   system.LoadApplication();
   std::unique_ptr<Nib> nib;
   std::unique_ptr<Window> window;
@@ -84,12 +84,12 @@ int Run(int count, char** arguments) {
       });
   if (status != noErr) return EXIT_FAILURE;
   window->Show();
-  Install(&system, kUntilWork, [&] { Work(&system, window.get()); });
+  Install(&system, kWorkDelay, [&] { Work(&system, window.get()); });
   system.RunApplicationEventLoop();
   return EXIT_FAILURE;
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test
 
-int main(int argc, char** argv) { return tessary::Run(argc, argv); }
+int main(int argc, char** argv) { return tessary::test::Run(argc, argv); }

@@ -8,14 +8,8 @@
 
 // The pump on real displays: what is painted in the middle of work is on the screen, and nothing
 // comes in.
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Companion;
-using testing::DesktopTest;
-using testing::MissingTool;
-using testing::UriOf;
-using testing::WaitUntil;
 
 constexpr int kStatusText = 1;
 constexpr char kText[] = "Moving: /the/last";
@@ -26,7 +20,7 @@ TEST_F(PumpOnScreen, ShowsTheTextAndDeliversNoClickNoTimerAndNoRequestOnX11) {
   StartProgramOf(TESSARY_PUMP_PROGRAM);
   ASSERT_TRUE(program_->WaitForOutput("busy"));
   EXPECT_TRUE(WaitForText(kStatusText, {kText}).has_value());
-  const QImage window = TakePicture();
+  const QImage window = TakeScreenshot();
   ClickAt(QPoint(window.width() - 50, window.height() - 25));
   EXPECT_EQ("", CallProgram("org.freedesktop.Application", "Open",
                             {QStringList{UriOf(At(""))}, QVariantMap()}));
@@ -53,18 +47,18 @@ class PumpOnWayland : public DesktopTest {
 TEST_F(PumpOnWayland, ShowsTheTextInTheMiddleOfWork) {
   const std::string missing = MissingTool({"weston", "weston-screenshooter"});
   if (!missing.empty()) GTEST_SKIP() << missing << " is not installed";
-  testing::MakeFolder(At("shots"));
-  const Companion weston(
+  MakeFolder(At("shots"));
+  const BackgroundProcess weston(
       "weston",
       {"--backend=headless-backend.so", "--use-pixman", "--width=1024", "--height=768",
        "--socket=tessary-test", "--idle-time=0", "--debug", "--no-config"},
       environment_, At("weston"));
-  ASSERT_TRUE(WaitUntil([this] { return testing::Exists(At("run/tessary-test")); }));
+  ASSERT_TRUE(WaitUntil([this] { return Exists(At("run/tessary-test")); }));
   environment_.insert("WAYLAND_DISPLAY", "tessary-test");
   environment_.remove("DISPLAY");
   environment_.insert("QT_QPA_PLATFORM", "wayland");
-  program_ =
-      std::make_unique<Companion>(TESSARY_PUMP_PROGRAM, QStringList(), environment_, At("log"));
+  program_ = std::make_unique<BackgroundProcess>(TESSARY_PUMP_PROGRAM, QStringList(), environment_,
+                                                 At("log"));
   ASSERT_TRUE(program_->WaitForOutput("busy")) << weston.Output();
   environment_.insert("QT_QPA_PLATFORM", "offscreen");
   EXPECT_TRUE(WaitUntil([this] {
@@ -75,4 +69,4 @@ TEST_F(PumpOnWayland, ShowsTheTextInTheMiddleOfWork) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

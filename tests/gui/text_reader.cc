@@ -18,7 +18,7 @@
 #include "platform/qt/elided_label.h"
 #include "platform/qt/nib.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 // The part of the label that holds its ink, with nothing around it.
@@ -52,7 +52,7 @@ bool Holds(const QImage& whole, const QImage& part) {
 }
 
 int Read(const QString& picturePath, const QString& textsPath, int controlID) {
-  QtScreen screen;
+  QtUiState screen;
   QtNib nib(&screen);
   std::unique_ptr<Window> window;
   if (nib.CreateMenuBar("MenuBar") != noErr) return 1;
@@ -81,9 +81,9 @@ int Read(const QString& picturePath, const QString& textsPath, int controlID) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test
 
 int main(int argc, char** argv) {
   QApplication application(argc, argv);
-  return argc == 4 ? tessary::Read(argv[1], argv[2], QString(argv[3]).toInt()) : 2;
+  return argc == 4 ? tessary::test::Read(argv[1], argv[2], QString(argv[3]).toInt()) : 2;
 }

@@ -6,22 +6,14 @@
 #include "tests/gui/desktop.h"
 
 // What the desktop program shows and stores, seen on the screen and in its user's folders.
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::DesktopTest;
-using testing::Exists;
-using testing::MakeFolder;
-using testing::NamesIn;
-using testing::ReadFile;
-using testing::WaitUntil;
-using testing::WriteFile;
 
 constexpr int kStatusText = 1;
 constexpr int kManyFiles = 3000;
 constexpr int kContentTop = 30;  // of the window, below the menu bar
 
-class OnScreen : public DesktopTest {
+class DesktopWindow : public DesktopTest {
  protected:
   void SetUp() override {
     DesktopTest::SetUp();
@@ -55,12 +47,12 @@ class OnScreen : public DesktopTest {
   // Stops the program in the middle of the run, with the text of an item on the screen: standing
   // still it cannot paint any more, so that what is there was painted by the run. It may stand
   // between filing an item and telling of it, and then is let go on for a moment.
-  bool FreezeWithText() {
+  bool SuspendWithText() {
     return WaitUntil([this] {
-             program_->Freeze();
+             program_->Suspend();
              if (NamesIn(At("many")).empty()) return true;
              if (ReadText(kStatusText, PossibleTexts())) return true;
-             program_->Thaw();
+             program_->Resume();
              return false;
            }) &&
            !NamesIn(At("many")).empty();
@@ -71,36 +63,36 @@ class OnScreen : public DesktopTest {
   }
 };
 
-TEST_F(OnScreen, TheStatusLineTellsDuringTheRunWhichFileIsFiled) {
+TEST_F(DesktopWindow, TheStatusLineTellsDuringTheRunWhichFileIsFiled) {
   WriteFile(PreferencesPath(), "FileOperation = 1\n");
   StartLongRun();
-  EXPECT_TRUE(FreezeWithText());
-  const QImage first = TakePicture();
-  program_->Thaw();
+  EXPECT_TRUE(SuspendWithText());
+  const QImage first = TakeScreenshot();
+  program_->Resume();
   ASSERT_TRUE(WaitUntil([this] { return NamesIn(At("many")).size() < kManyFiles * 3 / 4; }));
   // The busy indicator, above the status line, moves on. It goes round, so that it may be met twice
   // at the same place, and hardly thrice.
   const QRect picture(0, kContentTop, first.width(), first.height() / 2);
-  EXPECT_TRUE(FreezeWithText());
-  const QImage second = TakePicture();
-  program_->Thaw();
-  EXPECT_TRUE(FreezeWithText());
-  const QImage third = TakePicture();
+  EXPECT_TRUE(SuspendWithText());
+  const QImage second = TakeScreenshot();
+  program_->Resume();
+  EXPECT_TRUE(SuspendWithText());
+  const QImage third = TakeScreenshot();
   EXPECT_TRUE(first.copy(picture) != second.copy(picture) ||
               first.copy(picture) != third.copy(picture));
-  program_->Thaw();
+  program_->Resume();
   EXPECT_TRUE(WaitForEndOfRun());
   EXPECT_TRUE(WaitForText(kStatusText, {kDropPrompt}).has_value());
 }
 
 // Without the events that tell of it, the window would keep pieces of the panel that covered it.
-TEST_F(OnScreen, ThePanelLeavesNothingBehindInTheWindowDuringTheRun) {
+TEST_F(DesktopWindow, ThePanelLeavesNothingBehindInTheWindowDuringTheRun) {
   WriteFile(PreferencesPath(), "FileOperation = 1\n");
   StartLongRun();
-  program_->Freeze();
+  program_->Suspend();
   ASSERT_FALSE(NamesIn(At("many")).empty()) << "the run is over";
-  const QImage picture = TakePicture();
-  program_->Thaw();
+  const QImage picture = TakeScreenshot();
+  program_->Resume();
   ASSERT_FALSE(picture.isNull());
   // The margins left and right of everything are as empty as each other, all the way down.
   constexpr int kMargin = 16;
@@ -114,17 +106,17 @@ TEST_F(OnScreen, ThePanelLeavesNothingBehindInTheWindowDuringTheRun) {
   EXPECT_TRUE(WaitForEndOfRun());
 }
 
-TEST_F(OnScreen, AClickOnStopDuringTheRunStopsNothing) {
+TEST_F(DesktopWindow, AClickOnStopDuringTheRunStopsNothing) {
   WriteFile(PreferencesPath(), "FileOperation = 1\n");
   StartLongRun();
-  const QImage window = TakePicture();
+  const QImage window = TakeScreenshot();
   ClickAt(QPoint(window.width() - 50, window.height() - 30));
   ASSERT_FALSE(NamesIn(At("many")).empty()) << "the run is over";
   EXPECT_TRUE(WaitForEndOfRun());
   EXPECT_TRUE(WaitForText(kStatusText, {kDropPrompt}).has_value());
 }
 
-TEST_F(OnScreen, ChangesInTheSheetAreStoredThoughItIsCancelled) {
+TEST_F(DesktopWindow, ChangesInTheSheetAreStoredThoughItIsCancelled) {
   WriteFile(PreferencesPath(), "# mine\nFileOperation = 2\nQuitWhenDone = false\n");
   StartProgram();
   PressKeys({"ctrl+comma"});
@@ -145,15 +137,15 @@ TEST_F(OnScreen, ChangesInTheSheetAreStoredThoughItIsCancelled) {
   EXPECT_NE(std::string::npos, stored.find("RecurseFolders = true\n")) << stored;
 }
 
-TEST_F(OnScreen, ByeIsShownAndTheProgramEndsByItselfWhenItQuitsWhenDone) {
+TEST_F(DesktopWindow, ByeIsShownAndTheProgramEndsByItselfWhenItQuitsWhenDone) {
   WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
   StartProgram({QString::fromStdString(MakeSource("letters"))});
   AnswerPanel(At("filed"));
   // It says so for an instant: looked at while it stands still, and let go on in between.
   EXPECT_TRUE(WaitUntil([this] {
-    program_->Freeze();
+    program_->Suspend();
     const bool isThere = ReadText(kStatusText, {"Bye."}).has_value();
-    program_->Thaw();
+    program_->Resume();
     return isThere || !program_->IsRunning();
   }));
   EXPECT_TRUE(program_->IsRunning()) << "it ended without a word";
@@ -161,7 +153,7 @@ TEST_F(OnScreen, ByeIsShownAndTheProgramEndsByItselfWhenItQuitsWhenDone) {
   EXPECT_TRUE(Exists(At("filed/txt/letters.txt")));
 }
 
-TEST_F(OnScreen, TheSourceAsDestinationIsToldAndNothingIsFiled) {
+TEST_F(DesktopWindow, TheSourceAsDestinationIsToldAndNothingIsFiled) {
   const std::string source = MakeSource("letters");
   StartProgram({QString::fromStdString(source)});
   AnswerPanel(source);
@@ -171,19 +163,19 @@ TEST_F(OnScreen, TheSourceAsDestinationIsToldAndNothingIsFiled) {
   EXPECT_EQ(std::vector<std::string>{"letters.txt"}, NamesIn(source));
 }
 
-TEST_F(OnScreen, ClosingTheWindowQuits) {
+TEST_F(DesktopWindow, ClosingTheWindowQuits) {
   StartProgram();
   PressKeys({"alt+F4"});
   EXPECT_EQ(0, program_->WaitForEnd());
 }
 
-TEST_F(OnScreen, TheQuitCommandQuits) {
+TEST_F(DesktopWindow, TheQuitCommandQuits) {
   StartProgram();
   PressKeys({"ctrl+q"});
   EXPECT_EQ(0, program_->WaitForEnd());
 }
 
-TEST_F(OnScreen, TheDestinationIsOpenedWithTheDesktopsProgramForFolders) {
+TEST_F(DesktopWindow, TheDestinationIsOpenedWithTheDesktopsProgramForFolders) {
   WriteFile(At("data/applications/other.desktop"),
             "[Desktop Entry]\nType=Application\nExec=/bin/cp -r -t " + At("opened") + " %f\n");
   MakeFolder(At("opened"));
@@ -196,7 +188,7 @@ TEST_F(OnScreen, TheDestinationIsOpenedWithTheDesktopsProgramForFolders) {
   EXPECT_EQ(0, CountInLog("Nothing on this desktop"));
 }
 
-TEST_F(OnScreen, ADesktopWithoutAProgramForFoldersIsToldInTheLogAndTheRunCounts) {
+TEST_F(DesktopWindow, ADesktopWithoutAProgramForFoldersIsToldInTheLogAndTheRunCounts) {
   StartProgram({QString::fromStdString(MakeSource("letters"))});
   AnswerPanel(At("filed"));
   EXPECT_TRUE(WaitForLog("Nothing on this desktop opens the folder \"" + At("filed") + "\"."));
@@ -204,4 +196,4 @@ TEST_F(OnScreen, ADesktopWithoutAProgramForFoldersIsToldInTheLogAndTheRunCounts)
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -5,7 +5,7 @@
 #include <set>
 #include <sstream>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 const std::vector<std::string> kStems = {
@@ -42,9 +42,9 @@ ObjectKind RandomKind(SoakRandom& random, const VolumeTraits& traits) {
   }
 }
 
-class RunMaker {
+class RunGenerator {
  public:
-  RunMaker(SoakRandom& random, const VolumeTraits& traits) : random_(random), traits_(traits) {}
+  RunGenerator(SoakRandom& random, const VolumeTraits& traits) : random_(random), traits_(traits) {}
 
   RandomRun Make() {
     run_.kind = static_cast<int>(1 + random_.Below(traits_.hasAttributes ? 5 : 4));
@@ -58,7 +58,7 @@ class RunMaker {
     const uint64_t count = 1 + random_.Below(24);
     for (uint64_t i = 0; i < count; ++i) AddObject(RandomFolderOfSource());
     const uint64_t clashes = random_.OneIn(2) ? 0 : 1 + random_.Below(8);
-    for (uint64_t i = 0; i < clashes; ++i) AddClash();
+    for (uint64_t i = 0; i < clashes; ++i) AddCollision();
     return std::move(run_);
   }
 
@@ -81,7 +81,7 @@ class RunMaker {
   }
 
   // An object in the destination that bears, in a folder of a key, a name that may come there.
-  void AddClash() {
+  void AddCollision() {
     if (run_.kind >= 4) {
       const RunDate& date = random_.Pick(RunDates());
       const std::array<std::string, 3> folders = {
@@ -157,7 +157,7 @@ std::string RandomRun::Preferences() const {
 }
 
 RandomRun MakeRandomRun(SoakRandom& random, const VolumeTraits& traits) {
-  return RunMaker(random, traits).Make();
+  return RunGenerator(random, traits).Make();
 }
 
 std::string Describe(const RandomRun& run) {
@@ -176,4 +176,4 @@ std::string Describe(const RandomRun& run) {
   return text.str();
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

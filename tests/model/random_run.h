@@ -9,7 +9,7 @@
 
 // A run made up by chance: the settings, and what lies in the source and in the destination. It is
 // a list of objects, so that one that shows a fault can be made smaller by leaving objects out.
-namespace tessary::testing {
+namespace tessary::test {
 
 enum class ObjectKind { kFile, kFolder, kPackage, kLink, kFifo };
 
@@ -64,4 +64,4 @@ RandomRun MakeRandomRun(SoakRandom& random, const VolumeTraits& traits);
 // For a message.
 std::string Describe(const RandomRun& run);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 // The extension of a name, in its own case; none where there is no ".", empty where nothing follows
@@ -50,7 +50,7 @@ RunModel::RunModel(const RandomRun& run, bool isAcross)
       isPredictable_(run.kind < 4 || run.place != RunPlace::kInside || !run.recurses) {
   for (const RandomObject& object : run.objects) {
     Expectation expected = run.kind < 4 ? Expect(object) : ExpectByDate(object);
-    expected.meetingFolders.push_back(FolderOf(object.path));
+    expected.collisionFolders.push_back(FolderOf(object.path));
     expectations_.push_back(std::move(expected));
   }
 }
@@ -105,12 +105,16 @@ Expectation RunModel::Expect(const RandomObject& object) const {
       object.kind != ObjectKind::kFolder && !object.isInvisible && NameIn(object.path)[0] != '.';
   if (!isItem || !IsWalked(object)) return {};
   const std::optional<std::string> key = KeyOf(object);
-  if (!key || key->empty()) return {.fate = Fate::kLeft};
-  if (*key == "..") return {.fate = Fate::kUntold};
+  if (!key || key->empty()) return {.outcome = ExpectedOutcome::kSkipped};
+  if (*key == "..") return {.outcome = ExpectedOutcome::kFailedUnlogged};
   const std::string folder = run_.Destination() + "/" + *key;
-  if (FolderOf(object.path) == folder) return {.fate = Fate::kLeft};
-  const Fate fate = CanBeTransferred(object, run_.isCopy) ? Fate::kFiled : Fate::kFailed;
-  return {.fate = fate, .folder = folder, .staysToo = run_.isCopy, .meetingFolders = {folder}};
+  if (FolderOf(object.path) == folder) return {.outcome = ExpectedOutcome::kSkipped};
+  const ExpectedOutcome outcome =
+      CanBeTransferred(object, run_.isCopy) ? ExpectedOutcome::kFiled : ExpectedOutcome::kFailed;
+  return {.outcome = outcome,
+          .folder = folder,
+          .keepsOriginal = run_.isCopy,
+          .collisionFolders = {folder}};
 }
 
 Expectation RunModel::ExpectByDate(const RandomObject& object) const {
@@ -119,28 +123,30 @@ Expectation RunModel::ExpectByDate(const RandomObject& object) const {
   const bool isSorted = IsInSortedFolder(object);
   if (!isItem || (!IsWalked(object) && !isSorted)) return {};
   // A link that leads nowhere has no date.
-  if (object.kind == ObjectKind::kLink) return {.fate = Fate::kLeft};
+  if (object.kind == ObjectKind::kLink) return {.outcome = ExpectedOutcome::kSkipped};
   const RunDate& date = RunDates()[static_cast<size_t>(object.date)];
   if (isSorted) {
     const std::string day = FolderOf(object.path) + "/" + date.day;
-    return {.fate = Fate::kFiled, .folder = day, .meetingFolders = {day}};
+    return {.outcome = ExpectedOutcome::kFiled, .folder = day, .collisionFolders = {day}};
   }
   const std::string year = run_.Destination() + "/" + date.year;
   const std::string day = year + "/" + date.day;
   if (!CanBeTransferred(object, run_.isCopy)) {
-    return {.fate = Fate::kFailed, .folder = year, .meetingFolders = {year}};
+    return {.outcome = ExpectedOutcome::kFailed, .folder = year, .collisionFolders = {year}};
   }
-  return {
-      .fate = Fate::kFiled, .folder = day, .staysToo = run_.isCopy, .meetingFolders = {year, day}};
+  return {.outcome = ExpectedOutcome::kFiled,
+          .folder = day,
+          .keepsOriginal = run_.isCopy,
+          .collisionFolders = {year, day}};
 }
 
-bool RunModel::HasRival(size_t object) const {
+bool RunModel::HasNameCollision(size_t object) const {
   const std::string name = NameIn(run_.objects[object].path);
   for (size_t i = 0; i < expectations_.size(); ++i) {
     if (i == object || NameIn(run_.objects[i].path) != name) continue;
     if (!isPredictable_) return true;
-    for (const std::string& folder : expectations_[object].meetingFolders) {
-      const auto& others = expectations_[i].meetingFolders;
+    for (const std::string& folder : expectations_[object].collisionFolders) {
+      const auto& others = expectations_[i].collisionFolders;
       if (std::find(others.begin(), others.end(), folder) != others.end()) return true;
     }
   }
@@ -149,12 +155,14 @@ bool RunModel::HasRival(size_t object) const {
 
 bool RunModel::MayBeReplaced(size_t object) const {
   // Neither package nor folder is ever empty here.
-  return run_.replaces && run_.objects[object].kind != ObjectKind::kPackage && HasRival(object);
+  return run_.replaces && run_.objects[object].kind != ObjectKind::kPackage &&
+         HasNameCollision(object);
 }
 
-size_t RunModel::Count(Fate fate) const {
-  return static_cast<size_t>(std::count_if(expectations_.begin(), expectations_.end(),
-                                           [fate](const auto& e) { return e.fate == fate; }));
+size_t RunModel::Count(ExpectedOutcome outcome) const {
+  return static_cast<size_t>(
+      std::count_if(expectations_.begin(), expectations_.end(),
+                    [outcome](const auto& e) { return e.outcome == outcome; }));
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

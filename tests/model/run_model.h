@@ -9,22 +9,22 @@
 
 // What a run ought to do, told object by object and without regard to their order: which folder
 // each goes into, and what a run must tell of it. It knows nothing of the engine but its rules.
-namespace tessary::testing {
+namespace tessary::test {
 
-enum class Fate {
-  kUnseen,  // hidden, no item, or where the run does not come: not told of
-  kLeft,    // told as left where it is
+enum class ExpectedOutcome {
+  kIgnored,  // hidden, no item, or where the run does not come: not told of
+  kSkipped,  // told as left where it is
   kFiled,
-  kFailed,  // and the log names it
-  kUntold,  // failed, and the log is silent
+  kFailed,          // and the log names it
+  kFailedUnlogged,  // failed, and the log is silent
 };
 
 struct Expectation {
-  Fate fate = Fate::kUnseen;
+  ExpectedOutcome outcome = ExpectedOutcome::kIgnored;
   std::string folder = {};  // of kFiled and kFailed: the folder that it goes into, below the ground
-  bool staysToo = false;    // of kFiled: the original stays
+  bool keepsOriginal = false;  // of kFiled: the original stays
   // Under these names of folders and its own, another object may meet it.
-  std::vector<std::string> meetingFolders = {};
+  std::vector<std::string> collisionFolders = {};
 };
 
 class RunModel {
@@ -37,10 +37,10 @@ class RunModel {
 
   // Whether another object of the same name may have met this one, and, with the settings so, have
   // replaced it.
-  bool HasRival(size_t object) const;
+  bool HasNameCollision(size_t object) const;
   bool MayBeReplaced(size_t object) const;
 
-  size_t Count(Fate fate) const;
+  size_t Count(ExpectedOutcome outcome) const;
 
   // A run by date into a folder that it walks itself files things again and again.
   bool IsPredictable() const { return isPredictable_; }
@@ -67,4 +67,4 @@ const std::map<std::string, std::string>& KnownMimeTypes();
 std::string NameIn(const std::string& path);
 std::string FolderOf(const std::string& path);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

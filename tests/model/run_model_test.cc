@@ -15,28 +15,18 @@
 #include "platform/extension_map.h"
 #include "platform/linux/apple_events/comment_agent.h"
 #include "platform/managers/autorelease_pool.h"
-#include "programs/cli/tally.h"
+#include "programs/cli/run_totals.h"
 #include "tests/support/captured_log.h"
-#include "tests/support/copying.h"
 #include "tests/support/environment_variable.h"
+#include "tests/support/file_operations.h"
 #include "tests/support/preferences_folder.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/tree_lines.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-using testing::Expectation;
-using testing::Fate;
-using testing::FolderOf;
-using testing::NameIn;
-using testing::ObjectKind;
-using testing::RandomObject;
-using testing::RandomRun;
-using testing::RunModel;
-using testing::TemporaryFolder;
 
 constexpr char kInside[] = "inside";  // the file in every package, with its content
 constexpr char kComment[] = "user.xdg.comment";
@@ -56,7 +46,7 @@ std::string IsoDate(int64_t seconds) {
 }
 
 // Whether `name` is `own`, or a name that `own` gets where it is taken, once or again and again.
-bool IsDistinctOf(std::string name, const std::string& own) {
+bool IsDistinctNameOf(std::string name, const std::string& own) {
   const size_t dot = own.rfind('.');
   const std::string extension = dot == std::string::npos ? "" : own.substr(dot);
   // In the catalog's name such an extension is written otherwise, and so it is not taken for one.
@@ -83,8 +73,8 @@ class RealRun {
       : run_(run),
         ground_(ground),
         other_(other),
-        isAcross_(run.place == testing::RunPlace::kOtherVolume &&
-                  testing::AreOnDifferentVolumes(ground.path(), other.path())),
+        isAcross_(run.place == RunPlace::kOtherVolume &&
+                  AreOnDifferentVolumes(ground.path(), other.path())),
         model_(run, isAcross_) {}
 
   std::vector<Violation> Check() {
@@ -92,7 +82,7 @@ class RealRun {
     Run();
     const size_t messages = log_.Messages().size();
     CheckPlaces();
-    CheckTold();
+    CheckReport();
     if (!run_.isCopy && run_.kind < 4) CheckSecondRun();
     if (messages == 0) Add("untold", "the log does not tell of the run");
     return std::move(violations_);
@@ -109,66 +99,66 @@ class RealRun {
 
   void Make() {
     preferences_.Write(run_.Preferences());
-    testing::MakeFolder(PathOf(run_.Walked()));
-    testing::MakeFolder(PathOf(run_.Destination()));
+    MakeFolder(PathOf(run_.Walked()));
+    MakeFolder(PathOf(run_.Destination()));
     for (size_t i = 0; i < run_.objects.size(); ++i) MakeObject(run_.objects[i], i);
   }
 
   void MakeObject(const RandomObject& object, size_t number) {
     const std::string path = PathOf(object.path);
-    testing::MakeFolder(FolderOf(path));
+    MakeFolder(FolderOf(path));
     switch (object.kind) {
       case ObjectKind::kFile:
-        testing::WriteFile(path, object.content);
+        WriteFile(path, object.content);
         break;
       case ObjectKind::kFolder:
-        testing::MakeFolder(path);
+        MakeFolder(path);
         break;
       case ObjectKind::kPackage:
-        testing::WriteFile(path + "/" + kInside, object.content);
+        WriteFile(path + "/" + kInside, object.content);
         if (object.holdsFifo) MakeFifo(path + "/fifo");
         break;
       case ObjectKind::kLink:
-        testing::MakeLink(object.content, path);
+        MakeLink(object.content, path);
         break;
       case ObjectKind::kFifo:
         MakeFifo(path);
-        fifos_[testing::InfoAt(path).st_ino] = number;
+        fifos_[LstatAt(path).st_ino] = number;
         break;
     }
     GiveAttributes(object, path);
-    testing::SetModificationDate(path, DateOf(object));
+    SetModificationDate(path, DateOf(object));
   }
 
   static void MakeFifo(const std::string& path) { EXPECT_EQ(0, mkfifo(path.c_str(), 0600)); }
 
   static int64_t DateOf(const RandomObject& object) {
-    return testing::RunDates()[static_cast<size_t>(object.date)].seconds;
+    return RunDates()[static_cast<size_t>(object.date)].seconds;
   }
 
   void GiveAttributes(const RandomObject& object, const std::string& path) const {
     bool isGiven = true;
     if (!object.fileType.empty() || object.isInvisible) {
-      isGiven = testing::SetFinderInfo(path, object.fileType, object.isInvisible ? 0x4000 : 0);
+      isGiven = SetFinderInfo(path, object.fileType, object.isInvisible ? 0x4000 : 0);
     }
     if (!object.comment.empty()) {
-      isGiven = isGiven && testing::SetAttribute(path, kComment, object.comment);
+      isGiven = isGiven && SetAttribute(path, kComment, object.comment);
     }
     if (run_.kind == 5 &&
         (object.kind == ObjectKind::kFile || object.kind == ObjectKind::kPackage)) {
-      isGiven = isGiven && testing::SetAttribute(path, kCreationDate, IsoDate(DateOf(object)));
+      isGiven = isGiven && SetAttribute(path, kCreationDate, IsoDate(DateOf(object)));
     }
     EXPECT_TRUE(isGiven) << path;
   }
 
   void Run() {
-    const FSRef destination = testing::RefAt(PathOf(run_.Destination()));
-    SetShellHooks(
+    const FSRef destination = RefAt(PathOf(run_.Destination()));
+    SetEngineHooks(
         {.runAggregation = [&](const FSRef& source) { AggregateFolder(source, destination); },
          .observeItem = [this](const std::string& path,
-                               ItemOutcome outcome) { tally_.Count(path, outcome); }});
-    ResolveRunSource(testing::RefAt(PathOf(run_.SourceTop())));
-    SetShellHooks({});
+                               ItemOutcome outcome) { totals_.Count(path, outcome); }});
+    ResolveRunSource(RefAt(PathOf(run_.SourceTop())));
+    SetEngineHooks({});
   }
 
   // ---- Where everything is ----
@@ -187,7 +177,7 @@ class RealRun {
         std::string content = ContentOf(path);
         if (content.empty()) continue;
         if (it->symlink_status().type() == fs::file_type::directory) it.disable_recursion_pending();
-        if (const auto fifo = fifos_.find(testing::InfoAt(path).st_ino);
+        if (const auto fifo = fifos_.find(LstatAt(path).st_ino);
             content == "fifo" && fifo != fifos_.end()) {
           places_[fifo->second].push_back(below);
         } else if (const auto found = numbers.find(content); found != numbers.end()) {
@@ -201,12 +191,12 @@ class RealRun {
 
   // What identifies the object at the path; empty for a plain folder.
   static std::string ContentOf(const std::string& path) {
-    const mode_t mode = testing::InfoAt(path).st_mode;
+    const mode_t mode = LstatAt(path).st_mode;
     if (S_ISLNK(mode)) return fs::read_symlink(path).string();
-    if (S_ISREG(mode)) return testing::ReadFile(path);
+    if (S_ISREG(mode)) return ReadFile(path);
     if (S_ISFIFO(mode)) return "fifo";
     const std::string inside = path + "/" + kInside;
-    return testing::Exists(inside) ? testing::ReadFile(inside) : "";
+    return Exists(inside) ? ReadFile(inside) : "";
   }
 
   void CheckPlaces() {
@@ -214,7 +204,7 @@ class RealRun {
     for (size_t i = 0; i < run_.objects.size(); ++i) {
       const RandomObject& object = run_.objects[i];
       if (object.kind == ObjectKind::kFolder) {
-        if (!testing::Exists(PathOf(object.path))) Add("lost", object.path);
+        if (!Exists(PathOf(object.path))) Add("lost", object.path);
         continue;
       }
       if (places_[i].empty() && !model_.MayBeReplaced(i)) Add("lost", object.path);
@@ -230,8 +220,8 @@ class RealRun {
     for (const std::string& place : places_[i]) {
       if (place == object.path) {
         ++originals;
-      } else if (expected.fate == Fate::kFiled && FolderOf(place) == expected.folder &&
-                 BearsItsName(i, place)) {
+      } else if (expected.outcome == ExpectedOutcome::kFiled &&
+                 FolderOf(place) == expected.folder && HasExpectedName(i, place)) {
         ++arrived;
         CheckComment(object, PathOf(place));
       } else {
@@ -239,8 +229,8 @@ class RealRun {
       }
     }
     const bool mayBeGone = model_.MayBeReplaced(i);
-    const bool isFiled = expected.fate == Fate::kFiled;
-    const size_t wantedOriginals = isFiled && !expected.staysToo ? 0 : 1;
+    const bool isFiled = expected.outcome == ExpectedOutcome::kFiled;
+    const size_t wantedOriginals = isFiled && !expected.keepsOriginal ? 0 : 1;
     const size_t wantedArrived = isFiled ? 1 : 0;
     const bool isRight = originals == wantedOriginals && arrived == wantedArrived;
     const bool isLess = originals <= wantedOriginals && arrived <= wantedArrived;
@@ -251,36 +241,38 @@ class RealRun {
     hasVanished_ |= !isRight;
   }
 
-  bool BearsItsName(size_t i, const std::string& place) const {
+  bool HasExpectedName(size_t i, const std::string& place) const {
     const std::string own = NameIn(run_.objects[i].path);
     if (NameIn(place) == own) return true;
-    return model_.HasRival(i) && IsDistinctOf(NameIn(place), own);
+    return model_.HasNameCollision(i) && IsDistinctNameOf(NameIn(place), own);
   }
 
   void CheckComment(const RandomObject& object, const std::string& path) {
     if (object.comment.empty() || object.kind == ObjectKind::kLink) return;
-    const bool isKept = !model_.Of(static_cast<size_t>(&object - run_.objects.data())).staysToo ||
-                        run_.keepsComments;
+    const bool isKept =
+        !model_.Of(static_cast<size_t>(&object - run_.objects.data())).keepsOriginal ||
+        run_.keepsComments;
     const std::string wanted = isKept ? object.comment : "(none)";
-    if (testing::AttributeAt(path, kComment) != wanted) Add("misplaced", "comment of " + path);
+    if (AttributeAt(path, kComment) != wanted) Add("misplaced", "comment of " + path);
   }
 
   // ---- What was told ----
 
-  void CheckTold() {
+  void CheckReport() {
     if (!model_.IsPredictable()) return;
-    const size_t filed = model_.Count(Fate::kFiled);
-    const size_t failed = model_.Count(Fate::kFailed) + model_.Count(Fate::kUntold);
-    const size_t left = model_.Count(Fate::kLeft);
+    const size_t filed = model_.Count(ExpectedOutcome::kFiled);
+    const size_t failed =
+        model_.Count(ExpectedOutcome::kFailed) + model_.Count(ExpectedOutcome::kFailedUnlogged);
+    const size_t left = model_.Count(ExpectedOutcome::kSkipped);
     // What was replaced between its year and its day is not told of.
     if (run_.kind >= 4 && hasVanished_) return;
-    Expect("filed", filed, filed, tally_.filed());
-    Expect("failed", failed, failed, tally_.failed());
+    Expect("filed", filed, filed, totals_.filed());
+    Expect("failed", failed, failed, totals_.failed());
     // What is filed into a folder that is walked later is met there once more.
-    const bool isMetAgain = run_.place == testing::RunPlace::kInside && run_.recurses;
-    Expect("left", left, left + (isMetAgain ? filed : 0), tally_.left());
-    Expect("lines of what failed", model_.Count(Fate::kFailed), model_.Count(Fate::kFailed),
-           LinesWith("The file \""));
+    const bool isListedAgain = run_.place == RunPlace::kInside && run_.recurses;
+    Expect("left", left, left + (isListedAgain ? filed : 0), totals_.left());
+    Expect("lines of what failed", model_.Count(ExpectedOutcome::kFailed),
+           model_.Count(ExpectedOutcome::kFailed), LinesWith("The file \""));
     if (run_.kind < 4) Expect("lines of what was moved", filed, filed, LinesWith("Moved \""));
   }
 
@@ -301,16 +293,16 @@ class RealRun {
 
   void CheckSecondRun() {
     // What cannot be filed makes way for itself again, and what has its name by now is replaced.
-    if (run_.replaces && model_.Count(Fate::kFailed) > 0) return;
+    if (run_.replaces && model_.Count(ExpectedOutcome::kFailed) > 0) return;
     const std::vector<std::string> before = Lines();
     Run();
     if (before != Lines()) Add("changed again", "a second run changed something");
   }
 
   std::vector<std::string> Lines() const {
-    const testing::TreeAspects aspects = {.times = false, .linkTimes = false, .identities = true};
-    std::vector<std::string> lines = testing::TreeLines(ground_.path(), aspects);
-    const std::vector<std::string> others = testing::TreeLines(other_.path(), aspects);
+    const TreeAspects aspects = {.times = false, .linkTimes = false, .identities = true};
+    std::vector<std::string> lines = TreeLines(ground_.path(), aspects);
+    const std::vector<std::string> others = TreeLines(other_.path(), aspects);
     lines.insert(lines.end(), others.begin(), others.end());
     return lines;
   }
@@ -320,16 +312,16 @@ class RealRun {
   const TemporaryFolder& other_;
   bool isAcross_;
   RunModel model_;
-  testing::PreferencesFolder preferences_;
-  testing::CapturedLog log_;
-  Tally tally_;
+  PreferencesFolder preferences_;
+  CapturedLog log_;
+  RunTotals totals_;
   std::map<ino_t, size_t> fifos_;
   std::vector<std::vector<std::string>> places_;
   bool hasVanished_ = false;
   std::vector<Violation> violations_;
 };
 
-std::vector<Violation> Try(const RandomRun& run) {
+std::vector<Violation> TryRun(const RandomRun& run) {
   // As around a real run: a folder of the same path may come back as another one later.
   const NSAutoreleasePool pool;
   const TemporaryFolder ground;
@@ -343,7 +335,7 @@ RandomRun Shrink(RandomRun run) {
   for (size_t i = run.objects.size(); i > 0; --i) {
     RandomRun smaller = run;
     smaller.objects.erase(smaller.objects.begin() + static_cast<ptrdiff_t>(i - 1));
-    if (!Try(smaller).empty()) run = std::move(smaller);
+    if (!TryRun(smaller).empty()) run = std::move(smaller);
   }
   return run;
 }
@@ -356,43 +348,44 @@ class KnownTables {
         home_("XDG_DATA_HOME", folder_ / "none"),
         data_("XDG_DATA_DIRS", folder_.path()) {
     std::string globs;
-    for (const auto& [extension, type] : testing::KnownMimeTypes())
+    for (const auto& [extension, type] : KnownMimeTypes())
       globs.append("50:").append(type).append(":*.").append(extension).append("\n");
-    testing::WriteFile(folder_ / "mime/globs2", globs);
+    WriteFile(folder_ / "mime/globs2", globs);
     std::string map;
-    for (const auto& [extension, type] : testing::MappedFileTypes())
+    for (const auto& [extension, type] : MappedFileTypes())
       map.append(".").append(extension).append(" \"").append(type).append("\"\n");
-    testing::WriteFile(preferences_.MappingPath(), map);
+    WriteFile(preferences_.MappingPath(), map);
     BuildExtensionMap();
     RegisterCommentAgent();
   }
 
  private:
   TemporaryFolder folder_;
-  testing::TimeZone zone_;
-  testing::EnvironmentVariable home_;
-  testing::EnvironmentVariable data_;
-  testing::PreferencesFolder preferences_;
+  TimeZone zone_;
+  EnvironmentVariable home_;
+  EnvironmentVariable data_;
+  PreferencesFolder preferences_;
 };
 
 TEST(RandomRuns, LoseNothingAndTellWhatTheyDid) {
   const KnownTables tables;
   const TemporaryFolder ground;
-  const testing::VolumeTraits traits = testing::TryVolume(ground.path());
-  if (!traits.hasByteNames || !traits.hasCase) GTEST_SKIP() << "not every name can be made here";
-  testing::SoakCount count(
+  const VolumeTraits traits = ProbeVolume(ground.path());
+  if (!traits.takesAnyNameBytes || !traits.isCaseSensitive)
+    GTEST_SKIP() << "not every name can be made here";
+  SoakCount count(
       "random runs", "runs",
       {"lost", "invented", "misplaced", "leftover", "mistold", "untold", "changed again"});
-  for (testing::SoakRounds rounds("random runs", 60); rounds.Next();) {
-    const RandomRun run = testing::MakeRandomRun(rounds.random(), traits);
+  for (SoakRounds rounds("random runs", 60); rounds.Next();) {
+    const RandomRun run = MakeRandomRun(rounds.random(), traits);
     count.AddTries();
-    if (Try(run).empty()) continue;
+    if (TryRun(run).empty()) continue;
     const RandomRun smallest = Shrink(run);
-    const std::string told = rounds.Describe() + "\n" + testing::Describe(smallest);
-    for (const Violation& violation : Try(smallest))
+    const std::string told = rounds.Describe() + "\n" + Describe(smallest);
+    for (const Violation& violation : TryRun(smallest))
       count.AddViolation(violation.name, violation.details + "\n" + told);
   }
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

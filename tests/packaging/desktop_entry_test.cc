@@ -7,21 +7,13 @@
 #include "tests/packaging/installation.h"
 
 // What a desktop knows the program by: its entry, its service, its metadata and its icons.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::Contains;
-using ::testing::HasSubstr;
-using testing::Installation;
-using testing::MissingTool;
-using ::testing::Not;
-using testing::ReadFile;
-using testing::ReadKeyFile;
-using testing::RunTool;
-using testing::SourcePath;
-using testing::SourceText;
-using testing::ToolResult;
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
 
 constexpr char kEntrySource[] = "packaging/org.tessary.Tessary.desktop";
 constexpr char kFoldersEntrySource[] = "packaging/zz-org.tessary.Tessary-folders.desktop";
@@ -60,9 +52,9 @@ TEST(FoldersEntry, ComesAfterEveryFileManager) {
   }
   const Installation tree;
   for (const char* manager : {"pcmanfm-qt", "thunar", "xfce4-file-manager"}) {
-    testing::WriteFile(tree / ("share/applications/" + std::string(manager) + ".desktop"),
-                       "[Desktop Entry]\nType=Application\nName=Files\nExec=true %F\n"
-                       "MimeType=inode/directory;\n");
+    WriteFile(tree / ("share/applications/" + std::string(manager) + ".desktop"),
+              "[Desktop Entry]\nType=Application\nName=Files\nExec=true %F\n"
+              "MimeType=inode/directory;\n");
   }
   ASSERT_EQ(0, RunTool("update-desktop-database", {tree / "share/applications"}).status);
   const std::string nowhere = tree / "nowhere";
@@ -71,7 +63,7 @@ TEST(FoldersEntry, ComesAfterEveryFileManager) {
               "XDG_CONFIG_DIRS=" + nowhere, "XDG_CONFIG_HOME=" + nowhere,
               "PATH=" + (tree / "bin") + ":/usr/bin:/bin", "gio", "mime", "inode/directory"});
   EXPECT_EQ("pcmanfm-qt.desktop",
-            testing::FindWords(result.output, "Default application for .*: (.*)").at(0));
+            FindWords(result.output, "Default application for .*: (.*)").at(0));
   EXPECT_THAT(result.output, HasSubstr("zz-org.tessary.Tessary-folders.desktop"));
 }
 
@@ -87,11 +79,10 @@ TEST(Metainfo, IsValid) {
 
 TEST(Metainfo, NamesPicturesThatThereAre) {
   const std::string text = SourceText("packaging/org.tessary.Tessary.metainfo.xml");
-  const auto pictures =
-      testing::FindWords(text, "<image>https://tessary.org/images/([^<]*)</image>");
+  const auto pictures = FindWords(text, "<image>https://tessary.org/images/([^<]*)</image>");
   EXPECT_EQ(3U, pictures.size());
   for (const std::string& picture : pictures) {
-    EXPECT_TRUE(testing::Exists(SourcePath("docs/images/" + picture))) << picture;
+    EXPECT_TRUE(Exists(SourcePath("docs/images/" + picture))) << picture;
   }
 }
 
@@ -135,4 +126,4 @@ TEST(Installation, HasTheServiceStartTheProgramThatWasInstalled) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

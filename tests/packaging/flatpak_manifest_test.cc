@@ -10,13 +10,13 @@
 
 #include "tests/packaging/installation.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 QJsonObject ReadManifest() {
   QJsonParseError error;
   const QByteArray text =
-      QByteArray::fromStdString(testing::SourceText("packaging/flatpak/org.tessary.Tessary.json"));
+      QByteArray::fromStdString(SourceText("packaging/flatpak/org.tessary.Tessary.json"));
   const QJsonDocument document = QJsonDocument::fromJson(text, &error);
   EXPECT_EQ(QJsonParseError::NoError, error.error) << error.errorString().toStdString();
   return document.object();
@@ -67,14 +67,14 @@ TEST(FlatpakManifest, BuildsWhatTheProgramIsMadeOfFromPinnedSources) {
     const QJsonObject source = module["sources"].toArray()[0].toObject();
     if (source["type"] == "dir") {
       const std::string folder = "packaging/flatpak/" + source["path"].toString().toStdString();
-      EXPECT_TRUE(testing::Exists(testing::SourcePath(folder + "/CMakePresets.json")));
+      EXPECT_TRUE(Exists(SourcePath(folder + "/CMakePresets.json")));
     } else {
       EXPECT_EQ("archive", source["type"].toString());
       EXPECT_TRUE(std::regex_match(source["sha256"].toString().toStdString(), hash));
     }
   }
-  EXPECT_THAT(names, ::testing::ElementsAre("tomlplusplus", "tessary"));
+  EXPECT_THAT(names, testing::ElementsAre("tomlplusplus", "tessary"));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -11,7 +11,7 @@
 #include <set>
 #include <sstream>
 
-namespace tessary::testing {
+namespace tessary::test {
 
 ToolResult RunTool(const std::string& tool, const std::vector<std::string>& arguments) {
   QStringList list;
@@ -76,4 +76,4 @@ std::vector<std::string> FindWords(std::string_view text, const std::string& exp
   return {words.begin(), words.end()};
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

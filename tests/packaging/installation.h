@@ -7,7 +7,7 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // How a tool ended and what it wrote, standard error included.
 struct ToolResult {
@@ -48,4 +48,4 @@ std::map<std::string, std::string> ReadKeyFile(const std::string& path, const st
 // The words that `expression` finds in the text, each once: its first group, or all of it.
 std::vector<std::string> FindWords(std::string_view text, const std::string& expression);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -8,16 +8,10 @@
 #include "tests/packaging/installation.h"
 
 // The manual pages and the shells' completions tell what the program's own help tells.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::FindWords;
-using ::testing::HasSubstr;
-using testing::MissingTool;
-using testing::RunTool;
-using testing::SourcePath;
-using testing::SourceText;
-using testing::ToolResult;
+using testing::HasSubstr;
 
 constexpr const char* kCompletions[] = {"packaging/completion/tessary-cli.bash",
                                         "packaging/completion/_tessary-cli",
@@ -47,9 +41,9 @@ std::string CompletionsOf(const std::string& words, const std::string& folder = 
 }
 
 TEST(Help, IsTakenApartAsTheTestsBelowNeedIt) {
-  EXPECT_THAT(Options(), ::testing::IsSupersetOf({"kind", "move", "help", "version"}));
+  EXPECT_THAT(Options(), testing::IsSupersetOf({"kind", "move", "help", "version"}));
   EXPECT_EQ(5U, Kinds().size());
-  EXPECT_THAT(Commands(), ::testing::IsSupersetOf({"aggregate", "defaults"}));
+  EXPECT_THAT(Commands(), testing::IsSupersetOf({"aggregate", "defaults"}));
 }
 
 TEST(Manual, HasNothingThatTheFormatterWarnsOf) {
@@ -113,13 +107,13 @@ TEST(BashCompletion, OffersWhatCanFollow) {
 }
 
 TEST(BashCompletion, OffersFoldersWithBlanksInTheirNames) {
-  const testing::TemporaryFolder folder;
-  testing::MakeFolder(folder / "a folder");
-  testing::MakeFolder(folder / "another");
-  testing::WriteFile(folder / "a file");
+  const TemporaryFolder folder;
+  MakeFolder(folder / "a folder");
+  MakeFolder(folder / "another");
+  WriteFile(folder / "a file");
   const std::string offers = CompletionsOf("tessary-cli aggregate a", folder.path());
-  EXPECT_THAT(FindWords(offers, "[^\n]+"), ::testing::ElementsAre("a folder", "another"));
+  EXPECT_THAT(FindWords(offers, "[^\n]+"), testing::ElementsAre("a folder", "another"));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -6,20 +6,17 @@
 #include "tests/packaging/installation.h"
 
 // The Debian packages, made of this build.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::Contains;
-using testing::FindWords;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using testing::RunTool;
-using testing::ToolResult;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
 
-class Packages : public ::testing::Test {
+class Packages : public testing::Test {
  protected:
   void SetUp() override {
-    const std::string tool = testing::MissingTool({"dpkg-deb", "dpkg-shlibdeps", "file"});
+    const std::string tool = MissingTool({"dpkg-deb", "dpkg-shlibdeps", "file"});
     if (!tool.empty()) GTEST_SKIP() << tool << " is not installed";
     const ToolResult result =
         RunTool(TESSARY_CPACK,
@@ -28,7 +25,7 @@ class Packages : public ::testing::Test {
   }
 
   std::string PackageAt(const std::string& name) const {
-    for (const std::string& file : testing::NamesIn(folder_.path())) {
+    for (const std::string& file : NamesIn(folder_.path())) {
       if (file.starts_with(name + "_") && file.ends_with(".deb")) return folder_ / file;
     }
     ADD_FAILURE() << "no package " << name;
@@ -45,11 +42,11 @@ class Packages : public ::testing::Test {
   }
 
  private:
-  testing::TemporaryFolder folder_;
+  TemporaryFolder folder_;
 };
 
 TEST_F(Packages, AreAcceptedByTheirChecker) {
-  if (!testing::MissingTool({"lintian"}).empty()) GTEST_SKIP() << "lintian is not installed";
+  if (!MissingTool({"lintian"}).empty()) GTEST_SKIP() << "lintian is not installed";
   const ToolResult result = RunTool("lintian", {"--allow-root", "--fail-on", "error,warning",
                                                 PackageAt("tessary"), PackageAt("tessary-cli")});
   EXPECT_EQ(0, result.status) << result.output;
@@ -69,7 +66,7 @@ TEST_F(Packages, HoldEachFileOnceAndLeaveQtToTheDesktopProgram) {
   EXPECT_THAT(cli, Contains("usr/bin/tessary-cli"));
   EXPECT_THAT(cli, Contains("usr/share/man/man1/tessary-cli.1.gz"));
   for (const std::string& file : cli) EXPECT_THAT(desktop, Not(Contains(file)));
-  std::vector<std::string> installed = testing::Installation().Files();
+  std::vector<std::string> installed = Installation().Files();
   for (std::string& file : installed) file.insert(0, "usr/");
   for (const char* package : {"tessary", "tessary-cli"}) {
     for (const char* name : {"/copyright", "/changelog.gz"}) {
@@ -78,8 +75,8 @@ TEST_F(Packages, HoldEachFileOnceAndLeaveQtToTheDesktopProgram) {
   }
   std::vector<std::string> packaged = desktop;
   packaged.insert(packaged.end(), cli.begin(), cli.end());
-  EXPECT_THAT(packaged, ::testing::UnorderedElementsAreArray(installed));
+  EXPECT_THAT(packaged, testing::UnorderedElementsAreArray(installed));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -10,11 +10,8 @@
 #include "tests/packaging/installation.h"
 
 // The page that the Help menu opens, where the menu finds it.
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Exists;
-using testing::Installation;
 
 constexpr char kPageFolder[] = "share/doc/tessary/";
 
@@ -76,7 +73,7 @@ TEST(ProductPage, HasPicturesThatCanBeSeenAndTextForThoseWhoCannotSeeThem) {
   const Page page = ReadPage(tree / (std::string(kPageFolder) + "index.html"));
   ASSERT_EQ("", page.problem);
   EXPECT_GE(page.pictures.size(), 4U);
-  EXPECT_THAT(page.picturesWithoutText, ::testing::IsEmpty());
+  EXPECT_THAT(page.picturesWithoutText, testing::IsEmpty());
   for (const std::string& picture : page.pictures) {
     if (picture.ends_with(".svg")) continue;
     const QImage image =
@@ -87,11 +84,11 @@ TEST(ProductPage, HasPicturesThatCanBeSeenAndTextForThoseWhoCannotSeeThem) {
 }
 
 TEST(ProductPage, ReadsAsPlainHtmlWithoutScripts) {
-  const std::string text = testing::SourceText("packaging/page/index.html");
+  const std::string text = SourceText("packaging/page/index.html");
   EXPECT_TRUE(text.starts_with("<!DOCTYPE html>"));
   EXPECT_EQ(std::string::npos, text.find("<script"));
-  EXPECT_EQ(std::string::npos, testing::SourceText("packaging/page/page.css").find("url("));
+  EXPECT_EQ(std::string::npos, SourceText("packaging/page/page.css").find("url("));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -8,12 +8,8 @@
 #include "tests/support/preferences_folder.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeFolder;
-using testing::PreferencesFolder;
-using testing::WriteFile;
 
 void BuildFrom(const PreferencesFolder& preferences, const std::string& lines) {
   WriteFile(preferences.MappingPath(), lines);
@@ -112,4 +108,4 @@ TEST(GetAppSignature, IsTheFirstFourBytesInTextOrder) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -40,20 +40,10 @@ extern "C" ssize_t getdents64(int folder, void* buffer, size_t size) noexcept {
   return syscall(SYS_getdents64, folder, buffer, size);
 }
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::Exists;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::MemoryVolume;
-using testing::NamesIn;
-using testing::ReadFile;
-using testing::RefAt;
-using testing::SetFinderInfo;
-using testing::TemporaryFolder;
-using ::testing::UnorderedElementsAreArray;
-using testing::WriteFile;
+using testing::UnorderedElementsAreArray;
 
 bool IsZero(const FSRef& ref) {
   return std::all_of(std::begin(ref.hidden), std::end(ref.hidden),
@@ -371,7 +361,7 @@ TEST(ListFolderItems, AnswersWhatTheFileSystemSaysOfAFolderThatMayNotBeRead) {
   MakeFolder(folder / "closed");
   ASSERT_EQ(0, chmod((folder / "closed").c_str(), 0));
   const FSRef closed = RefAt(folder / "closed");
-  EXPECT_TRUE(testing::RunAsOrdinaryUser([&] {
+  EXPECT_TRUE(RunAsOrdinaryUser([&] {
     std::unique_ptr<FSRefBlock> items;
     uint32_t count = 7;
     uint8_t changed = 7;
@@ -439,7 +429,7 @@ TEST(FSMoveObjectSync, KeepsTheNameOrTakesTheNewOne) {
   const std::u16string name = u"c.txt";
   ASSERT_EQ(noErr, FSMoveObjectSync(RefAt(folder / "b.txt"), to, &name, &target));
   EXPECT_EQ(folder / "to/c.txt", PathOf(target));
-  EXPECT_THAT(NamesIn(folder.path()), ::testing::ElementsAre("to"));
+  EXPECT_THAT(NamesIn(folder.path()), testing::ElementsAre("to"));
 }
 
 TEST(FSCopyObjectSync, KeepsTheNameOrTakesTheNewOne) {
@@ -487,7 +477,7 @@ TEST(ListFolderItems, ListsAFolderThatChangesMeanwhileAndTellsSo) {
   const TemporaryFolder folder;
   for (uint32_t i = 0; i < kFiles; ++i) WriteFile(folder / std::to_string(i));
   // A date of long ago, so that the change shows however coarse the file system's clock is.
-  testing::SetModificationDate(folder.path(), 0);
+  SetModificationDate(folder.path(), 0);
 
   int calls = 0;
   gBeforeReading = [&] {
@@ -528,4 +518,4 @@ TEST(ListFolderItems, LeavesNoPartialListWhenReadingFailsInTheMiddle) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

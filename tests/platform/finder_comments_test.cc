@@ -13,21 +13,8 @@
 #include "tests/support/apple_events.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::AnsweringApplication;
-using testing::Describe;
-using testing::DescribeAttributes;
-using testing::MakeCode;
-using testing::MakeFolder;
-using testing::MakeLong;
-using testing::MakeShort;
-using testing::MakeText;
-using testing::MakeUtf8Text;
-using testing::RefAt;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 static_assert(std::endian::native == std::endian::little);
 
@@ -159,7 +146,7 @@ TEST(MakeItemObjectSpecifier, NamesEveryKindOfItem) {
 
 TEST(MakeItemObjectSpecifier, TreatsALinkToAFolderAsAFile) {
   const TemporaryFolder folder;
-  testing::MakeLink(folder.path(), folder / "link");
+  MakeLink(folder.path(), folder / "link");
   const FSRef item = RefAt(folder / "link");
   AEDesc specifier;
   EXPECT_EQ(noErr, MakeItemObjectSpecifier(&item, &specifier));
@@ -202,7 +189,7 @@ bool CountIdle(int32_t* sleepTime, RgnHandle*) {
 
 // An application in the place of the one that keeps comments: it remembers the events it is sent,
 // and answers what it is told to after as many looks as it is told to.
-class FinderCommentsTest : public ::testing::Test {
+class FinderCommentsTest : public testing::Test {
  protected:
   FinderCommentsTest()
       : application_(kSignature, [this](const AppleEvent& event, AppleEvent* reply) {
@@ -241,12 +228,12 @@ class FinderCommentsTest : public ::testing::Test {
   TemporaryFolder folder_;
   FSRef item_;
   std::optional<std::u16string> comment_ = std::nullopt;
-  int looksToCome_ = 0;
+  int pollsLeft_ = 0;
   std::vector<AppleEvent> events_ = {};
 
  private:
   bool Answer(const AppleEvent& event, AppleEvent* reply) {
-    if (looksToCome_-- > 0) return false;
+    if (pollsLeft_-- > 0) return false;
     events_.push_back(event);
     if (answer_) *reply = *answer_;
     return true;
@@ -330,7 +317,7 @@ TEST_F(FinderCommentsTest, ASetNeedsAnItemAndAComment) {
 }
 
 TEST_F(FinderCommentsTest, ASetWithoutAnIdleRoutineDoesNotWait) {
-  looksToCome_ = 1;
+  pollsLeft_ = 1;
   AnswerError(MakeShort(-43));
   const std::u16string text = u"text";
   EXPECT_EQ(noErr, SetFinderComment(&item_, &text, nullptr));
@@ -341,18 +328,18 @@ TEST_F(FinderCommentsTest, ASetWithoutAnIdleRoutineDoesNotWait) {
 
 TEST_F(FinderCommentsTest, WaitsForALateAnswer) {
   AnswerDirectObject(MakeText(u"late"));
-  looksToCome_ = 500;
+  pollsLeft_ = 500;
   EXPECT_EQ(noErr, Get());
   EXPECT_EQ(u"late", comment_);
   EXPECT_EQ(500, gIdleCalls);
-  looksToCome_ = 500;
+  pollsLeft_ = 500;
   EXPECT_EQ(noErr, Set(u"text"));
   EXPECT_EQ(1000, gIdleCalls);
 }
 
 TEST_F(FinderCommentsTest, WaitsForALateAnswerAsTheEngineDoes) {
   AnswerDirectObject(MakeText(u"late"));
-  looksToCome_ = 2;
+  pollsLeft_ = 2;
   EXPECT_EQ(u"late", CopyFinderCommentOrNull(item_));
 }
 
@@ -455,4 +442,4 @@ TEST(FinderCommentsWithoutAnAgent, EndInProcNotFound) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -10,13 +10,8 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeLink;
-using testing::RefAt;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 // A buffer with other bytes behind the text, so that a missing terminating zero shows.
 ShortText TextOf(const std::string& contents) {
@@ -203,4 +198,4 @@ TEST(SwapFourCharCode, ReversesTheFourBytes) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -9,36 +9,23 @@
 #include <string>
 #include <vector>
 
-#include "tests/programs/aggregate.h"
+#include "tests/programs/aggregate_fixture.h"
 
 // The program as a user or a script runs it.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
-using ::testing::Contains;
-using testing::DescribeTree;
-using ::testing::ElementsAre;
-using testing::Exists;
-using testing::FilesBelow;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using testing::kMarch2009;
-using testing::MakeLink;
-using ::testing::MatchesRegex;
-using testing::NamesIn;
-using ::testing::Not;
-using testing::ProgramResult;
-using testing::ProgramSetup;
-using testing::ReadFile;
-using testing::SetAttribute;
-using testing::SetFinderInfo;
-using testing::SetModificationDate;
-using ::testing::StartsWith;
-using ::testing::UnorderedElementsAre;
-using testing::WriteFile;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
 
-using AggregateCommand = testing::AggregateTest;
+using AggregateCommand = AggregateTest;
 
 // The kinds.
 
@@ -288,4 +275,4 @@ TEST_F(AggregateCommand, MakesAMissingDestinationUnderTheNameThatWasTyped) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

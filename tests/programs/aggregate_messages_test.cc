@@ -8,27 +8,22 @@
 #include <string>
 #include <vector>
 
-#include "tests/programs/aggregate.h"
+#include "tests/programs/aggregate_fixture.h"
 
 // What a run says, and what becomes of it where nobody listens.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using testing::Exists;
-using testing::FilesBelow;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
-using testing::ProgramResult;
-using testing::ReadFile;
-using ::testing::SizeIs;
-using ::testing::StartsWith;
-using testing::WriteFile;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
 
-using AggregateMessages = testing::AggregateTest;
+using AggregateMessages = AggregateTest;
 
 // Warnings.
 
@@ -144,4 +139,4 @@ TEST_F(AggregateMessages, WritesNoTerminalSequencesWhereThereIsNoTerminal) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -12,20 +12,11 @@
 #include "tests/programs/program.h"
 
 // Comments, from the attribute of a file to that of the filed one.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::Contains;
-using testing::Exists;
-using testing::MakeFolder;
-using ::testing::Not;
-using testing::ProgramResult;
-using testing::ProgramSetup;
-using testing::ProgramTest;
-using testing::ReadFile;
-using testing::SetAttribute;
-using testing::TemporaryFolder;
-using testing::WriteFile;
+using testing::Contains;
+using testing::Not;
 
 constexpr char kAttribute[] = "user.xdg.comment";
 
@@ -38,18 +29,18 @@ std::optional<std::string> CommentAt(const std::string& path) {
 }
 
 // A source and a destination, each on the disk of the tests or in memory.
-struct Grounds {
+struct Locations {
   const char* name;
   bool isSourceInMemory;
   bool isDestinationInMemory;
 };
 
-class Comments : public ProgramTest, public ::testing::WithParamInterface<Grounds> {
+class Comments : public ProgramTest, public testing::WithParamInterface<Locations> {
  protected:
   Comments()
       : memory_("/dev/shm"),
-        source_(Ground(GetParam().isSourceInMemory, "source")),
-        destination_(Ground(GetParam().isDestinationInMemory, "destination")) {
+        source_(FolderIn(GetParam().isSourceInMemory, "source")),
+        destination_(FolderIn(GetParam().isDestinationInMemory, "destination")) {
     MakeFolder(source_);
     MakeFolder(destination_);
   }
@@ -64,14 +55,15 @@ class Comments : public ProgramTest, public ::testing::WithParamInterface<Ground
   }
 
   std::string Source(const std::string& name) const { return source_ + "/" + name; }
-  std::string Filed(const std::string& name) const { return destination_ + "/" + name; }
+  std::string InDestination(const std::string& name) const { return destination_ + "/" + name; }
 
   void WriteCommented(const std::string& name, const std::string& comment) const {
     WriteFile(Source(name), "contents");
     ASSERT_TRUE(SetAttribute(Source(name), kAttribute, comment)) << name;
   }
 
-  ProgramResult File(std::vector<std::string> options, const ProgramSetup& setup = {}) const {
+  ProgramResult RunAggregate(std::vector<std::string> options,
+                             const ProgramSetup& setup = {}) const {
     options.insert(options.begin(), "aggregate");
     options.insert(options.end(), {source_, destination_});
     return Run(options, setup);
@@ -81,7 +73,7 @@ class Comments : public ProgramTest, public ::testing::WithParamInterface<Ground
     return GetParam().isSourceInMemory != GetParam().isDestinationInMemory;
   }
 
-  std::string Ground(bool isInMemory, const std::string& name) const {
+  std::string FolderIn(bool isInMemory, const std::string& name) const {
     return isInMemory ? memory_ / name : At(name);
   }
 
@@ -91,31 +83,31 @@ class Comments : public ProgramTest, public ::testing::WithParamInterface<Ground
 };
 
 INSTANTIATE_TEST_SUITE_P(OnDiskAndInMemory, Comments,
-                         ::testing::Values(Grounds{"Disk", false, false},
-                                           Grounds{"Memory", true, true},
-                                           Grounds{"DiskToMemory", false, true},
-                                           Grounds{"MemoryToDisk", true, false}),
+                         testing::Values(Locations{"Disk", false, false},
+                                         Locations{"Memory", true, true},
+                                         Locations{"DiskToMemory", false, true},
+                                         Locations{"MemoryToDisk", true, false}),
                          [](const auto& row) { return row.param.name; });
 
 TEST_P(Comments, GoWithACopyOnlyWhenAskedFor) {
   WriteCommented("a.txt", "caf\xC3\xA9");
-  EXPECT_EQ(0, File({"--copy"}).status);
-  EXPECT_EQ(std::nullopt, CommentAt(Filed("txt/a.txt")));
+  EXPECT_EQ(0, RunAggregate({"--copy"}).status);
+  EXPECT_EQ(std::nullopt, CommentAt(InDestination("txt/a.txt")));
   WriteCommented("b.md", "caf\xC3\xA9");
-  EXPECT_EQ(0, File({"--copy", "--preserve-comments", "--replace"}).status);
-  EXPECT_EQ("caf\xC3\xA9", CommentAt(Filed("txt/a.txt")));
-  EXPECT_EQ("caf\xC3\xA9", CommentAt(Filed("md/b.md")));
+  EXPECT_EQ(0, RunAggregate({"--copy", "--preserve-comments", "--replace"}).status);
+  EXPECT_EQ("caf\xC3\xA9", CommentAt(InDestination("txt/a.txt")));
+  EXPECT_EQ("caf\xC3\xA9", CommentAt(InDestination("md/b.md")));
   EXPECT_EQ("caf\xC3\xA9", CommentAt(Source("a.txt")));
-  EXPECT_EQ("contents", ReadFile(Filed("txt/a.txt")));
+  EXPECT_EQ("contents", ReadFile(InDestination("txt/a.txt")));
 }
 
 TEST_P(Comments, GoWithAMoveEitherWay) {
   WriteCommented("a.txt", "of a");
-  EXPECT_EQ(0, File({"--move"}).status);
-  EXPECT_EQ("of a", CommentAt(Filed("txt/a.txt")));
+  EXPECT_EQ(0, RunAggregate({"--move"}).status);
+  EXPECT_EQ("of a", CommentAt(InDestination("txt/a.txt")));
   WriteCommented("b.txt", "of b");
-  EXPECT_EQ(0, File({"--move", "--preserve-comments"}).status);
-  EXPECT_EQ("of b", CommentAt(Filed("txt/b.txt")));
+  EXPECT_EQ(0, RunAggregate({"--move", "--preserve-comments"}).status);
+  EXPECT_EQ("of b", CommentAt(InDestination("txt/b.txt")));
   EXPECT_FALSE(Exists(Source("a.txt")));
   EXPECT_FALSE(Exists(Source("b.txt")));
 }
@@ -133,8 +125,8 @@ TEST_P(Comments, GoWithACopyWhenTheStoredSettingIsFalse) {
   WriteCommented("a.txt", "text");
   for (const Row& row : rows) {
     WriteFile(PreferencesPath(), row.preferences);
-    EXPECT_EQ(0, File({"--copy", "--replace"}).status) << row.preferences;
-    EXPECT_EQ(row.comment, CommentAt(Filed("txt/a.txt"))) << row.preferences;
+    EXPECT_EQ(0, RunAggregate({"--copy", "--replace"}).status) << row.preferences;
+    EXPECT_EQ(row.comment, CommentAt(InDestination("txt/a.txt"))) << row.preferences;
   }
 }
 
@@ -146,11 +138,11 @@ TEST_P(Comments, AreCarriedWholeAndByteByByte) {
   WriteCommented("empty.txt", "");
   WriteCommented("caf\xE9:x\ny.txt", "\xED\xB0\x80\n");
   WriteFile(Source("none.txt"));
-  EXPECT_EQ(0, File({"--copy", "--preserve-comments"}).status);
-  EXPECT_EQ(text, CommentAt(Filed("txt/characters.txt")));
-  EXPECT_EQ("", CommentAt(Filed("txt/empty.txt")));
-  EXPECT_EQ("\xED\xB0\x80\n", CommentAt(Filed("txt/caf\xE9:x\ny.txt")));
-  EXPECT_EQ(std::nullopt, CommentAt(Filed("txt/none.txt")));
+  EXPECT_EQ(0, RunAggregate({"--copy", "--preserve-comments"}).status);
+  EXPECT_EQ(text, CommentAt(InDestination("txt/characters.txt")));
+  EXPECT_EQ("", CommentAt(InDestination("txt/empty.txt")));
+  EXPECT_EQ("\xED\xB0\x80\n", CommentAt(InDestination("txt/caf\xE9:x\ny.txt")));
+  EXPECT_EQ(std::nullopt, CommentAt(InDestination("txt/none.txt")));
 }
 
 // 12,000 bytes: more than ext4 keeps by default, less than memory does.
@@ -161,21 +153,21 @@ TEST_P(Comments, OfFourThousandCharactersAreCarriedOrRefusedWhole) {
   if (!SetAttribute(Source("a.txt"), kAttribute, text)) {
     GTEST_SKIP() << "the source's volume keeps no comment of that size";
   }
-  const bool fits = SetAttribute(Filed("."), kAttribute, text);
-  const ProgramResult result = File({"--copy", "--preserve-comments"});
-  EXPECT_EQ("contents", ReadFile(Filed("txt/a.txt")));
+  const bool fits = SetAttribute(InDestination("."), kAttribute, text);
+  const ProgramResult result = RunAggregate({"--copy", "--preserve-comments"});
+  EXPECT_EQ("contents", ReadFile(InDestination("txt/a.txt")));
   EXPECT_THAT(result.LogMessages(), Contains("Moved \"a.txt\" to \"txt\""));
-  const std::string refusal = "The file \"" + Source("a.txt") + "\" could not be moved to \"" +
-                              Filed("txt") +
-                              "\". A file by the same name may exists there already.";
+  const std::string failureLine = "The file \"" + Source("a.txt") + "\" could not be moved to \"" +
+                                  InDestination("txt") +
+                                  "\". A file by the same name may exists there already.";
   if (fits) {
     EXPECT_EQ(0, result.status);
-    EXPECT_EQ(text, CommentAt(Filed("txt/a.txt")));
-    EXPECT_THAT(result.LogMessages(), Not(Contains(refusal)));
+    EXPECT_EQ(text, CommentAt(InDestination("txt/a.txt")));
+    EXPECT_THAT(result.LogMessages(), Not(Contains(failureLine)));
   } else {
     EXPECT_EQ(3, result.status);
-    EXPECT_EQ(std::nullopt, CommentAt(Filed("txt/a.txt")));
-    EXPECT_THAT(result.LogMessages(), Contains(refusal));
+    EXPECT_EQ(std::nullopt, CommentAt(InDestination("txt/a.txt")));
+    EXPECT_THAT(result.LogMessages(), Contains(failureLine));
     EXPECT_TRUE(result.output.starts_with("0 filed, 0 left, 1 failed")) << result.output;
   }
   EXPECT_EQ(text, CommentAt(Source("a.txt")));
@@ -186,14 +178,14 @@ TEST_P(Comments, ThatDoNotFitKeepAMovedFileWhereItIs) {
   const std::string text(50000, 'x');
   WriteFile(Source("a.txt"), "contents");
   if (!SetAttribute(Source("a.txt"), kAttribute, text) ||
-      SetAttribute(Filed("."), kAttribute, text)) {
+      SetAttribute(InDestination("."), kAttribute, text)) {
     GTEST_SKIP() << "needs a source that keeps the comment and a destination that does not";
   }
-  const ProgramResult result = File({"--move", "--preserve-comments"});
+  const ProgramResult result = RunAggregate({"--move", "--preserve-comments"});
   EXPECT_EQ(3, result.status);
   EXPECT_EQ("contents", ReadFile(Source("a.txt")));
   EXPECT_EQ(text, CommentAt(Source("a.txt")));
-  EXPECT_FALSE(Exists(Filed("txt/a.txt")));
+  EXPECT_FALSE(Exists(InDestination("txt/a.txt")));
   EXPECT_THAT(result.LogMessages(), Contains("An error occurred: -34"));
 }
 
@@ -201,28 +193,28 @@ TEST_P(Comments, OfPackagesGoWithThemAndThoseInsideStay) {
   WriteFile(Source("Some.app/Contents/inside"));
   ASSERT_TRUE(SetAttribute(Source("Some.app"), kAttribute, "of the package"));
   ASSERT_TRUE(SetAttribute(Source("Some.app/Contents/inside"), kAttribute, "of the inside"));
-  EXPECT_EQ(0, File({"--copy"}).status);
-  EXPECT_EQ(std::nullopt, CommentAt(Filed("app/Some.app")));
-  EXPECT_EQ("of the inside", CommentAt(Filed("app/Some.app/Contents/inside")));
+  EXPECT_EQ(0, RunAggregate({"--copy"}).status);
+  EXPECT_EQ(std::nullopt, CommentAt(InDestination("app/Some.app")));
+  EXPECT_EQ("of the inside", CommentAt(InDestination("app/Some.app/Contents/inside")));
   WriteFile(Source("Other.app/Contents/inside"));
   ASSERT_TRUE(SetAttribute(Source("Other.app"), kAttribute, "of the other"));
-  EXPECT_EQ(0, File({"--move", "--preserve-comments"}).status);
-  EXPECT_EQ("of the other", CommentAt(Filed("app/Other.app")));
+  EXPECT_EQ(0, RunAggregate({"--move", "--preserve-comments"}).status);
+  EXPECT_EQ("of the other", CommentAt(InDestination("app/Other.app")));
 }
 
 TEST_P(Comments, AreNothingThatALinkOrAFifoCouldHave) {
   WriteCommented("a.txt", "of the target");
-  testing::MakeLink("a.txt", Source("link.txt"));
-  testing::MakeLink("nowhere", Source("dangling.txt"));
-  EXPECT_EQ(0, File({"--copy", "--preserve-comments"}).status);
-  EXPECT_EQ(std::nullopt, CommentAt(Filed("txt/link.txt")));
-  EXPECT_EQ("of the target", CommentAt(Filed("txt/a.txt")));
+  MakeLink("a.txt", Source("link.txt"));
+  MakeLink("nowhere", Source("dangling.txt"));
+  EXPECT_EQ(0, RunAggregate({"--copy", "--preserve-comments"}).status);
+  EXPECT_EQ(std::nullopt, CommentAt(InDestination("txt/link.txt")));
+  EXPECT_EQ("of the target", CommentAt(InDestination("txt/a.txt")));
   EXPECT_EQ("of the target", CommentAt(Source("a.txt")));
   ASSERT_EQ(0, mkfifo(Source("pipe.fifo").c_str(), 0600));
-  const ProgramResult result = File({"--move", "--preserve-comments", "--replace"});
+  const ProgramResult result = RunAggregate({"--move", "--preserve-comments", "--replace"});
   EXPECT_EQ(CrossesDevices() ? 3 : 0, result.status);
-  EXPECT_EQ(!CrossesDevices(), Exists(Filed("fifo/pipe.fifo")));
-  EXPECT_TRUE(Exists(Filed("txt/dangling.txt")));
+  EXPECT_EQ(!CrossesDevices(), Exists(InDestination("fifo/pipe.fifo")));
+  EXPECT_TRUE(Exists(InDestination("txt/dangling.txt")));
 }
 
 TEST_P(Comments, OfAWriteProtectedFileAreCarriedForItsOwner) {
@@ -233,20 +225,21 @@ TEST_P(Comments, OfAWriteProtectedFileAreCarriedForItsOwner) {
     ASSERT_EQ(0, chmod(folder.c_str(), 0777));
   }
   const ProgramResult result =
-      File({"--copy", "--preserve-comments"}, ProgramSetup{.isOrdinaryUser = true});
+      RunAggregate({"--copy", "--preserve-comments"}, ProgramSetup{.isOrdinaryUser = true});
   EXPECT_EQ(0, result.status) << result.errors;
-  EXPECT_EQ("text", CommentAt(Filed("txt/a.txt")));
+  EXPECT_EQ("text", CommentAt(InDestination("txt/a.txt")));
   struct stat info = {};
-  ASSERT_EQ(0, stat(Filed("txt/a.txt").c_str(), &info));
+  ASSERT_EQ(0, stat(InDestination("txt/a.txt").c_str(), &info));
   EXPECT_EQ(S_IFREG | 0444U, info.st_mode);
 }
 
 TEST_P(Comments, GoWithAFileThroughBothStepsOfARunByDate) {
   WriteCommented("a.txt", "text");
-  testing::SetModificationDate(Source("a.txt"), 1236168000);  // 2009-03-04 12:00 UTC
-  EXPECT_EQ(0, File({"--kind", "modification-date", "--copy", "--preserve-comments"}).status);
-  EXPECT_EQ("text", CommentAt(Filed("2009/Mar 04, 2009/a.txt")));
+  SetModificationDate(Source("a.txt"), 1236168000);  // 2009-03-04 12:00 UTC
+  EXPECT_EQ(0,
+            RunAggregate({"--kind", "modification-date", "--copy", "--preserve-comments"}).status);
+  EXPECT_EQ("text", CommentAt(InDestination("2009/Mar 04, 2009/a.txt")));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

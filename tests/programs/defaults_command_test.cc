@@ -4,20 +4,11 @@
 
 #include "tests/programs/program.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::DescribeTree;
-using testing::Exists;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::NamesIn;
-using testing::ProgramResult;
-using testing::ProgramSetup;
-using testing::ProgramTest;
-using testing::ReadFile;
-using testing::WriteFile;
+using testing::HasSubstr;
+using testing::IsEmpty;
 
 class DefaultsCommand : public ProgramTest {
  protected:
@@ -61,7 +52,7 @@ TEST_F(DefaultsCommand, ReadsValuesAsTheyAreStored) {
 }
 
 TEST_F(DefaultsCommand, ReadsAKeyThatIsNotSetAsAFailure) {
-  ExpectRefusal({"defaults", "read", "TessaryType"}, "TessaryType is not set");
+  ExpectError({"defaults", "read", "TessaryType"}, "TessaryType is not set");
 }
 
 TEST_F(DefaultsCommand, WritesAndDeletesOneKeyAndKeepsTheRest) {
@@ -72,7 +63,7 @@ TEST_F(DefaultsCommand, WritesAndDeletesOneKeyAndKeepsTheRest) {
   ExpectOutput({"defaults", "read", "QuitWhenDone"}, "false\n");
   EXPECT_THAT(ReadFile(PreferencesPath()), HasSubstr("# mine\nOther = \"x\" # kept\n"));
   ExpectOutput({"defaults", "delete", "TessaryType"}, "");
-  ExpectRefusal({"defaults", "read", "TessaryType"}, "not set");
+  ExpectError({"defaults", "read", "TessaryType"}, "not set");
   ExpectOutput({"defaults", "read", "QuitWhenDone"}, "false\n");
 }
 
@@ -92,10 +83,10 @@ TEST_F(DefaultsCommand, DeletesWhatIsNotSetTouchingNothing) {
 
 TEST_F(DefaultsCommand, FailsOnAFileThatCannotBeParsedAndKeepsIt) {
   WriteFile(PreferencesPath(), "QuitWhenDone = \n");
-  ExpectRefusal({"defaults", "read"}, "preferences.toml");
-  ExpectRefusal({"defaults", "read", "QuitWhenDone"}, "preferences.toml");
-  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-bool", "true"}, "preferences.toml");
-  ExpectRefusal({"defaults", "delete", "QuitWhenDone"}, "preferences.toml");
+  ExpectError({"defaults", "read"}, "preferences.toml");
+  ExpectError({"defaults", "read", "QuitWhenDone"}, "preferences.toml");
+  ExpectError({"defaults", "write", "QuitWhenDone", "-bool", "true"}, "preferences.toml");
+  ExpectError({"defaults", "delete", "QuitWhenDone"}, "preferences.toml");
 }
 
 TEST_F(DefaultsCommand, FailsWhereTheFileCannotBeWritten) {
@@ -104,29 +95,29 @@ TEST_F(DefaultsCommand, FailsWhereTheFileCannotBeWritten) {
   EXPECT_EQ(0, chmod(PreferencesPath().c_str(), 0444));
   EXPECT_EQ(0, chmod(At("config/tessary").c_str(), 0555));
   const ProgramSetup ordinary = {.isOrdinaryUser = true};
-  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-bool", "no"}, "preferences.toml", 1,
-                ordinary);
-  ExpectRefusal({"defaults", "delete", "QuitWhenDone"}, "preferences.toml", 1, ordinary);
+  ExpectError({"defaults", "write", "QuitWhenDone", "-bool", "no"}, "preferences.toml", 1,
+              ordinary);
+  ExpectError({"defaults", "delete", "QuitWhenDone"}, "preferences.toml", 1, ordinary);
 }
 
 TEST_F(DefaultsCommand, RefusesBadUsageTouchingNothing) {
   WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
-  ExpectRefusal({"defaults"}, "read, write or delete", 2);
-  ExpectRefusal({"defaults", "read", "Kind"}, "\"Kind\"", 2);
-  ExpectRefusal({"defaults", "delete", "Kind"}, "\"Kind\"", 2);
-  ExpectRefusal({"defaults", "write", "Kind", "-int", "1"}, "\"Kind\"", 2);
-  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-int", "1"}, "-bool", 2);
-  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-string", "1"}, "-bool", 2);
-  ExpectRefusal({"defaults", "write", "TessaryType", "-int", "40000"}, "32767", 2);
-  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-bool", "maybe"}, "\"maybe\"", 2);
-  ExpectRefusal({"defaults", "write", "QuitWhenDone", "-bool"}, "missing argument", 2);
+  ExpectError({"defaults"}, "read, write or delete", 2);
+  ExpectError({"defaults", "read", "Kind"}, "\"Kind\"", 2);
+  ExpectError({"defaults", "delete", "Kind"}, "\"Kind\"", 2);
+  ExpectError({"defaults", "write", "Kind", "-int", "1"}, "\"Kind\"", 2);
+  ExpectError({"defaults", "write", "QuitWhenDone", "-int", "1"}, "-bool", 2);
+  ExpectError({"defaults", "write", "QuitWhenDone", "-string", "1"}, "-bool", 2);
+  ExpectError({"defaults", "write", "TessaryType", "-int", "40000"}, "32767", 2);
+  ExpectError({"defaults", "write", "QuitWhenDone", "-bool", "maybe"}, "\"maybe\"", 2);
+  ExpectError({"defaults", "write", "QuitWhenDone", "-bool"}, "missing argument", 2);
 }
 
 TEST_F(DefaultsCommand, FailsWhereItsOutputCannotBeWritten) {
   const ProgramSetup full = {.outputPath = "/dev/full"};
-  ExpectRefusal({"defaults", "read"}, "could not be written", 1, full);
-  ExpectRefusal({"--help"}, "could not be written", 1, full);
-  ExpectRefusal({"--version"}, "could not be written", 1, {.closedFiles = {1}});
+  ExpectError({"defaults", "read"}, "could not be written", 1, full);
+  ExpectError({"--help"}, "could not be written", 1, full);
+  ExpectError({"--version"}, "could not be written", 1, {.closedFiles = {1}});
 }
 
 TEST_F(DefaultsCommand, PrintsHelpAndVersionOnStandardOutput) {
@@ -141,4 +132,4 @@ TEST_F(DefaultsCommand, PrintsHelpAndVersionOnStandardOutput) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -5,22 +5,15 @@
 #include <vector>
 
 #include "tests/programs/program.h"
-#include "tests/support/copying.h"
+#include "tests/support/file_operations.h"
 
 // The program where it may have next to no files open.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::AreOnDifferentVolumes;
-using testing::FilesBelow;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using testing::ProgramResult;
-using testing::ProgramSetup;
-using testing::ProgramTest;
-using ::testing::SizeIs;
-using testing::TemporaryFolder;
-using testing::WriteFile;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
 
 constexpr int kLevels = 40;
 constexpr int kWidth = 40;
@@ -37,7 +30,7 @@ class DescriptorLimit : public ProgramTest {
       WriteFile(At("source/deep" + below + "/deep" + number + ".txt"), number);
       WriteFile(At("source/Tool.app" + below + "/inner" + number + ".txt"), number);
     }
-    testing::MakeFolder(At("destination"));
+    MakeFolder(At("destination"));
   }
 };
 
@@ -69,4 +62,4 @@ TEST_F(DescriptorLimit, OfAFewLetsARecursiveRunMoveEverythingToAnotherVolume) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

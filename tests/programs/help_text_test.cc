@@ -8,10 +8,10 @@
 
 #include "settings/preferences.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::HasSubstr;
+using testing::HasSubstr;
 
 TEST(HelpText, ShowsEveryOptionKindCommandAndKey) {
   const std::string text(HelpText());
@@ -50,4 +50,4 @@ TEST(HelpText, FitsATerminalOfUsualWidth) {
 TEST(VersionText, IsTheNameAndTheNumber) { EXPECT_EQ("tessary-cli 0.1.0\n", VersionText()); }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -6,47 +6,39 @@
 
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
 #include "tests/programs/program.h"
-#include "tests/support/mac_bytes.h"
+#include "tests/support/mac_test_data.h"
 #include "tests/support/tool.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using testing::FromHex;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::MakeSidecar;
-using testing::ProgramResult;
-using testing::SetAttribute;
-using testing::SetModificationDate;
-using testing::WriteFile;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
 
-class Info : public testing::ProgramTest {
+class Info : public ProgramTest {
  protected:
-  ProgramResult Tell(std::vector<std::string> arguments) const {
+  ProgramResult PrintInfo(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), "info");
     return Run(arguments, {.folder = At(""), .environment = {{"TZ", "UTC"}}});
   }
 
   // A file that has everything, in several forms.
-  bool MakeFileFromAMac() const {
+  bool MakeMacFile() const {
     WriteFile(At("photo.jpg"), "x");
     SetModificationDate(At("photo.jpg"), 1'236'168'000);
     return SetAttribute(At("photo.jpg"), "user.DosStream.AFP_AfpInfo:$DATA",
-                        FromHex(testing::kAfpinfoOfSambaStream)) &&
-           SetAttribute(At("photo.jpg"), "user.DOSATTRIB", FromHex(testing::kDosAttributes4)) &&
+                        FromHex(kAfpinfoOfSambaStream)) &&
+           SetAttribute(At("photo.jpg"), "user.DOSATTRIB", FromHex(kDosAttributes4)) &&
            SetAttribute(At("photo.jpg"), "user.com.apple.metadata:kMDItemFinderComment",
-                        FromHex(testing::kPropertyUtf16));
+                        FromHex(kPropertyUtf16));
   }
 };
 
 TEST_F(Info, TellsWhatARunSeesAndWhereItIsFrom) {
-  if (!MakeFileFromAMac()) GTEST_SKIP() << "no attributes here";
-  const ProgramResult result = Tell({"photo.jpg"});
+  if (!MakeMacFile()) GTEST_SKIP() << "no attributes here";
+  const ProgramResult result = PrintInfo({"photo.jpg"});
   EXPECT_EQ(0, result.status);
   EXPECT_EQ("", result.errors);
   EXPECT_EQ(At("photo.jpg") + R"(
@@ -70,22 +62,21 @@ TEST_F(Info, TellsWhatARunSeesAndWhereItIsFrom) {
 }
 
 TEST_F(Info, TellsTheSameOfWhatRsyncHasCopied) {
-  if (!MakeFileFromAMac()) GTEST_SKIP() << "no attributes here";
+  if (!MakeMacFile()) GTEST_SKIP() << "no attributes here";
   ASSERT_TRUE(SetAttribute(At("photo.jpg"), "user.com.apple.FinderInfo",
                            "JPEG8BIM" + std::string(24, '\0')));
-  const testing::ToolResult rsync =
-      testing::RunTool({"rsync", "-aX", At("photo.jpg"), At("copy.jpg")});
+  const ToolResult rsync = RunTool({"rsync", "-aX", At("photo.jpg"), At("copy.jpg")});
   if (rsync.status == 127) GTEST_SKIP() << "rsync is not installed";
   ASSERT_EQ(0, rsync.status) << rsync.output;
-  const std::string original = Tell({"photo.jpg"}).output;
+  const std::string original = PrintInfo({"photo.jpg"}).output;
   EXPECT_THAT(original, HasSubstr("type: \"JPEG\" (user.com.apple.FinderInfo)\n"));
-  const std::string copy = Tell({"copy.jpg"}).output;
+  const std::string copy = PrintInfo({"copy.jpg"}).output;
   EXPECT_EQ(original.substr(original.find('\n')), copy.substr(copy.find('\n')));
 }
 
 TEST_F(Info, TellsProgramsTheSame) {
-  if (!MakeFileFromAMac()) GTEST_SKIP() << "no attributes here";
-  const ProgramResult result = Tell({"--json", "photo.jpg"});
+  if (!MakeMacFile()) GTEST_SKIP() << "no attributes here";
+  const ProgramResult result = PrintInfo({"--json", "photo.jpg"});
   EXPECT_EQ(0, result.status);
   EXPECT_EQ(
       "[\n{\"path\": \"" + At("photo.jpg") +
@@ -108,9 +99,8 @@ TEST_F(Info, LooksForSidecarsByItself) {
   WriteFile(
       At("._drawing"),
       MakeSidecar("8BPS8BIM" + std::string(24, '\0'),
-                  {{"com.apple.metadata:kMDItemFinderComment", FromHex(testing::kPropertyAscii)}},
-                  "fork"));
-  const ProgramResult result = Tell({"drawing"});
+                  {{"com.apple.metadata:kMDItemFinderComment", FromHex(kPropertyAscii)}}, "fork"));
+  const ProgramResult result = PrintInfo({"drawing"});
   EXPECT_THAT(result.output, HasSubstr("  by file type: 8BPS\n"));
   EXPECT_THAT(result.output, HasSubstr("  type: \"8BPS\" (._drawing)\n"));
   EXPECT_THAT(result.output, HasSubstr("  comment: \"to be checked\" (._drawing)\n"));
@@ -124,7 +114,7 @@ TEST_F(Info, TellsWhatItemsAre) {
   MakeLink("nowhere", At("link"));
   ASSERT_EQ(0, mkfifo(At("fifo").c_str(), 0600));
   const auto kindOf = [this](const std::string& name) {
-    const std::string output = Tell({name}).output;
+    const std::string output = PrintInfo({name}).output;
     const size_t at = output.find("  item: ");
     return output.substr(at, output.find("  by extension", at) - at);
   };
@@ -134,7 +124,7 @@ TEST_F(Info, TellsWhatItemsAre) {
   EXPECT_EQ("  item: file\n  filed: no, it is hidden\n", kindOf(".hidden"));
   EXPECT_EQ("  item: link\n  filed: yes\n", kindOf("link"));
   EXPECT_EQ("  item: special file\n  filed: yes\n", kindOf("fifo"));
-  EXPECT_THAT(Tell({"link"}).output, EndsWith("  modified: none\n  created: none\n"));
+  EXPECT_THAT(PrintInfo({"link"}).output, EndsWith("  modified: none\n  created: none\n"));
   EXPECT_EQ("  item: folder\n  filed: no, folders are not\n", kindOf("folder/"));
   EXPECT_EQ("  item: folder\n  filed: no, folders are not\n", kindOf("/"));
 }
@@ -142,17 +132,17 @@ TEST_F(Info, TellsWhatItemsAre) {
 TEST_F(Info, TellsOfTheOthersWhereOneIsMissing) {
   WriteFile(At("a"));
   WriteFile(At("b"));
-  const ProgramResult some = Tell({"a", "gone", "b"});
+  const ProgramResult some = PrintInfo({"a", "gone", "b"});
   EXPECT_EQ(3, some.status);
   EXPECT_THAT(some.Problems(),
               ElementsAre("the file \"gone\" cannot be told of: there is no such file or folder"));
   EXPECT_THAT(some.output, HasSubstr(At("a") + "\n"));
   EXPECT_THAT(some.output, HasSubstr(At("b") + "\n"));
-  const ProgramResult none = Tell({"gone/too", ""});
+  const ProgramResult none = PrintInfo({"gone/too", ""});
   EXPECT_EQ(1, none.status);
   EXPECT_EQ("", none.output);
   EXPECT_EQ(2U, none.Problems().size());
-  const ProgramResult json = Tell({"--json", "gone"});
+  const ProgramResult json = PrintInfo({"--json", "gone"});
   EXPECT_EQ(1, json.status);
   EXPECT_EQ("[\n{\"path\": \"gone\", \"error\": \"there is no such file or folder\"}\n]\n",
             json.output);
@@ -160,22 +150,23 @@ TEST_F(Info, TellsOfTheOthersWhereOneIsMissing) {
 
 TEST_F(Info, TakesAnyName) {
   WriteFile(At("-new\nline \"quoted\" \xFF.x\\"));
-  const ProgramResult text = Tell({"--", "-new\nline \"quoted\" \xFF.x\\"});
+  const ProgramResult text = PrintInfo({"--", "-new\nline \"quoted\" \xFF.x\\"});
   EXPECT_EQ(0, text.status);
   EXPECT_THAT(text.output, HasSubstr("/-new\\nline \"quoted\" \xFF.x\\\n  item: file\n"));
-  const ProgramResult json = Tell({"--json", "--", "-new\nline \"quoted\" \xFF.x\\"});
+  const ProgramResult json = PrintInfo({"--json", "--", "-new\nline \"quoted\" \xFF.x\\"});
   EXPECT_THAT(json.output, HasSubstr(R"(/-new\u000aline \"quoted\" \udcff.x\\", "item")"));
   EXPECT_THAT(json.output, HasSubstr(R"("extension": "x\\")"));
 }
 
 TEST_F(Info, RefusesWhatItDoesNotUnderstand) {
-  EXPECT_EQ(2, Tell({}).status);
-  EXPECT_EQ(2, Tell({"--json"}).status);
-  EXPECT_EQ(2, Tell({"--xml", "a"}).status);
-  EXPECT_THAT(Tell({}).Problems(), ElementsAre("no file was given: info takes a FILE or more"));
-  EXPECT_THAT(Tell({"--help", "a"}).output, HasSubstr("Usage:"));
-  EXPECT_THAT(Tell({"--help"}).errors, IsEmpty());
+  EXPECT_EQ(2, PrintInfo({}).status);
+  EXPECT_EQ(2, PrintInfo({"--json"}).status);
+  EXPECT_EQ(2, PrintInfo({"--xml", "a"}).status);
+  EXPECT_THAT(PrintInfo({}).Problems(),
+              ElementsAre("no file was given: info takes a FILE or more"));
+  EXPECT_THAT(PrintInfo({"--help", "a"}).output, HasSubstr("Usage:"));
+  EXPECT_THAT(PrintInfo({"--help"}).errors, IsEmpty());
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

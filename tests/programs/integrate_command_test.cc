@@ -7,21 +7,12 @@
 #include "programs/cli/thunar_actions.h"
 #include "tests/programs/program.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::DescribeTree;
-using ::testing::ElementsAre;
-using testing::Exists;
-using testing::FilesBelow;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::ProgramResult;
-using testing::ProgramTest;
-using testing::ReadFile;
-using testing::WriteFile;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 
 constexpr char kOwnActions[] =
     "<?xml version=\"1.0\"?>\n<actions>\n<!-- mine -->\n<action><unique-id>1</unique-id></action>\n"
@@ -176,4 +167,4 @@ TEST_F(IntegrateCommand, TellsWhatTheFileSystemRefuses) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -5,23 +5,16 @@
 
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
 #include "tests/programs/program.h"
-#include "tests/support/mac_bytes.h"
+#include "tests/support/mac_test_data.h"
 
 // Runs over files from a Mac, each with what is kept of it in another form.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::FilesBelow;
-using testing::FromHex;
-using testing::MakeSidecar;
-using testing::ProgramResult;
-using testing::SetAttribute;
-using testing::WriteFile;
-
-class MacFiles : public testing::ProgramTest {
+class MacFiles : public ProgramTest {
  protected:
   void SetUp() override {
-    testing::MakeFolder(At("destination"));
+    MakeFolder(At("destination"));
     WriteFile(At("source/raw"), "x");
     if (!SetAttribute(At("source/raw"), "user.com.apple.FinderInfo",
                       "JPEG8BIM" + std::string(24, '\0'))) {
@@ -39,14 +32,14 @@ TEST_F(MacFiles, AreFiledByTheTypeThatTheyHaveInAnyForm) {
   WriteFile(At("source/streamed"), "x");
   WriteFile(At("source/beside"), "x");
   WriteFile(At("source/hidden"), "x");
-  std::string served = FromHex(testing::kNetatalkOfSambaNetatalk);
+  std::string served = FromHex(kNetatalkOfSambaNetatalk);
   served[0x7A + 8] = '\0';  // not invisible
-  std::string streamed = FromHex(testing::kAfpinfoOfSambaStream);
+  std::string streamed = FromHex(kAfpinfoOfSambaStream);
   streamed.replace(16, 9, std::string("PICTttxt\0", 9));
   ASSERT_TRUE(SetAttribute(At("source/served"), "user.org.netatalk.Metadata", served));
   ASSERT_TRUE(SetAttribute(At("source/streamed"), "user.DosStream.AFP_AfpInfo:$DATA", streamed));
   ASSERT_TRUE(SetAttribute(At("source/hidden"), "user.DosStream.AFP_AfpInfo:$DATA",
-                           FromHex(testing::kAfpinfoOfSambaStream)));
+                           FromHex(kAfpinfoOfSambaStream)));
   WriteFile(At("source/._beside"), MakeSidecar("8BPS8BIM" + std::string(24, '\0'), {}, "fork"));
   const ProgramResult result = File("file-type");
   EXPECT_EQ(0, result.status) << result.errors;
@@ -58,8 +51,8 @@ TEST_F(MacFiles, AreFiledByTheTypeThatTheyHaveInAnyForm) {
 
 TEST_F(MacFiles, AreFiledByTheDateThatTheyWereMadeOn) {
   WriteFile(At("source/served"), "x");
-  ASSERT_TRUE(SetAttribute(At("source/raw"), "user.DOSATTRIB", FromHex(testing::kDosAttributes3)));
-  std::string served = FromHex(testing::kNetatalkOfSambaNetatalk);
+  ASSERT_TRUE(SetAttribute(At("source/raw"), "user.DOSATTRIB", FromHex(kDosAttributes3)));
+  std::string served = FromHex(kNetatalkOfSambaNetatalk);
   served[0x7A + 8] = '\0';
   ASSERT_TRUE(SetAttribute(At("source/served"), "user.org.netatalk.Metadata", served));
   EXPECT_EQ(0, File("creation-date").status);
@@ -68,4 +61,4 @@ TEST_F(MacFiles, AreFiledByTheDateThatTheyWereMadeOn) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::HasSubstr;
+using testing::HasSubstr;
 
 // Each element as "name<parent's index>[text from begin to end]".
 std::vector<std::string> Describe(const std::string& text) {
@@ -130,4 +130,4 @@ TEST(ParseMarkup, TakesDeepNesting) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -5,11 +5,11 @@
 
 #include "settings/preferences.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::Not;
+using testing::HasSubstr;
+using testing::Not;
 using Settings = std::map<std::string, CFPropertyList>;
 
 // The record for the arguments; fails the test where they are refused or ask for something else.
@@ -53,7 +53,7 @@ TEST(ParseOptions, LaysEachOptionOfARunOnItsSetting) {
       {{"--kind", "mime-type", "--kind=mime-type"}, {{"TessaryType", int64_t{3}}}},
   };
   for (const Row& row : rows) {
-    EXPECT_EQ(row.expected, SettingsOf(row.options)) << ::testing::PrintToString(row.options);
+    EXPECT_EQ(row.expected, SettingsOf(row.options)) << testing::PrintToString(row.options);
   }
 }
 
@@ -206,7 +206,7 @@ TEST(ParseOptions, RefusesWhatItCannotUnderstandNamingIt) {
       {{"defaults", "write", "FileOperation", "-int", "99999999999999999999"}, "32767"},
   };
   for (const Row& row : rows) {
-    const std::string shown = ::testing::PrintToString(row.arguments);
+    const std::string shown = testing::PrintToString(row.arguments);
     Options options = VersionOptions();
     std::string problem;
     EXPECT_FALSE(ParseOptions(row.arguments, &options, &problem)) << shown;
@@ -228,4 +228,4 @@ TEST(ParseOptions, KnowsEveryKeyThatTheSettingsHave) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

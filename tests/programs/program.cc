@@ -16,13 +16,13 @@
 #include <filesystem>
 #include <sstream>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 
 constexpr uid_t kOrdinaryUser = 65534;
 constexpr std::string_view kProblemPrefix = "tessary-cli: ";
@@ -165,7 +165,7 @@ ProgramResult RunProgram(const std::vector<std::string>& arguments, const Progra
   const pid_t child = fork();
   if (child == 0) {
     const bool isReady =
-        SetUpChild(setup, outputFile, errorFile) && (setup.calls == nullptr || LetCallsBeCounted());
+        SetUpChild(setup, outputFile, errorFile) && (setup.calls == nullptr || AllowCallCounting());
     if (isReady) fexecve(program, argv.data(), environ);
     _exit(kCannotStart);
   }
@@ -212,9 +212,8 @@ ProgramResult ProgramTest::Aggregate(std::vector<std::string> options, ProgramSe
   return Run(options, std::move(setup));
 }
 
-void ProgramTest::ExpectRefusal(const std::vector<std::string>& arguments,
-                                const std::string& reason, int status,
-                                const ProgramSetup& setup) const {
+void ProgramTest::ExpectError(const std::vector<std::string>& arguments, const std::string& reason,
+                              int status, const ProgramSetup& setup) const {
   const std::vector<std::string> before = DescribeTree(At(""));
   const ProgramResult result = Run(arguments, setup);
   EXPECT_EQ(status, result.status) << result.errors;
@@ -226,4 +225,4 @@ void ProgramTest::ExpectRefusal(const std::vector<std::string>& arguments,
 
 void ProgramTest::OpenToOrdinaryUser() const { EXPECT_EQ(0, chmod(folder_.path().c_str(), 0777)); }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -11,7 +11,7 @@
 #include "tests/programs/system_calls.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // What a run of the program left behind.
 struct ProgramResult {
@@ -55,7 +55,7 @@ std::vector<std::string> DescribeTree(const std::string& folder);
 
 // A folder of its own for each test, with a preferences folder, and an environment in which the
 // answers do not depend on the machine.
-class ProgramTest : public ::testing::Test {
+class ProgramTest : public testing::Test {
  protected:
   ProgramTest();
 
@@ -73,8 +73,8 @@ class ProgramTest : public ::testing::Test {
 
   // The program fails with one line that contains `reason`, prints nothing and leaves everything in
   // the test's folder as it was.
-  void ExpectRefusal(const std::vector<std::string>& arguments, const std::string& reason,
-                     int status = 1, const ProgramSetup& setup = {}) const;
+  void ExpectError(const std::vector<std::string>& arguments, const std::string& reason,
+                   int status = 1, const ProgramSetup& setup = {}) const;
 
   // Makes the whole folder reachable for a program that runs as an ordinary user.
   void OpenToOrdinaryUser() const;
@@ -83,4 +83,4 @@ class ProgramTest : public ::testing::Test {
   TemporaryFolder folder_;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -13,20 +13,15 @@
 
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
 #include "tests/programs/program.h"
-#include "tests/support/mac_bytes.h"
+#include "tests/support/mac_test_data.h"
 #include "tests/support/tool.h"
 
 // Files that a client of Samba has written as a Mac does, seen by the program, and seen by Samba
 // again once the program has filed them.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::FromHex;
-using ::testing::HasSubstr;
-using testing::ReadFile;
-using testing::RunTool;
-using testing::ToolResult;
-using testing::WriteFile;
+using testing::HasSubstr;
 
 constexpr char kStream[] = "com.apple.metadata\uF022kMDItemFinderComment:$DATA";
 
@@ -45,12 +40,12 @@ std::string FreePort() {
 
 // What a Mac sends as the Finder information of a text that nothing hides.
 std::string AfpInfo() {
-  std::string info = FromHex(testing::kAfpinfoOfSambaStream).substr(0, 60);
+  std::string info = FromHex(kAfpinfoOfSambaStream).substr(0, 60);
   info[16 + 8] = '\0';
   return info;
 }
 
-class Samba : public testing::ProgramTest, public ::testing::WithParamInterface<const char*> {
+class Samba : public ProgramTest, public testing::WithParamInterface<const char*> {
  protected:
   void SetUp() override {
     if (geteuid() != 0) GTEST_SKIP() << "only the superuser's server can serve";
@@ -58,17 +53,16 @@ class Samba : public testing::ProgramTest, public ::testing::WithParamInterface<
         RunTool({"smbclient", "--version"}).status != 0) {
       GTEST_SKIP() << "samba and smbclient are not installed";
     }
-    if (!testing::SetAttribute(At(""), "user.test", "")) GTEST_SKIP() << "no attributes here";
-    testing::MakeFolder(At("share/source"));
-    testing::MakeFolder(At("share/destination"));
-    testing::MakeFolder(At("samba"));
+    if (!SetAttribute(At(""), "user.test", "")) GTEST_SKIP() << "no attributes here";
+    MakeFolder(At("share/source"));
+    MakeFolder(At("share/destination"));
+    MakeFolder(At("samba"));
     WriteFile(At("contents"), "text");
     WriteFile(At("afp_info"), AfpInfo());
-    WriteFile(At("comment"), FromHex(testing::kPropertyUtf16));
+    WriteFile(At("comment"), FromHex(kPropertyUtf16));
     WriteConfiguration();
     // Ending it ends its process group, which has to be one of its own.
-    server_ =
-        testing::StartTool({"setsid", "smbd", "-F", "--no-process-group", "-s", At("smb.conf")});
+    server_ = StartTool({"setsid", "smbd", "-F", "--no-process-group", "-s", At("smb.conf")});
     ASSERT_GT(server_, 0);
     if (!Answers()) GTEST_SKIP() << "no server with the module for Macs: " << Client("ls").output;
   }
@@ -84,7 +78,7 @@ class Samba : public testing::ProgramTest, public ::testing::WithParamInterface<
                     "-s", At("smb.conf"), "-c", "lcd " + At("") + "; " + commands});
   }
 
-  void WriteAsAMac(const std::string& file) const {
+  void WriteAsMac(const std::string& file) const {
     const ToolResult result = Client("put contents " + file + "; put afp_info \"" + file +
                                      ":AFP_AfpInfo\"; put comment \"" + file + ":" + kStream +
                                      "\"; utimes " + file + " 2009:03:04-05:06:07 -1 -1 -1");
@@ -127,11 +121,11 @@ class Samba : public testing::ProgramTest, public ::testing::WithParamInterface<
   const std::string port_ = FreePort();
   pid_t server_ = -1;
 };
-INSTANTIATE_TEST_SUITE_P(Metadata, Samba, ::testing::Values("netatalk", "stream"),
+INSTANTIATE_TEST_SUITE_P(Metadata, Samba, testing::Values("netatalk", "stream"),
                          [](const auto& metadata) { return std::string(metadata.param); });
 
 TEST_P(Samba, IsUnderstood) {
-  WriteAsAMac("source/file.txt");
+  WriteAsMac("source/file.txt");
   const std::string told = Run({"info", At("share/source/file.txt")}).output;
   const bool isStream = std::string(GetParam()) == "stream";
   const std::string origin =
@@ -145,25 +139,25 @@ TEST_P(Samba, IsUnderstood) {
 
 TEST_P(Samba, FindsWhatItKeptInAFileThatWasMovedOrCopied) {
   for (const std::string way : {"--move", "--copy"}) {
-    WriteAsAMac("source/file" + way + ".txt");
+    WriteAsMac("source/file" + way + ".txt");
     const auto result = Run({"aggregate", "--kind", "file-type", way, "--preserve-comments",
                              At("share/source"), At("share/destination")});
     EXPECT_EQ(0, result.status) << result.errors;
     const std::string filed = "destination/TEXT/file" + way + ".txt";
     EXPECT_EQ(AfpInfo(), Get(filed + ":AFP_AfpInfo"));
-    EXPECT_EQ(FromHex(testing::kPropertyUtf16), Get(filed + ":" + kStream));
+    EXPECT_EQ(FromHex(kPropertyUtf16), Get(filed + ":" + kStream));
     EXPECT_THAT(Client("allinfo " + filed).output, HasSubstr("Mar  4 05:06:07 2009"));
   }
 }
 
 TEST_P(Samba, HasTheDateThatFilesAreFiledBy) {
-  WriteAsAMac("source/file.txt");
+  WriteAsMac("source/file.txt");
   const auto result =
       Run({"aggregate", "--kind", "creation-date", At("share/source"), At("share/destination")},
           {.environment = {{"TZ", "UTC"}}});
   EXPECT_EQ(0, result.status) << result.errors;
-  EXPECT_TRUE(testing::Exists(At("share/destination/2009/Mar 04, 2009/file.txt")));
+  EXPECT_TRUE(Exists(At("share/destination/2009/Mar 04, 2009/file.txt")));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 // What PTRACE_O_TRACESYSGOOD adds to the signal of a stop at a call.
@@ -89,7 +89,7 @@ void Count(uint64_t call, const __ptrace_syscall_info& stop, CallCounts* counts)
 bool CanCountCalls() {
   const pid_t child = fork();
   if (child == 0) {
-    const bool isFollowed = LetCallsBeCounted();
+    const bool isFollowed = AllowCallCounting();
     if (isFollowed) (void)std::raise(SIGSTOP);
     _exit(isFollowed ? 0 : 1);
   }
@@ -102,7 +102,7 @@ bool CanCountCalls() {
   return canAsk;
 }
 
-bool LetCallsBeCounted() { return ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0; }
+bool AllowCallCounting() { return ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0; }
 
 int CountCalls(pid_t child, CallCounts* counts) {
   int status = 0;
@@ -132,4 +132,4 @@ int CountCalls(pid_t child, CallCounts* counts) {
   return status;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -5,32 +5,23 @@
 #include "tests/support/pseudo_terminal.h"
 
 // The program with a terminal for its standard error.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::AnyOf;
-using testing::DrawnLines;
-using ::testing::ElementsAre;
-using testing::FilesBelow;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using testing::LogMessageOf;
-using testing::MakeFolder;
-using ::testing::Not;
-using ::testing::Optional;
-using testing::ProgramResult;
-using testing::ProgramTest;
-using testing::PseudoTerminal;
-using testing::ScreenLines;
-using ::testing::SizeIs;
-using ::testing::StartsWith;
-using testing::WriteFile;
+using testing::AnyOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::Optional;
+using testing::SizeIs;
+using testing::StartsWith;
 
 constexpr int kColumns = 60;
 
-class OnATerminal : public ProgramTest {
+class TerminalOutput : public ProgramTest {
  protected:
-  OnATerminal() {
+  TerminalOutput() {
     MakeFolder(At("destination"));
     for (int i = 0; i < 200; ++i) {
       WriteFile(At("source/a rather long name of \n file " + std::to_string(i) + ".txt"));
@@ -63,7 +54,7 @@ void ExpectOnlyLogLines(const std::string& written, size_t count) {
   }
 }
 
-TEST_F(OnATerminal, AStatusLineShowsCountAndProgressAndBreaksNoLogLine) {
+TEST_F(TerminalOutput, AStatusLineShowsCountAndProgressAndBreaksNoLogLine) {
   const std::string written = RunOnTerminal("--kind=extension");
   ExpectOnlyLogLines(written, 1 + 201);
   const std::vector<std::string> drawn = DrawnLines(written);
@@ -80,14 +71,14 @@ TEST_F(OnATerminal, AStatusLineShowsCountAndProgressAndBreaksNoLogLine) {
   EXPECT_GE(statusLines, 201U);
 }
 
-TEST_F(OnATerminal, AKindWithoutProgressTextShowsTheCountAlone) {
+TEST_F(TerminalOutput, AKindWithoutProgressTextShowsTheCountAlone) {
   const std::string written = RunOnTerminal("--kind=file-type");
   const std::vector<std::string> drawn = DrawnLines(written);
   ASSERT_FALSE(drawn.empty());
   EXPECT_EQ("1 item", drawn[0]);
 }
 
-TEST_F(OnATerminal, ARefusalIsOnePlainLine) {
+TEST_F(TerminalOutput, ARefusalIsOnePlainLine) {
   PseudoTerminal terminal(kColumns);
   const ProgramResult result =
       Run({"aggregate", At("missing"), At("destination")}, {.errorFile = terminal.fd()});
@@ -97,4 +88,4 @@ TEST_F(OnATerminal, ARefusalIsOnePlainLine) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

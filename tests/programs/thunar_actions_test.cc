@@ -8,10 +8,10 @@
 
 #include "programs/cli/markup.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::HasSubstr;
+using testing::HasSubstr;
 
 constexpr std::string_view kOther =
     "<action>\n\t<name>Open &amp; \xC3\xA4</name>\n\t<unique-id>1-1</unique-id>\n</action>\n";
@@ -120,4 +120,4 @@ TEST(ThunarActions, RefuseWhatIsNoSuchDocument) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -11,12 +11,8 @@
 #include "tests/support/preferences_folder.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::PreferencesFolder;
-using testing::ReadFile;
-using testing::WriteFile;
 
 void ExpectDefaults() {
   EXPECT_EQ(kFileOperationCopy, GetFileOperation());
@@ -31,7 +27,7 @@ void ExpectDefaults() {
 TEST(Preferences, HaveTheirDefaultsWhereThereIsNoFile) {
   const PreferencesFolder folder;
   ExpectDefaults();
-  EXPECT_FALSE(testing::Exists(folder.PreferencesPath()));
+  EXPECT_FALSE(Exists(folder.PreferencesPath()));
 }
 
 TEST(Preferences, HaveTheirDefaultsWhereTheFileIsEmptyOrUnparsable) {
@@ -46,7 +42,7 @@ TEST(Preferences, HaveTheirDefaultsWhereTheFileIsEmptyOrUnparsable) {
 
 TEST(Preferences, HaveTheirDefaultsWhereAFolderBearsTheFilesName) {
   const PreferencesFolder folder;
-  testing::MakeFolder(folder.PreferencesPath());
+  MakeFolder(folder.PreferencesPath());
   ExpectDefaults();
 }
 
@@ -220,4 +216,4 @@ TEST(Settings, NameEveryKeyWithTheTypeThatItsAccessorReads) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -13,17 +13,8 @@
 #include "tests/support/recording_window_system.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::CapturedLog;
-using testing::Exists;
-using testing::MakeFolder;
-using testing::PreferencesFolder;
-using testing::ReadFile;
-using testing::RecordingControl;
-using testing::RecordingWindow;
-using testing::RecordingWindowSystem;
 
 using Calls = std::vector<std::string>;
 
@@ -33,7 +24,7 @@ constexpr OSType kQuitWhenDone = FourCharCode("Qwdo");
 constexpr OSType kRecurseFolders = FourCharCode("Rcrs");
 constexpr OSType kKind = FourCharCode("Agby");
 
-class PreferencesWindowTest : public ::testing::Test {
+class PreferencesWindowTest : public testing::Test {
  protected:
   PreferencesWindowTest() {
     SetPreferencesWindowHooks({
@@ -124,22 +115,22 @@ TEST_F(PreferencesWindowTest, ShowsTheStoredKindWhenItIsMadeAgain) {
 }
 
 TEST_F(PreferencesWindowTest, OnlyPromptsWhereItsWindowCannotBeMade) {
-  system_.Refuse("CreateWindow PreferencesWindow", memFullErr);
+  system_.FailCall("CreateWindow PreferencesWindow", memFullErr);
   EXPECT_EQ((Calls{"CreateNibReference main", "CreateWindow PreferencesWindow",
                    "DisposeNibReference main", kPrompt}),
             Open());
-  system_.Refuse("CreateNibReference main", fnfErr);
+  system_.FailCall("CreateNibReference main", fnfErr);
   EXPECT_EQ((Calls{"CreateNibReference main", kPrompt}), Open());
   // It can be made the next time.
-  system_.Refuse("CreateNibReference main", noErr);
-  system_.Refuse("CreateWindow PreferencesWindow", noErr);
+  system_.FailCall("CreateNibReference main", noErr);
+  system_.FailCall("CreateWindow PreferencesWindow", noErr);
   Open();
   EXPECT_TRUE(system_.HasWindow("PreferencesWindow"));
 }
 
 TEST_F(PreferencesWindowTest, IsShownWithoutTheControlsThatItsFormLacks) {
   for (const char* id : {"4", "7", "8"}) {
-    system_.Refuse(std::string("GetControlByID 'CNTL' ") + id, errUnknownControl);
+    system_.FailCall(std::string("GetControlByID 'CNTL' ") + id, errUnknownControl);
   }
   EXPECT_EQ(Join({kMade, {kPrompt}, kShown}), Open());
   EXPECT_EQ(eventNotHandledErr, Press(kQuitWhenDone));
@@ -168,7 +159,7 @@ TEST_F(PreferencesWindowTest, IsClosedByOKAndByCancel) {
 
 TEST_F(PreferencesWindowTest, IsClosedThoughItCannotBeHidden) {
   Open();
-  system_.Refuse("HideSheet PreferencesWindow", paramErr);
+  system_.FailCall("HideSheet PreferencesWindow", paramErr);
   EXPECT_EQ(noErr, Press(kOK));
   EXPECT_FALSE(system_.HasWindow("PreferencesWindow"));
 }
@@ -278,4 +269,4 @@ TEST_F(PreferencesWindowTest, DoesNotReplaceAFileThatCannotBeRead) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr uint32_t kVersion = 2;
@@ -44,11 +44,11 @@ std::string AccessListWithUser(uid_t user) {
   return list;
 }
 
-std::string SomeCapability() {
+std::string MakeFileCapability() {
   struct vfs_cap_data capability = {};
   capability.magic_etc = htole32(VFS_CAP_REVISION_2 | VFS_CAP_FLAGS_EFFECTIVE);
   capability.data[0].permitted = htole32(1U << CAP_NET_BIND_SERVICE);
   return BytesOf(capability);
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 std::string CodeText(uint32_t code) {
@@ -80,4 +80,4 @@ AEDesc MakeUtf8Text(std::string_view text) { return Make(typeUTF8Text, text.data
 
 AEDesc MakeCode(DescType type, uint32_t code) { return Make(type, &code, sizeof(code)); }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

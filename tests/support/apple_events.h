@@ -6,7 +6,7 @@
 
 #include "platform/managers/apple_events.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // The answering application of a signature while it lives. Another one of the same signature is
 // replaced by it and does not come back.
@@ -36,4 +36,4 @@ AEDesc MakeText(std::u16string_view text);
 AEDesc MakeUtf8Text(std::string_view text);
 AEDesc MakeCode(DescType type, uint32_t code);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -6,7 +6,7 @@
 
 #include <sstream>
 
-namespace tessary::testing {
+namespace tessary::test {
 
 CapturedLog::CapturedLog()
     : savedStandardError_(dup(STDERR_FILENO)), file_(memfd_create("log", MFD_CLOEXEC)) {
@@ -38,4 +38,4 @@ std::vector<std::string> CapturedLog::Messages() const {
   return messages;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

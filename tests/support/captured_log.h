@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // Takes what this process writes to standard error while it lives, the log among it.
 class CapturedLog {
@@ -24,4 +24,4 @@ class CapturedLog {
   int file_;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

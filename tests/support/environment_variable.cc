@@ -4,7 +4,7 @@
 #include <ctime>
 #include <utility>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 void Set(const std::string& name, const std::optional<std::string>& value) {
@@ -35,4 +35,4 @@ TimeZone::~TimeZone() {
   tzset();
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

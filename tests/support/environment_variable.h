@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // Sets an environment variable while it lives, or unsets it where `value` is none, and then gives
 // it back what it was.
@@ -31,4 +31,4 @@ class TimeZone {
   std::optional<EnvironmentVariable> variable_;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

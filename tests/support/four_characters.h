@@ -4,7 +4,7 @@
 
 #include "platform/managers/four_char_code.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // The characters of a four-character code, in quotes.
 inline std::string FourCharacters(OSType code) {
@@ -13,4 +13,4 @@ inline std::string FourCharacters(OSType code) {
   return text + "'";
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

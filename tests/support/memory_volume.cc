@@ -3,16 +3,16 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 
+#include "platform/linux/catalog/capabilities.h"
 #include "platform/linux/catalog/volume.h"
-#include "platform/linux/catalog/volume_memory.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 MemoryVolume::MemoryVolume(const std::string& options) {
   isMounted_ = mount("tmpfs", path().c_str(), "tmpfs", MS_NODEV, options.c_str()) == 0;
   // It may have the device number of one that is gone.
   ForgetVolumes();
-  ForgetLacks();
+  ForgetProbeResults();
 }
 
 MemoryVolume::~MemoryVolume() {
@@ -26,4 +26,4 @@ void MemoryVolume::MakeReadOnly() {
   EXPECT_EQ(0, mount(nullptr, path().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr)) << path();
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

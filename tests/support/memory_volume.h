@@ -4,7 +4,7 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // A small volume in memory, mounted in a temporary folder while it lives. Where this process may
 // not mount, or the kernel does not know the options, it is not mounted.
@@ -29,4 +29,4 @@ class MemoryVolume {
   bool isMounted_ = false;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

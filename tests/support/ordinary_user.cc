@@ -7,7 +7,7 @@
 
 #include <cstdio>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr unsigned kOrdinaryId = 65534;
@@ -25,9 +25,9 @@ bool RunAsOrdinaryUser(const std::function<void()>& body) {
   const pid_t child = fork();
   if (child == 0) {
     EXPECT_TRUE(GiveUpPrivileges());
-    if (!::testing::Test::HasFailure()) body();
+    if (!testing::Test::HasFailure()) body();
     (void)std::fflush(stdout);
-    _exit(::testing::Test::HasFailure() ? 1 : 0);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
   }
   int status = 0;
   EXPECT_GT(child, 0);
@@ -35,4 +35,4 @@ bool RunAsOrdinaryUser(const std::function<void()>& body) {
   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

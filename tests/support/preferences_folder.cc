@@ -6,7 +6,7 @@
 
 #include "platform/managers/preferences_store.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 PreferencesFolder::PreferencesFolder() {
   const char* saved = std::getenv("XDG_CONFIG_HOME");
@@ -29,4 +29,4 @@ void PreferencesFolder::Write(const std::string& text) const {
   (void)CFPreferencesAppSynchronize();
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

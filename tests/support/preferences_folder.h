@@ -4,7 +4,7 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // Gives this process a configuration folder of its own while it lives, by XDG_CONFIG_HOME, so that
 // a test uses a real preferences file and not its user's.
@@ -28,4 +28,4 @@ class PreferencesFolder {
   bool hadConfigHome_;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

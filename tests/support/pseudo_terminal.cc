@@ -8,7 +8,7 @@
 #include <array>
 #include <cstdlib>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr std::string_view kEraseLine = "\r\x1b[K";
@@ -95,4 +95,4 @@ std::vector<std::string> DrawnLines(std::string_view text) {
   return drawn;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // A terminal without a window, which keeps all that is written to it.
 class PseudoTerminal {
@@ -50,4 +50,4 @@ std::vector<std::string> ScreenLines(std::string_view text);
 // next "\r" or the end.
 std::vector<std::string> DrawnLines(std::string_view text);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

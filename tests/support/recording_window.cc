@@ -7,7 +7,7 @@
 #include "tests/support/four_characters.h"
 #include "tests/support/recording_window_system.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 // The controls of the forms, by their numbers.
@@ -167,4 +167,4 @@ Status RecordingNib::CreateWindow(const std::string& name, std::unique_ptr<Windo
   return status;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -10,7 +10,7 @@
 
 // The windows, controls, menus and forms of RecordingWindowSystem. Each call is a line of its
 // record.
-namespace tessary::testing {
+namespace tessary::test {
 
 class RecordingWindowSystem;
 
@@ -111,4 +111,4 @@ class RecordingNib : public Nib {
   std::string name_;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -7,7 +7,7 @@
 
 #include "tests/support/four_characters.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 // What the Help menu has before anything is put into it.
@@ -36,8 +36,8 @@ Status RecordingWindowSystem::Record(const std::string& call) {
   if (hasEnded_) return noErr;
   calls_.push_back(call);
   if (whenCalled) whenCalled(call);
-  const auto refusal = refusals_.find(call);
-  return refusal == refusals_.end() ? noErr : refusal->second;
+  const auto refusal = failures_.find(call);
+  return refusal == failures_.end() ? noErr : refusal->second;
 }
 
 bool RecordingWindowSystem::FireTimer() {
@@ -118,7 +118,7 @@ EventTarget RecordingWindowSystem::GetApplicationEventTarget() {
 
 void RecordingWindowSystem::RunApplicationEventLoop() {
   (void)Record("RunApplicationEventLoop");
-  if (inLoop) inLoop();
+  if (duringEventLoop) duringEventLoop();
   FireTimers();
 }
 
@@ -156,4 +156,4 @@ Status RecordingWindowSystem::OpenFolder(const std::string& path) {
 
 void RecordingWindowSystem::OpenPage(const std::string& url) { (void)Record("OpenPage " + url); }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

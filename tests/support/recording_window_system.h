@@ -12,7 +12,7 @@
 #include "platform/managers/window_system.h"
 #include "tests/support/recording_window.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // Thrown where the process would end at once.
 struct ProcessEnd {};
@@ -34,13 +34,13 @@ class RecordingWindowSystem : public WindowSystem {
   // Called with each line as it is recorded.
   std::function<void(const std::string& call)> whenCalled;
 
-  // Records a line and answers as Refuse has it, noErr otherwise.
+  // Records a line and answers as FailCall has it, noErr otherwise.
   Status Record(const std::string& call);
 
   // ---- What is to be answered ----
 
   // Has the call that is recorded by this line answer the status, and do nothing else.
-  void Refuse(const std::string& call, Status status) { refusals_[call] = status; }
+  void FailCall(const std::string& call, Status status) { failures_[call] = status; }
 
   // Has the next panel that is not answered yet yield the path, or be cancelled, as are those that
   // nothing was told about.
@@ -50,7 +50,7 @@ class RecordingWindowSystem : public WindowSystem {
   const std::vector<NSOpenPanel>& Panels() const { return panels_; }
 
   // What happens in the event loop before its timers fire.
-  std::function<void()> inLoop;
+  std::function<void()> duringEventLoop;
 
   // ---- What a user and other programs do ----
 
@@ -106,7 +106,7 @@ class RecordingWindowSystem : public WindowSystem {
   };
 
   std::vector<std::string> calls_;
-  std::map<std::string, Status> refusals_;
+  std::map<std::string, Status> failures_;
   std::deque<std::optional<std::string>> panelAnswers_;
   std::vector<NSOpenPanel> panels_;
   std::vector<Timer> timers_;  // those due first stand first
@@ -118,4 +118,4 @@ class RecordingWindowSystem : public WindowSystem {
   EventTarget applicationTarget_;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -7,7 +7,7 @@
 #include "platform/managers/drags.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // A drag of what the test puts into it, in the order of the calls.
 class ScriptedDrag : public Drag {
@@ -33,14 +33,14 @@ class ScriptedDrag : public Drag {
   }
 
   // Has counting the items answer the status.
-  ScriptedDrag& RefuseCount(Status status) {
-    countAnswer_ = status;
+  ScriptedDrag& FailCount(Status status) {
+    countStatus_ = status;
     return *this;
   }
 
   Status CountDragItems(size_t* count) const override {
-    if (countAnswer_ == noErr) *count = items_.size();
-    return countAnswer_;
+    if (countStatus_ == noErr) *count = items_.size();
+    return countStatus_;
   }
 
   bool HasFlavor(size_t item, OSType flavor) const override {
@@ -61,7 +61,7 @@ class ScriptedDrag : public Drag {
   };
 
   std::vector<Item> items_;
-  Status countAnswer_ = noErr;
+  Status countStatus_ = noErr;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

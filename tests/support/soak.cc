@@ -8,11 +8,11 @@
 #include <cstdlib>
 #include <random>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 // After so many failures a test gives up: the first ones tell what is wrong.
-constexpr int kMostFailures = 20;
+constexpr int kMaxFailures = 20;
 
 int64_t Now() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -52,13 +52,13 @@ uint64_t MakeSeed() {
 // The end of a fair part of the time that the program has left.
 int64_t EndOfShare() {
   static int gBegun = 0;  // tests that have had their share
-  const int waiting = ::testing::UnitTest::GetInstance()->test_to_run_count() - gBegun++;
+  const int waiting = testing::UnitTest::GetInstance()->test_to_run_count() - gBegun++;
   const int64_t end = kStart + int64_t{SoakSeconds()} * 1'000'000'000;
   return Now() + std::max<int64_t>(end - Now(), 1) / std::max(waiting, 1);
 }
 
-int FailuresOfThisTest() {
-  const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
+int CountFailuresOfTest() {
+  const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
   return test == nullptr ? 0 : test->result()->total_part_count();
 }
 
@@ -102,8 +102,8 @@ bool SoakRounds::Next() {
     if (deadline_ != 0 && Now() >= deadline_) return false;
   }
   isBegun_ = true;
-  if (round_ >= end_ || ::testing::Test::HasFatalFailure()) return false;
-  if (FailuresOfThisTest() >= kMostFailures) return false;
+  if (round_ >= end_ || testing::Test::HasFatalFailure()) return false;
+  if (CountFailuresOfTest() >= kMaxFailures) return false;
   random_ = SoakRandom(SoakSeed() ^ SoakRandom(HashOf(title_) + round_).Next());
   return true;
 }
@@ -149,4 +149,4 @@ uint64_t SoakCount::violations() const {
   return sum;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

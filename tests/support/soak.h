@@ -14,7 +14,7 @@
 //   TESSARY_SOAK_REPORT   append a line to this file for every count
 //   TESSARY_SOAK_SEED     begin with this seed, which every run prints, instead of one of its own
 //   TESSARY_SOAK_ROUND    do this round alone, whose number a failure names
-namespace tessary::testing {
+namespace tessary::test {
 
 // Numbers that follow from their seed alone, on every machine.
 class SoakRandom {
@@ -104,4 +104,4 @@ class SoakCount {
   std::vector<Violation> violations_;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

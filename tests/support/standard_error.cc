@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-namespace tessary::testing {
+namespace tessary::test {
 
 StandardErrorReplacement::StandardErrorReplacement(int file) : saved_(dup(STDERR_FILENO)) {
   EXPECT_GE(dup2(file, STDERR_FILENO), 0);
@@ -14,4 +14,4 @@ StandardErrorReplacement::~StandardErrorReplacement() {
   close(saved_);
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

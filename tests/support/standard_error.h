@@ -1,6 +1,6 @@
 #pragma once
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // Puts another open file in the place of standard error while it lives. The caller keeps `file`.
 class StandardErrorReplacement {
@@ -14,4 +14,4 @@ class StandardErrorReplacement {
   int saved_;
 };
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -24,9 +24,9 @@
 #include <new>
 #include <utility>
 
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 // Not in the headers of every kernel that has it: the two processes take turns on one processor.
@@ -102,7 +102,7 @@ sock_filter Load(size_t offset) {
 }
 
 // The descriptor by which the other process is asked, or none where there is no such thing.
-UniqueFd AskForCalls(const std::vector<int>& numbers) {
+UniqueFd InstallNotifyFilter(const std::vector<int>& numbers) {
   std::vector<sock_filter> program = {Load(offsetof(seccomp_data, nr))};
   // The log is not under test, and a test that could not tell of itself would be of no use.
   program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_write, 0, 3));
@@ -159,34 +159,34 @@ UniqueFd ReceiveDescriptor(int socket) {
 }
 
 // True in a process that is asked about its closing (see close below).
-bool gAsksBeforeClosing = false;
+bool gInterceptsClose = false;
 
 // What tells the closing of the code under test from that of the C library within itself.
-constexpr uint64_t kClosedAlready = 0x7e55;
+constexpr uint64_t kCloseMarker = 0x7e55;
 
 // What the two processes have in common.
-struct Watch {
-  bool isOn = false;
+struct SharedState {
+  bool isSupervising = false;
 };
 
 [[noreturn]] void RunChild(const std::vector<int>& numbers, const std::function<int()>& body,
                            const std::function<int(int)>& finish, int socket, int output,
-                           volatile Watch* watch) {
+                           volatile SharedState* watch) {
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
   // Through the calls themselves, as each would be held up once the filter is there.
-  UniqueFd listener = AskForCalls(numbers);
+  UniqueFd listener = InstallNotifyFilter(numbers);
   SendDescriptor(socket, listener.get());
   if (!listener) _exit(0);
   char isReady = 0;
   // Until the other side has the descriptor, nothing may be called that asks it.
   (void)recv(socket, &isReady, 1, 0);
   syscall(SYS_close_range, listener.Release(), ~0U, 0);
-  gAsksBeforeClosing = std::find(numbers.begin(), numbers.end(), SYS_close) != numbers.end();
-  watch->isOn = true;
+  gInterceptsClose = std::find(numbers.begin(), numbers.end(), SYS_close) != numbers.end();
+  watch->isSupervising = true;
   const int status = body();
-  watch->isOn = false;
-  gAsksBeforeClosing = false;
+  watch->isSupervising = false;
+  gInterceptsClose = false;
   const int finished = finish(status);
   (void)std::fflush(stdout);
   _exit(finished);
@@ -195,8 +195,8 @@ struct Watch {
 class Supervisor {
  public:
   Supervisor(UniqueFd listener, const std::function<int(const SupervisedCall&)>& decide,
-             const volatile Watch* watch)
-      : listener_(std::move(listener)), decide_(decide), watch_(watch) {
+             const volatile SharedState* watch)
+      : listener_(std::move(listener)), decide_(decide), state_(watch) {
     // Only a favour: without it the two take turns more slowly.
     (void)ioctl(listener_.get(), SECCOMP_IOW(4, uint64_t), kSyncWakeUp);
   }
@@ -210,7 +210,7 @@ class Supervisor {
       if (left.count() <= 0) return false;
       pollfd asked = {listener_.get(), POLLIN, 0};
       if (poll(&asked, 1, static_cast<int>(left.count())) <= 0) continue;
-      if ((asked.revents & POLLIN) != 0) Answer();
+      if ((asked.revents & POLLIN) != 0) AnswerNotification();
       // Nobody is left who could ask.
       else if ((asked.revents & (POLLHUP | POLLERR)) != 0)
         return true;
@@ -218,15 +218,15 @@ class Supervisor {
   }
 
  private:
-  void Answer() {
+  void AnswerNotification() {
     seccomp_notif asked = {};
     if (ioctl(listener_.get(), SECCOMP_IOCTL_NOTIF_RECV, &asked) != 0) return;
     SupervisedCall call;
     call.number = asked.data.nr;
     call.process = static_cast<pid_t>(asked.pid);
     for (size_t i = 0; i < 6; ++i) call.arguments[i] = asked.data.args[i];
-    const bool isClosed = call.number == SYS_close && call.arguments[1] == kClosedAlready;
-    const bool isOthers = !watch_->isOn || (call.number == SYS_close && !isClosed);
+    const bool isClosed = call.number == SYS_close && call.arguments[1] == kCloseMarker;
+    const bool isOthers = !state_->isSupervising || (call.number == SYS_close && !isClosed);
     const int error = isOthers ? 0 : decide_(call);
     seccomp_notif_resp answer = {};
     answer.id = asked.id;
@@ -239,7 +239,7 @@ class Supervisor {
 
   UniqueFd listener_;
   const std::function<int(const SupervisedCall&)>& decide_;
-  const volatile Watch* watch_;
+  const volatile SharedState* state_;
 };
 
 std::string ReadAll(int file) {
@@ -251,11 +251,11 @@ std::string ReadAll(int file) {
 
 }  // namespace
 
-SupervisedEnd RunSupervised(const std::vector<int>& numbers,
-                            const std::function<int(const SupervisedCall&)>& decide,
-                            const std::function<int()>& body,
-                            const std::function<int(int status)>& finish, int seconds,
-                            std::string* output) {
+SupervisedResult RunSupervised(const std::vector<int>& numbers,
+                               const std::function<int(const SupervisedCall&)>& decide,
+                               const std::function<int()>& body,
+                               const std::function<int(int status)>& finish, int seconds,
+                               std::string* output) {
   // What stands in the buffer would be written by both processes.
   (void)std::fflush(stdout);
   int ends[2] = {};
@@ -264,26 +264,26 @@ SupervisedEnd RunSupervised(const std::vector<int>& numbers,
   UniqueFd theirs(ends[1]);
   const UniqueFd written(memfd_create("output", MFD_CLOEXEC));
   void* shared =
-      mmap(nullptr, sizeof(Watch), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+      mmap(nullptr, sizeof(SharedState), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   EXPECT_NE(MAP_FAILED, shared);
-  auto* watch = new (shared) Watch;
+  auto* watch = new (shared) SharedState;
   const pid_t child = fork();
   if (child == 0) RunChild(numbers, body, finish, theirs.get(), written.get(), watch);
   theirs.Reset();
-  SupervisedEnd end;
+  SupervisedResult end;
   UniqueFd listener = ReceiveDescriptor(ours.get());
   end.isSupervised = static_cast<bool>(listener);
   if (listener) {
     Supervisor supervisor(std::move(listener), decide, watch);
     EXPECT_EQ(1, send(ours.get(), "g", 1, MSG_NOSIGNAL));
-    end.hasHung = !supervisor.Run(seconds);
-    if (end.hasHung) kill(child, SIGKILL);
+    end.hasTimedOut = !supervisor.Run(seconds);
+    if (end.hasTimedOut) kill(child, SIGKILL);
   }
   int status = 0;
   EXPECT_EQ(child, waitpid(child, &status, 0));
   if (WIFSIGNALED(status)) end.signal = WTERMSIG(status);
   if (WIFEXITED(status)) end.exitStatus = WEXITSTATUS(status);
-  munmap(shared, sizeof(Watch));
+  munmap(shared, sizeof(SharedState));
   *output += ReadAll(written.get());
   return end;
 }
@@ -301,15 +301,15 @@ std::vector<int> FileCalls() {
   return numbers;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test
 
 // Takes the place of the C library's in a test program that supervises. The descriptor is closed in
 // a way that nobody is asked about, and then the call is made for its answer alone: a refused close
 // would leave it open, which the kernel never does.
 extern "C" int close(int fd) {
-  using tessary::testing::gAsksBeforeClosing;
-  using tessary::testing::kClosedAlready;
-  if (!gAsksBeforeClosing || fd < 0) return static_cast<int>(syscall(SYS_close, fd, 0));
+  using tessary::test::gInterceptsClose;
+  using tessary::test::kCloseMarker;
+  if (!gInterceptsClose || fd < 0) return static_cast<int>(syscall(SYS_close, fd, 0));
   if (syscall(SYS_close_range, fd, fd, 0) != 0) return -1;
-  return static_cast<int>(syscall(SYS_close, fd, kClosedAlready));
+  return static_cast<int>(syscall(SYS_close, fd, kCloseMarker));
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // A call that a supervised process is about to make.
 struct SupervisedCall {
@@ -17,9 +17,9 @@ struct SupervisedCall {
 };
 
 // How a supervised process ended.
-struct SupervisedEnd {
+struct SupervisedResult {
   bool isSupervised = false;  // false where the kernel lends nobody such a filter; nothing ran
-  bool hasHung = false;       // it was killed when its time was over
+  bool hasTimedOut = false;   // it was killed when its time was over
   int signal = 0;             // what it died of, else 0
   int exitStatus = 0;
 };
@@ -31,11 +31,11 @@ struct SupervisedEnd {
 // child ends with what `finish` makes of the answer of `body`, whose calls nobody is asked about;
 // what it writes to its standard output and error is added to `*output`. `seconds` is what it may
 // take.
-SupervisedEnd RunSupervised(const std::vector<int>& numbers,
-                            const std::function<int(const SupervisedCall&)>& decide,
-                            const std::function<int()>& body,
-                            const std::function<int(int status)>& finish, int seconds,
-                            std::string* output);
+SupervisedResult RunSupervised(const std::vector<int>& numbers,
+                               const std::function<int(const SupervisedCall&)>& decide,
+                               const std::function<int()>& body,
+                               const std::function<int(int status)>& finish, int seconds,
+                               std::string* output);
 
 // "renameat2" for SYS_renameat2; the number as text for one that is not in the table.
 std::string NameOfCall(int number);
@@ -46,4 +46,4 @@ std::string NameOfError(int error);
 // Every call of the table: all those through which a program looks at files or changes them.
 std::vector<int> FileCalls();
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -12,7 +12,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -120,4 +120,4 @@ FSRef RefAt(const std::string& path) {
   return ref;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

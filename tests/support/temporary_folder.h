@@ -5,7 +5,7 @@
 
 #include "platform/managers/file_manager.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // A fresh folder in the real file system, under $TESSARY_TEST_DIR or else the system's temporary
 // folder; removed with everything in it, whatever its modes, when it goes.
@@ -59,4 +59,4 @@ void SetModificationDate(const std::string& path, int64_t seconds);
 // The reference of the object at the path; fails the test where there is none.
 FSRef RefAt(const std::string& path);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -10,9 +10,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 [[noreturn]] void Become(std::vector<std::string> arguments, int output) {
@@ -54,4 +54,4 @@ pid_t StartTool(const std::vector<std::string>& arguments) {
   Become(arguments, open("/dev/null", O_WRONLY | O_CLOEXEC));
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

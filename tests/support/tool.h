@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // What a program that a test calls said and how it ended.
 struct ToolResult {
@@ -20,4 +20,4 @@ ToolResult RunTool(const std::vector<std::string>& arguments);
 // this process ends. -1 where it could not be started.
 pid_t StartTool(const std::vector<std::string>& arguments);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

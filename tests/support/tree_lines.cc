@@ -11,10 +11,10 @@
 #include <system_error>
 #include <utility>
 
-#include "tests/support/copying.h"
+#include "tests/support/file_operations.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -46,7 +46,7 @@ class TreeLister {
   explicit TreeLister(const TreeAspects& aspects) : aspects_(aspects) {}
 
   void Add(const std::string& path, const std::string& name) {
-    const struct stat info = InfoAt(path);
+    const struct stat info = LstatAt(path);
     lines_.push_back(name + ": " + Describe(path, name, info));
     if (!S_ISDIR(info.st_mode)) return;
     for (const std::string& child : NamesIn(path)) {
@@ -91,4 +91,4 @@ std::vector<std::string> TreeLines(const std::string& path, const TreeAspects& a
   return lister.Take();
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // What is told of every object of a tree besides its name, kind, contents and where a link leads.
 struct TreeAspects {
@@ -21,4 +21,4 @@ struct TreeAspects {
 // nothing but regular files and folders is opened.
 std::vector<std::string> TreeLines(const std::string& path, const TreeAspects& aspects = {});
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

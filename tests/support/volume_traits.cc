@@ -9,18 +9,18 @@
 #include <array>
 #include <filesystem>
 
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "tests/support/access_list.h"
-#include "tests/support/copying.h"
+#include "tests/support/file_operations.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr uid_t kOther = 4711;
 constexpr int64_t kSomeDate = 1236164646;
 
-void TryHoles(const std::string& path, VolumeTraits* traits) {
+void ProbeHoles(const std::string& path, VolumeTraits* traits) {
   constexpr off_t kSize = 8 << 20;
   const UniqueFd file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   struct stat info = {};
@@ -28,11 +28,11 @@ void TryHoles(const std::string& path, VolumeTraits* traits) {
                       pwrite(file.get(), "x", 1, kSize - 1) == 1 && fsync(file.get()) == 0 &&
                       fstat(file.get(), &info) == 0;
   traits->hasHoles = isMade && info.st_blocks * 512 < kSize / 2;
-  traits->tellsHoles = isMade && lseek(file.get(), 0, SEEK_DATA) > 0;
+  traits->reportsHoles = isMade && lseek(file.get(), 0, SEEK_DATA) > 0;
 }
 
 // As a copy finds it: among those that are listed.
-bool HoldsAttribute(const std::string& path, const std::string& name, const std::string& value) {
+bool KeepsAttribute(const std::string& path, const std::string& name, const std::string& value) {
   if (!SetAttribute(path, name, value) || AttributeAt(path, name) != value) return false;
   std::string names(65536, '\0');
   const ssize_t size = llistxattr(path.c_str(), names.data(), names.size());
@@ -40,7 +40,7 @@ bool HoldsAttribute(const std::string& path, const std::string& name, const std:
   return ('\0' + names).find('\0' + name + '\0') != std::string::npos;
 }
 
-bool TakesName(const std::string& path) {
+bool AcceptsName(const std::string& path) {
   const UniqueFd file(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   return static_cast<bool>(file) &&
          NamesIn(std::filesystem::path(path).parent_path().string()) ==
@@ -48,45 +48,45 @@ bool TakesName(const std::string& path) {
 }
 
 // Of a link itself.
-bool HoldsDate(const std::string& path, const timespec& date) {
+bool KeepsDate(const std::string& path, const timespec& date) {
   const std::array<timespec, 2> times = {date, date};
   if (utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) != 0) return false;
-  const timespec held = InfoAt(path).st_mtim;
+  const timespec held = LstatAt(path).st_mtim;
   return held.tv_sec == date.tv_sec && held.tv_nsec == date.tv_nsec;
 }
 
-bool LeadsTo(const std::string& link, const std::string& target) {
+bool LinkPointsTo(const std::string& link, const std::string& target) {
   std::array<char, 4096> text = {};
   const ssize_t size = readlink(link.c_str(), text.data(), text.size());
   return size >= 0 && std::string(text.data(), static_cast<size_t>(size)) == target;
 }
 
-void TryLinks(const TemporaryFolder& ground, VolumeTraits* traits) {
+void ProbeLinks(const TemporaryFolder& ground, VolumeTraits* traits) {
   const std::string file = ground / "file";
   const std::string hard = ground / "hard";
   traits->hasHardLinks =
-      link(file.c_str(), hard.c_str()) == 0 && InfoAt(file).st_ino == InfoAt(hard).st_ino;
+      link(file.c_str(), hard.c_str()) == 0 && LstatAt(file).st_ino == LstatAt(hard).st_ino;
   const std::string symbolic = ground / "symbolic";
   if (symlink("nowhere", symbolic.c_str()) != 0) return;
   traits->hasSymbolicLinks = true;
-  traits->hasLinksAnywhere =
-      symlink("../nowhere", (ground / "up").c_str()) == 0 && LeadsTo(ground / "up", "../nowhere");
-  traits->hasDatesOfLinks = HoldsDate(symbolic, {kSomeDate, 0});
+  traits->takesAnyLinkTarget = symlink("../nowhere", (ground / "up").c_str()) == 0 &&
+                               LinkPointsTo(ground / "up", "../nowhere");
+  traits->hasDatesOfLinks = KeepsDate(symbolic, {kSomeDate, 0});
 }
 
-bool HoldsMode(const std::string& path) {
+bool KeepsMode(const std::string& path) {
   struct stat info = {};
   return chmod(path.c_str(), 0641) == 0 && stat(path.c_str(), &info) == 0 &&
          (info.st_mode & 07777U) == 0641;
 }
 
-bool HoldsOwner(const std::string& path) {
+bool KeepsOwner(const std::string& path) {
   struct stat info = {};
   return chown(path.c_str(), kOther, kOther) == 0 && stat(path.c_str(), &info) == 0 &&
          info.st_uid == kOther;
 }
 
-bool HoldsMaker(const std::string& folder) {
+bool OwnsWhatItCreates(const std::string& folder) {
   constexpr uid_t kOrdinaryId = 65534;
   const std::string path = folder + "/made";
   const uid_t user = geteuid() == 0 ? kOrdinaryId : geteuid();
@@ -103,27 +103,27 @@ bool HoldsMaker(const std::string& folder) {
 
 }  // namespace
 
-VolumeTraits TryVolume(const std::string& folder) {
+VolumeTraits ProbeVolume(const std::string& folder) {
   VolumeTraits traits;
   const TemporaryFolder ground(folder);
   const std::string file = ground / "file";
   WriteFile(file, "x");
-  TryLinks(ground, &traits);
+  ProbeLinks(ground, &traits);
   traits.hasSpecialFiles = mkfifo((ground / "fifo").c_str(), 0600) == 0;
-  traits.hasModes = HoldsMode(file);
-  traits.hasMakers = HoldsMaker(ground.path());
-  traits.hasFineDates = HoldsDate(file, {kSomeDate, 123456789});
-  traits.hasAttributes = HoldsAttribute(file, "user.tessary.test", "value");
-  traits.hasAccessLists = HoldsAttribute(file, kAccessListAttribute, AccessListWithUser(kOther));
-  traits.hasCapabilities = HoldsAttribute(file, kCapabilityAttribute, SomeCapability());
-  traits.hasOwners = HoldsOwner(file);
-  TryHoles(ground / "hole", &traits);
+  traits.hasModes = KeepsMode(file);
+  traits.ownsWhatItCreates = OwnsWhatItCreates(ground.path());
+  traits.hasNanosecondDates = KeepsDate(file, {kSomeDate, 123456789});
+  traits.hasAttributes = KeepsAttribute(file, "user.tessary.test", "value");
+  traits.hasAccessLists = KeepsAttribute(file, kAccessListAttribute, AccessListWithUser(kOther));
+  traits.hasFileCapabilities = KeepsAttribute(file, kCapabilityAttribute, MakeFileCapability());
+  traits.hasOwners = KeepsOwner(file);
+  ProbeHoles(ground / "hole", &traits);
   MakeFolder(ground / "bytes");
-  traits.hasByteNames = TakesName(ground / "bytes/\xff:*\n");
+  traits.takesAnyNameBytes = AcceptsName(ground / "bytes/\xff:*\n");
   MakeFolder(ground / "case");
   WriteFile(ground / "case/a");
-  traits.hasCase = !Exists(ground / "case/A");
+  traits.isCaseSensitive = !Exists(ground / "case/A");
   return traits;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

@@ -16,13 +16,13 @@
 #include <sstream>
 #include <thread>
 
+#include "platform/linux/catalog/capabilities.h"
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/volume.h"
-#include "platform/linux/catalog/volume_memory.h"
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "tests/support/tool.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 constexpr char kMemory[] = "/dev/shm";
@@ -42,7 +42,7 @@ bool IsOnOtherVolume(const std::string& path, const std::string& parent) {
 }
 
 // The command that makes the file system, in the image that is named behind it.
-std::vector<std::string> MakerOf(VolumeKind kind) {
+std::vector<std::string> MkfsCommandFor(VolumeKind kind) {
   switch (kind) {
     case VolumeKind::kExt4:
       return {"mkfs.ext4", "-q", "-F"};
@@ -95,7 +95,7 @@ std::string NameOf(VolumeKind kind) {
   return {};
 }
 
-bool EnterMountNamespace(std::string* whyNot) {
+bool EnterMountNamespace(std::string* reason) {
   static int gError = -1;
   if (gError < 0) {
     const bool isEntered =
@@ -105,24 +105,24 @@ bool EnterMountNamespace(std::string* whyNot) {
     // mounted from here on.
     Catalog::Get().folders().ReleaseTo(0);
   }
-  if (gError != 0) *whyNot = std::string("no mount namespace: ") + std::strerror(gError);
+  if (gError != 0) *reason = std::string("no mount namespace: ") + std::strerror(gError);
   return gError == 0;
 }
 
 ScratchVolume::ScratchVolume(VolumeKind kind, const std::string& options, int megabytes)
-    : kind_(kind), ground_(std::make_unique<TemporaryFolder>()) {
+    : kind_(kind), scratch_(std::make_unique<TemporaryFolder>()) {
   Prepare(options, megabytes);
   // It may have the device number of one that is gone.
   ForgetVolumes();
-  ForgetLacks();
-  if (!isThere_) {
+  ForgetProbeResults();
+  if (!isAvailable_) {
     Unmount();
     return;
   }
   // The folders around it are made for their maker alone.
-  (void)chmod(ground_->path().c_str(), 0777);
+  (void)chmod(scratch_->path().c_str(), 0777);
   // Those who read only have no place for trying.
-  if (access(path_.c_str(), W_OK) == 0) traits_ = TryVolume(path_);
+  if (access(path_.c_str(), W_OK) == 0) traits_ = ProbeVolume(path_);
 }
 
 ScratchVolume::~ScratchVolume() { Unmount(); }
@@ -130,55 +130,55 @@ ScratchVolume::~ScratchVolume() { Unmount(); }
 void ScratchVolume::Prepare(const std::string& options, int megabytes) {
   switch (kind_) {
     case VolumeKind::kOwn:
-      path_ = ground_->path();
-      isThere_ = true;
+      path_ = scratch_->path();
+      isAvailable_ = true;
       return;
     case VolumeKind::kTmpfs:
-      isThere_ = PrepareTmpfs(options);
+      isAvailable_ = PrepareTmpfs(options);
       return;
     case VolumeKind::kExt4:
     case VolumeKind::kXfs:
     case VolumeKind::kBtrfs:
     case VolumeKind::kExfat:
     case VolumeKind::kNtfs:
-      isThere_ = MakeImage(MakerOf(kind_), megabytes) && MountImage(options);
+      isAvailable_ = MakeImage(MkfsCommandFor(kind_), megabytes) && MountImage(options);
       return;
     case VolumeKind::kOverlay:
-      isThere_ = MountOverlay(options);
+      isAvailable_ = MountOverlay(options);
       return;
     case VolumeKind::kBindfs:
-      isThere_ = MountBindfs(options);
+      isAvailable_ = MountBindfs(options);
       return;
     case VolumeKind::kSshfs:
-      isThere_ = MountSshfs(options);
+      isAvailable_ = MountSshfs(options);
       return;
   }
 }
 
-bool ScratchVolume::Refuse(const std::string& why) {
-  whyNot_ = FirstLine(why);
+bool ScratchVolume::SetUnavailable(const std::string& why) {
+  unavailableReason_ = FirstLine(why);
   return false;
 }
 
-bool ScratchVolume::Succeeds(const std::vector<std::string>& command) {
+bool ScratchVolume::RunCommand(const std::vector<std::string>& command) {
   const ToolResult result = RunTool(command);
   if (result.status == 0) return true;
-  if (result.status == 127) return Refuse(command[0] + " is not installed");
-  return Refuse(command[0] + ": " + result.output);
+  if (result.status == 127) return SetUnavailable(command[0] + " is not installed");
+  return SetUnavailable(command[0] + ": " + result.output);
 }
 
-bool ScratchVolume::IsAllowed() { return EnterMountNamespace(&whyNot_); }
+bool ScratchVolume::CanMount() { return EnterMountNamespace(&unavailableReason_); }
 
 // Makes the mount point, a folder "mount" that nobody but the mount makes use of.
 std::string ScratchVolume::MakeMountPoint() const {
-  const std::string point = *ground_ / "mount";
+  const std::string point = *scratch_ / "mount";
   MakeFolder(point);
   return point;
 }
 
 // On a volume of our own the work is done in a folder, so that what a file system puts at its top
 // is in nobody's way.
-bool ScratchVolume::UseMount(const std::string& mountPoint) {
+bool ScratchVolume::UseMountPoint(const std::string& mountPoint) {
   mountPoint_ = mountPoint;
   path_ = mountPoint + "/work";
   // One that is mounted read-only has only its top.
@@ -189,75 +189,77 @@ bool ScratchVolume::UseMount(const std::string& mountPoint) {
 
 bool ScratchVolume::PrepareTmpfs(const std::string& options) {
   if (options.empty() && IsTmpfs(kMemory) && access(kMemory, W_OK) == 0) {
-    ground_ = std::make_unique<TemporaryFolder>(kMemory);
-    path_ = ground_->path();
+    scratch_ = std::make_unique<TemporaryFolder>(kMemory);
+    path_ = scratch_->path();
     return true;
   }
-  if (!IsAllowed()) return false;
+  if (!CanMount()) return false;
   const std::string point = MakeMountPoint();
   const std::string wanted = options.empty() ? "mode=0777" : options;
-  return Succeeds({"mount", "-t", "tmpfs", "-o", wanted, "tmpfs", point}) && UseMount(point);
+  return RunCommand({"mount", "-t", "tmpfs", "-o", wanted, "tmpfs", point}) && UseMountPoint(point);
 }
 
 bool ScratchVolume::MakeImage(std::vector<std::string> maker, int megabytes) {
-  if (!IsAllowed()) return false;
-  image_ = *ground_ / "image";
+  if (!CanMount()) return false;
+  image_ = *scratch_ / "image";
   WriteFile(image_);
   if (truncate(image_.c_str(), static_cast<off_t>(megabytes) << 20) != 0) {
-    return Refuse(std::string("no room for the image: ") + std::strerror(errno));
+    return SetUnavailable(std::string("no room for the image: ") + std::strerror(errno));
   }
   maker.push_back(image_);
-  return Succeeds(maker);
+  return RunCommand(maker);
 }
 
 bool ScratchVolume::MountImage(const std::string& options) {
   const std::string point = MakeMountPoint();
   if (kind_ != VolumeKind::kExfat && kind_ != VolumeKind::kNtfs) {
     const std::string wanted = options.empty() ? "loop" : "loop," + options;
-    return Succeeds({"mount", "-t", NameOf(kind_), "-o", wanted, image_, point}) && UseMount(point);
+    return RunCommand({"mount", "-t", NameOf(kind_), "-o", wanted, image_, point}) &&
+           UseMountPoint(point);
   }
   // These drivers want a real device to be what they are for a user who plugs in a disk.
   const ToolResult device = RunTool({"losetup", "--find", "--show", image_});
-  if (device.status != 0) return Refuse("losetup: " + device.output);
+  if (device.status != 0) return SetUnavailable("losetup: " + device.output);
   loopDevice_ = FirstLine(device.output);
   const std::string wanted = options.empty() ? "allow_other" : "allow_other," + options;
   const std::vector<std::string> driver =
       kind_ == VolumeKind::kExfat
           ? std::vector<std::string>{"mount.exfat-fuse", "-d", "-o", wanted, loopDevice_, point}
           : std::vector<std::string>{"ntfs-3g", "-o", "no_detach," + wanted, loopDevice_, point};
-  if (!StartDriver(driver, point)) return false;
+  if (!StartFuseDriver(driver, point)) return false;
   // It goes with its driver, even where this process does not live to see to it.
   if (RunTool({"losetup", "--detach", loopDevice_}).status == 0) loopDevice_.clear();
   return true;
 }
 
 bool ScratchVolume::MountBindfs(const std::string& options) {
-  if (!IsAllowed()) return false;
-  const std::string below = MakeFolderBelow();
+  if (!CanMount()) return false;
+  const std::string below = MakeBackingFolder();
   const std::string point = MakeMountPoint();
   std::vector<std::string> command = {"bindfs", "-f"};
   if (!options.empty()) command.insert(command.end(), {"-o", options});
   command.insert(command.end(), {below, point});
-  return StartDriver(command, point);
+  return StartFuseDriver(command, point);
 }
 
 // The server is started by the driver itself, on this machine and without a network.
 bool ScratchVolume::MountSshfs(const std::string& options) {
   constexpr char kServer[] = "/usr/lib/openssh/sftp-server";
-  if (!IsAllowed()) return false;
-  if (access(kServer, X_OK) != 0) return Refuse(std::string(kServer) + " is not installed");
-  const std::string starter = *ground_ / "starter";
+  if (!CanMount()) return false;
+  if (access(kServer, X_OK) != 0) return SetUnavailable(std::string(kServer) + " is not installed");
+  const std::string starter = *scratch_ / "starter";
   WriteFile(starter, std::string("#!/bin/sh\nexec ") + kServer + "\n");
   (void)chmod(starter.c_str(), 0755);
   const std::string point = MakeMountPoint();
   std::string wanted = "allow_other,default_permissions,ssh_command=" + starter;
   if (!options.empty()) wanted += "," + options;
-  return StartDriver({"sshfs", "-f", "-o", wanted, "here:" + MakeFolderBelow(), point}, point);
+  return StartFuseDriver({"sshfs", "-f", "-o", wanted, "here:" + MakeBackingFolder(), point},
+                         point);
 }
 
 // What a driver shows that has no image.
-std::string ScratchVolume::MakeFolderBelow() const {
-  const std::string below = *ground_ / "below";
+std::string ScratchVolume::MakeBackingFolder() const {
+  const std::string below = *scratch_ / "below";
   MakeFolder(below);
   (void)chmod(below.c_str(), 0777);
   return below;
@@ -265,10 +267,10 @@ std::string ScratchVolume::MakeFolderBelow() const {
 
 // Over folders in memory, as an overlay cannot lie over another.
 bool ScratchVolume::MountOverlay(const std::string& options) {
-  if (!IsAllowed()) return false;
-  const std::string layers = *ground_ / "layers";
+  if (!CanMount()) return false;
+  const std::string layers = *scratch_ / "layers";
   MakeFolder(layers);
-  if (!Succeeds({"mount", "-t", "tmpfs", "-o", "mode=0777", "tmpfs", layers})) return false;
+  if (!RunCommand({"mount", "-t", "tmpfs", "-o", "mode=0777", "tmpfs", layers})) return false;
   layers_ = layers;
   std::string wanted;
   for (const std::string layer : {"lower", "upper", "work"}) {
@@ -278,24 +280,26 @@ bool ScratchVolume::MountOverlay(const std::string& options) {
   wanted += options;
   if (wanted.ends_with(',')) wanted.pop_back();
   const std::string point = MakeMountPoint();
-  return Succeeds({"mount", "-t", "overlay", "-o", wanted, "overlay", point}) && UseMount(point);
+  return RunCommand({"mount", "-t", "overlay", "-o", wanted, "overlay", point}) &&
+         UseMountPoint(point);
 }
 
-bool ScratchVolume::StartDriver(const std::vector<std::string>& command, const std::string& point) {
+bool ScratchVolume::StartFuseDriver(const std::vector<std::string>& command,
+                                    const std::string& point) {
   driver_ = StartTool(command);
   constexpr int kTries = 500;
   for (int i = 0; i < kTries; ++i) {
-    if (IsOnOtherVolume(point, ground_->path())) return UseMount(point);
+    if (IsOnOtherVolume(point, scratch_->path())) return UseMountPoint(point);
     int status = 0;
     if (waitpid(driver_, &status, WNOHANG) == driver_) {
       driver_ = -1;
       const bool isMissing = WIFEXITED(status) && WEXITSTATUS(status) == 127;
-      return Refuse(command[0] + (isMissing ? " is not installed" : " could not mount"));
+      return SetUnavailable(command[0] + (isMissing ? " is not installed" : " could not mount"));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   mountPoint_ = point;
-  return Refuse(command[0] + " took too long");
+  return SetUnavailable(command[0] + " took too long");
 }
 
 void ScratchVolume::Unmount() {
@@ -320,4 +324,4 @@ std::string ScratchVolume::TypeName() const {
   return type == "ext2/ext3" ? "ext4" : type;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

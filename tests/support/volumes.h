@@ -12,7 +12,7 @@
 // Volumes of many kinds for tests to work on. What has to be mounted is mounted in a mount
 // namespace that this process enters for it, so that nobody else sees it and nothing outlives the
 // process.
-namespace tessary::testing {
+namespace tessary::test {
 
 enum class VolumeKind {
   kOwn,      // whatever the tests' temporary folder lies on
@@ -44,8 +44,8 @@ class ScratchVolume {
   ScratchVolume(const ScratchVolume&) = delete;
   ScratchVolume& operator=(const ScratchVolume&) = delete;
 
-  bool IsThere() const { return isThere_; }
-  const std::string& WhyNot() const { return whyNot_; }
+  bool IsAvailable() const { return isAvailable_; }
+  const std::string& UnavailableReason() const { return unavailableReason_; }
 
   VolumeKind kind() const { return kind_; }
 
@@ -63,36 +63,36 @@ class ScratchVolume {
 
  private:
   void Prepare(const std::string& options, int megabytes);
-  bool Refuse(const std::string& why);
-  bool Succeeds(const std::vector<std::string>& command);
-  bool IsAllowed();
+  bool SetUnavailable(const std::string& why);
+  bool RunCommand(const std::vector<std::string>& command);
+  bool CanMount();
   std::string MakeMountPoint() const;
-  bool UseMount(const std::string& mountPoint);
+  bool UseMountPoint(const std::string& mountPoint);
   bool PrepareTmpfs(const std::string& options);
   bool MakeImage(std::vector<std::string> maker, int megabytes);
   bool MountImage(const std::string& options);
   bool MountBindfs(const std::string& options);
   bool MountSshfs(const std::string& options);
-  std::string MakeFolderBelow() const;
+  std::string MakeBackingFolder() const;
   bool MountOverlay(const std::string& options);
-  bool StartDriver(const std::vector<std::string>& command, const std::string& point);
+  bool StartFuseDriver(const std::vector<std::string>& command, const std::string& point);
   void Unmount();
 
   VolumeKind kind_;
-  std::unique_ptr<TemporaryFolder> ground_;  // the mount point, the image and what else it needs
-  std::string mountPoint_;                   // empty where nothing is mounted
-  std::string layers_;                       // where an overlay's folders lie
+  std::unique_ptr<TemporaryFolder> scratch_;  // the mount point, the image and what else it needs
+  std::string mountPoint_;                    // empty where nothing is mounted
+  std::string layers_;                        // where an overlay's folders lie
   std::string image_;
   std::string loopDevice_;  // where it is not the mount that lets it go
   pid_t driver_ = -1;
   std::string path_;
-  bool isThere_ = false;
-  std::string whyNot_;
+  bool isAvailable_ = false;
+  std::string unavailableReason_;
   VolumeTraits traits_;
 };
 
 // Has this process mount for itself alone from here on. False, with the reason, where it may not.
 // The first time, references that lead through interned folders designate nothing any more.
-bool EnterMountNamespace(std::string* whyNot);
+bool EnterMountNamespace(std::string* reason);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

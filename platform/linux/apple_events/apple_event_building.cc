@@ -14,7 +14,7 @@ namespace {
 using Code = AEBuildErrorCode;
 
 // Deeper than any text has a reason to go, and shallow enough for the stack.
-constexpr int kMostNested = 32;
+constexpr int kMaxNesting = 32;
 
 AEDesc MakeDesc(DescType type, const void* data, size_t size) {
   AEDesc desc;
@@ -66,14 +66,14 @@ AppleEvent MakeEvent(AEEventClass eventClass, AEEventID eventID, AEDesc target, 
 
 bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool IsWhitespace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 bool IsPunctuation(char c) { return std::string_view("@(){}:,'").find(c) != std::string::npos; }
 
 // Reads a parameter text from its start to its end, once. A method that answers false or none has
 // noted the error.
-class ParameterText {
+class ParameterParser {
  public:
-  ParameterText(std::string_view text, std::span<const AEDesc* const> substitutes)
+  ParameterParser(std::string_view text, std::span<const AEDesc* const> substitutes)
       : text_(text), substitutes_(substitutes) {}
 
   bool ReadParameters(AppleEvent* event) {
@@ -83,7 +83,7 @@ class ParameterText {
   }
 
   // Whether each substitute found its place, and each place its substitute.
-  bool AreSubstitutesUsedUp() const { return used_ == substitutes_.size(); }
+  bool UsedAllSubstitutes() const { return used_ == substitutes_.size(); }
 
   const AEBuildError& error() const { return error_; }
 
@@ -92,10 +92,11 @@ class ParameterText {
   bool Fail(Code code) {
     if (IsAtEnd()) {
       code = Code::aeBuildSyntaxBadEOF;
-    } else if (!IsLetter(text_[at_]) && !IsDigit(text_[at_]) && !IsPunctuation(text_[at_])) {
+    } else if (!IsLetter(text_[position_]) && !IsDigit(text_[position_]) &&
+               !IsPunctuation(text_[position_])) {
       code = Code::aeBuildSyntaxBadToken;
     }
-    return FailAt(at_, code);
+    return FailAt(position_, code);
   }
 
   bool FailAt(size_t position, Code code) {
@@ -103,20 +104,20 @@ class ParameterText {
     return false;
   }
 
-  void SkipBlanks() {
-    while (at_ < text_.size() && IsBlank(text_[at_])) ++at_;
+  void SkipWhitespace() {
+    while (position_ < text_.size() && IsWhitespace(text_[position_])) ++position_;
   }
 
   bool IsAtEnd() {
-    SkipBlanks();
-    return at_ == text_.size();
+    SkipWhitespace();
+    return position_ == text_.size();
   }
 
-  bool IsNext(char c) { return !IsAtEnd() && text_[at_] == c; }
+  bool IsNext(char c) { return !IsAtEnd() && text_[position_] == c; }
 
   bool Take(char c) {
     if (!IsNext(c)) return false;
-    ++at_;
+    ++position_;
     return true;
   }
 
@@ -130,7 +131,7 @@ class ParameterText {
 
   const std::string_view text_;
   const std::span<const AEDesc* const> substitutes_;
-  size_t at_ = 0;
+  size_t position_ = 0;
   size_t used_ = 0;
   AEBuildError error_;
 };
@@ -144,41 +145,42 @@ uint32_t CodeOf(std::string_view characters) {
   return code;
 }
 
-std::optional<uint32_t> ParameterText::ReadQuotedCode() {
-  const size_t start = at_ + 1;
+std::optional<uint32_t> ParameterParser::ReadQuotedCode() {
+  const size_t start = position_ + 1;
   const size_t end = text_.find('\'', start);
   if (end == std::string_view::npos) {
-    FailAt(at_, Code::aeBuildSyntaxMissingQuote);
+    FailAt(position_, Code::aeBuildSyntaxMissingQuote);
     return std::nullopt;
   }
   if (end - start != 4) {
-    FailAt(at_, Code::aeBuildSyntaxBadData);
+    FailAt(position_, Code::aeBuildSyntaxBadData);
     return std::nullopt;
   }
-  at_ = end + 1;
+  position_ = end + 1;
   return CodeOf(text_.substr(start, 4));
 }
 
 // `missing` is the error where there is none.
-std::optional<uint32_t> ParameterText::ReadCode(Code missing) {
+std::optional<uint32_t> ParameterParser::ReadCode(Code missing) {
   if (IsNext('\'')) return ReadQuotedCode();
-  if (IsAtEnd() || !IsLetter(text_[at_])) {
+  if (IsAtEnd() || !IsLetter(text_[position_])) {
     Fail(missing);
     return std::nullopt;
   }
-  const size_t start = at_;
-  while (at_ < text_.size() && (IsLetter(text_[at_]) || IsDigit(text_[at_]))) ++at_;
-  if (at_ - start > 4) {
+  const size_t start = position_;
+  while (position_ < text_.size() && (IsLetter(text_[position_]) || IsDigit(text_[position_])))
+    ++position_;
+  if (position_ - start > 4) {
     FailAt(start, Code::aeBuildSyntaxBadData);
     return std::nullopt;
   }
-  return CodeOf(text_.substr(start, at_ - start));
+  return CodeOf(text_.substr(start, position_ - start));
 }
 
-bool ParameterText::ReadFields(AEDesc* record, int depth) {
+bool ParameterParser::ReadFields(AEDesc* record, int depth) {
   do {
-    SkipBlanks();
-    const size_t start = at_;
+    SkipWhitespace();
+    const size_t start = position_;
     const std::optional<AEKeyword> keyword = ReadCode(Code::aeBuildSyntaxNoKey);
     if (!keyword) return false;
     if (HasKeyword(*record, *keyword)) return FailAt(start, Code::aeBuildSyntaxNoKey);
@@ -190,8 +192,8 @@ bool ParameterText::ReadFields(AEDesc* record, int depth) {
   return true;
 }
 
-bool ParameterText::ReadValue(AEDesc* value, int depth) {
-  if (depth == kMostNested) return FailAt(at_, Code::aeBuildSyntaxBadDesc);
+bool ParameterParser::ReadValue(AEDesc* value, int depth) {
+  if (depth == kMaxNesting) return FailAt(position_, Code::aeBuildSyntaxBadDesc);
   if (Take('@')) {
     Substitute(value);
     return true;
@@ -207,7 +209,7 @@ bool ParameterText::ReadValue(AEDesc* value, int depth) {
 }
 
 // What a type stands before is a code, and what none stands before a substitute.
-bool ParameterText::ReadParenthesis(std::optional<DescType> type, AEDesc* value) {
+bool ParameterParser::ReadParenthesis(std::optional<DescType> type, AEDesc* value) {
   if (!Take('(')) return Fail(Code::aeBuildSyntaxBadDesc);
   if (type) {
     const std::optional<uint32_t> code = ReadCode(Code::aeBuildSyntaxBadData);
@@ -220,7 +222,7 @@ bool ParameterText::ReadParenthesis(std::optional<DescType> type, AEDesc* value)
   return Take(')') || Fail(Code::aeBuildSyntaxNoCloseParen);
 }
 
-bool ParameterText::ReadRecord(DescType type, AEDesc* value, int depth) {
+bool ParameterParser::ReadRecord(DescType type, AEDesc* value, int depth) {
   if (!Take('{')) return Fail(Code::aeBuildSyntaxBadDesc);
   *value = MakeRecord(type);
   if (Take('}')) return true;
@@ -229,12 +231,12 @@ bool ParameterText::ReadRecord(DescType type, AEDesc* value, int depth) {
 }
 
 // A place without a substitute is counted, so that it shows in the end.
-void ParameterText::Substitute(AEDesc* value) {
+void ParameterParser::Substitute(AEDesc* value) {
   if (used_ < substitutes_.size()) *value = *substitutes_[used_];
   ++used_;
 }
 
-bool HasNone(std::initializer_list<const AEDesc*> descs) {
+bool HasNullDesc(std::initializer_list<const AEDesc*> descs) {
   for (const AEDesc* desc : descs) {
     if (desc == nullptr) return true;
   }
@@ -276,18 +278,18 @@ Status AEBuildAppleEvent(AEEventClass eventClass, AEEventID eventID, DescType ad
                          AETransactionID transactionID, std::string_view text,
                          std::initializer_list<const AEDesc*> substitutes, AppleEvent* event,
                          AEBuildError* error) {
-  if (event == nullptr || HasNone(substitutes)) return paramErr;
+  if (event == nullptr || HasNullDesc(substitutes)) return paramErr;
   if (addressData == nullptr && addressLength > 0) return paramErr;
   try {
     AppleEvent made =
         MakeEvent(eventClass, eventID, MakeDesc(addressType, addressData, addressLength), returnID,
                   transactionID);
-    ParameterText parameters(text, substitutes);
+    ParameterParser parameters(text, substitutes);
     if (!parameters.ReadParameters(&made)) {
       if (error != nullptr) *error = parameters.error();
       return errAEBuildSyntaxError;
     }
-    if (!parameters.AreSubstitutesUsedUp()) return paramErr;
+    if (!parameters.UsedAllSubstitutes()) return paramErr;
     *event = std::move(made);
     return noErr;
   } catch (const std::bad_alloc&) {

@@ -53,7 +53,7 @@ Status MakeList(const AEDesc& item, AEDesc* result) {
   return status;
 }
 
-bool IsPair(const AEDesc& desc, DescType toType, DescType from, DescType to) {
+bool IsCoercion(const AEDesc& desc, DescType toType, DescType from, DescType to) {
   return desc.descriptorType == from && toType == to;
 }
 
@@ -63,15 +63,15 @@ Status Coerce(const AEDesc& desc, DescType toType, AEDesc* result) {
     *result = AEDesc(desc);
     return noErr;
   }
-  if (IsPair(desc, toType, typeUTF8Text, typeUnicodeText)) return MakeUtf16(desc, result);
-  if (IsPair(desc, toType, typeUnicodeText, typeUTF8Text)) return MakeUtf8(desc, result);
-  if (IsPair(desc, toType, typeSInt16, typeSInt32)) {
+  if (IsCoercion(desc, toType, typeUTF8Text, typeUnicodeText)) return MakeUtf16(desc, result);
+  if (IsCoercion(desc, toType, typeUnicodeText, typeUTF8Text)) return MakeUtf8(desc, result);
+  if (IsCoercion(desc, toType, typeSInt16, typeSInt32)) {
     return MakeNumber<int16_t, int32_t>(desc, toType, result);
   }
-  if (IsPair(desc, toType, typeSInt32, typeSInt16)) {
+  if (IsCoercion(desc, toType, typeSInt32, typeSInt16)) {
     return MakeNumber<int32_t, int16_t>(desc, toType, result);
   }
-  if (IsPair(desc, toType, typeAlias, typeFSRef)) return MakeRef(desc, result);
+  if (IsCoercion(desc, toType, typeAlias, typeFSRef)) return MakeRef(desc, result);
   if (toType == typeAEList && desc.form == AEDesc::Form::kBytes) return MakeList(desc, result);
   return errAECoercionFail;
 }

@@ -7,12 +7,12 @@
 namespace tessary {
 namespace {
 
-constexpr size_t kNowhere = static_cast<size_t>(-1);
+constexpr size_t kNotFound = static_cast<size_t>(-1);
 
-// The place of the item of that keyword, or kNowhere.
+// The place of the item of that keyword, or kNotFound.
 size_t FindKeyword(const std::vector<AEKeyDesc>& items, AEKeyword keyword) {
   const auto found = std::ranges::find(items, keyword, &AEKeyDesc::keyword);
-  return found == items.end() ? kNowhere : static_cast<size_t>(found - items.begin());
+  return found == items.end() ? kNotFound : static_cast<size_t>(found - items.begin());
 }
 
 // Puts the item at `place`, or after the last where that is not among them.
@@ -99,7 +99,7 @@ Status AEGetKeyDesc(const AEDesc& record, AEKeyword keyword, DescType desiredTyp
   if (value == nullptr) return paramErr;
   if (record.form != AEDesc::Form::kRecord) return errAEWrongDataType;
   const size_t place = FindKeyword(record.items, keyword);
-  if (place == kNowhere) return errAEDescNotFound;
+  if (place == kNotFound) return errAEDescNotFound;
   return AECoerceDesc(record.items[place].value, desiredType, value);
 }
 
@@ -114,7 +114,7 @@ Status AEGetAttributeDesc(const AppleEvent& event, AEKeyword keyword, DescType d
                           AEDesc* value) {
   if (value == nullptr) return paramErr;
   const size_t place = FindKeyword(event.attributes, keyword);
-  if (place == kNowhere) return errAEDescNotFound;
+  if (place == kNotFound) return errAEDescNotFound;
   return AECoerceDesc(event.attributes[place].value, desiredType, value);
 }
 

@@ -20,10 +20,10 @@ using Ticks = std::chrono::duration<int32_t, std::ratio<1, 60>>;
 constexpr Ticks kDefaultTimeout = std::chrono::minutes(1);
 
 // Between two looks for an answer, where no idle routine tells how long.
-constexpr int32_t kTicksWithoutIdle = 1;
+constexpr int32_t kDefaultPollTicks = 1;
 
 // An event under way. Its sender may have given up on it.
-struct Sent {
+struct PendingEvent {
   AppleEvent event;
   AppleEvent reply;
   bool isAnswered = false;
@@ -32,7 +32,7 @@ struct Sent {
 // An application and what was sent to it and has no answer, the oldest first.
 struct Application {
   AEAnswerer answerer;
-  std::deque<std::shared_ptr<Sent>> waiting = {};
+  std::deque<std::shared_ptr<PendingEvent>> waiting = {};
   bool isAnswering = false;
   bool isGone = false;
 };
@@ -47,11 +47,11 @@ std::map<uint32_t, ApplicationHandle>& Applications() {
 
 // Offers the application what waits for its answer, until it leaves one unanswered. An event that
 // it sends to itself meanwhile waits until it has answered.
-void OfferEvents(Application* application) {
+void DeliverPendingEvents(Application* application) {
   if (application->isAnswering) return;
   application->isAnswering = true;
   while (!application->isGone && !application->waiting.empty()) {
-    const std::shared_ptr<Sent> sent = application->waiting.front();
+    const std::shared_ptr<PendingEvent> sent = application->waiting.front();
     if (!application->answerer(sent->event, &sent->reply)) break;
     sent->isAnswered = true;
     application->waiting.pop_front();
@@ -106,18 +106,18 @@ void SleepTicks(int32_t ticks, const std::optional<Clock::time_point>& deadline)
   std::this_thread::sleep_until(deadline ? std::min(wake, *deadline) : wake);
 }
 
-Status WaitForAnswer(Application* application, const Sent& sent, int32_t timeoutTicks,
+Status WaitForAnswer(Application* application, const PendingEvent& sent, int32_t timeoutTicks,
                      AEIdleUPP idle) {
-  OfferEvents(application);
+  DeliverPendingEvents(application);
   const std::optional<Clock::time_point> deadline = Deadline(timeoutTicks);
   while (!sent.isAnswered) {
     if (application->isGone) return connectionInvalid;
     if (deadline && Clock::now() >= *deadline) return errAETimeout;
-    int32_t sleepTime = kTicksWithoutIdle;
+    int32_t sleepTime = kDefaultPollTicks;
     RgnHandle mouseRegion = nullptr;
     if (idle != nullptr && idle(&sleepTime, &mouseRegion)) return errAEWaitCanceled;
     SleepTicks(sleepTime, deadline);
-    OfferEvents(application);
+    DeliverPendingEvents(application);
   }
   return noErr;
 }
@@ -137,13 +137,13 @@ Status AESend(const AppleEvent& event, AppleEvent* reply, AESendMode mode, AESen
     ApplicationHandle application;
     Status status = FindApplication(event, &application);
     if (status != noErr) return status;
-    const auto sent = std::make_shared<Sent>();
+    const auto sent = std::make_shared<PendingEvent>();
     sent->event = AppleEvent(event);
     status = MakeReply(event, &sent->reply);
     if (status != noErr) return status;
     application->waiting.push_back(sent);
     if (mode == AESendMode::kAENoReply) {
-      OfferEvents(application.get());
+      DeliverPendingEvents(application.get());
       *reply = AppleEvent();
       return noErr;
     }

@@ -192,7 +192,7 @@ Status Answer(const AppleEvent& event, AppleEvent* reply) {
   return errAEEventNotHandled;
 }
 
-Status AnswerWithinMemory(const AppleEvent& event, AppleEvent* reply) {
+Status AnswerNoThrow(const AppleEvent& event, AppleEvent* reply) {
   try {
     return Answer(event, reply);
   } catch (const std::bad_alloc&) {
@@ -208,7 +208,7 @@ Status PutErrorNumber(Status error, AppleEvent* reply) {
 }
 
 bool AnswerEvent(const AppleEvent& event, AppleEvent* reply) {
-  const Status status = AnswerWithinMemory(event, reply);
+  const Status status = AnswerNoThrow(event, reply);
   if (status == noErr) return true;
   // Without memory for a number the event is left for the next look.
   return PutErrorNumber(status, reply) == noErr;

@@ -10,10 +10,10 @@
 #include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/catalog/place_attributes.h"
 #include "platform/linux/catalog/sidecar_data.h"
-#include "platform/linux/changes/attributes.h"
+#include "platform/linux/changes/copy_attributes.h"
+#include "platform/linux/descriptors/proc_fd_path.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/comment_forms.h"
-#include "platform/linux/process_path.h"
 #include "platform/managers/text.h"
 
 namespace tessary {
@@ -21,9 +21,9 @@ namespace {
 
 // The kernel asks for write permission even of the owner, who may give it: to a file or folder, and
 // not where the change of mode could cost a set-id bit.
-class WritePermission {
+class TemporaryWritePermission {
  public:
-  explicit WritePermission(const Place& place) : object_(OpenForAttributes(place)) {
+  explicit TemporaryWritePermission(const Place& place) : object_(OpenForAttributes(place)) {
     if (!object_) {
       // One that may not even be read is reached through /proc.
       isPath_ = true;
@@ -35,52 +35,51 @@ class WritePermission {
     if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) return;
     if ((info.st_mode & (S_IWUSR | S_ISUID | S_ISGID)) != 0) return;
     mode_ = info.st_mode & 07777;
-    isGiven_ = ChangeMode(mode_ | S_IWUSR) == 0;
+    isGranted_ = ChangeMode(mode_ | S_IWUSR) == 0;
   }
-  ~WritePermission() {
+  ~TemporaryWritePermission() {
     // Whoever could set it a moment ago can set it back.
-    if (isGiven_) (void)ChangeMode(mode_);
+    if (isGranted_) (void)ChangeMode(mode_);
   }
-  WritePermission(const WritePermission&) = delete;
-  WritePermission& operator=(const WritePermission&) = delete;
+  TemporaryWritePermission(const TemporaryWritePermission&) = delete;
+  TemporaryWritePermission& operator=(const TemporaryWritePermission&) = delete;
 
-  bool IsGiven() const { return isGiven_; }
+  bool IsGranted() const { return isGranted_; }
 
   int SetAttribute(const char* name, const std::string& value) const {
     if (!isPath_) return fsetxattr(object_.get(), name, value.data(), value.size(), 0);
     // The path is a link of the kernel's to the object that is held.
-    return setxattr(ProcessPathOf(object_.get()).c_str(), name, value.data(), value.size(), 0);
+    return setxattr(ProcFdPath(object_.get()).c_str(), name, value.data(), value.size(), 0);
   }
 
  private:
   int ChangeMode(mode_t mode) const {
-    return isPath_ ? chmod(ProcessPathOf(object_.get()).c_str(), mode)
-                   : fchmod(object_.get(), mode);
+    return isPath_ ? chmod(ProcFdPath(object_.get()).c_str(), mode) : fchmod(object_.get(), mode);
   }
 
   UniqueFd object_;
   bool isPath_ = false;
   mode_t mode_ = 0;
-  bool isGiven_ = false;
+  bool isGranted_ = false;
 };
 
-bool IsSet(const Place& place, const char* name, const std::string& value, int flags) {
+bool TrySetAttribute(const Place& place, const char* name, const std::string& value, int flags) {
   return SetAttribute(place, name, value.data(), value.size(), flags) == 0;
 }
 
 Status WriteAttribute(const Place& place, const char* name, const std::string& value) {
-  if (IsSet(place, name, value, 0)) return noErr;
+  if (TrySetAttribute(place, name, value, 0)) return noErr;
   const Status refusal = LastError();
   if (errno != EACCES) return refusal;
-  const WritePermission permission(place);
-  if (!permission.IsGiven()) return refusal;
+  const TemporaryWritePermission permission(place);
+  if (!permission.IsGranted()) return refusal;
   return permission.SetAttribute(name, value) == 0 ? noErr : LastError();
 }
 
 Status WriteOwnAttribute(const Place& place, const std::string& comment) {
   // A copy has none yet. What was moved has its comment already, and may be an item that can no
   // longer be written.
-  if (IsSet(place, kCommentAttribute, comment, XATTR_CREATE)) return noErr;
+  if (TrySetAttribute(place, kCommentAttribute, comment, XATTR_CREATE)) return noErr;
   std::optional<std::string> present;
   if (ReadComment(place, &present) == noErr && present == comment) return noErr;
   return WriteAttribute(place, kCommentAttribute, comment);
@@ -97,7 +96,7 @@ Status ReadMacAttributes(const Place& place, const AttributeNames& names, FoundC
   for (const CommentForm& form : kCommentForms) {
     if (!names.Has(form.attribute)) continue;
     std::optional<std::string> value;
-    const Status status = ReadAttribute(place, form.attribute, AtLink::kStay, &value);
+    const Status status = ReadAttribute(place, form.attribute, LinkHandling::kNoFollow, &value);
     if (status != noErr) return status;
     if (value) found->text = form.read(*value);
     found->origin = form.attribute;
@@ -121,7 +120,7 @@ Status UpdateMacAttributes(const Place& place, const std::u16string& comment, bo
   for (const CommentForm& form : kCommentForms) {
     if (!names.Has(form.attribute)) continue;
     std::optional<std::string> value;
-    Status status = ReadAttribute(place, form.attribute, AtLink::kStay, &value);
+    Status status = ReadAttribute(place, form.attribute, LinkHandling::kNoFollow, &value);
     if (status != noErr) return status;
     const auto replaced = value ? form.replace(*value, comment) : std::nullopt;
     if (!replaced) continue;
@@ -140,8 +139,8 @@ Status UpdateSidecar(const Place& place, const std::u16string& comment, bool* is
   *isAny = true;
   const Status status = RewriteSidecar(*sidecar, *data, *replaced);
   if (status != afpAccessDenied) return status;
-  const WritePermission permission(*sidecar);
-  return permission.IsGiven() ? RewriteSidecar(*sidecar, *data, *replaced) : status;
+  const TemporaryWritePermission permission(*sidecar);
+  return permission.IsGranted() ? RewriteSidecar(*sidecar, *data, *replaced) : status;
 }
 
 }  // namespace
@@ -153,7 +152,7 @@ Status ReadComment(const Place& place, std::optional<std::string>* comment, std:
   std::optional<std::string> text;
   std::string from = kCommentAttribute;
   if (names.Has(kCommentAttribute)) {
-    status = ReadAttribute(place, kCommentAttribute, AtLink::kStay, &text);
+    status = ReadAttribute(place, kCommentAttribute, LinkHandling::kNoFollow, &text);
     if (status != noErr) return status;
   }
   if (!text) {

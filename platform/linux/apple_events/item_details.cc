@@ -6,7 +6,7 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/catalog/finder_info.h"
-#include "platform/linux/catalog/sidecars.h"
+#include "platform/linux/catalog/sidecar_lookup.h"
 #include "platform/managers/text.h"
 
 namespace tessary {
@@ -48,12 +48,12 @@ void ReadDates(const Place& place, ItemDetails* details) {
 Status CopyItemDetails(const FSRef& ref, ItemDetails* details) {
   if (details == nullptr) return paramErr;
   const Reference reference = ReferenceOf(ref);
-  if (reference.parent != 0) LookForSidecars(reference.parent);
-  const Look* look = nullptr;
-  Status status = Catalog::Get().Ask(reference, &look);
+  if (reference.parent != 0) ScanForSidecars(reference.parent);
+  const CachedStat* cached = nullptr;
+  Status status = Catalog::Get().Stat(reference, &cached);
   if (status != noErr) return status;
-  const Place& place = look->place;
-  const NodeKind kind = KindOf(look->info);
+  const Place& place = cached->place;
+  const NodeKind kind = KindOf(cached->info);
   ItemDetails found;
   found.kind = ItemKindOf(kind);
   ExtendedFileInfo extended;
@@ -65,6 +65,6 @@ Status CopyItemDetails(const FSRef& ref, ItemDetails* details) {
   return noErr;
 }
 
-std::string TextOfInstant(const Timestamp& instant) { return FormatCreationDate(instant); }
+std::string FormatTimestamp(const Timestamp& instant) { return FormatCreationDate(instant); }
 
 }  // namespace tessary

@@ -13,29 +13,29 @@ namespace tessary {
 namespace {
 
 // What the step under way remembers of the very object that is asked about, or null.
-Look* LookAt(const Place& place, AtLink atLink) {
-  Look* look = Catalog::Get().step().Find(place);
-  if (look == nullptr || atLink == AtLink::kStay) return look;
-  return KindOf(look->info) == NodeKind::kLink ? nullptr : look;
+CachedStat* FindCachedStat(const Place& place, LinkHandling linkHandling) {
+  CachedStat* cached = Catalog::Get().statCache().Find(place);
+  if (cached == nullptr || linkHandling == LinkHandling::kNoFollow) return cached;
+  return KindOf(cached->info) == NodeKind::kLink ? nullptr : cached;
 }
 
 }  // namespace
 
-Status AttributeNames::Read(const Place& place, AtLink atLink) {
-  Look* look = LookAt(place, atLink);
-  if (look != nullptr && look->attributes) {
-    large_ = *look->attributes;
+Status AttributeNames::Read(const Place& place, LinkHandling linkHandling) {
+  CachedStat* cached = FindCachedStat(place, linkHandling);
+  if (cached != nullptr && cached->attributes) {
+    large_ = *cached->attributes;
     names_ = large_;
     return noErr;
   }
-  const Status status = List(place, atLink);
-  if (status == noErr && look != nullptr) look->attributes = names_;
+  const Status status = List(place, linkHandling);
+  if (status == noErr && cached != nullptr) cached->attributes = names_;
   return status;
 }
 
-Status AttributeNames::List(const Place& place, AtLink atLink) {
+Status AttributeNames::List(const Place& place, LinkHandling linkHandling) {
   names_ = {};
-  ssize_t size = ListAttributes(place, small_.data(), small_.size(), atLink);
+  ssize_t size = ListAttributes(place, small_.data(), small_.size(), linkHandling);
   if (size >= 0) {
     names_ = {small_.data(), static_cast<size_t>(size)};
     return noErr;
@@ -43,7 +43,7 @@ Status AttributeNames::List(const Place& place, AtLink atLink) {
   if (errno == ENOTSUP) return noErr;
   if (errno != ERANGE) return LastError();
   large_.resize(XATTR_LIST_MAX);
-  size = ListAttributes(place, large_.data(), large_.size(), atLink);
+  size = ListAttributes(place, large_.data(), large_.size(), linkHandling);
   if (size < 0) return LastError();
   names_ = std::string_view(large_).substr(0, static_cast<size_t>(size));
   return noErr;

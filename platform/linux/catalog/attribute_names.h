@@ -15,13 +15,13 @@ class AttributeNames {
  public:
   // Lists those of the object at a place, once in a step. noErr, also for a volume that has no
   // attributes; else what the file system reports, and then there are none.
-  Status Read(const Place& place, AtLink atLink = AtLink::kStay);
+  Status Read(const Place& place, LinkHandling linkHandling = LinkHandling::kNoFollow);
 
   bool IsEmpty() const { return names_.empty(); }
   bool Has(std::string_view name) const;
 
  private:
-  Status List(const Place& place, AtLink atLink);
+  Status List(const Place& place, LinkHandling linkHandling);
 
   std::array<char, 1024> small_;
   std::string large_;

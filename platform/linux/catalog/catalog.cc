@@ -4,20 +4,20 @@
 
 #include <utility>
 
+#include "platform/linux/descriptors/proc_fd_path.h"
 #include "platform/linux/errors.h"
-#include "platform/linux/process_path.h"
 
 namespace tessary {
 namespace {
 
-constexpr int kAskFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
+constexpr int kStatFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
 
 // The date of its last change too, which a run by date asks for next.
-constexpr unsigned kLookMask = kIdentityMask | STATX_MTIME;
+constexpr unsigned kStatMask = kIdentityMask | STATX_MTIME;
 
 }  // namespace
 
-std::string Place::ProcessPath() const { return ProcessPathOf(descriptor()) + "/" + name; }
+std::string Place::ProcessPath() const { return ProcFdPath(descriptor()) + "/" + name; }
 
 Catalog& Catalog::Get() {
   static Catalog catalog;
@@ -38,32 +38,32 @@ Status Catalog::Find(const Reference& reference, Place* place) {
   return folders_.Open(reference.parent, &place->folder);
 }
 
-Status Catalog::Ask(const Reference& reference, const Look** look) {
-  *look = step_.Find(reference.parent, names_.NameOf(reference));
-  if (*look == nullptr) return AskAnew(reference, look);
-  if (IsObjectOf(reference, (*look)->info)) return noErr;
-  *look = nullptr;
+Status Catalog::Stat(const Reference& reference, const CachedStat** cached) {
+  *cached = statCache_.Find(reference.parent, names_.NameOf(reference));
+  if (*cached == nullptr) return Restat(reference, cached);
+  if (IsObjectOf(reference, (*cached)->info)) return noErr;
+  *cached = nullptr;
   return fnfErr;
 }
 
-Status Catalog::AskAnew(const Reference& reference, const Look** look) {
-  *look = nullptr;
-  Look* room = step_.MakeRoom(reference.parent, names_.NameOf(reference));
-  const Status status = Find(reference, &room->place);
+Status Catalog::Restat(const Reference& reference, const CachedStat** cached) {
+  *cached = nullptr;
+  CachedStat* entry = statCache_.NewEntry(reference.parent, names_.NameOf(reference));
+  const Status status = Find(reference, &entry->place);
   if (status != noErr) return status;
-  const char* name = room->place.name.c_str();
-  if (statx(room->place.descriptor(), name, kAskFlags, kLookMask, &room->info) != 0) {
+  const char* name = entry->place.name.c_str();
+  if (statx(entry->place.descriptor(), name, kStatFlags, kStatMask, &entry->info) != 0) {
     return LastError();
   }
-  if (!IsObjectOf(reference, room->info)) return fnfErr;
-  step_.Keep(room, reference.parent);
-  *look = room;
+  if (!IsObjectOf(reference, entry->info)) return fnfErr;
+  statCache_.Commit(entry, reference.parent);
+  *cached = entry;
   return noErr;
 }
 
-bool Catalog::IsThere(const Reference& reference) {
-  const Look* look = nullptr;
-  return Ask(reference, &look) == noErr;
+bool Catalog::Exists(const Reference& reference) {
+  const CachedStat* cached = nullptr;
+  return Stat(reference, &cached) == noErr;
 }
 
 Status Catalog::OpenFolder(const Reference& reference, uint32_t* number, FolderHandle* handle) {
@@ -90,24 +90,25 @@ Reference Catalog::MakeReference(uint32_t folder, std::string_view name, const s
 
 Status Catalog::MakeRootReference(Reference* reference) {
   struct statx info = {};
-  if (statx(AT_FDCWD, "/", kAskFlags, kIdentityMask, &info) != 0) return LastError();
+  if (statx(AT_FDCWD, "/", kStatFlags, kIdentityMask, &info) != 0) return LastError();
   *reference = MakeReference(0, "", info);
   return noErr;
 }
 
 Status Catalog::LookUp(uint32_t folder, const std::string& name, Reference* reference) {
-  const Look* look = step_.Find(folder, name);
-  if (look == nullptr) {
-    Look* room = step_.MakeRoom(folder, name);
-    const Status status = folders_.Open(folder, &room->place.folder);
+  const CachedStat* cached = statCache_.Find(folder, name);
+  if (cached == nullptr) {
+    CachedStat* entry = statCache_.NewEntry(folder, name);
+    const Status status = folders_.Open(folder, &entry->place.folder);
     if (status != noErr) return status;
-    const int descriptor = room->place.descriptor();
-    if (statx(descriptor, name.c_str(), kAskFlags, kLookMask, &room->info) != 0) return LastError();
-    room->place.mayHaveSidecar = folders_.HasSidecars(folder);
-    step_.Keep(room, folder);
-    look = room;
+    const int descriptor = entry->place.descriptor();
+    if (statx(descriptor, name.c_str(), kStatFlags, kStatMask, &entry->info) != 0)
+      return LastError();
+    entry->place.mayHaveSidecar = folders_.HasSidecars(folder);
+    statCache_.Commit(entry, folder);
+    cached = entry;
   }
-  *reference = MakeReference(folder, name, look->info);
+  *reference = MakeReference(folder, name, cached->info);
   return noErr;
 }
 

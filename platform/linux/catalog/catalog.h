@@ -10,7 +10,7 @@
 #include "platform/linux/catalog/folder_table.h"
 #include "platform/linux/catalog/place.h"
 #include "platform/linux/catalog/reference.h"
-#include "platform/linux/catalog/step_memory.h"
+#include "platform/linux/catalog/stat_cache.h"
 
 namespace tessary {
 
@@ -21,7 +21,7 @@ class Catalog {
 
   NameTable& names() { return names_; }
   FolderTable& folders() { return folders_; }
-  StepMemory& step() { return step_; }
+  StatCache& statCache() { return statCache_; }
 
   // The place of the object of a reference, whatever is there now. Answers noErr, paramErr (the
   // all-zero reference), fnfErr (its folder has been released or replaced), else what opening the
@@ -30,16 +30,17 @@ class Catalog {
 
   // Looks at the object of a reference: where it is, what makes it the same object, and the date of
   // its last change. What has been seen of it in the step under way is not asked for again. Answers
-  // noErr, fnfErr (none there, or another object), else what Find or statx answers. `*look` belongs
-  // to the catalog and is valid until the next look at anything; null is written on failure.
-  Status Ask(const Reference& reference, const Look** look);
+  // noErr, fnfErr (none there, or another object), else what Find or statx answers. `*cached`
+  // belongs to the catalog and is valid until the next cached at anything; null is written on
+  // failure.
+  Status Stat(const Reference& reference, const CachedStat** cached);
 
   // The same, asked of the file system in any case: what is about to change an object looks whether
   // it still is the one that is meant.
-  Status AskAnew(const Reference& reference, const Look** look);
+  Status Restat(const Reference& reference, const CachedStat** cached);
 
   // True where the object of a reference is there, and still the one that it was made of.
-  bool IsThere(const Reference& reference);
+  bool Exists(const Reference& reference);
 
   // Opens the folder of a reference and tells its interned number. Answers noErr, errFSNotAFolder,
   // paramErr (the all-zero reference), else what opening it answers.
@@ -62,10 +63,10 @@ class Catalog {
   // Finishes the changes to items and their sidecars whose records lie in the folder open as
   // `folder`, and whose makers have died. How that is done is the affair of whoever changes
   // folders, who registers it.
-  using PairMender = void (*)(int folder);
-  void SetPairMender(PairMender mender) { mendPairs_ = mender; }
-  void MendPairs(int folder) const {
-    if (mendPairs_ != nullptr) mendPairs_(folder);
+  using SidecarRecoverer = void (*)(int folder);
+  void SetSidecarRecoverer(SidecarRecoverer mender) { recoverSidecars_ = mender; }
+  void RecoverSidecars(int folder) const {
+    if (recoverSidecars_ != nullptr) recoverSidecars_(folder);
   }
 
  private:
@@ -73,8 +74,8 @@ class Catalog {
 
   NameTable names_;
   FolderTable folders_;
-  PairMender mendPairs_ = nullptr;
-  StepMemory step_;
+  SidecarRecoverer recoverSidecars_ = nullptr;
+  StatCache statCache_;
 };
 
 }  // namespace tessary

@@ -10,8 +10,8 @@
 #include "platform/linux/catalog/file_spec.h"
 #include "platform/linux/catalog/finder_info.h"
 #include "platform/linux/catalog/names.h"
-#include "platform/linux/catalog/sidecars.h"
-#include "platform/linux/leftover_name.h"
+#include "platform/linux/catalog/sidecar_lookup.h"
+#include "platform/linux/catalog/temp_name.h"
 #include "platform/linux/mac_formats/apple_double.h"
 #include "platform/managers/file_manager.h"
 
@@ -46,15 +46,15 @@ Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatal
   if (whichInfo != kFSCatInfoNone && info == nullptr) return paramErr;
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(ref);
-  const bool isFinderAsked = (whichInfo & kFinderFields) != 0;
-  const Look* look = nullptr;
-  Status status = catalog.Ask(reference, &look);
+  const bool wantsFinderInfo = (whichInfo & kFinderFields) != 0;
+  const CachedStat* cached = nullptr;
+  Status status = catalog.Stat(reference, &cached);
   if (status != noErr) return status;
 
-  const struct statx& answer = look->info;
+  const struct statx& answer = cached->info;
   FSCatalogInfo found;
-  if (isFinderAsked) {
-    status = ReadFinderInfo(look->place, KindOf(answer), &found.finderInfo, &found.extFinderInfo);
+  if (wantsFinderInfo) {
+    status = ReadFinderInfo(cached->place, KindOf(answer), &found.finderInfo, &found.extFinderInfo);
     if (status != noErr) return status;
   }
   FSRef foundParent;
@@ -74,9 +74,9 @@ Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatal
   return noErr;
 }
 
-FSStep::FSStep() { Catalog::Get().step().Begin(); }
+FSStatCacheScope::FSStatCacheScope() { Catalog::Get().statCache().Begin(); }
 
-FSStep::~FSStep() { Catalog::Get().step().End(); }
+FSStatCacheScope::~FSStatCacheScope() { Catalog::Get().statCache().End(); }
 
 // What could not be looked at when it was listed counts as a special file.
 bool FSMayBeFolder(const FSRef& ref) {
@@ -84,9 +84,9 @@ bool FSMayBeFolder(const FSRef& ref) {
   return kind != NodeKind::kFile && kind != NodeKind::kLink;
 }
 
-bool FSIsFSRefValid(const FSRef& ref) { return Catalog::Get().IsThere(ReferenceOf(ref)); }
+bool FSIsFSRefValid(const FSRef& ref) { return Catalog::Get().Exists(ReferenceOf(ref)); }
 
-bool FSHasGoneAsExpected(const FSRef& ref) {
+bool FSIsDisappearanceExpected(const FSRef& ref) {
   constexpr size_t kPrefixSize = 2;
   Place place;
   if (Catalog::Get().Find(ReferenceOf(ref), &place) != noErr) return false;
@@ -96,7 +96,7 @@ bool FSHasGoneAsExpected(const FSRef& ref) {
            errno == ENOENT;
   };
   if (!isGone(place.name)) return false;
-  if (place.name.starts_with(kHiddenPrefix)) return true;
+  if (place.name.starts_with(kTempPrefix)) return true;
   return IsSidecarName(place.name) && isGone(place.name.substr(kPrefixSize));
 }
 
@@ -125,7 +125,7 @@ Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* 
   return status;
 }
 
-bool FSIsSidecarWaiting(const FSRef& folder, std::u16string_view name) {
+bool FSHasOrphanedSidecar(const FSRef& folder, std::u16string_view name) {
   Catalog& catalog = Catalog::Get();
   if (!catalog.folders().HasAnySidecars()) return false;
   const Reference reference = ReferenceOf(folder);
@@ -134,7 +134,7 @@ bool FSIsSidecarWaiting(const FSRef& folder, std::u16string_view name) {
   std::string posixName;
   if (catalog.OpenFolder(reference, &number, &handle) != noErr) return false;
   if (PosixName(name, VolumeOf(reference.device, handle->get()), &posixName) != noErr) return false;
-  return IsSidecarWaiting(number, posixName);
+  return HasOrphanedSidecar(number, posixName);
 }
 
 }  // namespace tessary

@@ -82,7 +82,7 @@ std::optional<Timestamp> ReadOwnAttribute(std::string_view value) {
 }
 
 // The attributes that carry a date from volume to volume, the one that counts first first.
-constexpr std::array<DateForm, 1 + kDateForms.size()> kCarriedForms = {{
+constexpr std::array<DateForm, 1 + kDateForms.size()> kAttributeForms = {{
     {kCreationDateAttribute, ReadOwnAttribute},
     kDateForms[0],
     kDateForms[1],
@@ -113,15 +113,15 @@ std::optional<Timestamp> RememberedOrBirth(const struct statx& info) {
 
 std::optional<Timestamp> ReadForm(const Place& place, const DateForm& form) {
   std::optional<std::string> value;
-  const Status status = ReadAttribute(place, form.attribute, AtLink::kFollow, &value);
+  const Status status = ReadAttribute(place, form.attribute, LinkHandling::kFollow, &value);
   return status == noErr && value ? form.read(*value) : std::nullopt;
 }
 
 std::optional<Timestamp> ReadAttributes(const Place& place, std::string* origin) {
   AttributeNames names;
   // Attributes that cannot be listed are none for a date.
-  if (names.Read(place, AtLink::kFollow) != noErr) return std::nullopt;
-  for (const DateForm& form : kCarriedForms) {
+  if (names.Read(place, LinkHandling::kFollow) != noErr) return std::nullopt;
+  for (const DateForm& form : kAttributeForms) {
     if (!names.Has(form.attribute)) continue;
     const std::optional<Timestamp> date = ReadForm(place, form);
     if (!date) continue;
@@ -174,11 +174,11 @@ std::optional<Timestamp> ParseCreationDate(std::string_view text) {
   return Timestamp{days * kDaySeconds + timeOfDay, nanoseconds};
 }
 
-std::optional<CarriedDate> ReadCarriedDate(std::string_view name, std::string_view value) {
-  for (size_t rank = 0; rank < kCarriedForms.size(); ++rank) {
-    if (name != kCarriedForms[rank].attribute) continue;
-    const std::optional<Timestamp> date = kCarriedForms[rank].read(value);
-    if (date) return CarriedDate{*date, rank};
+std::optional<AttributeDate> ReadAttributeDate(std::string_view name, std::string_view value) {
+  for (size_t rank = 0; rank < kAttributeForms.size(); ++rank) {
+    if (name != kAttributeForms[rank].attribute) continue;
+    const std::optional<Timestamp> date = kAttributeForms[rank].read(value);
+    if (date) return AttributeDate{*date, rank};
   }
   return std::nullopt;
 }

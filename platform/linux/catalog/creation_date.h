@@ -25,11 +25,11 @@ std::optional<Timestamp> ParseCreationDate(std::string_view text);
 
 // The creation date that an attribute of that name and value tells; none for every other attribute
 // and for what is no date. Of two attributes that tell one, that of the lower rank counts.
-struct CarriedDate {
+struct AttributeDate {
   Timestamp date;
   size_t rank = 0;
 };
-std::optional<CarriedDate> ReadCarriedDate(std::string_view name, std::string_view value);
+std::optional<AttributeDate> ReadAttributeDate(std::string_view name, std::string_view value);
 
 // The creation date of an object: that of its attributes at the place (links followed) in the order
 // of their ranks, else the one that the driver of its volume answers with, else the one remembered

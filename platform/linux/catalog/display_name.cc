@@ -7,9 +7,9 @@ namespace tessary {
 
 Status LSCopyDisplayNameForRef(const FSRef& item, std::string* name) {
   if (name == nullptr) return paramErr;
-  const Look* look = nullptr;
-  const Status status = Catalog::Get().Ask(ReferenceOf(item), &look);
-  if (status == noErr) *name = look->place.name;
+  const CachedStat* cached = nullptr;
+  const Status status = Catalog::Get().Stat(ReferenceOf(item), &cached);
+  if (status == noErr) *name = cached->place.name;
   return status;
 }
 

@@ -25,9 +25,9 @@ Status ReadDates(const std::string& path, Place* place, struct statx* info) {
   if (status == noErr && folder == 0) status = paramErr;
   if (status == noErr) status = Catalog::Get().folders().Open(folder, &place->folder);
   if (status != noErr) return status;
-  const Look* look = Catalog::Get().step().Find(folder, place->name);
-  if (look != nullptr && KindOf(look->info) != NodeKind::kLink) {
-    *info = look->info;
+  const CachedStat* cached = Catalog::Get().statCache().Find(folder, place->name);
+  if (cached != nullptr && KindOf(cached->info) != NodeKind::kLink) {
+    *info = cached->info;
     return noErr;
   }
   constexpr unsigned kDates = STATX_MTIME | STATX_BTIME | STATX_INO;

@@ -20,9 +20,9 @@ struct FoundInfo {
 Status ReadHfsAttributes(const Place& place, FoundInfo* found) {
   std::optional<std::string> type;
   std::optional<std::string> creator;
-  Status status = ReadAttribute(place, kHfsTypeAttribute, AtLink::kStay, &type);
+  Status status = ReadAttribute(place, kHfsTypeAttribute, LinkHandling::kNoFollow, &type);
   if (status != noErr) return status;
-  status = ReadAttribute(place, kHfsCreatorAttribute, AtLink::kStay, &creator);
+  status = ReadAttribute(place, kHfsCreatorAttribute, LinkHandling::kNoFollow, &creator);
   if (status != noErr || !type || !creator) return status;
   found->bytes = ReadHfsTypeAndCreator(*type, *creator);
   found->origin = kHfsTypeAttribute;
@@ -36,7 +36,7 @@ Status ReadAttributes(const Place& place, FoundInfo* found) {
   for (const FinderInfoForm& form : kFinderInfoForms) {
     if (!names.Has(form.attribute)) continue;
     std::optional<std::string> value;
-    const Status status = ReadAttribute(place, form.attribute, AtLink::kStay, &value);
+    const Status status = ReadAttribute(place, form.attribute, LinkHandling::kNoFollow, &value);
     if (status != noErr) return status;
     if (value) found->bytes = form.read(*value);
     found->origin = form.attribute;

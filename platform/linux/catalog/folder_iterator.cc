@@ -7,13 +7,13 @@
 #include <string_view>
 
 #include "platform/linux/catalog/catalog.h"
-#include "platform/linux/catalog/sidecars.h"
+#include "platform/linux/catalog/sidecar_lookup.h"
+#include "platform/linux/catalog/temp_name.h"
 #include "platform/linux/catalog/volume.h"
+#include "platform/linux/descriptors/open_without_atime.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "platform/linux/errors.h"
-#include "platform/linux/leftover_name.h"
 #include "platform/linux/mac_formats/apple_double.h"
-#include "platform/linux/quiet_open.h"
-#include "platform/linux/unique_fd.h"
 #include "platform/managers/file_manager.h"
 
 namespace tessary {
@@ -43,7 +43,7 @@ class FSIteratorState {
       : folder_(folder), device_(device), volume_(volume), descriptor_(std::move(descriptor)) {}
 
   // Keeps the folder's times, to see later whether it has changed.
-  Status Start() { return AskTimes(&times_); }
+  Status Start() { return StatTimes(&times_); }
 
   Status Deliver(size_t maximum, size_t* actual, bool* changed, FSRef* refs) {
     while (*actual < maximum) {
@@ -61,13 +61,13 @@ class FSIteratorState {
   }
 
  private:
-  Status AskTimes(struct statx* info) const {
+  Status StatTimes(struct statx* info) const {
     return statx(descriptor_.get(), "", AT_EMPTY_PATH, kTimesMask, info) == 0 ? noErr : LastError();
   }
 
   Status Refill(bool* changed) {
     struct statx info = {};
-    const Status status = AskTimes(&info);
+    const Status status = StatTimes(&info);
     if (status != noErr) return status;
     if (!IsSameTime(info.stx_mtime, times_.stx_mtime) ||
         !IsSameTime(info.stx_ctime, times_.stx_ctime)) {
@@ -77,8 +77,8 @@ class FSIteratorState {
     const ssize_t size = getdents64(descriptor_.get(), buffer_.data(), buffer_.size());
     if (size < 0) return LastError();
     if (size == 0) {
-      NoteListed(folder_, hasRecord_);
-      *changed |= hasRecord_;
+      NoteListed(folder_, hasJournalEntry_);
+      *changed |= hasJournalEntry_;
       return errFSNoMoreItems;
     }
     position_ = 0;
@@ -94,11 +94,11 @@ class FSIteratorState {
     const std::string_view name(entry->d_name);
     if (name == "." || name == "..") return errFSNoMoreItems;
     if (IsSidecarName(name)) Catalog::Get().folders().NoteSidecar(folder_);
-    if (IsHiddenName(name)) Catalog::Get().folders().NoteLeftover(folder_);
-    hasRecord_ |= IsPairRecordName(name);
-    const bool isTrue =
-        volume_.hasTrueEntries && entry->d_type != DT_DIR && entry->d_type != DT_UNKNOWN;
-    if (isTrue) {
+    if (IsTempName(name)) Catalog::Get().folders().NoteTempFile(folder_);
+    hasJournalEntry_ |= IsJournalEntryName(name);
+    const bool isReliable =
+        volume_.hasReliableEntries && entry->d_type != DT_DIR && entry->d_type != DT_UNKNOWN;
+    if (isReliable) {
       *reference = ReferenceOfEntry(*entry);
       return noErr;
     }
@@ -132,7 +132,7 @@ class FSIteratorState {
   uint32_t device_;
   Volume volume_;
   UniqueFd descriptor_;
-  bool hasRecord_ = false;
+  bool hasJournalEntry_ = false;
   struct statx times_ = {};
   size_t position_ = 0;
   size_t filled_ = 0;
@@ -148,7 +148,7 @@ Status FSOpenIterator(const FSRef& folder, FSIterator* iterator) {
   FolderHandle handle;
   Status status = Catalog::Get().OpenFolder(reference, &number, &handle);
   if (status != noErr) return status;
-  UniqueFd opened = OpenQuietly(handle->get(), ".", O_DIRECTORY);
+  UniqueFd opened = OpenWithoutAtime(handle->get(), ".", O_DIRECTORY);
   if (!opened) return LastError();
   const Volume& volume = VolumeOf(reference.device, handle->get());
   FSIterator state(new FSIteratorState(number, reference.device, volume, std::move(opened)));

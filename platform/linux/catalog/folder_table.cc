@@ -8,7 +8,7 @@
 #include <functional>
 #include <utility>
 
-#include "platform/linux/descriptor_limit.h"
+#include "platform/linux/descriptors/descriptor_limit.h"
 #include "platform/linux/errors.h"
 
 namespace tessary {
@@ -17,13 +17,13 @@ namespace {
 constexpr int kOpenFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // A walk holds few folders at a time; the rest of the process keeps its descriptors.
-size_t MostOpenFolders() {
+size_t MaxOpenFolders() {
   constexpr size_t kUsual = 64;
   constexpr size_t kShares = 4;
-  return DescriptorsToHold(kUsual, kShares);
+  return DescriptorBudget(kUsual, kShares);
 }
 
-std::string PathBelow(std::string folder, std::string_view name) {
+std::string JoinPath(std::string folder, std::string_view name) {
   if (folder != "/") folder += '/';
   return folder.append(name);
 }
@@ -86,7 +86,7 @@ uint32_t FolderTable::Intern(const Reference& reference) {
     if (parent == nullptr || name.empty()) return 0;
     // Below a folder whose path is too long, every path is.
     if (!parent->path.empty() && parent->path.size() + 1 + name.size() < PATH_MAX) {
-      folder->path = PathBelow(parent->path, name);
+      folder->path = JoinPath(parent->path, name);
     }
   }
   folders_.push_back(std::move(folder));
@@ -106,7 +106,7 @@ std::string FolderTable::PathOf(uint32_t number) const {
   if (folder == nullptr) return {};
   std::string path = folder->path;
   for (auto name = names.rbegin(); name != names.rend(); ++name) {
-    path = PathBelow(std::move(path), *name);
+    path = JoinPath(std::move(path), *name);
   }
   return path;
 }
@@ -116,12 +116,12 @@ std::string FolderTable::PathOfChild(uint32_t number, std::string_view name) con
   if (folder == nullptr || name.empty()) return {};
   if (folder->path.empty()) {
     std::string path = PathOf(number);
-    return path.empty() ? path : PathBelow(std::move(path), name);
+    return path.empty() ? path : JoinPath(std::move(path), name);
   }
   std::string path;
   path.reserve(folder->path.size() + 1 + name.size());
   path.append(folder->path);
-  return PathBelow(std::move(path), name);
+  return JoinPath(std::move(path), name);
 }
 
 uint32_t FolderTable::FindByPath(const std::string& path) const {
@@ -142,14 +142,14 @@ Status FolderTable::Open(uint32_t number, FolderHandle* handle) {
     *handle = folder.descriptor;
     return noErr;
   }
-  const Status status = OpenAnew(number, handle);
+  const Status status = OpenUncached(number, handle);
   if (status != tmfoErr || openFolders_.empty()) return status;
-  CloseLeastUsed(0);
-  return OpenAnew(number, handle);
+  CloseLeastRecentlyUsed(0);
+  return OpenUncached(number, handle);
 }
 
 // By its path where it has one, else down from the nearest folder above it that is open or has one.
-Status FolderTable::OpenAnew(uint32_t number, FolderHandle* handle) {
+Status FolderTable::OpenUncached(uint32_t number, FolderHandle* handle) {
   std::vector<uint32_t> below;
   uint32_t nearest = number;
   const Folder* top = Find(nearest);
@@ -161,12 +161,12 @@ Status FolderTable::OpenAnew(uint32_t number, FolderHandle* handle) {
   }
   FolderHandle opened = top->descriptor;
   if (!opened) {
-    const Status status = OpenFrom(AT_FDCWD, top->path.c_str(), nearest, &opened);
+    const Status status = OpenVerified(AT_FDCWD, top->path.c_str(), nearest, &opened);
     if (status != noErr) return status;
   }
   for (auto next = below.rbegin(); next != below.rend(); ++next) {
     const std::string name(names_->NameOf(Find(*next)->self));
-    const Status status = OpenFrom(opened->get(), name.c_str(), *next, &opened);
+    const Status status = OpenVerified(opened->get(), name.c_str(), *next, &opened);
     if (status != noErr) return status;
   }
   *handle = std::move(opened);
@@ -175,9 +175,10 @@ Status FolderTable::OpenAnew(uint32_t number, FolderHandle* handle) {
 
 // Opens the folder of that number, and counts it among those in use once it is found to be the one
 // that was interned, so that nothing that stands at the path since is followed.
-Status FolderTable::OpenFrom(int above, const char* path, uint32_t number, FolderHandle* handle) {
+Status FolderTable::OpenVerified(int above, const char* path, uint32_t number,
+                                 FolderHandle* handle) {
   Folder& folder = *folders_[number - 1];
-  CloseLeastUsed(MostOpenFolders() - 1);
+  CloseLeastRecentlyUsed(MaxOpenFolders() - 1);
   UniqueFd opened(openat(above, path, kOpenFlags));
   if (!opened) return errno == ENOTDIR || errno == ELOOP ? errFSNotAFolder : LastError();
   struct statx info = {};
@@ -203,13 +204,13 @@ bool FolderTable::HasSidecars(uint32_t number) const {
   return folder != nullptr && folder->hasSidecars;
 }
 
-void FolderTable::NoteLeftover(uint32_t number) {
-  if (Find(number) != nullptr) folders_[number - 1]->mayHaveLeftovers = true;
+void FolderTable::NoteTempFile(uint32_t number) {
+  if (Find(number) != nullptr) folders_[number - 1]->mayHaveStaleTempFiles = true;
 }
 
-bool FolderTable::MayHaveLeftovers(uint32_t number) const {
+bool FolderTable::MayHaveStaleTempFiles(uint32_t number) const {
   const Folder* folder = Find(number);
-  return folder != nullptr && folder->mayHaveLeftovers;
+  return folder != nullptr && folder->mayHaveStaleTempFiles;
 }
 
 void FolderTable::NoteListed(uint32_t number) {
@@ -230,7 +231,7 @@ void FolderTable::ForgetPathIfStale(const std::string& path) {
   if (!isThere) byPath_.erase(path);
 }
 
-void FolderTable::CloseLeastUsed(size_t keep) {
+void FolderTable::CloseLeastRecentlyUsed(size_t keep) {
   while (openFolders_.size() > keep) {
     folders_[openFolders_.back() - 1]->descriptor.reset();
     openFolders_.pop_back();

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/linux/catalog/reference.h"
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 
 namespace tessary {
 
@@ -41,10 +41,10 @@ struct Folder {
   std::string path;  // absolute, without links; "/" for the root; none where the kernel takes none
                      // of that length
   FolderHandle descriptor;
-  std::list<uint32_t>::iterator use;  // its place among the open folders, valid with a descriptor
-  bool hasSidecars = false;           // a name beginning "._" has been seen in it
-  bool mayHaveLeftovers = false;      // and one that a run may have left there
-  bool isListed = false;              // it has been listed to its end
+  std::list<uint32_t>::iterator use;   // its place among the open folders, valid with a descriptor
+  bool hasSidecars = false;            // a name beginning "._" has been seen in it
+  bool mayHaveStaleTempFiles = false;  // and one that a run may have left there
+  bool isListed = false;               // it has been listed to its end
 };
 
 // The interned folders, numbered from 1. Each knows its path, if that is one that the kernel takes:
@@ -83,8 +83,8 @@ class FolderTable {
   bool HasSidecars(uint32_t number) const;
 
   // The same of a name that objects bear which are being made or unmade.
-  void NoteLeftover(uint32_t number);
-  bool MayHaveLeftovers(uint32_t number) const;
+  void NoteTempFile(uint32_t number);
+  bool MayHaveStaleTempFiles(uint32_t number) const;
 
   // True when such a name has been seen in any folder that is interned.
   bool HasAnySidecars() const { return foldersWithSidecars_ > 0; }
@@ -114,9 +114,9 @@ class FolderTable {
 
   static Key KeyOf(const Reference& reference);
   uint32_t FindByReference(const Reference& reference) const;
-  Status OpenAnew(uint32_t number, FolderHandle* handle);
-  Status OpenFrom(int above, const char* path, uint32_t number, FolderHandle* handle);
-  void CloseLeastUsed(size_t keep);
+  Status OpenUncached(uint32_t number, FolderHandle* handle);
+  Status OpenVerified(int above, const char* path, uint32_t number, FolderHandle* handle);
+  void CloseLeastRecentlyUsed(size_t keep);
 
   NameTable* names_;
   std::vector<std::unique_ptr<Folder>> folders_;

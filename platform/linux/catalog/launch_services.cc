@@ -61,15 +61,15 @@ Status LSCopyItemInfoForRef(const FSRef& item, uint32_t whichInfo, LSItemInfoRec
   if (info == nullptr || (whichInfo & (kLSRequestBasicFlagsOnly | kLSRequestAllFlags)) == 0) {
     return paramErr;
   }
-  const Look* look = nullptr;
-  Status status = Catalog::Get().Ask(ReferenceOf(item), &look);
+  const CachedStat* cached = nullptr;
+  Status status = Catalog::Get().Stat(ReferenceOf(item), &cached);
   if (status != noErr) return status;
   FileInfo finderInfo;
   ExtendedFileInfo extendedInfo;
-  const NodeKind kind = KindOf(look->info);
-  status = ReadFinderInfo(look->place, kind, &finderInfo, &extendedInfo);
+  const NodeKind kind = KindOf(cached->info);
+  status = ReadFinderInfo(cached->place, kind, &finderInfo, &extendedInfo);
   if (status != noErr) return status;
-  info->flags = kind == NodeKind::kFolder ? FolderFlags(look->place.name, finderInfo) : 0;
+  info->flags = kind == NodeKind::kFolder ? FolderFlags(cached->place.name, finderInfo) : 0;
   if (finderInfo.fileType == kApplicationType) info->flags |= kLSItemInfoIsApplication;
   return noErr;
 }

@@ -13,7 +13,7 @@ bool HasMeaninglessSurrogate(std::u16string_view name) {
     if (IsHighSurrogate(name[i])) {
       if (i + 1 == name.size() || !IsLowSurrogate(name[i + 1])) return true;
       ++i;
-    } else if (IsLowSurrogate(name[i]) && !IsCarriedByte(name[i])) {
+    } else if (IsLowSurrogate(name[i]) && !IsSurrogateEscape(name[i])) {
       return true;
     }
   }

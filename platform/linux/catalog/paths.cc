@@ -58,14 +58,14 @@ Status InternFolderAt(const std::string& path, uint32_t* number) {
   return status == noErr ? InternChain(real, number) : status;
 }
 
-bool NamesNoChild(const std::string& component) { return component == "." || component == ".."; }
+bool IsDotOrDotDot(const std::string& component) { return component == "." || component == ".."; }
 
 }  // namespace
 
 Status FindPlaceOfPath(const std::string& path, uint32_t* folder, std::string* name) {
   if (path.empty() || path.front() != '/') return paramErr;
   std::string whole = WithoutTrailingSlashes(path);
-  if (NamesNoChild(whole.substr(whole.rfind('/') + 1))) {
+  if (IsDotOrDotDot(whole.substr(whole.rfind('/') + 1))) {
     const Status status = ResolveLinks(whole, &whole);
     if (status != noErr) return status;
   }
@@ -103,8 +103,8 @@ Status FSRefMakePath(const FSRef& ref, char* buffer, size_t size) {
   if (buffer == nullptr) return paramErr;
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(ref);
-  const Look* look = nullptr;
-  const Status status = catalog.Ask(reference, &look);
+  const CachedStat* cached = nullptr;
+  const Status status = catalog.Stat(reference, &cached);
   if (status != noErr) return status;
   const std::string path = catalog.PathOf(reference);
   if (path.size() >= size) return bdNamErr;

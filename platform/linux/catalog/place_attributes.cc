@@ -28,27 +28,29 @@ struct XattrArguments {
   uint32_t flags = 0;
 };
 
-std::atomic<bool> gHasCallsAt = true;  // written here only, once a call has been found unknown
+std::atomic<bool> gHasXattrAtCalls = true;  // written here only, once a call has been found unknown
 
 // What a kernel says that does not know a call, and a filter that does not.
 bool IsUnknownCall(int error) { return error == ENOSYS || error == EPERM; }
 
 // Makes a call on the place by its folder's descriptor. False where the kernel does not know it.
 template <typename Call>
-bool AnswersAt(const Call& call, ssize_t* answer) {
-  if (!gHasCallsAt) return false;
+bool TryXattrAtCall(const Call& call, ssize_t* answer) {
+  if (!gHasXattrAtCalls) return false;
   *answer = call();
   if (*answer >= 0 || !IsUnknownCall(errno)) return true;
-  gHasCallsAt = false;
+  gHasXattrAtCalls = false;
   return false;
 }
 
-int FlagsFor(AtLink atLink) { return atLink == AtLink::kFollow ? 0 : AT_SYMLINK_NOFOLLOW; }
+int FlagsFor(LinkHandling linkHandling) {
+  return linkHandling == LinkHandling::kFollow ? 0 : AT_SYMLINK_NOFOLLOW;
+}
 
 }  // namespace
 
-UniqueFd OpenForAttributes(const Place& place, AtLink atLink) {
-  const bool follows = atLink == AtLink::kFollow;
+UniqueFd OpenForAttributes(const Place& place, LinkHandling linkHandling) {
+  const bool follows = linkHandling == LinkHandling::kFollow;
   struct stat info = {};
   const int flags = follows ? 0 : AT_SYMLINK_NOFOLLOW;
   if (fstatat(place.descriptor(), place.name.c_str(), &info, flags) != 0) return UniqueFd();
@@ -61,53 +63,55 @@ UniqueFd OpenForAttributes(const Place& place, AtLink atLink) {
       openat(place.descriptor(), place.name.c_str(), kFlags | (follows ? 0 : O_NOFOLLOW)));
 }
 
-ssize_t ListAttributes(const Place& place, char* names, size_t size, AtLink atLink) {
+ssize_t ListAttributes(const Place& place, char* names, size_t size, LinkHandling linkHandling) {
   ssize_t answer = -1;
   const auto list = [&] {
-    return syscall(kListXattrAt, place.descriptor(), place.name.c_str(), FlagsFor(atLink), names,
-                   size);
+    return syscall(kListXattrAt, place.descriptor(), place.name.c_str(), FlagsFor(linkHandling),
+                   names, size);
   };
-  if (AnswersAt(list, &answer)) return answer;
+  if (TryXattrAtCall(list, &answer)) return answer;
   const std::string path = place.ProcessPath();
-  const ssize_t listed = atLink == AtLink::kFollow ? listxattr(path.c_str(), names, size)
-                                                   : llistxattr(path.c_str(), names, size);
+  const ssize_t listed = linkHandling == LinkHandling::kFollow
+                             ? listxattr(path.c_str(), names, size)
+                             : llistxattr(path.c_str(), names, size);
   if (listed >= 0 || errno != ENOENT) return listed;
-  const UniqueFd object = OpenForAttributes(place, atLink);
+  const UniqueFd object = OpenForAttributes(place, linkHandling);
   if (object) return flistxattr(object.get(), names, size);
   return errno == ENODATA ? 0 : -1;
 }
 
 ssize_t GetAttribute(const Place& place, const char* name, void* value, size_t size,
-                     AtLink atLink) {
+                     LinkHandling linkHandling) {
   ssize_t answer = -1;
   const auto get = [&] {
     const XattrArguments arguments = {reinterpret_cast<uint64_t>(value),
                                       static_cast<uint32_t>(size)};
-    return syscall(kGetXattrAt, place.descriptor(), place.name.c_str(), FlagsFor(atLink), name,
-                   &arguments, sizeof(arguments));
+    return syscall(kGetXattrAt, place.descriptor(), place.name.c_str(), FlagsFor(linkHandling),
+                   name, &arguments, sizeof(arguments));
   };
-  if (AnswersAt(get, &answer)) return answer;
+  if (TryXattrAtCall(get, &answer)) return answer;
   const std::string path = place.ProcessPath();
-  const ssize_t got = atLink == AtLink::kFollow ? getxattr(path.c_str(), name, value, size)
-                                                : lgetxattr(path.c_str(), name, value, size);
+  const ssize_t got = linkHandling == LinkHandling::kFollow
+                          ? getxattr(path.c_str(), name, value, size)
+                          : lgetxattr(path.c_str(), name, value, size);
   if (got >= 0 || errno != ENOENT) return got;
-  const UniqueFd object = OpenForAttributes(place, atLink);
+  const UniqueFd object = OpenForAttributes(place, linkHandling);
   return object ? fgetxattr(object.get(), name, value, size) : -1;
 }
 
-Status ReadAttribute(const Place& place, const char* name, AtLink atLink,
+Status ReadAttribute(const Place& place, const char* name, LinkHandling linkHandling,
                      std::optional<std::string>* value) {
   constexpr size_t kUsualSize = 1024;
   std::string bytes(kUsualSize, '\0');
   while (true) {
-    ssize_t size = GetAttribute(place, name, bytes.data(), bytes.size(), atLink);
+    ssize_t size = GetAttribute(place, name, bytes.data(), bytes.size(), linkHandling);
     if (size >= 0) {
       bytes.resize(static_cast<size_t>(size));
       *value = std::move(bytes);
       return noErr;
     }
     // The room for what is there at this moment; it may have grown again by the next.
-    if (errno == ERANGE) size = GetAttribute(place, name, nullptr, 0, atLink);
+    if (errno == ERANGE) size = GetAttribute(place, name, nullptr, 0, linkHandling);
     if (size < 0 && errno == ENODATA) {
       value->reset();
       return noErr;

@@ -6,10 +6,10 @@
 
 #include <algorithm>
 
+#include "platform/linux/descriptors/open_without_atime.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/apple_double.h"
-#include "platform/linux/quiet_open.h"
-#include "platform/linux/unique_fd.h"
 
 namespace tessary {
 namespace {
@@ -48,7 +48,7 @@ std::optional<Place> SidecarPlaceOf(const Place& place) {
 
 std::optional<SidecarData> ReadSidecar(const Place& sidecar) {
   if (!IsFile(sidecar)) return std::nullopt;
-  const UniqueFd file = OpenQuietly(sidecar.descriptor(), sidecar.name.c_str(), kOpenFlags);
+  const UniqueFd file = OpenWithoutAtime(sidecar.descriptor(), sidecar.name.c_str(), kOpenFlags);
   return file ? ReadBeginning(file.get()) : std::nullopt;
 }
 

@@ -9,9 +9,9 @@ namespace tessary {
 std::optional<CFURL> CFURLCreateFromFSRef(const FSRef& ref) {
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(ref);
-  const Look* look = nullptr;
-  if (catalog.Ask(reference, &look) != noErr) return std::nullopt;
-  return CFURL{catalog.PathOf(reference), S_ISDIR(look->info.stx_mode)};
+  const CachedStat* cached = nullptr;
+  if (catalog.Stat(reference, &cached) != noErr) return std::nullopt;
+  return CFURL{catalog.PathOf(reference), S_ISDIR(cached->info.stx_mode)};
 }
 
 std::optional<std::u16string> CFURLCopyPathExtension(const CFURL& url) {

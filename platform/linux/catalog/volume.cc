@@ -10,8 +10,8 @@
 #include <sstream>
 #include <unordered_map>
 
+#include "platform/linux/descriptors/proc_fd_path.h"
 #include "platform/linux/mac_formats/date_forms.h"
-#include "platform/linux/process_path.h"
 #include "platform/managers/text.h"
 #include "platform/managers/utf16.h"
 
@@ -25,7 +25,7 @@ constexpr uint32_t kNtfs3Magic = 0x7366746E;
 constexpr uint32_t kCifsMagic = 0xFF534D42;
 constexpr uint32_t kSmb2Magic = 0xFE534D42;
 
-bool HasTrueEntries(uint32_t magic) {
+bool HasReliableEntries(uint32_t magic) {
   switch (magic) {
     case EXT4_SUPER_MAGIC:
     case XFS_SUPER_MAGIC:
@@ -109,7 +109,7 @@ bool SyncsNamesWithFile(uint32_t magic, uint32_t device) {
 Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string& path) {
   const auto magic = static_cast<uint32_t>(info.f_type);
   // The same ones know everything about a file while it is open.
-  const bool isLocal = HasTrueEntries(magic);
+  const bool isLocal = HasReliableEntries(magic);
   return {isLocal,
           HasWindowsNames(magic, device),
           HasNtfsDates(magic, path),
@@ -153,15 +153,15 @@ void ReplaceIllFormedBytes(std::string* name) {
 const Volume& VolumeOf(uint32_t device, int descriptor) {
   if (const Volume* known = FindVolume(device)) return *known;
   struct statfs info = {};
-  const bool isTold = fstatfs(descriptor, &info) == 0;
-  return gVolumes[device] = isTold ? MakeVolume(info, device, ProcessPathOf(descriptor)) : Volume();
+  const bool isKnown = fstatfs(descriptor, &info) == 0;
+  return gVolumes[device] = isKnown ? MakeVolume(info, device, ProcFdPath(descriptor)) : Volume();
 }
 
 const Volume& VolumeAt(uint32_t device, const std::string& path) {
   if (const Volume* known = FindVolume(device)) return *known;
   struct statfs info = {};
-  const bool isTold = statfs(path.c_str(), &info) == 0;
-  return gVolumes[device] = isTold ? MakeVolume(info, device, path) : Volume();
+  const bool isKnown = statfs(path.c_str(), &info) == 0;
+  return gVolumes[device] = isKnown ? MakeVolume(info, device, path) : Volume();
 }
 
 void ForgetVolumes() { gVolumes.clear(); }

@@ -9,26 +9,26 @@ namespace tessary {
 // What the file manager must know of a volume before it can rely on it.
 struct Volume {
   // A directory entry's inode number and kind are those that statx would tell, for all but folders.
-  bool hasTrueEntries = false;
+  bool hasReliableEntries = false;
   // The characters that Windows does not allow in a name are refused.
   bool hasWindowsNames = false;
   // The driver answers for the attributes of mac_formats/date_forms.h that it does not list.
   bool hasNtfsDates = false;
   bool hasCifsDates = false;
   // Writing cannot fail as late as when the file is closed, as it can on what is driven elsewhere.
-  bool isWrittenAtOnce = false;
+  bool hasImmediateWriteErrors = false;
   // What the kernel tells of a file is how it is, and not how it was when whatever drives the
   // volume was last asked.
-  bool tellsLatest = false;
+  bool hasCoherentAttributes = false;
   // A lease is refused because of somebody who writes, and for no other reason. Network file
   // systems refuse it with the same error whoever has the file open, and know nothing of other
   // machines.
-  bool tellsOfWriters = false;
+  bool hasReliableLeases = false;
   // Syncing a file makes the names durable that it has got by then, too.
   bool syncsNamesWithFile = false;
   // A sync writes down one object and little else. A link's date, which cannot be synced by itself,
   // is then not durable with the folder that the link lies in, but with the whole volume alone.
-  bool syncsOneByOne = false;
+  bool syncsObjectsSeparately = false;
 };
 
 // The volume of the device, asked once in a run through a descriptor of anything on it, or a path

@@ -9,14 +9,14 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/names.h"
 #include "platform/linux/catalog/paths.h"
-#include "platform/linux/catalog/sidecars.h"
+#include "platform/linux/catalog/sidecar_lookup.h"
 #include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/copy_item.h"
-#include "platform/linux/changes/pair.h"
-#include "platform/linux/changes/publish.h"
 #include "platform/linux/changes/removal.h"
-#include "platform/linux/changes/sweep.h"
+#include "platform/linux/changes/rename.h"
+#include "platform/linux/changes/temp_cleanup.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/managers/file_manager.h"
 
 namespace tessary {
@@ -43,17 +43,17 @@ Status FindTarget(const FSRef& folder, const std::u16string* newName, const std:
 
 // What moving and copying have in common: finding the source, still the object that it was, and the
 // place that it goes to.
-Status FindBoth(const FSRef& source, const FSRef& folder, const std::u16string* newName,
-                struct statx* info, Place* sourcePlace, Target* target) {
+Status FindSourceAndTarget(const FSRef& source, const FSRef& folder, const std::u16string* newName,
+                           struct statx* info, Place* sourcePlace, Target* target) {
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(source);
-  const Look* look = nullptr;
-  const Status status = catalog.AskAnew(reference, &look);
+  const CachedStat* look = nullptr;
+  const Status status = catalog.Restat(reference, &look);
   if (status != noErr) return status;
   if (reference.parent == 0) return paramErr;
   *info = look->info;
   *sourcePlace = look->place;
-  catalog.step().Forget(reference.parent, sourcePlace->name);
+  catalog.statCache().Forget(reference.parent, sourcePlace->name);
   return FindTarget(folder, newName, sourcePlace->name, target);
 }
 
@@ -66,27 +66,28 @@ CopyTarget CopyTargetOf(const Target& target) {
 }
 
 // Renames the pair, or where the kernel cannot, copies and deletes it.
-Status MovePairAnywhere(const Pair& pair, const PairTarget& target) {
-  const Status status = MovePair(pair, target);
-  return status == diffVolErr ? MovePairAcrossVolumes(pair, target) : status;
+Status MoveWithSidecarAnywhere(const ItemWithSidecar& pair, const TargetWithPath& target) {
+  const Status status = MoveWithSidecar(pair, target);
+  return status == diffVolErr ? MoveWithSidecarAcrossFilesystems(pair, target) : status;
 }
 
 // What moving and copying a pair have in common: a look at what is under way at the target, and
 // that there are sidecars there from here on.
-Status TransferPair(const Pair& pair, const Target& target,
-                    Status (*transfer)(const Pair&, const PairTarget&)) {
+Status TransferWithSidecar(const ItemWithSidecar& pair, const Target& target,
+                           Status (*transfer)(const ItemWithSidecar&, const TargetWithPath&)) {
   FolderTable& folders = Catalog::Get().folders();
-  LookForSidecars(target.folder);
+  ScanForSidecars(target.folder);
   const Status status = transfer(pair, {CopyTargetOf(target), folders.PathOf(target.folder)});
   if (status == noErr) folders.NoteSidecar(target.folder);
   return status;
 }
 
 // The item at the place and its sidecar, of which also a folder may be asked that was never listed.
-Status FindPairToDelete(uint32_t folder, Place* place, std::optional<Pair>* pair) {
-  LookForSidecars(folder);
+Status FindWithSidecarToDelete(uint32_t folder, Place* place,
+                               std::optional<ItemWithSidecar>* pair) {
+  ScanForSidecars(folder);
   place->mayHaveSidecar = Catalog::Get().folders().HasSidecars(folder);
-  return FindPair(*place, pair);
+  return FindWithSidecar(*place, pair);
 }
 
 Status DeleteFolder(const Place& place) {
@@ -95,14 +96,15 @@ Status DeleteFolder(const Place& place) {
   return errno == EEXIST ? fBsyErr : LastError();
 }
 
-Status DeletePairOf(const Reference& reference, const Place& place, const Pair& pair) {
-  return DeletePair(pair, [&](const std::string& aside, const DeleteSidecar& deleteSidecar) {
+Status DeleteReferenceWithSidecar(const Reference& reference, const Place& place,
+                                  const ItemWithSidecar& pair) {
+  return DeleteWithSidecar(pair, [&](const std::string& aside, const DeleteSidecar& deleteSidecar) {
     if (S_ISDIR(pair.item.stx_mode)) {
       const Status status = DeleteFolder(place);
       return status == noErr ? deleteSidecar() : status;
     }
     bool isDisplaced = false;
-    return RemoveByWayOf(
+    return RemoveViaStagedName(
         place.descriptor(), place.name.c_str(), aside,
         [&](const struct statx& info) {
           return Identity::Of(info).Matches(reference.GetIdentity()) && deleteSidecar() == noErr;
@@ -113,7 +115,7 @@ Status DeletePairOf(const Reference& reference, const Place& place, const Pair& 
 
 Status MakeTargetRef(const Target& target, FSRef* ref) {
   Catalog& catalog = Catalog::Get();
-  catalog.step().Forget(target.folder, target.place.name);
+  catalog.statCache().Forget(target.folder, target.place.name);
   Reference made;
   const Status status = catalog.LookUp(target.folder, target.place.name, &made);
   if (status == noErr) *ref = RefOf(made);
@@ -125,11 +127,11 @@ Status MakeTargetRef(const Target& target, FSRef* ref) {
 // program put in its place before a rename or after a copy. That is refused wherever the
 // reference is used.
 Status MakeNamedRef(const struct statx& info, const Target& target, FSRef* ref) {
-  if (!VolumeOf(target.identity.device, target.place.descriptor()).hasTrueEntries) {
+  if (!VolumeOf(target.identity.device, target.place.descriptor()).hasReliableEntries) {
     return MakeTargetRef(target, ref);
   }
   Catalog& catalog = Catalog::Get();
-  catalog.step().Remember(target.folder, target.place, info);
+  catalog.statCache().Insert(target.folder, target.place, info);
   *ref = RefOf(catalog.MakeReference(target.folder, target.place.name, info));
   return noErr;
 }
@@ -156,50 +158,50 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   struct statx info = {};
   Place from;
   Target to;
-  Status status = FindBoth(source, folder, newName, &info, &from, &to);
+  Status status = FindSourceAndTarget(source, folder, newName, &info, &from, &to);
   if (status != noErr) return status;
-  std::optional<Pair> pair;
-  status = FindPair(from, &pair);
+  std::optional<ItemWithSidecar> pair;
+  status = FindWithSidecar(from, &pair);
   if (status != noErr) return status;
   if (pair) {
     pair->path = Catalog::Get().folders().PathOf(ReferenceOf(source).parent);
-    status = TransferPair(*pair, to, MovePairAnywhere);
+    status = TransferWithSidecar(*pair, to, MoveWithSidecarAnywhere);
     return status == noErr ? MakeTargetRef(to, target) : status;
   }
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
   if (status == diffVolErr) {
-    status = MoveItemAcrossVolumes(CopySourceOf(source, from), CopyTargetOf(to));
+    status = MoveItemAcrossFilesystems(CopySourceOf(source, from), CopyTargetOf(to));
   }
   return status == noErr ? MakeTargetRef(to, target) : status;
 }
 
-Status FSMoveObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* target) {
+Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target) {
   if (target == nullptr || FSMayBeFolder(source)) return paramErr;
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(source);
-  const Look* look = nullptr;
-  Status status = catalog.Ask(reference, &look);
+  const CachedStat* look = nullptr;
+  Status status = catalog.Stat(reference, &look);
   if (status != noErr) return status;
   const Place& from = look->place;
   Target to;
   status = FindTarget(folder, nullptr, from.name, &to);
   if (status != noErr) return status;
   // The item's own sidecar would stay behind, and it would take on another's.
-  if (from.mayHaveSidecar || IsSidecarWaiting(to.folder, to.place.name)) return paramErr;
+  if (from.mayHaveSidecar || HasOrphanedSidecar(to.folder, to.place.name)) return paramErr;
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
   if (status == noErr) status = MakeNamedRef(look->info, to, target);
-  catalog.step().Forget(reference.parent, from.name);
+  catalog.statCache().Forget(reference.parent, from.name);
   return status;
 }
 
 Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target) {
   if (target == nullptr) return paramErr;
-  const Look* look = nullptr;
+  const CachedStat* look = nullptr;
   const Reference reference = ReferenceOf(source);
-  Status status = Catalog::Get().Ask(reference, &look);
+  Status status = Catalog::Get().Stat(reference, &look);
   if (status != noErr) return status;
   if (reference.parent == 0) return paramErr;
   const Place from = look->place;
@@ -207,18 +209,19 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   Target to;
   status = FindTarget(folder, newName, from.name, &to);
   if (status != noErr) return status;
-  std::optional<Pair> pair;
-  status = FindPair(from, &pair);
+  std::optional<ItemWithSidecar> pair;
+  status = FindWithSidecar(from, &pair);
   if (status != noErr) return status;
   if (pair && !Identity::Of(pair->item).Matches(reference.GetIdentity())) return fnfErr;
   // The copy looks whether the source is still the object that it was.
   CopySource copySource = CopySourceOf(source, from);
-  copySource.seen = info;
-  status = pair ? TransferPair(*pair, to, CopyPair) : CopyItem(copySource, CopyTargetOf(to));
+  copySource.knownStat = info;
+  status = pair ? TransferWithSidecar(*pair, to, CopyWithSidecar)
+                : CopyItem(copySource, CopyTargetOf(to));
   return status == noErr ? MakeTargetRef(to, target) : status;
 }
 
-Status FSCopyObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* target) try {
+Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target) try {
   const Reference reference = ReferenceOf(source);
   if (target == nullptr || reference.kind != NodeKind::kFile) return paramErr;
   Place from;
@@ -228,7 +231,7 @@ Status FSCopyObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* targe
   status = FindTarget(folder, nullptr, from.name, &to);
   if (status != noErr) return status;
   // Its own sidecar would be left out, and it would take on another's.
-  if (from.mayHaveSidecar || IsSidecarWaiting(to.folder, to.place.name)) return paramErr;
+  if (from.mayHaveSidecar || HasOrphanedSidecar(to.folder, to.place.name)) return paramErr;
   CopiedItem copied;
   status = PublishSmallCopy(CopySourceOf(source, from), CopyTargetOf(to), &copied);
   if (status != noErr) return status;
@@ -242,20 +245,20 @@ Status FSCopyObjectAtOnce(const FSRef& source, const FSRef& folder, FSRef* targe
 }
 
 Status FSDeleteObject(const FSRef& ref) {
-  const Look* look = nullptr;
+  const CachedStat* look = nullptr;
   const Reference reference = ReferenceOf(ref);
-  const Status status = Catalog::Get().AskAnew(reference, &look);
+  const Status status = Catalog::Get().Restat(reference, &look);
   if (status != noErr) return status;
   if (reference.parent == 0) return fBsyErr;
   Place place = look->place;
   const bool isFolder = S_ISDIR(look->info.stx_mode);
-  Catalog::Get().step().Forget(reference.parent, place.name);
-  std::optional<Pair> pair;
-  if (const Status found = FindPairToDelete(reference.parent, &place, &pair)) return found;
-  if (pair) return DeletePairOf(reference, place, *pair);
+  Catalog::Get().statCache().Forget(reference.parent, place.name);
+  std::optional<ItemWithSidecar> pair;
+  if (const Status found = FindWithSidecarToDelete(reference.parent, &place, &pair)) return found;
+  if (pair) return DeleteReferenceWithSidecar(reference, place, *pair);
   if (isFolder) return DeleteFolder(place);
   bool isDisplaced = false;
-  return RemoveIfMeant(
+  return RemoveIfUnchanged(
       place.descriptor(), place.name.c_str(),
       [&reference](const struct statx& aside) {
         return Identity::Of(aside).Matches(reference.GetIdentity());
@@ -263,11 +266,11 @@ Status FSDeleteObject(const FSRef& ref) {
       &isDisplaced);
 }
 
-void FSSweepFolder(const FSRef& folder) {
+void FSRecoverFolder(const FSRef& folder) {
   uint32_t number = 0;
   FolderHandle handle;
   if (Catalog::Get().OpenFolder(ReferenceOf(folder), &number, &handle) != noErr) return;
-  if (Catalog::Get().folders().MayHaveLeftovers(number)) SweepFolder(handle->get());
+  if (Catalog::Get().folders().MayHaveStaleTempFiles(number)) CleanUpFolder(handle->get());
 }
 
 int PosixUnlink(const char* path) {
@@ -276,22 +279,22 @@ int PosixUnlink(const char* path) {
   if (FindPlaceOfPath(path, &number, &place.name) != noErr) return ENOENT;
   if (number == 0) return EISDIR;
   if (Catalog::Get().folders().Open(number, &place.folder) != noErr) return ENOENT;
-  Catalog::Get().step().Forget(number, place.name);
+  Catalog::Get().statCache().Forget(number, place.name);
   int error = 0;
   const auto unlinkItem = [&] {
     error = unlinkat(place.descriptor(), place.name.c_str(), 0) == 0 ? 0 : errno;
     return error == 0;
   };
-  std::optional<Pair> pair;
-  if (const Status found = FindPairToDelete(number, &place, &pair)) {
+  std::optional<ItemWithSidecar> pair;
+  if (const Status found = FindWithSidecarToDelete(number, &place, &pair)) {
     return found == fnfErr ? ENOENT : EIO;
   }
   if (!pair) {
     (void)unlinkItem();
     return error;
   }
-  const Status status =
-      DeletePair(*pair, [&](const std::string& /*aside*/, const DeleteSidecar& deleteSidecar) {
+  const Status status = DeleteWithSidecar(
+      *pair, [&](const std::string& /*aside*/, const DeleteSidecar& deleteSidecar) {
         return unlinkItem() ? deleteSidecar() : StatusFromErrno(error);
       });
   if (status == noErr || error != 0) return error;

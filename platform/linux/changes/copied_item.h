@@ -3,9 +3,9 @@
 #include <sys/stat.h>
 
 #include "platform/linux/changes/copy_item.h"
-#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/copy_metadata.h"
 #include "platform/linux/changes/manifest.h"
-#include "platform/linux/changes/metadata.h"
+#include "platform/linux/changes/temp_item.h"
 
 namespace tessary {
 
@@ -14,7 +14,7 @@ struct CopiedItem {
   struct statx source = {};  // the original as it was copied
   Manifest manifest;         // the same of a folder and all that is in it
   struct statx made = {};    // the copy of a file as it was made, still empty
-  HiddenItem item;
+  TempItem item;
   bool isAnyDropped = false;  // the volume had no place for an attribute
 };
 

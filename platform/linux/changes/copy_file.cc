@@ -6,25 +6,26 @@
 #include <cerrno>
 
 #include "platform/linux/catalog/volume.h"
-#include "platform/linux/changes/contents.h"
-#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/copy_contents.h"
 #include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/temp_item.h"
+#include "platform/linux/descriptors/open_without_atime.h"
 #include "platform/linux/errors.h"
-#include "platform/linux/quiet_open.h"
 
 namespace tessary {
 namespace {
 
-enum class Birth { kWithoutName, kUnderHiddenName };
+enum class TempFileKind { kAnonymous, kWithTempName };
 
-Status MakeFile(Birth birth, int folder, const struct statx& source, HiddenItem* item) {
-  return birth == Birth::kWithoutName ? HiddenItem::MakeUnnamedFile(folder, source.stx_mode, item)
-                                      : HiddenItem::MakeHiddenFile(folder, item);
+Status MakeFile(TempFileKind kind, int folder, const struct statx& source, TempItem* item) {
+  return kind == TempFileKind::kAnonymous
+             ? TempItem::MakeAnonymousFile(folder, source.stx_mode, item)
+             : TempItem::MakeTempFile(folder, item);
 }
 
 // Has a volume say what it would otherwise say only when the file is closed, too late to be heard:
 // that there was no room for what it took, say. Closing any descriptor of the file asks for it.
-Status TellOfClosing(int file) {
+Status FlushDeferredErrors(int file) {
   const int again = fcntl(file, F_DUPFD_CLOEXEC, 0);
   if (again < 0) return LastError();
   return close(again) == 0 || errno == EINTR ? noErr : LastError();
@@ -33,7 +34,7 @@ Status TellOfClosing(int file) {
 // Has the contents written before the name is given, so that no crash leaves the name with nothing
 // behind it, should another program have the journal written in between. The journal itself is
 // left alone, as the copy is made durable under its name: so this takes no more of the disk.
-Status WriteOut(int file) {
+Status FlushContents(int file) {
   constexpr unsigned kAll =
       SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
   if (sync_file_range(file, 0, 0, kAll) == 0) return noErr;
@@ -42,11 +43,11 @@ Status WriteOut(int file) {
   return isUnknown ? noErr : LastError();
 }
 
-Status CopyInto(Birth birth, int from, int toFolder, const char* toName, CopyRole role,
+Status CopyInto(TempFileKind kind, int from, int toFolder, const char* toName, CopyRole role,
                 CopiedItem* copied) {
   constexpr int kTries = 2;
   for (int i = 0; i < kTries; ++i) {
-    Status status = MakeFile(birth, toFolder, copied->source, &copied->item);
+    Status status = MakeFile(kind, toFolder, copied->source, &copied->item);
     if (status != noErr) return status;
     const int file = copied->item.fd();
     status = ReadObjectInfo(file, "", &copied->made);
@@ -56,7 +57,7 @@ Status CopyInto(Birth birth, int from, int toFolder, const char* toName, CopyRol
                       &copied->isAnyDropped);
     if (status != noErr) return status;
     if (hasChanged) continue;
-    if (role == CopyRole::kMovedItem) status = WriteOut(file);
+    if (role == CopyRole::kMovedItem) status = FlushContents(file);
     return status == noErr ? copied->item.Publish(toName) : status;
   }
   return fBsyErr;
@@ -66,7 +67,7 @@ Status CopyInto(Birth birth, int from, int toFolder, const char* toName, CopyRol
 
 Status OpenSourceFile(int folder, const char* name, const Identity& identity, struct statx* info,
                       UniqueFd* opened) {
-  UniqueFd file = OpenQuietly(folder, name, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+  UniqueFd file = OpenWithoutAtime(folder, name, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
   if (!file) {
     // What a link and a socket say: neither is the file that was there.
     return errno == ELOOP || errno == ENXIO ? fnfErr : LastError();
@@ -84,8 +85,8 @@ Status FillFile(int from, int to, const struct statx& made, CopyRole role, struc
   struct statx after = {};
   if (const Status status = CopyContents(from, *info, to, made)) return status;
   if (const Status status = CopyMetadata(from, *info, to, made, role, isAnyDropped)) return status;
-  if (!VolumeOf(Identity::Of(made).device, to).isWrittenAtOnce) {
-    if (const Status status = TellOfClosing(to)) return status;
+  if (!VolumeOf(Identity::Of(made).device, to).hasImmediateWriteErrors) {
+    if (const Status status = FlushDeferredErrors(to)) return status;
   }
   if (const Status status = ReadLatestInfo(from, Identity::Of(*info), &after)) return status;
   *hasChanged = !IsUnchanged(*info, after);
@@ -97,10 +98,10 @@ Status FillFile(int from, int to, const struct statx& made, CopyRole role, struc
 }
 
 Status CopyOpenFile(int from, int toFolder, const char* toName, CopyRole role, CopiedItem* copied) {
-  const Status status = CopyInto(Birth::kWithoutName, from, toFolder, toName, role, copied);
+  const Status status = CopyInto(TempFileKind::kAnonymous, from, toFolder, toName, role, copied);
   if (status != paramErr) return status;
   // Unnamed files, or links that would give them a name, are not to be had here.
-  return CopyInto(Birth::kUnderHiddenName, from, toFolder, toName, role, copied);
+  return CopyInto(TempFileKind::kWithTempName, from, toFolder, toName, role, copied);
 }
 
 }  // namespace tessary

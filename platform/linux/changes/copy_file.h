@@ -4,8 +4,8 @@
 
 #include "platform/linux/catalog/reference.h"
 #include "platform/linux/changes/copied_item.h"
-#include "platform/linux/changes/metadata.h"
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/changes/copy_metadata.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "platform/managers/status.h"
 
 namespace tessary {

@@ -15,10 +15,10 @@
 #include "platform/linux/changes/copy_link.h"
 #include "platform/linux/changes/folder_chain.h"
 #include "platform/linux/changes/object_info.h"
-#include "platform/linux/changes/publish_fallbacks.h"
+#include "platform/linux/changes/rename_fallbacks.h"
 #include "platform/linux/changes/tree_walk.h"
+#include "platform/linux/descriptors/open_without_atime.h"
 #include "platform/linux/errors.h"
-#include "platform/linux/quiet_open.h"
 
 namespace tessary {
 namespace {
@@ -27,7 +27,7 @@ namespace {
 // hidden folder of its own, so that the next of its names can be linked to it wherever that lies.
 class LinkPool {
  public:
-  explicit LinkPool(int besides) : besides_(besides) {}
+  explicit LinkPool(int parent) : parent_(parent) {}
 
   // Gives the copy of the file that `info` tells of one more name. fnfErr: there is none to link
   // to.
@@ -41,7 +41,7 @@ class LinkPool {
   // Keeps the copy (`toFolder`, `toName`) for later. A volume without links keeps nothing.
   Status Keep(const struct statx& info, int toFolder, const char* toName) {
     if (!pool_) {
-      const Status status = HiddenItem::MakeHiddenFolder(besides_, &pool_.item);
+      const Status status = TempItem::MakeTempFolder(parent_, &pool_.item);
       if (status != noErr) return status;
       pool_.isMade = true;
     }
@@ -58,7 +58,7 @@ class LinkPool {
   using Key = std::tuple<uint32_t, uint64_t, uint64_t>;
 
   struct Pool {
-    HiddenItem item;
+    TempItem item;
     bool isMade = false;
     int fd() const { return item.fd(); }
     explicit operator bool() const { return isMade; }
@@ -75,7 +75,7 @@ class LinkPool {
            std::to_string(identity.birth);
   }
 
-  int besides_;
+  int parent_;
   Pool pool_;
   std::set<Key> known_;
 };
@@ -84,7 +84,7 @@ class FolderCopy : public TreeVisitor {
  public:
   // `own` is the identity of the folder that is made. With `syncsEach`, each object is durable when
   // it is copied.
-  FolderCopy(const HiddenItem& target, const Identity& own, bool syncsEach, Manifest* manifest,
+  FolderCopy(const TempItem& target, const Identity& own, bool syncsEach, Manifest* manifest,
              bool* isAnyDropped)
       : own_(own),
         chain_(target.fd()),
@@ -185,13 +185,13 @@ class FolderCopy : public TreeVisitor {
   bool* isAnyDropped_;
 };
 
-Status FillFolder(int from, const struct statx& info, const HiddenItem& target, CopyRole role,
+Status FillFolder(int from, const struct statx& info, const TempItem& target, CopyRole role,
                   Manifest* manifest, bool* isAnyDropped) {
   struct statx made = {};
   if (const Status status = ReadObjectInfo(target.fd(), "", &made)) return status;
   const bool isMoved = role == CopyRole::kMovedItem;
   const bool syncsVolume =
-      isMoved && VolumeOf(Identity::Of(made).device, target.fd()).syncsOneByOne;
+      isMoved && VolumeOf(Identity::Of(made).device, target.fd()).syncsObjectsSeparately;
   FolderCopy copy(target, Identity::Of(made), isMoved && !syncsVolume, manifest, isAnyDropped);
   manifest->Add(".", info);
   if (const Status status = WalkTree(from, copy)) return status;
@@ -203,17 +203,17 @@ Status FillFolder(int from, const struct statx& info, const HiddenItem& target, 
 }  // namespace
 
 Status CopyFolder(int folder, const char* name, const struct statx& info, int toFolder,
-                  const char* toName, CopyRole role, HiddenItem* made, Manifest* manifest,
+                  const char* toName, CopyRole role, TempItem* made, Manifest* manifest,
                   bool* isAnyDropped) {
-  const UniqueFd from = OpenQuietly(folder, name, O_DIRECTORY | O_NOFOLLOW);
+  const UniqueFd from = OpenWithoutAtime(folder, name, O_DIRECTORY | O_NOFOLLOW);
   if (!from) return LastError();
   struct statx opened = {};
   if (const Status status = ReadObjectInfo(from.get(), "", &opened)) return status;
   if (!Identity::Of(opened).Matches(Identity::Of(info))) return fnfErr;
   if (LiesWithin(toFolder, folder, name)) return badMovErr;
 
-  HiddenItem item;
-  if (const Status status = HiddenItem::MakeHiddenFolder(toFolder, &item)) return status;
+  TempItem item;
+  if (const Status status = TempItem::MakeTempFolder(toFolder, &item)) return status;
   Manifest copied;
   Status status = FillFolder(from.get(), opened, item, role, &copied, isAnyDropped);
   if (status != noErr) return status;

@@ -2,9 +2,9 @@
 
 #include <sys/stat.h>
 
-#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/copy_metadata.h"
 #include "platform/linux/changes/manifest.h"
-#include "platform/linux/changes/metadata.h"
+#include "platform/linux/changes/temp_item.h"
 #include "platform/managers/status.h"
 
 namespace tessary {
@@ -17,7 +17,7 @@ namespace tessary {
 // paramErr (a FIFO, socket or device is inside), diffVolErr (another volume is mounted inside),
 // fBsyErr (it keeps changing), else what the file system reports.
 Status CopyFolder(int folder, const char* name, const struct statx& info, int toFolder,
-                  const char* toName, CopyRole role, HiddenItem* made, Manifest* manifest,
+                  const char* toName, CopyRole role, TempItem* made, Manifest* manifest,
                   bool* isAnyDropped);
 
 }  // namespace tessary

@@ -9,20 +9,20 @@
 #include "platform/linux/changes/copy_folder.h"
 #include "platform/linux/changes/copy_link.h"
 #include "platform/linux/changes/object_info.h"
-#include "platform/linux/changes/sweep.h"
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/changes/temp_cleanup.h"
+#include "platform/linux/descriptors/unique_fd.h"
 
 namespace tessary {
 namespace {
 
-bool IsLittleWork(const struct statx& source) {
+bool IsSmallFile(const struct statx& source) {
   constexpr uint64_t kMost = 1 << 20;
   return S_ISREG(source.stx_mode) && source.stx_size <= kMost;
 }
 
 // Tells before any work what would only come out at its end. It decides nothing: the name is given
 // without replacing all the same.
-Status LookAtTarget(const CopyTarget& target) {
+Status CheckTargetNameIsFree(const CopyTarget& target) {
   struct statx info = {};
   const Status status = ReadObjectInfo(target.folder, target.name.c_str(), &info);
   if (status == noErr) return dupFNErr;
@@ -42,8 +42,8 @@ Status CheckItemName(const std::string& name) {
 Status FindSource(const CopySource& source, struct statx* info) {
   struct statx found = {};
   if (const Status status = CheckItemName(source.name)) return status;
-  if (source.seen && S_ISREG(source.seen->stx_mode)) {
-    found = *source.seen;
+  if (source.knownStat && S_ISREG(source.knownStat->stx_mode)) {
+    found = *source.knownStat;
   } else if (const Status status = ReadObjectInfo(source.folder, source.name.c_str(), &found)) {
     return status;
   }
@@ -60,9 +60,9 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
   CopiedItem copy;
   if (const Status status = CheckItemName(target.name)) return status;
   if (const Status status = FindSource(source, &copy.source)) return status;
-  Status status = IsLittleWork(copy.source) ? noErr : LookAtTarget(target);
+  Status status = IsSmallFile(copy.source) ? noErr : CheckTargetNameIsFree(target);
   if (status != noErr) return status;
-  SweepFolderOnce(target.folder, target.identity);
+  CleanUpFolderOnce(target.folder, target.identity);
   const char* name = source.name.c_str();
   const char* toName = target.name.c_str();
   if (S_ISREG(copy.source.stx_mode)) {
@@ -82,13 +82,13 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
 Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, CopiedItem* copied) {
   UniqueFd from;
   if (const Status status = CheckItemName(target.name)) return status;
-  if (const Status status = LookAtTarget(target)) return status;
+  if (const Status status = CheckTargetNameIsFree(target)) return status;
   const char* name = source.name.c_str();
   const Status status =
       OpenSourceFile(source.folder, name, source.identity, &copied->source, &from);
   if (status != noErr) return status;
-  if (!IsLittleWork(copied->source)) return paramErr;
-  SweepFolderOnce(target.folder, target.identity);
+  if (!IsSmallFile(copied->source)) return paramErr;
+  CleanUpFolderOnce(target.folder, target.identity);
   const char* toName = target.name.c_str();
   return CopyOpenFile(from.get(), target.folder, toName, CopyRole::kCopiedItem, copied);
 }

@@ -16,10 +16,10 @@ struct CopySource {
   int folder = -1;
   std::string name;
   Identity identity;
-  std::string aside = {};
+  std::string stagedName = {};
   // What it was found to be a moment ago. A file is then opened at once, which shows whether it
   // still is; anything else is looked at again, as it might not bear to be opened.
-  std::optional<struct statx> seen = {};
+  std::optional<struct statx> knownStat = {};
 };
 
 // Where the copy goes: a name in a folder held by descriptor, and that folder's identity.
@@ -44,6 +44,6 @@ Status CopyItem(const CopySource& source, const CopyTarget& target);
 // before anything is copied where that can be known. On failure the source is where it was and no
 // copy is left behind; only where its name was taken when it had been put aside to be deleted, it
 // keeps the name that it had then, which is logged, and the copy stays.
-Status MoveItemAcrossVolumes(const CopySource& source, const CopyTarget& target);
+Status MoveItemAcrossFilesystems(const CopySource& source, const CopyTarget& target);
 
 }  // namespace tessary

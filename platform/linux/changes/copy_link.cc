@@ -8,9 +8,9 @@
 #include <string>
 #include <utility>
 
-#include "platform/linux/catalog/volume_memory.h"
+#include "platform/linux/catalog/capabilities.h"
 #include "platform/linux/changes/object_info.h"
-#include "platform/linux/changes/publish.h"
+#include "platform/linux/changes/rename.h"
 #include "platform/linux/errors.h"
 
 namespace tessary {
@@ -28,31 +28,32 @@ Status ReadLink(int folder, const char* name, const struct statx& info, std::str
   return noErr;
 }
 
-// `*isOwn` is whether the dates of a link that leads nowhere can be set. One that is followed says
-// that there is nothing.
-Status TryLink(int folder, bool* isOwn) {
+// `*hasMetadata` is whether the dates of a link that leads nowhere can be set. One that is followed
+// says that there is nothing.
+Status ProbeLinkMetadata(int folder, bool* hasMetadata) {
   std::string name;
-  if (const Status status = MakeHiddenName(&name)) return status;
+  if (const Status status = MakeTempName(&name)) return status;
   if (symlinkat((name + "-nowhere").c_str(), folder, name.c_str()) != 0) return LastError();
-  *isOwn = utimensat(folder, name.c_str(), nullptr, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
+  *hasMetadata =
+      utimensat(folder, name.c_str(), nullptr, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
   return unlinkat(folder, name.c_str(), 0) == 0 ? noErr : LastError();
 }
 
 // Some FUSE volumes follow a link whatever they are told, and would give its dates and owner to
 // what it leads to, wherever that is. Tried once for each volume, in our own folder open as
 // `folder`.
-Status FindWhetherLinksAreTheirOwn(uint32_t device, int folder, bool* areOwn) {
-  if (!IsKnownToLack(device, VolumeLack::kUntriedLinks)) {
-    bool isOwn = false;
-    if (const Status status = TryLink(folder, &isOwn)) return status;
-    if (!isOwn) RememberLack(device, VolumeLack::kLinksOfTheirOwn);
-    RememberLack(device, VolumeLack::kUntriedLinks);
+Status FindLinkMetadataSupport(uint32_t device, int folder, bool* hasMetadata) {
+  if (!HasProbeResult(device, ProbeResult::kLinkMetadataProbed)) {
+    bool isSupported = false;
+    if (const Status status = ProbeLinkMetadata(folder, &isSupported)) return status;
+    if (!isSupported) RememberProbeResult(device, ProbeResult::kNoLinkMetadata);
+    RememberProbeResult(device, ProbeResult::kLinkMetadataProbed);
   }
-  *areOwn = !IsKnownToLack(device, VolumeLack::kLinksOfTheirOwn);
+  *hasMetadata = !HasProbeResult(device, ProbeResult::kNoLinkMetadata);
   return noErr;
 }
 
-Status GiveOwnerAndDates(const struct statx& info, int folder, const char* name) {
+Status SetOwnerAndDates(const struct statx& info, int folder, const char* name) {
   if (fchownat(folder, name, info.stx_uid, info.stx_gid, AT_SYMLINK_NOFOLLOW) != 0 &&
       errno != EPERM && errno != EINVAL && errno != ENOTSUP) {
     return LastError();
@@ -76,17 +77,17 @@ Status RecreateLink(int folder, const char* name, const struct statx& info, int 
   if (const Status status = ReadLink(folder, name, info, &text)) return status;
   if (symlinkat(text.c_str(), toFolder, toName) != 0) return LastError();
   if (const Status status = ReadObjectInfo(toFolder, toName, &made)) return status;
-  bool areOwn = false;
+  bool hasMetadata = false;
   const uint32_t device = Identity::Of(made).device;
-  if (const Status status = FindWhetherLinksAreTheirOwn(device, toFolder, &areOwn)) return status;
-  return areOwn ? GiveOwnerAndDates(info, toFolder, toName) : noErr;
+  if (const Status status = FindLinkMetadataSupport(device, toFolder, &hasMetadata)) return status;
+  return hasMetadata ? SetOwnerAndDates(info, toFolder, toName) : noErr;
 }
 
 Status CopyLink(int folder, const char* name, const struct statx& info, int toFolder,
-                const char* toName, HiddenItem* made) {
+                const char* toName, TempItem* made) {
   constexpr char kNameInside[] = "link";
-  HiddenItem box;
-  if (const Status status = HiddenItem::MakeHiddenFolder(toFolder, &box)) return status;
+  TempItem box;
+  if (const Status status = TempItem::MakeTempFolder(toFolder, &box)) return status;
   struct statx ours = {};
   Status status = RecreateLink(folder, name, info, box.fd(), kNameInside);
   if (status == noErr) status = ReadObjectInfo(box.fd(), kNameInside, &ours);
@@ -103,7 +104,7 @@ Status CopyLink(int folder, const char* name, const struct statx& info, int toFo
     if (!Identity::Of(found).Matches(Identity::Of(ours))) return fnfErr;
     link = std::move(renamed);
   }
-  *made = HiddenItem::Published(toFolder, toName, std::move(link));
+  *made = TempItem::AdoptPublished(toFolder, toName, std::move(link));
   return noErr;
 }
 

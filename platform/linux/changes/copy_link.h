@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include "platform/linux/changes/hidden_name.h"
+#include "platform/linux/changes/temp_item.h"
 #include "platform/managers/status.h"
 
 namespace tessary {
@@ -19,6 +19,6 @@ Status RecreateLink(int folder, const char* name, const struct statx& info, int 
 // has a hidden name, so it is made inside a hidden folder, which can, and renamed out of it.
 // `*made` owns the copy on success.
 Status CopyLink(int folder, const char* name, const struct statx& info, int toFolder,
-                const char* toName, HiddenItem* made);
+                const char* toName, TempItem* made);
 
 }  // namespace tessary

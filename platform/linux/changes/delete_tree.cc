@@ -8,17 +8,17 @@
 
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/tree_walk.h"
+#include "platform/linux/descriptors/proc_fd_path.h"
 #include "platform/linux/errors.h"
-#include "platform/linux/process_path.h"
 
 namespace tessary {
 namespace {
 
 // Gives the owner every right to the folder open, if only as a path, as `folder`. What cannot be
 // opened up shows itself at the next step.
-void OpenUp(int folder, const struct statx& info) {
+void GrantOwnerAccess(int folder, const struct statx& info) {
   if ((info.stx_mode & S_IRWXU) == S_IRWXU || info.stx_uid != geteuid()) return;
-  (void)chmod(ProcessPathOf(folder).c_str(), S_IRWXU);
+  (void)chmod(ProcFdPath(folder).c_str(), S_IRWXU);
 }
 
 class Deletion : public TreeVisitor {
@@ -33,7 +33,7 @@ class Deletion : public TreeVisitor {
                     UniqueFd* opened) override {
     const UniqueFd path(openat(folder, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!path) return LastError();
-    OpenUp(path.get(), info);
+    GrantOwnerAccess(path.get(), info);
     return TreeVisitor::OpenFolder(folder, name, info, opened);
   }
 
@@ -63,7 +63,7 @@ class Deletion : public TreeVisitor {
 Status DeleteTree(int folder, const char* name, int opened, bool* hasBegun) try {
   struct statx info = {};
   if (const Status status = ReadObjectInfo(opened, "", &info)) return status;
-  OpenUp(opened, info);
+  GrantOwnerAccess(opened, info);
   Deletion deletion(hasBegun);
   if (const Status status = WalkTree(opened, deletion)) return status;
   return deletion.Remove(folder, name, AT_REMOVEDIR);

@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "platform/linux/changes/object_info.h"
-#include "platform/linux/descriptor_limit.h"
+#include "platform/linux/descriptors/descriptor_limit.h"
+#include "platform/linux/descriptors/open_without_atime.h"
 #include "platform/linux/errors.h"
-#include "platform/linux/quiet_open.h"
 
 namespace tessary {
 
@@ -15,7 +15,7 @@ void FolderChain::Push(UniqueFd folder, const Identity& identity) {
   constexpr size_t kUsualLevels = 32;
   // A copy walks two chains, and the folders of the catalog are held besides.
   constexpr size_t kShares = 8;
-  const size_t heldLevels = DescriptorsToHold(kUsualLevels, kShares);
+  const size_t heldLevels = DescriptorBudget(kUsualLevels, kShares);
   if (levels_.size() >= heldLevels) levels_[levels_.size() - heldLevels].folder.Reset();
   levels_.push_back({std::move(folder), identity});
 }
@@ -24,7 +24,7 @@ Status FolderChain::Pop(UniqueFd* left) {
   UniqueFd folder = std::move(levels_.back().folder);
   levels_.pop_back();
   if (!levels_.empty() && !levels_.back().folder) {
-    UniqueFd parent = OpenQuietly(folder.get(), "..", O_DIRECTORY | O_NOFOLLOW);
+    UniqueFd parent = OpenWithoutAtime(folder.get(), "..", O_DIRECTORY | O_NOFOLLOW);
     if (!parent) return LastError();
     if (!IsNameOf(parent.get(), "", levels_.back().identity)) return fBsyErr;
     levels_.back().folder = std::move(parent);

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "platform/linux/catalog/reference.h"
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "platform/managers/status.h"
 
 namespace tessary {

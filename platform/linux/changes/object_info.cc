@@ -25,7 +25,7 @@ Status ReadObjectInfo(int folder, const char* name, struct statx* info) {
 }
 
 Status ReadLatestInfo(int file, const Identity& identity, struct statx* info) {
-  if (VolumeOf(identity.device, file).tellsLatest) return Read(file, "", 0, info);
+  if (VolumeOf(identity.device, file).hasCoherentAttributes) return Read(file, "", 0, info);
   // While FUSE waits for its driver to change the length, it reads zeros where that has cut
   // already. It looks for the end under the lock that the change holds, so that an end which is not
   // where the driver says so means that the change has begun in between. Kernel files have no end

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/linux/changes/hidden_name.h"
 #include "platform/linux/changes/object_info.h"
-#include "platform/linux/changes/publish.h"
+#include "platform/linux/changes/rename.h"
+#include "platform/linux/changes/temp_item.h"
 #include "platform/linux/errors.h"
 #include "platform/managers/log.h"
 #include "platform/managers/uuid.h"
@@ -22,14 +22,14 @@ namespace {
 // A fresh name that is neither hidden nor swept, and that every volume takes.
 Status MakeVisibleName(std::string* name) {
   std::string hidden;
-  const Status status = MakeHiddenName(&hidden);
+  const Status status = MakeTempName(&hidden);
   if (status == noErr) *name = hidden.substr(1);
   return status;
 }
 
 // Such a name that tells whose it is; none where the object's own is a hidden one, or where it
 // would be too long, of which not every volume says that it is that.
-std::optional<std::string> MakeNameLike(std::string_view name) {
+std::optional<std::string> MakeStagedNameLike(std::string_view name) {
   const std::optional<std::string> uuid = CFUUIDCreateString();
   if (!uuid || name.starts_with('.')) return std::nullopt;
   const std::string_view stem = name.substr(0, name.rfind('.'));
@@ -37,35 +37,37 @@ std::optional<std::string> MakeNameLike(std::string_view name) {
   return made.size() <= NAME_MAX ? std::optional(std::move(made)) : std::nullopt;
 }
 
-Status RemoveAside(int folder, const char* aside, const IsMeant& isMeant) {
+Status RemoveStaged(int folder, const char* stagedName, const UnchangedCheck& isUnchanged) {
   struct statx info = {};
-  if (const Status status = ReadObjectInfo(folder, aside, &info)) return status;
-  if (!isMeant(info)) return fBsyErr;
-  return unlinkat(folder, aside, 0) == 0 ? noErr : LastError();
+  if (const Status status = ReadObjectInfo(folder, stagedName, &info)) return status;
+  if (!isUnchanged(info)) return fBsyErr;
+  return unlinkat(folder, stagedName, 0) == 0 ? noErr : LastError();
 }
 
 }  // namespace
 
-Status RemoveIfMeant(int folder, const char* name, const IsMeant& isMeant, bool* isDisplaced) {
-  if (const std::optional<std::string> telling = MakeNameLike(name)) {
-    const Status status = RemoveByWayOf(folder, name, *telling, isMeant, isDisplaced);
+Status RemoveIfUnchanged(int folder, const char* name, const UnchangedCheck& isUnchanged,
+                         bool* isDisplaced) {
+  if (const std::optional<std::string> stagedName = MakeStagedNameLike(name)) {
+    const Status status = RemoveViaStagedName(folder, name, *stagedName, isUnchanged, isDisplaced);
     if (status != bdNamErr) return status;
   }
-  std::string aside;
-  if (const Status status = MakeVisibleName(&aside)) return status;
-  return RemoveByWayOf(folder, name, aside, isMeant, isDisplaced);
+  std::string stagedName;
+  if (const Status status = MakeVisibleName(&stagedName)) return status;
+  return RemoveViaStagedName(folder, name, stagedName, isUnchanged, isDisplaced);
 }
 
-Status RemoveByWayOf(int folder, const char* name, const std::string& aside, const IsMeant& isMeant,
-                     bool* isDisplaced) {
+Status RemoveViaStagedName(int folder, const char* name, const std::string& stagedName,
+                           const UnchangedCheck& isUnchanged, bool* isDisplaced) {
   // Nothing can bear the new name, so the plain call does, which every volume knows: the ways round
   // a missing flag would look at the old name and remove it, and that is the gap to be closed.
-  if (renameat(folder, name, folder, aside.c_str()) != 0) return LastError();
-  const Status status = RemoveAside(folder, aside.c_str(), isMeant);
+  if (renameat(folder, name, folder, stagedName.c_str()) != 0) return LastError();
+  const Status status = RemoveStaged(folder, stagedName.c_str(), isUnchanged);
   if (status == noErr || status == fnfErr) return status;
-  if (RenameWithoutReplacing(folder, aside.c_str(), folder, name) != noErr) {
+  if (RenameWithoutReplacing(folder, stagedName.c_str(), folder, name) != noErr) {
     *isDisplaced = true;
-    NSLog("\"" + std::string(name) + "\" could not keep its name and is now \"" + aside + "\"");
+    NSLog("\"" + std::string(name) + "\" could not keep its name and is now \"" + stagedName +
+          "\"");
   }
   return status;
 }

@@ -9,8 +9,8 @@
 #include "platform/linux/catalog/folder_names.h"
 #include "platform/linux/changes/folder_chain.h"
 #include "platform/linux/changes/object_info.h"
+#include "platform/linux/descriptors/open_without_atime.h"
 #include "platform/linux/errors.h"
-#include "platform/linux/quiet_open.h"
 
 namespace tessary {
 namespace {
@@ -80,7 +80,7 @@ class TreeWalk {
 
 Status TreeVisitor::OpenFolder(int folder, const char* name, const struct statx& /*info*/,
                                UniqueFd* opened) {
-  *opened = OpenQuietly(folder, name, O_DIRECTORY | O_NOFOLLOW);
+  *opened = OpenWithoutAtime(folder, name, O_DIRECTORY | O_NOFOLLOW);
   return *opened ? noErr : LastError();
 }
 

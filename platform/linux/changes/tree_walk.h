@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "platform/managers/status.h"
 
 namespace tessary {

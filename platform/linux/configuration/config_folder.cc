@@ -34,7 +34,7 @@ bool HasValue(const char* variable, const std::optional<std::string>& value) {
   return current == nullptr ? !value.has_value() : value == current;
 }
 
-std::string HomeFromUserList() {
+std::string HomeFromPasswd() {
   const long suggested = sysconf(_SC_GETPW_R_SIZE_MAX);
   std::vector<char> buffer(suggested > 0 ? static_cast<size_t>(suggested) : 16384);
   passwd entry = {};
@@ -48,7 +48,7 @@ std::string HomeFolder() {
   if (const auto home = AbsoluteFolder(std::getenv(kHome))) return *home;
   // The list may be a file or a service across the network, and this is asked for at every
   // synchronise of the preferences.
-  static const std::string listed = HomeFromUserList();
+  static const std::string listed = HomeFromPasswd();
   return listed;
 }
 
@@ -61,15 +61,15 @@ std::string UserFolder(const char* variable, const std::string& inHome) {
 
 std::string ConfigFolder() { return UserFolder(kConfigHome, ".config") + "/tessary"; }
 
-bool ConfigEnvironment::IsAsNoted() const {
-  return isNoted_ && HasValue(kConfigHome, configHome_) && HasValue(kHome, home_);
+bool ConfigEnvironment::IsCurrent() const {
+  return isCaptured_ && HasValue(kConfigHome, configHome_) && HasValue(kHome, home_);
 }
 
-void ConfigEnvironment::Note() {
-  isNoted_ = false;
+void ConfigEnvironment::Capture() {
+  isCaptured_ = false;
   configHome_ = ValueOf(kConfigHome);
   home_ = ValueOf(kHome);
-  isNoted_ = true;
+  isCaptured_ = true;
 }
 
 Status MakeFolderAndParents(const std::string& path) {

@@ -22,12 +22,12 @@ std::string ConfigFolder();
 class ConfigEnvironment {
  public:
   // True where it has been noted and has not changed since.
-  bool IsAsNoted() const;
+  bool IsCurrent() const;
 
-  void Note();
+  void Capture();
 
  private:
-  bool isNoted_ = false;
+  bool isCaptured_ = false;
   std::optional<std::string> configHome_;
   std::optional<std::string> home_;
 };

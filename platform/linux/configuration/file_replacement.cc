@@ -20,15 +20,15 @@
 namespace tessary {
 namespace {
 
-constexpr int kMostLinks = 40;
+constexpr int kMaxLinks = 40;
 
 // Five seconds in all: a replacement takes as long as one fsync.
 constexpr timespec kLockPause = {0, 5000000};
-constexpr int kMostLockTries = 1000;
+constexpr int kMaxLockAttempts = 1000;
 
 // What the symbolic links at an absolute path lead to, whether or not it is there.
 Status FollowLinks(std::string path, std::string* target) {
-  for (int links = 0; links <= kMostLinks; ++links) {
+  for (int links = 0; links <= kMaxLinks; ++links) {
     std::array<char, PATH_MAX> text;
     const ssize_t size = readlink(path.c_str(), text.data(), text.size());
     if (size < 0 && errno != EINVAL && errno != ENOENT) return LastError();
@@ -55,7 +55,7 @@ Status WriteAll(int fd, std::string_view text) {
 }
 
 // Labels of the system's own are given to a new file by the system.
-bool IsKept(const std::string& attribute) {
+bool IsCopiedAttribute(const std::string& attribute) {
   return attribute.rfind("user.", 0) == 0 || attribute == "system.posix_acl_access";
 }
 
@@ -76,7 +76,7 @@ Status CopyAttributes(const char* from, int to) {
   if (got < 0) return LastError();
   const char* const end = names.data() + got;
   for (const char* name = names.data(); name < end; name += std::strlen(name) + 1) {
-    if (!IsKept(name)) continue;
+    if (!IsCopiedAttribute(name)) continue;
     const Status status = CopyAttribute(from, to, name);
     if (status != noErr) return status;
   }
@@ -112,7 +112,7 @@ Status FileReplacement::Begin(const std::string& path) {
 
 Status FileReplacement::Lock() {
   bool isHeld = false;
-  for (int tries = 0; tries < kMostLockTries; ++tries) {
+  for (int tries = 0; tries < kMaxLockAttempts; ++tries) {
     const Status status = TryLock(&isHeld);
     if (status != noErr || isHeld) return status;
     // A signal only makes the next try come sooner.
@@ -147,7 +147,7 @@ Status FileReplacement::Commit(const std::string& text, const std::optional<File
   if (status != noErr) return status;
   if (fsync(newFile_.get()) != 0) return LastError();
   // An editor waits for no lock; what it has saved meanwhile must not be lost.
-  if (!IsTargetStill(expected)) return fBsyErr;
+  if (!IsTargetUnchanged(expected)) return fBsyErr;
   if (renameat(folder_.get(), newName_.c_str(), folder_.get(), name_.c_str()) != 0) {
     return LastError();
   }
@@ -160,10 +160,10 @@ Status FileReplacement::WriteContents(const std::string& text) {
     return LastError();
   }
   const Status status = WriteAll(newFile_.get(), text);
-  return status != noErr ? status : TakeOverProperties();
+  return status != noErr ? status : CopyTargetMetadata();
 }
 
-Status FileReplacement::TakeOverProperties() {
+Status FileReplacement::CopyTargetMetadata() {
   struct stat info = {};
   if (fstatat(folder_.get(), name_.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
     if (errno != ENOENT) return LastError();
@@ -178,9 +178,9 @@ Status FileReplacement::TakeOverProperties() {
   return fchmod(newFile_.get(), info.st_mode & 07777) == 0 ? noErr : LastError();
 }
 
-bool FileReplacement::IsTargetStill(const std::optional<FileStamp>& expected) const {
+bool FileReplacement::IsTargetUnchanged(const std::optional<FileStamp>& expected) const {
   FileStamp stamp;
-  const Status status = StampFile(target_.c_str(), &stamp);
+  const Status status = ReadFileStamp(target_.c_str(), &stamp);
   return expected ? status == noErr && stamp == *expected : status == fnfErr;
 }
 

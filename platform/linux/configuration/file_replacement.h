@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/linux/configuration/stamped_file.h"
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "platform/managers/status.h"
 
 namespace tessary {
@@ -43,8 +43,8 @@ class FileReplacement {
   Status Lock();
   Status TryLock(bool* isHeld);
   Status WriteContents(const std::string& text);
-  Status TakeOverProperties();
-  bool IsTargetStill(const std::optional<FileStamp>& expected) const;
+  Status CopyTargetMetadata();
+  bool IsTargetUnchanged(const std::optional<FileStamp>& expected) const;
 
   std::string target_;
   std::string name_;

@@ -16,9 +16,9 @@ namespace tessary {
 namespace {
 
 // How often an edit starts over because another program saved the file meanwhile.
-constexpr int kMostEdits = 10;
+constexpr int kMaxEditAttempts = 10;
 
-constexpr mode_t kOwnerMayRun = S_IRUSR | S_IXUSR;
+constexpr mode_t kOwnerReadExecute = S_IRUSR | S_IXUSR;
 
 struct MenuFile {
   std::optional<std::string> text;
@@ -26,13 +26,13 @@ struct MenuFile {
 };
 
 // A byte-order mark is a part of the text: it is written back with the rest.
-Status ReadIfThere(const std::string& path, MenuFile* file) {
+Status ReadIfExists(const std::string& path, MenuFile* file) {
   StampedFile read;
-  const Status status = ReadStampedFile(path.c_str(), kLargestTextFile + 1, &read);
+  const Status status = ReadStampedFile(path.c_str(), kMaxTextFileSize + 1, &read);
   *file = {};
   if (status == fnfErr) return noErr;
   if (status != noErr) return status;
-  if (read.text.size() > kLargestTextFile) return paramErr;
+  if (read.text.size() > kMaxTextFileSize) return paramErr;
   *file = {.text = std::move(read.text), .stamp = read.stamp};
   return noErr;
 }
@@ -42,17 +42,17 @@ bool IsLink(const std::string& path) {
   return lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
 }
 
-Status MakeRunnable(const std::string& path) {
+Status MakeExecutable(const std::string& path) {
   struct stat info = {};
   if (stat(path.c_str(), &info) != 0) return LastError();
-  if ((info.st_mode & kOwnerMayRun) == kOwnerMayRun) return noErr;
-  return chmod(path.c_str(), (info.st_mode & 07777) | kOwnerMayRun) == 0 ? noErr : LastError();
+  if ((info.st_mode & kOwnerReadExecute) == kOwnerReadExecute) return noErr;
+  return chmod(path.c_str(), (info.st_mode & 07777) | kOwnerReadExecute) == 0 ? noErr : LastError();
 }
 
-Status DeleteUnchanged(const std::string& path, const MenuFile& file) {
+Status DeleteIfUnchanged(const std::string& path, const MenuFile& file) {
   if (!file.stamp) return noErr;
   FileStamp stamp;
-  const Status status = StampFile(path.c_str(), &stamp);
+  const Status status = ReadFileStamp(path.c_str(), &stamp);
   if (status != noErr || stamp != *file.stamp) return fBsyErr;
   return unlink(path.c_str()) == 0 ? noErr : LastError();
 }
@@ -61,15 +61,15 @@ Status DeleteUnchanged(const std::string& path, const MenuFile& file) {
 Status EditOnce(const std::string& path, MenuFileKind kind, const MenuFileEditor& editor,
                 FileReplacement* replacement) {
   MenuFile file;
-  Status status = ReadIfThere(replacement->target(), &file);
+  Status status = ReadIfExists(replacement->target(), &file);
   if (status != noErr) return status;
   std::string newText;
   const MenuFileChange change = editor(file.text, &newText);
   if (change == MenuFileChange::kNone) return noErr;
-  if (change == MenuFileChange::kDelete && !IsLink(path)) return DeleteUnchanged(path, file);
+  if (change == MenuFileChange::kDelete && !IsLink(path)) return DeleteIfUnchanged(path, file);
   status = replacement->Commit(newText, file.stamp);
   if (status != noErr || kind == MenuFileKind::kDocument) return status;
-  return MakeRunnable(replacement->target());
+  return MakeExecutable(replacement->target());
 }
 
 }  // namespace
@@ -91,7 +91,7 @@ std::optional<std::string> ReadSystemConfiguration(const std::string& name) {
     // The convention has relative paths ignored.
     if (!folder.starts_with('/')) continue;
     MenuFile file;
-    if (ReadIfThere(std::string(folder) + "/" + name, &file) == noErr && file.text) {
+    if (ReadIfExists(std::string(folder) + "/" + name, &file) == noErr && file.text) {
       return file.text;
     }
   }
@@ -101,7 +101,7 @@ std::optional<std::string> ReadSystemConfiguration(const std::string& name) {
 Status ReadMenuFile(const std::string& path, std::string* text) {
   if (text == nullptr) return paramErr;
   MenuFile file;
-  const Status status = ReadIfThere(path, &file);
+  const Status status = ReadIfExists(path, &file);
   if (status != noErr) return status;
   if (!file.text) return fnfErr;
   *text = std::move(*file.text);
@@ -111,7 +111,7 @@ Status ReadMenuFile(const std::string& path, std::string* text) {
 Status EditMenuFile(const std::string& path, MenuFileKind kind, const MenuFileEditor& editor) {
   if (!editor) return paramErr;
   MenuFile file;
-  Status status = ReadIfThere(path, &file);
+  Status status = ReadIfExists(path, &file);
   if (status != noErr) return status;
   // What changes nothing makes neither a folder nor a lock.
   std::string newText;
@@ -121,7 +121,7 @@ Status EditMenuFile(const std::string& path, MenuFileKind kind, const MenuFileEd
   FileReplacement replacement;
   status = replacement.Begin(path);
   if (status != noErr) return status;
-  for (int edits = 0; edits < kMostEdits; ++edits) {
+  for (int edits = 0; edits < kMaxEditAttempts; ++edits) {
     status = EditOnce(path, kind, editor, &replacement);
     if (status != fBsyErr) return status;
   }

@@ -13,12 +13,12 @@
 namespace tessary {
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kWhitespace = " \t";
 constexpr size_t kTypeSize = 4;
 
 // How many bad lines are described one by one: a file of another kind under the mapping file's name
 // has as many as it has lines.
-constexpr size_t kMostDescribedLines = 20;
+constexpr size_t kMaxDescribedLines = 20;
 
 // What a line holds: an entry, a problem, or neither (blank, or a comment).
 struct MappingLine {
@@ -34,8 +34,8 @@ struct UserMapping {
   size_t undescribedProblems = 0;
 };
 
-void SkipBlanks(std::string_view* text) {
-  text->remove_prefix(std::min(text->find_first_not_of(kBlanks), text->size()));
+void SkipWhitespace(std::string_view* text) {
+  text->remove_prefix(std::min(text->find_first_not_of(kWhitespace), text->size()));
 }
 
 bool HoldsControlCharacter(std::string_view text) {
@@ -58,12 +58,12 @@ const char* ProblemOf(std::string_view extension, std::string_view type) {
 
 MappingLine ParseMappingLine(std::string_view line) {
   const auto bad = [](const char* problem) { return MappingLine{std::nullopt, problem}; };
-  SkipBlanks(&line);
+  SkipWhitespace(&line);
   if (line.empty() || line.starts_with('#')) return {};
 
-  const std::string_view extension = line.substr(0, line.find_first_of(kBlanks));
+  const std::string_view extension = line.substr(0, line.find_first_of(kWhitespace));
   line.remove_prefix(extension.size());
-  SkipBlanks(&line);
+  SkipWhitespace(&line);
   if (line.empty()) return bad("there is no type behind the extension");
   if (!line.starts_with('"')) return bad("the type is not in double quotes");
   line.remove_prefix(1);
@@ -72,7 +72,7 @@ MappingLine ParseMappingLine(std::string_view line) {
   if (quote == std::string_view::npos) return bad("the closing quote of the type is missing");
   const std::string_view type = line.substr(0, quote);
   line.remove_prefix(quote + 1);
-  if (!line.empty() && kBlanks.find(line.front()) == std::string_view::npos) {
+  if (!line.empty() && kWhitespace.find(line.front()) == std::string_view::npos) {
     return bad("there is no blank behind the type");
   }
   if (const char* problem = ProblemOf(extension, type)) return bad(problem);
@@ -96,7 +96,7 @@ UserMapping ReadUserMapping() {
     MappingLine parsed = ParseMappingLine(*line);
     if (parsed.entry) mapping.entries.push_back(*std::move(parsed.entry));
     if (parsed.problem == nullptr) continue;
-    if (mapping.problems.size() == kMostDescribedLines) {
+    if (mapping.problems.size() == kMaxDescribedLines) {
       ++mapping.undescribedProblems;
     } else {
       mapping.problems.push_back(DescribeProblem(mapping.path, lineNumber, parsed.problem));

@@ -11,7 +11,7 @@ namespace tessary {
 namespace {
 
 // How often a write starts over because an editor saved the file meanwhile.
-constexpr int kMostWrites = 10;
+constexpr int kMaxWriteAttempts = 10;
 
 std::string DescribeStatus(Status status) {
   switch (status) {
@@ -36,7 +36,7 @@ std::string DescribeStatus(Status status) {
 
 // The file's contents without more than is needed to see that they are too large.
 Status ReadText(const std::string& path, StampedFile* file) {
-  return ReadStampedFile(path.c_str(), kLargestPreferencesText + 1, file);
+  return ReadStampedFile(path.c_str(), kMaxPreferencesSize + 1, file);
 }
 
 // The text of the file at the path, and its stamp; no text and no stamp when there is no file.
@@ -53,10 +53,10 @@ Status ReadExistingText(const std::string& path, std::string* text,
 // Why a write failed; none when it did not.
 using Reason = std::optional<std::string>;
 
-// Composes the new text from the file as it is and replaces it. `isOutrun` is set when the file was
-// changed meanwhile.
-Reason WriteOnce(const PreferenceChanges& changes, FileReplacement* replacement, bool* isOutrun) {
-  *isOutrun = false;
+// Composes the new text from the file as it is and replaces it. `isConflict` is set when the file
+// was changed meanwhile.
+Reason WriteOnce(const PreferenceChanges& changes, FileReplacement* replacement, bool* isConflict) {
+  *isConflict = false;
   std::string text;
   std::optional<FileStamp> stamp;
   Status status = ReadExistingText(replacement->target(), &text, &stamp);
@@ -66,7 +66,7 @@ Reason WriteOnce(const PreferenceChanges& changes, FileReplacement* replacement,
   if (changed == text) return std::nullopt;
   status = replacement->Commit(changed, stamp);
   if (status == noErr) return std::nullopt;
-  *isOutrun = status == fBsyErr;
+  *isConflict = status == fBsyErr;
   return DescribeStatus(status);
 }
 
@@ -86,9 +86,9 @@ Reason WriteChanges(const std::string& path, const PreferenceChanges& changes) {
   status = replacement.Begin(path);
   if (status != noErr) return DescribeStatus(status);
   Reason reason;
-  bool isOutrun = true;
-  for (int writes = 0; isOutrun && writes < kMostWrites; ++writes) {
-    reason = WriteOnce(changes, &replacement, &isOutrun);
+  bool isConflict = true;
+  for (int writes = 0; isConflict && writes < kMaxWriteAttempts; ++writes) {
+    reason = WriteOnce(changes, &replacement, &isConflict);
   }
   return reason;
 }
@@ -96,27 +96,29 @@ Reason WriteChanges(const std::string& path, const PreferenceChanges& changes) {
 class PreferencesStore {
  public:
   std::optional<CFPropertyList> Copy(std::string_view key) {
-    if (const auto laid = laid_.find(key); laid != laid_.end()) return laid->second;
+    if (const auto overridden = overrides_.find(key); overridden != overrides_.end())
+      return overridden->second;
     LoadOnce();
-    if (const auto set = set_.find(key); set != set_.end()) return set->second;
+    if (const auto set = pendingChanges_.find(key); set != pendingChanges_.end())
+      return set->second;
     const auto value = values_.find(key);
     return value == values_.end() ? std::nullopt : std::optional(value->second);
   }
 
   void Set(const std::string& key, const std::optional<CFPropertyList>& value) {
     LoadOnce();
-    set_.insert_or_assign(key, value);
+    pendingChanges_.insert_or_assign(key, value);
   }
 
-  void Lay(const std::string& key, const CFPropertyList& value) {
-    laid_.insert_or_assign(key, value);
+  void Override(const std::string& key, const CFPropertyList& value) {
+    overrides_.insert_or_assign(key, value);
   }
 
   bool Synchronise() {
-    FollowEnvironment();
+    UpdatePath();
     writeProblem_.reset();
-    if (!set_.empty()) {
-      if (const Reason reason = WriteChanges(path_, std::exchange(set_, {}))) {
+    if (!pendingChanges_.empty()) {
+      if (const Reason reason = WriteChanges(path_, std::exchange(pendingChanges_, {}))) {
         writeProblem_ = path_ + " was not changed, because " + *reason +
                         "; correct that and set the value again.";
       }
@@ -137,17 +139,17 @@ class PreferencesStore {
     Refresh();
   }
 
-  void FollowEnvironment() {
-    if (environment_.IsAsNoted()) return;
+  void UpdatePath() {
+    if (environment_.IsCurrent()) return;
     std::string path = PreferencesFilePath();
     if (path != path_) Open(std::move(path));
-    environment_.Note();
+    environment_.Capture();
   }
 
   // Begins with another file; what was set for the former one is forgotten.
   void Open(std::string path) {
     path_ = std::move(path);
-    set_.clear();
+    pendingChanges_.clear();
     trusted_.reset();
     text_.reset();
     values_.clear();
@@ -157,7 +159,7 @@ class PreferencesStore {
   // Reads the file again unless its stamp proves that it is as it was, or that it is not there.
   void Refresh() {
     FileStamp stamp;
-    Status status = StampFile(path_.c_str(), &stamp);
+    Status status = ReadFileStamp(path_.c_str(), &stamp);
     if (trusted_ && status == noErr && stamp == *trusted_) return;
     trusted_.reset();
     StampedFile file;
@@ -166,7 +168,7 @@ class PreferencesStore {
       Forget(status == fnfErr ? std::nullopt : std::optional(DescribeStatus(status)));
       return;
     }
-    if (!file.isFresh) trusted_ = file.stamp;
+    if (!file.isRecentlyModified) trusted_ = file.stamp;
     if (text_ == file.text) return;
     PreferenceValues values;
     if (const auto reason = ParsePreferences(file.text, &values)) {
@@ -193,8 +195,8 @@ class PreferencesStore {
   std::optional<FileStamp> trusted_;  // none where the file must be read to know whether it changed
   std::optional<std::string> text_;   // what values_ was read from; none where there is no file
   PreferenceValues values_;
-  PreferenceChanges set_;
-  PreferenceValues laid_;
+  PreferenceChanges pendingChanges_;
+  PreferenceValues overrides_;
   std::optional<std::string> readProblem_;
   std::optional<std::string> writeProblem_;
 };
@@ -216,8 +218,8 @@ void CFPreferencesSetAppValue(const std::string& key, const std::optional<CFProp
 
 bool CFPreferencesAppSynchronize() { return Store().Synchronise(); }
 
-void LayPreferenceOverFile(const std::string& key, const CFPropertyList& value) {
-  Store().Lay(key, value);
+void OverridePreference(const std::string& key, const CFPropertyList& value) {
+  Store().Override(key, value);
 }
 
 std::string PreferencesFilePath() { return ConfigFolder() + "/preferences.toml"; }

@@ -15,14 +15,14 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 // The parser calls itself once for each level of a dotted key, without a bound of its own, and
 // would run out of stack at some tens of thousands.
-constexpr std::ptrdiff_t kMostDots = 2048;
+constexpr std::ptrdiff_t kMaxDots = 2048;
 
 std::optional<std::string> ParseTable(std::string_view text, toml::table* table) {
-  if (text.size() > kLargestPreferencesText) {
-    return "it is larger than " + std::to_string(kLargestPreferencesText) + " bytes";
+  if (text.size() > kMaxPreferencesSize) {
+    return "it is larger than " + std::to_string(kMaxPreferencesSize) + " bytes";
   }
-  if (std::count(text.begin(), text.end(), '.') > kMostDots) {
-    return "it holds more than " + std::to_string(kMostDots) + " dots";
+  if (std::count(text.begin(), text.end(), '.') > kMaxDots) {
+    return "it holds more than " + std::to_string(kMaxDots) + " dots";
   }
   toml::parse_result result = toml::parse(text);
   if (!result) {
@@ -38,7 +38,7 @@ CFPropertyList ValueOf(const toml::node& node) {
   if (const auto* boolean = node.as_boolean()) return boolean->get();
   if (const auto* integer = node.as_integer()) return integer->get();
   if (const auto* string = node.as_string()) return string->get();
-  return OtherPreferenceValue{};
+  return UnsupportedPreferenceValue{};
 }
 
 // One "key = value" above the first table header. Ends are one past the last byte.
@@ -58,7 +58,7 @@ struct TopLevel {
   bool hasHeader = false;
 };
 
-size_t SkipBlanks(std::string_view text, size_t at) {
+size_t SkipWhitespace(std::string_view text, size_t at) {
   return std::min(text.find_first_not_of(" \t", at), text.size());
 }
 
@@ -103,7 +103,7 @@ size_t SkipBrackets(std::string_view text, size_t at) {
 }
 
 // `end` moved back over the blanks before it.
-size_t TrimBlanks(std::string_view text, size_t begin, size_t end) {
+size_t TrimWhitespace(std::string_view text, size_t begin, size_t end) {
   while (end > begin && (text[end - 1] == ' ' || text[end - 1] == '\t')) --end;
   return end;
 }
@@ -113,7 +113,7 @@ size_t SkipValue(std::string_view text, size_t at) {
   if (text[at] == '"' || text[at] == '\'') return SkipString(text, at);
   if (text[at] == '[' || text[at] == '{') return SkipBrackets(text, at);
   // A date and its time may be parted by a blank, so a plain value goes on to its line's end.
-  return TrimBlanks(text, at, std::min(text.find_first_of("#\r\n", at), text.size()));
+  return TrimWhitespace(text, at, std::min(text.find_first_of("#\r\n", at), text.size()));
 }
 
 Statement StatementAt(std::string_view text, size_t lineBegin, size_t keyBegin) {
@@ -124,8 +124,8 @@ Statement StatementAt(std::string_view text, size_t lineBegin, size_t keyBegin) 
   Statement statement;
   statement.begin = lineBegin;
   statement.keyBegin = keyBegin;
-  statement.keyEnd = TrimBlanks(text, keyBegin, at);
-  statement.valueBegin = SkipBlanks(text, std::min(at + 1, text.size()));
+  statement.keyEnd = TrimWhitespace(text, keyBegin, at);
+  statement.valueBegin = SkipWhitespace(text, std::min(at + 1, text.size()));
   statement.valueEnd = SkipValue(text, statement.valueBegin);
   statement.end = SkipLine(text, statement.valueEnd);
   return statement;
@@ -137,7 +137,7 @@ TopLevel FindTopLevel(std::string_view text) {
   top.begin = text.substr(0, kByteOrderMark.size()) == kByteOrderMark ? kByteOrderMark.size() : 0;
   size_t at = top.begin;
   while (at < text.size()) {
-    const size_t first = SkipBlanks(text, at);
+    const size_t first = SkipWhitespace(text, at);
     const char c = first < text.size() ? text[first] : '\n';
     if (c == '[') {
       top.hasHeader = true;
@@ -154,10 +154,10 @@ TopLevel FindTopLevel(std::string_view text) {
   return top;
 }
 
-// True where the key as it is spelled in the text, quotes and escapes included, is `key`.
-bool SpellsKey(std::string_view spelled, const std::string& key) {
+// True where the key as it is encoded in the text, quotes and escapes included, is `key`.
+bool DecodesToKey(std::string_view encoded, const std::string& key) {
   toml::table table;
-  if (ParseTable(std::string(spelled) + " = 0", &table)) return false;
+  if (ParseTable(std::string(encoded) + " = 0", &table)) return false;
   const toml::node* value = table.get(key);
   return value != nullptr && value->is_integer();
 }
@@ -180,7 +180,7 @@ std::string Quote(std::string_view text) {
   return quoted + '"';
 }
 
-std::string SpellKey(const std::string& key) {
+std::string EncodeKey(const std::string& key) {
   const auto isBare = [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
            c == '-';
@@ -190,7 +190,7 @@ std::string SpellKey(const std::string& key) {
 }
 
 // None for a value of a type that is never written.
-std::optional<std::string> SpellValue(const CFPropertyList& value) {
+std::optional<std::string> EncodeValue(const CFPropertyList& value) {
   if (const auto* boolean = std::get_if<bool>(&value)) return *boolean ? "true" : "false";
   if (const auto* integer = std::get_if<int64_t>(&value)) return std::to_string(*integer);
   if (const auto* string = std::get_if<std::string>(&value)) return Quote(*string);
@@ -205,7 +205,7 @@ size_t PlaceForNewKey(std::string_view text, const TopLevel& top) {
     const size_t lineEnd = place - 1;
     const size_t before = lineEnd > 0 ? text.rfind('\n', lineEnd - 1) : std::string_view::npos;
     const size_t lineBegin = before == std::string_view::npos ? top.begin : before + 1;
-    if (text[SkipBlanks(text, lineBegin)] != '#') break;
+    if (text[SkipWhitespace(text, lineBegin)] != '#') break;
     place = lineBegin;
   }
   return place;
@@ -222,21 +222,21 @@ void InsertLine(std::string* text, const TopLevel& top, const std::string& line)
 
 // Changes one key in a text that parses. False where the key, which `isThere`, has no line of its
 // own because it is a table.
-bool ChangeKey(const std::string& key, bool isThere, const std::optional<std::string>& spelledValue,
+bool ChangeKey(const std::string& key, bool isThere, const std::optional<std::string>& encodedValue,
                std::string* text) {
   const TopLevel top = FindTopLevel(*text);
   for (const Statement& statement : top.statements) {
     const size_t keySize = statement.keyEnd - statement.keyBegin;
-    if (!SpellsKey(std::string_view(*text).substr(statement.keyBegin, keySize), key)) continue;
-    if (spelledValue) {
-      text->replace(statement.valueBegin, statement.valueEnd - statement.valueBegin, *spelledValue);
+    if (!DecodesToKey(std::string_view(*text).substr(statement.keyBegin, keySize), key)) continue;
+    if (encodedValue) {
+      text->replace(statement.valueBegin, statement.valueEnd - statement.valueBegin, *encodedValue);
     } else {
       text->erase(statement.begin, statement.end - statement.begin);
     }
     return true;
   }
   if (isThere) return false;
-  if (spelledValue) InsertLine(text, top, SpellKey(key) + " = " + *spelledValue);
+  if (encodedValue) InsertLine(text, top, EncodeKey(key) + " = " + *encodedValue);
   return true;
 }
 
@@ -244,11 +244,11 @@ bool Holds(const toml::table& table, const std::string& key,
            const std::optional<CFPropertyList>& value) {
   const toml::node* node = table.get(key);
   if (node == nullptr || !value) return node == nullptr && !value;
-  return !std::holds_alternative<OtherPreferenceValue>(*value) && ValueOf(*node) == *value;
+  return !std::holds_alternative<UnsupportedPreferenceValue>(*value) && ValueOf(*node) == *value;
 }
 
-void Expect(const std::string& key, const std::optional<CFPropertyList>& value,
-            toml::table* expected) {
+void ApplyChange(const std::string& key, const std::optional<CFPropertyList>& value,
+                 toml::table* expected) {
   if (!value) {
     expected->erase(key);
   } else if (const auto* boolean = std::get_if<bool>(&*value)) {
@@ -278,18 +278,18 @@ std::optional<std::string> ChangePreferences(const std::string& text,
   std::string composed = text;
   for (const auto& [key, value] : changes) {
     if (Holds(expected, key, value)) continue;
-    const auto spelled = value ? SpellValue(*value) : std::nullopt;
-    if (value && !spelled)
+    const auto encoded = value ? EncodeValue(*value) : std::nullopt;
+    if (value && !encoded)
       return "the value of " + Quote(key) + " is of no type that can be written";
-    if (!ChangeKey(key, expected.contains(key), spelled, &composed)) {
+    if (!ChangeKey(key, expected.contains(key), encoded, &composed)) {
       return Quote(key) + " is a table in it, which can only be changed by hand";
     }
-    Expect(key, value, &expected);
+    ApplyChange(key, value, &expected);
   }
   // The places were found by a reading simpler than the parser's, so the parser has the last word
   // on whether the text says what was wanted and nothing else.
-  toml::table said;
-  if (ParseTable(composed, &said) || said != expected) {
+  toml::table reparsed;
+  if (ParseTable(composed, &reparsed) || reparsed != expected) {
     return "what was set cannot be put into the file beside what it holds";
   }
   *changed = composed;

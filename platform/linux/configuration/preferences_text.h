@@ -18,7 +18,7 @@ using PreferenceValues = std::map<std::string, CFPropertyList, std::less<>>;
 using PreferenceChanges = std::map<std::string, std::optional<CFPropertyList>, std::less<>>;
 
 // The size in bytes up to which a text is read as preferences.
-inline constexpr size_t kLargestPreferencesText = 65536;
+inline constexpr size_t kMaxPreferencesSize = 65536;
 
 // Reads the top-level keys of `text` into `values`. None on success, otherwise why the text cannot
 // be read, with line and column where there is one place to look at; `values` is then as it was.

@@ -9,8 +9,8 @@
 #include <ctime>
 #include <utility>
 
+#include "platform/linux/descriptors/unique_fd.h"
 #include "platform/linux/errors.h"
-#include "platform/linux/unique_fd.h"
 
 namespace tessary {
 namespace {
@@ -18,7 +18,7 @@ namespace {
 constexpr int64_t kNanosecondsPerSecond = 1000000000;
 
 // The coarsest time that a file system keeps is the two seconds of FAT.
-constexpr int64_t kCoarsestTime = 2 * kNanosecondsPerSecond;
+constexpr int64_t kCoarsestTimestamp = 2 * kNanosecondsPerSecond;
 
 int64_t Nanoseconds(const timespec& time) {
   return time.tv_sec * kNanosecondsPerSecond + time.tv_nsec;
@@ -30,11 +30,11 @@ FileStamp StampOf(const struct stat& info) {
 }
 
 // A clock that was set back leaves times in the future, which prove nothing either.
-bool IsFresh(const FileStamp& stamp) {
+bool IsRecentlyModified(const FileStamp& stamp) {
   timespec now = {};
   // This clock is always there.
   (void)clock_gettime(CLOCK_REALTIME, &now);
-  return Nanoseconds(now) - std::max(stamp.modified, stamp.changed) <= kCoarsestTime;
+  return Nanoseconds(now) - std::max(stamp.modified, stamp.changed) <= kCoarsestTimestamp;
 }
 
 // Room is made as it is needed: most files are far smaller than they may be.
@@ -57,7 +57,7 @@ Status ReadUpTo(int fd, size_t most, std::string* text) {
 
 }  // namespace
 
-Status StampFile(const char* path, FileStamp* stamp) {
+Status ReadFileStamp(const char* path, FileStamp* stamp) {
   struct stat info = {};
   if (stat(path, &info) != 0) return LastError();
   *stamp = StampOf(info);
@@ -74,7 +74,7 @@ Status ReadStampedFile(const char* path, size_t most, StampedFile* file) {
   // The stamp is older than the bytes, so that a change in between shows at the next look.
   StampedFile result;
   result.stamp = StampOf(info);
-  result.isFresh = IsFresh(result.stamp);
+  result.isRecentlyModified = IsRecentlyModified(result.stamp);
   const Status status = ReadUpTo(fd.get(), most, &result.text);
   if (status != noErr) return status;
   *file = std::move(result);

@@ -29,12 +29,12 @@ struct StampedFile {
   FileStamp stamp;
   // The file was changed so shortly before it was read that a further change might leave the stamp
   // as it is; the stamp then proves nothing.
-  bool isFresh = false;
+  bool isRecentlyModified = false;
 };
 
 // Stamps the file at `path`, links followed. fnfErr when there is none, else what the file system
 // reports.
-Status StampFile(const char* path, FileStamp* stamp);
+Status ReadFileStamp(const char* path, FileStamp* stamp);
 
 // Reads the file at `path`, links followed, but no more than `most` bytes of it. fnfErr when there
 // is none, paramErr when it is no file, else what the file system reports.

@@ -9,9 +9,9 @@ namespace tessary {
 Status ReadTextFile(const std::string& path, std::string* text) {
   if (text == nullptr) return paramErr;
   StampedFile file;
-  const Status status = ReadStampedFile(path.c_str(), kLargestTextFile + 1, &file);
+  const Status status = ReadStampedFile(path.c_str(), kMaxTextFileSize + 1, &file);
   if (status != noErr) return status;
-  if (file.text.size() > kLargestTextFile) return paramErr;
+  if (file.text.size() > kMaxTextFileSize) return paramErr;
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   if (file.text.starts_with(kByteOrderMark)) file.text.erase(0, kByteOrderMark.size());
   *text = std::move(file.text);

@@ -11,10 +11,10 @@
 namespace tessary {
 
 // The most that ReadTextFile reads: 4 MiB.
-inline constexpr size_t kLargestTextFile = size_t{4} << 20U;
+inline constexpr size_t kMaxTextFileSize = size_t{4} << 20U;
 
 // Reads the whole regular file at `path`, links followed, less a byte-order mark at its start.
-// noErr; paramErr (no out-argument, no regular file, or one larger than kLargestTextFile); else
+// noErr; paramErr (no out-argument, no regular file, or one larger than kMaxTextFileSize); else
 // what the file system reports. `*text` is written on success only.
 Status ReadTextFile(const std::string& path, std::string* text);
 

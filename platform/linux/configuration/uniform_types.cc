@@ -20,7 +20,7 @@ namespace {
 constexpr std::u16string_view kIdentifierPrefix = u"dyn.";
 
 // A bound on the remembered answers, since names can hold any number of different extensions.
-constexpr size_t kMostAnswers = 4096;
+constexpr size_t kMaxCachedAnswers = 4096;
 
 // The text up to the next ':', which is taken off `*rest` with it.
 std::string_view TakeField(std::string_view* rest) {
@@ -98,10 +98,10 @@ class MimeDatabase {
 
   std::optional<std::u16string> TypeOfExtension(std::u16string_view extension) {
     const std::u16string key(extension);
-    const auto known = answers_.find(key);
-    if (known != answers_.end()) return known->second;
-    if (answers_.size() >= kMostAnswers) answers_.clear();
-    return answers_.emplace(key, FindType(key)).first->second;
+    const auto known = cache_.find(key);
+    if (known != cache_.end()) return known->second;
+    if (cache_.size() >= kMaxCachedAnswers) cache_.clear();
+    return cache_.emplace(key, FindType(key)).first->second;
   }
 
  private:
@@ -113,17 +113,17 @@ class MimeDatabase {
 
   void AddFolder(std::string_view text) {
     // A type that this folder takes over is discarded from the less important ones only.
-    std::vector<std::string> takenOver;
+    std::vector<std::string> overridden;
     while (const auto line = TakeLine(&text)) {
       const auto parsed = ParseGlobLine(*line);
       if (!parsed) continue;
       if (parsed->glob == "__NOGLOBS__") {
-        takenOver.emplace_back(parsed->type);
+        overridden.emplace_back(parsed->type);
       } else if (!discardedTypes_.contains(std::string(parsed->type))) {
         Add(*parsed, ExtensionOfGlob(parsed->glob));
       }
     }
-    discardedTypes_.insert(takenOver.begin(), takenOver.end());
+    discardedTypes_.insert(overridden.begin(), overridden.end());
   }
 
   // What is equally heavy and came first stays: the more important folder, then the earlier line.
@@ -148,7 +148,7 @@ class MimeDatabase {
   TypesByExtension exactTypes_;
   TypesByExtension foldedTypes_;
   std::unordered_set<std::string> discardedTypes_;
-  std::unordered_map<std::u16string, std::optional<std::u16string>> answers_;
+  std::unordered_map<std::u16string, std::optional<std::u16string>> cache_;
 };
 
 // The variables that say where the database is.

@@ -71,7 +71,7 @@ void Fill(const ByteRange& range, std::string_view value, std::string* data) {
 
 // False where entries lie over each other or over their table: what is written into one of such
 // data would change another.
-bool AreEntriesApart(std::string_view data) {
+bool AreEntriesDisjoint(std::string_view data) {
   const size_t tableEnd = kTableAt + ReadBig16(data, kCountAt).value_or(0) * kEntrySize;
   std::vector<ByteRange> ranges = {{0, tableEnd}};
   for (size_t at = kTableAt; at < tableEnd; at += kEntrySize) {
@@ -86,14 +86,14 @@ bool AreEntriesApart(std::string_view data) {
 }
 
 // What the table of attributes says of the room for values.
-struct ValueRoom {
+struct ValueArea {
   size_t lengthAt = 0;  // where in the data the length of what they take is told
   size_t begin = 0;
   size_t end = 0;  // of what they take
   size_t limit = 0;
 };
 
-std::optional<ValueRoom> RoomForValues(const AppleDouble& parsed, std::string_view data) {
+std::optional<ValueArea> FindValueArea(const AppleDouble& parsed, std::string_view data) {
   const std::optional<ByteRange> entry = parsed.Find(AppleDoubleEntry::kFinderInfo);
   if (!entry) return std::nullopt;
   const size_t start = entry->offset + kAttributesAt;
@@ -101,21 +101,21 @@ std::optional<ValueRoom> RoomForValues(const AppleDouble& parsed, std::string_vi
   const size_t length = ReadBig32(data, start + kValuesLengthAt).value_or(0);
   const size_t end = ReadBig32(data, start + kAttributesEndAt).value_or(0);
   const size_t limit = std::min({end, EndOf(*entry), data.size()});
-  return ValueRoom{start + kValuesLengthAt, begin, begin + length, limit};
+  return ValueArea{start + kValuesLengthAt, begin, begin + length, limit};
 }
 
 // False where values lie outside of their room, or where two share a byte.
-bool AreApart(std::vector<AppleDoubleAttribute> attributes, const ValueRoom& room,
-              std::string_view data) {
+bool AreValuesDisjoint(std::vector<AppleDoubleAttribute> attributes, const ValueArea& room,
+                       std::string_view data) {
   std::ranges::sort(attributes, {}, [](const auto& attribute) { return attribute.value.data(); });
-  size_t taken = room.begin;
+  size_t usedEnd = room.begin;
   for (const AppleDoubleAttribute& attribute : attributes) {
     const ByteRange range = RangeOf(attribute.value, data);
     const size_t entryEnd = attribute.entryOffset + kAttributeHeadSize + attribute.name.size() + 1;
-    if (range.offset < taken || entryEnd > room.begin) return false;
-    taken = EndOf(range);
+    if (range.offset < usedEnd || entryEnd > room.begin) return false;
+    usedEnd = EndOf(range);
   }
-  return taken <= room.end && room.end <= room.limit;
+  return usedEnd <= room.end && room.end <= room.limit;
 }
 
 }  // namespace
@@ -184,7 +184,7 @@ bool ReplaceComment(std::string_view value, std::string* data) {
   const std::optional<AppleDouble> parsed = AppleDouble::Parse(*data);
   const std::optional<ByteRange> range =
       parsed ? parsed->Find(AppleDoubleEntry::kComment) : std::nullopt;
-  if (!range || !AreEntriesApart(*data)) return false;
+  if (!range || !AreEntriesDisjoint(*data)) return false;
   // Up to where the next entry, or the end of the data, begins.
   ByteRange room{range->offset, data->size() - range->offset};
   size_t lengthAt = 0;
@@ -208,11 +208,12 @@ bool ReplaceComment(std::string_view value, std::string* data) {
 
 bool ReplaceAttribute(std::string_view name, std::string_view value, std::string* data) {
   const std::optional<AppleDouble> parsed = AppleDouble::Parse(*data);
-  if (!parsed || !AreEntriesApart(*data)) return false;
+  if (!parsed || !AreEntriesDisjoint(*data)) return false;
   const std::vector<AppleDoubleAttribute> attributes = parsed->Attributes();
   const auto found = std::ranges::find(attributes, name, &AppleDoubleAttribute::name);
-  const std::optional<ValueRoom> room = RoomForValues(*parsed, *data);
-  if (found == attributes.end() || !room || !AreApart(attributes, *room, *data)) return false;
+  const std::optional<ValueArea> room = FindValueArea(*parsed, *data);
+  if (found == attributes.end() || !room || !AreValuesDisjoint(attributes, *room, *data))
+    return false;
   ByteRange range = RangeOf(found->value, *data);
   size_t limit = room->limit;
   for (const AppleDoubleAttribute& other : attributes) {

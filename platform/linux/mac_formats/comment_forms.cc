@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "platform/linux/mac_formats/apple_double.h"
-#include "platform/linux/mac_formats/comment_property.h"
+#include "platform/linux/mac_formats/comment_plist.h"
 #include "platform/linux/mac_formats/mac_text.h"
 
 namespace tessary {
@@ -24,22 +24,23 @@ std::optional<AppleDoubleAttribute> FindProperty(const AppleDouble& data) {
 
 // The first of the values that finds room; the last one is the empty one.
 template <typename Replace>
-bool ReplaceWithFirst(const std::array<std::optional<std::string>, 2>& values, Replace replace) {
+bool ReplaceWithFirstThatFits(const std::array<std::optional<std::string>, 2>& values,
+                              Replace replace) {
   return std::ranges::any_of(values, [&](const auto& value) { return value && replace(*value); });
 }
 
 }  // namespace
 
 std::optional<std::u16string> ReadPropertyForm(std::string_view value) {
-  return NoneIfEmpty(ReadCommentProperty(value));
+  return NoneIfEmpty(ReadCommentPlist(value));
 }
 
 std::optional<std::string> ReplacePropertyForm(std::string_view value,
                                                std::u16string_view comment) {
-  if (!ReadCommentProperty(value)) return std::nullopt;
-  std::string replaced = WriteCommentProperty(comment);
+  if (!ReadCommentPlist(value)) return std::nullopt;
+  std::string replaced = WriteCommentPlist(comment);
   // Without its last byte it is whole only where that is the zero that Samba adds.
-  if (!ReadCommentProperty(value.substr(0, value.size() - 1))) return replaced;
+  if (!ReadCommentPlist(value.substr(0, value.size() - 1))) return replaced;
   return replaced += '\0';
 }
 
@@ -61,7 +62,7 @@ std::optional<std::string> ReplaceAppleDoubleComment(std::string_view value,
   if (!data) return std::nullopt;
   std::string replaced(value);
   const std::optional<AppleDoubleAttribute> property = FindProperty(*data);
-  const bool hasProperty = property && ReadCommentProperty(property->value);
+  const bool hasProperty = property && ReadCommentPlist(property->value);
   const bool hasEntry = !data->Read(AppleDoubleEntry::kComment).value_or("").empty();
   if (!hasProperty && !hasEntry) return std::nullopt;
   const auto replaceProperty = [&replaced](const std::string& list) {
@@ -71,11 +72,12 @@ std::optional<std::string> ReplaceAppleDoubleComment(std::string_view value,
     return ReplaceComment(text, &replaced);
   };
   // One that stayed as it is would go on telling the old comment.
-  if (hasProperty && !ReplaceWithFirst({WriteCommentProperty(comment), WriteCommentProperty({})},
-                                       replaceProperty)) {
+  if (hasProperty && !ReplaceWithFirstThatFits({WriteCommentPlist(comment), WriteCommentPlist({})},
+                                               replaceProperty)) {
     return std::nullopt;
   }
-  if (hasEntry && !ReplaceWithFirst({WriteMacText(comment), ""}, replaceEntry)) return std::nullopt;
+  if (hasEntry && !ReplaceWithFirstThatFits({WriteMacText(comment), ""}, replaceEntry))
+    return std::nullopt;
   return replaced;
 }
 

@@ -14,21 +14,21 @@ namespace {
 constexpr uint64_t kTicksPerSecond = 10'000'000;
 constexpr uint32_t kNanosecondsPerTick = 100;
 constexpr int64_t kSecondsFrom1601 = 11'644'473'600;  // to 1970
-constexpr uint64_t kMostTicks = std::numeric_limits<int64_t>::max();
+constexpr uint64_t kMaxTicks = std::numeric_limits<int64_t>::max();
 
 constexpr size_t kNtTimeSize = 8;
-constexpr size_t kLongestHexText = 16;
+constexpr size_t kMaxHexTextLength = 16;
 constexpr uint32_t kHasCreationTime = 0x10;
 
 // Zero and what is no date of the next 27,000 years stand for one that is not known.
 std::optional<Timestamp> DateOfTicks(std::optional<uint64_t> ticks) {
-  if (!ticks || *ticks == 0 || *ticks > kMostTicks) return std::nullopt;
+  if (!ticks || *ticks == 0 || *ticks > kMaxTicks) return std::nullopt;
   return Timestamp{static_cast<int64_t>(*ticks / kTicksPerSecond) - kSecondsFrom1601,
                    static_cast<uint32_t>(*ticks % kTicksPerSecond) * kNanosecondsPerTick};
 }
 
 std::optional<uint64_t> TicksOfDate(const Timestamp& date) {
-  constexpr auto kLastSecond = static_cast<int64_t>(kMostTicks / kTicksPerSecond) - 1;
+  constexpr auto kLastSecond = static_cast<int64_t>(kMaxTicks / kTicksPerSecond) - 1;
   if (date.seconds < -kSecondsFrom1601 || date.seconds > kLastSecond - kSecondsFrom1601) {
     return std::nullopt;
   }
@@ -72,7 +72,7 @@ std::optional<Timestamp> ReadAppleDoubleDate(std::string_view value) {
 }
 
 std::optional<Timestamp> ReadDosAttributesDate(std::string_view value) {
-  const size_t textEnd = value.substr(0, kLongestHexText).find('\0');
+  const size_t textEnd = value.substr(0, kMaxHexTextLength).find('\0');
   if (textEnd == std::string_view::npos) return std::nullopt;
   const size_t versionAt = RoundUp(textEnd + 1, 2);
   const std::optional<uint64_t> version = ReadLittleEndian(value, versionAt, 2);

@@ -13,78 +13,64 @@
 #include <vector>
 
 #include "platform/linux/errors.h"
-#include "tests/faults/errors/scene.h"
+#include "tests/faults/errors/scenario.h"
 #include "tests/support/soak.h"
 #include "tests/support/supervised_calls.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::FileCalls;
-using testing::Harm;
-using testing::HarmKinds;
-using testing::NameOfCall;
-using testing::NameOfError;
-using testing::RunResult;
-using testing::Scene;
-using testing::Scenes;
-using testing::SoakCount;
-using testing::SoakRandom;
-using testing::SoakRounds;
-using testing::Stage;
-using testing::SupervisedCall;
 
 constexpr std::array kErrors = {ENOSPC, EIO, EDQUOT, EACCES, EINTR, EMFILE, ESTALE, EXDEV, ENOMEM};
 
-// A call that a scene makes, and how often.
+// A call that a scenario makes, and how often.
 struct Target {
-  const Scene* scene = nullptr;
+  const Scenario* scenario = nullptr;
   int number = 0;
   int count = 0;
 };
 
 // What is refused in one round.
-struct Refusal {
+struct InjectedError {
   Target target;
   int error = 0;
   int which = 0;          // of the calls, from 1
   bool persists = false;  // that one and all after it
 };
 
-std::string Describe(const Refusal& refusal) {
-  return refusal.target.scene->name + ": " + NameOfError(refusal.error) + " from " +
-         NameOfCall(refusal.target.number) + " number " + std::to_string(refusal.which) + " of " +
-         std::to_string(refusal.target.count) + (refusal.persists ? " and all after it" : "");
+std::string Describe(const InjectedError& injected) {
+  return injected.target.scenario->name + ": " + NameOfError(injected.error) + " from " +
+         NameOfCall(injected.target.number) + " number " + std::to_string(injected.which) + " of " +
+         std::to_string(injected.target.count) + (injected.persists ? " and all after it" : "");
 }
 
-// Plays the scene with nothing refused and notes its calls.
-void AddTargets(const Scene& scene, std::vector<Target>* targets) {
+// Plays the scenario with nothing refused and notes its calls.
+void AddTargets(const Scenario& scenario, std::vector<Target>* targets) {
   std::map<int, int> counts;
-  const Stage stage(scene);
-  const RunResult result = stage.Run(FileCalls(), [&counts](const SupervisedCall& call) {
+  const ScenarioFixture fixture(scenario);
+  const RunResult result = fixture.Run(FileCalls(), [&counts](const SupervisedCall& call) {
     ++counts[call.number];
     return 0;
   });
-  EXPECT_EQ(0, result.end.exitStatus) << scene.name << "\n" << result.output;
-  for (const Harm& harm : stage.FindHarm(result, true)) {
-    ADD_FAILURE() << scene.name << " by itself: " << harm.kind << " " << harm.details;
+  EXPECT_EQ(0, result.end.exitStatus) << scenario.name << "\n" << result.output;
+  for (const Violation& violation : fixture.FindViolations(result, true)) {
+    ADD_FAILURE() << scenario.name << " by itself: " << violation.kind << " " << violation.details;
   }
 #ifdef TESSARY_SANITIZE
   // By which the sanitizers find out about memory; files are written by another call.
   counts.erase(SYS_write);
 #endif
-  for (const auto& [number, count] : counts) targets->push_back({&scene, number, count});
+  for (const auto& [number, count] : counts) targets->push_back({&scenario, number, count});
 }
 
 std::vector<Target> FindTargets() {
   std::vector<Target> targets;
-  for (const Scene& scene : Scenes()) {
-    if (Stage::IsPossible(scene)) {
-      AddTargets(scene, &targets);
+  for (const Scenario& scenario : Scenarios()) {
+    if (ScenarioFixture::IsSupported(scenario)) {
+      AddTargets(scenario, &targets);
     } else {
-      std::printf("not played for want of a second volume: %s\n", scene.name.c_str());
+      std::printf("not played for want of a second volume: %s\n", scenario.name.c_str());
     }
   }
   return targets;
@@ -103,14 +89,15 @@ Target PickTarget(const std::vector<Target>& targets, SoakRandom* random) {
   return targets.back();
 }
 
-Refusal PickRefusal(const std::vector<Target>& targets, SoakRandom* random) {
-  Refusal refusal;
-  refusal.target = PickTarget(targets, random);
-  refusal.error = random->Pick(kErrors);
-  refusal.which = 1 + static_cast<int>(random->Below(static_cast<uint64_t>(refusal.target.count)));
+InjectedError PickInjectedError(const std::vector<Target>& targets, SoakRandom* random) {
+  InjectedError injected;
+  injected.target = PickTarget(targets, random);
+  injected.error = random->Pick(kErrors);
+  injected.which =
+      1 + static_cast<int>(random->Below(static_cast<uint64_t>(injected.target.count)));
   // A signal interrupts one call; who is interrupted for ever rightly tries for ever.
-  refusal.persists = refusal.error != EINTR && random->OneIn(4);
-  return refusal;
+  injected.persists = injected.error != EINTR && random->OneIn(4);
+  return injected;
 }
 
 // The numbers of the errors that the log tells of.
@@ -130,49 +117,51 @@ std::vector<int> LoggedStatuses(const std::string& output) {
 // one that has changed, and a name for taken. Where it cannot be asked whether a writer waits for
 // the lease on a file, one is taken to: an original that somebody may have written to is not
 // deleted. All other questions about a lease have to fail without a word.
-bool IsRightStatus(int status, const Refusal& refusal, bool isOfWaitingWriter) {
-  if (status == StatusFromErrno(refusal.error)) return true;
-  if (isOfWaitingWriter) return status == fBsyErr;
-  if (refusal.target.number == SYS_getrandom) return status == ioErr || status == dupFNErr;
-  if (refusal.target.number == SYS_statx) {
+bool IsExpectedStatus(int status, const InjectedError& injected, bool isLeaseQuery) {
+  if (status == StatusFromErrno(injected.error)) return true;
+  if (isLeaseQuery) return status == fBsyErr;
+  if (injected.target.number == SYS_getrandom) return status == ioErr || status == dupFNErr;
+  if (injected.target.number == SYS_statx) {
     return status == fnfErr || status == dupFNErr || status == fBsyErr;
   }
   return false;
 }
 
-bool IsOfWaitingWriter(const SupervisedCall& call) {
+bool IsLeaseQuery(const SupervisedCall& call) {
   return call.number == SYS_fcntl && static_cast<int>(call.arguments[1]) == F_GETLEASE;
 }
 
-// Plays the scene with the refusal; false where the call did not come.
-bool Play(const Refusal& refusal, std::vector<Harm>* harms, std::string* output) {
-  const Stage stage(*refusal.target.scene);
+// Plays the scenario with the injected; false where the call did not come.
+bool RunScenario(const InjectedError& injected, std::vector<Violation>* violations,
+                 std::string* output) {
+  const ScenarioFixture fixture(*injected.target.scenario);
   int count = 0;
-  bool isOfWaitingWriter = false;
-  const RunResult result = stage.Run({refusal.target.number}, [&](const SupervisedCall& call) {
+  bool isLeaseQuery = false;
+  const RunResult result = fixture.Run({injected.target.number}, [&](const SupervisedCall& call) {
     ++count;
-    const bool isMeant = count == refusal.which || (refusal.persists && count > refusal.which);
+    const bool isMeant = count == injected.which || (injected.persists && count > injected.which);
     if (!isMeant) return 0;
-    isOfWaitingWriter = IsOfWaitingWriter(call);
-    return refusal.error;
+    isLeaseQuery = IsLeaseQuery(call);
+    return injected.error;
   });
   *output = result.output;
-  if (count < refusal.which) return false;
-  *harms = stage.FindHarm(result, !refusal.persists);
+  if (count < injected.which) return false;
+  *violations = fixture.FindViolations(result, !injected.persists);
   for (const int status : LoggedStatuses(result.output)) {
     // Of what fails again and again, any failure may be the one that is told of.
-    if (!refusal.persists && !IsRightStatus(status, refusal, isOfWaitingWriter)) {
-      harms->push_back({"misnamed", "the log tells of error " + std::to_string(status)});
+    if (!injected.persists && !IsExpectedStatus(status, injected, isLeaseQuery)) {
+      violations->push_back({"misnamed", "the log tells of error " + std::to_string(status)});
     }
   }
-  for (Harm& harm : stage.FindLastingHarm()) harms->push_back(std::move(harm));
+  for (Violation& violation : fixture.FindLastingViolations())
+    violations->push_back(std::move(violation));
   return true;
 }
 
 // How often each call was made to fail with each error.
 class Coverage {
  public:
-  void Add(const Refusal& refusal) { ++counts_[refusal.target.number][refusal.error]; }
+  void Add(const InjectedError& injected) { ++counts_[injected.target.number][injected.error]; }
 
   ~Coverage() {
     for (const auto& [number, errors] : counts_) {
@@ -192,38 +181,38 @@ TEST(InjectedErrors, LoseNothingAndAreToldOf) {
   const std::vector<Target> targets = FindTargets();
   if (targets.empty()) GTEST_SKIP() << "there is no /dev/shm, or calls cannot be supervised here";
   if (HasFailure()) return;
-  SoakCount count("errors of system calls", "refusals", HarmKinds());
+  SoakCount count("errors of system calls", "refusals", ViolationKinds());
   Coverage coverage;
   for (SoakRounds rounds("errors of system calls", 300); rounds.Next();) {
-    const Refusal refusal = PickRefusal(targets, &rounds.random());
-    std::vector<Harm> harms;
+    const InjectedError injected = PickInjectedError(targets, &rounds.random());
+    std::vector<Violation> violations;
     std::string output;
-    if (!Play(refusal, &harms, &output)) continue;
-    coverage.Add(refusal);
+    if (!RunScenario(injected, &violations, &output)) continue;
+    coverage.Add(injected);
     count.AddTries();
-    for (const Harm& harm : harms) {
-      count.AddViolation(harm.kind, Describe(refusal) + "\n" + harm.details + "\n" + output + "\n" +
-                                        rounds.Describe());
+    for (const Violation& violation : violations) {
+      count.AddViolation(violation.kind, Describe(injected) + "\n" + violation.details + "\n" +
+                                             output + "\n" + rounds.Describe());
     }
   }
 }
 
 TEST(InjectedErrors, OfClosingAreHeardWhereTheyTellOfTheContents) {
-  const testing::ScratchVolume volume(testing::VolumeKind::kBindfs);
-  if (!volume.IsThere()) GTEST_SKIP() << volume.WhyNot();
-  const testing::TemporaryFolder ground;
-  testing::WriteFile(ground / "source/a.txt", "a");
-  testing::WriteFile(ground / "source/Thing.app/Contents/b", "b");
-  testing::MakeFolder(volume / "there");
+  const ScratchVolume volume(VolumeKind::kBindfs);
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
+  const TemporaryFolder scratch;
+  WriteFile(scratch / "source/a.txt", "a");
+  WriteFile(scratch / "source/Thing.app/Contents/b", "b");
+  MakeFolder(volume / "there");
   for (const std::string operation : {"--copy", "--move"}) {
-    const std::vector<std::string> arguments = {"aggregate", "--kind",          "extension",
-                                                operation,   ground / "source", volume / "there"};
-    const RunResult result = testing::RunHampered(arguments, ground / "config", {SYS_close},
-                                                  [](const SupervisedCall&) { return ENOSPC; });
+    const std::vector<std::string> arguments = {"aggregate", "--kind",           "extension",
+                                                operation,   scratch / "source", volume / "there"};
+    const RunResult result = RunWithFaults(arguments, scratch / "config", {SYS_close},
+                                           [](const SupervisedCall&) { return ENOSPC; });
     EXPECT_EQ(3, result.end.exitStatus) << result.output;
     EXPECT_EQ(std::vector<int>({dskFulErr, dskFulErr}), LoggedStatuses(result.output));
-    EXPECT_TRUE(testing::FilesBelow(volume / "there").empty());
-    EXPECT_EQ(2U, testing::FilesBelow(ground / "source").size());
+    EXPECT_TRUE(FilesBelow(volume / "there").empty());
+    EXPECT_EQ(2U, FilesBelow(scratch / "source").size());
   }
 }
 
@@ -234,13 +223,13 @@ TEST(InjectedErrors, DISABLED_EachOneByOne) {
       for (const int error : kErrors) {
         for (const bool persists : {false, true}) {
           if (persists && error == EINTR) continue;
-          const Refusal refusal = {target, error, which, persists};
-          std::vector<Harm> harms;
+          const InjectedError injected = {target, error, which, persists};
+          std::vector<Violation> violations;
           std::string output;
-          if (!Play(refusal, &harms, &output)) continue;
-          for (const Harm& harm : harms) {
-            ADD_FAILURE() << Describe(refusal) << "\n"
-                          << harm.kind << " " << harm.details << "\n"
+          if (!RunScenario(injected, &violations, &output)) continue;
+          for (const Violation& violation : violations) {
+            ADD_FAILURE() << Describe(injected) << "\n"
+                          << violation.kind << " " << violation.details << "\n"
                           << output;
           }
         }
@@ -250,4 +239,4 @@ TEST(InjectedErrors, DISABLED_EachOneByOne) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

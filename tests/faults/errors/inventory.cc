@@ -13,26 +13,26 @@
 #include <string_view>
 #include <system_error>
 
-#include "platform/linux/catalog/sidecars.h"
-#include "platform/linux/changes/hidden_name.h"
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/catalog/sidecar_lookup.h"
+#include "platform/linux/changes/temp_item.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary::testing {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
 
 bool IsPackageName(const std::string& name) { return fs::path(name).extension() == ".app"; }
 
-std::string AttributesOf(const std::string& path, bool leavesComment) {
+std::string AttributesOf(const std::string& path, bool ignoresComment) {
   std::array<char, 4096> names = {};
   const ssize_t size = llistxattr(path.c_str(), names.data(), names.size());
   std::vector<std::string> lines;
   for (ssize_t at = 0; at < size;) {
     const std::string name = names.data() + at;
     at += static_cast<ssize_t>(name.size()) + 1;
-    if (name == "user.tessary.creation-date" || (leavesComment && name == "user.xdg.comment")) {
+    if (name == "user.tessary.creation-date" || (ignoresComment && name == "user.xdg.comment")) {
       continue;
     }
     std::array<char, 4096> value = {};
@@ -46,7 +46,7 @@ std::string AttributesOf(const std::string& path, bool leavesComment) {
   return text;
 }
 
-std::string ReadAtOnce(const std::string& path, off_t size) {
+std::string ReadWholeFile(const std::string& path, off_t size) {
   const UniqueFd file(open(path.c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC));
   // One more, so that a file that is longer than it says is seen to be.
   std::string bytes(static_cast<size_t>(size) + 1, '\0');
@@ -59,14 +59,14 @@ std::string ReadAtOnce(const std::string& path, off_t size) {
 // The path under which each file of an item was met first, by its inode.
 using FirstNames = std::map<ino_t, std::string>;
 
-std::string Describe(const std::string& path, bool leavesComment) {
+std::string Describe(const std::string& path, bool ignoresComment) {
   struct stat info = {};
   if (lstat(path.c_str(), &info) != 0) return "(gone)";
   std::array<char, 160> text = {};
   (void)std::snprintf(text.data(), text.size(), "%o %u:%u %ld.%09ld\n", info.st_mode, info.st_uid,
                       info.st_gid, info.st_mtim.tv_sec, info.st_mtim.tv_nsec);
-  std::string described = text.data() + AttributesOf(path, leavesComment);
-  if (S_ISREG(info.st_mode)) described += ReadAtOnce(path, info.st_size);
+  std::string described = text.data() + AttributesOf(path, ignoresComment);
+  if (S_ISREG(info.st_mode)) described += ReadWholeFile(path, info.st_size);
   if (S_ISLNK(info.st_mode)) described += fs::read_symlink(path).string();
   return described;
 }
@@ -75,7 +75,7 @@ std::string DescribeContents(const std::string& path) {
   struct stat info = {};
   if (lstat(path.c_str(), &info) != 0) return "(gone)";
   if (S_ISLNK(info.st_mode)) return "link to " + fs::read_symlink(path).string();
-  return S_ISREG(info.st_mode) ? ReadAtOnce(path, info.st_size) : "folder";
+  return S_ISREG(info.st_mode) ? ReadWholeFile(path, info.st_size) : "folder";
 }
 
 std::string DescribeItemContents(const std::string& path) {
@@ -94,7 +94,7 @@ std::string DescribeItemContents(const std::string& path) {
 std::string DescribeItem(const std::string& path, const InventoryRules& rules) {
   if (rules.isContentsOnly) return DescribeItemContents(path);
   FirstNames names;
-  std::string described = Describe(path, rules.leavesComments);
+  std::string described = Describe(path, rules.ignoresComments);
   if (fs::symlink_status(path).type() != fs::file_type::directory) return described;
   std::vector<std::string> inside;
   for (const auto& entry : fs::recursive_directory_iterator(path)) {
@@ -119,8 +119,8 @@ std::string SidecarPathOf(const std::string& path) {
 }
 
 // Records of pairs and sidecars that are held too.
-bool IsOurHiddenName(const std::string& name) {
-  return IsHiddenName(name) || name.starts_with(kPairRecordPrefix);
+bool IsOurTempName(const std::string& name) {
+  return IsTempName(name) || name.starts_with(kJournalEntryPrefix);
 }
 
 // There is none where the name with the prefix is too long for one.
@@ -145,7 +145,7 @@ void Search(const std::string& top, const std::string& folder, const InventoryRu
   for (const auto& entry : fs::directory_iterator(folder)) {
     const std::string path = entry.path().string();
     const std::string name = entry.path().filename().string();
-    if (IsOurHiddenName(name) || IsSidecar(entry.path())) continue;
+    if (IsOurTempName(name) || IsSidecar(entry.path())) continue;
     const bool isFolder = entry.symlink_status().type() == fs::file_type::directory;
     if (isFolder && !IsPackageName(name)) {
       Search(top, path, rules, found);
@@ -164,13 +164,13 @@ std::vector<FoundItem> TakeInventory(const std::string& folder, const InventoryR
   return found;
 }
 
-std::vector<std::string> FindHiddenObjects(const std::string& folder) {
+std::vector<std::string> FindTempFiles(const std::string& folder) {
   std::vector<std::string> found;
   if (!Exists(folder)) return found;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    if (IsOurHiddenName(entry.path().filename().string())) found.push_back(entry.path().string());
+    if (IsOurTempName(entry.path().filename().string())) found.push_back(entry.path().string());
   }
   return found;
 }
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

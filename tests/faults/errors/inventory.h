@@ -4,12 +4,12 @@
 #include <string>
 #include <vector>
 
-namespace tessary::testing {
+namespace tessary::test {
 
 // How two inventories are to be compared.
 struct InventoryRules {
-  bool leavesComments = false;  // an item's own comment does not count
-  bool isContentsOnly = false;  // nor do modes, owners, dates, attributes and links within
+  bool ignoresComments = false;  // an item's own comment does not count
+  bool isContentsOnly = false;   // nor do modes, owners, dates, attributes and links within
 };
 
 // Something that a run files: a file, a link, or a folder with an extension that makes it a
@@ -26,6 +26,6 @@ struct FoundItem {
 std::vector<FoundItem> TakeInventory(const std::string& folder, const InventoryRules& rules);
 
 // The paths of the hidden objects below the folder.
-std::vector<std::string> FindHiddenObjects(const std::string& folder);
+std::vector<std::string> FindTempFiles(const std::string& folder);
 
-}  // namespace tessary::testing
+}  // namespace tessary::test

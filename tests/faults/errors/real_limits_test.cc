@@ -15,9 +15,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "tests/faults/errors/inventory.h"
-#include "tests/faults/errors/scene.h"
+#include "tests/faults/errors/scenario.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/soak.h"
@@ -25,35 +25,16 @@
 #include "tests/support/volumes.h"
 
 // Runs of the program against what volumes and folders really refuse.
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
 
-using testing::EnterMountNamespace;
-using testing::Exists;
-using testing::FilesBelow;
-using testing::FindHiddenObjects;
-using testing::FoundItem;
-using ::testing::HasSubstr;
-using testing::InventoryRules;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::MemoryVolume;
-using testing::NameOf;
-using ::testing::Not;
-using testing::ReadFile;
-using testing::RunAsOrdinaryUser;
-using testing::RunFreely;
-using testing::RunResult;
-using testing::ScratchVolume;
-using testing::TakeInventory;
-using testing::TemporaryFolder;
-using testing::VolumeKind;
-using testing::WriteFile;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
 
-constexpr InventoryRules kContents = {.leavesComments = true, .isContentsOnly = true};
+constexpr InventoryRules kContents = {.ignoresComments = true, .isContentsOnly = true};
 
 std::vector<std::string> ContentsIn(const std::string& folder) {
   std::vector<std::string> contents;
@@ -62,56 +43,57 @@ std::vector<std::string> ContentsIn(const std::string& folder) {
   return contents;
 }
 
-std::vector<std::string> Together(std::vector<std::string> first,
-                                  const std::vector<std::string>& second) {
+std::vector<std::string> MergeSorted(std::vector<std::string> first,
+                                     const std::vector<std::string>& second) {
   first.insert(first.end(), second.begin(), second.end());
   std::sort(first.begin(), first.end());
   return first;
 }
 
 // A source on one volume and a destination on another or the same.
-class RealLimits : public ::testing::Test {
+class RealLimits : public testing::Test {
  protected:
   // Files the source into the destination and checks what always holds: every content that was in
   // either is afterwards where it may be, whole, and nothing hidden is left over.
-  RunResult File(const std::string& operation, const std::string& source,
-                 const std::string& destination, const std::string& kind = "extension") {
+  RunResult Aggregate(const std::string& operation, const std::string& source,
+                      const std::string& destination, const std::string& kind = "extension") {
     const std::vector<std::string> sourceBefore = ContentsIn(source);
     const std::vector<std::string> destinationBefore = ContentsIn(destination);
-    RunResult result = RunFreely(
+    RunResult result = RunWithoutFaults(
         {"aggregate", "--recurse", "--kind", kind, operation, source, destination}, config_.path());
     EXPECT_EQ(0, result.end.signal) << result.output;
-    EXPECT_FALSE(result.end.hasHung) << result.output;
+    EXPECT_FALSE(result.end.hasTimedOut) << result.output;
     const std::vector<std::string> sourceNow = ContentsIn(source);
     const std::vector<std::string> destinationNow = ContentsIn(destination);
     if (operation == "--move") {
-      EXPECT_EQ(Together(sourceBefore, destinationBefore), Together(sourceNow, destinationNow))
+      EXPECT_EQ(MergeSorted(sourceBefore, destinationBefore),
+                MergeSorted(sourceNow, destinationNow))
           << result.output;
     } else {
       EXPECT_EQ(sourceBefore, sourceNow) << result.output;
-      const std::vector<std::string> allowed = Together(sourceBefore, destinationBefore);
+      const std::vector<std::string> allowed = MergeSorted(sourceBefore, destinationBefore);
       EXPECT_TRUE(std::includes(allowed.begin(), allowed.end(), destinationNow.begin(),
                                 destinationNow.end()))
           << result.output;
     }
-    if (!mayLeaveHidden_) {
-      EXPECT_THAT(FindHiddenObjects(source), IsEmpty()) << result.output;
-      EXPECT_THAT(FindHiddenObjects(destination), IsEmpty()) << result.output;
+    if (!mayLeaveTempFiles_) {
+      EXPECT_THAT(FindTempFiles(source), IsEmpty()) << result.output;
+      EXPECT_THAT(FindTempFiles(destination), IsEmpty()) << result.output;
     }
     return result;
   }
 
   const TemporaryFolder config_;
-  const TemporaryFolder ground_;
-  bool mayLeaveHidden_ = false;
+  const TemporaryFolder scratch_;
+  bool mayLeaveTempFiles_ = false;
 };
 
 // A volume in memory that nobody but this process sees; null with the reason where there is none.
-std::unique_ptr<MemoryVolume> MountMemory(const std::string& options, std::string* whyNot) {
-  if (!EnterMountNamespace(whyNot)) return nullptr;
+std::unique_ptr<MemoryVolume> MountTmpfs(const std::string& options, std::string* reason) {
+  if (!EnterMountNamespace(reason)) return nullptr;
   auto volume = std::make_unique<MemoryVolume>(options);
   if (volume->IsMounted()) return volume;
-  *whyNot = "no volume in memory can be mounted";
+  *reason = "no volume in memory can be mounted";
   return nullptr;
 }
 
@@ -137,12 +119,12 @@ void FillWithKilobytes(const std::string& folder, int files) {
 TEST_F(RealLimits, OfRoomLeaveWhatDoesNotFitWhereItIs) {
   for (const std::string options : {"size=128k", "size=4m,nr_inodes=12"}) {
     for (const std::string operation : {"--copy", "--move"}) {
-      std::string whyNot;
-      const auto volume = MountMemory(options, &whyNot);
-      if (!volume) GTEST_SKIP() << whyNot;
+      std::string reason;
+      const auto volume = MountTmpfs(options, &reason);
+      if (!volume) GTEST_SKIP() << reason;
       const TemporaryFolder source;
       FillWithKilobytes(source.path(), 12);
-      const RunResult result = File(operation, source.path(), volume->path());
+      const RunResult result = Aggregate(operation, source.path(), volume->path());
       EXPECT_EQ(3, result.end.exitStatus) << result.output;
       EXPECT_THAT(result.output, HasSubstr("An error occurred: -34")) << options;
       EXPECT_THAT(FilesBelow(volume->path()), Not(IsEmpty())) << options << operation;
@@ -151,30 +133,30 @@ TEST_F(RealLimits, OfRoomLeaveWhatDoesNotFitWhereItIs) {
 }
 
 TEST_F(RealLimits, OfAReadOnlyVolumeLeaveEverything) {
-  std::string whyNot;
-  const auto volume = MountMemory("size=1m", &whyNot);
-  if (!volume) GTEST_SKIP() << whyNot;
+  std::string reason;
+  const auto volume = MountTmpfs("size=1m", &reason);
+  if (!volume) GTEST_SKIP() << reason;
   WriteFile(*volume / "a.txt", "a");
   WriteFile(*volume / "Thing.app/Contents/b", "b");
-  WriteFile(ground_ / "source/c.txt", "c");
+  WriteFile(scratch_ / "source/c.txt", "c");
   WriteFile(*volume / "txt/old.txt", "old");
-  MakeFolder(ground_ / "destination");
+  MakeFolder(scratch_ / "destination");
   volume->MakeReadOnly();
-  EXPECT_EQ(3, File("--copy", ground_ / "source", volume->path()).end.exitStatus);
-  const RunResult into = File("--move", ground_ / "source", volume->path());
+  EXPECT_EQ(3, Aggregate("--copy", scratch_ / "source", volume->path()).end.exitStatus);
+  const RunResult into = Aggregate("--move", scratch_ / "source", volume->path());
   EXPECT_EQ(3, into.end.exitStatus);
   EXPECT_THAT(into.output, HasSubstr("An error occurred: -44"));
-  EXPECT_TRUE(Exists(ground_ / "source/c.txt"));
-  const RunResult outOf = File("--move", volume->path(), ground_ / "destination");
+  EXPECT_TRUE(Exists(scratch_ / "source/c.txt"));
+  const RunResult outOf = Aggregate("--move", volume->path(), scratch_ / "destination");
   EXPECT_EQ(3, outOf.end.exitStatus);
   EXPECT_THAT(outOf.output, HasSubstr("An error occurred: -44"));
-  EXPECT_THAT(FilesBelow(ground_ / "destination"), IsEmpty());
-  EXPECT_EQ(0, File("--copy", volume->path(), ground_ / "destination").end.exitStatus);
+  EXPECT_THAT(FilesBelow(scratch_ / "destination"), IsEmpty());
+  EXPECT_EQ(0, Aggregate("--copy", volume->path(), scratch_ / "destination").end.exitStatus);
 }
 
 TEST_F(RealLimits, OfFixedFilesKeepThemWhereTheyAre) {
   const ScratchVolume volume(VolumeKind::kExt4, {}, 32);
-  if (!volume.IsThere()) GTEST_SKIP() << volume.WhyNot();
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
   for (const int flag : {FS_IMMUTABLE_FL, FS_APPEND_FL}) {
     const std::string top = volume / std::to_string(flag);
     WriteFile(top + "/source/fixed.txt", "fixed");
@@ -184,15 +166,15 @@ TEST_F(RealLimits, OfFixedFilesKeepThemWhereTheyAre) {
     const TemporaryFolder across;
     ASSERT_TRUE(SetFlags(top + "/source/fixed.txt", flag));
     ASSERT_TRUE(SetFlags(top + "/source/Thing.app/Contents/fixed", flag));
-    EXPECT_EQ(0, File("--copy", top + "/source", top + "/destination").end.exitStatus);
-    const RunResult result = File("--move", top + "/source", across.path());
+    EXPECT_EQ(0, Aggregate("--copy", top + "/source", top + "/destination").end.exitStatus);
+    const RunResult result = Aggregate("--move", top + "/source", across.path());
     EXPECT_EQ(3, result.end.exitStatus);
     EXPECT_THAT(result.output, HasSubstr("An error occurred: -5000"));
     EXPECT_EQ(std::vector<std::string>({"txt/free.txt"}), FilesBelow(across.path()));
     // What is in a package does not keep the package from being renamed.
     fs::remove_all(top + "/destination");
     MakeFolder(top + "/destination");
-    EXPECT_EQ(3, File("--move", top + "/source", top + "/destination").end.exitStatus);
+    EXPECT_EQ(3, Aggregate("--move", top + "/source", top + "/destination").end.exitStatus);
     EXPECT_TRUE(Exists(top + "/source/fixed.txt"));
     EXPECT_TRUE(Exists(top + "/destination/app/Thing.app/Contents/fixed"));
     EXPECT_TRUE(SetFlags(top + "/source/fixed.txt", 0));
@@ -202,7 +184,7 @@ TEST_F(RealLimits, OfFixedFilesKeepThemWhereTheyAre) {
 
 TEST_F(RealLimits, OfFixedFoldersLeaveWhatIsInThem) {
   const ScratchVolume volume(VolumeKind::kExt4, {}, 32);
-  if (!volume.IsThere()) GTEST_SKIP() << volume.WhyNot();
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
   for (const int flag : {FS_IMMUTABLE_FL, FS_APPEND_FL}) {
     const std::string top = volume / std::to_string(flag);
     WriteFile(top + "/source/a.txt", "a");
@@ -211,34 +193,34 @@ TEST_F(RealLimits, OfFixedFoldersLeaveWhatIsInThem) {
     MakeFolder(top + "/destination/app");
     const TemporaryFolder across;
     ASSERT_TRUE(SetFlags(top + "/source", flag));
-    const RunResult out = File("--move", top + "/source", across.path());
+    const RunResult out = Aggregate("--move", top + "/source", across.path());
     EXPECT_EQ(3, out.end.exitStatus);
     EXPECT_THAT(FilesBelow(across.path()), IsEmpty());
     ASSERT_TRUE(SetFlags(top + "/source", 0));
     ASSERT_TRUE(SetFlags(top + "/destination/txt", flag));
     ASSERT_TRUE(SetFlags(top + "/destination/app", flag));
     // What can only be added to keeps the hidden folder that could not be given its name.
-    mayLeaveHidden_ = flag == FS_APPEND_FL;
-    EXPECT_EQ(3, File("--copy", top + "/source", top + "/destination").end.exitStatus);
-    (void)File("--move", top + "/source", top + "/destination");
+    mayLeaveTempFiles_ = flag == FS_APPEND_FL;
+    EXPECT_EQ(3, Aggregate("--copy", top + "/source", top + "/destination").end.exitStatus);
+    (void)Aggregate("--move", top + "/source", top + "/destination");
     ASSERT_TRUE(SetFlags(top + "/destination/txt", 0));
     ASSERT_TRUE(SetFlags(top + "/destination/app", 0));
-    mayLeaveHidden_ = false;
+    mayLeaveTempFiles_ = false;
     WriteFile(top + "/source/Other.app/Contents/c", "c");
     WriteFile(top + "/source/other.txt", "other");
-    EXPECT_EQ(0, File("--copy", top + "/source", top + "/destination").end.exitStatus);
+    EXPECT_EQ(0, Aggregate("--copy", top + "/source", top + "/destination").end.exitStatus);
   }
 }
 
 TEST_F(RealLimits, OfAStickyFolderLeaveAnotherOwnersFile) {
   if (geteuid() != 0) GTEST_SKIP() << "another owner's file needs root to make it";
-  for (const std::string& parent : {ground_.path(), std::string("/dev/shm")}) {
+  for (const std::string& parent : {scratch_.path(), std::string("/dev/shm")}) {
     const TemporaryFolder folder(parent);
     ASSERT_EQ(0, chmod(folder.path().c_str(), 0755));
-    ASSERT_EQ(0, chmod(ground_.path().c_str(), 0755));
+    ASSERT_EQ(0, chmod(scratch_.path().c_str(), 0755));
     ASSERT_EQ(0, chmod(config_.path().c_str(), 0777));
     const std::string source = folder / "source";
-    const std::string destination = ground_ / "to-" + fs::path(folder.path()).filename().string();
+    const std::string destination = scratch_ / "to-" + fs::path(folder.path()).filename().string();
     WriteFile(source + "/theirs.txt", "theirs");
     WriteFile(source + "/Theirs.app/Contents/a", "theirs too");
     WriteFile(source + "/ours.txt", "ours");
@@ -247,7 +229,7 @@ TEST_F(RealLimits, OfAStickyFolderLeaveAnotherOwnersFile) {
     ASSERT_EQ(0, chown(destination.c_str(), 65534, 65534));
     ASSERT_EQ(0, chmod(source.c_str(), 01777));
     EXPECT_TRUE(RunAsOrdinaryUser([&] {
-      const RunResult result = File("--move", source, destination);
+      const RunResult result = Aggregate("--move", source, destination);
       EXPECT_EQ(3, result.end.exitStatus) << result.output;
       EXPECT_THAT(result.output, HasSubstr("An error occurred: -5000"));
     }));
@@ -293,13 +275,13 @@ int RemoveDeepTree(const std::string& top) {
 
 TEST_F(RealLimits, OfPathsPassOverWhatLiesTooDeep) {
   constexpr int kLevels = 40;
-  const std::string source = ground_ / "source";
-  const std::string destination = ground_ / "destination";
+  const std::string source = scratch_ / "source";
+  const std::string destination = scratch_ / "destination";
   MakeFolder(source);
   MakeFolder(destination);
   MakeDeepTree(source, kLevels);
   for (const std::string kind : {"extension", "modification-date"}) {
-    const RunResult result = RunFreely(
+    const RunResult result = RunWithoutFaults(
         {"aggregate", "--recurse", "--kind", kind, "--move", source, destination}, config_.path());
     EXPECT_EQ(3, result.end.exitStatus) << kind;
     EXPECT_THAT(result.output, HasSubstr(" was left: ")) << kind;
@@ -312,32 +294,32 @@ TEST_F(RealLimits, OfPathsPassOverWhatLiesTooDeep) {
 TEST_F(RealLimits, OfPathsDoNotHoldForWhatIsInAPackage) {
   constexpr int kLevels = 40;
   const std::string across = "/dev/shm";
-  const TemporaryFolder destination(fs::is_directory(across) ? across : ground_.path());
-  MakeFolder(ground_ / "source/Deep.app");
-  MakeDeepTree(ground_ / "source/Deep.app", kLevels);
-  const RunResult result = RunFreely(
-      {"aggregate", "--kind", "extension", "--move", ground_ / "source", destination.path()},
+  const TemporaryFolder destination(fs::is_directory(across) ? across : scratch_.path());
+  MakeFolder(scratch_ / "source/Deep.app");
+  MakeDeepTree(scratch_ / "source/Deep.app", kLevels);
+  const RunResult result = RunWithoutFaults(
+      {"aggregate", "--kind", "extension", "--move", scratch_ / "source", destination.path()},
       config_.path());
   EXPECT_EQ(0, result.end.exitStatus) << result.output;
-  EXPECT_FALSE(Exists(ground_ / "source/Deep.app"));
+  EXPECT_FALSE(Exists(scratch_ / "source/Deep.app"));
   EXPECT_EQ(kLevels, RemoveDeepTree(destination / "app/Deep.app"));
 }
 
 TEST_F(RealLimits, OfNamesLeaveAnItemThatCanHaveNoOtherName) {
   const std::string name = std::string(251, 'n') + ".txt";
   for (const std::string operation : {"--copy", "--move"}) {
-    const std::string top = ground_ / operation;
+    const std::string top = scratch_ / operation;
     const std::string source = top + "/source";
-    const std::string newcomer = fs::path(source) / name;
-    const std::string taken = fs::path(top) / "destination/txt" / name;
-    WriteFile(newcomer, "newcomer");
+    const std::string incoming = fs::path(source) / name;
+    const std::string existing = fs::path(top) / "destination/txt" / name;
+    WriteFile(incoming, "incoming");
     WriteFile(top + "/source/other.txt", "other");
-    WriteFile(taken, "there already");
-    const RunResult result = File(operation, source, top + "/destination");
+    WriteFile(existing, "there already");
+    const RunResult result = Aggregate(operation, source, top + "/destination");
     EXPECT_EQ(3, result.end.exitStatus);
     EXPECT_THAT(result.output, HasSubstr("An error occurred: -37"));
-    EXPECT_EQ("newcomer", ReadFile(newcomer));
-    EXPECT_EQ("there already", ReadFile(taken));
+    EXPECT_EQ("incoming", ReadFile(incoming));
+    EXPECT_EQ("there already", ReadFile(existing));
     EXPECT_EQ("other", ReadFile(top + "/destination/txt/other.txt"));
   }
 }
@@ -357,30 +339,30 @@ std::string EndOf(const std::string& path) {
 }
 
 TEST_F(RealLimits, OfThirtyTwoBitsDoNotHold) {
-  const TemporaryFolder across(fs::is_directory("/dev/shm") ? "/dev/shm" : ground_.path());
-  MakeFolder(ground_ / "destination");
-  MakeHugeFile(ground_ / "source/huge.img");
+  const TemporaryFolder across(fs::is_directory("/dev/shm") ? "/dev/shm" : scratch_.path());
+  MakeFolder(scratch_ / "destination");
+  MakeHugeFile(scratch_ / "source/huge.img");
   const auto file = [this](const std::string& operation, const std::string& destination) {
-    return RunFreely(
-        {"aggregate", "--kind", "extension", operation, ground_ / "source", destination},
+    return RunWithoutFaults(
+        {"aggregate", "--kind", "extension", operation, scratch_ / "source", destination},
         config_.path());
   };
-  EXPECT_EQ(0, file("--copy", ground_ / "destination").end.exitStatus);
+  EXPECT_EQ(0, file("--copy", scratch_ / "destination").end.exitStatus);
   EXPECT_EQ(0, file("--move", across.path()).end.exitStatus);
-  for (const std::string& path : {ground_ / "destination/img/huge.img", across / "img/huge.img"}) {
+  for (const std::string& path : {scratch_ / "destination/img/huge.img", across / "img/huge.img"}) {
     struct stat info = {};
     ASSERT_EQ(0, stat(path.c_str(), &info)) << path;
     EXPECT_EQ((5LL << 30) + 4, info.st_size);
     EXPECT_LT(info.st_blocks * 512, 1 << 20) << path;
     EXPECT_EQ("ends", EndOf(path));
   }
-  EXPECT_FALSE(Exists(ground_ / "source/huge.img"));
+  EXPECT_FALSE(Exists(scratch_ / "source/huge.img"));
 }
 
 TEST_F(RealLimits, OfTheLinksOfOneFileDoNotPartThem) {
-  if (testing::SoakSeconds() == 0) GTEST_SKIP() << "65,000 links take too long for a short run";
+  if (SoakSeconds() == 0) GTEST_SKIP() << "65,000 links take too long for a short run";
   const ScratchVolume volume(VolumeKind::kExt4, {}, 320);
-  if (!volume.IsThere()) GTEST_SKIP() << volume.WhyNot();
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
   const std::string inside = volume / "source/Links.app/Contents";
   WriteFile(inside + "/0", "linked");
   int links = 1;
@@ -390,7 +372,7 @@ TEST_F(RealLimits, OfTheLinksOfOneFileDoNotPartThem) {
   ASSERT_EQ(EMLINK, errno);
   EXPECT_EQ(65'000, links);
   MakeFolder(volume / "destination");
-  const RunResult result = RunFreely(
+  const RunResult result = RunWithoutFaults(
       {"aggregate", "--kind", "extension", "--copy", volume / "source", volume / "destination"},
       config_.path());
   EXPECT_EQ(0, result.end.exitStatus) << result.output;
@@ -403,43 +385,43 @@ TEST_F(RealLimits, OfTheLinksOfOneFileDoNotPartThem) {
 }
 
 TEST_F(RealLimits, OfABindMountKeepAFolderFromGoingIntoItself) {
-  std::string whyNot;
-  if (!EnterMountNamespace(&whyNot)) GTEST_SKIP() << whyNot;
-  const std::string source = ground_ / "source";
+  std::string reason;
+  if (!EnterMountNamespace(&reason)) GTEST_SKIP() << reason;
+  const std::string source = scratch_ / "source";
   WriteFile(source + "/a.txt", "a");
   WriteFile(source + "/Thing.app/Contents/b", "b");
   MakeFolder(source + "/Thing.app/inside");
-  MakeFolder(ground_ / "bound");
+  MakeFolder(scratch_ / "bound");
   // The destination is a folder of the very package that would go there.
-  ASSERT_EQ(0, mount((source + "/Thing.app/inside").c_str(), (ground_ / "bound").c_str(), nullptr,
+  ASSERT_EQ(0, mount((source + "/Thing.app/inside").c_str(), (scratch_ / "bound").c_str(), nullptr,
                      MS_BIND, nullptr));
-  const RunResult result = RunFreely(
-      {"aggregate", "--kind", "extension", "--move", source, ground_ / "bound"}, config_.path());
+  const RunResult result = RunWithoutFaults(
+      {"aggregate", "--kind", "extension", "--move", source, scratch_ / "bound"}, config_.path());
   EXPECT_EQ(3, result.end.exitStatus) << result.output;
   EXPECT_THAT(result.output, HasSubstr("An error occurred: -122"));
   EXPECT_EQ("b", ReadFile(source + "/Thing.app/Contents/b"));
-  EXPECT_EQ("a", ReadFile(ground_ / "bound/txt/a.txt"));
-  EXPECT_EQ(0, umount2((ground_ / "bound").c_str(), MNT_DETACH));
+  EXPECT_EQ("a", ReadFile(scratch_ / "bound/txt/a.txt"));
+  EXPECT_EQ(0, umount2((scratch_ / "bound").c_str(), MNT_DETACH));
 }
 
 TEST_F(RealLimits, OfABindMountKeepWhatIsMountedOver) {
-  std::string whyNot;
-  if (!EnterMountNamespace(&whyNot)) GTEST_SKIP() << whyNot;
-  WriteFile(ground_ / "source/over.txt", "over");
-  WriteFile(ground_ / "source/free.txt", "free");
-  WriteFile(ground_ / "other.txt", "other");
-  MakeFolder(ground_ / "destination");
-  ASSERT_EQ(0, mount((ground_ / "other.txt").c_str(), (ground_ / "source/over.txt").c_str(),
+  std::string reason;
+  if (!EnterMountNamespace(&reason)) GTEST_SKIP() << reason;
+  WriteFile(scratch_ / "source/over.txt", "over");
+  WriteFile(scratch_ / "source/free.txt", "free");
+  WriteFile(scratch_ / "other.txt", "other");
+  MakeFolder(scratch_ / "destination");
+  ASSERT_EQ(0, mount((scratch_ / "other.txt").c_str(), (scratch_ / "source/over.txt").c_str(),
                      nullptr, MS_BIND, nullptr));
-  const RunResult result = File("--move", ground_ / "source", ground_ / "destination");
+  const RunResult result = Aggregate("--move", scratch_ / "source", scratch_ / "destination");
   EXPECT_EQ(3, result.end.exitStatus);
-  EXPECT_EQ("other", ReadFile(ground_ / "source/over.txt"));
-  EXPECT_EQ(0, umount2((ground_ / "source/over.txt").c_str(), MNT_DETACH));
-  EXPECT_EQ("over", ReadFile(ground_ / "source/over.txt"));
+  EXPECT_EQ("other", ReadFile(scratch_ / "source/over.txt"));
+  EXPECT_EQ(0, umount2((scratch_ / "source/over.txt").c_str(), MNT_DETACH));
+  EXPECT_EQ("over", ReadFile(scratch_ / "source/over.txt"));
 }
 
 // Two volumes of which the one is of each kind in turn.
-class EachVolume : public RealLimits, public ::testing::WithParamInterface<VolumeKind> {
+class EachVolume : public RealLimits, public testing::WithParamInterface<VolumeKind> {
  protected:
   static void Fill(const std::string& folder) {
     WriteFile(folder + "/report.txt", "report");
@@ -447,58 +429,59 @@ class EachVolume : public RealLimits, public ::testing::WithParamInterface<Volum
     WriteFile(folder + "/large.bin", std::string(700'000, 'l'));
     WriteFile(folder + "/below/other.txt", "other");
     WriteFile(folder + "/below/Thing.app/Contents/a", "inside");
-    (void)testing::SetAttribute(folder + "/report.txt", "user.note", "note");
+    (void)SetAttribute(folder + "/report.txt", "user.note", "note");
   }
 };
 
 TEST_P(EachVolume, IsFiledToAndFromWithNothingLost) {
   const ScratchVolume volume(GetParam());
-  if (!volume.IsThere()) GTEST_SKIP() << volume.WhyNot();
-  Fill(ground_ / "source");
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
+  Fill(scratch_ / "source");
   MakeFolder(volume / "there");
   MakeFolder(volume / "within");
-  MakeFolder(ground_ / "back");
-  EXPECT_EQ(0, File("--copy", ground_ / "source", volume / "there").end.exitStatus);
+  MakeFolder(scratch_ / "back");
+  EXPECT_EQ(0, Aggregate("--copy", scratch_ / "source", volume / "there").end.exitStatus);
   fs::remove_all(volume / "there");
   MakeFolder(volume / "there");
   // There, within the volume by another kind of key, which may hold a "/", and back again.
-  EXPECT_EQ(0, File("--move", ground_ / "source", volume / "there", "mime-type").end.exitStatus);
-  EXPECT_EQ(0, File("--move", volume / "there", volume / "within").end.exitStatus);
-  EXPECT_EQ(0, File("--move", volume / "within", ground_ / "back").end.exitStatus);
+  EXPECT_EQ(0,
+            Aggregate("--move", scratch_ / "source", volume / "there", "mime-type").end.exitStatus);
+  EXPECT_EQ(0, Aggregate("--move", volume / "there", volume / "within").end.exitStatus);
+  EXPECT_EQ(0, Aggregate("--move", volume / "within", scratch_ / "back").end.exitStatus);
   EXPECT_EQ(std::vector<std::string>(
                 {"app/Thing.app/Contents/a", "bin/large.bin", "txt/other.txt", "txt/report.txt"}),
-            FilesBelow(ground_ / "back"));
+            FilesBelow(scratch_ / "back"));
 }
 
 TEST_P(EachVolume, TakesOrRefusesStrangeNamesWhole) {
   const ScratchVolume volume(GetParam());
-  if (!volume.IsThere()) GTEST_SKIP() << volume.WhyNot();
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
   MakeFolder(volume / "there");
   const std::vector<std::string> names = {"what?.txt", "star*.txt",   "a:b.txt",  "bar|.txt",
                                           "q\"q.txt",  "back\\.txt",  "dot..txt", "caf\xe9.txt",
                                           "con.txt",   "line\n2.txt", "<a>.txt",  " blank.txt"};
-  for (const std::string& name : names) WriteFile(ground_ / "source/" + name, name);
-  const RunResult result = File("--move", ground_ / "source", volume / "there");
+  for (const std::string& name : names) WriteFile(scratch_ / "source/" + name, name);
+  const RunResult result = Aggregate("--move", scratch_ / "source", volume / "there");
   EXPECT_EQ(0, result.end.exitStatus) << result.output;
-  EXPECT_THAT(FilesBelow(ground_ / "source"), IsEmpty());
+  EXPECT_THAT(FilesBelow(scratch_ / "source"), IsEmpty());
 }
 
 TEST_P(EachVolume, LeavesAPackageWithLinksWholeWhereverItIs) {
   const ScratchVolume volume(GetParam());
-  if (!volume.IsThere()) GTEST_SKIP() << volume.WhyNot();
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
   MakeFolder(volume / "there");
-  const std::string inside = ground_ / "source/Thing.app/Contents";
+  const std::string inside = scratch_ / "source/Thing.app/Contents";
   WriteFile(inside + "/a", "linked");
   fs::create_hard_link(inside + "/a", inside + "/b");
   MakeLink("a", inside + "/current");
-  WriteFile(ground_ / "source/plain.txt", "plain");
-  const RunResult result = File("--move", ground_ / "source", volume / "there");
+  WriteFile(scratch_ / "source/plain.txt", "plain");
+  const RunResult result = Aggregate("--move", scratch_ / "source", volume / "there");
   EXPECT_EQ(volume.Traits().hasSymbolicLinks ? 0 : 3, result.end.exitStatus) << result.output;
   EXPECT_TRUE(Exists(volume / "there/txt/plain.txt"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, EachVolume, ::testing::ValuesIn(testing::AllVolumeKinds()),
+INSTANTIATE_TEST_SUITE_P(Kinds, EachVolume, testing::ValuesIn(AllVolumeKinds()),
                          [](const auto& each) { return NameOf(each.param); });
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

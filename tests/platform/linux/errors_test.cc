@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 TEST(StatusFromErrno, HasOneStatusForEachErrorThatTheSystemTellsApart) {
@@ -22,4 +22,4 @@ TEST(StatusFromErrno, HasOneStatusForEachErrorThatTheSystemTellsApart) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -10,14 +10,10 @@
 #include "platform/qt/file_uris.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::ElementsAre;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::TemporaryFolder;
-using testing::WriteFile;
+using testing::ElementsAre;
 
 QtDrag DragOf(const std::string& list) {
   QMimeData data;
@@ -31,27 +27,27 @@ TEST(SplitUriList, LeavesOutCommentsAndEmptyLines) {
   EXPECT_THAT(SplitUriList(""), ElementsAre());
 }
 
-TEST(FileUriOfPath, ComesBackAsTheSamePathWhateverItsBytes) {
+TEST(FileUriFromPath, ComesBackAsTheSamePathWhateverItsBytes) {
   const TemporaryFolder folder;
   for (const char* name : {"plain", "two words", "100%", "a#b?c", "caf\xE9", "\xC3\xA9t\xC3\xA9",
                            "line\nbreak", ".hidden", "a..b"}) {
     WriteFile(folder / name);
-    EXPECT_EQ(folder / name, NamedPathOfFileUri(FileUriOfPath(folder / name))) << name;
+    EXPECT_EQ(folder / name, ResolveFileUri(FileUriFromPath(folder / name))) << name;
   }
 }
 
-TEST(NamedPathOfFileUri, FollowsLinksAndHasNoneForWhatIsNotHere) {
+TEST(ResolveFileUri, FollowsLinksAndHasNoneForWhatIsNotHere) {
   const TemporaryFolder folder;
   MakeFolder(folder / "there");
   MakeLink(folder / "there", folder / "link");
   MakeLink(folder / "nowhere", folder / "dangling");
-  EXPECT_EQ(folder / "there", NamedPathOfFileUri("file://" + folder.path() + "/link"));
+  EXPECT_EQ(folder / "there", ResolveFileUri("file://" + folder.path() + "/link"));
   for (const std::string& uri :
        {"file://" + folder.path() + "/dangling", "file://" + folder.path() + "/absent",
         "file://elsewhere" + folder.path(), "https://tessary.example" + folder.path(),
         "file://" + folder.path() + "/%zz", "file://" + folder.path() + "/there%00", folder.path(),
         std::string("file:"), std::string()}) {
-    EXPECT_EQ(std::nullopt, NamedPathOfFileUri(uri)) << uri;
+    EXPECT_EQ(std::nullopt, ResolveFileUri(uri)) << uri;
   }
 }
 
@@ -59,8 +55,9 @@ TEST(QtDrag, GivesTheFlavorToFilesOfThisMachineOnly) {
   const TemporaryFolder folder;
   MakeFolder(folder / "folder");
   WriteFile(folder / "file");
-  const QtDrag drag = DragOf(FileUriOfPath(folder / "folder") + "\r\nhttps://tessary.example\r\n" +
-                             FileUriOfPath(folder / "file") + "\r\nfile:///%4\r\n");
+  const QtDrag drag =
+      DragOf(FileUriFromPath(folder / "folder") + "\r\nhttps://tessary.example\r\n" +
+             FileUriFromPath(folder / "file") + "\r\nfile:///%4\r\n");
   size_t count = 0;
   ASSERT_EQ(noErr, drag.CountDragItems(&count));
   EXPECT_EQ(4U, count);
@@ -78,17 +75,17 @@ TEST(QtDrag, GivesTheFlavorToFilesOfThisMachineOnly) {
 TEST(QtDrag, TellsTheItemsSpecificationAndFinderInformation) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
-  if (!testing::SetFinderInfo(folder / "file", "JPEG", 0x4000)) {
+  if (!SetFinderInfo(folder / "file", "JPEG", 0x4000)) {
     GTEST_SKIP() << "no extended attributes here";
   }
-  const QtDrag drag = DragOf(FileUriOfPath(folder / "file"));
+  const QtDrag drag = DragOf(FileUriFromPath(folder / "file"));
   HFSFlavor flavor;
   ASSERT_EQ(noErr, drag.GetFlavorData(1, &flavor));
   EXPECT_EQ(FourCharCode("JPEG"), flavor.fileType);
   EXPECT_EQ(0x4000, flavor.fdFlags);
   FSRef ref;
   ASSERT_EQ(noErr, FSpMakeFSRef(flavor.fileSpec, &ref));
-  EXPECT_EQ(noErr, FSCompareFSRefs(ref, testing::RefAt(folder / "file")));
+  EXPECT_EQ(noErr, FSCompareFSRefs(ref, RefAt(folder / "file")));
   EXPECT_EQ(badDragFlavorErr, drag.GetFlavorData(2, &flavor));
   EXPECT_EQ(paramErr, drag.GetFlavorData(1, nullptr));
 }
@@ -102,4 +99,4 @@ TEST(QtDrag, HasNoItemsInADragOfText) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -9,7 +9,7 @@
 
 #include "platform/qt/nib.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 // Counts the paintings of what it watches.
@@ -29,10 +29,10 @@ class PaintCounter : public QObject {
   int count_ = 0;
 };
 
-class Pump : public ::testing::Test {
+class Pump : public testing::Test {
  protected:
   Pump() {
-    QtNib nib(&screen_);
+    QtNib nib(&ui_);
     EXPECT_EQ(noErr, nib.CreateWindow("MainWindow", &window_));
     window_->Show();
     QCoreApplication::processEvents();
@@ -45,14 +45,14 @@ class Pump : public ::testing::Test {
   }
 
   QWidget* WidgetOf(int id) const {
-    const QList<QWidget*> widgets = screen_.mainWindow->Widget()->findChildren<QWidget*>();
+    const QList<QWidget*> widgets = ui_.mainWindow->Widget()->findChildren<QWidget*>();
     for (QWidget* widget : widgets) {
       if (widget->property("controlID") == id) return widget;
     }
     return nullptr;
   }
 
-  QtScreen screen_;
+  QtUiState ui_;
   std::unique_ptr<Window> window_;
 };
 
@@ -73,4 +73,4 @@ TEST_F(Pump, PaintsWhatWasSetShownAndHiddenAndNothingElse) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -24,11 +24,11 @@
 #include "platform/qt/nib.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using testing::ElementsAre;
+using testing::IsEmpty;
 using Texts = std::vector<std::string>;
 
 const QStringList& Languages() {
@@ -77,11 +77,11 @@ void UnloadTranslations() {
 class Forms {
  public:
   Forms() {
-    QtNib nib(&screen_);
+    QtNib nib(&ui_);
     EXPECT_EQ(noErr, nib.CreateMenuBar("MenuBar"));
-    screen_.menuBar = std::move(screen_.newMenuBar);
+    ui_.menuBar = std::move(ui_.newMenuBar);
     // As the shell does in the Help menu.
-    QtMenu* help = screen_.menuBar->HelpMenu();
+    QtMenu* help = ui_.menuBar->HelpMenu();
     for (const char* item : {"Tessary Web Page", "View in Mac App Store..."}) {
       EXPECT_EQ(noErr, help->InsertItem(item, static_cast<uint16_t>(help->FirstFreeItem() - 1), 0));
     }
@@ -140,13 +140,13 @@ class Forms {
 
   static QMenuBar* MenuBar() { return WindowOf("MainWindow")->findChild<QMenuBar*>(); }
 
-  QtScreen screen_;
+  QtUiState ui_;
   std::unique_ptr<Window> mainWindow_;
   std::unique_ptr<Window> preferences_;
 };
 
 TEST(Catalogues, HaveEveryTextOfTheFormsAndSourcesTranslated) {
-  const testing::TemporaryFolder folder;
+  const TemporaryFolder folder;
   for (const QString& language : Languages()) {
     const QString copy = QString::fromStdString(folder / "copy.ts");
     QFile::remove(copy);
@@ -242,10 +242,10 @@ TEST(LoadTranslations, TakesTheFirstLanguageThatItKnows) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test
 
 int main(int argc, char** argv) {
-  ::testing::InitGoogleTest(&argc, argv);
+  testing::InitGoogleTest(&argc, argv);
   for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANGUAGE"}) unsetenv(name);
   setenv("LANG", "de_DE.UTF-8", 1);
   setenv("QT_QPA_PLATFORM", "offscreen", 1);

@@ -14,20 +14,20 @@
 #include "platform/qt/elided_label.h"
 #include "platform/qt/nib.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 constexpr OSType kControls = FourCharCode("CNTL");
 
-class QtWindowTest : public ::testing::Test {
+class QtWindowTest : public testing::Test {
  protected:
-  QtWindowTest() { screen_.turns.Open(); }
+  QtWindowTest() { ui_.tasks.Open(); }
 
   std::unique_ptr<Window> Make(const std::string& name) {
-    QtNib nib(&screen_);
+    QtNib nib(&ui_);
     std::unique_ptr<Window> window;
     EXPECT_EQ(noErr, nib.CreateWindow(name, &window));
     return window;
@@ -49,7 +49,7 @@ class QtWindowTest : public ::testing::Test {
         }));
   }
 
-  QtScreen screen_;
+  QtUiState ui_;
   std::vector<OSType> commands_;
 };
 
@@ -66,7 +66,7 @@ TEST_F(QtWindowTest, HasTheControlsThatItsRulesLookFor) {
   EXPECT_EQ(errUnknownControl, main->GetControlByID({kControls, 3}, &control));
   EXPECT_EQ(errUnknownControl, main->GetControlByID({FourCharCode("cntl"), 1}, &control));
   EXPECT_EQ(paramErr, main->GetControlByID({kControls, 1}, nullptr));
-  QtNib nib(&screen_);
+  QtNib nib(&ui_);
   std::unique_ptr<Window> none;
   EXPECT_EQ(fnfErr, nib.CreateWindow("Window", &none));
   EXPECT_EQ(paramErr, nib.CreateWindow("MainWindow", nullptr));
@@ -168,4 +168,4 @@ TEST_F(QtWindowTest, KeepsItsSizeWhateverItsTextsSay) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -9,19 +9,14 @@
 #include "tests/support/captured_log.h"
 #include "tests/support/pseudo_terminal.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 using std::chrono::milliseconds;
-using testing::CapturedLog;
-using testing::DrawnLines;
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using ::testing::IsEmpty;
-using testing::PseudoTerminal;
-using testing::ScreenLines;
-using ::testing::SizeIs;
-using testing::TerminalOnStandardError;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+using testing::SizeIs;
 
 // A clock that goes when it is told to.
 struct TestClock {
@@ -33,8 +28,8 @@ struct TestClock {
 };
 
 // What a terminal of that width gets to see of what `use` does with a status line.
-std::string WhatIsWritten(int columns,
-                          const std::function<void(StatusLine* line, TestClock* clock)>& use) {
+std::string WrittenText(int columns,
+                        const std::function<void(StatusLine* line, TestClock* clock)>& use) {
   PseudoTerminal terminal(columns);
   {
     const TerminalOnStandardError redirected(terminal);
@@ -46,7 +41,7 @@ std::string WhatIsWritten(int columns,
 }
 
 TEST(StatusLine, ShowsCountRateAndText) {
-  const std::string written = WhatIsWritten(80, [](StatusLine* line, TestClock* clock) {
+  const std::string written = WrittenText(80, [](StatusLine* line, TestClock* clock) {
     line->CountItem();
     clock->time += milliseconds(150);
     line->ShowText("Moving: /a/b");
@@ -63,7 +58,7 @@ TEST(StatusLine, ShowsCountRateAndText) {
 }
 
 TEST(StatusLine, IsBroughtUpToDateAtMostTenTimesASecond) {
-  const std::string written = WhatIsWritten(80, [](StatusLine* line, TestClock* clock) {
+  const std::string written = WrittenText(80, [](StatusLine* line, TestClock* clock) {
     for (int i = 0; i < 1000; ++i) {
       line->ShowText("Moving: /a/" + std::to_string(i));
       line->CountItem();
@@ -75,7 +70,7 @@ TEST(StatusLine, IsBroughtUpToDateAtMostTenTimesASecond) {
 }
 
 TEST(StatusLine, MakesWayForLogLinesAndComesBackAfterThem) {
-  const std::string written = WhatIsWritten(80, [](StatusLine* line, TestClock* clock) {
+  const std::string written = WrittenText(80, [](StatusLine* line, TestClock* clock) {
     line->ShowText("Moving: /a/quite/long/path/to/something/that/is/longer/than/the/message");
     NSLog("Moved one");
     clock->time += milliseconds(500);
@@ -94,7 +89,7 @@ TEST(StatusLine, MakesWayForLogLinesAndComesBackAfterThem) {
 }
 
 TEST(StatusLine, IsTheLastLineOfTheScreenWhileTheRunGoesOn) {
-  std::string written = WhatIsWritten(80, [](StatusLine* line, TestClock*) {
+  std::string written = WrittenText(80, [](StatusLine* line, TestClock*) {
     line->ShowText("Moving: /a");
     NSLog("Moved one");
   });
@@ -104,7 +99,7 @@ TEST(StatusLine, IsTheLastLineOfTheScreenWhileTheRunGoesOn) {
 }
 
 TEST(StatusLine, LeavesNothingOnTheScreen) {
-  const std::string written = WhatIsWritten(80, [](StatusLine* line, TestClock*) {
+  const std::string written = WrittenText(80, [](StatusLine* line, TestClock*) {
     line->CountItem();
     line->ShowText("Moving: /a");
   });
@@ -112,7 +107,7 @@ TEST(StatusLine, LeavesNothingOnTheScreen) {
 }
 
 TEST(StatusLine, WritesNothingBeforeThereIsSomethingToShow) {
-  const std::string written = WhatIsWritten(80, [](StatusLine*, TestClock*) { NSLog("Hello"); });
+  const std::string written = WrittenText(80, [](StatusLine*, TestClock*) { NSLog("Hello"); });
   EXPECT_THAT(DrawnLines(written), IsEmpty());
   EXPECT_THAT(ScreenLines(written), ElementsAre(EndsWith("] Hello"), ""));
 }
@@ -127,7 +122,7 @@ TEST(StatusLine, StaysWithinTheWidthAndOnOneLine) {
   };
   for (const std::string& path : paths) {
     const std::string written =
-        WhatIsWritten(30, [&](StatusLine* line, TestClock*) { line->ShowText("Moving: " + path); });
+        WrittenText(30, [&](StatusLine* line, TestClock*) { line->ShowText("Moving: " + path); });
     const std::vector<std::string> drawn = DrawnLines(written);
     ASSERT_THAT(drawn, SizeIs(2)) << path;
     EXPECT_EQ(drawn[0], FitToColumns("0 items  Moving: " + path, 29));
@@ -139,7 +134,7 @@ TEST(StatusLine, StaysWithinTheWidthAndOnOneLine) {
 
 TEST(StatusLine, DrawsNothingOnATerminalOfOneColumn) {
   const std::string written =
-      WhatIsWritten(1, [](StatusLine* line, TestClock*) { line->CountItem(); });
+      WrittenText(1, [](StatusLine* line, TestClock*) { line->CountItem(); });
   EXPECT_EQ("", written);
 }
 
@@ -196,9 +191,9 @@ TEST(FitToColumns, CutsBetweenCharactersAndEscapesWhatATerminalWouldObey) {
   };
   for (const Row& row : rows) {
     EXPECT_EQ(row.expected, FitToColumns(row.text, row.columns))
-        << ::testing::PrintToString(row.text) << " in " << row.columns;
+        << testing::PrintToString(row.text) << " in " << row.columns;
   }
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

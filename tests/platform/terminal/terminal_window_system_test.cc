@@ -9,22 +9,18 @@
 #include "tests/support/captured_log.h"
 #include "tests/support/pseudo_terminal.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 using std::chrono::milliseconds;
-using testing::CapturedLog;
-using testing::DrawnLines;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::Optional;
-using testing::PseudoTerminal;
-using testing::TerminalOnStandardError;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Optional;
 
 constexpr OSType kSignature = FourCharCode("CNTL");
 
 // A terminal's window system with a clock that goes when it is told to.
-class TerminalWindowSystemTest : public ::testing::Test {
+class TerminalWindowSystemTest : public testing::Test {
  protected:
   std::unique_ptr<Window> MakeWindow(const std::string& name) {
     std::unique_ptr<Nib> nib;
@@ -156,7 +152,7 @@ TEST_F(TerminalWindowSystemTest, ReturnsAtOnceWithoutTimers) {
 }
 
 TEST_F(TerminalWindowSystemTest, EndsTheProcessWithStatusZero) {
-  EXPECT_EXIT(system_.ExitToShell(), ::testing::ExitedWithCode(0), "^$");
+  EXPECT_EXIT(system_.ExitToShell(), testing::ExitedWithCode(0), "^$");
 }
 
 // Panels and the workspace.
@@ -262,4 +258,4 @@ TEST_F(TerminalWindowSystemTest, WritesNothingWhereStandardErrorIsNoTerminal) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

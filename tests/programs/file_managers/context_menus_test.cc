@@ -16,18 +16,12 @@
 #include "programs/cli/thunar_actions.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::ElementsAre;
-using testing::Exists;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::ReadFile;
-using testing::TemporaryFolder;
-using testing::WriteFile;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 using Texts = std::vector<std::string>;
 
 // Names that a shell, a URI, a list or a decoder of text could break.
@@ -140,7 +134,7 @@ TEST(ContextMenuFiles, PcmanfmsOffersTheActionOnFolders) {
 }
 
 // A session of its own, on whose bus a stub answers in the program's place.
-class ContextMenus : public ::testing::Test {
+class ContextMenus : public testing::Test {
  protected:
   void SetUp() override {
     if (std::system("command -v dbus-run-session >/dev/null") != 0) {
@@ -207,7 +201,7 @@ class ContextMenus : public ::testing::Test {
     std::istringstream text(ReadFile(At("calls")));
     for (std::string line; std::getline(text, line);) lines.push_back(line);
     Texts uris;
-    EXPECT_EQ(0U, lines.size() % 3) << ::testing::PrintToString(lines);
+    EXPECT_EQ(0U, lines.size() % 3) << testing::PrintToString(lines);
     for (size_t i = 0; i + 2 < lines.size(); i += 3) {
       EXPECT_EQ("org.tessary.Service.Perform(sas)", lines[i]);
       EXPECT_EQ("aggregate", lines[i + 1]);
@@ -362,4 +356,4 @@ TEST_F(ContextMenus, TellThatThereIsNoBusOrNobodyOnIt) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -8,16 +8,10 @@
 
 #include "platform/managers/apple_events.h"
 #include "tests/support/apple_events.h"
-#include "tests/support/refused_memory.h"
+#include "tests/support/failing_allocations.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Describe;
-using testing::DescribeAttributes;
-using testing::MakeLong;
-using testing::MakeShort;
-using testing::MakeText;
 
 using namespace std::string_view_literals;
 
@@ -266,7 +260,7 @@ TEST(AEBuildAppleEvent, TellsWhereMemoryRunsOutAndBuildsNothing) {
     return AEBuildAppleEvent(kAECoreSuite, kAEGetData, typeApplSignature, "MACS", 4, 1, 0,
                              "a:b{c:@},d:'e f '", {&text}, &event);
   };
-  testing::ExpectMemFullWithoutMemory(build, isUntouched);
+  ExpectMemFullOnFailedAllocations(build, isUntouched);
   EXPECT_EQ("a   =b   {c   =" + Describe(text) + "} d   =enum[20 66 20 65]",
             Describe(event).substr(5, Describe(event).size() - 6));
 
@@ -274,12 +268,12 @@ TEST(AEBuildAppleEvent, TellsWhereMemoryRunsOutAndBuildsNothing) {
   const auto create = [&] {
     return AECreateAppleEvent(kAECoreSuite, kAEGetData, text, 1, 0, &event);
   };
-  testing::ExpectMemFullWithoutMemory(create, isUntouched);
+  ExpectMemFullOnFailedAllocations(create, isUntouched);
 
   event = untouched;
   const auto specify = [&] { return CreateObjSpecifier(cFile, AEDesc(), formName, text, &event); };
-  testing::ExpectMemFullWithoutMemory(specify, isUntouched);
+  ExpectMemFullOnFailedAllocations(specify, isUntouched);
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -8,15 +8,8 @@
 #include "platform/managers/apple_events.h"
 #include "tests/support/apple_events.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Describe;
-using testing::MakeCode;
-using testing::MakeLong;
-using testing::MakeShort;
-using testing::MakeText;
-using testing::MakeUtf8Text;
 
 // Descriptors are in host byte order; the bytes written here are a little-endian host's.
 static_assert(std::endian::native == std::endian::little);
@@ -149,4 +142,4 @@ TEST(AECoerceDesc, MayWriteOverWhatItReads) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -7,14 +7,14 @@
 #include <utility>
 #include <vector>
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 constexpr AEEventClass kClass = FourCharCode("test");
 constexpr AEEventID kKnown = FourCharCode("know");
 
 // Takes what is sent to this process, and delivers it when it is told to.
-class LoopTest : public ::testing::Test {
+class LoopTest : public testing::Test {
  protected:
   LoopTest() {
     AESetEventLoop([this](std::function<void()> deliver) {
@@ -143,4 +143,4 @@ TEST(AEInstallEventHandler, RefusesNoHandlerAndSystemHandlers) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -4,14 +4,10 @@
 
 #include "platform/managers/apple_events.h"
 #include "tests/support/apple_events.h"
-#include "tests/support/refused_memory.h"
+#include "tests/support/failing_allocations.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Describe;
-using testing::MakeLong;
-using testing::MakeShort;
 
 constexpr AEKeyword kFirst = FourCharCode("frst");
 constexpr AEKeyword kSecond = FourCharCode("scnd");
@@ -191,27 +187,26 @@ TEST(AEGetNthPtr, TellsTheBytesAndTypeOfAnItem) {
 }
 
 TEST(AEPutDesc, TellsWhereMemoryRunsOutAndPutsNothing) {
-  const AEDesc text = testing::MakeText(u"a text that takes some room");
+  const AEDesc text = MakeText(u"a text that takes some room");
   AEDesc list;
   AEDesc record;
   ASSERT_EQ(noErr, AECreateList(false, &list));
   ASSERT_EQ(noErr, AECreateList(true, &record));
-  testing::ExpectMemFullWithoutMemory([&] { return AEPutDesc(&list, 0, text); },
-                                      [&] { EXPECT_EQ("list()", Describe(list)); });
-  testing::ExpectMemFullWithoutMemory([&] { return AEPutKeyDesc(&record, 1, text); },
-                                      [&] { EXPECT_EQ("reco{}", Describe(record)); });
+  ExpectMemFullOnFailedAllocations([&] { return AEPutDesc(&list, 0, text); },
+                                   [&] { EXPECT_EQ("list()", Describe(list)); });
+  ExpectMemFullOnFailedAllocations([&] { return AEPutKeyDesc(&record, 1, text); },
+                                   [&] { EXPECT_EQ("reco{}", Describe(record)); });
 }
 
 TEST(AECoerceDesc, TellsWhereMemoryRunsOutAndMakesNothing) {
-  const AEDesc text = testing::MakeUtf8Text("a text that takes some room");
+  const AEDesc text = MakeUtf8Text("a text that takes some room");
   AEDesc made;
   const auto isUntouched = [&] { EXPECT_EQ("null[]", Describe(made)); };
   for (const DescType type : {typeUTF8Text, typeUnicodeText, typeAEList}) {
     made = AEDesc();
-    testing::ExpectMemFullWithoutMemory([&] { return AECoerceDesc(text, type, &made); },
-                                        isUntouched);
+    ExpectMemFullOnFailedAllocations([&] { return AECoerceDesc(text, type, &made); }, isUntouched);
   }
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

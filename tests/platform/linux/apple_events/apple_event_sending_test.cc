@@ -6,16 +6,10 @@
 
 #include "platform/managers/apple_events.h"
 #include "tests/support/apple_events.h"
-#include "tests/support/refused_memory.h"
+#include "tests/support/failing_allocations.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::AnsweringApplication;
-using testing::Describe;
-using testing::DescribeAttributes;
-using testing::MakeCode;
-using testing::MakeShort;
 
 constexpr uint32_t kSignature = FourCharCode("Test");
 constexpr uint32_t kOtherSignature = FourCharCode("Othr");
@@ -48,7 +42,7 @@ bool CountIdleAndEnd(int32_t* sleepTime, RgnHandle* mouseRegion) {
   return gIdleCalls == gMostIdleCalls;
 }
 
-class AESendTest : public ::testing::Test {
+class AESendTest : public testing::Test {
  protected:
   AESendTest() { gIdleCalls = 0; }
 
@@ -165,12 +159,12 @@ class SlowApplication {
       : registration_(kSignature,
                       [this](const AppleEvent& event, AppleEvent*) { return Answer(event); }) {}
 
-  int looksToCome = 0;
+  int pollsLeft = 0;
   std::vector<AEEventID> answered = {};
 
  private:
   bool Answer(const AppleEvent& event) {
-    if (looksToCome-- > 0) return false;
+    if (pollsLeft-- > 0) return false;
     AEDesc id;
     EXPECT_EQ(noErr, AEGetAttributeDesc(event, keyEventIDAttr, typeType, &id));
     AEEventID code = 0;
@@ -184,7 +178,7 @@ class SlowApplication {
 
 TEST_F(AESendTest, DoesNotWaitWithoutAReply) {
   SlowApplication application;
-  application.looksToCome = 1;
+  application.pollsLeft = 1;
   EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAENoReply, &reply_, CountIdle));
   EXPECT_EQ("null[]", Describe(reply_));
   EXPECT_EQ(0, gIdleCalls);
@@ -193,7 +187,7 @@ TEST_F(AESendTest, DoesNotWaitWithoutAReply) {
 
 TEST_F(AESendTest, KeepsTheOrderOfTheEvents) {
   SlowApplication application;
-  application.looksToCome = 4;
+  application.pollsLeft = 4;
   EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAENoReply, &reply_));
   EXPECT_EQ(noErr, Send(MakeEvent(2), AESendMode::kAENoReply, &reply_));
   EXPECT_TRUE(application.answered.empty());
@@ -232,13 +226,13 @@ TEST_F(AESendTest, ReplacesAnApplicationByAnotherOfItsSignature) {
 }
 
 TEST(AESend, TellsWhereMemoryRunsOutAndGivesNoReply) {
-  const testing::AnsweringApplication application(
+  const AnsweringApplication application(
       kSignature, [](const AppleEvent& /*event*/, AppleEvent* /*reply*/) { return true; });
   AppleEvent event;
   ASSERT_EQ(noErr, AEBuildAppleEvent(kAECoreSuite, kAEGetData, typeApplSignature, &kSignature,
                                      sizeof(kSignature), 1, 0, "", {}, &event));
   AppleEvent reply;
-  testing::ExpectMemFullWithoutMemory(
+  ExpectMemFullOnFailedAllocations(
       [&] {
         return AESend(event, &reply, AESendMode::kAEWaitReply, AESendPriority::kAENormalPriority,
                       kNoTimeOut, nullptr, nullptr);
@@ -248,4 +242,4 @@ TEST(AESend, TellsWhereMemoryRunsOutAndGivesNoReply) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

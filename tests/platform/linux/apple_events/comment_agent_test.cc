@@ -13,32 +13,20 @@
 #include "platform/managers/apple_events.h"
 #include "platform/managers/autorelease_pool.h"
 #include "tests/support/apple_events.h"
+#include "tests/support/failing_allocations.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
-#include "tests/support/refused_memory.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Describe;
-using testing::MakeCode;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::MakeShort;
-using testing::MakeText;
-using testing::MakeUtf8Text;
-using testing::MemoryVolume;
-using testing::RunAsOrdinaryUser;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 constexpr uint32_t kSignature = FourCharCode("MACS");
 constexpr uint32_t kComment = FourCharCode("comt");
 constexpr char kAttribute[] = "user.xdg.comment";
 
 void SetStored(const std::string& path, const std::string& comment) {
-  ASSERT_TRUE(testing::SetAttribute(path, kAttribute, comment)) << path;
+  ASSERT_TRUE(SetAttribute(path, kAttribute, comment)) << path;
 }
 
 std::optional<std::string> Stored(const std::string& path) {
@@ -80,7 +68,7 @@ AppleEvent MakeEvent(AEEventClass eventClass, AEEventID id) {
   return event;
 }
 
-class CommentAgent : public ::testing::Test {
+class CommentAgent : public testing::Test {
  protected:
   CommentAgent() { RegisterCommentAgent(); }
   ~CommentAgent() override { RemoveAnsweringApplication(kSignature); }
@@ -128,7 +116,7 @@ TEST_F(CommentAgent, ReadsAndWritesTheAttributeOfAnyName) {
     EXPECT_EQ("utxt[63 00 61 00 66 00 e9 00]", Get(CommentOf(Item(path))).object) << name;
     EXPECT_EQ(noErr, Set(CommentOf(Item(path)), MakeText(u"\u20ac")).error) << name;
     EXPECT_EQ("\xE2\x82\xAC", Stored(path)) << name;
-    EXPECT_EQ("contents", testing::ReadFile(path));
+    EXPECT_EQ("contents", ReadFile(path));
   }
 }
 
@@ -173,7 +161,7 @@ TEST_F(CommentAgent, ReadsACommentOfTheLargestSizeThereIs) {
   const std::string path = memory / "item";
   WriteFile(path);
   const std::string large(65536, 'x');
-  if (!testing::SetAttribute(path, kAttribute, large)) {
+  if (!SetAttribute(path, kAttribute, large)) {
     GTEST_SKIP() << "/dev/shm takes no attribute of 64 KiB";
   }
   EXPECT_EQ(Describe(MakeText(std::u16string(65536, u'x'))), Get(CommentOf(Item(path))).object);
@@ -185,7 +173,7 @@ TEST_F(CommentAgent, ReadsACommentOfTheLargestSizeThereIs) {
 TEST_F(CommentAgent, LeavesTheOldCommentWhereTheNewOneIsTooLarge) {
   const std::string path = folder_ / "item";
   WriteFile(path);
-  if (testing::SetAttribute(path, kAttribute, std::string(65536, 'x'))) {
+  if (SetAttribute(path, kAttribute, std::string(65536, 'x'))) {
     GTEST_SKIP() << folder_.path() << " takes attributes of any size there is";
   }
   SetStored(path, "old");
@@ -426,9 +414,9 @@ TEST_F(CommentAgent, NeverSaysThatThereIsNoCommentForWantOfMemory) {
   SetStored(folder_ / "item", std::string(100, 'x'));
   AppleEvent event = MakeEvent(kAECoreSuite, kAEGetData);
   ASSERT_EQ(noErr, AEPutParamDesc(&event, keyDirectObject, CommentOf(Item(folder_ / "item"))));
-  bool wasRefused = true;
+  bool hasFailed = true;
   bool isToldByAgent = false;
-  for (int allocation = 0; wasRefused; ++allocation) {
+  for (int allocation = 0; hasFailed; ++allocation) {
     ASSERT_LT(allocation, 10'000);
     const NSAutoreleasePool pool;
     AppleEvent reply;
@@ -436,7 +424,7 @@ TEST_F(CommentAgent, NeverSaysThatThereIsNoCommentForWantOfMemory) {
       return AESend(event, &reply, AESendMode::kAEWaitReply, AESendPriority::kAENormalPriority,
                     kNoTimeOut, nullptr, nullptr);
     };
-    const Status sent = testing::CallWithoutMemory(allocation, send, &wasRefused);
+    const Status sent = CallWithFailedAllocation(allocation, send, &hasFailed);
     if (sent == memFullErr) continue;
     ASSERT_EQ(noErr, sent);
     int16_t number = 0;
@@ -453,4 +441,4 @@ TEST_F(CommentAgent, NeverSaysThatThereIsNoCommentForWantOfMemory) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -7,16 +7,11 @@
 
 #include "platform/managers/apple_events.h"
 #include "platform/managers/autorelease_pool.h"
-#include "tests/support/refused_memory.h"
+#include "tests/support/failing_allocations.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeFolder;
-using testing::RefAt;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 FSSpec SpecAt(const std::string& path) {
   FSSpec spec;
@@ -126,15 +121,15 @@ TEST(NewAlias, TellsWhereMemoryRunsOutAndMakesNothing) {
   const FSSpec a = SpecAt(folder / "a");
   const FSSpec b = SpecAt(folder / "b");
   AliasHandle alias;
-  testing::ExpectMemFullWithoutMemory([&] { return NewAlias(a, &alias); },
-                                      [&] { EXPECT_EQ(nullptr, alias); });
+  ExpectMemFullOnFailedAllocations([&] { return NewAlias(a, &alias); },
+                                   [&] { EXPECT_EQ(nullptr, alias); });
   ASSERT_NE(nullptr, alias);
   const AliasRecord before = *alias;
   bool wasChanged = false;
-  testing::ExpectMemFullWithoutMemory([&] { return UpdateAlias(b, alias.get(), &wasChanged); },
-                                      [&] { EXPECT_EQ(before, *alias); });
+  ExpectMemFullOnFailedAllocations([&] { return UpdateAlias(b, alias.get(), &wasChanged); },
+                                   [&] { EXPECT_EQ(before, *alias); });
   EXPECT_TRUE(wasChanged);
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

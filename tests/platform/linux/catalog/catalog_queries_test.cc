@@ -12,14 +12,8 @@
 #include "platform/managers/file_manager.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeLink;
-using testing::RefAt;
-using testing::SetFinderInfo;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 bool IsAllZero(const FSRef& ref) {
   const FSRef none;
@@ -74,7 +68,7 @@ TEST(FSGetCatalogInfo, GivesZeroFinderInformationForALinkAndForAnAttributeOfTheW
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeLink("file", folder / "link");
-  if (!testing::SetAttribute(folder / "file", "user.com.apple.FinderInfo", "TEXT")) {
+  if (!SetAttribute(folder / "file", "user.com.apple.FinderInfo", "TEXT")) {
     GTEST_SKIP() << "no attributes here";
   }
   for (const char* name : {"file", "link"}) {
@@ -90,8 +84,7 @@ TEST(FSGetCatalogInfo, FindsFinderInformationAmongManyAttributes) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   for (int i = 0; i < 60; ++i) {
-    if (!testing::SetAttribute(folder / "file", "user.some-rather-long-name-" + std::to_string(i),
-                               "")) {
+    if (!SetAttribute(folder / "file", "user.some-rather-long-name-" + std::to_string(i), "")) {
       if (i < 40) GTEST_SKIP() << "no room for many attributes here";
       break;
     }
@@ -171,8 +164,8 @@ TEST(FSIsFSRefValid, ReachesNothingThroughALinkThatTookAFoldersPlace) {
   EXPECT_FALSE(FSIsFSRefValid(real));
   // The folder is held, so that the item is found in it wherever it went, and nowhere else.
   EXPECT_EQ(noErr, FSDeleteObject(ref));
-  EXPECT_FALSE(testing::Exists(folder / "away/file"));
-  EXPECT_TRUE(testing::Exists(folder / "elsewhere/file"));
+  EXPECT_FALSE(Exists(folder / "away/file"));
+  EXPECT_TRUE(Exists(folder / "elsewhere/file"));
 }
 
 TEST(FSCompareFSRefs, TellsOneObjectFromAnotherHoweverReached) {
@@ -256,12 +249,12 @@ TEST(NSAutoreleasePool, LeavesReferencesOfItsTimeDesignatingNothing) {
   EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / ("deep/" + longName))));
 }
 
-TEST(FSStep, AnswersFromWhatItSawUntilItEnds) {
+TEST(FSStatCacheScope, AnswersFromWhatItSawUntilItEnds) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt");
   const FSRef item = RefAt(folder / "a.txt");
   {
-    const FSStep step;
+    const FSStatCacheScope step;
     EXPECT_TRUE(FSIsFSRefValid(item));
     ASSERT_EQ(0, rename((folder / "a.txt").c_str(), (folder / "b.txt").c_str()));
     EXPECT_TRUE(FSIsFSRefValid(item));
@@ -271,14 +264,14 @@ TEST(FSStep, AnswersFromWhatItSawUntilItEnds) {
   EXPECT_FALSE(FSIsFSRefValid(item));
 }
 
-TEST(FSStep, LetsNoChangeGoByWhatItSaw) {
+TEST(FSStatCacheScope, LetsNoChangeGoByWhatItSaw) {
   const TemporaryFolder folder;
-  testing::MakeFolder(folder / "to");
+  MakeFolder(folder / "to");
   for (const char* name : {"moved.txt", "deleted.txt"}) WriteFile(folder / name, "listed");
   const FSRef moved = RefAt(folder / "moved.txt");
   const FSRef deleted = RefAt(folder / "deleted.txt");
   const FSRef to = RefAt(folder / "to");
-  const FSStep step;
+  const FSStatCacheScope step;
   EXPECT_TRUE(FSIsFSRefValid(moved));
   EXPECT_TRUE(FSIsFSRefValid(deleted));
   for (const char* name : {"moved.txt", "deleted.txt"}) {
@@ -289,46 +282,46 @@ TEST(FSStep, LetsNoChangeGoByWhatItSaw) {
   EXPECT_EQ(fnfErr, FSMoveObjectSync(moved, to, nullptr, &target));
   EXPECT_EQ(fnfErr, FSCopyObjectSync(moved, to, nullptr, &target));
   EXPECT_EQ(fnfErr, FSDeleteObject(deleted));
-  EXPECT_EQ("another", testing::ReadFile(folder / "moved.txt"));
-  EXPECT_EQ("another", testing::ReadFile(folder / "deleted.txt"));
+  EXPECT_EQ("another", ReadFile(folder / "moved.txt"));
+  EXPECT_EQ("another", ReadFile(folder / "deleted.txt"));
 }
 
-TEST(FSStep, LetsAMoveAtOnceGoByWhatItSaw) {
+TEST(FSStatCacheScope, LetsAMoveAtOnceGoByWhatItSaw) {
   const TemporaryFolder folder;
-  testing::MakeFolder(folder / "to");
+  MakeFolder(folder / "to");
   WriteFile(folder / "item.txt", "listed");
   const FSRef item = RefAt(folder / "item.txt");
   const FSRef to = RefAt(folder / "to");
-  const FSStep step;
+  const FSStatCacheScope step;
   EXPECT_TRUE(FSIsFSRefValid(item));
   WriteFile(folder / "other", "another");
   ASSERT_EQ(0, rename((folder / "other").c_str(), (folder / "item.txt").c_str()));
   FSRef target;
-  EXPECT_EQ(noErr, FSMoveObjectAtOnce(item, to, &target));
-  EXPECT_EQ("another", testing::ReadFile(folder / "to/item.txt"));
+  EXPECT_EQ(noErr, FSTryFastMove(item, to, &target));
+  EXPECT_EQ("another", ReadFile(folder / "to/item.txt"));
   EXPECT_FALSE(FSIsFSRefValid(item));
 }
 
-TEST(FSStep, TellsObjectsOfOneNameApart) {
+TEST(FSStatCacheScope, TellsObjectsOfOneNameApart) {
   const TemporaryFolder folder;
   WriteFile(folder / "item.txt", "listed");
   const FSRef former = RefAt(folder / "item.txt");
   WriteFile(folder / "other", "another");
   ASSERT_EQ(0, rename((folder / "other").c_str(), (folder / "item.txt").c_str()));
-  const FSStep step;
+  const FSStatCacheScope step;
   const FSRef latter = RefAt(folder / "item.txt");
   EXPECT_FALSE(FSIsFSRefValid(former));
   EXPECT_TRUE(FSIsFSRefValid(latter));
 }
 
-TEST(FSStep, ForgetsWhatItsOwnChangesHaveMadeUntrue) {
+TEST(FSStatCacheScope, ForgetsWhatItsOwnChangesHaveMadeUntrue) {
   const TemporaryFolder folder;
-  testing::MakeFolder(folder / "to");
+  MakeFolder(folder / "to");
   WriteFile(folder / "a.txt");
   WriteFile(folder / "to/b.txt");
   const FSRef item = RefAt(folder / "a.txt");
   const FSRef to = RefAt(folder / "to");
-  const FSStep step;
+  const FSStatCacheScope step;
   FSRef taken;
   EXPECT_EQ(noErr, FSMakeFSRefUnicode(to, u"b.txt", &taken));
   EXPECT_EQ(noErr, FSDeleteObject(taken));
@@ -341,13 +334,13 @@ TEST(FSStep, ForgetsWhatItsOwnChangesHaveMadeUntrue) {
   EXPECT_EQ(folder / "to/a.txt", PathOf(target));
 }
 
-TEST(FSStep, SavesNothingOnceAnInnerOneHasEnded) {
+TEST(FSStatCacheScope, SavesNothingOnceAnInnerOneHasEnded) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt");
   const FSRef item = RefAt(folder / "a.txt");
-  const FSStep step;
+  const FSStatCacheScope step;
   EXPECT_TRUE(FSIsFSRefValid(item));
-  { const FSStep inner; }
+  { const FSStatCacheScope inner; }
   ASSERT_EQ(0, unlink((folder / "a.txt").c_str()));
   EXPECT_FALSE(FSIsFSRefValid(item));
 }
@@ -356,11 +349,11 @@ TEST(FSMayBeFolder, IsFalseForWhatIsKnownToBeNone) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeLink(".", folder / "link");
-  testing::MakeFolder(folder / "sub");
+  MakeFolder(folder / "sub");
   EXPECT_FALSE(FSMayBeFolder(RefAt(folder / "file")));
   EXPECT_FALSE(FSMayBeFolder(RefAt(folder / "link")));
   EXPECT_TRUE(FSMayBeFolder(RefAt(folder / "sub")));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

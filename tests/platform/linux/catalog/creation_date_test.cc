@@ -10,17 +10,11 @@
 
 #include "platform/linux/changes/object_info.h"
 #include "platform/managers/autorelease_pool.h"
-#include "tests/support/copying.h"
+#include "tests/support/file_operations.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeLink;
-using testing::PlaceAt;
-using testing::SetAttribute;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 struct statx InfoOf(const std::string& path) {
   struct statx info = {};
@@ -131,4 +125,4 @@ TEST(CreationDateAt, TellsNoneWhereNobodyKnows) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

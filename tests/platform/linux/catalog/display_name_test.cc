@@ -6,13 +6,8 @@
 #include "platform/managers/launch_services.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeLink;
-using testing::RefAt;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 TEST(LSCopyDisplayNameForRef, IsTheNameInTheFileSystemByteForByte) {
   const TemporaryFolder folder;
@@ -48,4 +43,4 @@ TEST(LSCopyDisplayNameForRef, WritesNothingForWhatIsNotThere) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -10,14 +10,8 @@
 #include "platform/linux/catalog/creation_date.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeLink;
-using testing::SetAttribute;
-using testing::SetModificationDate;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 constexpr DateAttribute kModified = DateAttribute::NSFileModificationDate;
 constexpr DateAttribute kCreated = DateAttribute::NSFileCreationDate;
@@ -73,4 +67,4 @@ TEST(CopyFileDateAtPath, TellsTheBirthTimeWhereTheFileCarriesNone) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -8,14 +8,8 @@
 #include "platform/managers/urls.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::RefAt;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 TEST(CFURLCreateWithBytes, ReadsTheFormsOfAFileURL) {
   const std::vector<std::pair<std::string, std::string>> rows = {
@@ -90,4 +84,4 @@ TEST(CFURLGetFSRef, LeavesTheReferenceWhereThereIsNoObject) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -12,19 +12,12 @@
 
 #include "platform/linux/catalog/catalog.h"
 #include "platform/managers/file_manager.h"
-#include "tests/support/held_calls.h"
-#include "tests/support/refused_calls.h"
+#include "tests/support/injected_errors.h"
+#include "tests/support/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::RefAt;
-using testing::RunWithoutCalls;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 constexpr size_t kBatch = 10;
 
@@ -93,7 +86,7 @@ TEST(FSGetCatalogInfoBulk, DeliversWhatMayNotBeLookedAt) {
   WriteFile(folder / "file");
   FSIterator iterator;
   ASSERT_EQ(noErr, FSOpenIterator(RefAt(folder.path()), &iterator));
-  EXPECT_TRUE(RunWithoutCalls({{SYS_statx, EACCES, 2, AT_SYMLINK_NOFOLLOW}}, [&iterator] {
+  EXPECT_TRUE(RunWithInjectedErrors({{SYS_statx, EACCES, 2, AT_SYMLINK_NOFOLLOW}}, [&iterator] {
     std::array<FSRef, kBatch> refs;
     size_t actual = 0;
     bool changed = false;
@@ -133,7 +126,7 @@ TEST(FSGetCatalogInfoBulk, DeliversMoreThanOneBufferOfEntries) {
 TEST(FSGetCatalogInfoBulk, TellsOfAListingThatBreaksOff) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
-  testing::RunWithHeldCalls({{SYS_getdents64, "", 2, {}, EIO}}, [&folder] {
+  RunWithPausedCalls({{SYS_getdents64, "", 2, {}, EIO}}, [&folder] {
     const Listing listing = ListAll(folder.path());
     EXPECT_EQ(ioErr, listing.status);
     EXPECT_TRUE(listing.paths.empty());
@@ -143,7 +136,7 @@ TEST(FSGetCatalogInfoBulk, TellsOfAListingThatBreaksOff) {
 TEST(FSGetCatalogInfoBulk, TellsThatTheFolderChangedAndGoesOn) {
   const TemporaryFolder folder;
   for (int i = 0; i < 25; ++i) WriteFile(folder / ("file" + std::to_string(i)));
-  testing::SetModificationDate(folder.path(), 1'000'000'000);
+  SetModificationDate(folder.path(), 1'000'000'000);
   const Listing listing = ListAll(folder.path(), [&] { WriteFile(folder / "newcomer"); });
   EXPECT_EQ(errFSNoMoreItems, listing.status);
   EXPECT_TRUE(listing.changed);
@@ -212,4 +205,4 @@ TEST(FSGetCatalogInfoBulk, KeepsInMindThatAFolderHasSidecars) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -15,21 +15,16 @@
 #include "platform/linux/changes/delete_tree.h"
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
-#include "tests/support/copying.h"
-#include "tests/support/held_calls.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
 #ifdef TESSARY_SANITIZE
 #include <sanitizer/allocator_interface.h>
 #endif
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::OpenFolder;
-using testing::RefAt;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 // The bytes that are allocated.
 size_t BytesInUse() {
@@ -42,7 +37,7 @@ size_t BytesInUse() {
 }
 
 // Folders inside of each other, further down than any path can tell.
-class DeepFolders : public ::testing::Test {
+class DeepFolders : public testing::Test {
  protected:
   ~DeepFolders() override {
     // Too deep for the temporary folder to remove.
@@ -134,15 +129,15 @@ TEST(FolderTable, GivesItsDescriptorsBackWhereThereAreNoOthers) {
   WriteFile(folder / "first/file");
   WriteFile(folder / "second/file");
   const std::string second = folder / "second";
-  testing::RunWithHeldCalls({{SYS_openat, second, 1, {}, EMFILE}}, [&] {
+  RunWithPausedCalls({{SYS_openat, second, 1, {}, EMFILE}}, [&] {
     const NSAutoreleasePool pool;
     EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / "first/file")));
-    const size_t before = testing::CountOpenDescriptors();
+    const size_t before = CountOpenDescriptors();
     EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / "second/file")));
-    EXPECT_GE(before, testing::CountOpenDescriptors());
+    EXPECT_GE(before, CountOpenDescriptors());
     EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / "first/file")));
   });
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

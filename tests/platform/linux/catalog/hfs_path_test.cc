@@ -5,7 +5,7 @@
 #include <array>
 #include <string>
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 struct PathRow {
@@ -44,4 +44,4 @@ TEST(PosixPath, RefusesWhatNamesNothing) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -8,15 +8,8 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::RefAt;
-using testing::SetFinderInfo;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 constexpr uint32_t kPackage = kLSItemInfoIsContainer | kLSItemInfoIsPackage;
 constexpr uint32_t kApplication = kPackage | kLSItemInfoIsApplication;
@@ -90,4 +83,4 @@ TEST(LSCopyItemInfoForRef, FailsForAnItemThatIsGone) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

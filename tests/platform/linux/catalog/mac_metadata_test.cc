@@ -14,23 +14,14 @@
 #include "platform/managers/file_manager.h"
 #include "platform/managers/launch_services.h"
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
-#include "tests/support/copying.h"
-#include "tests/support/mac_bytes.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/mac_test_data.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
 
 // What the catalog says of items from a Mac, whichever form it is kept in.
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::FromHex;
-using testing::MakeFolder;
-using testing::MakeSidecar;
-using testing::PlaceAt;
-using testing::RefAt;
-using testing::SetAttribute;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 constexpr uint32_t kText = 0x54455854;     // 'TEXT'
 constexpr uint32_t kCreator = 0x74747874;  // 'ttxt'
@@ -76,21 +67,20 @@ const std::vector<Form>& Forms() {
        }},
       {"ByFileServers",
        [](const auto& path) {
-         return SetAttribute(path, "user.org.netatalk.Metadata",
-                             FromHex(testing::kNetatalkOfSambaNetatalk));
+         return SetAttribute(path, "user.org.netatalk.Metadata", FromHex(kNetatalkOfSambaNetatalk));
        }},
       {"BySamba",
        [](const auto& path) {
          return SetAttribute(path, "user.DosStream.AFP_AfpInfo:$DATA",
-                             FromHex(testing::kAfpinfoOfSambaStream));
+                             FromHex(kAfpinfoOfSambaStream));
        }},
       {"Beside", [](const auto& path) { return GiveSidecar(path, kInvisibleText); }},
   };
   return kForms;
 }
 
-class FinderInformation : public ::testing::TestWithParam<Form> {};
-INSTANTIATE_TEST_SUITE_P(Kept, FinderInformation, ::testing::ValuesIn(Forms()),
+class FinderInformation : public testing::TestWithParam<Form> {};
+INSTANTIATE_TEST_SUITE_P(Kept, FinderInformation, testing::ValuesIn(Forms()),
                          [](const auto& param) { return param.param.name; });
 
 TEST_P(FinderInformation, IsTheSameWhereverItIsKept) {
@@ -120,8 +110,7 @@ TEST(FinderInformation, IsThatOfTheFirstFormThatHoldsAny) {
     GTEST_SKIP() << "no attributes here";
   }
   EXPECT_EQ(0x42424242U, InfoOf(path).fileType);
-  ASSERT_TRUE(
-      SetAttribute(path, "user.org.netatalk.Metadata", FromHex(testing::kNetatalkOfSambaNetatalk)));
+  ASSERT_TRUE(SetAttribute(path, "user.org.netatalk.Metadata", FromHex(kNetatalkOfSambaNetatalk)));
   EXPECT_EQ(kText, InfoOf(path).fileType);
   // What is malformed, and what is empty, leaves it to the next one.
   ASSERT_TRUE(SetAttribute(path, "user.com.apple.FinderInfo", "AAAA"));
@@ -160,7 +149,7 @@ TEST(Sidecars, ThatAreNoneTellNothing) {
   WriteFile(folder / "real", MakeSidecar(kInvisibleText, {}, ""));
   WriteFile(folder / "._broken", MakeSidecar(kInvisibleText, {}, "").substr(0, 80));
   MakeFolder(folder / "._folder");
-  testing::MakeLink("real", folder / "._link");
+  MakeLink("real", folder / "._link");
   ASSERT_EQ(0, mkfifo((folder / "._fifo").c_str(), 0600));
   // A resource fork of any size is behind what is read.
   WriteFile(folder / "._big", MakeSidecar(kInvisibleText, {}, std::string(300'000, 'f')));
@@ -174,20 +163,20 @@ TEST(Sidecars, ThatAreNoneTellNothing) {
   EXPECT_EQ(0U, InfoOf(folder / "fifo").fileType);
 }
 
-TEST(FSHasGoneAsExpected, IsTrueOfWhatAChangeHadHidden) {
+TEST(FSIsDisappearanceExpected, IsTrueOfWhatAChangeHadHidden) {
   const TemporaryFolder folder;
   const std::string uuid = "0F6B0C58-6A4A-4C0E-9F0B-0123456789AB";
   for (const std::string& name :
        {".tessary-" + uuid, ".tessary-pair-" + uuid, ".tessary-pair-" + uuid + ".sidecar"}) {
     WriteFile(folder / name);
     const FSRef ref = RefAt(folder / name);
-    EXPECT_FALSE(FSHasGoneAsExpected(ref)) << name;
+    EXPECT_FALSE(FSIsDisappearanceExpected(ref)) << name;
     ASSERT_EQ(0, unlink((folder / name).c_str()));
-    EXPECT_TRUE(FSHasGoneAsExpected(ref)) << name;
+    EXPECT_TRUE(FSIsDisappearanceExpected(ref)) << name;
   }
 }
 
-TEST(FSHasGoneAsExpected, IsTrueOfASidecarWhoseItemIsGoneToo) {
+TEST(FSIsDisappearanceExpected, IsTrueOfASidecarWhoseItemIsGoneToo) {
   const TemporaryFolder folder;
   for (const std::string name : {"both", "alone", "stays", "._.plain"}) {
     WriteFile(folder / name);
@@ -201,11 +190,11 @@ TEST(FSHasGoneAsExpected, IsTrueOfASidecarWhoseItemIsGoneToo) {
   for (const std::string name : {"both", "._both", "._alone", "stays", "other"}) {
     ASSERT_EQ(0, unlink((folder / name).c_str()));
   }
-  EXPECT_TRUE(FSHasGoneAsExpected(both));
-  EXPECT_FALSE(FSHasGoneAsExpected(alone)) << "the item is there";
-  EXPECT_FALSE(FSHasGoneAsExpected(stays)) << "it is there itself";
-  EXPECT_FALSE(FSHasGoneAsExpected(other)) << "no sidecar";
-  EXPECT_FALSE(FSHasGoneAsExpected(FSRef{}));
+  EXPECT_TRUE(FSIsDisappearanceExpected(both));
+  EXPECT_FALSE(FSIsDisappearanceExpected(alone)) << "the item is there";
+  EXPECT_FALSE(FSIsDisappearanceExpected(stays)) << "it is there itself";
+  EXPECT_FALSE(FSIsDisappearanceExpected(other)) << "no sidecar";
+  EXPECT_FALSE(FSIsDisappearanceExpected(FSRef{}));
 }
 
 struct statx StatusOf(const std::string& path) {
@@ -222,13 +211,12 @@ TEST(CreationDates, AreThoseOfTheFirstFormThatTellsOne) {
   const auto dateOf = [&] { return CreationDateAt(PlaceAt(path), StatusOf(path), &origin); };
   (void)dateOf();
   EXPECT_EQ(kBirthTimeOrigin, origin);
-  if (!SetAttribute(path, "user.DOSATTRIB", FromHex(testing::kDosAttributes3))) {
+  if (!SetAttribute(path, "user.DOSATTRIB", FromHex(kDosAttributes3))) {
     GTEST_SKIP() << "no attributes here";
   }
   EXPECT_EQ((Timestamp{1'236'143'167, 123'456'700}), dateOf());
   EXPECT_EQ("user.DOSATTRIB", origin);
-  ASSERT_TRUE(
-      SetAttribute(path, "user.org.netatalk.Metadata", FromHex(testing::kNetatalkOfSambaNetatalk)));
+  ASSERT_TRUE(SetAttribute(path, "user.org.netatalk.Metadata", FromHex(kNetatalkOfSambaNetatalk)));
   EXPECT_EQ((Timestamp{1'236'143'167, 0}), dateOf());
   EXPECT_EQ("user.org.netatalk.Metadata", origin);
   ASSERT_TRUE(SetAttribute(path, kCreationDateAttribute, "1971-01-01T00:00:00Z"));
@@ -241,15 +229,15 @@ TEST(CreationDates, AreThoseOfTheFirstFormThatTellsOne) {
 
 // A volume that takes attributes of every name, as the kernel shows them of a Mac's own volumes:
 // this driver keeps them as streams.
-class MacsVolume : public ::testing::Test {
+class MacsVolume : public testing::Test {
  protected:
   void SetUp() override {
-    if (!volume_.IsThere()) GTEST_SKIP() << volume_.WhyNot();
+    if (!volume_.IsAvailable()) GTEST_SKIP() << volume_.UnavailableReason();
     WriteFile(path_, "x");
     if (!SetAttribute(path_, "hfs.type", "TEXT")) GTEST_SKIP() << "not every name is taken";
   }
 
-  const testing::ScratchVolume volume_{testing::VolumeKind::kNtfs, "streams_interface=openxattr"};
+  const ScratchVolume volume_{VolumeKind::kNtfs, "streams_interface=openxattr"};
   const std::string path_ = volume_ / "file";
   // Folders that are held open would keep the volume mounted.
   const NSAutoreleasePool pool_;
@@ -275,17 +263,17 @@ TEST_F(MacsVolume, HasTheFinderInformationOfHfsPlusBeforeThat) {
 TEST_F(MacsVolume, GivesACopyElsewhereWhatThatVolumeTakes) {
   const TemporaryFolder folder;
   if (!SetAttribute(folder.path(), "user.x", "")) GTEST_SKIP() << "the volume has no attributes";
-  ASSERT_EQ(noErr, testing::CopyAt(path_, folder / "type alone"));
-  EXPECT_EQ("(none)", testing::AttributeAt(folder / "type alone", "user.com.apple.FinderInfo"));
+  ASSERT_EQ(noErr, CopyAt(path_, folder / "type alone"));
+  EXPECT_EQ("(none)", AttributeAt(folder / "type alone", "user.com.apple.FinderInfo"));
   ASSERT_TRUE(SetAttribute(path_, "hfs.creator", "ttxt"));
-  ASSERT_EQ(noErr, testing::CopyAt(path_, folder / "of hfs"));
+  ASSERT_EQ(noErr, CopyAt(path_, folder / "of hfs"));
   EXPECT_EQ("TEXTttxt" + std::string(24, '\0'),
-            testing::AttributeAt(folder / "of hfs", "user.com.apple.FinderInfo"));
+            AttributeAt(folder / "of hfs", "user.com.apple.FinderInfo"));
   ASSERT_TRUE(SetAttribute(path_, "osx.com.apple.FinderInfo", kInvisibleText));
-  ASSERT_EQ(noErr, testing::CopyAt(path_, folder / "of hfs+"));
+  ASSERT_EQ(noErr, CopyAt(path_, folder / "of hfs+"));
   EXPECT_EQ(kText, InfoOf(folder / "of hfs+").fileType);
   EXPECT_EQ(kIsInvisible, InfoOf(folder / "of hfs+").finderFlags);
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-constexpr Volume kPlain = {.hasTrueEntries = true, .hasWindowsNames = false};
-constexpr Volume kWindows = {.hasTrueEntries = false, .hasWindowsNames = true};
+constexpr Volume kPlain = {.hasReliableEntries = true, .hasWindowsNames = false};
+constexpr Volume kWindows = {.hasReliableEntries = false, .hasWindowsNames = true};
 
 TEST(CatalogName, ShowsAColonAsASlash) {
   EXPECT_EQ(u"image/jpeg", CatalogName("image:jpeg"));
@@ -87,4 +87,4 @@ TEST(NameOnVolume, PutsAnUnderscoreForWhatAWindowsVolumeRefuses) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -16,15 +16,8 @@
 #include "platform/managers/file_manager.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::ReadFile;
-using testing::RefAt;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 std::string PathOf(const FSRef& ref) {
   std::array<char, 8192> buffer = {};
@@ -173,7 +166,7 @@ TEST(PosixUnlink, RemovesAFileOrALinkAndTellsWhyNot) {
   EXPECT_EQ(ENOENT, PosixUnlink((folder / "file").c_str()));
   EXPECT_EQ(EISDIR, PosixUnlink((folder / "sub").c_str()));
   EXPECT_EQ(EISDIR, PosixUnlink("/"));
-  EXPECT_EQ((std::vector<std::string>{"kept", "sub"}), testing::NamesIn(folder.path()));
+  EXPECT_EQ((std::vector<std::string>{"kept", "sub"}), NamesIn(folder.path()));
   EXPECT_EQ("kept", ReadFile(folder / "kept"));
 }
 
@@ -229,4 +222,4 @@ TEST(FileSpec, DesignatesTheSameObjectForTheLifeOfTheProcess) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -15,26 +15,14 @@
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/managers/file_attributes.h"
 #include "platform/managers/launch_services.h"
-#include "tests/support/copying.h"
-#include "tests/support/held_calls.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/injected_errors.h"
 #include "tests/support/ordinary_user.h"
-#include "tests/support/refused_calls.h"
+#include "tests/support/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::AttributeAt;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::PlaceAt;
-using testing::RefAt;
-using testing::RunAsOrdinaryUser;
-using testing::RunWithoutCalls;
-using testing::SetAttribute;
-using testing::SetFinderInfo;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 constexpr char kComment[] = "user.xdg.comment";
 
@@ -44,17 +32,17 @@ constexpr long kListXattrAt = 465;
 
 // What the calls that take a path say where /proc is not mounted.
 bool RunWithoutProc(const std::function<void()>& body) {
-  return RunWithoutCalls({{SYS_llistxattr, ENOENT, 0, 0},
-                          {SYS_lgetxattr, ENOENT, 0, 0},
-                          {SYS_lsetxattr, ENOENT, 0, 0},
-                          {SYS_getxattr, ENOENT, 0, 0},
-                          {SYS_setxattr, ENOENT, 0, 0},
-                          {kGetXattrAt, ENOSYS, 0, 0},
-                          {kListXattrAt, ENOSYS, 0, 0}},
-                         body);
+  return RunWithInjectedErrors({{SYS_llistxattr, ENOENT, 0, 0},
+                                {SYS_lgetxattr, ENOENT, 0, 0},
+                                {SYS_lsetxattr, ENOENT, 0, 0},
+                                {SYS_getxattr, ENOENT, 0, 0},
+                                {SYS_setxattr, ENOENT, 0, 0},
+                                {kGetXattrAt, ENOSYS, 0, 0},
+                                {kListXattrAt, ENOSYS, 0, 0}},
+                               body);
 }
 
-class WithoutProc : public ::testing::Test {
+class WithoutProc : public testing::Test {
  protected:
   void SetUp() override {
     WriteFile(folder_ / "file", "x");
@@ -105,7 +93,7 @@ TEST_F(WithoutProc, CommentsAreReadAndWritten) {
       EXPECT_EQ(noErr, ReadComment(PlaceAt(folder_ / "protected"), &comment));
       EXPECT_EQ(std::nullopt, comment);
       EXPECT_EQ(noErr, WriteComment(PlaceAt(folder_ / "protected"), "yours"));
-      EXPECT_EQ(0444U, testing::InfoAt(folder_ / "protected").st_mode & 07777);
+      EXPECT_EQ(0444U, LstatAt(folder_ / "protected").st_mode & 07777);
     }));
     EXPECT_EQ("yours", AttributeAt(folder_ / "protected", kComment));
   }));
@@ -163,13 +151,13 @@ TEST_F(WithoutProc, LinksAndSpecialFilesAreNotOpened) {
 TEST_F(WithoutProc, AnAttributeThatGoesWhileItIsReadIsNone) {
   ASSERT_TRUE(SetAttribute(folder_ / "file", kComment, std::string(2'000, 'x')));
   const auto remove = [this] { EXPECT_EQ(0, removexattr((folder_ / "file").c_str(), kComment)); };
-  testing::RunWithHeldCalls(
-      {{kGetXattrAt, "", 1, {}, ENOSYS}, {SYS_lgetxattr, "", 2, remove}}, [this] {
-        std::optional<std::string> value = "before";
-        EXPECT_EQ(noErr, ReadAttribute(PlaceAt(folder_ / "file"), kComment, AtLink::kStay, &value));
-        EXPECT_EQ(std::nullopt, value);
-      });
+  RunWithPausedCalls({{kGetXattrAt, "", 1, {}, ENOSYS}, {SYS_lgetxattr, "", 2, remove}}, [this] {
+    std::optional<std::string> value = "before";
+    EXPECT_EQ(noErr,
+              ReadAttribute(PlaceAt(folder_ / "file"), kComment, LinkHandling::kNoFollow, &value));
+    EXPECT_EQ(std::nullopt, value);
+  });
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

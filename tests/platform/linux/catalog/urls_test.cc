@@ -8,13 +8,8 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeFolder;
-using testing::RefAt;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 TEST(CFURLCopyPathExtension, IsTheTextAfterTheLastDotOfTheLastComponent) {
   const std::vector<std::pair<std::string, std::optional<std::u16string>>> rows = {
@@ -55,4 +50,4 @@ TEST(CFURLCreateFromFSRef, GivesNoneForWhatIsGone) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

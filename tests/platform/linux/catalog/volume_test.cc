@@ -7,42 +7,41 @@
 
 #include <filesystem>
 
-#include "platform/linux/catalog/volume_memory.h"
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/catalog/capabilities.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "platform/managers/autorelease_pool.h"
-#include "tests/support/copying.h"
-#include "tests/support/refused_calls.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/injected_errors.h"
 #include "tests/support/volumes.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 // A number that no device has.
 constexpr uint32_t kDevice = 0xFFFFFFFF;
 
-UniqueFd OpenFolder(const char* path) { return UniqueFd(open(path, O_PATH | O_CLOEXEC)); }
-
 TEST(VolumeOf, AsksOnceAndAnewInTheNextPool) {
   const UniqueFd memory = OpenFolder("/dev/shm");
   const UniqueFd processes = OpenFolder("/proc");
   const NSAutoreleasePool first;
-  if (!VolumeOf(kDevice, memory.get()).hasTrueEntries) GTEST_SKIP() << "/dev/shm is no tmpfs here";
-  EXPECT_TRUE(VolumeOf(kDevice, processes.get()).hasTrueEntries);
-  EXPECT_TRUE(VolumeAt(kDevice, "/proc").hasTrueEntries);
+  if (!VolumeOf(kDevice, memory.get()).hasReliableEntries)
+    GTEST_SKIP() << "/dev/shm is no tmpfs here";
+  EXPECT_TRUE(VolumeOf(kDevice, processes.get()).hasReliableEntries);
+  EXPECT_TRUE(VolumeAt(kDevice, "/proc").hasReliableEntries);
   const NSAutoreleasePool second;
-  EXPECT_FALSE(VolumeOf(kDevice, processes.get()).hasTrueEntries);
+  EXPECT_FALSE(VolumeOf(kDevice, processes.get()).hasReliableEntries);
 }
 
 // Its driver is told by the mount alone, and nobody knows what may not be in a name there.
 TEST(VolumeOf, TakesAVolumeWhoseMountIsGoneForAPlainOne) {
-  const testing::ScratchVolume volume(testing::VolumeKind::kExfat);
-  if (!volume.IsThere()) GTEST_SKIP() << volume.WhyNot();
-  const UniqueFd folder = testing::OpenFolder(volume.path());
-  const uint32_t device = testing::IdentityAt(folder.get(), "").device;
+  const ScratchVolume volume(VolumeKind::kExfat);
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
+  const UniqueFd folder = OpenFolder(volume.path());
+  const uint32_t device = IdentityAt(folder.get(), "").device;
   // In processes of their own, one of which has mounts of its own; no call is refused.
-  EXPECT_TRUE(testing::RunWithoutCalls(
+  EXPECT_TRUE(RunWithInjectedErrors(
       {}, [&] { EXPECT_TRUE(VolumeOf(device, folder.get()).hasWindowsNames); }));
-  EXPECT_TRUE(testing::RunWithoutCalls({}, [&] {
+  EXPECT_TRUE(RunWithInjectedErrors({}, [&] {
     std::filesystem::path point = volume.path();
     ASSERT_EQ(0, unshare(CLONE_NEWNS));
     while (umount2(point.c_str(), MNT_DETACH) != 0) {
@@ -53,16 +52,16 @@ TEST(VolumeOf, TakesAVolumeWhoseMountIsGoneForAPlainOne) {
   }));
 }
 
-TEST(VolumeMemory, LastsUntilTheNextPool) {
-  RememberLack(kDevice, VolumeLack::kClones, 1);
-  EXPECT_TRUE(IsKnownToLack(kDevice, VolumeLack::kClones, 1));
-  EXPECT_FALSE(IsKnownToLack(kDevice, VolumeLack::kClones));
-  EXPECT_FALSE(IsKnownToLack(kDevice, VolumeLack::kTrueLinks, 1));
-  EXPECT_TRUE(IsAnyKnownToLack(VolumeLack::kClones));
+TEST(ProbeResults, LastsUntilTheNextPool) {
+  RememberProbeResult(kDevice, ProbeResult::kNoReflink, 1);
+  EXPECT_TRUE(HasProbeResult(kDevice, ProbeResult::kNoReflink, 1));
+  EXPECT_FALSE(HasProbeResult(kDevice, ProbeResult::kNoReflink));
+  EXPECT_FALSE(HasProbeResult(kDevice, ProbeResult::kNoReliableHardLinks, 1));
+  EXPECT_TRUE(HasProbeResultAnywhere(ProbeResult::kNoReflink));
   const NSAutoreleasePool pool;
-  EXPECT_FALSE(IsKnownToLack(kDevice, VolumeLack::kClones, 1));
-  EXPECT_FALSE(IsAnyKnownToLack(VolumeLack::kClones));
+  EXPECT_FALSE(HasProbeResult(kDevice, ProbeResult::kNoReflink, 1));
+  EXPECT_FALSE(HasProbeResultAnywhere(ProbeResult::kNoReflink));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -16,18 +16,8 @@
 #include "tests/support/memory_volume.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Exists;
-using testing::FilesBelow;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::NamesIn;
-using testing::ReadFile;
-using testing::RefAt;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 std::string PathOf(const FSRef& ref) {
   std::array<char, 4096> buffer = {};
@@ -36,7 +26,7 @@ std::string PathOf(const FSRef& ref) {
 }
 
 // Which folders hold sidecars is known from listing them.
-void ListToItsEnd(const std::string& path) {
+void ListFolder(const std::string& path) {
   FSIterator iterator;
   ASSERT_EQ(noErr, FSOpenIterator(RefAt(path), &iterator));
   std::array<FSRef, 10> children;
@@ -49,9 +39,9 @@ void ListToItsEnd(const std::string& path) {
 using Transfer = Status (*)(const FSRef&, const FSRef&, const std::u16string*, FSRef*);
 
 // A copy as a run makes it: at once where that can be done.
-Status CopyAtOnceOrSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
-                        FSRef* target) {
-  if (newName == nullptr && FSCopyObjectAtOnce(source, folder, target) == noErr) return noErr;
+Status CopyFastOrSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
+                      FSRef* target) {
+  if (newName == nullptr && FSTryFastCopy(source, folder, target) == noErr) return noErr;
   return FSCopyObjectSync(source, folder, newName, target);
 }
 
@@ -62,7 +52,7 @@ struct Way {
 };
 
 // What moving and copying promise alike.
-class MoveAndCopy : public ::testing::TestWithParam<Way> {
+class MoveAndCopy : public testing::TestWithParam<Way> {
  protected:
   MoveAndCopy() { MakeFolder(folder_ / "to"); }
 
@@ -74,9 +64,9 @@ class MoveAndCopy : public ::testing::TestWithParam<Way> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Ways, MoveAndCopy,
-                         ::testing::Values(Way{"Move", FSMoveObjectSync, false},
-                                           Way{"Copy", FSCopyObjectSync, true},
-                                           Way{"CopyAtOnce", CopyAtOnceOrSync, true}),
+                         testing::Values(Way{"Move", FSMoveObjectSync, false},
+                                         Way{"Copy", FSCopyObjectSync, true},
+                                         Way{"CopyAtOnce", CopyFastOrSync, true}),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST_P(MoveAndCopy, KeepsTheNameWithoutANewOne) {
@@ -306,19 +296,19 @@ TEST(FSDeleteObject, LeavesAnotherObjectOfTheSameNameAlone) {
   EXPECT_EQ("new", ReadFile(folder / "file"));
 }
 
-TEST(FSMoveObjectAtOnce, MovesAFileAndTellsWhereItIs) {
+TEST(FSTryFastMove, MovesAFileAndTellsWhereItIs) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt", "a");
   MakeFolder(folder / "to");
   FSRef target;
-  ASSERT_EQ(noErr, FSMoveObjectAtOnce(RefAt(folder / "a.txt"), RefAt(folder / "to"), &target));
+  ASSERT_EQ(noErr, FSTryFastMove(RefAt(folder / "a.txt"), RefAt(folder / "to"), &target));
   EXPECT_EQ("a", ReadFile(folder / "to/a.txt"));
   EXPECT_FALSE(Exists(folder / "a.txt"));
   EXPECT_EQ(folder / "to/a.txt", PathOf(target));
   EXPECT_EQ(noErr, FSCompareFSRefs(target, RefAt(folder / "to/a.txt")));
 }
 
-TEST(FSMoveObjectAtOnce, ChangesNothingWhereMoreHasToBeDone) {
+TEST(FSTryFastMove, ChangesNothingWhereMoreHasToBeDone) {
   const TemporaryFolder folder;
   WriteFile(folder / "from/taken.txt", "new");
   WriteFile(folder / "from/a.txt", "a");
@@ -329,24 +319,24 @@ TEST(FSMoveObjectAtOnce, ChangesNothingWhereMoreHasToBeDone) {
   const FSRef to = RefAt(folder / "to");
   const FSRef file = RefAt(folder / "to/taken.txt");
   FSRef target;
-  EXPECT_EQ(dupFNErr, FSMoveObjectAtOnce(RefAt(folder / "from/taken.txt"), to, &target));
-  EXPECT_EQ(paramErr, FSMoveObjectAtOnce(RefAt(folder / "from/sub"), to, &target));
-  EXPECT_EQ(errFSNotAFolder, FSMoveObjectAtOnce(RefAt(folder / "from/a.txt"), file, &target));
-  EXPECT_EQ(paramErr, FSMoveObjectAtOnce(RefAt(folder / "from/a.txt"), to, nullptr));
-  ListToItsEnd(folder / "from");
-  EXPECT_EQ(paramErr, FSMoveObjectAtOnce(RefAt(folder / "from/a.txt"), to, &target));
+  EXPECT_EQ(dupFNErr, FSTryFastMove(RefAt(folder / "from/taken.txt"), to, &target));
+  EXPECT_EQ(paramErr, FSTryFastMove(RefAt(folder / "from/sub"), to, &target));
+  EXPECT_EQ(errFSNotAFolder, FSTryFastMove(RefAt(folder / "from/a.txt"), file, &target));
+  EXPECT_EQ(paramErr, FSTryFastMove(RefAt(folder / "from/a.txt"), to, nullptr));
+  ListFolder(folder / "from");
+  EXPECT_EQ(paramErr, FSTryFastMove(RefAt(folder / "from/a.txt"), to, &target));
   EXPECT_EQ(before, FilesBelow(folder.path()));
   EXPECT_EQ("old", ReadFile(folder / "to/taken.txt"));
 }
 
-TEST(FSCopyObjectAtOnce, CopiesASmallFileAndTellsWhereItIs) {
+TEST(FSTryFastCopy, CopiesASmallFileAndTellsWhereItIs) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt", "a");
-  testing::SetModificationDate(folder / "a.txt", 1'236'168'000);
+  SetModificationDate(folder / "a.txt", 1'236'168'000);
   MakeFolder(folder / "to");
-  const FSStep step;
+  const FSStatCacheScope step;
   FSRef target;
-  ASSERT_EQ(noErr, FSCopyObjectAtOnce(RefAt(folder / "a.txt"), RefAt(folder / "to"), &target));
+  ASSERT_EQ(noErr, FSTryFastCopy(RefAt(folder / "a.txt"), RefAt(folder / "to"), &target));
   EXPECT_EQ("a", ReadFile(folder / "to/a.txt"));
   EXPECT_EQ("a", ReadFile(folder / "a.txt"));
   EXPECT_EQ(folder / "to/a.txt", PathOf(target));
@@ -354,12 +344,12 @@ TEST(FSCopyObjectAtOnce, CopiesASmallFileAndTellsWhereItIs) {
   EXPECT_EQ((Timestamp{1'236'168'000, 0}), date);
 }
 
-TEST(FSCopyObjectAtOnce, TellsOfTheObjectThatItMade) {
+TEST(FSTryFastCopy, TellsOfTheObjectThatItMade) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt", "a");
   MakeFolder(folder / "to");
   FSRef target;
-  ASSERT_EQ(noErr, FSCopyObjectAtOnce(RefAt(folder / "a.txt"), RefAt(folder / "to"), &target));
+  ASSERT_EQ(noErr, FSTryFastCopy(RefAt(folder / "a.txt"), RefAt(folder / "to"), &target));
   EXPECT_TRUE(FSIsFSRefValid(target));
   EXPECT_EQ(noErr, FSCompareFSRefs(target, RefAt(folder / "to/a.txt")));
   WriteFile(folder / "other", "another");
@@ -367,7 +357,7 @@ TEST(FSCopyObjectAtOnce, TellsOfTheObjectThatItMade) {
   EXPECT_FALSE(FSIsFSRefValid(target));
 }
 
-TEST(FSCopyObjectAtOnce, LeavesNothingBehindWhereMoreHasToBeDone) {
+TEST(FSTryFastCopy, LeavesNothingBehindWhereMoreHasToBeDone) {
   const TemporaryFolder folder;
   const std::vector<std::string> taken = {"file", "folder", "link"};
   for (const std::string& name : taken) WriteFile(folder / ("from/" + name), "new");
@@ -383,7 +373,7 @@ TEST(FSCopyObjectAtOnce, LeavesNothingBehindWhereMoreHasToBeDone) {
   const FSRef to = RefAt(folder / "to");
   const auto copy = [&folder, &to](const std::string& name) {
     FSRef target;
-    return FSCopyObjectAtOnce(RefAt(folder / ("from/" + name)), to, &target);
+    return FSTryFastCopy(RefAt(folder / ("from/" + name)), to, &target);
   };
   for (const std::string& name : taken) EXPECT_EQ(dupFNErr, copy(name)) << name;
   for (const char* name : {"big", "Tool.app", "a link", "fifo"}) {
@@ -391,29 +381,29 @@ TEST(FSCopyObjectAtOnce, LeavesNothingBehindWhereMoreHasToBeDone) {
   }
   FSRef target;
   const FSRef item = RefAt(folder / "from/a.txt");
-  EXPECT_EQ(errFSNotAFolder, FSCopyObjectAtOnce(item, RefAt(folder / "to/file"), &target));
-  EXPECT_EQ(paramErr, FSCopyObjectAtOnce(item, to, nullptr));
-  EXPECT_EQ(paramErr, FSCopyObjectAtOnce(FSRef{}, to, &target));
+  EXPECT_EQ(errFSNotAFolder, FSTryFastCopy(item, RefAt(folder / "to/file"), &target));
+  EXPECT_EQ(paramErr, FSTryFastCopy(item, to, nullptr));
+  EXPECT_EQ(paramErr, FSTryFastCopy(FSRef{}, to, &target));
   EXPECT_EQ(before, FilesBelow(folder.path()));
   EXPECT_EQ("old", ReadFile(folder / "to/file"));
 }
 
-TEST(FSCopyObjectAtOnce, LeavesAnItemWithASidecarAlone) {
+TEST(FSTryFastCopy, LeavesAnItemWithASidecarAlone) {
   const TemporaryFolder folder;
   WriteFile(folder / "from/a.txt", "a");
   WriteFile(folder / "from/._a.txt", "sidecar");
   WriteFile(folder / "to/._waiting.txt", "waiting");
   WriteFile(folder / "other/waiting.txt", "w");
   const std::vector<std::string> before = FilesBelow(folder.path());
-  ListToItsEnd(folder / "from");
+  ListFolder(folder / "from");
   const FSRef to = RefAt(folder / "to");
   FSRef target;
-  EXPECT_EQ(paramErr, FSCopyObjectAtOnce(RefAt(folder / "from/a.txt"), to, &target));
-  EXPECT_EQ(paramErr, FSCopyObjectAtOnce(RefAt(folder / "other/waiting.txt"), to, &target));
+  EXPECT_EQ(paramErr, FSTryFastCopy(RefAt(folder / "from/a.txt"), to, &target));
+  EXPECT_EQ(paramErr, FSTryFastCopy(RefAt(folder / "other/waiting.txt"), to, &target));
   EXPECT_EQ(before, FilesBelow(folder.path()));
 }
 
-TEST(FSCopyObjectAtOnce, CopiesNothingThatHasTakenTheFilesName) {
+TEST(FSTryFastCopy, CopiesNothingThatHasTakenTheFilesName) {
   const TemporaryFolder folder;
   MakeFolder(folder / "to");
   const std::vector<std::function<void(const std::string&)>> takers = {
@@ -431,20 +421,20 @@ TEST(FSCopyObjectAtOnce, CopiesNothingThatHasTakenTheFilesName) {
     ASSERT_EQ(0, rename(path.c_str(), (path + " elsewhere").c_str()));
     takers[i](path);
     FSRef target;
-    EXPECT_EQ(fnfErr, FSCopyObjectAtOnce(listed, RefAt(folder / "to"), &target)) << i;
+    EXPECT_EQ(fnfErr, FSTryFastCopy(listed, RefAt(folder / "to"), &target)) << i;
   }
   EXPECT_TRUE(NamesIn(folder / "to").empty());
 }
 
-TEST(FSCopyObjectAtOnce, LeavesNothingOnAFullVolume) {
+TEST(FSTryFastCopy, LeavesNothingOnAFullVolume) {
   const TemporaryFolder folder;
-  const testing::MemoryVolume volume("size=64k");
+  const MemoryVolume volume("size=64k");
   if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
   WriteFile(folder / "file", std::string(100'000, 'x'));
   FSRef target;
-  EXPECT_EQ(dskFulErr, FSCopyObjectAtOnce(RefAt(folder / "file"), RefAt(volume.path()), &target));
+  EXPECT_EQ(dskFulErr, FSTryFastCopy(RefAt(folder / "file"), RefAt(volume.path()), &target));
   EXPECT_TRUE(NamesIn(volume.path()).empty());
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -9,23 +9,14 @@
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/object_info.h"
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
-#include "tests/support/copying.h"
-#include "tests/support/mac_bytes.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/mac_test_data.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
 
 // Which form of the creation date a copy gets.
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::AttributeAt;
-using testing::CopyAt;
-using testing::FromHex;
-using testing::ScratchVolume;
-using testing::SetAttribute;
-using testing::TemporaryFolder;
-using testing::VolumeKind;
-using testing::WriteFile;
 
 constexpr char kNtfsAttribute[] = "system.ntfs_crtime_be";
 constexpr Timestamp kDate = {1'236'143'167, 123'456'700};
@@ -33,11 +24,11 @@ constexpr Timestamp kDate = {1'236'143'167, 123'456'700};
 std::optional<Timestamp> DateAt(const std::string& path, std::string* origin = nullptr) {
   struct statx info = {};
   EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, path.c_str(), &info)) << path;
-  return CreationDateAt(testing::PlaceAt(path), info, origin);
+  return CreationDateAt(PlaceAt(path), info, origin);
 }
 
 // What the driver answers for and does not list.
-std::string DriverSays(const std::string& path) {
+std::string ReadDriverAttribute(const std::string& path) {
   std::string value(8, '\0');
   EXPECT_EQ(8, lgetxattr(path.c_str(), kNtfsAttribute, value.data(), value.size())) << path;
   return value;
@@ -46,7 +37,7 @@ std::string DriverSays(const std::string& path) {
 TEST(CopiedDates, GoWithTheAttributeThatCarriesThem) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
-  if (!SetAttribute(folder / "file", "user.DOSATTRIB", FromHex(testing::kDosAttributes5))) {
+  if (!SetAttribute(folder / "file", "user.DOSATTRIB", FromHex(kDosAttributes5))) {
     GTEST_SKIP() << "no attributes here";
   }
   ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
@@ -69,14 +60,14 @@ TEST(CopiedDates, AreOursWhereNothingCarriesThem) {
 
 TEST(CopiedDates, AreTheDriversOwnOnNtfsAndComeBackFromThere) {
   const ScratchVolume ntfs(VolumeKind::kNtfs, "", 16);
-  if (!ntfs.IsThere()) GTEST_SKIP() << ntfs.WhyNot();
+  if (!ntfs.IsAvailable()) GTEST_SKIP() << ntfs.UnavailableReason();
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
-  if (!SetAttribute(folder / "file", "user.DOSATTRIB", FromHex(testing::kDosAttributes5))) {
+  if (!SetAttribute(folder / "file", "user.DOSATTRIB", FromHex(kDosAttributes5))) {
     GTEST_SKIP() << "no attributes here";
   }
   ASSERT_EQ(noErr, CopyAt(folder / "file", ntfs / "there"));
-  EXPECT_EQ(FromHex("01c99c86ecec6007"), DriverSays(ntfs / "there"));
+  EXPECT_EQ(FromHex("01c99c86ecec6007"), ReadDriverAttribute(ntfs / "there"));
   EXPECT_EQ(kDate, DateAt(ntfs / "there"));
   EXPECT_EQ("(none)", AttributeAt(ntfs / "there", kCreationDateAttribute));
 
@@ -88,9 +79,9 @@ TEST(CopiedDates, AreTheDriversOwnOnNtfsAndComeBackFromThere) {
   ASSERT_EQ(noErr, CopyAt(ntfs / "there", folder / "back"));
   EXPECT_EQ(kDate, DateAt(folder / "back"));
   EXPECT_EQ(FormatCreationDate(kDate), AttributeAt(folder / "back", kCreationDateAttribute));
-  ASSERT_EQ(noErr, testing::MoveAcrossAt(folder / "back", ntfs / "moved"));
-  EXPECT_EQ(DriverSays(ntfs / "there"), DriverSays(ntfs / "moved"));
+  ASSERT_EQ(noErr, MoveAcrossAt(folder / "back", ntfs / "moved"));
+  EXPECT_EQ(ReadDriverAttribute(ntfs / "there"), ReadDriverAttribute(ntfs / "moved"));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -17,31 +17,16 @@
 
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/delete_tree.h"
-#include "tests/support/copying.h"
-#include "tests/support/refused_calls.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/injected_errors.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::AttributeAt;
-using testing::CopyAt;
-using testing::Exists;
-using testing::FilesBelow;
-using testing::InfoAt;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::NamesIn;
-using testing::OpenFolder;
-using testing::ReadFile;
-using testing::RunWithoutCalls;
-using testing::SetAttribute;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 constexpr char kComment[] = "user.xdg.comment";
 
-class CopyingAFolder : public ::testing::Test {
+class CopyingAFolder : public testing::Test {
  protected:
   CopyingAFolder() { MakeFolder(folder_ / "to"); }
 
@@ -49,7 +34,7 @@ class CopyingAFolder : public ::testing::Test {
   std::string Source(const std::string& path) { return folder_ / ("package/" + path); }
   std::string Target(const std::string& path) { return folder_ / ("to/package/" + path); }
 
-  void ExpectNothingLeft() { EXPECT_TRUE(NamesIn(folder_ / "to").empty()); }
+  void ExpectEmptyTarget() { EXPECT_TRUE(NamesIn(folder_ / "to").empty()); }
 
   TemporaryFolder folder_;
 };
@@ -76,7 +61,7 @@ TEST_F(CopyingAFolder, KeepsModesAndTimesOfFolders) {
   }
   ASSERT_EQ(noErr, Copy());
   for (const char* path : {"closed", ""}) {
-    const struct stat info = InfoAt(Target(path));
+    const struct stat info = LstatAt(Target(path));
     EXPECT_EQ(0555U, info.st_mode & 07777);
     EXPECT_EQ(13, info.st_mtim.tv_sec);
     EXPECT_EQ(14, info.st_mtim.tv_nsec);
@@ -91,12 +76,12 @@ TEST_F(CopyingAFolder, KeepsHardLinksInside) {
   WriteFile(Source("alone"), "alone");
   ASSERT_EQ(0, link(Source("alone").c_str(), (folder_ / "outside").c_str()));
   ASSERT_EQ(noErr, Copy());
-  const struct stat first = InfoAt(Target("a/first"));
+  const struct stat first = LstatAt(Target("a/first"));
   EXPECT_EQ(3U, first.st_nlink);
-  EXPECT_EQ(first.st_ino, InfoAt(Target("b/c/second")).st_ino);
-  EXPECT_EQ(first.st_ino, InfoAt(Target("third")).st_ino);
-  EXPECT_NE(first.st_ino, InfoAt(Source("third")).st_ino);
-  EXPECT_EQ(1U, InfoAt(Target("alone")).st_nlink);
+  EXPECT_EQ(first.st_ino, LstatAt(Target("b/c/second")).st_ino);
+  EXPECT_EQ(first.st_ino, LstatAt(Target("third")).st_ino);
+  EXPECT_NE(first.st_ino, LstatAt(Source("third")).st_ino);
+  EXPECT_EQ(1U, LstatAt(Target("alone")).st_nlink);
   EXPECT_EQ("shared", ReadFile(Target("b/c/second")));
   EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(folder_ / "to"));
 }
@@ -104,7 +89,8 @@ TEST_F(CopyingAFolder, KeepsHardLinksInside) {
 TEST_F(CopyingAFolder, CopiesLinkedFilesTwiceWhereThereAreNoLinks) {
   WriteFile(Source("first"), "shared");
   ASSERT_EQ(0, link(Source("first").c_str(), Source("second").c_str()));
-  EXPECT_TRUE(RunWithoutCalls({{SYS_linkat, EPERM, 0, 0}}, [&] { EXPECT_EQ(noErr, Copy()); }));
+  EXPECT_TRUE(
+      RunWithInjectedErrors({{SYS_linkat, EPERM, 0, 0}}, [&] { EXPECT_EQ(noErr, Copy()); }));
   EXPECT_EQ("shared", ReadFile(Target("first")));
   EXPECT_EQ("shared", ReadFile(Target("second")));
   EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(folder_ / "to"));
@@ -119,7 +105,7 @@ TEST_F(CopyingAFolder, NeverFollowsLinksInside) {
   MakeLink(".", Source("to itself"));
   ASSERT_EQ(noErr, Copy());
   for (const char* name : {"to folder", "to file", "dangling", "to itself"}) {
-    EXPECT_TRUE(S_ISLNK(InfoAt(Target(name)).st_mode)) << name;
+    EXPECT_TRUE(S_ISLNK(LstatAt(Target(name)).st_mode)) << name;
   }
 }
 
@@ -142,7 +128,7 @@ TEST_F(CopyingAFolder, RefusesOtherKindsInside) {
   WriteFile(Source("a/file"), "x");
   ASSERT_EQ(0, mkfifo(Source("z").c_str(), 0600));
   EXPECT_EQ(paramErr, Copy());
-  ExpectNothingLeft();
+  ExpectEmptyTarget();
 }
 
 TEST_F(CopyingAFolder, RefusesItself) {
@@ -160,15 +146,16 @@ TEST_F(CopyingAFolder, RefusesAVolumeMountedInside) {
   }
   EXPECT_EQ(diffVolErr, Copy());
   EXPECT_EQ(0, umount(Source("mounted").c_str()));
-  ExpectNothingLeft();
+  ExpectEmptyTarget();
 }
 
 TEST_F(CopyingAFolder, LeavesNothingWhenItFailsHalfWay) {
   for (int i = 0; i < 10; ++i) WriteFile(Source(std::to_string(i) + "/file"), "x");
   ASSERT_EQ(0, link(Source("1/file").c_str(), Source("9/linked").c_str()));
   MakeLink("x", Source("9/z"));
-  EXPECT_TRUE(RunWithoutCalls({{SYS_symlinkat, EIO, 0, 0}}, [&] { EXPECT_EQ(ioErr, Copy()); }));
-  ExpectNothingLeft();
+  EXPECT_TRUE(
+      RunWithInjectedErrors({{SYS_symlinkat, EIO, 0, 0}}, [&] { EXPECT_EQ(ioErr, Copy()); }));
+  ExpectEmptyTarget();
 }
 
 TEST_F(CopyingAFolder, TakesAnyDepthWithFewDescriptors) {
@@ -235,4 +222,4 @@ TEST_F(CopyingAFolder, LeavesNoHalfOfItWhenItsProcessIsKilled) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -17,36 +17,17 @@
 
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/object_info.h"
-#include "tests/support/copying.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/injected_errors.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
-#include "tests/support/refused_calls.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::AttributeAt;
-using testing::CopyAt;
-using testing::Exists;
-using testing::IdentityAt;
-using testing::InfoAt;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::MakeSparseFile;
-using testing::MemoryVolume;
-using testing::NamesIn;
-using testing::OpenFolder;
-using testing::ReadFile;
-using testing::RefusedCall;
-using testing::RunAsOrdinaryUser;
-using testing::RunWithoutCalls;
-using testing::SetAttribute;
-using testing::TemporaryFolder;
-using testing::WriteFile;
-
 constexpr char kComment[] = "user.xdg.comment";
-constexpr uint32_t kUnnamedFileFlag = O_TMPFILE & ~O_DIRECTORY;
+constexpr uint32_t kTmpfileFlag = O_TMPFILE & ~O_DIRECTORY;
 
 bool IsSameTime(const timespec& first, const timespec& second) {
   return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
@@ -56,14 +37,14 @@ bool IsSameTime(const timespec& first, const timespec& second) {
 struct Way {
   const char* name;
   bool isAcross;
-  std::vector<RefusedCall> refused;
+  std::vector<InjectedError> refused;
 };
 
 const std::vector<Way>& Ways() {
   static const std::vector<Way> gWays = {
       {"OnOneVolume", false, {}},
       {"ToAnotherVolume", true, {}},
-      {"WithoutUnnamedFiles", false, {{SYS_openat, EOPNOTSUPP, 2, kUnnamedFileFlag}}},
+      {"WithoutUnnamedFiles", false, {{SYS_openat, EOPNOTSUPP, 2, kTmpfileFlag}}},
       {"WithoutLinks", false, {{SYS_linkat, EPERM, 0, 0}}},
       {"WithoutLinksAndTheFlag",
        false,
@@ -78,12 +59,12 @@ const std::vector<Way>& Ways() {
   return gWays;
 }
 
-class Copying : public ::testing::TestWithParam<Way> {
+class Copying : public testing::TestWithParam<Way> {
  protected:
   Copying() : to_(GetParam().isAcross ? memory_ : same_) {}
 
   void SetUp() override {
-    if (GetParam().isAcross && !testing::AreOnDifferentVolumes(from_.path(), memory_.path())) {
+    if (GetParam().isAcross && !AreOnDifferentVolumes(from_.path(), memory_.path())) {
       GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
     }
   }
@@ -92,7 +73,7 @@ class Copying : public ::testing::TestWithParam<Way> {
   void Copy(Status expected, const std::string& from, const std::string& to) {
     const auto body = [&] { EXPECT_EQ(expected, CopyAt(from_ / from, to_ / to)); };
     if (GetParam().refused.empty()) return body();
-    EXPECT_TRUE(RunWithoutCalls(GetParam().refused, body));
+    EXPECT_TRUE(RunWithInjectedErrors(GetParam().refused, body));
   }
 
   TemporaryFolder from_;
@@ -101,7 +82,7 @@ class Copying : public ::testing::TestWithParam<Way> {
   TemporaryFolder& to_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, Copying, ::testing::ValuesIn(Ways()),
+INSTANTIATE_TEST_SUITE_P(Ways, Copying, testing::ValuesIn(Ways()),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST_P(Copying, KeepsContentsOfEverySize) {
@@ -113,7 +94,7 @@ TEST_P(Copying, KeepsContentsOfEverySize) {
     Copy(noErr, name, name);
     EXPECT_TRUE(contents == ReadFile(to_ / name)) << size;
     EXPECT_TRUE(contents == ReadFile(from_ / name)) << size;
-    EXPECT_EQ(1U, InfoAt(to_ / name).st_nlink);
+    EXPECT_EQ(1U, LstatAt(to_ / name).st_nlink);
   }
   EXPECT_EQ(6U, NamesIn(to_.path()).size());
 }
@@ -127,8 +108,8 @@ TEST_P(Copying, KeepsHoles) {
   ASSERT_EQ(4, pwrite(middle.get(), "text", 4, kSize / 2 + 5));
   for (const std::string name : {"start", "hole", "middle"}) {
     Copy(noErr, name, name);
-    EXPECT_EQ(kSize, InfoAt(to_ / name).st_size);
-    EXPECT_LT(InfoAt(to_ / name).st_blocks * 512, 1 << 20);
+    EXPECT_EQ(kSize, LstatAt(to_ / name).st_size);
+    EXPECT_LT(LstatAt(to_ / name).st_blocks * 512, 1 << 20);
     EXPECT_TRUE(ReadFile(from_ / name) == ReadFile(to_ / name)) << name;
   }
 }
@@ -142,9 +123,9 @@ TEST_P(Copying, KeepsModeAndTimesToTheNanosecond) {
                                            timespec{-5, 987'654'321}};
     ASSERT_EQ(0, utimensat(AT_FDCWD, (from_ / name).c_str(), times.data(), 0));
     Copy(noErr, name, name);
-    EXPECT_EQ(mode, InfoAt(to_ / name).st_mode & 07777);
-    EXPECT_TRUE(IsSameTime(times[0], InfoAt(to_ / name).st_atim));
-    EXPECT_TRUE(IsSameTime(times[1], InfoAt(to_ / name).st_mtim));
+    EXPECT_EQ(mode, LstatAt(to_ / name).st_mode & 07777);
+    EXPECT_TRUE(IsSameTime(times[0], LstatAt(to_ / name).st_atim));
+    EXPECT_TRUE(IsSameTime(times[1], LstatAt(to_ / name).st_mtim));
   }
 }
 
@@ -191,8 +172,8 @@ TEST_P(Copying, CopiesLinksAsLinks) {
   for (const std::string name : {"dangling", "link"}) {
     ASSERT_EQ(0, utimensat(AT_FDCWD, (from_ / name).c_str(), times.data(), AT_SYMLINK_NOFOLLOW));
     Copy(noErr, name, name);
-    EXPECT_TRUE(S_ISLNK(InfoAt(to_ / name).st_mode));
-    EXPECT_TRUE(IsSameTime(times[1], InfoAt(to_ / name).st_mtim));
+    EXPECT_TRUE(S_ISLNK(LstatAt(to_ / name).st_mode));
+    EXPECT_TRUE(IsSameTime(times[1], LstatAt(to_ / name).st_mtim));
     std::array<char, 100> text = {};
     ASSERT_GT(readlink((to_ / name).c_str(), text.data(), text.size()), 0);
     EXPECT_STREQ(name == "link" ? "file" : "no\xffwhere\n", text.data());
@@ -248,14 +229,14 @@ TEST_P(Copying, SweepsWhatOthersLeftHalfDone) {
 TEST(CopyItem, GivesALinkNoDatesWhereTheyWouldGoToItsTarget) {
   const TemporaryFolder folder;
   MakeLink("nowhere", folder / "link");
-  testing::SetModificationDate(folder / "link", 1236164645);
+  SetModificationDate(folder / "link", 1236164645);
   MakeFolder(folder / "to");
   // What a volume says that follows the link to set them.
-  EXPECT_TRUE(RunWithoutCalls({{SYS_utimensat, ENOENT, 0, 0}}, [&] {
+  EXPECT_TRUE(RunWithInjectedErrors({{SYS_utimensat, ENOENT, 0, 0}}, [&] {
     EXPECT_EQ(noErr, CopyAt(folder / "link", folder / "to/link"));
   }));
-  EXPECT_TRUE(S_ISLNK(InfoAt(folder / "to/link").st_mode));
-  EXPECT_NE(1236164645, InfoAt(folder / "to/link").st_mtim.tv_sec);
+  EXPECT_TRUE(S_ISLNK(LstatAt(folder / "to/link").st_mode));
+  EXPECT_NE(1236164645, LstatAt(folder / "to/link").st_mtim.tv_sec);
   EXPECT_EQ(std::vector<std::string>{"link"}, NamesIn(folder / "to"));
 }
 
@@ -271,7 +252,7 @@ TEST(CopyItem, RefusesAnObjectThatIsNotTheOneMeant) {
   const CopyTarget target = {fd.get(), "copy", IdentityAt(fd.get(), "")};
   for (const std::string name : {"file", "folder", "link", "fifo", "gone"}) {
     EXPECT_EQ(fnfErr, CopyItem({fd.get(), name, meant}, target));
-    EXPECT_EQ(fnfErr, MoveItemAcrossVolumes({fd.get(), name, meant}, target));
+    EXPECT_EQ(fnfErr, MoveItemAcrossFilesystems({fd.get(), name, meant}, target));
   }
   EXPECT_FALSE(Exists(folder / "copy"));
 }
@@ -292,7 +273,7 @@ TEST(CopyItem, RefusesNamesThatLeadElsewhere) {
 
 TEST(CopyItem, ReadsKernelFilesWithoutASizeToTheirEnd) {
   const TemporaryFolder folder;
-  ASSERT_EQ(0, InfoAt("/proc/self/mountinfo").st_size);
+  ASSERT_EQ(0, LstatAt("/proc/self/mountinfo").st_size);
   ASSERT_EQ(noErr, CopyAt("/proc/version", folder / "version"));
   EXPECT_EQ(ReadFile("/proc/version"), ReadFile(folder / "version"));
   EXPECT_FALSE(ReadFile(folder / "version").empty());
@@ -322,8 +303,8 @@ TEST(CopyItem, LeavesNothingOnAFullVolume) {
   WriteFile(folder / "package/big", std::string(100'000, 'x'));
   EXPECT_EQ(dskFulErr, CopyAt(folder / "file", volume / "copy"));
   EXPECT_EQ(dskFulErr, CopyAt(folder / "package", volume / "copy"));
-  EXPECT_EQ(dskFulErr, testing::MoveAcrossAt(folder / "file", volume / "copy"));
-  EXPECT_EQ(dskFulErr, testing::MoveAcrossAt(folder / "package", volume / "copy"));
+  EXPECT_EQ(dskFulErr, MoveAcrossAt(folder / "file", volume / "copy"));
+  EXPECT_EQ(dskFulErr, MoveAcrossAt(folder / "package", volume / "copy"));
   EXPECT_TRUE(NamesIn(volume.path()).empty());
   EXPECT_EQ((std::vector<std::string>{"big", "small"}), NamesIn(folder / "package"));
 }
@@ -346,11 +327,11 @@ TEST(CopyItem, GivesUpAFileThatKeepsGrowing) {
   const pid_t writer = fork();
   if (writer == 0) {
     const UniqueFd log(open((folder / "log").c_str(), O_WRONLY | O_APPEND));
-    while (write(log.get(), "more", 4) == 4 && InfoAt(folder / "log").st_size < (1 << 28)) {
+    while (write(log.get(), "more", 4) == 4 && LstatAt(folder / "log").st_size < (1 << 28)) {
     }
     _exit(0);
   }
-  while (InfoAt(folder / "log").st_size == 1 << 20) usleep(100);
+  while (LstatAt(folder / "log").st_size == 1 << 20) usleep(100);
   const Status status = CopyAt(folder / "log", folder / "copy");
   EXPECT_EQ(0, kill(writer, SIGKILL));
   EXPECT_EQ(writer, waitpid(writer, nullptr, 0));
@@ -360,4 +341,4 @@ TEST(CopyItem, GivesUpAFileThatKeepsGrowing) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 TEST(IsOnOtherMount, GoesByTheMountWhereTheKernelTellsIt) {
@@ -28,4 +28,4 @@ TEST(IsOnOtherMount, GoesByTheDeviceElsewhere) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

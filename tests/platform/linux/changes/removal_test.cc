@@ -16,24 +16,24 @@
 #include <vector>
 
 #include "platform/linux/changes/object_info.h"
-#include "platform/linux/changes/sweep.h"
+#include "platform/linux/changes/temp_cleanup.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/captured_log.h"
-#include "tests/support/copying.h"
-#include "tests/support/refused_calls.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/injected_errors.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
 
 // What happens at the last moment before the name is renamed away or removed.
 std::function<void()> gBeforeRemoval;
-std::string gAwaited;
+std::string gAwaitedPath;
 
 // What happens at the last moment before the name is removed that a "file" gets on its way out.
 std::function<void()> gBeforeUnlink;
 
 void ActAt(const char* name, std::function<void()>* action) {
-  if (*action && name == gAwaited) std::exchange(*action, nullptr)();
+  if (*action && name == gAwaitedPath) std::exchange(*action, nullptr)();
 }
 
 }  // namespace
@@ -52,25 +52,10 @@ extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {
   return static_cast<int>(syscall(SYS_unlinkat, folder, name, flags));
 }
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::AreOnDifferentVolumes;
-using testing::CapturedLog;
-using testing::Exists;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::MoveAcrossAt;
-using testing::NamesIn;
-using testing::OpenFolder;
-using testing::ReadFile;
-using testing::RefAt;
-using testing::RefusedCall;
-using testing::RunWithoutCalls;
-using testing::TemporaryFolder;
-using testing::WriteFile;
-
-class Removal : public ::testing::Test {
+class Removal : public testing::Test {
  protected:
   ~Removal() override {
     gBeforeRemoval = nullptr;
@@ -78,17 +63,17 @@ class Removal : public ::testing::Test {
   }
 
   // Saves a new version under the name as editors do, when the name is about to go.
-  void SaveAnewBeforeRemovalOf(const std::string& name) {
-    gAwaited = name;
-    gBeforeRemoval = [this, name] { SaveAnew(name); };
+  void SaveNewVersionBeforeRemovalOf(const std::string& name) {
+    gAwaitedPath = name;
+    gBeforeRemoval = [this, name] { SaveNewVersion(name); };
   }
 
-  void SaveAnew(const std::string& name) {
+  void SaveNewVersion(const std::string& name) {
     WriteFile(folder_ / "saving", "newest");
     ASSERT_EQ(0, std::rename((folder_ / "saving").c_str(), (folder_ / name).c_str()));
   }
 
-  void ExpectNewestAlone(const std::string& name) {
+  void ExpectOnlyNewest(const std::string& name) {
     EXPECT_FALSE(gBeforeRemoval) << "nothing was saved";
     EXPECT_EQ(std::vector<std::string>{name}, NamesIn(folder_.path()));
     EXPECT_EQ("newest", ReadFile(folder_ / name));
@@ -98,7 +83,7 @@ class Removal : public ::testing::Test {
     const UniqueFd folder = OpenFolder(folder_.path());
     struct statx meant = {};
     if (const Status status = ReadObjectInfo(folder.get(), name.c_str(), &meant)) return status;
-    return RemoveIfMeant(
+    return RemoveIfUnchanged(
         folder.get(), name.c_str(),
         [&meant](const struct statx& info) { return IsUnchangedButForName(meant, info); },
         isDisplaced);
@@ -137,7 +122,7 @@ TEST_F(Removal, GivesWhatIsAboutToGoANameLikeItsOwn) {
       return true;
     };
     bool isDisplaced = false;
-    EXPECT_EQ(noErr, RemoveIfMeant(folder.get(), name.c_str(), isMeant, &isDisplaced));
+    EXPECT_EQ(noErr, RemoveIfUnchanged(folder.get(), name.c_str(), isMeant, &isDisplaced));
     const std::regex uuid("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}");
     EXPECT_EQ(expected, std::regex_replace(seen, uuid, "UUID"));
   }
@@ -153,16 +138,16 @@ TEST_F(Removal, LeavesTheOtherNameOfAHardLink) {
 
 TEST_F(Removal, GivesAnotherObjectItsNameBack) {
   WriteFile(folder_ / "file", "old");
-  SaveAnewBeforeRemovalOf("file");
+  SaveNewVersionBeforeRemovalOf("file");
   bool isDisplaced = false;
   EXPECT_EQ(fBsyErr, Remove("file", &isDisplaced));
-  ExpectNewestAlone("file");
+  ExpectOnlyNewest("file");
   EXPECT_FALSE(isDisplaced);
 }
 
 TEST_F(Removal, GivesTheNameBackWhereNothingCanBeRemoved) {
   WriteFile(folder_ / "file", "old");
-  EXPECT_TRUE(RunWithoutCalls({{SYS_unlinkat, EACCES, 0, 0}}, [&] {
+  EXPECT_TRUE(RunWithInjectedErrors({{SYS_unlinkat, EACCES, 0, 0}}, [&] {
     bool isDisplaced = false;
     EXPECT_EQ(afpAccessDenied, Remove("file", &isDisplaced));
     EXPECT_FALSE(isDisplaced);
@@ -173,8 +158,8 @@ TEST_F(Removal, GivesTheNameBackWhereNothingCanBeRemoved) {
 // Two savings in a row: the first one's name is taken when it is to be given back.
 TEST_F(Removal, KeepsEveryVersionWhereTheNameIsTakenMeanwhile) {
   WriteFile(folder_ / "file", "old");
-  gAwaited = "file";
-  gBeforeRemoval = [this] { SaveAnew("file"); };
+  gAwaitedPath = "file";
+  gBeforeRemoval = [this] { SaveNewVersion("file"); };
   const CapturedLog log;
   const UniqueFd folder = OpenFolder(folder_.path());
   bool isDisplaced = false;
@@ -182,11 +167,11 @@ TEST_F(Removal, KeepsEveryVersionWhereTheNameIsTakenMeanwhile) {
     WriteFile(folder_ / "file", "newer still");
     return false;
   };
-  EXPECT_EQ(fBsyErr, RemoveIfMeant(folder.get(), "file", isMeant, &isDisplaced));
+  EXPECT_EQ(fBsyErr, RemoveIfUnchanged(folder.get(), "file", isMeant, &isDisplaced));
   EXPECT_TRUE(isDisplaced);
   EXPECT_EQ("newer still", ReadFile(folder_ / "file"));
   // What is kept is in sight and no sweep's business.
-  SweepFolder(folder.get());
+  CleanUpFolder(folder.get());
   const std::vector<std::string> names = NamesIn(folder_.path());
   ASSERT_EQ(2U, names.size());
   EXPECT_EQ("newest", ReadFile(folder_ / names[1]));
@@ -200,7 +185,7 @@ TEST_F(Removal, LeavesNothingThatASweepDeletesWhenItIsCutShort) {
   WriteFile(folder_ / "file", "only copy");
   gBeforeUnlink = [this] {
     const UniqueFd folder = OpenFolder(folder_.path());
-    SweepFolder(folder.get());
+    CleanUpFolder(folder.get());
     const std::vector<std::string> names = NamesIn(folder_.path());
     ASSERT_EQ(1U, names.size());
     EXPECT_EQ("only copy", ReadFile(folder_ / names[0]));
@@ -215,7 +200,7 @@ TEST_F(Removal, OfADeletedObjectSparesWhatWasSavedUnderItsName) {
   MakeLink("nowhere", folder_ / "link");
   for (const char* name : {"file", "link"}) {
     const FSRef old = RefAt(folder_ / name);
-    SaveAnewBeforeRemovalOf(name);
+    SaveNewVersionBeforeRemovalOf(name);
     EXPECT_EQ(fBsyErr, FSDeleteObject(old)) << name;
     EXPECT_EQ("newest", ReadFile(folder_ / name));
     EXPECT_EQ(fnfErr, FSDeleteObject(old)) << name;
@@ -227,13 +212,13 @@ TEST_F(Removal, OfADeletedObjectSparesWhatWasSavedUnderItsName) {
 TEST_F(Removal, OfAFolderSparesTheFileThatGotItsName) {
   MakeFolder(folder_ / "folder");
   const FSRef old = RefAt(folder_ / "folder");
-  gAwaited = "folder";
+  gAwaitedPath = "folder";
   gBeforeRemoval = [this] {
     ASSERT_EQ(0, rmdir((folder_ / "folder").c_str()));
     WriteFile(folder_ / "folder", "newest");
   };
   EXPECT_NE(noErr, FSDeleteObject(old));
-  ExpectNewestAlone("folder");
+  ExpectOnlyNewest("folder");
 }
 
 TEST_F(Removal, OfAMovedOriginalSparesWhatWasSavedUnderItsName) {
@@ -247,9 +232,9 @@ TEST_F(Removal, OfAMovedOriginalSparesWhatWasSavedUnderItsName) {
     } else {
       MakeLink("nowhere", folder_ / name);
     }
-    SaveAnewBeforeRemovalOf(name);
+    SaveNewVersionBeforeRemovalOf(name);
     EXPECT_EQ(fBsyErr, MoveAcrossAt(folder_ / name, memory / name));
-    ExpectNewestAlone(name);
+    ExpectOnlyNewest(name);
     EXPECT_TRUE(NamesIn(memory.path()).empty());
     ASSERT_EQ(0, unlink((folder_ / name).c_str()));
   }
@@ -261,10 +246,10 @@ TEST_F(Removal, OfAMovedOriginalSparesWhatWasWrittenIntoIt) {
     GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
   }
   WriteFile(folder_ / "file", "old");
-  gAwaited = "file";
+  gAwaitedPath = "file";
   gBeforeRemoval = [this] { WriteFile(folder_ / "file", "newest"); };
   EXPECT_EQ(fBsyErr, MoveAcrossAt(folder_ / "file", memory / "file"));
-  ExpectNewestAlone("file");
+  ExpectOnlyNewest("file");
   EXPECT_TRUE(NamesIn(memory.path()).empty());
 }
 
@@ -275,13 +260,13 @@ TEST_F(Removal, OfACopySparesWhatWasSavedUnderItsName) {
     GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
   }
   WriteFile(memory / "file", "original");
-  EXPECT_TRUE(RunWithoutCalls({{SYS_fsync, EIO, 0, 0}}, [&] {
-    SaveAnewBeforeRemovalOf("file");
+  EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsync, EIO, 0, 0}}, [&] {
+    SaveNewVersionBeforeRemovalOf("file");
     EXPECT_EQ(ioErr, MoveAcrossAt(memory / "file", folder_ / "file"));
-    ExpectNewestAlone("file");
+    ExpectOnlyNewest("file");
   }));
   EXPECT_EQ("original", ReadFile(memory / "file"));
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

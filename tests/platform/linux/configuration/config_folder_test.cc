@@ -12,10 +12,8 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::TemporaryFolder;
 
 // Sets or unsets an environment variable, and puts it back when it goes.
 class ScopedVariable {
@@ -87,7 +85,7 @@ TEST(MakeConfigFolder, MakesWhatIsMissingForItsUserAlone) {
 TEST(MakeConfigFolder, LeavesWhatIsThereAsItIs) {
   const TemporaryFolder folder;
   const ScopedVariable configHome("XDG_CONFIG_HOME", folder.path());
-  testing::MakeFolder(folder / "tessary");
+  MakeFolder(folder / "tessary");
   ASSERT_EQ(0, chmod((folder / "tessary").c_str(), 0755));
   EXPECT_EQ(noErr, MakeConfigFolder());
   EXPECT_EQ(0755U, ModeOf(folder / "tessary"));
@@ -95,7 +93,7 @@ TEST(MakeConfigFolder, LeavesWhatIsThereAsItIs) {
 
 TEST(MakeConfigFolder, TellsThatAFileIsInTheWay) {
   const TemporaryFolder folder;
-  testing::WriteFile(folder / "file");
+  WriteFile(folder / "file");
   const ScopedVariable configHome("XDG_CONFIG_HOME", folder / "file");
   EXPECT_EQ(dirNFErr, MakeConfigFolder());
 }
@@ -103,25 +101,25 @@ TEST(MakeConfigFolder, TellsThatAFileIsInTheWay) {
 TEST(ConfigEnvironment, IsNotAsNotedBeforeItIsNoted) {
   const ScopedVariable configHome("XDG_CONFIG_HOME", std::nullopt);
   const ScopedVariable home("HOME", std::nullopt);
-  EXPECT_FALSE(ConfigEnvironment().IsAsNoted());
+  EXPECT_FALSE(ConfigEnvironment().IsCurrent());
 }
 
 TEST(ConfigEnvironment, IsAsNotedUntilEitherVariableChanges) {
   const ScopedVariable configHome("XDG_CONFIG_HOME", "/first");
   const ScopedVariable home("HOME", "");
   ConfigEnvironment environment;
-  environment.Note();
-  EXPECT_TRUE(environment.IsAsNoted());
+  environment.Capture();
+  EXPECT_TRUE(environment.IsCurrent());
   {
     const ScopedVariable other("XDG_CONFIG_HOME", "/second");
-    EXPECT_FALSE(environment.IsAsNoted());
+    EXPECT_FALSE(environment.IsCurrent());
   }
-  EXPECT_TRUE(environment.IsAsNoted());
+  EXPECT_TRUE(environment.IsCurrent());
   const ScopedVariable none("HOME", std::nullopt);
-  EXPECT_FALSE(environment.IsAsNoted());
-  environment.Note();
-  EXPECT_TRUE(environment.IsAsNoted());
+  EXPECT_FALSE(environment.IsCurrent());
+  environment.Capture();
+  EXPECT_TRUE(environment.IsCurrent());
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

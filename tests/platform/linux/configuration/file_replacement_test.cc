@@ -12,23 +12,17 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/unique_fd.h"
-#include "tests/support/held_calls.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "tests/support/ordinary_user.h"
+#include "tests/support/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::MakeLink;
-using testing::NamesIn;
-using testing::ReadFile;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 std::optional<FileStamp> StampAt(const std::string& path) {
   FileStamp stamp;
-  return StampFile(path.c_str(), &stamp) == noErr ? std::optional(stamp) : std::nullopt;
+  return ReadFileStamp(path.c_str(), &stamp) == noErr ? std::optional(stamp) : std::nullopt;
 }
 
 Status Replace(const std::string& path, const std::string& text) {
@@ -38,7 +32,7 @@ Status Replace(const std::string& path, const std::string& text) {
   return replacement.Commit(text, StampAt(replacement.target()));
 }
 
-struct stat InfoAt(const std::string& path) {
+struct stat LstatAt(const std::string& path) {
   struct stat info = {};
   EXPECT_EQ(0, lstat(path.c_str(), &info)) << path;
   return info;
@@ -50,7 +44,7 @@ TEST(FileReplacement, MakesAFileForItsUserAlone) {
   const TemporaryFolder folder;
   EXPECT_EQ(noErr, Replace(folder / "file", "text"));
   EXPECT_EQ("text", ReadFile(folder / "file"));
-  EXPECT_EQ(0600U, InfoAt(folder / "file").st_mode & 07777);
+  EXPECT_EQ(0600U, LstatAt(folder / "file").st_mode & 07777);
   EXPECT_EQ(Names{"file"}, NamesIn(folder.path()));
 }
 
@@ -60,10 +54,10 @@ TEST(FileReplacement, ReplacesTheObjectAndKeepsModeOwnerAndAttributes) {
   WriteFile(path, "a much longer text than the new one");
   ASSERT_EQ(0, chmod(path.c_str(), 0640));
   const bool canGive = chown(path.c_str(), 12345, 54321) == 0;
-  const bool hasAttributes = testing::SetAttribute(path, "user.note", "x");
-  const struct stat before = InfoAt(path);
+  const bool hasAttributes = SetAttribute(path, "user.note", "x");
+  const struct stat before = LstatAt(path);
   EXPECT_EQ(noErr, Replace(path, "short"));
-  const struct stat after = InfoAt(path);
+  const struct stat after = LstatAt(path);
   EXPECT_EQ("short", ReadFile(path));
   EXPECT_NE(before.st_ino, after.st_ino);
   EXPECT_EQ(before.st_mode, after.st_mode);
@@ -88,7 +82,7 @@ TEST(FileReplacement, LeavesTheOldObjectToThoseWhoHoldIt) {
 
 TEST(FileReplacement, WritesWhatLinksLeadTo) {
   const TemporaryFolder folder;
-  testing::MakeFolder(folder / "there");
+  MakeFolder(folder / "there");
   MakeLink("there/second", folder / "first");
   MakeLink("../third", folder / "there/second");
   MakeLink(folder / "there/absolute", folder / "fourth");
@@ -99,7 +93,7 @@ TEST(FileReplacement, WritesWhatLinksLeadTo) {
   EXPECT_EQ(noErr, Replace(folder / "fourth", "x"));
   EXPECT_EQ("x", ReadFile(folder / "there/absolute"));
   for (const char* name : {"first", "there/second", "fourth"}) {
-    EXPECT_TRUE(S_ISLNK(InfoAt(folder / name).st_mode)) << name;
+    EXPECT_TRUE(S_ISLNK(LstatAt(folder / name).st_mode)) << name;
   }
   EXPECT_EQ((Names{"first", "fourth", "there", "third"}), NamesIn(folder.path()));
   EXPECT_EQ((Names{"absolute", "second"}), NamesIn(folder / "there"));
@@ -107,7 +101,7 @@ TEST(FileReplacement, WritesWhatLinksLeadTo) {
 
 TEST(FileReplacement, RefusesWhatItCannotReplace) {
   const TemporaryFolder folder;
-  testing::MakeFolder(folder / "folder");
+  MakeFolder(folder / "folder");
   ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
   MakeLink("loop", folder / "loop");
   MakeLink("no folder/file", folder / "astray");
@@ -137,7 +131,7 @@ TEST(FileReplacement, RefusesATargetThatChangedMeanwhileAndMayBeRepeated) {
   const auto stamp = StampAt(path);
   ASSERT_EQ(0, unlink(path.c_str()));
   EXPECT_EQ(fBsyErr, replacement.Commit("ours", stamp));
-  EXPECT_FALSE(testing::Exists(path));
+  EXPECT_FALSE(Exists(path));
   EXPECT_EQ(noErr, replacement.Commit("ours", std::nullopt));
   EXPECT_EQ("ours", ReadFile(path));
   EXPECT_EQ(paramErr, replacement.Commit("again", StampAt(path)));
@@ -170,7 +164,7 @@ TEST(FileReplacement, FollowsNoLinkThatBearsTheNewFilesName) {
   MakeLink("victim", folder / ".file.new");
   EXPECT_NE(noErr, Replace(folder / "file", "text"));
   EXPECT_EQ("kept", ReadFile(folder / "victim"));
-  EXPECT_FALSE(testing::Exists(folder / "file"));
+  EXPECT_FALSE(Exists(folder / "file"));
 }
 
 TEST(FileReplacement, GivesUpOnALockThatAnotherKeeps) {
@@ -180,14 +174,14 @@ TEST(FileReplacement, GivesUpOnALockThatAnotherKeeps) {
   WriteFile(folder / "file", "kept");
   EXPECT_EQ(fBsyErr, Replace(folder / "file", "text"));
   EXPECT_EQ("kept", ReadFile(folder / "file"));
-  EXPECT_TRUE(testing::Exists(folder / ".file.new"));
+  EXPECT_TRUE(Exists(folder / ".file.new"));
 }
 
 TEST(FileReplacement, KeepsTheFileWhereverItsVolumeFails) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "kept");
-  const bool hasAttributes = testing::SetAttribute(folder / "file", "user.note", "x");
-  std::vector<testing::HeldCall> rows = {
+  const bool hasAttributes = SetAttribute(folder / "file", "user.note", "x");
+  std::vector<PausedCall> rows = {
       {SYS_newfstatat, "file", 1, {}, EIO},  {SYS_newfstatat, ".file.new", 1, {}, EIO},
       {SYS_newfstatat, "file", 2, {}, EIO},  {SYS_faccessat2, "file", 1, {}, EIO},
       {SYS_openat, ".file.new", 1, {}, EIO}, {SYS_flock, "", 1, {}, ENOLCK},
@@ -202,20 +196,20 @@ TEST(FileReplacement, KeepsTheFileWhereverItsVolumeFails) {
     rows.push_back({SYS_lgetxattr, "", 2, {}, EIO});
     rows.push_back({SYS_fsetxattr, "", 1, {}, EIO});
   }
-  for (const testing::HeldCall& row : rows) {
-    testing::RunWithHeldCalls({row}, [&folder] {
+  for (const PausedCall& row : rows) {
+    RunWithPausedCalls({row}, [&folder] {
       EXPECT_NE(noErr, Replace(folder / "file", "text"));
       EXPECT_EQ("kept", ReadFile(folder / "file"));
     });
     if (IsSkipped()) return;
-    EXPECT_FALSE(HasFailure()) << row.number << " " << row.name << " " << row.turn;
+    EXPECT_FALSE(HasFailure()) << row.number << " " << row.name << " " << row.occurrence;
   }
 }
 
 TEST(FileReplacement, TakesAnotherLockWhereItsFileWasTakenAway) {
   const TemporaryFolder folder;
   const auto remove = [&folder] { EXPECT_EQ(0, unlink((folder / ".file.new").c_str())); };
-  testing::RunWithHeldCalls({{SYS_newfstatat, ".file.new", 1, remove}}, [&folder] {
+  RunWithPausedCalls({{SYS_newfstatat, ".file.new", 1, remove}}, [&folder] {
     EXPECT_EQ(noErr, Replace(folder / "file", "text"));
     EXPECT_EQ("text", ReadFile(folder / "file"));
     EXPECT_EQ(Names{"file"}, NamesIn(folder.path()));
@@ -232,12 +226,11 @@ TEST(FileReplacement, KeepsTheGroupOfAnothersFileWhereItMay) {
   // What is made in it belongs to its own group.
   ASSERT_EQ(0, chown(folder.path().c_str(), 0, 34));
   ASSERT_EQ(0, chmod(folder.path().c_str(), 02777));
-  EXPECT_TRUE(
-      testing::RunAsOrdinaryUser([&folder] { EXPECT_EQ(noErr, Replace(folder / "file", "new")); }));
+  EXPECT_TRUE(RunAsOrdinaryUser([&folder] { EXPECT_EQ(noErr, Replace(folder / "file", "new")); }));
   EXPECT_EQ("new", ReadFile(folder / "file"));
-  EXPECT_EQ(kOrdinaryGroup, InfoAt(folder / "file").st_gid);
-  EXPECT_EQ(0660U, InfoAt(folder / "file").st_mode & 07777);
+  EXPECT_EQ(kOrdinaryGroup, LstatAt(folder / "file").st_gid);
+  EXPECT_EQ(0660U, LstatAt(folder / "file").st_mode & 07777);
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

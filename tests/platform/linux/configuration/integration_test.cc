@@ -11,16 +11,9 @@
 #include "tests/support/environment_variable.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::Exists;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::NamesIn;
-using testing::ReadFile;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 using Text = std::optional<std::string>;
 
 MenuFileEditor Writing(const std::string& newText) {
@@ -141,15 +134,15 @@ TEST(EditMenuFile, RefusesWhatIsNoFileOrTooLarge) {
 }
 
 TEST(UserPaths, FollowTheEnvironment) {
-  const testing::EnvironmentVariable home("HOME", "/home/u");
+  const EnvironmentVariable home("HOME", "/home/u");
   {
-    const testing::EnvironmentVariable config("XDG_CONFIG_HOME", "/c/");
-    const testing::EnvironmentVariable data("XDG_DATA_HOME", "/d");
+    const EnvironmentVariable config("XDG_CONFIG_HOME", "/c/");
+    const EnvironmentVariable data("XDG_DATA_HOME", "/d");
     EXPECT_EQ("/c/x/y", UserConfigurationPath("x/y"));
     EXPECT_EQ("/d/x/y", UserDataPath("x/y"));
   }
-  const testing::EnvironmentVariable config("XDG_CONFIG_HOME", "relative");
-  const testing::EnvironmentVariable data("XDG_DATA_HOME", "");
+  const EnvironmentVariable config("XDG_CONFIG_HOME", "relative");
+  const EnvironmentVariable data("XDG_DATA_HOME", "");
   EXPECT_EQ("/home/u/.config/x", UserConfigurationPath("x"));
   EXPECT_EQ("/home/u/.local/share/x", UserDataPath("x"));
 }
@@ -159,7 +152,7 @@ TEST(ReadSystemConfiguration, TakesTheFirstFolderThatHasTheFile) {
   WriteFile(folder / "second/a/b", "second");
   WriteFile(folder / "third/a/b", "third");
   MakeFolder(folder / "first/a/b");
-  const testing::EnvironmentVariable folders(
+  const EnvironmentVariable folders(
       "XDG_CONFIG_DIRS",
       "relative::" + (folder / "first") + ":" + (folder / "second") + ":" + (folder / "third"));
   EXPECT_EQ("second", ReadSystemConfiguration("a/b"));
@@ -167,4 +160,4 @@ TEST(ReadSystemConfiguration, TakesTheFirstFolderThatHasTheFile) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

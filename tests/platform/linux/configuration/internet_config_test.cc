@@ -14,24 +14,19 @@
 
 #include "platform/linux/configuration/builtin_file_types.h"
 #include "platform/managers/text.h"
-#include "tests/support/held_calls.h"
 #include "tests/support/ordinary_user.h"
+#include "tests/support/paused_calls.h"
 #include "tests/support/preferences_folder.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::PreferencesFolder;
-using testing::RunAsOrdinaryUser;
-using ::testing::SizeIs;
-using ::testing::StartsWith;
-using testing::WriteFile;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
 
 ICMapHandle ReadMapping() {
   ICInstance instance;
@@ -231,11 +226,11 @@ TEST(BuiltinFileTypes, HoldEachExtensionOnceWithATypeOfFourBytes) {
 TEST(DescribeBadMappingLines, TellsWhatTheVolumeReports) {
   const PreferencesFolder preferences;
   WriteFile(preferences.MappingPath(), ".x \"TEST\"\n");
-  testing::RunWithHeldCalls({{SYS_read, "", 1, {}, EIO}}, [&preferences] {
+  RunWithPausedCalls({{SYS_read, "", 1, {}, EIO}}, [&preferences] {
     EXPECT_THAT(DescribeBadMappingLines(),
                 ElementsAre(preferences.MappingPath() + " cannot be read: error -36."));
   });
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -21,22 +21,15 @@
 #include <vector>
 
 #include "tests/support/environment_variable.h"
-#include "tests/support/held_calls.h"
 #include "tests/support/memory_volume.h"
+#include "tests/support/paused_calls.h"
 #include "tests/support/preferences_folder.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using testing::Exists;
-using ::testing::HasSubstr;
-using testing::MakeLink;
-using testing::NamesIn;
-using testing::PreferencesFolder;
-using testing::ReadFile;
-using testing::TemporaryFolder;
-using testing::WriteFile;
+using testing::HasSubstr;
 
 using Value = std::optional<CFPropertyList>;
 using Names = std::vector<std::string>;
@@ -55,7 +48,7 @@ bool RunInChild(const std::function<void()>& body) {
   if (child == 0) {
     body();
     (void)std::fflush(nullptr);
-    _exit(::testing::Test::HasFailure() ? 1 : 0);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
   }
   int status = -1;
   return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
@@ -84,7 +77,7 @@ TEST(PreferencesStore, ReadsEachTypeAsItsOwn) {
   EXPECT_EQ(Value(true), CFPreferencesCopyAppValue("b"));
   EXPECT_EQ(Value(int64_t{1}), CFPreferencesCopyAppValue("n"));
   EXPECT_EQ(Value(std::string("true")), CFPreferencesCopyAppValue("s"));
-  EXPECT_EQ(Value(OtherPreferenceValue{}), CFPreferencesCopyAppValue("f"));
+  EXPECT_EQ(Value(UnsupportedPreferenceValue{}), CFPreferencesCopyAppValue("f"));
   EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("absent"));
   EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("B"));
 }
@@ -132,14 +125,14 @@ TEST(PreferencesStore, SeesChangesOfTheSameSizeThatComeFasterThanTheClockTicks) 
 TEST(PreferencesStore, SeesAChangeThatKeepsSizeAndModificationDateOfAnOldFile) {
   const PreferencesFolder folder;
   folder.Write("N = 1\n");
-  testing::SetModificationDate(folder.PreferencesPath(), 1000);
+  SetModificationDate(folder.PreferencesPath(), 1000);
   // Until the file is old enough for its stamp to be trusted.
   std::this_thread::sleep_for(std::chrono::milliseconds(2200));
   EXPECT_TRUE(CFPreferencesAppSynchronize());
   EXPECT_TRUE(CFPreferencesAppSynchronize());
   EXPECT_EQ(Value(int64_t{1}), CFPreferencesCopyAppValue("N"));
   WriteFile(folder.PreferencesPath(), "N = 2\n");
-  testing::SetModificationDate(folder.PreferencesPath(), 1000);
+  SetModificationDate(folder.PreferencesPath(), 1000);
   EXPECT_TRUE(CFPreferencesAppSynchronize());
   EXPECT_EQ(Value(int64_t{2}), CFPreferencesCopyAppValue("N"));
 }
@@ -160,7 +153,7 @@ TEST(PreferencesStore, LoadsTheFileAtTheFirstReadOfAProcess) {
     std::filesystem::remove_all(folder.path());
     std::exit(first == Value(int64_t{5}) && second == first ? 0 : 1);
   };
-  EXPECT_EXIT(body(), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(body(), testing::ExitedWithCode(0), "");
   // An empty value is as good as none.
   setenv("XDG_CONFIG_HOME", savedHome.c_str(), 1);
 }
@@ -276,7 +269,7 @@ TEST(PreferencesStore, NeverReplacesAFileThatItDoesNotReadWhole) {
 
 // Why the store, with its file below this folder, could not do what it was asked for.
 std::string ProblemBelow(const std::string& configHome) {
-  const testing::EnvironmentVariable variable("XDG_CONFIG_HOME", configHome);
+  const EnvironmentVariable variable("XDG_CONFIG_HOME", configHome);
   // What is set before would be forgotten with the file before.
   (void)CFPreferencesAppSynchronize();
   EXPECT_FALSE(SetAndSynchronise("a", true)) << configHome;
@@ -292,7 +285,7 @@ TEST(PreferencesStore, TellsWhatIsWrongWithThePathOfItsFile) {
 }
 
 TEST(PreferencesStore, TellsThatTheVolumeIsFullOrReadOnlyAndKeepsTheFile) {
-  testing::MemoryVolume volume("size=64k");
+  MemoryVolume volume("size=64k");
   if (!volume.IsMounted()) GTEST_SKIP() << "this process may not mount a volume of its own";
   const std::string path = volume / "tessary/preferences.toml";
   WriteFile(path, "b = 1\n");
@@ -310,7 +303,7 @@ TEST(PreferencesStore, ForgetsWhatCouldNotBeWritten) {
   folder.Write("[N]\n");
   EXPECT_FALSE(SetAndSynchronise("N", int64_t{1}));
   EXPECT_THAT(DescribePreferencesProblem().value_or(""), HasSubstr("\"N\" is a table in it"));
-  EXPECT_EQ(Value(OtherPreferenceValue{}), CFPreferencesCopyAppValue("N"));
+  EXPECT_EQ(Value(UnsupportedPreferenceValue{}), CFPreferencesCopyAppValue("N"));
   EXPECT_TRUE(CFPreferencesAppSynchronize());
   EXPECT_EQ(std::nullopt, DescribePreferencesProblem());
   EXPECT_EQ("[N]\n", ReadFile(folder.PreferencesPath()));
@@ -332,11 +325,11 @@ TEST(PreferencesStore, ForgetsWhatWasSetForAnotherFile) {
   EXPECT_EQ("N = 1\n", ReadFile(first.PreferencesPath()));
 }
 
-TEST(LayPreferenceOverFile, ComesFirstAndIsNeverWritten) {
+TEST(OverridePreference, ComesFirstAndIsNeverWritten) {
   const PreferencesFolder folder;
   folder.Write("Laid = 1\nM = 1\n");
   const auto body = [&] {
-    LayPreferenceOverFile("Laid", true);
+    OverridePreference("Laid", true);
     EXPECT_EQ(Value(true), CFPreferencesCopyAppValue("Laid"));
     EXPECT_EQ(Value(int64_t{1}), CFPreferencesCopyAppValue("M"));
     EXPECT_TRUE(SetAndSynchronise("M", int64_t{2}));
@@ -445,14 +438,14 @@ TEST(PreferencesStore, ShowsReadersTheOldTextOrTheNewNeverAPart) {
 TEST(PreferencesStore, GivesUpOnAFileThatKeepsChanging) {
   const PreferencesFolder preferences;
   preferences.Write("Other = 0\n");
-  std::vector<testing::HeldCall> saves;
+  std::vector<PausedCall> saves;
   for (int save = 1; save <= 10; ++save) {
     saves.push_back({SYS_fsync, "", save, [&preferences, save] {
                        WriteFile(preferences.PreferencesPath(),
                                  "Other = " + std::string(static_cast<size_t>(save), '1') + "\n");
                      }});
   }
-  testing::RunWithHeldCalls(saves, [&preferences] {
+  RunWithPausedCalls(saves, [&preferences] {
     EXPECT_FALSE(SetAndSynchronise("Key", CFPropertyList(true)));
     EXPECT_THAT(DescribePreferencesProblem().value_or(""),
                 HasSubstr("because another program keeps changing it;"));
@@ -461,4 +454,4 @@ TEST(PreferencesStore, GivesUpOnAFileThatKeepsChanging) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 // Put together at run time, because the compiler takes an escape as far as it goes.
@@ -28,15 +28,15 @@ TEST(ParsePreferences, TellsTheTypesApart) {
       {"smallest", std::numeric_limits<int64_t>::min()},
       {"text", std::string("7")},
       {"empty", std::string()},
-      {"float", OtherPreferenceValue{}},
-      {"whole float", OtherPreferenceValue{}},
-      {"date", OtherPreferenceValue{}},
-      {"moment", OtherPreferenceValue{}},
-      {"array", OtherPreferenceValue{}},
-      {"inline", OtherPreferenceValue{}},
-      {"dotted", OtherPreferenceValue{}},
-      {"table", OtherPreferenceValue{}},
-      {"tables", OtherPreferenceValue{}},
+      {"float", UnsupportedPreferenceValue{}},
+      {"whole float", UnsupportedPreferenceValue{}},
+      {"date", UnsupportedPreferenceValue{}},
+      {"moment", UnsupportedPreferenceValue{}},
+      {"array", UnsupportedPreferenceValue{}},
+      {"inline", UnsupportedPreferenceValue{}},
+      {"dotted", UnsupportedPreferenceValue{}},
+      {"table", UnsupportedPreferenceValue{}},
+      {"tables", UnsupportedPreferenceValue{}},
   };
   EXPECT_EQ(expected, Parsed("boolean = true\nnumber = -7\nlargest = 9223372036854775807\n"
                              "smallest = -9223372036854775808\n"
@@ -55,13 +55,13 @@ TEST(ParsePreferences, ReadsByteOrderMarksDosLineEndsAndNamesBeyondAscii) {
             Parsed("a = \"\"\"\\\n  \xC3\xA9\"\"\" # \xC3\xA9"));
 }
 
-struct RefusedRow {
+struct RejectedRow {
   std::string text;
   std::string place;  // with which the reason begins
 };
 
 TEST(ParsePreferences, TellsTheLineAndColumnOfWhatItCannotRead) {
-  const std::vector<RefusedRow> rows = {
+  const std::vector<RejectedRow> rows = {
       {"a = \n", "line 1, column 5: "},
       {"a = 1\nb = yes\n", "line 2, column 5: "},
       {"a = 9223372036854775808\n", "line 1, column 24: "},
@@ -78,10 +78,10 @@ TEST(ParsePreferences, TellsTheLineAndColumnOfWhatItCannotRead) {
       {"a = 2\xC3\xA9\n", "line 1, column 6: "},
       {"a = \"\" \xC3\xA9\n", "line 1, column 8: "},
       {std::string("a = 1\0", 6), "line 1, column "},
-      {std::string(kLargestPreferencesText + 1, '\n'), "it is larger than 65536 bytes"},
+      {std::string(kMaxPreferencesSize + 1, '\n'), "it is larger than 65536 bytes"},
       {std::string(3000, '.'), "it holds more than 2048 dots"},
   };
-  for (const RefusedRow& row : rows) {
+  for (const RejectedRow& row : rows) {
     PreferenceValues values = {{"kept", true}};
     const auto problem = ParsePreferences(row.text, &values);
     ASSERT_TRUE(problem) << row.text.substr(0, 40);
@@ -91,13 +91,13 @@ TEST(ParsePreferences, TellsTheLineAndColumnOfWhatItCannotRead) {
 }
 
 TEST(ParsePreferences, ReadsTheLargestText) {
-  EXPECT_EQ(PreferenceValues{}, Parsed(std::string(kLargestPreferencesText, '\n')));
+  EXPECT_EQ(PreferenceValues{}, Parsed(std::string(kMaxPreferencesSize, '\n')));
 }
 
 TEST(ParsePreferences, StandsTheDeepestKeyThatItReads) {
   std::string text;
   for (int level = 0; level < 2048; ++level) text += "a.";
-  EXPECT_EQ((PreferenceValues{{"a", OtherPreferenceValue{}}}), Parsed(text + "a = 1"));
+  EXPECT_EQ((PreferenceValues{{"a", UnsupportedPreferenceValue{}}}), Parsed(text + "a = 1"));
   EXPECT_TRUE(ParsePreferences("a." + text + "a = 1", std::make_unique<PreferenceValues>().get()));
 }
 
@@ -250,12 +250,12 @@ TEST(ChangePreferences, RefusesWhatItCannotDoAndLeavesTheOutcomeAlone) {
       {"N.a = 1\n", {{"N", int64_t{2}}}, ""},
       {"N.a = 1\n", {{"N", std::nullopt}}, ""},
       {"[[N]]\na = 1\n", {{"N", int64_t{2}}}, ""},
-      {"N = 1\n", {{"N", OtherPreferenceValue{}}}, ""},
-      {"N = 1.0\n", {{"N", OtherPreferenceValue{}}}, ""},
+      {"N = 1\n", {{"N", UnsupportedPreferenceValue{}}}, ""},
+      {"N = 1.0\n", {{"N", UnsupportedPreferenceValue{}}}, ""},
       {"N = 1\n", {{"N", std::string("\xff")}}, ""},
       {"N = 1\n", {{"\xff", true}}, ""},
-      {"", {{"N", std::string(kLargestPreferencesText, 'x')}}, ""},
-      {"N = 1\n", {{"M", int64_t{2}}, {"N", OtherPreferenceValue{}}}, ""},
+      {"", {{"N", std::string(kMaxPreferencesSize, 'x')}}, ""},
+      {"N = 1\n", {{"M", int64_t{2}}, {"N", UnsupportedPreferenceValue{}}}, ""},
   };
   for (const ChangeRow& row : rows) {
     std::string changed = "untouched";
@@ -266,4 +266,4 @@ TEST(ChangePreferences, RefusesWhatItCannotDoAndLeavesTheOutcomeAlone) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -7,15 +7,12 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 FileStamp StampAt(const std::string& path) {
   FileStamp stamp;
-  EXPECT_EQ(noErr, StampFile(path.c_str(), &stamp)) << path;
+  EXPECT_EQ(noErr, ReadFileStamp(path.c_str(), &stamp)) << path;
   return stamp;
 }
 
@@ -23,13 +20,13 @@ TEST(ReadStampedFile, ReadsBytesAndStampThroughLinks) {
   const TemporaryFolder folder;
   const std::string text("a\0\xff\r\n", 5);
   WriteFile(folder / "file", text);
-  testing::MakeLink("file", folder / "link");
+  MakeLink("file", folder / "link");
   StampedFile file;
   ASSERT_EQ(noErr, ReadStampedFile((folder / "link").c_str(), 100, &file));
   EXPECT_EQ(text, file.text);
   EXPECT_EQ(StampAt(folder / "file"), file.stamp);
   EXPECT_EQ(StampAt(folder / "link"), file.stamp);
-  EXPECT_TRUE(file.isFresh);
+  EXPECT_TRUE(file.isRecentlyModified);
 }
 
 TEST(ReadStampedFile, ReadsNoMoreThanItWasAskedFor) {
@@ -45,8 +42,8 @@ TEST(ReadStampedFile, ReadsNoMoreThanItWasAskedFor) {
 TEST(ReadStampedFile, RefusesWhatIsNoFileWithoutWaiting) {
   const TemporaryFolder folder;
   ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
-  testing::MakeLink("nowhere", folder / "dangling");
-  testing::MakeLink("loop", folder / "loop");
+  MakeLink("nowhere", folder / "dangling");
+  MakeLink("loop", folder / "loop");
   WriteFile(folder / "file");
   StampedFile file;
   file.text = "kept";
@@ -60,7 +57,7 @@ TEST(ReadStampedFile, RefusesWhatIsNoFileWithoutWaiting) {
   EXPECT_EQ("kept", file.text);
 }
 
-TEST(StampFile, ChangesWithSizeTimesAndIdentity) {
+TEST(ReadFileStamp, ChangesWithSizeTimesAndIdentity) {
   const TemporaryFolder folder;
   const std::string path = folder / "file";
   WriteFile(path, "1");
@@ -69,36 +66,36 @@ TEST(StampFile, ChangesWithSizeTimesAndIdentity) {
   WriteFile(path, "12");
   const FileStamp grown = StampAt(path);
   EXPECT_NE(first, grown);
-  testing::SetModificationDate(path, 1000);
+  SetModificationDate(path, 1000);
   const FileStamp older = StampAt(path);
   EXPECT_NE(grown, older);
   WriteFile(folder / "other", "12");
-  testing::SetModificationDate(folder / "other", 1000);
+  SetModificationDate(folder / "other", 1000);
   ASSERT_EQ(0, rename((folder / "other").c_str(), path.c_str()));
   EXPECT_NE(older, StampAt(path));
 }
 
-TEST(StampFile, TellsThatThereIsNone) {
+TEST(ReadFileStamp, TellsThatThereIsNone) {
   const TemporaryFolder folder;
   FileStamp stamp;
-  EXPECT_EQ(fnfErr, StampFile((folder / "absent").c_str(), &stamp));
+  EXPECT_EQ(fnfErr, ReadFileStamp((folder / "absent").c_str(), &stamp));
 }
 
 TEST(ReadStampedFile, TakesAFileWithTimesInTheFutureForFresh) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "1");
-  testing::SetModificationDate(folder / "file", 4000000000);
+  SetModificationDate(folder / "file", 4000000000);
   StampedFile file;
   ASSERT_EQ(noErr, ReadStampedFile((folder / "file").c_str(), 100, &file));
-  EXPECT_TRUE(file.isFresh);
+  EXPECT_TRUE(file.isRecentlyModified);
 }
 
 TEST(ReadStampedFile, TakesAFileForOldThatWasChangedLongAgo) {
   StampedFile file;
   // Nothing that a test makes is old, for nobody can set back the time of the last change of state.
   if (ReadStampedFile("/etc/passwd", 100, &file) != noErr) GTEST_SKIP() << "no /etc/passwd here";
-  EXPECT_FALSE(file.isFresh);
+  EXPECT_FALSE(file.isRecentlyModified);
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -8,15 +8,11 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using testing::MakeFolder;
-using testing::MakeLink;
-using testing::TemporaryFolder;
-using testing::WriteFile;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 std::vector<std::string> LinesOf(std::string_view text) {
   std::vector<std::string> lines;
@@ -44,16 +40,16 @@ TEST(ReadTextFile, ReadsTheWholeFileLessAByteOrderMark) {
   ASSERT_EQ(noErr, ReadTextFile(folder / "empty", &text));
   EXPECT_EQ("", text);
 
-  WriteFile(folder / "largest", std::string(kLargestTextFile, 'x'));
+  WriteFile(folder / "largest", std::string(kMaxTextFileSize, 'x'));
   MakeLink("largest", folder / "link");
   ASSERT_EQ(noErr, ReadTextFile(folder / "link", &text));
-  EXPECT_EQ(kLargestTextFile, text.size());
+  EXPECT_EQ(kMaxTextFileSize, text.size());
 }
 
 TEST(ReadTextFile, LeavesTheTextAloneWhereThereIsNothingToRead) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
-  WriteFile(folder / "larger", std::string(kLargestTextFile + 1, 'x'));
+  WriteFile(folder / "larger", std::string(kMaxTextFileSize + 1, 'x'));
   MakeFolder(folder / "folder");
   MakeLink("nowhere", folder / "dangling");
   ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
@@ -69,4 +65,4 @@ TEST(ReadTextFile, LeavesTheTextAloneWhereThereIsNothingToRead) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -11,13 +11,8 @@
 #include "tests/support/environment_variable.h"
 #include "tests/support/temporary_folder.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::EnvironmentVariable;
-using testing::MakeFolder;
-using testing::TemporaryFolder;
-using testing::WriteFile;
 
 // The MIME type of an extension, in UTF-8; empty for none.
 std::string TypeOf(const std::string& extension) {
@@ -220,4 +215,4 @@ TEST(BuiltinMimeTypes, HoldEachExtensionOnceInLowerCase) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

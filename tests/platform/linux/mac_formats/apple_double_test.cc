@@ -5,24 +5,20 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/mac_bytes.h"
+#include "tests/support/mac_test_data.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Big16;
-using testing::Big32;
-using testing::MacAttribute;
-using testing::MakeSidecar;
 
 const std::string kFinderInfo = std::string("TEXTttxt\x40\x00", 10) + std::string(22, '\1');
 
 std::string Header(uint16_t count) {
-  return Big32(0x00051607) + Big32(0x00020000) + std::string(16, '\0') + Big16(count);
+  return BigEndian32(0x00051607) + BigEndian32(0x00020000) + std::string(16, '\0') +
+         BigEndian16(count);
 }
 
 std::string Entry(uint32_t id, uint32_t offset, uint32_t length) {
-  return Big32(id) + Big32(offset) + Big32(length);
+  return BigEndian32(id) + BigEndian32(offset) + BigEndian32(length);
 }
 
 TEST(AppleDouble, IsReadFromItsMagicToItsLastEntry) {
@@ -70,7 +66,8 @@ TEST(AppleDouble, HasNoEntryThatDoesNotLieInside) {
 
 TEST(AppleDouble, TellsTheCreationDateInSecondsSince1970) {
   const auto creationOf = [](uint32_t stored) {
-    const std::string data = Header(1) + Entry(8, 38, 16) + Big32(stored) + std::string(12, '\0');
+    const std::string data =
+        Header(1) + Entry(8, 38, 16) + BigEndian32(stored) + std::string(12, '\0');
     return AppleDouble::Parse(data)->CreationSeconds();
   };
   EXPECT_EQ(946'684'800, creationOf(0));
@@ -109,14 +106,15 @@ TEST(AppleDouble, HasNoAttributesWhereTheTableIsBroken) {
     broken.replace(at, bytes.size(), bytes);
     return AppleDouble::Parse(broken)->Attributes().empty();
   };
-  EXPECT_FALSE(without(0, Big32(0x00051607))) << "the whole one has it";
-  EXPECT_TRUE(without(entry, Big32(0xFFFFFFF0))) << "a value that begins behind the end";
-  EXPECT_TRUE(without(entry, Big32(26))) << "a value in the table of the data's entries";
-  EXPECT_TRUE(without(entry, Big32(static_cast<uint32_t>(entry - 1)))) << "one before its own";
-  EXPECT_TRUE(without(entry + 4, Big32(0x10000))) << "a value that ends behind it";
+  EXPECT_FALSE(without(0, BigEndian32(0x00051607))) << "the whole one has it";
+  EXPECT_TRUE(without(entry, BigEndian32(0xFFFFFFF0))) << "a value that begins behind the end";
+  EXPECT_TRUE(without(entry, BigEndian32(26))) << "a value in the table of the data's entries";
+  EXPECT_TRUE(without(entry, BigEndian32(static_cast<uint32_t>(entry - 1))))
+      << "one before its own";
+  EXPECT_TRUE(without(entry + 4, BigEndian32(0x10000))) << "a value that ends behind it";
   EXPECT_TRUE(without(entry + 10, std::string(1, '\0'))) << "a name without length";
   EXPECT_TRUE(without(entry + 10, std::string(1, '\3'))) << "a name without its zero";
-  EXPECT_TRUE(without(entry - 2, Big16(2))) << "one more than there are";
+  EXPECT_TRUE(without(entry - 2, BigEndian16(2))) << "one more than there are";
   EXPECT_TRUE(without(entry - 36, "ATTS"));
 }
 
@@ -130,4 +128,4 @@ TEST(SidecarName, IsTheItemsBehindADotAndALine) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -7,18 +7,12 @@
 #include <vector>
 
 #include "platform/linux/mac_formats/apple_double.h"
-#include "platform/linux/mac_formats/comment_property.h"
+#include "platform/linux/mac_formats/comment_plist.h"
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
-#include "tests/support/mac_bytes.h"
+#include "tests/support/mac_test_data.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Big16;
-using testing::Big32;
-using testing::FromHex;
-using testing::MacAttribute;
-using testing::MakeSidecar;
 
 constexpr char kProperty[] = "com.apple.metadata:kMDItemFinderComment";
 constexpr char16_t kComment[] = u"ask K\u00e4the";
@@ -33,28 +27,29 @@ std::string SidecarWith(const std::string& property) {
 
 // Laid out as netatalk does: 200 bytes for the comment, whatever its length, then the dates.
 std::string NetatalkWith(const std::string& comment) {
-  std::string data = Big32(0x00051607) + Big32(0x00020000) + std::string(16, '\0') + Big16(3);
-  data += Big32(9) + Big32(62) + Big32(32);
-  data += Big32(4) + Big32(94) + Big32(static_cast<uint32_t>(comment.size()));
-  data += Big32(8) + Big32(294) + Big32(16);
+  std::string data =
+      BigEndian32(0x00051607) + BigEndian32(0x00020000) + std::string(16, '\0') + BigEndian16(3);
+  data += BigEndian32(9) + BigEndian32(62) + BigEndian32(32);
+  data += BigEndian32(4) + BigEndian32(94) + BigEndian32(static_cast<uint32_t>(comment.size()));
+  data += BigEndian32(8) + BigEndian32(294) + BigEndian32(16);
   data += kFinderInfo + comment + std::string(200 - comment.size(), '\0');
   return data + std::string(16, '\1');
 }
 
 TEST(CommentForms, SayTheSameOfTheSameComment) {
-  EXPECT_EQ(kComment, ReadPropertyForm(FromHex(testing::kPropertyUtf16)));
-  EXPECT_EQ(kComment, ReadPropertyForm(FromHex(testing::kCommentOfSambaStream)));
-  EXPECT_EQ(kComment, ReadAppleDoubleComment(SidecarWith(FromHex(testing::kPropertyUtf16))));
+  EXPECT_EQ(kComment, ReadPropertyForm(FromHex(kPropertyUtf16)));
+  EXPECT_EQ(kComment, ReadPropertyForm(FromHex(kCommentOfSambaStream)));
+  EXPECT_EQ(kComment, ReadAppleDoubleComment(SidecarWith(FromHex(kPropertyUtf16))));
   EXPECT_EQ(kComment, ReadAppleDoubleComment(NetatalkWith("ask K\x8Athe")));
   EXPECT_EQ(kComment, ReadAppleDoubleComment(NetatalkWith("ask K\u00e4the")));
 }
 
 TEST(CommentForms, HaveNoCommentThatIsEmptyOrBroken) {
-  EXPECT_FALSE(ReadPropertyForm(FromHex(testing::kPropertyEmpty)));
+  EXPECT_FALSE(ReadPropertyForm(FromHex(kPropertyEmpty)));
   EXPECT_FALSE(ReadPropertyForm("ask"));
   EXPECT_FALSE(ReadAppleDoubleComment(SidecarWith("ask")));
   EXPECT_FALSE(ReadAppleDoubleComment(NetatalkWith("")));
-  EXPECT_FALSE(ReadAppleDoubleComment(FromHex(testing::kNetatalkOfSambaNetatalk)));
+  EXPECT_FALSE(ReadAppleDoubleComment(FromHex(kNetatalkOfSambaNetatalk)));
   EXPECT_FALSE(ReadAppleDoubleComment(NetatalkWith("ask").substr(0, 96)));
 }
 
@@ -67,12 +62,12 @@ TEST(CommentForms, AreFoundByTheNameOfTheirAttribute) {
 }
 
 TEST(ReplacePropertyForm, KeepsTheZeroThatSambaAdds) {
-  const std::string list = WriteCommentProperty(u"new");
-  EXPECT_EQ(list, ReplacePropertyForm(FromHex(testing::kPropertyUtf16), u"new"));
-  EXPECT_EQ(list, ReplacePropertyForm(FromHex(testing::kPropertyEmpty), u"new"));
-  EXPECT_EQ(list + '\0', ReplacePropertyForm(FromHex(testing::kCommentOfSambaStream), u"new"));
+  const std::string list = WriteCommentPlist(u"new");
+  EXPECT_EQ(list, ReplacePropertyForm(FromHex(kPropertyUtf16), u"new"));
+  EXPECT_EQ(list, ReplacePropertyForm(FromHex(kPropertyEmpty), u"new"));
+  EXPECT_EQ(list + '\0', ReplacePropertyForm(FromHex(kCommentOfSambaStream), u"new"));
   // A list whose own last byte is zero.
-  const std::string even = WriteCommentProperty(std::u16string(256 - 11, u'x'));
+  const std::string even = WriteCommentPlist(std::u16string(256 - 11, u'x'));
   ASSERT_EQ('\0', even.back());
   EXPECT_EQ(list, ReplacePropertyForm(even, u"new"));
   EXPECT_FALSE(ReplacePropertyForm("ask", u"new"));
@@ -80,7 +75,7 @@ TEST(ReplacePropertyForm, KeepsTheZeroThatSambaAdds) {
 }
 
 // What of a sidecar is no comment.
-void ExpectTheRest(const std::string& sidecar, const std::string& original) {
+void ExpectOtherEntriesKept(const std::string& sidecar, const std::string& original) {
   ASSERT_EQ(original.size(), sidecar.size());
   const auto data = AppleDouble::Parse(sidecar);
   ASSERT_TRUE(data);
@@ -93,31 +88,31 @@ void ExpectTheRest(const std::string& sidecar, const std::string& original) {
 }
 
 TEST(ReplaceAppleDoubleComment, ChangesNothingElseInASidecar) {
-  const std::string original = SidecarWith(FromHex(testing::kPropertyUtf16));
+  const std::string original = SidecarWith(FromHex(kPropertyUtf16));
   // Shorter, as long, longer than before but not than what is free, too long.
   const std::array<std::u16string, 5> comments = {u"", u"x", u"ask Kathe\u00e9",
                                                   std::u16string(18, u'y'), u""};
   for (const std::u16string& comment : comments) {
     const auto replaced = ReplaceAppleDoubleComment(original, comment);
     ASSERT_TRUE(replaced);
-    ExpectTheRest(*replaced, original);
+    ExpectOtherEntriesKept(*replaced, original);
     EXPECT_EQ(comment, ReadAppleDoubleComment(*replaced).value_or(u""));
   }
   const auto tooLong = ReplaceAppleDoubleComment(original, std::u16string(500, u'z'));
   ASSERT_TRUE(tooLong);
-  ExpectTheRest(*tooLong, original);
+  ExpectOtherEntriesKept(*tooLong, original);
   EXPECT_FALSE(ReadAppleDoubleComment(*tooLong)) << "no comment rather than the old one";
 }
 
 TEST(ReplaceAppleDoubleComment, GoesOnFittingInASidecar) {
-  std::string sidecar = SidecarWith(FromHex(testing::kPropertyUtf16));
+  std::string sidecar = SidecarWith(FromHex(kPropertyUtf16));
   const std::string original = sidecar;
   for (size_t i = 0; i < 40; ++i) {
     const std::u16string comment(i % 20, u'x');
     const auto replaced = ReplaceAppleDoubleComment(sidecar, comment);
     ASSERT_TRUE(replaced) << i;
     sidecar = *replaced;
-    ExpectTheRest(sidecar, original);
+    ExpectOtherEntriesKept(sidecar, original);
     EXPECT_EQ(comment, ReadAppleDoubleComment(sidecar).value_or(u"")) << i;
   }
 }
@@ -137,19 +132,19 @@ TEST(ReplaceAppleDoubleComment, FillsTheEntryThatHasOne) {
 
 TEST(ReplaceAppleDoubleComment, LeavesWhatHasNoCommentOrIsBroken) {
   EXPECT_FALSE(ReplaceAppleDoubleComment(NetatalkWith(""), u"x"));
-  EXPECT_FALSE(ReplaceAppleDoubleComment(FromHex(testing::kNetatalkOfSambaNetatalk), u"x"));
+  EXPECT_FALSE(ReplaceAppleDoubleComment(FromHex(kNetatalkOfSambaNetatalk), u"x"));
   EXPECT_FALSE(ReplaceAppleDoubleComment(MakeSidecar(kFinderInfo, {}, ""), u"x"));
   EXPECT_FALSE(ReplaceAppleDoubleComment(SidecarWith("ask"), u"x"));
   EXPECT_FALSE(ReplaceAppleDoubleComment("", u"x"));
   std::string overlapping = NetatalkWith("ask");
-  overlapping.replace(42, 4, Big32(62));  // the comment in the Finder information
+  overlapping.replace(42, 4, BigEndian32(62));  // the comment in the Finder information
   EXPECT_FALSE(ReplaceAppleDoubleComment(overlapping, u"x"));
-  overlapping.replace(42, 4, Big32(26));  // and in the table of entries
+  overlapping.replace(42, 4, BigEndian32(26));  // and in the table of entries
   EXPECT_FALSE(ReplaceAppleDoubleComment(overlapping, u"x"));
   std::string inTable = NetatalkWith("ask");
-  inTable.replace(30, 4, Big32(61));  // the Finder information in the last byte of the table
+  inTable.replace(30, 4, BigEndian32(61));  // the Finder information in the last byte of the table
   EXPECT_FALSE(ReplaceAppleDoubleComment(inTable, u"x"));
-  std::string shared = SidecarWith(FromHex(testing::kPropertyUtf16));
+  std::string shared = SidecarWith(FromHex(kPropertyUtf16));
   const auto attributes = AppleDouble::Parse(shared)->Attributes();
   // Another attribute in the bytes of the comment.
   const size_t other = attributes[0].entryOffset;
@@ -159,4 +154,4 @@ TEST(ReplaceAppleDoubleComment, LeavesWhatHasNoCommentOrIsBroken) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

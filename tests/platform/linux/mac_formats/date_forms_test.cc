@@ -7,49 +7,47 @@
 #include <string>
 
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
-#include "tests/support/mac_bytes.h"
+#include "tests/support/mac_test_data.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::FromHex;
 
 constexpr int64_t kSeconds = 1'236'143'167;  // 2009-03-04 05:06:07 UTC
 constexpr Timestamp kDate = {kSeconds, 123'456'700};
 constexpr Timestamp kWholeDate = {kSeconds, 0};
 
 TEST(ReadDosAttributesDate, KnowsTheVersionsThatTellADate) {
-  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(testing::kDosAttributes1)));
-  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(testing::kDosAttributes3)));
-  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(testing::kDosAttributes4)));
-  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(testing::kDosAttributes5)));
-  EXPECT_EQ(kWholeDate, ReadDosAttributesDate(FromHex(testing::kDosattribOfSambaNetatalk)));
-  EXPECT_EQ(kWholeDate, ReadDosAttributesDate(FromHex(testing::kDosattribOfSambaStream)));
+  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(kDosAttributes1)));
+  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(kDosAttributes3)));
+  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(kDosAttributes4)));
+  EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(kDosAttributes5)));
+  EXPECT_EQ(kWholeDate, ReadDosAttributesDate(FromHex(kDosattribOfSambaNetatalk)));
+  EXPECT_EQ(kWholeDate, ReadDosAttributesDate(FromHex(kDosattribOfSambaStream)));
 }
 
 TEST(ReadDosAttributesDate, KnowsNoDateOfTheOthers) {
-  EXPECT_FALSE(ReadDosAttributesDate(FromHex(testing::kDosAttributes2)));
+  EXPECT_FALSE(ReadDosAttributesDate(FromHex(kDosAttributes2)));
   EXPECT_FALSE(ReadDosAttributesDate(std::string("0x20\0", 5))) << "the text alone";
   EXPECT_FALSE(ReadDosAttributesDate("0x20"));
   EXPECT_FALSE(ReadDosAttributesDate(""));
   EXPECT_FALSE(ReadDosAttributesDate(std::string(64, 'x')));
-  std::string other = FromHex(testing::kDosAttributes5);
+  std::string other = FromHex(kDosAttributes5);
   other[2] = other[4] = 6;
   EXPECT_FALSE(ReadDosAttributesDate(other)) << "a version that is not known";
   other[2] = 4;
   EXPECT_FALSE(ReadDosAttributesDate(other)) << "two versions";
-  std::string flagged = FromHex(testing::kDosAttributes5);
+  std::string flagged = FromHex(kDosAttributes5);
   flagged[8] = 1;
   EXPECT_FALSE(ReadDosAttributesDate(flagged)) << "the flag says that there is no date";
-  std::string zero = FromHex(testing::kDosAttributes5);
+  std::string zero = FromHex(kDosAttributes5);
   std::fill(zero.end() - 8, zero.end(), '\0');
   EXPECT_FALSE(ReadDosAttributesDate(zero));
 }
 
 TEST(ReadDosAttributesDate, KnowsNoDateThatIsCutShort) {
-  const std::string first = FromHex(testing::kDosAttributes1);
-  const std::string third = FromHex(testing::kDosAttributes3);
-  const std::string fourth = FromHex(testing::kDosAttributes4);
+  const std::string first = FromHex(kDosAttributes1);
+  const std::string third = FromHex(kDosAttributes3);
+  const std::string fourth = FromHex(kDosAttributes4);
   for (size_t size = 0; size < first.size() - 8; ++size) {
     EXPECT_FALSE(ReadDosAttributesDate(first.substr(0, size))) << size;
   }
@@ -62,9 +60,9 @@ TEST(ReadDosAttributesDate, KnowsNoDateThatIsCutShort) {
 }
 
 TEST(ReadAppleDoubleDate, IsTheOneThatSambaSetWithTheOther) {
-  EXPECT_EQ(kWholeDate, ReadAppleDoubleDate(FromHex(testing::kNetatalkOfSambaNetatalk)));
-  EXPECT_FALSE(ReadAppleDoubleDate(FromHex(testing::kAfpinfoOfSambaStream)));
-  EXPECT_FALSE(ReadAppleDoubleDate(testing::MakeSidecar(std::string(32, '1'), {}, "")));
+  EXPECT_EQ(kWholeDate, ReadAppleDoubleDate(FromHex(kNetatalkOfSambaNetatalk)));
+  EXPECT_FALSE(ReadAppleDoubleDate(FromHex(kAfpinfoOfSambaStream)));
+  EXPECT_FALSE(ReadAppleDoubleDate(MakeSidecar(std::string(32, '1'), {}, "")));
 }
 
 TEST(NtTime, ComesBackWithoutWhatIsBelowItsTicks) {
@@ -90,4 +88,4 @@ TEST(NtTime, HasNoDatesThatItCannotHold) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

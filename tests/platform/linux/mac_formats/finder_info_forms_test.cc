@@ -5,14 +5,10 @@
 #include <string>
 
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
-#include "tests/support/mac_bytes.h"
+#include "tests/support/mac_test_data.h"
 
-namespace tessary {
+namespace tessary::test {
 namespace {
-
-using testing::Big32;
-using testing::FromHex;
-using testing::MakeSidecar;
 
 // Type "TEXT", creator "ttxt", invisible: what was written over Samba.
 const std::string kInfo = std::string("TEXTttxt\x40", 9) + std::string(23, '\0');
@@ -23,16 +19,16 @@ std::string TextOf(const std::optional<FinderBytes>& bytes) {
 
 TEST(FinderInfoForms, SayTheSameOfTheSameInformation) {
   EXPECT_EQ(kInfo, TextOf(ReadRawFinderInfo(kInfo)));
-  EXPECT_EQ(kInfo, TextOf(ReadAppleDoubleFinderInfo(FromHex(testing::kNetatalkOfSambaNetatalk))));
+  EXPECT_EQ(kInfo, TextOf(ReadAppleDoubleFinderInfo(FromHex(kNetatalkOfSambaNetatalk))));
   EXPECT_EQ(kInfo, TextOf(ReadAppleDoubleFinderInfo(MakeSidecar(kInfo, {{"a", "b"}}, "fork"))));
-  EXPECT_EQ(kInfo, TextOf(ReadAfpInfo(FromHex(testing::kAfpinfoOfSambaStream))));
+  EXPECT_EQ(kInfo, TextOf(ReadAfpInfo(FromHex(kAfpinfoOfSambaStream))));
   EXPECT_EQ("TEXTttxt" + std::string(24, '\0'), TextOf(ReadHfsTypeAndCreator("TEXT", "ttxt")));
 }
 
 TEST(FinderInfoForms, ReadNothingThatIsCutShort) {
-  const std::string netatalk = FromHex(testing::kNetatalkOfSambaNetatalk);
+  const std::string netatalk = FromHex(kNetatalkOfSambaNetatalk);
   const std::string sidecar = MakeSidecar(kInfo, {}, "");
-  const std::string afpInfo = FromHex(testing::kAfpinfoOfSambaStream);
+  const std::string afpInfo = FromHex(kAfpinfoOfSambaStream);
   for (size_t size = 0; size < 0x7A + 32; ++size) {
     EXPECT_FALSE(ReadAppleDoubleFinderInfo(netatalk.substr(0, size))) << size;
   }
@@ -49,8 +45,8 @@ TEST(FinderInfoForms, ReadNothingThatIsCutShort) {
 
 TEST(FinderInfoForms, ReadNothingOfAnotherFormOrSize) {
   EXPECT_FALSE(ReadRawFinderInfo(kInfo + '\0'));
-  EXPECT_FALSE(ReadAfpInfo("AFPX" + FromHex(testing::kAfpinfoOfSambaStream).substr(4)));
-  EXPECT_FALSE(ReadAppleDoubleFinderInfo(FromHex(testing::kAfpinfoOfSambaStream)));
+  EXPECT_FALSE(ReadAfpInfo("AFPX" + FromHex(kAfpinfoOfSambaStream).substr(4)));
+  EXPECT_FALSE(ReadAppleDoubleFinderInfo(FromHex(kAfpinfoOfSambaStream)));
   EXPECT_FALSE(ReadHfsTypeAndCreator("TEX", "ttxt"));
   EXPECT_FALSE(ReadHfsTypeAndCreator("TEXT", ""));
   EXPECT_FALSE(ReadHfsTypeAndCreator("TEXT", "ttxt "));
@@ -83,4 +79,4 @@ TEST(MakePortable, NamesWhatStandsElsewhereForAnAttributeOfAMacsVolume) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace tessary {
+namespace tessary::test {
 namespace {
 
 TEST(MacText, IsUtf8WhereTheBytesAreThat) {
@@ -32,4 +32,4 @@ TEST(MacText, ComesBackOrIsNone) {
 }
 
 }  // namespace
-}  // namespace tessary
+}  // namespace tessary::test

@@ -4,7 +4,7 @@
 
 // What real programs wrote, as record_attributes in this folder recorded it, in hexadecimal.
 // clang-format off
-namespace tessary::testing {
+namespace tessary::test {
 
 // Samba's library, 52 bytes
 inline constexpr std::string_view kDosAttributes1 =
@@ -100,5 +100,5 @@ inline constexpr std::string_view kCommentOfSambaStream =
     "62706c69737430306900610073006b0020004b00e40074006800650800000000000001010000000000000001"
     "0000000000000000000000000000001b00";
 
-}  // namespace tessary::testing
+}  // namespace tessary::test
 // clang-format on

@@ -1,0 +1,85 @@
+#include "platform/linux/changes/deletion_check.h"
+
+#include <fcntl.h>
+#include <linux/capability.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/tree_walk.h"
+#include "platform/linux/descriptors/open_without_atime.h"
+#include "platform/linux/descriptors/unique_fd.h"
+#include "platform/linux/errors.h"
+
+namespace tessary {
+namespace {
+
+bool OverridesOwnership() {
+  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+  std::array<__user_cap_data_struct, 2> data = {};
+  if (syscall(SYS_capget, &header, data.data()) != 0) return false;
+  return (data[0].effective & (1U << CAP_FOWNER)) != 0;
+}
+
+bool IsImmutable(const struct statx& info) {
+  return (info.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
+}
+
+// What holds for every object of a folder.
+Status CheckFolder(int folder, struct statx* info) {
+  if (faccessat(folder, ".", W_OK | X_OK, AT_EACCESS) != 0) return LastError();
+  if (const Status status = ReadObjectInfo(folder, "", info)) return status;
+  return IsImmutable(*info) ? afpAccessDenied : noErr;
+}
+
+Status CheckObject(const struct statx& folder, const struct statx& info) {
+  if (IsImmutable(info)) return afpAccessDenied;
+  if ((info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) return fBsyErr;
+  const uid_t user = geteuid();
+  const bool isOthers = user != info.stx_uid && user != folder.stx_uid;
+  if ((folder.stx_mode & S_ISVTX) != 0 && isOthers && !OverridesOwnership()) {
+    return afpAccessDenied;
+  }
+  return noErr;
+}
+
+class DeletionCheck : public TreeVisitor {
+ public:
+  Status VisitObject(int folder, const char* /*name*/, const struct statx& info) override {
+    struct statx folderInfo = {};
+    if (const Status status = ReadObjectInfo(folder, "", &folderInfo)) return status;
+    return CheckObject(folderInfo, info);
+  }
+
+  Status EnterFolder(int folder, const char* name, const struct statx& info, int opened) override {
+    struct statx inner = {};
+    if (const Status status = CheckFolder(opened, &inner)) return status;
+    return VisitObject(folder, name, info);
+  }
+
+  Status LeaveFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
+                     int /*left*/) override {
+    return noErr;
+  }
+};
+
+}  // namespace
+
+Status CheckDeletable(int folder, const char* name, const struct statx& info) {
+  struct statx folderInfo = {};
+  if (const Status status = CheckFolder(folder, &folderInfo)) return status;
+  if (const Status status = CheckObject(folderInfo, info)) return status;
+  if (!S_ISDIR(info.stx_mode)) return noErr;
+
+  const UniqueFd opened = OpenWithoutAtime(folder, name, O_DIRECTORY | O_NOFOLLOW);
+  if (!opened) return LastError();
+  if (!IsNameOf(opened.get(), "", Identity::Of(info))) return fnfErr;
+  struct statx inner = {};
+  if (const Status status = CheckFolder(opened.get(), &inner)) return status;
+  DeletionCheck check;
+  return WalkTree(opened.get(), check);
+}
+
+}  // namespace tessary

@@ -1,0 +1,139 @@
+#include "platform/linux/changes/rename_fallbacks.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/changes/temp_item.h"
+#include "platform/linux/descriptors/unique_fd.h"
+#include "platform/linux/errors.h"
+
+namespace tessary {
+namespace {
+
+// EPERM is also what a kernel with protected links says about another user's file.
+bool MeansNoLinks(int error) {
+  return error == EPERM || error == EOPNOTSUPP || error == ENOSYS || error == EMLINK;
+}
+
+Status StatusOfNameError(int error) { return error == EINVAL ? bdNamErr : StatusFromErrno(error); }
+
+// An empty file or folder that holds a name until something is renamed onto it.
+class Placeholder {
+ public:
+  Placeholder(int folder, const char* name, bool isFolder)
+      : folder_(folder), name_(name), isFolder_(isFolder) {}
+  Placeholder(const Placeholder&) = delete;
+  Placeholder& operator=(const Placeholder&) = delete;
+
+  ~Placeholder() {
+    if (isMade_ && IsStillOurs()) unlinkat(folder_, name_, isFolder_ ? AT_REMOVEDIR : 0);
+  }
+
+  Status Make() {
+    if (isFolder_) {
+      if (mkdirat(folder_, name_, 0700) != 0) return StatusOfNameError(errno);
+    } else {
+      const UniqueFd file(
+          openat(folder_, name_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+      if (!file) return StatusOfNameError(errno);
+    }
+    isMade_ = ReadObjectInfo(folder_, name_, &info_) == noErr;
+    return isMade_ ? noErr : dupFNErr;
+  }
+
+  bool IsStillOurs() const {
+    struct statx info = {};
+    if (ReadObjectInfo(folder_, name_, &info) != noErr) return false;
+    return Identity::Of(info).Matches(Identity::Of(info_)) && (isFolder_ || info.stx_size == 0);
+  }
+
+  void Consume() { isMade_ = false; }
+
+ private:
+  int folder_;
+  const char* name_;
+  bool isFolder_;
+  bool isMade_ = false;
+  struct statx info_ = {};
+};
+
+}  // namespace
+
+Status RenameByLink(int fromFolder, const char* fromName, int toFolder, const char* toName) {
+  struct statx source = {};
+  if (const Status status = ReadObjectInfo(fromFolder, fromName, &source)) return status;
+  if (linkat(fromFolder, fromName, toFolder, toName, 0) != 0) {
+    return MeansNoLinks(errno) ? paramErr : StatusOfNameError(errno);
+  }
+  const Identity identity = Identity::Of(source);
+  Status status = fnfErr;
+  if (IsNameOf(toFolder, toName, identity) && IsNameOf(fromFolder, fromName, identity)) {
+    if (unlinkat(fromFolder, fromName, 0) == 0) return noErr;
+    status = LastError();
+  }
+  // Only while the object still has its first name is the second one too many.
+  if (IsNameOf(fromFolder, fromName, identity) && IsNameOf(toFolder, toName, identity)) {
+    unlinkat(toFolder, toName, 0);
+  }
+  return status;
+}
+
+std::optional<bool> ProbeHardLinks(int folder, const char* name) {
+  struct statx source = {};
+  std::string probeName;
+  if (ReadObjectInfo(folder, name, &source) != noErr) return std::nullopt;
+  if (!S_ISREG(source.stx_mode)) {
+    // Nobody sweeps a link or a special file.
+    TempItem file;
+    if (TempItem::MakeTempFile(folder, &file) != noErr) return std::nullopt;
+    return ProbeHardLinks(folder, file.name().c_str());
+  }
+  if (MakeTempName(&probeName) != noErr) return std::nullopt;
+  if (linkat(folder, name, folder, probeName.c_str(), 0) != 0) return std::nullopt;
+  const bool isSeen = IsNameOf(folder, probeName.c_str(), Identity::Of(source));
+  // One that cannot be removed is swept like everything of such a name.
+  (void)unlinkat(folder, probeName.c_str(), 0);
+  return isSeen;
+}
+
+Status RenameOntoPlaceholder(int fromFolder, const char* fromName, int toFolder,
+                             const char* toName) {
+  struct statx source = {};
+  if (const Status status = ReadObjectInfo(fromFolder, fromName, &source)) return status;
+  Placeholder placeholder(toFolder, toName, S_ISDIR(source.stx_mode));
+  if (const Status status = placeholder.Make()) return status;
+  if (!placeholder.IsStillOurs()) return dupFNErr;
+  if (renameat(fromFolder, fromName, toFolder, toName) != 0) {
+    const bool isTaken = errno == ENOTEMPTY || errno == EEXIST || errno == ENOTDIR;
+    return isTaken ? dupFNErr : LastError();
+  }
+  placeholder.Consume();
+  return noErr;
+}
+
+bool LiesWithin(int folder, int parent, const char* name) {
+  struct statx wanted = {};
+  struct statx info = {};
+  if (ReadObjectInfo(parent, name, &wanted) != noErr || !S_ISDIR(wanted.stx_mode)) return false;
+  UniqueFd held;
+  int current = folder;
+  Identity last;
+  while (true) {
+    if (ReadObjectInfo(current, "", &info) != noErr) return false;
+    if (Identity::Of(info).Matches(Identity::Of(wanted))) return true;
+    if (Identity::Of(info).Matches(last)) return false;  // "/" is its own parent
+    last = Identity::Of(info);
+    UniqueFd next(openat(current, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!next) return false;
+    held = std::move(next);
+    current = held.get();
+  }
+}
+
+}  // namespace tessary

@@ -1,0 +1,156 @@
+#include "platform/managers/log.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <ctime>
+#include <utility>
+
+#include "platform/linux/log/standard_error.h"
+#include "platform/linux/time/local_time.h"
+#include "platform/managers/text.h"
+
+namespace tessary {
+namespace {
+
+// What the log keeps from line to line. A run can log a line for each of a million items, so the
+// text of the second is made once a second and the line's buffer is used again.
+struct LogState {
+  LogLineHooks hooks;
+  std::string identity;  // the program's name and process number; empty where it must be made anew
+  bool isSecondKnown = false;
+  time_t second = 0;
+  std::string secondText;
+  std::string line;
+};
+
+// Never destroyed: the destructor of another object may still log.
+LogState& State() {
+  static LogState& state = *new LogState;
+  return state;
+}
+
+void AppendHexEscape(unsigned char value, std::string* text) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  *text += "\\x";
+  text->push_back(kDigits[value >> 4U]);
+  text->push_back(kDigits[value & 0x0FU]);
+}
+
+void AppendControlCharacter(unsigned char value, std::string* text) {
+  switch (value) {
+    case '\n':
+      *text += "\\n";
+      break;
+    case '\r':
+      *text += "\\r";
+      break;
+    case '\t':
+      *text += "\\t";
+      break;
+    default:
+      AppendHexEscape(value, text);
+  }
+}
+
+// The length of the well-formed sequence of several bytes with which `text` begins, or 0.
+size_t LongSequenceLength(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text[0]);
+  if (lead < 0xC2) return 0;
+  const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  return text.size() >= length && IsUtf8(text.substr(0, length)) ? length : 0;
+}
+
+// Writes what is no ASCII at the front of `message` and returns how many bytes that took. C1
+// controls are escaped as characters and as bytes of their own: to a terminal that does not read
+// UTF-8 the single byte is one.
+size_t AppendNonAscii(std::string_view message, std::string* text) {
+  const auto first = static_cast<unsigned char>(message[0]);
+  const size_t length = LongSequenceLength(message);
+  if (length == 0 && first <= 0x9F) {
+    AppendHexEscape(first, text);
+  } else if (length == 2 && first == 0xC2 && static_cast<unsigned char>(message[1]) <= 0x9F) {
+    AppendHexEscape(static_cast<unsigned char>(message[1]), text);
+  } else {
+    text->append(message.substr(0, length == 0 ? 1 : length));
+  }
+  return length == 0 ? 1 : length;
+}
+
+void AppendEscaped(std::string_view message, std::string* text) {
+  while (!message.empty()) {
+    size_t plain = 0;
+    while (plain < message.size() && message[plain] >= 0x20 && message[plain] < 0x7F) ++plain;
+    text->append(message.substr(0, plain));
+    message.remove_prefix(plain);
+    if (message.empty()) return;
+    const auto first = static_cast<unsigned char>(message[0]);
+    if (first >= 0x80) {
+      message.remove_prefix(AppendNonAscii(message, text));
+    } else {
+      AppendControlCharacter(first, text);
+      message.remove_prefix(1);
+    }
+  }
+}
+
+void AppendTime(LogState* state) {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  if (!state->isSecondKnown || now.tv_sec != state->second) {
+    const std::tm local = LocalTime(now.tv_sec).value_or(std::tm{});
+    std::array<char, 64> text = {};
+    state->secondText.assign(text.data(),
+                             strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S.", &local));
+    state->second = now.tv_sec;
+    state->isSecondKnown = true;
+  }
+  state->line += state->secondText;
+  const auto milliseconds = static_cast<unsigned>(now.tv_nsec / 1'000'000);
+  state->line.push_back(static_cast<char>('0' + milliseconds / 100));
+  state->line.push_back(static_cast<char>('0' + milliseconds / 10 % 10));
+  state->line.push_back(static_cast<char>('0' + milliseconds % 10));
+}
+
+// A child of fork has a number of its own.
+void ForgetIdentity() { State().identity.clear(); }
+
+void AppendProgram(LogState* state) {
+  static const bool isAtforkRegistered = pthread_atfork(nullptr, nullptr, ForgetIdentity) == 0;
+  if (!isAtforkRegistered) ForgetIdentity();
+  if (state->identity.empty()) {
+    state->identity = ' ' + EscapeControlCharacters(program_invocation_short_name) + '[' +
+                      std::to_string(getpid()) + "] ";
+  }
+  state->line += state->identity;
+}
+
+}  // namespace
+
+void NSLog(std::string_view message) try {
+  LogState& state = State();
+  state.line.clear();
+  AppendTime(&state);
+  AppendProgram(&state);
+  AppendEscaped(message, &state.line);
+  state.line += '\n';
+  if (state.hooks.before) state.hooks.before();
+  WriteToStandardError(state.line);
+  if (state.hooks.after) state.hooks.after();
+} catch (const std::bad_alloc&) {
+  WriteToStandardError("a line of the log is lost, for want of memory\n");
+}
+
+void SetLogLineHooks(LogLineHooks hooks) { State().hooks = std::move(hooks); }
+
+std::string EscapeControlCharacters(std::string_view message) {
+  std::string text;
+  text.reserve(message.size());
+  AppendEscaped(message, &text);
+  return text;
+}
+
+}  // namespace tessary

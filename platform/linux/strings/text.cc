@@ -1,0 +1,153 @@
+#include "platform/managers/text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "platform/managers/utf16.h"
+
+namespace tessary {
+namespace {
+
+// The unit that stands for an ill-formed byte is this one plus the byte.
+constexpr char16_t kSurrogateEscapeBase = 0xDC00;
+
+bool IsSurrogate(char32_t codePoint) { return codePoint >= 0xD800 && codePoint <= 0xDFFF; }
+
+// A machine word of which the bits are set that no ASCII character has.
+constexpr uint64_t NonAsciiBits(char /*unit*/) { return 0x8080808080808080U; }
+constexpr uint64_t NonAsciiBits(char16_t /*unit*/) { return 0xFF80FF80FF80FF80U; }
+
+// The number of units before the first that is not ASCII. A word at a time: nearly every name is
+// ASCII throughout, and a run converts each name several times.
+template <typename Unit>
+size_t AsciiPrefixLength(std::basic_string_view<Unit> text) {
+  constexpr size_t kUnitsPerWord = sizeof(uint64_t) / sizeof(Unit);
+  size_t length = 0;
+  for (; text.size() - length >= kUnitsPerWord; length += kUnitsPerWord) {
+    uint64_t word = 0;
+    std::memcpy(&word, text.data() + length, sizeof(word));
+    if ((word & NonAsciiBits(Unit())) != 0) break;
+  }
+  if (length < text.size() && text.size() >= kUnitsPerWord) {
+    // The last word once more from its end, so that what is left over need not be taken singly.
+    uint64_t word = 0;
+    std::memcpy(&word, text.data() + text.size() - kUnitsPerWord, sizeof(word));
+    if (text.size() - length < kUnitsPerWord && (word & NonAsciiBits(Unit())) == 0) {
+      return text.size();
+    }
+  }
+  while (length < text.size() && static_cast<std::make_unsigned_t<Unit>>(text[length]) < 0x80) {
+    ++length;
+  }
+  return length;
+}
+
+// Takes the ASCII at the front of `*text` off to the end of `*result`.
+template <typename From, typename To>
+void MoveAsciiPrefix(std::basic_string_view<From>* text, std::basic_string<To>* result) {
+  const size_t ascii = AsciiPrefixLength(*text);
+  const size_t length = result->size();
+  result->resize(length + ascii);
+  std::transform(text->data(), text->data() + ascii, result->data() + length,
+                 [](From unit) { return static_cast<To>(unit); });
+  text->remove_prefix(ascii);
+}
+
+struct Sequence {
+  char32_t codePoint = 0;
+  size_t length = 0;  // 0 where there is no well-formed sequence
+};
+
+// The well-formed sequence with which `text`, which is not empty, begins.
+Sequence FirstSequence(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text[0]);
+  if (lead < 0x80) return {lead, 1};
+  const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return {};
+  char32_t codePoint = lead & (0x7FU >> length);
+  for (size_t i = 1; i < length; ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if ((byte & 0xC0U) != 0x80) return {};
+    codePoint = codePoint << 6U | (byte & 0x3FU);
+  }
+  constexpr std::array<char32_t, 5> kSmallestOfLength = {0, 0, 0x80, 0x800, 0x10000};
+  if (codePoint < kSmallestOfLength[length]) return {};
+  if (codePoint > 0x10FFFF || IsSurrogate(codePoint)) return {};
+  return {codePoint, length};
+}
+
+// Of a code point beyond ASCII.
+void AppendUtf8(char32_t codePoint, std::string* text) {
+  const auto continuation = [codePoint](unsigned shift) {
+    return static_cast<char>(0x80U | ((codePoint >> shift) & 0x3FU));
+  };
+  if (codePoint < 0x800) {
+    text->push_back(static_cast<char>(0xC0U | codePoint >> 6U));
+    text->push_back(continuation(0));
+  } else if (codePoint < 0x10000) {
+    text->push_back(static_cast<char>(0xE0U | codePoint >> 12U));
+    text->push_back(continuation(6));
+    text->push_back(continuation(0));
+  } else {
+    text->push_back(static_cast<char>(0xF0U | codePoint >> 18U));
+    text->push_back(continuation(12));
+    text->push_back(continuation(6));
+    text->push_back(continuation(0));
+  }
+}
+
+}  // namespace
+
+std::u16string Utf16FromUtf8(std::string_view text) {
+  std::u16string result;
+  // A sequence never makes more units than it has bytes.
+  result.reserve(text.size());
+  while (true) {
+    MoveAsciiPrefix(&text, &result);
+    if (text.empty()) return result;
+    const Sequence sequence = FirstSequence(text);
+    if (sequence.length == 0) {
+      result.push_back(
+          static_cast<char16_t>(kSurrogateEscapeBase + static_cast<unsigned char>(text[0])));
+      text.remove_prefix(1);
+    } else {
+      AppendUtf16(sequence.codePoint, &result);
+      text.remove_prefix(sequence.length);
+    }
+  }
+}
+
+std::string Utf8FromUtf16(std::u16string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (true) {
+    MoveAsciiPrefix(&text, &result);
+    if (text.empty()) return result;
+    const char16_t unit = text[0];
+    text.remove_prefix(1);
+    if (IsHighSurrogate(unit) && !text.empty() && IsLowSurrogate(text[0])) {
+      AppendUtf8(CombineSurrogates(unit, text[0]), &result);
+      text.remove_prefix(1);
+    } else if (IsSurrogateEscape(unit)) {
+      result.push_back(static_cast<char>(unit - kSurrogateEscapeBase));
+    } else {
+      AppendUtf8(unit, &result);
+    }
+  }
+}
+
+bool IsUtf8(std::string_view text) {
+  while (true) {
+    text.remove_prefix(AsciiPrefixLength(text));
+    if (text.empty()) return true;
+    const size_t length = FirstSequence(text).length;
+    if (length == 0) return false;
+    text.remove_prefix(length);
+  }
+}
+
+}  // namespace tessary

@@ -1,0 +1,14 @@
+#include "platform/linux/time/local_time.h"
+
+namespace tessary {
+
+std::optional<std::tm> LocalTime(time_t instant) {
+  // localtime_r, unlike localtime, need not look up the time zone by itself.
+  static const bool isZoneRead = (tzset(), true);
+  (void)isZoneRead;
+  std::tm local = {};
+  if (localtime_r(&instant, &local) == nullptr) return std::nullopt;
+  return local;
+}
+
+}  // namespace tessary

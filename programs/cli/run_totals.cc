@@ -1,0 +1,60 @@
+#include "programs/cli/run_totals.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+namespace tessary {
+namespace {
+
+// One decimal, with a point whatever the locale.
+std::string DecimalText(double number) {
+  std::array<char, 400> digits = {};
+  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number,
+                                          std::chars_format::fixed, 1);
+  return {digits.data(), end};
+}
+
+uint64_t CountWithFailure(const std::unordered_map<std::string, bool>& items, bool hasFailed) {
+  const auto count = std::count_if(items.begin(), items.end(), [hasFailed](const auto& item) {
+    return item.second == hasFailed;
+  });
+  return static_cast<uint64_t>(count);
+}
+
+}  // namespace
+
+void RunTotals::Count(const std::string& path, ItemOutcome outcome) {
+  switch (outcome) {
+    case ItemOutcome::kFiled:
+      ++filed_;
+      failedByPath_.erase(path);
+      return;
+    case ItemOutcome::kSkipped:
+      ++skipped_;
+      return;
+    case ItemOutcome::kFailed:
+    case ItemOutcome::kFailedUnlogged:
+      ++failed_;
+      return;
+    case ItemOutcome::kFolderNotListed:
+    case ItemOutcome::kFailedInYearFolder:
+    case ItemOutcome::kFailedUnloggedInYearFolder:
+      failedByPath_[path] = true;
+      return;
+    case ItemOutcome::kSkippedInYearFolder:
+      failedByPath_[path] = false;
+      return;
+  }
+}
+
+uint64_t RunTotals::left() const { return skipped_ + CountWithFailure(failedByPath_, false); }
+
+uint64_t RunTotals::failed() const { return failed_ + CountWithFailure(failedByPath_, true); }
+
+std::string SummaryLine(const RunTotals& tally, double seconds) {
+  return std::to_string(tally.filed()) + " filed, " + std::to_string(tally.left()) + " left, " +
+         std::to_string(tally.failed()) + " failed, " + DecimalText(seconds) + " secs";
+}
+
+}  // namespace tessary

@@ -1,0 +1,212 @@
+#include "tests/conformance/conformance_fixture.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <map>
+
+#include "engine/run.h"
+#include "platform/linux/catalog/names.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/ordinary_user.h"
+#include "tests/support/preferences_folder.h"
+
+namespace tessary::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uid_t kOrdinaryId = 65534;
+constexpr VolumeKind kOther = VolumeKind::kTmpfs;
+
+std::map<VolumeKind, std::unique_ptr<ScratchVolume>>& SharedVolumes() {
+  static std::map<VolumeKind, std::unique_ptr<ScratchVolume>> gVolumes;
+  return gVolumes;
+}
+
+std::string NameOf(Operation operation) { return operation == Operation::kMove ? "move" : "copy"; }
+
+std::string TypeNameOf(VolumeKind kind) {
+  if (kind != VolumeKind::kOwn) return NameOf(kind);
+  return SharedVolume(kind).TypeName() + " of this machine";
+}
+
+VolumeTraits CommonTraits(const VolumeTraits& a, const VolumeTraits& b) {
+  return {.hasHardLinks = a.hasHardLinks && b.hasHardLinks,
+          .hasSymbolicLinks = a.hasSymbolicLinks && b.hasSymbolicLinks,
+          .takesAnyLinkTarget = a.takesAnyLinkTarget && b.takesAnyLinkTarget,
+          .hasDatesOfLinks = a.hasDatesOfLinks && b.hasDatesOfLinks,
+          .hasSpecialFiles = a.hasSpecialFiles && b.hasSpecialFiles,
+          .hasModes = a.hasModes && b.hasModes,
+          .hasOwners = a.hasOwners && b.hasOwners,
+          .ownsWhatItCreates = a.ownsWhatItCreates && b.ownsWhatItCreates,
+          .hasAttributes = a.hasAttributes && b.hasAttributes,
+          .hasAccessLists = a.hasAccessLists && b.hasAccessLists,
+          .hasFileCapabilities = a.hasFileCapabilities && b.hasFileCapabilities,
+          .hasNanosecondDates = a.hasNanosecondDates && b.hasNanosecondDates,
+          .hasHoles = a.hasHoles && b.hasHoles,
+          .reportsHoles = a.reportsHoles && b.reportsHoles,
+          .takesAnyNameBytes = a.takesAnyNameBytes && b.takesAnyNameBytes,
+          .isCaseSensitive = a.isCaseSensitive && b.isCaseSensitive};
+}
+
+void GiveToOrdinaryUser(const std::string& folder) {
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    EXPECT_EQ(0, lchown(entry.path().c_str(), kOrdinaryId, kOrdinaryId)) << entry.path();
+  }
+  EXPECT_EQ(0, chown(folder.c_str(), kOrdinaryId, kOrdinaryId)) << folder;
+}
+
+// At once where that can be done.
+Status CopyLikeRun(const FSRef& item, const FSRef& folder, const std::u16string* newName,
+                   FSRef* made) {
+  if (newName == nullptr && FSTryFastCopy(item, folder, made) == noErr) return noErr;
+  return FSCopyObjectSync(item, folder, newName, made);
+}
+
+}  // namespace
+
+const std::vector<TransferConfig>& AllTransferConfigs() {
+  static const std::vector<TransferConfig> kGrounds = [] {
+    std::vector<TransferConfig> grounds;
+    for (const VolumeKind kind : AllVolumeKinds()) {
+      for (const Operation operation : {Operation::kMove, Operation::kCopy}) {
+        grounds.push_back({kind, kind, operation});
+        if (kind == kOther) continue;
+        grounds.push_back({kind, kOther, operation});
+        grounds.push_back({kOther, kind, operation});
+      }
+    }
+    return grounds;
+  }();
+  return kGrounds;
+}
+
+std::string NameOf(const TransferConfig& config) {
+  const std::string operation = "_" + NameOf(config.operation);
+  if (config.from == config.to) return NameOf(config.from) + operation;
+  return config.to == kOther ? NameOf(config.from) + "_to_" + NameOf(config.to) + operation
+                             : NameOf(config.to) + "_from_" + NameOf(config.from) + operation;
+}
+
+std::string Describe(const TransferConfig& config) {
+  std::string text = TypeNameOf(config.from);
+  if (config.from != config.to) text += " to " + TypeNameOf(config.to);
+  return text + " | " + NameOf(config.operation);
+}
+
+ScratchVolume& SharedVolume(VolumeKind kind) {
+  std::unique_ptr<ScratchVolume>& volume = SharedVolumes()[kind];
+  if (!volume) volume = std::make_unique<ScratchVolume>(kind);
+  return *volume;
+}
+
+void ReleaseSharedVolumes() { SharedVolumes().clear(); }
+
+void Conformance::SetUp() {
+  for (const VolumeKind kind : {GetParam().from, GetParam().to}) {
+    const ScratchVolume& volume = SharedVolume(kind);
+    if (!volume.IsAvailable()) GTEST_SKIP() << "not to be had here: " << volume.UnavailableReason();
+  }
+  const ScratchVolume& from = SharedVolume(GetParam().from);
+  const ScratchVolume& to = SharedVolume(GetParam().to);
+  traits_ = CommonTraits(from.Traits(), to.Traits());
+  fromScratch_.emplace(from.path());
+  toScratch_.emplace(to.path());
+  from_ = *fromScratch_ / "source";
+  to_ = *toScratch_ / "destination";
+  MakeFolder(from_);
+  MakeFolder(to_);
+}
+
+bool Conformance::IsAcross() const { return AreOnDifferentVolumes(from_, to_); }
+
+Status Conformance::Transfer(const std::string& name, const std::string& newName) {
+  return TransferTo(From(name), to_, newName);
+}
+
+Status Conformance::TransferTo(const std::string& path, const std::string& folder,
+                               const std::string& newName) {
+  FSRef item;
+  if (const Status status = FSPathMakeRef(path.c_str(), &item)) return status;
+  const FSRef target = RefAt(folder);
+  const std::u16string name = CatalogName(newName);
+  const std::u16string* wanted = newName.empty() ? nullptr : &name;
+  FSRef made;
+  const Status status = IsMove() ? FSMoveObjectSync(item, target, wanted, &made)
+                                 : CopyLikeRun(item, target, wanted, &made);
+  EXPECT_EQ(status == noErr, FSIsFSRefValid(made)) << path;
+  return status;
+}
+
+TreeAspects Conformance::PreservedAspects() const {
+  // A renaming keeps everything there is.
+  if (IsRenaming()) return {};
+  return {.modes = traits_.hasModes,
+          .owners = traits_.hasOwners,
+          .times = traits_.hasNanosecondDates,
+          .linkTimes = traits_.hasNanosecondDates && traits_.hasDatesOfLinks,
+          // The creation date goes into one. What else is kept of them has its own cases.
+          .attributes = false,
+          .hardLinks = traits_.hasHardLinks};
+}
+
+void Conformance::ExpectWholeTransfer(const std::string& name) {
+  const std::vector<std::string> before = TreeLines(From(name), PreservedAspects());
+  const std::vector<std::string> original = TreeLines(From(name), {.identities = true});
+  ASSERT_EQ(noErr, Transfer(name)) << name;
+  EXPECT_EQ(before, TreeLines(To(name), PreservedAspects()));
+  if (IsMove()) {
+    EXPECT_FALSE(Exists(From(name))) << name;
+  } else {
+    EXPECT_EQ(original, TreeLines(From(name), {.identities = true}));
+  }
+}
+
+void Conformance::ExpectTransferError(const std::string& name, Status status,
+                                      const std::string& newName) {
+  const std::vector<std::string> before = DescribeBothFolders();
+  EXPECT_EQ(status, Transfer(name, newName)) << name;
+  EXPECT_EQ(before, DescribeBothFolders());
+}
+
+std::vector<std::string> Conformance::DescribeBothFolders() const {
+  std::vector<std::string> lines;
+  for (const std::string& folder : {from_, to_}) {
+    // The folders' own dates tell of what was there for a moment.
+    for (const std::string& name : NamesIn(folder)) {
+      const std::vector<std::string> item = TreeLines(folder + "/" + name, {.identities = true});
+      lines.push_back(folder + "/" + name);
+      lines.insert(lines.end(), item.begin(), item.end());
+    }
+  }
+  return lines;
+}
+
+std::vector<std::string> Conformance::RunEngine(const std::string& settings) const {
+  const PreferencesFolder preferences;
+  preferences.Write((IsMove() ? "FileOperation = 1\n" : "FileOperation = 2\n") + settings);
+  const CapturedLog log;
+  AggregateFolder(RefAt(from_), RefAt(to_));
+  return log.Messages();
+}
+
+void Conformance::OpenToEverybody() const {
+  for (const auto* folder : {&fromScratch_, &toScratch_}) {
+    EXPECT_EQ(0, chmod((*folder)->path().c_str(), 0755));
+  }
+}
+
+void Conformance::AsOrdinaryUser(const std::function<void()>& body) const {
+  if (geteuid() == 0) {
+    for (const std::string& folder : {fromScratch_->path(), toScratch_->path()}) {
+      GiveToOrdinaryUser(folder);
+    }
+  }
+  EXPECT_TRUE(RunAsOrdinaryUser(body));
+}
+
+}  // namespace tessary::test

@@ -1,0 +1,377 @@
+// Runs over what a file system can hold besides plain files, and where it refuses to go along.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "engine/run.h"
+#include "tests/engine/engine_fixture.h"
+#include "tests/support/memory_volume.h"
+#include "tests/support/ordinary_user.h"
+#include "tests/support/paused_calls.h"
+
+namespace tessary::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::UnorderedElementsAre;
+
+class RunCornerCases : public EngineFixture {
+ protected:
+  void Set(const std::string& text) const { preferences_.Write(text); }
+
+  void MakeSocket(const std::string& path) const {
+    const int socketFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_GE(socketFd, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.size(), sizeof(address.sun_path));
+    path.copy(address.sun_path, path.size());
+    EXPECT_EQ(0, bind(socketFd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)));
+    close(socketFd);
+  }
+};
+
+TEST_F(RunCornerCases, FilesLinksAsLinks) {
+  for (const std::string operation : {"1", "2"}) {
+    Set("RecurseFolders = true\nFileOperation = " + operation + "\n");
+    const TemporaryFolder folder;
+    WriteFile(folder / "outside/inside.txt", "outside");
+    MakeFolder(folder / "to");
+    MakeLink("nowhere", folder / "from/dangling.l");
+    MakeLink(folder / "outside", folder / "from/folder.l");
+    MakeLink(folder / "outside/inside.txt", folder / "from/file.l");
+    MakeLink("b.l", folder / "from/a.l");
+    MakeLink("a.l", folder / "from/b.l");
+    MakeLink("..", folder / "from/up.l");
+    AggregateFolder(RefAt(folder / "from"), RefAt(folder / "to"));
+    EXPECT_THAT(NamesIn(folder / "to/l"),
+                ElementsAre("a.l", "b.l", "dangling.l", "file.l", "folder.l", "up.l"));
+    EXPECT_THAT(NamesIn(folder / "from"), SizeIs(operation == "1" ? 0 : 6));
+    EXPECT_THAT(FilesBelow(folder / "outside"), ElementsAre("inside.txt"));
+    struct stat info = {};
+    ASSERT_EQ(0, lstat((folder / "to/l/folder.l").c_str(), &info));
+    EXPECT_TRUE(S_ISLNK(info.st_mode));
+  }
+}
+
+TEST_F(RunCornerCases, MovesPipesAndSocketsAndCopiesNone) {
+  ASSERT_EQ(0, mkfifo(InSource("a.pipe").c_str(), 0600));
+  MakeSocket(InSource("b.sock"));
+  Set("FileOperation = 2\n");
+  Run();
+  EXPECT_THAT(FilesBelow(destination_), IsEmpty());
+  EXPECT_THAT(Messages(),
+              UnorderedElementsAre(AggregatingLine("source"), "An error occurred: -50",
+                                   NotMovedLine(InSource("a.pipe"), InDestination("pipe")),
+                                   "An error occurred: -50",
+                                   NotMovedLine(InSource("b.sock"), InDestination("sock"))));
+  EXPECT_THAT(outcomes_[InSource("a.pipe")], ElementsAre(ItemOutcome::kFailed));
+  Set("FileOperation = 1\n");
+  Run();
+  EXPECT_THAT(FilesBelow(destination_), ElementsAre("pipe/a.pipe", "sock/b.sock"));
+}
+
+TEST_F(RunCornerCases, MovesADeviceAndCopiesNone) {
+  if (mknod(InSource("a.null").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0) {
+    GTEST_SKIP() << "cannot make a device here: " << strerror(errno);
+  }
+  Set("FileOperation = 2\n");
+  Run();
+  EXPECT_THAT(FilesBelow(destination_), IsEmpty());
+  EXPECT_THAT(outcomes_[InSource("a.null")], ElementsAre(ItemOutcome::kFailed));
+  Set("FileOperation = 1\n");
+  Run();
+  EXPECT_THAT(FilesBelow(destination_), ElementsAre("null/a.null"));
+}
+
+TEST_F(RunCornerCases, MovesAPipeByDateWithoutOpeningIt) {
+  ASSERT_EQ(0, mkfifo(InSource("a.pipe").c_str(), 0600));
+  SetModificationDate(InSource("a.pipe"), 1236164645);
+  Set("FileOperation = 1\nTessaryType = 4\n");
+  Run();
+  EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a.pipe"));
+}
+
+TEST_F(RunCornerCases, FilesEveryNameThatTheFileSystemHolds) {
+  Set("FileOperation = 1\n");
+  const std::string names[] = {"a\xff.t",      "new\nline.t", "%@ %s %n.t",
+                               "\"quoted\".t", "'.t",         "\\.t",
+                               " .t",          "-rf.t",       "50:50.t",
+                               "\x1b[2J.t",    "x..t",        std::string(253, 'x') + ".t",
+                               "\xc3\xa9.t",   "$(id).t"};
+  for (const std::string& name : names) WriteFile(InSource(name), name);
+  ASSERT_EQ(0, link(InSource("x..t").c_str(), InSource("hard.t").c_str()));
+  Run();
+  EXPECT_THAT(NamesIn(source_), IsEmpty());
+  for (const std::string& name : names) EXPECT_EQ(name, ReadFile(InDestination("t/" + name)));
+  EXPECT_EQ("x..t", ReadFile(InDestination("t/hard.t")));
+  EXPECT_THAT(Messages(), Contains(MovedLine("%@ %s %n.t", "t")));
+  EXPECT_THAT(Messages(), Contains(MovedLine("new\\nline.t", "t")));
+  EXPECT_THAT(Messages(), SizeIs(std::size(names) + 2));
+}
+
+TEST_F(RunCornerCases, FilesEveryExtensionThatTheFileSystemHolds) {
+  Set("FileOperation = 1\n");
+  const std::string extensions[] = {"\xff", "new\nline", "%@",  "\"q\"", " ",
+                                    "a:b",  "\xc3\xa9",  "-rf", "~",     std::string(250, 'e')};
+  for (const std::string& extension : extensions) WriteFile(InSource("n." + extension), extension);
+  Run();
+  EXPECT_THAT(NamesIn(source_), IsEmpty());
+  for (const std::string& extension : extensions) {
+    std::string path = InDestination(extension);
+    EXPECT_EQ(extension, ReadFile(path.append("/n.").append(extension)));
+  }
+}
+
+TEST_F(RunCornerCases, LeavesAnItemWhoseDistinctNameDoesNotFit) {
+  Set("FileOperation = 1\n");
+  const std::string name = std::string(251, 'x') + ".txt";
+  WriteFile(InSource(name), "new");
+  WriteFile(InDestination("txt/" + name), "old");
+  Run();
+  EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source"), "An error occurred: -37",
+                                      NotMovedLine(InSource(name), InDestination("txt"))));
+  EXPECT_EQ("new", ReadFile(InSource(name)));
+  EXPECT_EQ("old", ReadFile(InDestination("txt/" + name)));
+}
+
+TEST_F(RunCornerCases, MovesNoPackageIntoItself) {
+  for (const std::string operation : {"1", "2"}) {
+    Set("FileOperation = " + operation + "\n");
+    const TemporaryFolder folder;
+    const std::string application = folder / "source/Tool.app";
+    MakeFolder(application + "/Contents/filed");
+    WriteFile(folder / "source/a.txt", "a");
+    AggregateFolder(RefAt(folder / "source"), RefAt(application + "/Contents/filed"));
+    EXPECT_EQ("a", ReadFile(application + "/Contents/filed/txt/a.txt"));
+    EXPECT_THAT(FilesBelow(application), ElementsAre("Contents/filed/txt/a.txt"));
+    EXPECT_THAT(Messages(), Contains("An error occurred: -122"));
+    EXPECT_THAT(Messages(),
+                Contains(NotMovedLine(application, application + "/Contents/filed/app")));
+  }
+}
+
+TEST_F(RunCornerCases, SurvivesASourceThatIsItsOwnDestination) {
+  Set("FileOperation = 1\nRecurseFolders = true\n");
+  WriteFile(InSource("a.txt"), "a");
+  WriteFile(InSource("txt"), "in the way");
+  AggregateFolder(RefAt(source_), RefAt(source_));
+  EXPECT_EQ("a", ReadFile(InSource("a.txt")));
+  EXPECT_EQ("in the way", ReadFile(InSource("txt")));
+}
+
+TEST_F(RunCornerCases, FollowsNoLinkThatBearsAKeysName) {
+  Set("FileOperation = 1\n");
+  MakeFolder(root_ / "elsewhere");
+  MakeLink(root_ / "elsewhere", InDestination("txt"));
+  WriteFile(InSource("a.txt"), "a");
+  Run();
+  EXPECT_THAT(NamesIn(root_ / "elsewhere"), IsEmpty());
+  EXPECT_EQ("a", ReadFile(InSource("a.txt")));
+  EXPECT_EQ(NotMovedLine(InSource("a.txt"), InDestination("txt")), Messages().back());
+}
+
+TEST_F(RunCornerCases, StopsAtNothingWhenTheDestinationIsSwappedInMidRun) {
+  Set("FileOperation = 1\n");
+  WriteFile(InSource("a.txt"), "a");
+  WriteFile(InSource("b.txt"), "b");
+  MakeFolder(root_ / "elsewhere");
+  int items = 0;
+  onProgress_ = [&](const std::string&) {
+    if (++items != 2) return;
+    ASSERT_EQ(0, rename(InDestination("txt").c_str(), (root_ / "away").c_str()));
+    MakeLink(root_ / "elsewhere", InDestination("txt"));
+  };
+  Run();
+  EXPECT_THAT(NamesIn(root_ / "elsewhere"), IsEmpty());
+  EXPECT_THAT(NamesIn(root_ / "away"), SizeIs(1));
+  EXPECT_THAT(NamesIn(source_), SizeIs(1));
+}
+
+TEST_F(RunCornerCases, LeavesWhatAnOrdinaryUserMayNotRead) {
+  Set("FileOperation = 2\n");
+  WriteFile(InSource("a.txt"), "a");
+  WriteFile(InSource("b.txt"), "b");
+  OpenToOrdinaryUser();
+  ASSERT_EQ(0, chmod(InSource("a.txt").c_str(), 0));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] { Run(); }));
+  EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/b.txt"));
+  EXPECT_THAT(Messages(),
+              UnorderedElementsAre(AggregatingLine("source"), MovedLine("b.txt", "txt"),
+                                   "An error occurred: -5000",
+                                   NotMovedLine(InSource("a.txt"), InDestination("txt"))));
+}
+
+TEST_F(RunCornerCases, LeavesAFileThatIsMadeUnreadableWhileItRuns) {
+  Set("FileOperation = 2\n");
+  WriteFile(InSource("a.txt"), "a");
+  WriteFile(InSource("b.txt"), "b");
+  OpenToOrdinaryUser();
+  EXPECT_TRUE(RunAsOrdinaryUser([this] {
+    std::string closed;
+    onProgress_ = [&](const std::string& text) {
+      if (!closed.empty()) return;
+      closed = InSource(text == MovingLine(InSource("a.txt")) ? "b.txt" : "a.txt");
+      EXPECT_EQ(0, chmod(closed.c_str(), 0));
+    };
+    Run();
+    EXPECT_THAT(outcomes_[closed], ElementsAre(ItemOutcome::kFailed));
+  }));
+  EXPECT_THAT(FilesBelow(destination_), SizeIs(1));
+  EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt", "b.txt"));
+}
+
+TEST_F(RunCornerCases, MovesWhatAnOrdinaryUserMayNotReadButRename) {
+  Set("FileOperation = 1\n");
+  WriteFile(InSource("a.txt"), "a");
+  OpenToOrdinaryUser();
+  ASSERT_EQ(0, chmod(InSource("a.txt").c_str(), 0));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] { Run(); }));
+  EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/a.txt"));
+}
+
+TEST_F(RunCornerCases, EntersNoFolderThatMayNotBeReadAndGoesOn) {
+  Set("FileOperation = 1\nRecurseFolders = true\n");
+  WriteFile(InSource("closed/a.txt"), "a");
+  WriteFile(InSource("b.txt"), "b");
+  OpenToOrdinaryUser();
+  ASSERT_EQ(0, chmod(InSource("closed").c_str(), 0));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] {
+    Run();
+    EXPECT_THAT(outcomes_[InSource("closed")],
+                ElementsAre(ItemOutcome::kFolderNotListed, ItemOutcome::kFolderNotListed));
+  }));
+  EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/b.txt"));
+  EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source"), MovedLine("b.txt", "txt")));
+}
+
+// The first look is the listing's.
+TEST_F(RunCornerCases, TellsOfAFolderThatCannotBeLookedAtAndGoesOn) {
+  Set("FileOperation = 1\nRecurseFolders = true\n");
+  WriteFile(InSource("failing/a.txt"), "a");
+  WriteFile(InSource("b.txt"), "b");
+  RunWithPausedCalls({{SYS_statx, "failing", 2, {}, EIO}}, [this] {
+    Run();
+    EXPECT_THAT(outcomes_[InSource("failing")], Contains(ItemOutcome::kFolderNotListed));
+    EXPECT_EQ("a", ReadFile(InSource("failing/a.txt")));
+    EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/b.txt"));
+  });
+}
+
+TEST_F(RunCornerCases, MovesNothingOutOfAFolderThatMayNotBeChanged) {
+  Set("FileOperation = 1\n");
+  WriteFile(InSource("a.txt"), "a");
+  OpenToOrdinaryUser();
+  ASSERT_EQ(0, chmod(source_.c_str(), 0555));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] { Run(); }));
+  EXPECT_EQ("a", ReadFile(InSource("a.txt")));
+  EXPECT_THAT(FilesBelow(destination_), IsEmpty());
+  EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source"), "An error occurred: -5000",
+                                      NotMovedLine(InSource("a.txt"), InDestination("txt"))));
+}
+
+TEST_F(RunCornerCases, SaysNothingWhereNoKeyFolderCanBeMade) {
+  Set("FileOperation = 1\n");
+  WriteFile(InSource("a.txt"), "a");
+  OpenToOrdinaryUser();
+  ASSERT_EQ(0, chmod(destination_.c_str(), 0555));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] {
+    Run();
+    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFailedUnlogged));
+  }));
+  EXPECT_EQ("a", ReadFile(InSource("a.txt")));
+  EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source")));
+}
+
+TEST_F(RunCornerCases, LeavesEverythingBeforeAReadOnlyVolume) {
+  MemoryVolume volume("size=256k");
+  if (!volume.IsMounted()) GTEST_SKIP() << "this process may not mount";
+  MakeFolder(volume / "txt");
+  volume.MakeReadOnly();
+  WriteFile(InSource("a.txt"), "a");
+  WriteFile(InSource("b.new"), "b");
+  for (const std::string operation : {"1", "2"}) {
+    Set("FileOperation = " + operation + "\n");
+    const size_t before = Messages().size();
+    AggregateFolder(RefAt(source_), RefAt(volume.path()));
+    std::vector<std::string> messages = Messages();
+    messages.erase(messages.begin(), messages.begin() + static_cast<ptrdiff_t>(before));
+    EXPECT_THAT(messages, ElementsAre(AggregatingLine("source"), "An error occurred: -44",
+                                      NotMovedLine(InSource("a.txt"), volume / "txt")));
+  }
+  EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt", "b.new"));
+}
+
+TEST_F(RunCornerCases, LeavesNothingHalfDoneOnAFullVolume) {
+  const MemoryVolume volume("size=64k");
+  if (!volume.IsMounted()) GTEST_SKIP() << "this process may not mount";
+  WriteFile(InSource("small.txt"), "small");
+  WriteFile(InSource("large.txt"), std::string(300000, 'x'));
+  for (const std::string operation : {"2", "1"}) {
+    Set("ReplaceFilesBySameName = true\nFileOperation = " + operation + "\n");
+    AggregateFolder(RefAt(source_), RefAt(volume.path()));
+    EXPECT_THAT(FilesBelow(volume.path()), ElementsAre("txt/small.txt"));
+    EXPECT_THAT(Messages(), Contains("An error occurred: -34").Times(operation == "2" ? 1 : 2));
+  }
+  EXPECT_THAT(NamesIn(source_), ElementsAre("large.txt"));
+  EXPECT_EQ(std::string(300000, 'x'), ReadFile(InSource("large.txt")));
+  EXPECT_EQ("small", ReadFile(volume / "txt/small.txt"));
+}
+
+// A move that was killed while it deleted a package of the source, with nothing left to move.
+TEST_F(RunCornerCases, SweepsTheFoldersOfAMoveAndLeavesThoseOfACopy) {
+  const std::string leftover = ".tessary-0F6B0C58-6A4A-4C0E-9F0B-0123456789AB";
+  WriteFile(InSource(leftover + "/Contents/rest"));
+  WriteFile(InSource("below/" + leftover + "/rest"));
+  WriteFile(InSource(".tessary-mine/kept"));
+  Set("RecurseFolders = true\nFileOperation = 2\n");
+  Run();
+  EXPECT_THAT(NamesIn(source_), ElementsAre(leftover, ".tessary-mine", "below"));
+  Set("RecurseFolders = true\nFileOperation = 1\n");
+  Run();
+  EXPECT_THAT(FilesBelow(source_), ElementsAre(".tessary-mine/kept"));
+  EXPECT_THAT(NamesIn(InSource("below")), IsEmpty());
+}
+
+TEST_F(RunCornerCases, SweepsTheFoldersThatARunByDateMovesOutOf) {
+  WriteFile(InDestination("2009/.tessary-0F6B0C58-6A4A-4C0E-9F0B-0123456789AB"));
+  Set("TessaryType = 4\nFileOperation = 2\n");
+  Run();
+  EXPECT_THAT(NamesIn(InDestination("2009")), IsEmpty());
+}
+
+TEST_F(RunCornerCases, FilesKeysThatDifferInCaseTogetherWhereTheVolumeFoldsCase) {
+  const MemoryVolume volume("size=256k,casefold");
+  if (!volume.IsMounted()) GTEST_SKIP() << "no volume that folds case can be mounted";
+  MakeFolder(volume / "to");
+  const int folder = open((volume / "to").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_GE(folder, 0);
+  const int foldsCase = FS_CASEFOLD_FL;
+  const int result = ioctl(folder, FS_IOC_SETFLAGS, &foldsCase);
+  close(folder);
+  if (result != 0) GTEST_SKIP() << "no folder that folds case can be made";
+  WriteFile(InSource("a.JPG"), "a");
+  WriteFile(InSource("b.jpg"), "b");
+  AggregateFolder(RefAt(source_), RefAt(volume / "to"));
+  const std::vector<std::string> folders = NamesIn(volume / "to");
+  ASSERT_THAT(folders, SizeIs(1));
+  EXPECT_THAT(NamesIn(volume / ("to/" + folders[0])), ElementsAre("a.JPG", "b.jpg"));
+}
+
+}  // namespace
+}  // namespace tessary::test

@@ -1,0 +1,171 @@
+#include "tests/faults/concurrent_modifier.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+#include "tests/support/temporary_folder.h"
+
+namespace tessary::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+UniqueFd OpenFolderAt(int folder, const std::string& name) {
+  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+  return UniqueFd(openat(folder, name.c_str(), kFlags));
+}
+
+bool Rename(int from, const std::string& name, int to, const std::string& newName,
+            unsigned flag = RENAME_NOREPLACE) {
+  return renameat2(from, name.c_str(), to, newName.c_str(), flag) == 0;
+}
+
+std::string KeyOf(const std::string& name) { return name.substr(name.rfind('.') + 1); }
+
+std::optional<int64_t> DayOf(const std::string& path) {
+  struct stat info = {};
+  if (stat(path.c_str(), &info) != 0) return std::nullopt;
+  return info.st_mtim.tv_sec / 86'400;
+}
+
+void Pause(SoakRandom& random, uint64_t most) {
+  std::this_thread::sleep_for(std::chrono::microseconds(random.Below(most)));
+}
+
+}  // namespace
+
+RaceDirectory::RaceDirectory(std::string ground) : path(std::move(ground)) {
+  for (const char* name : {"/above/folder", "/decoy/folder", "/spares", "/removed", "/trap"}) {
+    MakeFolder(path + name);
+  }
+  above = OpenFolderAt(AT_FDCWD, path);
+  folder = OpenFolderAt(AT_FDCWD, path + "/above/folder");
+  spares = OpenFolderAt(AT_FDCWD, path + "/spares");
+  removed = OpenFolderAt(AT_FDCWD, path + "/removed");
+}
+
+ConcurrentModifiers::ConcurrentModifiers(RaceDirectory* source, RaceDirectory* destination,
+                                         const TestData* testData, bool isReplacing, uint64_t seed)
+    : source_(source), destination_(destination), testData_(testData), isReplacing_(isReplacing) {
+  for (size_t item = 0; item < testData->size(); ++item) {
+    const fs::path path = testData->PathOf(item);
+    // A package that is given a file's name is a plain folder, whose files are filed one by one.
+    const bool isFile = !fs::is_directory(fs::symlink_status(path));
+    if (isFile && path.parent_path() == source->path + "/above/folder") {
+      names_.push_back(path.filename());
+    }
+  }
+  Start(seed, &ConcurrentModifiers::CreateConflict);
+  Start(seed + 1, &ConcurrentModifiers::SaveOver);
+  Start(seed + 2, &ConcurrentModifiers::MoveAway);
+  Start(seed + 3, &ConcurrentModifiers::SwapFolders);
+}
+
+void ConcurrentModifiers::Stop() {
+  isStopped_ = true;
+  for (std::thread& thread : threads_) thread.join();
+  threads_.clear();
+}
+
+template <typename Act>
+void ConcurrentModifiers::Start(uint64_t seed, Act act) {
+  threads_.emplace_back([this, seed, act] {
+    SoakRandom random(seed);
+    while (!isStopped_) {
+      (this->*act)(random);
+      Pause(random, 300);
+    }
+  });
+}
+
+// The name of an item to be used next; none where each may be used once and all have been.
+std::optional<std::string> ConcurrentModifiers::TakeSpare(SoakRandom& random,
+                                                          uint64_t* used) const {
+  const uint64_t item = isReplacing_ ? (*used)++ : random.Below(kSpareCount);
+  if (item >= kSpareCount) return std::nullopt;
+  return "item" + std::to_string(item);
+}
+
+// Gives an item of the spares a name that the run is about to use, or the place of what bears it
+// already; or gives it a name in the source.
+void ConcurrentModifiers::CreateConflict(SoakRandom& random) {
+  const std::string& name = random.Pick(names_);
+  if (!isReplacing_ && random.OneIn(3)) {
+    const std::string item = "item" + std::to_string(random.Below(kSpareCount));
+    count_ += Rename(source_->spares.get(), item, source_->folder.get(), name);
+    return;
+  }
+  const std::optional<std::string> item = TakeSpare(random, &usedInDestination_);
+  if (!item) return;
+  (void)mkdirat(destination_->folder.get(), KeyOf(name).c_str(), 0777);
+  const UniqueFd folder = OpenFolderAt(destination_->folder.get(), KeyOf(name));
+  if (!folder) return;
+  const std::string path = destination_->path + "/spares/" + *item;
+  const std::optional<int64_t> day = DayOf(path);
+  const unsigned flag = random.OneIn(3) ? RENAME_EXCHANGE : RENAME_NOREPLACE;
+  if (!Rename(destination_->spares.get(), *item, folder.get(), name, flag)) return;
+  ++count_;
+  conflicts_.push_back({path, name, day});
+}
+
+// Has another version take the place of an item of the source, as programs save.
+void ConcurrentModifiers::SaveOver(SoakRandom& random) {
+  const std::optional<std::string> item = TakeSpare(random, &usedInSource_);
+  if (!item) return;
+  count_ += Rename(source_->spares.get(), *item, source_->folder.get(), random.Pick(names_),
+                   RENAME_EXCHANGE);
+}
+
+// Takes an item away, from the source or from where it has just been filed, and deletes some.
+void ConcurrentModifiers::MoveAway(SoakRandom& random) {
+  const std::string name = random.Pick(names_);
+  const std::string taken = "taken" + std::to_string(count_) + "-" + std::to_string(random.Next());
+  const bool isFromSource = random.OneIn(2);
+  const RaceDirectory& ground = isFromSource ? *source_ : *destination_;
+  const UniqueFd folder = OpenFolderAt(ground.folder.get(), isFromSource ? "." : KeyOf(name));
+  if (!folder || !Rename(folder.get(), name, ground.removed.get(), taken)) return;
+  ++count_;
+  const std::string path = ground.path + "/removed/" + taken;
+  const std::optional<size_t> item = random.OneIn(4) ? testData_->Identify(path) : std::nullopt;
+  if (item && fs::remove_all(path) > 0) deleted_.insert(*item);
+}
+
+// Has a link, or another folder of the same name, stand where one of the run's folders is.
+void ConcurrentModifiers::SwapFolders(SoakRandom& random) {
+  if (!mayChangeFolders_) return;
+  const std::string link = "link" + std::to_string(random.Below(4));
+  switch (random.Below(4)) {
+    case 0:
+      SwapTemporarily(source_->folder.get(), "below", source_->spares.get(), link, random);
+      break;
+    case 1:
+      SwapTemporarily(destination_->folder.get(), KeyOf(random.Pick(names_)),
+                      destination_->spares.get(), link, random);
+      break;
+    case 2:
+      SwapTemporarily(source_->above.get(), "above", source_->above.get(), "decoy", random);
+      break;
+    default:
+      SwapTemporarily(destination_->above.get(), "above", destination_->above.get(), "decoy",
+                      random);
+  }
+}
+
+void ConcurrentModifiers::SwapTemporarily(int folder, const std::string& name, int other,
+                                          const std::string& otherName, SoakRandom& random) {
+  if (!Rename(folder, name, other, otherName, RENAME_EXCHANGE)) return;
+  ++count_;
+  Pause(random, 1'000);
+  if (Rename(folder, name, other, otherName, RENAME_EXCHANGE)) return;
+  // What stood there has been filed meanwhile, as the link that it is.
+  EXPECT_TRUE(Rename(other, otherName, folder, name)) << name;
+}
+
+}  // namespace tessary::test

@@ -1,0 +1,349 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "platform/linux/catalog/temp_name.h"
+#include "platform/linux/changes/copy_item.h"
+#include "platform/linux/changes/rename_fallbacks.h"
+#include "platform/linux/changes/temp_item.h"
+#include "platform/linux/sidecars/sidecar_moves.h"
+#include "platform/managers/file_manager.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/ordinary_user.h"
+#include "tests/support/paused_calls.h"
+#include "tests/support/temporary_folder.h"
+
+// What other programs do between two calls of ours, and calls of which one in many fails.
+namespace tessary::test {
+namespace {
+
+using Names = std::vector<std::string>;
+
+class ConcurrentChanges : public testing::Test {
+ protected:
+  void SetUp() override {
+    MakeFolder(folder_ / "from");
+    MakeFolder(folder_ / "to");
+  }
+
+  std::string From(const std::string& name) const { return folder_ / ("from/" + name); }
+  std::string To(const std::string& name) const { return folder_ / ("to/" + name); }
+  Names FromNames() const { return NamesIn(folder_ / "from"); }
+  Names ToNames() const { return NamesIn(folder_ / "to"); }
+
+  // A folder that another program exchanges for one of its own.
+  void Exchange(const std::string& path) const {
+    EXPECT_EQ(0, rename(path.c_str(), (folder_ / "theirs").c_str()));
+    MakeFolder(path);
+  }
+
+  TemporaryFolder folder_;
+};
+
+// ---- Hidden names ----
+
+class StagingForDeletion : public ConcurrentChanges {
+ protected:
+  void Run() const {
+    const UniqueFd from = OpenFolder(folder_ / "from");
+    TempItem aside;
+    EXPECT_EQ(fnfErr,
+              TempItem::StageForDeletion(from.get(), "folder", OpenFolder(From("folder")), &aside));
+  }
+};
+
+TEST_F(StagingForDeletion, GivesAnotherFolderItsNameBack) {
+  WriteFile(From("folder/ours"));
+  const auto exchange = [this] { Exchange(From("folder")); };
+  RunWithPausedCalls({{SYS_renameat2, "folder", 1, exchange}}, [this] {
+    Run();
+    EXPECT_EQ(Names{"folder"}, FromNames());
+    EXPECT_EQ(Names(), NamesIn(From("folder")));
+    EXPECT_EQ(Names{"ours"}, NamesIn(folder_ / "theirs"));
+  });
+}
+
+TEST_F(StagingForDeletion, LeavesAnotherFolderAVisibleNameWhereItsOwnIsTakenAgain) {
+  WriteFile(From("folder/ours"));
+  const auto exchange = [this] { Exchange(From("folder")); };
+  const auto take = [this] { WriteFile(From("folder"), "taken"); };
+  RunWithPausedCalls({{SYS_renameat2, "", 1, exchange}, {SYS_renameat2, "", 2, take}}, [this] {
+    Run();
+    EXPECT_EQ("taken", ReadFile(From("folder")));
+    ASSERT_EQ(2U, FromNames().size());
+    EXPECT_TRUE(FromNames().back().starts_with("tessary-")) << FromNames().back();
+  });
+}
+
+TEST_F(ConcurrentChanges, AHiddenFolderThatCannotBeOpenedIsNotLeft) {
+  RunWithPausedCalls({{SYS_openat, "", 1, {}, EMFILE}}, [to = folder_ / "to", this] {
+    const UniqueFd folder(static_cast<int>(syscall(SYS_open, to.c_str(), O_PATH | O_CLOEXEC)));
+    TempItem item;
+    EXPECT_EQ(tmfoErr, TempItem::MakeTempFolder(folder.get(), &item));
+    EXPECT_EQ(Names(), ToNames());
+  });
+}
+
+// ---- Names without the flag that replaces nothing ----
+
+TEST_F(ConcurrentChanges, APlaceholderThatIsGoneIsNotRenamedOnto) {
+  WriteFile(From("a"), "only copy");
+  const auto removePlaceholder = [this] { EXPECT_EQ(0, unlink(To("b").c_str())); };
+  RunWithPausedCalls({{SYS_statx, "b", 2, removePlaceholder}}, [this] {
+    const UniqueFd from = OpenFolder(folder_ / "from");
+    const UniqueFd to = OpenFolder(folder_ / "to");
+    EXPECT_EQ(dupFNErr, RenameOntoPlaceholder(from.get(), "a", to.get(), "b"));
+    EXPECT_EQ("only copy", ReadFile(From("a")));
+    EXPECT_EQ(Names(), ToNames());
+  });
+}
+
+// ---- Moving ----
+
+// As programs save.
+TEST_F(ConcurrentChanges, AnItemThatIsReplacedRightBeforeItsRenameIsTheOneThatHasMoved) {
+  WriteFile(From("file"), "old");
+  WriteFile(folder_ / "saved", "new");
+  const auto replace = [this] {
+    EXPECT_EQ(0, rename((folder_ / "saved").c_str(), From("file").c_str()));
+  };
+  RunWithPausedCalls({{SYS_renameat2, "file", 1, replace}}, [this] {
+    FSRef moved;
+    EXPECT_EQ(noErr, FSMoveObjectSync(RefAt(From("file")), RefAt(folder_ / "to"), nullptr, &moved));
+    EXPECT_TRUE(FSIsFSRefValid(moved)) << "what is under the name, not what it has replaced";
+    EXPECT_EQ(noErr, FSCompareFSRefs(moved, RefAt(To("file"))));
+    EXPECT_EQ("new", ReadFile(To("file")));
+    EXPECT_EQ(Names(), FromNames());
+  });
+}
+
+// ---- Deleting ----
+
+TEST_F(ConcurrentChanges, AnItemGoesWithItsSidecarOutOfAFolderThatCannotBeListed) {
+  WriteFile(From("file"), "item");
+  WriteFile(From("._file"), "sidecar");
+  RunWithPausedCalls({{SYS_getdents64, "", 1, {}, EACCES}}, [this] {
+    EXPECT_EQ(noErr, FSDeleteObject(RefAt(From("file"))));
+    EXPECT_EQ(Names(), FromNames());
+  });
+}
+
+// ---- Copying ----
+
+TEST_F(ConcurrentChanges, AFileThatCanHaveNoMoreLinksIsCopiedAnew) {
+  WriteFile(From("package/a"), "contents");
+  ASSERT_EQ(0, link(From("package/a").c_str(), From("package/b").c_str()));
+  RunWithPausedCalls({{SYS_linkat, "", 2, {}, EMLINK}}, [this] {
+    EXPECT_EQ(noErr, CopyAt(From("package"), To("package")));
+    EXPECT_EQ("contents", ReadFile(To("package/a")));
+    EXPECT_EQ("contents", ReadFile(To("package/b")));
+    EXPECT_NE(LstatAt(To("package/a")).st_ino, LstatAt(To("package/b")).st_ino);
+    EXPECT_EQ(Names{"package"}, ToNames());
+  });
+}
+
+TEST_F(ConcurrentChanges, ALinkIsCopiedWholeOrNotAtAll) {
+  MakeLink("nowhere", From("link"));
+  const auto remove = [this] { EXPECT_EQ(0, unlink(From("link").c_str())); };
+  const std::vector<PausedCall> rows = {
+      {SYS_openat, "link", 1, remove, 0},  {SYS_readlinkat, "", 1, {}, EIO},
+      {SYS_symlinkat, "", 1, {}, EDQUOT},  {SYS_symlinkat, "", 2, {}, EDQUOT},
+      {SYS_openat, "link", 2, {}, EMFILE}, {SYS_fchownat, "link", 1, {}, EIO},
+      {SYS_utimensat, "link", 1, {}, EIO}, {SYS_renameat2, "link", 1, {}, EIO},
+  };
+  for (const PausedCall& row : rows) {
+    if (!Exists(From("link"))) MakeLink("nowhere", From("link"));
+    RunWithPausedCalls({row}, [this] {
+      EXPECT_NE(noErr, CopyAt(From("link"), To("link")));
+      EXPECT_EQ(Names(), ToNames());
+    });
+    if (IsSkipped()) return;
+    EXPECT_FALSE(HasFailure()) << row.number << " " << row.name << " " << row.occurrence;
+  }
+}
+
+TEST_F(ConcurrentChanges, ALinkThatCannotBeLookedAtIsCopiedOrNotThere) {
+  MakeLink("nowhere", From("link"));
+  // The first two looks are the test's own, the last one is at the link under its new name.
+  for (int occurrence = 3; occurrence <= 10; ++occurrence) {
+    RunWithPausedCalls({{SYS_statx, "", occurrence, {}, EIO}}, [this] {
+      const bool isCopied = CopyAt(From("link"), To("link")) == noErr;
+      Names names = ToNames();
+      std::erase_if(names, IsTempName);
+      EXPECT_EQ(isCopied ? Names{"link"} : Names(), names);
+      EXPECT_EQ(isCopied ? 0 : -1, unlink(To("link").c_str()));
+    });
+    if (IsSkipped()) return;
+    EXPECT_FALSE(HasFailure()) << occurrence;
+  }
+}
+
+// ---- Moving to another volume ----
+
+TEST_F(ConcurrentChanges, AnOriginalThatStaysAndLosesItsNameIsToldOf) {
+  WriteFile(From("package/file"), "contents");
+  const auto takeName = [this] { WriteFile(From("package"), "taken"); };
+  RunWithPausedCalls({{SYS_unlinkat, "file", 1, takeName, EPERM}}, [this] {
+    CapturedLog log;
+    EXPECT_EQ(dupFNErr, MoveAcrossAt(From("package"), To("package")));
+    EXPECT_EQ("taken", ReadFile(From("package")));
+    EXPECT_EQ("contents", ReadFile(To("package/file"))) << "the copy stays";
+    ASSERT_EQ(2U, FromNames().size());
+    const std::string hidden = FromNames().front();
+    EXPECT_EQ("contents", ReadFile(From(hidden + "/file")));
+    EXPECT_EQ(Names{"\"package\" could not be deleted and is now \"" + hidden + "\""},
+              log.Messages());
+  });
+}
+
+TEST_F(ConcurrentChanges, AVolumeThatWritesNothingOutIsNoReasonToFail) {
+  WriteFile(From("file"), "contents");
+  RunWithPausedCalls({{SYS_sync_file_range, "", 1, {}, ESPIPE}}, [this] {
+    EXPECT_EQ(noErr, MoveAcrossAt(From("file"), To("file")));
+    EXPECT_EQ("contents", ReadFile(To("file")));
+    EXPECT_EQ(Names(), FromNames());
+  });
+}
+
+TEST_F(ConcurrentChanges, AVolumeThatFailsToWriteOutGetsNothing) {
+  WriteFile(From("file"), "contents");
+  RunWithPausedCalls({{SYS_sync_file_range, "", 1, {}, EIO}}, [this] {
+    EXPECT_EQ(ioErr, MoveAcrossAt(From("file"), To("file")));
+    EXPECT_EQ("contents", ReadFile(From("file")));
+    EXPECT_EQ(Names(), ToNames());
+  });
+}
+
+TEST_F(ConcurrentChanges, AFolderThatMayNotBeReadIsMadeDurableWithItsVolume) {
+  MakeLink("nowhere", From("link"));
+  ASSERT_EQ(0, chmod(folder_.path().c_str(), 0755));
+  ASSERT_EQ(0, chmod((folder_ / "from").c_str(), 0777));
+  ASSERT_EQ(0, chmod((folder_ / "to").c_str(), 0333));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] {
+    EXPECT_EQ(noErr, MoveAcrossAt(From("link"), To("link")));
+    EXPECT_TRUE(Exists(To("link")));
+    EXPECT_EQ(Names(), FromNames());
+  }));
+}
+
+// ---- Pairs ----
+
+class ConcurrentSidecarChanges : public ConcurrentChanges {
+ protected:
+  void SetUp() override {
+    ConcurrentChanges::SetUp();
+    WriteFile(From("a"), "item");
+    WriteFile(From("._a"), "sidecar");
+  }
+
+  // Has the catalog see what is in the folder, which mends what was left half done.
+  static void List(const std::string& path) {
+    FSIterator iterator;
+    ASSERT_EQ(noErr, FSOpenIterator(RefAt(path), &iterator));
+    std::array<FSRef, 10> refs;
+    size_t actual = 0;
+    bool changed = false;
+    EXPECT_EQ(errFSNoMoreItems,
+              FSGetCatalogInfoBulk(*iterator, refs.size(), &actual, &changed, refs.data()));
+  }
+
+  Status Change(Status (*change)(const ItemWithSidecar&, const TargetWithPath&)) const {
+    Place place = PlaceAt(From("a"));
+    place.mayHaveSidecar = true;
+    std::optional<ItemWithSidecar> pair;
+    EXPECT_EQ(noErr, FindWithSidecar(place, &pair));
+    EXPECT_TRUE(pair);
+    const UniqueFd to = OpenFolder(folder_ / "to");
+    TargetWithPath target;
+    target.folder = to.get();
+    target.name = "a";
+    target.identity = IdentityAt(to.get(), "");
+    target.path = folder_ / "to";
+    return change(*pair, target);
+  }
+};
+
+TEST_F(ConcurrentSidecarChanges, ASidecarThatCannotBeGivenBackIsToldOfAndMendedLater) {
+  const auto takeBoth = [this] {
+    WriteFile(To("a"), "taken");
+    WriteFile(From("._a"), "taken too");
+  };
+  RunWithPausedCalls({{SYS_renameat2, "a", 1, takeBoth}}, [this] {
+    CapturedLog log;
+    EXPECT_EQ(dupFNErr, Change(MoveWithSidecar));
+    EXPECT_EQ("item", ReadFile(From("a")));
+    EXPECT_EQ("sidecar", ReadFile(To("._a")));
+    EXPECT_EQ(Names{"\"._a\" could not be given back and is now \"" + To("._a") + "\""},
+              log.Messages());
+    EXPECT_EQ(3U, FromNames().size()) << "the record stays";
+    EXPECT_EQ(0, unlink(From("._a").c_str()));
+    List(folder_ / "from");
+    EXPECT_EQ((Names{"._a", "a"}), FromNames());
+    EXPECT_EQ("sidecar", ReadFile(From("._a")));
+    EXPECT_EQ(Names{"a"}, ToNames());
+  });
+}
+
+TEST_F(ConcurrentSidecarChanges, ASidecarsCopyThatCannotBeTakenBackGoesLater) {
+  for (const auto change : {CopyWithSidecar, MoveWithSidecarAcrossFilesystems}) {
+    RunWithPausedCalls({{SYS_linkat, "", 2, {}, EDQUOT}, {SYS_renameat, "._a", 1, {}, EIO}},
+                       [change, this] {
+                         EXPECT_EQ(dskFulErr, Change(change));
+                         EXPECT_EQ((Names{"._a", "a"}), FromNames());
+                         EXPECT_EQ(2U, ToNames().size()) << "the copy, and the record";
+                         List(folder_ / "to");
+                         EXPECT_EQ(Names(), ToNames());
+                       });
+  }
+}
+
+TEST_F(ConcurrentSidecarChanges, AMoveThatCannotLockItsRecordDoesNotMendItself) {
+  RunWithPausedCalls({{SYS_flock, "", 3, {}, ENOLCK}}, [this] {
+    EXPECT_EQ(noErr, Change(MoveWithSidecarAcrossFilesystems));
+    EXPECT_EQ((Names{"._a", "a"}), ToNames());
+    EXPECT_EQ(Names(), FromNames());
+  });
+}
+
+TEST_F(ConcurrentSidecarChanges, ASidecarThatIsNotDeletedGoesLater) {
+  RunWithPausedCalls({{SYS_unlinkat, "", 2, {}, EBUSY}}, [this] {
+    EXPECT_EQ(noErr, Change(MoveWithSidecarAcrossFilesystems));
+    EXPECT_EQ((Names{"._a", "a"}), ToNames());
+    EXPECT_EQ(2U, FromNames().size()) << "the record, and the sidecar aside";
+    EXPECT_FALSE(Exists(From("._a")));
+    List(folder_ / "from");
+    EXPECT_EQ(Names(), FromNames());
+    EXPECT_EQ((Names{"._a", "a"}), ToNames());
+  });
+}
+
+TEST_F(ConcurrentSidecarChanges, ASidecarWhoseNameIsTakenWhileItsItemStaysIsToldOf) {
+  CapturedLog log;
+  Place place = PlaceAt(From("a"));
+  place.mayHaveSidecar = true;
+  std::optional<ItemWithSidecar> pair;
+  ASSERT_EQ(noErr, FindWithSidecar(place, &pair));
+  ASSERT_TRUE(pair);
+  EXPECT_EQ(fBsyErr, DeleteWithSidecar(*pair, [this](const std::string&, const auto&) {
+              WriteFile(From("._a"), "taken");
+              return fBsyErr;
+            }));
+  EXPECT_EQ("taken", ReadFile(From("._a")));
+  EXPECT_EQ("item", ReadFile(From("a")));
+  ASSERT_EQ(1U, log.Messages().size());
+  EXPECT_TRUE(log.Messages().front().starts_with("\"._a\" could not keep its name and is now"));
+  // With the record, which leads the next look to it.
+  EXPECT_EQ(4U, FromNames().size());
+}
+
+}  // namespace
+}  // namespace tessary::test

@@ -1,0 +1,195 @@
+#include "platform/linux/changes/copy_metadata.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/linux/catalog/creation_date.h"
+#include "platform/linux/changes/object_info.h"
+#include "tests/support/access_list.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/injected_errors.h"
+#include "tests/support/ordinary_user.h"
+#include "tests/support/temporary_folder.h"
+
+namespace tessary::test {
+namespace {
+
+TEST(CopyMetadata, KeepsModesThatLetNobodyIn) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser reads such files";
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 0));
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  EXPECT_EQ(0U, LstatAt(folder / "copy").st_mode & 07777);
+}
+
+TEST(CopyMetadata, KeepsTheOwnerAndSetIdBitsWherePermitted) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chown((folder / "file").c_str(), 12, 34));
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 06755));
+  ASSERT_EQ(0, chmod(folder.path().c_str(), 0777));
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  EXPECT_EQ(12U, LstatAt(folder / "copy").st_uid);
+  EXPECT_EQ(34U, LstatAt(folder / "copy").st_gid);
+  EXPECT_EQ(06755U, LstatAt(folder / "copy").st_mode & 07777);
+
+  EXPECT_TRUE(RunAsOrdinaryUser(
+      [&] { EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "user's copy")); }));
+  EXPECT_NE(12U, LstatAt(folder / "user's copy").st_uid);
+  EXPECT_EQ(0755U, LstatAt(folder / "user's copy").st_mode & 07777);
+}
+
+// An access control list as the kernel holds it: user 12 may read and write, the group nothing.
+std::string AccessList() {
+  const uint16_t entries[][2] = {{0x01, 6}, {0x02, 6}, {0x04, 0}, {0x10, 6}, {0x20, 0}};
+  std::string list("\2\0\0\0", 4);
+  for (const auto& entry : entries) {
+    for (const uint16_t number : entry) {
+      list += static_cast<char>(number);
+      list += '\0';
+    }
+    list += entry[0] == 0x02 ? std::string("\14\0\0\0", 4) : std::string(4, '\xff');
+  }
+  return list;
+}
+
+TEST(CopyMetadata, KeepsAccessControlLists) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", "system.posix_acl_access", AccessList())) {
+    GTEST_SKIP() << "the volume has no access control lists";
+  }
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  EXPECT_EQ(AccessList(), AttributeAt(folder / "copy", "system.posix_acl_access"));
+  EXPECT_EQ(0660U, LstatAt(folder / "copy").st_mode & 07777);
+}
+
+TEST(CopyMetadata, GivesTheGroupNoMoreWhereListsHaveNoPlace) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", "system.posix_acl_access", AccessList())) {
+    GTEST_SKIP() << "the volume has no access control lists";
+  }
+  EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsetxattr, ENOTSUP, 0, 0}}, [&] {
+    EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  }));
+  EXPECT_EQ(0600U, LstatAt(folder / "copy").st_mode & 07777);
+}
+
+TEST(CopyMetadata, InheritsNoAccessControlList) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 0660));
+  MakeFolder(folder / "package/inner");
+  MakeFolder(folder / "to");
+  if (!SetAttribute(folder / "to", "system.posix_acl_default", AccessList())) {
+    GTEST_SKIP() << "the volume has no access control lists";
+  }
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "to/file"));
+  ASSERT_EQ(noErr, CopyAt(folder / "package", folder / "to/package"));
+  for (const std::string name : {"to/file", "to/package", "to/package/inner"}) {
+    EXPECT_EQ("(none)", AttributeAt(folder / name, "system.posix_acl_access")) << name;
+    EXPECT_EQ("(none)", AttributeAt(folder / name, "system.posix_acl_default")) << name;
+  }
+  EXPECT_EQ(0660U, LstatAt(folder / "to/file").st_mode & 07777);
+}
+
+TEST(CopyMetadata, RemembersTheCreationDateWhereTheVolumeHasNoAttributes) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", kCreationDateAttribute, "1971-01-01T00:00:00Z")) {
+    GTEST_SKIP() << "the volume has no attributes";
+  }
+  EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsetxattr, ENOTSUP, 0, 0}}, [&] {
+    EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+    EXPECT_EQ("(none)", AttributeAt(folder / "copy", kCreationDateAttribute));
+    struct statx info = {};
+    EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (folder / "copy").c_str(), &info));
+    EXPECT_EQ((Timestamp{31'536'000, 0}), CreationDateAt(PlaceAt(folder / "copy"), info));
+  }));
+}
+
+TEST(CopyMetadata, FailsWhereAnAttributeCannotBeWritten) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", "user.x", "y")) GTEST_SKIP() << "no attributes here";
+  EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsetxattr, EIO, 0, 0}}, [&] {
+    EXPECT_EQ(ioErr, CopyAt(folder / "file", folder / "copy"));
+  }));
+  EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(folder.path()));
+}
+
+TEST(CopyMetadata, FailsWhereOwnerModeOrTimesCannotBeWritten) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chown((folder / "file").c_str(), 12, 34));
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 06755));
+  for (const long call : {SYS_fchown, SYS_fchmod, SYS_utimensat}) {
+    EXPECT_TRUE(RunWithInjectedErrors({{call, EIO, 0, 0}}, [&] {
+      EXPECT_EQ(ioErr, CopyAt(folder / "file", folder / "copy"));
+    })) << call;
+    EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(folder.path()));
+  }
+}
+
+TEST(CopyMetadata, GivesTheGroupWhereTheOwnerCannotBeGiven) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
+  constexpr gid_t kOrdinaryGroup = 65534;
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chown((folder / "file").c_str(), 12, kOrdinaryGroup));
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 0644));
+  MakeFolder(folder / "to");
+  // What is made in it belongs to its own group.
+  ASSERT_EQ(0, chown((folder / "to").c_str(), 0, 34));
+  ASSERT_EQ(0, chmod((folder / "to").c_str(), 02777));
+  ASSERT_EQ(0, chmod(folder.path().c_str(), 0755));
+  EXPECT_TRUE(
+      RunAsOrdinaryUser([&] { EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "to/copy")); }));
+  EXPECT_EQ(kOrdinaryGroup, LstatAt(folder / "to/copy").st_gid);
+  EXPECT_NE(12U, LstatAt(folder / "to/copy").st_uid);
+}
+
+TEST(CopyMetadata, LeavesOutWhatOnlyTheSuperuserMayGive) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", kCapabilityAttribute, MakeFileCapability())) {
+    GTEST_SKIP() << "cannot give a capability here";
+  }
+  ASSERT_EQ(0, chmod(folder.path().c_str(), 0777));
+  EXPECT_TRUE(RunAsOrdinaryUser([&] {
+    EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+    EXPECT_EQ("(none)", AttributeAt(folder / "copy", kCapabilityAttribute));
+  }));
+}
+
+TEST(CopyMetadata, KeepsMoreAttributesThanOneListingHolds) {
+  const TemporaryFolder folder{"/dev/shm"};
+  WriteFile(folder / "file", "x");
+  constexpr int kCount = 40;
+  for (int i = 0; i < kCount; ++i) {
+    const std::string name = "user." + std::string(60, 'x') + std::to_string(i);
+    if (!SetAttribute(folder / "file", name, std::to_string(i))) {
+      GTEST_SKIP() << "the volume has no room for so many";
+    }
+  }
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  for (int i = 0; i < kCount; ++i) {
+    const std::string name = "user." + std::string(60, 'x') + std::to_string(i);
+    EXPECT_EQ(std::to_string(i), AttributeAt(folder / "copy", name));
+  }
+}
+
+}  // namespace
+}  // namespace tessary::test
