@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/linux/apple_events/comment_attribute.h"
 #include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/comment_attribute.h"
 #include "platform/linux/catalog/hfs_path.h"
 #include "platform/linux/catalog/paths.h"
 #include "platform/managers/apple_events.h"

@@ -9,6 +9,9 @@
 
 namespace tessary {
 
+// The attribute in which desktop programs keep an item's comment, UTF-8.
+inline constexpr char kCommentAttribute[] = "user.xdg.comment";
+
 // The names of an object's attributes, by one listing of them. Most objects have few, for which
 // nothing is allocated.
 class AttributeNames {

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/comment_forms.h"

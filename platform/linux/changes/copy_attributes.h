@@ -10,9 +10,6 @@
 // Extended attributes and access control lists, from one open file or folder to another.
 namespace tessary {
 
-// The attribute that holds an item's comment.
-inline constexpr char kCommentAttribute[] = "user.xdg.comment";
-
 struct AttributesCopied {
   std::optional<AttributeDate> creationDate;  // that the original carries in one of them
   bool isAnyDropped = false;   // the target's volume has no place for one or more of them

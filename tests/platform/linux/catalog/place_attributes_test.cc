@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/linux/apple_events/comment_attribute.h"
+#include "platform/linux/catalog/comment_attribute.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/managers/file_attributes.h"
 #include "platform/managers/launch_services.h"

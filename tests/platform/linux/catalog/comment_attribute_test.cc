@@ -1,4 +1,4 @@
-#include "platform/linux/apple_events/comment_attribute.h"
+#include "platform/linux/catalog/comment_attribute.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/changes/copy_attributes.h"
+#include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/mac_formats/comment_forms.h"
 #include "platform/linux/mac_formats/comment_plist.h"
 #include "platform/managers/text.h"

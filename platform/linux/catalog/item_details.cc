@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include "platform/linux/apple_events/comment_attribute.h"
+#include "platform/linux/catalog/comment_attribute.h"
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/catalog/finder_info.h"

@@ -1,4 +1,4 @@
-#include "platform/linux/apple_events/comment_attribute.h"
+#include "platform/linux/catalog/comment_attribute.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,7 +10,6 @@
 #include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/catalog/place_attributes.h"
 #include "platform/linux/catalog/sidecar_data.h"
-#include "platform/linux/changes/copy_attributes.h"
 #include "platform/linux/descriptors/proc_fd_path.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/comment_forms.h"
