@@ -4,7 +4,6 @@
 
 #include <utility>
 
-#include "platform/linux/descriptors/proc_fd_path.h"
 #include "platform/linux/errors.h"
 
 namespace tessary {
@@ -16,8 +15,6 @@ constexpr int kStatFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
 constexpr unsigned kStatMask = kIdentityMask | STATX_MTIME;
 
 }  // namespace
-
-std::string Place::ProcessPath() const { return ProcFdPath(descriptor()) + "/" + name; }
 
 Catalog& Catalog::Get() {
   static Catalog catalog;

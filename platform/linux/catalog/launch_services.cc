@@ -74,4 +74,12 @@ Status LSCopyItemInfoForRef(const FSRef& item, uint32_t whichInfo, LSItemInfoRec
   return noErr;
 }
 
+Status LSCopyDisplayNameForRef(const FSRef& item, std::string* name) {
+  if (name == nullptr) return paramErr;
+  const CachedStat* cached = nullptr;
+  const Status status = Catalog::Get().Stat(ReferenceOf(item), &cached);
+  if (status == noErr) *name = cached->place.name;
+  return status;
+}
+
 }  // namespace tessary

@@ -1,10 +1,65 @@
 #include "platform/managers/urls.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/hfs_path.h"
 #include "platform/managers/text.h"
 
 namespace tessary {
+namespace {
+
+constexpr std::string_view kScheme = "file:";
+constexpr std::string_view kAuthority = "//";
+
+char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// Takes the prefix, which is in lower case, off the text. False where the text has another one.
+bool TakePrefix(std::string_view prefix, std::string_view* text) {
+  if (text->size() < prefix.size()) return false;
+  const auto isEqual = [](char inPrefix, char inText) { return inPrefix == LowerCase(inText); };
+  if (!std::equal(prefix.begin(), prefix.end(), text->begin(), isEqual)) return false;
+  text->remove_prefix(prefix.size());
+  return true;
+}
+
+std::optional<int> HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  const char lower = LowerCase(c);
+  if (lower >= 'a' && lower <= 'f') return lower - 'a' + 10;
+  return std::nullopt;
+}
+
+// The byte of the two digits that `escape` begins with.
+std::optional<char> EscapedByte(std::string_view escape) {
+  if (escape.size() < 2) return std::nullopt;
+  const std::optional<int> high = HexDigit(escape[0]);
+  const std::optional<int> low = HexDigit(escape[1]);
+  if (!high || !low) return std::nullopt;
+  return static_cast<char>(*high << 4 | *low);
+}
+
+// A "?" or "#" that stands for itself is escaped in a URL. One that is not would cut the path
+// short, to that of another object than was meant.
+std::optional<std::string> DecodePath(std::string_view text) {
+  std::string path;
+  for (size_t i = 0; i < text.size(); ++i) {
+    char c = text[i];
+    if (c == '?' || c == '#') return std::nullopt;
+    if (c == '%') {
+      const std::optional<char> byte = EscapedByte(text.substr(i + 1));
+      if (!byte) return std::nullopt;
+      c = *byte;
+      i += 2;
+    }
+    if (c == '\0') return std::nullopt;
+    path += c;
+  }
+  return path;
+}
+
+}  // namespace
 
 std::optional<CFURL> CFURLCreateFromFSRef(const FSRef& ref) {
   Catalog& catalog = Catalog::Get();
@@ -12,6 +67,27 @@ std::optional<CFURL> CFURLCreateFromFSRef(const FSRef& ref) {
   const CachedStat* cached = nullptr;
   if (catalog.Stat(reference, &cached) != noErr) return std::nullopt;
   return CFURL{catalog.PathOf(reference), S_ISDIR(cached->info.stx_mode)};
+}
+
+std::optional<CFURL> CFURLCreateWithBytes(std::string_view bytes) {
+  if (!TakePrefix(kScheme, &bytes)) return std::nullopt;
+  if (TakePrefix(kAuthority, &bytes)) TakePrefix("localhost", &bytes);
+  if (!bytes.starts_with('/')) return std::nullopt;
+  const std::optional<std::string> path = DecodePath(bytes);
+  if (!path) return std::nullopt;
+  return CFURL{.path = *path, .hasDirectoryPath = path->ends_with('/')};
+}
+
+bool CFURLGetFSRef(const CFURL& url, FSRef* ref) {
+  if (ref == nullptr) return false;
+  std::string resolved;
+  FSRef made;
+  if (ResolveNamedPath(url.path, &resolved) != noErr ||
+      FSPathMakeRef(resolved.c_str(), &made) != noErr) {
+    return false;
+  }
+  *ref = made;
+  return true;
 }
 
 std::optional<std::u16string> CFURLCopyPathExtension(const CFURL& url) {
