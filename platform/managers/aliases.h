@@ -5,19 +5,23 @@
 
 #include "platform/managers/file_manager.h"
 
-// Aliases: what an Apple event carries of a file or folder, in the type typeAlias. They lead back
-// to the same object, by its path, as long as this process lives.
+// Aliases: how an Apple event refers to a file or folder (typeAlias). An alias leads back to the
+// same object by its path. It is valid only in the process that made it, for as long as that
+// process runs.
 namespace tessary {
 
 using AliasRecord = std::vector<unsigned char>;
 using AliasHandle = std::unique_ptr<AliasRecord>;
 
-// Makes the alias of an object. Answers noErr, paramErr (no out-argument, or not a specification),
-// fnfErr (the object is gone), memFullErr. Written on success only.
+// Makes an alias of the object that `target` designates; the caller owns it. Returns noErr;
+// paramErr (no out-argument, or `target` is not a file specification); memFullErr; fnfErr (the
+// object is gone or another one has its name) or another status of FSpMakeFSRef. `*alias` is
+// written on success only.
 Status NewAlias(const FSSpec& target, AliasHandle* alias);
 
-// Makes an alias that of another object, and tells whether it was of another one before. Answers
-// and writes like NewAlias.
+// Changes `*alias` into an alias of the object that `target` designates. Sets `*wasChanged` to
+// whether it was an alias of another object before. Returns the statuses of NewAlias. Nothing is
+// written on failure.
 Status UpdateAlias(const FSSpec& target, AliasRecord* alias, bool* wasChanged);
 
 }  // namespace tessary

@@ -5,7 +5,7 @@
 
 #include "platform/managers/apple_events.h"
 
-// The Apple events that this process handles itself, and how it sends one to itself.
+// The handlers of the Apple events that this process sends to itself.
 namespace tessary {
 
 // The data of typeProcessSerialNumber.
@@ -14,24 +14,25 @@ struct ProcessSerialNumber {
   uint32_t lowLongOfPSN = 0;
 };
 
-// The low word that, with 0 as the high one, stands for this process.
+// The low word that designates this process; the high word is 0.
 inline constexpr uint32_t kCurrentProcess = 2;
 
 using AEEventHandler =
     std::function<Status(const AppleEvent& event, AppleEvent* reply, int32_t refcon)>;
 
-// Installs the handler of the events of a class and id, in place of the one before; it is given the
-// reference constant with each. A system handler would be asked for the events of every program:
-// there are none here. Answers noErr, paramErr (no handler, or a system handler).
+// Installs the handler for one event class and id, in place of an earlier one. `refcon` is passed
+// to every call of the handler. System handlers, which would receive the events of all programs,
+// are not supported. Returns noErr; paramErr (an empty handler, or `isSystemHandler` is true).
 Status AEInstallEventHandler(AEEventClass eventClass, AEEventID eventID, AEEventHandler handler,
                              int32_t refcon, bool isSystemHandler);
 
-// Runs what it is given once, when the event loop comes round. Answers noErr, or why it never will.
+// Schedules `deliver` to run once, in a later iteration of the event loop. Returns noErr, or the
+// reason why it will not run.
 using AEEventLoop = std::function<Status(std::function<void()> deliver)>;
 
-// Supplies the loop through which this process gets the events that it sends to itself; an empty
-// one takes it away. An event without a handler is dropped, and its sender, who does not wait, is
-// told nothing.
+// Sets the event loop that delivers the events that this process sends to itself; an empty function
+// removes it. An event without a handler is dropped; its sender is not notified, because it does
+// not wait.
 void AESetEventLoop(AEEventLoop loop);
 
 }  // namespace tessary

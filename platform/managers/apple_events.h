@@ -10,11 +10,11 @@
 #include "platform/managers/four_char_code.h"
 #include "platform/managers/status.h"
 
-// The Apple Event Manager: typed values, the events built of them, and their way to the application
-// that answers. Everything in a descriptor is in host byte order.
+// The Apple Event Manager: typed values (descriptors), events built from them, and sending an event
+// to the application that replies. All data in a descriptor is in host byte order.
 //
-// Every call that makes a descriptor writes it on success only, and may answer memFullErr. paramErr
-// stands for a missing out-argument at all of them.
+// Every function that writes a descriptor writes it on success only and may return memFullErr.
+// Every function returns paramErr for a missing out-argument.
 namespace tessary {
 
 using DescType = uint32_t;
@@ -25,8 +25,8 @@ using AEEventID = uint32_t;
 // Types of descriptors.
 enum : DescType {
   typeNull = FourCharCode("null"),             // no data
-  typeWildCard = FourCharCode("****"),         // whatever it is
-  typeUnicodeText = FourCharCode("utxt"),      // UTF-16 units, nothing before or after them
+  typeWildCard = FourCharCode("****"),         // any type
+  typeUnicodeText = FourCharCode("utxt"),      // UTF-16 code units, without byte-order mark or NUL
   typeUTF8Text = FourCharCode("utf8"),         // UTF-8 bytes
   typeSInt16 = FourCharCode("shor"),           // 2 bytes
   typeSInt32 = FourCharCode("long"),           // 4 bytes
@@ -37,7 +37,7 @@ enum : DescType {
   typeAERecord = FourCharCode("reco"),         // items by keyword
   typeObjectSpecifier = FourCharCode("obj "),  // a record that designates an object
   typeAppleEvent = FourCharCode("aevt"),       // a record of parameters, with attributes
-  typeAlias = FourCharCode("alis"),            // an alias, as aliases.h makes it
+  typeAlias = FourCharCode("alis"),            // an alias made by NewAlias (aliases.h)
   typeFSRef = FourCharCode("fsrf"),            // an FSRef
   typeProcessSerialNumber = FourCharCode("psn "),  // a ProcessSerialNumber
 };
@@ -49,12 +49,12 @@ enum : AEKeyword {
   keyAEData = FourCharCode("data"),
   keyEventClassAttr = FourCharCode("evcl"),     // typeType
   keyEventIDAttr = FourCharCode("evid"),        // typeType
-  keyAddressAttr = FourCharCode("addr"),        // of the type of the address
+  keyAddressAttr = FourCharCode("addr"),        // the type of the address
   keyReturnIDAttr = FourCharCode("rtid"),       // typeSInt32
   keyTransactionIDAttr = FourCharCode("tran"),  // typeSInt32
   keyAEDesiredClass = FourCharCode("want"),     // typeType
   keyAEKeyForm = FourCharCode("form"),          // typeEnumerated
-  keyAEKeyData = FourCharCode("seld"),          // as the form has it
+  keyAEKeyData = FourCharCode("seld"),          // depends on the key form
   keyAEContainer = FourCharCode("from"),        // an object specifier, or null: the application
 };
 
@@ -74,15 +74,15 @@ enum : uint32_t {
   kAESetData = FourCharCode("setd"),
   kCoreEventClass = FourCharCode("aevt"),
   kAEOpenDocuments = FourCharCode("odoc"),
-  kAEAnswer = FourCharCode("ansr"),  // the event that a reply is
+  kAEAnswer = FourCharCode("ansr"),  // the id of a reply
 };
 
 // ---- Descriptors ----
 
 struct AEKeyDesc;
 
-// A typed value, owned by whoever has it. Bytes, or else the items of a list, a record or an event;
-// without either, as it is made, the null descriptor.
+// A typed value that owns its data: bytes, or the items of a list, a record or an event. A
+// default-constructed one is the null descriptor.
 struct AEDesc {
   enum class Form : uint8_t { kBytes, kList, kRecord };
 
@@ -100,60 +100,69 @@ struct AEKeyDesc {
 
 using AppleEvent = AEDesc;
 
-// Makes a descriptor of `size` bytes. Answers noErr, paramErr (no data for a size), memFullErr.
+// Makes a descriptor that holds a copy of `size` bytes. Returns noErr; paramErr (null `data` with a
+// size above 0); memFullErr.
 Status AECreateDesc(DescType type, const void* data, size_t size, AEDesc* desc);
 
-// The number of bytes; 0 for a list or a record, which are read by their items.
+// Returns the number of bytes; 0 for a list or a record, which are read item by item.
 size_t AEGetDescDataSize(const AEDesc& desc);
 
-// Copies the bytes, `maximum` of them at most. Answers noErr, errAEWrongDataType (a list or a
-// record), paramErr.
+// Copies the bytes to `data`, at most `maximum`. Returns noErr; errAEWrongDataType (a list or a
+// record); paramErr (null `data`).
 Status AEGetDescData(const AEDesc& desc, void* data, size_t maximum);
 
-// Makes a descriptor of another type that tells the same. A descriptor coerces to its own type and
-// to typeWildCard; typeUTF8Text and typeUnicodeText to each other; typeSInt16 and typeSInt32 to
-// each other where the number fits; typeAlias to typeFSRef while its object is there; and whatever
-// is no list or record to typeAEList, as its only item. The null descriptor says nothing, which it
-// says in every type: it coerces to itself. Answers noErr, errAECoercionFail, memFullErr, for an
-// alias why its object was not found.
+// Converts a descriptor to another type. These coercions exist:
+//
+//   any type to itself and to typeWildCard
+//   typeUTF8Text and typeUnicodeText to each other
+//   typeSInt16 and typeSInt32 to each other, if the number fits
+//   typeAlias to typeFSRef, while the object exists
+//   anything but a list or a record to typeAEList, as the only item
+//   the null descriptor to any type; the result is the null descriptor
+//
+// Returns noErr; errAECoercionFail (no such coercion); memFullErr; for an alias also the status
+// with which its object was not found.
 Status AECoerceDesc(const AEDesc& desc, DescType toType, AEDesc* result);
 
 // ---- Lists and records ----
 
-// Makes an empty list, or an empty record.
+// Makes an empty list, or an empty record if `isRecord`. Returns noErr; paramErr.
 Status AECreateList(bool isRecord, AEDesc* list);
 
-// The number of items of a list, a record or an event. Answers noErr, errAEWrongDataType (none of
-// them), paramErr.
+// Counts the items of a list, a record or an event. Returns noErr; errAEWrongDataType (none of
+// these); paramErr.
 Status AECountItems(const AEDesc& list, size_t* count);
 
-// Puts an item into the list: at `index`, counted from 1, in place of what is there or after the
-// last; after the last for index 0. Answers noErr, errAEIllegalIndex (farther behind the last),
-// errAEWrongDataType (no list), paramErr, memFullErr.
+// Puts an item into a list at `index`, counted from 1: replaces the item there, or appends it if
+// `index` is 0 or one more than the number of items. Returns noErr; errAEIllegalIndex (a greater
+// index); errAEWrongDataType (not a list); paramErr; memFullErr.
 Status AEPutDesc(AEDesc* list, size_t index, const AEDesc& item);
 
-// The item at `index`, counted from 1, of a list or record, and its keyword (0 in a list), which is
-// not told where `keyword` is null. It is coerced to `desiredType`. Answers noErr,
-// errAEDescNotFound (no such index), errAEWrongDataType (no list or record), errAECoercionFail.
+// Reads the item at `index`, counted from 1, of a list or record, coerced to `desiredType`.
+// `*keyword` receives the item's keyword, 0 in a list; `keyword` may be null. Returns noErr;
+// errAEDescNotFound (no such index); errAEWrongDataType (not a list or record); the failures of
+// AECoerceDesc; paramErr.
 Status AEGetNthDesc(const AEDesc& list, size_t index, DescType desiredType, AEKeyword* keyword,
                     AEDesc* item);
 
-// The same for an item that is made of `size` bytes, and for the bytes of an item: `maximum` of
-// them at most go to `data`, and their number without that limit and their type to `actualSize` and
-// `actualType`, either of which may be null, as `keyword` may.
+// Puts an item of `size` bytes into a list. Returns the statuses of AECreateDesc and AEPutDesc.
 Status AEPutPtr(AEDesc* list, size_t index, DescType type, const void* data, size_t size);
+
+// Reads the bytes of an item. At most `maximum` bytes are copied to `data`; `*actualSize` receives
+// the item's full size and `*actualType` its type. `keyword`, `actualType` and `actualSize` may be
+// null. Returns the statuses of AEGetNthDesc and AEGetDescData.
 Status AEGetNthPtr(const AEDesc& list, size_t index, DescType desiredType, AEKeyword* keyword,
                    DescType* actualType, void* data, size_t maximum, size_t* actualSize);
 
-// Puts a field into the record, in place of the one that has its keyword. Answers noErr,
-// errAEWrongDataType (no record), paramErr, memFullErr.
+// Puts a field into a record, replacing the field of the same keyword. Returns noErr;
+// errAEWrongDataType (not a record); paramErr; memFullErr.
 Status AEPutKeyDesc(AEDesc* record, AEKeyword keyword, const AEDesc& value);
 
-// The field of that keyword, coerced to `desiredType`. Answers noErr, errAEDescNotFound (none),
-// errAEWrongDataType (no record), errAECoercionFail.
+// Reads the field of that keyword, coerced to `desiredType`. Returns noErr; errAEDescNotFound (no
+// such field); errAEWrongDataType (not a record); the failures of AECoerceDesc; paramErr.
 Status AEGetKeyDesc(const AEDesc& record, AEKeyword keyword, DescType desiredType, AEDesc* value);
 
-// The parameters of an event are its fields.
+// The parameters of an event are the fields of a record.
 inline Status AEPutParamDesc(AppleEvent* event, AEKeyword keyword, const AEDesc& value) {
   return AEPutKeyDesc(event, keyword, value);
 }
@@ -162,66 +171,68 @@ inline Status AEGetParamDesc(const AppleEvent& event, AEKeyword keyword, DescTyp
   return AEGetKeyDesc(event, keyword, desiredType, value);
 }
 
-// The bytes of a parameter coerced to `desiredType`: `maximum` of them at most go to `data`, and
-// their number without that limit and their type to `actualSize` and `actualType`, either of which
-// may be null. Answers what AEGetParamDesc and AEGetDescData answer.
+// Reads the bytes of a parameter, coerced to `desiredType`. At most `maximum` bytes are copied to
+// `data`; `*actualSize` receives the full size and `*actualType` the type; both may be null.
+// Returns the statuses of AEGetParamDesc and AEGetDescData.
 Status AEGetParamPtr(const AppleEvent& event, AEKeyword keyword, DescType desiredType,
                      DescType* actualType, void* data, size_t maximum, size_t* actualSize);
 
-// An attribute of an event, coerced to `desiredType`. Answers noErr, errAEDescNotFound (none),
-// errAECoercionFail.
+// Reads an attribute of an event, coerced to `desiredType`. Returns noErr; errAEDescNotFound (no
+// such attribute); the failures of AECoerceDesc; paramErr.
 Status AEGetAttributeDesc(const AppleEvent& event, AEKeyword keyword, DescType desiredType,
                           AEDesc* value);
 
 // ---- Building ----
 
-// Makes an object specifier, a record of type typeObjectSpecifier with its four fields.
+// Makes an object specifier: a record of type typeObjectSpecifier with four fields. `container` is
+// an object specifier or the null descriptor. Returns noErr; paramErr; memFullErr.
 Status CreateObjSpecifier(uint32_t desiredClass, const AEDesc& container, uint32_t keyForm,
                           const AEDesc& keyData, AEDesc* specifier);
 
 using AEReturnID = int16_t;
 using AETransactionID = int32_t;
-inline constexpr AEReturnID kAutoGenerateReturnID = -1;  // a number of its own for each event
+inline constexpr AEReturnID kAutoGenerateReturnID = -1;  // a new number for each event
 inline constexpr AETransactionID kAnyTransactionID = 0;
 
-// Makes an event without parameters. Answers noErr, paramErr, memFullErr.
+// Makes an event without parameters. `target` is the address. Returns noErr; paramErr; memFullErr.
 Status AECreateAppleEvent(AEEventClass eventClass, AEEventID eventID, const AEDesc& target,
                           AEReturnID returnID, AETransactionID transactionID, AppleEvent* event);
 
-// Why a parameter text cannot be read.
+// The syntax errors of a parameter text.
 enum class AEBuildErrorCode : uint32_t {
   aeBuildSyntaxNoErr = 0,
-  aeBuildSyntaxBadToken = 1,      // a character that has no place in such a text
+  aeBuildSyntaxBadToken = 1,      // a character that the syntax does not use
   aeBuildSyntaxBadEOF = 2,        // the text ends too early
   aeBuildSyntaxNoEOF = 3,         // something follows the last parameter
-  aeBuildSyntaxMissingQuote = 5,  // a code in quotes is not closed
-  aeBuildSyntaxBadDesc = 11,      // no value where one is needed, or values nested too deeply
-  aeBuildSyntaxBadData = 12,  // no code or "@" in parentheses, or a code of another length than 4
+  aeBuildSyntaxMissingQuote = 5,  // the closing quote of a code is missing
+  aeBuildSyntaxBadDesc = 11,      // a value is missing, or values are nested too deeply
+  aeBuildSyntaxBadData = 12,      // no code or "@" in parentheses, or a code of the wrong length
   aeBuildSyntaxNoCloseParen = 13,
   aeBuildSyntaxNoCloseBrace = 15,
-  aeBuildSyntaxNoKey = 16,  // no keyword where one is needed, or one that the record has already
+  aeBuildSyntaxNoKey = 16,  // a keyword is missing, or the record already has it
   aeBuildSyntaxNoColon = 17,
 };
 
 struct AEBuildError {
   AEBuildErrorCode fError = AEBuildErrorCode::aeBuildSyntaxNoErr;
-  size_t fErrorPos = 0;  // where in the text, in bytes from its start
+  size_t fErrorPos = 0;  // position of the error, in bytes from the start of the text
 };
 
-// Makes an event with the parameters that `text` tells:
+// Makes an event with the parameters that `text` describes:
 //
 //   text    = [ field { "," field } ]
 //   field   = code ":" value
-//   value   = "@" | "(@)"              the next of the substitutes
+//   value   = "@" | "(@)"              the next of `substitutes`
 //           | code                     typeEnumerated
-//           | code "(" code ")"        the code in parentheses, as that type
-//           | [ code ] "{" text "}"    a record of that type, typeAERecord without
-//   code    = a letter, then letters and digits, four at most, padded with blanks; or four
-//             characters in single quotes
+//           | code "(" code ")"        the code in parentheses, with the type before them
+//           | [ code ] "{" text "}"    a record of that type, or typeAERecord
+//   code    = a letter, then letters and digits, four characters at most, padded with spaces; or
+//             four characters in single quotes
 //
-// with blanks wherever they please. Answers noErr; errAEBuildSyntaxError (`*error`, where it is not
-// null, tells which and where); paramErr (more or fewer substitutes than "@", no bytes for the
-// address's length); memFullErr. Neither event nor error is written otherwise.
+// Spaces are allowed between all symbols. Returns noErr; errAEBuildSyntaxError (`*error`, unless
+// null, receives the kind and the position); paramErr (the number of substitutes is not the number
+// of "@", or null `addressData` with a length above 0); memFullErr. `*event` is written on success
+// only, `*error` on errAEBuildSyntaxError only.
 Status AEBuildAppleEvent(AEEventClass eventClass, AEEventID eventID, DescType addressType,
                          const void* addressData, size_t addressLength, AEReturnID returnID,
                          AETransactionID transactionID, std::string_view text,
@@ -233,49 +244,53 @@ Status AEBuildAppleEvent(AEEventClass eventClass, AEEventID eventID, DescType ad
 enum class AESendMode { kAENoReply = 1, kAEWaitReply = 3 };
 enum class AESendPriority { kAENormalPriority = 0 };
 
-// How long to wait, in ticks of 1/60 second, or one of these.
-inline constexpr int32_t kAEDefaultTimeout = -1;  // a minute
-inline constexpr int32_t kNoTimeOut = -2;         // for as long as it takes
+// A timeout is a number of ticks of 1/60 second, or one of these.
+inline constexpr int32_t kAEDefaultTimeout = -1;  // one minute
+inline constexpr int32_t kNoTimeOut = -2;         // no limit
 
 struct Region;
 using RgnHandle = Region*;
 
-// What a waiting send calls between two looks for the answer. It tells in `*sleepTime` for how many
-// ticks the next look can wait, 0 for not at all, and the region of the mouse that it wants to hear
-// of. True ends the wait.
+// AESend calls the idle routine repeatedly while it waits for a reply. The routine sets
+// `*sleepTime` to the number of ticks until the next call, 0 for no delay; the region that it sets
+// is not used. Returning true cancels the wait.
 using AEIdleProcPtr = bool (*)(int32_t* sleepTime, RgnHandle* mouseRegion);
 using AEIdleUPP = AEIdleProcPtr;
 inline AEIdleUPP NewAEIdleUPP(AEIdleProcPtr routine) { return routine; }
 
-// Decides whether an event from outside may be handled during a wait. None comes in from outside
-// during a wait, so that it is never asked.
+// Decides whether an event from another process may be handled during a wait. No such event arrives
+// during a wait, so the filter is never called.
 using AEFilterUPP = bool (*)(const AppleEvent& event);
 
-// Sends the event to the application that its address names, by signature. With kAEWaitReply
-// `*reply` is the application's answer, the null descriptor where it gives none, and the idle
-// routine (may be null) is called while there is none; an answer that is there at once costs no
-// idle call and no sleep. With kAENoReply the call returns once the event is queued, and `*reply`
-// is the null descriptor. That the application could not do what was asked is told in the reply
-// alone. Answers noErr, procNotFound (no such application), errAEUnknownAddressType (neither a
-// signature nor this process), errAEWaitCanceled (by the idle routine), errAETimeout,
-// connectionInvalid (the application went away meanwhile), paramErr, memFullErr. `*reply` is
-// written on success only.
+// Sends the event to the application whose signature is its address.
 //
-// An event for this process itself, by its ProcessSerialNumber, goes to the event loop, which
-// brings it to the handler installed for it (apple_event_handlers.h). It cannot be waited for:
-// paramErr; procNotFound where there is no loop.
+// With kAEWaitReply, AESend returns when the application has replied. `*reply` is the reply, or the
+// null descriptor if the application gives none. Until then the idle routine is called; it may be
+// null. A reply that is available immediately causes no idle call and no sleep. With kAENoReply,
+// AESend returns once the event is queued, and `*reply` is the null descriptor. A failure inside
+// the application is reported only in the reply.
+//
+// Returns noErr; procNotFound (no such application); errAEUnknownAddressType (the address is
+// neither a signature nor this process); errAEWaitCanceled (by the idle routine); errAETimeout;
+// connectionInvalid (the application was removed during the wait); paramErr; memFullErr. `*reply`
+// is written on success only.
+//
+// An event whose address is this process's ProcessSerialNumber goes to the event loop, which passes
+// it to its handler (apple_event_handlers.h). It cannot be waited for: kAEWaitReply returns
+// paramErr. Without an event loop, AESend returns procNotFound.
 Status AESend(const AppleEvent& event, AppleEvent* reply, AESendMode mode, AESendPriority priority,
               int32_t timeoutTicks, AEIdleUPP idle, AEFilterUPP filter);
 
-// What an application does with an event: fills in the reply, which is an empty answer to begin
-// with, and answers true. Until it answers true it is offered the same event again, with the reply
-// as it left it: after each idle call of the sender that waits, or at the next send to it where
-// nobody does. Events reach it one after another in the order in which they were sent. It may send
-// events to others, but may not wait for itself.
+// Handles an event on behalf of an application: fills in `*reply`, initially an empty reply, and
+// returns true. If it returns false, it is called again later with the same event and the reply as
+// it left it: after each idle call of a waiting sender, or at the next send to the application.
+// Events are handled in the order in which they were sent. The function may send events to other
+// applications, but must not wait for its own.
 using AEAnswerer = std::function<bool(const AppleEvent& event, AppleEvent* reply)>;
 
-// Registers the application of this process that answers for the signature, in place of the one
-// before; and removes it, if there is one. What was sent to it and has no answer is dropped.
+// Registers the function that handles the events of a signature in this process, replacing an
+// earlier one; and removes it, if there is one. Unanswered events to a replaced or removed
+// application are dropped.
 void RegisterAnsweringApplication(uint32_t signature, AEAnswerer answerer);
 void RemoveAnsweringApplication(uint32_t signature);
 

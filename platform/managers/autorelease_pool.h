@@ -4,11 +4,12 @@
 
 namespace tessary {
 
-// Bounds the life of what the managers keep on behalf of references: the names and folders that
-// references made while the pool exists depend on are released with it, and those references then
-// designate nothing. Pools nest, the latest made first released. With a new one, everything that
-// was found out about volumes is found out anew, as a run must not take one for another that was
-// mounted before it.
+// Limits the lifetime of the names and folders that the catalog interns for references. They are
+// released with the pool; references that depend on them then designate no object. Pools nest and
+// must be released in reverse order of creation.
+//
+// A new pool also discards everything that was learned about filesystems (types, capabilities,
+// remembered creation dates), because a device number may belong to another filesystem by then.
 class NSAutoreleasePool {
  public:
   NSAutoreleasePool();

@@ -6,21 +6,22 @@
 
 namespace tessary {
 
-// Registers the information dictionary of the running program. Called once by the program's entry
-// routine; without it the main bundle has no information.
+// Sets the information dictionary of the running program. The program's entry point calls this
+// once; until then the main bundle has no information.
 void SetMainBundleInfoDictionary(std::map<std::string, std::string> info);
 
-// The value of `key` in the main bundle's information dictionary, or none.
+// Returns the value of `key` in the main bundle's information dictionary, or none.
 std::optional<std::string> CFBundleGetValueForInfoDictionaryKey(const std::string& key);
 
 // A folder opened as a bundle.
 class NSBundle {
  public:
-  // The bundle at the absolute `path`, or none where there is no folder.
+  // Returns the bundle at the absolute `path`, or none if there is no folder. Links are followed.
   static std::optional<NSBundle> BundleWithPath(const std::string& path);
 
-  // The path of the bundle's resources, links resolved: Contents/Resources, or Resources where the
-  // bundle has no Contents; none where there is no such folder.
+  // Returns the absolute path, without links, of the bundle's resources folder:
+  // Contents/Resources, or Resources if the bundle has no Contents folder. Returns none if there is
+  // no such folder.
   std::optional<std::string> ResourcePath() const;
 
  private:

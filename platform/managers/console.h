@@ -5,10 +5,11 @@
 
 namespace tessary {
 
-// The number of columns of the terminal on standard error; none where that is no terminal.
+// Returns the number of columns of the terminal on standard error, or none if standard error is not
+// a terminal.
 std::optional<int> GetConsoleColumns();
 
-// Writes bytes to the terminal on standard error as they are.
+// Writes bytes unchanged to the terminal on standard error. A failure is ignored.
 void WriteToConsole(std::string_view bytes);
 
 }  // namespace tessary

@@ -6,7 +6,7 @@
 #include "platform/managers/events.h"
 #include "platform/managers/status.h"
 
-// Controls of a window. Every function takes a null control and does nothing with it.
+// Controls of a window. Every function accepts a null control and then does nothing.
 namespace tessary {
 
 struct ControlID {
@@ -18,26 +18,28 @@ struct ControlID {
 
 inline constexpr OSType kControlStaticTextCFStringTag = FourCharCode("cfst");
 
-// One control, made and owned by its window.
+// One control. Its window creates and owns it.
 class Control {
  public:
   virtual ~Control() = default;
 
-  // The text that it shows, UTF-8. It is on the screen after the next Draw, or when the event loop
-  // comes round.
+  // Sets the text that the control shows, UTF-8. It appears on the screen at the next Draw, or in
+  // the next iteration of the event loop.
   virtual void SetText(const std::string& text) = 0;
   virtual void Draw() = 0;
   virtual void SetVisible(bool isVisible) = 0;
   virtual void SetEnabled(bool isEnabled) = 0;
 
-  // A check box has 0 or 1, a pop-up menu the number of its item, counted from 1.
+  // The value of a check box is 0 or 1; that of a pop-up menu is the number of the chosen item,
+  // counted from 1.
   virtual void SetValue(int32_t value) = 0;
   virtual int32_t GetValue() const = 0;
 };
 
 using ControlRef = Control*;
 
-// Sets the text of a static text control. Answers noErr, paramErr (no control, or another tag).
+// Sets the text of a static text control, UTF-8. Returns noErr; paramErr (no control, or a tag
+// other than kControlStaticTextCFStringTag).
 inline Status SetControlData(ControlRef control, OSType tag, const std::string& text) {
   if (control == nullptr || tag != kControlStaticTextCFStringTag) return paramErr;
   control->SetText(text);
@@ -68,6 +70,7 @@ inline void SetControl32BitValue(ControlRef control, int32_t value) {
   if (control != nullptr) control->SetValue(value);
 }
 
+// Returns the control's value, or 0 if there is no control.
 inline int32_t GetControl32BitValue(ControlRef control) {
   return control != nullptr ? control->GetValue() : 0;
 }

@@ -14,7 +14,7 @@ namespace tessary {
 
 inline constexpr OSType kDragFlavorTypeHFS = FourCharCode("hfs ");
 
-// The contents of the flavor 'hfs ', 80 bytes.
+// The data of the flavor 'hfs '.
 struct HFSFlavor {
   OSType fileType = 0;
   OSType fileCreator = 0;
@@ -22,26 +22,29 @@ struct HFSFlavor {
   FSSpec fileSpec;
 };
 
-// A drag that is over a window or has been dropped on it. Items are counted from 1 and live as long
-// as the drag's handlers run.
+// A drag that is over a window or has been dropped on it. Items are counted from 1. They are valid
+// only while a handler of the drag runs.
 class Drag {
  public:
   virtual ~Drag() = default;
 
-  // Answers noErr, or the failure to tell what is dragged. Written on success only.
+  // Counts the dragged items. Returns noErr, or the status with which the drag's contents could not
+  // be read. `*count` is written on success only.
   virtual Status CountDragItems(size_t* count) const = 0;
 
-  // True when the item has the flavor: it is a file or folder on this machine.
+  // Returns true if the item has the flavor. It has 'hfs ' if it is a file or folder on this
+  // machine.
   virtual bool HasFlavor(size_t item, OSType flavor) const = 0;
 
-  // Reads the flavor 'hfs ' of the item. Answers noErr, badDragFlavorErr (the item has none, or
-  // there is no such item). Written on success only.
+  // Reads the flavor 'hfs ' of the item. Returns noErr; badDragFlavorErr (no such item, or it does
+  // not have the flavor). `*flavor` is written on success only.
   virtual Status GetFlavorData(size_t item, HFSFlavor* flavor) const = 0;
 };
 
-// A drag that comes over the window sends kEnterHandler; where that is answered with noErr,
-// kEnterWindow, kInWindow as it moves, and kLeaveWindow and kLeaveHandler when it goes. A drop
-// sends the last two as well, and then asks the receive handler.
+// The messages to a tracking handler. A drag that enters the window sends kEnterHandler. If the
+// handler returns noErr, it receives kEnterWindow, then kInWindow on each movement, then
+// kLeaveWindow and kLeaveHandler. A drop sends the last two as well, and then calls the receive
+// handler.
 enum class DragTrackingMessage : int16_t {
   kEnterHandler = 1,
   kEnterWindow = 2,
@@ -50,7 +53,7 @@ enum class DragTrackingMessage : int16_t {
   kLeaveHandler = 5,
 };
 
-// A rectangle in a window's own coordinates, in its units.
+// A rectangle in a window's own coordinates, in logical pixels.
 struct Rect {
   int32_t left = 0;
   int32_t top = 0;
@@ -62,6 +65,7 @@ struct Rect {
 
 class Window;
 
+// The handlers return noErr to accept the drag or the drop; any other status rejects it.
 using DragTrackingHandler = std::function<Status(DragTrackingMessage, Window*, const Drag&)>;
 using DragReceiveHandler = std::function<Status(Window*, const Drag&)>;
 

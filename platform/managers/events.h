@@ -13,7 +13,7 @@
 #include "platform/managers/pasteboard.h"
 #include "platform/managers/status.h"
 
-// Events of the windows, menus and controls, and the targets that handle them.
+// Events of windows, menus and controls, and the targets that handle them.
 namespace tessary {
 
 inline constexpr OSType kEventClassCommand = FourCharCode("cmds");
@@ -25,12 +25,12 @@ inline constexpr OSType kEventParamDirectObject = FourCharCode("----");
 inline constexpr OSType kEventParamServiceMessageName = FourCharCode("svmg");
 inline constexpr OSType kEventParamPasteboardRef = FourCharCode("pbrd");
 
-// What a menu item or a control asks for.
+// The command of a menu item or a control.
 struct HICommand {
   OSType commandID = 0;
 };
 
-// A parameter's value: of type 'hcmd', 'cfst' (UTF-8) or 'pbrd'.
+// The value of a parameter: type 'hcmd', 'cfst' (UTF-8) or 'pbrd'.
 using EventParameter = std::variant<HICommand, std::string, PasteboardRef>;
 
 struct Event {
@@ -39,8 +39,9 @@ struct Event {
   std::map<OSType, EventParameter> parameters;
 };
 
-// Reads a parameter of the type that `*value` has. Answers noErr, eventParameterNotFoundErr (none
-// of that name, or of another type), paramErr (no out-argument). Written on success only.
+// Reads a parameter of the type of `*value`. Returns noErr; eventParameterNotFoundErr (no parameter
+// of that name, or one of another type); paramErr (no out-argument). `*value` is written on success
+// only.
 template <typename Value>
 Status GetEventParameter(const Event& event, OSType name, Value* value) {
   if (value == nullptr) return paramErr;
@@ -52,26 +53,28 @@ Status GetEventParameter(const Event& event, OSType name, Value* value) {
   return noErr;
 }
 
-// Handles an event: answers noErr when it is done with, eventNotHandledErr to let it pass on.
+// Handles an event. Returns eventNotHandledErr to pass the event on to the next handler; any other
+// status ends the event, noErr meaning success.
 using EventHandler = std::function<Status(const Event&)>;
 
-// Something that events are sent to, with its handlers. Copies share their handlers, so that a
-// handler may end the thing that its target belongs to.
+// A list of handlers to which events are sent. Copies share the handlers, so that a handler may
+// destroy the object that owns the target.
 class EventTarget {
  public:
-  // Installs a handler for one class and kind. It is asked before those installed earlier.
-  // Answers noErr, paramErr (no handler).
+  // Installs a handler for one event class and kind. It is called before handlers that were
+  // installed earlier. Returns noErr; paramErr (an empty handler).
   Status InstallHandler(OSType eventClass, uint32_t eventKind, EventHandler handler) {
     if (!handler) return paramErr;
     handlers_->push_back({eventClass, eventKind, std::move(handler)});
     return noErr;
   }
 
-  // Asks the handlers for the event's class and kind until one answers other than
-  // eventNotHandledErr, and gives that answer; eventNotHandledErr where none does.
+  // Calls the handlers of the event's class and kind, last installed first, until one returns a
+  // status other than eventNotHandledErr. Returns that status, or eventNotHandledErr if there is
+  // none. Works on a copy of the list, because a handler may install another one.
   Status Send(const Event& event) const {
-    const std::vector<Entry> asked = *handlers_;
-    for (auto entry = asked.rbegin(); entry != asked.rend(); ++entry) {
+    const std::vector<Entry> handlers = *handlers_;
+    for (auto entry = handlers.rbegin(); entry != handlers.rend(); ++entry) {
       if (entry->eventClass != event.eventClass || entry->eventKind != event.eventKind) continue;
       const Status status = entry->handler(event);
       if (status != eventNotHandledErr) return status;

@@ -9,7 +9,8 @@
 
 namespace tessary {
 
-// An instant: seconds since 1970-01-01 00:00 UTC, and nanoseconds of the second (0..999,999,999).
+// An instant: whole seconds since 1970-01-01 00:00 UTC, rounded down, and nanoseconds within that
+// second (0..999,999,999).
 struct Timestamp {
   int64_t seconds = 0;
   uint32_t nanoseconds = 0;
@@ -19,11 +20,14 @@ struct Timestamp {
 
 enum class DateAttribute { NSFileModificationDate, NSFileCreationDate };
 
-// The date of the object at `path`, a link being dated by its target; none where the object, the
-// target or the date is missing. The creation date is the one carried in the attribute
-// "user.tessary.creation-date" when there is one, else the one that a file server or a driver has
-// kept of it, else the file system's own. `*status`, where it is given, is noErr whether there is a
-// date or not, and else why that could not be found out.
+// Returns a date of the object at the absolute `path`; a link is followed. Returns none if the
+// object, the link's target or the date does not exist. The creation date is the first that exists
+// of: the attribute "user.tessary.creation-date", the date that a file server or a driver keeps,
+// the filesystem's birth time.
+//
+// `status` may be null. `*status` is always written: noErr if the question is answered, also if
+// there is no date; otherwise the reason why the object could not be read, and then none is
+// returned.
 std::optional<Timestamp> CopyFileDateAtPath(const std::string& path, DateAttribute attribute,
                                             Status* status = nullptr);
 

@@ -10,16 +10,16 @@
 #include "platform/managers/status.h"
 
 // The File Manager: references to files and folders, catalog queries, listings, and the operations
-// that change the tree.
+// that create, move, copy and delete.
 //
-// Names are UTF-16 catalog names. A POSIX name's ":" is "/" in the catalog name and the other way
-// round; bytes that are not UTF-8 appear as the lone surrogates U+DC80..U+DCFF and come back as the
-// same bytes. Paths are POSIX paths, absolute, in the bytes that the file system holds.
+// Names are UTF-16 catalog names. A ":" in a POSIX name is "/" in the catalog name, and the other
+// way round. Bytes that are not UTF-8 become the lone surrogates U+DC80..U+DCFF and convert back to
+// the same bytes. Paths are absolute POSIX paths, in the bytes that the filesystem stores.
 //
-// Every operation that takes a reference checks that the object found under its name is still the
-// object that the reference was made of; another object there is answered like none (fnfErr).
-// Besides the statuses named at each operation, every one may answer what the file system reports:
-// afpAccessDenied, dskFulErr, wPrErr, ioErr, tmfoErr, memFullErr, errFSBadFSRef.
+// Every function that takes a reference checks that the object found under its name is still the
+// object that the reference was made from. If another object has the name, the function fails with
+// fnfErr, as if there were none. Besides the statuses listed at a function, each may return a
+// filesystem error: afpAccessDenied, dskFulErr, wPrErr, ioErr, tmfoErr, memFullErr, errFSBadFSRef.
 //
 // What a Mac keeps of an item on a volume that has no place for it is a file beside it, its
 // sidecar, of the item's name with "._" before it. Listings show sidecars like other files. Moving,
@@ -28,14 +28,17 @@
 // for none. A sidecar without its item is left where it is.
 namespace tessary {
 
-// Designates one existing file or folder. Copied by value and kept in plain arrays; compared only
-// with FSCompareFSRefs and tested with FSIsFSRefValid. All bytes zero means "no object".
+// A reference to one existing file or folder: its identity and the way to it. Trivially copyable
+// and owned by its holder; valid at least until the NSAutoreleasePool in which it was made is
+// released. Compare references only with FSCompareFSRefs; test them with FSIsFSRefValid. All bytes
+// zero means "no object".
 struct FSRef {
   alignas(8) unsigned char hidden[80] = {};
 };
 static_assert(sizeof(FSRef) == 80);
 
-// The older-style file specification: a token of a reference, valid within this process.
+// The older-style file specification: a number that stands for a path and an identity. Valid for
+// the lifetime of this process.
 struct FSSpec {
   unsigned char hidden[70] = {};
 };
@@ -57,13 +60,19 @@ struct ExtendedFileInfo {
 };
 
 inline constexpr uint16_t kIsInvisible = 0x4000;  // Finder flag: not shown to the user
-inline constexpr uint16_t kHasBundle = 0x2000;    // Finder flag: a folder that is one item
+inline constexpr uint16_t kHasBundle = 0x2000;    // Finder flag: the folder is a package
 
-// A step over one item. While it lasts, an object that has been looked at in it is not looked at
-// again: whether it is there, what it is, its attributes, and the paths, URLs and references made
-// of it come from what was seen first. What changes an object (moving, deleting) looks again by
-// itself, and refuses one that is no longer the one meant; FSTryFastMove takes it as seen, and
-// copying looks once it has it open. Of steps within one another only the innermost saves anything.
+// A scope within which stats of objects are cached. The first question about an object costs a
+// system call; later questions within the scope (whether it exists, its kind, dates and attributes,
+// its path, URL or a new reference to it) are answered from the cached stat. The engine opens one
+// scope per item, in which it needs the same few objects several times.
+//
+// A cached stat may be out of date, so an operation that changes an object does not rely on it:
+// moving and deleting stat the object again, and copying checks it once it is open; they fail with
+// fnfErr if it was replaced. Only FSTryFastMove trusts the cached stat. The operations remove from
+// the cache what they change.
+//
+// Scopes may be nested. Each begins with an empty cache, and the cache is empty after each ends.
 class FSStatCacheScope {
  public:
   FSStatCacheScope();
@@ -72,7 +81,7 @@ class FSStatCacheScope {
   FSStatCacheScope& operator=(const FSStatCacheScope&) = delete;
 };
 
-// What a catalog query asks for; the values combine.
+// The fields that a catalog query reads, as a bit mask.
 using FSCatalogInfoBitmap = uint32_t;
 inline constexpr FSCatalogInfoBitmap kFSCatInfoNone = 0x0;
 inline constexpr FSCatalogInfoBitmap kFSCatInfoNodeFlags = 0x2;
@@ -81,7 +90,7 @@ inline constexpr FSCatalogInfoBitmap kFSCatInfoFinderInfo = 0x800;
 inline constexpr FSCatalogInfoBitmap kFSCatInfoFinderXInfo = 0x1000;
 
 inline constexpr uint16_t kFSNodeIsDirectoryMask = 0x10;
-inline constexpr uint32_t kFSRootNodeID = 2;  // the root folder of a volume, and nothing else
+inline constexpr uint32_t kFSRootNodeID = 2;  // "/" and every mount point, and nothing else
 
 struct FSCatalogInfo {
   uint16_t nodeFlags = 0;
@@ -90,44 +99,44 @@ struct FSCatalogInfo {
   ExtendedFileInfo extFinderInfo;
 };
 
-// Asks the catalog about the object of `ref`, for no more than what is wanted: the fields of
-// `whichInfo` go to `info`, and the name, the file specification and the parent folder are worked
-// out only where their out-argument is not null. With nothing wanted the query only tells whether
-// the object is there. The parent of a volume's root folder is that of the folder it is mounted on;
-// of "/" it is the all-zero reference.
-// Answers noErr, fnfErr (no such object), or paramErr (`whichInfo` wants fields and `info` is
-// null). Nothing is written on failure.
+// Reads what the arguments request about the object of `ref`, and no more: the fields of
+// `whichInfo` into `*info`, and the name, the file specification and the parent folder into those
+// of the other out-arguments that are not null. Other fields of `*info` are unchanged. If nothing
+// is requested, the query only checks that the object exists. The parent of a mount point is the
+// folder that contains it; the parent of "/" is the all-zero reference. Returns noErr; fnfErr (no
+// such object); paramErr (`whichInfo` requests fields and `info` is null, or the all-zero
+// reference). Nothing is written on failure.
 Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatalogInfo* info,
                         std::u16string* name, FSSpec* spec, FSRef* parent);
 
-// False where the object of `ref` is known to be no folder without asking the file system, because
-// it was none when the reference was made, and no object changes its kind.
+// Returns false if the object of `ref` is certainly not a folder: it was a file or a link when the
+// reference was made, and no object changes its kind. Makes no system call.
 bool FSMayBeFolder(const FSRef& ref);
 
-// True when `ref` designates an existing object that is still the one it was made of.
+// Returns true if the object of `ref` exists and is still the one that the reference was made from.
 bool FSIsFSRefValid(const FSRef& ref);
 
-// True when the object of `ref` is gone from where it was and nothing is amiss with that: a "._"
-// file has gone where the item went that it belongs to, and is gone too; and what a change of
-// objects hides is there only while it is made, and after one that was interrupted until it is
-// swept.
+// Returns true if the name of `ref` no longer exists and that is expected: it was a temporary file,
+// which exists only during a change or, after an interrupted one, until it is cleaned up; or it was
+// a sidecar whose item is gone too, because both move together. False if the folder cannot be read.
 bool FSIsDisappearanceExpected(const FSRef& ref);
 
-// noErr exactly when both designate the same object, however they were reached; otherwise
-// errFSRefsDifferent (also where either is the all-zero reference).
+// Compares identities; makes no system call. Returns noErr if both references designate the same
+// object, by whatever path or hard link it was reached; otherwise errFSRefsDifferent, also if
+// either is the all-zero reference.
 Status FSCompareFSRefs(const FSRef& first, const FSRef& second);
 
-// The state of one iteration over a folder's direct children. Owned by the caller; closing is
-// dropping it, or FSCloseIterator.
+// The state of one iteration over a folder's direct children. The caller owns it; FSCloseIterator
+// or its destruction closes it.
 class FSIteratorState;
 struct FSIteratorDeleter {
   void operator()(FSIteratorState* state) const;
 };
 using FSIterator = std::unique_ptr<FSIteratorState, FSIteratorDeleter>;
 
-// Opens a flat iteration over the children of `folder`, invisible ones included, in the order in
-// which the file system hands them out. `*iterator` is set on success only.
-// Answers noErr, paramErr (no out-argument), errFSNotAFolder, fnfErr.
+// Begins an iteration over the direct children of `folder`, including invisible ones, in the order
+// in which the filesystem lists them. `*iterator` is written on success only. Returns noErr;
+// paramErr (no out-argument, or the all-zero reference); errFSNotAFolder; fnfErr.
 Status FSOpenIterator(const FSRef& folder, FSIterator* iterator);
 
 // Delivers up to `maximum` references into the caller's array `refs` and their number into
@@ -138,17 +147,19 @@ Status FSOpenIterator(const FSRef& folder, FSIterator* iterator);
 Status FSGetCatalogInfoBulk(FSIteratorState& iterator, size_t maximum, size_t* actual,
                             bool* containerChanged, FSRef* refs);
 
-// Ends the iteration and empties `*iterator`. Answers noErr, paramErr (no iterator).
+// Ends the iteration and empties `*iterator`. Returns noErr; paramErr (no iterator).
 Status FSCloseIterator(FSIterator* iterator);
 
 // Makes the reference of the object named `name` in the folder `parent`; a link is not followed.
-// Answers noErr, fnfErr (none of that name), bdNamErr (the names "", "." and "..", one with NUL,
-// one that does not convert or is too long for the volume), errFSNotAFolder (`parent` is none),
-// paramErr. On failure `*child` is all zero.
+// Returns noErr; fnfErr (no such name, or `parent` is gone); bdNamErr (the names "", "." and "..",
+// a name with NUL, one that cannot be converted or is too long); errFSNotAFolder (`parent`);
+// paramErr (no out-argument, or `parent` is the all-zero reference). On failure `*child` is all
+// zero.
 Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* child);
 
-// Makes a folder named `name` in `parent`. Answers noErr, dupFNErr, bdNamErr, errFSNotAFolder,
-// fnfErr, paramErr. On failure `*folder` is all zero and nothing was made.
+// Creates a folder named `name` in `parent`. Returns the statuses of FSMakeFSRefUnicode, where
+// fnfErr means that `parent` is gone, and dupFNErr (the name exists). On failure `*folder` is all
+// zero, and nothing was created unless the new folder could not be read afterwards.
 Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, FSRef* folder);
 
 // True when no object of that name need be in `folder`, and yet the next one that gets the name
@@ -156,41 +167,54 @@ Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, F
 // seen in any folder of the run, and false where it cannot be told.
 bool FSHasOrphanedSidecar(const FSRef& folder, std::u16string_view name);
 
-// Moves the object of `source` into `folder`, under `newName` or, where that is null, under its own
-// name; across volumes too. Nothing is ever overwritten, and the object is at all times whole under
-// its old name or its new one. `*target` is the moved object's reference, set on success only.
-// Answers noErr, dupFNErr (the name, or that of the sidecar, is taken), badMovErr (a folder into
-// itself), bdNamErr, errFSNotAFolder, fnfErr, paramErr (across volumes: an object that is no file,
-// folder or link), diffVolErr (across volumes: a folder in which another volume is mounted),
-// fBsyErr (across volumes: the object keeps changing, or has changed since it was copied). On
-// failure the object is where it was, unless across volumes another one has got its name meanwhile:
-// then both are whole, and the log tells what this one is called.
+// Moves the object of `source` into `folder`, under `newName` or, if that is null, under its own
+// name; across filesystems too. Never replaces an existing object. At every moment the object is
+// complete under its old or its new name. `*target` is a reference to the moved object, written on
+// success only. Returns:
+//
+//   noErr
+//   dupFNErr         the new name, or that of the sidecar, exists
+//   badMovErr        a folder into itself
+//   bdNamErr         as for FSMakeFSRefUnicode
+//   errFSNotAFolder  `folder`
+//   fnfErr           `source` or `folder` is gone
+//   paramErr         no out-argument; `source` is "/" or the all-zero reference; across
+//   filesystems:
+//                    not a regular file, folder or link
+//   diffVolErr       across filesystems: another filesystem is mounted inside the folder
+//   fBsyErr          across filesystems: the object kept changing, or changed after it was copied
+//
+// On failure the object is where it was. One exception: if, across filesystems, another object took
+// the old name meanwhile, both are kept, and the log says under which name this object is.
 Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target);
 
-// Moves what is no folder in the same way and under its own name, but only where one rename does it
-// and nothing has to be decided: not across volumes, and not with a sidecar. An object that was
-// seen in the step under way is not looked at again: what has got its name since is moved in its
-// stead, as it would be by whoever makes the reference anew, and `*target` then designates nothing.
-// On any failure nothing has been changed, and FSMoveObjectSync tells what is the matter.
+// The fast path of FSMoveObjectSync: one rename, under the object's own name. It does not apply to
+// folders, across filesystems, or if a sidecar is involved. Within an FSStatCacheScope the cached
+// stat is trusted: if another object took the name since, that one is moved, as if the caller had
+// just made the reference, and `*target` is then not valid. Returns noErr, and `*target` is
+// written; any other status means that nothing was changed, and the caller uses FSMoveObjectSync,
+// which returns the definite status.
 Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target);
 
-// Copies the object of `source` into `folder` in the same way. The copy is complete, with
-// attributes, mode and dates but without the object's own comment, before it bears its name.
-// The statuses are those of FSMoveObjectSync across volumes, on the object's own as well. On
-// failure nothing is left behind.
+// Copies the object of `source` into `folder`, under `newName` or, if that is null, under its own
+// name. Never replaces an existing object. The copy gets its name only when it is complete, with
+// contents, attributes, mode and dates. The object's own comment is not copied. `*target` is a
+// reference to the copy, written on success only. Returns the statuses of FSMoveObjectSync across
+// filesystems, also within one. On failure nothing remains of the copy.
 Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target);
 
-// Copies a file in the same way and under its own name, but only where nothing has to be decided
-// and little is lost by trying: a small one, and not with a sidecar. On any failure nothing is left
-// behind, and FSCopyObjectSync tells what is the matter.
+// The fast path of FSCopyObjectSync for a small regular file, under its own name. It does not apply
+// if a sidecar is involved. Returns noErr, and `*target` is written; any other status means that
+// nothing remains of a copy, and the caller uses FSCopyObjectSync, which returns the definite
+// status.
 Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target);
 
-// Deletes the object, and never another one that has got its name: a file, a link, or a folder that
-// is empty. A folder that has not been listed yet is looked through for a sidecar once. Answers
-// noErr, fBsyErr (a folder that is not empty, or another object got the name at this moment),
-// fnfErr.
+// Deletes a file, a link or an empty folder; never another object that has taken its name. If the
+// containing folder has not been listed yet, it is scanned once for sidecars. Returns noErr;
+// fBsyErr (a folder that is not empty, "/", or another object took the name during the call);
+// fnfErr; paramErr (the all-zero reference).
 Status FSDeleteObject(const FSRef& ref);
 
 // Deletes from the folder what a run that died in the middle has left there, half made or half
@@ -198,28 +222,32 @@ Status FSDeleteObject(const FSRef& ref);
 // deleted stays, and nothing is reported: it is a favour, not a condition.
 void FSRecoverFolder(const FSRef& folder);
 
-// Writes the object's path and a terminating zero into `buffer`, of `size` bytes. Answers noErr,
-// fnfErr, paramErr (no buffer, or the all-zero reference), bdNamErr (the path does not fit).
-// On failure the buffer is untouched.
+// Writes the object's path and a terminating zero into `buffer`, of `size` bytes. Returns noErr;
+// fnfErr; paramErr (no buffer, or the all-zero reference); bdNamErr (the path does not fit). On
+// failure the buffer is unchanged.
 Status FSRefMakePath(const FSRef& ref, char* buffer, size_t size);
 
-// Makes the reference of the object at the absolute `path`. The last component is not followed when
-// it is a link. Answers noErr, fnfErr, dirNFErr, bdNamErr, paramErr (no or no absolute path, no
+// Makes the reference of the object at the absolute `path`. A link in the last component is not
+// followed. Returns noErr; fnfErr; dirNFErr; bdNamErr; paramErr (no path, a relative path, or no
 // out-argument). On failure `*ref` is all zero.
 Status FSPathMakeRef(const char* path, FSRef* ref);
 
-// Makes a reference from a file specification that FSGetCatalogInfo wrote in this process.
-// Answers noErr, fnfErr, paramErr (not such a specification). On failure `*ref` is all zero.
+// Makes a reference from a file specification that FSGetCatalogInfo wrote in this process. Returns
+// noErr; fnfErr (the object is gone or another one has its path); paramErr (not a file
+// specification, or no out-argument); otherwise a status of FSPathMakeRef. On failure `*ref` is all
+// zero.
 Status FSpMakeFSRef(const FSSpec& spec, FSRef* ref);
 
-// Removes the name at `path` when it is that of no folder. Answers 0, or the errno of the failure.
-// A path that FSRefMakePath wrote is looked up in the folder that it was written for.
+// Deletes the file or link at the absolute `path`. The name is looked up in the folder that the run
+// knows by that path, and never in another folder that has taken the path. Returns 0, or the errno
+// of the failure, EISDIR for a folder.
 int PosixUnlink(const char* path);
 
-// Turns a path that a person named (relative, through links, with "." and "..") into the absolute
-// path of the object that it leads to; links are followed here and nowhere else.
-// Answers noErr, fnfErr, dirNFErr, bdNamErr (too long), ioErr (a loop of links), afpAccessDenied,
-// paramErr (an empty path). `*resolved` is set on success only.
+// Resolves a path given by the user, which may be relative and contain links, "." and "..". Writes
+// the absolute path, without links, of the object that it leads to. Use it once for each such path;
+// the other functions do not follow a link in the last component. Returns noErr; fnfErr; dirNFErr;
+// bdNamErr (too long); ioErr (a loop of links); afpAccessDenied; paramErr (an empty path).
+// `*resolved` is written on success only.
 Status ResolveNamedPath(const std::string& path, std::string* resolved);
 
 }  // namespace tessary

@@ -6,10 +6,10 @@
 
 namespace tessary {
 
-using OSType = uint32_t;  // a four-character code, the first character the most significant
+using OSType = uint32_t;  // a four-character code; the first character is the most significant byte
 
-// The code of up to four characters, short ones padded with blanks; 0 for none. Further characters
-// are left out.
+// Returns the code of the first four characters of `text`. A shorter text is padded with spaces;
+// the empty text gives 0.
 constexpr OSType PaddedFourCharCode(std::string_view text) {
   OSType code = 0;
   for (size_t i = 0; i < 4 && !text.empty(); ++i) {
@@ -18,7 +18,7 @@ constexpr OSType PaddedFourCharCode(std::string_view text) {
   return code;
 }
 
-// The code of four characters: FourCharCode("cmds") is 'cmds'.
+// Returns the code of exactly four characters: FourCharCode("cmds") is 'cmds'.
 consteval OSType FourCharCode(const char (&text)[5]) { return PaddedFourCharCode({text, 4}); }
 
 }  // namespace tessary

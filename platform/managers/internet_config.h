@@ -8,7 +8,7 @@
 
 #include "platform/managers/status.h"
 
-// The Internet Config service: the user's table of file mappings.
+// The Internet Config service: the table that maps file-name extensions to file types.
 namespace tessary {
 
 struct ICMapEntry {
@@ -19,7 +19,7 @@ struct ICMapEntry {
 // The mapping table as a preference value, owned by the caller.
 using ICMapHandle = std::vector<ICMapEntry>;
 
-// One use of the service. Stopped by ICStop or by dropping it.
+// One use of the service. Ends with ICStop, or with the instance's lifetime.
 struct ICInstance {
   uint32_t signature = 0;
   bool isStarted = false;
@@ -28,36 +28,37 @@ struct ICInstance {
 
 enum class ICPerm { icReadOnlyPerm = 1 };
 
-// Starts an instance for the application of that signature. Answers noErr, paramErr.
+// Starts an instance for the application with that signature. Returns noErr; paramErr (no
+// instance).
 Status ICStart(ICInstance* instance, uint32_t signature);
 
-// Begins access to the preferences. Answers noErr, paramErr (an instance that was not started).
+// Begins access to the preferences. Returns noErr; paramErr (an instance that was not started).
 Status ICBegin(ICInstance* instance, ICPerm permission);
 
-// Reads the preference "Mapping": the built-in table of classic types, then the lines of the user's
-// file in their order. A line that cannot be read is skipped.
-// Answers noErr, fnfErr (another preference), paramErr (no access begun, or no out-argument).
-// `*mapping` is written on success only.
+// Reads the preference "Mapping": the built-in table of classic types, followed by the lines of the
+// user's file in their order. A malformed line is skipped. Returns noErr; fnfErr (another
+// preference); paramErr (access has not begun, or no out-argument). `*mapping` is written on
+// success only.
 Status ICGetPrefHandle(const ICInstance& instance, std::string_view preference,
                        ICMapHandle* mapping);
 
-// The number of entries. Answers noErr, paramErr (no out-argument).
+// Counts the entries. Returns noErr; paramErr (no out-argument).
 Status ICCountMapEntries(const ICMapHandle& mapping, size_t* count);
 
-// The entry at `index`, counted from 1. Answers noErr, paramErr (index out of range, or no
+// Reads the entry at `index`, counted from 1. Returns noErr; paramErr (index out of range, or no
 // out-argument). `*entry` is written on success only.
 Status ICGetIndMapEntry(const ICMapHandle& mapping, size_t index, ICMapEntry* entry);
 
-// Ends the access. Answers noErr, paramErr (none begun).
+// Ends access to the preferences. Returns noErr; paramErr (access has not begun).
 Status ICEnd(ICInstance* instance);
 
-// Ends the use. Answers noErr, paramErr (not started).
+// Ends use of the instance. Returns noErr; paramErr (an instance that was not started).
 Status ICStop(ICInstance* instance);
 
-// The lines of the user's mapping file that cannot be read, each as one sentence that names the
-// file, the line number, what is wrong and what is expected; beyond twenty of them, one sentence
-// for the rest. One sentence when the file as a whole cannot be read. Empty when all is well or
-// there is no file. For the program's front, which tells the user; the service itself stays silent.
+// Describes the malformed lines of the user's mapping file, for the front end to print; the service
+// itself reports nothing. Each description names the file, the line number, the problem and the
+// expected form. After twenty lines, one more description covers the rest. A file that cannot be
+// read gives one description. Empty if there is no problem or no file.
 std::vector<std::string> DescribeBadMappingLines();
 
 }  // namespace tessary

@@ -18,15 +18,17 @@ struct LSItemInfoRecord {
   uint32_t flags = 0;
 };
 
-// Tells what the item is. A folder is a package by its extension or its Finder flags; a package
-// with the extension "app", or any item of file type APPL, is an application; a link is neither.
-// Answers noErr, paramErr (no out-argument, or a request for no flags), or the status with which
-// the item could not be read. `*info` is written on success only.
+// Classifies the item. A folder is a package if its extension or its Finder flags say so. A package
+// with the extension "app", and any item of file type APPL, is an application. A link is not
+// followed and is none of these. Returns noErr; paramErr (no out-argument, no flags requested, or
+// the all-zero reference); fnfErr (the object is gone or another one has its name); otherwise a
+// filesystem error. `*info` is written on success only.
 Status LSCopyItemInfoForRef(const FSRef& item, uint32_t whichInfo, LSItemInfoRecord* info);
 
-// The name under which the item is shown to the user: its name in the file system, byte for byte,
-// and "/" for the root. Answers noErr, paramErr (no out-argument), or the status with which the
-// item could not be found. Written on success only.
+// Reads the name that the user sees: the item's name in the filesystem, byte for byte, or "/" for
+// the root. Returns noErr; paramErr (no out-argument, or the all-zero reference); fnfErr (the
+// object is gone or another one has its name); otherwise a filesystem error. `*name` is written on
+// success only.
 Status LSCopyDisplayNameForRef(const FSRef& item, std::string* name);
 
 }  // namespace tessary

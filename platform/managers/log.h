@@ -6,22 +6,23 @@
 
 namespace tessary {
 
-// Writes one message to the system log: a line on standard error with the time, the program's name
-// and its process number before it. Control characters are written as escapes, so that a message is
-// always one line. A failure to write is not reported: there is nowhere to report it.
+// Writes one line to the log on standard error: the local time, the program's name, its process
+// number and the message. Control characters are escaped, so that a message is always one line. A
+// write error is ignored, because it cannot be reported anywhere.
 void NSLog(std::string_view message);
 
-// Called around the writing of each log line, so that a terminal's status line can make way for it.
+// Called before and after each log line, so that a terminal's progress line can be cleared and
+// redrawn.
 struct LogLineHooks {
   std::function<void()> before;
   std::function<void()> after;
 };
 
-// Registers the hooks; an empty record removes them.
+// Sets the hooks; empty functions remove them.
 void SetLogLineHooks(LogLineHooks hooks);
 
-// The text of a message as it is written: control characters (C0, DEL and C1) as \n, \t, \x1b and
-// the like, everything else as it stands.
+// Returns the message as NSLog writes it: control characters (C0, DEL and C1) as escapes such as
+// \n, \t and \x1b, everything else unchanged.
 std::string EscapeControlCharacters(std::string_view message);
 
 }  // namespace tessary

@@ -13,14 +13,14 @@ namespace tessary {
 
 inline constexpr char kUTTypeFileURL[] = "public.file-url";
 
-// What a request from another program carries: items, each with its data in one or more flavors.
+// The data of a request from another program: items, each in one or more flavors.
 struct Pasteboard {
   using Item = std::map<std::string, std::string>;  // flavor to data
 
   std::vector<Item> items;
 };
 
-// Shared by the events that carry it.
+// Shared ownership: several events may hold the same pasteboard.
 using PasteboardRef = std::shared_ptr<const Pasteboard>;
 
 }  // namespace tessary

@@ -6,37 +6,39 @@
 #include <string_view>
 #include <variant>
 
-// The preferences of the application's own domain: typed values under string keys, kept in one
-// file that other programs may change at any time.
+// The preferences of the application: typed values under string keys, stored in one file that other
+// programs may change at any time.
 namespace tessary {
 
-// A stored value of a type that the system has no use for (a float, a date, an array, a table).
+// A stored value of a type that the application does not use (a float, a date, an array, a table).
 struct UnsupportedPreferenceValue {
   bool operator==(const UnsupportedPreferenceValue&) const = default;
 };
 
 using CFPropertyList = std::variant<bool, int64_t, std::string, UnsupportedPreferenceValue>;
 
-// The value of `key`, or none where it is absent or the file cannot be read. A value laid over the
-// file comes first. Reads the file as it was at the last synchronise (or at the first use).
+// Returns the value of `key`, or none if it is absent or the file cannot be read. An override comes
+// first, then a value that was set but not yet written, then the file as it was at the last
+// synchronisation (or at the first use).
 std::optional<CFPropertyList> CFPreferencesCopyAppValue(std::string_view key);
 
-// Sets the value of `key`, or removes it where there is none. It is seen by reads at once and
-// written by the next CFPreferencesAppSynchronize.
+// Sets the value of `key`; no value removes the key. Later reads return the new value. The next
+// CFPreferencesAppSynchronize writes it to the file.
 void CFPreferencesSetAppValue(const std::string& key, const std::optional<CFPropertyList>& value);
 
-// Writes what was set since the last call, then reads the file again where it has changed. True
-// when both worked. When writing failed what was set is forgotten, and the file is as it was.
+// Writes the values set since the last call, then reads the file again if it has changed. Returns
+// true if both succeeded. If the write fails, the values set are discarded and the file is
+// unchanged.
 bool CFPreferencesAppSynchronize();
 
-// Lays a value over the file for the life of this process; nothing is written.
+// Overrides the value of `key` for the lifetime of this process. Nothing is written to the file.
 void OverridePreference(const std::string& key, const CFPropertyList& value);
 
-// The path of the preferences file.
+// Returns the absolute path of the preferences file, which need not exist.
 std::string PreferencesFilePath();
 
-// Why the file could not be read or written at the last synchronise, as one sentence that names the
-// file and what to do; none when all is well. For the program's front, which tells the user.
+// Describes, in one sentence for the front end to print, why the file could not be read or written
+// at the last synchronisation. Returns none if it could.
 std::optional<std::string> DescribePreferencesProblem();
 
 }  // namespace tessary

@@ -2,12 +2,13 @@
 
 namespace tessary {
 
-// Makes standard input, output and error safe to run with, and allows this process as many open
-// files as it may have. Called once, before anything else is
-// opened. Each of them that the program was started without is taken by a file that can be neither
-// read nor written, so that no file opened later gets its number and the log is never written into
-// it. A reader of our output that goes away makes writes to it fail, and no longer ends the
-// program.
+// Prepares standard input, output and error, and raises the limit of open files to the maximum that
+// this process may set. Call it once, before any file is opened.
+//
+// A standard file that the program was started without is opened as a descriptor that can be
+// neither read nor written. Otherwise the next file opened would get its number, and the log would
+// be written into that file. SIGPIPE is ignored: a write to a closed pipe fails instead of ending
+// the program.
 void PrepareStandardFiles();
 
 }  // namespace tessary

@@ -2,8 +2,8 @@
 
 namespace tessary {
 
-// Lets whatever else is ready to run on this processor run first. Returns at once where there is
-// nothing.
+// Lets other threads that are ready to run on this processor run first. Returns at once if there
+// are none.
 void YieldToAnyThread();
 
 }  // namespace tessary

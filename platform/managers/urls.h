@@ -8,37 +8,37 @@
 
 namespace tessary {
 
-// A file URL, kept as the POSIX path that it denotes.
+// A file URL, stored as the POSIX path that it denotes.
 struct CFURL {
   std::string path;
-  bool hasDirectoryPath = false;  // made of a folder's reference, or of a text that ends in "/"
+  bool hasDirectoryPath = false;  // made from a folder's reference, or from text that ends in "/"
 };
 
-// Makes the file URL of the object, or none where it is gone or has no path. The path is of any
-// length.
+// Returns the file URL of the object of `ref`; none if the object is gone, another one has its
+// name, or it cannot be read. The path may be of any length.
 std::optional<CFURL> CFURLCreateFromFSRef(const FSRef& ref);
 
-// Makes a URL of its text, UTF-8 or any other bytes, each escape standing for its byte. None for
-// another scheme than "file" and another host than this one, for a path that is not absolute or
-// holds NUL, for a bad escape, and for a "?" or "#" that is not escaped.
+// Parses the text of a URL, in UTF-8 or any other bytes; each %XX escape becomes its byte. Returns
+// none for a scheme other than "file", a host other than "localhost", a path that is not absolute
+// or contains NUL, a malformed escape, and an unescaped "?" or "#".
 std::optional<CFURL> CFURLCreateWithBytes(std::string_view bytes);
 
-// Makes the reference of the object that the URL leads to, links resolved: a person or another
-// program has named it. True when that worked; `*ref` is written then only.
+// Makes a reference to the object that the URL leads to. Links are followed, because the URL comes
+// from the user or another program. Returns true on success; `*ref` is written only then.
 bool CFURLGetFSRef(const CFURL& url, FSRef* ref);
 
-// The text after the last "." of the URL's last component as a catalog string, case kept, possibly
-// empty; none where that component holds no ".". Read from the POSIX name, so its ":" stays ":".
+// Returns the text after the last "." of the URL's last component, case kept, possibly empty; none
+// if the component contains no ".". It is taken from the POSIX name, so a ":" stays ":".
 std::optional<std::u16string> CFURLCopyPathExtension(const CFURL& url);
 
-// True where the URL is that of a folder, a package among them.
+// Returns true if the URL denotes a folder, including a package.
 bool CFURLHasDirectoryPath(const CFURL& url);
 
 enum class CFURLPathStyle { kCFURLHFSPathStyle = 1 };
 
-// The URL's path in another style: the name of the one volume that all paths begin with, then the
-// catalog name of each component, joined by ":", none at the end. A catalog name holds no ":", so
-// that the path leads back to the object whatever its name. None for a URL without a path.
+// Returns the URL's path in HFS style: the name of the root volume, then the catalog name of each
+// component, joined by ":", without a ":" at the end. The catalog name of a file contains no ":",
+// so the path is unambiguous. Returns none for a URL without an absolute path.
 std::optional<std::u16string> CFURLCopyFileSystemPath(const CFURL& url, CFURLPathStyle style);
 
 }  // namespace tessary

@@ -5,8 +5,8 @@
 
 namespace tessary {
 
-// A new random UUID in its string form: 36 characters, upper-case hexadecimal digits in five groups
-// joined by "-". None when the system has no randomness to give.
+// Returns a new random UUID as text: 36 characters, upper-case hexadecimal digits in five groups
+// joined by "-". Returns none if the system provides no random bytes.
 std::optional<std::string> CFUUIDCreateString();
 
 }  // namespace tessary

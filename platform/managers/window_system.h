@@ -11,12 +11,11 @@
 #include "platform/managers/urls.h"
 #include "platform/managers/windows.h"
 
-// The managers of the screen: windows, menus, the event loop, panels and the workspace, over
-// whatever the program is shown on. One is registered before start-up; the functions below go to
-// it.
+// The managers that need a screen: windows, menus, the event loop, panels and the workspace. The
+// program registers one implementation, gWindowSystem, before start-up.
 namespace tessary {
 
-// What a panel for choosing a folder or a file shows, and how it is set.
+// The texts and options of a panel in which the user chooses a folder or a file.
 struct NSOpenPanel {
   std::string title;
   std::string prompt;
@@ -31,65 +30,71 @@ class WindowSystem {
  public:
   virtual ~WindowSystem() = default;
 
-  // Connects the program to its desktop.
+  // Connects the program to the desktop.
   virtual void LoadApplication() = 0;
 
   // Offers the program's services to other programs.
   virtual void UpdateDynamicServices() = 0;
 
-  // Opens the forms of that name. Answers noErr or why not; written on success only.
+  // Opens the forms named `name`. Returns noErr; fnfErr (no such forms); paramErr (no
+  // out-argument).
+  // `*nib` is written on success only.
   virtual Status CreateNibReference(const std::string& name, std::unique_ptr<Nib>* nib) = 0;
 
-  // Puts the menu bar that was made last in place.
+  // Installs the menu bar that was created last.
   virtual void SetMenuBar() = 0;
 
   // Enables the menu item of a command.
   virtual void EnableMenuCommand(OSType commandID) = 0;
 
-  // The Help menu, owned by the system, and the number of its first free item. Answers noErr or why
-  // there is none; written on success only.
+  // Finds the Help menu, which the window system owns, and the number of its first free item.
+  // Returns noErr; fnfErr (there is no Help menu); paramErr (a missing out-argument). Written on
+  // success only.
   virtual Status GetHelpMenu(MenuRef* menu, uint16_t* firstFreeItem) = 0;
 
-  // What is asked last when no window or menu handles a command, and gets the services' requests.
+  // Returns the target that receives the commands that no window or menu handles, and the requests
+  // of services.
   virtual EventTarget GetApplicationEventTarget() = 0;
 
-  // Runs until the program is told to quit.
+  // Runs the event loop until the program quits.
   virtual void RunApplicationEventLoop() = 0;
 
-  // Has the loop run `routine` once, in `delay` seconds. The handler that installs it is answered
-  // before; of two that are due at the same time, the one installed first runs first; and none runs
-  // while a panel is up or another routine or handler has not returned.
+  // Makes the event loop run `routine` once, after `delay` seconds; never before the calling
+  // handler has returned. Routines that are due at the same time run in the order in which they
+  // were installed. No routine runs while a panel is open or while another routine or handler runs.
+  // Returns noErr; paramErr (an empty routine, or a negative delay).
   virtual Status InstallEventLoopTimer(double delay, std::function<void()> routine) = 0;
 
-  // Lets the screen show what has changed, and delivers nothing: no input, no timer, no request.
+  // Updates the screen. Delivers no input, no timers and no requests.
   virtual void PumpEvents() = 0;
 
   virtual void BringApplicationToFront() = 0;
   virtual void Beep() = 0;
 
-  // Ends the process at once, with status 0.
+  // Ends the process immediately, with exit status 0.
   [[noreturn]] virtual void ExitToShell() = 0;
 
-  // Runs a panel until its user has answered; the path chosen, links resolved, or none.
+  // Shows the panel until the user answers. Returns the absolute path of the choice, without links,
+  // or none if the user cancels.
   virtual std::optional<std::string> RunOpenPanel(const NSOpenPanel& panel) = 0;
 
-  // Opens a folder for the user to see; a file, which a panel may have chosen in its place, is
-  // shown in its folder and never run. Answers noErr, or kLSApplicationNotFoundErr after a line in
-  // the log when nothing on this desktop opens folders.
+  // Shows the folder at `path` to the user. A file, which a panel may return instead of a folder,
+  // is shown in its folder and never opened or run. Returns noErr; kLSApplicationNotFoundErr, after
+  // a log line, if no program on this desktop opens folders.
   virtual Status OpenFolder(const std::string& path) = 0;
 
-  // Opens a page in the user's browser, or wherever its scheme leads.
+  // Opens a URL in the program that the desktop uses for its scheme.
   virtual void OpenPage(const std::string& url) = 0;
 
-  // The address of the product's page, which is installed with the program.
+  // Returns the file URL of the product's page, which is installed with the program.
   virtual std::string ProductPageURL() = 0;
 };
 
-// The window system that the program is shown on. The program's entry routine is its only writer,
-// before anything else, and keeps the system alive.
+// The window system in use. Set once by the program's entry point, which keeps the object alive,
+// before any other code runs.
 inline WindowSystem* gWindowSystem = nullptr;
 
-// Opens what the URL denotes as the desktop does. Answers what WindowSystem::OpenFolder answers.
+// Shows the folder that the URL denotes. Returns the statuses of WindowSystem::OpenFolder.
 inline Status LSOpenCFURLRef(const CFURL& url) { return gWindowSystem->OpenFolder(url.path); }
 
 }  // namespace tessary

@@ -11,19 +11,20 @@
 
 namespace tessary {
 
-// A window made from a form. Owned by whoever made it; disposing of it is dropping it.
+// A window made from a form. Nib::CreateWindow gives its caller ownership; destroying the object
+// closes the window.
 class Window {
  public:
   virtual ~Window() = default;
 
-  // The window's control of that identifier, owned by the window. Answers noErr,
-  // errUnknownControl, paramErr (no out-argument). Written on success only.
+  // Finds a control, which the window owns. Returns noErr; errUnknownControl (no such control);
+  // paramErr (no out-argument). `*control` is written on success only.
   virtual Status GetControlByID(const ControlID& id, ControlRef* control) = 0;
 
-  // What the window's controls send their commands to first.
+  // Returns the target that receives the commands of the window's controls first.
   virtual EventTarget GetEventTarget() = 0;
 
-  // Showing the main window returns when it is on the screen.
+  // Shows the window, and returns when it is on the screen.
   virtual void Show() = 0;
   virtual void Hide() = 0;
   virtual void BringToFront() = 0;
@@ -32,22 +33,24 @@ class Window {
   virtual void SetProxy(const FSSpec& spec) = 0;
   virtual void SetModified(bool isModified) = 0;
 
-  // Shows this window as a sheet of `parent`, which takes no input meanwhile; and hides it again.
+  // Shows this window as a sheet of `parent`, which accepts no input until HideSheet. Both return
+  // noErr; ShowAsSheetOf returns paramErr if there is no parent window.
   virtual Status ShowAsSheetOf(Window* parent) = 0;
   virtual Status HideSheet() = 0;
 
   // Fades the window out and hides it.
   virtual void FadeOut() = 0;
 
-  // The bounds of the content, in the window's own coordinates.
+  // Returns the bounds of the content, in the window's own coordinates.
   virtual Rect GetContentBounds() const = 0;
 
-  // Shows that a drop would be taken, inside of `bounds`; and stops showing it.
+  // Highlights `bounds` to show that a drop would be accepted; and removes the highlight.
   virtual void ShowDragHilite(const Rect& bounds) = 0;
   virtual void HideDragHilite() = 0;
 
-  // One handler of each kind; installing a second one answers duplicateHandlerErr. Removing what is
-  // not there answers handlerNotFoundErr.
+  // A window has at most one handler of each kind. Installing returns noErr; paramErr (an empty
+  // handler); duplicateHandlerErr (one is installed). Removing returns noErr; handlerNotFoundErr
+  // (none is installed).
   virtual Status InstallTrackingHandler(DragTrackingHandler handler) = 0;
   virtual Status RemoveTrackingHandler() = 0;
   virtual Status InstallReceiveHandler(DragReceiveHandler handler) = 0;
@@ -55,14 +58,14 @@ class Window {
 
 using WindowRef = Window*;
 
-// A menu into which items can be put.
+// A menu that can be extended with items.
 class Menu {
  public:
   virtual ~Menu() = default;
 
-  // Inserts an item behind the item of that number, counted from 1; 0 puts it first. Choosing it
-  // sends the command to the menu's target, and on to the application's where that does not handle
-  // it. Answers noErr.
+  // Inserts an item after the item numbered `afterItem`, counted from 1; 0 inserts it first. When
+  // the user chooses it, the command goes to the menu's target, and then to the application's
+  // target if the first does not handle it. Returns noErr; paramErr (the menu no longer exists).
   virtual Status InsertItem(const std::string& text, uint16_t afterItem, OSType commandID) = 0;
 
   virtual EventTarget GetEventTarget() = 0;
@@ -70,15 +73,17 @@ class Menu {
 
 using MenuRef = Menu*;
 
-// The forms of a program, opened by name.
+// The forms of the program, opened by WindowSystem::CreateNibReference.
 class Nib {
  public:
   virtual ~Nib() = default;
 
-  // Makes the menu bar of that name and puts it in place at SetMenuBar. Answers noErr or why not.
+  // Creates the menu bar named `name`, which SetMenuBar installs. Returns noErr; fnfErr (no such
+  // menu bar).
   virtual Status CreateMenuBar(const std::string& name) = 0;
 
-  // Makes a window, hidden. Answers noErr or why not; `*window` is written on success only.
+  // Creates the window named `name`, hidden. Returns noErr; fnfErr (no such window); paramErr (no
+  // out-argument). `*window` is written on success only.
   virtual Status CreateWindow(const std::string& name, std::unique_ptr<Window>* window) = 0;
 };
 
