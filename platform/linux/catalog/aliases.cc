@@ -7,7 +7,8 @@
 namespace tessary {
 namespace {
 
-// An alias is the bytes of a file specification, which holds a token of the path.
+// An alias consists of the bytes of a file specification. That is the one form of a reference that
+// outlives the autorelease pool of a run.
 AliasRecord RecordOf(const FSSpec& spec) {
   return {std::begin(spec.hidden), std::end(spec.hidden)};
 }

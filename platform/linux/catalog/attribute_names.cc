@@ -12,7 +12,8 @@ namespace tessary {
 
 namespace {
 
-// What the step under way remembers of the very object that is asked about, or null.
+// The cache entry of the object whose attributes are requested, or null. The entry of a link is
+// that of the link itself, so it cannot hold the attributes of the link's target.
 CachedStat* FindCachedStat(const Place& place, LinkHandling linkHandling) {
   CachedStat* cached = Catalog::Get().statCache().Find(place);
   if (cached == nullptr || linkHandling == LinkHandling::kNoFollow) return cached;

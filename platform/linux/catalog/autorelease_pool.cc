@@ -9,13 +9,15 @@ namespace tessary {
 
 NSAutoreleasePool::NSAutoreleasePool()
     : folderMark_(Catalog::Get().folders().Mark()), nameMark_(Catalog::Get().names().Mark()) {
-  // A desktop program lives while disks come and go.
+  // The desktop program runs while disks are mounted and unmounted, and the kernel reuses the
+  // device number of an unmounted filesystem. Nothing learned by device number may outlive a run.
   ForgetVolumes();
   ForgetProbeResults();
   ForgetCreationDates();
 }
 
 NSAutoreleasePool::~NSAutoreleasePool() {
+  // Unused cache entries still hold folder descriptors, which would keep a filesystem busy.
   Catalog::Get().statCache().CloseUnusedFolders();
   Catalog::Get().folders().ReleaseTo(folderMark_);
   Catalog::Get().names().ReleaseTo(nameMark_);

@@ -30,7 +30,8 @@ void RememberProbeResult(uint32_t device, ProbeResult what, uint32_t other) try 
   const std::lock_guard lock(KnownResults().mutex);
   KnownResults().results.insert({what, device, other});
 } catch (const std::bad_alloc&) {
-  // It is found out again the next time. What has been done by then must not look undone.
+  // The result is only an optimisation: the probe is made again next time. The caller has already
+  // changed files, and must not report a failure because of this.
 }
 
 bool HasProbeResultAnywhere(ProbeResult what) {

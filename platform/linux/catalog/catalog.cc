@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kStatFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
 
-// The date of its last change too, which a run by date asks for next.
+// Includes the modification date, so that a run by date needs no second statx for each item.
 constexpr unsigned kStatMask = kIdentityMask | STATX_MTIME;
 
 }  // namespace
@@ -38,6 +38,7 @@ Status Catalog::Find(const Reference& reference, Place* place) {
 Status Catalog::Stat(const Reference& reference, const CachedStat** cached) {
   *cached = statCache_.Find(reference.parent, names_.NameOf(reference));
   if (*cached == nullptr) return Restat(reference, cached);
+  // The cache is by name. Two references to one name may be of different objects.
   if (IsObjectOf(reference, (*cached)->info)) return noErr;
   *cached = nullptr;
   return fnfErr;
@@ -52,6 +53,8 @@ Status Catalog::Restat(const Reference& reference, const CachedStat** cached) {
   if (statx(entry->place.descriptor(), name, kStatFlags, kStatMask, &entry->info) != 0) {
     return LastError();
   }
+  // Without this check, an object that replaced the item between listing and use would be changed
+  // in its place.
   if (!IsObjectOf(reference, entry->info)) return fnfErr;
   statCache_.Commit(entry, reference.parent);
   *cached = entry;

@@ -14,7 +14,8 @@
 
 namespace tessary {
 
-// What the file manager keeps on behalf of the references that it has handed out. One per process.
+// The tables behind references: interned names and folders, and the stat cache. One per process;
+// not safe for use by several threads.
 class Catalog {
  public:
   static Catalog& Get();
@@ -23,41 +24,47 @@ class Catalog {
   FolderTable& folders() { return folders_; }
   StatCache& statCache() { return statCache_; }
 
-  // The place of the object of a reference, whatever is there now. Answers noErr, paramErr (the
-  // all-zero reference), fnfErr (its folder has been released or replaced), else what opening the
-  // folder answers. "/" is found under the name "/" in itself.
+  // Opens the folder that holds the object of a reference and writes the object's place. Does not
+  // stat the object: it may be gone or replaced. The place of "/" is the name "/" in "/". Returns
+  // noErr; paramErr (the all-zero reference); fnfErr (the folder was released, or another object
+  // has its path); otherwise a status of FolderTable::Open. On failure `*place` may be partly
+  // written.
   Status Find(const Reference& reference, Place* place);
 
-  // Looks at the object of a reference: where it is, what makes it the same object, and the date of
-  // its last change. What has been seen of it in the step under way is not asked for again. Answers
-  // noErr, fnfErr (none there, or another object), else what Find or statx answers. `*cached`
-  // belongs to the catalog and is valid until the next cached at anything; null is written on
-  // failure.
+  // Stats the object of a reference, without following a link: its place, identity, kind and
+  // modification date. Within an FSStatCacheScope a cached stat is used if there is one. Returns
+  // noErr; fnfErr (no object of that name, or another one); otherwise a status of Find or an error
+  // of statx. `*cached` points into the catalog and is valid until the next Stat, Restat or LookUp;
+  // it is null on failure.
   Status Stat(const Reference& reference, const CachedStat** cached);
 
-  // The same, asked of the file system in any case: what is about to change an object looks whether
-  // it still is the one that is meant.
+  // Like Stat, but always asks the filesystem. An operation that changes an object calls this
+  // first, to make sure that the object was not replaced since it was cached.
   Status Restat(const Reference& reference, const CachedStat** cached);
 
-  // True where the object of a reference is there, and still the one that it was made of.
+  // True if the object of a reference exists and is still the one that the reference was made from.
   bool Exists(const Reference& reference);
 
-  // Opens the folder of a reference and tells its interned number. Answers noErr, errFSNotAFolder,
-  // paramErr (the all-zero reference), else what opening it answers.
+  // Interns and opens the folder that a reference designates. Writes its number and its descriptor.
+  // Returns noErr; errFSNotAFolder; paramErr (the all-zero reference); fnfErr (the folder that
+  // holds it was released); otherwise a status of FolderTable::Open. Both are written on success
+  // only.
   Status OpenFolder(const Reference& reference, uint32_t* number, FolderHandle* handle);
 
-  // The reference of the object that `info` is of, found under `name` in an interned folder.
+  // Makes the reference of the object that was found under `name` in an interned folder. `info` is
+  // its statx result, asked for with kIdentityMask.
   Reference MakeReference(uint32_t folder, std::string_view name, const struct statx& info);
 
-  // The reference of "/". Answers noErr or the failure of asking about it.
+  // Makes the reference of "/". Returns noErr, or the error of statx. Written on success only.
   Status MakeRootReference(Reference* reference);
 
-  // Makes the reference of the object named `name` in an interned folder; a link is not followed.
-  // What has been seen of it in the step under way is not looked up again.
-  // Answers noErr, fnfErr, bdNamErr (too long), else what opening the folder or statx answers.
+  // Makes the reference of the object named `name` in an interned folder; a link is not followed. A
+  // cached stat is used if there is one. Returns noErr; fnfErr (no such name); bdNamErr (too long);
+  // otherwise a status of FolderTable::Open or an error of statx. Written on success only.
   Status LookUp(uint32_t folder, const std::string& name, Reference* reference);
 
-  // The path of the object of a reference, of any length; empty where its folder has been released.
+  // Returns the path of the object of a reference, of any length; empty for the all-zero reference
+  // and if its folder was released.
   std::string PathOf(const Reference& reference);
 
   // Finishes the changes to items and their sidecars whose records lie in the folder open as

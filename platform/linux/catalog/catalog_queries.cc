@@ -20,8 +20,9 @@ namespace {
 
 constexpr FSCatalogInfoBitmap kFinderFields = kFSCatInfoFinderInfo | kFSCatInfoFinderXInfo;
 
-// A 32-bit node number of a 64-bit inode, never the one that means a volume's root. "/" is one also
-// where it is a folder that the process was locked into.
+// Folds a 64-bit inode number into a 32-bit node number. Never returns kFSRootNodeID for an object
+// that is not a root: inode 2 is an ordinary file on tmpfs, for example. "/" always counts as a
+// root, also in a chroot, where the kernel does not report it as a mount point.
 uint32_t NodeNumber(const Reference& reference, const struct statx& info) {
   if (reference.parent == 0 || IsVolumeRoot(info)) return kFSRootNodeID;
   const auto folded = static_cast<uint32_t>(info.stx_ino ^ info.stx_ino >> 32);
@@ -78,7 +79,7 @@ FSStatCacheScope::FSStatCacheScope() { Catalog::Get().statCache().Begin(); }
 
 FSStatCacheScope::~FSStatCacheScope() { Catalog::Get().statCache().End(); }
 
-// What could not be looked at when it was listed counts as a special file.
+// kSpecial counts as "may be": an entry has that kind too if its stat failed during the listing.
 bool FSMayBeFolder(const FSRef& ref) {
   const NodeKind kind = ReferenceOf(ref).kind;
   return kind != NodeKind::kFile && kind != NodeKind::kLink;

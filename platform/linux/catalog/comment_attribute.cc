@@ -18,13 +18,15 @@
 namespace tessary {
 namespace {
 
-// The kernel asks for write permission even of the owner, who may give it: to a file or folder, and
-// not where the change of mode could cost a set-id bit.
+// Grants the owner write permission to a file or folder for the lifetime of the object. Setting an
+// attribute requires write permission, which the owner of a write-protected file does not have but
+// may grant. Not for set-id files: a chmod could clear the bit.
 class TemporaryWritePermission {
  public:
   explicit TemporaryWritePermission(const Place& place) : object_(OpenForAttributes(place)) {
     if (!object_) {
-      // One that may not even be read is reached through /proc.
+      // The file is not even readable. An O_PATH descriptor still identifies it, but can be used
+      // for chmod and setxattr only through its path in /proc.
       isPath_ = true;
       object_.Reset(
           openat(place.descriptor(), place.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
@@ -37,7 +39,8 @@ class TemporaryWritePermission {
     isGranted_ = ChangeMode(mode_ | S_IWUSR) == 0;
   }
   ~TemporaryWritePermission() {
-    // Whoever could set it a moment ago can set it back.
+    // Dropped: this process has just changed the mode, so it can change it back, and a destructor
+    // cannot report a failure.
     if (isGranted_) (void)ChangeMode(mode_);
   }
   TemporaryWritePermission(const TemporaryWritePermission&) = delete;
@@ -47,7 +50,7 @@ class TemporaryWritePermission {
 
   int SetAttribute(const char* name, const std::string& value) const {
     if (!isPath_) return fsetxattr(object_.get(), name, value.data(), value.size(), 0);
-    // The path is a link of the kernel's to the object that is held.
+    // This follows the kernel's link to the open object, not a path that could be swapped.
     return setxattr(ProcFdPath(object_.get()).c_str(), name, value.data(), value.size(), 0);
   }
 
@@ -68,23 +71,23 @@ bool TrySetAttribute(const Place& place, const char* name, const std::string& va
 
 Status WriteAttribute(const Place& place, const char* name, const std::string& value) {
   if (TrySetAttribute(place, name, value, 0)) return noErr;
-  const Status refusal = LastError();
-  if (errno != EACCES) return refusal;
+  const Status status = LastError();
+  if (errno != EACCES) return status;
   const TemporaryWritePermission permission(place);
-  if (!permission.IsGranted()) return refusal;
+  if (!permission.IsGranted()) return status;
   return permission.SetAttribute(name, value) == 0 ? noErr : LastError();
 }
 
 Status WriteOwnAttribute(const Place& place, const std::string& comment) {
-  // A copy has none yet. What was moved has its comment already, and may be an item that can no
-  // longer be written.
+  // XATTR_CREATE first, because a copy has no comment yet: one system call. A moved item already
+  // has the comment and may be read-only, so it is compared before it is written.
   if (TrySetAttribute(place, kCommentAttribute, comment, XATTR_CREATE)) return noErr;
   std::optional<std::string> present;
   if (ReadComment(place, &present) == noErr && present == comment) return noErr;
   return WriteAttribute(place, kCommentAttribute, comment);
 }
 
-// ---- A Mac's comment ----
+// ---- Comments written by a Mac ----
 
 struct FoundComment {
   std::optional<std::u16string> text;
@@ -175,7 +178,8 @@ Status WriteComment(const Place& place, const std::string& comment) {
   Status status = UpdateMacAttributes(place, text, &isAny);
   if (status == noErr) status = UpdateSidecar(place, text, &isAny);
   if (status != noErr) return status;
-  // On a volume without attributes, a sidecar is a place for it like any other.
+  // paramErr from the attribute means a filesystem without attributes. There the comment in a
+  // sidecar is the only one, and it was updated.
   return isAny ? noErr : written;
 }
 

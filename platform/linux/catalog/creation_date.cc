@@ -40,7 +40,7 @@ ObjectKey KeyOf(const struct statx& info) {
   return {identity.device, identity.inode, identity.birth};
 }
 
-// Reads a number of exactly `digits` digits off the front of the text.
+// Consumes a number of exactly `digits` digits. from_chars alone would accept a minus sign.
 bool TakeNumber(std::string_view* text, size_t digits, int* number) {
   if (text->size() < digits) return false;
   const char* end = text->data() + digits;
@@ -51,7 +51,7 @@ bool TakeNumber(std::string_view* text, size_t digits, int* number) {
   return true;
 }
 
-// Writes the last `digits` digits of a number that is not negative over those that stand there.
+// Writes the last `digits` decimal digits of a number over the characters at `text`.
 void PutNumber(uint32_t number, size_t digits, char* text) {
   for (size_t at = digits; at > 0; number /= 10) {
     --at;
@@ -81,19 +81,22 @@ std::optional<Timestamp> ReadOwnAttribute(std::string_view value) {
   return ParseCreationDate(value);
 }
 
-// The attributes that carry a date from volume to volume, the one that counts first first.
+// The attributes that can hold a date, in order of precedence. The one that our copies write comes
+// first.
 constexpr std::array<DateForm, 1 + kDateForms.size()> kAttributeForms = {{
     {kCreationDateAttribute, ReadOwnAttribute},
     kDateForms[0],
     kDateForms[1],
 }};
 
-// What the driver of the volume answers for and does not list, or null.
+// The form in which a filesystem's driver provides the creation date. Drivers do not list these
+// attributes, so they are read without looking for them in the listing.
 struct DriverForm {
   DateForm form;
   std::string (*write)(const Timestamp& date);
 };
 
+// Null if the driver has none.
 const DriverForm* DriverFormOf(const Volume& volume) {
   static constexpr DriverForm kNtfs = {kNtfsDateForm, WriteBigNtTime};
   static constexpr DriverForm kCifs = {kCifsDateForm, WriteNativeNtTime};
@@ -119,7 +122,7 @@ std::optional<Timestamp> ReadForm(const Place& place, const DateForm& form) {
 
 std::optional<Timestamp> ReadAttributes(const Place& place, std::string* origin) {
   AttributeNames names;
-  // Attributes that cannot be listed are none for a date.
+  // Not a failure: the birth time is a usable answer without the attributes.
   if (names.Read(place, LinkHandling::kFollow) != noErr) return std::nullopt;
   for (const DateForm& form : kAttributeForms) {
     if (!names.Has(form.attribute)) continue;

@@ -9,50 +9,52 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/managers/file_attributes.h"
 
-// The creation date that an object carries with it. Linux cannot set a birth time, so a copy keeps
-// its original's date in an attribute, or where the volume has none, in memory as long as the run
-// lasts.
+// Creation dates. Linux cannot set a birth time, so a copy stores the date of its original in an
+// extended attribute. On a filesystem without attributes the date is remembered until the run ends.
 namespace tessary {
 
 inline constexpr char kCreationDateAttribute[] = "user.tessary.creation-date";
 
-// "2009-03-04T05:06:07.000000089Z": UTC, ISO 8601, nanoseconds always written. Empty for an instant
-// outside of the years 0 to 9999, which the form cannot hold.
+// Formats a date as "2009-03-04T05:06:07.000000089Z": ISO 8601, UTC, always nine decimals. Empty
+// for a date outside the years 0 to 9999.
 std::string FormatCreationDate(const Timestamp& date);
 
-// The reverse; fewer or no decimals are read as well. None for anything else.
+// Parses that form; fewer decimals or none are accepted too. None for any other text.
 std::optional<Timestamp> ParseCreationDate(std::string_view text);
 
-// The creation date that an attribute of that name and value tells; none for every other attribute
-// and for what is no date. Of two attributes that tell one, that of the lower rank counts.
+// Reads a creation date from an attribute of that name and value. None if the attribute does not
+// hold creation dates, or its value is malformed. If several attributes of an object hold one, that
+// of the lowest rank counts.
 struct AttributeDate {
   Timestamp date;
   size_t rank = 0;
 };
 std::optional<AttributeDate> ReadAttributeDate(std::string_view name, std::string_view value);
 
-// The creation date of an object: that of its attributes at the place (links followed) in the order
-// of their ranks, else the one that the driver of its volume answers with, else the one remembered
-// of the object, else the birth time in `info`, else none. `info` is the object's statx result with
-// STATX_BTIME asked for. One listing of its attributes, and nothing more where they hold none and
-// its driver no date. `*origin`, where it is not null, is the name of the attribute, or
-// kBirthTimeOrigin.
+// Returns the creation date of the object at a place; a link is followed. The first that exists of:
+// the attributes in the order of their ranks, the date that the filesystem's driver provides, the
+// date remembered in this run, the birth time in `info`. None if there is none. `info` is the
+// object's statx result, asked for with STATX_BTIME. Costs one listing of the attributes, and no
+// more if none of them and no driver holds a date. `*origin`, unless null, receives the attribute's
+// name or kBirthTimeOrigin.
 std::optional<Timestamp> CreationDateAt(const Place& place, const struct statx& info,
                                         std::string* origin = nullptr);
 
 inline constexpr char kBirthTimeOrigin[] = "birth time";
 
-// The same less the listed attributes, for who has looked at those already and has the object open.
+// Like CreationDateAt, but without the attributes that a listing shows: for a caller that has read
+// them already and has the object open as `file`.
 std::optional<Timestamp> CreationDateWithoutAttribute(int file, const struct statx& info);
 
-// Sets the date where the driver of the object's volume takes one. False where it does not, or
-// refuses it. `info` is the open object's statx result.
+// Sets the date of the object open as `file`, if the filesystem's driver stores creation dates.
+// `info` is its statx result. Returns false if the driver does not, or if it refuses the date.
 bool SetCreationDate(int file, const struct statx& info, const Timestamp& date);
 
-// Remembers for this run the date of the object, on a volume without attributes.
+// Remembers the date of an object until the run ends, for a filesystem without attributes.
 void RememberCreationDate(const struct statx& info, const Timestamp& date);
 
-// Forgets all that were remembered, as the numbers that an object is known by go to others.
+// Forgets all remembered dates. By the next run, their device and inode numbers may belong to other
+// objects.
 void ForgetCreationDates();
 
 }  // namespace tessary

@@ -11,7 +11,6 @@ namespace tessary {
 
 namespace {
 
-// A link that leads nowhere has no date, which is no failure.
 bool IsLink(const Place& place) {
   struct statx info = {};
   return statx(place.descriptor(), place.name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &info) ==
@@ -25,6 +24,7 @@ Status ReadDates(const std::string& path, Place* place, struct statx* info) {
   if (status == noErr && folder == 0) status = paramErr;
   if (status == noErr) status = Catalog::Get().folders().Open(folder, &place->folder);
   if (status != noErr) return status;
+  // Dates follow links, and the cached stat of a link is that of the link itself.
   const CachedStat* cached = Catalog::Get().statCache().Find(folder, place->name);
   if (cached != nullptr && KindOf(cached->info) != NodeKind::kLink) {
     *info = cached->info;
@@ -33,6 +33,7 @@ Status ReadDates(const std::string& path, Place* place, struct statx* info) {
   constexpr unsigned kDates = STATX_MTIME | STATX_BTIME | STATX_INO;
   if (statx(place->descriptor(), place->name.c_str(), 0, kDates, info) == 0) return noErr;
   status = LastError();
+  // A dangling link, or a loop, has no date. That is an answer, not a failure.
   return IsLink(*place) ? fnfErr : status;
 }
 

@@ -9,7 +9,7 @@
 namespace tessary {
 namespace {
 
-// A specification is this mark and the token's place in the table, counted from 1.
+// A specification holds this mark and the index of an entry of the table, counted from 1.
 constexpr uint32_t kMark = 0x46537063;  // 'FSpc'
 
 struct SpecContents {
@@ -17,9 +17,11 @@ struct SpecContents {
   uint32_t number = 0;
 };
 
+// Entries are never removed: a specification has no lifetime that the table could follow. Only
+// dropped items and the destination get one, so there are few.
 struct Token {
   std::string path;
-  FSRef ref;  // for comparison only; what it leads through may have been released
+  FSRef ref;  // for its identity only; the folders that it depends on may have been released
 };
 
 std::vector<Token>& Tokens() {
@@ -27,7 +29,8 @@ std::vector<Token>& Tokens() {
   return tokens;
 }
 
-// One object gets one token, however often it is asked for.
+// Returns the token of an object. The same object at the same path always gets the same one, so
+// that equal specifications mean equal objects.
 uint32_t TokenNumber(const FSRef& ref) {
   std::vector<Token>& tokens = Tokens();
   const std::string path = Catalog::Get().PathOf(ReferenceOf(ref));

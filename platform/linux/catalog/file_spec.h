@@ -4,8 +4,8 @@
 
 namespace tessary {
 
-// The file specification of a reference: a token of the path that it has and of its identity, good
-// for the life of the process, as a reference is not.
+// Makes the file specification of a reference: a number that stands for the object's path and
+// identity. It is valid for the lifetime of the process, which a reference is not.
 FSSpec MakeFileSpec(const FSRef& ref);
 
 }  // namespace tessary

@@ -7,12 +7,12 @@
 
 namespace tessary {
 
-// Reads the Finder information of the object at a place, of the kind that it is known to have, from
-// the first form that holds any: an attribute (mac_formats/finder_info_forms.h), else its sidecar.
-// All zero where it has none, as no link and no special file has. One listing of its attributes,
-// and nothing more where they hold none and its folder no sidecars. `*origin`, where it is not
-// null, is the name of the attribute or sidecar, empty for none. Answers noErr, or the failure of
-// reading. Nothing is written on failure.
+// Reads the Finder information of the object at a place, whose kind is `kind`. It comes from the
+// first form that holds any: an attribute (mac_formats/finder_info_forms.h), then the sidecar. All
+// zero if there is none, and for links and special files. `*origin`, unless null, receives the name
+// of the attribute or sidecar, or the empty text. Costs one listing of the attributes, and no more
+// if none of them holds Finder information and the folder has no sidecars. Returns noErr; otherwise
+// a filesystem error. Nothing is written on failure.
 Status ReadFinderInfo(const Place& place, NodeKind kind, FileInfo* info,
                       ExtendedFileInfo* extendedInfo, std::string* origin = nullptr);
 

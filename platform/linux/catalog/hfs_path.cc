@@ -5,7 +5,7 @@
 namespace tessary {
 namespace {
 
-// Takes what stands before the first separator, and the separator, off the front.
+// Removes the text up to the first separator, and the separator, from `*path`. Returns the text.
 template <typename View>
 View TakeComponent(View* path, typename View::value_type separator) {
   const View component = path->substr(0, path->find(separator));
@@ -31,7 +31,8 @@ std::optional<std::string> PosixPath(std::u16string_view hfsPath) {
   std::string path;
   while (!hfsPath.empty()) {
     std::string name;
-    // The object bears its own name: nothing in it has a substitute.
+    // The default Volume substitutes nothing: the path names an object that exists, so each
+    // component already is a name that its filesystem accepts.
     if (PosixName(TakeComponent(&hfsPath, u':'), Volume(), &name) != noErr) return std::nullopt;
     path += '/';
     path += name;

@@ -2,8 +2,8 @@
 
 #include <sys/stat.h>
 
-#include "platform/linux/catalog/comment_attribute.h"
 #include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/comment_attribute.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/catalog/finder_info.h"
 #include "platform/linux/catalog/sidecar_lookup.h"
@@ -36,7 +36,7 @@ Status ReadCommentOf(const Place& place, NodeKind kind, ItemDetails* details) {
 void ReadDates(const Place& place, ItemDetails* details) {
   struct statx info = {};
   constexpr unsigned kDates = STATX_MTIME | STATX_BTIME | STATX_INO;
-  // A link that leads nowhere has none.
+  // A dangling link has no dates.
   if (statx(place.descriptor(), place.name.c_str(), 0, kDates, &info) != 0) return;
   details->modificationDate = Timestamp{info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec};
   details->creationDate = CreationDateAt(place, info, &details->creationDateOrigin);

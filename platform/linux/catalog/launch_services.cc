@@ -13,6 +13,7 @@ namespace {
 
 constexpr uint32_t kApplicationType = 0x4150504C;  // 'APPL'
 
+// In lower case.
 constexpr auto kPackageExtensions = std::to_array<std::string_view>({
     "app",           "bundle",
     "framework",     "plugin",

@@ -8,6 +8,8 @@
 namespace tessary {
 namespace {
 
+// True if the name contains a lone surrogate that does not stand for a byte. Converted to its
+// three-byte form, it would not convert back to the same name.
 bool HasMeaninglessSurrogate(std::u16string_view name) {
   for (size_t i = 0; i < name.size(); ++i) {
     if (IsHighSurrogate(name[i])) {
@@ -29,6 +31,7 @@ std::u16string CatalogName(std::string_view posixName) {
 }
 
 Status PosixName(std::u16string_view catalogName, const Volume& volume, std::string* posixName) {
+  // "." and ".." would lead out of the destination, and NUL would cut the name short.
   if (catalogName.empty() || catalogName == u"." || catalogName == u"..") return bdNamErr;
   if (catalogName.find(u'\0') != std::u16string_view::npos) return bdNamErr;
   if (HasMeaninglessSurrogate(catalogName)) return bdNamErr;

@@ -8,12 +8,13 @@
 
 namespace tessary {
 
-// The catalog name of a POSIX name: UTF-16, with "/" where the POSIX name has ":".
+// Converts a POSIX name to a catalog name: UTF-16, with "/" for each ":".
 std::u16string CatalogName(std::string_view posixName);
 
-// The POSIX name of a catalog name on a volume: with ":" where the catalog name has "/", and with
-// the volume's substitutes. Answers noErr, or bdNamErr for the names "", "." and ".." and for one
-// with NUL or with a lone surrogate that stands for no byte; `*posixName` is then untouched.
+// Converts a catalog name to a POSIX name on a filesystem: ":" for each "/", and the substitutes of
+// NameOnVolume. A ":" stays ":". Returns noErr; bdNamErr for the names "", "." and "..", and for a
+// name with NUL or with a lone surrogate that does not stand for a byte. `*posixName` is written on
+// success only.
 Status PosixName(std::u16string_view catalogName, const Volume& volume, std::string* posixName);
 
 }  // namespace tessary

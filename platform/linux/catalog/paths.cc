@@ -28,7 +28,9 @@ std::string WithoutTrailingSlashes(std::string path) {
   return path;
 }
 
-// Interns the folder at a path without links, and all the folders above it.
+// Interns the folder at an absolute path without links, and all folders above it: a folder is
+// interned by its parent and its name. The components are looked up one at a time in verified
+// folders, so a path that is swapped meanwhile is not followed.
 Status InternChain(const std::string& path, uint32_t* number) {
   Catalog& catalog = Catalog::Get();
   Reference folder;
@@ -65,6 +67,7 @@ bool IsDotOrDotDot(const std::string& component) { return component == "." || co
 Status FindPlaceOfPath(const std::string& path, uint32_t* folder, std::string* name) {
   if (path.empty() || path.front() != '/') return paramErr;
   std::string whole = WithoutTrailingSlashes(path);
+  // "." and ".." are not names of objects; only the kernel can say which folder they mean.
   if (IsDotOrDotDot(whole.substr(whole.rfind('/') + 1))) {
     const Status status = ResolveLinks(whole, &whole);
     if (status != noErr) return status;
@@ -112,8 +115,9 @@ Status FSRefMakePath(const FSRef& ref, char* buffer, size_t size) {
   return noErr;
 }
 
-// People make folders anew between runs. What they name is what they see now, so that folders that
-// are no longer at their paths are not taken for it.
+// Forgets the interned folders along the path that are no longer found there. A user who deletes
+// and recreates a folder between two runs means the new one, while FindPlaceOfPath would still
+// return the old one.
 Status ResolveNamedPath(const std::string& path, std::string* resolved) {
   if (path.empty()) return paramErr;
   std::string real;

@@ -6,15 +6,17 @@
 
 namespace tessary {
 
-// A name in a folder that is held open: where an object is found.
+// Where an object is found: a name in a folder that is held open. System calls use the descriptor
+// and the name, so a folder that is renamed or replaced meanwhile cannot lead them elsewhere.
 struct Place {
   FolderHandle folder;
   std::string name;
-  bool mayHaveSidecar = false;  // a name beginning "._" has been seen in the folder
+  bool mayHaveSidecar = false;  // a "._" name has been seen in the folder
 
   int descriptor() const { return folder->get(); }
 
-  // A path to the object for calls that take no folder's descriptor. Good while the place is held.
+  // Returns a path through /proc/self/fd, for system calls that take no folder descriptor. Valid
+  // while the place exists, and only if /proc is mounted.
   std::string ProcessPath() const;
 };
 

@@ -16,24 +16,26 @@
 namespace tessary {
 namespace {
 
-// The calls that take a folder's descriptor have these numbers on every machine, and not yet a name
-// in every C library. Through /proc the listing takes four times as long.
+// getxattrat and listxattrat have the same numbers on every architecture, but not every C library
+// has wrappers for them. They are worth it: a listing through /proc takes four times as long.
 constexpr long kGetXattrAt = 464;
 constexpr long kListXattrAt = 465;
 
-// What the first of them takes besides names.
+// The kernel's struct xattr_args.
 struct XattrArguments {
   uint64_t value = 0;
   uint32_t size = 0;
   uint32_t flags = 0;
 };
 
-std::atomic<bool> gHasXattrAtCalls = true;  // written here only, once a call has been found unknown
+// Set to false by the first such call that the kernel does not support. Atomic, so that attributes
+// can be read on any thread.
+std::atomic<bool> gHasXattrAtCalls = true;
 
-// What a kernel says that does not know a call, and a filter that does not.
+// An older kernel returns ENOSYS; a seccomp filter that does not know the call often returns EPERM.
 bool IsUnknownCall(int error) { return error == ENOSYS || error == EPERM; }
 
-// Makes a call on the place by its folder's descriptor. False where the kernel does not know it.
+// Makes one of these calls. Returns false if the kernel does not support it.
 template <typename Call>
 bool TryXattrAtCall(const Call& call, ssize_t* answer) {
   if (!gHasXattrAtCalls) return false;
@@ -51,6 +53,8 @@ int FlagsFor(LinkHandling linkHandling) {
 
 UniqueFd OpenForAttributes(const Place& place, LinkHandling linkHandling) {
   const bool follows = linkHandling == LinkHandling::kFollow;
+  // The stat comes first, because opening a device can have effects. An object that is replaced by
+  // a FIFO in between does not block the open, thanks to O_NONBLOCK.
   struct stat info = {};
   const int flags = follows ? 0 : AT_SYMLINK_NOFOLLOW;
   if (fstatat(place.descriptor(), place.name.c_str(), &info, flags) != 0) return UniqueFd();
@@ -74,6 +78,7 @@ ssize_t ListAttributes(const Place& place, char* names, size_t size, LinkHandlin
   const ssize_t listed = linkHandling == LinkHandling::kFollow
                              ? listxattr(path.c_str(), names, size)
                              : llistxattr(path.c_str(), names, size);
+  // ENOENT also means that /proc is not mounted.
   if (listed >= 0 || errno != ENOENT) return listed;
   const UniqueFd object = OpenForAttributes(place, linkHandling);
   if (object) return flistxattr(object.get(), names, size);
@@ -110,7 +115,8 @@ Status ReadAttribute(const Place& place, const char* name, LinkHandling linkHand
       *value = std::move(bytes);
       return noErr;
     }
-    // The room for what is there at this moment; it may have grown again by the next.
+    // Asks for the size and tries again. The loop is needed because the value may grow between the
+    // two calls.
     if (errno == ERANGE) size = GetAttribute(place, name, nullptr, 0, linkHandling);
     if (size < 0 && errno == ENODATA) {
       value->reset();
@@ -126,7 +132,7 @@ int SetAttribute(const Place& place, const char* name, const void* value, size_t
   if (result == 0 || errno != ENOENT) return result;
   const UniqueFd object = OpenForAttributes(place);
   if (object) return fsetxattr(object.get(), name, value, size, flags);
-  // What the kernel says of what cannot have such attributes.
+  // The kernel's error for user attributes on a link or a special file.
   if (errno == ENODATA) errno = EPERM;
   return -1;
 }

@@ -21,7 +21,7 @@ NodeKind KindOf(const struct statx& info) {
 }
 
 bool IsObjectOf(const Reference& reference, const struct statx& info) {
-  // What could not be looked at when it was listed counts as a special file.
+  // kSpecial matches every kind: an entry has that kind too if its stat failed during the listing.
   const bool isOfKind = reference.kind == NodeKind::kSpecial || KindOf(info) == reference.kind;
   return isOfKind && Identity::Of(info).Matches(reference.GetIdentity());
 }

@@ -10,23 +10,25 @@
 
 #include "platform/managers/file_manager.h"
 
-// What an FSRef holds on Linux.
+// The contents of an FSRef on Linux.
 namespace tessary {
 
 enum class NodeKind : uint8_t { kNone = 0, kFile, kFolder, kLink, kSpecial };
 
-// What makes an object the same object, whatever its name.
+// What identifies an object, independent of its name. The birth time is part of it because the
+// filesystem may give the inode number of a deleted object to a new one.
 struct Identity {
   uint64_t inode = 0;
-  uint64_t birth = 0;   // nanoseconds since 1970, modulo 2^64; 0 where it is not known
-  uint32_t device = 0;  // 12 bits of major and 20 of minor number, as the kernel has them
+  uint64_t birth = 0;   // nanoseconds since 1970, modulo 2^64; 0 if unknown
+  uint32_t device = 0;  // 12 bits of major and 20 of minor number, as in the kernel
 
   dev_t GetDevice() const { return makedev(device >> 20, device & ((1U << 20) - 1)); }
 
-  // The identity of the object that `info` is of, asked for with kIdentityMask.
+  // The identity in a statx result that was asked for with kIdentityMask.
   static Identity Of(const struct statx& info);
 
-  // A birth time that only one side knows does not tell them apart.
+  // True if both identities may be of the same object. A birth time that is unknown on one side is
+  // not compared: a reference made from a directory entry has none.
   bool Matches(const Identity& other) const {
     return inode == other.inode && device == other.device &&
            (birth == other.birth || birth == 0 || other.birth == 0);
@@ -35,18 +37,18 @@ struct Identity {
 
 inline constexpr size_t kInlineNameSize = 52;
 
-// The layout of an FSRef: the object's identity, and the way to it as an interned folder's number
-// and a name. All zero is no object; "/" is a folder without parent and name.
+// The layout of an FSRef: the object's identity, and its place as the number of an interned folder
+// and a name. All zero means no object; "/" is a folder without parent and name.
 struct Reference {
   uint64_t inode = 0;
   uint64_t birth = 0;
   uint32_t device = 0;
   uint32_t parent = 0;  // number of the interned folder that holds the object, 0 for "/"
   uint16_t nameLength = 0;
-  NodeKind kind = NodeKind::kNone;  // as last seen
+  NodeKind kind = NodeKind::kNone;  // kSpecial also if it was unknown when the reference was made
   uint8_t unused = 0;
-  char name[kInlineNameSize] =
-      {};  // the name, or the place of a longer one among the interned names
+  // The name, or for a longer name its position in the NameTable.
+  char name[kInlineNameSize] = {};
 
   bool IsNone() const { return kind == NodeKind::kNone; }
   bool IsFolder() const { return kind == NodeKind::kFolder; }
@@ -57,11 +59,11 @@ static_assert(sizeof(Reference) == sizeof(FSRef));
 inline Reference ReferenceOf(const FSRef& ref) { return std::bit_cast<Reference>(ref); }
 inline FSRef RefOf(const Reference& reference) { return std::bit_cast<FSRef>(reference); }
 
-// True where the object that `info` is of, asked for with kIdentityMask, is that of the reference.
-// No object changes its kind, but an inode number that has become free is given to another one.
+// True if `info`, asked for with kIdentityMask, is that of the reference's object. The kinds are
+// compared too: an object never changes its kind, but an inode number is reused.
 bool IsObjectOf(const Reference& reference, const struct statx& info);
 
-// What statx has to be asked for so that the functions below can answer.
+// The fields that statx must return for Identity::Of, IsObjectOf and the functions below.
 inline constexpr unsigned kIdentityMask = STATX_TYPE | STATX_INO | STATX_BTIME;
 
 NodeKind KindOf(const struct statx& info);
@@ -70,7 +72,7 @@ inline bool IsSameTime(const statx_timestamp& first, const statx_timestamp& seco
   return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
 }
 
-// True for a folder on which a volume is mounted.
+// True for a folder on which a filesystem is mounted.
 bool IsVolumeRoot(const struct statx& info);
 
 }  // namespace tessary

@@ -66,7 +66,8 @@ void StatCache::CloseUnusedFolders() {
   }
 }
 
-// Without the folders, which nobody needs to be open any more.
+// Releases the folders too. Otherwise the cache would keep them open after the folder table closed
+// them to save descriptors.
 void StatCache::Clear() {
   for (size_t i = 0; i < used_; ++i) {
     entries_[i].folder = 0;

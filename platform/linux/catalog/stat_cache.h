@@ -13,56 +13,58 @@
 
 namespace tessary {
 
-// What was seen of one object.
+// The stat of one object and where it was found.
 struct CachedStat {
-  uint32_t folder = 0;  // the number of the interned folder that holds it; 0 for a look not kept
+  uint32_t folder = 0;  // number of the interned folder that holds it; 0 if the entry is not cached
   Place place;
   struct statx info = {};
-  std::optional<std::string> attributes;  // their names, each with a zero byte behind it
+  std::optional<std::string> attributes;  // names, each followed by a zero byte; none if not listed
 };
 
-// What has been seen since the step that is under way began (FSStatCacheScope), so that it is not
-// looked at twice. Remembers nothing outside of a step, and few objects within one.
+// The cache behind FSStatCacheScope. It caches only within a scope, and only a few objects: those
+// that an item's transfer needs repeatedly. Entries are keyed by folder and name. An entry may be
+// out of date, so operations that change an object use Catalog::Restat, and forget what they
+// change.
 class StatCache {
  public:
-  // Steps within one another: each begins and ends with nothing remembered.
+  // A scope begins or ends. Either empties the cache; scopes may be nested.
   void Begin();
   void End();
 
-  // What was seen of the object of that name in an interned folder, or null. Valid until it is
-  // forgotten and entry is made for another.
+  // The cached entry of that name in an interned folder, or null. Valid until the entry is
+  // forgotten or the next NewEntry.
   CachedStat* Find(uint32_t folder, std::string_view name);
 
-  // The same of the object at a place, where the place is one that was found in the step.
+  // The cached entry of the object at a place, or null. Compares folder handles, so it may miss an
+  // entry whose folder was closed and opened again.
   CachedStat* Find(const Place& place);
 
-  // Room for a look at the object of that name, with nothing known of that object any more. To be
-  // filled in and then kept. Valid until entry is made for another.
+  // Returns an empty entry for the object of that name, and forgets a cached one. The caller fills
+  // it in and calls Commit; without Commit it is not cached. Valid until the next NewEntry.
   CachedStat* NewEntry(uint32_t folder, std::string_view name);
 
-  // Keeps in mind what was put into the entry made last for an object in that folder, if this is a
-  // step.
+  // Adds the entry that NewEntry returned last to the cache, if a scope is open and there is room.
   void Commit(CachedStat* entry, uint32_t folder);
 
-  // Keeps in mind what is known of the object there without a look.
+  // Adds an object whose stat is known, such as one that was just created.
   void Insert(uint32_t folder, const Place& place, const struct statx& info);
 
-  // Closes the folders of what was looked at and not kept.
+  // Closes the folders of entries that are not cached.
   void CloseUnusedFolders();
 
-  // Forgets what was seen there, because it is about to change.
+  // Removes an entry whose object is about to change.
   void Forget(uint32_t folder, std::string_view name);
 
  private:
-  // An item, the folder that it goes to and what stands in its way there, and some to spare.
+  // The item, its target folder, an existing file of its name there, and some to spare.
   static constexpr size_t kMaxEntries = 6;
 
   void Clear();
 
   size_t depth_ = 0;
-  size_t used_ = 0;  // how many from the front have been kept since the step began
-  // Used again and again, with the memory that their names take: there are some for each item of a
-  // run. One is never kept, so that there is always entry.
+  size_t used_ = 0;  // all cached entries are among the first `used_`
+  // Reused from item to item, so that their names do not allocate each time. The last one is never
+  // cached, so that NewEntry always finds a free entry.
   std::array<CachedStat, kMaxEntries + 1> entries_;
 };
 

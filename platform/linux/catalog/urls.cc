@@ -15,7 +15,8 @@ constexpr std::string_view kAuthority = "//";
 
 char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-// Takes the prefix, which is in lower case, off the text. False where the text has another one.
+// Removes the prefix, which is in lower case, from the text, ignoring case. Returns false if the
+// text does not begin with it.
 bool TakePrefix(std::string_view prefix, std::string_view* text) {
   if (text->size() < prefix.size()) return false;
   const auto isEqual = [](char inPrefix, char inText) { return inPrefix == LowerCase(inText); };
@@ -31,7 +32,7 @@ std::optional<int> HexDigit(char c) {
   return std::nullopt;
 }
 
-// The byte of the two digits that `escape` begins with.
+// The byte that the first two characters of `escape`, hexadecimal digits, stand for.
 std::optional<char> EscapedByte(std::string_view escape) {
   if (escape.size() < 2) return std::nullopt;
   const std::optional<int> high = HexDigit(escape[0]);
@@ -40,8 +41,8 @@ std::optional<char> EscapedByte(std::string_view escape) {
   return static_cast<char>(*high << 4 | *low);
 }
 
-// A "?" or "#" that stands for itself is escaped in a URL. One that is not would cut the path
-// short, to that of another object than was meant.
+// An unescaped "?" or "#" begins a query or a fragment, which a file URL does not have. Dropping
+// those would shorten the path, possibly to that of another object, so such a URL is rejected.
 std::optional<std::string> DecodePath(std::string_view text) {
   std::string path;
   for (size_t i = 0; i < text.size(); ++i) {

@@ -18,7 +18,7 @@
 namespace tessary {
 namespace {
 
-// Not all of these have their number in the kernel's header.
+// <linux/magic.h> of older kernels lacks some of these.
 constexpr uint32_t kExfatMagic = 0x2011BAB0;
 constexpr uint32_t kNtfsMagic = 0x5346544E;
 constexpr uint32_t kNtfs3Magic = 0x7366746E;
@@ -38,13 +38,14 @@ bool HasReliableEntries(uint32_t magic) {
   }
 }
 
-// "8:1", as the kernel writes it.
+// Formats a device number as the kernel does: "8:1".
 std::string DeviceNumbers(uint32_t device) {
   return std::to_string(device >> 20) + ":" + std::to_string(device & ((1U << 20) - 1));
 }
 
-// The type that /proc/self/mountinfo shows for the device: FUSE hides what it drives from statfs.
-// A line is "ID PARENT MAJOR:MINOR ROOT POINT OPTIONS [TAG...] - TYPE SOURCE OPTIONS".
+// Returns the filesystem type that /proc/self/mountinfo shows for the device. statfs reports only
+// FUSE, not the driver behind it. A line of the file is
+// "ID PARENT MAJOR:MINOR ROOT POINT OPTIONS [TAG...] - TYPE SOURCE OPTIONS".
 std::string MountedType(uint32_t device) {
   const std::string number = DeviceNumbers(device);
   std::ifstream mounts("/proc/self/mountinfo");
@@ -61,7 +62,7 @@ std::string MountedType(uint32_t device) {
   return {};
 }
 
-// "fuseblk" is what the drivers of exFAT and NTFS mount themselves as.
+// The FUSE drivers of exFAT and NTFS mount themselves as "fuseblk".
 bool HasWindowsNames(uint32_t magic, uint32_t device) {
   switch (magic) {
     case MSDOS_SUPER_MAGIC:
@@ -79,17 +80,17 @@ bool HasWindowsNames(uint32_t magic, uint32_t device) {
   }
 }
 
-// Any driver may be behind FUSE; the one of NTFS has a creation date for everything.
+// FUSE may hide any driver. That of NTFS is recognised by its attribute, which every object has.
 bool HasNtfsDates(uint32_t magic, const std::string& path) {
   if (magic != FUSE_SUPER_MAGIC) return false;
-  // Asked for the size alone, it tells another one.
+  // The value is read, because the driver reports a wrong size if only the size is requested.
   std::array<char, 8> date = {};
   return getxattr(path.c_str(), kNtfsDateForm.attribute, date.data(), date.size()) ==
          static_cast<ssize_t>(date.size());
 }
 
-// Whether the driver of ext4 has a process that writes the volume's journal: it may have been made
-// without one, and ext2, which has none, shows the same number.
+// True if an ext4 filesystem has a journal, which is seen by the kernel task that writes it. ext4
+// can be created without a journal, and ext2 has the same magic number and none.
 bool HasExt4Journal(uint32_t device) {
   std::error_code error;
   const auto block =
@@ -99,8 +100,8 @@ bool HasExt4Journal(uint32_t device) {
   return static_cast<bool>(file >> process);
 }
 
-// Their logs hold what happened in the order in which it did, so that a file's latest state is not
-// there without the name that it was given before.
+// These filesystems log metadata changes in order. After fsync of a file, the log contains its new
+// name, which was given before.
 bool SyncsNamesWithFile(uint32_t magic, uint32_t device) {
   if (magic == EXT4_SUPER_MAGIC) return HasExt4Journal(device);
   return magic == XFS_SUPER_MAGIC || magic == BTRFS_SUPER_MAGIC;
@@ -108,7 +109,8 @@ bool SyncsNamesWithFile(uint32_t magic, uint32_t device) {
 
 Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string& path) {
   const auto magic = static_cast<uint32_t>(info.f_type);
-  // The same ones know everything about a file while it is open.
+  // The filesystems with reliable entries are local and driven by the kernel itself. That also
+  // makes their write errors immediate, their attributes coherent and their leases reliable.
   const bool isLocal = HasReliableEntries(magic);
   return {isLocal,
           HasWindowsNames(magic, device),
@@ -121,8 +123,7 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
           magic == BTRFS_SUPER_MAGIC};
 }
 
-// Those that were asked, until they are forgotten.
-std::unordered_map<uint32_t, Volume> gVolumes;
+std::unordered_map<uint32_t, Volume> gVolumes;  // by device number
 
 const Volume* FindVolume(uint32_t device) {
   const auto found = gVolumes.find(device);
@@ -134,7 +135,7 @@ bool IsRefusedByWindows(char c) {
          std::string_view("\"*:<>?\\|").find(c) != std::string_view::npos;
 }
 
-// These volumes hold names as UTF-16, so that bytes that are no text cannot be in them.
+// These filesystems store names as UTF-16, which cannot hold bytes that are not UTF-8.
 void ReplaceIllFormedBytes(std::string* name) {
   if (IsUtf8(*name)) return;
   std::u16string units = Utf16FromUtf8(*name);

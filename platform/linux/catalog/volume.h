@@ -6,41 +6,46 @@
 
 namespace tessary {
 
-// What the file manager must know of a volume before it can rely on it.
+// The properties of a mounted filesystem. All false means an unknown one, for which the safe and
+// slower way is taken everywhere.
 struct Volume {
-  // A directory entry's inode number and kind are those that statx would tell, for all but folders.
+  // d_ino and d_type of a directory entry equal what statx returns, for everything but folders.
   bool hasReliableEntries = false;
-  // The characters that Windows does not allow in a name are refused.
+  // The filesystem refuses names with characters that Windows does not allow.
   bool hasWindowsNames = false;
-  // The driver answers for the attributes of mac_formats/date_forms.h that it does not list.
+  // The driver provides a creation date in an attribute that it does not list
+  // (mac_formats/date_forms.h).
   bool hasNtfsDates = false;
   bool hasCifsDates = false;
-  // Writing cannot fail as late as when the file is closed, as it can on what is driven elsewhere.
+  // write reports all errors. On FUSE and network filesystems an error may be reported only by
+  // close.
   bool hasImmediateWriteErrors = false;
-  // What the kernel tells of a file is how it is, and not how it was when whatever drives the
-  // volume was last asked.
+  // statx returns the current attributes of a file. FUSE and network filesystems may return cached
+  // ones that another machine or the driver has changed since.
   bool hasCoherentAttributes = false;
-  // A lease is refused because of somebody who writes, and for no other reason. Network file
-  // systems refuse it with the same error whoever has the file open, and know nothing of other
+  // A read lease is refused only if some process has the file open for writing. Network filesystems
+  // refuse it with the same error whoever has the file open, and do not know about writers on other
   // machines.
   bool hasReliableLeases = false;
-  // Syncing a file makes the names durable that it has got by then, too.
+  // fsync of a file also makes the names durable that it has at that time.
   bool syncsNamesWithFile = false;
-  // A sync writes down one object and little else. A link's date, which cannot be synced by itself,
-  // is then not durable with the folder that the link lies in, but with the whole volume alone.
+  // fsync writes one object and little else. The dates of a symbolic link, which cannot be synced
+  // by itself, are then not durable after fsync of the folder, but only after a sync of the
+  // filesystem.
   bool syncsObjectsSeparately = false;
 };
 
-// The volume of the device, asked once in a run through a descriptor of anything on it, or a path
-// that leads to something on it. Valid until all are forgotten.
+// Return the properties of the filesystem with that device number. They are determined once per
+// run, through a descriptor of, or a path to, any object on it. The result is valid until
+// ForgetVolumes.
 const Volume& VolumeOf(uint32_t device, int descriptor);
 const Volume& VolumeAt(uint32_t device, const std::string& path);
 
-// Forgets what was asked, as a device number that is free is given to the next volume.
+// Discards all properties. The kernel reuses the device number of an unmounted filesystem.
 void ForgetVolumes();
 
-// The name under which an object named `name` can stand on a volume: the same, or with "_" in place
-// of each character, trailing blank or trailing dot that the volume refuses.
+// Returns the name under which an object named `name` can exist on a filesystem: the same, or with
+// "_" in place of each character, trailing space or trailing dot that the filesystem refuses.
 std::string NameOnVolume(std::string_view name, const Volume& volume);
 
 }  // namespace tessary

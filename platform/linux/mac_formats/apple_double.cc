@@ -14,19 +14,18 @@ constexpr size_t kTableAt = 26;
 constexpr size_t kEntrySize = 12;
 constexpr size_t kFinderInfoSize = 32;
 
-// What a Mac and the file servers write for a date that is not known.
+// Macs and file servers write this for an unknown date.
 constexpr uint32_t kUnknownDate = 0x80000000;
 constexpr int64_t kSecondsTo2000 = 946'684'800;
 
-// The table of attributes: two bytes of padding behind the Finder information, then
+// The table of attributes: two bytes of padding after the Finder information, then
 //   at 0   magic "ATTR"
-//   at 8   where in the data all of it ends
-//   at 12  where in the data the first value is
-//   at 16  how many bytes from there on values take
+//   at 8   offset in the data of the end of the table and its values
+//   at 12  offset in the data of the first value
+//   at 16  number of bytes that the values occupy
 //   at 34  number of attributes, 16 bits
-//   at 36  the attributes: offset, length, 16 bits of flags, length of the name with its zero,
-//   name,
-//          each beginning at a multiple of 4 of the data
+//   at 36  the attributes, each at a multiple of 4 in the data: offset, length, 16 bits of flags,
+//          8 bits for the length of the name with its zero, the name
 constexpr uint32_t kAttributesMagic = 0x41545452;
 constexpr size_t kAttributesAt = kFinderInfoSize + 2;
 constexpr size_t kAttributesEndAt = 8;
@@ -41,11 +40,12 @@ std::optional<AppleDoubleAttribute> ReadAttribute(std::string_view data, size_t 
   const std::optional<uint32_t> length = ReadBig32(data, at + 4);
   const std::optional<uint64_t> nameSize = ReadBigEndian(data, at + 10, 1);
   if (!offset || !length || !nameSize || *nameSize < 2) return std::nullopt;
-  // What lies before it are other entries of the data, whose changes would change the value.
+  // A value before its table would lie in another part of the data, and writing one would change
+  // the other.
   if (*offset < at) return std::nullopt;
   const auto name = PartOf(data, at + kAttributeHeadSize, *nameSize);
   const auto value = PartOf(data, *offset, *length);
-  // A zero ends the name and lies nowhere else in it.
+  // The only zero in the name is at its end.
   if (!name || !value || name->find('\0') != name->size() - 1) return std::nullopt;
   return AppleDoubleAttribute{name->substr(0, name->size() - 1), *value, at};
 }
@@ -62,15 +62,14 @@ ByteRange RangeOf(std::string_view value, std::string_view data) {
   return {static_cast<size_t>(value.data() - data.data()), value.size()};
 }
 
-// Writes the value at the start of a range of the data and zeros over the rest of it.
+// Writes the value at the start of a range of the data, and zeros over the rest of the range.
 void Fill(const ByteRange& range, std::string_view value, std::string* data) {
   std::string bytes(value);
   bytes.resize(range.length, '\0');
   data->replace(range.offset, range.length, bytes);
 }
 
-// False where entries lie over each other or over their table: what is written into one of such
-// data would change another.
+// False if entries overlap each other or their table. Writing into one would then change another.
 bool AreEntriesDisjoint(std::string_view data) {
   const size_t tableEnd = kTableAt + ReadBig16(data, kCountAt).value_or(0) * kEntrySize;
   std::vector<ByteRange> ranges = {{0, tableEnd}};
@@ -85,12 +84,12 @@ bool AreEntriesDisjoint(std::string_view data) {
   return std::ranges::adjacent_find(ranges, overlap) == ranges.end();
 }
 
-// What the table of attributes says of the room for values.
+// The part of the data in which the values of attributes lie, as offsets in the data.
 struct ValueArea {
-  size_t lengthAt = 0;  // where in the data the length of what they take is told
+  size_t lengthAt = 0;  // of the field that holds the size of the used part
   size_t begin = 0;
-  size_t end = 0;  // of what they take
-  size_t limit = 0;
+  size_t end = 0;    // end of the used part
+  size_t limit = 0;  // end of the part that values may use
 };
 
 std::optional<ValueArea> FindValueArea(const AppleDouble& parsed, std::string_view data) {
@@ -104,18 +103,18 @@ std::optional<ValueArea> FindValueArea(const AppleDouble& parsed, std::string_vi
   return ValueArea{start + kValuesLengthAt, begin, begin + length, limit};
 }
 
-// False where values lie outside of their room, or where two share a byte.
-bool AreValuesDisjoint(std::vector<AppleDoubleAttribute> attributes, const ValueArea& room,
+// False if values lie outside the area, or if two overlap.
+bool AreValuesDisjoint(std::vector<AppleDoubleAttribute> attributes, const ValueArea& area,
                        std::string_view data) {
   std::ranges::sort(attributes, {}, [](const auto& attribute) { return attribute.value.data(); });
-  size_t usedEnd = room.begin;
+  size_t usedEnd = area.begin;
   for (const AppleDoubleAttribute& attribute : attributes) {
     const ByteRange range = RangeOf(attribute.value, data);
     const size_t entryEnd = attribute.entryOffset + kAttributeHeadSize + attribute.name.size() + 1;
-    if (range.offset < usedEnd || entryEnd > room.begin) return false;
+    if (range.offset < usedEnd || entryEnd > area.begin) return false;
     usedEnd = EndOf(range);
   }
-  return usedEnd <= room.end && room.end <= room.limit;
+  return usedEnd <= area.end && area.end <= area.limit;
 }
 
 }  // namespace
@@ -185,7 +184,8 @@ bool ReplaceComment(std::string_view value, std::string* data) {
   const std::optional<ByteRange> range =
       parsed ? parsed->Find(AppleDoubleEntry::kComment) : std::nullopt;
   if (!range || !AreEntriesDisjoint(*data)) return false;
-  // Up to where the next entry, or the end of the data, begins.
+  // The comment may grow up to the next entry, or to the end of the data: netatalk reserves space
+  // after it.
   ByteRange room{range->offset, data->size() - range->offset};
   size_t lengthAt = 0;
   const size_t count = ReadBig16(*data, kCountAt).value_or(0);
@@ -211,24 +211,26 @@ bool ReplaceAttribute(std::string_view name, std::string_view value, std::string
   if (!parsed || !AreEntriesDisjoint(*data)) return false;
   const std::vector<AppleDoubleAttribute> attributes = parsed->Attributes();
   const auto found = std::ranges::find(attributes, name, &AppleDoubleAttribute::name);
-  const std::optional<ValueArea> room = FindValueArea(*parsed, *data);
-  if (found == attributes.end() || !room || !AreValuesDisjoint(attributes, *room, *data))
+  const std::optional<ValueArea> area = FindValueArea(*parsed, *data);
+  if (found == attributes.end() || !area || !AreValuesDisjoint(attributes, *area, *data))
     return false;
   ByteRange range = RangeOf(found->value, *data);
-  size_t limit = room->limit;
+  // The value may grow up to the next one. If that is too little, it moves to the free space after
+  // the last value, and its old bytes stay unused.
+  size_t limit = area->limit;
   for (const AppleDoubleAttribute& other : attributes) {
     const size_t offset = RangeOf(other.value, *data).offset;
     if (offset > range.offset) limit = std::min(limit, offset);
   }
   if (value.size() > limit - range.offset) {
-    if (value.size() > room->limit - room->end) return false;
-    range = {room->end, 0};
+    if (value.size() > area->limit - area->end) return false;
+    range = {area->end, 0};
   }
   const size_t entryOffset = found->entryOffset;
   Fill({range.offset, std::max(range.length, value.size())}, value, data);
   WriteBig32(range.offset, entryOffset, data);
   WriteBig32(value.size(), entryOffset + 4, data);
-  WriteBig32(std::max(room->end, range.offset + value.size()) - room->begin, room->lengthAt, data);
+  WriteBig32(std::max(area->end, range.offset + value.size()) - area->begin, area->lengthAt, data);
   return true;
 }
 

@@ -5,10 +5,11 @@
 #include <optional>
 #include <string_view>
 
-// Reading numbers out of bytes that somebody else wrote. Nothing is read beyond their end.
+// Reads numbers from untrusted bytes, never beyond their end.
 namespace tessary {
 
-// The big-endian number of `size` bytes (at most 8) at `at`; none where it does not lie inside.
+// Returns the big-endian number of `size` bytes (at most 8) at offset `at`; none if it is not
+// inside the data.
 inline std::optional<uint64_t> ReadBigEndian(std::string_view bytes, uint64_t at, size_t size) {
   if (size > sizeof(uint64_t) || at > bytes.size() || size > bytes.size() - at) return std::nullopt;
   uint64_t number = 0;
@@ -30,7 +31,7 @@ inline std::optional<uint32_t> ReadBig32(std::string_view bytes, uint64_t at) {
   return static_cast<uint32_t>(*number);
 }
 
-// The same with the least byte first.
+// The same for a little-endian number.
 inline std::optional<uint64_t> ReadLittleEndian(std::string_view bytes, uint64_t at, size_t size) {
   if (size > sizeof(uint64_t) || at > bytes.size() || size > bytes.size() - at) return std::nullopt;
   uint64_t number = 0;
@@ -40,7 +41,7 @@ inline std::optional<uint64_t> ReadLittleEndian(std::string_view bytes, uint64_t
   return number;
 }
 
-// The part that begins at `at` and is `size` bytes long; none where it does not lie inside.
+// Returns the `size` bytes at offset `at`; none if they are not inside the data.
 inline std::optional<std::string_view> PartOf(std::string_view bytes, uint64_t at, uint64_t size) {
   if (at > bytes.size() || size > bytes.size() - at) return std::nullopt;
   return bytes.substr(at, size);

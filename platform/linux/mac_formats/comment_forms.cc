@@ -22,7 +22,8 @@ std::optional<AppleDoubleAttribute> FindProperty(const AppleDouble& data) {
   return std::nullopt;
 }
 
-// The first of the values that finds room; the last one is the empty one.
+// Calls `replace` with the first value, or with the second if the first is none or does not fit.
+// Returns false if neither fits.
 template <typename Replace>
 bool ReplaceWithFirstThatFits(const std::array<std::optional<std::string>, 2>& values,
                               Replace replace) {
@@ -39,7 +40,8 @@ std::optional<std::string> ReplacePropertyForm(std::string_view value,
                                                std::u16string_view comment) {
   if (!ReadCommentPlist(value)) return std::nullopt;
   std::string replaced = WriteCommentPlist(comment);
-  // Without its last byte it is whole only where that is the zero that Samba adds.
+  // If the value is still a complete list without its last byte, that byte is the zero that Samba
+  // appends to a stream. It is kept.
   if (!ReadCommentPlist(value.substr(0, value.size() - 1))) return replaced;
   return replaced += '\0';
 }
@@ -52,7 +54,7 @@ std::optional<std::u16string> ReadAppleDoubleComment(std::string_view value) {
   }
   const std::optional<std::string_view> entry = data->Read(AppleDoubleEntry::kComment);
   if (!entry) return std::nullopt;
-  // What is shorter than its entry is ended by a zero.
+  // A comment that is shorter than its entry is terminated by a zero.
   return NoneIfEmpty(ReadMacText(entry->substr(0, entry->find('\0'))));
 }
 
@@ -71,7 +73,7 @@ std::optional<std::string> ReplaceAppleDoubleComment(std::string_view value,
   const auto replaceEntry = [&replaced](const std::string& text) {
     return ReplaceComment(text, &replaced);
   };
-  // One that stayed as it is would go on telling the old comment.
+  // Both are replaced. A Mac that reads the other one would still show the old comment.
   if (hasProperty && !ReplaceWithFirstThatFits({WriteCommentPlist(comment), WriteCommentPlist({})},
                                                replaceProperty)) {
     return std::nullopt;

@@ -7,31 +7,31 @@
 #include <string_view>
 #include <vector>
 
-// The forms in which a Mac, and who serves files to it, keeps an item's comment, besides the
-// attribute of Linux programs. A form in which there is no comment, or one of no characters, which
-// is what a Mac leaves of a comment that was taken away, counts for none when it is read.
+// The forms in which Macs and their file servers store an item's comment, apart from the attribute
+// of Linux programs. An empty comment reads as none: a Mac leaves it when a comment is deleted.
 namespace tessary {
 
 struct CommentForm {
   const char* attribute;
+  // Returns the comment in the attribute's value; none if there is none or the value is malformed.
   std::optional<std::u16string> (*read)(std::string_view value);
-  // The attribute's value with that comment in place of the one in it; none where the form cannot
-  // stand for one there, as in data that has no comment. Of a text that does not fit, it is the
-  // empty one.
+  // Returns the attribute's value with its comment replaced; none if the value contains no comment
+  // that could be replaced. If the new comment does not fit, the result contains the empty comment.
   std::optional<std::string> (*replace)(std::string_view value, std::u16string_view comment);
 };
 
+// A binary property list (comment_plist.h).
 std::optional<std::u16string> ReadPropertyForm(std::string_view value);
 std::optional<std::string> ReplacePropertyForm(std::string_view value, std::u16string_view comment);
 
-// AppleDouble data, of which the table of attributes comes before the comment's entry. Its size and
-// what else is in it stay as they are.
+// AppleDouble data. The comment in its table of attributes takes precedence over the comment entry;
+// both are replaced. Everything else and the size stay the same.
 std::optional<std::u16string> ReadAppleDoubleComment(std::string_view value);
 std::optional<std::string> ReplaceAppleDoubleComment(std::string_view value,
                                                      std::u16string_view comment);
 
-// The one that counts first stands first. A ":" in the name of a stream comes to Samba as a
-// character of the private use area, which it keeps or turns back.
+// In order of precedence. A Mac sends the ":" in a stream's name as the private-use character
+// U+F022. Depending on its configuration, Samba stores that character or converts it back.
 inline constexpr std::array<CommentForm, 5> kCommentForms = {{
     {"user.com.apple.metadata:kMDItemFinderComment", ReadPropertyForm, ReplacePropertyForm},
     {"osx.com.apple.metadata:kMDItemFinderComment", ReadPropertyForm, ReplacePropertyForm},
@@ -42,7 +42,7 @@ inline constexpr std::array<CommentForm, 5> kCommentForms = {{
     {"user.org.netatalk.Metadata", ReadAppleDoubleComment, ReplaceAppleDoubleComment},
 }};
 
-// The form of the attribute of that name, or null.
+// Returns the form of the attribute of that name, or null.
 const CommentForm* FindCommentForm(std::string_view attribute);
 
 }  // namespace tessary

@@ -5,14 +5,16 @@
 
 #include "platform/linux/mac_formats/bytes.h"
 
-// The list is "bplist00", the objects, a table of where in the list each object is, and 32 bytes:
+// A list consists of "bplist00", the objects, a table with the offset of each object, and a trailer
+// of 32 bytes:
 //   at 6   size of an entry of the table
-//   at 7   size of a number of an object
-//   at 8   number of objects, 8 bytes like the two that follow
-//   at 16  number of the outermost object
-//   at 24  where the table is
-// A text is 0x50 (ASCII) or 0x60 (UTF-16, big-endian) plus its length in units, or plus 15 and
-// behind it the length as a number object: 0x10 plus the power of two that is its size, the number.
+//   at 7   size of a reference to an object
+//   at 8   number of objects, 8 bytes like the next two
+//   at 16  index of the root object
+//   at 24  offset of the table
+// A text begins with a byte: 0x50 (ASCII) or 0x60 (UTF-16, big-endian) plus its length in units. If
+// the length is 15 or more, 15 is added instead and a number object with the length follows: a byte
+// 0x10 plus n, then the number in 2^n bytes. Then come the units.
 namespace tessary {
 namespace {
 
@@ -27,7 +29,7 @@ constexpr unsigned kLengthFollows = 0xF;
 struct TextHead {
   unsigned kind = 0;
   uint64_t length = 0;  // in units
-  size_t size = 0;      // of what stands before them
+  size_t size = 0;      // of the head, in bytes: the offset of the first unit
 };
 
 std::optional<TextHead> ReadTextHead(std::string_view object) {
@@ -88,7 +90,7 @@ std::string BigEndianBytes(uint64_t number, size_t size) {
   return bytes;
 }
 
-// The least of the powers of two that are the size of a number, for which it holds this one.
+// Returns the smallest n for which the number fits in 2^n bytes; at most 3.
 unsigned PowerFor(uint64_t number) {
   unsigned power = 0;
   while (power < 3 && number >> (8U << power) != 0) ++power;
@@ -114,7 +116,7 @@ std::string WriteCommentPlist(std::u16string_view text) {
   const bool isAscii = std::ranges::all_of(text, [](char16_t unit) { return unit < 0x80; });
   std::string list = "bplist00" + WriteLength(isAscii ? kAscii : kUtf16, text.size());
   for (const char16_t unit : text) list += BigEndianBytes(unit, isAscii ? 1 : sizeof(char16_t));
-  // A Mac wants entries that could hold the place of the table itself.
+  // A Mac requires entries that are wide enough for the offset of the table itself.
   const size_t tableAt = list.size();
   const size_t entrySize = size_t{1} << PowerFor(tableAt);
   list += BigEndianBytes(kHeadSize, entrySize);

@@ -20,7 +20,7 @@ constexpr size_t kNtTimeSize = 8;
 constexpr size_t kMaxHexTextLength = 16;
 constexpr uint32_t kHasCreationTime = 0x10;
 
-// Zero and what is no date of the next 27,000 years stand for one that is not known.
+// Zero, and a value above the range of a signed number (the year 30828), mean an unknown date.
 std::optional<Timestamp> DateOfTicks(std::optional<uint64_t> ticks) {
   if (!ticks || *ticks == 0 || *ticks > kMaxTicks) return std::nullopt;
   return Timestamp{static_cast<int64_t>(*ticks / kTicksPerSecond) - kSecondsFrom1601,
@@ -38,11 +38,11 @@ std::optional<uint64_t> TicksOfDate(const Timestamp& date) {
   return ticks;
 }
 
-// Where a record of that version has its flags, if it has any, and its date.
+// The layout of the record of a version.
 struct DosRecord {
   uint64_t version;
-  bool hasFlags;
-  size_t dateAt;
+  bool hasFlags;  // its first 4 bytes say which fields are valid
+  size_t dateAt;  // offset of the creation date in the record
 };
 
 constexpr std::array<DosRecord, 4> kDosRecords = {{
@@ -76,7 +76,7 @@ std::optional<Timestamp> ReadDosAttributesDate(std::string_view value) {
   if (textEnd == std::string_view::npos) return std::nullopt;
   const size_t versionAt = RoundUp(textEnd + 1, 2);
   const std::optional<uint64_t> version = ReadLittleEndian(value, versionAt, 2);
-  // The record is told once more by the version.
+  // The version is stored twice: once for the value, and once as the tag of the record.
   if (!version || ReadLittleEndian(value, versionAt + 2, 2) != version) return std::nullopt;
   const auto* record = std::ranges::find(kDosRecords, *version, &DosRecord::version);
   if (record == kDosRecords.end()) return std::nullopt;

@@ -7,8 +7,8 @@
 
 #include "platform/managers/file_attributes.h"
 
-// The forms in which file servers and drivers hold a creation date. Malformed data is none, and so
-// is a date that is told not to be known.
+// The forms in which file servers and drivers store a creation date. Malformed data, and a date
+// that is marked as unknown, read as none.
 namespace tessary {
 
 struct DateForm {
@@ -16,31 +16,31 @@ struct DateForm {
   std::optional<Timestamp> (*read)(std::string_view value);
 };
 
-// AppleDouble data with an entry of dates.
+// AppleDouble data with an entry kFileDates.
 std::optional<Timestamp> ReadAppleDoubleDate(std::string_view value);
 
-// What Samba keeps of DOS: a text, a version, and a record by the version, of which 1, 3, 4 and 5
-// tell the date. The text is ended by a zero; behind it every number begins at a multiple of 2 or 4
-// bytes and has its least byte first.
+// The DOS attributes that Samba stores: a zero-terminated text, a version, and a record whose
+// layout depends on the version; versions 1, 3, 4 and 5 contain the date. Numbers are
+// little-endian; those of 2 bytes are aligned to 2, longer ones to 4.
 std::optional<Timestamp> ReadDosAttributesDate(std::string_view value);
 
-// The 8 bytes of an NT time, the greatest first or, as the CIFS driver hands it out, in this
-// machine's order.
+// An NT time of 8 bytes: big-endian, or in the machine's byte order, as the CIFS driver provides
+// it.
 std::optional<Timestamp> ReadBigNtTime(std::string_view value);
 std::optional<Timestamp> ReadNativeNtTime(std::string_view value);
 
-// The one that counts first stands first.
+// In order of precedence.
 inline constexpr std::array<DateForm, 2> kDateForms = {{
     {"user.org.netatalk.Metadata", ReadAppleDoubleDate},
     {"user.DOSATTRIB", ReadDosAttributesDate},
 }};
 
-// These come behind the forms above. Their drivers answer for them and do not list them.
+// These come after the forms above. Their drivers provide them without listing them.
 inline constexpr DateForm kNtfsDateForm = {"system.ntfs_crtime_be", ReadBigNtTime};
 inline constexpr DateForm kCifsDateForm = {"user.cifs.creationtime", ReadNativeNtTime};
 
-// The value of these two for a date: tenths of microseconds since 1601, the rest cut off. Empty for
-// an instant that the form cannot hold.
+// Return the value of these two attributes for a date: units of 100 nanoseconds since 1601, rounded
+// down. Empty for a date that the form cannot hold.
 std::string WriteBigNtTime(const Timestamp& date);
 std::string WriteNativeNtTime(const Timestamp& date);
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-// The forms in which extended attributes hold Finder information. Malformed data is none, and so is
-// information that is all zero: a Mac keeps none of it, and the file servers lay out an empty one
-// with every file.
+// The forms in which extended attributes store Finder information. Malformed data reads as none. So
+// does information that is all zero: file servers write it for every file, and it must not hide
+// another form that holds something.
 namespace tessary {
 
 // Type at 0, creator at 4, flags at 8, location at 10, the extended information at 16; big-endian.
@@ -19,36 +19,38 @@ struct FinderInfoForm {
   std::optional<FinderBytes> (*read)(std::string_view value);
 };
 
-// The attribute's value is the information itself, and no longer.
+// The value is exactly the 32 bytes.
 std::optional<FinderBytes> ReadRawFinderInfo(std::string_view value);
-// AppleDouble data; of a sidecar it may be the beginning of so many bytes.
+
+// AppleDouble data. `data` may be only the beginning of a sidecar of `wholeSize` bytes.
 std::optional<FinderBytes> ReadAppleDoubleFinderInfo(std::string_view value);
 std::optional<FinderBytes> ReadAppleDoubleFinderInfo(std::string_view data, uint64_t wholeSize);
-// "AFP\0", and the information at 16.
+
+// "AFP\0", with the 32 bytes at offset 16.
 std::optional<FinderBytes> ReadAfpInfo(std::string_view value);
 
-// The one that counts first stands first.
+// In order of precedence.
 inline constexpr std::array<FinderInfoForm, 4> kFinderInfoForms = {{
-    {"osx.com.apple.FinderInfo", ReadRawFinderInfo},            // what the kernel shows of HFS+
-    {"user.com.apple.FinderInfo", ReadRawFinderInfo},           // what rsync -X and others copy
-    {"user.org.netatalk.Metadata", ReadAppleDoubleFinderInfo},  // file servers for Macs
-    {"user.DosStream.AFP_AfpInfo:$DATA", ReadAfpInfo},          // Samba, where it keeps streams
+    {"osx.com.apple.FinderInfo", ReadRawFinderInfo},            // HFS+, by the kernel's driver
+    {"user.com.apple.FinderInfo", ReadRawFinderInfo},           // copied by rsync -X and others
+    {"user.org.netatalk.Metadata", ReadAppleDoubleFinderInfo},  // netatalk, Samba
+    {"user.DosStream.AFP_AfpInfo:$DATA", ReadAfpInfo},          // Samba, if it stores streams
 }};
 
-// What the kernel shows of HFS, behind the forms above: 4 bytes each, no flags.
+// HFS, by the kernel's driver; comes after the forms above. 4 bytes each, no flags.
 inline constexpr char kHfsTypeAttribute[] = "hfs.type";
 inline constexpr char kHfsCreatorAttribute[] = "hfs.creator";
 std::optional<FinderBytes> ReadHfsTypeAndCreator(std::string_view type, std::string_view creator);
 
-// An attribute under a name that any volume takes which has attributes of users.
+// An attribute whose name begins with "user.", which every filesystem with user attributes accepts.
 struct PortableAttribute {
   std::string name;
   std::string value;
 };
 
-// What stands elsewhere for an attribute that only the kernel's HFS+ and HFS show: "user." in place
-// of "osx.", and for the type, given the creator, the Finder information of both. None for any
-// other attribute.
+// Converts an attribute that exists only on HFS+ and HFS to one for other filesystems: "osx."
+// becomes "user."; "hfs.type" becomes the Finder information of that type and `hfsCreator`. None
+// for any other attribute, and for a malformed type or creator.
 std::optional<PortableAttribute> MakePortable(std::string_view name, std::string_view value,
                                               std::string_view hfsCreator);
 

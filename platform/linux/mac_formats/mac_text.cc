@@ -48,7 +48,7 @@ std::optional<std::string> WriteMacText(std::u16string_view text) {
     if (found == kRoman.end()) return std::nullopt;
     bytes += static_cast<char>(kFirstBeyondAscii + (found - kRoman.begin()));
   }
-  // What would be taken for UTF-8 does not come back as it was.
+  // The bytes of some texts are also well-formed UTF-8, and would be read as another text.
   if (ReadMacText(bytes) != text) return std::nullopt;
   return bytes;
 }

@@ -15,17 +15,17 @@
 namespace tessary {
 namespace {
 
-// The unit that stands for an ill-formed byte is this one plus the byte.
+// An ill-formed byte becomes the unit with this value plus the byte.
 constexpr char16_t kSurrogateEscapeBase = 0xDC00;
 
 bool IsSurrogate(char32_t codePoint) { return codePoint >= 0xD800 && codePoint <= 0xDFFF; }
 
-// A machine word of which the bits are set that no ASCII character has.
+// The bits of a machine word that are zero if all its units are ASCII.
 constexpr uint64_t NonAsciiBits(char /*unit*/) { return 0x8080808080808080U; }
 constexpr uint64_t NonAsciiBits(char16_t /*unit*/) { return 0xFF80FF80FF80FF80U; }
 
-// The number of units before the first that is not ASCII. A word at a time: nearly every name is
-// ASCII throughout, and a run converts each name several times.
+// Returns the number of units before the first that is not ASCII. Tests a word at a time, because
+// nearly every name is ASCII only, and a run converts each name several times.
 template <typename Unit>
 size_t AsciiPrefixLength(std::basic_string_view<Unit> text) {
   constexpr size_t kUnitsPerWord = sizeof(uint64_t) / sizeof(Unit);
@@ -36,7 +36,8 @@ size_t AsciiPrefixLength(std::basic_string_view<Unit> text) {
     if ((word & NonAsciiBits(Unit())) != 0) break;
   }
   if (length < text.size() && text.size() >= kUnitsPerWord) {
-    // The last word once more from its end, so that what is left over need not be taken singly.
+    // Tests the last word of the text, which overlaps the one before, so that the rest of a longer
+    // ASCII text is not tested unit by unit.
     uint64_t word = 0;
     std::memcpy(&word, text.data() + text.size() - kUnitsPerWord, sizeof(word));
     if (text.size() - length < kUnitsPerWord && (word & NonAsciiBits(Unit())) == 0) {
@@ -49,7 +50,7 @@ size_t AsciiPrefixLength(std::basic_string_view<Unit> text) {
   return length;
 }
 
-// Takes the ASCII at the front of `*text` off to the end of `*result`.
+// Moves the ASCII units at the front of `*text` to the end of `*result`.
 template <typename From, typename To>
 void MoveAsciiPrefix(std::basic_string_view<From>* text, std::basic_string<To>* result) {
   const size_t ascii = AsciiPrefixLength(*text);
@@ -62,10 +63,10 @@ void MoveAsciiPrefix(std::basic_string_view<From>* text, std::basic_string<To>* 
 
 struct Sequence {
   char32_t codePoint = 0;
-  size_t length = 0;  // 0 where there is no well-formed sequence
+  size_t length = 0;  // 0 if there is no well-formed sequence
 };
 
-// The well-formed sequence with which `text`, which is not empty, begins.
+// Returns the well-formed sequence at the start of `text`, which is not empty.
 Sequence FirstSequence(std::string_view text) {
   const auto lead = static_cast<unsigned char>(text[0]);
   if (lead < 0x80) return {lead, 1};
@@ -83,7 +84,7 @@ Sequence FirstSequence(std::string_view text) {
   return {codePoint, length};
 }
 
-// Of a code point beyond ASCII.
+// Appends a code point above U+007F.
 void AppendUtf8(char32_t codePoint, std::string* text) {
   const auto continuation = [codePoint](unsigned shift) {
     return static_cast<char>(0x80U | ((codePoint >> shift) & 0x3FU));
@@ -103,8 +104,8 @@ void AppendUtf8(char32_t codePoint, std::string* text) {
   }
 }
 
-// The locale that every system has and that knows the letters of all scripts, whatever the user's
-// own is. Null where it cannot be had. It lives as long as the process.
+// Returns the locale C.UTF-8, which knows the letters of all scripts, independent of the user's
+// locale; null if it is not installed. Never freed.
 locale_t LetterLocale() {
   static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   return locale;
@@ -124,7 +125,7 @@ char32_t LowerCharacter(char32_t character) {
 
 std::u16string Utf16FromUtf8(std::string_view text) {
   std::u16string result;
-  // A sequence never makes more units than it has bytes.
+  // A sequence never becomes more units than it has bytes.
   result.reserve(text.size());
   while (true) {
     MoveAsciiPrefix(&text, &result);

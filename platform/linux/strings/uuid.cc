@@ -12,6 +12,7 @@ namespace {
 
 using UuidBytes = std::array<unsigned char, 16>;
 
+// getrandom may return fewer bytes than requested, or be interrupted by a signal.
 bool FillWithRandomness(UuidBytes* bytes) {
   size_t filled = 0;
   while (filled < bytes->size()) {

@@ -19,7 +19,7 @@ constexpr std::array<nl_item, 12> kMonthItems = {ABMON_1, ABMON_2,  ABMON_3,  AB
                                                  ABMON_5, ABMON_6,  ABMON_7,  ABMON_8,
                                                  ABMON_9, ABMON_10, ABMON_11, ABMON_12};
 
-// The name of the LC_TIME locale that the environment sets.
+// The name of the locale that the environment sets for LC_TIME, in the order of setlocale.
 std::string UserTimeLocaleName() {
   for (const char* variable : {"LC_ALL", "LC_TIME", "LANG"}) {
     const char* value = std::getenv(variable);
@@ -28,7 +28,7 @@ std::string UserTimeLocaleName() {
   return "C";
 }
 
-// True for C and POSIX, with or without a codeset.
+// True for C and POSIX, with or without a codeset. They use the English month names.
 bool IsUnlocalised(std::string_view name) {
   const std::string_view language = name.substr(0, name.find_first_of(".@"));
   return language == "C" || language == "POSIX";
@@ -36,8 +36,8 @@ bool IsUnlocalised(std::string_view name) {
 
 class Locale {
  public:
-  // The character type is taken from the same locale, so that the codeset is that of the names
-  // even where LC_CTYPE is set to another language's.
+  // LC_CTYPE comes from the same locale, so that CODESET is the encoding of its month names even if
+  // the environment sets another locale for LC_CTYPE.
   explicit Locale(const std::string& name)
       : locale_(newlocale(LC_TIME_MASK | LC_CTYPE_MASK, name.c_str(), nullptr)) {}
   ~Locale() {
@@ -63,7 +63,7 @@ class Utf8Converter {
   Utf8Converter(const Utf8Converter&) = delete;
   Utf8Converter& operator=(const Utf8Converter&) = delete;
 
-  // None where the text does not convert as a whole.
+  // Returns none if any part of the text cannot be converted.
   std::optional<std::string> Convert(std::string text) const {
     if (!IsOpen()) return std::nullopt;
     std::string converted(text.size() * 4, '\0');
@@ -72,7 +72,8 @@ class Utf8Converter {
     size_t inLeft = text.size();
     size_t outLeft = converted.size();
     if (iconv(conversion_, &in, &inLeft, &out, &outLeft) == kFailed) return std::nullopt;
-    // Some codesets hold back the last letter until it is known that no accent follows.
+    // Flushes the converter: some codesets hold back the last letter, because a combining accent
+    // could follow.
     if (iconv(conversion_, nullptr, nullptr, &out, &outLeft) == kFailed) return std::nullopt;
     converted.resize(converted.size() - outLeft);
     return converted;
@@ -81,7 +82,7 @@ class Utf8Converter {
  private:
   static constexpr size_t kFailed = static_cast<size_t>(-1);
 
-  // iconv_open tells its failure by a pointer of all one bits.
+  // iconv_open returns (iconv_t)-1 on failure.
   bool IsOpen() const { return reinterpret_cast<size_t>(conversion_) != kFailed; }
 
   iconv_t conversion_;

@@ -9,7 +9,7 @@ namespace {
 constexpr int64_t kSecondsFrom1904To1970 = 2'082'844'800;
 constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
 
-// Neither clock can fail: both are there in every kernel that runs this.
+// The status is dropped because neither clock can fail: every kernel that runs this has both.
 int64_t Nanoseconds(clockid_t clock) {
   timespec time = {};
   (void)clock_gettime(clock, &time);
@@ -18,8 +18,9 @@ int64_t Nanoseconds(clockid_t clock) {
 
 }  // namespace
 
-// The clock of the day is looked at once, and what has gone by since then is told by the one that
-// nobody can set.
+// The realtime clock is read once, and time elapsed since then is measured with the boot-time
+// clock, which cannot be set. CLOCK_MONOTONIC would not count the time while the machine is
+// suspended.
 uint32_t GetDateTime() {
   static const int64_t start = Nanoseconds(CLOCK_REALTIME) - Nanoseconds(CLOCK_BOOTTIME);
   const int64_t now = start + Nanoseconds(CLOCK_BOOTTIME);

@@ -3,7 +3,7 @@
 namespace tessary {
 
 std::optional<std::tm> LocalTime(time_t instant) {
-  // localtime_r, unlike localtime, need not look up the time zone by itself.
+  // localtime_r, unlike localtime, need not read the time zone itself.
   static const bool isZoneRead = (tzset(), true);
   (void)isZoneRead;
   std::tm local = {};

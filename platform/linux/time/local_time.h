@@ -5,8 +5,8 @@
 
 namespace tessary {
 
-// The date and time of day of an instant in the system's time zone, which is read once per process;
-// none where the instant is beyond what a calendar can hold.
+// Converts an instant to the date and time of day in the system's time zone, which is read once per
+// process. None if the year is out of range.
 std::optional<std::tm> LocalTime(time_t instant);
 
 }  // namespace tessary
