@@ -13,7 +13,7 @@ Status StatusFromErrno(int error) {
     case EEXIST:
       return dupFNErr;
     case ENOSPC:
-    case EDQUOT:
+    case EDQUOT:  // to the user, an exhausted quota is a full disk
       return dskFulErr;
     case EROFS:
       return wPrErr;
@@ -26,7 +26,7 @@ Status StatusFromErrno(int error) {
     case ENOTDIR:
       return dirNFErr;
     case ENOTEMPTY:
-    case EBUSY:
+    case EBUSY:  // for instance a mount point
       return fBsyErr;
     case EMFILE:
     case ENFILE:

@@ -4,11 +4,11 @@
 
 namespace tessary {
 
-// The status that stands for an errno value: the one table from one to the other. noErr for 0, and
-// ioErr for a value that has no status of its own.
+// Maps an errno value to a status. Returns noErr for 0 and ioErr for a value that has no status of
+// its own. Every status that originates in a failed system call comes from here.
 Status StatusFromErrno(int error);
 
-// The status of the call that has just failed.
+// Returns the status for the current errno. Call it directly after the failed call.
 Status LastError();
 
 }  // namespace tessary

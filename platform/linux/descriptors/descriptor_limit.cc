@@ -10,7 +10,8 @@ void RaiseDescriptorLimit() {
   rlimit limit = {};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
   limit.rlim_cur = limit.rlim_max;
-  // A system that allows fewer in all refuses "without limit". Everything works with fewer, too.
+  // Fails where the hard limit is above the system-wide maximum (fs.nr_open). Everything works with
+  // fewer descriptors, too.
   (void)setrlimit(RLIMIT_NOFILE, &limit);
 }
 

@@ -2,15 +2,15 @@
 
 #include <cstddef>
 
-// How the process gets along with the descriptors that it may have.
+// The number of file descriptors that the process may have open.
 namespace tessary {
 
-// Raises the number of descriptors that this process may have to the most that it may ask for.
-// Where that is refused, it goes on with what it has.
+// Raises the process's limit of open descriptors (the soft limit) to the hard limit. Does nothing
+// if that is not permitted.
 void RaiseDescriptorLimit();
 
-// How many descriptors one holder may keep open to save opening them again: `usual`, or one of
-// `shares` equal shares of all that the process may have now where that is less, but at least 2.
+// Returns how many descriptors one cache of open folders may hold: `usual`, but at most one of
+// `shares` equal shares of the current limit, and at least 2.
 size_t DescriptorBudget(size_t usual, size_t shares);
 
 }  // namespace tessary

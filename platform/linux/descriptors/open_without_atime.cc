@@ -7,9 +7,11 @@
 namespace tessary {
 
 UniqueFd OpenWithoutAtime(int folder, const char* name, int flags) {
-  const int all = flags | O_RDONLY | O_CLOEXEC;
-  UniqueFd opened(openat(folder, name, all | O_NOATIME));
-  if (!opened && errno == EPERM) opened.Reset(openat(folder, name, all));
+  const int readFlags = flags | O_RDONLY | O_CLOEXEC;
+  UniqueFd opened(openat(folder, name, readFlags | O_NOATIME));
+  // Only the owner, or a process with CAP_FOWNER, may use O_NOATIME. Other users' files are read
+  // all the same: a changed access time is no reason not to copy them.
+  if (!opened && errno == EPERM) opened.Reset(openat(folder, name, readFlags));
   return opened;
 }
 

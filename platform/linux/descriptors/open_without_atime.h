@@ -4,9 +4,9 @@
 
 namespace tessary {
 
-// Opens (`folder`, `name`) for reading, with the other `flags` of openat and not passed on to other
-// programs, so that reading leaves the date of the last access alone. Only the owner may ask for
-// that; for others it is opened all the same. None, with errno, where it cannot be opened.
+// Opens (`folder`, `name`) for reading, with close-on-exec and the additional openat `flags`, so
+// that reading does not change the access time if this process may prevent that. Returns an empty
+// descriptor on failure, with errno set.
 UniqueFd OpenWithoutAtime(int folder, const char* name, int flags);
 
 }  // namespace tessary

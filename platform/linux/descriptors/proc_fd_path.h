@@ -4,8 +4,8 @@
 
 namespace tessary {
 
-// A path to the open object, if only opened as a path, for calls that take no descriptor or not
-// this kind. Good while the descriptor is open and where /proc is mounted.
+// Returns a path to the open object, for system calls that take no descriptor or none that was
+// opened with O_PATH. Valid while the descriptor is open, and only if /proc is mounted.
 inline std::string ProcFdPath(int descriptor) {
   return "/proc/self/fd/" + std::to_string(descriptor);
 }

@@ -6,7 +6,8 @@
 
 namespace tessary {
 
-// Owns one file descriptor and closes it.
+// Owns one file descriptor and closes it. Errors of close(2) are ignored: a caller that has to know
+// about deferred write errors asks for them before.
 class UniqueFd {
  public:
   UniqueFd() = default;

@@ -9,7 +9,7 @@
 namespace tessary::test {
 namespace {
 
-TEST(StatusFromErrno, HasOneStatusForEachErrorThatTheSystemTellsApart) {
+TEST(StatusFromErrno, MapsEachError) {
   const std::vector<std::pair<int, int>> rows = {
       {0, 0},          {ENOENT, -43},   {EEXIST, -48},    {ENOSPC, -34}, {EDQUOT, -34},
       {EROFS, -44},    {EACCES, -5000}, {EPERM, -5000},   {EIO, -36},    {ENAMETOOLONG, -37},

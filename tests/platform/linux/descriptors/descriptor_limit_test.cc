@@ -15,13 +15,13 @@ rlimit DescriptorLimit() {
   return limit;
 }
 
-void AllowDescriptors(rlim_t count) {
+void SetDescriptorLimit(rlim_t count) {
   rlimit limit = DescriptorLimit();
   limit.rlim_cur = count;
   ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &limit));
 }
 
-TEST(DescriptorBudget, IsTheUsualNumberOrAShareOfWhatIsAllowed) {
+TEST(DescriptorBudget, IsUsualNumberOrShareOfLimit) {
   const struct {
     rlim_t limit;
     size_t usual;
@@ -33,15 +33,15 @@ TEST(DescriptorBudget, IsTheUsualNumberOrAShareOfWhatIsAllowed) {
   };
   EXPECT_TRUE(RunWithInjectedErrors({}, [&] {
     for (const auto& row : rows) {
-      AllowDescriptors(row.limit);
+      SetDescriptorLimit(row.limit);
       EXPECT_EQ(row.expected, DescriptorBudget(row.usual, row.shares)) << row.limit;
     }
   }));
 }
 
-TEST(PrepareStandardFiles, AllowsAsManyOpenFilesAsThereMayBe) {
+TEST(PrepareStandardFiles, RaisesDescriptorLimit) {
   EXPECT_TRUE(RunWithInjectedErrors({}, [] {
-    AllowDescriptors(20);
+    SetDescriptorLimit(20);
     PrepareStandardFiles();
     EXPECT_EQ(DescriptorLimit().rlim_max, DescriptorLimit().rlim_cur);
     EXPECT_LT(20U, DescriptorLimit().rlim_cur);

@@ -21,7 +21,7 @@ namespace {
 
 constexpr time_t kLongAgo = 1'000'000'000;
 
-// Long enough ago for every volume that keeps such dates to renew it at the next reading.
+// Sets an access time so old that the next read updates it, also with the mount option relatime.
 void SetAccessDate(const std::string& path) {
   const std::array<timespec, 2> times = {timespec{kLongAgo, 7}, timespec{0, UTIME_OMIT}};
   ASSERT_EQ(0, utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW));
@@ -32,14 +32,14 @@ void ExpectAccessDateKept(const std::string& path) {
   EXPECT_EQ(7, LstatAt(path).st_atim.tv_nsec) << path;
 }
 
-class AccessDate : public testing::Test {
+class OpenWithoutAtimeTest : public testing::Test {
  protected:
   void SetUp() override {
     WriteFile(folder_ / "probe", "x");
     SetAccessDate(folder_ / "probe");
     (void)ReadFile(folder_ / "probe");
     if (LstatAt(folder_ / "probe").st_atim.tv_sec == kLongAgo) {
-      GTEST_SKIP() << "the volume does not keep the dates of accesses";
+      GTEST_SKIP() << "the filesystem does not record access times";
     }
   }
 
@@ -47,7 +47,7 @@ class AccessDate : public testing::Test {
   TemporaryFolder folder_;
 };
 
-TEST_F(AccessDate, OfWhatIsCopiedIsKept) {
+TEST_F(OpenWithoutAtimeTest, CopyingKeepsAccessTime) {
   WriteFile(folder_ / "file", "contents");
   WriteFile(folder_ / (package_ + "/inner"), "contents");
   MakeFolder(folder_ / "to");
@@ -65,7 +65,7 @@ TEST_F(AccessDate, OfWhatIsCopiedIsKept) {
   EXPECT_EQ("contents", ReadFile(folder_ / "to/file"));
 }
 
-TEST_F(AccessDate, OfAFolderThatIsListedIsKept) {
+TEST_F(OpenWithoutAtimeTest, ListingKeepsAccessTime) {
   WriteFile(folder_ / "listed/file");
   SetAccessDate(folder_ / "listed");
   const NSAutoreleasePool pool;
@@ -80,8 +80,8 @@ TEST_F(AccessDate, OfAFolderThatIsListedIsKept) {
   ExpectAccessDateKept(folder_ / "listed");
 }
 
-// Asking to leave the date alone is the owner's right; copying is not.
-TEST(OpenWithoutAtime, OpensWhatBelongsToSomebodyElse) {
+// Only the owner may use O_NOATIME, but others may copy the file.
+TEST(OpenWithoutAtime, OpensFilesOfOtherUsers) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can make a file of another user";
   const TemporaryFolder folder;
   WriteFile(folder / "file", "theirs");
@@ -97,8 +97,8 @@ TEST(OpenWithoutAtime, OpensWhatBelongsToSomebodyElse) {
   }));
 }
 
-TEST(OpenWithoutAtime, TellsWhyNot) {
-  EXPECT_FALSE(OpenWithoutAtime(AT_FDCWD, "/nowhere at all", 0));
+TEST(OpenWithoutAtime, SetsErrno) {
+  EXPECT_FALSE(OpenWithoutAtime(AT_FDCWD, "/nonexistent", 0));
   EXPECT_EQ(ENOENT, errno);
 }
 
