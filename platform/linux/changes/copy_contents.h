@@ -6,11 +6,11 @@
 
 namespace tessary {
 
-// Copies what is in the regular file open as `from`, of which `info` tells, into the empty file
-// open as `to`, of which `made` tells: to its real end, whatever the size says, with its holes, and
-// sharing the blocks where the volume can. A file that grows while it is copied is given up early,
-// with noErr: the caller looks whether the source has changed. noErr, else what the file system
-// reports.
+// Copies the contents of the open regular file `from` into the open empty file `to`; `info` and
+// `made` are their stat results. Reads to the end of the file, whatever its size says, preserves
+// holes, and shares blocks (reflink) where the filesystem can.
+// Gives up early, with noErr, on a file that grows while it is copied: the caller checks anyway
+// whether the source has changed. Errors: the status of the failed system call.
 Status CopyContents(int from, const struct statx& info, int to, const struct statx& made);
 
 }  // namespace tessary

@@ -14,13 +14,16 @@
 namespace tessary {
 namespace {
 
-// Gives the owner every right to the folder open, if only as a path, as `folder`. What cannot be
-// opened up shows itself at the next step.
+// Gives the owner all permissions on the open folder: one that denies them to its owner could be
+// neither read nor emptied. Works on an O_PATH descriptor, which needs no permission on the folder;
+// fchmod does not take one, hence the path through /proc.
 void GrantOwnerAccess(int folder, const struct statx& info) {
   if ((info.stx_mode & S_IRWXU) == S_IRWXU || info.stx_uid != geteuid()) return;
+  // A failure shows at the next step, where the folder is opened or emptied.
   (void)chmod(ProcFdPath(folder).c_str(), S_IRWXU);
 }
 
+// Deletes the objects in a folder before the folder itself.
 class Deletion : public TreeVisitor {
  public:
   explicit Deletion(bool* hasBegun) : hasBegun_(hasBegun) {}
@@ -59,7 +62,8 @@ class Deletion : public TreeVisitor {
 
 }  // namespace
 
-// A caller has to know what has been removed, so that it is told also where memory runs out.
+// Catches the exception here, because the caller needs `*hasBegun` also when memory runs out: it
+// decides which of original and copy is the complete one.
 Status DeleteTree(int folder, const char* name, int opened, bool* hasBegun) try {
   struct statx info = {};
   if (const Status status = ReadObjectInfo(opened, "", &info)) return status;

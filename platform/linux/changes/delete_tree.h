@@ -4,12 +4,12 @@
 
 namespace tessary {
 
-// Deletes the folder named (`folder`, `name`), open for reading as `opened`, with everything in it,
-// through descriptors and without following a link. A folder inside that its owner has closed to
-// himself is opened up first. `*hasBegun` is set to true, on failure too, as soon as anything has
-// been removed, and left alone otherwise.
-// noErr; diffVolErr (another volume is mounted inside: it is left); memFullErr; else what the file
-// system reports.
+// Deletes the folder (`folder`, `name`), which is open for reading as `opened`, with everything in
+// it. Works on descriptors and never follows a link. Gives the owner access to folders inside that
+// deny it. Sets `*hasBegun` to true, on failure too, once anything was removed, and leaves it alone
+// otherwise.
+// Errors: diffVolErr (a mount inside, which is left alone); memFullErr; otherwise the status of the
+// failed system call.
 Status DeleteTree(int folder, const char* name, int opened, bool* hasBegun);
 
 }  // namespace tessary

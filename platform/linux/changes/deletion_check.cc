@@ -16,6 +16,8 @@
 namespace tessary {
 namespace {
 
+// Returns whether the process may delete other users' files in a sticky folder. That is CAP_FOWNER,
+// which root can lack, for instance in a container. The C library has no function for it.
 bool OverridesOwnership() {
   __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
   std::array<__user_cap_data_struct, 2> data = {};
@@ -27,13 +29,16 @@ bool IsImmutable(const struct statx& info) {
   return (info.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
 }
 
-// What holds for every object of a folder.
+// Checks what applies to every object in an open folder, and stats the folder.
 Status CheckFolder(int folder, struct statx* info) {
+  // The kernel decides about modes, ACLs and read-only mounts. AT_EACCESS: by the effective IDs,
+  // which unlinkat uses.
   if (faccessat(folder, ".", W_OK | X_OK, AT_EACCESS) != 0) return LastError();
   if (const Status status = ReadObjectInfo(folder, "", info)) return status;
   return IsImmutable(*info) ? afpAccessDenied : noErr;
 }
 
+// Checks what the kernel checks for each object when it is deleted; faccessat does not cover it.
 Status CheckObject(const struct statx& folder, const struct statx& info) {
   if (IsImmutable(info)) return afpAccessDenied;
   if ((info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) return fBsyErr;
@@ -53,6 +58,7 @@ class DeletionCheck : public TreeVisitor {
     return CheckObject(folderInfo, info);
   }
 
+  // A folder has to permit the deletion of its objects, and its parent that of the folder.
   Status EnterFolder(int folder, const char* name, const struct statx& info, int opened) override {
     struct statx inner = {};
     if (const Status status = CheckFolder(opened, &inner)) return status;

@@ -6,10 +6,11 @@
 
 namespace tessary {
 
-// Tells without trying whether the object that `info` tells of, in the folder open as `folder`, may
-// be deleted by this process; of a folder, whether everything in it may. noErr; afpAccessDenied (no
-// permission, another user's object in a shared folder, or made immutable); wPrErr; fBsyErr (a
-// volume is mounted on it); diffVolErr (one is mounted inside); else what the file system reports.
+// Predicts whether this process may delete the object (`folder`, `name`), whose stat result is
+// `info`, and for a folder everything in it. Changes nothing.
+// Errors: afpAccessDenied (no permission, another user's object in a sticky folder, or immutable);
+// wPrErr (read-only filesystem); fBsyErr (a mount point); diffVolErr (a mount inside); otherwise
+// the status of the failed system call.
 Status CheckDeletable(int folder, const char* name, const struct statx& info);
 
 }  // namespace tessary

@@ -13,7 +13,7 @@ namespace tessary {
 
 void FolderChain::Push(UniqueFd folder, const Identity& identity) {
   constexpr size_t kUsualLevels = 32;
-  // A copy walks two chains, and the folders of the catalog are held besides.
+  // A copy walks two chains, and the catalog holds folders open as well.
   constexpr size_t kShares = 8;
   const size_t heldLevels = DescriptorBudget(kUsualLevels, kShares);
   if (levels_.size() >= heldLevels) levels_[levels_.size() - heldLevels].folder.Reset();
@@ -24,6 +24,8 @@ Status FolderChain::Pop(UniqueFd* left) {
   UniqueFd folder = std::move(levels_.back().folder);
   levels_.pop_back();
   if (!levels_.empty() && !levels_.back().folder) {
+    // Another program can have moved the folder while the walk was below it. Its ".." is then some
+    // other folder, in which the walk must not go on.
     UniqueFd parent = OpenWithoutAtime(folder.get(), "..", O_DIRECTORY | O_NOFOLLOW);
     if (!parent) return LastError();
     if (!IsNameOf(parent.get(), "", levels_.back().identity)) return fBsyErr;

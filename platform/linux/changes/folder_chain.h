@@ -8,27 +8,29 @@
 
 namespace tessary {
 
-// The way from a folder down to one below it, as descriptors. Only the innermost levels are held
-// open; an outer one is opened again by way of ".." and must still be the folder that it was. So
-// the depth of a tree costs no descriptors, and no path is ever looked up.
+// The folders from a top folder down to the one that a walk has reached, as descriptors. Only the
+// innermost levels are kept open. An outer one is reopened through ".." and must have the identity
+// that it had. So the number of descriptors is bounded whatever the depth, and no path, which
+// another program could change or which could be too long, is ever resolved.
 class FolderChain {
  public:
-  // `top` is borrowed and stays open.
+  // `top` is borrowed and must stay open.
   explicit FolderChain(int top) : top_(top) {}
 
   // The innermost folder.
   int fd() const { return levels_.empty() ? top_ : levels_.back().folder.get(); }
 
-  // Goes down into `folder`, a child of the innermost one.
+  // Enters `folder`, a child of the innermost one.
   void Push(UniqueFd folder, const Identity& identity);
 
-  // Goes up again and hands out the folder that was left. noErr; fBsyErr (the folder left is not
-  // where it was, somebody moved it); else what the file system reports.
+  // Leaves the innermost folder, which must not be the top, and returns it in `*left`.
+  // Errors: fBsyErr (the folder has been moved elsewhere); otherwise the status of the failed
+  // system call.
   Status Pop(UniqueFd* left);
 
  private:
   struct Level {
-    UniqueFd folder;
+    UniqueFd folder;  // closed in outer levels
     Identity identity;
   };
 

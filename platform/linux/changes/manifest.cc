@@ -49,6 +49,8 @@ bool Manifest::Matches(const Manifest& other) const {
                     });
 }
 
+// The walk is in the byte order of the names, so that the manifests of an unchanged tree have the
+// same order whatever order the filesystem lists them in.
 Status ReadManifest(int folder, Manifest* manifest) {
   Manifest read;
   struct statx info = {};

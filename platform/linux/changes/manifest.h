@@ -10,31 +10,29 @@
 
 namespace tessary {
 
-// What a folder and everything below it was at one time: every name, and what would show a change
-// of what it names. Two manifests of an unchanged tree are equal.
+// The state of a folder and everything below it at one time: all names, with their stat results.
 class Manifest {
  public:
-  // Notes an object; a folder's own entry comes before those of what is in it.
+  // Adds an object. A folder comes before the objects in it.
   void Add(std::string_view name, const struct statx& info);
 
-  // Notes the end of what is in a folder.
+  // Adds the end of a folder.
   void AddEndOfFolder();
 
-  // True when both list the same objects in the same places, none of them changed.
+  // Returns true if both hold the same objects in the same places, and none has changed.
   bool Matches(const Manifest& other) const;
 
  private:
   struct Entry {
-    std::string name;  // empty at the end of a folder
+    std::string name;  // empty: the end of a folder
     struct statx info = {};
   };
 
   std::vector<Entry> entries_;
 };
 
-// Makes the manifest of what is below the folder open as `folder`, and of the folder itself.
-// noErr, diffVolErr (another volume is mounted inside), else what the file system reports;
-// `*manifest` is written on success only.
+// Reads the manifest of the open folder and everything below it. `*manifest` is written on success
+// only. Errors: diffVolErr (a mount inside); otherwise the status of the failed system call.
 Status ReadManifest(int folder, Manifest* manifest);
 
 }  // namespace tessary

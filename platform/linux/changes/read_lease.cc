@@ -11,9 +11,12 @@ namespace tessary {
 
 Status AcquireReadLease(uint32_t device, int file) {
   if (!VolumeOf(device, file).hasReliableLeases) return paramErr;
-  // Whoever is kept waiting has the kernel send a signal, which ends a process unless it is one
-  // that is ignored by nature.
+  // When another process tries to open the file for writing, the kernel signals the holder of the
+  // lease. The default signal, SIGIO, would kill this process; SIGURG is ignored by default. The
+  // lease is checked with IsReadLeaseUnbroken instead.
   if (fcntl(file, F_SETSIG, SIGURG) != 0) return paramErr;
+  // EAGAIN means that the file is open for writing. Other errors, such as EACCES for another user's
+  // file, say nothing about writers.
   if (fcntl(file, F_SETLEASE, F_RDLCK) == 0) return noErr;
   return errno == EAGAIN ? fBsyErr : paramErr;
 }

@@ -19,16 +19,19 @@
 namespace tessary {
 namespace {
 
-// A fresh name that is neither hidden nor swept, and that every volume takes.
+// Makes a new name that every filesystem accepts. Without the leading dot of a temporary name it is
+// visible, and no cleanup removes it.
 Status MakeVisibleName(std::string* name) {
-  std::string hidden;
-  const Status status = MakeTempName(&hidden);
-  if (status == noErr) *name = hidden.substr(1);
+  std::string tempName;
+  const Status status = MakeTempName(&tempName);
+  if (status == noErr) *name = tempName.substr(1);
   return status;
 }
 
-// Such a name that tells whose it is; none where the object's own is a hidden one, or where it
-// would be too long, of which not every volume says that it is that.
+// Makes a new name from the object's own, by which people recognise it, and a later run files it,
+// if a crash leaves it there. Returns none if the object is hidden, or if the name would be too
+// long. That is checked here because not every filesystem reports it properly (sshfs reports a mere
+// failure).
 std::optional<std::string> MakeStagedNameLike(std::string_view name) {
   const std::optional<std::string> uuid = CFUUIDCreateString();
   if (!uuid || name.starts_with('.')) return std::nullopt;
@@ -37,6 +40,8 @@ std::optional<std::string> MakeStagedNameLike(std::string_view name) {
   return made.size() <= NAME_MAX ? std::optional(std::move(made)) : std::nullopt;
 }
 
+// Between this check and the removal nobody can put another object under the name, because nobody
+// knows it.
 Status RemoveStaged(int folder, const char* stagedName, const UnchangedCheck& isUnchanged) {
   struct statx info = {};
   if (const Status status = ReadObjectInfo(folder, stagedName, &info)) return status;
@@ -50,6 +55,7 @@ Status RemoveIfUnchanged(int folder, const char* name, const UnchangedCheck& isU
                          bool* isDisplaced) {
   if (const std::optional<std::string> stagedName = MakeStagedNameLike(name)) {
     const Status status = RemoveViaStagedName(folder, name, *stagedName, isUnchanged, isDisplaced);
+    // bdNamErr: some filesystems have a lower limit than NAME_MAX, in other units.
     if (status != bdNamErr) return status;
   }
   std::string stagedName;
@@ -59,10 +65,12 @@ Status RemoveIfUnchanged(int folder, const char* name, const UnchangedCheck& isU
 
 Status RemoveViaStagedName(int folder, const char* name, const std::string& stagedName,
                            const UnchangedCheck& isUnchanged, bool* isDisplaced) {
-  // Nothing can bear the new name, so the plain call does, which every volume knows: the ways round
-  // a missing flag would look at the old name and remove it, and that is the gap to be closed.
+  // The staged name does not exist, so a plain rename, which every filesystem has, replaces
+  // nothing. RenameWithoutReplacing could fall back to a link and an unlink of the old name, and
+  // would then have the very window between check and removal that staging closes.
   if (renameat(folder, name, folder, stagedName.c_str()) != 0) return LastError();
   const Status status = RemoveStaged(folder, stagedName.c_str(), isUnchanged);
+  // fnfErr: nothing is left that could get its name back.
   if (status == noErr || status == fnfErr) return status;
   if (RenameWithoutReplacing(folder, stagedName.c_str(), folder, name) != noErr) {
     *isDisplaced = true;

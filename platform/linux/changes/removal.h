@@ -9,20 +9,23 @@
 
 namespace tessary {
 
-// Removes the file or link (`folder`, `name`) if it is the one meant. The kernel removes whatever
-// bears a name, also what was saved under it a moment ago; so the object is first given a name that
-// nobody knows, and `isUnchanged` is asked about what has come with it. That name is a visible one
-// and no sweep's business: what a crash or a refusal leaves there is for people to find, and for a
-// later run to file. It is "NAME - UUID.EXTENSION" where that is no name too long, and no hidden
-// one. noErr; fBsyErr (it is not the one meant, or the name is that of a mount); fnfErr (nothing
-// bears the name); else what the file system reports. On failure the object has its name, unless
-// that was taken meanwhile: then it keeps the other one, which is logged, and `*isDisplaced` is set
-// to true and otherwise left alone.
+// Returns true if the object, whose stat result is passed, is the one to be removed.
 using UnchangedCheck = std::function<bool(const struct statx&)>;
+
+// Removes the file or link (`folder`, `name`) if `isUnchanged` confirms that it is the right one.
+// Renames it to a random name first and checks it there: unlinkat(2) removes whatever has the name,
+// also what another program saved under it after a check.
+// The random name is "NAME - UUID.EXTENSION", or a UUID alone if NAME begins with "." or would be
+// too long. It is a visible name that no cleanup removes: what a crash leaves under it is still the
+// user's file.
+// Errors: fnfErr (no such name); fBsyErr (another object, or a mount point); otherwise the status
+// of the failed system call. On failure the object gets its name back. If another program has used
+// the name meanwhile, the object keeps the random one, which is logged, and `*isDisplaced` is set
+// to true; otherwise `*isDisplaced` is left alone.
 Status RemoveIfUnchanged(int folder, const char* name, const UnchangedCheck& isUnchanged,
                          bool* isDisplaced);
 
-// The same, by way of a name of the caller's that nothing can bear.
+// As RemoveIfUnchanged, with the caller's random name, which must not exist.
 Status RemoveViaStagedName(int folder, const char* name, const std::string& stagedName,
                            const UnchangedCheck& isUnchanged, bool* isDisplaced);
 

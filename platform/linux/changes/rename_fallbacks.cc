@@ -16,14 +16,17 @@
 namespace tessary {
 namespace {
 
-// EPERM is also what a kernel with protected links says about another user's file.
+// EPERM: the filesystem has no hard links, or fs.protected_hardlinks forbids one to another user's
+// file. Both leave the placeholder.
 bool MeansNoLinks(int error) {
   return error == EPERM || error == EOPNOTSUPP || error == ENOSYS || error == EMLINK;
 }
 
+// Some filesystems refuse a character of a name with EINVAL.
 Status StatusOfNameError(int error) { return error == EINVAL ? bdNamErr : StatusFromErrno(error); }
 
-// An empty file or folder that holds a name until something is renamed onto it.
+// An empty file or folder that reserves a name until an object is renamed onto it. Removed again if
+// none is.
 class Placeholder {
  public:
   Placeholder(int folder, const char* name, bool isFolder)
@@ -43,16 +46,20 @@ class Placeholder {
           openat(folder_, name_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
       if (!file) return StatusOfNameError(errno);
     }
+    // If it is gone already, another program is using the name.
     isMade_ = ReadObjectInfo(folder_, name_, &info_) == noErr;
     return isMade_ ? noErr : dupFNErr;
   }
 
+  // Returns whether the placeholder still has the name. One that another program has written to is
+  // that program's file now.
   bool IsStillOurs() const {
     struct statx info = {};
     if (ReadObjectInfo(folder_, name_, &info) != noErr) return false;
     return Identity::Of(info).Matches(Identity::Of(info_)) && (isFolder_ || info.stx_size == 0);
   }
 
+  // The object has been renamed onto the placeholder: nothing is left to remove.
   void Consume() { isMade_ = false; }
 
  private:
@@ -73,11 +80,13 @@ Status RenameByLink(int fromFolder, const char* fromName, int toFolder, const ch
   }
   const Identity identity = Identity::Of(source);
   Status status = fnfErr;
+  // Another program may have replaced the object between the stat and the link, or since. The old
+  // name is removed only if both names are still those of the object.
   if (IsNameOf(toFolder, toName, identity) && IsNameOf(fromFolder, fromName, identity)) {
     if (unlinkat(fromFolder, fromName, 0) == 0) return noErr;
     status = LastError();
   }
-  // Only while the object still has its first name is the second one too many.
+  // Rolls back. If the first name is gone, the second one is the object's only one and stays.
   if (IsNameOf(fromFolder, fromName, identity) && IsNameOf(toFolder, toName, identity)) {
     unlinkat(toFolder, toName, 0);
   }
@@ -89,17 +98,18 @@ std::optional<bool> ProbeHardLinks(int folder, const char* name) {
   std::string probeName;
   if (ReadObjectInfo(folder, name, &source) != noErr) return std::nullopt;
   if (!S_ISREG(source.stx_mode)) {
-    // Nobody sweeps a link or a special file.
+    // If this process is killed, the next run cleans up the probe. It does so only for files, so a
+    // symbolic link or special file is not probed itself.
     TempItem file;
     if (TempItem::MakeTempFile(folder, &file) != noErr) return std::nullopt;
     return ProbeHardLinks(folder, file.name().c_str());
   }
   if (MakeTempName(&probeName) != noErr) return std::nullopt;
   if (linkat(folder, name, folder, probeName.c_str(), 0) != 0) return std::nullopt;
-  const bool isSeen = IsNameOf(folder, probeName.c_str(), Identity::Of(source));
-  // One that cannot be removed is swept like everything of such a name.
+  const bool isReliable = IsNameOf(folder, probeName.c_str(), Identity::Of(source));
+  // If it cannot be removed, a later run cleans it up.
   (void)unlinkat(folder, probeName.c_str(), 0);
-  return isSeen;
+  return isReliable;
 }
 
 Status RenameOntoPlaceholder(int fromFolder, const char* fromName, int toFolder,
@@ -108,10 +118,13 @@ Status RenameOntoPlaceholder(int fromFolder, const char* fromName, int toFolder,
   if (const Status status = ReadObjectInfo(fromFolder, fromName, &source)) return status;
   Placeholder placeholder(toFolder, toName, S_ISDIR(source.stx_mode));
   if (const Status status = placeholder.Make()) return status;
+  // rename(2) replaces whatever has the name, except a folder that is not empty. So the placeholder
+  // is checked as late as possible; a window of one system call remains for files.
   if (!placeholder.IsStillOurs()) return dupFNErr;
   if (renameat(fromFolder, fromName, toFolder, toName) != 0) {
-    const bool isTaken = errno == ENOTEMPTY || errno == EEXIST || errno == ENOTDIR;
-    return isTaken ? dupFNErr : LastError();
+    // Another program has put something into the placeholder or in its place.
+    const bool nameExists = errno == ENOTEMPTY || errno == EEXIST || errno == ENOTDIR;
+    return nameExists ? dupFNErr : LastError();
   }
   placeholder.Consume();
   return noErr;
@@ -121,6 +134,8 @@ bool LiesWithin(int folder, int parent, const char* name) {
   struct statx wanted = {};
   struct statx info = {};
   if (ReadObjectInfo(parent, name, &wanted) != noErr || !S_ISDIR(wanted.stx_mode)) return false;
+  // Follows "..", not a path, so that a rename of a folder above cannot mislead it. ".." of the
+  // root of a mount leads to the folder that it is mounted in.
   UniqueFd held;
   int current = folder;
   Identity last;

@@ -4,30 +4,31 @@
 
 #include "platform/managers/status.h"
 
-// How RenameWithoutReplacing does its work where the volume does not know the flag for it.
-// Arguments and statuses are its own.
+// How RenameWithoutReplacing works on a filesystem without RENAME_NOREPLACE. Both ways take two
+// steps. Arguments and errors are those of RenameWithoutReplacing unless stated otherwise.
 namespace tessary {
 
-// For anything but a folder: a second link, then the first one removed. paramErr where links are
-// not to be had here. A name that another program gives to another object in the few microseconds
-// between the last check and the removal is lost to it; no call of the kernel closes that gap.
+// For anything but a folder: creates a second link, then removes the first one. paramErr: the
+// filesystem has no hard links. An object that another program puts in place of the first name in
+// the microseconds between the last check and its removal is lost; the kernel has no call that
+// closes this window.
 Status RenameByLink(int fromFolder, const char* fromName, int toFolder, const char* toName);
 
-// Whether a link to the object (`folder`, `name`), or one like it, is seen to be one, which
-// RenameByLink goes by. Some FUSE volumes make links and show each as a file of its own. None where
-// no link could be made. Tries it under a hidden name beside the object, in the folder that the
-// next run sweeps in any case should this one be killed, with a file of its own where the object is
-// none; and leaves nothing.
+// Probes whether RenameByLink works on the filesystem of (`folder`, `name`): whether a hard link
+// has the identity of the object that it was made for. Some FUSE filesystems present each link as a
+// file of its own. Returns none if no link could be created. Probes with a link to the object, or
+// to a temporary file if the object is not a file. The link has a temporary name in `folder`, which
+// the next run cleans up if this one is killed.
 std::optional<bool> ProbeHardLinks(int folder, const char* name);
 
-// For everything: the new name is taken by an empty placeholder, made only where nothing bears it,
-// and the object is renamed onto that. A folder can only ever replace an empty one; for the rest
-// the placeholder is looked at once more just before.
+// For every kind of object: creates an empty placeholder under the new name if that is free, then
+// renames the object onto it. A rename can replace only an empty folder; any other placeholder is
+// checked again just before.
 Status RenameOntoPlaceholder(int fromFolder, const char* fromName, int toFolder,
                              const char* toName);
 
-// Whether `folder` is the folder named (`parent`, `name`) or lies below it, mounts being crossed.
-// False where that cannot be told.
+// Returns true if `folder` is the folder (`parent`, `name`) or lies below it, also through mounts.
+// Returns false if that cannot be determined.
 bool LiesWithin(int folder, int parent, const char* name);
 
 }  // namespace tessary

@@ -15,6 +15,7 @@
 namespace tessary {
 namespace {
 
+// Holds the state of each level itself: a recursion would overflow the stack on a deep tree.
 class TreeWalk {
  public:
   TreeWalk(int top, TreeVisitor& visitor) : visitor_(visitor), chain_(top) {}
@@ -39,6 +40,8 @@ class TreeWalk {
     size_t next = 0;
   };
 
+  // Reads all names of the innermost folder before any is visited: getdents may skip or repeat
+  // entries of a folder that changes meanwhile, as it does when the visitor deletes them.
   Status PushLevel(std::string name, const struct statx& info) {
     Level level{std::move(name), info, {}, 0};
     const Status status = ReadFolderNames(chain_.fd(), nullptr, &level.names);
@@ -49,12 +52,14 @@ class TreeWalk {
   Status Visit(std::string name) {
     struct statx info = {};
     if (const Status status = ReadObjectInfo(chain_.fd(), name.c_str(), &info)) return status;
+    // A mount is not part of the item, and could not be deleted with it.
     if (IsOnOtherMount(info, top_)) return diffVolErr;
     if (!S_ISDIR(info.stx_mode)) return visitor_.VisitObject(chain_.fd(), name.c_str(), info);
 
     UniqueFd opened;
     Status status = visitor_.OpenFolder(chain_.fd(), name.c_str(), info, &opened);
     if (status != noErr) return status;
+    // Another folder may have got the name between the stat and the open.
     if (!IsNameOf(opened.get(), "", Identity::Of(info))) return fnfErr;
     status = visitor_.EnterFolder(chain_.fd(), name.c_str(), info, opened.get());
     if (status != noErr) return status;
