@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/object_info.h"
 #include "tests/support/temporary_folder.h"
 

@@ -12,6 +12,7 @@
 #include "platform/linux/catalog/sidecar_lookup.h"
 #include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/copy_item.h"
+#include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/removal.h"
 #include "platform/linux/changes/rename.h"
 #include "platform/linux/changes/temp_cleanup.h"

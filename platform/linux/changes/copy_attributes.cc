@@ -23,57 +23,61 @@ namespace {
 constexpr char kAccessList[] = "system.posix_acl_access";
 constexpr char kDefaultList[] = "system.posix_acl_default";
 
-// What is carried from file to file. "system." is how file systems show their own records, and
-// "security." how security modules label an object where it lies.
+// "system." attributes are views of the filesystem's own metadata, and "security." attributes are
+// labels that depend on where an object is: both are the target system's to set. ACLs and file
+// capabilities are the exceptions that belong to the file.
 bool IsCopied(std::string_view name) {
   if (name.starts_with("system.")) return name == kAccessList || name == kDefaultList;
   if (name.starts_with("security.")) return name == "security.capability";
   return true;
 }
 
-// Attributes that only a privileged process may set.
+// Only a privileged process may set these.
 bool IsPrivileged(std::string_view name) {
   return name.starts_with("trusted.") || name.starts_with("security.");
 }
 
-// The names, each with a terminating zero. A volume without attributes has none.
+// Calls `read(buffer, size)`, which is flistxattr or fgetxattr, with a buffer that is large enough.
+// Returns false on failure, with errno set. The first size fits nearly every list and value, so
+// that one call suffices.
+template <typename Read>
+bool ReadWhole(const Read& read, std::string* bytes) {
+  bytes->resize(1024);
+  while (true) {
+    ssize_t size = read(bytes->data(), bytes->size());
+    if (size >= 0) {
+      bytes->resize(static_cast<size_t>(size));
+      return true;
+    }
+    if (errno != ERANGE) return false;
+    size = read(nullptr, 0);
+    if (size < 0) return false;
+    // Another process may make it longer before the next attempt, hence the loop. Never 0 bytes,
+    // which would query the size again and read nothing.
+    bytes->resize(static_cast<size_t>(size) + 1);
+  }
+}
+
+// Reads the names, each with a terminating NUL. A filesystem without attributes has none.
 Status ReadNames(int file, std::string* names) {
-  names->resize(1024);
-  while (true) {
-    ssize_t size = flistxattr(file, names->data(), names->size());
-    if (size < 0 && errno == ERANGE) {
-      size = flistxattr(file, nullptr, 0);
-      if (size >= 0) {
-        names->resize(static_cast<size_t>(size));
-        continue;
-      }
-    }
-    if (size < 0 && errno != ENOTSUP && errno != ENOSYS) return LastError();
-    names->resize(size < 0 ? 0 : static_cast<size_t>(size));
-    return noErr;
-  }
+  const auto read = [file](char* buffer, size_t size) { return flistxattr(file, buffer, size); };
+  if (ReadWhole(read, names)) return noErr;
+  names->clear();
+  return errno == ENOTSUP || errno == ENOSYS ? noErr : LastError();
 }
 
-// fnfErr where the attribute has gone since it was listed.
+// Returns fnfErr if the attribute has been removed since it was listed.
 Status ReadValue(int file, const char* name, std::string* value) {
-  value->resize(1024);
-  while (true) {
-    ssize_t size = fgetxattr(file, name, value->data(), value->size());
-    if (size < 0 && errno == ERANGE) {
-      size = fgetxattr(file, name, nullptr, 0);
-      if (size >= 0) {
-        value->resize(static_cast<size_t>(size));
-        continue;
-      }
-    }
-    if (size < 0) return errno == ENODATA ? fnfErr : LastError();
-    value->resize(static_cast<size_t>(size));
-    return noErr;
-  }
+  const auto read = [file, name](char* buffer, size_t size) {
+    return fgetxattr(file, name, buffer, size);
+  };
+  if (ReadWhole(read, value)) return noErr;
+  return errno == ENODATA ? fnfErr : LastError();
 }
 
-// What an access control list leaves to the owning group: without the list, the group bits of the
-// mode would stand for the most that anybody in it has.
+// Returns the group bits that grant the owning group what the ACL grants it. Beside an ACL, the
+// group bits of the mode hold the ACL's mask, the most that any listed user or group may have:
+// without the ACL they would open the file to the owning group.
 std::optional<mode_t> GroupModeOf(const std::string& list) {
   struct Entry {
     uint16_t tag;
@@ -93,16 +97,17 @@ std::optional<mode_t> GroupModeOf(const std::string& list) {
   return (group & mask & 07) << 3;
 }
 
-// The value without the comment that a Mac keeps in it. The form stays, so that a comment that is
-// written later reaches it.
+// Empties the comment that a Mac keeps in the value. The attribute itself stays, so that a comment
+// written later is stored there, too.
 void RemoveComment(const char* name, std::string* value) {
   const CommentForm* form = FindCommentForm(name);
   if (form == nullptr || !form->read(*value)) return;
   if (const auto emptied = form->replace(*value, {})) *value = *emptied;
 }
 
-// Gives `to` what stands for an attribute that only a Mac's volumes have room for. The creator of
-// HFS goes with the type.
+// Stores an attribute that only HFS and HFS+ have under a portable name. Returns false if there is
+// none. HFS keeps type and creator in two attributes, which become one: the type brings the creator
+// along.
 bool StoreInPortableForm(int from, int to, std::string_view name, const std::string& value) {
   if (name == kHfsCreatorAttribute) return true;
   std::string creator;
@@ -117,13 +122,15 @@ Status CopyAttribute(int from, int to, const char* name, bool omitsComment,
                      AttributesCopied* copied) {
   std::string value;
   Status status = ReadValue(from, name, &value);
-  // The look at the source after copying finds out what went with it.
+  // An attribute that was removed meanwhile has changed the source's change time, which FillFile
+  // checks after copying.
   if (status != noErr) return status == fnfErr ? noErr : status;
   const std::optional<AttributeDate> date = ReadAttributeDate(name, value);
   const bool isBetter = !copied->creationDate || (date && date->rank < copied->creationDate->rank);
   if (date && isBetter) copied->creationDate = date;
   if (omitsComment) RemoveComment(name, &value);
   if (fsetxattr(to, name, value.data(), value.size(), 0) == 0) return noErr;
+  // Not counted as dropped: the target could store it, this user may not.
   if (errno == EPERM && IsPrivileged(name)) return noErr;
   if (errno != ENOTSUP && errno != ENOSYS) return LastError();
   if (StoreInPortableForm(from, to, name, value)) return noErr;
@@ -132,7 +139,8 @@ Status CopyAttribute(int from, int to, const char* name, bool omitsComment,
   return noErr;
 }
 
-// The question is cheaper than the removal of what is not there.
+// Removes the ACL if there is one. The query comes first because it is cheap, while a removal locks
+// the inode and begins a journal transaction even if there is nothing to remove.
 Status RemoveInherited(int file, const char* name) {
   if (fgetxattr(file, name, nullptr, 0) < 0) return noErr;
   return fremovexattr(file, name) == 0 || errno == ENODATA ? noErr : LastError();
@@ -154,6 +162,7 @@ Status CopyAttributes(int from, mode_t mode, int to, bool omitsComment, Attribut
     if (!IsCopied(text) || (omitsComment && text == kCommentAttribute)) continue;
     if (const Status status = CopyAttribute(from, to, name, omitsComment, &done)) return status;
   }
+  // `to` was created in a folder whose default ACL it may have inherited.
   if (!done.hasAccessList) {
     if (const Status status = RemoveInherited(to, kAccessList)) return status;
   }

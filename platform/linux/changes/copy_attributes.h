@@ -7,25 +7,26 @@
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/managers/status.h"
 
-// Extended attributes and access control lists, from one open file or folder to another.
+// Copies extended attributes and access control lists (ACLs) between open files or folders.
 namespace tessary {
 
 struct AttributesCopied {
-  std::optional<AttributeDate> creationDate;  // that the original carries in one of them
-  bool isAnyDropped = false;   // the target's volume has no place for one or more of them
-  bool hasAccessList = false;  // the original has more permissions than a mode holds
-  // The permissions of the group, where an access control list that says more had to be dropped.
+  std::optional<AttributeDate> creationDate;  // the one of the best rank in the source's attributes
+  bool isAnyDropped = false;   // the target filesystem cannot store one or more attributes
+  bool hasAccessList = false;  // the source has an access ACL
+  // Set if that ACL was dropped: the group bits that the mode of the target must get instead.
   std::optional<mode_t> groupMode;
 };
 
-// Of the open file or folder `from`, whose mode is `mode`, copies the user's attributes, access
-// control lists and, where this process may set them, file capabilities and trusted attributes.
-// Labels of the security modules and what else a file system shows as an attribute of its own are
-// the target system's affair. An access control list that `to` has inherited from its folder is
-// removed where `from` has none. Where `omitsComment`, the comment is left out, and what a Mac
-// keeps one in comes with an empty one. Attributes of HFS and HFS+ that the target's volume has no
-// place for get one that it has; others are dropped. noErr; ioErr or dskFulErr where one does not
-// fit; else what the file system reports. `*copied` is written on success only.
+// Copies from the open file or folder `from`, which has the mode `mode`, to `to`: user attributes,
+// ACLs and, if this process may set them, file capabilities and trusted attributes. Security labels
+// and the filesystem's own "system." attributes are not copied; they belong to the target. An ACL
+// that `to` inherited from its folder is removed if `from` has none.
+// With `omitsComment` the comment is left out, and comments in the formats of a Mac become empty.
+// HFS and HFS+ attributes that the target cannot store are converted to a portable attribute; any
+// other attribute that it cannot store is dropped.
+// Errors: ioErr or dskFulErr (an attribute does not fit); otherwise the status of the failed system
+// call. `*copied` is written on success only.
 Status CopyAttributes(int from, mode_t mode, int to, bool omitsComment, AttributesCopied* copied);
 
 }  // namespace tessary

@@ -23,26 +23,31 @@ Status MakeFile(TempFileKind kind, int folder, const struct statx& source, TempI
              : TempItem::MakeTempFile(folder, item);
 }
 
-// Has a volume say what it would otherwise say only when the file is closed, too late to be heard:
-// that there was no room for what it took, say. Closing any descriptor of the file asks for it.
+// Forces deferred write errors to be reported now, while the copy can still be removed. Some
+// filesystems report ENOSPC or EIO only from close(2); closing a duplicate descriptor triggers that
+// flush.
 Status FlushDeferredErrors(int file) {
   const int again = fcntl(file, F_DUPFD_CLOEXEC, 0);
   if (again < 0) return LastError();
+  // EINTR says nothing about the data, and the descriptor is closed all the same.
   return close(again) == 0 || errno == EINTR ? noErr : LastError();
 }
 
-// Has the contents written before the name is given, so that no crash leaves the name with nothing
-// behind it, should another program have the journal written in between. The journal itself is
-// left alone, as the copy is made durable under its name: so this takes no more of the disk.
+// Writes the contents to disk before the file gets its name. Otherwise another program's fsync
+// could commit the filesystem's journal, and with it the name, while the contents are still in
+// memory: a crash then leaves an empty file under the final name, as seen on ext4. Not fsync, which
+// would commit the journal as well: MakeDurable does that once, when the copy has its name.
 Status FlushContents(int file) {
   constexpr unsigned kAll =
       SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
   if (sync_file_range(file, 0, 0, kAll) == 0) return noErr;
-  // A volume that does not know how makes it durable later all the same.
-  const bool isUnknown = errno == EINVAL || errno == ENOSYS || errno == ESPIPE;
-  return isUnknown ? noErr : LastError();
+  // Without sync_file_range, MakeDurable alone writes the contents; only the order is lost.
+  const bool isUnsupported = errno == EINVAL || errno == ENOSYS || errno == ESPIPE;
+  return isUnsupported ? noErr : LastError();
 }
 
+// Makes up to two attempts, each with a new file. A source that a program saved during the first
+// one is likely to be quiet now; one that changes again is probably being written all the time.
 Status CopyInto(TempFileKind kind, int from, int toFolder, const char* toName, CopyRole role,
                 CopiedItem* copied) {
   constexpr int kTries = 2;
@@ -67,9 +72,11 @@ Status CopyInto(TempFileKind kind, int from, int toFolder, const char* toName, C
 
 Status OpenSourceFile(int folder, const char* name, const Identity& identity, struct statx* info,
                       UniqueFd* opened) {
+  // Whatever has replaced the file must not be followed, block, or become our terminal. It is
+  // identified only when it is open: a check before that would leave a window.
   UniqueFd file = OpenWithoutAtime(folder, name, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
   if (!file) {
-    // What a link and a socket say: neither is the file that was there.
+    // The errors for a link and for a socket: neither is the file that was there.
     return errno == ELOOP || errno == ENXIO ? fnfErr : LastError();
   }
   struct statx found = {};
@@ -83,15 +90,18 @@ Status OpenSourceFile(int folder, const char* name, const Identity& identity, st
 Status FillFile(int from, int to, const struct statx& made, CopyRole role, struct statx* info,
                 bool* hasChanged, bool* isAnyDropped) {
   struct statx after = {};
+  // Metadata comes second: writing contents changes the modification time and clears set-id bits
+  // and file capabilities.
   if (const Status status = CopyContents(from, *info, to, made)) return status;
   if (const Status status = CopyMetadata(from, *info, to, made, role, isAnyDropped)) return status;
   if (!VolumeOf(Identity::Of(made).device, to).hasImmediateWriteErrors) {
     if (const Status status = FlushDeferredErrors(to)) return status;
   }
+  // The source is checked last, so that every read of it lies between the two stats.
   if (const Status status = ReadLatestInfo(from, Identity::Of(*info), &after)) return status;
   *hasChanged = !IsUnchanged(*info, after);
   if (!*hasChanged) return noErr;
-  // This attempt has read the file; the date of the last access is from before that.
+  // This attempt may have updated the access time by reading; the copy gets the one from before.
   after.stx_atime = info->stx_atime;
   *info = after;
   return noErr;
@@ -100,7 +110,8 @@ Status FillFile(int from, int to, const struct statx& made, CopyRole role, struc
 Status CopyOpenFile(int from, int toFolder, const char* toName, CopyRole role, CopiedItem* copied) {
   const Status status = CopyInto(TempFileKind::kAnonymous, from, toFolder, toName, role, copied);
   if (status != paramErr) return status;
-  // Unnamed files, or links that would give them a name, are not to be had here.
+  // The filesystem has no O_TMPFILE, or no hard links to publish such a file by. (paramErr can also
+  // come from the copying itself; it then fails again.)
   return CopyInto(TempFileKind::kWithTempName, from, toFolder, toName, role, copied);
 }
 

@@ -10,23 +10,25 @@
 
 namespace tessary {
 
-// Opens for reading the regular file (`folder`, `name`) of that identity, or finds that it is
-// another object by now (fnfErr). No other kind of object waits for anybody here: a FIFO in its
-// place is opened without blocking and refused. On success only, `*info` tells of the open file.
+// Opens the regular file (`folder`, `name`) for reading if it has that identity. Never blocks: a
+// FIFO that has replaced the file is opened without waiting for a writer, and refused. `*info`, the
+// stat result of the open file, and `*opened` are written on success only.
+// Errors: fnfErr (another object by now); otherwise the status of the failed system call.
 Status OpenSourceFile(int folder, const char* name, const Identity& identity, struct statx* info,
                       UniqueFd* opened);
 
-// Makes the empty file open as `to`, of which `made` tells, a copy of the one open as `from`, of
-// which `*info` tells. `*hasChanged` is whether that has changed since, so that the copy may hold
-// some of the old and some of the new; `*info` is then what it has become. noErr, else what the
-// file system reports.
+// Copies contents and metadata of the open file `from` to the open empty file `to`; `*info` and
+// `made` are their stat results. Sets `*hasChanged` to whether the source has changed since
+// `*info`: the copy may then mix old and new contents, and `*info` is updated. `*isAnyDropped` is
+// that of CopyMetadata. Errors: the status of the failed system call.
 Status FillFile(int from, int to, const struct statx& made, CopyRole role, struct statx* info,
                 bool* hasChanged, bool* isAnyDropped);
 
-// Copies the regular file open as `from`, of which `copied->source` tells, into the folder open as
-// `toFolder`, under the name `toName`, which it gets when it is whole. A source that changes
-// meanwhile is copied once more, and then given up (fBsyErr). noErr, dupFNErr, bdNamErr, else what
-// the file system reports; `*copied` is of no use on failure.
+// Copies the open regular file `from`, whose stat result is `copied->source`, into the open folder
+// `toFolder`. The copy gets the name `toName` when it is complete. If the source changes meanwhile,
+// it is copied once more. `*copied` is unspecified on failure.
+// Errors: dupFNErr; bdNamErr; fBsyErr (the source keeps changing); otherwise the status of the
+// failed system call.
 Status CopyOpenFile(int from, int toFolder, const char* toName, CopyRole role, CopiedItem* copied);
 
 }  // namespace tessary

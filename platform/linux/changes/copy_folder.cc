@@ -23,46 +23,42 @@
 namespace tessary {
 namespace {
 
-// The first copy of every file with several names, under a name made of its original's numbers in a
-// hidden folder of its own, so that the next of its names can be linked to it wherever that lies.
+// Keeps a hard link to the first copy of every file with several names, in a temporary folder
+// beside the copy, so that further names can be linked to it. Linking to the first copy in its
+// place would need its folder open, or a path to it, which can be too long and can be redirected by
+// others.
 class LinkPool {
  public:
   explicit LinkPool(int parent) : parent_(parent) {}
 
-  // Gives the copy of the file that `info` tells of one more name. fnfErr: there is none to link
-  // to.
+  // Gives the copy of the file of that stat result one more name. Returns fnfErr if there is no
+  // copy to link to.
   Status Link(const struct statx& info, int toFolder, const char* toName) const {
     if (!known_.contains(KeyOf(info))) return fnfErr;
     if (linkat(pool_.fd(), NameOf(info).c_str(), toFolder, toName, 0) == 0) return noErr;
-    // Past the most links that a file can have, another copy begins.
+    // At the filesystem's maximum of links per file, the caller begins another copy.
     return errno == EMLINK ? fnfErr : LastError();
   }
 
-  // Keeps the copy (`toFolder`, `toName`) for later. A volume without links keeps nothing.
+  // Keeps the copy (`toFolder`, `toName`) for further names. Does nothing on a filesystem without
+  // hard links: each name then gets a copy of its own.
   Status Keep(const struct statx& info, int toFolder, const char* toName) {
-    if (!pool_) {
-      const Status status = TempItem::MakeTempFolder(parent_, &pool_.item);
+    if (pool_.fd() < 0) {
+      const Status status = TempItem::MakeTempFolder(parent_, &pool_);
       if (status != noErr) return status;
-      pool_.isMade = true;
     }
     if (linkat(toFolder, toName, pool_.fd(), NameOf(info).c_str(), 0) == 0) {
       known_.insert(KeyOf(info));
       return noErr;
     }
-    const bool hasNoLinks =
+    // EEXIST: the pool has an earlier copy of the file, which is at the maximum of links.
+    const bool cannotLink =
         errno == EPERM || errno == ENOTSUP || errno == ENOSYS || errno == EMLINK || errno == EEXIST;
-    return hasNoLinks ? noErr : LastError();
+    return cannotLink ? noErr : LastError();
   }
 
  private:
   using Key = std::tuple<uint32_t, uint64_t, uint64_t>;
-
-  struct Pool {
-    TempItem item;
-    bool isMade = false;
-    int fd() const { return item.fd(); }
-    explicit operator bool() const { return isMade; }
-  };
 
   static Key KeyOf(const struct statx& info) {
     const Identity identity = Identity::Of(info);
@@ -76,26 +72,24 @@ class LinkPool {
   }
 
   int parent_;
-  Pool pool_;
+  TempItem pool_;  // created when the first file with several names is copied
   std::set<Key> known_;
 };
 
 class FolderCopy : public TreeVisitor {
  public:
-  // `own` is the identity of the folder that is made. With `syncsEach`, each object is durable when
-  // it is copied.
-  FolderCopy(const TempItem& target, const Identity& own, bool syncsEach, Manifest* manifest,
-             bool* isAnyDropped)
+  // `own` is the identity of `target`, the top folder of the copy. With `syncsEach`, each object is
+  // synced when it is copied.
+  FolderCopy(const TempItem& target, const Identity& own, bool syncsEach, CopiedItem* copied)
       : own_(own),
         chain_(target.fd()),
         links_(target.folder()),
         syncsEach_(syncsEach),
-        manifest_(manifest),
-        isAnyDropped_(isAnyDropped) {}
+        copied_(copied) {}
 
   Status VisitObject(int folder, const char* name, const struct statx& info) override {
     if (S_ISLNK(info.stx_mode)) {
-      manifest_->Add(name, info);
+      copied_->manifest.Add(name, info);
       return RecreateLink(folder, name, info, chain_.fd(), name);
     }
     if (!S_ISREG(info.stx_mode)) return paramErr;
@@ -103,16 +97,17 @@ class FolderCopy : public TreeVisitor {
                               : CopyInnerFile(folder, name, info);
   }
 
-  // A mount can lead from a folder outside back into the one that is copied, which no look at the
-  // folders above shows; there the copy meets itself.
+  // The copy can lie inside its source although no folder above it is the source: a bind mount can
+  // lead back in. The walk then meets the copy itself, and would never end.
   Status EnterFolder(int /*folder*/, const char* name, const struct statx& info,
                      int /*opened*/) override {
     if (Identity::Of(info).Matches(own_)) return badMovErr;
-    manifest_->Add(name, info);
+    copied_->manifest.Add(name, info);
+    // Only the owner has access until it is complete; LeaveFolder sets the final mode.
     if (mkdirat(chain_.fd(), name, 0700) != 0) return LastError();
     UniqueFd made(openat(chain_.fd(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!made) return LastError();
-    // What the folder inherits can keep its own maker out of it. A volume without modes may refuse.
+    // An inherited default ACL can deny the owner access. A filesystem without modes may refuse.
     (void)fchmod(made.get(), 0700);
     struct statx madeInfo = {};
     if (const Status status = ReadObjectInfo(made.get(), "", &madeInfo)) return status;
@@ -122,39 +117,40 @@ class FolderCopy : public TreeVisitor {
 
   Status LeaveFolder(int /*folder*/, const char* /*name*/, const struct statx& info,
                      int left) override {
-    manifest_->AddEndOfFolder();
+    copied_->manifest.AddEndOfFolder();
     UniqueFd made;
     if (const Status status = chain_.Pop(&made)) return status;
     return FinishFolder(left, info, made.get(), CopyRole::kInnerItem);
   }
 
-  // Modes and times of a folder come after its contents, which change them or need them open.
+  // Sets the metadata of a folder after its contents: creating entries changes the times of the
+  // folder, and the final mode may not permit it.
   Status FinishFolder(int from, const struct statx& info, int to, CopyRole role) {
     struct statx made = {};
     if (const Status status = ReadObjectInfo(to, "", &made)) return status;
-    if (const Status status = CopyMetadata(from, info, to, made, role, isAnyDropped_)) {
-      return status;
-    }
-    return MakeDurable(to);
+    const Status status = CopyMetadata(from, info, to, made, role, &copied_->isAnyDropped);
+    return status == noErr ? SyncIfWanted(to) : status;
   }
 
  private:
-  Status MakeDurable(int file) const {
+  Status SyncIfWanted(int file) const {
     return !syncsEach_ || fsync(file) == 0 ? noErr : LastError();
   }
 
   Status CopyLinkedFile(int folder, const char* name, const struct statx& info) {
     Status status = links_.Link(info, chain_.fd(), name);
-    if (status == noErr) manifest_->Add(name, info);
+    if (status == noErr) copied_->manifest.Add(name, info);
     if (status != fnfErr) return status;
     status = CopyInnerFile(folder, name, info);
     return status == noErr ? links_.Keep(info, chain_.fd(), name) : status;
   }
 
+  // Unlike an item of its own, a file inside needs no temporary name: the folder around it has one.
+  // Like such an item, it is copied once more if it changes meanwhile.
   Status CopyInnerFile(int folder, const char* name, const struct statx& info) {
     UniqueFd from;
-    struct statx copied = {};
-    Status status = OpenSourceFile(folder, name, Identity::Of(info), &copied, &from);
+    struct statx source = {};
+    Status status = OpenSourceFile(folder, name, Identity::Of(info), &source, &from);
     if (status != noErr) return status;
     constexpr int kTries = 2;
     for (int i = 0; i < kTries; ++i) {
@@ -165,12 +161,12 @@ class FolderCopy : public TreeVisitor {
       status = ReadObjectInfo(to.get(), "", &made);
       if (status != noErr) return status;
       bool hasChanged = false;
-      status = FillFile(from.get(), to.get(), made, CopyRole::kInnerItem, &copied, &hasChanged,
-                        isAnyDropped_);
+      status = FillFile(from.get(), to.get(), made, CopyRole::kInnerItem, &source, &hasChanged,
+                        &copied_->isAnyDropped);
       if (status != noErr) return status;
       if (!hasChanged) {
-        manifest_->Add(name, copied);
-        return MakeDurable(to.get());
+        copied_->manifest.Add(name, source);
+        return SyncIfWanted(to.get());
       }
       if (unlinkat(chain_.fd(), name, 0) != 0) return LastError();
     }
@@ -181,47 +177,46 @@ class FolderCopy : public TreeVisitor {
   FolderChain chain_;
   LinkPool links_;
   bool syncsEach_;
-  Manifest* manifest_;
-  bool* isAnyDropped_;
+  CopiedItem* copied_;
 };
 
-Status FillFolder(int from, const struct statx& info, const TempItem& target, CopyRole role,
-                  Manifest* manifest, bool* isAnyDropped) {
+// Copies the open folder `from` to `target`. For a move, everything is durable afterwards, so that
+// the name, which comes later, never outlives a crash that the contents do not.
+Status FillFolder(int from, const TempItem& target, CopyRole role, CopiedItem* copied) {
   struct statx made = {};
   if (const Status status = ReadObjectInfo(target.fd(), "", &made)) return status;
   const bool isMoved = role == CopyRole::kMovedItem;
+  // On btrfs, syncing the objects one by one loses the times of a link after a crash: a link cannot
+  // be synced, and its folder's sync does not include them. There one sync covers the filesystem.
   const bool syncsVolume =
       isMoved && VolumeOf(Identity::Of(made).device, target.fd()).syncsObjectsSeparately;
-  FolderCopy copy(target, Identity::Of(made), isMoved && !syncsVolume, manifest, isAnyDropped);
-  manifest->Add(".", info);
+  FolderCopy copy(target, Identity::Of(made), isMoved && !syncsVolume, copied);
+  copied->manifest.Add(".", copied->source);
   if (const Status status = WalkTree(from, copy)) return status;
-  const Status status = copy.FinishFolder(from, info, target.fd(), role);
+  const Status status = copy.FinishFolder(from, copied->source, target.fd(), role);
   if (status != noErr || !syncsVolume) return status;
   return syncfs(target.fd()) == 0 ? noErr : LastError();
 }
 
 }  // namespace
 
-Status CopyFolder(int folder, const char* name, const struct statx& info, int toFolder,
-                  const char* toName, CopyRole role, TempItem* made, Manifest* manifest,
-                  bool* isAnyDropped) {
+Status CopyFolder(int folder, const char* name, int toFolder, const char* toName, CopyRole role,
+                  CopiedItem* copied) {
   const UniqueFd from = OpenWithoutAtime(folder, name, O_DIRECTORY | O_NOFOLLOW);
   if (!from) return LastError();
   struct statx opened = {};
   if (const Status status = ReadObjectInfo(from.get(), "", &opened)) return status;
-  if (!Identity::Of(opened).Matches(Identity::Of(info))) return fnfErr;
+  if (!Identity::Of(opened).Matches(Identity::Of(copied->source))) return fnfErr;
+  copied->source = opened;
+  // Otherwise the copy would copy itself without end.
   if (LiesWithin(toFolder, folder, name)) return badMovErr;
 
   TempItem item;
   if (const Status status = TempItem::MakeTempFolder(toFolder, &item)) return status;
-  Manifest copied;
-  Status status = FillFolder(from.get(), opened, item, role, &copied, isAnyDropped);
-  if (status != noErr) return status;
-  status = item.Publish(toName);
-  if (status != noErr) return status;
-  *made = std::move(item);
-  *manifest = std::move(copied);
-  return noErr;
+  Status status = FillFolder(from.get(), item, role, copied);
+  if (status == noErr) status = item.Publish(toName);
+  if (status == noErr) copied->item = std::move(item);
+  return status;
 }
 
 }  // namespace tessary

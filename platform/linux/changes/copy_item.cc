@@ -4,7 +4,6 @@
 #include <new>
 #include <utility>
 
-#include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/copy_file.h"
 #include "platform/linux/changes/copy_folder.h"
 #include "platform/linux/changes/copy_link.h"
@@ -15,13 +14,14 @@
 namespace tessary {
 namespace {
 
+// For such a file, copying in vain is not worth a check beforehand.
 bool IsSmallFile(const struct statx& source) {
   constexpr uint64_t kMost = 1 << 20;
   return S_ISREG(source.stx_mode) && source.stx_size <= kMost;
 }
 
-// Tells before any work what would only come out at its end. It decides nothing: the name is given
-// without replacing all the same.
+// Returns dupFNErr or bdNamErr if publishing under the name would fail, before anything is copied
+// in vain. Not a guarantee: the name can be used meanwhile, and publishing never replaces anything.
 Status CheckTargetNameIsFree(const CopyTarget& target) {
   struct statx info = {};
   const Status status = ReadObjectInfo(target.folder, target.name.c_str(), &info);
@@ -55,6 +55,15 @@ Status FindSource(const CopySource& source, struct statx* info) {
   return noErr;
 }
 
+Status CopyItem(const CopySource& source, const CopyTarget& target) try {
+  CopiedItem copied;
+  const Status status = PublishCopy(source, target, CopyRole::kCopiedItem, &copied);
+  if (status == noErr) copied.item.Keep();
+  return status;
+} catch (const std::bad_alloc&) {
+  return memFullErr;
+}
+
 Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole role,
                    CopiedItem* copied) {
   CopiedItem copy;
@@ -62,6 +71,7 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
   if (const Status status = FindSource(source, &copy.source)) return status;
   Status status = IsSmallFile(copy.source) ? noErr : CheckTargetNameIsFree(target);
   if (status != noErr) return status;
+  // Stale temporary files of crashed processes may occupy the space that the copy needs.
   CleanUpFolderOnce(target.folder, target.identity);
   const char* name = source.name.c_str();
   const char* toName = target.name.c_str();
@@ -70,10 +80,9 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
     status = OpenSourceFile(source.folder, name, Identity::Of(copy.source), &copy.source, &from);
     if (status == noErr) status = CopyOpenFile(from.get(), target.folder, toName, role, &copy);
   } else if (S_ISLNK(copy.source.stx_mode)) {
-    status = CopyLink(source.folder, name, copy.source, target.folder, toName, &copy.item);
+    status = CopyLink(source.folder, name, target.folder, toName, &copy);
   } else {
-    status = CopyFolder(source.folder, name, copy.source, target.folder, toName, role, &copy.item,
-                        &copy.manifest, &copy.isAnyDropped);
+    status = CopyFolder(source.folder, name, target.folder, toName, role, &copy);
   }
   if (status == noErr) *copied = std::move(copy);
   return status;
@@ -82,6 +91,8 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
 Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, CopiedItem* copied) {
   UniqueFd from;
   if (const Status status = CheckItemName(target.name)) return status;
+  // Here the check comes first although the file is small: the caller has not looked the name up,
+  // so an existing one is not the rare case.
   if (const Status status = CheckTargetNameIsFree(target)) return status;
   const char* name = source.name.c_str();
   const Status status =
@@ -91,15 +102,6 @@ Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, Copi
   CleanUpFolderOnce(target.folder, target.identity);
   const char* toName = target.name.c_str();
   return CopyOpenFile(from.get(), target.folder, toName, CopyRole::kCopiedItem, copied);
-}
-
-Status CopyItem(const CopySource& source, const CopyTarget& target) try {
-  CopiedItem copied;
-  const Status status = PublishCopy(source, target, CopyRole::kCopiedItem, &copied);
-  if (status == noErr) copied.item.Keep();
-  return status;
-} catch (const std::bad_alloc&) {
-  return memFullErr;
 }
 
 }  // namespace tessary

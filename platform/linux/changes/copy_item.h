@@ -6,44 +6,60 @@
 #include <string>
 
 #include "platform/linux/catalog/reference.h"
+#include "platform/linux/changes/copied_item.h"
+#include "platform/linux/changes/copy_metadata.h"
 #include "platform/managers/status.h"
 
 namespace tessary {
 
-// The object to copy: its name in a folder held by descriptor, and the identity that it must have.
-// What is moved may bear another name while it is deleted, `aside`, or one that nobody knows.
+// The object to copy or move: its name in an open folder, and the identity that it must have. The
+// descriptor is borrowed.
 struct CopySource {
   int folder = -1;
   std::string name;
   Identity identity;
+  // The name under which a moved file or link is staged for deletion. Empty: one with a new UUID.
   std::string stagedName = {};
-  // What it was found to be a moment ago. A file is then opened at once, which shows whether it
-  // still is; anything else is looked at again, as it might not bear to be opened.
+  // The result of a recent stat, if there is one. It saves a stat of a regular file, whose identity
+  // is checked when it is opened. Any other object is stat'ed again before it is opened.
   std::optional<struct statx> knownStat = {};
 };
 
-// Where the copy goes: a name in a folder held by descriptor, and that folder's identity.
+// The name of the copy in an open folder, and the identity of that folder. The descriptor is
+// borrowed.
 struct CopyTarget {
   int folder = -1;
   std::string name;
   Identity identity;
 };
 
-// Copies a file, a link or a folder with everything in it, less the item's own comment. The copy is
-// complete before it bears its name, and what bears that name already is never touched.
-// noErr, dupFNErr, fnfErr (the object is not the one named by its identity), paramErr (no file,
-// folder or link), badMovErr (a folder into itself), diffVolErr (a folder in which another volume
-// is mounted), fBsyErr (the object keeps changing), bdNamErr, else what the file system reports. On
-// failure nothing is left behind.
+// Returns noErr if `name` can be the name of an item, otherwise bdNamErr: for "", ".", ".." and
+// names with a slash or NUL, which would lead out of the folder.
+Status CheckItemName(const std::string& name);
+
+// Finds the source and checks its identity and kind. `*info` is written on success only.
+// Errors: bdNamErr; fnfErr (no such object, or one of another identity); paramErr (not a file,
+// folder or link); otherwise the status of the failed system call.
+Status FindSource(const CopySource& source, struct statx* info);
+
+// Copies a file, a link or a folder with everything in it. The copy appears under its name
+// complete, and never replaces an existing object. The item's own comment is left out. On failure
+// nothing is left behind.
+// Errors: bdNamErr; dupFNErr (the name exists); fnfErr (no such source, or one of another
+// identity); paramErr (not a file, folder or link, or a folder with another kind of object inside);
+// badMovErr (a folder into itself); diffVolErr (a folder with a mount inside); fBsyErr (the source
+// keeps changing); memFullErr; otherwise the status of the failed system call.
 Status CopyItem(const CopySource& source, const CopyTarget& target);
 
-// Moves the same kinds of object to another volume: copies with the comment, makes the copy
-// durable, checks that the source is still what was copied, and deletes it. The statuses are those
-// of CopyItem, fBsyErr also where another program writes the source or has changed it since it was
-// copied; in addition afpAccessDenied and wPrErr when the source could not be deleted, told
-// before anything is copied where that can be known. On failure the source is where it was and no
-// copy is left behind; only where its name was taken when it had been put aside to be deleted, it
-// keeps the name that it had then, which is logged, and the copy stays.
-Status MoveItemAcrossFilesystems(const CopySource& source, const CopyTarget& target);
+// Copies the item in the given role, publishes the copy and hands it to the caller, who may still
+// roll it back. `*copied` is written on success only. Errors: those of CopyItem.
+Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole role,
+                   CopiedItem* copied);
+
+// Copies and publishes a small regular file in the role kCopiedItem, for callers that have stat'ed
+// neither name: the source is identified by opening it, and an existing target name is found before
+// anything is copied. `*copied` must be empty; it is unspecified on failure.
+// Errors: those of CopyItem; paramErr also for a file of more than 1 MiB.
+Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, CopiedItem* copied);
 
 }  // namespace tessary

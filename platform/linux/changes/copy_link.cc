@@ -16,11 +16,13 @@
 namespace tessary {
 namespace {
 
+// Reads the text of the link, through a descriptor, so that it is that of the link in `info` and
+// not of one that has replaced it.
 Status ReadLink(int folder, const char* name, const struct statx& info, std::string* text) {
   const UniqueFd link(openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (!link) return LastError();
   if (!IsNameOf(link.get(), "", Identity::Of(info))) return fnfErr;
-  // The size that a link reports is not to be relied upon; PATH_MAX bounds it.
+  // Not st_size, which some filesystems report as 0; PATH_MAX is the longest text.
   std::array<char, 4096> buffer = {};
   const ssize_t size = readlinkat(link.get(), "", buffer.data(), buffer.size());
   if (size < 0) return LastError();
@@ -28,8 +30,7 @@ Status ReadLink(int folder, const char* name, const struct statx& info, std::str
   return noErr;
 }
 
-// `*hasMetadata` is whether the dates of a link that leads nowhere can be set. One that is followed
-// says that there is nothing.
+// Sets the times of a dangling link of our own. ENOENT shows that the filesystem followed it.
 Status ProbeLinkMetadata(int folder, bool* hasMetadata) {
   std::string name;
   if (const Status status = MakeTempName(&name)) return status;
@@ -39,9 +40,8 @@ Status ProbeLinkMetadata(int folder, bool* hasMetadata) {
   return unlinkat(folder, name.c_str(), 0) == 0 ? noErr : LastError();
 }
 
-// Some FUSE volumes follow a link whatever they are told, and would give its dates and owner to
-// what it leads to, wherever that is. Tried once for each volume, in our own folder open as
-// `folder`.
+// Some FUSE filesystems follow a link despite AT_SYMLINK_NOFOLLOW, and would change times and owner
+// of the link's target, wherever that is. Probed once per filesystem, in `folder`, which is ours.
 Status FindLinkMetadataSupport(uint32_t device, int folder, bool* hasMetadata) {
   if (!HasProbeResult(device, ProbeResult::kLinkMetadataProbed)) {
     bool isSupported = false;
@@ -54,14 +54,12 @@ Status FindLinkMetadataSupport(uint32_t device, int folder, bool* hasMetadata) {
 }
 
 Status SetOwnerAndDates(const struct statx& info, int folder, const char* name) {
+  // Best effort, like the owner of a file: links have no set-id bits that could depend on it.
   if (fchownat(folder, name, info.stx_uid, info.stx_gid, AT_SYMLINK_NOFOLLOW) != 0 &&
       errno != EPERM && errno != EINVAL && errno != ENOTSUP) {
     return LastError();
   }
-  const std::array<timespec, 2> times = {
-      timespec{info.stx_atime.tv_sec, info.stx_atime.tv_nsec},
-      timespec{info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec},
-  };
+  const std::array<timespec, 2> times = FileTimesOf(info);
   if (utimensat(folder, name, times.data(), AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOTSUP) {
     return LastError();
   }
@@ -83,28 +81,33 @@ Status RecreateLink(int folder, const char* name, const struct statx& info, int 
   return hasMetadata ? SetOwnerAndDates(info, toFolder, toName) : noErr;
 }
 
-Status CopyLink(int folder, const char* name, const struct statx& info, int toFolder,
-                const char* toName, TempItem* made) {
+// A link cannot be created with its metadata in one step, and it cannot be locked (flock needs a
+// file opened for reading, O_PATH does not do), so that a cleanup by another process would delete
+// one with a temporary name. So it is made inside a locked temporary folder and renamed out of it.
+Status CopyLink(int folder, const char* name, int toFolder, const char* toName,
+                CopiedItem* copied) {
   constexpr char kNameInside[] = "link";
   TempItem box;
   if (const Status status = TempItem::MakeTempFolder(toFolder, &box)) return status;
   struct statx ours = {};
-  Status status = RecreateLink(folder, name, info, box.fd(), kNameInside);
+  Status status = RecreateLink(folder, name, copied->source, box.fd(), kNameInside);
   if (status == noErr) status = ReadObjectInfo(box.fd(), kNameInside, &ours);
   if (status != noErr) return status;
   UniqueFd link(openat(box.fd(), kNameInside, O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (!link) return LastError();
   status = RenameWithoutReplacing(box.fd(), kNameInside, toFolder, toName);
   if (status != noErr) return status;
-  // Opened by its new name if it can be, and be looked at: what was open under another one is lost
-  // on a FUSE volume that renames by linking.
+  // The descriptor from before the rename is stale on a FUSE filesystem where the rename was done
+  // by a hard link, so the link is opened again by its new name. If that or the stat fails, the old
+  // descriptor is kept: without one, the copy could not be rolled back.
   UniqueFd renamed(openat(toFolder, toName, O_PATH | O_NOFOLLOW | O_CLOEXEC));
   struct statx found = {};
   if (renamed && ReadObjectInfo(renamed.get(), "", &found) == noErr) {
+    // Another program has replaced the copy, which then is not ours to remove.
     if (!Identity::Of(found).Matches(Identity::Of(ours))) return fnfErr;
     link = std::move(renamed);
   }
-  *made = TempItem::AdoptPublished(toFolder, toName, std::move(link));
+  copied->item = TempItem::AdoptPublished(toFolder, toName, std::move(link));
   return noErr;
 }
 

@@ -17,22 +17,23 @@
 namespace tessary {
 namespace {
 
-// What the owner of an object is told where its volume has no such thing.
+// The errors that a filesystem without such metadata reports to the owner of an object.
 bool IsUnsupported(int error) { return error == EPERM || error == ENOTSUP || error == ENOSYS; }
 
-// Gives the owner, or at least the group, where this process may. An object that has them from its
-// making is left alone; but where set-id bits hang on them looking is not enough, as all users that
-// a namespace does not know look the same.
+// Sets owner and group, or at least the group, if this process may; `*isSet` is whether both are
+// right. An object that was created with them needs no call, unless the source has set-id bits: in
+// a user namespace all unmapped owners have the same number, so that equal numbers do not prove
+// that the bits would act for the same user.
 Status SetOwner(const struct statx& info, const struct statx& made, int to, bool* isSet) {
   const bool isOwned = info.stx_uid == made.stx_uid && info.stx_gid == made.stx_gid;
   *isSet = isOwned && (info.stx_mode & (S_ISUID | S_ISGID)) == 0;
   if (*isSet) return noErr;
   *isSet = fchown(to, info.stx_uid, info.stx_gid) == 0;
   if (*isSet) return noErr;
-  // EINVAL: an owner that is unknown in this user namespace.
+  // EINVAL: an owner that is not mapped in this user namespace.
   if (!IsUnsupported(errno) && errno != EINVAL) return LastError();
   constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
-  // A favour; the owner is the one who counts, and it is known already that it could not be given.
+  // Best effort: `*isSet` says already that the owner is not the source's.
   if (fchown(to, kSameOwner, info.stx_gid) != 0) return noErr;
   return noErr;
 }
@@ -43,22 +44,20 @@ Status SetMode(mode_t mode, int to) {
 }
 
 Status SetTimes(const struct statx& info, int to) {
-  const std::array<timespec, 2> times = {
-      timespec{info.stx_atime.tv_sec, info.stx_atime.tv_nsec},
-      timespec{info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec},
-  };
+  const std::array<timespec, 2> times = FileTimesOf(info);
   if (futimens(to, times.data()) == 0 || IsUnsupported(errno)) return noErr;
   return LastError();
 }
 
-// The date of the original: in the form that the volume has of its own, else with an attribute that
-// was copied, else in one of ours, else kept for this process.
+// Stores the creation date of the source: in the target filesystem's own format; else it is in an
+// attribute that was copied; else in our attribute; else in this process's memory.
 Status StoreCreationDate(int from, const struct statx& info, const AttributesCopied& copied, int to,
                          const struct statx& made) {
   const std::optional<Timestamp> date =
       copied.creationDate ? copied.creationDate->date : CreationDateWithoutAttribute(from, info);
   if (!date || SetCreationDate(to, made, *date)) return noErr;
-  // Of several attributes, the one that was dropped may be the one that counts.
+  // An attribute with the date was copied. If one was dropped, it may be the one that has the best
+  // rank, so that another would win in the copy; ours then states the date.
   if (copied.creationDate && !copied.isAnyDropped) return noErr;
   const std::string text = FormatCreationDate(*date);
   if (text.empty()) return noErr;
@@ -72,6 +71,9 @@ Status StoreCreationDate(int from, const struct statx& info, const AttributesCop
 
 Status CopyMetadata(int from, const struct statx& info, int to, const struct statx& made,
                     CopyRole role, bool* isAnyDropped) {
+  // The order is forced: a change of owner clears set-id bits and file capabilities; setting an
+  // access ACL changes the mode; setting attributes needs write permission, which the final mode
+  // may deny to the owner; and the times come last because the rest may update them.
   bool isOwnerSet = false;
   if (const Status status = SetOwner(info, made, to, &isOwnerSet)) return status;
   AttributesCopied copied;
@@ -82,8 +84,10 @@ Status CopyMetadata(int from, const struct statx& info, int to, const struct sta
     if (status != noErr) return status;
   }
   mode_t mode = info.stx_mode & 07777U;
+  // Set-id bits must not grant the rights of an owner whom nobody gave them for.
   if (!isOwnerSet) mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);
   if (copied.groupMode) mode = (mode & ~static_cast<mode_t>(S_IRWXG)) | *copied.groupMode;
+  // With an ACL the mode in `made` is out of date.
   if (copied.hasAccessList || mode != (made.stx_mode & 07777U)) {
     status = SetMode(mode, to);
     if (status != noErr) return status;

@@ -6,20 +6,20 @@
 
 namespace tessary {
 
-// The part that an object plays in a copy.
+// The role of an object in a copy or move.
 enum class CopyRole {
-  kCopiedItem,  // the item itself: its own comment is left out, its creation date written down
-  kMovedItem,   // the same of a move, which keeps the comment
-  kInnerItem,   // an object inside a package: everything as it is
+  kCopiedItem,  // the item that is copied: without its comment, with its creation date
+  kMovedItem,   // the item that is moved: with its comment and its creation date
+  kInnerItem,   // an object inside a package: its attributes as they are
 };
 
-// Gives the file or folder open as `to`, which `made` tells of, what the one open as `from`, of
-// which `info` tells, has besides its contents: the owner where permitted (else the set-id bits are
-// dropped), attributes and access control lists, the mode, the times to the nanosecond. The
-// creation date that Linux cannot set goes into an attribute, or into this process's memory where
-// the volume has none.
-// `*isAnyDropped` is set to true when the target's volume had no place for an attribute, and left
-// alone otherwise. noErr, else what the file system reports.
+// Copies everything but the contents from the open file or folder `from` to `to`; `info` and `made`
+// are their stat results. Sets the owner where permitted (and drops the set-id bits otherwise),
+// attributes and access control lists, the mode, and the times to the nanosecond. Linux cannot set
+// a birth time: the creation date goes into an attribute, or is remembered for the run if the
+// filesystem has no attributes.
+// Sets `*isAnyDropped` to true if the target filesystem cannot store an attribute, and leaves it
+// alone otherwise. Errors: the status of the failed system call.
 Status CopyMetadata(int from, const struct statx& info, int to, const struct statx& made,
                     CopyRole role, bool* isAnyDropped);
 

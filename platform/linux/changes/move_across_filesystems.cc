@@ -1,3 +1,5 @@
+#include "platform/linux/changes/move_across_filesystems.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,9 +9,7 @@
 #include <utility>
 
 #include "platform/linux/catalog/volume.h"
-#include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/copy_file.h"
-#include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/delete_tree.h"
 #include "platform/linux/changes/deletion_check.h"
 #include "platform/linux/changes/object_info.h"
@@ -23,44 +23,46 @@
 namespace tessary {
 namespace {
 
-// Makes the names in the folder durable, and with them, as journals go, what they name. With
-// `isWholeVolume` everything else, too.
-Status MakeFolderDurable(int folder, bool isWholeVolume) {
+// Makes the names in the open folder durable. With `syncsFilesystem`, makes everything on its
+// filesystem durable.
+Status MakeFolderDurable(int folder, bool syncsFilesystem) {
+  // `folder` may be an O_PATH descriptor, which cannot be synced.
   const UniqueFd opened(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!opened && errno == EACCES) {
-    // A folder that one may write to but not read cannot be synced by itself.
+    // A folder that this user may write to but not read cannot be opened for a sync.
     sync();
     return noErr;
   }
   if (!opened) return LastError();
-  if (isWholeVolume) return syncfs(opened.get()) == 0 ? noErr : LastError();
+  if (syncsFilesystem) return syncfs(opened.get()) == 0 ? noErr : LastError();
   if (fsync(opened.get()) == 0) return noErr;
-  const bool isUnknown = errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
-  return isUnknown && syncfs(opened.get()) == 0 ? noErr : LastError();
+  // Some filesystems do not support fsync on a folder.
+  const bool isUnsupported = errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
+  return isUnsupported && syncfs(opened.get()) == 0 ? noErr : LastError();
 }
 
-// After this the copy outlives a crash. A file has its name already, and a folder's contents were
-// made durable before it got its own.
+// Makes the published copy durable. The contents of a folder are durable already: CopyFolder syncs
+// them before it publishes the folder. For a link, only the name can be synced.
 Status MakeDurable(const CopiedItem& copied, const CopyTarget& target) {
   const Volume& volume = VolumeOf(target.identity.device, target.folder);
   if (S_ISREG(copied.source.stx_mode)) {
     if (fsync(copied.item.fd()) != 0) return LastError();
+    // Saves the second sync, which takes about as long as the move itself.
     if (volume.syncsNamesWithFile) return noErr;
   }
   return MakeFolderDurable(target.folder,
                            volume.syncsObjectsSeparately && S_ISDIR(copied.source.stx_mode));
 }
 
-// True when the source is no longer there: somebody has deleted it or moved it elsewhere while it
-// was copied. The copy may then be the only one, and stays.
+// Returns true if the source is no longer there because another program has deleted or moved it.
 bool IsGone(const CopySource& source) {
   struct statx info = {};
   return ReadObjectInfo(source.folder, source.name.c_str(), &info) == fnfErr;
 }
 
-// Opens the file that is to be moved, to keep an eye on it. fBsyErr where another program has it
-// open for writing: what that wrote after the copy was made would be lost. `*opened` stays closed
-// for what is no file.
+// Opens the file that is to be moved, for the lease before its deletion. Returns fBsyErr if another
+// process has it open for writing, before anything is copied. `*opened` stays empty for a link or a
+// folder.
 Status OpenIfNoWriters(const CopySource& source, const struct statx& info, UniqueFd* opened) {
   if (!S_ISREG(info.stx_mode)) return noErr;
   struct statx found = {};
@@ -68,45 +70,56 @@ Status OpenIfNoWriters(const CopySource& source, const struct statx& info, Uniqu
       OpenSourceFile(source.folder, source.name.c_str(), Identity::Of(info), &found, opened);
   if (status != noErr) return status;
   const Status leased = AcquireReadLease(source.identity.device, opened->get());
-  // Nobody waits for as long as a copy takes.
+  // Not held while the file is copied: programs that open it for writing would block all that time.
+  // Changes made meanwhile are found before the deletion.
   if (leased == noErr) ReleaseReadLease(opened->get());
   return leased == fBsyErr ? fBsyErr : noErr;
 }
 
-// The last look at the file open as `original`, which nobody finds by its name any more.
-bool IsUnchangedSinceCopy(const CopiedItem& copied, int original, const struct statx& aside) {
-  if (!IsUnchangedButForName(copied.source, aside)) return false;
-  if (!S_ISREG(aside.stx_mode)) return true;
+// The last check before the source is deleted. It is staged: `staged` is its stat result under the
+// random name, by which no other program finds it, and `original` is open on it if it is a file.
+bool IsUnchangedSinceCopy(const CopiedItem& copied, int original, const struct statx& staged) {
+  if (!IsUnchangedButForName(copied.source, staged)) return false;
+  if (!S_ISREG(staged.stx_mode)) return true;
+  // A process that opened the file before it was staged can still write to it. The lease shows that
+  // there is none, and blocks new ones until the file is deleted.
   const Identity identity = Identity::Of(copied.source);
   const Status leased = AcquireReadLease(identity.device, original);
   if (leased != noErr && leased != paramErr) return false;
-  // Until just now somebody could still write.
+  // Stat again: a writer may have been at work after `staged` was read and have gone before the
+  // lease was acquired. Without leases this is all that can be checked.
   struct statx last = {};
   const bool isUnchanged = ReadLatestInfo(original, identity, &last) == noErr &&
                            IsUnchangedButForName(copied.source, last);
   return isUnchanged && (leased == paramErr || IsReadLeaseUnbroken(original));
 }
 
+// Deletes the source, a file or a link, if it is still what was copied. Keeps the copy if the
+// source is gone or has lost its name.
 Status DeleteFile(const CopySource& source, int original, CopiedItem* copied) {
   struct statx info = {};
+  // This check includes the change time, which the staging updates: only here is a change of
+  // extended attributes alone found.
   Status status = ReadObjectInfo(source.folder, source.name.c_str(), &info);
   if (status != noErr) return status;
   if (!IsUnchanged(copied->source, info)) return fBsyErr;
   bool isDisplaced = false;
   const char* name = source.name.c_str();
-  const UnchangedCheck isUnchanged = [copied, original](const struct statx& aside) {
-    return IsUnchangedSinceCopy(*copied, original, aside);
+  const UnchangedCheck isUnchanged = [copied, original](const struct statx& staged) {
+    return IsUnchangedSinceCopy(*copied, original, staged);
   };
   status =
       source.stagedName.empty()
           ? RemoveIfUnchanged(source.folder, name, isUnchanged, &isDisplaced)
           : RemoveViaStagedName(source.folder, name, source.stagedName, isUnchanged, &isDisplaced);
   ReleaseReadLease(original);
-  // An original that lost its place to another object is no reason to take its copy away.
+  // A displaced source is no longer where it was, so that its copy under the expected name stays.
   if (status == noErr || isDisplaced) copied->item.Keep();
   return status;
 }
 
+// Opens the source folder if everything below it is still what was copied. Returns fBsyErr
+// otherwise.
 Status OpenUnchangedFolder(const CopySource& source, const CopiedItem& copied, UniqueFd* opened) {
   UniqueFd folder = OpenWithoutAtime(source.folder, source.name.c_str(), O_DIRECTORY | O_NOFOLLOW);
   if (!folder) return LastError();
@@ -117,39 +130,44 @@ Status OpenUnchangedFolder(const CopySource& source, const CopiedItem& copied, U
   return noErr;
 }
 
-// Deletes a folder under a hidden name, so that nobody ever sees half of it. From the first thing
-// deleted on, the copy is the only whole one and stays, whatever happens; the rest of the original
-// is then swept later.
+// Deletes the source folder if it is still what was copied. It is staged under a temporary name
+// first, so that no half of it is ever seen under its own name. Once anything is deleted, the copy
+// is the only complete one and stays whatever happens; a later run cleans up the rest.
 Status DeleteFolder(const CopySource& source, CopiedItem* copied) {
   UniqueFd opened;
   Status status = OpenUnchangedFolder(source, *copied, &opened);
   if (status != noErr) return status;
-  TempItem aside;
+  TempItem staged;
   status =
-      TempItem::StageForDeletion(source.folder, source.name.c_str(), std::move(opened), &aside);
+      TempItem::StageForDeletion(source.folder, source.name.c_str(), std::move(opened), &staged);
   if (status != noErr) return status;
 
   bool hasBegun = false;
   const Volume& volume = VolumeOf(source.identity.device, source.folder);
+  // The staged name has to be durable first: a crash could otherwise bring the own name back with
+  // some of the contents deleted.
   status = MakeFolderDurable(source.folder, volume.syncsObjectsSeparately);
   if (status == noErr) {
-    status = DeleteTree(source.folder, aside.name().c_str(), aside.fd(), &hasBegun);
+    status = DeleteTree(source.folder, staged.name().c_str(), staged.fd(), &hasBegun);
   }
   if (status == noErr || hasBegun) copied->item.Keep();
   if (status == noErr) return noErr;
   if (hasBegun) {
-    NSLog("What is left of \"" + source.name + "\" on its old volume could not be deleted");
+    NSLog("\"" + source.name + "\" was moved, but its original could not be deleted completely");
     return noErr;
   }
-  if (const Status renamed = aside.Publish(source.name.c_str())) {
-    // The name was taken meanwhile. The original is whole, but hidden, and its copy must stay.
+  if (const Status renamed = staged.Publish(source.name.c_str())) {
+    // Another program has used the name. The source is complete, but hidden, so the copy stays.
     copied->item.Keep();
-    NSLog("\"" + source.name + "\" could not be deleted and is now \"" + aside.name() + "\"");
+    NSLog("\"" + source.name + "\" could not be deleted and is now \"" + staged.name() + "\"");
     return renamed;
   }
   return status;
 }
 
+// The order protects the data: everything that can fail is tried before the source is touched, the
+// copy is durable before the source is deleted, and the source is compared with what was copied
+// right before its deletion. Until the copy is kept, any failure rolls it back.
 Status Move(const CopySource& source, const CopyTarget& target) {
   struct statx info = {};
   if (const Status status = CheckItemName(target.name)) return status;
@@ -163,22 +181,24 @@ Status Move(const CopySource& source, const CopyTarget& target) {
   UniqueFd original;
   status = OpenIfNoWriters(source, info, &original);
   if (status != noErr) return status;
+  // A move that was killed while it deleted a folder has left the rest of it here.
   CleanUpFolderOnce(source.folder, Identity::Of(folder));
   CopiedItem copied;
   status = PublishCopy(source, target, CopyRole::kMovedItem, &copied);
   if (status != noErr) return status;
   status = MakeDurable(copied, target);
   if (status != noErr) return status;
-  // Somebody may have deleted the copy already; then the original is the only one.
+  // If another program has deleted the copy, the source is the only one left.
   if (!copied.item.IsStillNamed()) return fnfErr;
   status = S_ISDIR(info.stx_mode) ? DeleteFolder(source, &copied)
                                   : DeleteFile(source, original.get(), &copied);
+  // If another program has deleted or moved the source, the copy may be the only one left.
   if (status == fnfErr && IsGone(source)) {
     copied.item.Keep();
     status = noErr;
   }
   if (status == noErr && copied.isAnyDropped) {
-    NSLog("Attributes of \"" + source.name + "\" could not be kept on the destination's volume");
+    NSLog("Attributes of \"" + source.name + "\" were dropped: the destination cannot store them");
   }
   return status;
 }

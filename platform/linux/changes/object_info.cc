@@ -10,6 +10,7 @@ namespace tessary {
 namespace {
 
 Status Read(int folder, const char* name, int flags, struct statx* info) {
+  // Without AT_NO_AUTOMOUNT, a stat of an automount point would mount it.
   constexpr int kFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_EMPTY_PATH;
   constexpr unsigned kWanted = STATX_BASIC_STATS | STATX_BTIME | STATX_MNT_ID;
   struct statx found = {};
@@ -26,10 +27,11 @@ Status ReadObjectInfo(int folder, const char* name, struct statx* info) {
 
 Status ReadLatestInfo(int file, const Identity& identity, struct statx* info) {
   if (VolumeOf(identity.device, file).hasCoherentAttributes) return Read(file, "", 0, info);
-  // While FUSE waits for its driver to change the length, it reads zeros where that has cut
-  // already. It looks for the end under the lock that the change holds, so that an end which is not
-  // where the driver says so means that the change has begun in between. Kernel files have no end
-  // to look for.
+  // When a file on FUSE is truncated, the daemon truncates it first and the kernel learns the new
+  // size afterwards; in between, reads return zeros up to the old end. lseek(SEEK_END) takes the
+  // inode lock that the truncation holds, so it waits for one in progress. If the daemon then
+  // reports another size than the kernel's end, another truncation has begun in between: try again.
+  // Files of the kernel (procfs, sysfs) have no end to seek to.
   constexpr int kTries = 4;
   struct statx found = {};
   for (int i = 0; i < kTries; ++i) {
@@ -57,7 +59,13 @@ bool IsUnchangedButForName(const struct statx& before, const struct statx& after
          before.stx_size == after.stx_size && IsSameTime(before.stx_mtime, after.stx_mtime);
 }
 
+std::array<timespec, 2> FileTimesOf(const struct statx& info) {
+  return {timespec{info.stx_atime.tv_sec, info.stx_atime.tv_nsec},
+          timespec{info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec}};
+}
+
 bool IsOnOtherMount(const struct statx& first, const struct statx& second) {
+  // The mount ID also distinguishes a bind mount, which has the device of the folder around it.
   if ((first.stx_mask & second.stx_mask & STATX_MNT_ID) != 0) {
     return first.stx_mnt_id != second.stx_mnt_id;
   }

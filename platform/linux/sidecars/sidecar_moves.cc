@@ -8,6 +8,7 @@
 
 #include "platform/linux/catalog/capabilities.h"
 #include "platform/linux/changes/copied_item.h"
+#include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/rename.h"
 #include "platform/linux/changes/temp_cleanup.h"

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/linux/catalog/creation_date.h"
+#include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/object_info.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/injected_errors.h"

@@ -290,7 +290,7 @@ TEST_P(MovingAcross, LogsAttributesThatFindNoPlace) {
     EXPECT_EQ(noErr, Move("plain"));
     EXPECT_EQ(
         std::vector<std::string>{
-            "Attributes of \"two\\nlines\" could not be kept on the destination's volume"},
+            "Attributes of \"two\\nlines\" were dropped: the destination cannot store them"},
         log.Messages());
   }));
   EXPECT_EQ("x", ReadFile(to_ / "two\nlines"));

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/linux/changes/copy_item.h"
+#include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/temp_item.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/linux/sidecars/sidecar_recovery.h"
