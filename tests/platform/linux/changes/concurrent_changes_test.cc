@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "platform/linux/catalog/temp_name.h"
-#include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/rename_fallbacks.h"
 #include "platform/linux/changes/temp_item.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
@@ -22,7 +21,7 @@
 #include "tests/support/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
-// What other programs do between two calls of ours, and calls of which one in many fails.
+// Changes that another program makes between two of our system calls, and single calls that fail.
 namespace tessary::test {
 namespace {
 
@@ -40,51 +39,49 @@ class ConcurrentChanges : public testing::Test {
   Names FromNames() const { return NamesIn(folder_ / "from"); }
   Names ToNames() const { return NamesIn(folder_ / "to"); }
 
-  // A folder that another program exchanges for one of its own.
-  void Exchange(const std::string& path) const {
-    EXPECT_EQ(0, rename(path.c_str(), (folder_ / "theirs").c_str()));
+  // Replaces the folder by another one, like another program. The first one is then "replaced".
+  void ReplaceFolder(const std::string& path) const {
+    EXPECT_EQ(0, rename(path.c_str(), (folder_ / "replaced").c_str()));
     MakeFolder(path);
+  }
+
+  // Stages "from/folder" for deletion, and expects that another folder has its name.
+  void StageReplacedFolder() const {
+    const UniqueFd from = OpenFolder(folder_ / "from");
+    TempItem staged;
+    EXPECT_EQ(fnfErr, TempItem::StageForDeletion(from.get(), "folder", OpenFolder(From("folder")),
+                                                 &staged));
   }
 
   TemporaryFolder folder_;
 };
 
-// ---- Hidden names ----
+// ---- Temporary names ----
 
-class StagingForDeletion : public ConcurrentChanges {
- protected:
-  void Run() const {
-    const UniqueFd from = OpenFolder(folder_ / "from");
-    TempItem aside;
-    EXPECT_EQ(fnfErr,
-              TempItem::StageForDeletion(from.get(), "folder", OpenFolder(From("folder")), &aside));
-  }
-};
-
-TEST_F(StagingForDeletion, GivesAnotherFolderItsNameBack) {
+TEST_F(ConcurrentChanges, StagingRestoresReplacedFolder) {
   WriteFile(From("folder/ours"));
-  const auto exchange = [this] { Exchange(From("folder")); };
-  RunWithPausedCalls({{SYS_renameat2, "folder", 1, exchange}}, [this] {
-    Run();
+  const auto replace = [this] { ReplaceFolder(From("folder")); };
+  RunWithPausedCalls({{SYS_renameat2, "folder", 1, replace}}, [this] {
+    StageReplacedFolder();
     EXPECT_EQ(Names{"folder"}, FromNames());
     EXPECT_EQ(Names(), NamesIn(From("folder")));
-    EXPECT_EQ(Names{"ours"}, NamesIn(folder_ / "theirs"));
+    EXPECT_EQ(Names{"ours"}, NamesIn(folder_ / "replaced"));
   });
 }
 
-TEST_F(StagingForDeletion, LeavesAnotherFolderAVisibleNameWhereItsOwnIsTakenAgain) {
+TEST_F(ConcurrentChanges, StagingLeavesReplacedFolderVisible) {
   WriteFile(From("folder/ours"));
-  const auto exchange = [this] { Exchange(From("folder")); };
-  const auto take = [this] { WriteFile(From("folder"), "taken"); };
-  RunWithPausedCalls({{SYS_renameat2, "", 1, exchange}, {SYS_renameat2, "", 2, take}}, [this] {
-    Run();
-    EXPECT_EQ("taken", ReadFile(From("folder")));
+  const auto replace = [this] { ReplaceFolder(From("folder")); };
+  const auto useName = [this] { WriteFile(From("folder"), "other"); };
+  RunWithPausedCalls({{SYS_renameat2, "", 1, replace}, {SYS_renameat2, "", 2, useName}}, [this] {
+    StageReplacedFolder();
+    EXPECT_EQ("other", ReadFile(From("folder")));
     ASSERT_EQ(2U, FromNames().size());
     EXPECT_TRUE(FromNames().back().starts_with("tessary-")) << FromNames().back();
   });
 }
 
-TEST_F(ConcurrentChanges, AHiddenFolderThatCannotBeOpenedIsNotLeft) {
+TEST_F(ConcurrentChanges, UnopenableTempFolderIsRemoved) {
   RunWithPausedCalls({{SYS_openat, "", 1, {}, EMFILE}}, [to = folder_ / "to", this] {
     const UniqueFd folder(static_cast<int>(syscall(SYS_open, to.c_str(), O_PATH | O_CLOEXEC)));
     TempItem item;
@@ -93,9 +90,9 @@ TEST_F(ConcurrentChanges, AHiddenFolderThatCannotBeOpenedIsNotLeft) {
   });
 }
 
-// ---- Names without the flag that replaces nothing ----
+// ---- Renaming without RENAME_NOREPLACE ----
 
-TEST_F(ConcurrentChanges, APlaceholderThatIsGoneIsNotRenamedOnto) {
+TEST_F(ConcurrentChanges, RenameWithRemovedPlaceholder) {
   WriteFile(From("a"), "only copy");
   const auto removePlaceholder = [this] { EXPECT_EQ(0, unlink(To("b").c_str())); };
   RunWithPausedCalls({{SYS_statx, "b", 2, removePlaceholder}}, [this] {
@@ -109,8 +106,8 @@ TEST_F(ConcurrentChanges, APlaceholderThatIsGoneIsNotRenamedOnto) {
 
 // ---- Moving ----
 
-// As programs save.
-TEST_F(ConcurrentChanges, AnItemThatIsReplacedRightBeforeItsRenameIsTheOneThatHasMoved) {
+// Programs save a file in this way.
+TEST_F(ConcurrentChanges, MoveOfReplacedItem) {
   WriteFile(From("file"), "old");
   WriteFile(folder_ / "saved", "new");
   const auto replace = [this] {
@@ -119,7 +116,7 @@ TEST_F(ConcurrentChanges, AnItemThatIsReplacedRightBeforeItsRenameIsTheOneThatHa
   RunWithPausedCalls({{SYS_renameat2, "file", 1, replace}}, [this] {
     FSRef moved;
     EXPECT_EQ(noErr, FSMoveObjectSync(RefAt(From("file")), RefAt(folder_ / "to"), nullptr, &moved));
-    EXPECT_TRUE(FSIsFSRefValid(moved)) << "what is under the name, not what it has replaced";
+    EXPECT_TRUE(FSIsFSRefValid(moved)) << "refers to the object that was replaced";
     EXPECT_EQ(noErr, FSCompareFSRefs(moved, RefAt(To("file"))));
     EXPECT_EQ("new", ReadFile(To("file")));
     EXPECT_EQ(Names(), FromNames());
@@ -128,7 +125,7 @@ TEST_F(ConcurrentChanges, AnItemThatIsReplacedRightBeforeItsRenameIsTheOneThatHa
 
 // ---- Deleting ----
 
-TEST_F(ConcurrentChanges, AnItemGoesWithItsSidecarOutOfAFolderThatCannotBeListed) {
+TEST_F(ConcurrentChanges, DeleteInUnlistableFolder) {
   WriteFile(From("file"), "item");
   WriteFile(From("._file"), "sidecar");
   RunWithPausedCalls({{SYS_getdents64, "", 1, {}, EACCES}}, [this] {
@@ -139,7 +136,7 @@ TEST_F(ConcurrentChanges, AnItemGoesWithItsSidecarOutOfAFolderThatCannotBeListed
 
 // ---- Copying ----
 
-TEST_F(ConcurrentChanges, AFileThatCanHaveNoMoreLinksIsCopiedAnew) {
+TEST_F(ConcurrentChanges, CopyAtMaximumOfLinks) {
   WriteFile(From("package/a"), "contents");
   ASSERT_EQ(0, link(From("package/a").c_str(), From("package/b").c_str()));
   RunWithPausedCalls({{SYS_linkat, "", 2, {}, EMLINK}}, [this] {
@@ -151,7 +148,7 @@ TEST_F(ConcurrentChanges, AFileThatCanHaveNoMoreLinksIsCopiedAnew) {
   });
 }
 
-TEST_F(ConcurrentChanges, ALinkIsCopiedWholeOrNotAtAll) {
+TEST_F(ConcurrentChanges, LinkCopyIsCompleteOrAbsent) {
   MakeLink("nowhere", From("link"));
   const auto remove = [this] { EXPECT_EQ(0, unlink(From("link").c_str())); };
   const std::vector<PausedCall> rows = {
@@ -171,9 +168,9 @@ TEST_F(ConcurrentChanges, ALinkIsCopiedWholeOrNotAtAll) {
   }
 }
 
-TEST_F(ConcurrentChanges, ALinkThatCannotBeLookedAtIsCopiedOrNotThere) {
+TEST_F(ConcurrentChanges, LinkCopyWithFailingStat) {
   MakeLink("nowhere", From("link"));
-  // The first two looks are the test's own, the last one is at the link under its new name.
+  // The first two calls are the test's own; the last one stats the link under its new name.
   for (int occurrence = 3; occurrence <= 10; ++occurrence) {
     RunWithPausedCalls({{SYS_statx, "", occurrence, {}, EIO}}, [this] {
       const bool isCopied = CopyAt(From("link"), To("link")) == noErr;
@@ -187,25 +184,25 @@ TEST_F(ConcurrentChanges, ALinkThatCannotBeLookedAtIsCopiedOrNotThere) {
   }
 }
 
-// ---- Moving to another volume ----
+// ---- Moving to another filesystem ----
 
-TEST_F(ConcurrentChanges, AnOriginalThatStaysAndLosesItsNameIsToldOf) {
+TEST_F(ConcurrentChanges, MoveLogsSourceThatLostItsName) {
   WriteFile(From("package/file"), "contents");
-  const auto takeName = [this] { WriteFile(From("package"), "taken"); };
-  RunWithPausedCalls({{SYS_unlinkat, "file", 1, takeName, EPERM}}, [this] {
+  const auto useName = [this] { WriteFile(From("package"), "other"); };
+  RunWithPausedCalls({{SYS_unlinkat, "file", 1, useName, EPERM}}, [this] {
     CapturedLog log;
     EXPECT_EQ(dupFNErr, MoveAcrossAt(From("package"), To("package")));
-    EXPECT_EQ("taken", ReadFile(From("package")));
+    EXPECT_EQ("other", ReadFile(From("package")));
     EXPECT_EQ("contents", ReadFile(To("package/file"))) << "the copy stays";
     ASSERT_EQ(2U, FromNames().size());
-    const std::string hidden = FromNames().front();
-    EXPECT_EQ("contents", ReadFile(From(hidden + "/file")));
-    EXPECT_EQ(Names{"\"package\" could not be deleted and is now \"" + hidden + "\""},
+    const std::string tempName = FromNames().front();
+    EXPECT_EQ("contents", ReadFile(From(tempName + "/file")));
+    EXPECT_EQ(Names{"\"package\" could not be deleted and is now \"" + tempName + "\""},
               log.Messages());
   });
 }
 
-TEST_F(ConcurrentChanges, AVolumeThatWritesNothingOutIsNoReasonToFail) {
+TEST_F(ConcurrentChanges, MoveWithoutSyncFileRange) {
   WriteFile(From("file"), "contents");
   RunWithPausedCalls({{SYS_sync_file_range, "", 1, {}, ESPIPE}}, [this] {
     EXPECT_EQ(noErr, MoveAcrossAt(From("file"), To("file")));
@@ -214,7 +211,7 @@ TEST_F(ConcurrentChanges, AVolumeThatWritesNothingOutIsNoReasonToFail) {
   });
 }
 
-TEST_F(ConcurrentChanges, AVolumeThatFailsToWriteOutGetsNothing) {
+TEST_F(ConcurrentChanges, MoveWithWriteErrorIsRolledBack) {
   WriteFile(From("file"), "contents");
   RunWithPausedCalls({{SYS_sync_file_range, "", 1, {}, EIO}}, [this] {
     EXPECT_EQ(ioErr, MoveAcrossAt(From("file"), To("file")));
@@ -223,7 +220,7 @@ TEST_F(ConcurrentChanges, AVolumeThatFailsToWriteOutGetsNothing) {
   });
 }
 
-TEST_F(ConcurrentChanges, AFolderThatMayNotBeReadIsMadeDurableWithItsVolume) {
+TEST_F(ConcurrentChanges, MoveIntoUnreadableFolder) {
   MakeLink("nowhere", From("link"));
   ASSERT_EQ(0, chmod(folder_.path().c_str(), 0755));
   ASSERT_EQ(0, chmod((folder_ / "from").c_str(), 0777));
@@ -235,7 +232,7 @@ TEST_F(ConcurrentChanges, AFolderThatMayNotBeReadIsMadeDurableWithItsVolume) {
   }));
 }
 
-// ---- Pairs ----
+// ---- Items with sidecars ----
 
 class ConcurrentSidecarChanges : public ConcurrentChanges {
  protected:
@@ -245,7 +242,7 @@ class ConcurrentSidecarChanges : public ConcurrentChanges {
     WriteFile(From("._a"), "sidecar");
   }
 
-  // Has the catalog see what is in the folder, which mends what was left half done.
+  // Lists the folder, which runs its recovery.
   static void List(const std::string& path) {
     FSIterator iterator;
     ASSERT_EQ(noErr, FSOpenIterator(RefAt(path), &iterator));
@@ -272,19 +269,19 @@ class ConcurrentSidecarChanges : public ConcurrentChanges {
   }
 };
 
-TEST_F(ConcurrentSidecarChanges, ASidecarThatCannotBeGivenBackIsToldOfAndMendedLater) {
-  const auto takeBoth = [this] {
-    WriteFile(To("a"), "taken");
-    WriteFile(From("._a"), "taken too");
+TEST_F(ConcurrentSidecarChanges, FailedRollbackIsLoggedAndRecovered) {
+  const auto useBothNames = [this] {
+    WriteFile(To("a"), "other");
+    WriteFile(From("._a"), "other");
   };
-  RunWithPausedCalls({{SYS_renameat2, "a", 1, takeBoth}}, [this] {
+  RunWithPausedCalls({{SYS_renameat2, "a", 1, useBothNames}}, [this] {
     CapturedLog log;
     EXPECT_EQ(dupFNErr, Change(MoveWithSidecar));
     EXPECT_EQ("item", ReadFile(From("a")));
     EXPECT_EQ("sidecar", ReadFile(To("._a")));
     EXPECT_EQ(Names{"\"._a\" could not be given back and is now \"" + To("._a") + "\""},
               log.Messages());
-    EXPECT_EQ(3U, FromNames().size()) << "the record stays";
+    EXPECT_EQ(3U, FromNames().size()) << "the journal entry stays";
     EXPECT_EQ(0, unlink(From("._a").c_str()));
     List(folder_ / "from");
     EXPECT_EQ((Names{"._a", "a"}), FromNames());
@@ -293,20 +290,20 @@ TEST_F(ConcurrentSidecarChanges, ASidecarThatCannotBeGivenBackIsToldOfAndMendedL
   });
 }
 
-TEST_F(ConcurrentSidecarChanges, ASidecarsCopyThatCannotBeTakenBackGoesLater) {
+TEST_F(ConcurrentSidecarChanges, UnremovableCopyIsRecovered) {
   for (const auto change : {CopyWithSidecar, MoveWithSidecarAcrossFilesystems}) {
     RunWithPausedCalls({{SYS_linkat, "", 2, {}, EDQUOT}, {SYS_renameat, "._a", 1, {}, EIO}},
                        [change, this] {
                          EXPECT_EQ(dskFulErr, Change(change));
                          EXPECT_EQ((Names{"._a", "a"}), FromNames());
-                         EXPECT_EQ(2U, ToNames().size()) << "the copy, and the record";
+                         EXPECT_EQ(2U, ToNames().size()) << "the copy and the journal entry";
                          List(folder_ / "to");
                          EXPECT_EQ(Names(), ToNames());
                        });
   }
 }
 
-TEST_F(ConcurrentSidecarChanges, AMoveThatCannotLockItsRecordDoesNotMendItself) {
+TEST_F(ConcurrentSidecarChanges, MoveWhoseJournalLockFails) {
   RunWithPausedCalls({{SYS_flock, "", 3, {}, ENOLCK}}, [this] {
     EXPECT_EQ(noErr, Change(MoveWithSidecarAcrossFilesystems));
     EXPECT_EQ((Names{"._a", "a"}), ToNames());
@@ -314,11 +311,11 @@ TEST_F(ConcurrentSidecarChanges, AMoveThatCannotLockItsRecordDoesNotMendItself) 
   });
 }
 
-TEST_F(ConcurrentSidecarChanges, ASidecarThatIsNotDeletedGoesLater) {
+TEST_F(ConcurrentSidecarChanges, UndeletableSidecarIsRecovered) {
   RunWithPausedCalls({{SYS_unlinkat, "", 2, {}, EBUSY}}, [this] {
     EXPECT_EQ(noErr, Change(MoveWithSidecarAcrossFilesystems));
     EXPECT_EQ((Names{"._a", "a"}), ToNames());
-    EXPECT_EQ(2U, FromNames().size()) << "the record, and the sidecar aside";
+    EXPECT_EQ(2U, FromNames().size()) << "the journal entry and the staged sidecar";
     EXPECT_FALSE(Exists(From("._a")));
     List(folder_ / "from");
     EXPECT_EQ(Names(), FromNames());
@@ -326,7 +323,7 @@ TEST_F(ConcurrentSidecarChanges, ASidecarThatIsNotDeletedGoesLater) {
   });
 }
 
-TEST_F(ConcurrentSidecarChanges, ASidecarWhoseNameIsTakenWhileItsItemStaysIsToldOf) {
+TEST_F(ConcurrentSidecarChanges, SidecarThatLostItsNameIsLogged) {
   CapturedLog log;
   Place place = PlaceAt(From("a"));
   place.mayHaveSidecar = true;
@@ -334,14 +331,14 @@ TEST_F(ConcurrentSidecarChanges, ASidecarWhoseNameIsTakenWhileItsItemStaysIsTold
   ASSERT_EQ(noErr, FindWithSidecar(place, &pair));
   ASSERT_TRUE(pair);
   EXPECT_EQ(fBsyErr, DeleteWithSidecar(*pair, [this](const std::string&, const auto&) {
-              WriteFile(From("._a"), "taken");
+              WriteFile(From("._a"), "other");
               return fBsyErr;
             }));
-  EXPECT_EQ("taken", ReadFile(From("._a")));
+  EXPECT_EQ("other", ReadFile(From("._a")));
   EXPECT_EQ("item", ReadFile(From("a")));
   ASSERT_EQ(1U, log.Messages().size());
   EXPECT_TRUE(log.Messages().front().starts_with("\"._a\" could not keep its name and is now"));
-  // With the record, which leads the next look to it.
+  // The fourth is the journal entry, by which recovery finds the sidecar.
   EXPECT_EQ(4U, FromNames().size());
 }
 

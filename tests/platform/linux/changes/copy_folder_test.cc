@@ -26,9 +26,9 @@ namespace {
 
 constexpr char kComment[] = "user.xdg.comment";
 
-class CopyingAFolder : public testing::Test {
+class CopyFolderTest : public testing::Test {
  protected:
-  CopyingAFolder() { MakeFolder(folder_ / "to"); }
+  CopyFolderTest() { MakeFolder(folder_ / "to"); }
 
   Status Copy() { return CopyAt(folder_ / "package", folder_ / "to/package"); }
   std::string Source(const std::string& path) { return folder_ / ("package/" + path); }
@@ -39,7 +39,7 @@ class CopyingAFolder : public testing::Test {
   TemporaryFolder folder_;
 };
 
-TEST_F(CopyingAFolder, TakesEverythingInIt) {
+TEST_F(CopyFolderTest, CopiesEverything) {
   const std::vector<std::string> names = {
       ".hidden", "a..b", "caf\xe9", "empty", std::string(255, 'x'), "two\nlines"};
   for (const std::string& name : names) WriteFile(Source("Contents/" + name), name);
@@ -52,7 +52,7 @@ TEST_F(CopyingAFolder, TakesEverythingInIt) {
   EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(folder_ / "to"));
 }
 
-TEST_F(CopyingAFolder, KeepsModesAndTimesOfFolders) {
+TEST_F(CopyFolderTest, KeepsFolderModesAndTimes) {
   WriteFile(Source("closed/file"), "x");
   const std::array<timespec, 2> times = {timespec{11, 12}, timespec{13, 14}};
   for (const char* path : {"closed", ""}) {
@@ -68,7 +68,7 @@ TEST_F(CopyingAFolder, KeepsModesAndTimesOfFolders) {
   }
 }
 
-TEST_F(CopyingAFolder, KeepsHardLinksInside) {
+TEST_F(CopyFolderTest, KeepsHardLinks) {
   WriteFile(Source("a/first"), "shared");
   MakeFolder(Source("b/c"));
   ASSERT_EQ(0, link(Source("a/first").c_str(), Source("b/c/second").c_str()));
@@ -86,7 +86,7 @@ TEST_F(CopyingAFolder, KeepsHardLinksInside) {
   EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(folder_ / "to"));
 }
 
-TEST_F(CopyingAFolder, CopiesLinkedFilesTwiceWhereThereAreNoLinks) {
+TEST_F(CopyFolderTest, CopiesTwiceWithoutHardLinks) {
   WriteFile(Source("first"), "shared");
   ASSERT_EQ(0, link(Source("first").c_str(), Source("second").c_str()));
   EXPECT_TRUE(
@@ -96,7 +96,7 @@ TEST_F(CopyingAFolder, CopiesLinkedFilesTwiceWhereThereAreNoLinks) {
   EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(folder_ / "to"));
 }
 
-TEST_F(CopyingAFolder, NeverFollowsLinksInside) {
+TEST_F(CopyFolderTest, DoesNotFollowLinks) {
   WriteFile(folder_ / "outside/file", "x");
   MakeFolder(Source(""));
   MakeLink(folder_ / "outside", Source("to folder"));
@@ -109,11 +109,11 @@ TEST_F(CopyingAFolder, NeverFollowsLinksInside) {
   }
 }
 
-TEST_F(CopyingAFolder, LeavesOutItsOwnCommentOnly) {
+TEST_F(CopyFolderTest, OmitsOnlyOwnComment) {
   WriteFile(Source("file"), "x");
   WriteFile(Source("dated"), "x");
   if (!SetAttribute(Source(""), kComment, "own") || !SetAttribute(Source("file"), kComment, "in")) {
-    GTEST_SKIP() << "the volume has no attributes";
+    GTEST_SKIP() << "the filesystem has no attributes";
   }
   ASSERT_TRUE(SetAttribute(Source("dated"), kCreationDateAttribute, "1971-01-01T00:00:00Z"));
   ASSERT_EQ(noErr, Copy());
@@ -124,21 +124,21 @@ TEST_F(CopyingAFolder, LeavesOutItsOwnCommentOnly) {
   EXPECT_EQ("(none)", AttributeAt(Target("file"), kCreationDateAttribute));
 }
 
-TEST_F(CopyingAFolder, RefusesOtherKindsInside) {
+TEST_F(CopyFolderTest, RefusesSpecialFiles) {
   WriteFile(Source("a/file"), "x");
   ASSERT_EQ(0, mkfifo(Source("z").c_str(), 0600));
   EXPECT_EQ(paramErr, Copy());
   ExpectEmptyTarget();
 }
 
-TEST_F(CopyingAFolder, RefusesItself) {
+TEST_F(CopyFolderTest, RefusesTargetInside) {
   MakeFolder(Source("deep/er"));
   EXPECT_EQ(badMovErr, CopyAt(folder_ / "package", Source("copy")));
   EXPECT_EQ(badMovErr, CopyAt(folder_ / "package", Source("deep/er/copy")));
   EXPECT_EQ(std::vector<std::string>{"deep"}, NamesIn(folder_ / "package"));
 }
 
-TEST_F(CopyingAFolder, RefusesAVolumeMountedInside) {
+TEST_F(CopyFolderTest, RefusesMountInside) {
   WriteFile(Source("a"), "x");
   MakeFolder(Source("mounted"));
   if (mount("tmpfs", Source("mounted").c_str(), "tmpfs", 0, "size=64k") != 0) {
@@ -149,7 +149,7 @@ TEST_F(CopyingAFolder, RefusesAVolumeMountedInside) {
   ExpectEmptyTarget();
 }
 
-TEST_F(CopyingAFolder, LeavesNothingWhenItFailsHalfWay) {
+TEST_F(CopyFolderTest, LeavesNothingOnFailure) {
   for (int i = 0; i < 10; ++i) WriteFile(Source(std::to_string(i) + "/file"), "x");
   ASSERT_EQ(0, link(Source("1/file").c_str(), Source("9/linked").c_str()));
   MakeLink("x", Source("9/z"));
@@ -158,7 +158,7 @@ TEST_F(CopyingAFolder, LeavesNothingWhenItFailsHalfWay) {
   ExpectEmptyTarget();
 }
 
-TEST_F(CopyingAFolder, TakesAnyDepthWithFewDescriptors) {
+TEST_F(CopyFolderTest, CopiesDeepTreeWithFewDescriptors) {
   constexpr int kDepth = 1200;
   const std::string name(200, 'd');
   const UniqueFd from = OpenFolder(folder_.path());
@@ -177,7 +177,7 @@ TEST_F(CopyingAFolder, TakesAnyDepthWithFewDescriptors) {
     ASSERT_TRUE(copy) << i;
   }
   EXPECT_EQ(0, faccessat(copy.get(), "link", F_OK, AT_SYMLINK_NOFOLLOW));
-  // Deeper than a path can name, so not for the temporary folder to remove.
+  // Too deep for a path, by which TemporaryFolder would delete it.
   bool hasBegun = false;
   const UniqueFd to = OpenFolder(folder_ / "to");
   const UniqueFd top(open((folder_ / name).c_str(), O_RDONLY | O_DIRECTORY));
@@ -186,14 +186,14 @@ TEST_F(CopyingAFolder, TakesAnyDepthWithFewDescriptors) {
   EXPECT_EQ(noErr, DeleteTree(to.get(), "deep", deep.get(), &hasBegun));
 }
 
-// Copies in a child that is killed somewhere in the middle, again and again. What bears the name is
-// whole, and the next copy, by a process that has swept nothing yet, leaves nothing hidden.
-TEST_F(CopyingAFolder, LeavesNoHalfOfItWhenItsProcessIsKilled) {
+// Copies in a child process that is killed after different delays. A copy that has its name is
+// complete, and the next process removes the temporary ones.
+TEST_F(CopyFolderTest, KilledCopyIsCompleteOrAbsent) {
   for (int i = 0; i < 60; ++i) {
     WriteFile(Source(std::to_string(i % 7) + "/" + std::to_string(i)), std::string(20'000, 'x'));
   }
   ASSERT_EQ(0, link(Source("1/1").c_str(), Source("2/linked").c_str()));
-  const std::vector<std::string> whole = FilesBelow(folder_ / "package");
+  const std::vector<std::string> complete = FilesBelow(folder_ / "package");
   int killed = 0;
   for (useconds_t delay = 200; delay < 20'000; delay += delay / 4 + 100) {
     const pid_t child = fork();
@@ -213,8 +213,8 @@ TEST_F(CopyingAFolder, LeavesNoHalfOfItWhenItsProcessIsKilled) {
     ASSERT_EQ(next, waitpid(next, &status, 0));
     ASSERT_EQ(0, status);
     for (const std::string& name : NamesIn(folder_ / "to")) {
-      ASSERT_FALSE(name.starts_with(".tessary-")) << "left after " << delay;
-      ASSERT_EQ(whole, FilesBelow(folder_ / ("to/" + name))) << name;
+      ASSERT_FALSE(name.starts_with(".tessary-")) << "stale after " << delay;
+      ASSERT_EQ(complete, FilesBelow(folder_ / ("to/" + name))) << name;
       std::filesystem::remove_all(folder_ / ("to/" + name));
     }
   }

@@ -34,47 +34,44 @@ bool IsSameTime(const timespec& first, const timespec& second) {
   return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
 }
 
-// Copies on one volume and to another, with everything that the kernel offers and without.
-struct Way {
+// A copy within a filesystem or to another one, with injected errors that take kernel features
+// away.
+struct Method {
   const char* name;
-  bool isAcross;
-  std::vector<InjectedError> refused;
+  bool toOtherFilesystem;
+  std::vector<InjectedError> injected;
 };
 
-const std::vector<Way>& Ways() {
-  static const std::vector<Way> gWays = {
-      {"OnOneVolume", false, {}},
-      {"ToAnotherVolume", true, {}},
-      {"WithoutUnnamedFiles", false, {{SYS_openat, EOPNOTSUPP, 2, kTmpfileFlag}}},
-      {"WithoutLinks", false, {{SYS_linkat, EPERM, 0, 0}}},
-      {"WithoutLinksAndTheFlag",
-       false,
-       {{SYS_linkat, EPERM, 0, 0}, {SYS_renameat2, EINVAL, 4, ~0U}}},
-      {"WithoutCopyingInTheKernel",
-       true,
-       {{SYS_copy_file_range, EXDEV, 0, 0}, {SYS_ioctl, EOPNOTSUPP, 0, 0}}},
-      // The argument is where to look from, and the bit is in "data" and not in "end".
-      {"WithoutWordOfHoles", false, {{SYS_lseek, EINVAL, 2, 1}, {SYS_ioctl, EOPNOTSUPP, 0, 0}}},
-      {"WithoutLocks", false, {{SYS_flock, ENOLCK, 0, 0}, {SYS_linkat, EPERM, 0, 0}}},
+const std::vector<Method>& Methods() {
+  static const std::vector<Method> gMethods = {
+      {"SameFilesystem", false, {}},
+      {"OtherFilesystem", true, {}},
+      {"NoTmpfile", false, {{SYS_openat, EOPNOTSUPP, 2, kTmpfileFlag}}},
+      {"NoHardLinks", false, {{SYS_linkat, EPERM, 0, 0}}},
+      {"NoLinksOrNoReplace", false, {{SYS_linkat, EPERM, 0, 0}, {SYS_renameat2, EINVAL, 4, ~0U}}},
+      {"NoKernelCopy", true, {{SYS_copy_file_range, EXDEV, 0, 0}, {SYS_ioctl, EOPNOTSUPP, 0, 0}}},
+      // The bit is set in SEEK_DATA, but not in SEEK_END, which the copy needs.
+      {"NoSeekData", false, {{SYS_lseek, EINVAL, 2, 1}, {SYS_ioctl, EOPNOTSUPP, 0, 0}}},
+      {"NoFileLocks", false, {{SYS_flock, ENOLCK, 0, 0}, {SYS_linkat, EPERM, 0, 0}}},
   };
-  return gWays;
+  return gMethods;
 }
 
-class Copying : public testing::TestWithParam<Way> {
+class CopyItemTest : public testing::TestWithParam<Method> {
  protected:
-  Copying() : to_(GetParam().isAcross ? memory_ : same_) {}
+  CopyItemTest() : to_(GetParam().toOtherFilesystem ? memory_ : same_) {}
 
   void SetUp() override {
-    if (GetParam().isAcross && !AreOnDifferentVolumes(from_.path(), memory_.path())) {
-      GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+    if (GetParam().toOtherFilesystem && !AreOnDifferentVolumes(from_.path(), memory_.path())) {
+      GTEST_SKIP() << "/dev/shm is on the filesystem of the temporary folder";
     }
   }
 
-  // Copies and expects the status, where the calls are refused.
+  // Copies with the injected errors and expects the status.
   void Copy(Status expected, const std::string& from, const std::string& to) {
     const auto body = [&] { EXPECT_EQ(expected, CopyAt(from_ / from, to_ / to)); };
-    if (GetParam().refused.empty()) return body();
-    EXPECT_TRUE(RunWithInjectedErrors(GetParam().refused, body));
+    if (GetParam().injected.empty()) return body();
+    EXPECT_TRUE(RunWithInjectedErrors(GetParam().injected, body));
   }
 
   TemporaryFolder from_;
@@ -83,10 +80,10 @@ class Copying : public testing::TestWithParam<Way> {
   TemporaryFolder& to_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, Copying, testing::ValuesIn(Ways()),
+INSTANTIATE_TEST_SUITE_P(Methods, CopyItemTest, testing::ValuesIn(Methods()),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_P(Copying, KeepsContentsOfEverySize) {
+TEST_P(CopyItemTest, KeepsContents) {
   for (const size_t size : {0U, 1U, 4096U, 262144U, 262145U, 3000001U}) {
     std::string contents(size, '\0');
     for (size_t i = 0; i < size; ++i) contents[i] = static_cast<char>(i * 7 + i / 256);
@@ -100,7 +97,7 @@ TEST_P(Copying, KeepsContentsOfEverySize) {
   EXPECT_EQ(6U, NamesIn(to_.path()).size());
 }
 
-TEST_P(Copying, KeepsHoles) {
+TEST_P(CopyItemTest, KeepsHoles) {
   constexpr off_t kSize = 8 << 20;
   MakeSparseFile(from_ / "start", "text", kSize);
   MakeSparseFile(from_ / "hole", "", kSize);
@@ -115,7 +112,7 @@ TEST_P(Copying, KeepsHoles) {
   }
 }
 
-TEST_P(Copying, KeepsModeAndTimesToTheNanosecond) {
+TEST_P(CopyItemTest, KeepsModeAndTimes) {
   for (const mode_t mode : {0644U, 0400U, 0755U, 0777U, 0111U | 0400U}) {
     const std::string name = std::to_string(mode);
     WriteFile(from_ / name, "x");
@@ -130,10 +127,10 @@ TEST_P(Copying, KeepsModeAndTimesToTheNanosecond) {
   }
 }
 
-TEST_P(Copying, LeavesOutTheCommentAndNothingElse) {
+TEST_P(CopyItemTest, OmitsOnlyComment) {
   WriteFile(from_ / "file", "x");
   if (!SetAttribute(from_ / "file", kComment, "mine") || !SetAttribute(to_.path(), "user.x", "")) {
-    GTEST_SKIP() << "the volume has no attributes";
+    GTEST_SKIP() << "the filesystem has no attributes";
   }
   ASSERT_TRUE(SetAttribute(from_ / "file", "user.long", std::string(2000, 'v')));
   ASSERT_TRUE(SetAttribute(from_ / "file", "user.empty", ""));
@@ -144,13 +141,13 @@ TEST_P(Copying, LeavesOutTheCommentAndNothingElse) {
   EXPECT_EQ("mine", AttributeAt(from_ / "file", kComment));
 }
 
-TEST_P(Copying, WritesDownTheCreationDate) {
+TEST_P(CopyItemTest, StoresCreationDate) {
   WriteFile(from_ / "born", "x");
   WriteFile(from_ / "carried", "x");
   constexpr char kDate[] = "2009-03-04T05:06:07.000000089Z";
   if (!SetAttribute(from_ / "carried", kCreationDateAttribute, kDate) ||
       !SetAttribute(to_.path(), "user.x", "")) {
-    GTEST_SKIP() << "the volume has no attributes";
+    GTEST_SKIP() << "the filesystem has no attributes";
   }
   struct statx info = {};
   ASSERT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (from_ / "born").c_str(), &info));
@@ -165,7 +162,7 @@ TEST_P(Copying, WritesDownTheCreationDate) {
   EXPECT_EQ("(none)", AttributeAt(from_ / "born", kCreationDateAttribute));
 }
 
-TEST_P(Copying, CopiesLinksAsLinks) {
+TEST_P(CopyItemTest, KeepsLinks) {
   MakeLink("no\xffwhere\n", from_ / "dangling");
   WriteFile(from_ / "file", "x");
   MakeLink("file", from_ / "link");
@@ -182,7 +179,7 @@ TEST_P(Copying, CopiesLinksAsLinks) {
   EXPECT_EQ((std::vector<std::string>{"dangling", "link"}), NamesIn(to_.path()));
 }
 
-TEST_P(Copying, TouchesNothingThatBearsTheName) {
+TEST_P(CopyItemTest, KeepsExistingObjects) {
   WriteFile(to_ / "file", "old");
   MakeFolder(to_ / "folder");
   MakeLink("file", to_ / "link");
@@ -200,7 +197,7 @@ TEST_P(Copying, TouchesNothingThatBearsTheName) {
   EXPECT_TRUE(NamesIn(to_ / "folder").empty());
 }
 
-TEST_P(Copying, TakesEveryNameThatTheVolumeHolds) {
+TEST_P(CopyItemTest, AcceptsEveryValidName) {
   for (const std::string& name :
        {std::string("caf\xe9"), std::string("two\nlines"), std::string(255, 'x'),
         std::string(".hidden"), std::string("a.b.c")}) {
@@ -211,28 +208,28 @@ TEST_P(Copying, TakesEveryNameThatTheVolumeHolds) {
   Copy(bdNamErr, "a.b.c", std::string(256, 'x'));
 }
 
-TEST_P(Copying, RefusesOtherKindsWithoutWaitingForThem) {
+TEST_P(CopyItemTest, RefusesSpecialFiles) {
   ASSERT_EQ(0, mkfifo((from_ / "fifo").c_str(), 0600));
   Copy(paramErr, "fifo", "fifo");
   EXPECT_EQ(paramErr, CopyAt("/dev/null", to_ / "null"));
   EXPECT_TRUE(NamesIn(to_.path()).empty());
 }
 
-TEST_P(Copying, SweepsWhatOthersLeftHalfDone) {
+TEST_P(CopyItemTest, CleansUpStaleTempFiles) {
   WriteFile(to_ / ".tessary-01234567-89AB-CDEF-0123-456789ABCDEF/half", "x");
   WriteFile(from_ / "file", "x");
   Copy(noErr, "file", "file");
-  if (GetParam().name != std::string("WithoutLocks")) {
+  if (GetParam().name != std::string("NoFileLocks")) {
     EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(to_.path()));
   }
 }
 
-TEST(CopyItem, GivesALinkNoDatesWhereTheyWouldGoToItsTarget) {
+TEST(CopyItem, SkipsLinkTimesIfLinksAreFollowed) {
   const TemporaryFolder folder;
   MakeLink("nowhere", folder / "link");
   SetModificationDate(folder / "link", 1236164645);
   MakeFolder(folder / "to");
-  // What a volume says that follows the link to set them.
+  // The error of a filesystem that follows the link.
   EXPECT_TRUE(RunWithInjectedErrors({{SYS_utimensat, ENOENT, 0, 0}}, [&] {
     EXPECT_EQ(noErr, CopyAt(folder / "link", folder / "to/link"));
   }));
@@ -241,24 +238,24 @@ TEST(CopyItem, GivesALinkNoDatesWhereTheyWouldGoToItsTarget) {
   EXPECT_EQ(std::vector<std::string>{"link"}, NamesIn(folder / "to"));
 }
 
-TEST(CopyItem, RefusesAnObjectThatIsNotTheOneMeant) {
+TEST(CopyItem, RefusesOtherIdentity) {
   const TemporaryFolder folder;
-  WriteFile(folder / "meant", "x");
+  WriteFile(folder / "expected", "x");
   WriteFile(folder / "file", "y");
   MakeFolder(folder / "folder");
   MakeLink("file", folder / "link");
   ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
   const UniqueFd fd = OpenFolder(folder.path());
-  const Identity meant = IdentityAt(fd.get(), "meant");
+  const Identity expected = IdentityAt(fd.get(), "expected");
   const CopyTarget target = {fd.get(), "copy", IdentityAt(fd.get(), "")};
   for (const std::string name : {"file", "folder", "link", "fifo", "gone"}) {
-    EXPECT_EQ(fnfErr, CopyItem({fd.get(), name, meant}, target));
-    EXPECT_EQ(fnfErr, MoveItemAcrossFilesystems({fd.get(), name, meant}, target));
+    EXPECT_EQ(fnfErr, CopyItem({fd.get(), name, expected}, target));
+    EXPECT_EQ(fnfErr, MoveItemAcrossFilesystems({fd.get(), name, expected}, target));
   }
   EXPECT_FALSE(Exists(folder / "copy"));
 }
 
-TEST(CopyItem, RefusesNamesThatLeadElsewhere) {
+TEST(CopyItem, RefusesInvalidNames) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
   MakeFolder(folder / "sub");
@@ -272,7 +269,7 @@ TEST(CopyItem, RefusesNamesThatLeadElsewhere) {
   EXPECT_EQ((std::vector<std::string>{"file", "sub"}), NamesIn(folder.path()));
 }
 
-TEST(CopyItem, ReadsKernelFilesWithoutASizeToTheirEnd) {
+TEST(CopyItem, CopiesKernelFileOfSizeZero) {
   const TemporaryFolder folder;
   ASSERT_EQ(0, LstatAt("/proc/self/mountinfo").st_size);
   ASSERT_EQ(noErr, CopyAt("/proc/version", folder / "version"));
@@ -280,7 +277,7 @@ TEST(CopyItem, ReadsKernelFilesWithoutASizeToTheirEnd) {
   EXPECT_FALSE(ReadFile(folder / "version").empty());
 }
 
-TEST(CopyItem, LeavesNothingOfAFileThatTheUserMayNotRead) {
+TEST(CopyItem, LeavesNothingOfUnreadableFile) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
   WriteFile(folder / "package/file", "x");
@@ -295,7 +292,7 @@ TEST(CopyItem, LeavesNothingOfAFileThatTheUserMayNotRead) {
   EXPECT_EQ((std::vector<std::string>{"file", "package"}), NamesIn(folder.path()));
 }
 
-TEST(CopyItem, LeavesNothingOnAFullVolume) {
+TEST(CopyItem, LeavesNothingOnFullFilesystem) {
   const TemporaryFolder folder;
   const MemoryVolume volume("size=64k");
   if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
@@ -310,7 +307,7 @@ TEST(CopyItem, LeavesNothingOnAFullVolume) {
   EXPECT_EQ((std::vector<std::string>{"big", "small"}), NamesIn(folder / "package"));
 }
 
-TEST(CopyItem, RefusesAReadOnlyVolume) {
+TEST(CopyItem, RefusesReadOnlyFilesystem) {
   const TemporaryFolder folder;
   MemoryVolume volume("size=64k");
   if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
@@ -320,9 +317,9 @@ TEST(CopyItem, RefusesAReadOnlyVolume) {
   EXPECT_TRUE(NamesIn(volume.path()).empty());
 }
 
-// A file that grows all the time is refused as busy, or copied when the writer paused long enough;
-// either way no half of it bears the name.
-TEST(CopyItem, GivesUpAFileThatKeepsGrowing) {
+// A file that grows all the time is refused as busy, or copied if the writer paused long enough.
+// Either way no incomplete copy has the name.
+TEST(CopyItem, GivesUpGrowingFile) {
   const TemporaryFolder folder;
   WriteFile(folder / "log", std::string(1 << 20, 'x'));
   const pid_t writer = fork();

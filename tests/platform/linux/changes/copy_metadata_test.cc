@@ -4,25 +4,46 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/object_info.h"
+#include "tests/platform/linux/mac_formats/recorded_attributes.h"
 #include "tests/support/access_list.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/injected_errors.h"
+#include "tests/support/mac_test_data.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/volumes.h"
 
 namespace tessary::test {
 namespace {
 
-TEST(CopyMetadata, KeepsModesThatLetNobodyIn) {
+constexpr char kNtfsAttribute[] = "system.ntfs_crtime_be";
+constexpr Timestamp kDate = {1'236'143'167, 123'456'700};
+
+std::optional<Timestamp> DateAt(const std::string& path, std::string* origin = nullptr) {
+  struct statx info = {};
+  EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, path.c_str(), &info)) << path;
+  return CreationDateAt(PlaceAt(path), info, origin);
+}
+
+// Reads the attribute of the NTFS driver, which answers for it but does not list it.
+std::string ReadDriverAttribute(const std::string& path) {
+  std::string value(8, '\0');
+  EXPECT_EQ(8, lgetxattr(path.c_str(), kNtfsAttribute, value.data(), value.size())) << path;
+  return value;
+}
+
+TEST(CopyMetadata, KeepsModeZero) {
   if (geteuid() != 0) GTEST_SKIP() << "only the superuser reads such files";
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
@@ -31,7 +52,7 @@ TEST(CopyMetadata, KeepsModesThatLetNobodyIn) {
   EXPECT_EQ(0U, LstatAt(folder / "copy").st_mode & 07777);
 }
 
-TEST(CopyMetadata, KeepsTheOwnerAndSetIdBitsWherePermitted) {
+TEST(CopyMetadata, KeepsOwnerAndSetIdIfPermitted) {
   if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
@@ -49,7 +70,7 @@ TEST(CopyMetadata, KeepsTheOwnerAndSetIdBitsWherePermitted) {
   EXPECT_EQ(0755U, LstatAt(folder / "user's copy").st_mode & 07777);
 }
 
-// An access control list as the kernel holds it: user 12 may read and write, the group nothing.
+// An access control list in the kernel's format: user 12 may read and write, the group nothing.
 std::string AccessList() {
   const uint16_t entries[][2] = {{0x01, 6}, {0x02, 6}, {0x04, 0}, {0x10, 6}, {0x20, 0}};
   std::string list("\2\0\0\0", 4);
@@ -63,22 +84,22 @@ std::string AccessList() {
   return list;
 }
 
-TEST(CopyMetadata, KeepsAccessControlLists) {
+TEST(CopyMetadata, KeepsAccessList) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
   if (!SetAttribute(folder / "file", "system.posix_acl_access", AccessList())) {
-    GTEST_SKIP() << "the volume has no access control lists";
+    GTEST_SKIP() << "the filesystem has no access control lists";
   }
   ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
   EXPECT_EQ(AccessList(), AttributeAt(folder / "copy", "system.posix_acl_access"));
   EXPECT_EQ(0660U, LstatAt(folder / "copy").st_mode & 07777);
 }
 
-TEST(CopyMetadata, GivesTheGroupNoMoreWhereListsHaveNoPlace) {
+TEST(CopyMetadata, DroppedAccessListLimitsGroup) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
   if (!SetAttribute(folder / "file", "system.posix_acl_access", AccessList())) {
-    GTEST_SKIP() << "the volume has no access control lists";
+    GTEST_SKIP() << "the filesystem has no access control lists";
   }
   EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsetxattr, ENOTSUP, 0, 0}}, [&] {
     EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
@@ -86,14 +107,14 @@ TEST(CopyMetadata, GivesTheGroupNoMoreWhereListsHaveNoPlace) {
   EXPECT_EQ(0600U, LstatAt(folder / "copy").st_mode & 07777);
 }
 
-TEST(CopyMetadata, InheritsNoAccessControlList) {
+TEST(CopyMetadata, RemovesInheritedAccessList) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
   ASSERT_EQ(0, chmod((folder / "file").c_str(), 0660));
   MakeFolder(folder / "package/inner");
   MakeFolder(folder / "to");
   if (!SetAttribute(folder / "to", "system.posix_acl_default", AccessList())) {
-    GTEST_SKIP() << "the volume has no access control lists";
+    GTEST_SKIP() << "the filesystem has no access control lists";
   }
   ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "to/file"));
   ASSERT_EQ(noErr, CopyAt(folder / "package", folder / "to/package"));
@@ -104,11 +125,11 @@ TEST(CopyMetadata, InheritsNoAccessControlList) {
   EXPECT_EQ(0660U, LstatAt(folder / "to/file").st_mode & 07777);
 }
 
-TEST(CopyMetadata, RemembersTheCreationDateWhereTheVolumeHasNoAttributes) {
+TEST(CopyMetadata, RemembersDateWithoutAttributes) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
   if (!SetAttribute(folder / "file", kCreationDateAttribute, "1971-01-01T00:00:00Z")) {
-    GTEST_SKIP() << "the volume has no attributes";
+    GTEST_SKIP() << "the filesystem has no attributes";
   }
   EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsetxattr, ENOTSUP, 0, 0}}, [&] {
     EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
@@ -119,17 +140,18 @@ TEST(CopyMetadata, RemembersTheCreationDateWhereTheVolumeHasNoAttributes) {
   }));
 }
 
-TEST(CopyMetadata, FailsWhereAnAttributeCannotBeWritten) {
+TEST(CopyMetadata, FailsOnAttributeError) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
-  if (!SetAttribute(folder / "file", "user.x", "y")) GTEST_SKIP() << "no attributes here";
+  if (!SetAttribute(folder / "file", "user.x", "y"))
+    GTEST_SKIP() << "the filesystem has no attributes";
   EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsetxattr, EIO, 0, 0}}, [&] {
     EXPECT_EQ(ioErr, CopyAt(folder / "file", folder / "copy"));
   }));
   EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(folder.path()));
 }
 
-TEST(CopyMetadata, FailsWhereOwnerModeOrTimesCannotBeWritten) {
+TEST(CopyMetadata, FailsOnOwnerModeOrTimesError) {
   if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
@@ -143,7 +165,7 @@ TEST(CopyMetadata, FailsWhereOwnerModeOrTimesCannotBeWritten) {
   }
 }
 
-TEST(CopyMetadata, GivesTheGroupWhereTheOwnerCannotBeGiven) {
+TEST(CopyMetadata, SetsGroupWithoutOwner) {
   if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
   constexpr gid_t kOrdinaryGroup = 65534;
   const TemporaryFolder folder;
@@ -151,7 +173,7 @@ TEST(CopyMetadata, GivesTheGroupWhereTheOwnerCannotBeGiven) {
   ASSERT_EQ(0, chown((folder / "file").c_str(), 12, kOrdinaryGroup));
   ASSERT_EQ(0, chmod((folder / "file").c_str(), 0644));
   MakeFolder(folder / "to");
-  // What is made in it belongs to its own group.
+  // With set-group-ID, new objects in it get its group.
   ASSERT_EQ(0, chown((folder / "to").c_str(), 0, 34));
   ASSERT_EQ(0, chmod((folder / "to").c_str(), 02777));
   ASSERT_EQ(0, chmod(folder.path().c_str(), 0755));
@@ -161,7 +183,7 @@ TEST(CopyMetadata, GivesTheGroupWhereTheOwnerCannotBeGiven) {
   EXPECT_NE(12U, LstatAt(folder / "to/copy").st_uid);
 }
 
-TEST(CopyMetadata, LeavesOutWhatOnlyTheSuperuserMayGive) {
+TEST(CopyMetadata, OmitsPrivilegedAttributes) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
   if (!SetAttribute(folder / "file", kCapabilityAttribute, MakeFileCapability())) {
@@ -174,14 +196,14 @@ TEST(CopyMetadata, LeavesOutWhatOnlyTheSuperuserMayGive) {
   }));
 }
 
-TEST(CopyMetadata, KeepsMoreAttributesThanOneListingHolds) {
+TEST(CopyMetadata, KeepsManyAttributes) {
   const TemporaryFolder folder{"/dev/shm"};
   WriteFile(folder / "file", "x");
   constexpr int kCount = 40;
   for (int i = 0; i < kCount; ++i) {
     const std::string name = "user." + std::string(60, 'x') + std::to_string(i);
     if (!SetAttribute(folder / "file", name, std::to_string(i))) {
-      GTEST_SKIP() << "the volume has no room for so many";
+      GTEST_SKIP() << "the filesystem has no room for so many";
     }
   }
   ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
@@ -189,6 +211,55 @@ TEST(CopyMetadata, KeepsMoreAttributesThanOneListingHolds) {
     const std::string name = "user." + std::string(60, 'x') + std::to_string(i);
     EXPECT_EQ(std::to_string(i), AttributeAt(folder / "copy", name));
   }
+}
+
+TEST(CopyMetadata, KeepsDateInItsAttribute) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", "user.DOSATTRIB", FromHex(kDosAttributes5))) {
+    GTEST_SKIP() << "the filesystem has no attributes";
+  }
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  EXPECT_EQ(kDate, DateAt(folder / "copy"));
+  EXPECT_EQ("(none)", AttributeAt(folder / "copy", kCreationDateAttribute));
+}
+
+TEST(CopyMetadata, StoresDateInOurAttribute) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", "user.DOSATTRIB", "0x20")) {
+    GTEST_SKIP() << "the filesystem has no attributes";
+  }
+  const std::optional<Timestamp> date = DateAt(folder / "file");
+  ASSERT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  EXPECT_EQ(date, DateAt(folder / "copy"));
+  EXPECT_EQ(date ? FormatCreationDate(*date) : "(none)",
+            AttributeAt(folder / "copy", kCreationDateAttribute));
+}
+
+TEST(CopyMetadata, UsesCreationDateOfNtfs) {
+  const ScratchVolume ntfs(VolumeKind::kNtfs, "", 16);
+  if (!ntfs.IsAvailable()) GTEST_SKIP() << ntfs.UnavailableReason();
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", "user.DOSATTRIB", FromHex(kDosAttributes5))) {
+    GTEST_SKIP() << "the filesystem has no attributes";
+  }
+  ASSERT_EQ(noErr, CopyAt(folder / "file", ntfs / "there"));
+  EXPECT_EQ(FromHex("01c99c86ecec6007"), ReadDriverAttribute(ntfs / "there"));
+  EXPECT_EQ(kDate, DateAt(ntfs / "there"));
+  EXPECT_EQ("(none)", AttributeAt(ntfs / "there", kCreationDateAttribute));
+
+  // Now only the driver knows the date.
+  ASSERT_EQ(0, removexattr((ntfs / "there").c_str(), "user.DOSATTRIB"));
+  std::string origin;
+  EXPECT_EQ(kDate, DateAt(ntfs / "there", &origin));
+  EXPECT_EQ(kNtfsAttribute, origin);
+  ASSERT_EQ(noErr, CopyAt(ntfs / "there", folder / "back"));
+  EXPECT_EQ(kDate, DateAt(folder / "back"));
+  EXPECT_EQ(FormatCreationDate(kDate), AttributeAt(folder / "back", kCreationDateAttribute));
+  ASSERT_EQ(noErr, MoveAcrossAt(folder / "back", ntfs / "moved"));
+  EXPECT_EQ(ReadDriverAttribute(ntfs / "there"), ReadDriverAttribute(ntfs / "moved"));
 }
 
 }  // namespace

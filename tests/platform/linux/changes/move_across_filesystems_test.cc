@@ -1,3 +1,5 @@
+#include "platform/linux/changes/move_across_filesystems.h"
+
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/fs.h>
@@ -18,7 +20,6 @@
 #include <vector>
 
 #include "platform/linux/catalog/creation_date.h"
-#include "platform/linux/changes/copy_item.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/injected_errors.h"
@@ -28,8 +29,8 @@
 
 namespace {
 
-// What happens once the file of that name is there and is being made durable: in a move, the moment
-// between copying and deleting.
+// Called in the first fsync after `gAwaitedPath` exists: in a move, when the source is copied and
+// not yet deleted.
 std::function<void()> gAtSync;
 std::string gAwaitedPath;
 
@@ -38,7 +39,7 @@ int gVolumeSyncs = 0;
 
 }  // namespace
 
-// Stands before the C library's, for this test program.
+// Override the C library's functions in this test program.
 extern "C" int fsync(int fd) {
   ++gSyncs;
   if (gAtSync && access(gAwaitedPath.c_str(), F_OK) == 0) std::exchange(gAtSync, nullptr)();
@@ -55,14 +56,14 @@ namespace {
 
 constexpr char kComment[] = "user.xdg.comment";
 
-// From the volume of the temporary folder to memory, and the other way round.
-class MovingAcross : public testing::TestWithParam<bool> {
+// Moves from the filesystem of the temporary folder to memory, and back.
+class MoveAcrossTest : public testing::TestWithParam<bool> {
  protected:
-  MovingAcross() : from_(GetParam() ? disk_ : memory_), to_(GetParam() ? memory_ : disk_) {}
+  MoveAcrossTest() : from_(GetParam() ? disk_ : memory_), to_(GetParam() ? memory_ : disk_) {}
 
   void SetUp() override {
     if (!AreOnDifferentVolumes(disk_.path(), memory_.path())) {
-      GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+      GTEST_SKIP() << "/dev/shm is on the filesystem of the temporary folder";
     }
   }
 
@@ -76,7 +77,7 @@ class MovingAcross : public testing::TestWithParam<bool> {
     before_ = FilesBelow(from_ / "package");
   }
 
-  // Does something while the item moves: when it is copied, and not yet deleted.
+  // Calls `action` during the next move, when the item is copied and not yet deleted.
   void WhileMoving(const std::string& name, std::function<void()> action) {
     gAwaitedPath = to_ / name;
     gAtSync = std::move(action);
@@ -88,7 +89,7 @@ class MovingAcross : public testing::TestWithParam<bool> {
     EXPECT_TRUE(NamesIn(to_.path()).empty());
   }
 
-  // A program that has the file open for writing, and does not mind its names.
+  // Opens the file for writing, like another program.
   UniqueFd OpenForWriting(const std::string& name) {
     UniqueFd file(open((from_ / name).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
     EXPECT_TRUE(file);
@@ -102,11 +103,11 @@ class MovingAcross : public testing::TestWithParam<bool> {
   std::vector<std::string> before_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Directions, MovingAcross, testing::Bool(), [](const auto& row) {
+INSTANTIATE_TEST_SUITE_P(Both, MoveAcrossTest, testing::Bool(), [](const auto& row) {
   return std::string(row.param ? "ToMemory" : "FromMemory");
 });
 
-TEST_P(MovingAcross, LeavesAFileThatAnotherProgramIsWriting) {
+TEST_P(MoveAcrossTest, RefusesFileOpenForWriting) {
   WriteFile(from_ / "file", "begun");
   {
     const UniqueFd writer = OpenForWriting("file");
@@ -119,9 +120,9 @@ TEST_P(MovingAcross, LeavesAFileThatAnotherProgramIsWriting) {
   EXPECT_EQ("begun, and", ReadFile(to_ / "file"));
 }
 
-TEST_P(MovingAcross, LeavesAFileThatAProgramBeginsToWriteWhenItIsCopied) {
+TEST_P(MoveAcrossTest, KeepsFileOpenedForWriting) {
   WriteFile(from_ / "file", "begun");
-  // Open already, so that the move leaves no more open than there were.
+  // Open before the move, which checks that the number of open descriptors stays the same.
   const UniqueFd writer(open("/dev/null", O_WRONLY | O_CLOEXEC));
   WhileMoving("file", [this, &writer] {
     const UniqueFd file = OpenForWriting("file");
@@ -134,14 +135,14 @@ TEST_P(MovingAcross, LeavesAFileThatAProgramBeginsToWriteWhenItIsCopied) {
   EXPECT_TRUE(NamesIn(to_.path()).empty());
 }
 
-TEST_P(MovingAcross, MovesAFileThatOthersOnlyRead) {
+TEST_P(MoveAcrossTest, MovesFileOpenForReading) {
   WriteFile(from_ / "file", "only copy");
   const UniqueFd reader(open((from_ / "file").c_str(), O_RDONLY | O_CLOEXEC));
   EXPECT_EQ(noErr, Move("file"));
   EXPECT_EQ("only copy", ReadFile(to_ / "file"));
 }
 
-TEST_P(MovingAcross, MovesAFileWithItsCommentAndCreationDate) {
+TEST_P(MoveAcrossTest, KeepsCommentAndCreationDate) {
   WriteFile(from_ / "file", "only copy");
   const bool hasAttributes =
       SetAttribute(from_ / "file", kComment, "mine") && SetAttribute(to_.path(), "user.x", "");
@@ -150,12 +151,12 @@ TEST_P(MovingAcross, MovesAFileWithItsCommentAndCreationDate) {
   EXPECT_EQ("only copy", ReadFile(to_ / "file"));
   EXPECT_EQ(0640U, LstatAt(to_ / "file").st_mode & 07777);
   EXPECT_TRUE(NamesIn(from_.path()).empty());
-  if (!hasAttributes) GTEST_SKIP() << "the volume has no attributes";
+  if (!hasAttributes) GTEST_SKIP() << "the filesystem has no attributes";
   EXPECT_EQ("mine", AttributeAt(to_ / "file", kComment));
   EXPECT_NE("(none)", AttributeAt(to_ / "file", kCreationDateAttribute));
 }
 
-TEST_P(MovingAcross, MovesAPackageWhole) {
+TEST_P(MoveAcrossTest, MovesPackage) {
   MakePackage();
   SetAttribute(from_ / "package", kComment, "mine");
   const std::string comment = AttributeAt(from_ / "package", kComment);
@@ -167,7 +168,7 @@ TEST_P(MovingAcross, MovesAPackageWhole) {
   EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(to_.path()));
 }
 
-TEST_P(MovingAcross, MovesLinksAsLinks) {
+TEST_P(MoveAcrossTest, MovesLink) {
   MakeLink("no\xffwhere", from_ / "link");
   ASSERT_EQ(noErr, Move("link"));
   EXPECT_TRUE(S_ISLNK(LstatAt(to_ / "link").st_mode));
@@ -175,7 +176,7 @@ TEST_P(MovingAcross, MovesLinksAsLinks) {
   EXPECT_EQ(std::vector<std::string>{"link"}, NamesIn(to_.path()));
 }
 
-TEST_P(MovingAcross, TouchesNothingThatBearsTheName) {
+TEST_P(MoveAcrossTest, KeepsExistingObjects) {
   MakePackage();
   WriteFile(from_ / "file", "new");
   for (const char* name : {"package", "file"}) {
@@ -187,7 +188,7 @@ TEST_P(MovingAcross, TouchesNothingThatBearsTheName) {
   EXPECT_EQ(before_, FilesBelow(from_ / "package"));
 }
 
-TEST_P(MovingAcross, RefusesOtherKindsWithoutWaitingForThem) {
+TEST_P(MoveAcrossTest, RefusesSpecialFiles) {
   MakePackage();
   ASSERT_EQ(0, mkfifo((from_ / "fifo").c_str(), 0600));
   EXPECT_EQ(paramErr, Move("fifo"));
@@ -197,20 +198,20 @@ TEST_P(MovingAcross, RefusesOtherKindsWithoutWaitingForThem) {
   ExpectNothingMoved();
 }
 
-TEST_P(MovingAcross, RefusesAFolderThatKeepsItsContents) {
+TEST_P(MoveAcrossTest, RefusesUndeletablePackage) {
   MakePackage();
   std::filesystem::permissions(from_.path(), std::filesystem::perms(0555));
   std::filesystem::permissions(to_.path(), std::filesystem::perms(0777));
   EXPECT_TRUE(RunAsOrdinaryUser([&] { EXPECT_EQ(afpAccessDenied, Move("package")); }));
   ExpectNothingMoved();
-  // The same one level further down.
+  // The same one level deeper.
   std::filesystem::permissions(from_.path(), std::filesystem::perms(0777));
   std::filesystem::permissions(from_ / "package/Contents", std::filesystem::perms(0555));
   EXPECT_TRUE(RunAsOrdinaryUser([&] { EXPECT_EQ(afpAccessDenied, Move("package")); }));
   ExpectNothingMoved();
 }
 
-TEST_P(MovingAcross, RefusesAnothersFileInASharedFolder) {
+TEST_P(MoveAcrossTest, RefusesOthersFileInStickyFolder) {
   if (geteuid() != 0) GTEST_SKIP() << "needs another user's file";
   MakePackage();
   WriteFile(from_ / "file", "x");
@@ -221,7 +222,7 @@ TEST_P(MovingAcross, RefusesAnothersFileInASharedFolder) {
   EXPECT_EQ("x", ReadFile(from_ / "file"));
 }
 
-TEST_P(MovingAcross, RefusesAnImmutableFile) {
+TEST_P(MoveAcrossTest, RefusesImmutableFile) {
   MakePackage();
   const UniqueFd file(open((from_ / "package/Contents/file").c_str(), O_RDONLY | O_CLOEXEC));
   int flags = FS_IMMUTABLE_FL;
@@ -232,7 +233,7 @@ TEST_P(MovingAcross, RefusesAnImmutableFile) {
   ExpectNothingMoved();
 }
 
-TEST_P(MovingAcross, RefusesAReadOnlySource) {
+TEST_P(MoveAcrossTest, RefusesReadOnlySource) {
   MakePackage();
   if (mount(from_.path().c_str(), from_.path().c_str(), nullptr, MS_BIND, nullptr) != 0) {
     GTEST_SKIP() << "cannot mount here";
@@ -244,12 +245,12 @@ TEST_P(MovingAcross, RefusesAReadOnlySource) {
   ExpectNothingMoved();
 }
 
-// Failures late in the move, each of which must leave the source alone in its place.
-TEST_P(MovingAcross, TakesTheCopyBackWhereTheSourceStays) {
+// After a failure late in the move, the source must be where it was.
+TEST_P(MoveAcrossTest, RollsBackPackageOnLateFailure) {
   MakePackage();
   const InjectedError rows[] = {
       {SYS_fsync, EIO, 0, 0},
-      // The package cannot be taken aside; its own hidden copy is still published.
+      // Nothing of the package can be deleted.
       {SYS_unlinkat, EACCES, 0, 0},
   };
   for (const InjectedError& row : rows) {
@@ -259,14 +260,14 @@ TEST_P(MovingAcross, TakesTheCopyBackWhereTheSourceStays) {
     EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(from_.path()));
     EXPECT_FALSE(Exists(to_ / "package"));
     for (const std::string& name : NamesIn(to_.path())) {
-      // Where nothing can be unlinked, the hidden copy stays for a sweep.
+      // If nothing can be unlinked, the hidden copy stays for a cleanup.
       EXPECT_EQ(SYS_unlinkat, row.number);
       EXPECT_TRUE(name.starts_with(".tessary-")) << name;
     }
   }
 }
 
-TEST_P(MovingAcross, TakesTheCopyOfAFileBackWhereItIsNotDurable) {
+TEST_P(MoveAcrossTest, RollsBackCopyThatIsNotDurable) {
   WriteFile(from_ / "file", "only copy");
   MakeLink("x", from_ / "link");
   EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsync, EIO, 0, 0}}, [&] {
@@ -278,11 +279,11 @@ TEST_P(MovingAcross, TakesTheCopyOfAFileBackWhereItIsNotDurable) {
   EXPECT_TRUE(NamesIn(to_.path()).empty());
 }
 
-TEST_P(MovingAcross, LogsAttributesThatFindNoPlace) {
+TEST_P(MoveAcrossTest, LogsDroppedAttributes) {
   WriteFile(from_ / "two\nlines", "x");
   WriteFile(from_ / "plain", "x");
   if (!SetAttribute(from_ / "two\nlines", "user.mine", "y")) {
-    GTEST_SKIP() << "the volume has no attributes";
+    GTEST_SKIP() << "the filesystem has no attributes";
   }
   EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsetxattr, ENOTSUP, 0, 0}}, [&] {
     const CapturedLog log;
@@ -296,16 +297,16 @@ TEST_P(MovingAcross, LogsAttributesThatFindNoPlace) {
   EXPECT_EQ("x", ReadFile(to_ / "two\nlines"));
 }
 
-TEST_P(MovingAcross, CompletesADeletionThatWasCutShort) {
-  // What a crash in the middle of deleting a moved package leaves.
+TEST_P(MoveAcrossTest, CompletesInterruptedDeletion) {
+  // A crash while a moved package is deleted leaves a temporary folder.
   WriteFile(from_ / ".tessary-01234567-89AB-CDEF-0123-456789ABCDEF/rest", "x");
   WriteFile(from_ / "file", "x");
   EXPECT_TRUE(RunWithInjectedErrors({}, [&] { EXPECT_EQ(noErr, Move("file")); }));
   EXPECT_TRUE(NamesIn(from_.path()).empty());
 }
 
-// The source changes while its copy is being made: no version of it may be lost.
-TEST_P(MovingAcross, LosesNothingOfASourceThatChanges) {
+// The source changes while it is copied: no version of it may be lost.
+TEST_P(MoveAcrossTest, KeepsPackageThatIsWrittenTo) {
   WriteFile(from_ / "package/log", "start\n");
   const pid_t writer = fork();
   if (writer == 0) {
@@ -318,13 +319,13 @@ TEST_P(MovingAcross, LosesNothingOfASourceThatChanges) {
   const Status status = Move("package");
   EXPECT_EQ(0, kill(writer, SIGKILL));
   EXPECT_EQ(writer, waitpid(writer, nullptr, 0));
-  // A writer that got no processor all the while did not change anything.
+  // noErr: the writer was not scheduled during the move, and changed nothing.
   EXPECT_TRUE(status == fBsyErr || status == noErr) << status;
   EXPECT_EQ(status != noErr, Exists(from_ / "package/log"));
   EXPECT_EQ(status == noErr, Exists(to_ / "package/log"));
 }
 
-TEST_P(MovingAcross, KeepsTheSourceThatChangedAfterItWasCopied) {
+TEST_P(MoveAcrossTest, KeepsPackageChangedAfterCopy) {
   const struct {
     const char* what;
     std::function<void(const std::string&)> change;
@@ -349,7 +350,7 @@ TEST_P(MovingAcross, KeepsTheSourceThatChangedAfterItWasCopied) {
   for (const auto& row : rows) {
     WriteFile(from_ / "package/file", "only copy");
     WriteFile(from_ / "package/a/b/inner", "x");
-    usleep(20'000);  // past the grain of the kernel's clock for files
+    usleep(20'000);  // longer than the granularity of the kernel's file times
     WhileMoving("package", [&] { row.change(from_ / "package"); });
     EXPECT_EQ(fBsyErr, Move("package")) << row.what;
     EXPECT_FALSE(gAtSync) << row.what;
@@ -359,7 +360,7 @@ TEST_P(MovingAcross, KeepsTheSourceThatChangedAfterItWasCopied) {
   }
 }
 
-TEST_P(MovingAcross, KeepsTheFileThatChangedAfterItWasCopied) {
+TEST_P(MoveAcrossTest, KeepsFileChangedAfterCopy) {
   WriteFile(from_ / "file", "old version");
   WhileMoving("file", [&] { WriteFile(from_ / "file", "new, longer version"); });
   EXPECT_EQ(fBsyErr, Move("file"));
@@ -373,40 +374,40 @@ TEST_P(MovingAcross, KeepsTheFileThatChangedAfterItWasCopied) {
   EXPECT_TRUE(NamesIn(to_.path()).empty());
 }
 
-TEST_P(MovingAcross, KeepsTheCopyOfASourceThatIsGone) {
+TEST_P(MoveAcrossTest, KeepsCopyOfDeletedSource) {
   WriteFile(from_ / "file", "only copy");
   WhileMoving("file", [&] { unlink((from_ / "file").c_str()); });
   EXPECT_EQ(noErr, Move("file"));
   EXPECT_EQ("only copy", ReadFile(to_ / "file"));
 }
 
-TEST_P(MovingAcross, KeepsTheSourceOfACopyThatIsGone) {
+TEST_P(MoveAcrossTest, KeepsSourceOfDeletedCopy) {
   WriteFile(from_ / "file", "only copy");
   WhileMoving("file", [&] { unlink((to_ / "file").c_str()); });
   EXPECT_EQ(fnfErr, Move("file"));
   EXPECT_EQ("only copy", ReadFile(from_ / "file"));
 }
 
-TEST_P(MovingAcross, TakesNothingBackThatIsNotItsCopy) {
+TEST_P(MoveAcrossTest, RollbackKeepsOthersFile) {
   WriteFile(from_ / "file", "only copy");
   WhileMoving("file", [&] {
     WriteFile(from_ / "file", "changed meanwhile");
     rename((to_ / "file").c_str(), (to_ / "elsewhere").c_str());
-    WriteFile(to_ / "file", "another's");
+    WriteFile(to_ / "file", "other file");
   });
   EXPECT_EQ(fBsyErr, Move("file"));
   EXPECT_EQ("changed meanwhile", ReadFile(from_ / "file"));
-  EXPECT_EQ("another's", ReadFile(to_ / "file"));
+  EXPECT_EQ("other file", ReadFile(to_ / "file"));
 }
 
-// Moves in a child that is killed somewhere in the middle: the package is always whole in one place
-// at least, and never half under its name.
-TEST_P(MovingAcross, LosesNothingWhenItsProcessIsKilled) {
+// Moves in a child process that is killed after different delays: the package is always complete in
+// at least one place, and never incomplete under its name.
+TEST_P(MoveAcrossTest, KilledMoveLosesNothing) {
   for (int i = 0; i < 40; ++i) {
     WriteFile(disk_ / ("kept/" + std::to_string(i % 5) + "/" + std::to_string(i)),
               std::string(20'000, 'x'));
   }
-  const std::vector<std::string> whole = FilesBelow(disk_ / "kept");
+  const std::vector<std::string> complete = FilesBelow(disk_ / "kept");
   for (useconds_t delay = 500; delay < 30'000; delay += delay / 3) {
     std::filesystem::copy(disk_ / "kept", from_ / "package",
                           std::filesystem::copy_options::recursive);
@@ -420,7 +421,7 @@ TEST_P(MovingAcross, LosesNothingWhenItsProcessIsKilled) {
     for (const TemporaryFolder* side : {&from_, &to_}) {
       if (!Exists(*side / "package")) continue;
       ++found;
-      ASSERT_EQ(whole, FilesBelow(*side / "package")) << delay;
+      ASSERT_EQ(complete, FilesBelow(*side / "package")) << delay;
     }
     ASSERT_GE(found, 1) << delay;
     std::filesystem::remove_all(from_ / "package");
@@ -439,7 +440,8 @@ TEST_P(MovingAcross, LosesNothingWhenItsProcessIsKilled) {
   }
 }
 
-// How often it syncs to move a file to a volume of that kind; 0 where there is none.
+// Returns the number of fsync calls of a move of a file to such a filesystem; 0 if there is none
+// here.
 int SyncsOfMoveTo(VolumeKind kind) {
   const TemporaryFolder from;
   const ScratchVolume to(kind);
@@ -454,7 +456,7 @@ int SyncsOfMoveTo(VolumeKind kind) {
   return gSyncs;
 }
 
-TEST(MoveAcross, SyncsTheFolderTooUnlessItsNamesAreKnownToComeWithTheirFiles) {
+TEST(MoveItemAcrossFilesystems, SyncsFolderUnlessFileSyncCoversIt) {
   const std::vector<std::pair<VolumeKind, int>> rows = {{VolumeKind::kTmpfs, 2},
                                                         {VolumeKind::kExt4, 1},
                                                         {VolumeKind::kXfs, 1},
@@ -466,13 +468,14 @@ TEST(MoveAcross, SyncsTheFolderTooUnlessItsNamesAreKnownToComeWithTheirFiles) {
   }
 }
 
-// Once for what is in the copy, for its name, and for the original's hidden one, before anything of
-// that is deleted.
-TEST(MoveAcross, SyncsTheVolumesOfAPackageWhereTheySyncOneByOne) {
+// One sync for the contents of the copy, one for its name, and one for the temporary name of the
+// source before it is deleted.
+TEST(MoveItemAcrossFilesystems, SyncsFilesystemOnBtrfs) {
   const ScratchVolume from(VolumeKind::kBtrfs);
   const ScratchVolume to(VolumeKind::kBtrfs);
-  if (!from.IsAvailable() || !to.IsAvailable())
+  if (!from.IsAvailable() || !to.IsAvailable()) {
     GTEST_SKIP() << from.UnavailableReason() << to.UnavailableReason();
+  }
   WriteFile(from / "a.app/Contents/file", "x");
   gVolumeSyncs = 0;
   EXPECT_EQ(noErr, MoveAcrossAt(from / "a.app", to / "a.app"));

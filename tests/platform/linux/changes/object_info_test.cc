@@ -5,7 +5,7 @@
 namespace tessary::test {
 namespace {
 
-TEST(IsOnOtherMount, GoesByTheMountWhereTheKernelTellsIt) {
+TEST(IsOnOtherMount, ComparesMountIds) {
   struct statx first = {};
   first.stx_mask = STATX_MNT_ID;
   first.stx_mnt_id = 7;
@@ -16,8 +16,8 @@ TEST(IsOnOtherMount, GoesByTheMountWhereTheKernelTellsIt) {
   EXPECT_TRUE(IsOnOtherMount(first, second));
 }
 
-// Kernels before 5.8 tell no mount.
-TEST(IsOnOtherMount, GoesByTheDeviceElsewhere) {
+// Linux before 5.8 has no mount IDs.
+TEST(IsOnOtherMount, ComparesDevicesWithoutMountIds) {
   struct statx first = {};
   first.stx_dev_minor = 1;
   struct statx second = first;

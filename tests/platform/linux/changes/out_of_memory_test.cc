@@ -14,21 +14,21 @@
 #include "tests/support/file_operations.h"
 #include "tests/support/temporary_folder.h"
 
-// What becomes of items where memory runs out, at any moment.
+// Copies and moves in which each of their allocations fails once.
 namespace tessary::test {
 namespace {
 
 using Names = std::vector<std::string>;
 using Operation = Status (*)(const CopySource& source, const CopyTarget& target);
 
-// The names in a folder but those that a later run sweeps away.
+// Returns the names in a folder, except temporary ones, which a later run cleans up.
 Names VisibleNamesIn(const std::string& folder) {
   Names names = NamesIn(folder);
   std::erase_if(names, IsTempName);
   return names;
 }
 
-// A folder with an item to be filed into another.
+// One transfer of an item between two new folders.
 class TransferAttempt {
  public:
   explicit TransferAttempt(const std::string& name) : name_(name) {
@@ -42,8 +42,8 @@ class TransferAttempt {
     MakeFolder(Source() + "/in/a folder");
   }
 
-  // Calls the operation, which has all its memory but for one allocation. False when it did not
-  // need that one.
+  // Calls the operation, in which the allocation of that index, counted from 0, fails. Returns
+  // false if it made fewer allocations.
   bool Call(Operation operation, int allocation) {
     const UniqueFd from = OpenFolder(folder_ / "from");
     const UniqueFd to = OpenFolder(folder_ / "to");
@@ -63,7 +63,7 @@ class TransferAttempt {
     std::erase_if(files, [this](const std::string& file) { return !file.starts_with(name_); });
     return files;
   }
-  // As many as there were, whatever the item is called; all of them where it is whole.
+  // Counts the files of the item at the target. Their number shows whether it is complete.
   size_t CountAtTarget() const {
     Names files = FilesBelow(folder_ / "to");
     std::erase_if(files, [](const std::string& file) { return !file.starts_with("new name"); });
@@ -102,9 +102,9 @@ class OutOfMemory : public testing::TestWithParam<const char*> {
   }
 };
 
-TEST_P(OutOfMemory, ACopyIsWholeOrNotThere) { FailEachAllocation(CopyItem, false); }
+TEST_P(OutOfMemory, CopyIsCompleteOrAbsent) { FailEachAllocation(CopyItem, false); }
 
-TEST_P(OutOfMemory, AMoveAcrossVolumesLeavesTheItemWholeOnOneSide) {
+TEST_P(OutOfMemory, MoveAcrossIsCompleteOrRolledBack) {
   FailEachAllocation(MoveItemAcrossFilesystems, true);
 }
 
@@ -112,8 +112,9 @@ INSTANTIATE_TEST_SUITE_P(Of, OutOfMemory, testing::Values("file", "link", "packa
 
 using SidecarOperation = Status (*)(const ItemWithSidecar& pair, const TargetWithPath& target);
 
-// Calls it without one allocation after the other, and has each that failed mended by a look.
-void FailEachAllocationOfPair(SidecarOperation operation, bool isMove) {
+// Calls the operation once for each of its allocations, which then fails, and recovers both folders
+// after each call.
+void FailEachAllocationWithSidecar(SidecarOperation operation, bool isMove) {
   constexpr int kMostAllocations = 10'000;
   bool hasFailed = true;
   for (int allocation = 0; hasFailed; ++allocation) {
@@ -148,12 +149,12 @@ void FailEachAllocationOfPair(SidecarOperation operation, bool isMove) {
   }
 }
 
-TEST(SidecarsOutOfMemory, AreCopiedTogetherOrNotAtAll) {
-  FailEachAllocationOfPair(CopyWithSidecar, false);
+TEST(OutOfMemoryWithSidecar, CopyIsCompleteOrAbsent) {
+  FailEachAllocationWithSidecar(CopyWithSidecar, false);
 }
 
-TEST(SidecarsOutOfMemory, AreMovedTogetherOrNotAtAll) {
-  FailEachAllocationOfPair(MoveWithSidecarAcrossFilesystems, true);
+TEST(OutOfMemoryWithSidecar, MoveIsCompleteOrRolledBack) {
+  FailEachAllocationWithSidecar(MoveWithSidecarAcrossFilesystems, true);
   const auto move = [](const ItemWithSidecar& pair, const TargetWithPath& target) {
     try {
       return MoveWithSidecar(pair, target);
@@ -161,10 +162,10 @@ TEST(SidecarsOutOfMemory, AreMovedTogetherOrNotAtAll) {
       return memFullErr;
     }
   };
-  FailEachAllocationOfPair(move, true);
+  FailEachAllocationWithSidecar(move, true);
 }
 
-TEST(FSTryFastCopy, LeavesNothingBehindWithoutMemory) {
+TEST(FSTryFastCopy, LeavesNothingIfOutOfMemory) {
   const TemporaryFolder folder;
   const std::string name = "a name that is longer than what a string holds";
   WriteFile(folder / ("from/" + name), "contents");

@@ -25,11 +25,11 @@
 
 namespace {
 
-// What happens at the last moment before the name is renamed away or removed.
-std::function<void()> gBeforeRemoval;
+// Called right before `gAwaitedPath` is renamed or unlinked.
+std::function<void()> gBeforeRenameOrUnlink;
 std::string gAwaitedPath;
 
-// What happens at the last moment before the name is removed that a "file" gets on its way out.
+// Called right before the staged name of "file" is unlinked.
 std::function<void()> gBeforeUnlink;
 
 void ActAt(const char* name, std::function<void()>* action) {
@@ -38,14 +38,14 @@ void ActAt(const char* name, std::function<void()>* action) {
 
 }  // namespace
 
-// These stand before the C library's, for this test program.
+// Override the C library's functions in this test program.
 extern "C" int renameat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
-  ActAt(from, &gBeforeRemoval);
+  ActAt(from, &gBeforeRenameOrUnlink);
   return static_cast<int>(syscall(SYS_renameat, fromFolder, from, toFolder, to));
 }
 
 extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {
-  ActAt(name, &gBeforeRemoval);
+  ActAt(name, &gBeforeRenameOrUnlink);
   if (gBeforeUnlink && std::string_view(name).starts_with("file - ")) {
     std::exchange(gBeforeUnlink, nullptr)();
   }
@@ -58,14 +58,14 @@ namespace {
 class Removal : public testing::Test {
  protected:
   ~Removal() override {
-    gBeforeRemoval = nullptr;
+    gBeforeRenameOrUnlink = nullptr;
     gBeforeUnlink = nullptr;
   }
 
-  // Saves a new version under the name as editors do, when the name is about to go.
-  void SaveNewVersionBeforeRemovalOf(const std::string& name) {
+  // Saves a new version right before the name is renamed or unlinked. Editors save in this way.
+  void SaveNewVersionDuringRemovalOf(const std::string& name) {
     gAwaitedPath = name;
-    gBeforeRemoval = [this, name] { SaveNewVersion(name); };
+    gBeforeRenameOrUnlink = [this, name] { SaveNewVersion(name); };
   }
 
   void SaveNewVersion(const std::string& name) {
@@ -74,18 +74,18 @@ class Removal : public testing::Test {
   }
 
   void ExpectOnlyNewest(const std::string& name) {
-    EXPECT_FALSE(gBeforeRemoval) << "nothing was saved";
+    EXPECT_FALSE(gBeforeRenameOrUnlink) << "nothing was saved";
     EXPECT_EQ(std::vector<std::string>{name}, NamesIn(folder_.path()));
     EXPECT_EQ("newest", ReadFile(folder_ / name));
   }
 
   Status Remove(const std::string& name, bool* isDisplaced) {
     const UniqueFd folder = OpenFolder(folder_.path());
-    struct statx meant = {};
-    if (const Status status = ReadObjectInfo(folder.get(), name.c_str(), &meant)) return status;
+    struct statx expected = {};
+    if (const Status status = ReadObjectInfo(folder.get(), name.c_str(), &expected)) return status;
     return RemoveIfUnchanged(
         folder.get(), name.c_str(),
-        [&meant](const struct statx& info) { return IsUnchangedButForName(meant, info); },
+        [&expected](const struct statx& info) { return IsUnchangedButForName(expected, info); },
         isDisplaced);
   }
 
@@ -107,8 +107,8 @@ TEST_F(Removal, RemovesFilesAndLinks) {
   EXPECT_FALSE(isDisplaced);
 }
 
-// What a crash leaves then is to be known by its name, and filed by it.
-TEST_F(Removal, GivesWhatIsAboutToGoANameLikeItsOwn) {
+// A crash can leave a file under the staged name. Users recognise it, and a later run files it.
+TEST_F(Removal, StagedNameResemblesName) {
   const UniqueFd folder = OpenFolder(folder_.path());
   const std::string longest = std::string(251, 'n') + ".txt";
   const std::vector<std::pair<std::string, std::string>> names = {
@@ -117,18 +117,18 @@ TEST_F(Removal, GivesWhatIsAboutToGoANameLikeItsOwn) {
   for (const auto& [name, expected] : names) {
     WriteFile(folder_ / name, "x");
     std::string seen;
-    const auto isMeant = [&](const struct statx&) {
+    const auto isUnchanged = [&](const struct statx&) {
       seen = NamesIn(folder_.path()).at(0);
       return true;
     };
     bool isDisplaced = false;
-    EXPECT_EQ(noErr, RemoveIfUnchanged(folder.get(), name.c_str(), isMeant, &isDisplaced));
+    EXPECT_EQ(noErr, RemoveIfUnchanged(folder.get(), name.c_str(), isUnchanged, &isDisplaced));
     const std::regex uuid("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}");
     EXPECT_EQ(expected, std::regex_replace(seen, uuid, "UUID"));
   }
 }
 
-TEST_F(Removal, LeavesTheOtherNameOfAHardLink) {
+TEST_F(Removal, KeepsOtherHardLink) {
   WriteFile(folder_ / "one", "x");
   ASSERT_EQ(0, link((folder_ / "one").c_str(), (folder_ / "two").c_str()));
   bool isDisplaced = false;
@@ -136,16 +136,16 @@ TEST_F(Removal, LeavesTheOtherNameOfAHardLink) {
   EXPECT_EQ(std::vector<std::string>{"two"}, NamesIn(folder_.path()));
 }
 
-TEST_F(Removal, GivesAnotherObjectItsNameBack) {
+TEST_F(Removal, KeepsReplacedFile) {
   WriteFile(folder_ / "file", "old");
-  SaveNewVersionBeforeRemovalOf("file");
+  SaveNewVersionDuringRemovalOf("file");
   bool isDisplaced = false;
   EXPECT_EQ(fBsyErr, Remove("file", &isDisplaced));
   ExpectOnlyNewest("file");
   EXPECT_FALSE(isDisplaced);
 }
 
-TEST_F(Removal, GivesTheNameBackWhereNothingCanBeRemoved) {
+TEST_F(Removal, RestoresNameOnFailure) {
   WriteFile(folder_ / "file", "old");
   EXPECT_TRUE(RunWithInjectedErrors({{SYS_unlinkat, EACCES, 0, 0}}, [&] {
     bool isDisplaced = false;
@@ -155,22 +155,22 @@ TEST_F(Removal, GivesTheNameBackWhereNothingCanBeRemoved) {
   EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(folder_.path()));
 }
 
-// Two savings in a row: the first one's name is taken when it is to be given back.
-TEST_F(Removal, KeepsEveryVersionWhereTheNameIsTakenMeanwhile) {
+// Two new versions in a row: the second one has the name when the first is to get it back.
+TEST_F(Removal, KeepsEveryVersionIfNameIsUsed) {
   WriteFile(folder_ / "file", "old");
   gAwaitedPath = "file";
-  gBeforeRemoval = [this] { SaveNewVersion("file"); };
+  gBeforeRenameOrUnlink = [this] { SaveNewVersion("file"); };
   const CapturedLog log;
   const UniqueFd folder = OpenFolder(folder_.path());
   bool isDisplaced = false;
-  const auto isMeant = [this](const struct statx&) {
+  const auto isUnchanged = [this](const struct statx&) {
     WriteFile(folder_ / "file", "newer still");
     return false;
   };
-  EXPECT_EQ(fBsyErr, RemoveIfUnchanged(folder.get(), "file", isMeant, &isDisplaced));
+  EXPECT_EQ(fBsyErr, RemoveIfUnchanged(folder.get(), "file", isUnchanged, &isDisplaced));
   EXPECT_TRUE(isDisplaced);
   EXPECT_EQ("newer still", ReadFile(folder_ / "file"));
-  // What is kept is in sight and no sweep's business.
+  // The displaced version is visible, and no cleanup removes it.
   CleanUpFolder(folder.get());
   const std::vector<std::string> names = NamesIn(folder_.path());
   ASSERT_EQ(2U, names.size());
@@ -181,7 +181,7 @@ TEST_F(Removal, KeepsEveryVersionWhereTheNameIsTakenMeanwhile) {
       log.Messages());
 }
 
-TEST_F(Removal, LeavesNothingThatASweepDeletesWhenItIsCutShort) {
+TEST_F(Removal, CleanupKeepsStagedFile) {
   WriteFile(folder_ / "file", "only copy");
   gBeforeUnlink = [this] {
     const UniqueFd folder = OpenFolder(folder_.path());
@@ -195,12 +195,12 @@ TEST_F(Removal, LeavesNothingThatASweepDeletesWhenItIsCutShort) {
   EXPECT_FALSE(gBeforeUnlink);
 }
 
-TEST_F(Removal, OfADeletedObjectSparesWhatWasSavedUnderItsName) {
+TEST_F(Removal, DeleteKeepsNewVersion) {
   WriteFile(folder_ / "file", "old");
   MakeLink("nowhere", folder_ / "link");
   for (const char* name : {"file", "link"}) {
     const FSRef old = RefAt(folder_ / name);
-    SaveNewVersionBeforeRemovalOf(name);
+    SaveNewVersionDuringRemovalOf(name);
     EXPECT_EQ(fBsyErr, FSDeleteObject(old)) << name;
     EXPECT_EQ("newest", ReadFile(folder_ / name));
     EXPECT_EQ(fnfErr, FSDeleteObject(old)) << name;
@@ -209,11 +209,11 @@ TEST_F(Removal, OfADeletedObjectSparesWhatWasSavedUnderItsName) {
   EXPECT_TRUE(NamesIn(folder_.path()).empty());
 }
 
-TEST_F(Removal, OfAFolderSparesTheFileThatGotItsName) {
+TEST_F(Removal, DeleteFolderKeepsFileOfItsName) {
   MakeFolder(folder_ / "folder");
   const FSRef old = RefAt(folder_ / "folder");
   gAwaitedPath = "folder";
-  gBeforeRemoval = [this] {
+  gBeforeRenameOrUnlink = [this] {
     ASSERT_EQ(0, rmdir((folder_ / "folder").c_str()));
     WriteFile(folder_ / "folder", "newest");
   };
@@ -221,10 +221,10 @@ TEST_F(Removal, OfAFolderSparesTheFileThatGotItsName) {
   ExpectOnlyNewest("folder");
 }
 
-TEST_F(Removal, OfAMovedOriginalSparesWhatWasSavedUnderItsName) {
+TEST_F(Removal, MoveKeepsNewVersion) {
   const TemporaryFolder memory("/dev/shm");
   if (!AreOnDifferentVolumes(folder_.path(), memory.path())) {
-    GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+    GTEST_SKIP() << "/dev/shm is on the filesystem of the temporary folder";
   }
   for (const char* name : {"file", "link"}) {
     if (name == std::string_view("file")) {
@@ -232,7 +232,7 @@ TEST_F(Removal, OfAMovedOriginalSparesWhatWasSavedUnderItsName) {
     } else {
       MakeLink("nowhere", folder_ / name);
     }
-    SaveNewVersionBeforeRemovalOf(name);
+    SaveNewVersionDuringRemovalOf(name);
     EXPECT_EQ(fBsyErr, MoveAcrossAt(folder_ / name, memory / name));
     ExpectOnlyNewest(name);
     EXPECT_TRUE(NamesIn(memory.path()).empty());
@@ -240,28 +240,28 @@ TEST_F(Removal, OfAMovedOriginalSparesWhatWasSavedUnderItsName) {
   }
 }
 
-TEST_F(Removal, OfAMovedOriginalSparesWhatWasWrittenIntoIt) {
+TEST_F(Removal, MoveKeepsFileWrittenTo) {
   const TemporaryFolder memory("/dev/shm");
   if (!AreOnDifferentVolumes(folder_.path(), memory.path())) {
-    GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+    GTEST_SKIP() << "/dev/shm is on the filesystem of the temporary folder";
   }
   WriteFile(folder_ / "file", "old");
   gAwaitedPath = "file";
-  gBeforeRemoval = [this] { WriteFile(folder_ / "file", "newest"); };
+  gBeforeRenameOrUnlink = [this] { WriteFile(folder_ / "file", "newest"); };
   EXPECT_EQ(fBsyErr, MoveAcrossAt(folder_ / "file", memory / "file"));
   ExpectOnlyNewest("file");
   EXPECT_TRUE(NamesIn(memory.path()).empty());
 }
 
-// The copy is taken back because the original stays, and has been saved anew by then.
-TEST_F(Removal, OfACopySparesWhatWasSavedUnderItsName) {
+// The failed sync rolls the copy back, under whose name a new version has been saved by then.
+TEST_F(Removal, RollbackKeepsNewVersion) {
   const TemporaryFolder memory("/dev/shm");
   if (!AreOnDifferentVolumes(folder_.path(), memory.path())) {
-    GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+    GTEST_SKIP() << "/dev/shm is on the filesystem of the temporary folder";
   }
   WriteFile(memory / "file", "original");
   EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsync, EIO, 0, 0}}, [&] {
-    SaveNewVersionBeforeRemovalOf("file");
+    SaveNewVersionDuringRemovalOf("file");
     EXPECT_EQ(ioErr, MoveAcrossAt(memory / "file", folder_ / "file"));
     ExpectOnlyNewest("file");
   }));

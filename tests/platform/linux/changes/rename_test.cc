@@ -26,30 +26,30 @@ namespace tessary::test {
 namespace {
 
 const InjectedError kNoRenameNoReplace = {SYS_renameat2, EINVAL, 4, ~0U};
-const InjectedError kNoLinks = {SYS_linkat, EPERM, 0, 0};
+const InjectedError kNoHardLinks = {SYS_linkat, EPERM, 0, 0};
 
-// A way to rename, and whether it is one for folders too.
-struct Way {
+// A method to rename, and whether it renames folders too.
+struct Method {
   const char* name;
   Status (*rename)(int, const char*, int, const char*);
-  std::vector<InjectedError> refused;
-  bool takesFolders;
+  std::vector<InjectedError> injected;
+  bool renamesFolders;
 };
 
-const std::vector<Way>& Ways() {
-  static const std::vector<Way> gWays = {
-      {"ByFlag", RenameWithoutReplacing, {}, true},
-      {"WithoutFlag", RenameWithoutReplacing, {kNoRenameNoReplace}, true},
-      {"WithoutFlagOrLinks", RenameWithoutReplacing, {kNoRenameNoReplace, kNoLinks}, true},
+const std::vector<Method>& Methods() {
+  static const std::vector<Method> gMethods = {
+      {"ByNoReplace", RenameWithoutReplacing, {}, true},
+      {"ByFallback", RenameWithoutReplacing, {kNoRenameNoReplace}, true},
+      {"ByFallbackNoLinks", RenameWithoutReplacing, {kNoRenameNoReplace, kNoHardLinks}, true},
       {"ByLink", RenameByLink, {}, false},
       {"OntoPlaceholder", RenameOntoPlaceholder, {}, true},
   };
-  return gWays;
+  return gMethods;
 }
 
-class Renaming : public testing::TestWithParam<Way> {
+class RenameTest : public testing::TestWithParam<Method> {
  protected:
-  Renaming() {
+  RenameTest() {
     MakeFolder(folder_ / "from");
     MakeFolder(folder_ / "to");
   }
@@ -66,19 +66,19 @@ class Renaming : public testing::TestWithParam<Way> {
     return status;
   }
 
-  // Runs the test's body where the calls are refused.
+  // Runs the body with the injected errors.
   void Run(const std::function<void()>& body) {
-    if (GetParam().refused.empty()) return body();
-    EXPECT_TRUE(RunWithInjectedErrors(GetParam().refused, body));
+    if (GetParam().injected.empty()) return body();
+    EXPECT_TRUE(RunWithInjectedErrors(GetParam().injected, body));
   }
 
   TemporaryFolder folder_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, Renaming, testing::ValuesIn(Ways()),
+INSTANTIATE_TEST_SUITE_P(Methods, RenameTest, testing::ValuesIn(Methods()),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_P(Renaming, MovesAFileWithItsContentsAndNothingElse) {
+TEST_P(RenameTest, RenamesFile) {
   WriteFile(folder_ / "from/file", "only copy");
   const ino_t inode = LstatAt(folder_ / "from/file").st_ino;
   Run([&] { EXPECT_EQ(noErr, Rename("file", "new")); });
@@ -88,7 +88,7 @@ TEST_P(Renaming, MovesAFileWithItsContentsAndNothingElse) {
   EXPECT_TRUE(NamesIn(folder_ / "from").empty());
 }
 
-TEST_P(Renaming, MovesLinksAndFifosAsTheyAre) {
+TEST_P(RenameTest, RenamesLinksAndFifos) {
   MakeLink("nowhere", folder_ / "from/link");
   ASSERT_EQ(0, mkfifo((folder_ / "from/fifo").c_str(), 0600));
   Run([&] {
@@ -100,22 +100,22 @@ TEST_P(Renaming, MovesLinksAndFifosAsTheyAre) {
   EXPECT_TRUE(NamesIn(folder_ / "from").empty());
 }
 
-TEST_P(Renaming, MovesAFolder) {
-  if (!GetParam().takesFolders) GTEST_SKIP() << "not a way for folders";
+TEST_P(RenameTest, RenamesFolder) {
+  if (!GetParam().renamesFolders) GTEST_SKIP() << "not a method for folders";
   WriteFile(folder_ / "from/inner/file", "x");
   Run([&] { EXPECT_EQ(noErr, Rename("inner", "new")); });
   EXPECT_EQ("x", ReadFile(folder_ / "to/new/file"));
   EXPECT_TRUE(NamesIn(folder_ / "from").empty());
 }
 
-TEST_P(Renaming, TouchesNothingThatBearsTheName) {
+TEST_P(RenameTest, KeepsExistingObjects) {
   WriteFile(folder_ / "to/file", "old");
   MakeFolder(folder_ / "to/folder");
   MakeLink("file", folder_ / "to/link");
   MakeLink("nowhere", folder_ / "to/dangling");
   WriteFile(folder_ / "from/source", "new");
   MakeFolder(folder_ / "from/source folder");
-  const std::vector<std::string> sources = GetParam().takesFolders
+  const std::vector<std::string> sources = GetParam().renamesFolders
                                                ? std::vector<std::string>{"source", "source folder"}
                                                : std::vector<std::string>{"source"};
   Run([&] {
@@ -133,7 +133,7 @@ TEST_P(Renaming, TouchesNothingThatBearsTheName) {
   EXPECT_TRUE(Exists(folder_ / "from/source folder"));
 }
 
-TEST_P(Renaming, TakesEveryNameThatTheVolumeHolds) {
+TEST_P(RenameTest, AcceptsEveryValidName) {
   for (const std::string& name :
        {std::string("caf\xe9"), std::string("two\nlines"), std::string(255, 'x'),
         std::string(".hidden"), std::string("a.b.c"), std::string("-rf")}) {
@@ -143,7 +143,7 @@ TEST_P(Renaming, TakesEveryNameThatTheVolumeHolds) {
   }
 }
 
-TEST_P(Renaming, LeavesBothNamesOnFailure) {
+TEST_P(RenameTest, KeepsBothNamesOnFailure) {
   WriteFile(folder_ / "from/file", "x");
   Run([&] {
     EXPECT_EQ(bdNamErr, Rename("file", std::string(256, 'x')));
@@ -153,8 +153,8 @@ TEST_P(Renaming, LeavesBothNamesOnFailure) {
   EXPECT_TRUE(NamesIn(folder_ / "to").empty());
 }
 
-// A folder that cannot be removed from: the second name must go again.
-TEST_P(Renaming, LeavesNoSecondNameWhereTheFirstCannotGo) {
+// The old name cannot be removed from its folder, so the new one must be removed again.
+TEST_P(RenameTest, LeavesNoSecondLinkOnFailure) {
   WriteFile(folder_ / "from/file", "x");
   ASSERT_EQ(0, chmod((folder_ / "from").c_str(), 0555));
   ASSERT_EQ(0, chmod((folder_ / "to").c_str(), 0777));
@@ -167,8 +167,8 @@ TEST_P(Renaming, LeavesNoSecondNameWhereTheFirstCannotGo) {
   EXPECT_TRUE(NamesIn(folder_ / "to").empty());
 }
 
-TEST(RenameWithoutReplacing, RefusesAFolderIntoItself) {
-  for (const std::vector<InjectedError>& refused :
+TEST(RenameWithoutReplacing, RefusesFolderIntoItself) {
+  for (const std::vector<InjectedError>& injected :
        {std::vector<InjectedError>{}, {kNoRenameNoReplace}}) {
     const TemporaryFolder folder;
     MakeFolder(folder / "a/b/c");
@@ -179,17 +179,17 @@ TEST(RenameWithoutReplacing, RefusesAFolderIntoItself) {
       const UniqueFd itself = OpenFolder(folder / "a");
       EXPECT_EQ(badMovErr, RenameWithoutReplacing(top.get(), "a", itself.get(), "new"));
     };
-    if (refused.empty()) {
+    if (injected.empty()) {
       body();
     } else {
-      EXPECT_TRUE(RunWithInjectedErrors(refused, body));
+      EXPECT_TRUE(RunWithInjectedErrors(injected, body));
     }
     EXPECT_TRUE(Exists(folder / "a/b/c"));
     EXPECT_TRUE(NamesIn(folder / "a/b/c").empty());
   }
 }
 
-TEST(RenameWithoutReplacing, CallsItsOwnPlaceTaken) {
+TEST(RenameWithoutReplacing, RefusesOwnName) {
   const TemporaryFolder folder;
   MakeFolder(folder / "folder");
   WriteFile(folder / "file");
@@ -200,11 +200,11 @@ TEST(RenameWithoutReplacing, CallsItsOwnPlaceTaken) {
   };
   body();
   EXPECT_TRUE(RunWithInjectedErrors({kNoRenameNoReplace}, body));
-  EXPECT_TRUE(RunWithInjectedErrors({kNoRenameNoReplace, kNoLinks}, body));
+  EXPECT_TRUE(RunWithInjectedErrors({kNoRenameNoReplace, kNoHardLinks}, body));
   EXPECT_EQ((std::vector<std::string>{"file", "folder"}), NamesIn(folder.path()));
 }
 
-TEST(RenameWithoutReplacing, CallsASecondNameOfTheSameFileTaken) {
+TEST(RenameWithoutReplacing, RefusesOtherLinkOfSameFile) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
   ASSERT_EQ(0, link((folder / "file").c_str(), (folder / "other").c_str()));
@@ -214,11 +214,11 @@ TEST(RenameWithoutReplacing, CallsASecondNameOfTheSameFileTaken) {
   };
   body();
   EXPECT_TRUE(RunWithInjectedErrors({kNoRenameNoReplace}, body));
-  EXPECT_TRUE(RunWithInjectedErrors({kNoRenameNoReplace, kNoLinks}, body));
+  EXPECT_TRUE(RunWithInjectedErrors({kNoRenameNoReplace, kNoHardLinks}, body));
   EXPECT_EQ(2U, LstatAt(folder / "file").st_nlink);
 }
 
-TEST(RenameWithoutReplacing, GoesOnAfterAVolumeThatRefusedTheFlag) {
+TEST(RenameWithoutReplacing, ContinuesWithoutNoReplace) {
   const TemporaryFolder folder;
   for (int i = 0; i < 3; ++i) WriteFile(folder / std::to_string(i), std::to_string(i));
   EXPECT_TRUE(RunWithInjectedErrors({kNoRenameNoReplace}, [&] {
@@ -230,11 +230,11 @@ TEST(RenameWithoutReplacing, GoesOnAfterAVolumeThatRefusedTheFlag) {
   EXPECT_EQ((std::vector<std::string>{"2", "one", "zero"}), NamesIn(folder.path()));
 }
 
-TEST(RenameWithoutReplacing, TellsAnotherVolume) {
+TEST(RenameWithoutReplacing, ReportsOtherFilesystem) {
   const TemporaryFolder folder;
   const TemporaryFolder memory("/dev/shm");
   if (!AreOnDifferentVolumes(folder.path(), memory.path())) {
-    GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+    GTEST_SKIP() << "/dev/shm is on the filesystem of the temporary folder";
   }
   WriteFile(folder / "file", "x");
   MakeFolder(folder / "folder");
@@ -245,9 +245,9 @@ TEST(RenameWithoutReplacing, TellsAnotherVolume) {
   EXPECT_TRUE(NamesIn(memory.path()).empty());
 }
 
-// Many processes give files of their own the same few names: every file must survive under one name
-// or the other.
-TEST_P(Renaming, LosesNoFileToARace) {
+// Several processes rename files of their own to the same names: each file must keep its old name
+// or get a new one.
+TEST_P(RenameTest, RacesLoseNoFile) {
   constexpr int kProcesses = 4;
   constexpr int kFiles = 200;
   for (int p = 0; p < kProcesses; ++p) {
@@ -287,11 +287,11 @@ TEST_P(Renaming, LosesNoFileToARace) {
   EXPECT_EQ(static_cast<size_t>(kFiles), NamesIn(folder_ / "to").size());
 }
 
-// Kills renames of (`folder`, "from/item"), which `make` makes, at each of their calls in
-// occurrence, and sweeps as the next run does. How often there was something to sweep, which is
-// nothing where no process may watch another.
+// Renames an item that `make` creates, kills the process before its first system call, then before
+// its second one and so on, and cleans up after each like the next run. Returns how often there was
+// something to clean up: 0 if this process may not trace another.
 int CleansUpAfterKills(const std::function<void(const std::string& path)>& make) {
-  int sweeps = 0;
+  int cleanups = 0;
   KillResult end = KillResult::kKilled;
   for (unsigned call = 1; end == KillResult::kKilled; ++call) {
     const TemporaryFolder folder;
@@ -309,27 +309,27 @@ int CleansUpAfterKills(const std::function<void(const std::string& path)>& make)
     const size_t left = NamesIn(folder / "from").size() + NamesIn(folder / "to").size();
     CleanUpFolder(OpenFolder(folder / "from").get());
     std::vector<std::string> found = FilesBelow(folder.path());
-    if (found.size() < left) ++sweeps;
-    // For a moment it has both names.
+    if (found.size() < left) ++cleanups;
+    // It may have both names at that moment.
     EXPECT_FALSE(found.empty()) << call;
     for (const std::string& path : found) {
       EXPECT_TRUE(path.ends_with("/item")) << call << ": " << path;
       EXPECT_EQ(inode, LstatAt(folder / path).st_ino) << call << ": " << path;
     }
   }
-  EXPECT_TRUE(sweeps > 0 || end == KillResult::kNotPermitted);
-  return sweeps;
+  EXPECT_TRUE(cleanups > 0 || end == KillResult::kNotPermitted);
+  return cleanups;
 }
 
-TEST(RenameWithoutReplacing, LeavesNoTrialOfLinksBehindWhereverItIsKilled) {
+TEST(RenameWithoutReplacing, KilledProbeIsCleanedUp) {
   if (CleansUpAfterKills([](const std::string& path) { WriteFile(path, "x"); }) == 0) {
-    GTEST_SKIP() << "no process may watch another here";
+    GTEST_SKIP() << "processes may not be traced here";
   }
   CleansUpAfterKills([](const std::string& path) { MakeLink("nowhere", path); });
   CleansUpAfterKills([](const std::string& path) { EXPECT_EQ(0, mkfifo(path.c_str(), 0600)); });
 }
 
-class LinkingOpenFile : public testing::Test {
+class LinkOpenFileTest : public testing::Test {
  protected:
   Status LinkNewFile(const std::string& name) {
     const UniqueFd folder = OpenFolder(folder_.path());
@@ -346,35 +346,36 @@ class LinkingOpenFile : public testing::Test {
   TemporaryFolder folder_;
 };
 
-TEST_F(LinkingOpenFile, NamesAnUnnamedFile) {
-  if (!SupportsTmpfile()) GTEST_SKIP() << "the volume has no unnamed files";
+TEST_F(LinkOpenFileTest, LinksAnonymousFile) {
+  if (!SupportsTmpfile()) GTEST_SKIP() << "the filesystem has no O_TMPFILE";
   EXPECT_EQ(noErr, LinkNewFile("file"));
   EXPECT_EQ("x", ReadFile(folder_ / "file"));
 }
 
-TEST_F(LinkingOpenFile, NamesOneWithoutThePrivilegeToLinkByDescriptor) {
-  if (!SupportsTmpfile()) GTEST_SKIP() << "the volume has no unnamed files";
+TEST_F(LinkOpenFileTest, LinksThroughProcWithoutPrivilege) {
+  if (!SupportsTmpfile()) GTEST_SKIP() << "the filesystem has no O_TMPFILE";
   const InjectedError noEmptyPath = {SYS_linkat, ENOENT, 4, AT_EMPTY_PATH};
   EXPECT_TRUE(RunWithInjectedErrors({noEmptyPath}, [&] { EXPECT_EQ(noErr, LinkNewFile("file")); }));
   EXPECT_EQ("x", ReadFile(folder_ / "file"));
 }
 
-TEST_F(LinkingOpenFile, CallsANameBadThatTheVolumeRefusesAtThatMoment) {
-  if (!SupportsTmpfile()) GTEST_SKIP() << "the volume has no unnamed files";
+TEST_F(LinkOpenFileTest, ReportsRefusedName) {
+  if (!SupportsTmpfile()) GTEST_SKIP() << "the filesystem has no O_TMPFILE";
   EXPECT_TRUE(RunWithInjectedErrors({{SYS_linkat, EINVAL, 0, 0}},
                                     [&] { EXPECT_EQ(bdNamErr, LinkNewFile("file")); }));
 }
 
-TEST_F(LinkingOpenFile, RefusesTakenAndBadNamesAndVolumesWithoutLinks) {
-  if (!SupportsTmpfile()) GTEST_SKIP() << "the volume has no unnamed files";
-  WriteFile(folder_ / "taken", "old");
+TEST_F(LinkOpenFileTest, ReportsEachFailure) {
+  if (!SupportsTmpfile()) GTEST_SKIP() << "the filesystem has no O_TMPFILE";
+  WriteFile(folder_ / "existing", "old");
   MakeLink("nowhere", folder_ / "dangling");
-  EXPECT_EQ(dupFNErr, LinkNewFile("taken"));
+  EXPECT_EQ(dupFNErr, LinkNewFile("existing"));
   EXPECT_EQ(dupFNErr, LinkNewFile("dangling"));
   EXPECT_EQ(bdNamErr, LinkNewFile(std::string(256, 'x')));
-  EXPECT_TRUE(RunWithInjectedErrors({kNoLinks}, [&] { EXPECT_EQ(paramErr, LinkNewFile("file")); }));
-  EXPECT_EQ("old", ReadFile(folder_ / "taken"));
-  EXPECT_EQ((std::vector<std::string>{"dangling", "taken"}), NamesIn(folder_.path()));
+  EXPECT_TRUE(
+      RunWithInjectedErrors({kNoHardLinks}, [&] { EXPECT_EQ(paramErr, LinkNewFile("file")); }));
+  EXPECT_EQ("old", ReadFile(folder_ / "existing"));
+  EXPECT_EQ((std::vector<std::string>{"dangling", "existing"}), NamesIn(folder_.path()));
 }
 
 }  // namespace
