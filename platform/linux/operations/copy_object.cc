@@ -1,0 +1,63 @@
+#include <new>
+#include <optional>
+#include <string>
+
+#include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/sidecar_lookup.h"
+#include "platform/linux/changes/copied_item.h"
+#include "platform/linux/changes/copy_item.h"
+#include "platform/linux/operations/target.h"
+#include "platform/linux/sidecars/sidecar_moves.h"
+#include "platform/managers/file_manager.h"
+
+namespace tessary {
+
+Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
+                        FSRef* target) {
+  if (target == nullptr) return paramErr;
+  const CachedStat* look = nullptr;
+  const Reference reference = ReferenceOf(source);
+  Status status = Catalog::Get().Stat(reference, &look);
+  if (status != noErr) return status;
+  if (reference.parent == 0) return paramErr;
+  const Place from = look->place;
+  const struct statx info = look->info;
+  Target to;
+  status = FindTarget(folder, newName, from.name, &to);
+  if (status != noErr) return status;
+  std::optional<ItemWithSidecar> pair;
+  status = FindWithSidecar(from, &pair);
+  if (status != noErr) return status;
+  if (pair && !Identity::Of(pair->item).Matches(reference.GetIdentity())) return fnfErr;
+  // The copy looks whether the source is still the object that it was.
+  CopySource copySource = CopySourceOf(source, from);
+  copySource.knownStat = info;
+  status = pair ? TransferWithSidecar(*pair, to, CopyWithSidecar)
+                : CopyItem(copySource, CopyTargetOf(to));
+  return status == noErr ? MakeTargetRef(to, target) : status;
+}
+
+Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target) try {
+  const Reference reference = ReferenceOf(source);
+  if (target == nullptr || reference.kind != NodeKind::kFile) return paramErr;
+  Place from;
+  Target to;
+  Status status = Catalog::Get().Find(reference, &from);
+  if (status != noErr) return status;
+  status = FindTarget(folder, nullptr, from.name, &to);
+  if (status != noErr) return status;
+  // Its own sidecar would be left out, and it would take on another's.
+  if (from.mayHaveSidecar || HasOrphanedSidecar(to.folder, to.place.name)) return paramErr;
+  CopiedItem copied;
+  status = PublishSmallCopy(CopySourceOf(source, from), CopyTargetOf(to), &copied);
+  if (status != noErr) return status;
+  // What a look at the copy in this step will be told.
+  copied.made.stx_mtime = copied.source.stx_mtime;
+  status = MakeNamedRef(copied.made, to, target);
+  if (status == noErr) copied.item.Keep();
+  return status;
+} catch (const std::bad_alloc&) {
+  return memFullErr;
+}
+
+}  // namespace tessary

@@ -1,0 +1,26 @@
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string>
+
+#include "platform/linux/errors.h"
+#include "platform/linux/operations/target.h"
+#include "platform/managers/file_manager.h"
+
+namespace tessary {
+
+Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, FSRef* folder) {
+  if (folder == nullptr) return paramErr;
+  *folder = FSRef{};
+  Target target;
+  const std::u16string newName(name);
+  const Status status = FindTarget(parent, &newName, {}, &target);
+  if (status != noErr) return status;
+  if (mkdirat(target.place.descriptor(), target.place.name.c_str(), 0777) != 0) {
+    // A volume's way of refusing a character that it cannot hold.
+    return errno == EINVAL ? bdNamErr : LastError();
+  }
+  return MakeTargetRef(target, folder);
+}
+
+}  // namespace tessary

@@ -1,0 +1,72 @@
+#include "platform/linux/operations/target.h"
+
+#include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/names.h"
+#include "platform/linux/catalog/sidecar_lookup.h"
+#include "platform/linux/catalog/volume.h"
+
+namespace tessary {
+
+Status FindTarget(const FSRef& folder, const std::u16string* newName, const std::string& ownName,
+                  Target* target) {
+  const Reference reference = ReferenceOf(folder);
+  Status status = Catalog::Get().OpenFolder(reference, &target->folder, &target->place.folder);
+  if (status != noErr) return status;
+  target->identity = reference.GetIdentity();
+  const Volume& volume = VolumeOf(reference.device, target->place.descriptor());
+  if (newName != nullptr) return PosixName(*newName, volume, &target->place.name);
+  target->place.name = NameOnVolume(ownName, volume);
+  return noErr;
+}
+
+Status FindSourceAndTarget(const FSRef& source, const FSRef& folder, const std::u16string* newName,
+                           struct statx* info, Place* sourcePlace, Target* target) {
+  Catalog& catalog = Catalog::Get();
+  const Reference reference = ReferenceOf(source);
+  const CachedStat* look = nullptr;
+  const Status status = catalog.Restat(reference, &look);
+  if (status != noErr) return status;
+  if (reference.parent == 0) return paramErr;
+  *info = look->info;
+  *sourcePlace = look->place;
+  catalog.statCache().Forget(reference.parent, sourcePlace->name);
+  return FindTarget(folder, newName, sourcePlace->name, target);
+}
+
+CopySource CopySourceOf(const FSRef& ref, const Place& place) {
+  return {place.descriptor(), place.name, ReferenceOf(ref).GetIdentity()};
+}
+
+CopyTarget CopyTargetOf(const Target& target) {
+  return {target.place.descriptor(), target.place.name, target.identity};
+}
+
+Status TransferWithSidecar(const ItemWithSidecar& pair, const Target& target,
+                           Status (*transfer)(const ItemWithSidecar&, const TargetWithPath&)) {
+  FolderTable& folders = Catalog::Get().folders();
+  ScanForSidecars(target.folder);
+  const Status status = transfer(pair, {CopyTargetOf(target), folders.PathOf(target.folder)});
+  if (status == noErr) folders.NoteSidecar(target.folder);
+  return status;
+}
+
+Status MakeTargetRef(const Target& target, FSRef* ref) {
+  Catalog& catalog = Catalog::Get();
+  catalog.statCache().Forget(target.folder, target.place.name);
+  Reference made;
+  const Status status = catalog.LookUp(target.folder, target.place.name, &made);
+  if (status == noErr) *ref = RefOf(made);
+  return status;
+}
+
+Status MakeNamedRef(const struct statx& info, const Target& target, FSRef* ref) {
+  if (!VolumeOf(target.identity.device, target.place.descriptor()).hasReliableEntries) {
+    return MakeTargetRef(target, ref);
+  }
+  Catalog& catalog = Catalog::Get();
+  catalog.statCache().Insert(target.folder, target.place, info);
+  *ref = RefOf(catalog.MakeReference(target.folder, target.place.name, info));
+  return noErr;
+}
+
+}  // namespace tessary
