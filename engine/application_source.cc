@@ -12,7 +12,6 @@
 namespace tessary {
 namespace {
 
-// The path of an application's resources folder, or none.
 std::optional<std::string> CopyResourcePath(const FSRef& application) {
   const std::optional<std::string> path = StringWithFSRef(&application);
   if (!path) return std::nullopt;
@@ -38,7 +37,9 @@ bool FindRunSource(const FSRef& source, FSRef* runSource) {
 
 void ResolveRunSource(const FSRef& source) {
   FSRef runSource;
-  if (FindRunSource(source, &runSource)) StartRun(runSource);
+  if (!FindRunSource(source, &runSource)) return;
+  const auto& runAggregation = GetEngineHooks().runAggregation;
+  if (runAggregation) runAggregation(runSource);
 }
 
 }  // namespace tessary

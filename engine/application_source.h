@@ -4,13 +4,14 @@
 
 namespace tessary {
 
-// Finds what a run on `source` files: the source itself or, where it is an application and
-// GetAggregateAppResourcesOnly says so, its resources folder. False for an application without
-// resources. `*runSource` is written on success only; false also without it.
+// Finds the folder that a run on `source` works on: the resources folder of an application if
+// GetAggregateAppResourcesOnly says so, otherwise `source` itself. Returns false for an application
+// without a resources folder, and if `runSource` is null. `*runSource` is written on success only.
 bool FindRunSource(const FSRef& source, FSRef* runSource);
 
-// The door through which every source reaches the engine. Starts a run on what FindRunSource finds;
-// where that is nothing it starts nothing, and nothing is reported.
+// Starts a run on the folder that FindRunSource finds, through the hook `runAggregation`. Every
+// source reaches the engine through this function. If there is no such folder, nothing is started
+// and nothing is reported.
 void ResolveRunSource(const FSRef& source);
 
 }  // namespace tessary

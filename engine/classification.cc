@@ -11,12 +11,12 @@ bool IsApplicationItem(const FSRef& item) {
   return (info.flags & kLSItemInfoIsApplication) != 0;
 }
 
-bool IsPlainFolder(const FSRef& item, bool* isUnknown) {
-  if (isUnknown != nullptr) *isUnknown = false;
+bool IsPlainFolder(const FSRef& item, bool* isUnreadable) {
+  if (isUnreadable != nullptr) *isUnreadable = false;
   if (!FSMayBeFolder(item)) return false;
   LSItemInfoRecord info;
   const Status status = LSCopyItemInfoForRef(item, kLSRequestAllFlags, &info);
-  if (isUnknown != nullptr) *isUnknown = status != noErr;
+  if (isUnreadable != nullptr) *isUnreadable = status != noErr;
   if (status != noErr) return false;
   return (info.flags & (kLSItemInfoIsContainer | kLSItemInfoIsPackage)) == kLSItemInfoIsContainer;
 }

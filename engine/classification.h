@@ -4,12 +4,13 @@
 
 namespace tessary {
 
-// True when the item is an application, a bundle or a single file. False where it cannot be read.
+// Returns true if the item is an application: a bundle or a single file. Returns false if the item
+// cannot be read.
 bool IsApplicationItem(const FSRef& item);
 
-// True when the item is a folder and no package. Only these count as folders in a run: a package is
-// filed whole and never entered, and an item that cannot be read is filed like a file.
-// `*isUnknown`, where it is given, tells whether the item could not be read; it is written always.
-bool IsPlainFolder(const FSRef& item, bool* isUnknown = nullptr);
+// Returns true if the item is a folder that is not a package. Only these count as folders in a run:
+// a package is filed whole and never entered, and an item that cannot be read is filed like a file.
+// `*isUnreadable`, if not null, is always written: whether the item could not be read.
+bool IsPlainFolder(const FSRef& item, bool* isUnreadable = nullptr);
 
 }  // namespace tessary

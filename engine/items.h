@@ -6,24 +6,24 @@
 
 #include "platform/managers/file_manager.h"
 
-// What a run asks about the items that it meets.
+// The items of a folder, and what a run asks about each of them.
 namespace tessary {
 
-// The files of a folder, packages and whatever cannot be read among them, in listing order; none
-// when there are none or the folder cannot be listed. One that changes meanwhile is listed once
-// more. A run takes a folder that cannot for an empty one and tells only its observer, for which
-// `*isListed`, where it is given, keeps the two apart; it is written always.
+// Lists the files of a folder in listing order: everything except plain folders, so packages and
+// unreadable items too. Returns none if there are no files or the folder cannot be listed.
+// `*isListed`, if not null, tells the two cases apart and is always written: a run treats a folder
+// that cannot be listed like an empty one, but reports it to its observer.
 std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder, bool* isListed = nullptr);
 
-// All children of a folder, in listing order; none when there are none or it cannot be listed.
-// `*isListed` as above.
+// Lists all children of a folder in listing order. Returns none if there are no children or the
+// folder cannot be listed. `*isListed` as above.
 std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder, bool* isListed = nullptr);
 
-// True for what is never filed nor entered: a file with the invisible flag, and whatever has a name
-// that begins with ".". A folder's invisible flag hides nothing.
+// Returns true for an item that is never filed and never entered: a file with the invisible flag,
+// or any item whose name begins with ".". The invisible flag of a folder is ignored.
 bool IsHiddenItem(const FSRef& item);
 
-// The item's name, or none where it cannot be told.
+// Returns the item's name in the catalog, or none if it cannot be read.
 std::optional<std::u16string> GetItemNameString(const FSRef& item);
 
 }  // namespace tessary

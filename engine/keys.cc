@@ -13,7 +13,8 @@ namespace {
 constexpr std::string_view kYearFormat = "%Y";
 constexpr std::string_view kDayFormat = "%b %d, %Y";
 
-// The four bytes of a type in text order, up to the first zero byte; none where they are not UTF-8.
+// Returns the four bytes of a type in text order, up to the first zero byte. None if they are not
+// valid UTF-8.
 std::optional<std::u16string> TextOfFileType(uint32_t fileType) {
   const std::array<char, 5> bytes = {
       static_cast<char>(fileType >> 24 & 0xff), static_cast<char>(fileType >> 16 & 0xff),
@@ -23,14 +24,14 @@ std::optional<std::u16string> TextOfFileType(uint32_t fileType) {
   return Utf16FromUtf8(text);
 }
 
-void SetUnknown(bool* isUnknown) {
-  if (isUnknown != nullptr) *isUnknown = true;
+void SetUnknown(bool* isUnreadable) {
+  if (isUnreadable != nullptr) *isUnreadable = true;
 }
 
-std::optional<std::u16string> CopyMappedType(const FSRef& item, bool* isUnknown) {
+std::optional<std::u16string> CopyMappedType(const FSRef& item, bool* isUnreadable) {
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
   if (!url) {
-    SetUnknown(isUnknown);
+    SetUnknown(isUnreadable);
     return std::nullopt;
   }
   const std::optional<std::u16string> extension = CFURLCopyPathExtension(*url);
@@ -39,15 +40,15 @@ std::optional<std::u16string> CopyMappedType(const FSRef& item, bool* isUnknown)
 }
 
 std::optional<std::u16string> CopyDateKey(const FSRef& item, DateAttribute attribute,
-                                          std::string_view format, bool* isUnknown) {
+                                          std::string_view format, bool* isUnreadable) {
   const std::optional<std::string> path = StringWithFSRef(&item);
   if (!path) {
-    SetUnknown(isUnknown);
+    SetUnknown(isUnreadable);
     return std::nullopt;
   }
   Status status = noErr;
   const std::optional<Timestamp> instant = CopyFileDateAtPath(*path, attribute, &status);
-  if (status != noErr) SetUnknown(isUnknown);
+  if (status != noErr) SetUnknown(isUnreadable);
   if (!instant) return std::nullopt;
   const std::optional<std::string> text = DescribeDate(CalendarDateFromTimestamp(*instant), format);
   if (!text) return std::nullopt;
@@ -58,14 +59,14 @@ std::optional<std::u16string> CopyDateKey(const FSRef& item, DateAttribute attri
 
 std::optional<DateLocale> gDateLocale;
 
-std::optional<std::u16string> CopyFileTypeKey(const FSRef& item, bool* isUnknown) {
+std::optional<std::u16string> CopyFileTypeKey(const FSRef& item, bool* isUnreadable) {
   FSCatalogInfo info;
   const Status status =
       FSGetCatalogInfo(item, kFSCatInfoFinderInfo, &info, nullptr, nullptr, nullptr);
   if (status == noErr && info.finderInfo.fileType != 0) {
     if (std::optional<std::u16string> key = TextOfFileType(info.finderInfo.fileType)) return key;
   }
-  return CopyMappedType(item, isUnknown);
+  return CopyMappedType(item, isUnreadable);
 }
 
 std::optional<std::u16string> CopyMimeTypeKey(const std::optional<CFURL>& url) {
@@ -83,13 +84,13 @@ std::optional<std::u16string> CopyMimeTypeKey(const std::optional<CFURL>& url) {
 }
 
 std::optional<std::u16string> CopyYearKey(const FSRef& item, DateAttribute attribute,
-                                          bool* isUnknown) {
-  return CopyDateKey(item, attribute, kYearFormat, isUnknown);
+                                          bool* isUnreadable) {
+  return CopyDateKey(item, attribute, kYearFormat, isUnreadable);
 }
 
 std::optional<std::u16string> CopyDayKey(const FSRef& item, DateAttribute attribute,
-                                         bool* isUnknown) {
-  return CopyDateKey(item, attribute, kDayFormat, isUnknown);
+                                         bool* isUnreadable) {
+  return CopyDateKey(item, attribute, kDayFormat, isUnreadable);
 }
 
 std::optional<std::string> DescribeDate(const std::optional<NSCalendarDate>& date,

@@ -9,31 +9,31 @@
 #include "platform/managers/file_manager.h"
 #include "platform/managers/urls.h"
 
-// Keys: the names of the folders that items are filed into. A key is used to the letter; an item
-// without one stays where it is. No rule reports anything. `*isUnknown`, where it is given, is set
-// to true when there is no key because the item could not be asked, and otherwise left alone.
+// Keys: the names of the folders that items are filed into. A key is used verbatim; an item without
+// a key stays where it is. No function here reports a failure. `*isUnreadable`, if not null, is set
+// to true if there is no key because the item could not be read; otherwise it is not written.
 namespace tessary {
 
-// The locale of the day key's month names, or none for the English ones. Start-up is its only
-// writer; later changes of the user's settings do not reach it.
+// The locale of the month names in day keys; none means English. Written at start-up only, so that
+// later changes of the user's settings have no effect on this process.
 extern std::optional<DateLocale> gDateLocale;
 
-// The file's own four-character type, a trailing blank included; where it has none, the type that
-// the extension map holds for its extension in lower case; else none.
-std::optional<std::u16string> CopyFileTypeKey(const FSRef& item, bool* isUnknown = nullptr);
+// Returns the file's own four-character type, trailing spaces included. If the file has none:
+// the type to which the extension map maps its lowercased extension. Otherwise none.
+std::optional<std::u16string> CopyFileTypeKey(const FSRef& item, bool* isUnreadable = nullptr);
 
-// The MIME type of the URL's extension, "application/" and the extension where that is unknown;
-// none without a URL or an extension. Holds a "/" but names one folder.
+// Returns the MIME type of the URL's extension, or "application/" and the extension if it has no
+// known type. Returns none without a URL or an extension. The key holds a "/" but names one folder.
 std::optional<std::u16string> CopyMimeTypeKey(const std::optional<CFURL>& url);
 
-// The year ("2009") and the day ("Mar 04, 2009") of the item's date in local time, a link being
-// dated by its target; none where the item has no path or no such date.
+// Return the year ("2009") or the day ("Mar 04, 2009") of the item's date in local time. A symbolic
+// link has the date of its target. None if the item has no path or no such date.
 std::optional<std::u16string> CopyYearKey(const FSRef& item, DateAttribute attribute,
-                                          bool* isUnknown = nullptr);
+                                          bool* isUnreadable = nullptr);
 std::optional<std::u16string> CopyDayKey(const FSRef& item, DateAttribute attribute,
-                                         bool* isUnknown = nullptr);
+                                         bool* isUnreadable = nullptr);
 
-// Describes the date with gDateLocale; none without a date or a format.
+// Formats the date with the month names of gDateLocale. Returns none without a date or a format.
 std::optional<std::string> DescribeDate(const std::optional<NSCalendarDate>& date,
                                         std::optional<std::string_view> format);
 

@@ -19,15 +19,13 @@ namespace {
 constexpr size_t kRunPathSize = 2048;
 constexpr size_t kExpectedKeys = 50;
 
-// The path under which a run handles an object; none for an object that is gone, and for a path
-// that does not fit.
+// Returns none if the object does not exist or its path does not fit.
 std::optional<std::string> MakeRunPath(const FSRef& ref) {
   std::array<char, kRunPathSize> path;
   if (FSRefMakePath(ref, path.data(), path.size()) != noErr) return std::nullopt;
   return std::string(path.data());
 }
 
-// Tells the observer what it is to be told, if anything.
 void ReportOutcome(const std::optional<ItemOutcome>& outcome, const std::string& path) {
   if (outcome) ObserveItem(path, *outcome);
 }
@@ -36,7 +34,7 @@ void ReportItem(const std::optional<ItemOutcome>& outcome, const FSRef& item) {
   if (outcome) ReportOutcome(outcome, StringWithFSRef(&item).value_or(""));
 }
 
-// Without a path, which would take memory too.
+// Reports no path: making one would need memory.
 void ReportOutOfMemory(const std::optional<ItemOutcome>& outcome) {
   NSLog(kOutOfMemory);
   ReportOutcome(outcome, "");
@@ -44,21 +42,21 @@ void ReportOutOfMemory(const std::optional<ItemOutcome>& outcome) {
 
 struct KeyFolder {
   std::string path;
-  FSRef ref;  // as it was when the path was made
+  FSRef ref;  // of the object that had the path when the folder was added
 };
 
-// The key folders met in one pass, so that each is looked up or made once.
+// The key folders of one pass, so that each is looked up or created once.
 class KeyFolderTable {
  public:
   explicit KeyFolderTable(const FSRef& parent) : parent_(parent) {
     folders_.reserve(kExpectedKeys);
   }
 
-  // The folder for a key, or null where there is none to be had. That is not remembered: the next
-  // item of the key tries again.
-  const KeyFolder* FindOrMake(const std::u16string& key) {
-    const auto known = folders_.find(key);
-    if (known != folders_.end()) return &known->second;
+  // Returns the folder for a key, or null if it cannot be looked up or created. A failure is not
+  // remembered: the next item with the key tries again.
+  const KeyFolder* FindOrCreate(const std::u16string& key) {
+    const auto entry = folders_.find(key);
+    if (entry != folders_.end()) return &entry->second;
     FSRef folder;
     if (GetOrCreateKeyFolder(parent_, key, &folder) != noErr) return nullptr;
     std::optional<std::string> path = MakeRunPath(folder);
@@ -71,32 +69,40 @@ class KeyFolderTable {
   std::unordered_map<std::u16string, KeyFolder> folders_;
 };
 
-// One item of a pass, on its way from the listing to its key folder.
+// Takes one item of a pass from the listing to its key folder.
 class PassItem {
  public:
   PassItem(const FSRef& item, const FSRef& parent, const PassRules& rules)
       : item_(item), parent_(parent), rules_(rules) {}
 
-  void Process(KeyFolderTable* table) try {
-    const FSStatCacheScope step;
-    if (Prepare(table)) Transfer();
-  } catch (const std::bad_alloc&) {
-    ReportOutOfMemory(rules_.onUnlogged);
-  }
+  void Process(KeyFolderTable* table);
 
  private:
-  // Works out where the item goes. False where it goes nowhere, of which has been told.
+  // Finds the item's path and key folder. Returns false if the item is not to be transferred; that
+  // has then been reported.
   bool Prepare(KeyFolderTable* table);
 
-  void Transfer() const;
-  bool TransferToFolder(bool* wasInPlace) const;
+  void ReportTransfer(bool isFiled, bool wasInPlace) const;
 
   const FSRef& item_;
   const FSRef& parent_;
   const PassRules& rules_;
-  std::string path_;
+  std::string path_;  // this and folder_ are set by Prepare
   const KeyFolder* folder_ = nullptr;
 };
+
+void PassItem::Process(KeyFolderTable* table) try {
+  const FSStatCacheScope statCache;
+  if (!Prepare(table)) return;
+  rules_.reportProgress("Moving: " + path_);
+  const bool copy = rules_.isCopyWanted();
+  bool wasInPlace = false;
+  const bool isFiled = TryFastTransfer(item_, parent_, folder_->ref, copy, &wasInPlace) ||
+                       TransferItemAtPath(path_, folder_->path, copy, &wasInPlace);
+  ReportTransfer(isFiled, wasInPlace);
+} catch (const std::bad_alloc&) {
+  ReportOutOfMemory(rules_.onUnlogged);
+}
 
 bool PassItem::Prepare(KeyFolderTable* table) {
   if (!FSIsFSRefValid(item_)) {
@@ -106,14 +112,14 @@ bool PassItem::Prepare(KeyFolderTable* table) {
     return false;
   }
   if (IsHiddenItem(item_)) return false;
-  bool isUnknown = false;
-  const std::optional<std::u16string> key = rules_.copyKey(item_, &isUnknown);
-  // No folder can bear the empty key, which a name that ends in "." has.
+  bool isUnreadable = false;
+  const std::optional<std::u16string> key = rules_.copyKey(item_, &isUnreadable);
+  // A name that ends in "." has the empty key, which cannot name a folder.
   if (!key || key->empty()) {
-    ReportItem(isUnknown ? rules_.onUnlogged : rules_.onNoKey, item_);
+    ReportItem(isUnreadable ? rules_.onUnlogged : rules_.onNoKey, item_);
     return false;
   }
-  folder_ = table->FindOrMake(*key);
+  folder_ = table->FindOrCreate(*key);
   std::optional<std::string> path = folder_ != nullptr ? MakeRunPath(item_) : std::nullopt;
   if (!path) {
     ReportItem(rules_.onUnlogged, item_);
@@ -123,23 +129,14 @@ bool PassItem::Prepare(KeyFolderTable* table) {
   return true;
 }
 
-void PassItem::Transfer() const {
-  rules_.reportProgress("Moving: " + path_);
-  bool wasInPlace = false;
-  if (TransferToFolder(&wasInPlace)) {
+void PassItem::ReportTransfer(bool isFiled, bool wasInPlace) const {
+  if (isFiled) {
     ReportOutcome(wasInPlace ? rules_.onInPlace : rules_.onFiled, path_);
     return;
   }
   NSLog("The file \"" + path_ + "\" could not be moved to \"" + folder_->path +
         "\". A file by the same name may exists there already.");
   ReportOutcome(rules_.onFailed, path_);
-}
-
-bool PassItem::TransferToFolder(bool* wasInPlace) const {
-  const bool copy = rules_.isCopyWanted();
-  const auto tryFastTransfer = copy ? TryFastCopy : TryFastMove;
-  if (tryFastTransfer(item_, parent_, folder_->ref, wasInPlace)) return true;
-  return TransferItemAtPath(path_, folder_->path, copy, wasInPlace);
 }
 
 }  // namespace

@@ -23,21 +23,22 @@ namespace {
 
 constexpr int kStatusLine = 1;
 
-void ShowInStatusLine(const std::string& text) { ReportProgressText(text, kStatusLine); }
-
-void ShowInLog(const std::string& text) { NSLog(text); }
+void ShowInStatusLine(const std::string& text) {
+  const auto& showProgressText = GetEngineHooks().showProgressText;
+  if (showProgressText) showProgressText(text, kStatusLine);
+}
 
 bool IsCopyChosen() { return GetFileOperation() == kFileOperationCopy; }
 
-std::optional<std::u16string> CopyExtensionKey(const FSRef& item, bool* isUnknown) {
+std::optional<std::u16string> CopyExtensionKey(const FSRef& item, bool* isUnreadable) {
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
-  if (!url) *isUnknown = true;
+  if (!url) *isUnreadable = true;
   return url ? CFURLCopyPathExtension(*url) : std::nullopt;
 }
 
-std::optional<std::u16string> CopyMimeTypeKeyOfItem(const FSRef& item, bool* isUnknown) {
+std::optional<std::u16string> CopyMimeTypeKeyOfItem(const FSRef& item, bool* isUnreadable) {
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
-  if (!url) *isUnknown = true;
+  if (!url) *isUnreadable = true;
   return CopyMimeTypeKey(url);
 }
 
@@ -45,8 +46,8 @@ void ReportUnlistedFolder(const FSRef& folder) {
   ObserveItem(StringWithFSRef(&folder).value_or(""), ItemOutcome::kFolderNotListed);
 }
 
-// Tells of a child that cannot be looked at, if it is a folder as far as can be known: nobody else
-// will, whereas a file is met again by the pass over its folder. One that is gone holds nothing.
+// Reports a child that cannot be read, unless it is known not to be a folder or does not exist.
+// Only folders need this: the pass over the parent folder reports an unreadable file.
 void ReportUnreadableFolder(const FSRef& child) {
   uint8_t isFolder = 0;
   const Status status = GetNodeIdAndKind(child, nullptr, &isFolder);
@@ -54,28 +55,28 @@ void ReportUnreadableFolder(const FSRef& child) {
   if (!isOther && status != fnfErr) ReportUnlistedFolder(child);
 }
 
-// True for a child that a run looks into.
+// Returns true for a plain folder that is not hidden.
 bool IsFolderToEnter(const FSRef& child) {
   if (!FSMayBeFolder(child)) return false;
-  const FSStatCacheScope step;
-  bool isUnknown = false;
+  const FSStatCacheScope statCache;
+  bool isUnreadable = false;
   if (FSIsFSRefValid(child)) {
     if (IsHiddenItem(child)) return false;
-    if (IsPlainFolder(child, &isUnknown)) return true;
+    if (IsPlainFolder(child, &isUnreadable)) return true;
   } else {
-    isUnknown = true;
+    isUnreadable = true;
   }
-  if (isUnknown) ReportUnreadableFolder(child);
+  if (isUnreadable) ReportUnreadableFolder(child);
   return false;
 }
 
-// One folder that memory did not do for is left, and the run goes on.
+// The run goes on with the next folder. Reports no path: making one would need memory.
 void ReportOutOfMemory() {
   NSLog(kOutOfMemory);
   ObserveItem("", ItemOutcome::kFolderNotListed);
 }
 
-// Calls `enter` with each child of the folder that a run looks into.
+// Calls `enter` with each child that is a folder to enter.
 template <typename Enter>
 void EnterSubfolders(const FSRef& folder, Enter enter) {
   bool isListed = false;
@@ -139,10 +140,11 @@ void AggregateByExtension(const FSRef& folder, const FSRef* destination) {
            .isCopyWanted = IsCopyChosen});
 }
 
-// No window is refreshed while a run goes by file type or by date: their progress is in the log.
+// By file type and by date the progress text goes to the log, and no window is refreshed until the
+// run ends. This difference between the kinds is deliberate.
 void AggregateByFileType(const FSRef& folder, const FSRef* destination) {
   RunPass(folder, destination,
-          {.copyKey = CopyFileTypeKey, .reportProgress = ShowInLog, .isCopyWanted = IsCopyChosen});
+          {.copyKey = CopyFileTypeKey, .reportProgress = NSLog, .isCopyWanted = IsCopyChosen});
 }
 
 void AggregateByMimeType(const FSRef& folder, const FSRef* destination) {
@@ -164,18 +166,18 @@ void AggregateByDate(const FSRef& folder, const FSRef& destination, DateAttribut
 void AggregateByDateLevel(const FSRef& folder, const FSRef* destination, DateAttribute attribute,
                           DateLevel level, bool copy) {
   PassRules rules;
-  rules.reportProgress = ShowInLog;
+  rules.reportProgress = NSLog;
   rules.isCopyWanted = [copy] { return copy; };
   if (level == DateLevel::kYear) {
-    rules.copyKey = [attribute](const FSRef& item, bool* isUnknown) {
-      return CopyYearKey(item, attribute, isUnknown);
+    rules.copyKey = [attribute](const FSRef& item, bool* isUnreadable) {
+      return CopyYearKey(item, attribute, isUnreadable);
     };
-    // The day level meets these again and tells what becomes of them.
+    // The day level lists these items again and reports their outcome.
     rules.onFiled = std::nullopt;
     rules.onInPlace = std::nullopt;
   } else {
-    rules.copyKey = [attribute](const FSRef& item, bool* isUnknown) {
-      return CopyDayKey(item, attribute, isUnknown);
+    rules.copyKey = [attribute](const FSRef& item, bool* isUnreadable) {
+      return CopyDayKey(item, attribute, isUnreadable);
     };
     rules.onNoKey = ItemOutcome::kSkippedInYearFolder;
     rules.onFailed = ItemOutcome::kFailedInYearFolder;

@@ -5,51 +5,49 @@
 
 #include "platform/managers/file_manager.h"
 
-// What the engine needs of the shell above it. Start-up supplies it; whatever is not supplied is
-// simply not called.
+// Hooks through which the engine calls the layers above it. The program fills in the hooks that it
+// needs; the others are not called.
 namespace tessary {
 
-// What became of one item of a run. A run by date files an item in two steps and tells of it when
-// it has reached its day folder or will not.
+// What became of one item of a run. A run by date files an item in two steps, year and day, and
+// reports it when it is in its day folder or when it is clear that it will not get there.
 enum class ItemOutcome {
   kFiled,           // moved or copied into its key folder
-  kFailed,          // could not be filed; the log names it
-  kFailedUnlogged,  // could not be filed, and the log does not name it
-  kSkipped,         // has no key, or lay in its key folder already
+  kFailed,          // not filed; the log names the item
+  kFailedUnlogged,  // not filed; the log does not name the item
+  kSkipped,         // has no key, or was already in its key folder
 
-  // A folder whose items a run would have filed, had it been able to list them. Told each time that
-  // it is tried: for its subfolders, and for its own files.
+  // A folder that cannot be listed, so that its items are not filed. Reported for each attempt: one
+  // for its subfolders, one for its own files.
   kFolderNotListed,
 
-  // Failed and passed over, of an item that a run by date found in a year folder and that stays
-  // there. The run comes by there once for every folder that it visits, and tells of it each time.
+  // The outcomes above for an item that a run by date finds in a year folder and that stays there.
+  // The run lists the year folders once for each source folder that it visits, and reports such an
+  // item each time.
   kFailedInYearFolder,
   kFailedUnloggedInYearFolder,
   kSkippedInYearFolder,
 };
 
+// All hooks are called on the thread of the run.
 struct EngineHooks {
-  // Shows a text to the user, 1 as the target naming the status line.
+  // Shows a progress text to the user. `target` is always 1, the status line.
   std::function<void(const std::string& text, int target)> showProgressText = nullptr;
 
-  // Starts a run on a source that ResolveRunSource has decided on.
+  // Starts a run on the source that ResolveRunSource has found.
   std::function<void(const FSRef& source)> runAggregation = nullptr;
 
-  // Told of each item once its fate is known. `path` is the item's POSIX path before it was filed,
-  // empty where it has none.
+  // Receives the outcome of each item. `path` is the item's POSIX path before it was filed, or
+  // empty if it has none.
   std::function<void(const std::string& path, ItemOutcome outcome)> observeItem = nullptr;
 };
 
-// Supplies the hooks, replacing those supplied before. Called by start-up and, for the observer, by
-// the program's front.
+// Replaces all hooks.
 void SetEngineHooks(EngineHooks hooks);
 
-// The hooks supplied last.
 const EngineHooks& GetEngineHooks();
 
-// Show a text, start a run, tell of an item: through the hooks, doing nothing where there is none.
-void ReportProgressText(const std::string& text, int target);
-void StartRun(const FSRef& source);
+// Calls the hook `observeItem` if there is one.
 void ObserveItem(const std::string& path, ItemOutcome outcome);
 
 }  // namespace tessary

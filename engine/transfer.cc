@@ -31,7 +31,7 @@ void LogMoved(const FSRef& newItem, const FSRef& folder) {
   NSLog(line);
 }
 
-// Removes the name of an object that the catalog would not delete. True when it is gone.
+// Unlinks an item that the catalog could not delete. Returns true if it is gone.
 bool UnlinkItem(const FSRef& item) {
   std::array<char, kUnlinkPathSize> path;
   if (FSRefMakePath(item, path.data(), path.size()) != noErr) return false;
@@ -41,20 +41,6 @@ bool UnlinkItem(const FSRef& item) {
   return false;
 }
 
-// Makes way for the item where its name is taken. The distinct name that it needs after that; none
-// where it can keep its own.
-std::optional<std::u16string> ResolveNameConflict(const FSRef& item, const FSRef& folder) {
-  FSRef taken;
-  const std::optional<std::u16string> name = GetItemNameString(item);
-  if (!name) return std::nullopt;
-  const bool nameExists = MakeChildRef(folder, *name, &taken);
-  if (!nameExists && !FSHasOrphanedSidecar(folder, *name)) return std::nullopt;
-  // Whether it was removed or not, the name is looked up again.
-  if (nameExists) (void)RemoveSameNamedItem(item, folder);
-  return MakeDistinctName(folder, item);
-}
-
-// The name without its last "." and extension.
 std::u16string RemoveExtension(std::u16string name, const std::u16string& extension) {
   const std::u16string suffix = u"." + extension;
   const size_t position = name.rfind(suffix);
@@ -62,36 +48,30 @@ std::u16string RemoveExtension(std::u16string name, const std::u16string& extens
   return name;
 }
 
-using FastTransfer = Status (*)(const FSRef& item, const FSRef& folder, FSRef* newItem);
+}  // namespace
 
-bool TryFastTransfer(const FSRef& item, const FSRef& parent, const FSRef& folder,
-                     FastTransfer transfer, bool* wasInPlace) {
+bool TryFastTransfer(const FSRef& item, const FSRef& parent, const FSRef& folder, bool copy,
+                     bool* wasInPlace) {
   *wasInPlace = false;
   if (FSMayBeFolder(item) || !FSIsFSRefValid(folder)) return false;
   if (FSCompareFSRefs(folder, parent) == noErr) {
     *wasInPlace = true;
     return true;
   }
+  if (GetPreserveComments()) return false;
   FSRef newItem;
-  if (GetPreserveComments() || transfer(item, folder, &newItem) != noErr) return false;
+  // The name is not looked up first: both fail without a change if it exists.
+  const Status status =
+      copy ? FSTryFastCopy(item, folder, &newItem) : FSTryFastMove(item, folder, &newItem);
+  if (status != noErr) return false;
   LogMoved(newItem, folder);
   return true;
-}
-
-}  // namespace
-
-bool TryFastMove(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace) {
-  return TryFastTransfer(item, parent, folder, FSTryFastMove, wasInPlace);
-}
-
-bool TryFastCopy(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace) {
-  return TryFastTransfer(item, parent, folder, FSTryFastCopy, wasInPlace);
 }
 
 bool TransferItemAtPath(const std::string& itemPath, const std::string& folderPath, bool copy,
                         bool* wasInPlace) {
   if (wasInPlace != nullptr) *wasInPlace = false;
-  const FSStatCacheScope step;
+  const FSStatCacheScope statCache;
   FSRef item;
   if (FSPathMakeRef(itemPath.c_str(), &item) != noErr) return false;
   FSRef folder;
@@ -116,8 +96,10 @@ Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool
     return noErr;
   }
 
-  const std::optional<std::u16string> distinctName = ResolveNameConflict(item, folder);
-  // Taken while the item still is where it was.
+  // Whether or not an item was deleted, MakeDistinctName looks the name up.
+  (void)RemoveSameNamedItem(item, folder);
+  const std::optional<std::u16string> distinctName = MakeDistinctName(folder, item);
+  // Read before a move, while the item's path is valid.
   const std::optional<std::u16string> comment =
       GetPreserveComments() ? CopyFinderCommentOrNull(item) : std::nullopt;
   const std::u16string* newName = distinctName ? &*distinctName : nullptr;
@@ -127,7 +109,8 @@ Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool
     NSLog("An error occurred: " + std::to_string(status));
     return status;
   }
-  // An item that has arrived without its comment counts as failed, and is told of as moved.
+  // An item whose comment could not be written counts as failed, and yet is logged as moved,
+  // because it is in the folder.
   if (comment) status = SetFinderComment(newItem, &*comment, gWaitIdleUPP);
   LogMoved(*newItem, folder);
   return status;
@@ -136,17 +119,17 @@ Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool
 bool RemoveSameNamedItem(const FSRef& item, const FSRef& folder) {
   const std::optional<std::u16string> name = GetItemNameString(item);
   if (!name) return false;
-  FSRef taken;
-  if (!MakeChildRef(folder, *name, &taken)) return false;
+  FSRef existing;
+  if (!MakeChildRef(folder, *name, &existing)) return false;
   if (!GetReplaceFilesBySameName()) return false;
-  return FSDeleteObject(taken) == noErr || UnlinkItem(taken);
+  return FSDeleteObject(existing) == noErr || UnlinkItem(existing);
 }
 
 std::optional<std::u16string> MakeDistinctName(const FSRef& folder, const FSRef& item) {
   const std::optional<std::u16string> name = GetItemNameString(item);
   if (!name) return std::nullopt;
-  FSRef taken;
-  if (!MakeChildRef(folder, *name, &taken) && !FSHasOrphanedSidecar(folder, *name)) {
+  FSRef existing;
+  if (!MakeChildRef(folder, *name, &existing) && !FSHasOrphanedSidecar(folder, *name)) {
     return std::nullopt;
   }
 

@@ -5,48 +5,44 @@
 
 #include "platform/managers/file_manager.h"
 
-// Filing one item into its key folder.
+// Moves or copies one item into its key folder.
 namespace tessary {
 
-// The usual move, by one rename: of an item that is no folder, as it was listed in `parent`, under
-// its own name, which is free in `folder`. True when it is there, which includes one that lies
-// there already; `*wasInPlace` tells that case apart and is written always. False, with nothing
-// changed and nothing told, wherever anything else has to be done or has gone wrong: that is the
-// affair of TransferItemAtPath. Called in the step in which the item was found valid, it takes no
-// further look at it.
-bool TryFastMove(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace);
+// The fast path: transfers an item that is not a folder under its own name, by one rename or, if
+// `copy` is set, as the copy of a small file. `parent` is the folder in which the item was listed.
+// Returns true if the item is now in `folder`, or was already (`*wasInPlace`, always written).
+// Returns false if the fast path does not apply or fails; then nothing has been changed or logged,
+// and TransferItemAtPath does the transfer. Call it in the FSStatCacheScope in which the item was
+// found valid: the item is not looked up again.
+bool TryFastTransfer(const FSRef& item, const FSRef& parent, const FSRef& folder, bool copy,
+                     bool* wasInPlace);
 
-// The usual copy in the same way, of a small file.
-bool TryFastCopy(const FSRef& item, const FSRef& parent, const FSRef& folder, bool* wasInPlace);
-
-// Moves the item at `itemPath`, or copies it where `copy` is set, into the folder at `folderPath`.
-// True on success, which includes an item that lies there already; `*wasInPlace`, where it is
-// given, tells that case apart and is written always. On failure the item stays where it is, or,
-// when only its comment could not be carried over, is in the folder without it. The log then has
-// the status, but nothing of a comment or of an item that cannot be found: whoever calls tells of
-// the failure in any case.
+// Moves the item at `itemPath`, or copies it if `copy` is set, into the folder at `folderPath`.
+// Returns true on success, also if the item is already in that folder (`*wasInPlace`, if not null,
+// always written). On failure the item is where it was; if only its comment could not be written,
+// it is in the folder, without the comment. The log then has the status, except for an item that
+// does not exist and for a comment: the caller logs that the item failed.
 bool TransferItemAtPath(const std::string& itemPath, const std::string& folderPath, bool copy,
                         bool* wasInPlace = nullptr);
 
-// The same on references. Makes way first: an item of the same name is deleted when the settings
-// say so, otherwise the newcomer gets a distinct name. The item's comment is carried over when the
-// settings say so and it has one. `*newItem` is written when the item was moved or copied. Answers
-// the status of the move or copy, after that the one of writing the comment, the one with which the
-// item's folder could not be told, or paramErr, touching nothing, when `newItem` is null. What was
-// deleted to make way is gone also when the item then fails.
-// `*wasInPlace` as above.
+// Transfers an item by reference. If its name exists in the folder, the existing item is deleted or
+// the incoming item gets a distinct name, as the settings say; an item that was deleted is gone
+// even if the transfer then fails. The comment is carried over if the settings say so.
+// `*newItem` is written once the item has been moved or copied; `*wasInPlace` as above.
+// Returns noErr, the status of reading the item's parent, of the move or copy, or of writing the
+// comment, or paramErr if `newItem` is null (nothing is touched).
 Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool copy,
                     bool* wasInPlace = nullptr);
 
-// Deletes the folder's item of the same name, when there is one and the settings say so. True when
-// it was deleted. A folder or package that is not empty stays, and the log says so.
+// Deletes the folder's item of the same name if there is one and the settings say so. Returns true
+// if it was deleted. A folder or package that is not empty stays, and the log has the reason.
 bool RemoveSameNamedItem(const FSRef& item, const FSRef& folder);
 
-// The name under which the item can go into the folder when its own is taken: without the last "."
-// and extension, " - ", a new UUID, "." and the extension. None when its own name is free, which it
-// is not where a sidecar waits for whatever gets the name; none also where the item has no name or
-// URL or no UUID is to be had, and the item is then tried under its own name. The result may be
-// longer than a name can be.
+// Makes the name for an item whose own name is not free in the folder: the name without its last
+// "." and extension, " - ", a new UUID, "." and the extension. The result may be longer than a name
+// can be. Returns none if the item's own name is free: no item has it, and no sidecar lies there
+// that an item of that name would get. Also returns none if the item has no name or URL, or if no
+// UUID can be made; the transfer then uses the item's own name.
 std::optional<std::u16string> MakeDistinctName(const FSRef& folder, const FSRef& item);
 
 }  // namespace tessary

@@ -162,9 +162,9 @@ TEST_F(RunApplicationTest, LendsTheEngineItsTextsAndRunsAndLeavesTheObserver) {
   int observed = 0;
   SetEngineHooks({.observeItem = [&](const std::string&, ItemOutcome) { ++observed; }});
   EXPECT_EQ(noErr, RunProgram([&] {
-              ReportProgressText("from below", 1);
+              GetEngineHooks().showProgressText("from below", 1);
               EXPECT_EQ("from below", Main().ControlOf(1).Text());
-              StartRun(RefAt(MakeSource()));
+              GetEngineHooks().runAggregation(RefAt(MakeSource()));
               EXPECT_EQ(1U, system_.Panels().size());
               ObserveItem("/a", ItemOutcome::kFiled);
             }));

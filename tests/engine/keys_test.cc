@@ -215,9 +215,9 @@ TEST_F(DateKeysTest, DateALinkByItsTarget) {
   EXPECT_EQ("2009", Text(CopyYearKey(RefAt(InSource("link")), kModified)));
   EXPECT_EQ("Mar 04, 2009", Text(CopyDayKey(RefAt(InSource("link")), kModified)));
   for (const std::string name : {"dangling", "loop"}) {
-    bool isUnknown = false;
-    EXPECT_EQ("(none)", Text(CopyYearKey(RefAt(InSource(name)), kModified, &isUnknown))) << name;
-    EXPECT_FALSE(isUnknown) << name;
+    bool isUnreadable = false;
+    EXPECT_EQ("(none)", Text(CopyYearKey(RefAt(InSource(name)), kModified, &isUnreadable))) << name;
+    EXPECT_FALSE(isUnreadable) << name;
     EXPECT_EQ("(none)", Text(CopyDayKey(RefAt(InSource(name)), kModified))) << name;
     EXPECT_EQ("(none)", Text(CopyYearKey(RefAt(InSource(name)), kCreated))) << name;
   }
@@ -227,15 +227,15 @@ TEST_F(DateKeysTest, AreNoneForAnItemThatIsGone) {
   WriteFile(InSource("a.txt"));
   const FSRef ref = RefAt(InSource("a.txt"));
   ASSERT_EQ(0, unlink(InSource("a.txt").c_str()));
-  bool isUnknown = false;
-  EXPECT_EQ("(none)", Text(CopyYearKey(ref, kModified, &isUnknown)));
-  EXPECT_TRUE(isUnknown);
-  isUnknown = false;
-  EXPECT_EQ("(none)", Text(CopyDayKey(FSRef{}, kModified, &isUnknown)));
-  EXPECT_TRUE(isUnknown);
-  isUnknown = false;
-  EXPECT_EQ("(none)", Text(CopyFileTypeKey(ref, &isUnknown)));
-  EXPECT_TRUE(isUnknown);
+  bool isUnreadable = false;
+  EXPECT_EQ("(none)", Text(CopyYearKey(ref, kModified, &isUnreadable)));
+  EXPECT_TRUE(isUnreadable);
+  isUnreadable = false;
+  EXPECT_EQ("(none)", Text(CopyDayKey(FSRef{}, kModified, &isUnreadable)));
+  EXPECT_TRUE(isUnreadable);
+  isUnreadable = false;
+  EXPECT_EQ("(none)", Text(CopyFileTypeKey(ref, &isUnreadable)));
+  EXPECT_TRUE(isUnreadable);
 }
 
 TEST_F(DateKeysTest, TakeTheMonthNamesOfTheDateLocale) {

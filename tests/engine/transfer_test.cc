@@ -33,6 +33,20 @@ class TransferTest : public EngineFixture {
     return TransferItemAtPath(InSource(name), destination_, /*copy=*/true);
   }
 
+  enum class Transfer { kFiled, kInPlace, kNotFiled };
+
+  // Tries the fast path for an item of the source folder.
+  Transfer TryFast(const std::string& name, const FSRef& folder, bool copy) const {
+    bool wasInPlace = true;
+    const bool isFiled =
+        TryFastTransfer(RefAt(InSource(name)), RefAt(source_), folder, copy, &wasInPlace);
+    if (!isFiled) {
+      EXPECT_FALSE(wasInPlace);
+      return Transfer::kNotFiled;
+    }
+    return wasInPlace ? Transfer::kInPlace : Transfer::kFiled;
+  }
+
   std::string DistinctNameOf(const std::string& name) const {
     const std::optional<std::u16string> distinctName =
         MakeDistinctName(RefAt(destination_), RefAt(InSource(name)));
@@ -40,92 +54,59 @@ class TransferTest : public EngineFixture {
   }
 };
 
-using TryFastMoveTest = TransferTest;
-using TryFastCopyTest = TransferTest;
+using TryFastTransferTest = TransferTest;
 using TransferItemAtPathTest = TransferTest;
 using TransferItemTest = TransferTest;
 using RemoveSameNamedItemTest = TransferTest;
 using MakeDistinctNameTest = TransferTest;
 
-TEST_F(TryFastMoveTest, MovesOrLeavesInPlace) {
-  WriteFile(InSource("a.txt"), "a");
-  bool wasInPlace = true;
-  EXPECT_TRUE(
-      TryFastMove(RefAt(InSource("a.txt")), RefAt(source_), RefAt(destination_), &wasInPlace));
-  EXPECT_FALSE(wasInPlace);
-  EXPECT_EQ("a", ReadFile(InDestination("a.txt")));
-  EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
-  EXPECT_TRUE(TryFastMove(RefAt(InDestination("a.txt")), RefAt(destination_), RefAt(destination_),
-                          &wasInPlace));
-  EXPECT_TRUE(wasInPlace);
-  EXPECT_EQ(1U, Messages().size());
+TEST_F(TryFastTransferTest, MovesOrCopies) {
+  for (const bool copy : {false, true}) {
+    const std::string name = copy ? "copied" : "moved";
+    WriteFile(InSource(name), name);
+    EXPECT_EQ(Transfer::kFiled, TryFast(name, RefAt(destination_), copy));
+    EXPECT_EQ(name, ReadFile(InDestination(name)));
+    EXPECT_EQ(copy, Exists(InSource(name)));
+    EXPECT_EQ(MovedLine(name, "destination"), Messages().back());
+  }
 }
 
-TEST_F(TryFastMoveTest, LeavesEverythingElseAloneAndSaysNothing) {
-  WriteFile(InSource("a.txt"), "new");
-  WriteFile(InDestination("a.txt"), "old");
-  WriteFile(InSource("b.txt"), "b");
-  MakeFolder(InSource("Tool.app"));
-  MakeFolder(InDestination("gone"));
-  const FSRef gone = RefAt(InDestination("gone"));
-  ASSERT_EQ(0, rename(InDestination("gone").c_str(), InDestination("elsewhere").c_str()));
-  const auto move = [this](const std::string& name, const FSRef& folder) {
-    bool wasInPlace = true;
-    const bool isMoved = TryFastMove(RefAt(InSource(name)), RefAt(source_), folder, &wasInPlace);
-    EXPECT_FALSE(wasInPlace);
-    return isMoved;
-  };
-  EXPECT_FALSE(move("a.txt", RefAt(destination_)));
-  EXPECT_FALSE(move("Tool.app", RefAt(destination_)));
-  EXPECT_FALSE(move("b.txt", gone));
-  WritePreferencesInChild("PreserveComments = false\n");
-  EXPECT_FALSE(move("b.txt", RefAt(destination_)));
-  EXPECT_EQ("old", ReadFile(InDestination("a.txt")));
-  EXPECT_THAT(NamesIn(source_), ElementsAre("Tool.app", "a.txt", "b.txt"));
+TEST_F(TryFastTransferTest, KeepsItemInPlace) {
+  WriteFile(InSource("a.txt"), "a");
+  for (const bool copy : {false, true}) {
+    EXPECT_EQ(Transfer::kInPlace, TryFast("a.txt", RefAt(source_), copy));
+  }
+  EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt"));
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(TryFastCopyTest, CopiesOrLeavesInPlace) {
-  WriteFile(InSource("a.txt"), "a");
-  bool wasInPlace = true;
-  EXPECT_TRUE(
-      TryFastCopy(RefAt(InSource("a.txt")), RefAt(source_), RefAt(destination_), &wasInPlace));
-  EXPECT_FALSE(wasInPlace);
-  EXPECT_EQ("a", ReadFile(InDestination("a.txt")));
-  EXPECT_EQ("a", ReadFile(InSource("a.txt")));
-  EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
-  EXPECT_TRUE(TryFastCopy(RefAt(InDestination("a.txt")), RefAt(destination_), RefAt(destination_),
-                          &wasInPlace));
-  EXPECT_TRUE(wasInPlace);
-  EXPECT_THAT(NamesIn(destination_), ElementsAre("a.txt"));
-  EXPECT_EQ(1U, Messages().size());
-}
-
-TEST_F(TryFastCopyTest, LeavesEverythingElseAloneAndSaysNothing) {
+TEST_F(TryFastTransferTest, ChangesNothingOutsideTheFastPath) {
   WriteFile(InSource("a.txt"), "new");
   WriteFile(InDestination("a.txt"), "old");
   WriteFile(InSource("b.txt"), "b");
-  MakeLink("b.txt", InSource("link"));
   MakeFolder(InSource("Tool.app"));
   MakeFolder(InDestination("gone"));
   const FSRef gone = RefAt(InDestination("gone"));
   ASSERT_EQ(0, rename(InDestination("gone").c_str(), InDestination("elsewhere").c_str()));
-  WritePreferencesInChild(kReplace);
-  const auto copy = [this](const std::string& name, const FSRef& folder) {
-    bool wasInPlace = true;
-    const bool isCopied = TryFastCopy(RefAt(InSource(name)), RefAt(source_), folder, &wasInPlace);
-    EXPECT_FALSE(wasInPlace);
-    return isCopied;
-  };
-  EXPECT_FALSE(copy("a.txt", RefAt(destination_)));
-  EXPECT_FALSE(copy("link", RefAt(destination_)));
-  EXPECT_FALSE(copy("Tool.app", RefAt(destination_)));
-  EXPECT_FALSE(copy("b.txt", gone));
-  WritePreferencesInChild("PreserveComments = false\n");
-  EXPECT_FALSE(copy("b.txt", RefAt(destination_)));
+  for (const bool copy : {false, true}) {
+    WritePreferencesInChild(kReplace);
+    EXPECT_EQ(Transfer::kNotFiled, TryFast("a.txt", RefAt(destination_), copy)) << copy;
+    EXPECT_EQ(Transfer::kNotFiled, TryFast("Tool.app", RefAt(destination_), copy)) << copy;
+    EXPECT_EQ(Transfer::kNotFiled, TryFast("b.txt", gone, copy)) << copy;
+    WritePreferencesInChild("PreserveComments = false\n");
+    EXPECT_EQ(Transfer::kNotFiled, TryFast("b.txt", RefAt(destination_), copy)) << copy;
+  }
   EXPECT_EQ("old", ReadFile(InDestination("a.txt")));
+  EXPECT_THAT(NamesIn(source_), ElementsAre("Tool.app", "a.txt", "b.txt"));
   EXPECT_THAT(NamesIn(destination_), ElementsAre("a.txt", "elsewhere"));
   EXPECT_THAT(NamesIn(InDestination("elsewhere")), IsEmpty());
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(TryFastTransferTest, CopiesNoLink) {
+  MakeLink("nowhere", InSource("link"));
+  EXPECT_EQ(Transfer::kNotFiled, TryFast("link", RefAt(destination_), /*copy=*/true));
+  EXPECT_THAT(NamesIn(destination_), IsEmpty());
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
