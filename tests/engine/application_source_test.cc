@@ -15,15 +15,16 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 class ResolveRunSourceTest : public EngineFixture {};
+using FindRunSourceTest = ResolveRunSourceTest;
 
-TEST_F(ResolveRunSourceTest, UsesAnApplicationsResources) {
+TEST_F(ResolveRunSourceTest, UsesResourcesOfApplication) {
   WriteFile(InSource("Tool.app/Contents/Resources/a.txt"));
   ResolveRunSource(RefAt(InSource("Tool.app")));
   EXPECT_THAT(sources_, ElementsAre(InSource("Tool.app/Contents/Resources")));
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(ResolveRunSourceTest, UsesTheWholeApplicationOnlyForTheBooleanTrue) {
+TEST_F(ResolveRunSourceTest, ReadsSetting) {
   MakeFolder(InSource("Tool.app/Contents/Resources"));
   const struct {
     std::string text;
@@ -44,7 +45,7 @@ TEST_F(ResolveRunSourceTest, UsesTheWholeApplicationOnlyForTheBooleanTrue) {
   }
 }
 
-TEST_F(ResolveRunSourceTest, UsesEverythingElseAsItIs) {
+TEST_F(ResolveRunSourceTest, UsesOtherSourcesAsGiven) {
   MakeFolder(InSource("Plain/Contents/Resources"));
   MakeFolder(InSource("Kit.framework/Resources"));
   MakeFolder(InSource("Plug.bundle/Contents/Resources"));
@@ -62,13 +63,13 @@ TEST_F(ResolveRunSourceTest, UsesEverythingElseAsItIs) {
   }
 }
 
-TEST_F(ResolveRunSourceTest, UsesAnOldApplicationsResources) {
+TEST_F(ResolveRunSourceTest, UsesTopLevelResources) {
   MakeFolder(InSource("Old.app/Resources"));
   ResolveRunSource(RefAt(InSource("Old.app")));
   EXPECT_THAT(sources_, ElementsAre(InSource("Old.app/Resources")));
 }
 
-TEST_F(ResolveRunSourceTest, DoesNothingForAnApplicationWithoutResources) {
+TEST_F(ResolveRunSourceTest, IgnoresMissingResources) {
   MakeFolder(InSource("NoResources.app/Contents"));
   MakeFolder(InSource("Empty.app"));
   WriteFile(InSource("ResourcesFile.app/Contents/Resources"));
@@ -79,7 +80,7 @@ TEST_F(ResolveRunSourceTest, DoesNothingForAnApplicationWithoutResources) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(ResolveRunSourceTest, DoesNothingForAnApplicationThatIsASingleFile) {
+TEST_F(ResolveRunSourceTest, IgnoresSingleFileApplication) {
   WriteFile(InSource("Program"));
   if (!SetFinderInfo(InSource("Program"), "APPL", 0)) GTEST_SKIP() << "no attributes here";
   ResolveRunSource(RefAt(InSource("Program")));
@@ -87,7 +88,7 @@ TEST_F(ResolveRunSourceTest, DoesNothingForAnApplicationThatIsASingleFile) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(ResolveRunSourceTest, FindsWhatItWouldRunAndStartsNothing) {
+TEST_F(FindRunSourceTest, StartsNoRun) {
   MakeFolder(InSource("Tool.app/Contents/Resources"));
   MakeFolder(InSource("Empty.app"));
   const FSRef empty = RefAt(InSource("Empty.app"));
@@ -103,7 +104,7 @@ TEST_F(ResolveRunSourceTest, FindsWhatItWouldRunAndStartsNothing) {
   EXPECT_THAT(sources_, IsEmpty());
 }
 
-TEST_F(ResolveRunSourceTest, UsesASourceThatIsGoneAsItIs) {
+TEST_F(ResolveRunSourceTest, PassesOnMissingSource) {
   MakeFolder(InSource("Tool.app"));
   const FSRef ref = RefAt(InSource("Tool.app"));
   ASSERT_EQ(0, rmdir(InSource("Tool.app").c_str()));

@@ -17,7 +17,7 @@ struct Row {
   bool isApplication;
 };
 
-TEST(Classification, OfFolders) {
+TEST(Classification, Folders) {
   const TemporaryFolder folder;
   const Row rows[] = {
       {"Folder", true, false},         {".hidden", true, false},
@@ -35,7 +35,7 @@ TEST(Classification, OfFolders) {
   }
 }
 
-TEST(Classification, OfWhatIsNoFolder) {
+TEST(Classification, OtherItems) {
   const TemporaryFolder folder;
   WriteFile(folder / "file.txt");
   WriteFile(folder / "Tool.app");
@@ -52,7 +52,7 @@ TEST(Classification, OfWhatIsNoFolder) {
   }
 }
 
-TEST(Classification, ReadsTheFinderInformation) {
+TEST(Classification, FinderInformation) {
   const TemporaryFolder folder;
   MakeFolder(folder / "Bundle");
   MakeFolder(folder / "Invisible");
@@ -67,7 +67,7 @@ TEST(Classification, ReadsTheFinderInformation) {
   EXPECT_TRUE(IsApplicationItem(RefAt(folder / "Program")));
 }
 
-TEST(Classification, OfWhatCannotBeReadIsNeither) {
+TEST(Classification, UnreadableItems) {
   const TemporaryFolder folder;
   for (const std::string name : {"Plain", "Tool.app"}) {
     MakeFolder(folder / name);

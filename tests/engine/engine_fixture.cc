@@ -63,7 +63,7 @@ void EngineFixture::WritePreferencesInChild(const std::string& text) const {
   (void)std::fflush(stdout);
   const pid_t child = fork();
   if (child == 0) {
-    // By a rename, as a careful program writes it.
+    // A rename replaces the file atomically, as a careful program does.
     const std::string path = preferences_.PreferencesPath();
     WriteFile(path + ".new", text);
     _exit(std::rename((path + ".new").c_str(), path.c_str()) == 0 ? 0 : 1);

@@ -14,9 +14,8 @@
 
 namespace tessary::test {
 
-// The ground of a test of the engine: folders "source" and "destination" in the real file system, a
-// preferences file of its own with nothing in it, the captured log, and hooks that remember what
-// the engine tells the shell.
+// The fixture of the engine tests: folders "source" and "destination" in the real filesystem, an
+// empty preferences file, the captured log, and hooks that record their calls.
 class EngineFixture : public testing::Test {
  protected:
   EngineFixture();
@@ -25,18 +24,18 @@ class EngineFixture : public testing::Test {
   std::string InSource(const std::string& name) const { return source_ + "/" + name; }
   std::string InDestination(const std::string& name) const { return destination_ + "/" + name; }
 
-  // Runs the engine from the source folder into the destination folder.
+  // Runs AggregateFolder on the source and the destination folder.
   void Run() const;
 
-  // The log's messages, and those after its first line, which names the source.
+  // All messages of the log, and those after the first, which names the source.
   std::vector<std::string> Messages() const { return log_.Messages(); }
   std::vector<std::string> MessagesAfterFirst() const;
 
-  // Replaces the preferences file from another process, without this one taking any notice.
+  // Replaces the preferences file from another process.
   void WritePreferencesInChild(const std::string& text) const;
 
-  // Lets everybody look into the test's folders, as RunAsOrdinaryUser needs it, and gives
-  // everything in them to the ordinary user.
+  // Makes the ordinary user of RunAsOrdinaryUser the owner of the test's folders and of everything
+  // in them.
   void OpenToOrdinaryUser() const;
 
   const TemporaryFolder root_;
@@ -45,20 +44,20 @@ class EngineFixture : public testing::Test {
   const PreferencesFolder preferences_;
   CapturedLog log_;
 
-  std::vector<std::string> progress_;  // what was shown, with its target before it
-  std::vector<std::string> sources_;   // the paths of the sources that a run began on
+  std::vector<std::string> progress_;  // each progress text: target, space, text
+  std::vector<std::string> sources_;   // the paths of the sources of the runs that were started
   std::map<std::string, std::vector<ItemOutcome>> outcomes_;  // by path
-  std::function<void(const std::string&)> onProgress_;        // called with each text as well
-  std::function<void(const std::string&)> onItem_;            // called with each path as well
+  std::function<void(const std::string&)> onProgress_;        // also called with each text
+  std::function<void(const std::string&)> onItem_;            // also called with each path
 };
 
-// The lines that a run writes.
+// The lines that a run logs.
 std::string AggregatingLine(const std::string& name);
 std::string MovedLine(const std::string& name, const std::string& folder);
 std::string MovingLine(const std::string& path);
 std::string NotMovedLine(const std::string& path, const std::string& folderPath);
 
-// A regular expression for a distinct name made of what stands before and after the UUID.
+// A regular expression for a distinct name with these regular expressions around the UUID.
 std::string DistinctName(const std::string& before, const std::string& after);
 
 }  // namespace tessary::test

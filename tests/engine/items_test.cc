@@ -29,7 +29,7 @@ std::vector<std::string> NamesOf(const std::optional<std::vector<FSRef>>& items)
   return names;
 }
 
-TEST(ListFolderFiles, ListsEverythingButPlainFolders) {
+TEST(ListFolderFiles, OmitsPlainFolders) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt");
   WriteFile(folder / ".hidden");
@@ -67,7 +67,7 @@ TEST(ListFolderFiles, ListsWhatMendingTheFolderBringsBack) {
               UnorderedElementsAre("a.txt", "._a.txt"));
 }
 
-TEST(ListFolderFiles, IsNeverAnEmptyList) {
+TEST(ListFolderFiles, ReturnsNoEmptyList) {
   const TemporaryFolder folder;
   MakeFolder(folder / "empty");
   MakeFolder(folder / "folders/only");
@@ -93,7 +93,7 @@ TEST(ListFolderFiles, IsNeverAnEmptyList) {
   }
 }
 
-TEST(IsHiddenItem, IsToldByTheLeadingDot) {
+TEST(IsHiddenItem, ChecksLeadingDot) {
   const TemporaryFolder folder;
   const struct {
     std::string name;
@@ -109,7 +109,7 @@ TEST(IsHiddenItem, IsToldByTheLeadingDot) {
   }
 }
 
-TEST(IsHiddenItem, IsToldByTheInvisibleFlagOfAFileButNotOfAFolder) {
+TEST(IsHiddenItem, ChecksInvisibleFlagOfFiles) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   WriteFile(folder / "other");
@@ -125,9 +125,9 @@ TEST(IsHiddenItem, IsToldByTheInvisibleFlagOfAFileButNotOfAFolder) {
   EXPECT_TRUE(IsHiddenItem(RefAt(folder / ".folder")));
 }
 
-TEST(IsHiddenItem, IsFalseForWhatHasNoName) { EXPECT_FALSE(IsHiddenItem(FSRef{})); }
+TEST(IsHiddenItem, FalseWithoutName) { EXPECT_FALSE(IsHiddenItem(FSRef{})); }
 
-TEST(GetItemNameString, IsTheCatalogNameOrNone) {
+TEST(GetItemNameString, ReturnsCatalogName) {
   const TemporaryFolder folder;
   WriteFile(folder / "50:50");
   EXPECT_EQ(u"50/50", GetItemNameString(RefAt(folder / "50:50")));

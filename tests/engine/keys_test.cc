@@ -19,7 +19,7 @@ namespace {
 constexpr auto kModified = DateAttribute::NSFileModificationDate;
 constexpr auto kCreated = DateAttribute::NSFileCreationDate;
 
-// A key for printing and comparing; "(none)" where there is none.
+// The key as UTF-8, or "(none)".
 std::string Text(const std::optional<std::u16string>& key) {
   return key ? Utf8FromUtf16(*key) : "(none)";
 }
@@ -45,7 +45,7 @@ class KeysTest : public EngineFixture {
     tzset();
   }
 
-  // Builds the extension map out of the built-in table and these lines.
+  // Builds the extension map from the built-in table and these lines.
   void MapExtensions(const std::string& lines) const {
     WriteFile(preferences_.MappingPath(), lines);
     BuildExtensionMap();
@@ -67,8 +67,9 @@ class KeysTest : public EngineFixture {
 using CopyFileTypeKeyTest = KeysTest;
 using CopyMimeTypeKeyTest = KeysTest;
 using DateKeysTest = KeysTest;
+using DescribeDateTest = KeysTest;
 
-TEST_F(CopyFileTypeKeyTest, IsTheFilesOwnTypeToTheLetter) {
+TEST_F(CopyFileTypeKeyTest, ReturnsTypeVerbatim) {
   const struct {
     std::string type;
     std::string key;
@@ -95,7 +96,7 @@ TEST_F(CopyFileTypeKeyTest, IsTheFilesOwnTypeToTheLetter) {
   }
 }
 
-TEST_F(CopyFileTypeKeyTest, FallsBackToTheMapForATypeThatIsNoText) {
+TEST_F(CopyFileTypeKeyTest, FallsBackToMapForInvalidUtf8) {
   MapExtensions(".qqq \"MAPD\"\n");
   for (const std::string name : {"x.qqq", "x.www", "x"}) WriteFile(InSource(name));
   if (!SetFinderInfo(InSource("x.qqq"), "\xff\xfe\xfd\xfc", 0)) {
@@ -108,7 +109,7 @@ TEST_F(CopyFileTypeKeyTest, FallsBackToTheMapForATypeThatIsNoText) {
   EXPECT_EQ("(none)", FileTypeKey("x"));
 }
 
-TEST_F(CopyFileTypeKeyTest, LooksTheExtensionUpInLowerCaseOnly) {
+TEST_F(CopyFileTypeKeyTest, LooksUpLowercasedExtension) {
   MapExtensions(".qqq \"MAPD\"\n.WWW \"UPPR\"\n.\xc3\xa9 \"ACUT\"\n.two \"PD\"\n");
   const struct {
     std::string name;
@@ -124,13 +125,13 @@ TEST_F(CopyFileTypeKeyTest, LooksTheExtensionUpInLowerCaseOnly) {
   }
 }
 
-TEST_F(CopyFileTypeKeyTest, OfAPackageComesFromTheMap) {
+TEST_F(CopyFileTypeKeyTest, MapsExtensionOfPackage) {
   MapExtensions(".app \"APPL\"\n");
   MakeFolder(InSource("Tool.app"));
   EXPECT_EQ("APPL", FileTypeKey("Tool.app"));
 }
 
-TEST_F(CopyFileTypeKeyTest, IsNoneForAnItemThatIsGone) {
+TEST_F(CopyFileTypeKeyTest, NoneForMissingItem) {
   WriteFile(InSource("x.jpg"));
   const FSRef ref = RefAt(InSource("x.jpg"));
   ASSERT_EQ(0, unlink(InSource("x.jpg").c_str()));
@@ -138,7 +139,7 @@ TEST_F(CopyFileTypeKeyTest, IsNoneForAnItemThatIsGone) {
   EXPECT_EQ("(none)", Text(CopyFileTypeKey(FSRef{})));
 }
 
-TEST_F(CopyMimeTypeKeyTest, IsTheTypeOfTheExtensionElseTheExtensionItself) {
+TEST_F(CopyMimeTypeKeyTest, MapsExtension) {
   const struct {
     std::string name;
     std::string key;
@@ -151,11 +152,11 @@ TEST_F(CopyMimeTypeKeyTest, IsTheTypeOfTheExtensionElseTheExtensionItself) {
   for (const auto& row : rows) EXPECT_EQ(row.key, MimeTypeKey(row.name)) << row.name;
 }
 
-TEST_F(CopyMimeTypeKeyTest, IsNoneWithoutAUrl) {
+TEST_F(CopyMimeTypeKeyTest, NoneWithoutUrl) {
   EXPECT_EQ("(none)", Text(CopyMimeTypeKey(std::nullopt)));
 }
 
-TEST_F(DateKeysTest, AreTheYearAndTheDay) {
+TEST_F(DateKeysTest, ReturnYearAndDay) {
   WriteFile(InSource("a.txt"));
   const struct {
     int64_t seconds;
@@ -173,7 +174,7 @@ TEST_F(DateKeysTest, AreTheYearAndTheDay) {
   }
 }
 
-TEST_F(DateKeysTest, FollowTheLocalTimeZone) {
+TEST_F(DateKeysTest, UseLocalTimeZone) {
   WriteFile(InSource("a.txt"));
   SetModificationDate(InSource("a.txt"), 1230768000);  // 2009-01-01 00:00:00 UTC
   const FSRef ref = RefAt(InSource("a.txt"));
@@ -193,7 +194,7 @@ TEST_F(DateKeysTest, FollowTheLocalTimeZone) {
   }
 }
 
-TEST_F(DateKeysTest, ReadTheDateThatTheyAreAskedFor) {
+TEST_F(DateKeysTest, ReadRequestedDate) {
   WriteFile(InSource("a.txt"));
   SetModificationDate(InSource("a.txt"), 1236164645);
   if (!SetAttribute(InSource("a.txt"), "user.tessary.creation-date", "2001-02-03T04:05:06Z")) {
@@ -205,7 +206,7 @@ TEST_F(DateKeysTest, ReadTheDateThatTheyAreAskedFor) {
   EXPECT_EQ("Feb 03, 2001", Text(CopyDayKey(ref, kCreated)));
 }
 
-TEST_F(DateKeysTest, DateALinkByItsTarget) {
+TEST_F(DateKeysTest, DateLinkByTarget) {
   WriteFile(InSource("target"));
   SetModificationDate(InSource("target"), 1236164645);
   MakeLink("target", InSource("link"));
@@ -223,7 +224,7 @@ TEST_F(DateKeysTest, DateALinkByItsTarget) {
   }
 }
 
-TEST_F(DateKeysTest, AreNoneForAnItemThatIsGone) {
+TEST_F(DateKeysTest, NoneForMissingItem) {
   WriteFile(InSource("a.txt"));
   const FSRef ref = RefAt(InSource("a.txt"));
   ASSERT_EQ(0, unlink(InSource("a.txt").c_str()));
@@ -238,7 +239,7 @@ TEST_F(DateKeysTest, AreNoneForAnItemThatIsGone) {
   EXPECT_TRUE(isUnreadable);
 }
 
-TEST_F(DateKeysTest, TakeTheMonthNamesOfTheDateLocale) {
+TEST_F(DateKeysTest, UseMonthNamesOfLocale) {
   WriteFile(InSource("a.txt"));
   SetModificationDate(InSource("a.txt"), 1236164645);
   gDateLocale = DateLocale{
@@ -247,7 +248,7 @@ TEST_F(DateKeysTest, TakeTheMonthNamesOfTheDateLocale) {
   EXPECT_EQ("2009", Text(CopyYearKey(RefAt(InSource("a.txt")), kModified)));
 }
 
-TEST_F(DateKeysTest, DescribeDateNeedsADateAndAFormat) {
+TEST_F(DescribeDateTest, NeedsDateAndFormat) {
   const NSCalendarDate date = {.year = 2009, .month = 3, .day = 4};
   EXPECT_EQ("Mar 04, 2009", DescribeDate(date, "%b %d, %Y"));
   EXPECT_EQ("", DescribeDate(date, ""));

@@ -30,22 +30,22 @@ bool IsZero(const FSRef& ref) {
 
 class PassTest : public EngineFixture {
  protected:
-  // The rules of a pass that moves everything into the folder for one key and remembers the order
-  // in which it was asked.
+  // Rules of a pass that moves everything into the folder for one key. calls_ records the order in
+  // which they are called.
   PassRules RulesWithKey(const std::optional<std::u16string>& key) {
     return {.copyKey =
                 [this, key](const FSRef&, bool*) {
-                  asked_ += "key ";
+                  calls_ += "key ";
                   return key;
                 },
             .reportProgress =
                 [this](const std::string& text) {
-                  asked_ += "progress ";
+                  calls_ += "progress ";
                   texts_.push_back(text);
                 },
             .isCopyWanted =
                 [this] {
-                  asked_ += "copy ";
+                  calls_ += "copy ";
                   return false;
                 }};
   }
@@ -55,45 +55,45 @@ class PassTest : public EngineFixture {
     RunPass(RefAt(source_), &destination, rules);
   }
 
-  std::string asked_;
+  std::string calls_;
   std::vector<std::string> texts_;
 };
 
 using GetOrCreateKeyFolderTest = PassTest;
 
-TEST_F(PassTest, AsksForKeyProgressAndCopyFlagInThisOrder) {
+TEST_F(PassTest, CallsRulesInOrder) {
   WriteFile(InSource("a.txt"));
   RunWith(RulesWithKey(u"key"));
-  EXPECT_EQ("key progress copy ", asked_);
+  EXPECT_EQ("key progress copy ", calls_);
   EXPECT_THAT(texts_, ElementsAre(MovingLine(InSource("a.txt"))));
   EXPECT_TRUE(Exists(InDestination("key/a.txt")));
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "key")));
   EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFiled));
 }
 
-TEST_F(PassTest, UsesTheFolderItselfWithoutADestination) {
+TEST_F(PassTest, NullDestinationMeansFolderItself) {
   WriteFile(InSource("a.txt"));
   RunPass(RefAt(source_), nullptr, RulesWithKey(u"key"));
   EXPECT_TRUE(Exists(InSource("key/a.txt")));
 }
 
-TEST_F(PassTest, AsksNothingAboutAHiddenItemAndTellsNothing) {
+TEST_F(PassTest, IgnoresHiddenItem) {
   WriteFile(InSource(".a.txt"));
   RunWith(RulesWithKey(u"key"));
-  EXPECT_EQ("", asked_);
+  EXPECT_EQ("", calls_);
   EXPECT_THAT(outcomes_, IsEmpty());
   EXPECT_THAT(NamesIn(destination_), IsEmpty());
 }
 
-TEST_F(PassTest, LeavesAnItemWithoutAKey) {
+TEST_F(PassTest, SkipsItemWithoutKey) {
   WriteFile(InSource("a.txt"));
   RunWith(RulesWithKey(std::nullopt));
-  EXPECT_EQ("key ", asked_);
+  EXPECT_EQ("key ", calls_);
   EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kSkipped));
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(PassTest, LeavesAnItemWhoseKeyNamesNoFolder) {
+TEST_F(PassTest, SkipsItemWithInvalidKey) {
   const std::u16string keys[] = {u"",
                                  u".",
                                  u"..",
@@ -102,10 +102,10 @@ TEST_F(PassTest, LeavesAnItemWhoseKeyNamesNoFolder) {
                                  std::u16string(256, u'x')};
   WriteFile(InSource("a.txt"));
   for (const std::u16string& key : keys) {
-    asked_.clear();
+    calls_.clear();
     outcomes_.clear();
     RunWith(RulesWithKey(key));
-    EXPECT_EQ("key ", asked_) << Utf8FromUtf16(key);
+    EXPECT_EQ("key ", calls_) << Utf8FromUtf16(key);
     const auto outcome = key.empty() ? ItemOutcome::kSkipped : ItemOutcome::kFailedUnlogged;
     EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(outcome));
   }
@@ -115,7 +115,7 @@ TEST_F(PassTest, LeavesAnItemWhoseKeyNamesNoFolder) {
   EXPECT_TRUE(Exists(InSource("a.txt")));
 }
 
-TEST_F(PassTest, TellsOfAnItemThatVanishedAfterItWasListed) {
+TEST_F(PassTest, LogsItemDeletedAfterListing) {
   WriteFile(InSource("a.txt"));
   WriteFile(InSource("b.txt"));
   PassRules rules = RulesWithKey(u"key");
@@ -131,7 +131,7 @@ TEST_F(PassTest, TellsOfAnItemThatVanishedAfterItWasListed) {
   EXPECT_THAT(outcomes_[""], ElementsAre(ItemOutcome::kFailedUnlogged));
 }
 
-TEST_F(PassTest, TellsOfAnItemThatVanishedJustBeforeItsTransfer) {
+TEST_F(PassTest, LogsItemDeletedBeforeTransfer) {
   WriteFile(InSource("a.txt"));
   PassRules rules = RulesWithKey(u"key");
   rules.reportProgress = [&](const std::string&) {
@@ -142,7 +142,7 @@ TEST_F(PassTest, TellsOfAnItemThatVanishedJustBeforeItsTransfer) {
   EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFailed));
 }
 
-TEST_F(PassTest, RefusesAnItemThatWasSwappedForAnother) {
+TEST_F(PassTest, RejectsItemReplacedBeforeItsTurn) {
   WriteFile(InSource("a.txt"), "listed");
   WriteFile(InSource("b.txt"), "listed");
   std::string other;
@@ -157,7 +157,7 @@ TEST_F(PassTest, RefusesAnItemThatWasSwappedForAnother) {
   EXPECT_EQ("Inavlid FSRef", Messages().back());
 }
 
-TEST_F(PassTest, CopiesWhatBearsTheNameWhenItIsTheItemsTurn) {
+TEST_F(PassTest, CopiesFileSavedBeforeTransfer) {
   WriteFile(InSource("a.txt"), "listed");
   PassRules rules = RulesWithKey(u"key");
   rules.isCopyWanted = [] { return true; };
@@ -170,7 +170,7 @@ TEST_F(PassTest, CopiesWhatBearsTheNameWhenItIsTheItemsTurn) {
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "key")));
 }
 
-TEST_F(PassTest, GivesACopyWhoseNameIsTakenADistinctOne) {
+TEST_F(PassTest, CopiesUnderDistinctName) {
   WriteFile(InSource("a.txt"), "new");
   WriteFile(InSource("b.txt"), "new");
   WriteFile(InDestination("key/a.txt"), "old");
@@ -185,7 +185,7 @@ TEST_F(PassTest, GivesACopyWhoseNameIsTakenADistinctOne) {
   EXPECT_THAT(NamesIn(InDestination("key/b.txt")), IsEmpty());
 }
 
-TEST_F(PassTest, MovesWhatWasSavedOverAnItemJustBeforeItsTransfer) {
+TEST_F(PassTest, MovesFileSavedBeforeTransfer) {
   WriteFile(InSource("a.txt"), "listed");
   PassRules rules = RulesWithKey(u"key");
   rules.reportProgress = [&](const std::string&) {
@@ -199,7 +199,7 @@ TEST_F(PassTest, MovesWhatWasSavedOverAnItemJustBeforeItsTransfer) {
   EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFiled));
 }
 
-TEST_F(PassTest, LooksAKeyFolderUpOncePerKey) {
+TEST_F(PassTest, LooksUpKeyFolderOnce) {
   WriteFile(InSource("a.txt"));
   WriteFile(InSource("b.txt"));
   PassRules rules = RulesWithKey(u"key");
@@ -210,21 +210,21 @@ TEST_F(PassTest, LooksAKeyFolderUpOncePerKey) {
     }
   };
   RunWith(rules);
-  // Both go to the remembered path, where there is nothing any more; no second folder is made.
+  // Both go to the remembered path, where nothing is any more. No second folder is created.
   EXPECT_THAT(NamesIn(destination_), ElementsAre("away"));
   EXPECT_EQ(4U, Messages().size());
   EXPECT_THAT(Messages(),
               testing::Contains("An error occurred moving an object. Error number = -43").Times(2));
 }
 
-TEST_F(PassTest, TriesAgainForTheNextItemWhereAKeyFolderCouldNotBeMade) {
+TEST_F(PassTest, RetriesFailedKeyFolder) {
   WriteFile(InSource("a.txt"));
   WriteFile(InSource("b.txt"));
   MakeFolder(InDestination("deep"));
   PassRules rules = RulesWithKey(u"key");
   int keys = 0;
   rules.copyKey = [&](const FSRef&, bool*) -> std::optional<std::u16string> {
-    // The destination is there for the second item only.
+    // The destination exists for the second item only.
     if (++keys == 1) {
       EXPECT_EQ(0, rename(InDestination("deep").c_str(), (root_ / "deep").c_str()));
     } else {
@@ -239,7 +239,7 @@ TEST_F(PassTest, TriesAgainForTheNextItemWhereAKeyFolderCouldNotBeMade) {
   EXPECT_EQ(1U, Messages().size());
 }
 
-TEST_F(PassTest, TellsOfAnItemInPlaceThatItWasPassedOver) {
+TEST_F(PassTest, ReportsItemInPlaceAsSkipped) {
   WriteFile(InSource("key/a.txt"));
   const FSRef parent = RefAt(source_);
   RunPass(RefAt(InSource("key")), &parent, RulesWithKey(u"key"));
@@ -248,7 +248,7 @@ TEST_F(PassTest, TellsOfAnItemInPlaceThatItWasPassedOver) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(PassTest, TellsOnlyWhatItIsAskedToTell) {
+TEST_F(PassTest, ReportsOutcomesOfRules) {
   WriteFile(InSource("key/inPlace"));
   WriteFile(InSource("filed"));
   WriteFile(InSource("noKey"));
@@ -268,7 +268,7 @@ TEST_F(PassTest, TellsOnlyWhatItIsAskedToTell) {
   EXPECT_THAT(outcomes_[InSource("failed")], ElementsAre(ItemOutcome::kFailedUnloggedInYearFolder));
 }
 
-TEST_F(PassTest, LeavesAnItemWhosePathIsTooLong) {
+TEST_F(PassTest, SkipsItemWithTooLongPath) {
   std::string folder = source_;
   while (folder.size() < 2047 - 200) folder += "/" + std::string(99, 'd');
   MakeFolder(folder);
@@ -284,15 +284,15 @@ TEST_F(PassTest, LeavesAnItemWhosePathIsTooLong) {
   EXPECT_THAT(outcomes_[folder + "/" + tooLong], ElementsAre(ItemOutcome::kFailedUnlogged));
 }
 
-TEST_F(PassTest, DoesTheSameWithoutAnObserver) {
+TEST_F(PassTest, NeedsNoObserver) {
   SetEngineHooks({});
   WriteFile(InSource("a.txt"));
   RunWith(RulesWithKey(u"key"));
-  EXPECT_EQ("key progress copy ", asked_);
+  EXPECT_EQ("key progress copy ", calls_);
   EXPECT_TRUE(Exists(InDestination("key/a.txt")));
 }
 
-TEST_F(GetOrCreateKeyFolderTest, MakesAFolderOnce) {
+TEST_F(GetOrCreateKeyFolderTest, CreatesFolderOnce) {
   const FSRef parent = RefAt(destination_);
   FSRef made;
   FSRef found;
@@ -302,13 +302,13 @@ TEST_F(GetOrCreateKeyFolderTest, MakesAFolderOnce) {
   EXPECT_THAT(NamesIn(destination_), ElementsAre("key"));
 }
 
-TEST_F(GetOrCreateKeyFolderTest, MakesOneFolderOfAKeyWithASlash) {
+TEST_F(GetOrCreateKeyFolderTest, KeyMayHoldSlash) {
   FSRef made;
   ASSERT_EQ(noErr, GetOrCreateKeyFolder(RefAt(destination_), u"image/jpeg", &made));
   EXPECT_THAT(NamesIn(destination_), ElementsAre("image:jpeg"));
 }
 
-TEST_F(GetOrCreateKeyFolderTest, TakesWhateverBearsTheName) {
+TEST_F(GetOrCreateKeyFolderTest, FindsObjectOfAnyKind) {
   WriteFile(InDestination("file"), "kept");
   MakeFolder(InDestination("Tool.app"));
   MakeLink("nowhere", InDestination("dangling"));
@@ -321,13 +321,13 @@ TEST_F(GetOrCreateKeyFolderTest, TakesWhateverBearsTheName) {
   EXPECT_EQ("kept", ReadFile(InDestination("file")));
 }
 
-TEST_F(GetOrCreateKeyFolderTest, AnswersNoObjectForANameThatCannotBeLookedUp) {
+TEST_F(GetOrCreateKeyFolderTest, AllZeroAfterFailedLookup) {
   FSRef found = RefAt(destination_);
   EXPECT_EQ(noErr, GetOrCreateKeyFolder(RefAt(destination_), u"..", &found));
   EXPECT_TRUE(IsZero(found));
 }
 
-TEST_F(GetOrCreateKeyFolderTest, RefusesAMissingOutArgument) {
+TEST_F(GetOrCreateKeyFolderTest, RejectsNullArgument) {
   EXPECT_EQ(paramErr, GetOrCreateKeyFolder(RefAt(destination_), u"key", nullptr));
   EXPECT_THAT(NamesIn(destination_), IsEmpty());
 }

@@ -1,4 +1,5 @@
-// Runs over what a file system can hold besides plain files, and where it refuses to go along.
+// Runs over special files and unusual names, and with filesystems and permissions that refuse
+// changes.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -69,7 +70,7 @@ TEST_F(RunCornerCases, FilesLinksAsLinks) {
   }
 }
 
-TEST_F(RunCornerCases, MovesPipesAndSocketsAndCopiesNone) {
+TEST_F(RunCornerCases, MovesButCopiesNoPipesAndSockets) {
   ASSERT_EQ(0, mkfifo(InSource("a.pipe").c_str(), 0600));
   MakeSocket(InSource("b.sock"));
   Set("FileOperation = 2\n");
@@ -86,7 +87,7 @@ TEST_F(RunCornerCases, MovesPipesAndSocketsAndCopiesNone) {
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("pipe/a.pipe", "sock/b.sock"));
 }
 
-TEST_F(RunCornerCases, MovesADeviceAndCopiesNone) {
+TEST_F(RunCornerCases, MovesButCopiesNoDevice) {
   if (mknod(InSource("a.null").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0) {
     GTEST_SKIP() << "cannot make a device here: " << strerror(errno);
   }
@@ -99,7 +100,7 @@ TEST_F(RunCornerCases, MovesADeviceAndCopiesNone) {
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("null/a.null"));
 }
 
-TEST_F(RunCornerCases, MovesAPipeByDateWithoutOpeningIt) {
+TEST_F(RunCornerCases, MovesPipeByDateWithoutOpening) {
   ASSERT_EQ(0, mkfifo(InSource("a.pipe").c_str(), 0600));
   SetModificationDate(InSource("a.pipe"), 1236164645);
   Set("FileOperation = 1\nTessaryType = 4\n");
@@ -107,7 +108,7 @@ TEST_F(RunCornerCases, MovesAPipeByDateWithoutOpeningIt) {
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a.pipe"));
 }
 
-TEST_F(RunCornerCases, FilesEveryNameThatTheFileSystemHolds) {
+TEST_F(RunCornerCases, FilesUnusualNames) {
   Set("FileOperation = 1\n");
   const std::string names[] = {"a\xff.t",      "new\nline.t", "%@ %s %n.t",
                                "\"quoted\".t", "'.t",         "\\.t",
@@ -125,7 +126,7 @@ TEST_F(RunCornerCases, FilesEveryNameThatTheFileSystemHolds) {
   EXPECT_THAT(Messages(), SizeIs(std::size(names) + 2));
 }
 
-TEST_F(RunCornerCases, FilesEveryExtensionThatTheFileSystemHolds) {
+TEST_F(RunCornerCases, FilesUnusualExtensions) {
   Set("FileOperation = 1\n");
   const std::string extensions[] = {"\xff", "new\nline", "%@",  "\"q\"", " ",
                                     "a:b",  "\xc3\xa9",  "-rf", "~",     std::string(250, 'e')};
@@ -138,7 +139,7 @@ TEST_F(RunCornerCases, FilesEveryExtensionThatTheFileSystemHolds) {
   }
 }
 
-TEST_F(RunCornerCases, LeavesAnItemWhoseDistinctNameDoesNotFit) {
+TEST_F(RunCornerCases, KeepsItemWithTooLongDistinctName) {
   Set("FileOperation = 1\n");
   const std::string name = std::string(251, 'x') + ".txt";
   WriteFile(InSource(name), "new");
@@ -166,16 +167,16 @@ TEST_F(RunCornerCases, MovesNoPackageIntoItself) {
   }
 }
 
-TEST_F(RunCornerCases, SurvivesASourceThatIsItsOwnDestination) {
+TEST_F(RunCornerCases, SourceIsDestination) {
   Set("FileOperation = 1\nRecurseFolders = true\n");
   WriteFile(InSource("a.txt"), "a");
-  WriteFile(InSource("txt"), "in the way");
+  WriteFile(InSource("txt"), "existing");
   AggregateFolder(RefAt(source_), RefAt(source_));
   EXPECT_EQ("a", ReadFile(InSource("a.txt")));
-  EXPECT_EQ("in the way", ReadFile(InSource("txt")));
+  EXPECT_EQ("existing", ReadFile(InSource("txt")));
 }
 
-TEST_F(RunCornerCases, FollowsNoLinkThatBearsAKeysName) {
+TEST_F(RunCornerCases, FollowsNoLinkNamedLikeKey) {
   Set("FileOperation = 1\n");
   MakeFolder(root_ / "elsewhere");
   MakeLink(root_ / "elsewhere", InDestination("txt"));
@@ -186,7 +187,7 @@ TEST_F(RunCornerCases, FollowsNoLinkThatBearsAKeysName) {
   EXPECT_EQ(NotMovedLine(InSource("a.txt"), InDestination("txt")), Messages().back());
 }
 
-TEST_F(RunCornerCases, StopsAtNothingWhenTheDestinationIsSwappedInMidRun) {
+TEST_F(RunCornerCases, FollowsNoLinkThatReplacesKeyFolder) {
   Set("FileOperation = 1\n");
   WriteFile(InSource("a.txt"), "a");
   WriteFile(InSource("b.txt"), "b");
@@ -203,7 +204,7 @@ TEST_F(RunCornerCases, StopsAtNothingWhenTheDestinationIsSwappedInMidRun) {
   EXPECT_THAT(NamesIn(source_), SizeIs(1));
 }
 
-TEST_F(RunCornerCases, LeavesWhatAnOrdinaryUserMayNotRead) {
+TEST_F(RunCornerCases, UnreadableFileIsNotCopied) {
   Set("FileOperation = 2\n");
   WriteFile(InSource("a.txt"), "a");
   WriteFile(InSource("b.txt"), "b");
@@ -217,7 +218,7 @@ TEST_F(RunCornerCases, LeavesWhatAnOrdinaryUserMayNotRead) {
                                    NotMovedLine(InSource("a.txt"), InDestination("txt"))));
 }
 
-TEST_F(RunCornerCases, LeavesAFileThatIsMadeUnreadableWhileItRuns) {
+TEST_F(RunCornerCases, FileMadeUnreadableIsNotCopied) {
   Set("FileOperation = 2\n");
   WriteFile(InSource("a.txt"), "a");
   WriteFile(InSource("b.txt"), "b");
@@ -236,7 +237,7 @@ TEST_F(RunCornerCases, LeavesAFileThatIsMadeUnreadableWhileItRuns) {
   EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt", "b.txt"));
 }
 
-TEST_F(RunCornerCases, MovesWhatAnOrdinaryUserMayNotReadButRename) {
+TEST_F(RunCornerCases, UnreadableFileIsMoved) {
   Set("FileOperation = 1\n");
   WriteFile(InSource("a.txt"), "a");
   OpenToOrdinaryUser();
@@ -245,7 +246,7 @@ TEST_F(RunCornerCases, MovesWhatAnOrdinaryUserMayNotReadButRename) {
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/a.txt"));
 }
 
-TEST_F(RunCornerCases, EntersNoFolderThatMayNotBeReadAndGoesOn) {
+TEST_F(RunCornerCases, ReportsUnreadableFolder) {
   Set("FileOperation = 1\nRecurseFolders = true\n");
   WriteFile(InSource("closed/a.txt"), "a");
   WriteFile(InSource("b.txt"), "b");
@@ -260,8 +261,8 @@ TEST_F(RunCornerCases, EntersNoFolderThatMayNotBeReadAndGoesOn) {
   EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source"), MovedLine("b.txt", "txt")));
 }
 
-// The first look is the listing's.
-TEST_F(RunCornerCases, TellsOfAFolderThatCannotBeLookedAtAndGoesOn) {
+// The first statx of the folder belongs to the listing, the second is the one that fails.
+TEST_F(RunCornerCases, ReportsFolderWithFailingStat) {
   Set("FileOperation = 1\nRecurseFolders = true\n");
   WriteFile(InSource("failing/a.txt"), "a");
   WriteFile(InSource("b.txt"), "b");
@@ -273,7 +274,7 @@ TEST_F(RunCornerCases, TellsOfAFolderThatCannotBeLookedAtAndGoesOn) {
   });
 }
 
-TEST_F(RunCornerCases, MovesNothingOutOfAFolderThatMayNotBeChanged) {
+TEST_F(RunCornerCases, ReadOnlySourceFolder) {
   Set("FileOperation = 1\n");
   WriteFile(InSource("a.txt"), "a");
   OpenToOrdinaryUser();
@@ -285,7 +286,7 @@ TEST_F(RunCornerCases, MovesNothingOutOfAFolderThatMayNotBeChanged) {
                                       NotMovedLine(InSource("a.txt"), InDestination("txt"))));
 }
 
-TEST_F(RunCornerCases, SaysNothingWhereNoKeyFolderCanBeMade) {
+TEST_F(RunCornerCases, ReadOnlyDestinationFolder) {
   Set("FileOperation = 1\n");
   WriteFile(InSource("a.txt"), "a");
   OpenToOrdinaryUser();
@@ -298,9 +299,9 @@ TEST_F(RunCornerCases, SaysNothingWhereNoKeyFolderCanBeMade) {
   EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source")));
 }
 
-TEST_F(RunCornerCases, LeavesEverythingBeforeAReadOnlyVolume) {
+TEST_F(RunCornerCases, ReadOnlyFilesystem) {
   MemoryVolume volume("size=256k");
-  if (!volume.IsMounted()) GTEST_SKIP() << "this process may not mount";
+  if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
   MakeFolder(volume / "txt");
   volume.MakeReadOnly();
   WriteFile(InSource("a.txt"), "a");
@@ -317,9 +318,9 @@ TEST_F(RunCornerCases, LeavesEverythingBeforeAReadOnlyVolume) {
   EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt", "b.new"));
 }
 
-TEST_F(RunCornerCases, LeavesNothingHalfDoneOnAFullVolume) {
+TEST_F(RunCornerCases, FullFilesystem) {
   const MemoryVolume volume("size=64k");
-  if (!volume.IsMounted()) GTEST_SKIP() << "this process may not mount";
+  if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
   WriteFile(InSource("small.txt"), "small");
   WriteFile(InSource("large.txt"), std::string(300000, 'x'));
   for (const std::string operation : {"2", "1"}) {
@@ -333,38 +334,38 @@ TEST_F(RunCornerCases, LeavesNothingHalfDoneOnAFullVolume) {
   EXPECT_EQ("small", ReadFile(volume / "txt/small.txt"));
 }
 
-// A move that was killed while it deleted a package of the source, with nothing left to move.
-TEST_F(RunCornerCases, SweepsTheFoldersOfAMoveAndLeavesThoseOfACopy) {
-  const std::string leftover = ".tessary-0F6B0C58-6A4A-4C0E-9F0B-0123456789AB";
-  WriteFile(InSource(leftover + "/Contents/rest"));
-  WriteFile(InSource("below/" + leftover + "/rest"));
+// The state after a move that was killed while it deleted a package of the source.
+TEST_F(RunCornerCases, MoveCleansUpSourceFolders) {
+  const std::string staleName = ".tessary-0F6B0C58-6A4A-4C0E-9F0B-0123456789AB";
+  WriteFile(InSource(staleName + "/Contents/rest"));
+  WriteFile(InSource("below/" + staleName + "/rest"));
   WriteFile(InSource(".tessary-mine/kept"));
   Set("RecurseFolders = true\nFileOperation = 2\n");
   Run();
-  EXPECT_THAT(NamesIn(source_), ElementsAre(leftover, ".tessary-mine", "below"));
+  EXPECT_THAT(NamesIn(source_), ElementsAre(staleName, ".tessary-mine", "below"));
   Set("RecurseFolders = true\nFileOperation = 1\n");
   Run();
   EXPECT_THAT(FilesBelow(source_), ElementsAre(".tessary-mine/kept"));
   EXPECT_THAT(NamesIn(InSource("below")), IsEmpty());
 }
 
-TEST_F(RunCornerCases, SweepsTheFoldersThatARunByDateMovesOutOf) {
+TEST_F(RunCornerCases, RunByDateCleansUpYearFolders) {
   WriteFile(InDestination("2009/.tessary-0F6B0C58-6A4A-4C0E-9F0B-0123456789AB"));
   Set("TessaryType = 4\nFileOperation = 2\n");
   Run();
   EXPECT_THAT(NamesIn(InDestination("2009")), IsEmpty());
 }
 
-TEST_F(RunCornerCases, FilesKeysThatDifferInCaseTogetherWhereTheVolumeFoldsCase) {
+TEST_F(RunCornerCases, CaseInsensitiveFilesystem) {
   const MemoryVolume volume("size=256k,casefold");
-  if (!volume.IsMounted()) GTEST_SKIP() << "no volume that folds case can be mounted";
+  if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount a case-insensitive filesystem";
   MakeFolder(volume / "to");
   const int folder = open((volume / "to").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   ASSERT_GE(folder, 0);
   const int foldsCase = FS_CASEFOLD_FL;
   const int result = ioctl(folder, FS_IOC_SETFLAGS, &foldsCase);
   close(folder);
-  if (result != 0) GTEST_SKIP() << "no folder that folds case can be made";
+  if (result != 0) GTEST_SKIP() << "cannot make a case-insensitive folder";
   WriteFile(InSource("a.JPG"), "a");
   WriteFile(InSource("b.jpg"), "b");
   AggregateFolder(RefAt(source_), RefAt(volume / "to"));

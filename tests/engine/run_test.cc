@@ -2,18 +2,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <ctime>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "engine/application_source.h"
 #include "platform/extension_map.h"
-#include "tests/engine/engine_fixture.h"
+#include "tests/engine/run_fixture.h"
 
 namespace tessary::test {
 namespace {
@@ -27,49 +23,16 @@ using testing::Not;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
-constexpr int64_t kMarch2009 = 1236164645;   // 2009-03-04 11:04:05 UTC
-constexpr int64_t kAugust2011 = 1314186645;  // 2011-08-24 11:50:45 UTC
 constexpr auto kFiled = ItemOutcome::kFiled;
 constexpr auto kFailed = ItemOutcome::kFailed;
 constexpr auto kSkipped = ItemOutcome::kSkipped;
 
-class RunTest : public EngineFixture {
- protected:
-  RunTest() {
-    if (const char* zone = std::getenv("TZ")) savedZone_ = zone;
-    setenv("TZ", "UTC0", 1);
-    tzset();
-  }
-  ~RunTest() override {
-    if (savedZone_) {
-      setenv("TZ", savedZone_->c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
-    tzset();
-  }
-
-  // Sets the settings as another program would, long before the run.
-  void Set(const std::string& text) const { preferences_.Write(text); }
-
-  // A file of the source folder, of a date.
-  void WriteDated(const std::string& path, int64_t seconds) const {
-    WriteFile(path, path);
-    SetModificationDate(path, seconds);
-  }
-
- private:
-  std::optional<std::string> savedZone_;
-};
-
 using RunByExtension = RunTest;
 using RunByFileType = RunTest;
 using RunByMimeType = RunTest;
-using RunByDate = RunTest;
 using RunOfFolders = RunTest;
-using RunWithChangingSettings = RunTest;
 
-TEST_F(RunByExtension, CopiesWhenNothingIsSet) {
+TEST_F(RunByExtension, CopiesByDefault) {
   WriteFile(InSource("a.txt"), "a");
   Run();
   EXPECT_EQ("a", ReadFile(InSource("a.txt")));
@@ -77,7 +40,7 @@ TEST_F(RunByExtension, CopiesWhenNothingIsSet) {
   EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source"), MovedLine("a.txt", "txt")));
 }
 
-TEST_F(RunByExtension, CopiesForTwoAndMovesForAnyOtherNumber) {
+TEST_F(RunByExtension, CopiesForTwoOnly) {
   for (const std::string number : {"0", "1", "2", "3", "-2"}) {
     Set("FileOperation = " + number + "\n");
     WriteFile(InSource("a." + number));
@@ -87,7 +50,7 @@ TEST_F(RunByExtension, CopiesForTwoAndMovesForAnyOtherNumber) {
   }
 }
 
-TEST_F(RunByExtension, KeepsTheCaseAndTakesTheLastExtension) {
+TEST_F(RunByExtension, UsesLastExtensionVerbatim) {
   Set("FileOperation = 1\n");
   for (const std::string name :
        {"a.JPG", "b.jpg", "archive.tar.gz", "Makefile", "name.", "odd.q:q", "a.b c "}) {
@@ -104,7 +67,7 @@ TEST_F(RunByExtension, KeepsTheCaseAndTakesTheLastExtension) {
   EXPECT_EQ(6U, Messages().size());
 }
 
-TEST_F(RunByExtension, ShowsEachItemInTheStatusLineAndNotInTheLog) {
+TEST_F(RunByExtension, ShowsProgressInStatusLine) {
   WriteFile(InSource("a.txt"));
   WriteFile(InSource("b"));
   Run();
@@ -112,7 +75,7 @@ TEST_F(RunByExtension, ShowsEachItemInTheStatusLineAndNotInTheLog) {
   EXPECT_THAT(Messages(), Not(Contains(StartsWith("Moving:"))));
 }
 
-TEST_F(RunByExtension, FilesAnApplicationWhole) {
+TEST_F(RunByExtension, FilesApplicationWhole) {
   for (const std::string recurse : {"false", "true"}) {
     Set("FileOperation = 1\nRecurseFolders = " + recurse + "\n");
     WriteFile(InSource("Tool.app/Contents/a.txt"), recurse);
@@ -124,7 +87,7 @@ TEST_F(RunByExtension, FilesAnApplicationWhole) {
   }
 }
 
-TEST_F(RunByExtension, FailsIntoAFileThatBearsTheKeysName) {
+TEST_F(RunByExtension, FailsIfKeyNamesFile) {
   WriteFile(InDestination("txt"), "a file");
   WriteFile(InSource("a.txt"), "a");
   WriteFile(InSource("b.txt"), "b");
@@ -146,7 +109,7 @@ TEST_F(RunByExtension, FailsIntoAFileThatBearsTheKeysName) {
   EXPECT_THAT(NamesIn(source_), UnorderedElementsAre("a.txt", "b.txt"));
 }
 
-TEST_F(RunByExtension, FilesWhatHasTheSameNameUnderDistinctNames) {
+TEST_F(RunByExtension, MakesDistinctNames) {
   Set("FileOperation = 1\nRecurseFolders = true\n");
   WriteFile(InSource("a.txt"), "1");
   WriteFile(InSource("sub/a.txt"), "2");
@@ -154,14 +117,14 @@ TEST_F(RunByExtension, FilesWhatHasTheSameNameUnderDistinctNames) {
   Run();
   const std::vector<std::string> names = NamesIn(InDestination("txt"));
   ASSERT_EQ(3U, names.size());
-  // The deepest came first and kept its name.
+  // The deepest is filed first and keeps its name.
   EXPECT_EQ("3", ReadFile(InDestination("txt/a.txt")));
   for (size_t i = 0; i < 2; ++i) {
     EXPECT_THAT(names[i], MatchesRegex(DistinctName("a - ", "\\.txt")));
   }
 }
 
-TEST_F(RunByExtension, ReplacesWhenTheSettingsSaySo) {
+TEST_F(RunByExtension, ReplacesExistingFile) {
   Set("ReplaceFilesBySameName = true\n");
   WriteFile(InSource("a.txt"), "new");
   WriteFile(InDestination("txt/a.txt"), "old");
@@ -170,7 +133,7 @@ TEST_F(RunByExtension, ReplacesWhenTheSettingsSaySo) {
   EXPECT_EQ("new", ReadFile(InDestination("txt/a.txt")));
 }
 
-TEST_F(RunByFileType, PrefersTheTypeAndFallsBackToTheMap) {
+TEST_F(RunByFileType, FallsBackToExtensionMap) {
   Set("TessaryType = 2\nFileOperation = 1\n");
   BuildExtensionMap();
   for (const std::string name :
@@ -194,7 +157,7 @@ TEST_F(RunByFileType, PrefersTheTypeAndFallsBackToTheMap) {
   EXPECT_THAT(outcomes_[InSource("plain.qqqq")], ElementsAre(kSkipped));
 }
 
-TEST_F(RunByFileType, ShowsEachItemInTheLogOnly) {
+TEST_F(RunByFileType, ShowsProgressInLog) {
   Set("TessaryType = 2\n");
   WriteFile(InSource("notes"));
   if (!SetFinderInfo(InSource("notes"), "TEXT", 0)) GTEST_SKIP() << "no attributes here";
@@ -204,7 +167,7 @@ TEST_F(RunByFileType, ShowsEachItemInTheLogOnly) {
                                       MovedLine("notes", "TEXT")));
 }
 
-TEST_F(RunByMimeType, MakesOneFolderOfAType) {
+TEST_F(RunByMimeType, CreatesOneFolderPerType) {
   Set("TessaryType = 3\nFileOperation = 1\n");
   for (const std::string name : {"photo.jpg", "data.qqqq", "data.QQQQ", "Makefile", "name."}) {
     WriteFile(InSource(name));
@@ -219,114 +182,7 @@ TEST_F(RunByMimeType, MakesOneFolderOfAType) {
   EXPECT_THAT(Messages(), Not(Contains(StartsWith("Moving:"))));
 }
 
-TEST_F(RunByDate, MakesAYearAndADay) {
-  Set("TessaryType = 4\n");
-  WriteDated(InSource("photo.jpg"), kMarch2009);
-  Run();
-  EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/photo.jpg"));
-  EXPECT_TRUE(Exists(InSource("photo.jpg")));
-  EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source"), MovingLine(InSource("photo.jpg")),
-                                      MovedLine("photo.jpg", "2009"),
-                                      MovingLine(InDestination("2009/photo.jpg")),
-                                      MovedLine("photo.jpg", "Mar 04, 2009")));
-  EXPECT_THAT(progress_, IsEmpty());
-}
-
-TEST_F(RunByDate, GoesByTheCreationDateForKindFive) {
-  Set("TessaryType = 5\nFileOperation = 1\n");
-  WriteDated(InSource("a"), kAugust2011);
-  if (!SetAttribute(InSource("a"), "user.tessary.creation-date", "2009-03-04T11:04:05Z")) {
-    GTEST_SKIP() << "no attributes here";
-  }
-  Run();
-  EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));
-}
-
-TEST_F(RunByDate, SortsACopyByItsOriginalsCreationDate) {
-  Set("TessaryType = 5\nFileOperation = 2\n");
-  WriteDated(InSource("a"), kAugust2011);
-  if (!SetAttribute(InSource("a"), "user.tessary.creation-date", "2009-03-04T11:04:05Z")) {
-    GTEST_SKIP() << "no attributes here";
-  }
-  Run();
-  EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));
-  EXPECT_TRUE(Exists(InSource("a")));
-}
-
-TEST_F(RunByDate, SortsTheFilesOfEveryPlainFolderOfTheDestinationByMoving) {
-  Set("TessaryType = 4\nFileOperation = 2\n");
-  WriteDated(InSource("a"), kMarch2009);
-  WriteDated(InDestination("Photos/b"), kAugust2011);
-  WriteDated(InDestination("Photos/deep/c"), kAugust2011);
-  WriteDated(InDestination("Photos/.hidden"), kAugust2011);
-  WriteDated(InDestination(".Hidden/d"), kAugust2011);
-  WriteDated(InDestination("Tool.app/e"), kAugust2011);
-  WriteDated(InDestination("f"), kAugust2011);
-  Run();
-  EXPECT_THAT(FilesBelow(destination_),
-              UnorderedElementsAre("2009/Mar 04, 2009/a", "Photos/Aug 24, 2011/b", "Photos/deep/c",
-                                   "Photos/.hidden", ".Hidden/d", "Tool.app/e", "f"));
-}
-
-TEST_F(RunByDate, TakesTheCopyFlagThatItIsGiven) {
-  Set("FileOperation = 1\n");
-  WriteDated(InSource("a"), kMarch2009);
-  AggregateByDate(RefAt(source_), RefAt(destination_), DateAttribute::NSFileModificationDate,
-                  /*copy=*/true);
-  EXPECT_TRUE(Exists(InSource("a")));
-  EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));
-}
-
-TEST_F(RunByDate, TellsOfEachItemOnce) {
-  Set("TessaryType = 4\nFileOperation = 1\n");
-  WriteDated(InSource("a"), kMarch2009);
-  MakeLink("nowhere", InSource("dangling"));
-  WriteDated(InSource("b"), kAugust2011);
-  WriteDated(InSource(".hidden"), kAugust2011);
-  WriteFile(InDestination("2011"), "a file");
-  Run();
-  EXPECT_THAT(outcomes_,
-              UnorderedElementsAre(testing::Pair(InDestination("2009/a"), ElementsAre(kFiled)),
-                                   testing::Pair(InSource("dangling"), ElementsAre(kSkipped)),
-                                   testing::Pair(InSource("b"), ElementsAre(kFailed))));
-}
-
-TEST_F(RunByDate, TellsOfAnItemThatFailedOnItsWayToItsDay) {
-  Set("TessaryType = 4\nFileOperation = 1\n");
-  WriteDated(InSource("a"), kMarch2009);
-  // A link that leads nowhere has no date, so that it stays in the day's way.
-  MakeLink("nowhere", InDestination("2009/Mar 04, 2009"));
-  Run();
-  EXPECT_THAT(outcomes_,
-              UnorderedElementsAre(testing::Pair(InDestination("2009/a"),
-                                                 ElementsAre(ItemOutcome::kFailedInYearFolder)),
-                                   testing::Pair(InDestination("2009/Mar 04, 2009"),
-                                                 ElementsAre(ItemOutcome::kSkippedInYearFolder))));
-  EXPECT_TRUE(Exists(InDestination("2009/a")));
-  EXPECT_EQ(NotMovedLine(InDestination("2009/a"), InDestination("2009/Mar 04, 2009")),
-            Messages().back());
-}
-
-TEST_F(RunByDate, LeavesALinkInItsYearThatLeadsNowhereFromThere) {
-  Set("TessaryType = 4\nRecurseFolders = true\n");
-  WriteDated(InSource("sub/target"), kMarch2009);
-  MakeLink("target", InSource("sub/link"));
-  Run();
-  EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/target", "2009/link"));
-  // Once for each of the two folders that the run visits.
-  EXPECT_THAT(outcomes_[InDestination("2009/link")],
-              ElementsAre(ItemOutcome::kSkippedInYearFolder, ItemOutcome::kSkippedInYearFolder));
-}
-
-TEST_F(RunByDate, TellsNothingOfAnItemThatIsInItsYearAlready) {
-  Set("TessaryType = 4\nFileOperation = 1\n");
-  WriteDated(InDestination("2009/a"), kMarch2009);
-  AggregateFolder(RefAt(InDestination("2009")), RefAt(destination_));
-  EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));
-  EXPECT_THAT(outcomes_, ElementsAre(testing::Pair(InDestination("2009/a"), ElementsAre(kFiled))));
-}
-
-TEST_F(RunOfFolders, FilesNothingOfSubfoldersUnlessTheSettingsSaySo) {
+TEST_F(RunOfFolders, IgnoresSubfoldersByDefault) {
   WriteFile(InSource("a/b/c.txt"));
   WriteFile(InSource("d/e.txt"));
   for (const std::string text : {"", "RecurseFolders = 1\n", "RecurseFolders = \"true\"\n"}) {
@@ -338,7 +194,7 @@ TEST_F(RunOfFolders, FilesNothingOfSubfoldersUnlessTheSettingsSaySo) {
                                       AggregatingLine("source")));
 }
 
-TEST_F(RunOfFolders, FilesTheDeepestFirstAndLeavesTheFolders) {
+TEST_F(RunOfFolders, FilesDeepestFirst) {
   Set("RecurseFolders = true\nFileOperation = 1\n");
   WriteFile(InSource("a/b/1.txt"));
   WriteFile(InSource("a/2.txt"));
@@ -353,7 +209,7 @@ TEST_F(RunOfFolders, FilesTheDeepestFirstAndLeavesTheFolders) {
   EXPECT_THAT(NamesIn(InSource("a/b")), IsEmpty());
 }
 
-TEST_F(RunOfFolders, EntersNoHiddenFolderButOneWithTheInvisibleFlag) {
+TEST_F(RunOfFolders, SkipsHiddenFoldersAndFiles) {
   Set("RecurseFolders = true\nFileOperation = 1\n");
   WriteFile(InSource(".hidden/a.txt"));
   WriteFile(InSource("invisible/b.txt"));
@@ -367,7 +223,7 @@ TEST_F(RunOfFolders, EntersNoHiddenFolderButOneWithTheInvisibleFlag) {
   EXPECT_EQ(1U, outcomes_.size());
 }
 
-TEST_F(RunOfFolders, GoesAsDeepAsTheFoldersDo) {
+TEST_F(RunOfFolders, HasNoDepthLimit) {
   Set("RecurseFolders = true\nFileOperation = 1\n");
   std::string folder = source_;
   for (int i = 0; i < 500; ++i) folder += "/d";
@@ -376,7 +232,7 @@ TEST_F(RunOfFolders, GoesAsDeepAsTheFoldersDo) {
   EXPECT_TRUE(Exists(InDestination("txt/deep.txt")));
 }
 
-TEST_F(RunOfFolders, FilesNothingForAKindThatIsNone) {
+TEST_F(RunOfFolders, DoesNothingForInvalidKind) {
   WriteDated(InSource("a.txt"), kMarch2009);
   for (const std::string kind : {"0", "6", "-1", "32767"}) {
     Set("TessaryType = " + kind + "\n");
@@ -388,7 +244,7 @@ TEST_F(RunOfFolders, FilesNothingForAKindThatIsNone) {
   EXPECT_TRUE(Exists(InSource("a.txt")));
 }
 
-TEST_F(RunOfFolders, ChangesNothingWhenTheDestinationInsideTheSourceIsEnteredAgain) {
+TEST_F(RunOfFolders, DestinationInsideSource) {
   BuildExtensionMap();
   for (const std::string kind : {"1", "2", "3"}) {
     for (const std::string operation : {"1", "2"}) {
@@ -403,18 +259,18 @@ TEST_F(RunOfFolders, ChangesNothingWhenTheDestinationInsideTheSourceIsEnteredAga
       const std::vector<std::string> filed = FilesBelow(folder / "source/filed");
       EXPECT_EQ(2U, filed.size()) << kind << operation;
       if (operation == "1") {
-        // A second run has nothing left but what is in its place.
+        // A second run finds only items in their key folders.
         outcomes_.clear();
         AggregateFolder(source, destination);
         EXPECT_EQ(filed, FilesBelow(folder / "source/filed")) << kind;
-        for (const auto& [path, told] : outcomes_) EXPECT_THAT(told, ElementsAre(kSkipped));
+        for (const auto& [path, outcomes] : outcomes_) EXPECT_THAT(outcomes, ElementsAre(kSkipped));
         EXPECT_EQ(2U, outcomes_.size());
       }
     }
   }
 }
 
-TEST_F(RunOfFolders, ReplacesItsOwnCopiesWhenRunTwice) {
+TEST_F(RunOfFolders, ReplacesOwnCopies) {
   Set("RecurseFolders = true\nReplaceFilesBySameName = true\n");
   WriteFile(InSource("a.txt"), "a");
   Run();
@@ -423,7 +279,7 @@ TEST_F(RunOfFolders, ReplacesItsOwnCopiesWhenRunTwice) {
   EXPECT_EQ("a", ReadFile(InSource("a.txt")));
 }
 
-TEST_F(RunOfFolders, NamesTheSourceByItsOwnName) {
+TEST_F(RunOfFolders, LogsNameOfSource) {
   const TemporaryFolder folder;
   const struct {
     std::string name;
@@ -440,7 +296,7 @@ TEST_F(RunOfFolders, NamesTheSourceByItsOwnName) {
   }
 }
 
-TEST_F(RunOfFolders, SaysNothingForASourceThatIsGone) {
+TEST_F(RunOfFolders, LogsNothingForMissingSource) {
   MakeFolder(InSource("gone"));
   const FSRef gone = RefAt(InSource("gone"));
   ASSERT_EQ(0, rmdir(InSource("gone").c_str()));
@@ -449,7 +305,7 @@ TEST_F(RunOfFolders, SaysNothingForASourceThatIsGone) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(RunOfFolders, LeavesEverythingForADestinationThatIsGone) {
+TEST_F(RunOfFolders, ChangesNothingForMissingDestination) {
   WriteFile(InSource("a.txt"));
   const FSRef destination = RefAt(destination_);
   ASSERT_EQ(0, rmdir(destination_.c_str()));
@@ -463,7 +319,7 @@ TEST_F(RunOfFolders, LeavesEverythingForADestinationThatIsGone) {
   EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt"));
 }
 
-TEST_F(RunOfFolders, FilesAnApplicationsResourcesWhenItIsTheSource) {
+TEST_F(RunOfFolders, FilesResourcesOfApplication) {
   Set("FileOperation = 1\n");
   WriteFile(InSource("Tool.app/Contents/Resources/a.txt"));
   WriteFile(InSource("Tool.app/Contents/b.txt"));
@@ -475,7 +331,7 @@ TEST_F(RunOfFolders, FilesAnApplicationsResourcesWhenItIsTheSource) {
   EXPECT_EQ(AggregatingLine("Resources"), Messages().front());
 }
 
-TEST_F(RunOfFolders, EntersAWholeApplicationsFoldersOnlyWhenTheSettingsSaySo) {
+TEST_F(RunOfFolders, EntersWholeApplicationOnRequest) {
   SetEngineHooks({.runAggregation = [this](const FSRef& source) {
     AggregateFolder(source, RefAt(destination_));
   }});
@@ -486,98 +342,6 @@ TEST_F(RunOfFolders, EntersAWholeApplicationsFoldersOnlyWhenTheSettingsSaySo) {
   Set("FileOperation = 1\nAggregateAppResourcesOnly = true\nRecurseFolders = true\n");
   ResolveRunSource(RefAt(InSource("Tool.app")));
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/a.txt"));
-}
-
-// Settings that another process changes while the run goes on. Those that are read without looking
-// at the file first follow whatever looks at it next.
-
-TEST_F(RunWithChangingSettings, FollowsTheCopyFlagWithinAFolder) {
-  Set("FileOperation = 1\n");
-  for (const std::string name : {"a.txt", "b.txt", "c.txt"}) {
-    WriteFile(InSource(name), "new");
-    WriteFile(InDestination("txt/" + name), "old");  // which makes each transfer read a setting
-  }
-  int items = 0;
-  onProgress_ = [&](const std::string&) {
-    if (++items == 1) WritePreferencesInChild("FileOperation = 2\n");
-  };
-  Run();
-  EXPECT_EQ(3, items);
-  // The first was on its way; all others follow.
-  EXPECT_EQ(2U, NamesIn(source_).size());
-  EXPECT_EQ(6U, NamesIn(InDestination("txt")).size());
-}
-
-TEST_F(RunWithChangingSettings, FollowsReplacementWithTheNextItem) {
-  Set("FileOperation = 2\n");
-  for (const std::string name : {"a.txt", "b.txt"}) {
-    WriteFile(InSource(name), "new");
-    WriteFile(InDestination("txt/" + name), "old");
-  }
-  int items = 0;
-  onItem_ = [&](const std::string&) {
-    if (++items == 1) {
-      WritePreferencesInChild("FileOperation = 2\nReplaceFilesBySameName = true\n");
-    }
-  };
-  Run();
-  // The first got a distinct name beside the old one, the second took the old one's place.
-  EXPECT_EQ(3U, NamesIn(InDestination("txt")).size());
-}
-
-TEST_F(RunWithChangingSettings, FollowsTheKindWithTheNextFolder) {
-  Set("FileOperation = 1\nRecurseFolders = true\nTessaryType = 1\n");
-  WriteFile(InSource("a/a1.jpg"));
-  WriteFile(InSource("a/a2.jpg"));
-  WriteFile(InSource("b/b1.jpg"));
-  WriteFile(InSource("b/b2.jpg"));
-  int items = 0;
-  onProgress_ = [&](const std::string&) {
-    if (++items != 1) return;
-    WritePreferencesInChild("FileOperation = 1\nRecurseFolders = true\nTessaryType = 3\n");
-  };
-  Run();
-  // The folder that was under way went on by its own kind.
-  const std::vector<std::string> byExtension = NamesIn(InDestination("jpg"));
-  const std::vector<std::string> byMimeType = NamesIn(InDestination("image:jpeg"));
-  EXPECT_THAT(byExtension,
-              testing::AnyOf(ElementsAre("a1.jpg", "a2.jpg"), ElementsAre("b1.jpg", "b2.jpg")));
-  EXPECT_EQ(2U, byMimeType.size());
-}
-
-TEST_F(RunWithChangingSettings, FollowsRecursionWithTheNextFolder) {
-  Set("FileOperation = 1\nRecurseFolders = true\n");
-  WriteFile(InSource("a/1.txt"));
-  WriteFile(InSource("a/sub/2.txt"));
-  WriteFile(InSource("b/1.txt"));
-  WriteFile(InSource("b/sub/2.txt"));
-  int items = 0;
-  onProgress_ = [&](const std::string&) {
-    if (++items == 1) WritePreferencesInChild("FileOperation = 1\nRecurseFolders = false\n");
-  };
-  Run();
-  // One of the two was entered to the ground, the other not below its own files.
-  const std::vector<std::string> left = FilesBelow(source_);
-  EXPECT_THAT(left, ElementsAre(testing::AnyOf("a/sub/2.txt", "b/sub/2.txt")));
-}
-
-TEST_F(RunWithChangingSettings, KeepsTheCopyFlagOfADateForTheWholeFolder) {
-  Set("FileOperation = 1\nTessaryType = 4\n");
-  // The year level calls no hook but for what it passes over: links that lead nowhere, among files
-  // whose names are taken, so that each transfer looks at the preferences.
-  for (int i = 0; i < 8; ++i) {
-    const std::string name = std::to_string(i);
-    WriteDated(InSource(name), kMarch2009);
-    WriteDated(InDestination("2009/" + name), kAugust2011);
-    MakeLink("nowhere", InSource("link" + name));
-  }
-  int items = 0;
-  onItem_ = [&](const std::string&) {
-    if (++items == 1) WritePreferencesInChild("FileOperation = 2\nTessaryType = 4\n");
-  };
-  Run();
-  EXPECT_THAT(NamesIn(source_), Each(StartsWith("link")));
-  EXPECT_EQ(8U, NamesIn(source_).size());
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include "tests/engine/engine_fixture.h"
 #include "tests/support/apple_events.h"
 
-// What the transfer of an item does about its comment.
+// The comment of a transferred item.
 namespace tessary::test {
 namespace {
 
@@ -24,7 +24,7 @@ using testing::IsEmpty;
 
 constexpr uint32_t kSignature = FourCharCode("MACS");
 constexpr char kAttribute[] = "user.xdg.comment";
-constexpr char kCarries[] = "PreserveComments = false\n";
+constexpr char kCarryComments[] = "PreserveComments = false\n";
 
 class TransferCommentsTest : public EngineFixture {
  protected:
@@ -34,8 +34,9 @@ class TransferCommentsTest : public EngineFixture {
     return TransferItem(RefAt(InSource(name)), RefAt(destination_), &newItem_, copy);
   }
 
-  // Has another application keep the comments: it is told each event's class and the path that the
-  // event names, and what the source folder holds at that time.
+  // Replaces the application that keeps the comments. `answer` receives each event's ID and the
+  // reply to fill in, and returns whether it has answered. events_ records each answered event, and
+  // where a.txt is at that time.
   void AnswerWith(std::function<bool(AEEventID, AppleEvent*)> answer) {
     RegisterAnsweringApplication(
         kSignature, [this, answer = std::move(answer)](const AppleEvent& event, AppleEvent* reply) {
@@ -60,9 +61,9 @@ class TransferCommentsTest : public EngineFixture {
   std::vector<std::string> events_ = {};
 };
 
-TEST_F(TransferCommentsTest, TakesTheCommentBeforeAMoveAndSetsItAfter) {
+TEST_F(TransferCommentsTest, ReadsBeforeMoveAndWritesAfter) {
   WriteFile(InSource("a.txt"));
-  preferences_.Write(kCarries);
+  preferences_.Write(kCarryComments);
   AnswerWith([](AEEventID id, AppleEvent* reply) {
     return id != kAEGetData || Put(keyDirectObject, MakeText(u"text"), reply);
   });
@@ -71,7 +72,7 @@ TEST_F(TransferCommentsTest, TakesTheCommentBeforeAMoveAndSetsItAfter) {
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
 }
 
-TEST_F(TransferCommentsTest, AsksNobodyWhenTheSettingsDoNotSaySo) {
+TEST_F(TransferCommentsTest, SendsNothingByDefault) {
   AnswerWith([](AEEventID, AppleEvent*) { return true; });
   for (const char* preferences : {"", "PreserveComments = true\n", "PreserveComments = 0\n"}) {
     WriteFile(InSource("a.txt"));
@@ -81,17 +82,17 @@ TEST_F(TransferCommentsTest, AsksNobodyWhenTheSettingsDoNotSaySo) {
   }
 }
 
-TEST_F(TransferCommentsTest, SetsNothingWhereThereIsNoComment) {
+TEST_F(TransferCommentsTest, WritesNothingWithoutComment) {
   WriteFile(InSource("a.txt"));
-  preferences_.Write(kCarries);
+  preferences_.Write(kCarryComments);
   AnswerWith([](AEEventID, AppleEvent* reply) { return Put(keyDirectObject, AEDesc(), reply); });
   EXPECT_EQ(noErr, Transfer("a.txt", /*copy=*/true));
   EXPECT_THAT(events_, ElementsAre("get in source"));
 }
 
-TEST_F(TransferCommentsTest, SetsNothingWhereTheCommentCannotBeTold) {
+TEST_F(TransferCommentsTest, WritesNothingAfterReadError) {
   WriteFile(InSource("a.txt"));
-  preferences_.Write(kCarries);
+  preferences_.Write(kCarryComments);
   AnswerWith([](AEEventID, AppleEvent* reply) {
     return Put(keyErrorNumber, MakeShort(-1728), reply) &&
            Put(keyDirectObject, MakeText(u"text"), reply);
@@ -101,18 +102,18 @@ TEST_F(TransferCommentsTest, SetsNothingWhereTheCommentCannotBeTold) {
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
 }
 
-TEST_F(TransferCommentsTest, SetsNothingAndSaysNothingWithoutAnAgent) {
+TEST_F(TransferCommentsTest, NoErrorWithoutAgent) {
   WriteFile(InSource("a.txt"));
-  preferences_.Write(kCarries);
+  preferences_.Write(kCarryComments);
   EXPECT_EQ(noErr, Transfer("a.txt", /*copy=*/false));
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
 }
 
-TEST_F(TransferCommentsTest, SetsNothingWhenTheMoveFails) {
+TEST_F(TransferCommentsTest, WritesNothingAfterFailedMove) {
   WriteFile(InSource("a.txt"));
-  preferences_.Write(kCarries);
+  preferences_.Write(kCarryComments);
   AnswerWith([this](AEEventID, AppleEvent* reply) {
-    // The item goes between the two.
+    // The item disappears between reading its comment and the move.
     std::filesystem::remove(InSource("a.txt"));
     return Put(keyDirectObject, MakeText(u"text"), reply);
   });
@@ -121,8 +122,8 @@ TEST_F(TransferCommentsTest, SetsNothingWhenTheMoveFails) {
   EXPECT_THAT(Messages(), ElementsAre("An error occurred: -43"));
 }
 
-TEST_F(TransferCommentsTest, AnswersTheStatusOfTheCommentAndTellsOfTheMove) {
-  preferences_.Write(kCarries);
+TEST_F(TransferCommentsTest, ReturnsStatusOfWriting) {
+  preferences_.Write(kCarryComments);
   AnswerWith([](AEEventID id, AppleEvent* reply) {
     return id == kAEGetData ? Put(keyDirectObject, MakeText(u"text"), reply)
                             : Put(keyErrorNumber, MakeShort(-34), reply);
@@ -135,8 +136,8 @@ TEST_F(TransferCommentsTest, AnswersTheStatusOfTheCommentAndTellsOfTheMove) {
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
 }
 
-TEST_F(TransferCommentsTest, ARunTellsOfTheItemAsMovedAndAsFailed) {
-  preferences_.Write(std::string(kCarries) + "FileOperation = 1\n");
+TEST_F(TransferCommentsTest, RunReportsFailedWriting) {
+  preferences_.Write(std::string(kCarryComments) + "FileOperation = 1\n");
   AnswerWith([](AEEventID id, AppleEvent* reply) {
     return id == kAEGetData ? Put(keyDirectObject, MakeText(u"text"), reply)
                             : Put(keyErrorNumber, MakeShort(-34), reply);
@@ -150,20 +151,20 @@ TEST_F(TransferCommentsTest, ARunTellsOfTheItemAsMovedAndAsFailed) {
   EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFailed));
 }
 
-TEST_F(TransferCommentsTest, WaitsForALateAnswer) {
+TEST_F(TransferCommentsTest, WaitsForLateReply) {
   WriteFile(InSource("a.txt"));
-  preferences_.Write(kCarries);
-  int looks = 0;
-  AnswerWith([&looks](AEEventID id, AppleEvent* reply) {
-    if (++looks % 2 == 1) return false;
+  preferences_.Write(kCarryComments);
+  int calls = 0;
+  AnswerWith([&calls](AEEventID id, AppleEvent* reply) {
+    if (++calls % 2 == 1) return false;
     return id != kAEGetData || Put(keyDirectObject, MakeText(u"text"), reply);
   });
   EXPECT_EQ(noErr, Transfer("a.txt", /*copy=*/false));
-  EXPECT_EQ(4, looks);
+  EXPECT_EQ(4, calls);
   EXPECT_THAT(events_, ElementsAre("get in source", "set in destination"));
 }
 
-TEST_F(TransferCommentsTest, CarriesTheCommentToADistinctName) {
+TEST_F(TransferCommentsTest, KeepsCommentUnderDistinctName) {
   RegisterCommentAgent();
   WriteFile(InSource("a.txt"), "new");
   if (!SetAttribute(InSource("a.txt"), kAttribute, "of the new one")) {
@@ -171,7 +172,7 @@ TEST_F(TransferCommentsTest, CarriesTheCommentToADistinctName) {
   }
   WriteFile(InDestination("a.txt"), "old");
   ASSERT_TRUE(SetAttribute(InDestination("a.txt"), kAttribute, "of the old one"));
-  preferences_.Write(kCarries);
+  preferences_.Write(kCarryComments);
   EXPECT_EQ(noErr, Transfer("a.txt", /*copy=*/true));
   std::vector<std::string> comments;
   for (const std::string& name : NamesIn(destination_)) {

@@ -25,7 +25,7 @@ constexpr char kReplace[] = "ReplaceFilesBySameName = true\n";
 
 class TransferTest : public EngineFixture {
  protected:
-  // Transfers an item of the source folder into the destination folder.
+  // Transfer an item of the source folder into the destination folder.
   bool Move(const std::string& name) const {
     return TransferItemAtPath(InSource(name), destination_, /*copy=*/false);
   }
@@ -122,21 +122,21 @@ TEST_F(TransferItemAtPathTest, MovesOrCopies) {
               ElementsAre(MovedLine("a.txt", "destination"), MovedLine("b.txt", "destination")));
 }
 
-TEST_F(TransferItemAtPathTest, SaysNothingOfAnItemThatIsGone) {
+TEST_F(TransferItemAtPathTest, LogsNothingForMissingItem) {
   bool wasInPlace = true;
   EXPECT_FALSE(TransferItemAtPath(InSource("none"), destination_, false, &wasInPlace));
   EXPECT_FALSE(wasInPlace);
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(TransferItemAtPathTest, TellsTheStatusOfAFolderThatIsGone) {
+TEST_F(TransferItemAtPathTest, LogsStatusOfMissingFolder) {
   WriteFile(InSource("a.txt"));
   EXPECT_FALSE(TransferItemAtPath(InSource("a.txt"), InDestination("none"), false));
   EXPECT_THAT(Messages(), ElementsAre("An error occurred moving an object. Error number = -43"));
   EXPECT_TRUE(Exists(InSource("a.txt")));
 }
 
-TEST_F(TransferItemAtPathTest, LeavesAnItemAloneThatLiesInItsFolder) {
+TEST_F(TransferItemAtPathTest, KeepsItemInPlace) {
   WritePreferencesInChild(kReplace);
   WriteFile(InDestination("a.txt"), "a");
   for (const bool copy : {false, true}) {
@@ -149,7 +149,7 @@ TEST_F(TransferItemAtPathTest, LeavesAnItemAloneThatLiesInItsFolder) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(TransferItemTest, WritesNoNewItemForAnItemInPlace) {
+TEST_F(TransferItemTest, WritesNoNewItemForItemInPlace) {
   WriteFile(InDestination("a.txt"));
   FSRef newItem = RefAt("/usr");
   EXPECT_EQ(noErr,
@@ -157,8 +157,8 @@ TEST_F(TransferItemTest, WritesNoNewItemForAnItemInPlace) {
   EXPECT_EQ(noErr, FSCompareFSRefs(newItem, RefAt("/usr")));
 }
 
-// Way is made before the newcomer comes: the setting gives up the old item, not only for a new one.
-TEST_F(TransferItemAtPathTest, HasReplacedTheOldItemWhenTheCopyThenFails) {
+// The existing item is deleted first, so that it is lost even if the copy then fails.
+TEST_F(TransferItemAtPathTest, DeletesBeforeFailedCopy) {
   WritePreferencesInChild(kReplace);
   WriteFile(InDestination("a"), "old");
   ASSERT_EQ(0, mkfifo(InSource("a").c_str(), 0600));
@@ -168,14 +168,14 @@ TEST_F(TransferItemAtPathTest, HasReplacedTheOldItemWhenTheCopyThenFails) {
   EXPECT_TRUE(Exists(InSource("a")));
 }
 
-TEST_F(TransferItemTest, TellsTheNewItem) {
+TEST_F(TransferItemTest, WritesNewItem) {
   WriteFile(InSource("a.txt"));
   FSRef newItem;
   ASSERT_EQ(noErr, TransferItem(RefAt(InSource("a.txt")), RefAt(destination_), &newItem, false));
   EXPECT_EQ(noErr, FSCompareFSRefs(newItem, RefAt(InDestination("a.txt"))));
 }
 
-TEST_F(TransferItemTest, RefusesAMissingOutArgumentAndAnItemWithoutAFolder) {
+TEST_F(TransferItemTest, RejectsBadArguments) {
   WriteFile(InSource("a.txt"));
   bool wasInPlace = true;
   EXPECT_EQ(paramErr, TransferItem(RefAt(InSource("a.txt")), RefAt(destination_), nullptr, false,
@@ -189,7 +189,7 @@ TEST_F(TransferItemTest, RefusesAMissingOutArgumentAndAnItemWithoutAFolder) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(TransferItemAtPathTest, GivesANewcomerADistinctName) {
+TEST_F(TransferItemAtPathTest, MakesDistinctName) {
   for (const bool copy : {false, true}) {
     WriteFile(InSource("a.txt"), "new");
     WriteFile(InDestination("a.txt"), "old");
@@ -205,7 +205,7 @@ TEST_F(TransferItemAtPathTest, GivesANewcomerADistinctName) {
   }
 }
 
-TEST_F(TransferItemAtPathTest, ReplacesWhenTheSettingsSaySo) {
+TEST_F(TransferItemAtPathTest, ReplacesExistingItem) {
   WritePreferencesInChild(kReplace);
   for (const bool copy : {false, true}) {
     WriteFile(InSource("a.txt"), "new");
@@ -217,7 +217,7 @@ TEST_F(TransferItemAtPathTest, ReplacesWhenTheSettingsSaySo) {
   }
 }
 
-TEST_F(TransferItemAtPathTest, ReplacesOneNameOfAFileThatHasAnother) {
+TEST_F(TransferItemAtPathTest, ReplacesHardLinkToItem) {
   WritePreferencesInChild(kReplace);
   WriteFile(InSource("a.txt"), "same");
   ASSERT_EQ(0, link(InSource("a.txt").c_str(), InDestination("a.txt").c_str()));
@@ -227,7 +227,7 @@ TEST_F(TransferItemAtPathTest, ReplacesOneNameOfAFileThatHasAnother) {
   EXPECT_EQ("same", ReadFile(InDestination("a.txt")));
 }
 
-TEST_F(TransferItemAtPathTest, ReplacesALinkAndNotItsTarget) {
+TEST_F(TransferItemAtPathTest, ReplacesLinkNotTarget) {
   WritePreferencesInChild(kReplace);
   WriteFile(InSource("a.txt"), "new");
   WriteFile(root_ / "precious", "kept");
@@ -237,7 +237,7 @@ TEST_F(TransferItemAtPathTest, ReplacesALinkAndNotItsTarget) {
   EXPECT_EQ("kept", ReadFile(root_ / "precious"));
 }
 
-TEST_F(TransferItemAtPathTest, KeepsAFolderThatIsNotEmptyAndTellsWhy) {
+TEST_F(TransferItemAtPathTest, KeepsNonEmptyFolder) {
   WritePreferencesInChild(kReplace);
   WriteFile(InSource("a.txt"), "new");
   WriteFile(InDestination("a.txt/inside"), "kept");
@@ -250,7 +250,7 @@ TEST_F(TransferItemAtPathTest, KeepsAFolderThatIsNotEmptyAndTellsWhy) {
               ElementsAre("unlink error: Is a directory", MovedLine(names[0], "destination")));
 }
 
-TEST_F(TransferItemAtPathTest, TakesAPackageWholeUnderADistinctName) {
+TEST_F(TransferItemAtPathTest, MakesDistinctNameForPackage) {
   WriteFile(InSource("Tool.app/Contents/Info.plist"), "new");
   WriteFile(InDestination("Tool.app/Contents/Info.plist"), "old");
   EXPECT_TRUE(Move("Tool.app"));
@@ -261,7 +261,7 @@ TEST_F(TransferItemAtPathTest, TakesAPackageWholeUnderADistinctName) {
   EXPECT_EQ("old", ReadFile(InDestination("Tool.app/Contents/Info.plist")));
 }
 
-TEST_F(TransferItemAtPathTest, FailsWhereTheDistinctNameDoesNotFit) {
+TEST_F(TransferItemAtPathTest, FailsForTooLongDistinctName) {
   const std::string name = std::string(251, 'x') + ".txt";
   WriteFile(InSource(name), "new");
   WriteFile(InDestination(name), "old");
@@ -273,7 +273,7 @@ TEST_F(TransferItemAtPathTest, FailsWhereTheDistinctNameDoesNotFit) {
   EXPECT_THAT(NamesIn(destination_), ElementsAre(name));
 }
 
-TEST_F(TransferItemAtPathTest, TellsTheStatusOfEveryFailure) {
+TEST_F(TransferItemAtPathTest, LogsStatusOfEachFailure) {
   WriteFile(InSource("a.txt"), "a");
   MakeFolder(InSource("Tool.app/inside"));
   ASSERT_EQ(0, mkfifo(InSource("pipe").c_str(), 0600));
@@ -300,7 +300,7 @@ TEST_F(TransferItemAtPathTest, TellsTheStatusOfEveryFailure) {
   EXPECT_THAT(NamesIn(InSource("Tool.app/inside")), IsEmpty());
 }
 
-TEST_F(TransferItemAtPathTest, FollowsNoLinkToAFolder) {
+TEST_F(TransferItemAtPathTest, FollowsNoLinkToFolder) {
   WriteFile(InSource("a.txt"));
   MakeFolder(root_ / "elsewhere");
   MakeLink(root_ / "elsewhere", InDestination("link"));
@@ -309,7 +309,7 @@ TEST_F(TransferItemAtPathTest, FollowsNoLinkToAFolder) {
   EXPECT_THAT(Messages(), ElementsAre("An error occurred: -1407"));
 }
 
-TEST_F(TransferItemAtPathTest, WritesNamesToTheLetterAndOnOneLine) {
+TEST_F(TransferItemAtPathTest, LogsNamesOnOneLine) {
   const struct {
     std::string name;
     std::string line;
@@ -328,7 +328,7 @@ TEST_F(TransferItemAtPathTest, WritesNamesToTheLetterAndOnOneLine) {
   }
 }
 
-TEST_F(RemoveSameNamedItemTest, DeletesOnlyWhenTheSettingsSaySo) {
+TEST_F(RemoveSameNamedItemTest, ReadsSetting) {
   WriteFile(InSource("a.txt"));
   WriteFile(InDestination("a.txt"));
   const FSRef item = RefAt(InSource("a.txt"));
@@ -345,7 +345,7 @@ TEST_F(RemoveSameNamedItemTest, DeletesOnlyWhenTheSettingsSaySo) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(RemoveSameNamedItemTest, DeletesWhateverHasTheNameAndIsNoFullFolder) {
+TEST_F(RemoveSameNamedItemTest, DeletesEveryKindOfItem) {
   WritePreferencesInChild(kReplace);
   WriteFile(InSource("a"));
   const FSRef item = RefAt(InSource("a"));
@@ -359,7 +359,7 @@ TEST_F(RemoveSameNamedItemTest, DeletesWhateverHasTheNameAndIsNoFullFolder) {
   EXPECT_THAT(NamesIn(destination_), IsEmpty());
 }
 
-TEST_F(RemoveSameNamedItemTest, DeletesNothingWhereTheNameCannotBeLookedUp) {
+TEST_F(RemoveSameNamedItemTest, KeepsItemAfterFailedLookup) {
   WritePreferencesInChild(kReplace);
   WriteFile(InSource("a"));
   WriteFile(InDestination("file"), "kept");
@@ -370,7 +370,7 @@ TEST_F(RemoveSameNamedItemTest, DeletesNothingWhereTheNameCannotBeLookedUp) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(RemoveSameNamedItemTest, TellsWhyAFileCannotBeUnlinked) {
+TEST_F(RemoveSameNamedItemTest, LogsUnlinkError) {
   WritePreferencesInChild(kReplace);
   WriteFile(InSource("a.txt"));
   WriteFile(InDestination("a.txt"), "kept");
@@ -383,13 +383,13 @@ TEST_F(RemoveSameNamedItemTest, TellsWhyAFileCannotBeUnlinked) {
   EXPECT_EQ("kept", ReadFile(InDestination("a.txt")));
 }
 
-TEST_F(MakeDistinctNameTest, IsNoneWhereTheNameIsFree) {
+TEST_F(MakeDistinctNameTest, NoneForFreeName) {
   WriteFile(InSource("a.txt"));
   EXPECT_EQ("(none)", DistinctNameOf("a.txt"));
   EXPECT_EQ(std::nullopt, MakeDistinctName(RefAt(destination_), FSRef{}));
 }
 
-TEST_F(MakeDistinctNameTest, KeepsTheExtensionBehindTheUuid) {
+TEST_F(MakeDistinctNameTest, KeepsExtension) {
   const struct {
     std::string name;
     std::string pattern;
@@ -414,13 +414,13 @@ TEST_F(MakeDistinctNameTest, KeepsTheExtensionBehindTheUuid) {
   }
 }
 
-TEST_F(MakeDistinctNameTest, RemovesOnlyTheLastOfTwoEqualExtensions) {
+TEST_F(MakeDistinctNameTest, RemovesLastOfEqualExtensions) {
   WriteFile(InSource("x.gz.gz"));
   WriteFile(InDestination("x.gz.gz"));
   EXPECT_THAT(DistinctNameOf("x.gz.gz"), MatchesRegex(DistinctName("x\\.gz - ", "\\.gz")));
 }
 
-TEST_F(MakeDistinctNameTest, KeepsBytesThatAreNoText) {
+TEST_F(MakeDistinctNameTest, KeepsInvalidUtf8) {
   WriteFile(InSource("a\xff.\xfe"), "new");
   WriteFile(InDestination("a\xff.\xfe"), "old");
   EXPECT_TRUE(Move("a\xff.\xfe"));
@@ -431,7 +431,7 @@ TEST_F(MakeDistinctNameTest, KeepsBytesThatAreNoText) {
   EXPECT_EQ("new", ReadFile(InDestination(names[0])));
 }
 
-TEST_F(MakeDistinctNameTest, CountsANameThatCannotBeLookedUpAsTaken) {
+TEST_F(MakeDistinctNameTest, FailedLookupMeansNameExists) {
   WriteFile(InSource("a.txt"));
   WriteFile(InDestination("file"));
   const std::optional<std::u16string> name =
@@ -440,7 +440,7 @@ TEST_F(MakeDistinctNameTest, CountsANameThatCannotBeLookedUpAsTaken) {
   EXPECT_THAT(Utf8FromUtf16(*name), MatchesRegex(DistinctName("a - ", "\\.txt")));
 }
 
-TEST_F(MakeDistinctNameTest, IsDifferentEveryTime) {
+TEST_F(MakeDistinctNameTest, DiffersEachTime) {
   WriteFile(InSource("a.txt"));
   WriteFile(InDestination("a.txt"));
   EXPECT_NE(DistinctNameOf("a.txt"), DistinctNameOf("a.txt"));
