@@ -16,8 +16,8 @@ namespace {
 
 constexpr char kStorePageURL[] = "appstream://org.tessary.Tessary";
 
-// The dates are named like extensions here, which the destination's panel does not do; users know
-// both texts as they are.
+// Names the two date kinds "extension" too. That differs from the message of the destination panel
+// and is fixed.
 std::string KindName(AggregationKind kind) {
   switch (kind) {
     case AggregationKind::kFileType:
@@ -42,7 +42,7 @@ void ChooseSource() {
 
 void OpenProductPage() { gWindowSystem->OpenPage(gWindowSystem->ProductPageURL()); }
 
-// The command that the event carries; 0, which no command has, where it carries none.
+// Returns the event's command, or 0, which is not a command, if it has none.
 OSType CommandOf(const Event& event) {
   HICommand command;
   const Status status = GetEventParameter(event, kEventParamDirectObject, &command);

@@ -13,12 +13,13 @@ inline constexpr OSType kCommandQuit = FourCharCode("quit");
 inline constexpr OSType kCommandWebPage = FourCharCode("WEB1");
 inline constexpr OSType kCommandStorePage = FourCharCode("MAS1");
 
-// Handles the application's commands. Answers noErr for those that are done with it;
-// eventNotHandledErr for the quit command, so that the program quits, and for every other event.
+// Handles the application's commands. Returns noErr for a command that it has handled. Returns
+// eventNotHandledErr for the quit command, so that the standard quit follows, and for any other
+// event.
 Status HandleApplicationCommand(const Event& event);
 
-// Handles the commands of the two pages in the Help menu. Answers noErr for these and
-// eventNotHandledErr for every other event.
+// Handles the two commands of the Help menu that open web pages. Returns noErr for these and
+// eventNotHandledErr for any other event.
 Status HandleHelpCommand(const Event& event);
 
 }  // namespace tessary

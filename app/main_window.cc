@@ -72,7 +72,7 @@ void ShowIdle() {
   DisableControl(gMainWindow.stopControl);
 }
 
-// Runs the engine between the window's two states. Returns how long that took, in seconds.
+// Runs the engine while the window shows the busy state. Returns the duration in seconds.
 uint32_t RunEngine(const FSRef& source, const FSRef& destination) {
   const uint32_t start = GetDateTime();
   gStopRequested = false;
@@ -96,7 +96,7 @@ Status SetStatusText(ControlRef control, const std::string& text, bool redraw) {
 }
 
 void ShowProgressText(const std::string& text, int target) {
-  // A text without its control has nowhere to go, and the work that tells of itself goes on.
+  // A missing control only means that the text is not shown.
   if (target == kStatusTextTarget) (void)SetStatusText(gMainWindow.statusText, text, true);
   if (target == kElapsedTimeTarget) (void)SetStatusText(gMainWindow.elapsedTimeText, text, true);
   PumpEvents();
@@ -149,7 +149,7 @@ void RunAggregation(const FSRef& source) {
                    kElapsedTimeTarget);
   ShowProgressText(kDropPrompt, kStatusTextTarget);
   if (GetQuitWhenDone()) InstallQuitTimer();
-  // The run has taken place, whether or not its folder can be shown.
+  // The run was successful, whether or not the folder can be opened.
   (void)OpenInFinder(destination);
 }
 

@@ -17,10 +17,9 @@ AEDesc gPendingDocuments;
 namespace {
 
 constexpr double kPendingSourcesDelay = 0.001;  // seconds
-constexpr int32_t kHiliteInset = 2;
+constexpr int32_t kHiliteInset = 2;             // pixels
 
-// Whether the drag that is over the window was found acceptable when it came. TrackDrag is its only
-// writer.
+// Whether the current drag was acceptable when it entered. Written by TrackDrag only.
 bool gIsDragAccepted = false;
 
 bool IsItemAcceptable(const Drag& drag, size_t item) {
@@ -40,7 +39,8 @@ void ShowHilite(WindowRef window) {
   window->ShowDragHilite(bounds);
 }
 
-// One alias serves for all items in turn; the first that can be made makes it.
+// Appends the alias of `spec` to the list. The first item that succeeds creates `*alias`, the
+// others update it.
 Status PutAlias(const FSSpec& spec, AliasHandle* alias, AEDesc* list) {
   bool wasChanged = false;
   Status status =
@@ -52,7 +52,7 @@ Status PutAlias(const FSSpec& spec, AliasHandle* alias, AEDesc* list) {
   return AEPutPtr(list, count + 1, typeAlias, (*alias)->data(), (*alias)->size());
 }
 
-// The status is the last item's.
+// Returns the status of the last item. The other items may have failed: they are left out.
 Status MakeAliasList(size_t count, const FSSpec* specs, AEDesc* list) {
   Status status = AECreateList(false, list);
   if (status != noErr) return status;
@@ -144,7 +144,7 @@ Status HandleOpenDocuments(const AppleEvent& event, AppleEvent*, int32_t) {
 }
 
 void InstallPendingSourcesTimer(const std::optional<std::string>& path) {
-  // What cannot be run later is not run; the event is answered in any case.
+  // Without a timer the sources are not run, but the event has been answered.
   (void)gWindowSystem->InstallEventLoopTimer(kPendingSourcesDelay,
                                              [path] { ProcessPendingSources(path); });
 }

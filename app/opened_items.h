@@ -13,51 +13,54 @@
 #include "platform/managers/status.h"
 #include "platform/managers/windows.h"
 
-// The ways in which sources reach the program: drops on the window, documents to open, the service
-// "aggregate" and the choose-source command. All end in ResolveRunSource. Drops take the road of
-// documents to open, by an Apple event to this process, and all but the service's sources are run
-// from a timer, when the event that brought them has been answered.
+// The ways by which a source reaches the program: drops on the window, documents to open, the
+// service "aggregate" and the choose-source command. All end in ResolveRunSource. A drop sends an
+// open-documents Apple event to this process. All runs but the service's are started by a timer, so
+// that the event that requested them is answered before the run, which is long.
 namespace tessary {
 
-// The list of what was to be opened last. Only the open-documents handler writes it: a list that
-// has not been run when the next one comes is not run at all.
+// The items of the last open-documents event. Written by the handler only. An event that arrives
+// before the timer of the previous one replaces the previous list, which is then never run.
 extern AEDesc gPendingDocuments;
 
-// True when the drag has an item that is a file or folder here. Whether it can be aggregated is
-// found out when it is dropped.
+// Returns true if at least one item of the drag is an existing file or folder. Files are accepted
+// too: whether an item can be a source is decided when it is run.
 bool IsDragAcceptable(const Drag& drag);
 
-// The window's drag tracking routine: asks for the drag when it enters and shows that it would be
-// taken. Answers noErr, dragNotAcceptedErr (nothing in it can be taken), paramErr (another message
-// than those of entering and leaving).
+// The window's drag tracking routine. Decides when the drag enters whether it is acceptable, and
+// highlights the window while an acceptable drag is over it. Returns noErr, dragNotAcceptedErr
+// (the drag is not acceptable), paramErr (any message other than entering and leaving).
 Status TrackDrag(DragTrackingMessage message, WindowRef window, const Drag& drag);
 
-// The window's drag receive routine: has the dragged items opened. Answers noErr,
-// dragNotAcceptedErr, the failure of reading an item, or, after a beep, that of sending them.
+// The window's drag receive routine. Sends the dragged items to this process as documents to open.
+// Returns noErr, dragNotAcceptedErr, the status of reading an item, or, after a beep, the status of
+// sending the event.
 Status ReceiveDrag(WindowRef window, const Drag& drag);
 
-// Sends this process the event to open `count` items. An item that designates nothing is left out;
-// where the last one is such, nothing is sent and its status answered. Answers noErr, paramErr (no
-// items), or the failure of making or sending the event.
+// Sends this process an open-documents event with `count` items. An item that cannot be added is
+// left out; but if the last one cannot be added, nothing is sent and its status is returned.
+// Returns noErr, paramErr (no items), or the status of making or sending the event.
 Status SendOpenDocumentsToSelf(size_t count, const FSSpec* specs);
 
-// The open-documents handler: keeps the event's items for ProcessPendingSources, which a timer then
-// runs. Answers noErr, or why the event has no list of items.
+// The open-documents handler. Stores the event's items in gPendingDocuments and installs the timer
+// that runs them. Returns noErr, or the status of reading the list of items.
 Status HandleOpenDocuments(const AppleEvent& event, AppleEvent* reply, int32_t refcon);
 
-// Has ProcessPendingSources run, with the path, when the present event has been answered.
+// Installs a timer that calls ProcessPendingSources with `path` once the current event has been
+// answered.
 void InstallPendingSourcesTimer(const std::optional<std::string>& path);
 
-// Takes the source at the path or, without one, every item of gPendingDocuments in turn, to
-// ResolveRunSource. What is not there any more is passed over.
+// Calls ResolveRunSource for the source at `path`; without a path, for each item of
+// gPendingDocuments in order. Skips an item that does not exist any more.
 void ProcessPendingSources(const std::optional<std::string>& path);
 
-// The service handler: runs the first file of a request named "aggregate", in any case, at once.
-// Answers eventNotHandledErr always.
+// The service handler. If the name of the request is "aggregate", in any case, calls
+// ResolveRunSource for the first file URL of its pasteboard before returning. Always returns
+// eventNotHandledErr.
 Status HandleService(const Event& event);
 
-// Makes the reference of the pasteboard's first file URL. True when that worked; `*ref` is written
-// then only.
+// Converts the pasteboard's first file URL to a reference. Returns true on success; `*ref` is
+// written only then.
 bool PasteboardToFSRef(const PasteboardRef& pasteboard, FSRef* ref);
 
 }  // namespace tessary

@@ -24,7 +24,7 @@ namespace {
 constexpr OSType kControlSignature = FourCharCode("CNTL");
 constexpr double kQuitDelay = 1.0;  // seconds
 
-// What the shell lends to those below it for as long as the program runs.
+// Sets the hooks of the layers below for its lifetime.
 class ScopedHooks {
  public:
   ScopedHooks() : previousHooks_(GetEngineHooks()) {
@@ -37,7 +37,7 @@ class ScopedHooks {
     });
   }
 
-  // The windows go while the system that shows them is there.
+  // Disposes of the windows too, while gWindowSystem still exists.
   ~ScopedHooks() {
     DisposePreferencesWindow();
     SetPreferencesWindowHooks({});
@@ -55,7 +55,7 @@ class ScopedHooks {
 
 ControlRef FindControl(int32_t id) {
   ControlRef control = nullptr;
-  // Every use of a control takes none as well.
+  // On failure the control stays null, which every use of a control accepts.
   (void)gMainWindow.window->GetControlByID({.signature = kControlSignature, .id = id}, &control);
   return control;
 }
@@ -69,7 +69,7 @@ void FindControls() {
   gMainWindow.stopControl = FindControl(7);
 }
 
-// Makes the menu bar and the main window, hidden.
+// Makes the menu bar and the main window, which stays hidden.
 Status MakeInterface() {
   std::unique_ptr<Nib> nib;
   Status status = gWindowSystem->CreateNibReference("main", &nib);
@@ -77,7 +77,7 @@ Status MakeInterface() {
   if (nib->CreateMenuBar("MenuBar") == noErr) gWindowSystem->SetMenuBar();
   status = nib->CreateWindow("MainWindow", &gMainWindow.window);
   if (status != noErr) {
-    // The forms stay open: the program ends with this status, and they end with it.
+    // The forms are not released in this case: the program ends with this status.
     (void)nib.release();
     return status;
   }
@@ -88,17 +88,17 @@ Status MakeInterface() {
   return noErr;
 }
 
-// A window that tracks drags without receiving them would promise what it cannot do, and one that
-// receives them untracked would take them unasked: it gets both routines or none.
+// Installs both routines or none: a window with one of them would highlight drags that it cannot
+// receive, or receive drags that it has not accepted.
 void InstallDragHandlers() {
   Window& window = *gMainWindow.window;
   if (window.InstallTrackingHandler(TrackDrag) != noErr) return;
   if (window.InstallReceiveHandler(ReceiveDrag) == noErr) return;
-  // It was installed just before.
+  // Cannot fail: the handler was installed above.
   (void)window.RemoveTrackingHandler();
 }
 
-// The statuses are not looked at here: a program that lacks one way in has the others.
+// Ignores the statuses: without one of the handlers, the program can be used through the others.
 void InstallEventHandlers() {
   (void)gWindowSystem->GetApplicationEventTarget().InstallHandler(
       kEventClassService, kEventServicePerform, HandleService);
@@ -108,13 +108,13 @@ void InstallEventHandlers() {
       kEventClassCommand, kEventCommandProcess, HandleApplicationCommand);
 }
 
-// Both items are put at the same place, so that the one put last stands first.
+// Inserts both items at the same place, so that the second one is above the first.
 void AddHelpItems() {
   MenuRef help = nullptr;
   uint16_t firstFreeItem = 0;
   if (gWindowSystem->GetHelpMenu(&help, &firstFreeItem) != noErr) return;
   const auto afterItem = static_cast<uint16_t>(firstFreeItem - 1);
-  // An item that cannot be put there leaves a menu without it.
+  // On failure the menu lacks the item, and the program goes on.
   (void)help->InsertItem("Tessary Web Page", afterItem, kCommandWebPage);
   (void)help->InsertItem("View in Mac App Store...", afterItem, kCommandStorePage);
   (void)help->GetEventTarget().InstallHandler(kEventClassCommand, kEventCommandProcess,
@@ -132,7 +132,7 @@ void Quit() {
 Status RunApplication() {
   gWindowSystem->LoadApplication();
   const NSAutoreleasePool pool;
-  const ScopedHooks shell;
+  const ScopedHooks hooks;
   gWindowSystem->UpdateDynamicServices();
   const Status status = MakeInterface();
   if (status != noErr) return status;
@@ -149,7 +149,7 @@ Status RunApplication() {
 void PumpEvents() { gWindowSystem->PumpEvents(); }
 
 void InstallQuitTimer() {
-  // A program that cannot be made to quit stays open, as it does without the setting.
+  // Without the timer the program stays open, as it does without the setting.
   (void)gWindowSystem->InstallEventLoopTimer(kQuitDelay, Quit);
 }
 

@@ -2,26 +2,26 @@
 
 #include "platform/managers/status.h"
 
-// From the program's start to its end: what is set up in which order, the event loop, the pump and
-// the quit after a run. Everything, runs included, happens on this one thread inside the loop.
+// Start-up, the event loop, the event pump, and the quit after a run. Everything, including runs,
+// happens on one thread inside the event loop.
 namespace tessary {
 
-// Set when the quit command passes through the command handler, its only writer. Nothing reads it.
+// Set by the command handler when it passes on the quit command. Nothing reads it.
 extern bool gQuitRequested;
 
-// Makes the interface, installs the handlers and runs the event loop until the user quits. Answers
-// noErr when the loop has ended; else the status with which the forms could not be opened or the
-// main window not be made, and the loop has not run. gWindowSystem is set before.
+// Makes the interface, installs the handlers and runs the event loop until the user quits. Returns
+// noErr when the loop has ended, or the status of opening the forms or making the main window; then
+// the loop has not run. gWindowSystem must be set.
 //
-// The engine's hooks for texts and for runs are the shell's while this runs; an observer of items
-// that the program's front has supplied stays. The front keeps the applications that answer Apple
-// events, and the information of the main bundle, to itself.
+// Sets the engine's hooks for progress texts and for runs until it returns; the hook for items is
+// left as it is. The program itself registers the applications that answer Apple events and the
+// information of the main bundle.
 Status RunApplication();
 
-// Lets the window show what has changed, in the middle of a run too. Delivers nothing.
+// Redraws the windows, also during a run. Delivers no events.
 void PumpEvents();
 
-// Has the program say "Bye." in one second, fade out and end.
+// Installs a timer that shows "Bye." after one second, fades out the window and ends the process.
 void InstallQuitTimer();
 
 }  // namespace tessary

@@ -18,31 +18,31 @@ namespace tessary::test {
 
 using Calls = std::vector<std::string>;
 
-// What the status line says while there is nothing to do.
+// The status text between runs.
 inline constexpr char kPrompt[] =
     "Drop a folder on the application or this window to aggregate the files in it.";
 
-// The program over a recording window system, with preferences of its own.
+// The application layer over a recording window system, with an empty preferences file.
 class ApplicationTest : public testing::Test {
  protected:
   ApplicationTest() { SetClock(0, 0); }
 
-  // Runs the program from its start to the end of its loop. Once the loop runs, the record is
-  // emptied and the actions are done; then timers fire until none is left.
+  // Runs the program from its start to the end of its loop. Inside the loop it clears the recorded
+  // calls, runs the actions and fires timers until none is left.
   Status RunProgram(const std::function<void()>& actions);
 
   RecordingWindow& Main() { return system_.WindowNamed("MainWindow"); }
 
-  // A folder with a file in it, and an empty one; their paths.
+  // Make a folder with one file, and an empty folder. Return the path.
   std::string MakeSource(const std::string& name = "source");
   std::string MakeDestination(const std::string& name = "destination");
 
-  // Sends the program the command, which has to be done with or let pass as told.
+  // Sends the program the command and expects the status.
   void Command(OSType command, Status expected = noErr) {
     EXPECT_EQ(expected, system_.SendCommand(command));
   }
 
-  // The messages of the panels that were run.
+  // The messages of the panels that were shown.
   Calls PanelMessages() const;
 
   const TemporaryFolder folder_;
@@ -51,13 +51,13 @@ class ApplicationTest : public testing::Test {
   RecordingWindowSystem system_;
 };
 
-// The lines that begin so.
+// The calls that begin with `beginning`.
 Calls CallsOf(const Calls& calls, const std::string& beginning);
 
-// A status text as it is recorded: set, drawn, and shown by the pump.
+// The recorded calls of one status text: set, draw, pump.
 Calls StatusTextCalls(const std::string& text, int control = 1);
 
-// One list behind the other.
+// Concatenates the lists.
 Calls Join(const std::vector<Calls>& lists);
 
 }  // namespace tessary::test

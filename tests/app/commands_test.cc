@@ -20,7 +20,7 @@ constexpr char kStorePage[] = "OpenPage appstream://org.tessary.Tessary";
 
 class CommandsTest : public ApplicationTest {
  protected:
-  // What the command calls in the running program, up to the timers that it installs.
+  // The calls of the command in the running program, without those of the timers that it installs.
   Calls CallsOfCommand(OSType command, Status expected) {
     Calls calls;
     EXPECT_EQ(noErr, RunProgram([&] {
@@ -31,7 +31,7 @@ class CommandsTest : public ApplicationTest {
   }
 };
 
-TEST_F(CommandsTest, OpenThePageAndPassOnWhatTheyDoNotKnow) {
+TEST_F(CommandsTest, ReturnStatusOfEachCommand) {
   struct Row {
     OSType command;
     Status status;
@@ -41,7 +41,7 @@ TEST_F(CommandsTest, OpenThePageAndPassOnWhatTheyDoNotKnow) {
       {FourCharCode("HELP"), noErr, {kProductPage}},
       {FourCharCode("not!"), noErr, {}},
       {FourCharCode("quit"), eventNotHandledErr, {}},
-      {FourCharCode("WEB1"), eventNotHandledErr, {}},  // of the Help menu's handler
+      {FourCharCode("WEB1"), eventNotHandledErr, {}},  // handled by the Help menu only
       {FourCharCode("MAS1"), eventNotHandledErr, {}},
       {FourCharCode("help"), eventNotHandledErr, {}},
       {FourCharCode("abou"), eventNotHandledErr, {}},
@@ -52,7 +52,7 @@ TEST_F(CommandsTest, OpenThePageAndPassOnWhatTheyDoNotKnow) {
   }
 }
 
-TEST_F(CommandsTest, OnlyNoteThatTheRunIsToStop) {
+TEST_F(CommandsTest, StopOnlySetsFlag) {
   gStopRequested = false;
   gQuitRequested = false;
   EXPECT_TRUE(CallsOfCommand(FourCharCode("not!"), noErr).empty());
@@ -60,7 +60,7 @@ TEST_F(CommandsTest, OnlyNoteThatTheRunIsToStop) {
   EXPECT_FALSE(gQuitRequested);
 }
 
-TEST_F(CommandsTest, OnlyNoteThatTheProgramIsToQuit) {
+TEST_F(CommandsTest, QuitOnlySetsFlag) {
   gStopRequested = false;
   gQuitRequested = false;
   EXPECT_TRUE(CallsOfCommand(FourCharCode("quit"), eventNotHandledErr).empty());
@@ -68,12 +68,12 @@ TEST_F(CommandsTest, OnlyNoteThatTheProgramIsToQuit) {
   EXPECT_TRUE(gQuitRequested);
 }
 
-TEST_F(CommandsTest, OpenThePreferencesAsASheetOfTheMainWindow) {
+TEST_F(CommandsTest, PreferencesOpenSheet) {
   EXPECT_EQ((Calls{"ShowSheet PreferencesWindow of MainWindow"}),
             CallsOf(CallsOfCommand(FourCharCode("pref"), noErr), "ShowSheet"));
 }
 
-TEST_F(CommandsTest, PassOnAnEventWithoutACommand) {
+TEST_F(CommandsTest, PassOnEventWithoutCommand) {
   const std::vector<Event> rows = {
       {},
       {.eventClass = kEventClassCommand, .eventKind = kEventCommandProcess, .parameters = {}},
@@ -92,7 +92,7 @@ TEST_F(CommandsTest, PassOnAnEventWithoutACommand) {
 
 // ---- The Help menu ----
 
-TEST_F(CommandsTest, OfTheHelpMenuOpenTheTwoPages) {
+TEST_F(CommandsTest, HelpMenuOpensPages) {
   EXPECT_EQ(noErr, RunProgram([&] {
               const EventTarget help = system_.HelpMenu().GetEventTarget();
               system_.TakeCalls();
@@ -106,7 +106,7 @@ TEST_F(CommandsTest, OfTheHelpMenuOpenTheTwoPages) {
 
 // ---- Choosing a source ----
 
-TEST_F(CommandsTest, NameTheKindInTheSourcePanelTheirOwnWay) {
+TEST_F(CommandsTest, OpenNamesKindInPanel) {
   const std::vector<std::pair<const char*, const char*>> rows = {
       {"", "extension"},
       {"TessaryType = 1\n", "extension"},
@@ -129,12 +129,12 @@ TEST_F(CommandsTest, NameTheKindInTheSourcePanelTheirOwnWay) {
   }
 }
 
-TEST_F(CommandsTest, AreDoneWithACancelledSourcePanel) {
+TEST_F(CommandsTest, OpenWithCancelledPanel) {
   EXPECT_EQ(1U, CallsOfCommand(FourCharCode("open"), noErr).size());
   EXPECT_EQ(1U, system_.Panels().size());
 }
 
-TEST_F(CommandsTest, RunTheChosenSourceWhenTheyHaveBeenAnswered) {
+TEST_F(CommandsTest, OpenRunsSourceFromTimer) {
   const std::string source = MakeSource("not \xff UTF-8\n.d");
   const std::string destination = MakeDestination();
   system_.AnswerPanel(source);
@@ -151,7 +151,7 @@ TEST_F(CommandsTest, RunTheChosenSourceWhenTheyHaveBeenAnswered) {
   EXPECT_EQ((Calls{"txt/letter.txt"}), FilesBelow(destination));
 }
 
-TEST_F(CommandsTest, ReduceAChosenApplicationToItsResources) {
+TEST_F(CommandsTest, OpenReducesApplication) {
   WriteFile(folder_ / "Tool.app/Contents/Resources/icon.png");
   WriteFile(folder_ / "Tool.app/Contents/Info.plist");
   const std::string destination = MakeDestination();
@@ -161,7 +161,7 @@ TEST_F(CommandsTest, ReduceAChosenApplicationToItsResources) {
   EXPECT_EQ((Calls{"png/icon.png"}), FilesBelow(destination));
 }
 
-TEST_F(CommandsTest, RunNothingWhereTheChosenSourceHasGoneOrIsAFile) {
+TEST_F(CommandsTest, OpenIgnoresFileAndMissingSource) {
   MakeSource();
   WriteFile(folder_ / "file");
   system_.AnswerPanel(folder_ / "file");
@@ -174,7 +174,7 @@ TEST_F(CommandsTest, RunNothingWhereTheChosenSourceHasGoneOrIsAFile) {
   EXPECT_EQ(2U, system_.Panels().size());
 }
 
-TEST_F(CommandsTest, RunEveryChosenSourceOfTwo) {
+TEST_F(CommandsTest, OpenTwiceRunsBothSources) {
   system_.AnswerPanel(MakeSource("first"));
   system_.AnswerPanel(MakeSource("second"));
   system_.AnswerPanel(MakeDestination("one"));

@@ -13,15 +13,20 @@
 namespace tessary::test {
 namespace {
 
+using SetStatusTextTest = ApplicationTest;
+using ShowProgressTextTest = ApplicationTest;
+using ChooseFolderTest = ApplicationTest;
+using OpenInFinderTest = ApplicationTest;
+
 // ---- Texts ----
 
-TEST_F(ApplicationTest, SetStatusTextRefusesNoControl) {
+TEST_F(SetStatusTextTest, RejectsNullControl) {
   EXPECT_EQ(paramErr, SetStatusText(nullptr, "text", true));
   EXPECT_EQ(paramErr, SetStatusText(nullptr, "text", false));
   EXPECT_TRUE(system_.TakeCalls().empty());
 }
 
-TEST_F(ApplicationTest, SetStatusTextDrawsWhereItIsToldTo) {
+TEST_F(SetStatusTextTest, DrawsOnRequest) {
   RecordingControl control(&system_, 1);
   EXPECT_EQ(noErr, SetStatusText(&control, "drawn", true));
   EXPECT_EQ(noErr, SetStatusText(&control, "not drawn", false));
@@ -29,7 +34,7 @@ TEST_F(ApplicationTest, SetStatusTextDrawsWhereItIsToldTo) {
             system_.TakeCalls());
 }
 
-TEST_F(ApplicationTest, ShowProgressTextPumpsWhateverTheTarget) {
+TEST_F(ShowProgressTextTest, PumpsForEveryTarget) {
   EXPECT_EQ(noErr, RunProgram([&] {
               for (const int target : {1, 2, 0, 3, -1, 6}) ShowProgressText("text", target);
               EXPECT_EQ(Join({StatusTextCalls("text", 1),
@@ -44,7 +49,7 @@ struct ElapsedRow {
   const char* text;
 };
 
-TEST(FormatElapsedTime, LeavesZeroPartsOutAndKeepsTheTrailingBlank) {
+TEST(FormatElapsedTime, OmitsZeroParts) {
   const std::vector<ElapsedRow> rows = {
       {0, "0 secs"},
       {1, "1 sec "},
@@ -80,7 +85,7 @@ TEST(FormatElapsedTime, LeavesZeroPartsOutAndKeepsTheTrailingBlank) {
 
 // ---- Panels ----
 
-TEST_F(ApplicationTest, ChooseFolderSetsThePanelSoThatOneFolderOrFileCanBeChosen) {
+TEST_F(ChooseFolderTest, ConfiguresPanel) {
   FSRef chosen;
   EXPECT_FALSE(ChooseFolder("Title", "Message", &chosen));
   ASSERT_EQ(1U, system_.Panels().size());
@@ -94,7 +99,7 @@ TEST_F(ApplicationTest, ChooseFolderSetsThePanelSoThatOneFolderOrFileCanBeChosen
   EXPECT_TRUE(panel.canCreateDirectories);
 }
 
-TEST_F(ApplicationTest, ChooseFolderYieldsWhatIsThere) {
+TEST_F(ChooseFolderTest, ReturnsExistingObject) {
   WriteFile(folder_ / "a\nname \xff.txt");
   const std::vector<std::pair<std::optional<std::string>, bool>> rows = {
       {folder_.path(), true},
@@ -113,19 +118,19 @@ TEST_F(ApplicationTest, ChooseFolderYieldsWhatIsThere) {
   }
 }
 
-TEST_F(ApplicationTest, ChooseFolderRunsNoPanelWithoutAnOutArgument) {
+TEST_F(ChooseFolderTest, RejectsNullArgument) {
   EXPECT_FALSE(ChooseFolder("Title", "Message", nullptr));
   EXPECT_TRUE(system_.Panels().empty());
 }
 
-TEST_F(ApplicationTest, OpenInFinderAnswersWhatTheOpeningAnswers) {
+TEST_F(OpenInFinderTest, ReturnsStatusOfOpening) {
   const FSRef folder = RefAt(folder_.path());
   EXPECT_EQ(noErr, OpenInFinder(folder));
   system_.FailCall("OpenFolder " + folder_.path(), kLSApplicationNotFoundErr);
   EXPECT_EQ(kLSApplicationNotFoundErr, OpenInFinder(folder));
 }
 
-TEST_F(ApplicationTest, OpenInFinderOpensNothingWhereThereIsNoURL) {
+TEST_F(OpenInFinderTest, OpensNothingWithoutUrl) {
   MakeFolder(folder_ / "gone");
   const FSRef gone = RefAt(folder_ / "gone");
   std::filesystem::remove(folder_ / "gone");
@@ -138,7 +143,8 @@ TEST_F(ApplicationTest, OpenInFinderOpensNothingWhereThereIsNoURL) {
 
 class RunAggregationTest : public ApplicationTest {
  protected:
-  // Runs on the source in the program's loop, the panel being answered so. What was called.
+  // Answers the panel with `destination`, runs on the source in the program's loop and returns the
+  // calls.
   Calls Run(const std::string& source, const std::optional<std::string>& destination) {
     system_.AnswerPanel(destination);
     Calls calls;
@@ -149,7 +155,7 @@ class RunAggregationTest : public ApplicationTest {
     return calls;
   }
 
-  // The text that is shown after a run that takes as many seconds.
+  // The call that shows the elapsed time of a run of so many seconds.
   std::string ElapsedText(uint32_t seconds) {
     SetClock(4'294'967'290, seconds);
     const Calls calls = CallsOf(Run(MakeSource(), MakeDestination()), "SetText 6");
@@ -162,7 +168,7 @@ const Calls kIdle = {"Hide 2", "Show 4", "Hide 7", "Disable 7"};
 constexpr char kPanel[] =
     "RunOpenPanel \"Choose a destination folder to put the files aggregated by extension:\"";
 
-TEST_F(RunAggregationTest, DoesEverythingInItsOrder) {
+TEST_F(RunAggregationTest, CallsInOrder) {
   const std::string source = MakeSource();
   const std::string destination = MakeDestination();
   EXPECT_EQ(Join({{kPanel, "SetTitle \"destination\"", "SetProxy", "SetUnmodified"},
@@ -176,7 +182,7 @@ TEST_F(RunAggregationTest, DoesEverythingInItsOrder) {
   EXPECT_EQ((Calls{"txt/letter.txt"}), FilesBelow(destination));
 }
 
-TEST_F(RunAggregationTest, TellsNothingBetweenBusyAndIdleByTypeAndByDate) {
+TEST_F(RunAggregationTest, ShowsNoProgressByTypeOrDate) {
   for (const char* kind : {"2", "4", "5"}) {
     preferences_.Write(std::string("TessaryType = ") + kind + "\n");
     const Calls calls = Run(MakeSource(), MakeDestination());
@@ -185,7 +191,7 @@ TEST_F(RunAggregationTest, TellsNothingBetweenBusyAndIdleByTypeAndByDate) {
   }
 }
 
-TEST_F(RunAggregationTest, NamesTheKindInThePanelsMessage) {
+TEST_F(RunAggregationTest, NamesKindInPanel) {
   const std::vector<std::pair<const char*, const char*>> rows = {
       {"", "extension"},
       {"TessaryType = 1\n", "extension"},
@@ -212,7 +218,7 @@ TEST_F(RunAggregationTest, NamesTheKindInThePanelsMessage) {
   }
 }
 
-TEST_F(RunAggregationTest, DoesNothingForASourceThatIsNoFolder) {
+TEST_F(RunAggregationTest, IgnoresSourceThatIsNotFolder) {
   WriteFile(folder_ / "file");
   MakeLink(folder_ / "missing", folder_ / "dangling");
   MakeLink(MakeSource(), folder_ / "link");
@@ -221,7 +227,7 @@ TEST_F(RunAggregationTest, DoesNothingForASourceThatIsNoFolder) {
   }
 }
 
-TEST_F(RunAggregationTest, DoesNothingForASourceThatIsGone) {
+TEST_F(RunAggregationTest, IgnoresMissingSource) {
   const std::string path = MakeSource();
   const FSRef source = RefAt(path);
   std::filesystem::remove_all(path);
@@ -232,14 +238,14 @@ TEST_F(RunAggregationTest, DoesNothingForASourceThatIsGone) {
             }));
 }
 
-TEST_F(RunAggregationTest, EndsWithoutAWordWhereThePanelIsCancelled) {
+TEST_F(RunAggregationTest, CancelledPanel) {
   const std::string source = MakeSource();
   EXPECT_EQ((Calls{kPanel}), Run(source, std::nullopt));
   EXPECT_EQ((Calls{kPanel}), Run(source, folder_ / "missing"));
   EXPECT_EQ((Calls{"letter.txt"}), FilesBelow(source));
 }
 
-TEST_F(RunAggregationTest, RefusesTheSourceAsDestination) {
+TEST_F(RunAggregationTest, RefusesSourceAsDestination) {
   const std::string source = MakeSource();
   EXPECT_EQ(Join({{kPanel},
                   StatusTextCalls("The destination directory can not be the same as the source "
@@ -248,7 +254,7 @@ TEST_F(RunAggregationTest, RefusesTheSourceAsDestination) {
   EXPECT_EQ((Calls{"letter.txt"}), FilesBelow(source));
 }
 
-TEST_F(RunAggregationTest, TakesADestinationInsideTheSource) {
+TEST_F(RunAggregationTest, AcceptsDestinationInsideSource) {
   const std::string source = MakeSource();
   MakeFolder(source + "/inside");
   const Calls calls = Run(source, source + "/inside");
@@ -256,7 +262,7 @@ TEST_F(RunAggregationTest, TakesADestinationInsideTheSource) {
   EXPECT_EQ((Calls{"OpenFolder " + source + "/inside"}), CallsOf(calls, "OpenFolder"));
 }
 
-TEST_F(RunAggregationTest, TakesAFileAsDestinationAndFilesNothing) {
+TEST_F(RunAggregationTest, AcceptsFileAsDestination) {
   const std::string source = MakeSource();
   WriteFile(folder_ / "file", "kept");
   const Calls calls = Run(source, folder_ / "file");
@@ -265,7 +271,7 @@ TEST_F(RunAggregationTest, TakesAFileAsDestinationAndFilesNothing) {
   EXPECT_EQ((Calls{"letter.txt"}), FilesBelow(source));
 }
 
-TEST_F(RunAggregationTest, TitlesTheWindowWithTheNameOfTheDestination) {
+TEST_F(RunAggregationTest, SetsWindowTitle) {
   for (const char* name : {"two: parts", "line\nbreak", "not \xff UTF-8", ".hidden", "a..b"}) {
     const Calls calls = Run(MakeSource(), MakeDestination(name));
     EXPECT_EQ((Calls{std::string("SetTitle \"") + name + "\""}), CallsOf(calls, "SetTitle"));
@@ -273,14 +279,14 @@ TEST_F(RunAggregationTest, TitlesTheWindowWithTheNameOfTheDestination) {
   }
 }
 
-TEST_F(RunAggregationTest, ShowsTheTimeInWholeSeconds) {
+TEST_F(RunAggregationTest, ShowsElapsedSeconds) {
   EXPECT_EQ("SetText 6 \"Elapsed time: 0 secs\"", ElapsedText(0));
   EXPECT_EQ("SetText 6 \"Elapsed time: 1 sec \"", ElapsedText(1));
   EXPECT_EQ("SetText 6 \"Elapsed time: 59 secs \"", ElapsedText(59));
   EXPECT_EQ("SetText 6 \"Elapsed time: 1 hr 2 mins 5 secs \"", ElapsedText(3725));
 }
 
-TEST_F(RunAggregationTest, LeavesTheTextOfTheLastRunDuringTheNextOne) {
+TEST_F(RunAggregationTest, KeepsElapsedTimeDuringNextRun) {
   const std::string source = MakeSource();
   const std::string destination = MakeDestination();
   SetClock(0, 1);
@@ -296,7 +302,7 @@ TEST_F(RunAggregationTest, LeavesTheTextOfTheLastRunDuringTheNextOne) {
             }));
 }
 
-TEST_F(RunAggregationTest, ClearsTheRequestToStopAndDoesNotLookAtItAgain) {
+TEST_F(RunAggregationTest, ClearsStopRequestAtStart) {
   gStopRequested = true;
   std::optional<bool> atStart;
   system_.whenCalled = [&](const std::string& call) {
@@ -312,7 +318,7 @@ TEST_F(RunAggregationTest, ClearsTheRequestToStopAndDoesNotLookAtItAgain) {
   EXPECT_EQ((Calls{"txt/letter.txt"}), FilesBelow(destination));
 }
 
-TEST_F(RunAggregationTest, QuitsAfterTheDestinationWasOpened) {
+TEST_F(RunAggregationTest, QuitsAfterOpeningDestination) {
   preferences_.Write("QuitWhenDone = true\n");
   const std::string destination = MakeDestination();
   system_.AnswerPanel(destination);
@@ -327,21 +333,21 @@ TEST_F(RunAggregationTest, QuitsAfterTheDestinationWasOpened) {
             system_.TakeCalls());
 }
 
-TEST_F(RunAggregationTest, StaysOpenWhereQuittingIsNotSet) {
+TEST_F(RunAggregationTest, StaysOpenByDefault) {
   for (const char* stored : {"", "QuitWhenDone = false\n", "QuitWhenDone = 1\n"}) {
     preferences_.Write(stored);
     EXPECT_TRUE(CallsOf(Run(MakeSource(), MakeDestination()), "InstallTimer").empty()) << stored;
   }
 }
 
-TEST_F(RunAggregationTest, CountsWhereItsDestinationCannotBeOpened) {
+TEST_F(RunAggregationTest, IgnoresFailedOpening) {
   const std::string destination = MakeDestination();
   system_.FailCall("OpenFolder " + destination, kLSApplicationNotFoundErr);
   Run(MakeSource(), destination);
   EXPECT_EQ((Calls{"txt/letter.txt"}), FilesBelow(destination));
 }
 
-TEST_F(RunAggregationTest, GoesOnWhereTheDestinationGoesDuringTheRun) {
+TEST_F(RunAggregationTest, SurvivesDeletedDestination) {
   const std::string destination = MakeDestination();
   system_.whenCalled = [&](const std::string& call) {
     if (call == "Show 2") std::filesystem::remove_all(destination);

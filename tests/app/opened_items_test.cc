@@ -28,7 +28,8 @@ FSSpec SpecOf(const std::string& path) {
 
 class OpenedItemsTest : public ApplicationTest {
  protected:
-  // Folders named so, each with a file, and as many destinations that the panels are answered with.
+  // Makes source folders of these names, each with a file, and answers the panels with as many
+  // destinations. Returns the paths of the sources.
   Calls MakeSources(const Calls& names) {
     Calls paths;
     for (const std::string& name : names) {
@@ -45,15 +46,15 @@ class OpenedItemsTest : public ApplicationTest {
     return drag;
   }
 
-  // Drops on the window of the running program. Answers what the drop answered; the record has
-  // what happened until the program ended.
+  // Drops on the window of the running program and returns the status of the drop. The recorded
+  // calls are those until the program ended.
   Status Drop(const Drag& drag) {
     Status status = noErr;
     EXPECT_EQ(noErr, RunProgram([&] { status = Main().Drop(drag); }));
     return status;
   }
 
-  // The sources that were run, by the files in their destinations in the order of the runs.
+  // The files in the destinations of the runs, in the order of the runs.
   Calls AggregatedInOrder() {
     Calls filed;
     for (const std::string& call : CallsOf(system_.TakeCalls(), "OpenFolder ")) {
@@ -69,7 +70,7 @@ const Calls kHiliteCalls = {"ShowDragHilite 2,2 to 398,298", "HideDragHilite"};
 
 // ---- Drags ----
 
-TEST_F(OpenedItemsTest, AcceptDragsWithAnyFileOrFolderInThem) {
+TEST_F(OpenedItemsTest, AcceptDragsWithExistingItem) {
   MakeFolder(folder_ / "folder");
   WriteFile(folder_ / "a\nfile \xff.tar.gz");
   MakeLink("missing", folder_ / "dangling");
@@ -91,7 +92,7 @@ TEST_F(OpenedItemsTest, AcceptDragsWithAnyFileOrFolderInThem) {
   EXPECT_FALSE(IsDragAcceptable(ScriptedDrag().AddPath(folder).FailCount(ioErr)));
 }
 
-TEST_F(OpenedItemsTest, AnswerEveryMessageOfAnAcceptableDrag) {
+TEST_F(OpenedItemsTest, TrackAcceptableDrag) {
   RecordingWindow window(&system_, "MainWindow");
   const ScriptedDrag drag = DragOf({folder_.path()});
   struct Row {
@@ -112,10 +113,10 @@ TEST_F(OpenedItemsTest, AnswerEveryMessageOfAnAcceptableDrag) {
   }
 }
 
-TEST_F(OpenedItemsTest, RefuseAndDoNotHiliteADragWithoutFiles) {
+TEST_F(OpenedItemsTest, RefuseDragWithoutFiles) {
   RecordingWindow window(&system_, "MainWindow");
   const ScriptedDrag text = ScriptedDrag().AddText();
-  // The drag before was acceptable.
+  // The previous drag was acceptable.
   EXPECT_EQ(noErr,
             TrackDrag(DragTrackingMessage::kEnterHandler, &window, DragOf({folder_.path()})));
   EXPECT_EQ(dragNotAcceptedErr, TrackDrag(DragTrackingMessage::kEnterHandler, &window, text));
@@ -127,13 +128,13 @@ TEST_F(OpenedItemsTest, RefuseAndDoNotHiliteADragWithoutFiles) {
 
 // ---- Drops ----
 
-TEST_F(OpenedItemsTest, RunThreeDroppedFoldersInTheirOrder) {
+TEST_F(OpenedItemsTest, RunDroppedFoldersInOrder) {
   EXPECT_EQ(noErr, Drop(DragOf(MakeSources({"c", "a", "b"}))));
   EXPECT_EQ(3U, system_.Panels().size());
   EXPECT_EQ((Calls{"txt/c.txt", "txt/a.txt", "txt/b.txt"}), AggregatedInOrder());
 }
 
-TEST_F(OpenedItemsTest, AnswerADropBeforeTheEventAndTheEventBeforeTheRun) {
+TEST_F(OpenedItemsTest, ReturnFromDropAndEventBeforeRun) {
   const ScriptedDrag drag = DragOf(MakeSources({"a"}));
   EXPECT_EQ(
       noErr, RunProgram([&] {
@@ -147,7 +148,7 @@ TEST_F(OpenedItemsTest, AnswerADropBeforeTheEventAndTheEventBeforeTheRun) {
       }));
 }
 
-TEST_F(OpenedItemsTest, HiliteADroppedFileAndDoNothingWithIt) {
+TEST_F(OpenedItemsTest, IgnoreDroppedFile) {
   WriteFile(folder_ / "file.txt", "kept");
   EXPECT_EQ(noErr, Drop(DragOf({folder_ / "file.txt"})));
   EXPECT_EQ((Calls{kHiliteCalls[0], kHiliteCalls[1], "InstallTimer 0", "BringApplicationToFront",
@@ -156,7 +157,7 @@ TEST_F(OpenedItemsTest, HiliteADroppedFileAndDoNothingWithIt) {
   EXPECT_EQ("kept", ReadFile(folder_ / "file.txt"));
 }
 
-TEST_F(OpenedItemsTest, RunTheFoldersOfAMixture) {
+TEST_F(OpenedItemsTest, RunFoldersOfMixedDrop) {
   const Calls sources = MakeSources({"a", "b"});
   WriteFile(folder_ / "file.txt");
   MakeFolder(folder_ / "gone");
@@ -168,7 +169,7 @@ TEST_F(OpenedItemsTest, RunTheFoldersOfAMixture) {
   EXPECT_EQ((Calls{"txt/a.txt", "txt/b.txt"}), AggregatedInOrder());
 }
 
-TEST_F(OpenedItemsTest, BeepAndRunNothingWhereTheLastItemIsNoFile) {
+TEST_F(OpenedItemsTest, BeepIfLastItemFails) {
   const Calls sources = MakeSources({"a"});
   EXPECT_EQ(paramErr, Drop(ScriptedDrag().AddPath(sources[0]).AddText()));
   EXPECT_EQ((Calls{kHiliteCalls[0], kHiliteCalls[1], "Beep", "DisposeWindow MainWindow"}),
@@ -176,21 +177,21 @@ TEST_F(OpenedItemsTest, BeepAndRunNothingWhereTheLastItemIsNoFile) {
   EXPECT_TRUE(system_.Panels().empty());
 }
 
-TEST_F(OpenedItemsTest, AnswerAnUnreadableItemWithoutABeep) {
+TEST_F(OpenedItemsTest, ReturnStatusOfUnreadableItem) {
   const Calls sources = MakeSources({"a"});
   EXPECT_EQ(ioErr, Drop(ScriptedDrag().AddPath(sources[0]).AddUnreadable(ioErr)));
   EXPECT_TRUE(CallsOf(system_.TakeCalls(), "Beep").empty());
   EXPECT_TRUE(system_.Panels().empty());
 }
 
-TEST_F(OpenedItemsTest, BeepOnceWhereTheEventCannotBeSent) {
+TEST_F(OpenedItemsTest, BeepIfSendingFails) {
   const Calls sources = MakeSources({"a"});
   system_.FailCall("InstallTimer 0", memFullErr);
   EXPECT_EQ(memFullErr, Drop(DragOf(sources)));
   EXPECT_EQ((Calls{"Beep"}), CallsOf(system_.TakeCalls(), "Beep"));
 }
 
-TEST_F(OpenedItemsTest, PassOverAFolderThatVanishesBetweenDropAndRun) {
+TEST_F(OpenedItemsTest, SkipFolderDeletedAfterDrop) {
   const Calls sources = MakeSources({"a", "b", "c"});
   EXPECT_EQ(noErr, RunProgram([&] {
               EXPECT_EQ(noErr, Main().Drop(DragOf(sources)));
@@ -200,17 +201,17 @@ TEST_F(OpenedItemsTest, PassOverAFolderThatVanishesBetweenDropAndRun) {
   EXPECT_EQ(2U, system_.Panels().size());
 }
 
-TEST_F(OpenedItemsTest, PassOverAFolderThatAnotherHasTakenThePlaceOf) {
+TEST_F(OpenedItemsTest, SkipFolderReplacedAfterDrop) {
   const Calls sources = MakeSources({"a", "b"});
   EXPECT_EQ(noErr, RunProgram([&] {
               EXPECT_EQ(noErr, Main().Drop(DragOf(sources)));
               fs::rename(sources[0], folder_ / "elsewhere");
-              WriteFile(sources[0] + "/stranger.txt");
+              WriteFile(sources[0] + "/other.txt");
             }));
   EXPECT_EQ((Calls{"txt/b.txt"}), AggregatedInOrder());
 }
 
-TEST_F(OpenedItemsTest, RunMoreThanAThousandDroppedFolders) {
+TEST_F(OpenedItemsTest, RunThousandDroppedFolders) {
   constexpr int kCount = 1001;
   const std::string destination = MakeDestination();
   ScriptedDrag drag;
@@ -225,7 +226,7 @@ TEST_F(OpenedItemsTest, RunMoreThanAThousandDroppedFolders) {
   EXPECT_EQ(static_cast<size_t>(kCount), FilesBelow(destination).size());
 }
 
-TEST_F(OpenedItemsTest, TakeADropDuringARunAfterIt) {
+TEST_F(OpenedItemsTest, RunDropDuringRunAfterwards) {
   const Calls sources = MakeSources({"a", "b"});
   const ScriptedDrag second = DragOf({sources[1]});
   bool hasDropped = false;
@@ -237,7 +238,7 @@ TEST_F(OpenedItemsTest, TakeADropDuringARunAfterIt) {
   EXPECT_EQ((Calls{"txt/a.txt", "txt/b.txt"}), AggregatedInOrder());
 }
 
-// ---- The event to ourselves ----
+// ---- The event to this process ----
 
 TEST_F(OpenedItemsTest, SendNothingWithoutItems) {
   const FSSpec spec = SpecOf(folder_.path());
@@ -248,7 +249,7 @@ TEST_F(OpenedItemsTest, SendNothingWithoutItems) {
             }));
 }
 
-TEST_F(OpenedItemsTest, SendNothingWhereTheLastItemFailsOrThereIsNoLoop) {
+TEST_F(OpenedItemsTest, SendNothingIfLastItemFails) {
   const std::vector<FSSpec> specs = {SpecOf(folder_.path()), FSSpec{}};
   EXPECT_EQ(noErr, RunProgram([&] {
               EXPECT_EQ(paramErr, SendOpenDocumentsToSelf(specs.size(), specs.data()));
@@ -275,7 +276,7 @@ AEDesc RefDesc(const std::string& path) {
   return desc;
 }
 
-TEST_F(OpenedItemsTest, TakeASingleItemForAListOfOne) {
+TEST_F(OpenedItemsTest, AcceptSingleItem) {
   const Calls sources = MakeSources({"a"});
   EXPECT_EQ(noErr, RunProgram([&] {
               EXPECT_EQ(noErr, HandleOpenDocuments(OpenEvent(RefDesc(sources[0])), nullptr, 0));
@@ -283,7 +284,7 @@ TEST_F(OpenedItemsTest, TakeASingleItemForAListOfOne) {
   EXPECT_EQ((Calls{"txt/a.txt"}), AggregatedInOrder());
 }
 
-TEST_F(OpenedItemsTest, ComeToTheFrontAndAnswerWhyThereIsNoList) {
+TEST_F(OpenedItemsTest, ReturnStatusOfMissingList) {
   AEDesc record;
   EXPECT_EQ(noErr, AECreateList(true, &record));
   EXPECT_EQ(noErr, RunProgram([&] {
@@ -295,7 +296,7 @@ TEST_F(OpenedItemsTest, ComeToTheFrontAndAnswerWhyThereIsNoList) {
             }));
 }
 
-TEST_F(OpenedItemsTest, PassOverItemsThatAreNoReferences) {
+TEST_F(OpenedItemsTest, SkipItemsThatAreNotReferences) {
   const Calls sources = MakeSources({"a"});
   AEDesc list;
   EXPECT_EQ(noErr, AECreateList(false, &list));
@@ -310,7 +311,7 @@ TEST_F(OpenedItemsTest, PassOverItemsThatAreNoReferences) {
   EXPECT_EQ(1U, system_.Panels().size());
 }
 
-TEST_F(OpenedItemsTest, RunTheNewerOfTwoListsForEachOfTheirTimers) {
+TEST_F(OpenedItemsTest, RunNewerListForBothTimers) {
   const Calls sources = MakeSources({"older", "newer"});
   EXPECT_EQ(noErr, RunProgram([&] {
               EXPECT_EQ(noErr, HandleOpenDocuments(OpenEvent(RefDesc(sources[0])), nullptr, 0));
@@ -322,7 +323,7 @@ TEST_F(OpenedItemsTest, RunTheNewerOfTwoListsForEachOfTheirTimers) {
   EXPECT_EQ((Calls{"txt/newer.txt"}), FilesBelow(folder_ / "for older"));
 }
 
-TEST_F(OpenedItemsTest, AnswerTheEventThoughNoTimerCanBeInstalled) {
+TEST_F(OpenedItemsTest, AcceptEventWithoutTimer) {
   system_.FailCall("InstallTimer 0.001", memFullErr);
   EXPECT_EQ(noErr, RunProgram([&] {
               EXPECT_EQ(noErr, HandleOpenDocuments(OpenEvent(RefDesc(folder_.path())), nullptr, 0));
@@ -330,7 +331,7 @@ TEST_F(OpenedItemsTest, AnswerTheEventThoughNoTimerCanBeInstalled) {
   EXPECT_TRUE(system_.Panels().empty());
 }
 
-TEST_F(OpenedItemsTest, RunNothingWhileNothingIsPending) {
+TEST_F(OpenedItemsTest, RunNothingWithoutPendingItems) {
   gPendingDocuments = AEDesc();
   ProcessPendingSources(std::nullopt);
   EXPECT_EQ(noErr, AECreateList(false, &gPendingDocuments));
@@ -339,7 +340,7 @@ TEST_F(OpenedItemsTest, RunNothingWhileNothingIsPending) {
   EXPECT_TRUE(system_.Panels().empty());
 }
 
-TEST_F(OpenedItemsTest, ReduceADroppedApplicationAsTheSettingsSay) {
+TEST_F(OpenedItemsTest, ReduceDroppedApplication) {
   WriteFile(folder_ / "Tool.app/Contents/Resources/icon.png");
   WriteFile(folder_ / "Tool.app/main.bin");
   for (const auto& [stored, filed] : std::vector<std::pair<const char*, const char*>>{
@@ -353,13 +354,13 @@ TEST_F(OpenedItemsTest, ReduceADroppedApplicationAsTheSettingsSay) {
   }
 }
 
-TEST_F(OpenedItemsTest, DoNothingWithADroppedApplicationWithoutResources) {
+TEST_F(OpenedItemsTest, IgnoreApplicationWithoutResources) {
   WriteFile(folder_ / "Tool.app/main.bin");
   EXPECT_EQ(noErr, Drop(DragOf({folder_ / "Tool.app"})));
   EXPECT_TRUE(system_.Panels().empty());
 }
 
-TEST_F(OpenedItemsTest, TakeADroppedFrameworkAsItIs) {
+TEST_F(OpenedItemsTest, RunDroppedFrameworkAsGiven) {
   WriteFile(folder_ / "a.framework/Resources/icon.png");
   WriteFile(folder_ / "a.framework/main.bin");
   system_.AnswerPanel(MakeDestination());
@@ -377,7 +378,8 @@ Pasteboard PasteboardOf(const Calls& urls) {
 
 class ServiceTest : public OpenedItemsTest {
  protected:
-  // What was filed for the request; it comes to the front and is let pass in every case.
+  // Sends the request and returns the files that were filed. Expects that the program comes to the
+  // front and passes the event on in every case.
   Calls Perform(const std::optional<std::string>& message,
                 const std::optional<Pasteboard>& pasteboard) {
     Calls filed;
@@ -394,7 +396,7 @@ class ServiceTest : public OpenedItemsTest {
   }
 };
 
-TEST_F(ServiceTest, AcceptsItsNameInAnyCase) {
+TEST_F(ServiceTest, AcceptsNameInAnyCase) {
   for (const char* name : {"aggregate", "AGGREGATE", "Aggregate", "aGGREGATe"}) {
     const Calls sources = MakeSources({name});
     EXPECT_EQ((Calls{std::string("txt/") + name + ".txt"}),
@@ -403,7 +405,7 @@ TEST_F(ServiceTest, AcceptsItsNameInAnyCase) {
   }
 }
 
-TEST_F(ServiceTest, RefusesOtherNamesAndRequestsThatLackSomething) {
+TEST_F(ServiceTest, RefusesOtherRequests) {
   const Pasteboard pasteboard = PasteboardOf({"file://" + MakeSources({"a"})[0]});
   for (const char* name : {"", "aggregat", "aggregates", " aggregate", "open", "\xff"}) {
     EXPECT_TRUE(Perform(name, pasteboard).empty()) << name;
@@ -413,14 +415,14 @@ TEST_F(ServiceTest, RefusesOtherNamesAndRequestsThatLackSomething) {
   EXPECT_TRUE(system_.Panels().empty());
 }
 
-TEST_F(ServiceTest, RunsOnlyTheFirstOfSeveralFiles) {
+TEST_F(ServiceTest, RunsFirstFileOnly) {
   const Calls sources = MakeSources({"a", "b"});
   EXPECT_EQ((Calls{"txt/a.txt"}),
             Perform("aggregate", PasteboardOf({"file://" + sources[0], "file://" + sources[1]})));
   EXPECT_EQ(1U, system_.Panels().size());
 }
 
-TEST_F(ServiceTest, RunsNothingForWhatIsNoFolderHere) {
+TEST_F(ServiceTest, IgnoresInvalidUrls) {
   WriteFile(folder_ / "file");
   const std::vector<Calls> rows = {
       {},
@@ -437,7 +439,7 @@ TEST_F(ServiceTest, RunsNothingForWhatIsNoFolderHere) {
   EXPECT_TRUE(system_.Panels().empty());
 }
 
-TEST_F(ServiceTest, LooksNoFurtherThanTheFirstFileOfThePasteboard) {
+TEST_F(ServiceTest, ReadsFirstUrlOnly) {
   const std::string good = "file://" + folder_.path();
   FSRef ref;
   EXPECT_FALSE(PasteboardToFSRef(nullptr, &ref));

@@ -4,8 +4,8 @@
 
 namespace tessary::test {
 
-// The clock of this test program, in the place of the system's: each reading is `step` seconds
-// after the one before, the next one `step` after `start`.
+// Sets the clock that replaces the system's in this test program. Each reading is `step` seconds
+// after the one before; the first one is `step` seconds after `start`.
 void SetClock(uint32_t start, uint32_t step);
 
 }  // namespace tessary::test

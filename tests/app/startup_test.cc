@@ -14,7 +14,7 @@ namespace {
 
 class RunApplicationTest : public ApplicationTest {
  protected:
-  // The calls from the start to the end of the program, which answers `expected`.
+  // Runs the program, expects the status and returns the calls.
   Calls StartAndEnd(Status expected = noErr) {
     EXPECT_EQ(expected, RunApplication());
     return system_.TakeCalls();
@@ -28,7 +28,7 @@ const Calls kWindow = {
     "GetControlByID 'CNTL' 2", "GetControlByID 'CNTL' 4", "GetControlByID 'CNTL' 5",
     "GetControlByID 'CNTL' 6", "GetControlByID 'CNTL' 7", "DisposeNibReference main"};
 const Calls kDragHandlers = {"InstallTrackingHandler", "InstallReceiveHandler"};
-// The services' handler, and the commands' one.
+// The application event target is fetched for the service handler and for the command handler.
 const Calls kHandlers = {"ShowWindow MainWindow", "GetApplicationEventTarget",
                          "EnableMenuCommand 'pref'", "GetApplicationEventTarget"};
 const Calls kHelpItems = {"GetHelpMenu", "InsertItem \"Tessary Web Page\" after 1 'WEB1'",
@@ -36,31 +36,31 @@ const Calls kHelpItems = {"GetHelpMenu", "InsertItem \"Tessary Web Page\" after 
                           "GetMenuEventTarget"};
 const Calls kLoop = {"RunApplicationEventLoop", "DisposeWindow MainWindow"};
 
-TEST_F(RunApplicationTest, DoesEverythingInItsOrder) {
+TEST_F(RunApplicationTest, CallsInOrder) {
   EXPECT_EQ(
       Join({kBeforeMenuBar, {"SetMenuBar"}, kWindow, kDragHandlers, kHandlers, kHelpItems, kLoop}),
       StartAndEnd());
 }
 
-TEST_F(RunApplicationTest, StopsWhereTheFormsCannotBeOpened) {
+TEST_F(RunApplicationTest, EndsWithoutForms) {
   system_.FailCall("CreateNibReference main", fnfErr);
   EXPECT_EQ((Calls{"LoadApplication", "UpdateDynamicServices", "CreateNibReference main"}),
             StartAndEnd(fnfErr));
 }
 
-TEST_F(RunApplicationTest, GoesOnWithoutAMenuBar) {
+TEST_F(RunApplicationTest, ContinuesWithoutMenuBar) {
   system_.FailCall("CreateMenuBar MenuBar", fnfErr);
   EXPECT_EQ(Join({kBeforeMenuBar, kWindow, kDragHandlers, kHandlers, kHelpItems, kLoop}),
             StartAndEnd());
 }
 
-TEST_F(RunApplicationTest, StopsWhereTheWindowCannotBeMadeAndLeavesTheFormsOpen) {
+TEST_F(RunApplicationTest, EndsWithoutMainWindow) {
   system_.FailCall("CreateWindow MainWindow", memFullErr);
   EXPECT_EQ(Join({kBeforeMenuBar, {"SetMenuBar", "CreateWindow MainWindow"}}),
             StartAndEnd(memFullErr));
 }
 
-TEST_F(RunApplicationTest, RemovesTheTrackingHandlerWhereDropsCannotBeReceived) {
+TEST_F(RunApplicationTest, RemovesTrackingHandler) {
   system_.FailCall("InstallReceiveHandler", duplicateHandlerErr);
   EXPECT_EQ(Join({kBeforeMenuBar,
                   {"SetMenuBar"},
@@ -73,7 +73,7 @@ TEST_F(RunApplicationTest, RemovesTheTrackingHandlerWhereDropsCannotBeReceived) 
             StartAndEnd());
 }
 
-TEST_F(RunApplicationTest, ReceivesNoDropsThatItCannotTrack) {
+TEST_F(RunApplicationTest, ReceivesNoDropsWithoutTracking) {
   system_.FailCall("InstallTrackingHandler", duplicateHandlerErr);
   EXPECT_EQ(Join({kBeforeMenuBar,
                   {"SetMenuBar"},
@@ -85,7 +85,7 @@ TEST_F(RunApplicationTest, ReceivesNoDropsThatItCannotTrack) {
             StartAndEnd());
 }
 
-TEST_F(RunApplicationTest, LeavesThePagesOutWhereThereIsNoHelpMenu) {
+TEST_F(RunApplicationTest, ContinuesWithoutHelpMenu) {
   system_.FailCall("GetHelpMenu", paramErr);
   EXPECT_EQ(Join({kBeforeMenuBar,
                   {"SetMenuBar"},
@@ -97,19 +97,19 @@ TEST_F(RunApplicationTest, LeavesThePagesOutWhereThereIsNoHelpMenu) {
             StartAndEnd());
 }
 
-TEST_F(RunApplicationTest, PutsTheStoreAboveTheWebPageInTheHelpMenu) {
+TEST_F(RunApplicationTest, AddsHelpItems) {
   EXPECT_EQ(noErr, RunApplication());
   EXPECT_EQ((Calls{"Tessary Help", "View in Mac App Store...", "Tessary Web Page"}),
             system_.HelpMenu().Items());
 }
 
-TEST_F(RunApplicationTest, PutsOneHelpItemWhereTheOtherCannotBeInserted) {
+TEST_F(RunApplicationTest, ContinuesWithoutOneHelpItem) {
   system_.FailCall("InsertItem \"Tessary Web Page\" after 1 'WEB1'", memFullErr);
   EXPECT_EQ(noErr, RunApplication());
   EXPECT_EQ((Calls{"Tessary Help", "View in Mac App Store..."}), system_.HelpMenu().Items());
 }
 
-TEST_F(RunApplicationTest, BuildsTheExtensionMapWhenTheCommandsAreHandled) {
+TEST_F(RunApplicationTest, BuildsExtensionMapAfterHandlers) {
   WriteFile(preferences_.MappingPath(), ".startup-test \"STRT\"\n");
   Calls without;
   Calls with;
@@ -121,7 +121,7 @@ TEST_F(RunApplicationTest, BuildsTheExtensionMapWhenTheCommandsAreHandled) {
   EXPECT_EQ(Join({kHelpItems, kLoop}), with);
 }
 
-TEST_F(RunApplicationTest, TakesTheLocaleOfTheDatesBeforeTheHelpItems) {
+TEST_F(RunApplicationTest, SetsDateLocaleBeforeHelpItems) {
   const EnvironmentVariable all("LC_ALL", "C");
   gDateLocale = DateLocale();
   Calls before;
@@ -133,7 +133,7 @@ TEST_F(RunApplicationTest, TakesTheLocaleOfTheDatesBeforeTheHelpItems) {
   EXPECT_FALSE(gDateLocale);
 }
 
-TEST_F(RunApplicationTest, WorksWithoutTheControlsThatTheFormLacks) {
+TEST_F(RunApplicationTest, ContinuesWithoutControls) {
   for (const char* id : {"1", "2", "4", "5", "6", "7"}) {
     system_.FailCall(std::string("GetControlByID 'CNTL' ") + id, errUnknownControl);
   }
@@ -145,25 +145,25 @@ TEST_F(RunApplicationTest, WorksWithoutTheControlsThatTheFormLacks) {
   EXPECT_TRUE(CallsOf(system_.TakeCalls(), "SetText").empty());
 }
 
-TEST_F(RunApplicationTest, EndsAtTheQuitCommandAndOnlyNotesIt) {
+TEST_F(RunApplicationTest, EndsAtQuitCommand) {
   gQuitRequested = false;
   EXPECT_EQ(noErr, RunProgram([&] { Command(FourCharCode("quit"), eventNotHandledErr); }));
   EXPECT_TRUE(gQuitRequested);
   EXPECT_EQ((Calls{"DisposeWindow MainWindow"}), system_.TakeCalls());
 }
 
-TEST_F(RunApplicationTest, DisposesOfAnOpenSheetBeforeItsParent) {
+TEST_F(RunApplicationTest, DisposesOfSheetBeforeParent) {
   EXPECT_EQ(noErr, RunProgram([&] { Command(FourCharCode("pref")); }));
   EXPECT_EQ((Calls{"DisposeWindow PreferencesWindow", "DisposeWindow MainWindow"}),
             CallsOf(system_.TakeCalls(), "DisposeWindow"));
 }
 
-TEST_F(RunApplicationTest, LendsTheEngineItsTextsAndRunsAndLeavesTheObserver) {
+TEST_F(RunApplicationTest, SetsEngineHooks) {
   int observed = 0;
   SetEngineHooks({.observeItem = [&](const std::string&, ItemOutcome) { ++observed; }});
   EXPECT_EQ(noErr, RunProgram([&] {
-              GetEngineHooks().showProgressText("from below", 1);
-              EXPECT_EQ("from below", Main().ControlOf(1).Text());
+              GetEngineHooks().showProgressText("text", 1);
+              EXPECT_EQ("text", Main().ControlOf(1).Text());
               GetEngineHooks().runAggregation(RefAt(MakeSource()));
               EXPECT_EQ(1U, system_.Panels().size());
               ObserveItem("/a", ItemOutcome::kFiled);
@@ -174,12 +174,12 @@ TEST_F(RunApplicationTest, LendsTheEngineItsTextsAndRunsAndLeavesTheObserver) {
   SetEngineHooks({});
 }
 
-TEST_F(RunApplicationTest, CanBeRunAgain) {
+TEST_F(RunApplicationTest, CanRunAgain) {
   const Calls first = StartAndEnd();
   EXPECT_EQ(first, StartAndEnd());
 }
 
-TEST_F(RunApplicationTest, PumpsWithoutTouchingATimer) {
+TEST_F(RunApplicationTest, PumpFiresNoTimer) {
   EXPECT_EQ(noErr, RunProgram([&] {
               bool hasFired = false;
               EXPECT_EQ(noErr, system_.InstallEventLoopTimer(0, [&] { hasFired = true; }));
@@ -189,7 +189,7 @@ TEST_F(RunApplicationTest, PumpsWithoutTouchingATimer) {
             }));
 }
 
-TEST_F(RunApplicationTest, SaysByeAndFadesOutBeforeTheProcessEnds) {
+TEST_F(RunApplicationTest, QuitTimerEndsProcess) {
   EXPECT_THROW((void)RunProgram([&] {
                  InstallQuitTimer();
                  EXPECT_EQ(std::vector<double>({1.0}), system_.TimerDelays());
@@ -200,7 +200,7 @@ TEST_F(RunApplicationTest, SaysByeAndFadesOutBeforeTheProcessEnds) {
       system_.TakeCalls());
 }
 
-TEST_F(RunApplicationTest, StaysOpenWhereTheQuitTimerCannotBeInstalled) {
+TEST_F(RunApplicationTest, StaysOpenWithoutQuitTimer) {
   system_.FailCall("InstallTimer 1", memFullErr);
   EXPECT_EQ(noErr, RunProgram(InstallQuitTimer));
   EXPECT_EQ((Calls{"InstallTimer 1", "DisposeWindow MainWindow"}), system_.TakeCalls());
