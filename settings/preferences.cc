@@ -9,15 +9,15 @@
 namespace tessary {
 namespace {
 
-int16_t ReadNumber(const char* key, int16_t otherwise) {
+int16_t ReadNumber(const char* key, int16_t defaultValue) {
   const std::optional<CFPropertyList> value = CFPreferencesCopyAppValue(key);
   const int64_t* number = value ? std::get_if<int64_t>(&*value) : nullptr;
-  return number != nullptr ? static_cast<int16_t>(*number) : otherwise;
+  return number != nullptr ? static_cast<int16_t>(*number) : defaultValue;
 }
 
-// The stored boolean, synchronised; none where the key is absent or holds something else.
+// Synchronises, then returns the stored boolean. None if the key is absent or of another type.
 std::optional<bool> ReadBoolean(const char* key) {
-  // A file that cannot be read stands for an empty one, and its user is told by the front.
+  // A file that cannot be read counts as empty here. The program reports it to the user.
   (void)CFPreferencesAppSynchronize();
   const std::optional<CFPropertyList> value = CFPreferencesCopyAppValue(key);
   const bool* boolean = value ? std::get_if<bool>(&*value) : nullptr;

@@ -6,11 +6,11 @@
 #include <string_view>
 
 // The seven settings. Nothing is cached: every accessor reads the store when it is called, so that
-// a change from outside takes effect in the middle of a run. None can fail; a value that is
+// a change by another program takes effect during a run. No accessor fails: a value that is
 // missing, unreadable or of another type yields the default.
 namespace tessary {
 
-// By what a run files its items; the stored value of "TessaryType".
+// The kind of key by which a run files its items: the stored value of "TessaryType".
 enum class AggregationKind : int16_t {
   kExtension = 1,
   kFileType = 2,
@@ -19,42 +19,42 @@ enum class AggregationKind : int16_t {
   kCreationDate = 5,
 };
 
-// The value of `FileOperation` that means copying; any other means moving.
+// The value of `FileOperation` that means copying. Any other value means moving.
 inline constexpr int16_t kFileOperationCopy = 2;
 
-// What files are done with; kFileOperationCopy when nothing is stored. A number that does not fit
-// 16 bits keeps its low 16. Does not synchronise.
+// Returns `FileOperation`, by default kFileOperationCopy. A stored number that does not fit 16 bits
+// is reduced to its low 16 bits. Does not synchronise.
 int16_t GetFileOperation();
 
-// The kind; kExtension when nothing is stored. A stored number that names no kind is passed
-// through. Does not synchronise.
+// Returns the kind, by default kExtension. A stored number that is not a valid kind is returned
+// unchanged. Does not synchronise.
 AggregationKind GetAggregationKind();
 
-// Quit after a run; false when nothing is stored. Synchronises first, as do all below.
+// Whether to quit after a run. Default: false. This and all accessors below synchronise first.
 bool GetQuitWhenDone();
 
-// Descend into subfolders; false when nothing is stored.
+// Whether to descend into subfolders. Default: false.
 bool GetRecurseFolders();
 
-// Replace a same-named file in the key folder; false when nothing is stored.
+// Whether to replace a file of the same name in the key folder. Default: false.
 bool GetReplaceFilesBySameName();
 
-// Reduce an application given as the source to its resources folder. True unless the key holds the
-// boolean true: the key's name tells the opposite of its effect, and is kept for those who set it.
+// Whether to reduce a source that is an application to its resources folder. True unless the stored
+// value is the boolean true. The key means the opposite of its name; this is fixed.
 bool GetAggregateAppResourcesOnly();
 
-// Carry comments over to the filed item. True only when the key holds the boolean false: the key's
-// name tells the opposite of its effect, and is kept for those who set it.
+// Whether to carry comments over to the filed item. True only if the stored value is the boolean
+// false. The key means the opposite of its name; this is fixed.
 bool GetPreserveComments();
 
-// Stores a setting and writes it out at once. True when it was written.
+// Store a setting and synchronise. Return true if the setting was written.
 bool SetAggregationKind(AggregationKind kind);
 bool SetQuitWhenDone(bool value);
 bool SetRecurseFolders(bool value);
 
 enum class SettingType { kNumber, kBoolean };
 
-// One setting's key and type, for a front that lists them or checks what its user typed.
+// The key and type of a setting, for programs that list the settings or check a value.
 struct Setting {
   std::string_view key;
   SettingType type;

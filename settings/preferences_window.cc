@@ -26,7 +26,7 @@ constexpr OSType kCommandKind = FourCharCode("Agby");
 
 constexpr int kStatusLineTarget = 1;
 
-// The open sheet; all null while it is closed, and a control where the form lacks it.
+// The open sheet. All members are null while it is closed; a control that the form lacks is null.
 struct PreferencesWindow {
   std::unique_ptr<Window> window;
   ControlRef quitWhenDone = nullptr;
@@ -38,15 +38,14 @@ PreferencesWindow gPreferencesWindow;
 PreferencesWindowHooks gHooks;
 
 void Close() {
-  // A second command may have been on its way while the first closed the sheet.
+  // A second command may be queued when the first one closes the sheet.
   if (gPreferencesWindow.window == nullptr) return;
-  // The window goes whether or not it could be hidden first.
+  // The window is disposed of even if it cannot be hidden.
   (void)gPreferencesWindow.window->HideSheet();
   gPreferencesWindow = {};
 }
 
-// The setting is lost where it was not stored, and the user, whose sheet shows it, has to hear of
-// that somewhere.
+// The sheet shows the new value although it was not stored, so the log reports the failure.
 void LogUnlessStored(bool wasStored) {
   if (wasStored) return;
   NSLog(DescribePreferencesProblem().value_or("The settings could not be stored."));
@@ -79,7 +78,7 @@ Status HandleCommand(const Event& event) {
 
 ControlRef FindControl(int32_t id) {
   ControlRef control = nullptr;
-  // Every use of a control takes none as well.
+  // On failure the control stays null, which every use of a control accepts.
   (void)gPreferencesWindow.window->GetControlByID({.signature = kControlSignature, .id = id},
                                                   &control);
   return control;
@@ -116,7 +115,7 @@ void OpenPreferencesWindow() {
   SetControl32BitValue(gPreferencesWindow.quitWhenDone, GetQuitWhenDone() ? 1 : 0);
   SetControl32BitValue(gPreferencesWindow.recurseFolders, GetRecurseFolders() ? 1 : 0);
   gPreferencesWindow.window->BringToFront();
-  // A sheet that does not come up changes nothing, and the command can be given again.
+  // If the sheet cannot be shown, nothing has changed and the user can repeat the command.
   (void)gPreferencesWindow.window->ShowAsSheetOf(gHooks.parent);
 }
 

@@ -5,27 +5,28 @@
 
 #include "platform/managers/windows.h"
 
-// The sheet in which the user sets the kind, quitting when done and descending into subfolders. A
-// change is stored the moment it is made; OK and Cancel both only close the sheet.
+// The preferences sheet, in which the user sets the kind, quitting after a run and descending into
+// subfolders. Each change is stored immediately; OK and Cancel both only close the sheet.
 namespace tessary {
 
-// What the sheet needs of the shell above it. Start-up supplies it.
+// Filled in by the application layer at start-up.
 struct PreferencesWindowHooks {
-  // Shows a text to the user, 1 as the target naming the status line.
+  // Shows a text to the user. `target` is always 1, the status line.
   std::function<void(const std::string& text, int target)> showProgressText = nullptr;
 
-  // The window whose sheet it is.
+  // The window on which the sheet is shown.
   WindowRef parent = nullptr;
 };
 
-// Supplies the hooks, replacing those supplied before.
+// Replaces all hooks.
 void SetPreferencesWindowHooks(PreferencesWindowHooks hooks);
 
-// Opens the sheet, or brings the open one to the front with its check boxes as they are stored, and
-// prompts for a drop in the status line. Where its window cannot be made only the prompt is shown.
+// Shows the drop prompt in the status line and opens the sheet. If the sheet is open, reads its
+// check boxes again and brings it to the front. If its window cannot be made, only shows the
+// prompt.
 void OpenPreferencesWindow();
 
-// Disposes of the sheet's window where it is open, for a program that ends meanwhile.
+// Disposes of the sheet's window if it is open. For a program that ends while the sheet is open.
 void DisposePreferencesWindow();
 
 }  // namespace tessary

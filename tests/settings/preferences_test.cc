@@ -24,13 +24,13 @@ void ExpectDefaults() {
   EXPECT_FALSE(GetPreserveComments());
 }
 
-TEST(Preferences, HaveTheirDefaultsWhereThereIsNoFile) {
+TEST(Preferences, DefaultsWithoutFile) {
   const PreferencesFolder folder;
   ExpectDefaults();
   EXPECT_FALSE(Exists(folder.PreferencesPath()));
 }
 
-TEST(Preferences, HaveTheirDefaultsWhereTheFileIsEmptyOrUnparsable) {
+TEST(Preferences, DefaultsForInvalidFile) {
   const PreferencesFolder folder;
   for (const char* text : {"", "# nothing\n", "FileOperation = 1\nRecurseFolders = = true\n",
                            "RecurseFolders = true\nRecurseFolders = true\n", "\xff\xfe"}) {
@@ -40,7 +40,7 @@ TEST(Preferences, HaveTheirDefaultsWhereTheFileIsEmptyOrUnparsable) {
   }
 }
 
-TEST(Preferences, HaveTheirDefaultsWhereAFolderBearsTheFilesName) {
+TEST(Preferences, DefaultsForFolder) {
   const PreferencesFolder folder;
   MakeFolder(folder.PreferencesPath());
   ExpectDefaults();
@@ -51,7 +51,7 @@ struct NumberRow {
   int16_t expected;
 };
 
-TEST(GetFileOperation, GivesTheLowSixteenBitsOfANumberAndCopyForAnythingElse) {
+TEST(GetFileOperation, ReturnsLow16Bits) {
   const std::vector<NumberRow> rows = {
       {"2", 2},     {"1", 1},       {"0", 0},          {"3", 3},
       {"-1", -1},   {"65538", 2},   {"65537", 1},      {"32768", -32768},
@@ -67,7 +67,7 @@ TEST(GetFileOperation, GivesTheLowSixteenBitsOfANumberAndCopyForAnythingElse) {
   }
 }
 
-TEST(GetFileOperation, MeansCopyForTwoOnly) {
+TEST(GetFileOperation, TwoMeansCopy) {
   const PreferencesFolder folder;
   for (const char* stored : {"1", "0", "3"}) {
     folder.Write(std::string("FileOperation = ") + stored);
@@ -77,7 +77,7 @@ TEST(GetFileOperation, MeansCopyForTwoOnly) {
   EXPECT_EQ(kFileOperationCopy, GetFileOperation());
 }
 
-TEST(GetAggregationKind, PassesANumberThroughAndGivesExtensionForAnythingElse) {
+TEST(GetAggregationKind, ReturnsAnyNumber) {
   const std::vector<NumberRow> rows = {
       {"1", 1},        {"2", 2},     {"3", 3},    {"4", 4},   {"5", 5},
       {"7", 7},        {"0", 0},     {"-3", -3},  {"6", 6},   {"65537", 1},
@@ -99,7 +99,7 @@ struct BooleanRow {
   bool storedFalse;
 };
 
-TEST(BooleanAccessors, DecideByTheirTable) {
+TEST(BooleanAccessors, ResultOfEachStoredValue) {
   const std::vector<BooleanRow> rows = {
       {"QuitWhenDone", GetQuitWhenDone, false, false, true, false},
       {"RecurseFolders", GetRecurseFolders, false, false, true, false},
@@ -125,7 +125,7 @@ TEST(BooleanAccessors, DecideByTheirTable) {
   }
 }
 
-TEST(BooleanAccessors, EachReadOnlyTheirOwnKey) {
+TEST(BooleanAccessors, ReadOwnKeyOnly) {
   const PreferencesFolder folder;
   folder.Write("ReplaceFilesBySameName = true\n");
   EXPECT_TRUE(GetReplaceFilesBySameName());
@@ -135,7 +135,7 @@ TEST(BooleanAccessors, EachReadOnlyTheirOwnKey) {
   EXPECT_FALSE(GetPreserveComments());
 }
 
-TEST(BooleanAccessors, SeeAChangeFromOutsideByThemselves) {
+TEST(BooleanAccessors, Synchronise) {
   const std::vector<bool (*)()> accessors = {GetQuitWhenDone, GetRecurseFolders,
                                              GetReplaceFilesBySameName,
                                              GetAggregateAppResourcesOnly, GetPreserveComments};
@@ -150,7 +150,7 @@ TEST(BooleanAccessors, SeeAChangeFromOutsideByThemselves) {
   }
 }
 
-TEST(NumberAccessors, SeeAChangeFromOutsideOnlyAfterASynchronise) {
+TEST(NumberAccessors, DoNotSynchronise) {
   const PreferencesFolder folder;
   folder.Write("FileOperation = 1\nTessaryType = 4\n");
   WriteFile(folder.PreferencesPath(), "FileOperation = 3\nTessaryType = 5\n");
@@ -161,7 +161,7 @@ TEST(NumberAccessors, SeeAChangeFromOutsideOnlyAfterASynchronise) {
   EXPECT_EQ(AggregationKind::kCreationDate, GetAggregationKind());
 }
 
-TEST(Preferences, AreWrittenWhereTheyStandAndReadBack) {
+TEST(Preferences, WritesOnlyChangedLine) {
   const PreferencesFolder folder;
   folder.Write("# mine\nQuitWhenDone = true  # always\n");
   EXPECT_TRUE(SetQuitWhenDone(false));
@@ -174,9 +174,9 @@ TEST(Preferences, AreWrittenWhereTheyStandAndReadBack) {
   EXPECT_EQ(AggregationKind::kMimeType, GetAggregationKind());
 }
 
-TEST(Preferences, SayThatTheyWereNotWrittenAndStayAsTheyWere) {
+TEST(Preferences, InvalidFileIsNotWritten) {
   const PreferencesFolder folder;
-  const std::string text = "RecurseFolders = true\nthis is no TOML\n";
+  const std::string text = "RecurseFolders = true\nnot TOML\n";
   folder.Write(text);
   EXPECT_FALSE(SetRecurseFolders(true));
   EXPECT_FALSE(SetAggregationKind(AggregationKind::kMimeType));
@@ -185,9 +185,9 @@ TEST(Preferences, SayThatTheyWereNotWrittenAndStayAsTheyWere) {
   EXPECT_EQ(AggregationKind::kExtension, GetAggregationKind());
 }
 
-using Answers = std::array<int, 7>;
+using Values = std::array<int, 7>;
 
-Answers AllAnswers() {
+Values AllValues() {
   return {GetQuitWhenDone(),
           GetRecurseFolders(),
           GetReplaceFilesBySameName(),
@@ -197,20 +197,20 @@ Answers AllAnswers() {
           static_cast<int>(GetAggregationKind())};
 }
 
-TEST(Settings, NameEveryKeyWithTheTypeThatItsAccessorReads) {
+TEST(Settings, ListsEveryKeyWithType) {
   const PreferencesFolder folder;
-  const Answers defaults = AllAnswers();
-  std::set<Answers> seen;
+  const Values defaults = AllValues();
+  std::set<Values> seen;
   for (const Setting& setting : kSettings) {
     const std::string assign = std::string(setting.key) + " = ";
     const bool isNumber = setting.type == SettingType::kNumber;
-    // The comments are carried for a stored false only.
+    // Only false differs from the default of this key.
     const std::string boolean = setting.key == "PreserveComments" ? "false" : "true";
     folder.Write(assign + (isNumber ? "3" : boolean));
-    EXPECT_NE(defaults, AllAnswers()) << setting.key;
-    seen.insert(AllAnswers());
+    EXPECT_NE(defaults, AllValues()) << setting.key;
+    seen.insert(AllValues());
     folder.Write(assign + (isNumber ? boolean : "3"));
-    EXPECT_EQ(defaults, AllAnswers()) << setting.key;
+    EXPECT_EQ(defaults, AllValues()) << setting.key;
   }
   EXPECT_EQ(kSettings.size(), seen.size());
 }

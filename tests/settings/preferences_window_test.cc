@@ -40,7 +40,7 @@ class PreferencesWindowTest : public testing::Test {
     SetPreferencesWindowHooks({});
   }
 
-  // Opens the sheet; what was called.
+  // Opens the sheet and returns the calls.
   Calls Open() {
     system_.TakeCalls();
     OpenPreferencesWindow();
@@ -51,7 +51,7 @@ class PreferencesWindowTest : public testing::Test {
     return system_.WindowNamed("PreferencesWindow").ControlOf(id);
   }
 
-  // Has the user set a control, which sends its command. The answer of the window's handlers.
+  // Sets a control, as a user does, and sends its command. Returns the status of the handlers.
   Status Set(int32_t id, int32_t value, OSType command) {
     ControlOf(id).Choose(value);
     return Press(command);
@@ -88,25 +88,25 @@ Calls Join(const std::vector<Calls>& lists) {
 
 // ---- Opening ----
 
-TEST_F(PreferencesWindowTest, IsMadeAndShownInItsOrder) {
+TEST_F(PreferencesWindowTest, OpensInOrder) {
   EXPECT_EQ(Join({kMade, {"SetValue 8 1", kPrompt, "SetValue 4 0", "SetValue 7 0"}, kShown}),
             Open());
 }
 
-TEST_F(PreferencesWindowTest, ShowsWhatIsStored) {
+TEST_F(PreferencesWindowTest, ShowsStoredValues) {
   preferences_.Write("QuitWhenDone = true\nRecurseFolders = true\nTessaryType = 4\n");
   EXPECT_EQ(Join({kMade, {"SetValue 8 4", kPrompt, "SetValue 4 1", "SetValue 7 1"}, kShown}),
             Open());
 }
 
-TEST_F(PreferencesWindowTest, SetsOnlyTheCheckBoxesAnewWhileItIsOpen) {
+TEST_F(PreferencesWindowTest, OpeningAgainSetsCheckBoxesOnly) {
   Open();
   preferences_.Write("QuitWhenDone = true\nRecurseFolders = true\nTessaryType = 4\n");
   EXPECT_EQ(Join({{kPrompt, "SetValue 4 1", "SetValue 7 1"}, kShown}), Open());
   EXPECT_EQ(1, ControlOf(8).GetValue());
 }
 
-TEST_F(PreferencesWindowTest, ShowsTheStoredKindWhenItIsMadeAgain) {
+TEST_F(PreferencesWindowTest, ReopeningShowsStoredKind) {
   Open();
   EXPECT_EQ(noErr, Press(kOK));
   preferences_.Write("TessaryType = 5\n");
@@ -114,21 +114,21 @@ TEST_F(PreferencesWindowTest, ShowsTheStoredKindWhenItIsMadeAgain) {
   EXPECT_EQ(5, ControlOf(8).GetValue());
 }
 
-TEST_F(PreferencesWindowTest, OnlyPromptsWhereItsWindowCannotBeMade) {
+TEST_F(PreferencesWindowTest, OnlyPromptsWithoutWindow) {
   system_.FailCall("CreateWindow PreferencesWindow", memFullErr);
   EXPECT_EQ((Calls{"CreateNibReference main", "CreateWindow PreferencesWindow",
                    "DisposeNibReference main", kPrompt}),
             Open());
   system_.FailCall("CreateNibReference main", fnfErr);
   EXPECT_EQ((Calls{"CreateNibReference main", kPrompt}), Open());
-  // It can be made the next time.
+  // The next attempt succeeds.
   system_.FailCall("CreateNibReference main", noErr);
   system_.FailCall("CreateWindow PreferencesWindow", noErr);
   Open();
   EXPECT_TRUE(system_.HasWindow("PreferencesWindow"));
 }
 
-TEST_F(PreferencesWindowTest, IsShownWithoutTheControlsThatItsFormLacks) {
+TEST_F(PreferencesWindowTest, OpensWithoutControls) {
   for (const char* id : {"4", "7", "8"}) {
     system_.FailCall(std::string("GetControlByID 'CNTL' ") + id, errUnknownControl);
   }
@@ -147,7 +147,7 @@ TEST_F(PreferencesWindowTest, OpensWithoutHooks) {
 
 // ---- Commands ----
 
-TEST_F(PreferencesWindowTest, IsClosedByOKAndByCancel) {
+TEST_F(PreferencesWindowTest, OKAndCancelClose) {
   for (const OSType command : {kOK, kCancel}) {
     Open();
     EXPECT_EQ(noErr, Press(command));
@@ -157,14 +157,14 @@ TEST_F(PreferencesWindowTest, IsClosedByOKAndByCancel) {
   EXPECT_FALSE(Exists(preferences_.PreferencesPath()));
 }
 
-TEST_F(PreferencesWindowTest, IsClosedThoughItCannotBeHidden) {
+TEST_F(PreferencesWindowTest, ClosesIfHidingFails) {
   Open();
   system_.FailCall("HideSheet PreferencesWindow", paramErr);
   EXPECT_EQ(noErr, Press(kOK));
   EXPECT_FALSE(system_.HasWindow("PreferencesWindow"));
 }
 
-TEST_F(PreferencesWindowTest, TakesTheCommandThatComesAfterItWasClosed) {
+TEST_F(PreferencesWindowTest, IgnoresSecondOK) {
   Open();
   const EventTarget target = system_.WindowNamed("PreferencesWindow").GetEventTarget();
   EXPECT_EQ(noErr, system_.SendCommand(kOK, &target));
@@ -173,7 +173,7 @@ TEST_F(PreferencesWindowTest, TakesTheCommandThatComesAfterItWasClosed) {
   EXPECT_TRUE(system_.TakeCalls().empty());
 }
 
-TEST_F(PreferencesWindowTest, StoresEachChangeAtOnceAndLetsItsCommandPass) {
+TEST_F(PreferencesWindowTest, StoresEachChange) {
   Open();
   EXPECT_EQ(eventNotHandledErr, Set(4, 1, kQuitWhenDone));
   EXPECT_EQ("QuitWhenDone = true\n", Stored());
@@ -185,7 +185,7 @@ TEST_F(PreferencesWindowTest, StoresEachChangeAtOnceAndLetsItsCommandPass) {
   EXPECT_EQ("QuitWhenDone = false\nRecurseFolders = true\nTessaryType = 3\n", Stored());
 }
 
-TEST_F(PreferencesWindowTest, TakesAnyCheckThatIsNotZeroForTrue) {
+TEST_F(PreferencesWindowTest, StoresNonZeroAsTrue) {
   Open();
   for (const auto& [value, expected] :
        std::vector<std::pair<int32_t, bool>>{{1, true}, {0, false}, {2, true}, {-1, true}}) {
@@ -194,7 +194,7 @@ TEST_F(PreferencesWindowTest, TakesAnyCheckThatIsNotZeroForTrue) {
   }
 }
 
-TEST_F(PreferencesWindowTest, StoresEveryKindByTheNumberOfItsItem) {
+TEST_F(PreferencesWindowTest, StoresEachKind) {
   Open();
   for (int32_t item = 1; item <= 5; ++item) {
     EXPECT_EQ(eventNotHandledErr, Set(8, item, kKind));
@@ -202,7 +202,7 @@ TEST_F(PreferencesWindowTest, StoresEveryKindByTheNumberOfItsItem) {
   }
 }
 
-TEST_F(PreferencesWindowTest, LeavesWhatWasSetWhereItIsCancelled) {
+TEST_F(PreferencesWindowTest, CancelKeepsChanges) {
   Open();
   EXPECT_EQ(eventNotHandledErr, Set(4, 1, kQuitWhenDone));
   EXPECT_EQ(noErr, Press(kCancel));
@@ -210,7 +210,7 @@ TEST_F(PreferencesWindowTest, LeavesWhatWasSetWhereItIsCancelled) {
   EXPECT_EQ("QuitWhenDone = true\n", Stored());
 }
 
-TEST_F(PreferencesWindowTest, LeavesTheSettingsThatItDoesNotShow) {
+TEST_F(PreferencesWindowTest, KeepsOtherSettings) {
   const std::string others =
       "# mine\nFileOperation = 1\nReplaceFilesBySameName = true\n"
       "AggregateAppResourcesOnly = \"odd\"\nPreserveComments = false\n";
@@ -223,7 +223,7 @@ TEST_F(PreferencesWindowTest, LeavesTheSettingsThatItDoesNotShow) {
   EXPECT_EQ(others + "QuitWhenDone = true\nRecurseFolders = true\nTessaryType = 2\n", Stored());
 }
 
-TEST_F(PreferencesWindowTest, LetsEveryOtherEventPassAndStoresNothing) {
+TEST_F(PreferencesWindowTest, PassesOnOtherEvents) {
   Open();
   const EventTarget target = system_.WindowNamed("PreferencesWindow").GetEventTarget();
   Event event = {
@@ -243,7 +243,7 @@ TEST_F(PreferencesWindowTest, LetsEveryOtherEventPassAndStoresNothing) {
 
 // ---- A file that cannot be written ----
 
-TEST_F(PreferencesWindowTest, LogsOneLineForEachChangeThatCannotBeStored) {
+TEST_F(PreferencesWindowTest, LogsEachFailedWrite) {
   MakeFolder(preferences_.PreferencesPath());
   Open();
   const CapturedLog log;
@@ -259,7 +259,7 @@ TEST_F(PreferencesWindowTest, LogsOneLineForEachChangeThatCannotBeStored) {
   EXPECT_EQ(2U, log.Messages().size());
 }
 
-TEST_F(PreferencesWindowTest, DoesNotReplaceAFileThatCannotBeRead) {
+TEST_F(PreferencesWindowTest, KeepsInvalidFile) {
   preferences_.Write("QuitWhenDone = = true\n");
   const CapturedLog log;
   Open();
