@@ -18,7 +18,8 @@ using ExtensionMap = std::map<std::u16string, std::u16string, std::less<>>;
 // Written by BuildExtensionMap only.
 ExtensionMap gExtensionMap;
 
-// The code's four bytes in text order, up to a zero byte, read as UTF-8; none where they are none.
+// Decodes the code's four bytes in text order, up to the first zero byte, as UTF-8. None if they
+// are not valid.
 std::optional<std::u16string> TextOfFourCharCode(uint32_t code) {
   std::string bytes;
   for (const unsigned shift : {24U, 16U, 8U, 0U}) {
@@ -47,15 +48,15 @@ void AddMappings(const ICMapHandle& mapping, size_t count) {
   }
 }
 
-// Reads the mappings through an instance that has been started. On success the access is left to
-// end with the instance.
+// Reads the mappings through an instance that has been started. On success the access is not ended
+// here: stopping the instance ends it.
 void ReadMappings(ICInstance* instance) {
   if (ICBegin(instance, ICPerm::icReadOnlyPerm) != noErr) return;
   ICMapHandle mapping;
   size_t count = 0;
   if (ICGetPrefHandle(*instance, "Mapping", &mapping) != noErr ||
       ICCountMapEntries(mapping, &count) != noErr) {
-    // The failure leaves an empty map, and how the access ends changes nothing about that.
+    // The map stays empty, whatever the status of ending the access.
     (void)ICEnd(instance);
     return;
   }
@@ -68,10 +69,10 @@ void BuildExtensionMap() {
   const uint32_t signature = GetAppSignature();
   gExtensionMap.clear();
   ICInstance instance;
-  // Where the service did not start, beginning the access fails.
+  // If this fails, beginning the access fails too.
   (void)ICStart(&instance, signature);
   ReadMappings(&instance);
-  // Nothing depends on the instance any more.
+  // The map is complete; the status does not matter.
   (void)ICStop(&instance);
 }
 

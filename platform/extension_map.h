@@ -7,16 +7,16 @@
 
 namespace tessary {
 
-// Builds the process-wide map from file-name extension to four-character file type out of the
-// user's Internet Config mappings. Called once at start-up. The map is empty where they cannot be
-// read, and holds an extension exactly as its entry spells it, less a leading ".".
+// Builds the process-wide map from file-name extension to four-character file type from the user's
+// Internet Config mappings. Called once at start-up. The map is empty if the mappings cannot be
+// read. It holds each extension in the spelling of its entry, without one leading ".".
 void BuildExtensionMap();
 
-// The file type mapped to `extension` (without "."), in exactly this spelling, or none.
+// Returns the file type for `extension` (without "."), in exactly this spelling, or none.
 std::optional<std::u16string> LookUpExtensionType(std::u16string_view extension);
 
-// The application's signature as a four-character code in host order; 0 where the main bundle does
-// not tell one.
+// Returns the application's signature as a four-character code in host byte order, or 0 if the main
+// bundle has none.
 uint32_t GetAppSignature();
 
 }  // namespace tessary

@@ -11,16 +11,16 @@
 namespace tessary {
 namespace {
 
-// How many references are asked for at a time.
+// The number of references per call of FSGetCatalogInfoBulk.
 constexpr size_t kListingBatch = 10;
 
-// The first size of a block, in references; every further one is twice the one before.
+// The first capacity of a block, in references. It is doubled whenever the block is full.
 constexpr size_t kInitialCapacity = 64;
 
 constexpr size_t kMaximumCapacity = std::numeric_limits<size_t>::max() / (2 * sizeof(FSRef));
 
-// Reads what the iteration has left into the block. `*containerChanged` is set when any batch
-// reports a change, and never cleared.
+// Appends all remaining items of the iteration to the block. Sets `*containerChanged` if a batch
+// reports a change, and never clears it.
 Status ReadChildren(FSIteratorState& iterator, FSRefBlock* block, uint8_t* containerChanged) {
   std::array<FSRef, kListingBatch> batch;
   for (;;) {
@@ -100,7 +100,7 @@ Status FSRefBlock::Append(const FSRef* refs, size_t count) {
       if (capacity > kMaximumCapacity) return memFullErr;
       capacity *= 2;
     }
-    // A large block is moved by remapping its pages, so that it never exists twice.
+    // realloc moves a large block by remapping its pages (mremap), without a second copy.
     void* grown = std::realloc(refs_.get(), capacity * sizeof(FSRef));
     if (grown == nullptr) return memFullErr;
     (void)refs_.release();
@@ -125,7 +125,7 @@ Status ListFolderItems(const FSRef& folder, std::unique_ptr<FSRefBlock>* items, 
   Status status = FSOpenIterator(folder, &iterator);
   if (status != noErr) return status;
   status = ReadChildren(*iterator, block.get(), containerChanged);
-  // The listing is complete or has failed already; how the closing went changes neither.
+  // The listing is complete or has failed; the status of closing does not matter.
   (void)FSCloseIterator(&iterator);
   if (status != noErr) return status;
 

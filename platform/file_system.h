@@ -8,36 +8,39 @@
 
 #include "platform/managers/file_manager.h"
 
-// The one place where the system asks the catalog and lists folders. All statuses are the
-// platform's, passed through unchanged, but for those named here.
+// Catalog queries and folder listings for the layers above. Statuses are those of the platform,
+// passed through unchanged, except the ones named here.
 namespace tessary {
 
-// The item's name in the catalog. paramErr, touching nothing, when `name` is null.
+// Reads the item's name in the catalog. Errors: paramErr if `name` is null (the catalog is not
+// asked).
 Status GetItemName(const FSRef& item, std::u16string* name);
 
-// The folder that holds the item; the all-zero reference, with noErr, for the root folder of a
-// volume. paramErr, touching nothing, when `parent` is null. On failure `*parent` is unspecified.
+// Finds the folder that holds the item. For the root folder of a filesystem, returns noErr and the
+// all-zero reference. Errors: paramErr if `parent` is null (the catalog is not asked). On failure
+// `*parent` is unspecified.
 Status GetParentFolder(const FSRef& item, FSRef* parent);
 
-// The node number and whether the item is a folder (0 or 1). Either out-argument may be null; only
-// what is wanted is asked for, and with both null the query tells whether the item is there.
+// Reads the node number and whether the item is a folder (0 or 1). Either out-argument may be null
+// and is then not queried. With both null, the status still says whether the item exists.
 Status GetNodeIdAndKind(const FSRef& item, uint32_t* nodeId, uint8_t* isFolder);
 
-// The Finder information, the extended Finder information and whether the item is a folder (0 or
-// 1). Any out-argument may be null; only what is wanted is asked for.
+// Reads the Finder information, the extended Finder information and whether the item is a folder (0
+// or 1). Any out-argument may be null and is then not queried.
 Status GetFinderInfo(const FSRef& item, FileInfo* info, ExtendedFileInfo* extendedInfo,
                      uint8_t* isFolder);
 
-// The older-style file specification. paramErr, touching nothing, when `spec` is null.
+// Makes the older-style file specification. Errors: paramErr if `spec` is null (the catalog is not
+// asked).
 Status GetLegacyFileSpec(const FSRef& item, FSSpec* spec);
 
-// A growing block of consecutive references. Growing never needs a second copy of the block, so
-// that a folder of a million items takes no more memory than its references.
+// A growing block of consecutive references. The block is never copied when it grows, so that the
+// listing of a large folder needs memory for its references only once.
 class FSRefBlock {
  public:
   FSRefBlock() = default;
 
-  // Appends `count` references. noErr, or memFullErr and the block as it was.
+  // Appends `count` references. Returns noErr, or memFullErr; then the block is unchanged.
   Status Append(const FSRef* refs, size_t count);
 
   size_t size() const { return count_; }
@@ -55,16 +58,16 @@ class FSRefBlock {
   size_t capacity_ = 0;
 };
 
-// The folder's direct children, unsorted and unfiltered, into a new block that the caller owns,
-// their number, and whether the folder changed while it was read (0 or 1). paramErr when an
-// out-argument is null; memFullErr when there is no memory; otherwise the failure of the listing.
-// On failure `*items` is null, `*count` 0: never a partial list.
+// Lists the folder's direct children, unsorted and unfiltered, into a new block that the caller
+// owns. `*containerChanged` says whether the folder changed during the listing (0 or 1). Errors:
+// paramErr (a null out-argument), memFullErr, or the status of the listing. On failure `*items` is
+// null and `*count` 0: there is never a partial list.
 Status ListFolderItems(const FSRef& folder, std::unique_ptr<FSRefBlock>* items, uint32_t* count,
                        uint8_t* containerChanged);
 
-// True when an object of that name is to be taken as present in `parent`: always, unless the file
-// system says that there is none. A name that cannot be looked up counts as taken, and `*child` is
-// then all zero.
+// Looks up a name in `parent`. Returns false only if there is no object of that name. If the lookup
+// fails for another reason, returns true and writes an all-zero `*child`: callers must not assume
+// that such a name is free.
 bool MakeChildRef(const FSRef& parent, std::u16string_view name, FSRef* child);
 
 }  // namespace tessary

@@ -139,7 +139,7 @@ Status GetReplyErrorNumber(const AppleEvent& reply) {
   const Status status =
       AEGetParamPtr(reply, keyErrorNumber, typeSInt16, nullptr, &number, sizeof(number), nullptr);
   if (status == errAEDescNotFound) return noErr;
-  // A number that cannot be read is no sign of success.
+  // An error number that cannot be read does not count as success.
   return status == noErr ? static_cast<Status>(number) : status;
 }
 

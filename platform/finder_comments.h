@@ -8,56 +8,56 @@
 #include "platform/managers/file_manager.h"
 #include "platform/managers/urls.h"
 
-// Comments of files and folders, which the application with the signature 'MACS' keeps: asked for
-// and set by Apple events. A comment is UTF-16 text of any length; the empty text is a comment too.
-// Statuses that are not named are the Apple Event Manager's or what that application reports,
-// passed through unchanged. Out-arguments are written on success only.
+// Comments of files and folders. The application with the signature 'MACS' keeps them; they are
+// read and written by Apple events. A comment is UTF-16 text of any length; the empty text is a
+// comment too. Statuses that are not named are those of the Apple Event Manager or of that
+// application, passed through unchanged. Out-arguments are written on success only.
 namespace tessary {
 
-// The idle routine of every waiting send: asks for the next look in 10 ticks and for no mouse
-// region, lets other threads run, and never ends the wait.
+// The idle routine for events that wait for a reply. Requests the next call in 10 ticks and no
+// mouse region, yields to other threads, and returns false, so that the wait goes on.
 bool WaitIdleProc(int32_t* sleepTime, RgnHandle* mouseRegion);
 
-// WaitIdleProc, there before main runs. Named like the globals that are written to.
+// WaitIdleProc, initialised before main. The name is fixed.
 // NOLINTNEXTLINE(readability-identifier-naming)
 extern const AEIdleUPP gWaitIdleUPP;
 
-// Asks for the item's comment and waits for the answer. `*comment` is left alone where the item has
-// none, which is a success as well. paramErr, sending nothing, when an argument is missing;
-// coreFoundationUnknownErr when the item has no path.
+// Reads the item's comment and waits for the reply. If the item has no comment, returns noErr and
+// does not write `*comment`. Errors: paramErr (a null argument; nothing is sent),
+// coreFoundationUnknownErr (the item has no path).
 Status GetFinderComment(const FSRef* item, std::optional<std::u16string>* comment, AEIdleUPP idle);
 
-// Sets the item's comment. With an idle routine it waits for the answer; without one it answers
-// noErr as soon as the event is queued. paramErr, sending nothing, when there is no item or
-// comment; coreFoundationUnknownErr when the item has no path.
+// Writes the item's comment. With an idle routine, waits for the reply; with a null one, returns
+// noErr as soon as the event is queued. Errors: paramErr (a null item or comment; nothing is sent),
+// coreFoundationUnknownErr (the item has no path).
 Status SetFinderComment(const FSRef* item, const std::u16string* comment, AEIdleUPP idle);
 
-// The item's comment; none where it has none and where it cannot be told.
+// Returns the item's comment, or none if it has none or it cannot be read.
 std::optional<std::u16string> CopyFinderCommentOrNull(const FSRef& item);
 
-// Makes the specifier of the item by its path, a folder's ending in ":". paramErr when an argument
-// is missing; coreFoundationUnknownErr when the item has no path.
+// Make the object specifier of the item by its HFS-style path, which ends in ":" for a folder.
+// Errors: paramErr (a null argument), coreFoundationUnknownErr (the item has no path).
 Status MakeItemObjectSpecifier(const FSRef* item, AEDesc* specifier);
 Status MakeObjectSpecifierFromURL(const CFURL* url, AEDesc* specifier);
 
-// Makes a typeUnicodeText descriptor. paramErr when an argument is missing; memFullErr.
+// Makes a typeUnicodeText descriptor. Errors: paramErr (a null argument), memFullErr.
 Status MakeUnicodeTextDesc(const std::u16string* text, AEDesc* desc);
 
-// Reads a descriptor as text. `*text` is left alone, with noErr, where it cannot be told as text
-// for it tells nothing. An odd byte at the end is dropped. paramErr when `text` is null;
-// errAECoercionFail when it tells something else.
+// Reads a descriptor as text. For the null descriptor, returns noErr and does not write `*text`. An
+// odd byte at the end is dropped. Errors: paramErr (`text` is null), errAECoercionFail (the
+// descriptor cannot be converted to text).
 Status CopyUnicodeTextAsString(const AEDesc& desc, std::optional<std::u16string>* text);
 
-// Sends the event. With an idle routine it waits and answers what the application reports.
+// Sends the event. With an idle routine, waits for the reply and returns the error that it reports.
 Status SendFinderEvent(AEIdleUPP idle, const AppleEvent& event);
 
-// Sends the event, waits, and gives the reply's direct object as `desiredType`: the null descriptor
-// where there is no reply. paramErr, sending nothing, when an argument is missing;
-// errAEDescNotFound when the reply has no direct object.
+// Sends the event, waits for the reply and reads its direct object as `desiredType`. If the reply
+// is null, writes the null descriptor. Errors: paramErr (a null argument; nothing is sent),
+// errAEDescNotFound (the reply has no direct object).
 Status SendForDirectObject(AEIdleUPP idle, const AppleEvent& event, DescType desiredType,
                            AEDesc* directObject);
 
-// The error that the application reports in its reply; noErr where it reports none.
+// Returns the error that the application reports in its reply, or noErr if it reports none.
 Status GetReplyErrorNumber(const AppleEvent& reply);
 
 }  // namespace tessary

@@ -8,7 +8,7 @@ namespace {
 
 constexpr size_t kMaxShortTextLength = ShortText().size() - 1;
 
-// The size of the buffer in which a number's text is made before it is appended.
+// The size of the buffer for the digits of a number.
 constexpr size_t kNumberTextSize = 31;
 
 }  // namespace
@@ -21,7 +21,7 @@ std::optional<std::string> StringWithFSRef(const FSRef* ref) {
 }
 
 bool GetFSRef(const std::string& path, FSRef* ref) {
-  // A zero byte would cut the path short and make it that of another object.
+  // A zero byte would end the path early, which would then name another object.
   if (path.find('\0') != std::string::npos) return false;
   return FSPathMakeRef(path.c_str(), ref) == noErr;
 }
@@ -53,7 +53,7 @@ ShortText& StrAppendInt(ShortText& text, int32_t value) {
 
 void IntToDecimal(char* buffer, size_t size, int32_t value) {
   if (buffer == nullptr || size == 0) return;
-  // The magnitude of the lowest value has no place in the signed type.
+  // The magnitude of the lowest value does not fit the signed type.
   uint32_t magnitude = value < 0 ? 0U - static_cast<uint32_t>(value) : static_cast<uint32_t>(value);
   size_t length = 0;
   bool isLastDigit = false;

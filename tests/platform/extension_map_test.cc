@@ -16,7 +16,7 @@ void BuildFrom(const PreferencesFolder& preferences, const std::string& lines) {
   BuildExtensionMap();
 }
 
-TEST(BuildExtensionMap, HoldsTheClassicTypesWithoutAUsersFile) {
+TEST(BuildExtensionMap, HoldsBuiltInTypes) {
   const PreferencesFolder preferences;
   BuildExtensionMap();
   EXPECT_EQ(u"TEXT", LookUpExtensionType(u"txt"));
@@ -26,14 +26,14 @@ TEST(BuildExtensionMap, HoldsTheClassicTypesWithoutAUsersFile) {
   EXPECT_EQ(std::nullopt, LookUpExtensionType(u""));
 }
 
-TEST(BuildExtensionMap, KeepsTheSpellingOfAnEntry) {
+TEST(BuildExtensionMap, KeepsSpelling) {
   const PreferencesFolder preferences;
   BuildFrom(preferences, ".QQQ \"TEXT\"\n");
   EXPECT_EQ(u"TEXT", LookUpExtensionType(u"QQQ"));
   EXPECT_EQ(std::nullopt, LookUpExtensionType(u"qqq"));
 }
 
-TEST(BuildExtensionMap, PutsAnEntryWithAndOneWithoutADotUnderOneKeyAndTheLaterWins) {
+TEST(BuildExtensionMap, LaterEntryReplacesEarlier) {
   const PreferencesFolder preferences;
   BuildFrom(preferences, ".jpg \"ONE \"\njpg \"TWO \"\n");
   EXPECT_EQ(u"TWO ", LookUpExtensionType(u"jpg"));
@@ -42,35 +42,35 @@ TEST(BuildExtensionMap, PutsAnEntryWithAndOneWithoutADotUnderOneKeyAndTheLaterWi
   EXPECT_EQ(std::nullopt, LookUpExtensionType(u".jpg"));
 }
 
-TEST(BuildExtensionMap, DropsOneLeadingDotOnly) {
+TEST(BuildExtensionMap, RemovesOneLeadingDot) {
   const PreferencesFolder preferences;
   BuildFrom(preferences, "..two \"TEXT\"\n");
   EXPECT_EQ(u"TEXT", LookUpExtensionType(u".two"));
   EXPECT_EQ(std::nullopt, LookUpExtensionType(u"two"));
 }
 
-TEST(BuildExtensionMap, AddsNothingForAZeroType) {
+TEST(BuildExtensionMap, IgnoresZeroType) {
   const PreferencesFolder preferences;
   BuildFrom(preferences, ".qqq \"\"\n.txt \"\"\n");
   EXPECT_EQ(std::nullopt, LookUpExtensionType(u"qqq"));
   EXPECT_EQ(u"TEXT", LookUpExtensionType(u"txt"));
 }
 
-TEST(BuildExtensionMap, ReadsATypeAsUtf8) {
+TEST(BuildExtensionMap, DecodesUtf8) {
   const PreferencesFolder preferences;
   BuildFrom(preferences, ".e \"\xC3\xA9\xC3\xA9\"\n.\xC3\xA9 \"TEXT\"\n");
   EXPECT_EQ(u"\u00E9\u00E9", LookUpExtensionType(u"e"));
   EXPECT_EQ(u"TEXT", LookUpExtensionType(u"\u00E9"));
 }
 
-TEST(BuildExtensionMap, SkipsBadLines) {
+TEST(BuildExtensionMap, SkipsInvalidLines) {
   const PreferencesFolder preferences;
   BuildFrom(preferences, ".qqq TEXT\n.\xE9 \"TEXT\"\n.good \"GOOD\"");
   EXPECT_EQ(std::nullopt, LookUpExtensionType(u"qqq"));
   EXPECT_EQ(u"GOOD", LookUpExtensionType(u"good"));
 }
 
-TEST(BuildExtensionMap, BuildsTheMapAnew) {
+TEST(BuildExtensionMap, ReplacesMap) {
   const PreferencesFolder preferences;
   BuildFrom(preferences, ".qqq \"TEXT\"\n");
   BuildFrom(preferences, "");
@@ -78,14 +78,14 @@ TEST(BuildExtensionMap, BuildsTheMapAnew) {
   EXPECT_EQ(u"TEXT", LookUpExtensionType(u"txt"));
 }
 
-TEST(BuildExtensionMap, KeepsTheClassicTypesWhereTheUsersFileCannotBeRead) {
+TEST(BuildExtensionMap, IgnoresUnreadableFile) {
   const PreferencesFolder preferences;
   MakeFolder(preferences.MappingPath());
   BuildExtensionMap();
   EXPECT_EQ(u"TEXT", LookUpExtensionType(u"txt"));
 }
 
-TEST(GetAppSignature, IsTheFirstFourBytesInTextOrder) {
+TEST(GetAppSignature, ReturnsFirstFourBytes) {
   const struct {
     std::string text;
     uint32_t signature;

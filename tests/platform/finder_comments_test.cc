@@ -20,9 +20,9 @@ static_assert(std::endian::native == std::endian::little);
 
 constexpr uint32_t kSignature = FourCharCode("MACS");
 
-// ---- The texts and specifiers, byte by byte ----
+// ---- Texts and specifiers ----
 
-TEST(MakeUnicodeTextDesc, HoldsTheUnitsAndNothingElse) {
+TEST(MakeUnicodeTextDesc, HoldsUtf16Units) {
   AEDesc desc;
   const std::u16string text = u"A\u00e9\u20ac\U0001F600\xD800";
   EXPECT_EQ(noErr, MakeUnicodeTextDesc(&text, &desc));
@@ -47,7 +47,7 @@ TEST(CopyUnicodeTextAsString, ReadsText) {
   EXPECT_EQ(u"ab", text);
 }
 
-TEST(CopyUnicodeTextAsString, TellsTheEmptyTextFromNone) {
+TEST(CopyUnicodeTextAsString, EmptyTextIsNotNone) {
   std::optional<std::u16string> text;
   EXPECT_EQ(noErr, CopyUnicodeTextAsString(AEDesc(), &text));
   EXPECT_FALSE(text);
@@ -55,14 +55,14 @@ TEST(CopyUnicodeTextAsString, TellsTheEmptyTextFromNone) {
   EXPECT_EQ(u"", text);
 }
 
-TEST(CopyUnicodeTextAsString, RefusesWhatIsNoText) {
+TEST(CopyUnicodeTextAsString, RejectsOtherTypes) {
   std::optional<std::u16string> text = u"before";
   EXPECT_EQ(errAECoercionFail, CopyUnicodeTextAsString(MakeShort(1), &text));
   EXPECT_EQ(u"before", text);
   EXPECT_EQ(paramErr, CopyUnicodeTextAsString(MakeText(u"a"), nullptr));
 }
 
-TEST(MakeObjectSpecifierFromURL, NamesAFileByItsHfsStylePath) {
+TEST(MakeObjectSpecifierFromURL, File) {
   const CFURL url = {.path = "/a:b/c", .hasDirectoryPath = false};
   AEDesc specifier;
   EXPECT_EQ(noErr, MakeObjectSpecifierFromURL(&url, &specifier));
@@ -72,7 +72,7 @@ TEST(MakeObjectSpecifierFromURL, NamesAFileByItsHfsStylePath) {
       Describe(specifier));
 }
 
-TEST(MakeObjectSpecifierFromURL, EndsAFoldersPathInAColon) {
+TEST(MakeObjectSpecifierFromURL, Folder) {
   const CFURL folder = {.path = "/a.app", .hasDirectoryPath = true};
   AEDesc specifier;
   EXPECT_EQ(noErr, MakeObjectSpecifierFromURL(&folder, &specifier));
@@ -89,7 +89,7 @@ TEST(MakeObjectSpecifierFromURL, EndsAFoldersPathInAColon) {
       Describe(specifier));
 }
 
-TEST(MakeObjectSpecifierFromURL, TellsWhatIsMissing) {
+TEST(MakeObjectSpecifierFromURL, RejectsBadArguments) {
   const CFURL url = {.path = "/a", .hasDirectoryPath = false};
   const CFURL none;
   AEDesc specifier = MakeShort(9);
@@ -119,7 +119,7 @@ struct ItemRow {
   bool isFolder = false;
 };
 
-TEST(MakeItemObjectSpecifier, NamesEveryKindOfItem) {
+TEST(MakeItemObjectSpecifier, ItemsOfEachKind) {
   const TemporaryFolder folder;
   const std::array rows = {
       ItemRow{"a.txt", u":a.txt"},
@@ -144,7 +144,7 @@ TEST(MakeItemObjectSpecifier, NamesEveryKindOfItem) {
   }
 }
 
-TEST(MakeItemObjectSpecifier, TreatsALinkToAFolderAsAFile) {
+TEST(MakeItemObjectSpecifier, LinkToFolderIsFile) {
   const TemporaryFolder folder;
   MakeLink(folder.path(), folder / "link");
   const FSRef item = RefAt(folder / "link");
@@ -154,7 +154,7 @@ TEST(MakeItemObjectSpecifier, TreatsALinkToAFolderAsAFile) {
   EXPECT_TRUE(PathIn(specifier).ends_with(u":link"));
 }
 
-TEST(MakeItemObjectSpecifier, TellsWhatIsMissing) {
+TEST(MakeItemObjectSpecifier, RejectsBadArguments) {
   const TemporaryFolder folder;
   WriteFile(folder / "gone");
   const FSRef gone = RefAt(folder / "gone");
@@ -170,7 +170,7 @@ TEST(MakeItemObjectSpecifier, TellsWhatIsMissing) {
 
 // ---- Waiting ----
 
-TEST(WaitIdleProc, AsksForTenTicksAndNeverEndsTheWait) {
+TEST(WaitIdleProc, RequestsTenTicks) {
   int32_t sleepTime = -1;
   RgnHandle mouseRegion = std::bit_cast<RgnHandle>(&sleepTime);
   EXPECT_FALSE(WaitIdleProc(&sleepTime, &mouseRegion));
@@ -187,8 +187,8 @@ bool CountIdle(int32_t* sleepTime, RgnHandle*) {
   return false;
 }
 
-// An application in the place of the one that keeps comments: it remembers the events it is sent,
-// and answers what it is told to after as many looks as it is told to.
+// The fixture replaces the application that keeps comments. It records the events, and replies with
+// `answer_` after `pollsLeft_` polls.
 class FinderCommentsTest : public testing::Test {
  protected:
   FinderCommentsTest()
@@ -208,7 +208,7 @@ class FinderCommentsTest : public testing::Test {
     answer_ = reply;
   }
 
-  // What the next events get: the direct object, an error, both, or the null reply.
+  // Set the reply to the next events: a direct object, an error, both, or the null reply.
   void AnswerDirectObject(const AEDesc& value) { AnswerParameter(keyDirectObject, value); }
   void AnswerError(const AEDesc& number) { AnswerParameter(keyErrorNumber, number); }
   void AnswerNull() { answer_ = AppleEvent(); }
@@ -218,7 +218,7 @@ class FinderCommentsTest : public testing::Test {
     return SetFinderComment(&item_, &comment, CountIdle);
   }
 
-  // The description that the item's specifier has in an event.
+  // The description of the item's specifier.
   std::string ItemSpecifier() const {
     AEDesc specifier;
     EXPECT_EQ(noErr, MakeItemObjectSpecifier(&item_, &specifier));
@@ -243,10 +243,10 @@ class FinderCommentsTest : public testing::Test {
   const AnsweringApplication application_;
 };
 
-// The return number, which is the event's own, stands between these two.
+// The end of an event's description. The return ID before it differs between events.
 constexpr char kTransaction[] = " tran=long[00 00 00 00]}";
 
-TEST_F(FinderCommentsTest, AGetIsBuiltFieldByField) {
+TEST_F(FinderCommentsTest, GetSendsEvent) {
   AnswerDirectObject(MakeText(u"text"));
   EXPECT_EQ(noErr, Get());
   ASSERT_EQ(1U, events_.size());
@@ -261,7 +261,7 @@ TEST_F(FinderCommentsTest, AGetIsBuiltFieldByField) {
   EXPECT_TRUE(attributes.ends_with(std::string("00 00]") + kTransaction)) << attributes;
 }
 
-TEST_F(FinderCommentsTest, ASetIsBuiltFieldByField) {
+TEST_F(FinderCommentsTest, SetSendsEvent) {
   EXPECT_EQ(noErr, Set(u"A\u20ac"));
   ASSERT_EQ(1U, events_.size());
   EXPECT_EQ(
@@ -275,7 +275,7 @@ TEST_F(FinderCommentsTest, ASetIsBuiltFieldByField) {
   EXPECT_TRUE(attributes.ends_with(std::string("00 00]") + kTransaction)) << attributes;
 }
 
-TEST_F(FinderCommentsTest, AnEmptyCommentIsReadAndWrittenAsOne) {
+TEST_F(FinderCommentsTest, EmptyComment) {
   AnswerDirectObject(MakeText(u""));
   EXPECT_EQ(noErr, Get());
   EXPECT_EQ(u"", comment_);
@@ -285,7 +285,7 @@ TEST_F(FinderCommentsTest, AnEmptyCommentIsReadAndWrittenAsOne) {
   EXPECT_TRUE(Describe(events_.at(0)).ends_with(" data=utxt[]}"));
 }
 
-TEST_F(FinderCommentsTest, ALongCommentIsCarriedWhole) {
+TEST_F(FinderCommentsTest, LongComment) {
   std::u16string text;
   for (char16_t i = 0; i < 4000; ++i) text.push_back(static_cast<char16_t>(0x3041 + i));
   AnswerDirectObject(MakeText(text));
@@ -297,7 +297,7 @@ TEST_F(FinderCommentsTest, ALongCommentIsCarriedWhole) {
   EXPECT_EQ(Describe(MakeText(text)), Describe(data));
 }
 
-TEST_F(FinderCommentsTest, AGetNeedsAnIdleRoutineAndSendsNothingWithout) {
+TEST_F(FinderCommentsTest, GetRejectsBadArguments) {
   EXPECT_EQ(paramErr, GetFinderComment(&item_, &comment_, nullptr));
   EXPECT_EQ(paramErr, GetFinderComment(&item_, nullptr, CountIdle));
   EXPECT_EQ(paramErr, GetFinderComment(nullptr, &comment_, CountIdle));
@@ -307,7 +307,7 @@ TEST_F(FinderCommentsTest, AGetNeedsAnIdleRoutineAndSendsNothingWithout) {
   EXPECT_FALSE(comment_);
 }
 
-TEST_F(FinderCommentsTest, ASetNeedsAnItemAndAComment) {
+TEST_F(FinderCommentsTest, SetRejectsBadArguments) {
   const std::u16string text = u"text";
   const FSRef none;
   EXPECT_EQ(paramErr, SetFinderComment(nullptr, &text, CountIdle));
@@ -316,7 +316,7 @@ TEST_F(FinderCommentsTest, ASetNeedsAnItemAndAComment) {
   EXPECT_TRUE(events_.empty());
 }
 
-TEST_F(FinderCommentsTest, ASetWithoutAnIdleRoutineDoesNotWait) {
+TEST_F(FinderCommentsTest, SetWithoutIdleRoutineDoesNotWait) {
   pollsLeft_ = 1;
   AnswerError(MakeShort(-43));
   const std::u16string text = u"text";
@@ -326,7 +326,7 @@ TEST_F(FinderCommentsTest, ASetWithoutAnIdleRoutineDoesNotWait) {
   EXPECT_EQ(2U, events_.size());
 }
 
-TEST_F(FinderCommentsTest, WaitsForALateAnswer) {
+TEST_F(FinderCommentsTest, WaitsForLateReply) {
   AnswerDirectObject(MakeText(u"late"));
   pollsLeft_ = 500;
   EXPECT_EQ(noErr, Get());
@@ -337,13 +337,13 @@ TEST_F(FinderCommentsTest, WaitsForALateAnswer) {
   EXPECT_EQ(1000, gIdleCalls);
 }
 
-TEST_F(FinderCommentsTest, WaitsForALateAnswerAsTheEngineDoes) {
+TEST_F(FinderCommentsTest, CopyWaitsForLateReply) {
   AnswerDirectObject(MakeText(u"late"));
   pollsLeft_ = 2;
   EXPECT_EQ(u"late", CopyFinderCommentOrNull(item_));
 }
 
-TEST_F(FinderCommentsTest, DoesNotWaitForAnAnswerThatIsThere) {
+TEST_F(FinderCommentsTest, ReturnsAvailableReply) {
   AnswerDirectObject(MakeText(u"text"));
   EXPECT_EQ(noErr, Get());
   EXPECT_EQ(noErr, Set(u"text"));
@@ -355,7 +355,7 @@ struct ErrorRow {
   Status status;
 };
 
-TEST_F(FinderCommentsTest, TellsTheErrorThatIsReported) {
+TEST_F(FinderCommentsTest, ReturnsReportedError) {
   const std::array rows = {
       ErrorRow{MakeShort(-1728), errAENoSuchObject},
       ErrorRow{MakeLong(-43), fnfErr},
@@ -374,7 +374,7 @@ TEST_F(FinderCommentsTest, TellsTheErrorThatIsReported) {
   EXPECT_FALSE(comment_);
 }
 
-TEST_F(FinderCommentsTest, TakesZeroAndNoNumberForSuccess) {
+TEST_F(FinderCommentsTest, ZeroAndMissingErrorMeanSuccess) {
   AnswerDirectObject(MakeText(u"text"));
   EXPECT_EQ(noErr, Get());
   EXPECT_EQ(noErr, Set(u"text"));
@@ -386,7 +386,7 @@ TEST_F(FinderCommentsTest, TakesZeroAndNoNumberForSuccess) {
   }
 }
 
-TEST_F(FinderCommentsTest, TakesANullReplyForNoComment) {
+TEST_F(FinderCommentsTest, NullReplyMeansNoComment) {
   AnswerNull();
   comment_ = u"before";
   EXPECT_EQ(noErr, Get());
@@ -395,25 +395,25 @@ TEST_F(FinderCommentsTest, TakesANullReplyForNoComment) {
   EXPECT_EQ(noErr, Set(u"text"));
 }
 
-TEST_F(FinderCommentsTest, TakesANullDirectObjectForNoComment) {
+TEST_F(FinderCommentsTest, NullObjectMeansNoComment) {
   AnswerDirectObject(AEDesc());
   EXPECT_EQ(noErr, Get());
   EXPECT_FALSE(comment_);
   EXPECT_FALSE(CopyFinderCommentOrNull(item_));
 }
 
-TEST_F(FinderCommentsTest, MissesADirectObjectThatIsNotThere) {
+TEST_F(FinderCommentsTest, MissingObjectIsError) {
   EXPECT_EQ(errAEDescNotFound, Get());
   EXPECT_EQ(noErr, Set(u"text"));
 }
 
-TEST_F(FinderCommentsTest, RefusesADirectObjectThatIsNoText) {
+TEST_F(FinderCommentsTest, RejectsObjectThatIsNotText) {
   AnswerDirectObject(MakeShort(5));
   EXPECT_EQ(errAECoercionFail, Get());
   EXPECT_FALSE(comment_);
 }
 
-TEST_F(FinderCommentsTest, SendsForADirectObjectOfAnyType) {
+TEST_F(FinderCommentsTest, SendForDirectObjectOfAnyType) {
   AppleEvent event;
   ASSERT_EQ(noErr, AECreateAppleEvent(kAECoreSuite, kAEGetData,
                                       MakeCode(typeApplSignature, kSignature), 1, 0, &event));
@@ -429,7 +429,7 @@ TEST_F(FinderCommentsTest, SendsForADirectObjectOfAnyType) {
   EXPECT_EQ("null[]", Describe(object));
 }
 
-TEST(FinderCommentsWithoutAnAgent, EndInProcNotFound) {
+TEST(FinderComments, FailWithoutAgent) {
   RemoveAnsweringApplication(kSignature);
   const TemporaryFolder folder;
   const FSRef item = RefAt(folder.path());

@@ -13,7 +13,7 @@
 namespace tessary::test {
 namespace {
 
-// A buffer with other bytes behind the text, so that a missing terminating zero shows.
+// A buffer with other bytes after the text, which make a missing terminating zero visible.
 ShortText TextOf(const std::string& contents) {
   ShortText text;
   text.fill('#');
@@ -27,7 +27,7 @@ std::string DecimalOf(int32_t value, size_t size) {
   return buffer.data();
 }
 
-TEST(StringWithFSRef, GivesThePathOfTheObject) {
+TEST(StringWithFSRef, ReturnsPath) {
   const TemporaryFolder folder;
   for (const char* name : {"plain", "caf\xE9", "new\nline", ".leading", "two.dots.txt", "a:b"}) {
     WriteFile(folder / name);
@@ -39,7 +39,7 @@ TEST(StringWithFSRef, GivesThePathOfTheObject) {
   EXPECT_EQ(folder / "dangling", StringWithFSRef(&ref));
 }
 
-TEST(StringWithFSRef, IsNoneWithoutAnObject) {
+TEST(StringWithFSRef, NoneWithoutObject) {
   const TemporaryFolder folder;
   WriteFile(folder / "gone");
   const FSRef ref = RefAt(folder / "gone");
@@ -50,7 +50,7 @@ TEST(StringWithFSRef, IsNoneWithoutAnObject) {
   EXPECT_EQ(std::nullopt, StringWithFSRef(&ref));
 }
 
-TEST(StringWithFSRef, IsNoneForAPathThatDoesNotFit) {
+TEST(StringWithFSRef, NoneForTooLongPath) {
   const TemporaryFolder folder;
   const std::u16string name(200, u'n');
   std::vector<FSRef> levels = {RefAt(folder.path())};
@@ -68,7 +68,7 @@ TEST(StringWithFSRef, IsNoneForAPathThatDoesNotFit) {
   for (size_t i = levels.size() - 1; i > 0; --i) EXPECT_EQ(noErr, FSDeleteObject(levels[i]));
 }
 
-TEST(GetFSRef, MakesTheReferenceOfTheObjectAtThePath) {
+TEST(GetFSRef, FindsObject) {
   const TemporaryFolder folder;
   WriteFile(folder / "caf\xE9\n.txt");
   MakeLink("nowhere", folder / "dangling");
@@ -79,7 +79,7 @@ TEST(GetFSRef, MakesTheReferenceOfTheObjectAtThePath) {
   }
 }
 
-TEST(GetFSRef, IsFalseForAPathOfNoObject) {
+TEST(GetFSRef, FalseWithoutObject) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   FSRef ref;
@@ -90,26 +90,26 @@ TEST(GetFSRef, IsFalseForAPathOfNoObject) {
   EXPECT_FALSE(GetFSRef(folder / "file", nullptr));
 }
 
-TEST(StrClear, MakesTheTextEmpty) {
+TEST(StrClear, EmptiesText) {
   ShortText text = TextOf("before");
   EXPECT_EQ(&text, &StrClear(text));
   EXPECT_STREQ("", text.data());
 }
 
-TEST(StrCopyBounded, TakesTheFirst255Bytes) {
+TEST(StrCopyBounded, CopiesFirst255Bytes) {
   ShortText text = TextOf("before");
   EXPECT_STREQ("after", StrCopyBounded(text, "after").data());
   EXPECT_EQ(std::string(255, 'a'), StrCopyBounded(text, std::string(300, 'a').c_str()).data());
   EXPECT_STREQ("", StrCopyBounded(text, "").data());
 }
 
-TEST(StrCopyBounded, MakesTheTextEmptyForANullSource) {
+TEST(StrCopyBounded, NullSource) {
   ShortText text = TextOf("before");
   EXPECT_EQ(&text, &StrCopyBounded(text, nullptr));
   EXPECT_STREQ("", text.data());
 }
 
-TEST(StrAppendBounded, KeepsTheTextWithin255Bytes) {
+TEST(StrAppendBounded, StopsAt255Bytes) {
   const struct {
     size_t before;
     size_t appended;
@@ -128,18 +128,18 @@ TEST(StrAppendBounded, KeepsTheTextWithin255Bytes) {
   }
 }
 
-TEST(StrAppendBounded, LeavesTheTextForANullSource) {
+TEST(StrAppendBounded, NullSource) {
   ShortText text = TextOf("before");
   EXPECT_EQ(&text, &StrAppendBounded(text, nullptr));
   EXPECT_STREQ("before", text.data());
 }
 
-TEST(StrAppendBounded, AppendsATextToItself) {
+TEST(StrAppendBounded, AppendsTextToItself) {
   ShortText text = TextOf("abc");
   EXPECT_STREQ("abcabc", StrAppendBounded(text, text.data()).data());
 }
 
-TEST(StrAppendInt, AppendsTheDecimalText) {
+TEST(StrAppendInt, AppendsDigits) {
   ShortText text = TextOf("took ");
   StrAppendInt(text, 3600);
   StrAppendBounded(text, ", ");
@@ -149,7 +149,7 @@ TEST(StrAppendInt, AppendsTheDecimalText) {
   EXPECT_STREQ("took 3600, 0, -5", text.data());
 }
 
-TEST(StrAppendInt, CutsTheNumberAtTheEndOfTheText) {
+TEST(StrAppendInt, TruncatesDigits) {
   ShortText text = TextOf(std::string(253, 'b'));
   EXPECT_EQ(std::string(253, 'b') + "36", StrAppendInt(text, 3600).data());
 }
@@ -162,7 +162,7 @@ TEST(IntToDecimal, WritesEveryValue) {
   }
 }
 
-TEST(IntToDecimal, WritesTheLowestDigitsThatFitAndTheSignOnTop) {
+TEST(IntToDecimal, KeepsLowestDigits) {
   EXPECT_EQ("600", DecimalOf(3600, 4));
   EXPECT_EQ("-600", DecimalOf(-3600, 4));
   EXPECT_EQ("3600", DecimalOf(3600, 5));
@@ -171,7 +171,7 @@ TEST(IntToDecimal, WritesTheLowestDigitsThatFitAndTheSignOnTop) {
   EXPECT_EQ("0", DecimalOf(0, 2));
 }
 
-TEST(IntToDecimal, TouchesNothingWithoutABuffer) {
+TEST(IntToDecimal, WritesNothingWithoutBuffer) {
   char byte = '#';
   IntToDecimal(&byte, 0, 5);
   EXPECT_EQ('#', byte);
@@ -188,7 +188,7 @@ TEST(StrReverse, ReversesInPlace) {
   StrReverse(nullptr);
 }
 
-TEST(SwapFourCharCode, ReversesTheFourBytes) {
+TEST(SwapFourCharCode, ReversesBytes) {
   const uint32_t code = 0x54735279;
   uint32_t swapped = 0;
   SwapFourCharCode(&code, &swapped);
