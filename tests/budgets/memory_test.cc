@@ -8,7 +8,7 @@
 namespace tessary::test {
 namespace {
 
-TEST(AECreateDesc, TellsWhenThereIsNoMemory) {
+TEST(AECreateDesc, OutOfMemory) {
   AEDesc desc = MakeShort(1);
   EXPECT_EQ(memFullErr, AECreateDesc(typeUnicodeText, "", size_t{1} << 62U, &desc));
   EXPECT_EQ("shor[01 00]", Describe(desc));

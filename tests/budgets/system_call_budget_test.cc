@@ -9,24 +9,24 @@
 #include "tests/programs/program.h"
 #include "tests/programs/system_calls.h"
 
-// What filing one item asks of the kernel. A table of ARCHITECTURE.md shows the same numbers.
+// The system calls that filing one item makes. docs/performance.md has a table of the same numbers.
 namespace tessary::test {
 namespace {
 
 constexpr int kItems = 24;
 
-// In a folder of memory, whose calls are the same on every machine.
+// Runs on tmpfs, where the calls are the same on every machine.
 class SystemCallBudget : public ProgramTest {
  protected:
   void SetUp() override {
-    struct statfs volume = {};
-    if (statfs("/dev/shm", &volume) != 0 || volume.f_type != TMPFS_MAGIC) {
-      GTEST_SKIP() << "/dev/shm is no tmpfs";
+    struct statfs filesystem = {};
+    if (statfs("/dev/shm", &filesystem) != 0 || filesystem.f_type != TMPFS_MAGIC) {
+      GTEST_SKIP() << "/dev/shm is not a tmpfs";
     }
-    if (!CanCountCalls()) GTEST_SKIP() << "no process may follow another one here";
+    if (!CanCountCalls()) GTEST_SKIP() << "cannot trace processes here";
   }
 
-  // The calls of a run over so many plain files of one extension.
+  // Counts the calls of a run over `items` plain files of one extension.
   CallCounts CountRun(const std::vector<std::string>& options, int items) const {
     const TemporaryFolder memory("/dev/shm");
     MakeFolder(memory / "destination");
@@ -48,8 +48,8 @@ class SystemCallBudget : public ProgramTest {
     return counts;
   }
 
-  // The difference that as many items again make, for each of them, so that starting, listing and
-  // making the key folder fall out.
+  // The calls per item: the difference between a run over twice as many items and one over kItems,
+  // divided by kItems. So the calls for starting, listing and creating the key folder do not count.
   CallCounts CallsPerItem(const std::vector<std::string>& options) const {
     const CallCounts once = CountRun(options, kItems);
     CallCounts perItem;
@@ -63,40 +63,40 @@ class SystemCallBudget : public ProgramTest {
   }
 };
 
-TEST_F(SystemCallBudget, HoldsForMovingByExtension) {
+TEST_F(SystemCallBudget, MoveByExtension) {
   const CallCounts budget = {
       {"listxattr", 1}, {"newfstatat ENOENT", 1}, {"renameat2", 1}, {"statx", 2}, {"write", 1}};
   EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "extension"}));
 }
 
-TEST_F(SystemCallBudget, HoldsForMovingByFileType) {
+TEST_F(SystemCallBudget, MoveByFileType) {
   const CallCounts budget = {
       {"listxattr", 1}, {"newfstatat ENOENT", 1}, {"renameat2", 1}, {"statx", 2}, {"write", 2}};
   EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "file-type"}));
 }
 
-TEST_F(SystemCallBudget, HoldsForMovingByMimeType) {
+TEST_F(SystemCallBudget, MoveByMimeType) {
   const CallCounts budget = {
       {"listxattr", 1}, {"newfstatat ENOENT", 1}, {"renameat2", 1}, {"statx", 2}, {"write", 1}};
   EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "mime-type"}));
 }
 
-TEST_F(SystemCallBudget, HoldsForMovingByModificationDate) {
+TEST_F(SystemCallBudget, MoveByModificationDate) {
   const CallCounts budget = {
       {"listxattr", 2}, {"newfstatat ENOENT", 2}, {"renameat2", 2}, {"statx", 4}, {"write", 4}};
   EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "modification-date"}));
 }
 
-TEST_F(SystemCallBudget, HoldsForMovingByCreationDate) {
+TEST_F(SystemCallBudget, MoveByCreationDate) {
   const CallCounts budget = {
       {"listxattr", 2}, {"newfstatat ENOENT", 2}, {"renameat2", 2}, {"statx", 4}, {"write", 4}};
   EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "creation-date"}));
 }
 
-TEST_F(SystemCallBudget, HoldsForCopyingByExtension) {
+TEST_F(SystemCallBudget, CopyByExtension) {
   const TemporaryFolder memory("/dev/shm");
   if (!SetAttribute(memory.path(), "user.tessary-test", "")) {
-    GTEST_SKIP() << "/dev/shm takes no attributes";
+    GTEST_SKIP() << "/dev/shm has no user attributes";
   }
   const CallCounts budget = {{"close", 2},
                              {"fgetxattr ENODATA", 1},

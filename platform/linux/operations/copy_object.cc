@@ -15,25 +15,28 @@ namespace tessary {
 Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target) {
   if (target == nullptr) return paramErr;
-  const CachedStat* look = nullptr;
+  const CachedStat* cached = nullptr;
   const Reference reference = ReferenceOf(source);
-  Status status = Catalog::Get().Stat(reference, &look);
+  Status status = Catalog::Get().Stat(reference, &cached);
   if (status != noErr) return status;
   if (reference.parent == 0) return paramErr;
-  const Place from = look->place;
-  const struct statx info = look->info;
+  // Copies: the entry of the cache may be reused by the lookups below.
+  const Place from = cached->place;
+  const struct statx info = cached->info;
   Target to;
   status = FindTarget(folder, newName, from.name, &to);
   if (status != noErr) return status;
-  std::optional<ItemWithSidecar> pair;
-  status = FindWithSidecar(from, &pair);
+  std::optional<ItemWithSidecar> withSidecar;
+  status = FindWithSidecar(from, &withSidecar);
   if (status != noErr) return status;
-  if (pair && !Identity::Of(pair->item).Matches(reference.GetIdentity())) return fnfErr;
-  // The copy looks whether the source is still the object that it was.
+  if (withSidecar && !Identity::Of(withSidecar->item).Matches(reference.GetIdentity())) {
+    return fnfErr;
+  }
+  // The cached stat is good enough: CopyItem checks the identity again once the source is open.
   CopySource copySource = CopySourceOf(source, from);
   copySource.knownStat = info;
-  status = pair ? TransferWithSidecar(*pair, to, CopyWithSidecar)
-                : CopyItem(copySource, CopyTargetOf(to));
+  status = withSidecar ? TransferWithSidecar(*withSidecar, to, CopyWithSidecar)
+                       : CopyItem(copySource, CopyTargetOf(to));
   return status == noErr ? MakeTargetRef(to, target) : status;
 }
 
@@ -51,9 +54,9 @@ Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target) tr
   CopiedItem copied;
   status = PublishSmallCopy(CopySourceOf(source, from), CopyTargetOf(to), &copied);
   if (status != noErr) return status;
-  // What a look at the copy in this step will be told.
+  // The stat was taken before the copy got the source's times; the cached one must have them.
   copied.made.stx_mtime = copied.source.stx_mtime;
-  status = MakeNamedRef(copied.made, to, target);
+  status = MakeTargetRefFromStat(copied.made, to, target);
   if (status == noErr) copied.item.Keep();
   return status;
 } catch (const std::bad_alloc&) {

@@ -17,7 +17,7 @@ Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, F
   const Status status = FindTarget(parent, &newName, {}, &target);
   if (status != noErr) return status;
   if (mkdirat(target.place.descriptor(), target.place.name.c_str(), 0777) != 0) {
-    // A volume's way of refusing a character that it cannot hold.
+    // Some filesystems report EINVAL for a character that they cannot store in a name.
     return errno == EINVAL ? bdNamErr : LastError();
   }
   return MakeTargetRef(target, folder);

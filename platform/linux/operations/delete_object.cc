@@ -16,57 +16,63 @@
 namespace tessary {
 namespace {
 
-// The item at the place and its sidecar, of which also a folder may be asked that was never listed.
+// Finds the item at the place together with its sidecar. Works for folders that were never listed,
+// too: an item is deleted from a destination folder, which the run need not have listed.
 Status FindWithSidecarToDelete(uint32_t folder, Place* place,
-                               std::optional<ItemWithSidecar>* pair) {
+                               std::optional<ItemWithSidecar>* item) {
   ScanForSidecars(folder);
   place->mayHaveSidecar = Catalog::Get().folders().HasSidecars(folder);
-  return FindWithSidecar(*place, pair);
+  return FindWithSidecar(*place, item);
 }
 
+// rmdir deletes empty folders only: a file saved into the folder in the meantime makes it fail, and
+// if another folder has got the name, no more than an empty folder is lost.
 Status DeleteFolder(const Place& place) {
-  // Only ever an empty one, so that nothing saved meanwhile can go with it.
   if (unlinkat(place.descriptor(), place.name.c_str(), AT_REMOVEDIR) == 0) return noErr;
   return errno == EEXIST ? fBsyErr : LastError();
 }
 
 Status DeleteReferenceWithSidecar(const Reference& reference, const Place& place,
-                                  const ItemWithSidecar& pair) {
-  return DeleteWithSidecar(pair, [&](const std::string& aside, const DeleteSidecar& deleteSidecar) {
-    if (S_ISDIR(pair.item.stx_mode)) {
+                                  const ItemWithSidecar& item) {
+  const auto removeItem = [&](const std::string& stagedName, const DeleteSidecar& deleteSidecar) {
+    if (S_ISDIR(item.item.stx_mode)) {
       const Status status = DeleteFolder(place);
       return status == noErr ? deleteSidecar() : status;
     }
+    // The sidecar is deleted once the staged item has been checked, and the item only after it: if
+    // the sidecar cannot be deleted, both get their names back.
+    const auto isUnchanged = [&](const struct statx& info) {
+      return Identity::Of(info).Matches(reference.GetIdentity()) && deleteSidecar() == noErr;
+    };
     bool isDisplaced = false;
-    return RemoveViaStagedName(
-        place.descriptor(), place.name.c_str(), aside,
-        [&](const struct statx& info) {
-          return Identity::Of(info).Matches(reference.GetIdentity()) && deleteSidecar() == noErr;
-        },
-        &isDisplaced);
-  });
+    return RemoveViaStagedName(place.descriptor(), place.name.c_str(), stagedName, isUnchanged,
+                               &isDisplaced);
+  };
+  return DeleteWithSidecar(item, removeItem);
 }
 
 }  // namespace
 
 Status FSDeleteObject(const FSRef& ref) {
-  const CachedStat* look = nullptr;
+  const CachedStat* cached = nullptr;
   const Reference reference = ReferenceOf(ref);
-  const Status status = Catalog::Get().Restat(reference, &look);
+  const Status status = Catalog::Get().Restat(reference, &cached);
   if (status != noErr) return status;
   if (reference.parent == 0) return fBsyErr;
-  Place place = look->place;
-  const bool isFolder = S_ISDIR(look->info.stx_mode);
+  Place place = cached->place;
+  const bool isFolder = S_ISDIR(cached->info.stx_mode);
   Catalog::Get().statCache().Forget(reference.parent, place.name);
-  std::optional<ItemWithSidecar> pair;
-  if (const Status found = FindWithSidecarToDelete(reference.parent, &place, &pair)) return found;
-  if (pair) return DeleteReferenceWithSidecar(reference, place, *pair);
+  std::optional<ItemWithSidecar> item;
+  if (const Status found = FindWithSidecarToDelete(reference.parent, &place, &item)) return found;
+  if (item) return DeleteReferenceWithSidecar(reference, place, *item);
   if (isFolder) return DeleteFolder(place);
+  // unlink works on names: an object saved under the name since Restat would be deleted in its
+  // place.
   bool isDisplaced = false;
   return RemoveIfUnchanged(
       place.descriptor(), place.name.c_str(),
-      [&reference](const struct statx& aside) {
-        return Identity::Of(aside).Matches(reference.GetIdentity());
+      [&reference](const struct statx& info) {
+        return Identity::Of(info).Matches(reference.GetIdentity());
       },
       &isDisplaced);
 }
@@ -83,20 +89,20 @@ int PosixUnlink(const char* path) {
     error = unlinkat(place.descriptor(), place.name.c_str(), 0) == 0 ? 0 : errno;
     return error == 0;
   };
-  std::optional<ItemWithSidecar> pair;
-  if (const Status found = FindWithSidecarToDelete(number, &place, &pair)) {
+  std::optional<ItemWithSidecar> item;
+  if (const Status found = FindWithSidecarToDelete(number, &place, &item)) {
     return found == fnfErr ? ENOENT : EIO;
   }
-  if (!pair) {
+  if (!item) {
     (void)unlinkItem();
     return error;
   }
   const Status status = DeleteWithSidecar(
-      *pair, [&](const std::string& /*aside*/, const DeleteSidecar& deleteSidecar) {
+      *item, [&](const std::string& /*stagedName*/, const DeleteSidecar& deleteSidecar) {
         return unlinkItem() ? deleteSidecar() : StatusFromErrno(error);
       });
   if (status == noErr || error != 0) return error;
-  // It is the sidecar that cannot go, and keeps its item.
+  // The sidecar could not be staged or deleted.
   return EPERM;
 }
 

@@ -13,10 +13,35 @@
 namespace tessary {
 namespace {
 
-// Renames the pair, or where the kernel cannot, copies and deletes it.
-Status MoveWithSidecarAnywhere(const ItemWithSidecar& pair, const TargetWithPath& target) {
-  const Status status = MoveWithSidecar(pair, target);
-  return status == diffVolErr ? MoveWithSidecarAcrossFilesystems(pair, target) : status;
+// Finds the source and checks that it is still the object of the reference. The check is made now,
+// not taken from the stat cache: a rename works on names, so the time in which another object can
+// take the name unnoticed has to be short.
+Status FindSourceAndTarget(const FSRef& source, const FSRef& folder, const std::u16string* newName,
+                           Place* from, Target* to) {
+  Catalog& catalog = Catalog::Get();
+  const Reference reference = ReferenceOf(source);
+  const CachedStat* cached = nullptr;
+  const Status status = catalog.Restat(reference, &cached);
+  if (status != noErr) return status;
+  if (reference.parent == 0) return paramErr;
+  *from = cached->place;
+  catalog.statCache().Forget(reference.parent, from->name);
+  return FindTarget(folder, newName, from->name, to);
+}
+
+// Renames item and sidecar. If the kernel cannot rename between the folders, copies and deletes
+// them.
+Status RenameOrCopyWithSidecar(const ItemWithSidecar& item, const TargetWithPath& target) {
+  const Status status = MoveWithSidecar(item, target);
+  return status == diffVolErr ? MoveWithSidecarAcrossFilesystems(item, target) : status;
+}
+
+// Device numbers do not tell whether a rename is possible: bind mounts of one device refuse it, and
+// an overlay has several devices. So the rename is always tried first.
+Status RenameOrCopy(const CopySource& source, const CopyTarget& target) {
+  const Status status = RenameWithoutReplacing(source.folder, source.name.c_str(), target.folder,
+                                               target.name.c_str());
+  return status == diffVolErr ? MoveItemAcrossFilesystems(source, target) : status;
 }
 
 }  // namespace
@@ -24,23 +49,18 @@ Status MoveWithSidecarAnywhere(const ItemWithSidecar& pair, const TargetWithPath
 Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target) {
   if (target == nullptr) return paramErr;
-  struct statx info = {};
   Place from;
   Target to;
-  Status status = FindSourceAndTarget(source, folder, newName, &info, &from, &to);
+  Status status = FindSourceAndTarget(source, folder, newName, &from, &to);
   if (status != noErr) return status;
-  std::optional<ItemWithSidecar> pair;
-  status = FindWithSidecar(from, &pair);
+  std::optional<ItemWithSidecar> withSidecar;
+  status = FindWithSidecar(from, &withSidecar);
   if (status != noErr) return status;
-  if (pair) {
-    pair->path = Catalog::Get().folders().PathOf(ReferenceOf(source).parent);
-    status = TransferWithSidecar(*pair, to, MoveWithSidecarAnywhere);
-    return status == noErr ? MakeTargetRef(to, target) : status;
-  }
-  status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
-                                  to.place.name.c_str());
-  if (status == diffVolErr) {
-    status = MoveItemAcrossFilesystems(CopySourceOf(source, from), CopyTargetOf(to));
+  if (withSidecar) {
+    withSidecar->path = Catalog::Get().folders().PathOf(ReferenceOf(source).parent);
+    status = TransferWithSidecar(*withSidecar, to, RenameOrCopyWithSidecar);
+  } else {
+    status = RenameOrCopy(CopySourceOf(source, from), CopyTargetOf(to));
   }
   return status == noErr ? MakeTargetRef(to, target) : status;
 }
@@ -49,10 +69,10 @@ Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target) {
   if (target == nullptr || FSMayBeFolder(source)) return paramErr;
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(source);
-  const CachedStat* look = nullptr;
-  Status status = catalog.Stat(reference, &look);
+  const CachedStat* cached = nullptr;
+  Status status = catalog.Stat(reference, &cached);
   if (status != noErr) return status;
-  const Place& from = look->place;
+  const Place& from = cached->place;
   Target to;
   status = FindTarget(folder, nullptr, from.name, &to);
   if (status != noErr) return status;
@@ -60,7 +80,7 @@ Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target) {
   if (from.mayHaveSidecar || HasOrphanedSidecar(to.folder, to.place.name)) return paramErr;
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
-  if (status == noErr) status = MakeNamedRef(look->info, to, target);
+  if (status == noErr) status = MakeTargetRefFromStat(cached->info, to, target);
   catalog.statCache().Forget(reference.parent, from.name);
   return status;
 }

@@ -19,20 +19,6 @@ Status FindTarget(const FSRef& folder, const std::u16string* newName, const std:
   return noErr;
 }
 
-Status FindSourceAndTarget(const FSRef& source, const FSRef& folder, const std::u16string* newName,
-                           struct statx* info, Place* sourcePlace, Target* target) {
-  Catalog& catalog = Catalog::Get();
-  const Reference reference = ReferenceOf(source);
-  const CachedStat* look = nullptr;
-  const Status status = catalog.Restat(reference, &look);
-  if (status != noErr) return status;
-  if (reference.parent == 0) return paramErr;
-  *info = look->info;
-  *sourcePlace = look->place;
-  catalog.statCache().Forget(reference.parent, sourcePlace->name);
-  return FindTarget(folder, newName, sourcePlace->name, target);
-}
-
 CopySource CopySourceOf(const FSRef& ref, const Place& place) {
   return {place.descriptor(), place.name, ReferenceOf(ref).GetIdentity()};
 }
@@ -41,11 +27,11 @@ CopyTarget CopyTargetOf(const Target& target) {
   return {target.place.descriptor(), target.place.name, target.identity};
 }
 
-Status TransferWithSidecar(const ItemWithSidecar& pair, const Target& target,
+Status TransferWithSidecar(const ItemWithSidecar& item, const Target& target,
                            Status (*transfer)(const ItemWithSidecar&, const TargetWithPath&)) {
   FolderTable& folders = Catalog::Get().folders();
   ScanForSidecars(target.folder);
-  const Status status = transfer(pair, {CopyTargetOf(target), folders.PathOf(target.folder)});
+  const Status status = transfer(item, {CopyTargetOf(target), folders.PathOf(target.folder)});
   if (status == noErr) folders.NoteSidecar(target.folder);
   return status;
 }
@@ -59,7 +45,7 @@ Status MakeTargetRef(const Target& target, FSRef* ref) {
   return status;
 }
 
-Status MakeNamedRef(const struct statx& info, const Target& target, FSRef* ref) {
+Status MakeTargetRefFromStat(const struct statx& info, const Target& target, FSRef* ref) {
   if (!VolumeOf(target.identity.device, target.place.descriptor()).hasReliableEntries) {
     return MakeTargetRef(target, ref);
   }

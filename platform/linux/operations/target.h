@@ -13,36 +13,36 @@
 
 namespace tessary {
 
-// The folder that an object goes into and the name that it gets there.
+// The folder into which an operation puts an object, and the object's name there.
 struct Target {
-  uint32_t folder = 0;
-  Identity identity;  // the folder's
+  uint32_t folder = 0;  // the number of the interned folder
+  Identity identity;    // of the folder
   Place place;
 };
 
+// Opens `folder` and works out the name: `newName`, or `ownName` if that is null, with the
+// characters that the filesystem refuses replaced. Errors: errFSNotAFolder, fnfErr, bdNamErr
+// (`newName` cannot be a name), else the status of opening the folder.
 Status FindTarget(const FSRef& folder, const std::u16string* newName, const std::string& ownName,
                   Target* target);
-
-// What moving and copying have in common: finding the source, still the object that it was, and the
-// place that it goes to.
-Status FindSourceAndTarget(const FSRef& source, const FSRef& folder, const std::u16string* newName,
-                           struct statx* info, Place* sourcePlace, Target* target);
 
 CopySource CopySourceOf(const FSRef& ref, const Place& place);
 
 CopyTarget CopyTargetOf(const Target& target);
 
-// What moving and copying a pair have in common: a look at what is under way at the target, and
-// that there are sidecars there from here on.
-Status TransferWithSidecar(const ItemWithSidecar& pair, const Target& target,
+// Calls `transfer` to move or copy an item with its sidecar. Scans the target folder for sidecars
+// first; on success, notes that the folder has some. Returns the status of `transfer`.
+Status TransferWithSidecar(const ItemWithSidecar& item, const Target& target,
                            Status (*transfer)(const ItemWithSidecar&, const TargetWithPath&));
 
+// Looks up the object that is now at the target and makes its reference. `*ref` is written on
+// success only.
 Status MakeTargetRef(const Target& target, FSRef* ref);
 
-// The same of an object that was just given the name, and of which `info` told before. Where
-// objects keep their numbers, it is not looked up again, so that it is no reference to what another
-// program put in its place before a rename or after a copy. That is refused wherever the
-// reference is used.
-Status MakeNamedRef(const struct statx& info, const Target& target, FSRef* ref);
+// Makes the reference of an object that was just moved or copied to the target, from its known
+// `info`. On filesystems with reliable directory entries this saves the lookup and is safer: if
+// another program has replaced the object since, the reference does not match the replacement, and
+// every use of it is refused. Elsewhere the inode number may have changed, so it is looked up.
+Status MakeTargetRefFromStat(const struct statx& info, const Target& target, FSRef* ref);
 
 }  // namespace tessary

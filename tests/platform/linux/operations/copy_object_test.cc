@@ -15,7 +15,7 @@
 namespace tessary::test {
 namespace {
 
-TEST(FSTryFastCopy, CopiesASmallFileAndTellsWhereItIs) {
+TEST(FSTryFastCopy, CopiesSmallFile) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt", "a");
   SetModificationDate(folder / "a.txt", 1'236'168'000);
@@ -30,7 +30,7 @@ TEST(FSTryFastCopy, CopiesASmallFileAndTellsWhereItIs) {
   EXPECT_EQ((Timestamp{1'236'168'000, 0}), date);
 }
 
-TEST(FSTryFastCopy, TellsOfTheObjectThatItMade) {
+TEST(FSTryFastCopy, ReturnsReferenceOfCopy) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt", "a");
   MakeFolder(folder / "to");
@@ -43,10 +43,10 @@ TEST(FSTryFastCopy, TellsOfTheObjectThatItMade) {
   EXPECT_FALSE(FSIsFSRefValid(target));
 }
 
-TEST(FSTryFastCopy, LeavesNothingBehindWhereMoreHasToBeDone) {
+TEST(FSTryFastCopy, ChangesNothingOutsideFastPath) {
   const TemporaryFolder folder;
-  const std::vector<std::string> taken = {"file", "folder", "link"};
-  for (const std::string& name : taken) WriteFile(folder / ("from/" + name), "new");
+  const std::vector<std::string> existing = {"file", "folder", "link"};
+  for (const std::string& name : existing) WriteFile(folder / ("from/" + name), "new");
   WriteFile(folder / "to/file", "old");
   MakeFolder(folder / "to/folder");
   MakeLink("nowhere", folder / "to/link");
@@ -61,7 +61,7 @@ TEST(FSTryFastCopy, LeavesNothingBehindWhereMoreHasToBeDone) {
     FSRef target;
     return FSTryFastCopy(RefAt(folder / ("from/" + name)), to, &target);
   };
-  for (const std::string& name : taken) EXPECT_EQ(dupFNErr, copy(name)) << name;
+  for (const std::string& name : existing) EXPECT_EQ(dupFNErr, copy(name)) << name;
   for (const char* name : {"big", "Tool.app", "a link", "fifo"}) {
     EXPECT_EQ(paramErr, copy(name)) << name;
   }
@@ -74,7 +74,7 @@ TEST(FSTryFastCopy, LeavesNothingBehindWhereMoreHasToBeDone) {
   EXPECT_EQ("old", ReadFile(folder / "to/file"));
 }
 
-TEST(FSTryFastCopy, LeavesAnItemWithASidecarAlone) {
+TEST(FSTryFastCopy, RejectsItemWithSidecar) {
   const TemporaryFolder folder;
   WriteFile(folder / "from/a.txt", "a");
   WriteFile(folder / "from/._a.txt", "sidecar");
@@ -89,30 +89,30 @@ TEST(FSTryFastCopy, LeavesAnItemWithASidecarAlone) {
   EXPECT_EQ(before, FilesBelow(folder.path()));
 }
 
-TEST(FSTryFastCopy, CopiesNothingThatHasTakenTheFilesName) {
+TEST(FSTryFastCopy, RejectsReplacedFile) {
   const TemporaryFolder folder;
   MakeFolder(folder / "to");
-  const std::vector<std::function<void(const std::string&)>> takers = {
+  const std::vector<std::function<void(const std::string&)>> replacements = {
       [](const std::string& path) { WriteFile(path, "another"); },
       [](const std::string& path) { MakeLink("/etc/hostname", path); },
       [](const std::string& path) { MakeFolder(path); },
-      // Opened to be read, it would keep its reader waiting.
+      // Opening a FIFO for reading would block.
       [](const std::string& path) { ASSERT_EQ(0, mkfifo(path.c_str(), 0600)); },
       [](const std::string& /*path*/) {}};
-  for (size_t i = 0; i < takers.size(); ++i) {
+  for (size_t i = 0; i < replacements.size(); ++i) {
     const std::string path = folder / ("file" + std::to_string(i));
     WriteFile(path, "listed");
     const FSRef listed = RefAt(path);
-    // It stays, so that its number is not given to the taker.
+    // The original is renamed, not deleted, so that its inode number is not reused.
     ASSERT_EQ(0, rename(path.c_str(), (path + " elsewhere").c_str()));
-    takers[i](path);
+    replacements[i](path);
     FSRef target;
     EXPECT_EQ(fnfErr, FSTryFastCopy(listed, RefAt(folder / "to"), &target)) << i;
   }
   EXPECT_TRUE(NamesIn(folder / "to").empty());
 }
 
-TEST(FSTryFastCopy, LeavesNothingOnAFullVolume) {
+TEST(FSTryFastCopy, LeavesNothingOnFullFilesystem) {
   const TemporaryFolder folder;
   const MemoryVolume volume("size=64k");
   if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";

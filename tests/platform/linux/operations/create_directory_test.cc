@@ -13,7 +13,7 @@
 namespace tessary::test {
 namespace {
 
-TEST(FSCreateDirectoryUnicode, MakesAFolderAndItsReference) {
+TEST(FSCreateDirectoryUnicode, CreatesFolder) {
   const TemporaryFolder folder;
   FSRef made;
   ASSERT_EQ(noErr, FSCreateDirectoryUnicode(RefAt(folder.path()), u"image/jpeg", &made));
@@ -21,11 +21,11 @@ TEST(FSCreateDirectoryUnicode, MakesAFolderAndItsReference) {
   EXPECT_TRUE(std::filesystem::is_directory(folder / "image:jpeg"));
 }
 
-TEST(FSCreateDirectoryUnicode, RefusesATakenNameAndANameThatIsNone) {
+TEST(FSCreateDirectoryUnicode, RejectsInvalidNames) {
   const TemporaryFolder folder;
-  WriteFile(folder / "taken", "kept");
+  WriteFile(folder / "existing", "kept");
   const std::vector<std::pair<std::u16string, Status>> rows = {
-      {u"taken", dupFNErr},
+      {u"existing", dupFNErr},
       {u"..", bdNamErr},
       {u"", bdNamErr},
       {std::u16string(256, u'x'), bdNamErr}};
@@ -36,8 +36,8 @@ TEST(FSCreateDirectoryUnicode, RefusesATakenNameAndANameThatIsNone) {
     EXPECT_EQ(0, std::memcmp(&none, &made, sizeof(made)));
   }
   FSRef made;
-  EXPECT_EQ(errFSNotAFolder, FSCreateDirectoryUnicode(RefAt(folder / "taken"), u"x", &made));
-  EXPECT_EQ("kept", ReadFile(folder / "taken"));
+  EXPECT_EQ(errFSNotAFolder, FSCreateDirectoryUnicode(RefAt(folder / "existing"), u"x", &made));
+  EXPECT_EQ("kept", ReadFile(folder / "existing"));
 }
 
 }  // namespace

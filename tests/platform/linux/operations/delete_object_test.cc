@@ -8,7 +8,7 @@
 namespace tessary::test {
 namespace {
 
-TEST(FSDeleteObject, DeletesFilesLinksAndEmptyFoldersOnly) {
+TEST(FSDeleteObject, DeletesFilesLinksAndEmptyFolders) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   WriteFile(folder / "full/file");
@@ -24,7 +24,7 @@ TEST(FSDeleteObject, DeletesFilesLinksAndEmptyFoldersOnly) {
   EXPECT_NE(noErr, FSDeleteObject(RefAt("/")));
 }
 
-TEST(FSDeleteObject, LeavesAnotherObjectOfTheSameNameAlone) {
+TEST(FSDeleteObject, KeepsReplacedObject) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "old");
   const FSRef ref = RefAt(folder / "file");

@@ -13,21 +13,21 @@ namespace {
 
 using Transfer = Status (*)(const FSRef&, const FSRef&, const std::u16string*, FSRef*);
 
-// A copy as a run makes it: at once where that can be done.
+// Copies as a run does: by the fast path if it applies.
 Status CopyFastOrSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                       FSRef* target) {
   if (newName == nullptr && FSTryFastCopy(source, folder, target) == noErr) return noErr;
   return FSCopyObjectSync(source, folder, newName, target);
 }
 
-struct Way {
+struct Method {
   const char* name;
   Transfer transfer;
   bool keepsSource;
 };
 
-// What moving and copying promise alike.
-class MoveAndCopy : public testing::TestWithParam<Way> {
+// The common behaviour of moving and copying.
+class MoveAndCopy : public testing::TestWithParam<Method> {
  protected:
   MoveAndCopy() { MakeFolder(folder_ / "to"); }
 
@@ -38,13 +38,13 @@ class MoveAndCopy : public testing::TestWithParam<Way> {
   TemporaryFolder folder_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, MoveAndCopy,
-                         testing::Values(Way{"Move", FSMoveObjectSync, false},
-                                         Way{"Copy", FSCopyObjectSync, true},
-                                         Way{"CopyAtOnce", CopyFastOrSync, true}),
+INSTANTIATE_TEST_SUITE_P(Methods, MoveAndCopy,
+                         testing::Values(Method{"Move", FSMoveObjectSync, false},
+                                         Method{"Copy", FSCopyObjectSync, true},
+                                         Method{"FastCopy", CopyFastOrSync, true}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_P(MoveAndCopy, KeepsTheNameWithoutANewOne) {
+TEST_P(MoveAndCopy, KeepsName) {
   for (const std::string name :
        {"plain", "\xff.bin", "new\nline", ".hidden", "two..dots", "a:b", "quote\"%@"}) {
     WriteFile(folder_ / name, name);
@@ -56,7 +56,7 @@ TEST_P(MoveAndCopy, KeepsTheNameWithoutANewOne) {
   }
 }
 
-TEST_P(MoveAndCopy, GivesTheNewNameWhenThereIsOne) {
+TEST_P(MoveAndCopy, UsesNewName) {
   WriteFile(folder_ / "file", "contents");
   const std::u16string newName = u"other/name";
   FSRef target;
@@ -64,25 +64,25 @@ TEST_P(MoveAndCopy, GivesTheNewNameWhenThereIsOne) {
   EXPECT_EQ("contents", ReadFile(folder_ / "to/other:name"));
 }
 
-TEST_P(MoveAndCopy, NeverOverwritesWhateverBearsTheName) {
-  const std::vector<std::string> taken = {"file", "link", "dangling", "folder"};
-  WriteFile(folder_ / "to/file", "theirs");
+TEST_P(MoveAndCopy, NeverOverwrites) {
+  const std::vector<std::string> names = {"file", "link", "dangling", "folder"};
+  WriteFile(folder_ / "to/file", "existing");
   MakeLink("file", folder_ / "to/link");
   MakeLink("nowhere", folder_ / "to/dangling");
   MakeFolder(folder_ / "to/folder");
-  for (const std::string& name : taken) {
-    WriteFile(folder_ / name, "mine");
+  for (const std::string& name : names) {
+    WriteFile(folder_ / name, "incoming");
     FSRef target;
     EXPECT_EQ(dupFNErr, Transfer(name, nullptr, &target)) << name;
-    EXPECT_EQ("mine", ReadFile(folder_ / name));
+    EXPECT_EQ("incoming", ReadFile(folder_ / name));
   }
-  EXPECT_EQ("theirs", ReadFile(folder_ / "to/file"));
+  EXPECT_EQ("existing", ReadFile(folder_ / "to/file"));
   EXPECT_EQ("nowhere", std::filesystem::read_symlink(folder_ / "to/dangling"));
   EXPECT_EQ((std::vector<std::string>{"dangling", "file", "folder", "link"}),
             NamesIn(folder_ / "to"));
 }
 
-TEST_P(MoveAndCopy, TakesAFolderWhole) {
+TEST_P(MoveAndCopy, TransfersWholeFolder) {
   WriteFile(folder_ / "Tool.app/Contents/Info", "info");
   WriteFile(folder_ / "Tool.app/Contents/Resources/.hidden", "hidden");
   MakeLink("Info", folder_ / "Tool.app/Contents/link");
@@ -94,14 +94,14 @@ TEST_P(MoveAndCopy, TakesAFolderWhole) {
   EXPECT_EQ(GetParam().keepsSource, Exists(folder_ / "Tool.app/Contents/Info"));
 }
 
-TEST_P(MoveAndCopy, TakesALinkAsALink) {
+TEST_P(MoveAndCopy, TransfersLinkAsLink) {
   MakeLink("nowhere", folder_ / "dangling");
   FSRef target;
   ASSERT_EQ(noErr, Transfer("dangling", nullptr, &target));
   EXPECT_EQ("nowhere", std::filesystem::read_symlink(folder_ / "to/dangling"));
 }
 
-TEST_P(MoveAndCopy, RefusesAFolderIntoItself) {
+TEST_P(MoveAndCopy, RejectsFolderIntoItself) {
   MakeFolder(folder_ / "outer/inner");
   FSRef target;
   EXPECT_EQ(badMovErr, GetParam().transfer(RefAt(folder_ / "outer"), RefAt(folder_ / "outer/inner"),
@@ -112,32 +112,32 @@ TEST_P(MoveAndCopy, RefusesAFolderIntoItself) {
   EXPECT_TRUE(NamesIn(folder_ / "outer/inner").empty());
 }
 
-TEST_P(MoveAndCopy, RefusesWhatIsNoFolderToGoInto) {
-  WriteFile(folder_ / "file", "mine");
-  WriteFile(folder_ / "notAFolder", "theirs");
+TEST_P(MoveAndCopy, RejectsTargetThatIsNotFolder) {
+  WriteFile(folder_ / "file", "incoming");
+  WriteFile(folder_ / "notAFolder", "existing");
   MakeLink("to", folder_ / "linkToFolder");
   FSRef target;
   for (const char* name : {"notAFolder", "linkToFolder"}) {
     EXPECT_EQ(errFSNotAFolder, GetParam().transfer(RefAt(folder_ / "file"), RefAt(folder_ / name),
                                                    nullptr, &target));
   }
-  EXPECT_EQ("mine", ReadFile(folder_ / "file"));
+  EXPECT_EQ("incoming", ReadFile(folder_ / "file"));
   EXPECT_TRUE(NamesIn(folder_ / "to").empty());
 }
 
-TEST_P(MoveAndCopy, RefusesNamesThatLeadOutOrDoNotFit) {
-  WriteFile(folder_ / "file", "mine");
+TEST_P(MoveAndCopy, RejectsInvalidNames) {
+  WriteFile(folder_ / "file", "incoming");
   const std::vector<std::u16string> names = {u"", u".", u"..", std::u16string(u"a\0b", 3),
                                              std::u16string(256, u'x')};
   for (const std::u16string& name : names) {
     FSRef target;
     EXPECT_EQ(bdNamErr, Transfer("file", &name, &target));
   }
-  EXPECT_EQ("mine", ReadFile(folder_ / "file"));
+  EXPECT_EQ("incoming", ReadFile(folder_ / "file"));
   EXPECT_TRUE(NamesIn(folder_ / "to").empty());
 }
 
-TEST_P(MoveAndCopy, RefusesAnObjectThatIsNoLongerTheOneNamed) {
+TEST_P(MoveAndCopy, RejectsReplacedObject) {
   WriteFile(folder_ / "file", "old");
   const FSRef ref = RefAt(folder_ / "file");
   WriteFile(folder_ / "other", "new");
@@ -149,7 +149,7 @@ TEST_P(MoveAndCopy, RefusesAnObjectThatIsNoLongerTheOneNamed) {
   EXPECT_TRUE(NamesIn(folder_ / "to").empty());
 }
 
-TEST_P(MoveAndCopy, RefusesAMissingOutArgumentAndTheRoot) {
+TEST_P(MoveAndCopy, RejectsNullArgumentAndRoot) {
   WriteFile(folder_ / "file");
   EXPECT_EQ(paramErr, Transfer("file", nullptr, nullptr));
   FSRef target;

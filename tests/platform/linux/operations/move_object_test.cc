@@ -15,7 +15,7 @@
 namespace tessary::test {
 namespace {
 
-TEST(FSMoveObjectSync, RenamesASpecialFileWithoutOpeningIt) {
+TEST(FSMoveObjectSync, RenamesSpecialFileWithoutOpening) {
   const TemporaryFolder folder;
   MakeFolder(folder / "to");
   ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
@@ -27,7 +27,7 @@ TEST(FSMoveObjectSync, RenamesASpecialFileWithoutOpeningIt) {
             FSCopyObjectSync(RefAt(folder / "to/fifo"), RefAt(folder.path()), nullptr, &target));
 }
 
-TEST(FSMoveObjectSync, KeepsTheObjectItself) {
+TEST(FSMoveObjectSync, KeepsIdentity) {
   const TemporaryFolder folder;
   MakeFolder(folder / "to");
   WriteFile(folder / "file");
@@ -39,7 +39,7 @@ TEST(FSMoveObjectSync, KeepsTheObjectItself) {
   EXPECT_TRUE(FSIsFSRefValid(after));
 }
 
-TEST(FSMoveObjectSync, RefusesAVolumesRoot) {
+TEST(FSMoveObjectSync, RejectsMountPoint) {
   const TemporaryFolder folder;
   MakeFolder(folder / "mounted");
   MakeFolder(folder / "to");
@@ -55,7 +55,7 @@ TEST(FSMoveObjectSync, RefusesAVolumesRoot) {
   EXPECT_EQ(0, umount2((folder / "mounted").c_str(), MNT_DETACH));
 }
 
-TEST(FSMoveObjectSync, WorksThroughABindMountOfTheSameVolume) {
+TEST(FSMoveObjectSync, MovesThroughBindMount) {
   const TemporaryFolder folder;
   MakeFolder(folder / "real");
   MakeFolder(folder / "bound");
@@ -76,7 +76,7 @@ TEST(FSMoveObjectSync, WorksThroughABindMountOfTheSameVolume) {
   EXPECT_EQ(0, umount2((folder / "bound").c_str(), MNT_DETACH));
 }
 
-TEST(FSTryFastMove, MovesAFileAndTellsWhereItIs) {
+TEST(FSTryFastMove, MovesFile) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt", "a");
   MakeFolder(folder / "to");
@@ -88,25 +88,25 @@ TEST(FSTryFastMove, MovesAFileAndTellsWhereItIs) {
   EXPECT_EQ(noErr, FSCompareFSRefs(target, RefAt(folder / "to/a.txt")));
 }
 
-TEST(FSTryFastMove, ChangesNothingWhereMoreHasToBeDone) {
+TEST(FSTryFastMove, ChangesNothingOutsideFastPath) {
   const TemporaryFolder folder;
-  WriteFile(folder / "from/taken.txt", "new");
+  WriteFile(folder / "from/exists.txt", "new");
   WriteFile(folder / "from/a.txt", "a");
   WriteFile(folder / "from/._a.txt", "sidecar");
   MakeFolder(folder / "from/sub");
-  WriteFile(folder / "to/taken.txt", "old");
+  WriteFile(folder / "to/exists.txt", "old");
   const std::vector<std::string> before = FilesBelow(folder.path());
   const FSRef to = RefAt(folder / "to");
-  const FSRef file = RefAt(folder / "to/taken.txt");
+  const FSRef file = RefAt(folder / "to/exists.txt");
   FSRef target;
-  EXPECT_EQ(dupFNErr, FSTryFastMove(RefAt(folder / "from/taken.txt"), to, &target));
+  EXPECT_EQ(dupFNErr, FSTryFastMove(RefAt(folder / "from/exists.txt"), to, &target));
   EXPECT_EQ(paramErr, FSTryFastMove(RefAt(folder / "from/sub"), to, &target));
   EXPECT_EQ(errFSNotAFolder, FSTryFastMove(RefAt(folder / "from/a.txt"), file, &target));
   EXPECT_EQ(paramErr, FSTryFastMove(RefAt(folder / "from/a.txt"), to, nullptr));
   ListFolder(folder / "from");
   EXPECT_EQ(paramErr, FSTryFastMove(RefAt(folder / "from/a.txt"), to, &target));
   EXPECT_EQ(before, FilesBelow(folder.path()));
-  EXPECT_EQ("old", ReadFile(folder / "to/taken.txt"));
+  EXPECT_EQ("old", ReadFile(folder / "to/exists.txt"));
 }
 
 }  // namespace

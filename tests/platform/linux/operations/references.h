@@ -9,7 +9,7 @@ namespace tessary::test {
 // The path of the object of `ref`; fails the test where it has none.
 std::string PathOf(const FSRef& ref);
 
-// Lists the folder at the path: which folders hold sidecars is known from listing them.
+// Lists the folder at the path. The catalog learns from a listing that a folder holds sidecars.
 void ListFolder(const std::string& path);
 
 }  // namespace tessary::test
