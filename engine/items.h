@@ -6,7 +6,7 @@
 
 #include "platform/managers/file_manager.h"
 
-// The items of a folder, and what a run asks about each of them.
+// The items of a folder and their properties, as a run needs them.
 namespace tessary {
 
 // Lists the files of a folder in listing order: everything except plain folders, so packages and

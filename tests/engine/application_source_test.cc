@@ -82,7 +82,7 @@ TEST_F(ResolveRunSourceTest, IgnoresMissingResources) {
 
 TEST_F(ResolveRunSourceTest, IgnoresSingleFileApplication) {
   WriteFile(InSource("Program"));
-  if (!SetFinderInfo(InSource("Program"), "APPL", 0)) GTEST_SKIP() << "no attributes here";
+  if (!SetFinderInfo(InSource("Program"), "APPL", 0)) GTEST_SKIP() << "needs extended attributes";
   ResolveRunSource(RefAt(InSource("Program")));
   EXPECT_THAT(sources_, IsEmpty());
   EXPECT_THAT(Messages(), IsEmpty());

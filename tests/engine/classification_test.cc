@@ -57,7 +57,8 @@ TEST(Classification, FinderInformation) {
   MakeFolder(folder / "Bundle");
   MakeFolder(folder / "Invisible");
   WriteFile(folder / "Program");
-  if (!SetFinderInfo(folder / "Bundle", "", kHasBundle)) GTEST_SKIP() << "no attributes here";
+  if (!SetFinderInfo(folder / "Bundle", "", kHasBundle))
+    GTEST_SKIP() << "needs extended attributes";
   ASSERT_TRUE(SetFinderInfo(folder / "Invisible", "", kIsInvisible));
   ASSERT_TRUE(SetFinderInfo(folder / "Program", "APPL", 0));
   EXPECT_FALSE(IsPlainFolder(RefAt(folder / "Bundle")));

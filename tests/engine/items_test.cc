@@ -115,7 +115,8 @@ TEST(IsHiddenItem, ChecksInvisibleFlagOfFiles) {
   WriteFile(folder / "other");
   MakeFolder(folder / "folder");
   MakeFolder(folder / ".folder");
-  if (!SetFinderInfo(folder / "file", "", kIsInvisible)) GTEST_SKIP() << "no attributes here";
+  if (!SetFinderInfo(folder / "file", "", kIsInvisible))
+    GTEST_SKIP() << "needs extended attributes";
   ASSERT_TRUE(SetFinderInfo(folder / "other", "TEXT", static_cast<uint16_t>(~kIsInvisible)));
   ASSERT_TRUE(SetFinderInfo(folder / "folder", "", kIsInvisible));
   ASSERT_TRUE(SetFinderInfo(folder / ".folder", "", kIsInvisible));

@@ -89,7 +89,7 @@ TEST_F(CopyFileTypeKeyTest, ReturnsTypeVerbatim) {
   };
   MapExtensions(".rtf \"RTF \"\n");
   WriteFile(InSource("notes.rtf"));
-  if (!SetFinderInfo(InSource("notes.rtf"), "TEXT", 0)) GTEST_SKIP() << "no attributes here";
+  if (!SetFinderInfo(InSource("notes.rtf"), "TEXT", 0)) GTEST_SKIP() << "needs extended attributes";
   for (const auto& row : rows) {
     ASSERT_TRUE(SetFinderInfo(InSource("notes.rtf"), row.type, 0));
     EXPECT_EQ(row.key, FileTypeKey("notes.rtf"));
@@ -100,7 +100,7 @@ TEST_F(CopyFileTypeKeyTest, FallsBackToMapForInvalidUtf8) {
   MapExtensions(".qqq \"MAPD\"\n");
   for (const std::string name : {"x.qqq", "x.www", "x"}) WriteFile(InSource(name));
   if (!SetFinderInfo(InSource("x.qqq"), "\xff\xfe\xfd\xfc", 0)) {
-    GTEST_SKIP() << "no attributes here";
+    GTEST_SKIP() << "needs extended attributes";
   }
   ASSERT_TRUE(SetFinderInfo(InSource("x.www"), "ab\xc3(", 0));
   ASSERT_TRUE(SetFinderInfo(InSource("x"), "abc\xc3", 0));
@@ -198,7 +198,7 @@ TEST_F(DateKeysTest, ReadRequestedDate) {
   WriteFile(InSource("a.txt"));
   SetModificationDate(InSource("a.txt"), 1236164645);
   if (!SetAttribute(InSource("a.txt"), "user.tessary.creation-date", "2001-02-03T04:05:06Z")) {
-    GTEST_SKIP() << "no attributes here";
+    GTEST_SKIP() << "needs extended attributes";
   }
   const FSRef ref = RefAt(InSource("a.txt"));
   EXPECT_EQ("2009", Text(CopyYearKey(ref, kModified)));

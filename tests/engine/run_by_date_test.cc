@@ -34,7 +34,7 @@ TEST_F(RunByDate, UsesCreationDate) {
   Set("TessaryType = 5\nFileOperation = 1\n");
   WriteDated(InSource("a"), kAugust2011);
   if (!SetAttribute(InSource("a"), "user.tessary.creation-date", "2009-03-04T11:04:05Z")) {
-    GTEST_SKIP() << "no attributes here";
+    GTEST_SKIP() << "needs extended attributes";
   }
   Run();
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));
@@ -44,7 +44,7 @@ TEST_F(RunByDate, UsesCreationDateOfOriginal) {
   Set("TessaryType = 5\nFileOperation = 2\n");
   WriteDated(InSource("a"), kAugust2011);
   if (!SetAttribute(InSource("a"), "user.tessary.creation-date", "2009-03-04T11:04:05Z")) {
-    GTEST_SKIP() << "no attributes here";
+    GTEST_SKIP() << "needs extended attributes";
   }
   Run();
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));

@@ -140,7 +140,7 @@ TEST_F(RunByFileType, FallsBackToExtensionMap) {
        {"notes.rtf", "x.JPG", "paper", "plain.qqqq", "up", "dot", "in", "slash"}) {
     WriteFile(InSource(name));
   }
-  if (!SetFinderInfo(InSource("notes.rtf"), "TEXT", 0)) GTEST_SKIP() << "no attributes here";
+  if (!SetFinderInfo(InSource("notes.rtf"), "TEXT", 0)) GTEST_SKIP() << "needs extended attributes";
   ASSERT_TRUE(SetFinderInfo(InSource("paper"), "PDF ", 0));
   ASSERT_TRUE(SetFinderInfo(InSource("up"), "..", 0));
   ASSERT_TRUE(SetFinderInfo(InSource("dot"), ".", 0));
@@ -160,7 +160,7 @@ TEST_F(RunByFileType, FallsBackToExtensionMap) {
 TEST_F(RunByFileType, ShowsProgressInLog) {
   Set("TessaryType = 2\n");
   WriteFile(InSource("notes"));
-  if (!SetFinderInfo(InSource("notes"), "TEXT", 0)) GTEST_SKIP() << "no attributes here";
+  if (!SetFinderInfo(InSource("notes"), "TEXT", 0)) GTEST_SKIP() << "needs extended attributes";
   Run();
   EXPECT_THAT(progress_, IsEmpty());
   EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source"), MovingLine(InSource("notes")),
@@ -215,7 +215,8 @@ TEST_F(RunOfFolders, SkipsHiddenFoldersAndFiles) {
   WriteFile(InSource("invisible/b.txt"));
   WriteFile(InSource("c.txt"));
   WriteFile(InSource(".d.txt"));
-  if (!SetFinderInfo(InSource("invisible"), "", kIsInvisible)) GTEST_SKIP() << "no attributes here";
+  if (!SetFinderInfo(InSource("invisible"), "", kIsInvisible))
+    GTEST_SKIP() << "needs extended attributes";
   ASSERT_TRUE(SetFinderInfo(InSource("c.txt"), "", kIsInvisible));
   Run();
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/b.txt"));

@@ -170,7 +170,8 @@ TEST(GetNodeIdAndKind, WritesNothingOnFailure) {
 TEST(GetFinderInfo, ReturnsWantedFields) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
-  if (!SetFinderInfo(folder / "file", "TEXT", kIsInvisible)) GTEST_SKIP() << "no attributes here";
+  if (!SetFinderInfo(folder / "file", "TEXT", kIsInvisible))
+    GTEST_SKIP() << "needs extended attributes";
   FileInfo info;
   ExtendedFileInfo extendedInfo;
   uint8_t isFolder = 7;
