@@ -13,7 +13,7 @@ namespace {
 
 using Code = AEBuildErrorCode;
 
-// Deeper than any text has a reason to go, and shallow enough for the stack.
+// Bounds the recursion of the parser, so that a text of many "{" cannot overflow the stack.
 constexpr int kMaxNesting = 32;
 
 AEDesc MakeDesc(DescType type, const void* data, size_t size) {
@@ -44,7 +44,7 @@ bool HasKeyword(const AEDesc& record, AEKeyword keyword) {
   return std::ranges::find(record.items, keyword, &AEKeyDesc::keyword) != record.items.end();
 }
 
-// A number that no other event of the last thirty thousand has.
+// Returns 1 to 32767 in turn, so that no two of the last 32767 events share a number.
 AEReturnID MakeReturnID() {
   static AEReturnID last = 0;
   last = last == std::numeric_limits<AEReturnID>::max() ? AEReturnID{1} : AEReturnID(last + 1);
@@ -69,8 +69,7 @@ bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsWhitespace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 bool IsPunctuation(char c) { return std::string_view("@(){}:,'").find(c) != std::string::npos; }
 
-// Reads a parameter text from its start to its end, once. A method that answers false or none has
-// noted the error.
+// Parses a parameter text in one pass. A method that returns false or none has set error().
 class ParameterParser {
  public:
   ParameterParser(std::string_view text, std::span<const AEDesc* const> substitutes)
@@ -82,13 +81,14 @@ class ParameterParser {
     return IsAtEnd() || Fail(Code::aeBuildSyntaxNoEOF);
   }
 
-  // Whether each substitute found its place, and each place its substitute.
+  // Returns true if the text has as many "@" as there are substitutes.
   bool UsedAllSubstitutes() const { return used_ == substitutes_.size(); }
 
   const AEBuildError& error() const { return error_; }
 
  private:
-  // Notes the error at the next character, or that the text ended there or has no such character.
+  // Sets the error at the next character. A text that ends there, or a character that no syntax
+  // uses, is reported as such instead of `code`.
   bool Fail(Code code) {
     if (IsAtEnd()) {
       code = Code::aeBuildSyntaxBadEOF;
@@ -160,7 +160,7 @@ std::optional<uint32_t> ParameterParser::ReadQuotedCode() {
   return CodeOf(text_.substr(start, 4));
 }
 
-// `missing` is the error where there is none.
+// Reads a bare or quoted four-character code; `missing` is the error if there is none.
 std::optional<uint32_t> ParameterParser::ReadCode(Code missing) {
   if (IsNext('\'')) return ReadQuotedCode();
   if (IsAtEnd() || !IsLetter(text_[position_])) {
@@ -208,7 +208,7 @@ bool ParameterParser::ReadValue(AEDesc* value, int depth) {
   return true;
 }
 
-// What a type stands before is a code, and what none stands before a substitute.
+// Reads "(CODE)" after a type, and "(@)" without one.
 bool ParameterParser::ReadParenthesis(std::optional<DescType> type, AEDesc* value) {
   if (!Take('(')) return Fail(Code::aeBuildSyntaxBadDesc);
   if (type) {
@@ -230,7 +230,7 @@ bool ParameterParser::ReadRecord(DescType type, AEDesc* value, int depth) {
   return Take('}') || Fail(Code::aeBuildSyntaxNoCloseBrace);
 }
 
-// A place without a substitute is counted, so that it shows in the end.
+// Counts also an "@" without a substitute, so that UsedAllSubstitutes() reports it.
 void ParameterParser::Substitute(AEDesc* value) {
   if (used_ < substitutes_.size()) *value = *substitutes_[used_];
   ++used_;

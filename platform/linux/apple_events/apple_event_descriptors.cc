@@ -26,7 +26,7 @@ Status MakeUtf8(const AEDesc& utf16, AEDesc* result) {
   return AECreateDesc(typeUTF8Text, text.data(), text.size(), result);
 }
 
-// A number of another size, where it fits.
+// Converts an integer to another size. errAECoercionFail if the value is out of range.
 template <typename From, typename To>
 Status MakeNumber(const AEDesc& desc, DescType toType, AEDesc* result) {
   From number = 0;

@@ -38,10 +38,10 @@ void Deliver(const AppleEvent& event) {
   }
   const auto found = Delivery().handlers.find(key);
   if (found == Delivery().handlers.end()) return;
-  // A handler may install another one in its place.
+  // Copied, because a handler may replace itself while it runs.
   const InstalledHandler installed = found->second;
   AppleEvent reply;
-  // The sender has gone on, and there is nobody to tell.
+  // The sender does not wait for a reply, so nobody can use the status.
   (void)installed.handler(event, &reply, installed.refcon);
 }
 

@@ -4,11 +4,11 @@
 
 namespace tessary {
 
-// True when the event's address is this process's ProcessSerialNumber.
+// Returns true if the event is addressed to this process by ProcessSerialNumber.
 bool IsForThisProcess(const AppleEvent& event);
 
-// Has the event loop bring the event to its handler. Answers noErr, procNotFound (no loop), or what
-// the loop answers.
+// Queues the event for its handler on the event loop. Returns noErr, procNotFound (no loop), or the
+// status of the loop.
 Status PostToEventLoop(const AppleEvent& event);
 
 }  // namespace tessary

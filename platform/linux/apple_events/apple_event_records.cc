@@ -9,13 +9,13 @@ namespace {
 
 constexpr size_t kNotFound = static_cast<size_t>(-1);
 
-// The place of the item of that keyword, or kNotFound.
+// Returns the index of the item with the keyword, or kNotFound.
 size_t FindKeyword(const std::vector<AEKeyDesc>& items, AEKeyword keyword) {
   const auto found = std::ranges::find(items, keyword, &AEKeyDesc::keyword);
   return found == items.end() ? kNotFound : static_cast<size_t>(found - items.begin());
 }
 
-// Puts the item at `place`, or after the last where that is not among them.
+// Replaces the item at index `place`, or appends the item if there is no such index.
 Status PutItem(std::vector<AEKeyDesc>* items, size_t place, AEKeyword keyword,
                const AEDesc& value) {
   try {

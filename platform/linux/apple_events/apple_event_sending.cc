@@ -19,17 +19,17 @@ using Ticks = std::chrono::duration<int32_t, std::ratio<1, 60>>;
 
 constexpr Ticks kDefaultTimeout = std::chrono::minutes(1);
 
-// Between two looks for an answer, where no idle routine tells how long.
+// The time between two polls for the reply if no idle routine sets it.
 constexpr int32_t kDefaultPollTicks = 1;
 
-// An event under way. Its sender may have given up on it.
+// An event that was sent. The application shares it with the sender, whose wait may have timed out.
 struct PendingEvent {
   AppleEvent event;
   AppleEvent reply;
   bool isAnswered = false;
 };
 
-// An application and what was sent to it and has no answer, the oldest first.
+// An application and the events that it has not answered yet, oldest first.
 struct Application {
   AEAnswerer answerer;
   std::deque<std::shared_ptr<PendingEvent>> waiting = {};
@@ -37,7 +37,7 @@ struct Application {
   bool isGone = false;
 };
 
-// Held by each send that is under way too: an application may be removed while it answers.
+// Shared with each send in progress, because an application may be removed while it answers.
 using ApplicationHandle = std::shared_ptr<Application>;
 
 std::map<uint32_t, ApplicationHandle>& Applications() {
@@ -45,8 +45,8 @@ std::map<uint32_t, ApplicationHandle>& Applications() {
   return applications;
 }
 
-// Offers the application what waits for its answer, until it leaves one unanswered. An event that
-// it sends to itself meanwhile waits until it has answered.
+// Passes the waiting events to the application in order, until it leaves one unanswered. An event
+// that the application sends to itself while it answers is delivered after that answer.
 void DeliverPendingEvents(Application* application) {
   if (application->isAnswering) return;
   application->isAnswering = true;
@@ -74,7 +74,7 @@ Status FindApplication(const AppleEvent& event, ApplicationHandle* application) 
   return noErr;
 }
 
-// An empty answer with the event's return and transaction numbers.
+// Makes an empty reply with the return ID and transaction ID of the event.
 Status MakeReply(const AppleEvent& event, AppleEvent* reply) {
   AppleEvent made;
   const Status status =

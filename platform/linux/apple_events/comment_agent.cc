@@ -25,7 +25,7 @@ Status ReadCode(const AEDesc& desc, uint32_t* code) {
   return AEGetDescData(desc, code, sizeof(*code));
 }
 
-// A field of an object specifier, of one type and no other.
+// Reads a field of an object specifier; errAENotAnObjSpec if it is missing or has another type.
 Status GetField(const AEDesc& specifier, AEKeyword keyword, DescType type, AEDesc* value) {
   AEDesc field;
   const Status status = AEGetKeyDesc(specifier, keyword, typeWildCard, &field);
@@ -40,7 +40,7 @@ Status GetCodeField(const AEDesc& specifier, AEKeyword keyword, DescType type, u
   return status == noErr ? ReadCode(field, code) : status;
 }
 
-// What is common to all specifiers: a class and a key form.
+// The two fields that every specifier has.
 struct SpecifierKind {
   uint32_t desiredClass = 0;
   uint32_t keyForm = 0;
@@ -57,7 +57,7 @@ Status ReadText(const AEDesc& desc, std::u16string* text) {
   return AEGetDescData(desc, text->data(), text->size() * sizeof(char16_t));
 }
 
-// The item's specifier out of that of its comment.
+// Extracts the specifier of the item from the specifier of its comment.
 Status ReadCommentSpecifier(const AEDesc& specifier, AEDesc* item) {
   SpecifierKind kind;
   Status status = ReadKind(specifier, &kind);
@@ -93,7 +93,7 @@ Status ReadItemSpecifier(const AEDesc& specifier, ItemName* item) {
 
 // ---- Finding the item ----
 
-// What the file system says when something on the way to the item is not there.
+// Returns true for the statuses of a path with a missing component.
 bool MeansNoSuchItem(Status status) {
   return status == fnfErr || status == dirNFErr || status == errFSNotAFolder;
 }
@@ -117,8 +117,8 @@ Status ResolveItem(const ItemName& named, Place* place) {
   const Status status = FindItem(*path, &item, place);
   if (status != noErr) return MeansNoSuchItem(status) ? errAENoSuchObject : status;
   if (item.IsFolder() != named.isFolder) return errAENoSuchObject;
-  // Only files and folders have attributes of the user's, and so a comment. The kernel refuses one
-  // to a link or a special file only when it is to be set.
+  // Only files and folders can have user attributes, and so a comment. Checked here because the
+  // kernel rejects links and special files when an attribute is set, but not when it is read.
   return item.kind == NodeKind::kFile || item.IsFolder() ? noErr : afpAccessDenied;
 }
 
@@ -137,7 +137,7 @@ Status ResolveDirectObject(const AppleEvent& event, Place* place) {
 
 // ---- Answering ----
 
-// The item may go between its being found and its comment's being read or written.
+// Maps the status of a read or write: the item may have been removed since it was found.
 Status AsAgentStatus(Status status) { return MeansNoSuchItem(status) ? errAENoSuchObject : status; }
 
 Status AnswerGet(const AppleEvent& event, AppleEvent* reply) {
@@ -210,7 +210,7 @@ Status PutErrorNumber(Status error, AppleEvent* reply) {
 bool AnswerEvent(const AppleEvent& event, AppleEvent* reply) {
   const Status status = AnswerNoThrow(event, reply);
   if (status == noErr) return true;
-  // Without memory for a number the event is left for the next look.
+  // Out of memory for the error number: the event stays unanswered until the next poll.
   return PutErrorNumber(status, reply) == noErr;
 }
 

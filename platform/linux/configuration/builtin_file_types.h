@@ -10,7 +10,7 @@ struct BuiltinFileType {
   std::string_view type;       // four bytes
 };
 
-// The classic file types of well-known extensions, each extension once.
+// Returns the classic file types of well-known extensions, each extension once.
 std::span<const BuiltinFileType> BuiltinFileTypes();
 
 }  // namespace tessary

@@ -10,8 +10,8 @@ struct BuiltinMimeType {
   std::string_view type;
 };
 
-// The MIME types of common extensions, each extension once, under the names that the shared MIME
-// database gives them, so that a file goes to the same folder whether or not that is installed.
+// Returns the MIME types of common extensions, each extension once. The types have the names of the
+// shared MIME database, so that a file goes to the same folder whether or not it is installed.
 std::span<const BuiltinMimeType> BuiltinMimeTypes();
 
 }  // namespace tessary

@@ -13,7 +13,8 @@
 namespace tessary {
 namespace {
 
-// A path less the slashes at its end, which leaves nothing of the root; none where it is relative.
+// Returns an absolute path without trailing slashes, so "" for the root folder; none if the path is
+// relative.
 std::optional<std::string> AbsoluteFolder(const char* path) {
   if (path == nullptr || path[0] != '/') return std::nullopt;
   std::string folder = path;
@@ -46,8 +47,8 @@ std::string HomeFromPasswd() {
 
 std::string HomeFolder() {
   if (const auto home = AbsoluteFolder(std::getenv(kHome))) return *home;
-  // The list may be a file or a service across the network, and this is asked for at every
-  // synchronise of the preferences.
+  // Cached: the user database may be a network service, and each synchronisation of the preferences
+  // needs this folder.
   static const std::string listed = HomeFromPasswd();
   return listed;
 }

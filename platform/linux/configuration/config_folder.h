@@ -7,21 +7,23 @@
 
 namespace tessary {
 
-// The absolute path of one of the user's own folders, without a slash at its end: what the
-// environment variable says. Where that is unset, empty or a relative path, `inHome` in $HOME; and
-// where that is unset, empty or relative too, in the home folder that the system's list of users
-// names, or in the root folder where it names none. The environment is read at every call. The
-// folder need not exist.
+// Returns the absolute path of one of the user's folders, without a trailing slash: the value of
+// the environment variable, or `inHome` below the home folder if the variable is unset, empty or a
+// relative path. The home folder is $HOME under the same conditions, otherwise the one in the user
+// database, otherwise the root folder. Reads the environment at each call. The folder may be
+// missing.
 std::string UserFolder(const char* variable, const std::string& inHome);
 
-// The folder that holds what the user sets: "tessary" in $XDG_CONFIG_HOME, or in ".config" at home.
+// Returns the configuration folder: "tessary" in $XDG_CONFIG_HOME, or in ".config" in the home
+// folder.
 std::string ConfigFolder();
 
-// The environment that ConfigFolder() depends on, as it was at one time: what was made of it then
-// need not be made anew while it is the same.
+// A copy of the environment variables that ConfigFolder() depends on. A caller that keeps a value
+// computed from that folder checks here whether the value is still valid.
 class ConfigEnvironment {
  public:
-  // True where it has been noted and has not changed since.
+  // Returns true if the variables have not changed since Capture(); false before the first
+  // Capture().
   bool IsCurrent() const;
 
   void Capture();
@@ -32,11 +34,11 @@ class ConfigEnvironment {
   std::optional<std::string> home_;
 };
 
-// Makes the folder of an absolute path and what is missing above it, for their user alone (mode
-// 0700). noErr when it is there; else what the file system reports.
+// Creates the folder with this absolute path and its missing parents, each with mode 0700. Returns
+// noErr also if the folder exists; otherwise the status of the filesystem.
 Status MakeFolderAndParents(const std::string& path);
 
-// Makes the configuration folder like that.
+// Creates the configuration folder in the same way.
 Status MakeConfigFolder();
 
 }  // namespace tessary

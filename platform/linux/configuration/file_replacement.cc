@@ -22,11 +22,11 @@ namespace {
 
 constexpr int kMaxLinks = 40;
 
-// Five seconds in all: a replacement takes as long as one fsync.
+// Five seconds in all. A replacement holds the lock for about the time of one fsync.
 constexpr timespec kLockPause = {0, 5000000};
 constexpr int kMaxLockAttempts = 1000;
 
-// What the symbolic links at an absolute path lead to, whether or not it is there.
+// Resolves the symbolic links at an absolute path. The target may be missing.
 Status FollowLinks(std::string path, std::string* target) {
   for (int links = 0; links <= kMaxLinks; ++links) {
     std::array<char, PATH_MAX> text;
@@ -54,7 +54,7 @@ Status WriteAll(int fd, std::string_view text) {
   return noErr;
 }
 
-// Labels of the system's own are given to a new file by the system.
+// Security labels are not copied: the kernel labels each new file itself.
 bool IsCopiedAttribute(const std::string& attribute) {
   return attribute.rfind("user.", 0) == 0 || attribute == "system.posix_acl_access";
 }
@@ -86,7 +86,7 @@ Status CopyAttributes(const char* from, int to) {
 }  // namespace
 
 FileReplacement::~FileReplacement() {
-  // What cannot be taken away is taken over by the next writer.
+  // If this fails, the next writer reuses the file.
   if (newFile_) (void)unlinkat(folder_.get(), newName_.c_str(), 0);
 }
 
@@ -102,7 +102,8 @@ Status FileReplacement::Begin(const std::string& path) {
   struct stat info = {};
   if (fstatat(folder_.get(), name_.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
     if (!S_ISREG(info.st_mode)) return paramErr;
-    // A rename would get past the write protection of the file itself.
+    // A rename needs write permission for the folder only, so the permission for the file is
+    // checked here.
     if (faccessat(folder_.get(), name_.c_str(), W_OK, AT_EACCESS) != 0) return LastError();
   } else if (errno != ENOENT) {
     return LastError();
@@ -115,7 +116,7 @@ Status FileReplacement::Lock() {
   for (int tries = 0; tries < kMaxLockAttempts; ++tries) {
     const Status status = TryLock(&isHeld);
     if (status != noErr || isHeld) return status;
-    // A signal only makes the next try come sooner.
+    // A signal only shortens the pause.
     (void)nanosleep(&kLockPause, nullptr);
   }
   return fBsyErr;
@@ -128,7 +129,8 @@ Status FileReplacement::TryLock(bool* isHeld) {
   if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
     return errno == EWOULDBLOCK || errno == EINTR ? noErr : LastError();
   }
-  // Between the two calls its former holder may have renamed it onto the target or taken it away.
+  // Between open and flock, the previous holder may have renamed the file onto the target or
+  // removed it. The lock is valid only if the name still refers to the locked file.
   struct stat locked = {};
   struct stat named = {};
   if (fstat(file.get(), &locked) != 0) return LastError();
@@ -145,8 +147,11 @@ Status FileReplacement::Commit(const std::string& text, const std::optional<File
   if (!newFile_) return paramErr;
   Status status = WriteContents(text);
   if (status != noErr) return status;
+  // Before the rename: after a system crash the name refers to the old file or to all of the new
+  // one.
   if (fsync(newFile_.get()) != 0) return LastError();
-  // An editor waits for no lock; what it has saved meanwhile must not be lost.
+  // Editors do not take the lock. No system call replaces a file only if it is unchanged, so the
+  // check comes last, to keep the window before the rename short.
   if (!IsTargetUnchanged(expected)) return fBsyErr;
   if (renameat(folder_.get(), newName_.c_str(), folder_.get(), name_.c_str()) != 0) {
     return LastError();
@@ -169,12 +174,13 @@ Status FileReplacement::CopyTargetMetadata() {
     if (errno != ENOENT) return LastError();
     return fchmod(newFile_.get(), 0600) == 0 ? noErr : LastError();
   }
-  // Only the system's administrator may give a file away, and others only to a group of theirs.
+  // Only root may change the owner. Other users may set the group to one of their own groups.
   if (fchown(newFile_.get(), info.st_uid, info.st_gid) != 0) {
     (void)fchown(newFile_.get(), static_cast<uid_t>(-1), info.st_gid);
   }
   const Status status = CopyAttributes(target_.c_str(), newFile_.get());
   if (status != noErr) return status;
+  // Last, because fchown may clear mode bits, and an access list changes the mode.
   return fchmod(newFile_.get(), info.st_mode & 07777) == 0 ? noErr : LastError();
 }
 

@@ -9,13 +9,12 @@
 
 namespace tessary {
 
-// Replaces the contents of one file so that whoever reads it sees the old or the new whole, and
-// that programs which replace it by this class wait for each other and lose nothing of each
-// other's.
+// Replaces the contents of one file atomically: readers see the old or the new contents. Programs
+// that use this class exclude each other by a lock, so that none loses a change of another.
 //
-// The new contents are gathered in a file ".NAME.new" beside the target, which bears the lock as
-// well: it leaves nothing behind when it is renamed onto the target, and one that a crash left is
-// taken over by the next writer.
+// The new contents are written to ".NAME.new" beside the target, and the lock is held on that file.
+// So there is no lock file to remove after the rename onto the target, and a file that a crash left
+// is reused by the next writer.
 class FileReplacement {
  public:
   FileReplacement() = default;
@@ -23,20 +22,21 @@ class FileReplacement {
   FileReplacement(const FileReplacement&) = delete;
   FileReplacement& operator=(const FileReplacement&) = delete;
 
-  // Finds the target, which is what the symbolic links at `path`, an absolute one, lead to, there
-  // or not, and waits some seconds for its lock. Called once. noErr, fBsyErr (the lock is held by
-  // another), afpAccessDenied (also for a target that is write-protected), paramErr (the target is
-  // no file), fnfErr (its folder is missing), else what the file system reports.
+  // Resolves the symbolic links at the absolute path `path` to the target, which may be missing,
+  // and waits up to five seconds for its lock. Called once. Returns noErr, fBsyErr (another process
+  // holds the lock), afpAccessDenied (also for a write-protected target), paramErr (the target is
+  // not a regular file), fnfErr (its folder is missing), otherwise the status of the filesystem.
   Status Begin(const std::string& path);
 
-  // The path of the target itself; to be read again once Begin has succeeded.
+  // The path of the target, valid after Begin() succeeded. Callers read the target again under the
+  // lock, because it may have changed while they waited.
   const std::string& target() const { return target_; }
 
-  // Puts a file with the contents in the target's place, with its mode, owner, access list and user
-  // attributes, or with mode 0600 where there was none; it is on the disk before it bears its name.
-  // `expected` is the stamp that the target must have, none where it must not be there. noErr;
-  // fBsyErr when it has another, and the call may be repeated; else what the file system reports.
-  // On failure the target is as it was.
+  // Replaces the target by a file with the contents `text` and the mode, owner, access list and
+  // user attributes of the target, or with mode 0600 if there is no target. The contents are
+  // durable before the rename. `expected` is the stamp that the target must have; none if it must
+  // not exist. Returns noErr; fBsyErr if the target has another stamp, and the call may be
+  // repeated; otherwise the status of the filesystem. The target is unchanged after a failure.
   Status Commit(const std::string& text, const std::optional<FileStamp>& expected);
 
  private:

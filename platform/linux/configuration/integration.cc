@@ -15,7 +15,7 @@
 namespace tessary {
 namespace {
 
-// How often an edit starts over because another program saved the file meanwhile.
+// The number of attempts if another program saves the file during an edit.
 constexpr int kMaxEditAttempts = 10;
 
 constexpr mode_t kOwnerReadExecute = S_IRUSR | S_IXUSR;
@@ -25,7 +25,8 @@ struct MenuFile {
   std::optional<FileStamp> stamp;
 };
 
-// A byte-order mark is a part of the text: it is written back with the rest.
+// Reads a file; no text and no stamp if it is missing. Keeps a byte order mark, which is written
+// back with the text.
 Status ReadIfExists(const std::string& path, MenuFile* file) {
   StampedFile read;
   const Status status = ReadStampedFile(path.c_str(), kMaxTextFileSize + 1, &read);
@@ -57,7 +58,7 @@ Status DeleteIfUnchanged(const std::string& path, const MenuFile& file) {
   return unlink(path.c_str()) == 0 ? noErr : LastError();
 }
 
-// fBsyErr where the file was changed meanwhile.
+// Edits the file once. fBsyErr if another program changed the file since it was read.
 Status EditOnce(const std::string& path, MenuFileKind kind, const MenuFileEditor& editor,
                 FileReplacement* replacement) {
   MenuFile file;
@@ -88,7 +89,7 @@ std::optional<std::string> ReadSystemConfiguration(const std::string& name) {
   while (!folders.empty()) {
     const std::string_view folder = folders.substr(0, folders.find(':'));
     folders.remove_prefix(std::min(folder.size() + 1, folders.size()));
-    // The convention has relative paths ignored.
+    // The XDG base directory specification ignores relative paths.
     if (!folder.starts_with('/')) continue;
     MenuFile file;
     if (ReadIfExists(std::string(folder) + "/" + name, &file) == noErr && file.text) {
@@ -113,7 +114,8 @@ Status EditMenuFile(const std::string& path, MenuFileKind kind, const MenuFileEd
   MenuFile file;
   Status status = ReadIfExists(path, &file);
   if (status != noErr) return status;
-  // What changes nothing makes neither a folder nor a lock.
+  // The editor runs once without a lock, so that an edit that changes nothing creates neither a
+  // folder nor a lock.
   std::string newText;
   if (editor(file.text, &newText) == MenuFileChange::kNone) return noErr;
   status = MakeFolderAndParents(path.substr(0, path.rfind('/')));

@@ -16,11 +16,11 @@ namespace {
 constexpr std::string_view kWhitespace = " \t";
 constexpr size_t kTypeSize = 4;
 
-// How many bad lines are described one by one: a file of another kind under the mapping file's name
-// has as many as it has lines.
+// The number of malformed lines that are described. A file of another format under this name could
+// have thousands.
 constexpr size_t kMaxDescribedLines = 20;
 
-// What a line holds: an entry, a problem, or neither (blank, or a comment).
+// The result of parsing a line: an entry, a problem, or neither (an empty line or a comment).
 struct MappingLine {
   std::optional<ICMapEntry> entry;
   const char* problem = nullptr;
@@ -28,7 +28,7 @@ struct MappingLine {
 
 struct UserMapping {
   std::string path;
-  Status status = noErr;  // fnfErr or dirNFErr where there is no file
+  Status status = noErr;  // fnfErr or dirNFErr if there is no file
   ICMapHandle entries;
   std::vector<std::string> problems;
   size_t undescribedProblems = 0;
@@ -38,21 +38,21 @@ void SkipWhitespace(std::string_view* text) {
   text->remove_prefix(std::min(text->find_first_not_of(kWhitespace), text->size()));
 }
 
-bool HoldsControlCharacter(std::string_view text) {
+bool ContainsControlCharacter(std::string_view text) {
   for (const char character : text) {
     if (static_cast<unsigned char>(character) < 0x20 || character == 0x7F) return true;
   }
   return false;
 }
 
-// What is wrong with the two columns, or null.
+// Returns what is wrong with the two columns, or null.
 const char* ProblemOf(std::string_view extension, std::string_view type) {
-  if (extension == ".") return "there is no extension behind the dot";
+  if (extension == ".") return "no extension after the dot";
   if (type.size() > kTypeSize) return "the type is longer than four bytes";
   if (!IsUtf8(extension)) return "the extension is not UTF-8";
   if (!IsUtf8(type)) return "the type is not UTF-8";
-  if (HoldsControlCharacter(extension)) return "the extension holds a control character";
-  if (HoldsControlCharacter(type)) return "the type holds a control character";
+  if (ContainsControlCharacter(extension)) return "the extension contains a control character";
+  if (ContainsControlCharacter(type)) return "the type contains a control character";
   return nullptr;
 }
 
@@ -64,7 +64,7 @@ MappingLine ParseMappingLine(std::string_view line) {
   const std::string_view extension = line.substr(0, line.find_first_of(kWhitespace));
   line.remove_prefix(extension.size());
   SkipWhitespace(&line);
-  if (line.empty()) return bad("there is no type behind the extension");
+  if (line.empty()) return bad("no type after the extension");
   if (!line.starts_with('"')) return bad("the type is not in double quotes");
   line.remove_prefix(1);
 
@@ -73,15 +73,14 @@ MappingLine ParseMappingLine(std::string_view line) {
   const std::string_view type = line.substr(0, quote);
   line.remove_prefix(quote + 1);
   if (!line.empty() && kWhitespace.find(line.front()) == std::string_view::npos) {
-    return bad("there is no blank behind the type");
+    return bad("no space after the type");
   }
   if (const char* problem = ProblemOf(extension, type)) return bad(problem);
   return {ICMapEntry{PaddedFourCharCode(type), Utf16FromUtf8(extension)}, nullptr};
 }
 
 std::string DescribeProblem(const std::string& path, size_t lineNumber, const char* problem) {
-  return path + ", line " + std::to_string(lineNumber) + ": " + problem +
-         "; expected .ext \"TYPE\", with a type of at most four bytes.";
+  return path + ":" + std::to_string(lineNumber) + ": " + problem + "; expected .ext \"TYPE\"";
 }
 
 UserMapping ReadUserMapping() {
@@ -162,18 +161,17 @@ std::vector<std::string> DescribeBadMappingLines() {
   UserMapping mapping = ReadUserMapping();
   if (mapping.status == fnfErr || mapping.status == dirNFErr) return {};
   if (mapping.status == paramErr) {
-    return {mapping.path + " cannot be read: it is no ordinary file, or larger than 4 MiB."};
+    return {mapping.path + ": not a regular file, or larger than 4 MiB"};
   }
   if (mapping.status == afpAccessDenied) {
-    return {mapping.path + " cannot be read: permission is denied."};
+    return {mapping.path + ": permission denied"};
   }
   if (mapping.status != noErr) {
-    return {mapping.path + " cannot be read: error " + std::to_string(mapping.status) + "."};
+    return {mapping.path + ": filesystem error " + std::to_string(mapping.status)};
   }
   if (mapping.undescribedProblems > 0) {
-    mapping.problems.push_back(mapping.path + " has " +
-                               std::to_string(mapping.undescribedProblems) +
-                               " more lines that cannot be read.");
+    mapping.problems.push_back(mapping.path + ": " + std::to_string(mapping.undescribedProblems) +
+                               " more malformed lines");
   }
   return mapping.problems;
 }

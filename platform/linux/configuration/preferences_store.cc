@@ -10,36 +10,50 @@
 namespace tessary {
 namespace {
 
-// How often a write starts over because an editor saved the file meanwhile.
+// The number of attempts if an editor saves the file during a write.
 constexpr int kMaxWriteAttempts = 10;
 
 std::string DescribeStatus(Status status) {
   switch (status) {
     case dskFulErr:
-      return "there is no room on the volume";
+      return "no space left on device";
     case wPrErr:
-      return "the volume is read-only";
+      return "read-only filesystem";
     case fBsyErr:
       return "another program keeps changing it";
     case fnfErr:
-      return "the folder that it lies in does not exist";
+      return "its folder does not exist";
     case dirNFErr:
-      return "a part of its path is no folder";
+      return "a component of the path is not a folder";
     case paramErr:
-      return "it is no file";
+      return "not a regular file";
     case afpAccessDenied:
-      return "permission is denied";
+      return "permission denied";
     default:
-      return "the file system reports error " + std::to_string(status);
+      return "filesystem error " + std::to_string(status);
   }
 }
 
-// The file's contents without more than is needed to see that they are too large.
+using Problem = std::optional<PreferencesProblem>;
+
+PreferencesProblem ProblemOf(Status status) { return {.reason = DescribeStatus(status)}; }
+
+// Returns "PATH:LINE:COLUMN: REASON; CONSEQUENCE", without line and column if there are none.
+std::string FormatProblem(const std::string& path, const PreferencesProblem& problem,
+                          const std::string& consequence) {
+  std::string text = path;
+  if (problem.line > 0) {
+    text += ":" + std::to_string(problem.line) + ":" + std::to_string(problem.column);
+  }
+  return text + ": " + problem.reason + "; " + consequence;
+}
+
+// Reads one byte more than the limit at most, which is enough to detect a file that is too large.
 Status ReadText(const std::string& path, StampedFile* file) {
   return ReadStampedFile(path.c_str(), kMaxPreferencesSize + 1, file);
 }
 
-// The text of the file at the path, and its stamp; no text and no stamp when there is no file.
+// Reads the file at the path and its stamp; an empty text and no stamp if there is no file.
 Status ReadExistingText(const std::string& path, std::string* text,
                         std::optional<FileStamp>* stamp) {
   StampedFile file;
@@ -50,47 +64,46 @@ Status ReadExistingText(const std::string& path, std::string* text,
   return noErr;
 }
 
-// Why a write failed; none when it did not.
-using Reason = std::optional<std::string>;
-
-// Composes the new text from the file as it is and replaces it. `isConflict` is set when the file
-// was changed meanwhile.
-Reason WriteOnce(const PreferenceChanges& changes, FileReplacement* replacement, bool* isConflict) {
+// Applies the changes to the current text of the file and replaces the file. Sets `*isConflict` if
+// another program changed the file after it was read.
+Problem WriteOnce(const PreferenceChanges& changes, FileReplacement* replacement,
+                  bool* isConflict) {
   *isConflict = false;
   std::string text;
   std::optional<FileStamp> stamp;
   Status status = ReadExistingText(replacement->target(), &text, &stamp);
-  if (status != noErr) return DescribeStatus(status);
+  if (status != noErr) return ProblemOf(status);
   std::string changed;
-  if (auto reason = ChangePreferences(text, changes, &changed)) return reason;
+  if (auto problem = ChangePreferences(text, changes, &changed)) return problem;
   if (changed == text) return std::nullopt;
   status = replacement->Commit(changed, stamp);
   if (status == noErr) return std::nullopt;
   *isConflict = status == fBsyErr;
-  return DescribeStatus(status);
+  return ProblemOf(status);
 }
 
-Reason WriteChanges(const std::string& path, const PreferenceChanges& changes) {
+Problem WriteChanges(const std::string& path, const PreferenceChanges& changes) {
   std::string text;
   std::optional<FileStamp> stamp;
   Status status = ReadExistingText(path, &text, &stamp);
-  if (status != noErr) return DescribeStatus(status);
-  // What changes nothing or cannot be done makes neither a folder nor a lock.
+  if (status != noErr) return ProblemOf(status);
+  // Tried without a lock first, so that changes that have no effect or are impossible create
+  // neither a folder nor a lock.
   std::string changed;
-  if (auto reason = ChangePreferences(text, changes, &changed)) return reason;
+  if (auto problem = ChangePreferences(text, changes, &changed)) return problem;
   if (changed == text) return std::nullopt;
 
   status = MakeConfigFolder();
-  if (status != noErr) return DescribeStatus(status);
+  if (status != noErr) return ProblemOf(status);
   FileReplacement replacement;
   status = replacement.Begin(path);
-  if (status != noErr) return DescribeStatus(status);
-  Reason reason;
+  if (status != noErr) return ProblemOf(status);
+  Problem problem;
   bool isConflict = true;
   for (int writes = 0; isConflict && writes < kMaxWriteAttempts; ++writes) {
-    reason = WriteOnce(changes, &replacement, &isConflict);
+    problem = WriteOnce(changes, &replacement, &isConflict);
   }
-  return reason;
+  return problem;
 }
 
 class PreferencesStore {
@@ -118,9 +131,8 @@ class PreferencesStore {
     UpdatePath();
     writeProblem_.reset();
     if (!pendingChanges_.empty()) {
-      if (const Reason reason = WriteChanges(path_, std::exchange(pendingChanges_, {}))) {
-        writeProblem_ = path_ + " was not changed, because " + *reason +
-                        "; correct that and set the value again.";
+      if (const Problem problem = WriteChanges(path_, std::exchange(pendingChanges_, {}))) {
+        writeProblem_ = FormatProblem(path_, *problem, "not changed");
       }
     }
     Refresh();
@@ -146,33 +158,33 @@ class PreferencesStore {
     environment_.Capture();
   }
 
-  // Begins with another file; what was set for the former one is forgotten.
+  // Switches to another file and discards the changes pending for the previous one.
   void Open(std::string path) {
     path_ = std::move(path);
     pendingChanges_.clear();
-    trusted_.reset();
+    trustedStamp_.reset();
     text_.reset();
     values_.clear();
     readProblem_.reset();
   }
 
-  // Reads the file again unless its stamp proves that it is as it was, or that it is not there.
+  // Reads the file again, unless it is missing or its stamp proves that it is unchanged.
   void Refresh() {
     FileStamp stamp;
     Status status = ReadFileStamp(path_.c_str(), &stamp);
-    if (trusted_ && status == noErr && stamp == *trusted_) return;
-    trusted_.reset();
+    if (trustedStamp_ && status == noErr && stamp == *trustedStamp_) return;
+    trustedStamp_.reset();
     StampedFile file;
     if (status != fnfErr) status = ReadText(path_, &file);
     if (status != noErr) {
-      Forget(status == fnfErr ? std::nullopt : std::optional(DescribeStatus(status)));
+      UseDefaults(status == fnfErr ? std::nullopt : std::optional(ProblemOf(status)));
       return;
     }
-    if (!file.isRecentlyModified) trusted_ = file.stamp;
+    if (!file.isRecentlyModified) trustedStamp_ = file.stamp;
     if (text_ == file.text) return;
     PreferenceValues values;
-    if (const auto reason = ParsePreferences(file.text, &values)) {
-      Forget(*reason);
+    if (const Problem problem = ParsePreferences(file.text, &values)) {
+      UseDefaults(problem);
     } else {
       values_ = std::move(values);
       readProblem_.reset();
@@ -180,20 +192,18 @@ class PreferencesStore {
     text_ = std::move(file.text);
   }
 
-  // Stands as an empty file would, with the reason where there is one.
-  void Forget(const Reason& reason) {
+  // Behaves like an empty file, and keeps the problem, if there is one.
+  void UseDefaults(const Problem& problem) {
     text_.reset();
     values_.clear();
     readProblem_.reset();
-    if (!reason) return;
-    readProblem_ = path_ + " cannot be read, because " + *reason +
-                   "; until that is corrected, every setting has its default.";
+    if (problem) readProblem_ = FormatProblem(path_, *problem, "using defaults");
   }
 
   ConfigEnvironment environment_;
-  std::string path_;                  // empty before the first use
-  std::optional<FileStamp> trusted_;  // none where the file must be read to know whether it changed
-  std::optional<std::string> text_;   // what values_ was read from; none where there is no file
+  std::string path_;                       // empty before the first use
+  std::optional<FileStamp> trustedStamp_;  // none if only reading shows whether the file changed
+  std::optional<std::string> text_;        // the text that values_ was parsed from; none if no file
   PreferenceValues values_;
   PreferenceChanges pendingChanges_;
   PreferenceValues overrides_;

@@ -13,22 +13,24 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-// The parser calls itself once for each level of a dotted key, without a bound of its own, and
-// would run out of stack at some tens of thousands.
+// Bounds the recursion of the parser, which recurses once per level of a dotted key without a limit
+// and would overflow the stack at some tens of thousands of levels.
 constexpr std::ptrdiff_t kMaxDots = 2048;
 
-std::optional<std::string> ParseTable(std::string_view text, toml::table* table) {
+PreferencesProblem ProblemOf(std::string reason) { return {.reason = std::move(reason)}; }
+
+std::optional<PreferencesProblem> ParseTable(std::string_view text, toml::table* table) {
   if (text.size() > kMaxPreferencesSize) {
-    return "it is larger than " + std::to_string(kMaxPreferencesSize) + " bytes";
+    return ProblemOf("larger than " + std::to_string(kMaxPreferencesSize) + " bytes");
   }
   if (std::count(text.begin(), text.end(), '.') > kMaxDots) {
-    return "it holds more than " + std::to_string(kMaxDots) + " dots";
+    return ProblemOf("more than " + std::to_string(kMaxDots) + " dots");
   }
   toml::parse_result result = toml::parse(text);
   if (!result) {
     const toml::source_position at = result.error().source().begin;
-    return "line " + std::to_string(at.line) + ", column " + std::to_string(at.column) + ": " +
-           std::string(result.error().description());
+    return PreferencesProblem{
+        .line = at.line, .column = at.column, .reason = std::string(result.error().description())};
   }
   *table = std::move(result).table();
   return std::nullopt;
@@ -41,20 +43,20 @@ CFPropertyList ValueOf(const toml::node& node) {
   return UnsupportedPreferenceValue{};
 }
 
-// One "key = value" above the first table header. Ends are one past the last byte.
+// The byte offsets of one "key = value" before the first table header. Ends are exclusive.
 struct Statement {
-  size_t begin = 0;  // of its first line
+  size_t begin = 0;  // start of its first line
   size_t keyBegin = 0;
   size_t keyEnd = 0;
   size_t valueBegin = 0;
   size_t valueEnd = 0;
-  size_t end = 0;  // past the line end of its last line
+  size_t end = 0;  // after the line end of its last line
 };
 
 struct TopLevel {
   std::vector<Statement> statements;
-  size_t begin = 0;  // past the byte order mark
-  size_t end = 0;    // where the first table header's line begins, or the text ends
+  size_t begin = 0;  // after the byte order mark
+  size_t end = 0;    // start of the line of the first table header, or end of the text
   bool hasHeader = false;
 };
 
@@ -67,7 +69,7 @@ size_t SkipLine(std::string_view text, size_t at) {
   return lineEnd == std::string_view::npos ? text.size() : lineEnd + 1;
 }
 
-// The end of the string that begins at `at` with one quote or three of a kind.
+// Returns the end of the string that starts at `at` with one quote or three equal quotes.
 size_t SkipString(std::string_view text, size_t at) {
   const char quote = text[at];
   const bool isLong = text.substr(at, 3) == std::string(3, quote);
@@ -77,12 +79,12 @@ size_t SkipString(std::string_view text, size_t at) {
     at += quote == '"' && text[at] == '\\' ? 2U : 1U;
   }
   at = std::min(at + closing.size(), text.size());
-  // A long string may end in one or two quotes of its own.
-  for (int own = 0; isLong && own < 2 && at < text.size() && text[at] == quote; ++own) ++at;
+  // One or two quotes before the closing quotes belong to the contents of a multi-line string.
+  for (int extra = 0; isLong && extra < 2 && at < text.size() && text[at] == quote; ++extra) ++at;
   return at;
 }
 
-// The end of the array or inline table that begins at `at`.
+// Returns the end of the array or inline table that starts at `at`.
 size_t SkipBrackets(std::string_view text, size_t at) {
   int depth = 0;
   while (at < text.size()) {
@@ -102,7 +104,7 @@ size_t SkipBrackets(std::string_view text, size_t at) {
   return at;
 }
 
-// `end` moved back over the blanks before it.
+// Returns `end` moved back over the spaces and tabs before it.
 size_t TrimWhitespace(std::string_view text, size_t begin, size_t end) {
   while (end > begin && (text[end - 1] == ' ' || text[end - 1] == '\t')) --end;
   return end;
@@ -112,7 +114,7 @@ size_t SkipValue(std::string_view text, size_t at) {
   if (at == text.size()) return at;
   if (text[at] == '"' || text[at] == '\'') return SkipString(text, at);
   if (text[at] == '[' || text[at] == '{') return SkipBrackets(text, at);
-  // A date and its time may be parted by a blank, so a plain value goes on to its line's end.
+  // Other values end at the line end or a comment. They can contain a space, between date and time.
   return TrimWhitespace(text, at, std::min(text.find_first_of("#\r\n", at), text.size()));
 }
 
@@ -131,7 +133,7 @@ Statement StatementAt(std::string_view text, size_t lineBegin, size_t keyBegin) 
   return statement;
 }
 
-// Finds the statements of a text that parses.
+// Finds the top-level statements of a valid text.
 TopLevel FindTopLevel(std::string_view text) {
   TopLevel top;
   top.begin = text.substr(0, kByteOrderMark.size()) == kByteOrderMark ? kByteOrderMark.size() : 0;
@@ -154,7 +156,7 @@ TopLevel FindTopLevel(std::string_view text) {
   return top;
 }
 
-// True where the key as it is encoded in the text, quotes and escapes included, is `key`.
+// Returns true if a key as written in the text, with its quotes and escapes, means `key`.
 bool DecodesToKey(std::string_view encoded, const std::string& key) {
   toml::table table;
   if (ParseTable(std::string(encoded) + " = 0", &table)) return false;
@@ -189,7 +191,7 @@ std::string EncodeKey(const std::string& key) {
   return Quote(key);
 }
 
-// None for a value of a type that is never written.
+// Returns the value as TOML; none for a type that is never written.
 std::optional<std::string> EncodeValue(const CFPropertyList& value) {
   if (const auto* boolean = std::get_if<bool>(&value)) return *boolean ? "true" : "false";
   if (const auto* integer = std::get_if<int64_t>(&value)) return std::to_string(*integer);
@@ -197,7 +199,8 @@ std::optional<std::string> EncodeValue(const CFPropertyList& value) {
   return std::nullopt;
 }
 
-// Where the line of a new key goes. Comments right above a table header belong to the table.
+// Returns the offset at which the line of a new key is inserted. Comment lines directly above a
+// table header belong to the table.
 size_t PlaceForNewKey(std::string_view text, const TopLevel& top) {
   if (!top.statements.empty()) return top.statements.back().end;
   size_t place = top.end;
@@ -220,9 +223,9 @@ void InsertLine(std::string* text, const TopLevel& top, const std::string& line)
   text->insert(place, afterOpenLine ? lineEnd + line : line + lineEnd);
 }
 
-// Changes one key in a text that parses. False where the key, which `isThere`, has no line of its
-// own because it is a table.
-bool ChangeKey(const std::string& key, bool isThere, const std::optional<std::string>& encodedValue,
+// Changes one key in a valid text, which contains the key if `exists`. Returns false if the key is
+// a table, which has no single line.
+bool ChangeKey(const std::string& key, bool exists, const std::optional<std::string>& encodedValue,
                std::string* text) {
   const TopLevel top = FindTopLevel(*text);
   for (const Statement& statement : top.statements) {
@@ -235,13 +238,13 @@ bool ChangeKey(const std::string& key, bool isThere, const std::optional<std::st
     }
     return true;
   }
-  if (isThere) return false;
+  if (exists) return false;
   if (encodedValue) InsertLine(text, top, EncodeKey(key) + " = " + *encodedValue);
   return true;
 }
 
-bool Holds(const toml::table& table, const std::string& key,
-           const std::optional<CFPropertyList>& value) {
+bool HasValue(const toml::table& table, const std::string& key,
+              const std::optional<CFPropertyList>& value) {
   const toml::node* node = table.get(key);
   if (node == nullptr || !value) return node == nullptr && !value;
   return !std::holds_alternative<UnsupportedPreferenceValue>(*value) && ValueOf(*node) == *value;
@@ -262,7 +265,8 @@ void ApplyChange(const std::string& key, const std::optional<CFPropertyList>& va
 
 }  // namespace
 
-std::optional<std::string> ParsePreferences(std::string_view text, PreferenceValues* values) {
+std::optional<PreferencesProblem> ParsePreferences(std::string_view text,
+                                                   PreferenceValues* values) {
   toml::table table;
   if (auto problem = ParseTable(text, &table)) return problem;
   values->clear();
@@ -270,27 +274,28 @@ std::optional<std::string> ParsePreferences(std::string_view text, PreferenceVal
   return std::nullopt;
 }
 
-std::optional<std::string> ChangePreferences(const std::string& text,
-                                             const PreferenceChanges& changes,
-                                             std::string* changed) {
+std::optional<PreferencesProblem> ChangePreferences(const std::string& text,
+                                                    const PreferenceChanges& changes,
+                                                    std::string* changed) {
   toml::table expected;
   if (auto problem = ParseTable(text, &expected)) return problem;
   std::string composed = text;
   for (const auto& [key, value] : changes) {
-    if (Holds(expected, key, value)) continue;
+    if (HasValue(expected, key, value)) continue;
     const auto encoded = value ? EncodeValue(*value) : std::nullopt;
-    if (value && !encoded)
-      return "the value of " + Quote(key) + " is of no type that can be written";
+    if (value && !encoded) {
+      return ProblemOf("the value of " + Quote(key) + " has a type that cannot be written");
+    }
     if (!ChangeKey(key, expected.contains(key), encoded, &composed)) {
-      return Quote(key) + " is a table in it, which can only be changed by hand";
+      return ProblemOf(Quote(key) + " is a table, which can only be changed by hand");
     }
     ApplyChange(key, value, &expected);
   }
-  // The places were found by a reading simpler than the parser's, so the parser has the last word
-  // on whether the text says what was wanted and nothing else.
+  // The offsets come from a scanner that is simpler than the parser. So the result is parsed again,
+  // to check that it has exactly the expected values.
   toml::table reparsed;
   if (ParseTable(composed, &reparsed) || reparsed != expected) {
-    return "what was set cannot be put into the file beside what it holds";
+    return ProblemOf("the new values cannot be added to its text");
   }
   *changed = composed;
   return std::nullopt;

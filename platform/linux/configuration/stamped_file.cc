@@ -17,7 +17,7 @@ namespace {
 
 constexpr int64_t kNanosecondsPerSecond = 1000000000;
 
-// The coarsest time that a file system keeps is the two seconds of FAT.
+// The coarsest timestamps are those of FAT, with a resolution of two seconds.
 constexpr int64_t kCoarsestTimestamp = 2 * kNanosecondsPerSecond;
 
 int64_t Nanoseconds(const timespec& time) {
@@ -29,15 +29,16 @@ FileStamp StampOf(const struct stat& info) {
           Nanoseconds(info.st_ctim)};
 }
 
-// A clock that was set back leaves times in the future, which prove nothing either.
+// Returns true if a further change could leave the stamp as it is. Also true for times in the
+// future, which a clock that was set back leaves.
 bool IsRecentlyModified(const FileStamp& stamp) {
   timespec now = {};
-  // This clock is always there.
+  // Cannot fail for this clock.
   (void)clock_gettime(CLOCK_REALTIME, &now);
   return Nanoseconds(now) - std::max(stamp.modified, stamp.changed) <= kCoarsestTimestamp;
 }
 
-// Room is made as it is needed: most files are far smaller than they may be.
+// Reads up to `most` bytes. The buffer grows in steps, because most files are much smaller.
 Status ReadUpTo(int fd, size_t most, std::string* text) {
   constexpr size_t kPiece = size_t{16} << 10U;
   std::string bytes;
@@ -65,13 +66,14 @@ Status ReadFileStamp(const char* path, FileStamp* stamp) {
 }
 
 Status ReadStampedFile(const char* path, size_t most, StampedFile* file) {
-  // Without blocking, because a FIFO of that name would wait for a writer for ever.
+  // O_NONBLOCK, because opening a FIFO would wait for a writer.
   const UniqueFd fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (!fd) return LastError();
   struct stat info = {};
   if (fstat(fd.get(), &info) != 0) return LastError();
   if (!S_ISREG(info.st_mode)) return paramErr;
-  // The stamp is older than the bytes, so that a change in between shows at the next look.
+  // The stamp is taken before the contents are read, so that a change in between is found by the
+  // next comparison of stamps.
   StampedFile result;
   result.stamp = StampOf(info);
   result.isRecentlyModified = IsRecentlyModified(result.stamp);

@@ -8,18 +8,18 @@
 
 #include "platform/managers/status.h"
 
-// A small file that others may change at any time: its contents, and a stamp by which a change is
-// noticed for the price of one stat.
+// A small file that other programs may change at any time: its contents, and a stamp that detects a
+// change by one stat.
 namespace tessary {
 
-// What tells one state of a file from another. The time of the last change of state is in it
-// because nobody can set it back, as the modification date can be.
+// Identifies one state of a file. Includes the time of the last status change, because programs can
+// set back the modification date, but not that time.
 struct FileStamp {
   dev_t device = 0;
   ino_t inode = 0;
   off_t size = 0;
   int64_t modified = 0;  // nanoseconds since 1970
-  int64_t changed = 0;   // the same, of the last change of state
+  int64_t changed = 0;   // nanoseconds since 1970, of the last status change
 
   bool operator==(const FileStamp&) const = default;
 };
@@ -27,17 +27,18 @@ struct FileStamp {
 struct StampedFile {
   std::string text;
   FileStamp stamp;
-  // The file was changed so shortly before it was read that a further change might leave the stamp
-  // as it is; the stamp then proves nothing.
+  // True if the file was changed so shortly before it was read that a further change could leave
+  // the same stamp. Then an equal stamp does not prove that the file is unchanged.
   bool isRecentlyModified = false;
 };
 
-// Stamps the file at `path`, links followed. fnfErr when there is none, else what the file system
-// reports.
+// Reads the stamp of the file at `path`, following links. Returns noErr, fnfErr (no such file),
+// otherwise the status of the filesystem.
 Status ReadFileStamp(const char* path, FileStamp* stamp);
 
-// Reads the file at `path`, links followed, but no more than `most` bytes of it. fnfErr when there
-// is none, paramErr when it is no file, else what the file system reports.
+// Reads up to `most` bytes of the file at `path`, following links, and its stamp. Returns noErr,
+// fnfErr (no such file), paramErr (not a regular file), otherwise the status of the filesystem.
+// `*file` is written on success only.
 Status ReadStampedFile(const char* path, size_t most, StampedFile* file);
 
 }  // namespace tessary

@@ -7,19 +7,19 @@
 
 #include "platform/managers/status.h"
 
-// Small text files that people and other programs write.
+// Small text files that users and other programs write.
 namespace tessary {
 
-// The most that ReadTextFile reads: 4 MiB.
+// The size limit of ReadTextFile, in bytes: 4 MiB.
 inline constexpr size_t kMaxTextFileSize = size_t{4} << 20U;
 
-// Reads the whole regular file at `path`, links followed, less a byte-order mark at its start.
-// noErr; paramErr (no out-argument, no regular file, or one larger than kMaxTextFileSize); else
-// what the file system reports. `*text` is written on success only.
+// Reads the regular file at `path`, following links, without a byte order mark at its start.
+// Returns noErr, paramErr (no out-argument, not a regular file, or larger than kMaxTextFileSize),
+// otherwise the status of the filesystem. `*text` is written on success only.
 Status ReadTextFile(const std::string& path, std::string* text);
 
-// Takes the first line off the front of `*text` and returns it without its end, which is LF, CR LF
-// or the end of the text; none when nothing is left.
+// Removes the first line from `*text` and returns it without its line end (LF, CR LF or the end of
+// the text); none if `*text` is empty.
 std::optional<std::string_view> TakeLine(std::string_view* text);
 
 }  // namespace tessary

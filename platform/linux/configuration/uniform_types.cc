@@ -16,13 +16,13 @@
 namespace tessary {
 namespace {
 
-// An identifier is this prefix and the extension it was made for.
+// An identifier consists of this prefix and the extension.
 constexpr std::u16string_view kIdentifierPrefix = u"dyn.";
 
-// A bound on the remembered answers, since names can hold any number of different extensions.
+// Bounds the cache, because a folder can contain any number of different extensions.
 constexpr size_t kMaxCachedAnswers = 4096;
 
-// The text up to the next ':', which is taken off `*rest` with it.
+// Removes the text up to the next ':' from `*rest`, and the ':', and returns that text.
 std::string_view TakeField(std::string_view* rest) {
   const size_t end = std::min(rest->find(':'), rest->size());
   const std::string_view field = rest->substr(0, end);
@@ -45,7 +45,7 @@ bool IsMimeType(std::string_view text) {
   return slash != 0 && slash < text.size() - 1 && text.rfind('/') == slash;
 }
 
-bool HoldsFlag(std::string_view flags, std::string_view flag) {
+bool ContainsFlag(std::string_view flags, std::string_view flag) {
   while (!flags.empty()) {
     const size_t end = std::min(flags.find(','), flags.size());
     if (flags.substr(0, end) == flag) return true;
@@ -54,7 +54,7 @@ bool HoldsFlag(std::string_view flags, std::string_view flag) {
   return false;
 }
 
-// None for a comment and for a malformed line.
+// Parses a line; none for a comment and for a malformed line.
 std::optional<GlobLine> ParseGlobLine(std::string_view line) {
   if (line.starts_with('#')) return std::nullopt;
   GlobLine parsed;
@@ -65,11 +65,11 @@ std::optional<GlobLine> ParseGlobLine(std::string_view line) {
   parsed.type = TakeField(&line);
   parsed.glob = TakeField(&line);
   if (!IsMimeType(parsed.type) || parsed.glob.empty()) return std::nullopt;
-  parsed.isCaseSensitive = HoldsFlag(TakeField(&line), "cs");
+  parsed.isCaseSensitive = ContainsFlag(TakeField(&line), "cs");
   return parsed;
 }
 
-// The extension of a pattern that is "*." and plain text; empty for any other.
+// Returns the extension of a pattern of the form "*.ext"; empty for any other pattern.
 std::string_view ExtensionOfGlob(std::string_view glob) {
   if (!glob.starts_with("*.")) return {};
   const std::string_view extension = glob.substr(2);
@@ -77,15 +77,15 @@ std::string_view ExtensionOfGlob(std::string_view glob) {
                                                                     : std::string_view();
 }
 
-// The types of the extensions, as the folders of one environment give them.
+// The MIME types by extension, from the data folders of one environment.
 class MimeDatabase {
  public:
-  // Reads the database of the folders, the most important first.
+  // Reads the databases in the folders, in the order of precedence.
   explicit MimeDatabase(const std::vector<std::string>& dataFolders) {
     bool isInstalled = false;
     for (const std::string& folder : dataFolders) {
       std::string text;
-      // A folder without the file, or with one that cannot be read, contributes nothing.
+      // A missing or unreadable file counts as an empty database.
       if (ReadTextFile(folder + "/mime/globs2", &text) != noErr) continue;
       isInstalled = true;
       AddFolder(text);
@@ -112,7 +112,8 @@ class MimeDatabase {
   using TypesByExtension = std::unordered_map<std::u16string, WeightedType>;
 
   void AddFolder(std::string_view text) {
-    // A type that this folder takes over is discarded from the less important ones only.
+    // __NOGLOBS__ discards the patterns of a type from the folders of lower precedence only, so the
+    // types are collected first.
     std::vector<std::string> overridden;
     while (const auto line = TakeLine(&text)) {
       const auto parsed = ParseGlobLine(*line);
@@ -126,7 +127,8 @@ class MimeDatabase {
     discardedTypes_.insert(overridden.begin(), overridden.end());
   }
 
-  // What is equally heavy and came first stays: the more important folder, then the earlier line.
+  // Of two patterns of equal weight, keeps the one added first: that of the folder with the higher
+  // precedence, or of the earlier line.
   void Add(const GlobLine& line, std::string_view extension) {
     if (extension.empty()) return;
     TypesByExtension& types = line.isCaseSensitive ? exactTypes_ : foldedTypes_;
@@ -151,7 +153,7 @@ class MimeDatabase {
   std::unordered_map<std::u16string, std::optional<std::u16string>> cache_;
 };
 
-// The variables that say where the database is.
+// The environment variables that determine the data folders.
 class DataEnvironment {
  public:
   static DataEnvironment Current() {
@@ -167,7 +169,7 @@ class DataEnvironment {
            Variable("XDG_DATA_DIRS") == dataDirs_;
   }
 
-  // The folders that hold data, the most important first. Relative ones count as not named.
+  // Returns the data folders in the order of precedence. Relative paths are ignored.
   std::vector<std::string> Folders() const {
     std::vector<std::string> folders;
     if (dataHome_.starts_with('/')) {
@@ -185,7 +187,7 @@ class DataEnvironment {
   }
 
  private:
-  // Empty where it is not set, which is the same here.
+  // Returns the value; empty if unset, which has the same meaning for these variables.
   static std::string_view Variable(const char* name) {
     const char* value = std::getenv(name);
     return value == nullptr ? std::string_view() : value;
@@ -201,7 +203,7 @@ struct LoadedDatabase {
   MimeDatabase database;
 };
 
-// The database, read again only where the environment names other folders.
+// Returns the database, which is read again only if the environment variables have changed.
 MimeDatabase& CurrentDatabase() {
   static std::optional<LoadedDatabase> loaded;
   if (!loaded || !loaded->environment.IsCurrent()) {

@@ -8,7 +8,7 @@
 namespace tessary {
 namespace {
 
-// The width of a terminal that does not know its own, such as a serial line.
+// The width if the terminal reports none, as a serial line does.
 constexpr int kDefaultColumns = 80;
 
 }  // namespace

@@ -16,18 +16,18 @@
 namespace tessary {
 namespace {
 
-// What the log keeps from line to line. A run can log a line for each of a million items, so the
-// text of the second is made once a second and the line's buffer is used again.
+// State kept between log lines. A run can log a line for each of a million items, so the timestamp
+// is formatted once per second and the buffer of the line is reused.
 struct LogState {
   LogLineHooks hooks;
-  std::string identity;  // the program's name and process number; empty where it must be made anew
+  std::string identity;  // " NAME[PID] "; empty if it must be formatted again
   bool isSecondKnown = false;
   time_t second = 0;
   std::string secondText;
   std::string line;
 };
 
-// Never destroyed: the destructor of another object may still log.
+// Never destroyed, because destructors of other static objects may log.
 LogState& State() {
   static LogState& state = *new LogState;
   return state;
@@ -56,7 +56,7 @@ void AppendControlCharacter(unsigned char value, std::string* text) {
   }
 }
 
-// The length of the well-formed sequence of several bytes with which `text` begins, or 0.
+// Returns the length of the well-formed multi-byte sequence at the start of `text`, or 0.
 size_t LongSequenceLength(std::string_view text) {
   const auto lead = static_cast<unsigned char>(text[0]);
   if (lead < 0xC2) return 0;
@@ -64,9 +64,9 @@ size_t LongSequenceLength(std::string_view text) {
   return text.size() >= length && IsUtf8(text.substr(0, length)) ? length : 0;
 }
 
-// Writes what is no ASCII at the front of `message` and returns how many bytes that took. C1
-// controls are escaped as characters and as bytes of their own: to a terminal that does not read
-// UTF-8 the single byte is one.
+// Appends the non-ASCII character or byte at the start of `message` and returns its length in
+// bytes. C1 controls are escaped both as UTF-8 and as single bytes, which terminals without UTF-8
+// interpret as controls.
 size_t AppendNonAscii(std::string_view message, std::string* text) {
   const auto first = static_cast<unsigned char>(message[0]);
   const size_t length = LongSequenceLength(message);
@@ -115,7 +115,7 @@ void AppendTime(LogState* state) {
   state->line.push_back(static_cast<char>('0' + milliseconds % 10));
 }
 
-// A child of fork has a number of its own.
+// Called in the child of a fork, which has another process ID.
 void ForgetIdentity() { State().identity.clear(); }
 
 void AppendProgram(LogState* state) {
@@ -141,7 +141,7 @@ void NSLog(std::string_view message) try {
   WriteToStandardError(state.line);
   if (state.hooks.after) state.hooks.after();
 } catch (const std::bad_alloc&) {
-  WriteToStandardError("a line of the log is lost, for want of memory\n");
+  WriteToStandardError("out of memory: a log line was lost\n");
 }
 
 void SetLogLineHooks(LogLineHooks hooks) { State().hooks = std::move(hooks); }

@@ -9,7 +9,8 @@
 namespace tessary {
 namespace {
 
-// Standard error may be non-blocking: a terminal's mode is shared with whatever else has it open.
+// Standard error may be non-blocking, because other programs that have the terminal open share its
+// mode.
 bool WaitUntilWritable() {
   pollfd wanted = {STDERR_FILENO, POLLOUT, 0};
   return poll(&wanted, 1, -1) >= 0 || errno == EINTR;

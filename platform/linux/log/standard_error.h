@@ -4,8 +4,8 @@
 
 namespace tessary {
 
-// Writes the bytes to standard error, by one system call unless that takes only a part of them. A
-// failure is not reported: there is nowhere to report it.
+// Writes the bytes to standard error, with one system call unless the kernel accepts only a part of
+// them. A failure is not reported, because there is no other place to report it.
 void WriteToStandardError(std::string_view bytes);
 
 }  // namespace tessary

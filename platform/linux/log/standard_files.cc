@@ -12,11 +12,12 @@ namespace tessary {
 void PrepareStandardFiles() {
   for (int file = STDIN_FILENO; file <= STDERR_FILENO; ++file) {
     if (fcntl(file, F_GETFD) != -1) continue;
-    // O_PATH refuses reading and writing alike. The lowest free number is given out, which is this
-    // one because those below it are taken. Without "/" there would be nothing to run on.
+    // open(2) returns the lowest free number, which is this one, because the loop has filled the
+    // numbers below it. An O_PATH descriptor can be neither read nor written. Opening "/" does not
+    // fail.
     (void)open("/", O_PATH);
   }
-  // Fails for unknown signals only.
+  // Fails only for unknown signals.
   (void)std::signal(SIGPIPE, SIG_IGN);
   RaiseDescriptorLimit();
 }

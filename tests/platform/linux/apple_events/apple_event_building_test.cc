@@ -26,7 +26,7 @@ Status Build(std::string_view text, std::initializer_list<const AEDesc*> substit
                            substitutes, event, error);
 }
 
-TEST(CreateObjSpecifier, HasItsFourFields) {
+TEST(CreateObjSpecifier, HasFourFields) {
   AEDesc specifier;
   ASSERT_EQ(noErr, CreateObjSpecifier(cFile, AEDesc(), formName, MakeText(u"a:b"), &specifier));
   EXPECT_EQ(
@@ -36,7 +36,7 @@ TEST(CreateObjSpecifier, HasItsFourFields) {
   EXPECT_EQ(paramErr, CreateObjSpecifier(cFile, AEDesc(), formName, AEDesc(), nullptr));
 }
 
-TEST(AECreateAppleEvent, HasItsFiveAttributesAndNoParameter) {
+TEST(AECreateAppleEvent, HasFiveAttributesAndNoParameters) {
   AppleEvent event;
   ASSERT_EQ(noErr, AECreateAppleEvent(kAECoreSuite, kAESetData, MakeShort(3), 258, -2, &event));
   EXPECT_EQ("aevt{}", Describe(event));
@@ -55,7 +55,7 @@ int16_t ReturnIDOf(const AppleEvent& event) {
   return value;
 }
 
-TEST(AECreateAppleEvent, GivesEachEventAReturnNumberOfItsOwn) {
+TEST(AECreateAppleEvent, ReturnIDsAreUnique) {
   AppleEvent first;
   AppleEvent second;
   ASSERT_EQ(noErr, Build("", {}, &first, nullptr));
@@ -65,7 +65,7 @@ TEST(AECreateAppleEvent, GivesEachEventAReturnNumberOfItsOwn) {
   EXPECT_NE(ReturnIDOf(first), ReturnIDOf(second));
 }
 
-TEST(AECreateAppleEvent, KeepsItsNumbersPositiveForAnyNumberOfEvents) {
+TEST(AECreateAppleEvent, ReturnIDsStayPositive) {
   AppleEvent event;
   for (int i = 0; i < 70000; ++i) {
     ASSERT_EQ(noErr, Build("", {}, &event, nullptr));
@@ -73,7 +73,7 @@ TEST(AECreateAppleEvent, KeepsItsNumbersPositiveForAnyNumberOfEvents) {
   }
 }
 
-TEST(AEGetAttributeDesc, TellsAMissingAttribute) {
+TEST(AEGetAttributeDesc, ReportsMissingAttribute) {
   AppleEvent event;
   ASSERT_EQ(noErr, Build("", {}, &event, nullptr));
   AEDesc value = MakeShort(9);
@@ -88,8 +88,8 @@ struct TextRow {
   const char* event;
 };
 
-// The substitutes of these rows are the numbers 1 and 2, as many of them as the row has "@".
-TEST(AEBuildAppleEvent, ReadsParameterTexts) {
+// The substitutes are the numbers 1 and 2, as many of them as the row has "@".
+TEST(AEBuildAppleEvent, ParsesParameters) {
   static constexpr std::array kRows = {
       TextRow{"", "aevt{}"},
       TextRow{" \t\r\n", "aevt{}"},
@@ -119,7 +119,7 @@ TEST(AEBuildAppleEvent, ReadsParameterTexts) {
   for (const TextRow& row : kRows) {
     AppleEvent event;
     const std::string_view text = row.text;
-    // One "@" of the table stands inside quotes.
+    // One "@" of the table is inside quotes and does not count.
     const auto places = std::ranges::count(text, '@') - (text.find("'x") != text.npos ? 1 : 0);
     const Status status = places == 0   ? Build(text, {}, &event, nullptr)
                           : places == 1 ? Build(text, {&one}, &event, nullptr)
@@ -135,7 +135,7 @@ struct ErrorRow {
   size_t position;
 };
 
-TEST(AEBuildAppleEvent, TellsWhatItCannotReadAndWhere) {
+TEST(AEBuildAppleEvent, ReportsSyntaxErrors) {
   using enum AEBuildErrorCode;
   static constexpr std::array kRows = {
       ErrorRow{"?", aeBuildSyntaxBadToken, 0},
@@ -200,7 +200,7 @@ std::string Nested(size_t depth) {
   return text + std::string(depth, '}');
 }
 
-TEST(AEBuildAppleEvent, NestsRecordsToABoundedDepth) {
+TEST(AEBuildAppleEvent, LimitsNesting) {
   AppleEvent event;
   EXPECT_EQ(noErr, Build(Nested(32), {}, &event, nullptr));
   AEBuildError error;
@@ -209,8 +209,8 @@ TEST(AEBuildAppleEvent, NestsRecordsToABoundedDepth) {
   EXPECT_EQ(errAEBuildSyntaxError, Build(Nested(1'000'000), {}, &event, &error));
 }
 
-// Whatever a text is cut off or changed to, it is read or refused.
-TEST(AEBuildAppleEvent, SurvivesEveryTextNearAGoodOne) {
+// Truncates and changes a valid text at each position: each result is parsed or rejected.
+TEST(AEBuildAppleEvent, SurvivesMutatedTexts) {
   const std::string good =
       "'----':obj {form:prop,want:type(prop),seld:type(comt),from:(@)},data:(@)";
   const AEDesc one = MakeShort(1);
@@ -232,7 +232,7 @@ TEST(AEBuildAppleEvent, SurvivesEveryTextNearAGoodOne) {
   }
 }
 
-TEST(AEBuildAppleEvent, NeedsAsManySubstitutesAsPlaces) {
+TEST(AEBuildAppleEvent, RejectsWrongNumberOfSubstitutes) {
   const AEDesc one = MakeShort(1);
   AppleEvent event = MakeLong(9);
   EXPECT_EQ(paramErr, Build("a:@", {}, &event, nullptr));
@@ -244,14 +244,14 @@ TEST(AEBuildAppleEvent, NeedsAsManySubstitutesAsPlaces) {
   EXPECT_EQ("long[09 00 00 00]", Describe(event));
 }
 
-TEST(AEBuildAppleEvent, NeedsBytesForTheAddress) {
+TEST(AEBuildAppleEvent, RejectsNullAddress) {
   AppleEvent event = MakeLong(9);
   EXPECT_EQ(paramErr, AEBuildAppleEvent(kAECoreSuite, kAEGetData, typeApplSignature, nullptr, 4, 1,
                                         0, "", {}, &event));
   EXPECT_EQ("long[09 00 00 00]", Describe(event));
 }
 
-TEST(AEBuildAppleEvent, TellsWhereMemoryRunsOutAndBuildsNothing) {
+TEST(AEBuildAppleEvent, OutOfMemory) {
   const AEDesc text = MakeText(u"a text that takes some room");
   const AEDesc untouched = MakeShort(1);
   AppleEvent event = untouched;

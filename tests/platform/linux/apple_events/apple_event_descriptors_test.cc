@@ -14,14 +14,14 @@ namespace {
 // Descriptors are in host byte order; the bytes written here are a little-endian host's.
 static_assert(std::endian::native == std::endian::little);
 
-TEST(FourCharCode, PutsTheFirstCharacterHighest) {
+TEST(FourCharCode, FirstCharacterIsHighestByte) {
   EXPECT_EQ(0x6D'61'63'73U, FourCharCode("macs"));
   EXPECT_EQ(0x6F'62'6A'20U, FourCharCode("obj "));
 }
 
-TEST(AEDesc, IsTheNullDescriptorAsItIsMade) { EXPECT_EQ("null[]", Describe(AEDesc())); }
+TEST(AEDesc, DefaultIsNull) { EXPECT_EQ("null[]", Describe(AEDesc())); }
 
-TEST(AECreateDesc, TakesTheBytesAsTheyAre) {
+TEST(AECreateDesc, CopiesBytes) {
   EXPECT_EQ("shor[fe ff]", Describe(MakeShort(-2)));
   EXPECT_EQ("long[03 02 01 00]", Describe(MakeLong(0x010203)));
   EXPECT_EQ("type[74 6d 6f 63]", Describe(MakeCode(typeType, FourCharCode("comt"))));
@@ -29,20 +29,20 @@ TEST(AECreateDesc, TakesTheBytesAsTheyAre) {
   EXPECT_EQ("utxt[]", Describe(MakeText(u"")));
 }
 
-TEST(AECreateDesc, TakesNoDataForNoSize) {
+TEST(AECreateDesc, AcceptsNullDataOfSizeZero) {
   AEDesc desc = MakeShort(1);
   EXPECT_EQ(noErr, AECreateDesc(typeUnicodeText, nullptr, 0, &desc));
   EXPECT_EQ("utxt[]", Describe(desc));
 }
 
-TEST(AECreateDesc, RefusesWhatIsMissing) {
+TEST(AECreateDesc, RejectsMissingArguments) {
   AEDesc desc = MakeShort(1);
   EXPECT_EQ(paramErr, AECreateDesc(typeSInt16, nullptr, 2, &desc));
   EXPECT_EQ("shor[01 00]", Describe(desc));
   EXPECT_EQ(paramErr, AECreateDesc(typeSInt16, "ab", 2, nullptr));
 }
 
-TEST(AEGetDescData, CopiesNoMoreThanIsWanted) {
+TEST(AEGetDescData, CopiesAtMostMaximum) {
   std::array<char, 5> data = {'x', 'x', 'x', 'x', '\0'};
   const AEDesc desc = MakeUtf8Text("abc");
   EXPECT_EQ(3U, AEGetDescDataSize(desc));
@@ -54,7 +54,7 @@ TEST(AEGetDescData, CopiesNoMoreThanIsWanted) {
   EXPECT_STREQ("abcx", data.data());
 }
 
-TEST(AEGetDescData, RefusesListsRecordsAndNoBuffer) {
+TEST(AEGetDescData, RejectsListsRecordsAndNullBuffer) {
   char data = 'x';
   AEDesc list;
   ASSERT_EQ(noErr, AECreateList(false, &list));
@@ -72,7 +72,7 @@ struct CoercionRow {
   const char* result = "";
 };
 
-TEST(AECoerceDesc, TellsTheSameInAnotherType) {
+TEST(AECoerceDesc, ConvertsTypes) {
   const std::array rows = {
       CoercionRow{MakeText(u"\xD800"), typeUnicodeText, "utxt[00 d8]"},
       CoercionRow{MakeText(u""), typeUnicodeText, "utxt[]"},
@@ -97,7 +97,7 @@ TEST(AECoerceDesc, TellsTheSameInAnotherType) {
   }
 }
 
-TEST(AECoerceDesc, RefusesWhatCannotBeTold) {
+TEST(AECoerceDesc, RejectsImpossibleConversions) {
   AEDesc list;
   ASSERT_EQ(noErr, AECreateList(false, &list));
   AEDesc longShort = MakeUtf8Text("abc");
@@ -124,7 +124,7 @@ TEST(AECoerceDesc, RefusesWhatCannotBeTold) {
   EXPECT_EQ(paramErr, AECoerceDesc(AEDesc(), typeNull, nullptr));
 }
 
-TEST(AECoerceDesc, DropsAnOddByteOfText) {
+TEST(AECoerceDesc, DropsOddLastByteOfText) {
   AEDesc text = MakeUtf8Text("a");
   text.bytes = {'a', 0, 'b'};
   text.descriptorType = typeUnicodeText;
@@ -133,7 +133,7 @@ TEST(AECoerceDesc, DropsAnOddByteOfText) {
   EXPECT_EQ("utf8[61]", Describe(result));
 }
 
-TEST(AECoerceDesc, MayWriteOverWhatItReads) {
+TEST(AECoerceDesc, WorksInPlace) {
   AEDesc desc = MakeLong(5);
   EXPECT_EQ(noErr, AECoerceDesc(desc, typeWildCard, &desc));
   EXPECT_EQ("long[05 00 00 00]", Describe(desc));

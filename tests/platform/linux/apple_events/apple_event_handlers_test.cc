@@ -13,22 +13,22 @@ namespace {
 constexpr AEEventClass kClass = FourCharCode("test");
 constexpr AEEventID kKnown = FourCharCode("know");
 
-// Takes what is sent to this process, and delivers it when it is told to.
-class LoopTest : public testing::Test {
+// Queues the events that this process sends to itself until DeliverAll().
+class EventToSelf : public testing::Test {
  protected:
-  LoopTest() {
+  EventToSelf() {
     AESetEventLoop([this](std::function<void()> deliver) {
-      if (answer_ == noErr) pending_.push_back(std::move(deliver));
-      return answer_;
+      if (loopStatus_ == noErr) pending_.push_back(std::move(deliver));
+      return loopStatus_;
     });
   }
-  ~LoopTest() override { AESetEventLoop({}); }
+  ~EventToSelf() override { AESetEventLoop({}); }
 
   void DeliverAll() {
     for (const std::function<void()>& deliver : std::exchange(pending_, {})) deliver();
   }
 
-  // An event for the address; the null descriptor without data.
+  // Makes an event for the address.
   static AppleEvent EventFor(DescType addressType, const void* data, size_t size,
                              AEEventID id = kKnown) {
     AEDesc address;
@@ -50,37 +50,37 @@ class LoopTest : public testing::Test {
                   nullptr, nullptr);
   }
 
-  // Has events of the class be noted under the name.
-  void Note(AEEventID id, const std::string& name, int32_t refcon = 0) {
+  // Installs a handler that appends `name` and `refcon` to handled_.
+  void InstallHandler(AEEventID id, const std::string& name, int32_t refcon = 0) {
     EXPECT_EQ(noErr, AEInstallEventHandler(
                          kClass, id,
                          [this, name](const AppleEvent&, AppleEvent* reply, int32_t constant) {
                            EXPECT_NE(nullptr, reply);
-                           noted_.push_back(name + std::to_string(constant));
+                           handled_.push_back(name + std::to_string(constant));
                            return noErr;
                          },
                          refcon, false));
   }
 
   std::vector<std::function<void()>> pending_;
-  std::vector<std::string> noted_;
-  Status answer_ = noErr;
+  std::vector<std::string> handled_;
+  Status loopStatus_ = noErr;
 };
 
-TEST_F(LoopTest, BringsEventsToTheHandlerInstalledLastInTheirOrder) {
+TEST_F(EventToSelf, CallsLastInstalledHandlerInOrder) {
   constexpr AEEventID kOther = FourCharCode("othr");
-  Note(kKnown, "replaced");
-  Note(kKnown, "known", 7);
-  Note(kOther, "other");
+  InstallHandler(kKnown, "replaced");
+  InstallHandler(kKnown, "known", 7);
+  InstallHandler(kOther, "other");
   EXPECT_EQ(noErr, Send(EventForSelf()));
   EXPECT_EQ(noErr, Send(EventForSelf(kOther)));
   EXPECT_EQ(noErr, Send(EventForSelf()));
-  EXPECT_TRUE(noted_.empty());
+  EXPECT_TRUE(handled_.empty());
   DeliverAll();
-  EXPECT_EQ((std::vector<std::string>{"known7", "other0", "known7"}), noted_);
+  EXPECT_EQ((std::vector<std::string>{"known7", "other0", "known7"}), handled_);
 }
 
-TEST_F(LoopTest, BringsTheWholeEvent) {
+TEST_F(EventToSelf, KeepsParameters) {
   int32_t number = 0;
   EXPECT_EQ(noErr, AEInstallEventHandler(
                        kClass, kKnown,
@@ -100,43 +100,43 @@ TEST_F(LoopTest, BringsTheWholeEvent) {
   EXPECT_EQ(sent, number);
 }
 
-TEST_F(LoopTest, DropsAnEventThatNobodyHandles) {
+TEST_F(EventToSelf, DropsEventWithoutHandler) {
   EXPECT_EQ(noErr, Send(EventForSelf(FourCharCode("none"))));
   EXPECT_EQ(1U, pending_.size());
   DeliverAll();
-  EXPECT_TRUE(noted_.empty());
+  EXPECT_TRUE(handled_.empty());
 }
 
-TEST_F(LoopTest, LetsAHandlerInstallAnotherInItsPlace) {
+TEST_F(EventToSelf, HandlerMayReplaceItself) {
   EXPECT_EQ(noErr, AEInstallEventHandler(
                        kClass, kKnown,
                        [this](const AppleEvent&, AppleEvent*, int32_t) {
-                         Note(kKnown, "second");
-                         noted_.emplace_back("first");
+                         InstallHandler(kKnown, "second");
+                         handled_.emplace_back("first");
                          return noErr;
                        },
                        0, false));
   EXPECT_EQ(noErr, Send(EventForSelf()));
   EXPECT_EQ(noErr, Send(EventForSelf()));
   DeliverAll();
-  EXPECT_EQ((std::vector<std::string>{"first", "second0"}), noted_);
+  EXPECT_EQ((std::vector<std::string>{"first", "second0"}), handled_);
 }
 
-TEST_F(LoopTest, AnswersWhyAnEventIsNeverBrought) {
+TEST_F(EventToSelf, ReportsWhyEventIsNotDelivered) {
   EXPECT_EQ(paramErr, Send(EventForSelf(), AESendMode::kAEWaitReply));
   constexpr ProcessSerialNumber kOther = {.highLongOfPSN = 0, .lowLongOfPSN = 5};
   EXPECT_EQ(errAEUnknownAddressType,
             Send(EventFor(typeProcessSerialNumber, &kOther, sizeof(kOther))));
   EXPECT_EQ(errAEUnknownAddressType,
             Send(EventFor(typeProcessSerialNumber, &kOther, sizeof(uint32_t))));
-  answer_ = memFullErr;
+  loopStatus_ = memFullErr;
   EXPECT_EQ(memFullErr, Send(EventForSelf()));
   AESetEventLoop({});
   EXPECT_EQ(procNotFound, Send(EventForSelf()));
   EXPECT_TRUE(pending_.empty());
 }
 
-TEST(AEInstallEventHandler, RefusesNoHandlerAndSystemHandlers) {
+TEST(AEInstallEventHandler, RejectsNullAndSystemHandlers) {
   const AEEventHandler handler = [](const AppleEvent&, AppleEvent*, int32_t) { return noErr; };
   EXPECT_EQ(paramErr, AEInstallEventHandler(kClass, kKnown, {}, 0, false));
   EXPECT_EQ(paramErr, AEInstallEventHandler(kClass, kKnown, handler, 0, true));

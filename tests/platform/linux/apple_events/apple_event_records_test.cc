@@ -27,7 +27,7 @@ AEDesc MakeRecord() {
   return record;
 }
 
-TEST(AECreateList, MakesAnEmptyListOrRecord) {
+TEST(AECreateList, CreatesEmptyListOrRecord) {
   AEDesc list = MakeShort(1);
   EXPECT_EQ(noErr, AECreateList(false, &list));
   EXPECT_EQ("list()", Describe(list));
@@ -44,7 +44,7 @@ TEST(AEPutDesc, AppendsAndReplaces) {
   EXPECT_EQ("list(shor[05 00] shor[02 00] shor[03 00])", Describe(list));
 }
 
-TEST(AEPutDesc, RefusesGapsAndWhatIsNoList) {
+TEST(AEPutDesc, RejectsGapsAndNonLists) {
   AEDesc list = MakeList({1});
   EXPECT_EQ(errAEIllegalIndex, AEPutDesc(&list, 3, MakeShort(3)));
   EXPECT_EQ("list(shor[01 00])", Describe(list));
@@ -55,7 +55,7 @@ TEST(AEPutDesc, RefusesGapsAndWhatIsNoList) {
   EXPECT_EQ(paramErr, AEPutDesc(nullptr, 0, MakeShort(3)));
 }
 
-TEST(AEPutDesc, TakesAListIntoItself) {
+TEST(AEPutDesc, CopiesListIntoItself) {
   AEDesc list = MakeList({1});
   EXPECT_EQ(noErr, AEPutDesc(&list, 0, list));
   EXPECT_EQ("list(shor[01 00] list(shor[01 00]))", Describe(list));
@@ -87,7 +87,7 @@ TEST(AEGetNthDesc, CountsFromOneAndCoerces) {
   EXPECT_EQ("shor[01 00]", Describe(item));
 }
 
-TEST(AEGetNthDesc, RefusesWhatIsNotThere) {
+TEST(AEGetNthDesc, RejectsMissingIndexAndType) {
   const AEDesc list = MakeList({1, 2});
   AEDesc item = MakeShort(9);
   AEKeyword keyword = 7;
@@ -100,14 +100,14 @@ TEST(AEGetNthDesc, RefusesWhatIsNotThere) {
   EXPECT_EQ(7U, keyword);
 }
 
-TEST(AEPutKeyDesc, ReplacesTheFieldOfThatKeyword) {
+TEST(AEPutKeyDesc, ReplacesFieldWithKeyword) {
   AEDesc record = MakeRecord();
   EXPECT_EQ("reco{frst=shor[01 00] scnd=long[02 00 00 00]}", Describe(record));
   EXPECT_EQ(noErr, AEPutKeyDesc(&record, kFirst, AEDesc()));
   EXPECT_EQ("reco{frst=null[] scnd=long[02 00 00 00]}", Describe(record));
 }
 
-TEST(AEPutKeyDesc, RefusesWhatIsNoRecord) {
+TEST(AEPutKeyDesc, RejectsNonRecords) {
   AEDesc list = MakeList({});
   EXPECT_EQ(errAEWrongDataType, AEPutKeyDesc(&list, kFirst, AEDesc()));
   AEDesc null;
@@ -121,7 +121,7 @@ TEST(AEGetKeyDesc, FindsAndCoerces) {
   EXPECT_EQ("shor[02 00]", Describe(value));
 }
 
-TEST(AEGetKeyDesc, TellsAMissingFieldFromOneOfAnotherType) {
+TEST(AEGetKeyDesc, ReportsMissingFieldAndWrongType) {
   AEDesc value = MakeShort(9);
   EXPECT_EQ(errAEDescNotFound,
             AEGetKeyDesc(MakeRecord(), FourCharCode("thrd"), typeWildCard, &value));
@@ -131,7 +131,7 @@ TEST(AEGetKeyDesc, TellsAMissingFieldFromOneOfAnotherType) {
   EXPECT_EQ("shor[09 00]", Describe(value));
 }
 
-TEST(AEGetParamPtr, CopiesWhatFitsAndTellsTheWholeSize) {
+TEST(AEGetParamPtr, CopiesWhatFitsAndReturnsFullSize) {
   int16_t number = 7;
   DescType type = 0;
   size_t size = 0;
@@ -145,7 +145,7 @@ TEST(AEGetParamPtr, CopiesWhatFitsAndTellsTheWholeSize) {
   EXPECT_EQ(4U, size);
 }
 
-TEST(AEGetParamPtr, RefusesWhatCannotBeRead) {
+TEST(AEGetParamPtr, WritesNothingOnError) {
   AEDesc record = MakeRecord();
   ASSERT_EQ(noErr, AEPutKeyDesc(&record, FourCharCode("list"), MakeList({1})));
   int16_t number = 7;
@@ -163,7 +163,7 @@ TEST(AEGetParamPtr, RefusesWhatCannotBeRead) {
   EXPECT_EQ(9U, size);
 }
 
-TEST(AEGetNthPtr, TellsTheBytesAndTypeOfAnItem) {
+TEST(AEGetNthPtr, ReturnsBytesAndType) {
   AEDesc list;
   ASSERT_EQ(noErr, AECreateList(false, &list));
   ASSERT_EQ(noErr, AEPutPtr(&list, 1, typeUTF8Text, "abcd", 4));
@@ -186,7 +186,7 @@ TEST(AEGetNthPtr, TellsTheBytesAndTypeOfAnItem) {
   EXPECT_EQ(paramErr, AEGetNthPtr(list, 1, typeWildCard, nullptr, nullptr, nullptr, 3, nullptr));
 }
 
-TEST(AEPutDesc, TellsWhereMemoryRunsOutAndPutsNothing) {
+TEST(AEPutDesc, OutOfMemory) {
   const AEDesc text = MakeText(u"a text that takes some room");
   AEDesc list;
   AEDesc record;
@@ -198,7 +198,7 @@ TEST(AEPutDesc, TellsWhereMemoryRunsOutAndPutsNothing) {
                                    [&] { EXPECT_EQ("reco{}", Describe(record)); });
 }
 
-TEST(AECoerceDesc, TellsWhereMemoryRunsOutAndMakesNothing) {
+TEST(AECoerceDesc, OutOfMemory) {
   const AEDesc text = MakeUtf8Text("a text that takes some room");
   AEDesc made;
   const auto isUntouched = [&] { EXPECT_EQ("null[]", Describe(made)); };

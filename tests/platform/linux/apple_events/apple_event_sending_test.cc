@@ -27,9 +27,9 @@ Status Send(const AppleEvent& event, AESendMode mode, AppleEvent* reply, AEIdleU
 }
 
 int gIdleCalls = 0;
-int gMostIdleCalls = 0;
+int gMaxIdleCalls = 0;
 
-// Never sleeps.
+// Counts the call and requests no sleep.
 bool CountIdle(int32_t* sleepTime, RgnHandle* mouseRegion) {
   ++gIdleCalls;
   *sleepTime = 0;
@@ -37,9 +37,9 @@ bool CountIdle(int32_t* sleepTime, RgnHandle* mouseRegion) {
   return false;
 }
 
-bool CountIdleAndEnd(int32_t* sleepTime, RgnHandle* mouseRegion) {
+bool CountIdleAndCancel(int32_t* sleepTime, RgnHandle* mouseRegion) {
   (void)CountIdle(sleepTime, mouseRegion);
-  return gIdleCalls == gMostIdleCalls;
+  return gIdleCalls == gMaxIdleCalls;
 }
 
 class AESendTest : public testing::Test {
@@ -49,7 +49,7 @@ class AESendTest : public testing::Test {
   AppleEvent reply_ = MakeShort(9);
 };
 
-TEST_F(AESendTest, TellsThatNobodyAnswersForTheSignature) {
+TEST_F(AESendTest, ReportsUnknownSignature) {
   const AnsweringApplication other(kOtherSignature,
                                    [](const AppleEvent&, AppleEvent*) { return true; });
   EXPECT_EQ(procNotFound, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
@@ -58,7 +58,7 @@ TEST_F(AESendTest, TellsThatNobodyAnswersForTheSignature) {
   EXPECT_EQ(0, gIdleCalls);
 }
 
-TEST_F(AESendTest, RefusesWhatIsNoSignature) {
+TEST_F(AESendTest, RejectsOtherAddressTypes) {
   AppleEvent event;
   ASSERT_EQ(noErr, AECreateAppleEvent(kAECoreSuite, kAEGetData, MakeShort(1), 1, 0, &event));
   EXPECT_EQ(errAEUnknownAddressType, Send(event, AESendMode::kAEWaitReply, &reply_));
@@ -71,7 +71,7 @@ TEST_F(AESendTest, RefusesWhatIsNoSignature) {
   EXPECT_EQ("shor[09 00]", Describe(reply_));
 }
 
-TEST_F(AESendTest, AnswersAtOnceWithoutAnIdleCall) {
+TEST_F(AESendTest, ImmediateReplyNeedsNoIdleCall) {
   std::string received;
   const AnsweringApplication application(
       kSignature, [&received](const AppleEvent& event, AppleEvent* reply) {
@@ -84,7 +84,7 @@ TEST_F(AESendTest, AnswersAtOnceWithoutAnIdleCall) {
   EXPECT_EQ(0, gIdleCalls);
 }
 
-TEST_F(AESendTest, AnswersWithTheNumbersOfTheEvent) {
+TEST_F(AESendTest, ReplyHasIDsOfEvent) {
   const AnsweringApplication application(kSignature,
                                          [](const AppleEvent&, AppleEvent*) { return true; });
   ASSERT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
@@ -94,11 +94,11 @@ TEST_F(AESendTest, AnswersWithTheNumbersOfTheEvent) {
       DescribeAttributes(reply_));
 }
 
-TEST_F(AESendTest, WaitsForManyIdleCalls) {
-  int looks = 0;
+TEST_F(AESendTest, CallsIdleRoutineWhileWaiting) {
+  int polls = 0;
   const AnsweringApplication application(
-      kSignature, [&looks](const AppleEvent&, AppleEvent* reply) {
-        if (++looks <= 1000) return false;
+      kSignature, [&polls](const AppleEvent&, AppleEvent* reply) {
+        if (++polls <= 1000) return false;
         return AEPutParamDesc(reply, keyDirectObject, MakeShort(3)) == noErr;
       });
   EXPECT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
@@ -106,15 +106,15 @@ TEST_F(AESendTest, WaitsForManyIdleCalls) {
   EXPECT_EQ(1000, gIdleCalls);
 }
 
-TEST_F(AESendTest, WaitsWithoutAnIdleRoutineToo) {
-  int looks = 0;
+TEST_F(AESendTest, WaitsWithoutIdleRoutine) {
+  int polls = 0;
   const AnsweringApplication application(
-      kSignature, [&looks](const AppleEvent&, AppleEvent*) { return ++looks == 3; });
+      kSignature, [&polls](const AppleEvent&, AppleEvent*) { return ++polls == 3; });
   EXPECT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_));
-  EXPECT_EQ(3, looks);
+  EXPECT_EQ(3, polls);
 }
 
-TEST_F(AESendTest, GivesUpInTime) {
+TEST_F(AESendTest, TimesOut) {
   const AnsweringApplication application(kSignature,
                                          [](const AppleEvent&, AppleEvent*) { return false; });
   EXPECT_EQ(errAETimeout, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle, 2));
@@ -122,20 +122,20 @@ TEST_F(AESendTest, GivesUpInTime) {
   EXPECT_EQ("shor[09 00]", Describe(reply_));
 }
 
-TEST_F(AESendTest, EndsWhenTheIdleRoutineSaysSo) {
+TEST_F(AESendTest, IdleRoutineCancels) {
   const AnsweringApplication application(kSignature,
                                          [](const AppleEvent&, AppleEvent*) { return false; });
-  gMostIdleCalls = 5;
+  gMaxIdleCalls = 5;
   EXPECT_EQ(errAEWaitCanceled,
-            Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdleAndEnd));
+            Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdleAndCancel));
   EXPECT_EQ(5, gIdleCalls);
   EXPECT_EQ("shor[09 00]", Describe(reply_));
 }
 
-TEST_F(AESendTest, TellsThatTheApplicationWentAway) {
-  int looks = 0;
-  RegisterAnsweringApplication(kSignature, [&looks](const AppleEvent&, AppleEvent*) {
-    if (++looks == 3) RemoveAnsweringApplication(kSignature);
+TEST_F(AESendTest, ReportsRemovedApplication) {
+  int polls = 0;
+  RegisterAnsweringApplication(kSignature, [&polls](const AppleEvent&, AppleEvent*) {
+    if (++polls == 3) RemoveAnsweringApplication(kSignature);
     return false;
   });
   EXPECT_EQ(connectionInvalid, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
@@ -143,7 +143,7 @@ TEST_F(AESendTest, TellsThatTheApplicationWentAway) {
   EXPECT_EQ("shor[09 00]", Describe(reply_));
 }
 
-TEST_F(AESendTest, PassesANullReplyOn) {
+TEST_F(AESendTest, PassesNullReply) {
   const AnsweringApplication application(kSignature, [](const AppleEvent&, AppleEvent* reply) {
     *reply = AppleEvent();
     return true;
@@ -152,7 +152,8 @@ TEST_F(AESendTest, PassesANullReplyOn) {
   EXPECT_EQ("null[]", Describe(reply_));
 }
 
-// Remembers the events in the order in which it answers them, and is as slow as it is told.
+// Records the events in the order in which it answers them, and leaves the first `pollsLeft` polls
+// unanswered.
 class SlowApplication {
  public:
   SlowApplication()
@@ -176,7 +177,7 @@ class SlowApplication {
   const AnsweringApplication registration_;
 };
 
-TEST_F(AESendTest, DoesNotWaitWithoutAReply) {
+TEST_F(AESendTest, NoReplyDoesNotWait) {
   SlowApplication application;
   application.pollsLeft = 1;
   EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAENoReply, &reply_, CountIdle));
@@ -185,7 +186,7 @@ TEST_F(AESendTest, DoesNotWaitWithoutAReply) {
   EXPECT_TRUE(application.answered.empty());
 }
 
-TEST_F(AESendTest, KeepsTheOrderOfTheEvents) {
+TEST_F(AESendTest, KeepsOrder) {
   SlowApplication application;
   application.pollsLeft = 4;
   EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAENoReply, &reply_));
@@ -196,7 +197,7 @@ TEST_F(AESendTest, KeepsTheOrderOfTheEvents) {
   EXPECT_EQ(2, gIdleCalls);
 }
 
-TEST_F(AESendTest, LetsAnApplicationSendToAnotherAndToItself) {
+TEST_F(AESendTest, ApplicationMaySendWhileAnswering) {
   SlowApplication application;
   std::optional<Status> toSelf;
   std::optional<Status> toOther;
@@ -213,7 +214,7 @@ TEST_F(AESendTest, LetsAnApplicationSendToAnotherAndToItself) {
   EXPECT_EQ((std::vector<AEEventID>{4, 4}), application.answered);
 }
 
-TEST_F(AESendTest, ReplacesAnApplicationByAnotherOfItsSignature) {
+TEST_F(AESendTest, LaterRegistrationReplacesEarlier) {
   int first = 0;
   const AnsweringApplication former(kSignature, [&first](const AppleEvent&, AppleEvent*) {
     ++first;
@@ -225,7 +226,7 @@ TEST_F(AESendTest, ReplacesAnApplicationByAnotherOfItsSignature) {
   EXPECT_EQ(1U, latter.answered.size());
 }
 
-TEST(AESend, TellsWhereMemoryRunsOutAndGivesNoReply) {
+TEST_F(AESendTest, OutOfMemory) {
   const AnsweringApplication application(
       kSignature, [](const AppleEvent& /*event*/, AppleEvent* /*reply*/) { return true; });
   AppleEvent event;

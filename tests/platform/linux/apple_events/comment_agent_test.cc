@@ -55,7 +55,7 @@ AEDesc CommentOf(const AEDesc& item) {
   return Specifier(cProperty, formPropertyID, MakeCode(typeType, kComment), item);
 }
 
-// What the agent answered: an error, or the direct object's description.
+// The reply of the agent: its error number and the description of its direct object.
 struct Answer {
   Status error = noErr;
   std::string object = "missing";
@@ -105,7 +105,7 @@ class CommentAgent : public testing::Test {
   const TemporaryFolder folder_;
 };
 
-TEST_F(CommentAgent, ReadsAndWritesTheAttributeOfAnyName) {
+TEST_F(CommentAgent, HandlesAnyFileName) {
   const std::array<std::string, 8> names = {
       "a.txt", "a:b", "caf\xE9", "a\nb", ".hidden", "two.dots.gz", "a\\b'c", std::string(255, 'x')};
   for (const std::string& name : names) {
@@ -120,7 +120,7 @@ TEST_F(CommentAgent, ReadsAndWritesTheAttributeOfAnyName) {
   }
 }
 
-TEST_F(CommentAgent, ReadsAndWritesTheCommentOfFoldersAndPackages) {
+TEST_F(CommentAgent, HandlesFoldersAndPackages) {
   MakeFolder(folder_ / "folder");
   WriteFile(folder_ / "Some.app/Contents/inside");
   for (const char* name : {"folder", "Some.app"}) {
@@ -132,7 +132,7 @@ TEST_F(CommentAgent, ReadsAndWritesTheCommentOfFoldersAndPackages) {
   EXPECT_FALSE(Stored(folder_ / "Some.app/Contents/inside"));
 }
 
-TEST_F(CommentAgent, TellsAnEmptyCommentFromNone) {
+TEST_F(CommentAgent, DistinguishesEmptyFromMissing) {
   const std::string path = folder_ / "item";
   WriteFile(path);
   const AEDesc comment = CommentOf(Item(path));
@@ -145,7 +145,7 @@ TEST_F(CommentAgent, TellsAnEmptyCommentFromNone) {
   EXPECT_EQ("", Stored(path));
 }
 
-TEST_F(CommentAgent, CarriesBytesThatAreNotUtf8) {
+TEST_F(CommentAgent, PreservesInvalidUtf8) {
   const std::string path = folder_ / "item";
   WriteFile(path);
   SetStored(path, "a\xFF\xED\xA0\x80");
@@ -156,13 +156,13 @@ TEST_F(CommentAgent, CarriesBytesThatAreNotUtf8) {
   EXPECT_EQ("\xED\xA0\x80z", Stored(path));
 }
 
-TEST_F(CommentAgent, ReadsACommentOfTheLargestSizeThereIs) {
+TEST_F(CommentAgent, ReadsLargestComment) {
   const TemporaryFolder memory("/dev/shm");
   const std::string path = memory / "item";
   WriteFile(path);
   const std::string large(65536, 'x');
   if (!SetAttribute(path, kAttribute, large)) {
-    GTEST_SKIP() << "/dev/shm takes no attribute of 64 KiB";
+    GTEST_SKIP() << "/dev/shm does not support attributes of 64 KiB";
   }
   EXPECT_EQ(Describe(MakeText(std::u16string(65536, u'x'))), Get(CommentOf(Item(path))).object);
   const Answer answer = Set(CommentOf(Item(path)), MakeText(std::u16string(65537, u'y')));
@@ -170,11 +170,11 @@ TEST_F(CommentAgent, ReadsACommentOfTheLargestSizeThereIs) {
   EXPECT_EQ(large, Stored(path));
 }
 
-TEST_F(CommentAgent, LeavesTheOldCommentWhereTheNewOneIsTooLarge) {
+TEST_F(CommentAgent, KeepsOldCommentIfNewIsTooLarge) {
   const std::string path = folder_ / "item";
   WriteFile(path);
   if (SetAttribute(path, kAttribute, std::string(65536, 'x'))) {
-    GTEST_SKIP() << folder_.path() << " takes attributes of any size there is";
+    GTEST_SKIP() << folder_.path() << " supports attributes of the maximum size";
   }
   SetStored(path, "old");
   const Answer answer = Set(CommentOf(Item(path)), MakeText(std::u16string(65536, u'y')));
@@ -183,7 +183,7 @@ TEST_F(CommentAgent, LeavesTheOldCommentWhereTheNewOneIsTooLarge) {
   EXPECT_EQ("old", Stored(path));
 }
 
-TEST_F(CommentAgent, RefusesLinksAndSpecialFiles) {
+TEST_F(CommentAgent, RejectsLinksAndSpecialFiles) {
   WriteFile(folder_ / "target");
   SetStored(folder_ / "target", "of the target");
   MakeLink("target", folder_ / "link");
@@ -197,14 +197,14 @@ TEST_F(CommentAgent, RefusesLinksAndSpecialFiles) {
   EXPECT_EQ("of the target", Stored(folder_ / "target"));
 }
 
-TEST_F(CommentAgent, SetsTheCommentOfOneFileUnderAllItsNames) {
+TEST_F(CommentAgent, SetsCommentOfAllHardLinks) {
   WriteFile(folder_ / "first");
   ASSERT_EQ(0, link((folder_ / "first").c_str(), (folder_ / "second").c_str()));
   EXPECT_EQ(noErr, Set(CommentOf(Item(folder_ / "first")), MakeText(u"text")).error);
   EXPECT_EQ("text", Stored(folder_ / "second"));
 }
 
-TEST_F(CommentAgent, FindsNoItemWhereThereIsNone) {
+TEST_F(CommentAgent, ReportsMissingItem) {
   WriteFile(folder_ / "file");
   MakeFolder(folder_ / "folder");
   const std::u16string here = HfsPath(folder_.path());
@@ -228,7 +228,7 @@ TEST_F(CommentAgent, FindsNoItemWhereThereIsNone) {
   EXPECT_FALSE(Stored(folder_ / "folder"));
 }
 
-TEST_F(CommentAgent, NeedsThePathToFitTheClass) {
+TEST_F(CommentAgent, RejectsPathOfOtherClass) {
   WriteFile(folder_ / "file");
   MakeFolder(folder_ / "folder");
   const AEDesc file = MakeText(HfsPath(folder_ / "file"));
@@ -237,13 +237,13 @@ TEST_F(CommentAgent, NeedsThePathToFitTheClass) {
   EXPECT_EQ(errAENoSuchObject, Get(CommentOf(Specifier(cFile, formName, folder, AEDesc()))).error);
 }
 
-TEST_F(CommentAgent, AnswersForTheRootFolder) {
+TEST_F(CommentAgent, HandlesRootFolder) {
   const Answer answer = Get(CommentOf(ItemByHfsPath(u"Linux:")));
   EXPECT_EQ(noErr, answer.error);
   EXPECT_NE("missing", answer.object);
 }
 
-TEST_F(CommentAgent, RefusesSpecifiersThatItDoesNotKnow) {
+TEST_F(CommentAgent, RejectsUnknownSpecifiers) {
   const std::string path = folder_ / "item";
   WriteFile(path);
   const AEDesc item = Item(path);
@@ -282,7 +282,7 @@ TEST_F(CommentAgent, RefusesSpecifiersThatItDoesNotKnow) {
   EXPECT_FALSE(Stored(path));
 }
 
-TEST_F(CommentAgent, RefusesOtherEventsAndWhatTheyLack) {
+TEST_F(CommentAgent, RejectsUnknownAndIncompleteEvents) {
   WriteFile(folder_ / "item");
   const AEDesc comment = CommentOf(Item(folder_ / "item"));
   AppleEvent event = MakeEvent(kAECoreSuite, FourCharCode("delo"));
@@ -298,7 +298,7 @@ TEST_F(CommentAgent, RefusesOtherEventsAndWhatTheyLack) {
   EXPECT_EQ(errAEDescNotFound, Send(event).error);
 }
 
-TEST_F(CommentAgent, TakesTextAndNothingElse) {
+TEST_F(CommentAgent, AcceptsOnlyText) {
   const std::string path = folder_ / "item";
   WriteFile(path);
   SetStored(path, "old");
@@ -309,14 +309,14 @@ TEST_F(CommentAgent, TakesTextAndNothingElse) {
   EXPECT_EQ("new", Stored(path));
 }
 
-TEST_F(CommentAgent, DoesNotWriteWhatIsThere) {
+TEST_F(CommentAgent, DoesNotRewriteEqualComment) {
   const std::string path = folder_ / "item";
   WriteFile(path);
   SetStored(path, "text");
   struct stat before = {};
   struct stat after = {};
   ASSERT_EQ(0, stat(path.c_str(), &before));
-  // A clock tick of the file system later, so that a write would show.
+  // Longer than the resolution of timestamps, so that a write would change them.
   usleep(20000);
   EXPECT_EQ(noErr, Set(CommentOf(Item(path)), MakeText(u"text")).error);
   ASSERT_EQ(0, stat(path.c_str(), &after));
@@ -327,7 +327,7 @@ TEST_F(CommentAgent, DoesNotWriteWhatIsThere) {
   EXPECT_NE(before.st_ctim.tv_nsec, after.st_ctim.tv_nsec);
 }
 
-TEST_F(CommentAgent, SetsTheCommentOfAWriteProtectedFileOfItsOwner) {
+TEST_F(CommentAgent, OwnerSetsCommentOfReadOnlyItem) {
   ASSERT_EQ(0, chmod(folder_.path().c_str(), 0777));
   EXPECT_TRUE(RunAsOrdinaryUser([this] {
     const std::string path = folder_ / "item";
@@ -348,7 +348,7 @@ TEST_F(CommentAgent, SetsTheCommentOfAWriteProtectedFileOfItsOwner) {
   }));
 }
 
-TEST_F(CommentAgent, WritesTheCommentOfAnOwnFileThatMayNotEvenBeRead) {
+TEST_F(CommentAgent, OwnerSetsCommentOfUnreadableFile) {
   ASSERT_EQ(0, chmod(folder_.path().c_str(), 0777));
   EXPECT_TRUE(RunAsOrdinaryUser([this] {
     const std::string path = folder_ / "item";
@@ -363,8 +363,8 @@ TEST_F(CommentAgent, WritesTheCommentOfAnOwnFileThatMayNotEvenBeRead) {
   }));
 }
 
-TEST_F(CommentAgent, IsRefusedTheFileOfAnotherUser) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can make a file of another user";
+TEST_F(CommentAgent, CannotSetCommentOfOtherUser) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can create a file of another user";
   const std::string path = folder_ / "item";
   WriteFile(path);
   SetStored(path, "old");
@@ -377,7 +377,7 @@ TEST_F(CommentAgent, IsRefusedTheFileOfAnotherUser) {
   EXPECT_EQ("old", Stored(path));
 }
 
-TEST_F(CommentAgent, TellsOfAReadOnlyVolume) {
+TEST_F(CommentAgent, ReportsReadOnlyFilesystem) {
   MemoryVolume volume("size=64k");
   if (!volume.IsMounted()) GTEST_SKIP() << "needs a mount";
   WriteFile(volume / "item");
@@ -386,15 +386,15 @@ TEST_F(CommentAgent, TellsOfAReadOnlyVolume) {
   EXPECT_EQ(wPrErr, Set(CommentOf(Item(volume / "item")), MakeText(u"text")).error);
 }
 
-// /proc has no attributes, wherever the tests are run.
-TEST_F(CommentAgent, TellsOfAVolumeWithoutAttributes) {
+// /proc supports no user attributes.
+TEST_F(CommentAgent, ReportsFilesystemWithoutAttributes) {
   EXPECT_EQ(noErr, Get(CommentOf(Item("/proc/version"))).error);
   EXPECT_EQ("null[]", Get(CommentOf(Item("/proc/version"))).object);
   EXPECT_NE(noErr, Set(CommentOf(Item("/proc/version")), MakeText(u"text")).error);
 }
 
-// Within a run the folders are those that were found first.
-TEST_F(CommentAgent, DoesNotFollowAPathThatWasSwapped) {
+// During a run the agent uses the folder that it found first.
+TEST_F(CommentAgent, DoesNotFollowSwappedPath) {
   WriteFile(folder_ / "folder/item");
   WriteFile(folder_ / "other/item");
   SetStored(folder_ / "folder/item", "right");
@@ -409,13 +409,13 @@ TEST_F(CommentAgent, DoesNotFollowAPathThatWasSwapped) {
   EXPECT_EQ("wrong", Stored(folder_ / "other/item"));
 }
 
-TEST_F(CommentAgent, NeverSaysThatThereIsNoCommentForWantOfMemory) {
+TEST_F(CommentAgent, OutOfMemoryIsNotMissingComment) {
   WriteFile(folder_ / "item");
   SetStored(folder_ / "item", std::string(100, 'x'));
   AppleEvent event = MakeEvent(kAECoreSuite, kAEGetData);
   ASSERT_EQ(noErr, AEPutParamDesc(&event, keyDirectObject, CommentOf(Item(folder_ / "item"))));
   bool hasFailed = true;
-  bool isToldByAgent = false;
+  bool isReportedByAgent = false;
   for (int allocation = 0; hasFailed; ++allocation) {
     ASSERT_LT(allocation, 10'000);
     const NSAutoreleasePool pool;
@@ -430,14 +430,14 @@ TEST_F(CommentAgent, NeverSaysThatThereIsNoCommentForWantOfMemory) {
     int16_t number = 0;
     if (AEGetParamPtr(reply, keyErrorNumber, typeSInt16, nullptr, &number, 2, nullptr) == noErr) {
       EXPECT_NE(noErr, number);
-      isToldByAgent |= number == memFullErr;
+      isReportedByAgent |= number == memFullErr;
       continue;
     }
     AEDesc object;
     ASSERT_EQ(noErr, AEGetParamDesc(reply, keyDirectObject, typeUnicodeText, &object));
     EXPECT_EQ(200U, AEGetDescDataSize(object)) << allocation;
   }
-  EXPECT_TRUE(isToldByAgent);
+  EXPECT_TRUE(isReportedByAgent);
 }
 
 }  // namespace

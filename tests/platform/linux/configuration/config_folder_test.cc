@@ -15,7 +15,7 @@
 namespace tessary::test {
 namespace {
 
-// Sets or unsets an environment variable, and puts it back when it goes.
+// Sets or unsets an environment variable, and restores it when destroyed.
 class ScopedVariable {
  public:
   ScopedVariable(const char* name, const std::optional<std::string>& value) : name_(name) {
@@ -75,14 +75,14 @@ mode_t ModeOf(const std::string& path) {
   return info.st_mode & 07777;
 }
 
-TEST(MakeConfigFolder, MakesWhatIsMissingForItsUserAlone) {
+TEST(MakeConfigFolder, CreatesPrivateFolders) {
   const TemporaryFolder folder;
   const ScopedVariable configHome("XDG_CONFIG_HOME", folder / "a/b");
   EXPECT_EQ(noErr, MakeConfigFolder());
   for (const char* made : {"a", "a/b", "a/b/tessary"}) EXPECT_EQ(0700U, ModeOf(folder / made));
 }
 
-TEST(MakeConfigFolder, LeavesWhatIsThereAsItIs) {
+TEST(MakeConfigFolder, KeepsExistingFolder) {
   const TemporaryFolder folder;
   const ScopedVariable configHome("XDG_CONFIG_HOME", folder.path());
   MakeFolder(folder / "tessary");
@@ -91,20 +91,20 @@ TEST(MakeConfigFolder, LeavesWhatIsThereAsItIs) {
   EXPECT_EQ(0755U, ModeOf(folder / "tessary"));
 }
 
-TEST(MakeConfigFolder, TellsThatAFileIsInTheWay) {
+TEST(MakeConfigFolder, ReportsExistingFile) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   const ScopedVariable configHome("XDG_CONFIG_HOME", folder / "file");
   EXPECT_EQ(dirNFErr, MakeConfigFolder());
 }
 
-TEST(ConfigEnvironment, IsNotAsNotedBeforeItIsNoted) {
+TEST(ConfigEnvironment, IsNotCurrentBeforeCapture) {
   const ScopedVariable configHome("XDG_CONFIG_HOME", std::nullopt);
   const ScopedVariable home("HOME", std::nullopt);
   EXPECT_FALSE(ConfigEnvironment().IsCurrent());
 }
 
-TEST(ConfigEnvironment, IsAsNotedUntilEitherVariableChanges) {
+TEST(ConfigEnvironment, IsCurrentUntilVariableChanges) {
   const ScopedVariable configHome("XDG_CONFIG_HOME", "/first");
   const ScopedVariable home("HOME", "");
   ConfigEnvironment environment;

@@ -40,7 +40,7 @@ struct stat LstatAt(const std::string& path) {
 
 using Names = std::vector<std::string>;
 
-TEST(FileReplacement, MakesAFileForItsUserAlone) {
+TEST(FileReplacement, CreatesPrivateFile) {
   const TemporaryFolder folder;
   EXPECT_EQ(noErr, Replace(folder / "file", "text"));
   EXPECT_EQ("text", ReadFile(folder / "file"));
@@ -48,7 +48,7 @@ TEST(FileReplacement, MakesAFileForItsUserAlone) {
   EXPECT_EQ(Names{"file"}, NamesIn(folder.path()));
 }
 
-TEST(FileReplacement, ReplacesTheObjectAndKeepsModeOwnerAndAttributes) {
+TEST(FileReplacement, KeepsMetadata) {
   const TemporaryFolder folder;
   const std::string path = folder / "file\n.\xff";
   WriteFile(path, "a much longer text than the new one");
@@ -71,7 +71,7 @@ TEST(FileReplacement, ReplacesTheObjectAndKeepsModeOwnerAndAttributes) {
   }
 }
 
-TEST(FileReplacement, LeavesTheOldObjectToThoseWhoHoldIt) {
+TEST(FileReplacement, OldFileKeepsItsContents) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "old");
   ASSERT_EQ(0, link((folder / "file").c_str(), (folder / "hard link").c_str()));
@@ -80,7 +80,7 @@ TEST(FileReplacement, LeavesTheOldObjectToThoseWhoHoldIt) {
   EXPECT_EQ("new", ReadFile(folder / "file"));
 }
 
-TEST(FileReplacement, WritesWhatLinksLeadTo) {
+TEST(FileReplacement, FollowsLinks) {
   const TemporaryFolder folder;
   MakeFolder(folder / "there");
   MakeLink("there/second", folder / "first");
@@ -99,19 +99,19 @@ TEST(FileReplacement, WritesWhatLinksLeadTo) {
   EXPECT_EQ((Names{"absolute", "second"}), NamesIn(folder / "there"));
 }
 
-TEST(FileReplacement, RefusesWhatItCannotReplace) {
+TEST(FileReplacement, RejectsOtherObjects) {
   const TemporaryFolder folder;
   MakeFolder(folder / "folder");
   ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
   MakeLink("loop", folder / "loop");
-  MakeLink("no folder/file", folder / "astray");
+  MakeLink("no folder/file", folder / "to missing folder");
   MakeLink("folder/", folder / "to folder");
   WriteFile(folder / "file", "kept");
   const Names before = NamesIn(folder.path());
   EXPECT_EQ(paramErr, Replace(folder / "folder", "x"));
   EXPECT_EQ(paramErr, Replace(folder / "fifo", "x"));
   EXPECT_EQ(ioErr, Replace(folder / "loop", "x"));
-  EXPECT_EQ(fnfErr, Replace(folder / "astray", "x"));
+  EXPECT_EQ(fnfErr, Replace(folder / "to missing folder", "x"));
   EXPECT_NE(noErr, Replace(folder / "to folder", "x"));
   EXPECT_EQ(fnfErr, Replace(folder / "absent/file", "x"));
   EXPECT_EQ(dirNFErr, Replace(folder / "file/below", "x"));
@@ -120,7 +120,7 @@ TEST(FileReplacement, RefusesWhatItCannotReplace) {
   EXPECT_EQ("kept", ReadFile(folder / "file"));
 }
 
-TEST(FileReplacement, RefusesATargetThatChangedMeanwhileAndMayBeRepeated) {
+TEST(FileReplacement, RejectsChangedTarget) {
   const TemporaryFolder folder;
   const std::string path = folder / "file";
   FileReplacement replacement;
@@ -138,7 +138,7 @@ TEST(FileReplacement, RefusesATargetThatChangedMeanwhileAndMayBeRepeated) {
   EXPECT_EQ(Names{"file"}, NamesIn(folder.path()));
 }
 
-TEST(FileReplacement, LeavesNothingBehindWhenItIsGivenUp) {
+TEST(FileReplacement, RemovesNewFileWithoutCommit) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "kept");
   {
@@ -150,7 +150,7 @@ TEST(FileReplacement, LeavesNothingBehindWhenItIsGivenUp) {
   EXPECT_EQ("kept", ReadFile(folder / "file"));
 }
 
-TEST(FileReplacement, TakesOverWhatACrashLeft) {
+TEST(FileReplacement, ReusesFileOfCrashedWriter) {
   const TemporaryFolder folder;
   WriteFile(folder / ".file.new", "half of a much longer tex");
   EXPECT_EQ(noErr, Replace(folder / "file", "text"));
@@ -158,7 +158,7 @@ TEST(FileReplacement, TakesOverWhatACrashLeft) {
   EXPECT_EQ(Names{"file"}, NamesIn(folder.path()));
 }
 
-TEST(FileReplacement, FollowsNoLinkThatBearsTheNewFilesName) {
+TEST(FileReplacement, DoesNotFollowLinkAsNewFile) {
   const TemporaryFolder folder;
   WriteFile(folder / "victim", "kept");
   MakeLink("victim", folder / ".file.new");
@@ -167,7 +167,7 @@ TEST(FileReplacement, FollowsNoLinkThatBearsTheNewFilesName) {
   EXPECT_FALSE(Exists(folder / "file"));
 }
 
-TEST(FileReplacement, GivesUpOnALockThatAnotherKeeps) {
+TEST(FileReplacement, TimesOutOnLock) {
   const TemporaryFolder folder;
   const UniqueFd held(open((folder / ".file.new").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   ASSERT_EQ(0, flock(held.get(), LOCK_EX));
@@ -177,7 +177,7 @@ TEST(FileReplacement, GivesUpOnALockThatAnotherKeeps) {
   EXPECT_TRUE(Exists(folder / ".file.new"));
 }
 
-TEST(FileReplacement, KeepsTheFileWhereverItsVolumeFails) {
+TEST(FileReplacement, KeepsFileOnInjectedErrors) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "kept");
   const bool hasAttributes = SetAttribute(folder / "file", "user.note", "x");
@@ -206,7 +206,7 @@ TEST(FileReplacement, KeepsTheFileWhereverItsVolumeFails) {
   }
 }
 
-TEST(FileReplacement, TakesAnotherLockWhereItsFileWasTakenAway) {
+TEST(FileReplacement, LocksAgainAfterRemovalOfNewFile) {
   const TemporaryFolder folder;
   const auto remove = [&folder] { EXPECT_EQ(0, unlink((folder / ".file.new").c_str())); };
   RunWithPausedCalls({{SYS_newfstatat, ".file.new", 1, remove}}, [&folder] {
@@ -216,14 +216,14 @@ TEST(FileReplacement, TakesAnotherLockWhereItsFileWasTakenAway) {
   });
 }
 
-TEST(FileReplacement, KeepsTheGroupOfAnothersFileWhereItMay) {
-  if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
+TEST(FileReplacement, KeepsGroupOfOtherUsersFile) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can change the owner of a file";
   constexpr gid_t kOrdinaryGroup = 65534;
   const TemporaryFolder folder;
   WriteFile(folder / "file", "old");
   ASSERT_EQ(0, chown((folder / "file").c_str(), 12, kOrdinaryGroup));
   ASSERT_EQ(0, chmod((folder / "file").c_str(), 0660));
-  // What is made in it belongs to its own group.
+  // New files in a set-group-ID folder get the group of the folder.
   ASSERT_EQ(0, chown(folder.path().c_str(), 0, 34));
   ASSERT_EQ(0, chmod(folder.path().c_str(), 02777));
   EXPECT_TRUE(RunAsOrdinaryUser([&folder] { EXPECT_EQ(noErr, Replace(folder / "file", "new")); }));

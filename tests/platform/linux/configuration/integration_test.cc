@@ -24,7 +24,7 @@ MenuFileEditor Writing(const std::string& newText) {
 }
 
 MenuFileChange Delete(const Text&, std::string* newText) {
-  *newText = "what is left";
+  *newText = "text for the link target";
   return MenuFileChange::kDelete;
 }
 
@@ -34,10 +34,10 @@ mode_t ModeOf(const std::string& path) {
   return info.st_mode & 07777U;
 }
 
-TEST(EditMenuFile, ShowsTheTextAndWritesWhatItIsTold) {
+TEST(EditMenuFile, PassesTextAndWritesResult) {
   const TemporaryFolder folder;
   const std::string path = folder / "a\n/.b/\xFF";
-  Text seen = "nothing was asked";
+  Text seen = "not called";
   EXPECT_EQ(noErr, EditMenuFile(path, MenuFileKind::kDocument,
                                 [&seen](const Text& text, std::string* newText) {
                                   seen = text;
@@ -53,14 +53,14 @@ TEST(EditMenuFile, ShowsTheTextAndWritesWhatItIsTold) {
   EXPECT_EQ(ReadFile(path), text);
 }
 
-TEST(EditMenuFile, TouchesNothingWhereNothingIsToBeDone) {
+TEST(EditMenuFile, NoChangeCreatesNothing) {
   const TemporaryFolder folder;
   const auto keep = [](const Text&, std::string*) { return MenuFileChange::kNone; };
   EXPECT_EQ(noErr, EditMenuFile(folder / "a/b", MenuFileKind::kDocument, keep));
   EXPECT_FALSE(Exists(folder / "a"));
 }
 
-TEST(EditMenuFile, LetsTheOwnerRunAProgramAndKeepsTheRestOfTheMode) {
+TEST(EditMenuFile, MakesProgramExecutable) {
   const TemporaryFolder folder;
   EXPECT_EQ(noErr, EditMenuFile(folder / "new", MenuFileKind::kProgram, Writing("x")));
   EXPECT_EQ(0700U, ModeOf(folder / "new"));
@@ -70,7 +70,7 @@ TEST(EditMenuFile, LetsTheOwnerRunAProgramAndKeepsTheRestOfTheMode) {
   EXPECT_EQ(0740U, ModeOf(folder / "old"));
 }
 
-TEST(EditMenuFile, DeletesAFileButWritesWhatALinkLeadsTo) {
+TEST(EditMenuFile, DeletesFileButKeepsLink) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "x");
   EXPECT_EQ(noErr, EditMenuFile(folder / "file", MenuFileKind::kDocument, Delete));
@@ -79,18 +79,18 @@ TEST(EditMenuFile, DeletesAFileButWritesWhatALinkLeadsTo) {
   WriteFile(folder / "kept/target", "x");
   MakeLink("kept/target", folder / "link");
   EXPECT_EQ(noErr, EditMenuFile(folder / "link", MenuFileKind::kDocument, Delete));
-  EXPECT_EQ("what is left", ReadFile(folder / "kept/target"));
+  EXPECT_EQ("text for the link target", ReadFile(folder / "kept/target"));
   EXPECT_TRUE(Exists(folder / "link"));
 }
 
-TEST(EditMenuFile, AsksAgainWhenTheFileChangedMeanwhile) {
+TEST(EditMenuFile, RepeatsAfterConcurrentChange) {
   const TemporaryFolder folder;
   const std::string path = folder / "file";
   WriteFile(path, "first");
-  int asked = 0;
+  int calls = 0;
   const Status status =
       EditMenuFile(path, MenuFileKind::kDocument, [&](const Text& text, std::string* newText) {
-        if (++asked == 2) WriteFile(path, "another program's");
+        if (++calls == 2) WriteFile(path, "another program's");
         *newText = text.value_or("") + " and ours";
         return MenuFileChange::kWrite;
       });
@@ -98,7 +98,7 @@ TEST(EditMenuFile, AsksAgainWhenTheFileChangedMeanwhile) {
   EXPECT_EQ("another program's and ours", ReadFile(path));
 }
 
-TEST(EditMenuFile, GivesUpOnAFileThatKeepsChanging) {
+TEST(EditMenuFile, FailsAfterRepeatedChanges) {
   const TemporaryFolder folder;
   const std::string path = folder / "file";
   WriteFile(path, "x");
@@ -114,13 +114,13 @@ TEST(EditMenuFile, GivesUpOnAFileThatKeepsChanging) {
   }
 }
 
-TEST(EditMenuFile, RefusesWhatIsNoFileOrTooLarge) {
+TEST(EditMenuFile, RejectsNonFilesAndLargeFiles) {
   const TemporaryFolder folder;
   MakeFolder(folder / "folder");
   ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
   WriteFile(folder / "large", std::string((size_t{4} << 20U) + 1, 'x'));
   MakeLink("loop", folder / "loop");
-  std::string text = "as it was";
+  std::string text = "unchanged";
   for (const char* name : {"folder", "fifo", "large"}) {
     EXPECT_EQ(paramErr, EditMenuFile(folder / name, MenuFileKind::kDocument, Writing("x")));
     EXPECT_EQ(paramErr, ReadMenuFile(folder / name, &text));
@@ -130,7 +130,7 @@ TEST(EditMenuFile, RefusesWhatIsNoFileOrTooLarge) {
   EXPECT_EQ(paramErr, EditMenuFile(folder / "x", MenuFileKind::kDocument, {}));
   EXPECT_EQ(paramErr, ReadMenuFile(folder / "x", nullptr));
   EXPECT_EQ(fnfErr, ReadMenuFile(folder / "x", &text));
-  EXPECT_EQ("as it was", text);
+  EXPECT_EQ("unchanged", text);
 }
 
 TEST(UserPaths, FollowTheEnvironment) {
@@ -147,7 +147,7 @@ TEST(UserPaths, FollowTheEnvironment) {
   EXPECT_EQ("/home/u/.local/share/x", UserDataPath("x"));
 }
 
-TEST(ReadSystemConfiguration, TakesTheFirstFolderThatHasTheFile) {
+TEST(ReadSystemConfiguration, ReadsFirstFileFound) {
   const TemporaryFolder folder;
   WriteFile(folder / "second/a/b", "second");
   WriteFile(folder / "third/a/b", "third");

@@ -39,8 +39,7 @@ ICMapHandle ReadMapping() {
   return mapping;
 }
 
-// The entries of the user's file, which come behind the built-in ones, as "EXTENSION TYPE" in
-// bytes.
+// Returns the entries of the user's file, which follow the built-in entries, as "EXTENSION TYPE".
 std::vector<std::string> UserEntries() {
   const ICMapHandle mapping = ReadMapping();
   std::vector<std::string> entries;
@@ -54,7 +53,7 @@ std::vector<std::string> UserEntries() {
   return entries;
 }
 
-TEST(InternetConfig, RefusesCallsOutOfTurnAndMissingArguments) {
+TEST(InternetConfig, RejectsWrongOrderAndMissingArguments) {
   const PreferencesFolder preferences;
   ICInstance instance;
   ICMapHandle mapping = {{1, u"before"}};
@@ -72,7 +71,7 @@ TEST(InternetConfig, RefusesCallsOutOfTurnAndMissingArguments) {
   ASSERT_THAT(mapping, SizeIs(1));
   EXPECT_EQ(u"before", mapping[0].extension);
   EXPECT_EQ(noErr, ICStop(&instance));
-  EXPECT_EQ(paramErr, ICEnd(&instance)) << "the access ends with the instance";
+  EXPECT_EQ(paramErr, ICEnd(&instance)) << "ICStop ends the access";
   EXPECT_EQ(paramErr, ICStop(nullptr));
   EXPECT_EQ(paramErr, ICEnd(nullptr));
 }
@@ -93,7 +92,7 @@ TEST(InternetConfig, CountsEntriesFromOne) {
   EXPECT_EQ(0x54455854U, entry.fileType);
 }
 
-TEST(InternetConfig, HoldsTheBuiltInTypesWithoutAFile) {
+TEST(InternetConfig, HasBuiltInTypesWithoutFile) {
   const PreferencesFolder preferences;
   const ICMapHandle mapping = ReadMapping();
   ASSERT_THAT(mapping, SizeIs(BuiltinFileTypes().size()));
@@ -104,7 +103,7 @@ TEST(InternetConfig, HoldsTheBuiltInTypesWithoutAFile) {
   EXPECT_THAT(DescribeBadMappingLines(), IsEmpty());
 }
 
-TEST(InternetConfig, ReadsTheLinesOfTheUsersFileInTheirOrder) {
+TEST(InternetConfig, ReadsUserFileInOrder) {
   const PreferencesFolder preferences;
   WriteFile(preferences.MappingPath(),
             "\xEF\xBB\xBF# my own\r\n"
@@ -129,58 +128,58 @@ TEST(InternetConfig, ReadsTheLinesOfTheUsersFileInTheirOrder) {
   EXPECT_THAT(DescribeBadMappingLines(), SizeIs(1));
 }
 
-TEST(InternetConfig, SkipsBadLinesAndTellsOfThem) {
+TEST(InternetConfig, SkipsAndReportsMalformedLines) {
   const std::vector<std::array<std::string, 2>> rows = {
-      {".a", "there is no type behind the extension"},
-      {".a  \t", "there is no type behind the extension"},
-      {"\"TEXT\"", "there is no type behind the extension"},
+      {".a", "no type after the extension"},
+      {".a  \t", "no type after the extension"},
+      {"\"TEXT\"", "no type after the extension"},
       {".a TEXT", "the type is not in double quotes"},
       {".a 'TEXT'", "the type is not in double quotes"},
       {".a \"TEXT", "the closing quote of the type is missing"},
       {".a \"", "the closing quote of the type is missing"},
-      {".a \"TEXT\"x", "there is no blank behind the type"},
-      {".a \"TEXT\"\r.b \"TEXT\"", "there is no blank behind the type"},
-      {". \"TEXT\"", "there is no extension behind the dot"},
+      {".a \"TEXT\"x", "no space after the type"},
+      {".a \"TEXT\"\r.b \"TEXT\"", "no space after the type"},
+      {". \"TEXT\"", "no extension after the dot"},
       {".a \"TEXTS\"", "the type is longer than four bytes"},
       {".a \"\xC3\xA9\xC3\xA9\xC3\xA9\"", "the type is longer than four bytes"},
       {".caf\xE9 \"TEXT\"", "the extension is not UTF-8"},
       {".a \"\xE9\"", "the type is not UTF-8"},
-      {".a\x01 \"TEXT\"", "the extension holds a control character"},
-      {".a \"T\tXT\"", "the type holds a control character"},
-      {std::string(".a \"T\0\"", 7), "the type holds a control character"},
-      {std::string(300'000, 'x'), "there is no type behind the extension"},
+      {".a\x01 \"TEXT\"", "the extension contains a control character"},
+      {".a \"T\tXT\"", "the type contains a control character"},
+      {std::string(".a \"T\0\"", 7), "the type contains a control character"},
+      {std::string(300'000, 'x'), "no type after the extension"},
       {".a \"" + std::string(300'000, 'x') + "\"", "the type is longer than four bytes"},
   };
   for (const auto& [line, problem] : rows) {
     const PreferencesFolder preferences;
     WriteFile(preferences.MappingPath(), ".good \"GOOD\"\n" + line + "\n.also \"ALSO\"\n");
     EXPECT_THAT(UserEntries(), ElementsAre(".good GOOD", ".also ALSO")) << problem;
-    EXPECT_THAT(DescribeBadMappingLines(),
-                ElementsAre(preferences.MappingPath() + ", line 2: " + problem +
-                            "; expected .ext \"TYPE\", with a type of at most four bytes."));
+    EXPECT_THAT(
+        DescribeBadMappingLines(),
+        ElementsAre(preferences.MappingPath() + ":2: " + problem + "; expected .ext \"TYPE\""));
   }
 }
 
-TEST(DescribeBadMappingLines, CountsTheLinesBeyondTheFirstTwenty) {
+TEST(DescribeBadMappingLines, CountsLinesBeyondTwenty) {
   const PreferencesFolder preferences;
   std::string text;
   for (int i = 0; i < 25; ++i) text += "bad\n";
   WriteFile(preferences.MappingPath(), text);
-  const std::vector<std::string> sentences = DescribeBadMappingLines();
-  ASSERT_THAT(sentences, SizeIs(21));
-  EXPECT_THAT(sentences[19], HasSubstr(", line 20: "));
-  EXPECT_EQ(preferences.MappingPath() + " has 5 more lines that cannot be read.", sentences[20]);
+  const std::vector<std::string> messages = DescribeBadMappingLines();
+  ASSERT_THAT(messages, SizeIs(21));
+  EXPECT_THAT(messages[19], HasSubstr("extensions.map:20: "));
+  EXPECT_EQ(preferences.MappingPath() + ": 5 more malformed lines", messages[20]);
 }
 
-TEST(DescribeBadMappingLines, TellsOfAFileThatCannotBeRead) {
+TEST(DescribeBadMappingLines, ReportsFolder) {
   const PreferencesFolder preferences;
   MakeFolder(preferences.MappingPath());
   EXPECT_THAT(DescribeBadMappingLines(),
-              ElementsAre(StartsWith(preferences.MappingPath() + " cannot be read: ")));
+              ElementsAre(StartsWith(preferences.MappingPath() + ": not a regular file")));
   EXPECT_THAT(UserEntries(), IsEmpty());
 }
 
-TEST(DescribeBadMappingLines, TellsOfAFileThatTheUserMayNotRead) {
+TEST(DescribeBadMappingLines, ReportsUnreadableFile) {
   const PreferencesFolder preferences;
   WriteFile(preferences.MappingPath(), ".a \"TEXT\"\n");
   const std::string folder =
@@ -190,26 +189,26 @@ TEST(DescribeBadMappingLines, TellsOfAFileThatTheUserMayNotRead) {
   ASSERT_EQ(0, chmod(preferences.MappingPath().c_str(), 0));
   EXPECT_TRUE(RunAsOrdinaryUser([&] {
     EXPECT_THAT(DescribeBadMappingLines(),
-                ElementsAre(preferences.MappingPath() + " cannot be read: permission is denied."));
+                ElementsAre(preferences.MappingPath() + ": permission denied"));
     EXPECT_THAT(UserEntries(), IsEmpty());
   }));
 }
 
-TEST(DescribeBadMappingLines, IsSilentWhereTheFileOrItsFolderIsMissing) {
+TEST(DescribeBadMappingLines, AcceptsMissingFileAndFolder) {
   const PreferencesFolder preferences;
   EXPECT_THAT(DescribeBadMappingLines(), IsEmpty());
   MakeLink("nowhere", preferences.MappingPath());
   EXPECT_THAT(DescribeBadMappingLines(), IsEmpty());
 }
 
-TEST(DescribeBadMappingLines, IsSilentWhereTheFoldersNameIsThatOfAFile) {
+TEST(DescribeBadMappingLines, AcceptsFileInPlaceOfFolder) {
   const PreferencesFolder preferences;
   WriteFile(preferences.MappingPath().substr(0, preferences.MappingPath().rfind('/')));
   EXPECT_THAT(DescribeBadMappingLines(), IsEmpty());
   EXPECT_THAT(UserEntries(), IsEmpty());
 }
 
-TEST(BuiltinFileTypes, HoldEachExtensionOnceWithATypeOfFourBytes) {
+TEST(BuiltinFileTypes, ExtensionsAreUnique) {
   std::set<std::string_view> seen;
   for (const BuiltinFileType& builtin : BuiltinFileTypes()) {
     EXPECT_TRUE(seen.insert(builtin.extension).second) << builtin.extension;
@@ -223,12 +222,12 @@ TEST(BuiltinFileTypes, HoldEachExtensionOnceWithATypeOfFourBytes) {
   EXPECT_GE(seen.size(), 100U);
 }
 
-TEST(DescribeBadMappingLines, TellsWhatTheVolumeReports) {
+TEST(DescribeBadMappingLines, ReportsInjectedError) {
   const PreferencesFolder preferences;
   WriteFile(preferences.MappingPath(), ".x \"TEST\"\n");
   RunWithPausedCalls({{SYS_read, "", 1, {}, EIO}}, [&preferences] {
     EXPECT_THAT(DescribeBadMappingLines(),
-                ElementsAre(preferences.MappingPath() + " cannot be read: error -36."));
+                ElementsAre(preferences.MappingPath() + ": filesystem error -36"));
   });
 }
 

@@ -29,7 +29,9 @@
 namespace tessary::test {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 using Value = std::optional<CFPropertyList>;
 using Names = std::vector<std::string>;
@@ -41,7 +43,7 @@ bool SetAndSynchronise(const std::string& key, const Value& value) {
   return CFPreferencesAppSynchronize();
 }
 
-// Runs `body` in a child process; true when it made no expectation fail.
+// Runs `body` in a child process. Returns true if no expectation failed there.
 bool RunInChild(const std::function<void()>& body) {
   (void)std::fflush(nullptr);
   const pid_t child = fork();
@@ -54,7 +56,7 @@ bool RunInChild(const std::function<void()>& body) {
   return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-// Runs `body` as a user whom permissions bind, to whom the configuration folder is given first.
+// Runs `body` as an ordinary user, who becomes the owner of the configuration folder.
 bool RunAsOrdinaryUser(const std::string& configHome, const std::function<void()>& body) {
   if (geteuid() != 0) return RunInChild(body);
   constexpr uid_t kNobody = 65534;
@@ -71,7 +73,7 @@ bool RunAsOrdinaryUser(const std::string& configHome, const std::function<void()
   });
 }
 
-TEST(PreferencesStore, ReadsEachTypeAsItsOwn) {
+TEST(PreferencesStore, DistinguishesTypes) {
   const PreferencesFolder folder;
   folder.Write("b = true\nn = 1\ns = 'true'\nf = 1.0\n");
   EXPECT_EQ(Value(true), CFPreferencesCopyAppValue("b"));
@@ -82,12 +84,12 @@ TEST(PreferencesStore, ReadsEachTypeAsItsOwn) {
   EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("B"));
 }
 
-TEST(PreferencesStore, TellsThePathOfItsFile) {
+TEST(PreferencesStore, ReturnsPathOfFile) {
   const PreferencesFolder folder;
   EXPECT_EQ(folder.PreferencesPath(), PreferencesFilePath());
 }
 
-TEST(PreferencesStore, IsEmptyAndWellWithoutAFileOrWithADanglingLink) {
+TEST(PreferencesStore, IsEmptyWithoutFile) {
   const PreferencesFolder folder;
   EXPECT_TRUE(CFPreferencesAppSynchronize());
   EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("N"));
@@ -97,7 +99,7 @@ TEST(PreferencesStore, IsEmptyAndWellWithoutAFileOrWithADanglingLink) {
   EXPECT_EQ(std::nullopt, DescribePreferencesProblem());
 }
 
-TEST(PreferencesStore, SeesOutsideChangesAtASynchroniseOnly) {
+TEST(PreferencesStore, ReadsChangesOnSynchronise) {
   const PreferencesFolder folder;
   folder.Write("N = 1\n");
   for (const char* text : {"N = 2\n", "N = 3\n", "M = 1\n", "N = 10\n", ""}) {
@@ -114,7 +116,7 @@ TEST(PreferencesStore, SeesOutsideChangesAtASynchroniseOnly) {
   EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("N"));
 }
 
-TEST(PreferencesStore, SeesChangesOfTheSameSizeThatComeFasterThanTheClockTicks) {
+TEST(PreferencesStore, DetectsRapidChangesOfSameSize) {
   const PreferencesFolder folder;
   for (int64_t i = 0; i < 2000; ++i) {
     folder.Write("N = " + std::to_string(i % 10) + "\n");
@@ -122,11 +124,11 @@ TEST(PreferencesStore, SeesChangesOfTheSameSizeThatComeFasterThanTheClockTicks) 
   }
 }
 
-TEST(PreferencesStore, SeesAChangeThatKeepsSizeAndModificationDateOfAnOldFile) {
+TEST(PreferencesStore, DetectsChangeWithSameSizeAndDate) {
   const PreferencesFolder folder;
   folder.Write("N = 1\n");
   SetModificationDate(folder.PreferencesPath(), 1000);
-  // Until the file is old enough for its stamp to be trusted.
+  // Wait until the file is old enough for its stamp to be trusted.
   std::this_thread::sleep_for(std::chrono::milliseconds(2200));
   EXPECT_TRUE(CFPreferencesAppSynchronize());
   EXPECT_TRUE(CFPreferencesAppSynchronize());
@@ -137,9 +139,9 @@ TEST(PreferencesStore, SeesAChangeThatKeepsSizeAndModificationDateOfAnOldFile) {
   EXPECT_EQ(Value(int64_t{2}), CFPreferencesCopyAppValue("N"));
 }
 
-TEST(PreferencesStore, LoadsTheFileAtTheFirstReadOfAProcess) {
-  // In the style that starts this program anew, where nothing has used the store yet; the child
-  // runs this test from its beginning, with a temporary folder of its own.
+TEST(PreferencesStore, FirstReadLoadsFile) {
+  // This style executes the program again, so that nothing has used the store yet. The child runs
+  // this test from its start, with its own temporary folder.
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const char* const saved = std::getenv("XDG_CONFIG_HOME");
   const std::string savedHome = saved != nullptr ? saved : "";
@@ -154,11 +156,11 @@ TEST(PreferencesStore, LoadsTheFileAtTheFirstReadOfAProcess) {
     std::exit(first == Value(int64_t{5}) && second == first ? 0 : 1);
   };
   EXPECT_EXIT(body(), testing::ExitedWithCode(0), "");
-  // An empty value is as good as none.
+  // An empty value means unset.
   setenv("XDG_CONFIG_HOME", savedHome.c_str(), 1);
 }
 
-TEST(PreferencesStore, WritesAtASynchroniseWhatReadsSeeAtOnce) {
+TEST(PreferencesStore, WritesOnSynchronise) {
   const PreferencesFolder folder;
   folder.Write("# note\nN = 1 # one\r\nM = true");
   CFPreferencesSetAppValue("N", int64_t{2});
@@ -175,7 +177,7 @@ TEST(PreferencesStore, WritesAtASynchroniseWhatReadsSeeAtOnce) {
   EXPECT_EQ(Names{"preferences.toml"}, NamesIn(FolderOf(folder.PreferencesPath())));
 }
 
-TEST(PreferencesStore, MakesFileAndFolderForTheirUserAlone) {
+TEST(PreferencesStore, CreatesPrivateFileAndFolder) {
   const PreferencesFolder folder;
   EXPECT_TRUE(SetAndSynchronise("N", int64_t{1}));
   EXPECT_EQ("N = 1\n", ReadFile(folder.PreferencesPath()));
@@ -186,7 +188,7 @@ TEST(PreferencesStore, MakesFileAndFolderForTheirUserAlone) {
   EXPECT_EQ(0600U, info.st_mode & 07777);
 }
 
-TEST(PreferencesStore, TouchesNothingWhenNothingChanges) {
+TEST(PreferencesStore, NoChangeWritesNothing) {
   const PreferencesFolder folder;
   EXPECT_TRUE(SetAndSynchronise("N", std::nullopt));
   EXPECT_FALSE(Exists(FolderOf(folder.PreferencesPath())));
@@ -200,7 +202,7 @@ TEST(PreferencesStore, TouchesNothingWhenNothingChanges) {
   EXPECT_EQ("N = 0x1\n", ReadFile(folder.PreferencesPath()));
 }
 
-TEST(PreferencesStore, WritesBesideWhatOthersWroteSinceTheLastRead) {
+TEST(PreferencesStore, KeepsChangesOfOtherPrograms) {
   const PreferencesFolder folder;
   folder.Write("N = 1\n");
   WriteFile(folder.PreferencesPath(), "# new\nN = 1\nM = 7\n");
@@ -209,7 +211,7 @@ TEST(PreferencesStore, WritesBesideWhatOthersWroteSinceTheLastRead) {
   EXPECT_EQ(Value(int64_t{7}), CFPreferencesCopyAppValue("M"));
 }
 
-TEST(PreferencesStore, WritesThroughALinkAndKeepsIt) {
+TEST(PreferencesStore, WritesThroughLink) {
   const PreferencesFolder folder;
   const TemporaryFolder elsewhere;
   MakeLink(elsewhere / "mine.toml", folder.PreferencesPath());
@@ -226,16 +228,16 @@ TEST(PreferencesStore, WritesThroughALinkAndKeepsIt) {
   EXPECT_EQ(Value(int64_t{3}), CFPreferencesCopyAppValue("N"));
 }
 
-TEST(PreferencesStore, FailsToWriteThroughALinkIntoAFolderThatIsMissing) {
+TEST(PreferencesStore, ReportsLinkIntoMissingFolder) {
   const PreferencesFolder folder;
   MakeLink("no folder/mine.toml", folder.PreferencesPath());
   EXPECT_FALSE(SetAndSynchronise("N", int64_t{1}));
   EXPECT_THAT(DescribePreferencesProblem().value_or(""),
-              HasSubstr("the folder that it lies in does not exist"));
+              HasSubstr(": its folder does not exist; not changed"));
   EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("N"));
 }
 
-TEST(PreferencesStore, NeverReplacesAFileThatCannotBeParsed) {
+TEST(PreferencesStore, DoesNotReplaceInvalidFile) {
   const PreferencesFolder folder;
   const std::string text = "N = 1\nM = yes\n";
   folder.Write("N = 1\n");
@@ -243,22 +245,22 @@ TEST(PreferencesStore, NeverReplacesAFileThatCannotBeParsed) {
   EXPECT_FALSE(CFPreferencesAppSynchronize());
   EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("N"));
   EXPECT_THAT(DescribePreferencesProblem().value_or(""),
-              HasSubstr(folder.PreferencesPath() + " cannot be read, because line 2, column 5: "));
+              MatchesRegex(folder.PreferencesPath() + ":2:5: .*; using defaults"));
   for (const Value& value : {Value(int64_t{2}), Value()}) {
     EXPECT_FALSE(SetAndSynchronise("N", value));
     EXPECT_THAT(DescribePreferencesProblem().value_or(""),
-                HasSubstr(folder.PreferencesPath() + " was not changed, because line 2, column 5"));
+                MatchesRegex(folder.PreferencesPath() + ":2:5: .*; not changed"));
   }
   EXPECT_EQ(text, ReadFile(folder.PreferencesPath()));
   EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("N"));
   EXPECT_FALSE(CFPreferencesAppSynchronize());
-  EXPECT_THAT(DescribePreferencesProblem().value_or(""), HasSubstr(" cannot be read, because "));
+  EXPECT_THAT(DescribePreferencesProblem().value_or(""), EndsWith("; using defaults"));
   folder.Write("N = 1\n");
   EXPECT_EQ(std::nullopt, DescribePreferencesProblem());
   EXPECT_EQ(Value(int64_t{1}), CFPreferencesCopyAppValue("N"));
 }
 
-TEST(PreferencesStore, NeverReplacesAFileThatItDoesNotReadWhole) {
+TEST(PreferencesStore, DoesNotReplaceTooLargeFile) {
   const PreferencesFolder folder;
   const std::string text = "N = 1\n#" + std::string(70000, ' ') + "\nM = 2\n";
   folder.Write(text);
@@ -267,49 +269,50 @@ TEST(PreferencesStore, NeverReplacesAFileThatItDoesNotReadWhole) {
   EXPECT_EQ(text, ReadFile(folder.PreferencesPath()));
 }
 
-// Why the store, with its file below this folder, could not do what it was asked for.
+// Returns the problem of setting a value in the preferences file below this folder.
 std::string ProblemBelow(const std::string& configHome) {
   const EnvironmentVariable variable("XDG_CONFIG_HOME", configHome);
-  // What is set before would be forgotten with the file before.
+  // Switches to the new file first, because a change pending for the old file is discarded.
   (void)CFPreferencesAppSynchronize();
   EXPECT_FALSE(SetAndSynchronise("a", true)) << configHome;
   return DescribePreferencesProblem().value_or("");
 }
 
-TEST(PreferencesStore, TellsWhatIsWrongWithThePathOfItsFile) {
+TEST(PreferencesStore, ReportsInvalidPath) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
-  EXPECT_THAT(ProblemBelow(folder / "file"), HasSubstr("because a part of its path is no folder"));
+  EXPECT_THAT(ProblemBelow(folder / "file"),
+              HasSubstr(": a component of the path is not a folder;"));
   MakeLink("preferences.toml", folder / "tessary/preferences.toml");
-  EXPECT_THAT(ProblemBelow(folder.path()), HasSubstr("because the file system reports error -36"));
+  EXPECT_THAT(ProblemBelow(folder.path()), HasSubstr(": filesystem error -36;"));
 }
 
-TEST(PreferencesStore, TellsThatTheVolumeIsFullOrReadOnlyAndKeepsTheFile) {
+TEST(PreferencesStore, ReportsFullAndReadOnlyFilesystem) {
   MemoryVolume volume("size=64k");
-  if (!volume.IsMounted()) GTEST_SKIP() << "this process may not mount a volume of its own";
+  if (!volume.IsMounted()) GTEST_SKIP() << "this process may not mount a filesystem";
   const std::string path = volume / "tessary/preferences.toml";
   WriteFile(path, "b = 1\n");
-  std::ofstream(volume / "filling") << std::string(100'000, 'x');
-  EXPECT_THAT(ProblemBelow(volume.path()), HasSubstr("because there is no room on the volume"));
+  std::ofstream(volume / "filler") << std::string(100'000, 'x');
+  EXPECT_THAT(ProblemBelow(volume.path()), HasSubstr(": no space left on device;"));
   EXPECT_EQ("b = 1\n", ReadFile(path));
   EXPECT_EQ(Names{"preferences.toml"}, NamesIn(volume / "tessary"));
-  std::filesystem::remove(volume / "filling");
+  std::filesystem::remove(volume / "filler");
   volume.MakeReadOnly();
-  EXPECT_THAT(ProblemBelow(volume.path()), HasSubstr("because the volume is read-only"));
+  EXPECT_THAT(ProblemBelow(volume.path()), HasSubstr(": read-only filesystem;"));
 }
 
-TEST(PreferencesStore, ForgetsWhatCouldNotBeWritten) {
+TEST(PreferencesStore, DiscardsChangeThatFailed) {
   const PreferencesFolder folder;
   folder.Write("[N]\n");
   EXPECT_FALSE(SetAndSynchronise("N", int64_t{1}));
-  EXPECT_THAT(DescribePreferencesProblem().value_or(""), HasSubstr("\"N\" is a table in it"));
+  EXPECT_THAT(DescribePreferencesProblem().value_or(""), HasSubstr("\"N\" is a table"));
   EXPECT_EQ(Value(UnsupportedPreferenceValue{}), CFPreferencesCopyAppValue("N"));
   EXPECT_TRUE(CFPreferencesAppSynchronize());
   EXPECT_EQ(std::nullopt, DescribePreferencesProblem());
   EXPECT_EQ("[N]\n", ReadFile(folder.PreferencesPath()));
 }
 
-TEST(PreferencesStore, ForgetsWhatWasSetForAnotherFile) {
+TEST(PreferencesStore, DiscardsChangesForPreviousFile) {
   const PreferencesFolder first;
   first.Write("N = 1\n");
   CFPreferencesSetAppValue("N", int64_t{2});
@@ -325,26 +328,26 @@ TEST(PreferencesStore, ForgetsWhatWasSetForAnotherFile) {
   EXPECT_EQ("N = 1\n", ReadFile(first.PreferencesPath()));
 }
 
-TEST(OverridePreference, ComesFirstAndIsNeverWritten) {
+TEST(OverridePreference, HasPrecedenceAndIsNotWritten) {
   const PreferencesFolder folder;
-  folder.Write("Laid = 1\nM = 1\n");
+  folder.Write("Overridden = 1\nM = 1\n");
   const auto body = [&] {
-    OverridePreference("Laid", true);
-    EXPECT_EQ(Value(true), CFPreferencesCopyAppValue("Laid"));
+    OverridePreference("Overridden", true);
+    EXPECT_EQ(Value(true), CFPreferencesCopyAppValue("Overridden"));
     EXPECT_EQ(Value(int64_t{1}), CFPreferencesCopyAppValue("M"));
     EXPECT_TRUE(SetAndSynchronise("M", int64_t{2}));
-    EXPECT_EQ("Laid = 1\nM = 2\n", ReadFile(folder.PreferencesPath()));
-    EXPECT_TRUE(SetAndSynchronise("Laid", int64_t{3}));
-    EXPECT_EQ("Laid = 3\nM = 2\n", ReadFile(folder.PreferencesPath()));
-    WriteFile(folder.PreferencesPath(), "Laid = = 4\n");
+    EXPECT_EQ("Overridden = 1\nM = 2\n", ReadFile(folder.PreferencesPath()));
+    EXPECT_TRUE(SetAndSynchronise("Overridden", int64_t{3}));
+    EXPECT_EQ("Overridden = 3\nM = 2\n", ReadFile(folder.PreferencesPath()));
+    WriteFile(folder.PreferencesPath(), "Overridden = = 4\n");
     EXPECT_FALSE(CFPreferencesAppSynchronize());
-    EXPECT_EQ(Value(true), CFPreferencesCopyAppValue("Laid"));
+    EXPECT_EQ(Value(true), CFPreferencesCopyAppValue("Overridden"));
   };
-  // In a process of its own, because what is laid stays.
+  // In a child process, because an override stays for the life of the process.
   EXPECT_TRUE(RunInChild(body));
 }
 
-TEST(PreferencesStore, StandsForAnEmptyOneWhereTheFileMayNotBeRead) {
+TEST(PreferencesStore, UnreadableFileMeansDefaults) {
   const PreferencesFolder folder;
   folder.Write("N = 1\n");
   ASSERT_EQ(0, chmod(folder.PreferencesPath().c_str(), 0200));
@@ -352,22 +355,22 @@ TEST(PreferencesStore, StandsForAnEmptyOneWhereTheFileMayNotBeRead) {
   EXPECT_TRUE(RunAsOrdinaryUser(configHome, [] {
     EXPECT_FALSE(CFPreferencesAppSynchronize());
     EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("N"));
-    EXPECT_THAT(DescribePreferencesProblem().value_or(""), HasSubstr("permission is denied"));
+    EXPECT_THAT(DescribePreferencesProblem().value_or(""), HasSubstr(": permission denied;"));
     EXPECT_FALSE(SetAndSynchronise("N", int64_t{2}));
-    EXPECT_THAT(DescribePreferencesProblem().value_or(""), HasSubstr("was not changed"));
+    EXPECT_THAT(DescribePreferencesProblem().value_or(""), EndsWith("; not changed"));
   }));
   ASSERT_EQ(0, chmod(folder.PreferencesPath().c_str(), 0600));
   EXPECT_EQ("N = 1\n", ReadFile(folder.PreferencesPath()));
 }
 
-TEST(PreferencesStore, LeavesAWriteProtectedFileOrFolderAlone) {
+TEST(PreferencesStore, KeepsWriteProtectedFile) {
   const PreferencesFolder folder;
   folder.Write("N = 1\n");
   const std::string configHome = FolderOf(FolderOf(folder.PreferencesPath()));
   const auto body = [] {
     EXPECT_TRUE(CFPreferencesAppSynchronize());
     EXPECT_FALSE(SetAndSynchronise("N", int64_t{2}));
-    EXPECT_THAT(DescribePreferencesProblem().value_or(""), HasSubstr("permission is denied"));
+    EXPECT_THAT(DescribePreferencesProblem().value_or(""), HasSubstr(": permission denied;"));
     EXPECT_EQ(Value(int64_t{1}), CFPreferencesCopyAppValue("N"));
   };
   ASSERT_EQ(0, chmod(folder.PreferencesPath().c_str(), 0400));
@@ -379,7 +382,7 @@ TEST(PreferencesStore, LeavesAWriteProtectedFileOrFolderAlone) {
   EXPECT_EQ(Names{"preferences.toml"}, NamesIn(FolderOf(folder.PreferencesPath())));
 }
 
-TEST(PreferencesStore, LosesNothingOfSeveralProgramsThatWriteAtOnce) {
+TEST(PreferencesStore, ConcurrentWritersLoseNothing) {
   const PreferencesFolder folder;
   folder.Write("# head\nkept = 1 # note\n[table]\nkey0 = 'other'\n");
   constexpr int kPrograms = 4;
@@ -390,12 +393,12 @@ TEST(PreferencesStore, LosesNothingOfSeveralProgramsThatWriteAtOnce) {
     const pid_t child = fork();
     if (child == 0) {
       const std::string key = "key" + std::to_string(program);
-      bool isWell = true;
+      bool succeeded = true;
       for (int64_t i = 1; i <= kWrites; ++i) {
-        isWell = isWell && SetAndSynchronise(key, i);
-        isWell = isWell && CFPreferencesCopyAppValue(key) == Value(i);
+        succeeded = succeeded && SetAndSynchronise(key, i);
+        succeeded = succeeded && CFPreferencesCopyAppValue(key) == Value(i);
       }
-      _exit(isWell ? 0 : 1);
+      _exit(succeeded ? 0 : 1);
     }
     programs.push_back(child);
   }
@@ -414,16 +417,16 @@ TEST(PreferencesStore, LosesNothingOfSeveralProgramsThatWriteAtOnce) {
   EXPECT_EQ(Names{"preferences.toml"}, NamesIn(FolderOf(folder.PreferencesPath())));
 }
 
-TEST(PreferencesStore, ShowsReadersTheOldTextOrTheNewNeverAPart) {
+TEST(PreferencesStore, ReadersNeverSeePartialText) {
   const PreferencesFolder folder;
-  const std::string filling = "# " + std::string(20000, 'x') + "\n";
-  folder.Write("N = 1\n" + filling);
+  const std::string filler = "# " + std::string(20000, 'x') + "\n";
+  folder.Write("N = 1\n" + filler);
   (void)std::fflush(nullptr);
   const pid_t writer = fork();
   if (writer == 0) {
-    bool isWell = true;
-    for (int64_t i = 0; i < 60; ++i) isWell = isWell && SetAndSynchronise("N", i % 2 + 1);
-    _exit(isWell ? 0 : 1);
+    bool succeeded = true;
+    for (int64_t i = 0; i < 60; ++i) succeeded = succeeded && SetAndSynchronise("N", i % 2 + 1);
+    _exit(succeeded ? 0 : 1);
   }
   std::set<std::string> seen;
   int status = -1;
@@ -431,11 +434,11 @@ TEST(PreferencesStore, ShowsReadersTheOldTextOrTheNewNeverAPart) {
   EXPECT_EQ(0, status);
   EXPECT_FALSE(seen.empty());
   for (const std::string& text : seen) {
-    EXPECT_TRUE(text == "N = 1\n" + filling || text == "N = 2\n" + filling) << text.size();
+    EXPECT_TRUE(text == "N = 1\n" + filler || text == "N = 2\n" + filler) << text.size();
   }
 }
 
-TEST(PreferencesStore, GivesUpOnAFileThatKeepsChanging) {
+TEST(PreferencesStore, FailsAfterRepeatedChanges) {
   const PreferencesFolder preferences;
   preferences.Write("Other = 0\n");
   std::vector<PausedCall> saves;
@@ -448,7 +451,7 @@ TEST(PreferencesStore, GivesUpOnAFileThatKeepsChanging) {
   RunWithPausedCalls(saves, [&preferences] {
     EXPECT_FALSE(SetAndSynchronise("Key", CFPropertyList(true)));
     EXPECT_THAT(DescribePreferencesProblem().value_or(""),
-                HasSubstr("because another program keeps changing it;"));
+                HasSubstr(": another program keeps changing it;"));
     EXPECT_EQ("Other = 1111111111\n", ReadFile(preferences.PreferencesPath()));
   });
 }

@@ -3,24 +3,24 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace tessary::test {
 namespace {
 
-// Put together at run time, because the compiler takes an escape as far as it goes.
+// Concatenated at run time, because a hexadecimal escape in a literal would include following
+// digits.
 const std::string kByteOrderMark = "\xEF\xBB\xBF";
 
 PreferenceValues Parsed(const std::string& text) {
   PreferenceValues values;
   const auto problem = ParsePreferences(text, &values);
-  EXPECT_EQ(std::nullopt, problem) << text;
+  EXPECT_FALSE(problem) << text << ": " << problem->reason;
   return values;
 }
 
-TEST(ParsePreferences, TellsTheTypesApart) {
+TEST(ParsePreferences, DistinguishesTypes) {
   const PreferenceValues expected = {
       {"boolean", true},
       {"number", int64_t{-7}},
@@ -46,7 +46,7 @@ TEST(ParsePreferences, TellsTheTypesApart) {
                              "[[tables]]\nnumber = 1\n"));
 }
 
-TEST(ParsePreferences, ReadsByteOrderMarksDosLineEndsAndNamesBeyondAscii) {
+TEST(ParsePreferences, ReadsBomCrLfAndNonAscii) {
   EXPECT_EQ((PreferenceValues{{"a", true}, {"b", int64_t{2}}}),
             Parsed(kByteOrderMark + "a = true\r\nb = 2\r\n"));
   EXPECT_EQ((PreferenceValues{{"\xC3\xA4\n", std::string("\xC3\xB6\n")}}),
@@ -57,48 +57,63 @@ TEST(ParsePreferences, ReadsByteOrderMarksDosLineEndsAndNamesBeyondAscii) {
 
 struct RejectedRow {
   std::string text;
-  std::string place;  // with which the reason begins
+  size_t line = 0;
+  size_t column = 0;  // 0 if not checked
 };
 
-TEST(ParsePreferences, TellsTheLineAndColumnOfWhatItCannotRead) {
+TEST(ParsePreferences, ReportsLineAndColumn) {
   const std::vector<RejectedRow> rows = {
-      {"a = \n", "line 1, column 5: "},
-      {"a = 1\nb = yes\n", "line 2, column 5: "},
-      {"a = 9223372036854775808\n", "line 1, column 24: "},
-      {"a = 1\na = 2\n", "line 2, column 5: "},
-      {"a = \"\n\"", "line 1, column 6: "},
-      {"a = '''", "line 1, column "},
-      {"a = [1,\n", "line 1, column 9: "},
-      {"a = 1 b = 2", "line 1, column 7: "},
-      {"# \xff\n", "line 1, column "},
-      {"[%", "line 1, column 2: "},
-      {"[[a.%]]", "line 1, column 5: "},
-      {"a = {% = 1}", "line 1, column 6: "},
-      {"a = 1\n\xCE\x9A = 1\n", "line 2, column 1: "},
-      {"a = 2\xC3\xA9\n", "line 1, column 6: "},
-      {"a = \"\" \xC3\xA9\n", "line 1, column 8: "},
-      {std::string("a = 1\0", 6), "line 1, column "},
-      {std::string(kMaxPreferencesSize + 1, '\n'), "it is larger than 65536 bytes"},
-      {std::string(3000, '.'), "it holds more than 2048 dots"},
+      {"a = \n", 1, 5},
+      {"a = 1\nb = yes\n", 2, 5},
+      {"a = 9223372036854775808\n", 1, 24},
+      {"a = 1\na = 2\n", 2, 5},
+      {"a = \"\n\"", 1, 6},
+      {"a = '''", 1},
+      {"a = [1,\n", 1, 9},
+      {"a = 1 b = 2", 1, 7},
+      {"# \xff\n", 1},
+      {"[%", 1, 2},
+      {"[[a.%]]", 1, 5},
+      {"a = {% = 1}", 1, 6},
+      {"a = 1\n\xCE\x9A = 1\n", 2, 1},
+      {"a = 2\xC3\xA9\n", 1, 6},
+      {"a = \"\" \xC3\xA9\n", 1, 8},
+      {std::string("a = 1\0", 6), 1},
   };
   for (const RejectedRow& row : rows) {
     PreferenceValues values = {{"kept", true}};
     const auto problem = ParsePreferences(row.text, &values);
     ASSERT_TRUE(problem) << row.text.substr(0, 40);
-    EXPECT_EQ(0U, problem->rfind(row.place, 0)) << row.text.substr(0, 40) << ": " << *problem;
+    EXPECT_EQ(row.line, problem->line) << row.text.substr(0, 40) << ": " << problem->reason;
+    if (row.column != 0) {
+      EXPECT_EQ(row.column, problem->column) << row.text.substr(0, 40);
+    }
+    EXPECT_FALSE(problem->reason.empty()) << row.text.substr(0, 40);
     EXPECT_EQ((PreferenceValues{{"kept", true}}), values);
   }
 }
 
-TEST(ParsePreferences, ReadsTheLargestText) {
-  EXPECT_EQ(PreferenceValues{}, Parsed(std::string(kMaxPreferencesSize, '\n')));
+void ExpectProblemWithoutPosition(const std::string& text, const std::string& reason) {
+  PreferenceValues values = {{"kept", true}};
+  const auto problem = ParsePreferences(text, &values);
+  ASSERT_TRUE(problem) << reason;
+  EXPECT_EQ(0U, problem->line);
+  EXPECT_EQ(0U, problem->column);
+  EXPECT_EQ(reason, problem->reason);
+  EXPECT_EQ((PreferenceValues{{"kept", true}}), values);
 }
 
-TEST(ParsePreferences, StandsTheDeepestKeyThatItReads) {
+TEST(ParsePreferences, LimitsSize) {
+  EXPECT_EQ(PreferenceValues{}, Parsed(std::string(kMaxPreferencesSize, '\n')));
+  ExpectProblemWithoutPosition(std::string(kMaxPreferencesSize + 1, '\n'),
+                               "larger than 65536 bytes");
+}
+
+TEST(ParsePreferences, LimitsDepthOfKeys) {
   std::string text;
   for (int level = 0; level < 2048; ++level) text += "a.";
   EXPECT_EQ((PreferenceValues{{"a", UnsupportedPreferenceValue{}}}), Parsed(text + "a = 1"));
-  EXPECT_TRUE(ParsePreferences("a." + text + "a = 1", std::make_unique<PreferenceValues>().get()));
+  ExpectProblemWithoutPosition("a." + text + "a = 1", "more than 2048 dots");
 }
 
 struct ChangeRow {
@@ -110,12 +125,12 @@ struct ChangeRow {
 void ExpectChanges(const std::vector<ChangeRow>& rows) {
   for (const ChangeRow& row : rows) {
     std::string changed;
-    EXPECT_EQ(std::nullopt, ChangePreferences(row.before, row.changes, &changed)) << row.before;
+    EXPECT_FALSE(ChangePreferences(row.before, row.changes, &changed)) << row.before;
     EXPECT_EQ(row.after, changed);
   }
 }
 
-TEST(ChangePreferences, ReplacesOnlyTheValueOfTheKey) {
+TEST(ChangePreferences, ReplacesOnlyTheValue) {
   const PreferenceChanges toTwo = {{"N", int64_t{2}}};
   ExpectChanges({
       {"N = 1\n", toTwo, "N = 2\n"},
@@ -150,7 +165,7 @@ TEST(ChangePreferences, ReplacesOnlyTheValueOfTheKey) {
   });
 }
 
-TEST(ChangePreferences, PutsANewKeyAfterTheLastTopLevelOne) {
+TEST(ChangePreferences, InsertsNewKeyAfterLastOne) {
   const PreferenceChanges toTwo = {{"N", int64_t{2}}};
   ExpectChanges({
       {"", toTwo, "N = 2\n"},
@@ -179,7 +194,7 @@ TEST(ChangePreferences, PutsANewKeyAfterTheLastTopLevelOne) {
   });
 }
 
-TEST(ChangePreferences, RemovesTheLinesOfTheKeyOnly) {
+TEST(ChangePreferences, RemovesOnlyLinesOfKey) {
   const PreferenceChanges without = {{"N", std::nullopt}};
   ExpectChanges({
       {"N = 1\n", without, ""},
@@ -195,7 +210,7 @@ TEST(ChangePreferences, RemovesTheLinesOfTheKeyOnly) {
   });
 }
 
-TEST(ChangePreferences, SpellsEveryTypeSoThatItReadsBackTheSame) {
+TEST(ChangePreferences, RoundTripsEveryType) {
   const std::vector<CFPropertyList> values = {
       true,
       false,
@@ -214,17 +229,17 @@ TEST(ChangePreferences, SpellsEveryTypeSoThatItReadsBackTheSame) {
     for (const std::string key :
          {"Key", "a-b_1", "a b", "a.b", "", "\"", "\xC3\xA9", "1", "true"}) {
       std::string changed;
-      ASSERT_EQ(std::nullopt, ChangePreferences("first = 1\n", {{key, value}}, &changed)) << key;
+      ASSERT_FALSE(ChangePreferences("first = 1\n", {{key, value}}, &changed)) << key;
       EXPECT_EQ((PreferenceValues{{"first", int64_t{1}}, {key, value}}), Parsed(changed))
           << changed;
       std::string again;
-      ASSERT_EQ(std::nullopt, ChangePreferences(changed, {{key, std::nullopt}}, &again)) << key;
+      ASSERT_FALSE(ChangePreferences(changed, {{key, std::nullopt}}, &again)) << key;
       EXPECT_EQ("first = 1\n", again);
     }
   }
 }
 
-TEST(ChangePreferences, LeavesAKeyAloneThatHasItsValueAlready) {
+TEST(ChangePreferences, KeepsEqualValue) {
   ExpectChanges({
       {"N = 0x2\n", {{"N", int64_t{2}}}, "N = 0x2\n"},
       {"N = 'a'\n", {{"N", std::string("a")}}, "N = 'a'\n"},
@@ -235,13 +250,13 @@ TEST(ChangePreferences, LeavesAKeyAloneThatHasItsValueAlready) {
   });
 }
 
-TEST(ChangePreferences, MakesSeveralChangesAtOnce) {
+TEST(ChangePreferences, AppliesSeveralChanges) {
   ExpectChanges({{"a = 1\nb = 2\nc = 3\n",
                   {{"a", int64_t{9}}, {"b", std::nullopt}, {"d", true}, {"e", std::string("x")}},
                   "a = 9\nc = 3\nd = true\ne = \"x\"\n"}});
 }
 
-TEST(ChangePreferences, RefusesWhatItCannotDoAndLeavesTheOutcomeAlone) {
+TEST(ChangePreferences, RejectsImpossibleChanges) {
   const std::vector<ChangeRow> rows = {
       {"N = = 1\n", {{"N", int64_t{2}}}, ""},
       {"a = 1 2\n", {{"N", int64_t{2}}}, ""},
@@ -259,8 +274,8 @@ TEST(ChangePreferences, RefusesWhatItCannotDoAndLeavesTheOutcomeAlone) {
   };
   for (const ChangeRow& row : rows) {
     std::string changed = "untouched";
-    const auto reason = ChangePreferences(row.before, row.changes, &changed);
-    EXPECT_TRUE(reason && !reason->empty()) << row.before;
+    const auto problem = ChangePreferences(row.before, row.changes, &changed);
+    EXPECT_TRUE(problem && !problem->reason.empty()) << row.before;
     EXPECT_EQ("untouched", changed);
   }
 }

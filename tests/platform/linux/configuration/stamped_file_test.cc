@@ -16,7 +16,7 @@ FileStamp StampAt(const std::string& path) {
   return stamp;
 }
 
-TEST(ReadStampedFile, ReadsBytesAndStampThroughLinks) {
+TEST(ReadStampedFile, FollowsLinks) {
   const TemporaryFolder folder;
   const std::string text("a\0\xff\r\n", 5);
   WriteFile(folder / "file", text);
@@ -29,7 +29,7 @@ TEST(ReadStampedFile, ReadsBytesAndStampThroughLinks) {
   EXPECT_TRUE(file.isRecentlyModified);
 }
 
-TEST(ReadStampedFile, ReadsNoMoreThanItWasAskedFor) {
+TEST(ReadStampedFile, ReadsAtMostLimit) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "0123456789");
   StampedFile file;
@@ -39,7 +39,7 @@ TEST(ReadStampedFile, ReadsNoMoreThanItWasAskedFor) {
   EXPECT_EQ("0123456789", file.text);
 }
 
-TEST(ReadStampedFile, RefusesWhatIsNoFileWithoutWaiting) {
+TEST(ReadStampedFile, RejectsOtherObjectsWithoutBlocking) {
   const TemporaryFolder folder;
   ASSERT_EQ(0, mkfifo((folder / "fifo").c_str(), 0600));
   MakeLink("nowhere", folder / "dangling");
@@ -75,13 +75,13 @@ TEST(ReadFileStamp, ChangesWithSizeTimesAndIdentity) {
   EXPECT_NE(older, StampAt(path));
 }
 
-TEST(ReadFileStamp, TellsThatThereIsNone) {
+TEST(ReadFileStamp, ReportsMissingFile) {
   const TemporaryFolder folder;
   FileStamp stamp;
   EXPECT_EQ(fnfErr, ReadFileStamp((folder / "absent").c_str(), &stamp));
 }
 
-TEST(ReadStampedFile, TakesAFileWithTimesInTheFutureForFresh) {
+TEST(ReadStampedFile, FutureTimesAreRecent) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "1");
   SetModificationDate(folder / "file", 4000000000);
@@ -90,9 +90,10 @@ TEST(ReadStampedFile, TakesAFileWithTimesInTheFutureForFresh) {
   EXPECT_TRUE(file.isRecentlyModified);
 }
 
-TEST(ReadStampedFile, TakesAFileForOldThatWasChangedLongAgo) {
+TEST(ReadStampedFile, OldFileIsNotRecent) {
   StampedFile file;
-  // Nothing that a test makes is old, for nobody can set back the time of the last change of state.
+  // A test cannot create an old file, because the time of the last status change cannot be set
+  // back.
   if (ReadStampedFile("/etc/passwd", 100, &file) != noErr) GTEST_SKIP() << "no /etc/passwd here";
   EXPECT_FALSE(file.isRecentlyModified);
 }

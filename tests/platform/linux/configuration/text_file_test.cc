@@ -20,7 +20,7 @@ std::vector<std::string> LinesOf(std::string_view text) {
   return lines;
 }
 
-TEST(TakeLine, EndsALineAtLfOrCrLfOrTheEnd) {
+TEST(TakeLine, SplitsAtLfAndCrLf) {
   EXPECT_THAT(LinesOf(""), IsEmpty());
   EXPECT_THAT(LinesOf("\n"), ElementsAre(""));
   EXPECT_THAT(LinesOf("a\nb"), ElementsAre("a", "b"));
@@ -29,7 +29,7 @@ TEST(TakeLine, EndsALineAtLfOrCrLfOrTheEnd) {
   EXPECT_THAT(LinesOf("a\rb\n"), ElementsAre("a\rb"));
 }
 
-TEST(ReadTextFile, ReadsTheWholeFileLessAByteOrderMark) {
+TEST(ReadTextFile, RemovesByteOrderMark) {
   const TemporaryFolder folder;
   WriteFile(folder / "caf\xE9\n.map", "\xEF\xBB\xBFone\n\xEF\xBB\xBF");
   std::string text;
@@ -46,7 +46,7 @@ TEST(ReadTextFile, ReadsTheWholeFileLessAByteOrderMark) {
   EXPECT_EQ(kMaxTextFileSize, text.size());
 }
 
-TEST(ReadTextFile, LeavesTheTextAloneWhereThereIsNothingToRead) {
+TEST(ReadTextFile, KeepsTextOnError) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   WriteFile(folder / "larger", std::string(kMaxTextFileSize + 1, 'x'));

@@ -14,7 +14,7 @@
 namespace tessary::test {
 namespace {
 
-// The MIME type of an extension, in UTF-8; empty for none.
+// Returns the MIME type of an extension, in UTF-8; empty if there is none.
 std::string TypeOf(const std::string& extension) {
   const auto identifier = UTTypeCreatePreferredIdentifierForTag(
       UTTagClass::kUTTagClassFilenameExtension, Utf16FromUtf8(extension));
@@ -23,7 +23,8 @@ std::string TypeOf(const std::string& extension) {
   return type ? Utf8FromUtf16(*type) : "";
 }
 
-// The database of a user and of two system folders, each read anew by the next question.
+// The databases of a user and of two system folders, which the first lookup after construction
+// reads.
 class Database {
  public:
   Database()
@@ -44,7 +45,7 @@ class Database {
   EnvironmentVariable dirs_;
 };
 
-TEST(UniformTypes, AnswerOnlyTheTagClassesTheyHave) {
+TEST(UniformTypes, SupportTwoTagClasses) {
   EXPECT_FALSE(
       UTTypeCreatePreferredIdentifierForTag(UTTagClass::kUTTagClassMIMEType, u"image/jpeg"));
   const auto identifier =
@@ -56,7 +57,7 @@ TEST(UniformTypes, AnswerOnlyTheTagClassesTheyHave) {
   EXPECT_FALSE(UTTypeCopyPreferredTagWithClass(u"", UTTagClass::kUTTagClassMIMEType));
 }
 
-TEST(UniformTypes, TakePlainExtensionPatternsOnly) {
+TEST(UniformTypes, UseExtensionPatternsOnly) {
   const Database database;
   database.WriteSystem(
       "# a comment\n"
@@ -77,7 +78,7 @@ TEST(UniformTypes, TakePlainExtensionPatternsOnly) {
   }
 }
 
-TEST(UniformTypes, PreferTheHeaviestThenTheFirstPattern) {
+TEST(UniformTypes, PreferHighestWeightThenFirst) {
   const Database database;
   database.WriteSystem(
       "50:text/x-light:*.a\n80:text/x-heavy:*.a\n60:text/x-middle:*.a\n"
@@ -86,7 +87,7 @@ TEST(UniformTypes, PreferTheHeaviestThenTheFirstPattern) {
   EXPECT_EQ("text/x-first", TypeOf("b"));
 }
 
-TEST(UniformTypes, PreferTheUserToTheSystemAtEqualWeight) {
+TEST(UniformTypes, PreferUserAtEqualWeight) {
   const Database database;
   database.WriteUser("50:text/x-user:*.a\n40:text/x-user:*.b\n");
   database.WriteLocal("50:text/x-local:*.a\n50:text/x-local:*.b\n50:text/x-local:*.c\n");
@@ -96,7 +97,7 @@ TEST(UniformTypes, PreferTheUserToTheSystemAtEqualWeight) {
   EXPECT_EQ("text/x-local", TypeOf("c"));
 }
 
-TEST(UniformTypes, DiscardATakenOverTypeFromLessImportantFoldersOnly) {
+TEST(UniformTypes, NoGlobsDiscardsLowerFolders) {
   const Database database;
   database.WriteUser("50:text/x-user:*.user\n");
   database.WriteLocal(
@@ -109,7 +110,7 @@ TEST(UniformTypes, DiscardATakenOverTypeFromLessImportantFoldersOnly) {
   EXPECT_EQ("text/x-user", TypeOf("user"));
 }
 
-TEST(UniformTypes, FoldCaseUnlessThePatternIsCaseSensitive) {
+TEST(UniformTypes, FoldCaseUnlessCaseSensitive) {
   const Database database;
   database.WriteSystem(
       "50:image/jpeg:*.JPG\n50:text/x-umlaut:*.\xC3\x84\n"
@@ -138,7 +139,7 @@ TEST(UniformTypes, SkipMalformedLines) {
   EXPECT_EQ("text/x-good", TypeOf("good"));
 }
 
-TEST(UniformTypes, AnswerForAnyBytesInAnExtension) {
+TEST(UniformTypes, AcceptAnyBytes) {
   const Database database;
   database.WriteSystem("50:text/x-latin:*.caf\xE9\n50:text/x-a:*.a\n");
   EXPECT_EQ("text/x-latin", TypeOf("caf\xE9"));
@@ -148,7 +149,7 @@ TEST(UniformTypes, AnswerForAnyBytesInAnExtension) {
   EXPECT_EQ("text/x-a", TypeOf("a"));
 }
 
-TEST(UniformTypes, AnswerTheSameAfterVeryManyExtensions) {
+TEST(UniformTypes, SurviveFullCache) {
   const Database database;
   database.WriteSystem("50:text/x-a:*.a\n");
   EXPECT_EQ("text/x-a", TypeOf("a"));
@@ -156,7 +157,7 @@ TEST(UniformTypes, AnswerTheSameAfterVeryManyExtensions) {
   EXPECT_EQ("text/x-a", TypeOf("A"));
 }
 
-TEST(UniformTypes, FollowTheEnvironmentToOtherFolders) {
+TEST(UniformTypes, FollowEnvironment) {
   const TemporaryFolder folder;
   WriteFile(folder / "one/mime/globs2", "50:text/x-one:*.a\n");
   WriteFile(folder / "two/mime/globs2", "50:text/x-two:*.a\n");
@@ -178,7 +179,7 @@ TEST(UniformTypes, FollowTheEnvironmentToOtherFolders) {
   }
 }
 
-TEST(UniformTypes, PassOverFoldersThatHoldNoDatabase) {
+TEST(UniformTypes, SkipFoldersWithoutDatabase) {
   const TemporaryFolder folder;
   MakeFolder(folder / "folder/mime/globs2");
   WriteFile(folder / "file/mime", "");
@@ -191,7 +192,7 @@ TEST(UniformTypes, PassOverFoldersThatHoldNoDatabase) {
   EXPECT_EQ("", TypeOf("jpg"));
 }
 
-TEST(UniformTypes, FallBackToTheBuiltInTableWithoutADatabase) {
+TEST(UniformTypes, FallBackToBuiltInTable) {
   const Database empty;
   EXPECT_EQ("image/jpeg", TypeOf("jpg"));
   EXPECT_EQ("image/jpeg", TypeOf("JPG"));
@@ -199,10 +200,10 @@ TEST(UniformTypes, FallBackToTheBuiltInTableWithoutADatabase) {
   EXPECT_EQ("text/plain", TypeOf("txt"));
   EXPECT_EQ("", TypeOf("qqq"));
   empty.WriteUser("50:text/x-later:*.jpg\n");
-  EXPECT_EQ("image/jpeg", TypeOf("jpg")) << "the database is read once";
+  EXPECT_EQ("image/jpeg", TypeOf("jpg")) << "the database is read only once";
 }
 
-TEST(BuiltinMimeTypes, HoldEachExtensionOnceInLowerCase) {
+TEST(BuiltinMimeTypes, ExtensionsAreUnique) {
   std::set<std::string_view> seen;
   for (const BuiltinMimeType& builtin : BuiltinMimeTypes()) {
     EXPECT_TRUE(seen.insert(builtin.extension).second) << builtin.extension;

@@ -16,13 +16,13 @@
 namespace tessary::test {
 namespace {
 
-// A pseudo terminal: what is written to the terminal side is read at the other.
-class Terminal {
+// A pseudo terminal. Bytes written to the terminal are read from its controller.
+class PseudoTerminal {
  public:
-  Terminal() : far_(posix_openpt(O_RDWR | O_NOCTTY)) {
-    EXPECT_EQ(0, grantpt(far_.get()));
-    EXPECT_EQ(0, unlockpt(far_.get()));
-    terminal_.Reset(open(ptsname(far_.get()), O_RDWR | O_NOCTTY));
+  PseudoTerminal() : controller_(posix_openpt(O_RDWR | O_NOCTTY)) {
+    EXPECT_EQ(0, grantpt(controller_.get()));
+    EXPECT_EQ(0, unlockpt(controller_.get()));
+    terminal_.Reset(open(ptsname(controller_.get()), O_RDWR | O_NOCTTY));
     EXPECT_TRUE(terminal_);
   }
 
@@ -37,7 +37,7 @@ class Terminal {
     std::string text(size, '\0');
     size_t got = 0;
     while (got < size) {
-      const ssize_t count = read(far_.get(), text.data() + got, size - got);
+      const ssize_t count = read(controller_.get(), text.data() + got, size - got);
       if (count <= 0) break;
       got += static_cast<size_t>(count);
     }
@@ -46,12 +46,12 @@ class Terminal {
   }
 
  private:
-  UniqueFd far_;
+  UniqueFd controller_;
   UniqueFd terminal_;
 };
 
-TEST(GetConsoleColumns, TellsTheTerminalsWidth) {
-  const Terminal terminal;
+TEST(GetConsoleColumns, ReturnsWidth) {
+  const PseudoTerminal terminal;
   const StandardErrorReplacement replacement(terminal.file());
   terminal.SetColumns(132);
   EXPECT_EQ(132, GetConsoleColumns());
@@ -59,21 +59,21 @@ TEST(GetConsoleColumns, TellsTheTerminalsWidth) {
   EXPECT_EQ(40, GetConsoleColumns());
 }
 
-TEST(GetConsoleColumns, TakesATerminalOfUnknownWidthForTheUsualOne) {
-  const Terminal terminal;
+TEST(GetConsoleColumns, UnknownWidthIsEighty) {
+  const PseudoTerminal terminal;
   const StandardErrorReplacement replacement(terminal.file());
   terminal.SetColumns(0);
   EXPECT_EQ(80, GetConsoleColumns());
 }
 
-TEST(GetConsoleColumns, IsNoneWithoutATerminal) {
+TEST(GetConsoleColumns, NoneWithoutTerminal) {
   const UniqueFd file(open("/dev/null", O_WRONLY | O_CLOEXEC));
   const StandardErrorReplacement replacement(file.get());
   EXPECT_EQ(std::nullopt, GetConsoleColumns());
 }
 
-TEST(WriteToConsole, WritesTheBytesAsTheyAre) {
-  const Terminal terminal;
+TEST(WriteToConsole, WritesBytesUnchanged) {
+  const PseudoTerminal terminal;
   const std::string bytes = "\r\x1b[K12 items caf\xE9";
   {
     const StandardErrorReplacement replacement(terminal.file());

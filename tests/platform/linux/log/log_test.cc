@@ -31,7 +31,7 @@ std::string ExpectedIdentity() {
   return std::string(program_invocation_short_name) + "[" + std::to_string(getpid()) + "] ";
 }
 
-// The seconds of the very clock that the log reads; time() may lag behind it.
+// Returns the seconds of the clock that the log uses. time() may be behind that clock.
 time_t ClockSeconds() {
   timespec now = {};
   EXPECT_EQ(0, clock_gettime(CLOCK_REALTIME, &now));
@@ -44,7 +44,7 @@ void WaitForNextSecond() {
   while (ClockSeconds() == second) nanosleep(&pause, nullptr);
 }
 
-// The local time with which a line begins.
+// Parses the local time at the start of a line.
 time_t TimeOfLine(const std::string& line) {
   std::tm local = {};
   EXPECT_NE(nullptr, strptime(line.c_str(), "%Y-%m-%d %H:%M:%S", &local)) << line;
@@ -52,7 +52,7 @@ time_t TimeOfLine(const std::string& line) {
   return mktime(&local);
 }
 
-TEST(EscapeControlCharacters, EscapesEveryControlCharacter) {
+TEST(EscapeControlCharacters, EscapesControlCharacters) {
   const std::vector<std::array<std::string, 2>> rows = {
       {"\n", "\\n"},
       {"\t", "\\t"},
@@ -63,7 +63,7 @@ TEST(EscapeControlCharacters, EscapesEveryControlCharacter) {
       {"\x7f", "\\x7f"},
       {"\xC2\x80", "\\x80"},
       {"\xC2\x9Bx", "\\x9bx"},
-      {"\x9Bx", "\\x9bx"},  // the byte of its own, which is no UTF-8
+      {"\x9Bx", "\\x9bx"},  // a single byte, not UTF-8
       {"\xC3\x9B\x9B", "\xC3\x9B\\x9b"},
       {"a\nb\nc", "a\\nb\\nc"},
   };
@@ -72,7 +72,7 @@ TEST(EscapeControlCharacters, EscapesEveryControlCharacter) {
   }
 }
 
-TEST(EscapeControlCharacters, LeavesEverythingElseAsItStands) {
+TEST(EscapeControlCharacters, KeepsOtherBytes) {
   for (const std::string& message :
        {std::string(), std::string(" plain ~ text \\n \"quoted\""), std::string("caf\xC3\xA9"),
         std::string("caf\xE9"), std::string("\xC2\xA0"), std::string("\xF0\x9F\x93\x81"),
@@ -81,7 +81,7 @@ TEST(EscapeControlCharacters, LeavesEverythingElseAsItStands) {
   }
 }
 
-TEST(NSLog, WritesTheTimeTheProgramAndTheMessage) {
+TEST(NSLog, WritesTimeProgramAndMessage) {
   const CapturedLog log;
   NSLog("filed caf\xE9\nfake");
   ASSERT_EQ(1U, log.Lines().size());
@@ -91,8 +91,9 @@ TEST(NSLog, WritesTheTimeTheProgramAndTheMessage) {
   EXPECT_EQ(ExpectedIdentity() + "filed caf\xE9\\nfake", line.substr(24));
 }
 
-// The first line may bear a second's text that was made in another zone; those after it may not.
-TEST(NSLog, TellsTheLocalTimeOfEachLine) {
+// The first line may reuse a timestamp that was formatted in another time zone; later lines may
+// not.
+TEST(NSLog, WritesLocalTime) {
   const TimeZone zone("Asia/Kolkata");
   const CapturedLog log;
   NSLog("any");
@@ -107,7 +108,7 @@ TEST(NSLog, TellsTheLocalTimeOfEachLine) {
   }
 }
 
-TEST(NSLog, TellsTheNumberOfAForkedProcess) {
+TEST(NSLog, WritesProcessIDOfFork) {
   const CapturedLog log;
   NSLog("parent");
   const pid_t child = fork();
@@ -122,7 +123,7 @@ TEST(NSLog, TellsTheNumberOfAForkedProcess) {
   EXPECT_THAT(lines[1], EndsWith("[" + std::to_string(child) + "] child"));
 }
 
-TEST(NSLog, WritesALineByOneCall) {
+TEST(NSLog, WritesLineByOneCall) {
   std::array<int, 2> ends = {-1, -1};
   ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()));
   const UniqueFd reader(ends[0]);
@@ -142,7 +143,7 @@ TEST(NSLog, WritesALineByOneCall) {
               EndsWith("] " + std::string(5000, 'x') + "\n"));
 }
 
-// A pipe whose reader takes little at a time and interrupts the writer each time.
+// A pipe whose reader reads small blocks and interrupts the writer by a signal after each.
 class SlowReader {
  public:
   explicit SlowReader(int pipeFlags) {
@@ -153,7 +154,7 @@ class SlowReader {
     EXPECT_EQ(0, fcntl(writer_.get(), F_SETFL, pipeFlags));
     struct sigaction action = {};
     action.sa_handler = [](int /*signal*/) {};
-    // Without SA_RESTART, so that the interrupted call ends with EINTR or with a part written.
+    // Without SA_RESTART, so that interrupted calls fail with EINTR or write only a part.
     EXPECT_EQ(0, sigaction(SIGUSR1, &action, &savedAction_));
   }
   ~SlowReader() { EXPECT_EQ(0, sigaction(SIGUSR1, &savedAction_, nullptr)); }
@@ -189,19 +190,19 @@ class SlowReader {
   struct sigaction savedAction_ = {};
 };
 
-TEST(NSLog, WritesAllOfALineThatIsInterrupted) {
+TEST(NSLog, SurvivesInterruptedWrites) {
   const std::string message(1 << 20, 'x');
   SlowReader reader(0);
   EXPECT_TRUE(reader.ReadWhileLogging(message).ends_with("] " + message + "\n"));
 }
 
-TEST(NSLog, WritesAllOfALineToAFileThatDoesNotBlock) {
+TEST(NSLog, WaitsForNonBlockingFile) {
   const std::string message(1 << 20, 'x');
   SlowReader reader(O_NONBLOCK);
   EXPECT_TRUE(reader.ReadWhileLogging(message).ends_with("] " + message + "\n"));
 }
 
-TEST(NSLog, GoesOnWhereNothingCanBeWritten) {
+TEST(NSLog, IgnoresWriteErrors) {
   const UniqueFd full(open("/dev/full", O_WRONLY | O_CLOEXEC));
   const UniqueFd readOnly(open("/dev/null", O_RDONLY | O_CLOEXEC));
   for (const int file : {full.get(), readOnly.get()}) {
@@ -213,7 +214,7 @@ TEST(NSLog, GoesOnWhereNothingCanBeWritten) {
   EXPECT_THAT(log.Messages(), ElementsAre("kept"));
 }
 
-TEST(NSLog, CallsTheHooksAroundEachLine) {
+TEST(NSLog, CallsHooksAroundEachLine) {
   const CapturedLog log;
   std::vector<std::string> calls;
   const auto record = [&](const char* name) {

@@ -13,7 +13,7 @@
 namespace tessary::test {
 namespace {
 
-// True when `body` holds in a child process, whose standard files may be closed.
+// Returns true if `body` returns true in a child process without the standard files `closed`.
 bool HoldsInChild(bool (*body)(const std::vector<int>& closed), const std::vector<int>& closed) {
   const pid_t child = fork();
   if (child == 0) {
@@ -43,14 +43,14 @@ bool IgnoresSigpipe(const std::vector<int>& /*closed*/) {
   return write(ends[1], "x", 1) == -1 && errno == EPIPE;
 }
 
-TEST(PrepareStandardFiles, LeavesTheNumberOfAMissingOneToNoFile) {
+TEST(PrepareStandardFiles, ReservesMissingNumbers) {
   const std::vector<std::vector<int>> rows = {{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}};
   for (const std::vector<int>& closed : rows) {
     EXPECT_TRUE(HoldsInChild(ReservesTheirNumbers, closed)) << testing::PrintToString(closed);
   }
 }
 
-TEST(PrepareStandardFiles, LeavesThoseThatAreThereAlone) {
+TEST(PrepareStandardFiles, KeepsOpenFiles) {
   EXPECT_TRUE(HoldsInChild(
       [](const std::vector<int>&) {
         std::array<int, 2> ends = {};
@@ -62,9 +62,7 @@ TEST(PrepareStandardFiles, LeavesThoseThatAreThereAlone) {
       {}));
 }
 
-TEST(PrepareStandardFiles, KeepsTheProgramAliveWhenItsReaderGoesAway) {
-  EXPECT_TRUE(HoldsInChild(IgnoresSigpipe, {}));
-}
+TEST(PrepareStandardFiles, IgnoresSigpipe) { EXPECT_TRUE(HoldsInChild(IgnoresSigpipe, {})); }
 
 }  // namespace
 }  // namespace tessary::test
