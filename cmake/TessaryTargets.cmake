@@ -1,8 +1,7 @@
-# How every target of this project is built: the warnings, the sanitizers, and one static library a
-# folder whose links are the only way in which it can call another folder.
+# Functions that define the targets of this project, with its warnings and sanitizers. Each folder is one
+# static library, which links only to the libraries that it may call.
 
-# A warning fails the build, except in the preset for users: who only wants the release may have a
-# compiler that warns of more than ours does.
+# Warnings are errors, except in the release presets: the compiler of a user may know other warnings.
 if(NOT DEFINED CMAKE_COMPILE_WARNING_AS_ERROR)
   set(CMAKE_COMPILE_WARNING_AS_ERROR ON)
 endif()
@@ -12,11 +11,11 @@ target_include_directories(tessary_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(tessary_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
   -Woverloaded-virtual)
-# GCC 12 takes the joining of strings for copies that overlap, once it optimises.
+# GCC 12 reports false overlaps for string concatenations in optimised builds.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(tessary_options INTERFACE -Wno-restrict)
 endif()
-# Files and offsets beyond 2 GiB, and the Linux calls beyond POSIX.
+# Offsets of more than 2 GiB, and system calls that are not in POSIX.
 target_compile_definitions(tessary_options INTERFACE _FILE_OFFSET_BITS=64 _GNU_SOURCE)
 if(TESSARY_SANITIZE)
   target_compile_options(tessary_options INTERFACE
@@ -29,12 +28,31 @@ if(TESSARY_COVERAGE)
   target_link_options(tessary_options INTERFACE --coverage)
 endif()
 
-# The folders above call the managers by their headers and do not link platform/linux, which a program
-# links beside them. No order of the libraries suits both, so the linker goes over all of them again.
-string(REPLACE "<LINK_LIBRARIES>" "-Wl,--start-group <LINK_LIBRARIES> -Wl,--end-group"
-  CMAKE_CXX_LINK_EXECUTABLE "${CMAKE_CXX_LINK_EXECUTABLE}")
+# tessary_link(TARGET LIBRARY...): links a program to libraries of this project and to the libraries of
+# this project that these depend on. The upper libraries call the managers, which platform/linux and
+# platform/qt implement, without a dependency on them: each program chooses its managers here. CMake
+# therefore cannot order the libraries, and the linker rescans them as one group.
+function(tessary_link target)
+  set(pending ${ARGN})
+  set(group)
+  while(pending)
+    list(POP_FRONT pending library)
+    if(NOT library MATCHES "^tessary_" OR library IN_LIST group)
+      continue()
+    endif()
+    get_target_property(type ${library} TYPE)
+    if(NOT type STREQUAL "STATIC_LIBRARY")
+      continue()
+    endif()
+    list(APPEND group ${library})
+    get_target_property(dependencies ${library} INTERFACE_LINK_LIBRARIES)
+    list(APPEND pending ${dependencies})
+  endwhile()
+  list(JOIN group "," group)
+  target_link_libraries(${target} PRIVATE "$<LINK_GROUP:RESCAN,${group}>")
+endfunction()
 
-# The .cc files of the folder that calls, and of those of its subfolders that are named.
+# Sets `sources` to the .cc files of the calling folder and of the named subfolders.
 macro(tessary_sources subfolders)
   set(patterns ${CMAKE_CURRENT_SOURCE_DIR}/*.cc)
   foreach(subfolder ${subfolders})
@@ -43,8 +61,8 @@ macro(tessary_sources subfolders)
   file(GLOB sources CONFIGURE_DEPENDS ${patterns})
 endmacro()
 
-# tessary_library(NAME DEPENDENCY... [SUBFOLDERS FOLDER...]): the static library of the folder that
-# calls it, linked to the libraries that it may call.
+# tessary_library(NAME LIBRARY... [SUBFOLDERS FOLDER...]): the static library of the calling folder and
+# the libraries that it may call.
 function(tessary_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SUBFOLDERS")
   tessary_sources("${arg_SUBFOLDERS}")
@@ -52,9 +70,8 @@ function(tessary_library name)
   target_link_libraries(${name} PUBLIC tessary_options ${arg_UNPARSED_ARGUMENTS})
 endfunction()
 
-# tessary_test_program(NAME DEPENDENCY... [MAIN LIBRARY] [SUBFOLDERS FOLDER...]): the test program of the
-# folder that calls it, for which nothing is registered yet. MAIN is for one whose own main() is wanted:
-# GTest::gtest.
+# tessary_test_program(NAME LIBRARY... [MAIN LIBRARY] [SUBFOLDERS FOLDER...]): the test program of the
+# calling folder. Registers no tests with ctest. A program with its own main() sets MAIN to GTest::gtest.
 function(tessary_test_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "MAIN" "SUBFOLDERS")
   if(NOT arg_MAIN)
@@ -62,17 +79,17 @@ function(tessary_test_program name)
   endif()
   tessary_sources("${arg_SUBFOLDERS}")
   add_executable(${name} ${sources})
-  target_link_libraries(${name} PRIVATE
-    ${arg_UNPARSED_ARGUMENTS} tessary_test_support GTest::gmock ${arg_MAIN})
+  tessary_link(${name} ${arg_UNPARSED_ARGUMENTS} tessary_test_support)
+  target_link_libraries(${name} PRIVATE GTest::gmock ${arg_MAIN})
   if(TESSARY_PRECOMPILE)
     target_precompile_headers(${name} PRIVATE
       <gmock/gmock.h> <gtest/gtest.h> <filesystem> <optional> <string> <vector>)
   endif()
 endfunction()
 
-# tessary_tests(NAME LABEL DEPENDENCY... [SUBFOLDERS FOLDER...]): that program, each of its tests
-# registered under the label. Those of the labels unit and disk are whole in the build with sanitizers;
-# all others are among the target program_tests, and registered in other builds only.
+# tessary_tests(NAME LABEL LIBRARY... [SUBFOLDERS FOLDER...]): a test program whose tests are registered
+# with ctest under the label. Tests with the labels unit and disk run in builds with and without
+# sanitizers. All others run in builds without sanitizers only, and belong to the target program_tests.
 function(tessary_tests name label)
   tessary_test_program(${name} ${ARGN})
   if(TESSARY_SANITIZE AND NOT label MATCHES "^(unit|disk)$")
@@ -88,16 +105,16 @@ function(tessary_tests name label)
   endif()
 endfunction()
 
-# tessary_soak(NAME ARGUMENT...): has tools/soak run this test program, with these arguments, for as long
-# as its share of the time is. How long that is, the program learns from tests/support/soak.h.
+# tessary_soak(NAME ARGUMENT...): adds a test program, with these arguments, to the programs that
+# tools/soak runs. The program gets its duration through tests/support/soak.h.
 function(tessary_soak name)
   string(JOIN "\t" command "$<TARGET_FILE:${name}>" ${ARGN})
   set_property(GLOBAL APPEND_STRING PROPERTY TESSARY_SOAK_COMMANDS "${command}\n")
   set_property(GLOBAL APPEND PROPERTY TESSARY_SOAK_TARGETS ${name})
 endfunction()
 
-# What tools/soak reads: the target that builds these programs, and a file with a line for each command,
-# its words parted by tabulators. To be called after the last tessary_soak.
+# Defines what tools/soak needs: the target soak-programs, and the file soak-programs with one command
+# per line, its words separated by tabs. Called after the last tessary_soak.
 function(tessary_list_soaks)
   get_property(commands GLOBAL PROPERTY TESSARY_SOAK_COMMANDS)
   get_property(targets GLOBAL PROPERTY TESSARY_SOAK_TARGETS)

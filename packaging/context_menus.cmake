@@ -1,7 +1,6 @@
-# Where file managers look for what their menus offer on a folder. Included with CMAKE_INSTALL_DATADIR
-# set, where the desktop program is installed.
+# Installs the context menu entries for folders. Included with CMAKE_INSTALL_DATADIR set.
 set(menus ${CMAKE_CURRENT_LIST_DIR})
-# Dolphin and what else shows the menus of KDE.
+# Dolphin, and other programs with the service menus of KDE.
 install(FILES ${menus}/kio/org.tessary.Tessary.aggregate.desktop
   DESTINATION ${CMAKE_INSTALL_DATADIR}/kio/servicemenus COMPONENT desktop)
 install(FILES ${menus}/nemo/org.tessary.Tessary.aggregate.nemo_action
