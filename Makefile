@@ -1,7 +1,7 @@
-# The front door. Everything is done by the scripts in tools/; `make help` lists what there is.
+# Entry points to the scripts in tools/; `make help` lists them.
 
-# The paths go to the scripts by the environment and unexpanded, so that blanks, quotes and "$" in
-# them survive.
+# The paths are passed through the environment without expansion, so that they may contain spaces,
+# quotes and "$".
 unexport SOURCE DESTINATION OPTIONS
 export TESSARY_SOURCE := $(value SOURCE)
 export TESSARY_DESTINATION := $(value DESTINATION)
