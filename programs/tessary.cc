@@ -16,7 +16,7 @@
 #include "platform/managers/window_system.h"
 #include "platform/qt/service_request.h"
 #include "platform/qt/window_system.h"
-#include "programs/cli/bundle_info.h"
+#include "programs/cli/engine_setup.h"
 #include "programs/cli/settings_report.h"
 
 namespace tessary {

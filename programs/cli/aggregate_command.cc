@@ -1,25 +1,49 @@
 #include "programs/cli/aggregate_command.h"
 
+#include <chrono>
 #include <new>
 #include <optional>
 #include <set>
 #include <string>
 #include <utility>
 
-#include "app/opened_items.h"
-#include "app/startup.h"
+#include "engine/application_source.h"
+#include "engine/run.h"
 #include "engine/shell.h"
 #include "platform/managers/internet_config.h"
 #include "platform/managers/preferences_store.h"
-#include "programs/cli/bundle_info.h"
-#include "programs/cli/destination.h"
+#include "programs/cli/engine_setup.h"
 #include "programs/cli/messages.h"
+#include "programs/cli/named_paths.h"
+#include "programs/cli/progress_line.h"
 #include "programs/cli/run_totals.h"
 #include "programs/cli/settings_report.h"
-#include "programs/cli/source.h"
 
 namespace tessary {
 namespace {
+
+constexpr char kSameFolder[] =
+    "The destination directory can not be the same as the source directory";
+
+// What is known of a run while it goes on, and afterwards.
+struct Run {
+  std::string problem = {};              // why the run did not take place; empty if it did
+  std::optional<double> seconds = {};    // how long it took; none before its end
+  std::optional<ProgressLine> progress;  // while it goes on
+  RunTotals totals;
+  // Paths that the log does not name; an object without a path is the empty one.
+  std::set<std::string> unlistedFolders = {};
+  std::set<std::string> unloggedItems = {};
+  bool isIncomplete = false;  // memory did not suffice for all of the above
+};
+
+class ScopedHooks {
+ public:
+  explicit ScopedHooks(EngineHooks hooks) { SetEngineHooks(std::move(hooks)); }
+  ~ScopedHooks() { SetEngineHooks({}); }
+  ScopedHooks(const ScopedHooks&) = delete;
+  ScopedHooks& operator=(const ScopedHooks&) = delete;
+};
 
 void PrintWarnings() {
   for (const std::string& problem : DescribeSettingProblems()) PrintProblem(problem);
@@ -31,128 +55,95 @@ bool IsUnlogged(ItemOutcome outcome) {
          outcome == ItemOutcome::kFailedUnloggedInYearFolder;
 }
 
-// The run of one program: it answers the shell's question for the destination and counts the items.
-class Run {
- public:
-  Run(const std::string& destination, TerminalWindowSystem* terminal)
-      : destination_(destination), terminal_(terminal) {
-    terminal_->AnswerPanels([this] { return AnswerPanel(); });
-    SetEngineHooks({.observeItem = [this](const std::string& path, ItemOutcome outcome) {
-      Observe(path, outcome);
-    }});
+void Observe(const std::string& path, ItemOutcome outcome, Run* run) try {
+  run->totals.Count(path, outcome);
+  if (outcome == ItemOutcome::kFolderNotListed) {
+    run->unlistedFolders.insert(path);
+    return;
   }
-  ~Run() {
-    SetEngineHooks({});
-    terminal_->AnswerPanels({});
-  }
-  Run(const Run&) = delete;
-  Run& operator=(const Run&) = delete;
-
-  ExitStatus Perform(const std::string& source);
-
- private:
-  std::optional<std::string> AnswerPanel() {
-    std::string path;
-    if (!FindOrCreateDestination(destination_, &path, &problem_)) return std::nullopt;
-    hasBegun_ = true;
-    return path;
-  }
-
-  void Observe(const std::string& path, ItemOutcome outcome) try {
-    totals_.Count(path, outcome);
-    if (outcome == ItemOutcome::kFolderNotListed) {
-      notListed_.insert(path);
-    } else {
-      if (IsUnlogged(outcome)) unlogged_.insert(path);
-      // One that stayed in its year folder may be filed when the run comes by again.
-      if (outcome == ItemOutcome::kFiled) unlogged_.erase(path);
-      terminal_->CountItem();
-    }
-  } catch (const std::bad_alloc&) {
-    isOutOfMemory_ = true;
-  }
-
-  ExitStatus Conclude(double seconds) const;
-
-  std::string DescribeRefusal() const;
-  void PrintUnlogged() const;
-  void PrintSummary(double seconds) const;
-
-  const std::string& destination_;  // as typed
-  TerminalWindowSystem* terminal_;
-  std::string problem_;  // of the destination, empty for none
-  RunTotals totals_;
-  // Of which the log says nothing; one that has no path is the empty one.
-  std::set<std::string> notListed_;  // folders
-  std::set<std::string> unlogged_;   // items
-  bool hasBegun_ = false;            // as far as the destination is known
-  bool isOutOfMemory_ = false;       // so that not all that was told could be kept
-};
-
-ExitStatus Run::Perform(const std::string& source) try {
-  InstallPendingSourcesTimer(source);
-  // A terminal's forms can always be opened, and a run that did not take place is told of below.
-  (void)RunApplication();
-  const std::optional<double> seconds = terminal_->BusySeconds();
-  if (!seconds) {
-    PrintProblem(DescribeRefusal());
-    return ExitStatus::kFailure;
-  }
-  return Conclude(*seconds);
+  if (IsUnlogged(outcome)) run->unloggedItems.insert(path);
+  // An item that stayed in its year folder may be filed when the run visits the folder again.
+  if (outcome == ItemOutcome::kFiled) run->unloggedItems.erase(path);
+  run->progress->CountItem();
 } catch (const std::bad_alloc&) {
-  PrintOutOfMemory();
-  return hasBegun_ ? ExitStatus::kSomeFailed : ExitStatus::kFailure;
+  run->isIncomplete = true;
 }
 
-// Tells how the run went.
-ExitStatus Run::Conclude(double seconds) const {
-  PrintUnlogged();
-  if (isOutOfMemory_) PrintProblem("there was not enough memory to keep count of everything");
-  PrintSummary(seconds);
-  const bool isAllFiled = totals_.failed() == 0 && !isOutOfMemory_;
-  return isAllFiled ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
+// Files `source`, on which ResolveRunSource decided. The destination is created only once the
+// source is known to be usable.
+void FileSource(const FSRef& source, const AggregateOptions& options, Run* run) {
+  run->problem.clear();
+  FSRef destination;
+  if (!CheckRunSource(source, options.source, &run->problem) ||
+      !FindOrCreateDestination(options.destination, &destination, &run->problem)) {
+    return;
+  }
+  if (FSCompareFSRefs(destination, source) == noErr) {
+    run->problem = kSameFolder;
+    return;
+  }
+  run->progress.emplace();
+  const auto start = std::chrono::steady_clock::now();
+  AggregateFolder(source, destination);
+  run->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  run->progress.reset();
 }
 
-// The shell passes over what went away since it was found usable without a word.
-std::string Run::DescribeRefusal() const {
-  if (!problem_.empty()) return problem_;
-  if (!terminal_->StatusText().empty()) return terminal_->StatusText();
-  return "the source or the destination is not there any more";
+EngineHooks MakeHooks(const AggregateOptions& options, Run* run) {
+  return {
+      .showProgressText = [run](const std::string& text, int) { run->progress->ShowText(text); },
+      .runAggregation = [&options, run](const FSRef& source) { FileSource(source, options, run); },
+      .observeItem = [run](const std::string& path,
+                           ItemOutcome outcome) { Observe(path, outcome, run); },
+  };
 }
 
-void Run::PrintUnlogged() const {
-  for (const std::string& folder : notListed_) {
+void PrintUnlogged(const Run& run) {
+  for (const std::string& folder : run.unlistedFolders) {
     const std::string subject = folder.empty() ? "a folder" : "the folder " + Quoted(folder);
     PrintProblem(subject + " could not be listed; what is in it was left");
   }
-  for (const std::string& item : unlogged_) {
+  for (const std::string& item : run.unloggedItems) {
     const std::string subject = item.empty() ? "an item" : Quoted(item);
     PrintProblem(subject + " was left: it, or the folder for it, could not be looked at or made");
   }
 }
 
-// The exit status tells of the files, so that it stays theirs when only the summary is lost.
-void Run::PrintSummary(double seconds) const {
-  const std::string summary = SummaryLine(totals_, seconds);
+void PrintSummary(const Run& run) {
+  const std::string summary = SummaryLine(run.totals, *run.seconds);
   if (WriteOutput(summary + "\n")) return;
   PrintProblem("the summary could not be written to standard output: " + summary);
 }
 
+// Reports how the run went. The status is that of the items, also when the summary is lost.
+ExitStatus Conclude(const Run& run) try {
+  PrintUnlogged(run);
+  if (run.isIncomplete) PrintProblem("there was not enough memory to keep count of everything");
+  PrintSummary(run);
+  const bool isAllFiled = run.totals.failed() == 0 && !run.isIncomplete;
+  return isAllFiled ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
+} catch (const std::bad_alloc&) {
+  PrintOutOfMemory();
+  return ExitStatus::kSomeFailed;
+}
+
 }  // namespace
 
-ExitStatus Aggregate(const AggregateOptions& options, TerminalWindowSystem* terminal) {
+ExitStatus Aggregate(const AggregateOptions& options) {
   for (const auto& [key, value] : options.settings) OverridePreference(key, value);
-  RegisterBundleInfo();
   PrintWarnings();
-  // The program ends after its run in any case, and with the run's status.
-  OverridePreference("QuitWhenDone", false);
-  std::string source;
-  std::string problem;
-  if (!FindSource(options.source, &source, &problem)) {
-    PrintProblem(problem);
-    return ExitStatus::kFailure;
-  }
-  return Run(options.destination, terminal).Perform(source);
+  PrepareEngine();
+  Run run;
+  // Kept if ResolveRunSource starts no run, which it does not report.
+  run.problem = "the source " + Quoted(options.source) +
+                " is an application whose resources folder is missing or cannot be read: give "
+                "--whole-application to file the whole of it";
+  const ScopedHooks hooks(MakeHooks(options, &run));
+  FSRef source;
+  if (OpenSource(options.source, &source, &run.problem)) ResolveRunSource(source);
+  if (run.seconds) return Conclude(run);
+  PrintProblem(run.problem);
+  return ExitStatus::kFailure;
 }
 
 }  // namespace tessary

@@ -5,7 +5,6 @@
 
 #include "programs/cli/aggregate_command.h"
 #include "programs/cli/defaults_command.h"
-#include "programs/cli/exit_status.h"
 #include "programs/cli/help_text.h"
 #include "programs/cli/info_command.h"
 #include "programs/cli/integrate_command.h"
@@ -13,39 +12,28 @@
 #include "programs/cli/options.h"
 
 namespace tessary {
-namespace {
 
-struct Dispatch {
-  TerminalWindowSystem* terminal;
-
-  ExitStatus operator()(const HelpOptions&) const { return PrintOutput(HelpText()); }
-  ExitStatus operator()(const VersionOptions&) const { return PrintOutput(VersionText()); }
-  ExitStatus operator()(const AggregateOptions& options) const {
-    return Aggregate(options, terminal);
-  }
-  ExitStatus operator()(const ReadDefaultsOptions& options) const { return ReadDefaults(options); }
-  ExitStatus operator()(const WriteDefaultOptions& options) const { return WriteDefault(options); }
-  ExitStatus operator()(const DeleteDefaultOptions& options) const {
-    return DeleteDefault(options);
-  }
-  ExitStatus operator()(const IntegrateOptions& options) const { return Integrate(options); }
-  ExitStatus operator()(const InfoOptions& options) const { return PrintInfo(options); }
-};
-
-}  // namespace
-
-int RunCommandLine(const std::vector<std::string>& arguments, TerminalWindowSystem* terminal) try {
+ExitStatus RunCommandLine(const std::vector<std::string>& arguments) try {
   Options options;
   std::string problem;
   if (!ParseOptions(arguments, &options, &problem)) {
     PrintProblem(problem);
-    return static_cast<int>(ExitStatus::kUsageError);
+    return ExitStatus::kUsageError;
   }
-  return static_cast<int>(std::visit(Dispatch{.terminal = terminal}, options));
+  if (const auto* aggregate = std::get_if<AggregateOptions>(&options)) return Aggregate(*aggregate);
+  if (const auto* read = std::get_if<ReadDefaultsOptions>(&options)) return ReadDefaults(*read);
+  if (const auto* write = std::get_if<WriteDefaultOptions>(&options)) return WriteDefault(*write);
+  if (const auto* remove = std::get_if<DeleteDefaultOptions>(&options)) {
+    return DeleteDefault(*remove);
+  }
+  if (const auto* integrate = std::get_if<IntegrateOptions>(&options)) return Integrate(*integrate);
+  if (const auto* info = std::get_if<InfoOptions>(&options)) return PrintInfo(*info);
+  if (std::holds_alternative<VersionOptions>(options)) return PrintOutput(VersionText());
+  return PrintOutput(HelpText());
 } catch (const std::bad_alloc&) {
-  // A run tells of it by itself, so that none has taken place.
+  // A run that has begun reports this itself, so that none has taken place.
   PrintOutOfMemory();
-  return static_cast<int>(ExitStatus::kFailure);
+  return ExitStatus::kFailure;
 }
 
 }  // namespace tessary

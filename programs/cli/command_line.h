@@ -3,12 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/terminal/terminal_window_system.h"
+#include "programs/cli/exit_status.h"
 
 namespace tessary {
 
-// Does what the arguments (without the program's name) ask for and returns the program's exit
-// status. `terminal` is gWindowSystem.
-int RunCommandLine(const std::vector<std::string>& arguments, TerminalWindowSystem* terminal);
+// Runs the command that the arguments (without the program's name) ask for, and returns the status
+// to exit with.
+ExitStatus RunCommandLine(const std::vector<std::string>& arguments);
 
 }  // namespace tessary

@@ -2,12 +2,9 @@
 
 #include <string>
 
-#include "engine/keys.h"
-#include "platform/extension_map.h"
 #include "platform/managers/autorelease_pool.h"
-#include "platform/managers/calendar.h"
 #include "platform/managers/file_manager.h"
-#include "programs/cli/bundle_info.h"
+#include "programs/cli/engine_setup.h"
 #include "programs/cli/item_report.h"
 #include "programs/cli/json_text.h"
 #include "programs/cli/messages.h"
@@ -46,9 +43,7 @@ std::string JsonOfProblem(const std::string& named, Status status) {
 }  // namespace
 
 ExitStatus PrintInfo(const InfoOptions& options) {
-  RegisterBundleInfo();
-  BuildExtensionMap();
-  gDateLocale = CopyUserDateLocale();
+  PrepareEngine();
   std::string text;
   size_t told = 0;
   const NSAutoreleasePool pool;

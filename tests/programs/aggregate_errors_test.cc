@@ -4,17 +4,10 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "platform/managers/window_system.h"
-#include "platform/terminal/terminal_window_system.h"
-#include "programs/cli/aggregate_command.h"
 #include "tests/programs/aggregate_fixture.h"
-#include "tests/support/captured_log.h"
-#include "tests/support/preferences_folder.h"
 
 // Runs that do not take place, with the reason that users are told.
 namespace tessary::test {
@@ -150,73 +143,6 @@ TEST_F(AggregateErrors, RefusesBadUsageTouchingNothing) {
   ExpectError({"aggregate", source, made, "more"}, "\"more\"", 2);
   ExpectError({"aggregate", "--kind", "size", source, made}, "\"size\"", 2);
   ExpectError({"aggregate", "--move", "--copy", source, made}, "--move and --copy", 2);
-}
-
-// What goes away between being found usable and being run.
-
-// A terminal on which something is done once, when the shell starts or after its panel is answered.
-class ConcurrentlyModifiedTerminal : public TerminalWindowSystem {
- public:
-  ConcurrentlyModifiedTerminal() { gWindowSystem = this; }
-  ~ConcurrentlyModifiedTerminal() override { gWindowSystem = nullptr; }
-  ConcurrentlyModifiedTerminal(const ConcurrentlyModifiedTerminal&) = delete;
-  ConcurrentlyModifiedTerminal& operator=(const ConcurrentlyModifiedTerminal&) = delete;
-
-  void LoadApplication() override {
-    if (atStart) atStart();
-  }
-
-  std::optional<std::string> RunOpenPanel(const NSOpenPanel& panel) override {
-    std::optional<std::string> answer = TerminalWindowSystem::RunOpenPanel(panel);
-    if (afterPanel) afterPanel();
-    return answer;
-  }
-
-  std::function<void()> atStart;
-  std::function<void()> afterPanel;
-};
-
-class ConcurrentlyModifiedRun : public AggregateTest {
- protected:
-  // The run is refused with that one line, and nothing is made.
-  void ExpectNoRun(const std::string& source, const std::string& problem) {
-    const CapturedLog log;
-    const AggregateOptions options = {
-        .settings = {}, .source = At(source), .destination = At("made")};
-    EXPECT_EQ(ExitStatus::kFailure, tessary::Aggregate(options, &terminal_));
-    EXPECT_THAT(log.Lines(), ElementsAre("tessary-cli: " + problem));
-    EXPECT_FALSE(Exists(At("made")));
-  }
-
-  const PreferencesFolder preferences_;
-  ConcurrentlyModifiedTerminal terminal_;
-};
-
-TEST_F(ConcurrentlyModifiedRun, RefusesASourceThatWentAway) {
-  terminal_.atStart = [this] { fs::remove_all(At("source")); };
-  ExpectNoRun("source", "the source or the destination is not there any more");
-}
-
-TEST_F(ConcurrentlyModifiedRun, RefusesASourceThatBecameAFile) {
-  terminal_.atStart = [this] {
-    fs::remove_all(At("source"));
-    WriteFile(At("source"), "a file");
-  };
-  ExpectNoRun("source", "the source or the destination is not there any more");
-  EXPECT_EQ("a file", ReadFile(At("source")));
-}
-
-TEST_F(ConcurrentlyModifiedRun, RefusesAnApplicationWhoseResourcesWentAway) {
-  WriteFile(At("Some.app/Contents/Resources/icon.png"));
-  terminal_.atStart = [this] { fs::remove_all(At("Some.app/Contents/Resources")); };
-  ExpectNoRun("Some.app", "the source or the destination is not there any more");
-}
-
-TEST_F(ConcurrentlyModifiedRun, RefusesADestinationThatWentAway) {
-  WriteFile(At("source/a.txt"), "kept");
-  terminal_.afterPanel = [this] { fs::remove_all(At("made")); };
-  ExpectNoRun("source", "the source or the destination is not there any more");
-  EXPECT_EQ("kept", ReadFile(At("source/a.txt")));
 }
 
 }  // namespace

@@ -13,8 +13,6 @@
 #include <fstream>
 
 #include "platform/linux/apple_events/comment_agent.h"
-#include "platform/managers/window_system.h"
-#include "platform/terminal/terminal_window_system.h"
 #include "programs/cli/command_line.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/memory_volume.h"
@@ -134,10 +132,8 @@ std::vector<std::string> OpenFiles() {
 }
 
 int RunProgram(const std::vector<std::string>& arguments) {
-  TerminalWindowSystem terminal;
-  gWindowSystem = &terminal;
   RegisterCommentAgent();
-  return RunCommandLine(arguments, &terminal);
+  return static_cast<int>(RunCommandLine(arguments));
 }
 
 // What a process ends with that began with those files open and ended its run with `status`.

@@ -12,18 +12,18 @@ namespace tessary {
 // many a second, and the latest progress text. It is drawn on standard error, brought up to date at
 // most ten times a second, and makes way for each line of the log. Where standard error is no
 // terminal it does nothing at all. One at a time, as it holds the hooks of the log while it lives.
-class StatusLine {
+class ProgressLine {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
   // `now` tells the time.
-  explicit StatusLine(std::function<Time()> now = std::chrono::steady_clock::now);
+  explicit ProgressLine(std::function<Time()> now = std::chrono::steady_clock::now);
 
   // Erases the line.
-  ~StatusLine();
+  ~ProgressLine();
 
-  StatusLine(const StatusLine&) = delete;
-  StatusLine& operator=(const StatusLine&) = delete;
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
 
   // One more item has been handled.
   void CountItem();

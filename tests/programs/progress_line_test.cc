@@ -1,4 +1,4 @@
-#include "platform/terminal/status_line.h"
+#include "programs/cli/progress_line.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,28 +20,28 @@ using testing::SizeIs;
 
 // A clock that goes when it is told to.
 struct TestClock {
-  StatusLine::Time time;
+  ProgressLine::Time time;
 
-  std::function<StatusLine::Time()> Reader() {
+  std::function<ProgressLine::Time()> Reader() {
     return [this] { return time; };
   }
 };
 
 // What a terminal of that width gets to see of what `use` does with a status line.
 std::string WrittenText(int columns,
-                        const std::function<void(StatusLine* line, TestClock* clock)>& use) {
+                        const std::function<void(ProgressLine* line, TestClock* clock)>& use) {
   PseudoTerminal terminal(columns);
   {
     const TerminalOnStandardError redirected(terminal);
     TestClock clock;
-    StatusLine line(clock.Reader());
+    ProgressLine line(clock.Reader());
     use(&line, &clock);
   }
   return terminal.Finish();
 }
 
-TEST(StatusLine, ShowsCountRateAndText) {
-  const std::string written = WrittenText(80, [](StatusLine* line, TestClock* clock) {
+TEST(ProgressLine, ShowsCountRateAndText) {
+  const std::string written = WrittenText(80, [](ProgressLine* line, TestClock* clock) {
     line->CountItem();
     clock->time += milliseconds(150);
     line->ShowText("Moving: /a/b");
@@ -57,8 +57,8 @@ TEST(StatusLine, ShowsCountRateAndText) {
                           "3 items, 1/s  Moving: /a/b", "22 items, 9/s  Moving: /c", ""));
 }
 
-TEST(StatusLine, IsBroughtUpToDateAtMostTenTimesASecond) {
-  const std::string written = WrittenText(80, [](StatusLine* line, TestClock* clock) {
+TEST(ProgressLine, IsBroughtUpToDateAtMostTenTimesASecond) {
+  const std::string written = WrittenText(80, [](ProgressLine* line, TestClock* clock) {
     for (int i = 0; i < 1000; ++i) {
       line->ShowText("Moving: /a/" + std::to_string(i));
       line->CountItem();
@@ -69,8 +69,8 @@ TEST(StatusLine, IsBroughtUpToDateAtMostTenTimesASecond) {
   EXPECT_THAT(DrawnLines(written), SizeIs(11));
 }
 
-TEST(StatusLine, MakesWayForLogLinesAndComesBackAfterThem) {
-  const std::string written = WrittenText(80, [](StatusLine* line, TestClock* clock) {
+TEST(ProgressLine, MakesWayForLogLinesAndComesBackAfterThem) {
+  const std::string written = WrittenText(80, [](ProgressLine* line, TestClock* clock) {
     line->ShowText("Moving: /a/quite/long/path/to/something/that/is/longer/than/the/message");
     NSLog("Moved one");
     clock->time += milliseconds(500);
@@ -88,8 +88,8 @@ TEST(StatusLine, MakesWayForLogLinesAndComesBackAfterThem) {
                              [](const std::string& line) { return line.find("item") == 2; }));
 }
 
-TEST(StatusLine, IsTheLastLineOfTheScreenWhileTheRunGoesOn) {
-  std::string written = WrittenText(80, [](StatusLine* line, TestClock*) {
+TEST(ProgressLine, IsTheLastLineOfTheScreenWhileTheRunGoesOn) {
+  std::string written = WrittenText(80, [](ProgressLine* line, TestClock*) {
     line->ShowText("Moving: /a");
     NSLog("Moved one");
   });
@@ -98,21 +98,21 @@ TEST(StatusLine, IsTheLastLineOfTheScreenWhileTheRunGoesOn) {
   EXPECT_THAT(ScreenLines(written), ElementsAre(EndsWith("] Moved one"), "0 items  Moving: /a"));
 }
 
-TEST(StatusLine, LeavesNothingOnTheScreen) {
-  const std::string written = WrittenText(80, [](StatusLine* line, TestClock*) {
+TEST(ProgressLine, LeavesNothingOnTheScreen) {
+  const std::string written = WrittenText(80, [](ProgressLine* line, TestClock*) {
     line->CountItem();
     line->ShowText("Moving: /a");
   });
   EXPECT_THAT(ScreenLines(written), ElementsAre(""));
 }
 
-TEST(StatusLine, WritesNothingBeforeThereIsSomethingToShow) {
-  const std::string written = WrittenText(80, [](StatusLine*, TestClock*) { NSLog("Hello"); });
+TEST(ProgressLine, WritesNothingBeforeThereIsSomethingToShow) {
+  const std::string written = WrittenText(80, [](ProgressLine*, TestClock*) { NSLog("Hello"); });
   EXPECT_THAT(DrawnLines(written), IsEmpty());
   EXPECT_THAT(ScreenLines(written), ElementsAre(EndsWith("] Hello"), ""));
 }
 
-TEST(StatusLine, StaysWithinTheWidthAndOnOneLine) {
+TEST(ProgressLine, StaysWithinTheWidthAndOnOneLine) {
   const std::vector<std::string> paths = {
       "/a/very/long/path/that/goes/on/and/on",
       "/new\nline\r\x1b[2Jand\tmore",
@@ -122,7 +122,7 @@ TEST(StatusLine, StaysWithinTheWidthAndOnOneLine) {
   };
   for (const std::string& path : paths) {
     const std::string written =
-        WrittenText(30, [&](StatusLine* line, TestClock*) { line->ShowText("Moving: " + path); });
+        WrittenText(30, [&](ProgressLine* line, TestClock*) { line->ShowText("Moving: " + path); });
     const std::vector<std::string> drawn = DrawnLines(written);
     ASSERT_THAT(drawn, SizeIs(2)) << path;
     EXPECT_EQ(drawn[0], FitToColumns("0 items  Moving: " + path, 29));
@@ -132,16 +132,16 @@ TEST(StatusLine, StaysWithinTheWidthAndOnOneLine) {
   }
 }
 
-TEST(StatusLine, DrawsNothingOnATerminalOfOneColumn) {
+TEST(ProgressLine, DrawsNothingOnATerminalOfOneColumn) {
   const std::string written =
-      WrittenText(1, [](StatusLine* line, TestClock*) { line->CountItem(); });
+      WrittenText(1, [](ProgressLine* line, TestClock*) { line->CountItem(); });
   EXPECT_EQ("", written);
 }
 
-TEST(StatusLine, DoesNothingWhereStandardErrorIsNoTerminal) {
+TEST(ProgressLine, DoesNothingWhereStandardErrorIsNoTerminal) {
   const CapturedLog log;
   {
-    StatusLine line;
+    ProgressLine line;
     line.CountItem();
     line.ShowText("Moving: /a");
     NSLog("Moved one");
@@ -149,11 +149,11 @@ TEST(StatusLine, DoesNothingWhereStandardErrorIsNoTerminal) {
   EXPECT_THAT(log.Lines(), ElementsAre(EndsWith("] Moved one")));
 }
 
-TEST(StatusLine, LetsGoOfTheLogAtItsEnd) {
+TEST(ProgressLine, LetsGoOfTheLogAtItsEnd) {
   PseudoTerminal terminal(80);
   {
     const TerminalOnStandardError redirected(terminal);
-    { StatusLine().CountItem(); }
+    { ProgressLine().CountItem(); }
     NSLog("Later");
   }
   EXPECT_THAT(DrawnLines(terminal.Finish()), ElementsAre("1 item", EndsWith("] Later")));

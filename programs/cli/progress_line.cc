@@ -1,4 +1,4 @@
-#include "platform/terminal/status_line.h"
+#include "programs/cli/progress_line.h"
 
 #include <array>
 #include <optional>
@@ -31,7 +31,7 @@ std::string EscapeByte(char16_t unit) {
 
 }  // namespace
 
-StatusLine::StatusLine(std::function<Time()> now)
+ProgressLine::ProgressLine(std::function<Time()> now)
     : now_(std::move(now)),
       isTerminal_(GetConsoleColumns().has_value()),
       start_(now_()),
@@ -40,24 +40,24 @@ StatusLine::StatusLine(std::function<Time()> now)
   SetLogLineHooks({.before = [this] { Erase(); }, .after = [this] { Draw(); }});
 }
 
-StatusLine::~StatusLine() {
+ProgressLine::~ProgressLine() {
   if (!isTerminal_) return;
   SetLogLineHooks({});
   Erase();
 }
 
-void StatusLine::CountItem() {
+void ProgressLine::CountItem() {
   ++itemCount_;
   RedrawWhenDue();
 }
 
-void StatusLine::ShowText(std::string_view text) {
+void ProgressLine::ShowText(std::string_view text) {
   if (!isTerminal_) return;
   text_ = text;
   RedrawWhenDue();
 }
 
-void StatusLine::RedrawWhenDue() {
+void ProgressLine::RedrawWhenDue() {
   if (!isTerminal_) return;
   const Time time = now_();
   if (time < nextRedraw_) return;
@@ -69,15 +69,15 @@ void StatusLine::RedrawWhenDue() {
   Draw();
 }
 
-void StatusLine::Draw() const {
+void ProgressLine::Draw() const {
   if (!line_.empty()) WriteToConsole(std::string(kEraseLine) + line_);
 }
 
-void StatusLine::Erase() const {
+void ProgressLine::Erase() const {
   if (!line_.empty()) WriteToConsole(kEraseLine);
 }
 
-std::string StatusLine::LineText(Time time) const {
+std::string ProgressLine::LineText(Time time) const {
   const double seconds = std::chrono::duration<double>(time - start_).count();
   std::string line = std::to_string(itemCount_) + (itemCount_ == 1 ? " item" : " items");
   // A rate over less than a second says nothing yet.
