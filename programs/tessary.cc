@@ -1,31 +1,31 @@
-// The desktop program: Linux below, Qt in front. Its arguments are what it is to aggregate; behind
-// "--aggregate", what it only hands to the program on the session bus, as file managers' menus do.
+// The desktop program: the application layer over Qt.
 
-#include <algorithm>
 #include <cstdlib>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "app/opened_items.h"
 #include "app/startup.h"
 #include "platform/linux/apple_events/comment_agent.h"
+#include "platform/managers/file_manager.h"
 #include "platform/managers/internet_config.h"
 #include "platform/managers/log.h"
 #include "platform/managers/standard_files.h"
 #include "platform/managers/window_system.h"
 #include "platform/qt/service_request.h"
 #include "platform/qt/window_system.h"
+#include "programs/cli/desktop_options.h"
 #include "programs/cli/engine_setup.h"
+#include "programs/cli/messages.h"
 #include "programs/cli/settings_report.h"
 
 namespace tessary {
 namespace {
 
-constexpr std::string_view kAggregateOption = "--aggregate";
+constexpr char kProgram[] = "tessary";
 
 void OpenDocuments(const std::vector<FSSpec>& documents) {
-  // What cannot be opened is not there any more, and there is nothing to run.
+  // Documents that cannot be opened do not exist any more, and there is nothing to run.
   (void)SendOpenDocumentsToSelf(documents.size(), documents.data());
 }
 
@@ -34,22 +34,50 @@ void LogProblems() {
   for (const std::string& problem : DescribeBadMappingLines()) NSLog(problem);
 }
 
-// `named` begins behind the option. No folder that a file manager names is called "--".
-int HandToService(std::vector<std::string> named) {
-  if (!named.empty() && named.front() == "--") named.erase(named.begin());
-  return RequestAggregation(named) ? EXIT_SUCCESS : EXIT_FAILURE;
+// Prints those of the folders that do not exist, and returns the others.
+std::vector<std::string> KeepExisting(const std::vector<std::string>& folders) {
+  std::vector<std::string> existing;
+  for (const std::string& folder : folders) {
+    std::string resolved;
+    const Status status = ResolveNamedPath(folder, &resolved);
+    if (status == noErr) {
+      existing.push_back(folder);
+    } else {
+      PrintProblem(folder + ": " + DescribeStatus(status), kProgram);
+    }
+  }
+  return existing;
 }
 
-int RunDesktopProgram(int count, char** arguments) {
-  QtWindowSystem system(&count, arguments, OpenDocuments);
-  const std::vector<std::string> paths(arguments + std::min(count, 1), arguments + count);
-  if (system.ForwardToRunningInstance(paths)) return EXIT_SUCCESS;
+int RunDesktopProgram(char* program, DesktopOptions options) {
+  const std::vector<std::string> folders = KeepExisting(options.folders);
+  const int status = folders.size() == options.folders.size() ? EXIT_SUCCESS : EXIT_FAILURE;
+  // A window without any of the folders that were named is not what was asked for.
+  if (folders.empty() && status != EXIT_SUCCESS) return status;
+  std::vector<char*> arguments = {program};
+  for (std::string& option : options.qtOptions) arguments.push_back(option.data());
+  int count = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  QtWindowSystem system(&count, arguments.data(), OpenDocuments);
+  if (system.ForwardToRunningInstance(folders)) return status;
   gWindowSystem = &system;
   RegisterCommentAgent();
   RegisterBundleInfo();
   LogProblems();
-  system.OpenPaths(paths);
-  return RunApplication() == noErr ? EXIT_SUCCESS : EXIT_FAILURE;
+  system.OpenPaths(folders);
+  return RunApplication() == noErr ? status : EXIT_FAILURE;
+}
+
+int RunProgram(char* program, const std::vector<std::string>& arguments) {
+  DesktopOptions options;
+  std::string problem;
+  if (!ParseDesktopOptions(arguments, &options, &problem)) {
+    PrintProblem(problem, kProgram);
+    return static_cast<int>(ExitStatus::kUsageError);
+  }
+  if (!options.text.empty()) return static_cast<int>(PrintOutput(options.text, kProgram));
+  if (!options.isAggregate) return RunDesktopProgram(program, options);
+  return RequestAggregation(options.folders) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace
@@ -57,8 +85,7 @@ int RunDesktopProgram(int count, char** arguments) {
 
 int main(int argc, char** argv) {
   tessary::PrepareStandardFiles();
-  if (argc > 1 && argv[1] == tessary::kAggregateOption) {
-    return tessary::HandToService({argv + 2, argv + argc});
-  }
-  return tessary::RunDesktopProgram(argc, argv);
+  char name[] = "tessary";
+  if (argc < 1) return tessary::RunProgram(name, {});
+  return tessary::RunProgram(argv[0], {argv + 1, argv + argc});
 }

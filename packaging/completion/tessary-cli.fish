@@ -1,20 +1,38 @@
 # fish completion for tessary-cli
 
-function __tessary_cli_words --description 'How many words the command line has before the one at hand'
-    count (commandline -opc)
+# The words on the command line before the one that is being completed, without the program's name.
+function __tessary_cli_words
+    set -l words (commandline -opc)
+    test (count $words) -gt 1; and printf '%s\n' $words[2..-1]
 end
 
-function __tessary_cli_is_defaults --description 'True at that word of the command "defaults"'
-    set -l words (commandline -opc)
-    test (count $words) -eq $argv[1]; and test "$words[2]" = defaults
-    and begin
-        test (count $argv) -lt 2; or test "$words[3]" = "$argv[2]"
+# __tessary_cli_follows WORD...: true if exactly these words come before.
+function __tessary_cli_follows
+    set -l words (__tessary_cli_words)
+    test (count $words) -eq (count $argv); and test "$words" = "$argv"
+end
+
+# __tessary_cli_is_command COMMAND: true if the first word is that command.
+function __tessary_cli_is_command
+    set -l words (__tessary_cli_words)
+    test "$words[1]" = $argv[1]
+end
+
+# __tessary_cli_type_follows KEY...: true if the type of one of these settings may follow.
+function __tessary_cli_type_follows
+    set -l words (__tessary_cli_words)
+    test (count $words) -eq 3; and test "$words[1..2]" = 'defaults write'
+    and contains -- $words[3] $argv
+end
+
+# __tessary_cli_value_follows TYPE KEY...: true if a value of one of these settings may follow.
+function __tessary_cli_value_follows
+    set -l words (__tessary_cli_words)
+    if test (count $words) -eq 4; and test "$words[4]" = $argv[1]
+        set -e words[4]
     end
-end
-
-function __tessary_cli_value_of --description 'True where a value of one of the keys is to follow'
-    set -l words (commandline -opc)
-    __tessary_cli_is_defaults 5 write; and contains -- "$words[4]" $argv
+    test (count $words) -eq 3; and test "$words[1..2]" = 'defaults write'
+    and contains -- $words[3] $argv[2..-1]
 end
 
 set -l numbers FileOperation TessaryType
@@ -22,37 +40,39 @@ set -l booleans QuitWhenDone RecurseFolders ReplaceFilesBySameName AggregateAppR
     PreserveComments
 
 complete -c tessary-cli -f
-complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a aggregate -d 'File what lies in a folder'
-complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a defaults -d 'Read and change the stored settings'
-complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a integrate -d 'Put the desktop program into menus'
-complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -a info -d 'Tell what a run sees of a file'
-complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -l help -d 'Show the help'
-complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 1' -l version -d 'Show the version'
+complete -c tessary-cli -s h -l help -d 'Print the help'
 
-set -l aggregate '__fish_seen_subcommand_from aggregate'
+set -l none __tessary_cli_follows
+complete -c tessary-cli -n $none -a aggregate -d 'Sort the files of one folder into subfolders of another'
+complete -c tessary-cli -n $none -a defaults -d 'Print and change the stored settings'
+complete -c tessary-cli -n $none -a info -d 'Print what a run sees of a file'
+complete -c tessary-cli -n $none -a integrate -d 'Add tessary to the menus of Thunar and Nautilus'
+complete -c tessary-cli -n $none -s V -l version -d 'Print the version'
+
+set -l aggregate '__tessary_cli_is_command aggregate'
 complete -c tessary-cli -n $aggregate -a '(__fish_complete_directories)'
-complete -c tessary-cli -n $aggregate -l kind -x -d 'The key to file by' \
+complete -c tessary-cli -n $aggregate -s k -l kind -x -d 'The key to sort by' \
     -a 'extension file-type mime-type modification-date creation-date'
-complete -c tessary-cli -n $aggregate -l recurse -d 'Enter subfolders'
-complete -c tessary-cli -n $aggregate -l copy -d 'Copy the files'
-complete -c tessary-cli -n $aggregate -l move -d 'Move the files'
-complete -c tessary-cli -n $aggregate -l replace -d 'Delete what bears a taken name, unless a folder that holds anything'
-complete -c tessary-cli -n $aggregate -l preserve-comments -d 'Carry comments over'
-complete -c tessary-cli -n $aggregate -l whole-application -d 'File the whole of an application'
-complete -c tessary-cli -n $aggregate -l help -d 'Show the help'
+complete -c tessary-cli -n $aggregate -s r -l recurse -d 'Descend into subfolders'
+complete -c tessary-cli -n $aggregate -l copy -d 'Copy files'
+complete -c tessary-cli -n $aggregate -l move -d 'Move files'
+complete -c tessary-cli -n $aggregate -l replace -d 'Permanently delete existing files of the same name'
+complete -c tessary-cli -n $aggregate -l preserve-comments -d 'Copy comments too'
+complete -c tessary-cli -n $aggregate -l whole-application -d 'File all of an application'
 
-complete -c tessary-cli -n '__tessary_cli_is_defaults 2' -a read -d 'Show what is stored'
-complete -c tessary-cli -n '__tessary_cli_is_defaults 2' -a write -d 'Store a value'
-complete -c tessary-cli -n '__tessary_cli_is_defaults 2' -a delete -d 'Go back to the default'
-complete -c tessary-cli -n '__tessary_cli_is_defaults 3' -a "$numbers $booleans"
-complete -c tessary-cli -n "__tessary_cli_is_defaults 4 write" -a '-bool -int'
-complete -c tessary-cli -n "__tessary_cli_value_of $booleans" -a 'true false'
-complete -c tessary-cli -n '__tessary_cli_value_of FileOperation' -a '1 2'
-complete -c tessary-cli -n '__tessary_cli_value_of TessaryType' -a '1 2 3 4 5'
+complete -c tessary-cli -n '__tessary_cli_follows defaults' -a read -d 'Print all settings, or one'
+complete -c tessary-cli -n '__tessary_cli_follows defaults' -a write -d 'Store a setting'
+complete -c tessary-cli -n '__tessary_cli_follows defaults' -a delete -d 'Restore the default of a setting'
+for action in read write delete
+    complete -c tessary-cli -n "__tessary_cli_follows defaults $action" -a "$numbers $booleans"
+end
+complete -c tessary-cli -n "__tessary_cli_type_follows $numbers" -a -int
+complete -c tessary-cli -n "__tessary_cli_type_follows $booleans" -a -bool
+complete -c tessary-cli -n '__tessary_cli_value_follows -int FileOperation' -a '1 2'
+complete -c tessary-cli -n '__tessary_cli_value_follows -int TessaryType' -a '1 2 3 4 5'
+complete -c tessary-cli -n "__tessary_cli_value_follows -bool $booleans" -a 'true false'
 
-complete -c tessary-cli -n 'test (__tessary_cli_words) -eq 2; and __fish_seen_subcommand_from integrate' \
-    -a 'install remove status'
+complete -c tessary-cli -n '__tessary_cli_is_command info' -F
+complete -c tessary-cli -n '__tessary_cli_is_command info' -l json -d 'Print the result as JSON'
 
-complete -c tessary-cli -n '__fish_seen_subcommand_from info' -F
-complete -c tessary-cli -n '__fish_seen_subcommand_from info' -l json -d 'Tell it to programs'
-complete -c tessary-cli -n '__fish_seen_subcommand_from info' -l help -d 'Show the help'
+complete -c tessary-cli -n '__tessary_cli_follows integrate' -a 'install remove status'

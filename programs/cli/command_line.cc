@@ -5,7 +5,6 @@
 
 #include "programs/cli/aggregate_command.h"
 #include "programs/cli/defaults_command.h"
-#include "programs/cli/help_text.h"
 #include "programs/cli/info_command.h"
 #include "programs/cli/integrate_command.h"
 #include "programs/cli/messages.h"
@@ -28,8 +27,7 @@ ExitStatus RunCommandLine(const std::vector<std::string>& arguments) try {
   }
   if (const auto* integrate = std::get_if<IntegrateOptions>(&options)) return Integrate(*integrate);
   if (const auto* info = std::get_if<InfoOptions>(&options)) return PrintInfo(*info);
-  if (std::holds_alternative<VersionOptions>(options)) return PrintOutput(VersionText());
-  return PrintOutput(HelpText());
+  return PrintOutput(std::get<TextOptions>(options).text);
 } catch (const std::bad_alloc&) {
   // A run that has begun reports this itself, so that none has taken place.
   PrintOutOfMemory();

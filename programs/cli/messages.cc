@@ -6,8 +6,8 @@
 
 namespace tessary {
 
-void PrintProblem(std::string_view sentence) {
-  const std::string line = "tessary-cli: " + EscapeControlCharacters(sentence) + "\n";
+void PrintProblem(std::string_view problem, std::string_view program) {
+  const std::string line = std::string(program) + ": " + EscapeControlCharacters(problem) + "\n";
   (void)std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
@@ -19,9 +19,9 @@ bool WriteOutput(std::string_view text) {
   return std::fflush(stdout) == 0 && wasWritten;
 }
 
-ExitStatus PrintOutput(std::string_view text) {
+ExitStatus PrintOutput(std::string_view text, std::string_view program) {
   if (WriteOutput(text)) return ExitStatus::kSuccess;
-  PrintProblem("the output could not be written to standard output");
+  PrintProblem("the output could not be written to standard output", program);
   return ExitStatus::kFailure;
 }
 

@@ -9,9 +9,11 @@
 // What the program says to its user, outside the log.
 namespace tessary {
 
-// One line on standard error, "tessary-cli: " and the sentence, control characters written as
-// escapes. A failure to write is not reported: there is nowhere to report it.
-void PrintProblem(std::string_view sentence);
+inline constexpr std::string_view kCommandLineProgram = "tessary-cli";
+
+// Prints one line on standard error, "PROGRAM: PROBLEM", with control characters escaped. A failure
+// to write is not reported: there is nowhere to report it.
+void PrintProblem(std::string_view problem, std::string_view program = kCommandLineProgram);
 
 // Says so on standard error, for which it takes none.
 void PrintOutOfMemory();
@@ -21,7 +23,7 @@ bool WriteOutput(std::string_view text);
 
 // The same for a command whose output is all that it does: kSuccess, or kFailure with a line on
 // standard error.
-ExitStatus PrintOutput(std::string_view text);
+ExitStatus PrintOutput(std::string_view text, std::string_view program = kCommandLineProgram);
 
 // The text between double quotes.
 std::string Quoted(std::string_view text);

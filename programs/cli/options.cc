@@ -5,21 +5,20 @@
 #include <charconv>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string_view>
 #include <utility>
 
+#include "programs/cli/command_specs.h"
 #include "programs/cli/messages.h"
+#include "programs/cli/option_parser.h"
 #include "settings/preferences.h"
 
 namespace tessary {
 namespace {
 
-using Arguments = std::span<const std::string>;
+using Words = std::vector<std::string>;
 
-constexpr std::string_view kSeeHelp = ": see tessary-cli --help";
-
-// Moving is any number but the one for copying; this is the one that is written for it.
+// Any number but kFileOperationCopy means moving.
 constexpr int64_t kFileOperationMove = 1;
 
 struct Flag {
@@ -28,8 +27,8 @@ struct Flag {
   CFPropertyList value;
 };
 
-// The two last lay what makes the accessors, which tell the opposite of their keys, answer yes to
-// carrying comments over and no to reducing an application.
+// The accessors of the two last settings mean the opposite of their keys. These values make them
+// carry comments over, and keep an application whole.
 const std::array<Flag, 6> kFlags = {{
     {"--recurse", "RecurseFolders", true},
     {"--move", "FileOperation", kFileOperationMove},
@@ -39,13 +38,9 @@ const std::array<Flag, 6> kFlags = {{
     {"--whole-application", "AggregateAppResourcesOnly", true},
 }};
 
-constexpr std::array<std::pair<std::string_view, AggregationKind>, 5> kKinds = {{
-    {"extension", AggregationKind::kExtension},
-    {"file-type", AggregationKind::kFileType},
-    {"mime-type", AggregationKind::kMimeType},
-    {"modification-date", AggregationKind::kModificationDate},
-    {"creation-date", AggregationKind::kCreationDate},
-}};
+// In the order of AggregationKind, which begins with 1.
+constexpr std::array<std::string_view, 5> kKindNames = {"extension", "file-type", "mime-type",
+                                                        "modification-date", "creation-date"};
 
 constexpr std::array<std::pair<std::string_view, bool>, 6> kBooleans = {{
     {"true", true},
@@ -56,101 +51,84 @@ constexpr std::array<std::pair<std::string_view, bool>, 6> kBooleans = {{
     {"0", false},
 }};
 
-constexpr std::string_view kKindOption = "--kind";
-constexpr std::string_view kKindNames =
-    "extension, file-type, mime-type, modification-date or creation-date";
-
 bool Refuse(std::string* problem, std::string sentence) {
   *problem = std::move(sentence);
   return false;
 }
 
-bool AddSetting(std::string_view key, const CFPropertyList& value, AggregateOptions* options,
-                std::string* problem) {
-  const auto [entry, isNew] = options->settings.try_emplace(std::string(key), value);
-  if (isNew || entry->second == value) return true;
-  if (key == "TessaryType") return Refuse(problem, "two different kinds: give --kind once");
-  return Refuse(problem, "--move and --copy contradict each other: give one of them");
-}
-
-bool AddKind(const std::string& name, AggregateOptions* options, std::string* problem) {
-  for (const auto& [kindName, kind] : kKinds) {
-    if (name != kindName) continue;
-    return AddSetting("TessaryType", static_cast<int64_t>(kind), options, problem);
-  }
-  return Refuse(problem, "unknown kind " + Quoted(name) + ": give " + std::string(kKindNames));
-}
-
-bool AddFlag(const std::string& name, AggregateOptions* options, std::string* problem) {
-  for (const Flag& flag : kFlags) {
-    if (name == flag.name) return AddSetting(flag.key, flag.value, options, problem);
-    if (name.starts_with(std::string(flag.name) + "=")) {
-      return Refuse(problem, "option " + std::string(flag.name) + " takes no value: leave out " +
-                                 Quoted(name.substr(flag.name.size())));
-    }
-  }
-  return Refuse(problem, "unknown option " + Quoted(name) + std::string(kSeeHelp));
-}
-
-bool TakeOperands(const std::vector<std::string>& operands, AggregateOptions* options,
-                  std::string* problem) {
-  if (operands.size() < 2) {
-    return Refuse(problem, std::string(operands.empty() ? "no source" : "no destination") +
-                               " was given: aggregate takes a SOURCE and a DESTINATION");
-  }
-  if (operands.size() > 2) {
-    return Refuse(problem, "surplus argument " + Quoted(operands[2]) +
-                               ": aggregate takes one SOURCE and one DESTINATION");
-  }
-  options->source = operands[0];
-  options->destination = operands[1];
-  return true;
-}
-
-bool ParseAggregate(Arguments arguments, Options* options, std::string* problem) {
-  const std::string kindPrefix = std::string(kKindOption) + "=";
-  AggregateOptions aggregate;
-  std::vector<std::string> operands;
-  bool optionsEnded = false;
-  for (size_t i = 0; i < arguments.size(); ++i) {
-    const std::string& argument = arguments[i];
-    if (optionsEnded || argument.size() < 2 || argument[0] != '-') {
-      operands.push_back(argument);
-    } else if (argument == "--") {
-      optionsEnded = true;
-    } else if (argument == "--help") {
-      *options = HelpOptions();
-      return true;
-    } else if (argument == kKindOption) {
-      if (++i == arguments.size()) {
-        return Refuse(problem, "option --kind needs a value: give " + std::string(kKindNames));
-      }
-      if (!AddKind(arguments[i], &aggregate, problem)) return false;
-    } else if (argument.starts_with(kindPrefix)) {
-      if (!AddKind(argument.substr(kindPrefix.size()), &aggregate, problem)) return false;
-    } else if (!AddFlag(argument, &aggregate, problem)) {
-      return false;
-    }
-  }
-  if (!TakeOperands(operands, &aggregate, problem)) return false;
-  *options = std::move(aggregate);
-  return true;
-}
-
-std::string ListOfKeys() {
-  std::string list;
-  for (const Setting& setting : kSettings) {
-    if (!list.empty()) list += &setting == &kSettings.back() ? " or " : ", ";
-    list += setting.key;
+// "A, B or C".
+std::string ListOf(std::span<const std::string_view> words) {
+  std::string list(words.front());
+  for (size_t i = 1; i < words.size(); ++i) {
+    list.append(i + 1 == words.size() ? " or " : ", ").append(words[i]);
   }
   return list;
 }
 
+// A word as the user typed it; between quotes if it would not be seen.
+std::string Shown(const std::string& word) { return word.empty() ? Quoted(word) : word; }
+
+// The problem of a word that is not one of `known`: "size: unknown kind: expected A or B".
+std::string DescribeUnknownWord(const std::string& word, std::string_view what,
+                                std::span<const std::string_view> known) {
+  std::string problem = Shown(word).append(": unknown ").append(what);
+  const std::string suggestion = Suggestion(word, known);
+  return problem.append(suggestion.empty() ? ": expected " + ListOf(known) : suggestion);
+}
+
+std::string DescribeUnexpected(const std::string& argument, const CommandSpec& command) {
+  return WithHelpHint(Shown(argument) + ": unexpected argument", command);
+}
+
+// ---- aggregate ----
+
+bool AddKind(const Words& names, AggregateOptions* options, std::string* problem) {
+  for (const std::string& name : names) {
+    const auto* kind = std::ranges::find(kKindNames, name);
+    if (kind == kKindNames.end()) {
+      return Refuse(problem, DescribeUnknownWord(name, "kind", kKindNames));
+    }
+    const int64_t number = 1 + (kind - kKindNames.begin());
+    const auto [entry, isNew] = options->settings.try_emplace("TessaryType", number);
+    if (!isNew && entry->second != CFPropertyList(number)) {
+      return Refuse(problem, "--kind given twice with different values");
+    }
+  }
+  return true;
+}
+
+bool ParseAggregate(const ParsedArguments& parsed, Options* options, std::string* problem) {
+  AggregateOptions aggregate;
+  if (const auto kinds = parsed.options.find("--kind"); kinds != parsed.options.end()) {
+    if (!AddKind(kinds->second, &aggregate, problem)) return false;
+  }
+  for (const Flag& flag : kFlags) {
+    if (!parsed.options.contains(flag.name)) continue;
+    if (!aggregate.settings.try_emplace(std::string(flag.key), flag.value).second) {
+      return Refuse(problem, "--move and --copy contradict each other");
+    }
+  }
+  const Words& operands = parsed.operands;
+  if (operands.size() < 2) {
+    return Refuse(problem, WithHelpHint(operands.empty() ? "missing SOURCE and DESTINATION"
+                                                         : "missing DESTINATION",
+                                        kAggregateSpec));
+  }
+  if (operands.size() > 2) return Refuse(problem, DescribeUnexpected(operands[2], kAggregateSpec));
+  aggregate.source = operands[0];
+  aggregate.destination = operands[1];
+  *options = std::move(aggregate);
+  return true;
+}
+
+// ---- defaults ----
+
 const Setting* FindSetting(const std::string& key, std::string* problem) {
-  const auto* found = std::find_if(kSettings.begin(), kSettings.end(),
-                                   [&](const Setting& setting) { return setting.key == key; });
+  const auto* found = std::ranges::find(kSettings, key, &Setting::key);
   if (found != kSettings.end()) return found;
-  *problem = "unknown settings key " + Quoted(key) + ": give " + ListOfKeys();
+  std::array<std::string_view, kSettings.size()> keys;
+  std::ranges::transform(kSettings, keys.begin(), &Setting::key);
+  *problem = DescribeUnknownWord(key, "key", keys);
   return nullptr;
 }
 
@@ -161,7 +139,7 @@ std::optional<CFPropertyList> ParseBoolean(const std::string& text) {
   return std::nullopt;
 }
 
-// The number keys are read as 16-bit numbers; what does not fit would come back as another number.
+// The settings are read as 16-bit numbers; a larger one would come back as another number.
 std::optional<CFPropertyList> ParseNumber(const std::string& text) {
   int16_t number = 0;
   const char* end = text.data() + text.size();
@@ -170,128 +148,135 @@ std::optional<CFPropertyList> ParseNumber(const std::string& text) {
   return int64_t{number};
 }
 
-bool ParseWrite(Arguments arguments, Options* options, std::string* problem) {
-  const Setting* setting = FindSetting(arguments[0], problem);
-  if (setting == nullptr) return false;
-  const std::string& type = arguments[1];
+// The type that may precede a value has to be that of the key.
+bool CheckType(const std::string& type, const Setting& setting, std::string* problem) {
+  constexpr std::array<std::string_view, 2> kTypes = {"-bool", "-int"};
+  const bool isBoolean = setting.type == SettingType::kBoolean;
+  if (type == (isBoolean ? "-bool" : "-int")) return true;
   if (type != "-bool" && type != "-int" && type != "-string") {
-    return Refuse(problem, "unknown type of value " + Quoted(type) + ": give -bool or -int");
+    return Refuse(problem, DescribeUnknownWord(type, "type", kTypes));
   }
+  return Refuse(problem, std::string(setting.key) +
+                             (isBoolean ? " is a boolean: use -bool" : " is a number: use -int"));
+}
+
+// `operands` are KEY [TYPE] VALUE.
+bool ParseWrite(const Words& operands, Options* options, std::string* problem) {
+  const Setting* setting = FindSetting(operands[0], problem);
+  if (setting == nullptr) return false;
+  if (operands.size() == 3 && !CheckType(operands[1], *setting, problem)) return false;
+  const std::string& text = operands.back();
   const bool isBoolean = setting->type == SettingType::kBoolean;
-  const std::string wanted = isBoolean ? "-bool" : "-int";
-  if (type != wanted) {
-    return Refuse(problem, std::string(setting->key) + " holds no " + type.substr(1) +
-                               ": write it with " + wanted);
-  }
-  const std::string& text = arguments[2];
   const std::optional<CFPropertyList> value = isBoolean ? ParseBoolean(text) : ParseNumber(text);
   if (!value) {
-    return Refuse(problem, "unusable value " + Quoted(text) + " for " + std::string(setting->key) +
-                               (isBoolean ? ": give true, yes, 1, false, no or 0"
-                                          : ": give a whole number from -32768 to 32767"));
+    return Refuse(problem, Shown(text) + ": invalid value for " + std::string(setting->key) +
+                               (isBoolean ? ": expected true, yes, 1, false, no or 0"
+                                          : ": expected a whole number from -32768 to 32767"));
   }
   *options = WriteDefaultOptions{std::string(setting->key), *value};
   return true;
 }
 
-struct DefaultsForm {
-  std::string_view verb;
-  size_t minimum;
-  size_t maximum;
-  std::string_view arguments;
+struct DefaultsAction {
+  std::string_view name;
+  size_t minOperands;
+  size_t maxOperands;
 };
 
-constexpr std::array<DefaultsForm, 3> kDefaultsForms = {{
-    {"read", 0, 1, "[KEY]"},
-    {"write", 3, 3, "KEY (-bool|-int) VALUE"},
-    {"delete", 1, 1, "KEY"},
+constexpr std::array<DefaultsAction, 3> kDefaultsActions = {{
+    {"read", 0, 1},
+    {"write", 2, 3},
+    {"delete", 1, 1},
 }};
+constexpr std::array<std::string_view, 3> kDefaultsActionNames = {"read", "write", "delete"};
 
-const DefaultsForm* FindForm(Arguments arguments, std::string* problem) {
-  if (arguments.empty()) {
-    *problem = "no command after defaults: give read, write or delete";
-    return nullptr;
-  }
-  const auto* form =
-      std::find_if(kDefaultsForms.begin(), kDefaultsForms.end(),
-                   [&](const DefaultsForm& known) { return known.verb == arguments[0]; });
-  if (form == kDefaultsForms.end()) {
-    *problem =
-        "unknown command " + Quoted(arguments[0]) + " after defaults: give read, write or delete";
-    return nullptr;
-  }
-  const size_t count = arguments.size() - 1;
-  if (count >= form->minimum && count <= form->maximum) return form;
-  const std::string usage = ": the form is tessary-cli defaults " + std::string(form->verb) + " " +
-                            std::string(form->arguments);
-  *problem = count < form->minimum
-                 ? "missing argument" + usage
-                 : "surplus argument " + Quoted(arguments[form->maximum + 1]) + usage;
-  return nullptr;
+bool IsType(const std::string& operand) {
+  return operand == "-bool" || operand == "-int" || operand == "-string";
 }
 
-bool ParseDefaults(Arguments arguments, Options* options, std::string* problem) {
-  if (!arguments.empty() && arguments[0] == "--help") {
-    *options = HelpOptions();
-    return true;
+bool CheckOperandCount(const DefaultsAction& action, const Words& operands, std::string* problem) {
+  const bool endsWithType =
+      action.name == "write" && operands.size() == 2 && IsType(operands.back());
+  if (operands.size() < action.minOperands || endsWithType) {
+    return Refuse(problem,
+                  WithHelpHint(operands.empty() ? "missing KEY" : "missing VALUE", kDefaultsSpec));
   }
-  const DefaultsForm* form = FindForm(arguments, problem);
-  if (form == nullptr) return false;
-  const Arguments rest = arguments.subspan(1);
-  if (form->verb == "write") return ParseWrite(rest, options, problem);
-  if (!rest.empty() && FindSetting(rest[0], problem) == nullptr) return false;
-  if (form->verb == "delete") {
-    *options = DeleteDefaultOptions{rest[0]};
+  if (operands.size() <= action.maxOperands) return true;
+  return Refuse(problem, DescribeUnexpected(operands[action.maxOperands], kDefaultsSpec));
+}
+
+bool ParseDefaults(const ParsedArguments& parsed, Options* options, std::string* problem) {
+  if (parsed.operands.empty()) {
+    return Refuse(problem, "missing action: expected " + ListOf(kDefaultsActionNames));
+  }
+  const std::string& name = parsed.operands.front();
+  const auto* action = std::ranges::find(kDefaultsActions, name, &DefaultsAction::name);
+  if (action == kDefaultsActions.end()) {
+    return Refuse(problem, DescribeUnknownWord(name, "action", kDefaultsActionNames));
+  }
+  const Words operands(parsed.operands.begin() + 1, parsed.operands.end());
+  if (!CheckOperandCount(*action, operands, problem)) return false;
+  if (action->name == "write") return ParseWrite(operands, options, problem);
+  const std::string key = operands.empty() ? std::string() : operands.front();
+  if (!operands.empty() && FindSetting(key, problem) == nullptr) return false;
+  if (action->name == "delete") {
+    *options = DeleteDefaultOptions{key};
   } else {
-    *options = ReadDefaultsOptions{rest.empty() ? std::string() : rest[0]};
+    *options = ReadDefaultsOptions{key};
   }
   return true;
 }
 
-constexpr std::array<std::pair<std::string_view, IntegrateAction>, 3> kIntegrateActions = {{
-    {"install", IntegrateAction::kInstall},
-    {"remove", IntegrateAction::kRemove},
-    {"status", IntegrateAction::kStatus},
-}};
+// ---- integrate, info ----
 
-bool ParseIntegrate(Arguments arguments, Options* options, std::string* problem) {
-  constexpr std::string_view kGive = "after integrate: give install, remove or status";
-  if (arguments.empty()) return Refuse(problem, "no command " + std::string(kGive));
-  if (arguments[0] == "--help") {
-    *options = HelpOptions();
-    return true;
+bool ParseIntegrate(const ParsedArguments& parsed, Options* options, std::string* problem) {
+  // In the order of IntegrateAction.
+  constexpr std::array<std::string_view, 3> kActions = {"install", "remove", "status"};
+  const Words& operands = parsed.operands;
+  if (operands.empty()) return Refuse(problem, "missing action: expected " + ListOf(kActions));
+  const auto* action = std::ranges::find(kActions, operands[0]);
+  if (action == kActions.end()) {
+    return Refuse(problem, DescribeUnknownWord(operands[0], "action", kActions));
   }
-  for (const auto& [name, action] : kIntegrateActions) {
-    if (arguments[0] != name) continue;
-    if (arguments.size() > 1) {
-      return Refuse(problem, "surplus argument " + Quoted(arguments[1]) +
-                                 ": the form is tessary-cli integrate " + std::string(name));
-    }
-    *options = IntegrateOptions{action};
-    return true;
-  }
-  return Refuse(problem, "unknown command " + Quoted(arguments[0]) + " " + std::string(kGive));
+  if (operands.size() > 1) return Refuse(problem, DescribeUnexpected(operands[1], kIntegrateSpec));
+  *options = IntegrateOptions{static_cast<IntegrateAction>(action - kActions.begin())};
+  return true;
 }
 
-bool ParseInfo(Arguments arguments, Options* options, std::string* problem) {
-  InfoOptions info;
-  bool optionsEnded = false;
-  for (const std::string& argument : arguments) {
-    if (optionsEnded || argument.size() < 2 || argument[0] != '-') {
-      info.files.push_back(argument);
-    } else if (argument == "--") {
-      optionsEnded = true;
-    } else if (argument == "--json") {
-      info.isJson = true;
-    } else if (argument == "--help") {
-      *options = HelpOptions();
-      return true;
-    } else {
-      return Refuse(problem, "unknown option " + Quoted(argument) + std::string(kSeeHelp));
-    }
+bool ParseInfo(const ParsedArguments& parsed, Options* options, std::string* problem) {
+  if (parsed.operands.empty()) return Refuse(problem, WithHelpHint("missing FILE", kInfoSpec));
+  *options = InfoOptions{parsed.operands, parsed.options.contains("--json")};
+  return true;
+}
+
+// ---- All ----
+
+struct Command {
+  std::string_view name;
+  const CommandSpec& spec;
+  bool (*parse)(const ParsedArguments& parsed, Options* options, std::string* problem);
+};
+
+const std::array<Command, 4> kCommands = {{
+    {"aggregate", kAggregateSpec, ParseAggregate},
+    {"defaults", kDefaultsSpec, ParseDefaults},
+    {"info", kInfoSpec, ParseInfo},
+    {"integrate", kIntegrateSpec, ParseIntegrate},
+}};
+
+// The program's own options, which stand alone.
+bool ParseProgram(const Words& arguments, Options* options, std::string* problem) {
+  ParsedArguments parsed;
+  if (!ParseArguments(kProgramSpec, arguments, &parsed, problem)) return false;
+  const bool isVersionWanted = parsed.options.contains("--version");
+  if (!parsed.isHelpWanted && !isVersionWanted) {
+    return Refuse(problem, WithHelpHint("missing command", kProgramSpec));
   }
-  if (info.files.empty()) return Refuse(problem, "no file was given: info takes a FILE or more");
-  *options = std::move(info);
+  if (!parsed.operands.empty()) {
+    return Refuse(problem, parsed.isHelpWanted ? "--help takes no arguments"
+                                               : "--version takes no arguments");
+  }
+  *options = TextOptions{parsed.isHelpWanted ? HelpText(kProgramSpec) : VersionText(kProgramSpec)};
   return true;
 }
 
@@ -299,26 +284,20 @@ bool ParseInfo(Arguments arguments, Options* options, std::string* problem) {
 
 bool ParseOptions(const std::vector<std::string>& arguments, Options* options,
                   std::string* problem) {
-  if (arguments.empty()) return Refuse(problem, "no command was given" + std::string(kSeeHelp));
-  const std::string& command = arguments[0];
-  const Arguments rest = Arguments(arguments).subspan(1);
-  if (command == "aggregate") return ParseAggregate(rest, options, problem);
-  if (command == "defaults") return ParseDefaults(rest, options, problem);
-  if (command == "integrate") return ParseIntegrate(rest, options, problem);
-  if (command == "info") return ParseInfo(rest, options, problem);
-  if (command != "--help" && command != "--version") {
-    return Refuse(problem, std::string("unknown ") + (command[0] == '-' ? "option " : "command ") +
-                               Quoted(command) + std::string(kSeeHelp));
+  if (arguments.empty() || arguments[0].starts_with('-')) {
+    return ParseProgram(arguments, options, problem);
   }
-  if (!rest.empty()) {
-    return Refuse(problem,
-                  "surplus argument " + Quoted(rest[0]) + ": " + command + " stands alone");
+  const auto* command = std::ranges::find(kCommands, arguments[0], &Command::name);
+  if (command == kCommands.end()) {
+    std::array<std::string_view, kCommands.size()> names;
+    std::ranges::transform(kCommands, names.begin(), &Command::name);
+    return Refuse(problem, DescribeUnknownWord(arguments[0], "command", names));
   }
-  if (command == "--help") {
-    *options = HelpOptions();
-  } else {
-    *options = VersionOptions();
-  }
+  ParsedArguments parsed;
+  const Words rest(arguments.begin() + 1, arguments.end());
+  if (!ParseArguments(command->spec, rest, &parsed, problem)) return false;
+  if (!parsed.isHelpWanted) return command->parse(parsed, options, problem);
+  *options = TextOptions{HelpText(command->spec)};
   return true;
 }
 

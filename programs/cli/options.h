@@ -10,11 +10,13 @@
 // What a command line asks for.
 namespace tessary {
 
-struct HelpOptions {};
-struct VersionOptions {};
+// To print a text, that of --help or --version.
+struct TextOptions {
+  std::string text;
+};
 
 struct AggregateOptions {
-  // The settings that hold for this run in place of the stored ones, by key.
+  // The settings that override the stored ones in this run, by key.
   std::map<std::string, CFPropertyList> settings;
   std::string source;       // as typed
   std::string destination;  // as typed
@@ -45,12 +47,12 @@ struct InfoOptions {
 };
 
 using Options =
-    std::variant<HelpOptions, VersionOptions, AggregateOptions, ReadDefaultsOptions,
-                 WriteDefaultOptions, DeleteDefaultOptions, IntegrateOptions, InfoOptions>;
+    std::variant<TextOptions, AggregateOptions, ReadDefaultsOptions, WriteDefaultOptions,
+                 DeleteDefaultOptions, IntegrateOptions, InfoOptions>;
 
-// Parses the arguments, the program's name not among them. False when they cannot be understood;
-// `*problem` is then one line that names what is wrong and what to do. `*options` is written on
-// success only. Touches neither the store nor the file system.
+// Parses the arguments, without the program's name. Returns false on a usage error; `*problem` is
+// then one line that names the mistake and what is expected. `*options` is written on success only.
+// Accesses neither the store nor the filesystem.
 bool ParseOptions(const std::vector<std::string>& arguments, Options* options,
                   std::string* problem);
 

@@ -101,7 +101,7 @@ TEST_F(EntryPoints, AFolderOnTheCommandLineIsAskedForWhenTheWindowIsThere) {
   StartProgram({QString::fromStdString(source), QString::fromStdString(At("nowhere"))});
   AnswerPanel(At("filed"));
   EXPECT_TRUE(WaitForFiled("letters.txt"));
-  EXPECT_EQ(1, CountInLog("Cannot open \"" + At("nowhere") + "\""));
+  EXPECT_EQ(1, CountInLog("tessary: " + At("nowhere") + ": "));
 }
 
 TEST_F(EntryPoints, ASecondStartHandsItsFoldersToTheFirst) {

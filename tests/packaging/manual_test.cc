@@ -1,118 +1,247 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <filesystem>
 #include <regex>
 
-#include "programs/cli/help_text.h"
 #include "settings/preferences.h"
 #include "tests/packaging/installation.h"
 
-// The manual pages and the shells' completions tell what the program's own help tells.
+// The manual pages and the completions name what the programs' own help names.
 namespace tessary::test {
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsSupersetOf;
+using testing::UnorderedElementsAreArray;
+using Words = std::vector<std::string>;
 
-constexpr const char* kCompletions[] = {"packaging/completion/tessary-cli.bash",
-                                        "packaging/completion/_tessary-cli",
-                                        "packaging/completion/tessary-cli.fish"};
+struct Page {
+  const char* program;
+  const char* command;  // empty for the program itself
+};
 
-std::vector<std::string> Options() { return FindWords(HelpText(), "--([a-z]+[a-z-]*)"); }
-std::vector<std::string> Kinds() { return FindWords(HelpText(), "\n {25}([a-z-]+) "); }
-std::vector<std::string> Commands() {
-  return FindWords(HelpText(), "\n  tessary-cli ([a-z]+)[ \n]");
-}
+constexpr std::array kPages = {Page{"tessary-cli", ""},          Page{"tessary-cli", "aggregate"},
+                               Page{"tessary-cli", "defaults"},  Page{"tessary-cli", "info"},
+                               Page{"tessary-cli", "integrate"}, Page{"tessary", ""}};
+constexpr std::array kPrograms = {"tessary-cli", "tessary"};
 
-// The page's text without what lays it out.
-std::string PlainManual(const std::string& name) {
-  const std::string text = SourceText("packaging/man/" + name);
-  return std::regex_replace(text, std::regex("\\\\-"), "-");
-}
-
-// What bash offers for the last of the words.
-std::string CompletionsOf(const std::string& words, const std::string& folder = "/") {
-  const std::string script = "cd '" + folder + "' && . '" + SourcePath(kCompletions[0]) +
-                             "'; COMP_WORDS=(" + words +
-                             "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tessary_cli; "
-                             "printf '%s\\n' \"${COMPREPLY[@]}\"";
-  const ToolResult result = RunTool("bash", {"-c", script});
-  EXPECT_EQ(0, result.status);
+std::string HelpOf(const Page& page) {
+  Words arguments = {"--help"};
+  if (*page.command != '\0') arguments.insert(arguments.begin(), page.command);
+  const ToolResult result =
+      RunTool(std::string(TESSARY_BUILD_FOLDER "/programs/") + page.program, arguments);
+  EXPECT_EQ(0, result.status) << page.program;
   return result.output;
 }
 
-TEST(Help, IsTakenApartAsTheTestsBelowNeedIt) {
-  EXPECT_THAT(Options(), testing::IsSupersetOf({"kind", "move", "help", "version"}));
-  EXPECT_EQ(5U, Kinds().size());
-  EXPECT_THAT(Commands(), testing::IsSupersetOf({"aggregate", "defaults"}));
+// Short and long names: "-h", "--help".
+Words OptionsOf(const Page& page) {
+  const std::string help = HelpOf(page);
+  Words options = FindWords(help, "\n  (-[a-zA-Z]), --");
+  for (const std::string& name : FindWords(help, "\n  (?:-[a-zA-Z], |    )(--[a-z-]+)")) {
+    options.push_back(name);
+  }
+  return options;
 }
 
-TEST(Manual, HasNothingThatTheFormatterWarnsOf) {
+Words Commands() { return FindWords(HelpOf(kPages[0]), "\n  tessary-cli ([a-z]+)[ \n]"); }
+Words Kinds() { return FindWords(HelpOf(kPages[1]), "\n {29}([a-z-]+) "); }
+
+// The source of a manual page as roff. Fails the test if there is no such page.
+std::string ManualPage(const std::string& program) {
+  for (const char* folder : {"docs/man/", "packaging/man/"}) {
+    const std::string roff = SourcePath(folder + program + ".1");
+    if (std::filesystem::exists(roff)) return ReadFile(roff);
+    const std::string markup = roff + ".scd";
+    if (!std::filesystem::exists(markup)) continue;
+    const ToolResult result = RunTool("sh", {"-c", R"(scdoc < "$1")", "sh", markup});
+    EXPECT_EQ(0, result.status) << result.output;
+    return result.output;
+  }
+  ADD_FAILURE() << "no manual page of " << program;
+  return {};
+}
+
+// A manual page without fonts and escaped hyphens.
+std::string PlainManual(const std::string& program) {
+  const std::string text = std::regex_replace(ManualPage(program), std::regex(R"(\\f.|\\&)"), "");
+  return std::regex_replace(text, std::regex(R"(\\-)"), "-");
+}
+
+std::string CompletionFile(const std::string& program, const std::string& shell) {
+  const std::string name = shell == "zsh" ? "_" + program : program + "." + shell;
+  return "packaging/completion/" + name;
+}
+
+// What bash offers in place of the last of the words.
+Words BashOffers(const std::string& words, const std::string& folder = "/") {
+  const std::string program = words.substr(0, words.find(' '));
+  const std::string function = "_" + std::regex_replace(program, std::regex("-"), "_");
+  const std::string script = "cd '" + folder + "' && . '" +
+                             SourcePath(CompletionFile(program, "bash")) + "'; COMP_WORDS=(" +
+                             words + "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); " + function +
+                             "; printf '%s\\n' \"${COMPREPLY[@]}\"";
+  const ToolResult result = RunTool("bash", {"-c", script});
+  EXPECT_EQ(0, result.status) << result.output;
+  return FindWords(result.output, "[^\n]+");
+}
+
+// What fish offers at the end of the line.
+Words FishOffers(const std::string& line, const std::string& folder = "/") {
+  const std::string program = line.substr(0, line.find(' '));
+  const std::string script = "cd '" + folder + "'; source '" +
+                             SourcePath(CompletionFile(program, "fish")) + "'; complete -C '" +
+                             line + "'";
+  const ToolResult result = RunTool("fish", {"--no-config", "-c", script});
+  EXPECT_EQ(0, result.status) << result.output;
+  return FindWords(result.output, "(?:^|\n)([^\n\t]+)");
+}
+
+TEST(Help, ListsOptionsKindsAndCommands) {
+  EXPECT_THAT(OptionsOf(kPages[1]), IsSupersetOf({"-k", "--kind", "--move", "-h", "--help"}));
+  EXPECT_THAT(OptionsOf(kPages[5]), IsSupersetOf({"--aggregate", "-V", "--version"}));
+  EXPECT_EQ(5U, Kinds().size());
+  EXPECT_THAT(Commands(), ElementsAre("aggregate", "defaults", "info", "integrate"));
+}
+
+TEST(Manual, FormatterPrintsNoWarnings) {
   if (const std::string tool = MissingTool({"man"}); !tool.empty()) {
     GTEST_SKIP() << tool << " is not installed";
   }
-  for (const char* page : {"tessary.1", "tessary-cli.1"}) {
-    const ToolResult result =
-        RunTool("sh", {"-c", R"(man --warnings -E UTF-8 -l -Tutf8 -Z "$1" >/dev/null)", "sh",
-                       SourcePath(std::string("packaging/man/") + page)});
-    EXPECT_EQ(0, result.status) << page;
-    EXPECT_EQ("", result.output) << page;
+  const TemporaryFolder folder;
+  for (const char* program : kPrograms) {
+    WriteFile(folder / program, ManualPage(program));
+    const ToolResult result = RunTool(
+        "sh",
+        {"-c", R"(man --warnings -E UTF-8 -l -Tutf8 -Z "$1" >/dev/null)", "sh", folder / program});
+    EXPECT_EQ(0, result.status) << program;
+    EXPECT_EQ("", result.output) << program;
   }
 }
 
-TEST(Manual, TellsOfEveryOptionKindCommandAndKey) {
-  const std::string page = PlainManual("tessary-cli.1");
-  for (const std::string& option : Options()) EXPECT_THAT(page, HasSubstr("--" + option));
-  for (const std::string& kind : Kinds()) EXPECT_THAT(page, HasSubstr("\n.B " + kind + "\n"));
-  for (const std::string& command : Commands()) EXPECT_THAT(page, HasSubstr("\n.SS " + command));
-  for (const Setting& setting : kSettings) EXPECT_THAT(page, HasSubstr(std::string(setting.key)));
+TEST(Manual, NamesEachOptionKindCommandAndKey) {
+  for (const Page& page : kPages) {
+    const std::string manual = PlainManual(page.program);
+    for (const std::string& option : OptionsOf(page)) {
+      EXPECT_TRUE(std::regex_search(manual, std::regex("[^-a-z]" + option + "[^-a-z]")))
+          << option << " of " << page.program << " " << page.command;
+    }
+  }
+  const std::string manual = PlainManual("tessary-cli");
+  for (const std::string& kind : Kinds()) EXPECT_THAT(manual, HasSubstr(kind));
+  for (const std::string& command : Commands()) EXPECT_THAT(manual, HasSubstr(command));
+  for (const Setting& setting : kSettings) EXPECT_THAT(manual, HasSubstr(std::string(setting.key)));
 }
 
-TEST(Completions, OfferEveryOptionKindCommandAndKey) {
-  for (const char* file : kCompletions) {
-    const std::string text = SourceText(file);
-    const bool isFish = std::string(file).ends_with(".fish");
-    for (const std::string& option : Options()) {
-      EXPECT_THAT(text, HasSubstr((isFish ? "-l " : "--") + option)) << file;
+TEST(Completions, AreValidScripts) {
+  for (const char* shell : {"bash", "zsh", "fish"}) {
+    if (!MissingTool({shell}).empty()) continue;
+    for (const char* program : kPrograms) {
+      const ToolResult result = RunTool(shell, {"-n", SourcePath(CompletionFile(program, shell))});
+      EXPECT_EQ(0, result.status) << result.output;
+      EXPECT_EQ("", result.output) << shell << " " << program;
     }
-    for (const std::string& kind : Kinds()) EXPECT_THAT(text, HasSubstr(kind)) << file;
-    for (const std::string& command : Commands()) EXPECT_THAT(text, HasSubstr(command)) << file;
+  }
+}
+
+TEST(BashCompletion, OffersExactlyTheOptionsOfTheHelp) {
+  for (const Page& page : kPages) {
+    const std::string line = std::string(page.program) + " " + page.command + " -";
+    EXPECT_THAT(BashOffers(line), UnorderedElementsAreArray(OptionsOf(page))) << line;
+  }
+}
+
+TEST(FishCompletion, OffersExactlyTheOptionsOfTheHelp) {
+  if (!MissingTool({"fish"}).empty()) GTEST_SKIP() << "fish is not installed";
+  for (const Page& page : kPages) {
+    const std::string words = std::string(page.program) + " " + page.command;
+    EXPECT_THAT(FishOffers(words + " -"), UnorderedElementsAreArray(OptionsOf(page))) << words;
+  }
+}
+
+// zsh completes only in an interactive shell, so that its scripts are compared as text.
+TEST(ZshCompletion, NamesEachOptionOfTheHelp) {
+  for (const Page& page : kPages) {
+    const std::string script = SourceText(CompletionFile(page.program, "zsh"));
+    for (const std::string& option : OptionsOf(page)) {
+      EXPECT_TRUE(std::regex_search(script, std::regex("[^-a-z]" + option + "[^-a-z]")))
+          << option << " of " << page.program << " " << page.command;
+    }
+  }
+}
+
+TEST(Completions, NameEachKindCommandAndKey) {
+  for (const char* shell : {"bash", "zsh", "fish"}) {
+    const std::string script = SourceText(CompletionFile("tessary-cli", shell));
+    for (const std::string& kind : Kinds()) EXPECT_THAT(script, HasSubstr(kind)) << shell;
+    for (const std::string& command : Commands()) EXPECT_THAT(script, HasSubstr(command)) << shell;
     for (const Setting& setting : kSettings) {
-      EXPECT_THAT(text, HasSubstr(std::string(setting.key))) << file;
+      EXPECT_THAT(script, HasSubstr(std::string(setting.key))) << shell;
     }
-  }
-}
-
-TEST(Completions, AreScriptsOfTheirShells) {
-  const char* shells[] = {"bash", "zsh", "fish"};
-  for (size_t i = 0; i < std::size(shells); ++i) {
-    if (!MissingTool({shells[i]}).empty()) continue;
-    const ToolResult result = RunTool(shells[i], {"-n", SourcePath(kCompletions[i])});
-    EXPECT_EQ(0, result.status) << result.output;
-    EXPECT_EQ("", result.output) << shells[i];
   }
 }
 
 TEST(BashCompletion, OffersWhatCanFollow) {
-  EXPECT_EQ("aggregate\n", CompletionsOf("tessary-cli agg"));
-  EXPECT_EQ("--recurse\n--replace\n", CompletionsOf("tessary-cli aggregate --re"));
-  EXPECT_EQ("modification-date\n", CompletionsOf("tessary-cli aggregate --kind mod"));
-  EXPECT_EQ("mime-type\n", CompletionsOf("tessary-cli aggregate --kind = mi"));
-  EXPECT_EQ("read\nwrite\ndelete\n", CompletionsOf("tessary-cli defaults ''"));
-  EXPECT_EQ("--json\n", CompletionsOf("tessary-cli info --j"));
-  EXPECT_EQ("QuitWhenDone\n", CompletionsOf("tessary-cli defaults read Q"));
-  EXPECT_EQ("-int\n", CompletionsOf("tessary-cli defaults write TessaryType ''"));
-  EXPECT_EQ("-bool\n", CompletionsOf("tessary-cli defaults write RecurseFolders ''"));
-  EXPECT_EQ("true\nfalse\n", CompletionsOf("tessary-cli defaults write RecurseFolders -bool ''"));
-  EXPECT_EQ("\n", CompletionsOf("tessary-cli defaults delete RecurseFolders ''"));
+  EXPECT_THAT(BashOffers("tessary-cli agg"), ElementsAre("aggregate"));
+  EXPECT_THAT(BashOffers("tessary-cli aggregate --re"), ElementsAre("--recurse", "--replace"));
+  EXPECT_THAT(BashOffers("tessary-cli aggregate --kind mod"), ElementsAre("modification-date"));
+  EXPECT_THAT(BashOffers("tessary-cli aggregate -k mod"), ElementsAre("modification-date"));
+  EXPECT_THAT(BashOffers("tessary-cli aggregate --kind = mi"), ElementsAre("mime-type"));
+  EXPECT_THAT(BashOffers("tessary-cli aggregate --kind ="), testing::SizeIs(5));
+  EXPECT_THAT(BashOffers("tessary-cli defaults ''"), ElementsAre("delete", "read", "write"));
+  EXPECT_THAT(BashOffers("tessary-cli defaults read Q"), ElementsAre("QuitWhenDone"));
+  EXPECT_THAT(BashOffers("tessary-cli defaults write FileOperation ''"),
+              ElementsAre("-int", "1", "2"));
+  EXPECT_THAT(BashOffers("tessary-cli defaults write RecurseFolders ''"),
+              ElementsAre("-bool", "false", "true"));
+  EXPECT_THAT(BashOffers("tessary-cli defaults write RecurseFolders -bool ''"),
+              ElementsAre("false", "true"));
+  EXPECT_THAT(BashOffers("tessary-cli defaults write RecurseFolders true ''"), ElementsAre());
+  EXPECT_THAT(BashOffers("tessary-cli defaults delete RecurseFolders ''"), ElementsAre());
+  EXPECT_THAT(BashOffers("tessary-cli integrate ''"), ElementsAre("install", "remove", "status"));
 }
 
-TEST(BashCompletion, OffersFoldersWithBlanksInTheirNames) {
+TEST(FishCompletion, OffersWhatCanFollow) {
+  if (!MissingTool({"fish"}).empty()) GTEST_SKIP() << "fish is not installed";
+  EXPECT_EQ(Commands(), FishOffers("tessary-cli "));
+  EXPECT_THAT(FishOffers("tessary-cli aggregate --kind mod"), ElementsAre("modification-date"));
+  EXPECT_THAT(FishOffers("tessary-cli aggregate -k mod"), ElementsAre("modification-date"));
+  EXPECT_THAT(FishOffers("tessary-cli defaults "), ElementsAre("delete", "read", "write"));
+  EXPECT_THAT(FishOffers("tessary-cli defaults read Q"), ElementsAre("QuitWhenDone"));
+  EXPECT_THAT(FishOffers("tessary-cli defaults write FileOperation "),
+              ElementsAre("-int", "1", "2"));
+  EXPECT_THAT(FishOffers("tessary-cli defaults write RecurseFolders "),
+              ElementsAre("-bool", "false", "true"));
+  EXPECT_THAT(FishOffers("tessary-cli defaults write RecurseFolders -bool "),
+              ElementsAre("false", "true"));
+  EXPECT_THAT(FishOffers("tessary-cli defaults write RecurseFolders true "), ElementsAre());
+  EXPECT_THAT(FishOffers("tessary-cli defaults delete RecurseFolders "), ElementsAre());
+  EXPECT_THAT(FishOffers("tessary-cli integrate "), ElementsAre("install", "remove", "status"));
+}
+
+// Folders only where folders are meant.
+TEST(Completions, OfferFoldersOrFiles) {
   const TemporaryFolder folder;
   MakeFolder(folder / "a folder");
   MakeFolder(folder / "another");
   WriteFile(folder / "a file");
-  const std::string offers = CompletionsOf("tessary-cli aggregate a", folder.path());
-  EXPECT_THAT(FindWords(offers, "[^\n]+"), testing::ElementsAre("a folder", "another"));
+  const std::string& path = folder.path();
+  for (const char* line :
+       {"tessary-cli aggregate ", "tessary-cli aggregate -r from ", "tessary "}) {
+    EXPECT_THAT(BashOffers(std::string(line) + "a", path), ElementsAre("a folder", "another"));
+  }
+  EXPECT_THAT(BashOffers("tessary-cli info a", path), ElementsAre("a file", "a folder", "another"));
+  if (!MissingTool({"fish"}).empty()) GTEST_SKIP() << "fish is not installed";
+  for (const char* line :
+       {"tessary-cli aggregate ", "tessary-cli aggregate -r from ", "tessary "}) {
+    EXPECT_THAT(FishOffers(std::string(line) + "a", path), ElementsAre("a folder/", "another/"));
+  }
+  EXPECT_THAT(FishOffers("tessary-cli info a", path),
+              ElementsAre("a file", "a folder/", "another/"));
 }
 
 }  // namespace

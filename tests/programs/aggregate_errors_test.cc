@@ -136,12 +136,12 @@ TEST_F(AggregateErrors, RefusesBadUsageTouchingNothing) {
   WriteFile(At("source/a.txt"));
   const std::string source = At("source");
   const std::string made = At("made");
-  ExpectError({}, "no command", 2);
-  ExpectError({"file", source, made}, "\"file\"", 2);
-  ExpectError({"aggregate", "--fast", source, made}, "\"--fast\"", 2);
-  ExpectError({"aggregate", source}, "no destination", 2);
-  ExpectError({"aggregate", source, made, "more"}, "\"more\"", 2);
-  ExpectError({"aggregate", "--kind", "size", source, made}, "\"size\"", 2);
+  ExpectError({}, "missing command", 2);
+  ExpectError({"file", source, made}, "file: unknown command", 2);
+  ExpectError({"aggregate", "--fast", source, made}, "--fast: unknown option", 2);
+  ExpectError({"aggregate", source}, "missing DESTINATION", 2);
+  ExpectError({"aggregate", source, made, "more"}, "more: unexpected argument", 2);
+  ExpectError({"aggregate", "--kind", "size", source, made}, "size: unknown kind", 2);
   ExpectError({"aggregate", "--move", "--copy", source, made}, "--move and --copy", 2);
 }
 

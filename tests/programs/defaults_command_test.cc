@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "programs/cli/command_specs.h"
 #include "tests/programs/program.h"
 
 namespace tessary::test {
@@ -103,14 +104,14 @@ TEST_F(DefaultsCommand, FailsWhereTheFileCannotBeWritten) {
 TEST_F(DefaultsCommand, RefusesBadUsageTouchingNothing) {
   WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
   ExpectError({"defaults"}, "read, write or delete", 2);
-  ExpectError({"defaults", "read", "Kind"}, "\"Kind\"", 2);
-  ExpectError({"defaults", "delete", "Kind"}, "\"Kind\"", 2);
-  ExpectError({"defaults", "write", "Kind", "-int", "1"}, "\"Kind\"", 2);
+  ExpectError({"defaults", "read", "Kind"}, "Kind: unknown key", 2);
+  ExpectError({"defaults", "delete", "Kind"}, "Kind: unknown key", 2);
+  ExpectError({"defaults", "write", "Kind", "-int", "1"}, "Kind: unknown key", 2);
   ExpectError({"defaults", "write", "QuitWhenDone", "-int", "1"}, "-bool", 2);
   ExpectError({"defaults", "write", "QuitWhenDone", "-string", "1"}, "-bool", 2);
   ExpectError({"defaults", "write", "TessaryType", "-int", "40000"}, "32767", 2);
-  ExpectError({"defaults", "write", "QuitWhenDone", "-bool", "maybe"}, "\"maybe\"", 2);
-  ExpectError({"defaults", "write", "QuitWhenDone", "-bool"}, "missing argument", 2);
+  ExpectError({"defaults", "write", "QuitWhenDone", "-bool", "maybe"}, "maybe: invalid value", 2);
+  ExpectError({"defaults", "write", "QuitWhenDone", "-bool"}, "missing VALUE", 2);
 }
 
 TEST_F(DefaultsCommand, FailsWhereItsOutputCannotBeWritten) {
@@ -122,13 +123,17 @@ TEST_F(DefaultsCommand, FailsWhereItsOutputCannotBeWritten) {
 
 TEST_F(DefaultsCommand, PrintsHelpAndVersionOnStandardOutput) {
   ExpectOutput({"--version"}, "tessary-cli 0.1.0\n");
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{"--help"}, {"aggregate", "--help"}, {"defaults", "--help"}}) {
-    const ProgramResult result = Run(arguments);
-    EXPECT_EQ(0, result.status);
-    EXPECT_EQ("", result.errors);
-    EXPECT_THAT(result.output, HasSubstr("Usage:\n  tessary-cli aggregate"));
-  }
+  ExpectOutput({"--help"}, HelpText(kProgramSpec));
+  ExpectOutput({"defaults", "write", "-h"}, HelpText(kDefaultsSpec));
+}
+
+TEST_F(DefaultsCommand, WritesWithoutAType) {
+  ExpectOutput({"defaults", "write", "TessaryType", "4"}, "");
+  ExpectOutput({"defaults", "read", "TessaryType"}, "4\n");
+  ExpectOutput({"defaults", "write", "FileOperation", "-1"}, "");
+  ExpectOutput({"defaults", "read", "FileOperation"}, "-1\n");
+  ExpectOutput({"defaults", "write", "QuitWhenDone", "yes"}, "");
+  ExpectOutput({"defaults", "read", "QuitWhenDone"}, "true\n");
 }
 
 }  // namespace

@@ -163,7 +163,7 @@ TEST_F(Info, RefusesWhatItDoesNotUnderstand) {
   EXPECT_EQ(2, PrintInfo({"--json"}).status);
   EXPECT_EQ(2, PrintInfo({"--xml", "a"}).status);
   EXPECT_THAT(PrintInfo({}).Problems(),
-              ElementsAre("no file was given: info takes a FILE or more"));
+              ElementsAre("missing FILE. Try 'tessary-cli info --help'."));
   EXPECT_THAT(PrintInfo({"--help", "a"}).output, HasSubstr("Usage:"));
   EXPECT_THAT(PrintInfo({"--help"}).errors, IsEmpty());
 }

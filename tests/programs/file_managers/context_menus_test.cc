@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "programs/cli/command_specs.h"
 #include "programs/cli/nautilus_script.h"
 #include "programs/cli/thunar_actions.h"
 #include "tests/support/temporary_folder.h"
@@ -238,6 +239,36 @@ TEST_F(ContextMenus, HandUrisPathsAndRelativeNamesOver) {
   EXPECT_EQ(UrisOf(paths), RequestedUris());
 }
 
+// ---- The desktop program's own arguments, without a display ----
+
+using DesktopCommandLine = ContextMenus;
+
+TEST_F(DesktopCommandLine, PrintsHelpAndVersionWithoutADisplay) {
+  const auto outputOf = [this](const std::string& option) {
+    EXPECT_EQ(0, Run({"sh", "-c", "tessary " + option + " > '" + At("output") + "'"}, {}));
+    EXPECT_EQ("", Errors());
+    return ReadFile(At("output"));
+  };
+  MakeFolder(At("shown"));
+  EXPECT_EQ(HelpText(kDesktopSpec), outputOf("--help"));
+  EXPECT_EQ(HelpText(kDesktopSpec), outputOf("-h absent"));
+  EXPECT_EQ("tessary 0.1.0\n", outputOf("--version"));
+  EXPECT_EQ("tessary 0.1.0\n", outputOf("-platform offscreen -V"));
+}
+
+// Neither reaches the instance that is running.
+TEST_F(DesktopCommandLine, RefusesUnknownOptionsAndMissingFolders) {
+  EXPECT_EQ(2, RunInSession({"tessary", "--fullscreen"}));
+  EXPECT_THAT(Errors(), HasSubstr("tessary: --fullscreen: unknown option."));
+  EXPECT_THAT(RequestedUris(), IsEmpty());
+  EXPECT_EQ(1, RunInSession({"tessary", "absent", "--", "-absent"}));
+  EXPECT_THAT(Errors(), HasSubstr("tessary: absent: "));
+  EXPECT_THAT(Errors(), HasSubstr("tessary: -absent: "));
+  EXPECT_THAT(RequestedUris(), IsEmpty());
+}
+
+// ---- What file managers call ----
+
 // Dolphin puts paths of what is on this machine in the place of "%U", and quotes for a shell.
 TEST_F(ContextMenus, TakeWhatDolphinCalls) {
   const Texts paths = MakeOddFolders();
@@ -340,8 +371,8 @@ TEST_F(ContextMenus, TellWhatCannotBeAskedForAndAskForTheRest) {
     EXPECT_THAT(Errors(), HasSubstr("Cannot aggregate \"" + std::string(name) + "\""));
     EXPECT_THAT(RequestedUris(), ElementsAre(UriOf(At("shown/there"))));
   }
-  EXPECT_EQ(1, RunInSession({"tessary", "--aggregate"}));
-  EXPECT_THAT(Errors(), HasSubstr("No folder was named"));
+  EXPECT_EQ(2, RunInSession({"tessary", "--aggregate"}));
+  EXPECT_THAT(Errors(), HasSubstr("tessary: missing FOLDER. Try 'tessary --help'.\n"));
   EXPECT_THAT(RequestedUris(), IsEmpty());
 }
 
