@@ -90,8 +90,8 @@
         <translation>Nach dem Lauf &amp;beenden</translation>
     </message>
     <message>
-        <source>Every change is stored at once.</source>
-        <translation>Jede Änderung wird sofort gespeichert.</translation>
+        <source>Changes are saved immediately.</source>
+        <translation>Änderungen werden sofort gespeichert.</translation>
     </message>
     <message>
         <source>Cancel</source>

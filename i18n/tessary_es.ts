@@ -90,8 +90,8 @@
         <translation>&amp;Salir al terminar</translation>
     </message>
     <message>
-        <source>Every change is stored at once.</source>
-        <translation>Cada cambio se guarda al instante.</translation>
+        <source>Changes are saved immediately.</source>
+        <translation>Los cambios se guardan al instante.</translation>
     </message>
     <message>
         <source>Cancel</source>

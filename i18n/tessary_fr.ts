@@ -55,7 +55,7 @@
     </message>
     <message>
         <source>&amp;Aggregate files by:</source>
-        <translation>&amp;Regrouper les fichiers par :</translation>
+        <translation>&amp;Regrouper les fichiers par&#xa0;:</translation>
     </message>
     <message>
         <source>Aggregate files by</source>
@@ -90,8 +90,8 @@
         <translation>&amp;Quitter une fois terminé</translation>
     </message>
     <message>
-        <source>Every change is stored at once.</source>
-        <translation>Chaque modification est enregistrée aussitôt.</translation>
+        <source>Changes are saved immediately.</source>
+        <translation>Les modifications sont enregistrées aussitôt.</translation>
     </message>
     <message>
         <source>Cancel</source>

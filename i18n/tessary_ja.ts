@@ -90,7 +90,7 @@
         <translation>完了したら終了する(&amp;Q)</translation>
     </message>
     <message>
-        <source>Every change is stored at once.</source>
+        <source>Changes are saved immediately.</source>
         <translation>変更はすぐに保存されます。</translation>
     </message>
     <message>

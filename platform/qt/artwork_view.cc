@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <array>
 
-// Outside of any namespace, as the macro demands: the pictures lie in a static library, from which
-// the linker takes only what is called.
+// The macro must be used outside of any namespace. The call makes the linker take the pictures from
+// the static library.
 static void LoadArtworkResource() { Q_INIT_RESOURCE(artwork); }
 
 namespace tessary {
@@ -27,11 +27,12 @@ constexpr qreal kGap = 4;
 constexpr qreal kMargin = 16;
 constexpr qreal kMaxDrawingHeight = 190;  // height of the drawing
 
-// A colour of the drawing, as the file has it, and the part that it plays.
+// A colour in the file of the drawing and its replacement: a colour of the palette, mixed with the
+// window's background.
 struct Role {
   const char* drawn;
   QPalette::ColorRole ink;
-  qreal share;  // of the ink; the rest is the window's background
+  qreal share;  // of the palette's colour; the rest is the background
 };
 constexpr std::array kRoles = {
     Role{"#3a7bd5", QPalette::Highlight, 1.0},  Role{"#6fa0e3", QPalette::Highlight, 0.7},

@@ -7,7 +7,8 @@
 
 namespace tessary {
 
-// The drawing of the drop target, in the colours of the desktop's theme, as sharp as the screen.
+// Draws the picture of the drop target in the colours of the desktop's theme, at the resolution of
+// the screen.
 class ArtworkView : public QWidget {
  public:
   explicit ArtworkView(QWidget* parent = nullptr);
@@ -18,14 +19,14 @@ class ArtworkView : public QWidget {
   void paintEvent(QPaintEvent* event) override;
 
  private:
-  QByteArray drawing_;  // SVG, in the colours that it was drawn with
+  QByteArray drawing_;  // SVG, in its original colours
 };
 
-// Makes the pictures that are compiled into the program available under ":/artwork". Called before
-// they are used, as often as wanted.
+// Makes the pictures that are compiled into the program available under ":/artwork". Call it before
+// the first use of a picture; further calls have no effect.
 void LoadPictures();
 
-// The drawing with the colours that it was drawn with replaced by those of the palette.
+// Returns the drawing with its original colours replaced by colours of the palette.
 QByteArray RecolourDrawing(const QPalette& palette, QByteArray drawing);
 
 }  // namespace tessary

@@ -1,6 +1,6 @@
 #pragma once
 
-// Where the program is found on the session bus.
+// The names of the program on the session bus.
 namespace tessary {
 
 inline constexpr char kBusName[] = "org.tessary.Tessary";

@@ -12,14 +12,14 @@ constexpr int64_t kStepMilliseconds = 8;
 constexpr int kStepsPerTile = 12;
 constexpr int kColumns = 3;
 constexpr int kPreferredSide = 96;   // device-independent pixels
-constexpr qreal kMinOpacity = 0.16;  // opacity of a tile that was lit longest ago
+constexpr qreal kMinOpacity = 0.16;  // of the tile that was lit longest ago
 
-// The cells of a three by three grid, clockwise around its middle one, which stays empty.
+// The cells of a three by three grid, clockwise around the middle cell, which stays empty.
 constexpr std::array<std::array<int, 2>, 8> kCells = {
     {{0, 0}, {1, 0}, {2, 0}, {2, 1}, {2, 2}, {1, 2}, {0, 2}, {0, 1}}};
 constexpr auto kTiles = static_cast<int64_t>(kCells.size());
 
-// 1 for the tile that is being lit, falling to kMinOpacity for the one before it.
+// Returns 1 for the tile that is lit now. Falls to kMinOpacity with the time since a tile was lit.
 qreal OpacityOf(int64_t tile, int64_t phase) {
   constexpr int64_t kRound = kTiles * kStepsPerTile;
   const int64_t age = (phase - tile * kStepsPerTile) % kRound;

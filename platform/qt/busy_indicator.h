@@ -6,16 +6,17 @@
 
 namespace tessary {
 
-// Tiles that light up one after another, in the colours of the desktop's theme. It has no timer:
-// it moves when it is told to, so that it shows that work goes on and not that time passes.
+// Shows tiles that light up one after another, in the colours of the desktop's theme. It has no
+// timer: it moves only when Advance is called, so that it shows progress of the work and not the
+// passing of time.
 class BusyIndicator : public QWidget {
  public:
   explicit BusyIndicator(QWidget* parent = nullptr);
 
-  // Moves to where the time since it was made puts it, by one step at least.
+  // Moves to the position for the time since construction, but by at least one step.
   void Advance();
 
-  // Where it stands; changes with every Advance.
+  // The position, in steps. Every Advance increases it.
   int64_t Phase() const { return phase_; }
 
   QSize sizeHint() const override;

@@ -22,7 +22,7 @@ void CommandSender::Send(const EventTarget& first, OSType commandID) {
   tasks_->RunOrPost([first, application = application_, commandID] {
     if (SendTo(first, commandID) != eventNotHandledErr) return;
     if (SendTo(application, commandID) != eventNotHandledErr) return;
-    // quit() would ask the windows to close first, and closing the main window is this command.
+    // quit() would close the windows first, and closing the main window sends this command again.
     if (commandID == kCommandQuit) QCoreApplication::exit(0);
   });
 }

@@ -8,14 +8,14 @@
 
 namespace tessary {
 
-// Takes the commands of menus and controls to those who handle them.
+// Sends the commands of menus and controls to their handlers.
 class CommandSender {
  public:
-  // `tasks` is the caller's and outlives this.
+  // `tasks` is owned by the caller and must outlive this object.
   CommandSender(TaskQueue* tasks, EventTarget application)
       : tasks_(tasks), application_(std::move(application)) {}
 
-  // Sends the command to `first`, then, where that does not handle it, to the application. A quit
+  // Sends the command to `first` and, if that does not handle it, to the application. A quit
   // command that neither handles ends the event loop.
   void Send(const EventTarget& first, OSType commandID);
 
@@ -24,8 +24,8 @@ class CommandSender {
   EventTarget application_;
 };
 
-// The command that the text of a form's property "commandID" names; 0, which no command has, for a
-// text of another length than four characters.
+// Returns the command ID for the text of a form's property "commandID", or 0, which is not a
+// command, if the text does not have exactly four characters.
 OSType CommandIDFromText(const QString& text);
 
 }  // namespace tessary

@@ -12,10 +12,10 @@
 namespace tessary {
 namespace {
 
-// What all controls can do; those with a text or a value add to it.
+// A control without a text or a value; the base of those that have one.
 class WidgetControl : public Control {
  public:
-  // A hidden control keeps its place, so that its coming and going moves nothing else.
+  // A hidden widget keeps its space, so that hiding it does not move the others.
   explicit WidgetControl(QWidget* widget) : widget_(widget) {
     QSizePolicy policy = widget->sizePolicy();
     policy.setRetainSizeWhenHidden(true);
@@ -33,7 +33,8 @@ class WidgetControl : public Control {
   void SetVisible(bool isVisible) override {
     if (widget_->isHidden() == !isVisible) return;
     widget_->setVisible(isVisible);
-    // Qt marks what is shown as changed by an event of its own, later than the pump.
+    // Qt schedules the painting of a shown widget by a posted event, which the pump does not
+    // deliver.
     widget_->update();
     if (widget_->window()->isVisible()) PumpWindows();
   }
@@ -73,7 +74,7 @@ class PopUpControl : public WidgetControl {
  public:
   explicit PopUpControl(QComboBox* menu) : WidgetControl(menu), menu_(menu) {}
 
-  // A number that no item has shows none.
+  // Shows no item if there is none of that number.
   void SetValue(int32_t value) override {
     const bool isItem = value >= 1 && value <= menu_->count();
     menu_->setCurrentIndex(isItem ? value - 1 : -1);

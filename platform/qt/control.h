@@ -7,9 +7,9 @@
 
 namespace tessary {
 
-// Makes the control of a widget: of a label the text, of a check box and of a pop-up menu the
-// value, of every widget its visibility and whether it is enabled. The widget outlives it. A
-// control that is shown or hidden in a window on the screen is so there at once.
+// Makes the control of a widget. It sets the visibility and the enabled state of every widget, the
+// text of a label, and the value of a check box or a pop-up menu. The widget must outlive the
+// control. Showing or hiding a control of a visible window updates the screen before it returns.
 std::unique_ptr<Control> MakeControl(QWidget* widget);
 
 }  // namespace tessary

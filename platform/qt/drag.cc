@@ -10,7 +10,7 @@ namespace tessary {
 namespace {
 
 Status MakeFlavor(const std::string& path, HFSFlavor* flavor) {
-  // The file specification is good for longer than the reference that it is made of.
+  // The file specification stays valid after the pool has released the reference.
   const NSAutoreleasePool pool;
   FSRef ref;
   Status status = FSPathMakeRef(path.c_str(), &ref);
@@ -29,7 +29,7 @@ Status MakeFlavor(const std::string& path, HFSFlavor* flavor) {
 }  // namespace
 
 QtDrag::QtDrag(const QMimeData& data) {
-  // The bytes as they came: as URLs of Qt, escapes that are not UTF-8 would be lost.
+  // Reads the raw bytes: QMimeData::urls() would lose escaped bytes that are not UTF-8.
   const QByteArray list = data.data("text/uri-list");
   for (const std::string& uri : SplitUriList(list.toStdString())) {
     paths_.push_back(ResolveFileUri(uri));
@@ -50,7 +50,7 @@ bool QtDrag::HasFlavor(size_t item, OSType flavor) const {
 Status QtDrag::GetFlavorData(size_t item, HFSFlavor* flavor) const {
   if (flavor == nullptr) return paramErr;
   if (!HasFlavor(item, kDragFlavorTypeHFS)) return badDragFlavorErr;
-  // What went away since the drag was read has the flavor no more.
+  // An object that was removed after the drag was read no longer has the flavor.
   return MakeFlavor(*paths_[item - 1], flavor) == noErr ? noErr : badDragFlavorErr;
 }
 

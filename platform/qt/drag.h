@@ -10,10 +10,10 @@
 
 namespace tessary {
 
-// What is dragged, read once from the data that comes with it: an item for each line of its list of
-// URIs, and none for a drag without such a list. An item whose URI is that of a file or folder
-// here, links to it being followed, has the flavor 'hfs '; a remote address, a bad escape and what
-// is not there have none.
+// The items of a drag, read once from its MIME data: one item per line of its URI list, and no
+// items if there is no list. An item has the flavor 'hfs ' if its URI leads, through links, to an
+// existing local file or folder. An item with a remote address, an invalid escape or a missing
+// target has no flavor.
 class QtDrag final : public Drag {
  public:
   explicit QtDrag(const QMimeData& data);

@@ -16,7 +16,7 @@ namespace {
 constexpr char kMaximumLines[] = "maximumLines";
 constexpr int kMinimumCharacters = 24;
 constexpr int kPreferredCharacters = 44;
-constexpr char16_t kControlPictures = 0x2400;  // the picture of U+0000; the others follow in order
+constexpr char16_t kControlPictures = 0x2400;  // of U+0000; the others follow in order
 constexpr char16_t kPictureOfDelete = 0x2421;
 
 QString WithControlPictures(QString text) {
@@ -24,7 +24,7 @@ QString WithControlPictures(QString text) {
     if (unit.unicode() < u' ')
       unit = QChar(static_cast<char16_t>(kControlPictures + unit.unicode()));
     if (unit.unicode() == 0x7F) unit = QChar(kPictureOfDelete);
-    // Line and paragraph separators, and C1, which have no picture.
+    // C1 controls, line and paragraph separators have no control picture.
     if (unit.category() == QChar::Other_Control || unit == QChar::LineSeparator ||
         unit == QChar::ParagraphSeparator) {
       unit = QChar::ReplacementCharacter;
@@ -33,9 +33,9 @@ QString WithControlPictures(QString text) {
   return text;
 }
 
-// The text in lines of that width, broken between words; none where that takes more lines than
-// `most`, or where a word is wider than a line.
-QStringList WrapBetweenWords(const QString& text, const QFont& font, int width, int most) {
+// Wraps the text between words to lines of that width. Returns no lines if that takes more than
+// `maximum` lines, or if a word is wider than a line.
+QStringList WrapBetweenWords(const QString& text, const QFont& font, int width, int maximum) {
   QTextLayout layout(text, font);
   QTextOption option;
   option.setWrapMode(QTextOption::WordWrap);
@@ -46,21 +46,22 @@ QStringList WrapBetweenWords(const QString& text, const QFont& font, int width, 
   for (QTextLine line = layout.createLine(); fits && line.isValid(); line = layout.createLine()) {
     line.setLineWidth(width);
     lines.append(text.mid(line.textStart(), line.textLength()).trimmed());
-    fits = lines.size() <= most && line.naturalTextWidth() <= width;
+    fits = lines.size() <= maximum && line.naturalTextWidth() <= width;
   }
   layout.endLayout();
   return fits ? lines : QStringList();
 }
 
-// The same in lines of about one length, within the width.
-QStringList WrapEvenly(const QString& text, const QFont& font, int width, int most) {
+// Wraps like WrapBetweenWords, but to lines of about equal length: tries widths from the shortest
+// possible one up to `width`.
+QStringList WrapEvenly(const QString& text, const QFont& font, int width, int maximum) {
   constexpr int kStep = 8;
-  const int shortest = QFontMetrics(font).horizontalAdvance(text) / most;
-  for (int tried = shortest; tried < width; tried += kStep) {
-    QStringList lines = WrapBetweenWords(text, font, tried, most);
+  const int shortest = QFontMetrics(font).horizontalAdvance(text) / maximum;
+  for (int candidate = shortest; candidate < width; candidate += kStep) {
+    QStringList lines = WrapBetweenWords(text, font, candidate, maximum);
     if (!lines.isEmpty()) return lines;
   }
-  return WrapBetweenWords(text, font, width, most);
+  return WrapBetweenWords(text, font, width, maximum);
 }
 
 }  // namespace
@@ -74,7 +75,7 @@ void ElidedLabel::SetPlainText(const QString& text) {
   const QString shown = WithControlPictures(text);
   if (shown == this->text()) return;
   setText(shown);
-  // A name of a file is no markup in the tool tip either.
+  // Tool tips render HTML. A file name must not be taken for markup.
   setToolTip(shown.toHtmlEscaped());
   QAccessibleEvent change(this, QAccessible::NameChanged);
   QAccessible::updateAccessibility(&change);

@@ -6,19 +6,18 @@
 
 namespace tessary {
 
-// A label for text of any length that never asks for more room: what fits on its lines, of
-// which the property "maximumLines" tells the number (1 without it), is wrapped between words, and
-// of anything longer the middle is left out of one line. The whole text is its tool tip and what
-// assistive programs read.
+// A label of constant size for text of any length. Text that fits on at most "maximumLines" lines
+// (a property; default 1) is wrapped between words. Longer text is shown on one line with its
+// middle elided. The tool tip and assistive programs get the whole text.
 class ElidedLabel : public QLabel {
  public:
   explicit ElidedLabel(QWidget* parent = nullptr);
 
-  // Sets the text. Control characters are shown by their pictures, so that the name of a file
-  // cannot break the line.
+  // Sets the text. Control characters are replaced by their Unicode control pictures, so that a
+  // line break in a file name does not add a line.
   void SetPlainText(const QString& text);
 
-  // The lines that are painted.
+  // The lines as painted.
   QStringList Lines() const;
 
   QSize sizeHint() const override;

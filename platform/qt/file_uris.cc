@@ -6,8 +6,8 @@
 namespace tessary {
 namespace {
 
-// What stands for itself in the path of a URI wherever it is.
-bool StandsForItself(char c) {
+// Unreserved characters and "/" need no escape anywhere in the path of a URI.
+bool NeedsNoEscape(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
          std::string_view("/-._~").find(c) != std::string_view::npos;
 }
@@ -37,7 +37,7 @@ std::string FileUriFromPath(std::string_view path) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string uri = "file://";
   for (const char c : path) {
-    if (StandsForItself(c)) {
+    if (NeedsNoEscape(c)) {
       uri += c;
       continue;
     }

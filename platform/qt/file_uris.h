@@ -7,21 +7,21 @@
 
 #include "platform/managers/file_manager.h"
 
-// The URIs by which other programs name files.
+// Conversions between paths and the file URIs that other programs send and expect.
 namespace tessary {
 
-// The URIs of a text/uri-list: its lines but the empty ones and the comments.
+// Returns the URIs of a text/uri-list: all lines except empty lines and comments.
 std::vector<std::string> SplitUriList(std::string_view list);
 
-// The path of the object that a file URI leads to, links followed. None for another scheme, another
-// machine's file, a bad escape, or what is not there.
+// Returns the path of the object that a file URI designates, with links resolved. Returns no value
+// for another scheme, a remote host, an invalid escape or a missing object.
 std::optional<std::string> ResolveFileUri(std::string_view uri);
 
-// The file URI of an absolute path.
+// Returns the file URI of an absolute path.
 std::string FileUriFromPath(std::string_view path);
 
-// The file specification of the object at a path that a person or a program named, links followed.
-// Answers noErr, or why there is none. Written on success only.
+// Makes the file specification of the object at a path that a person or a program named, with links
+// resolved. Returns noErr or the status of the failed lookup. Written on success only.
 Status MakeFileSpecFromPath(const std::string& path, FSSpec* spec);
 
 }  // namespace tessary

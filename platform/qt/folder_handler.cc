@@ -19,11 +19,11 @@ namespace {
 
 constexpr char kFolderType[] = "inode/directory";
 
-// Ours: the program's own, and the one that offers it for folders.
+// The desktop entries of this program: the main one, and the one that handles folders.
 constexpr std::array<const char*, 2> kOurEntries = {"org.tessary.Tessary.desktop",
                                                     "zz-org.tessary.Tessary-folders.desktop"};
 
-// The value of a key in a section of a file of such lines; empty where there is none.
+// Reads the value of a key in a section of a key file, or an empty string if there is none.
 QString ReadKey(const QString& path, const QString& section, const QString& key) {
   QFile file(path);
   if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) return {};
@@ -43,7 +43,7 @@ QStringList EntriesIn(const QString& path, const QString& section) {
   return ReadKey(path, section, kFolderType).split(';', Qt::SkipEmptyParts);
 }
 
-// The folders of settings and of programs, the user's first.
+// The folders of configuration files and of desktop entries, the user's first.
 QStringList ConfigFolders() {
   return QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation);
 }
@@ -54,7 +54,7 @@ QStringList ProgramFolders() {
   return folders;
 }
 
-// The names of the files of associations that count on this desktop.
+// The names of the association files for this desktop, most specific first.
 QStringList AssociationFiles() {
   QStringList names;
   const QString desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
@@ -64,8 +64,8 @@ QStringList AssociationFiles() {
   return names;
 }
 
-// The entries of a folder of programs that are for folders: as its cache lists them, or where
-// nothing has made one, as they say themselves.
+// The entries for inode/directory in a folder of desktop entries: from its cache or, if there is no
+// cache, from the entries themselves.
 QStringList EntriesForFolders(const QString& folder) {
   const QString cache = folder + "/mimeinfo.cache";
   if (QFile::exists(cache)) return EntriesIn(cache, "MIME Cache");
@@ -77,7 +77,7 @@ QStringList EntriesForFolders(const QString& folder) {
   return entries;
 }
 
-// The entries that are named for folders, best first; some may not be installed.
+// The entries that are associated with folders, most preferred first. Some may not be installed.
 QStringList CandidateEntries() {
   QStringList defaults;
   QStringList others;
@@ -97,19 +97,19 @@ QStringList CandidateEntries() {
   return defaults + others;
 }
 
-// The Exec line of an installed entry; empty where it is not installed or its program is not there.
+// The Exec line of an entry, or an empty string if the entry or its program is not installed.
 QString CommandOfEntry(const QString& entry) {
   const QStringList folders = ProgramFolders();
   for (const QString& folder : folders) {
     const QString path = folder + "/" + entry;
     if (!QFile::exists(path)) continue;
     if (ReadKey(path, "Desktop Entry", "Hidden") == "true") return {};
-    const QString needed = ReadKey(path, "Desktop Entry", "TryExec");
-    if (!needed.isEmpty() && QStandardPaths::findExecutable(needed).isEmpty()) return {};
+    const QString required = ReadKey(path, "Desktop Entry", "TryExec");
+    if (!required.isEmpty() && QStandardPaths::findExecutable(required).isEmpty()) return {};
     const QString command = ReadKey(path, "Desktop Entry", "Exec");
     const QStringList words = QProcess::splitCommand(command);
-    const bool isThere = !words.isEmpty() && !QStandardPaths::findExecutable(words[0]).isEmpty();
-    return isThere ? command : QString();
+    const bool exists = !words.isEmpty() && !QStandardPaths::findExecutable(words[0]).isEmpty();
+    return exists ? command : QString();
   }
   return {};
 }
@@ -129,7 +129,8 @@ std::optional<FolderHandler> FindFolderHandler() {
   return std::nullopt;
 }
 
-// A cache may be older than an entry, which others then read all the same.
+// Looks for the entries themselves, too: a cache may be older than an entry, and other programs do
+// not rely on the cache.
 bool IsThisProgramFolderHandler() {
   if (std::ranges::any_of(CandidateEntries(), IsOurs)) return true;
   const QStringList folders = ProgramFolders();
@@ -141,16 +142,16 @@ bool IsThisProgramFolderHandler() {
 
 bool StartFolderHandler(const FolderHandler& handler, const std::string& path) {
   QStringList arguments;
-  bool isNamed = false;
+  bool hasFieldCode = false;
   const QString pathText = QFile::decodeName(path.c_str());
   const QStringList words = QProcess::splitCommand(QString::fromStdString(handler.command));
   for (const QString& word : words) {
     if (word == "%u" || word == "%U") {
       arguments.append(QString::fromStdString(FileUriFromPath(path)));
-      isNamed = true;
+      hasFieldCode = true;
     } else if (word == "%f" || word == "%F") {
       arguments.append(pathText);
-      isNamed = true;
+      hasFieldCode = true;
     } else if (word == "%%") {
       arguments.append("%");
     } else if (word.size() != 2 || word[0] != '%') {
@@ -158,7 +159,7 @@ bool StartFolderHandler(const FolderHandler& handler, const std::string& path) {
     }
   }
   if (arguments.isEmpty()) return false;
-  if (!isNamed) arguments.append(pathText);
+  if (!hasFieldCode) arguments.append(pathText);
   const QString program = arguments.takeFirst();
   return QProcess::startDetached(program, arguments);
 }

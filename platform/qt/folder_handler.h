@@ -5,23 +5,23 @@
 
 namespace tessary {
 
-// A program that the desktop opens folders with, as its desktop entry tells.
+// A program that opens folders.
 struct FolderHandler {
-  std::string entry;    // the name of the desktop entry, "org.example.Files.desktop"
-  std::string command;  // its Exec line
+  std::string entry;    // the name of its desktop entry, "org.example.Files.desktop"
+  std::string command;  // the Exec line of that entry
 };
 
-// The first program that the desktop's settings, its defaults and its list of what programs can do
-// name for folders, in this order, and that is installed; never this program. None where there is
-// none.
+// Returns the first installed program, other than this one, for the type inode/directory. Searches
+// the default applications of the user and the system, then the added associations, then the
+// desktop entries that declare the type. Returns no value if there is no such program.
 std::optional<FolderHandler> FindFolderHandler();
 
-// True where this program is among those that are named for folders, or offers itself for them:
-// whoever asks the desktop to open one may then end up here again.
+// Returns true if this program is associated with folders, or if one of its desktop entries is
+// installed. A request to the desktop to open a folder may then start this program again.
 bool IsThisProgramFolderHandler();
 
-// Starts the program on a folder, by its path or its URI as its command has it. False where it
-// cannot be started.
+// Starts the program on a folder and passes the path or the URI, as the field code of its command
+// requires. Returns false if it cannot be started.
 bool StartFolderHandler(const FolderHandler& handler, const std::string& path);
 
 }  // namespace tessary

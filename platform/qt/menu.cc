@@ -11,8 +11,8 @@ namespace {
 
 constexpr char kCommandID[] = "commandID";
 
-// The items that are put into a menu in words which the user's language may replace; the others
-// stay as they are. The list is for lupdate to find.
+// The inserted items that are translated; all others keep their text. The list exists for lupdate,
+// which extracts the texts from it.
 constexpr char kTranslationContext[] = "tessary::QtMenu";
 [[maybe_unused]] constexpr const char* kTranslatedItems[] = {
     QT_TRANSLATE_NOOP("tessary::QtMenu", "Tessary Web Page"),
@@ -34,7 +34,7 @@ QtMenu::QtMenu(QMenu* menu, CommandSender* commands) : menu_(menu), commands_(co
 Status QtMenu::InsertItem(const std::string& text, uint16_t afterItem, OSType commandID) {
   if (menu_ == nullptr) return paramErr;
   QString label = QCoreApplication::translate(kTranslationContext, text.c_str());
-  // "&" would mark the key that chooses the item.
+  // A single "&" would mark the next letter as the item's key.
   label.replace("&", "&&");
   auto* item = new QAction(label, menu_);
   const QList<QAction*> items = menu_->actions();

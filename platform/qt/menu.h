@@ -9,20 +9,20 @@
 
 namespace tessary {
 
-// A menu of the menu bar. The items that its form gives it send the command of their property
+// A menu of the menu bar. An item that comes from the form sends the command in its property
 // "commandID".
 class QtMenu final : public Menu {
  public:
-  // `commands` is the caller's and outlives this.
+  // `commands` is owned by the caller and must outlive this object.
   QtMenu(QMenu* menu, CommandSender* commands);
 
   Status InsertItem(const std::string& text, uint16_t afterItem, OSType commandID) override;
   EventTarget GetEventTarget() override { return target_; }
 
-  // The number behind the last item's; separators count.
+  // The number after that of the last item. Separators count as items.
   uint16_t FirstFreeItem() const;
 
-  // Enables the items of the command.
+  // Enables all items that send the command.
   void EnableCommand(OSType commandID);
 
   bool IsNamed(const QString& name) const;

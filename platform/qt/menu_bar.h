@@ -11,23 +11,24 @@
 
 namespace tessary {
 
-// The program's menu bar. Here it stands in the main window, where its keys work.
+// The program's menu bar. It is part of the main window, because its keyboard shortcuts work only
+// there.
 class QtMenuBar {
  public:
-  // `commands` is the caller's and outlives this.
+  // `commands` is owned by the caller and must outlive this object.
   explicit QtMenuBar(CommandSender* commands);
 
-  // Puts the menu bar into a window that has a place for one, which owns the bar from then on.
+  // Moves the menu bar into the window, which owns it from then on.
   void AttachTo(QMainWindow* window);
 
-  // Enables the items of a command in all menus.
+  // Enables the items that send the command, in all menus.
   void EnableCommand(OSType commandID);
 
-  // The Help menu; null where the form has none.
+  // The Help menu, or null if the form has none.
   QtMenu* HelpMenu();
 
  private:
-  std::unique_ptr<QMainWindow> holder_;  // owns the items, and the bar until it is in a window
+  std::unique_ptr<QMainWindow> holder_;  // owns the items, and the bar until AttachTo
   std::vector<std::unique_ptr<QtMenu>> menus_;
 };
 

@@ -12,26 +12,26 @@
 
 namespace tessary {
 
-// What the program has on the screen besides its windows' own state. The window system's.
+// The state that all windows and menus share. Owned by the window system.
 struct QtUiState {
   QtUiState() : commands(&tasks, application) {}
 
   TaskQueue tasks;
   EventTarget application;
   CommandSender commands;
-  std::unique_ptr<QtMenuBar> newMenuBar;  // made and not yet in place
-  std::unique_ptr<QtMenuBar> menuBar;     // in place: the main window that is made next gets it
+  std::unique_ptr<QtMenuBar> newMenuBar;  // created, but not yet set
+  std::unique_ptr<QtMenuBar> menuBar;     // set: the next main window to be created gets it
   QPointer<QtWindow> mainWindow;
 };
 
 // The forms that are compiled into the program: the menu bar "MenuBar" and the windows "MainWindow"
-// and "PreferencesWindow". Each can be made as often as wanted.
+// and "PreferencesWindow". Each form can be instantiated any number of times.
 class QtNib final : public Nib {
  public:
-  // `screen` is the caller's and outlives this and every window that it makes.
-  explicit QtNib(QtUiState* screen) : ui_(screen) {}
+  // `ui` is owned by the caller and must outlive this object and every window that it creates.
+  explicit QtNib(QtUiState* ui) : ui_(ui) {}
 
-  // Answers noErr, fnfErr (no form of that name), paramErr (no out-argument).
+  // Both return noErr, fnfErr (no form of that name) or paramErr (`window` is null).
   Status CreateMenuBar(const std::string& name) override;
   Status CreateWindow(const std::string& name, std::unique_ptr<Window>* window) override;
 

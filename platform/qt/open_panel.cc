@@ -18,8 +18,8 @@ namespace {
 constexpr int kRepaintDelay = 100;  // milliseconds
 constexpr int kMessageMargin = 10;  // device-independent pixels
 
-// Qt's own chooser has room for the message, above everything else, where a layout would have its
-// window's menu bar. A desktop's has its title only.
+// Shows the message above the content of Qt's own chooser, in the place of a menu bar. A chooser of
+// the desktop has no layout: it shows the message as its title.
 void ShowMessage(QFileDialog* dialog, const QString& message) {
   if (dialog->layout() == nullptr) {
     dialog->setWindowTitle(message);
@@ -33,8 +33,9 @@ void ShowMessage(QFileDialog* dialog, const QString& message) {
   dialog->setAccessibleDescription(message);
 }
 
-// Lets the windows beneath the panel be painted where it stood: a run that begins at once delivers
-// no more events. Input waits, and requests and timers have their own turn.
+// Repaints the windows that the panel covered. The run that follows delivers no events, so that it
+// would leave pieces of the panel on them. Input events wait; requests and timers are queued as
+// tasks.
 void WaitForRepaint() {
   QEventLoop loop;
   QTimer::singleShot(kRepaintDelay, &loop, &QEventLoop::quit);
@@ -56,10 +57,10 @@ std::optional<std::string> RunFolderPanel(const NSOpenPanel& panel, QWidget* par
   if (!isAccepted) return std::nullopt;
   const QStringList chosen = dialog.selectedFiles();
   if (chosen.isEmpty()) return std::nullopt;
-  const std::string named = QFile::encodeName(chosen.first()).toStdString();
+  const std::string name = QFile::encodeName(chosen.first()).toStdString();
   std::string path;
-  if (ResolveNamedPath(named, &path) != noErr) {
-    NSLog("The chosen folder \"" + named + "\" cannot be found.");
+  if (ResolveNamedPath(name, &path) != noErr) {
+    NSLog("The chosen folder \"" + name + "\" cannot be found.");
     return std::nullopt;
   }
   return path;

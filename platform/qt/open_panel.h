@@ -8,12 +8,12 @@
 
 namespace tessary {
 
-// Runs the desktop's chooser, or Qt's where the desktop has none, over `parent` (may be null) until
-// its user has answered. The path chosen, links resolved; none where nothing was chosen, or, with a
-// line in the log, where what was chosen cannot be found under the name that the chooser tells.
+// Runs the desktop's file chooser, or Qt's if the desktop has none, over `parent` (may be null)
+// until the user closes it. Returns the chosen path with links resolved. Returns no value if the
+// user cancels, or, after a log line, if the chosen path does not exist.
 //
-// No chooser here offers files and folders at once. A panel that wants both offers folders, among
-// them packages, which are folders here.
+// No chooser on Linux selects both files and folders. A panel that asks for both selects folders,
+// including packages.
 std::optional<std::string> RunFolderPanel(const NSOpenPanel& panel, QWidget* parent);
 
 }  // namespace tessary

@@ -4,27 +4,27 @@
 #include <QRect>
 #include <QWidget>
 
-// What is drawn over the content of a window; clicks and drags go through it.
+// Widgets that are drawn over the content of a window and do not receive clicks or drags.
 namespace tessary {
 
-// The frame that shows that a drop would be taken.
+// A frame that shows that the window accepts a drop.
 class DropHilite : public QWidget {
  public:
   explicit DropHilite(QWidget* parent);
 
-  // Shows the frame along the inside of `bounds`, in the parent's coordinates.
+  // Shows the frame along the inner edge of `bounds`, which is in the parent's coordinates.
   void ShowIn(const QRect& bounds);
 
  protected:
   void paintEvent(QPaintEvent* event) override;
 };
 
-// A sheet in the window's background colour that grows from transparent to solid.
+// Covers the window with its background colour, to fade the content out.
 class FadeOverlay : public QWidget {
  public:
   explicit FadeOverlay(QWidget* parent);
 
-  // 0 shows everything beneath, 1 nothing.
+  // 0 is transparent, 1 opaque.
   void SetOpacity(qreal opacity);
 
  protected:

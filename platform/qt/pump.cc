@@ -24,9 +24,8 @@ void AdvanceBusyIndicators(const QWidget& window) {
   }
 }
 
-// Hands all of the window to the display anew, a few times a second. While nothing is delivered,
-// the program does not hear that another window has gone from above its own, and what that window
-// covered would keep its picture.
+// Flushes the whole window, at most ten times per second. During a run no expose events are
+// delivered, so that an area that another window covered would keep the picture of that window.
 void FlushWholeWindow(const QWidget& window) {
   static QElapsedTimer gSinceLast;
   if (gSinceLast.isValid() && gSinceLast.elapsed() < kWholeWindowFlushInterval) return;
@@ -38,14 +37,14 @@ void FlushWholeWindow(const QWidget& window) {
 }  // namespace
 
 void PumpWindows() {
-  // What was shown or hidden moves its neighbours by an event that would otherwise wait for the
+  // Showing or hiding a widget posts a layout request, which would otherwise wait for the event
   // loop.
   QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
   const QWidgetList windows = QApplication::topLevelWidgets();
   for (QWidget* window : windows) {
     if (!window->isVisible()) continue;
     AdvanceBusyIndicators(*window);
-    // Paints the parts that are marked as changed, and no others.
+    // Paints only the parts that are marked as changed.
     QEvent update(QEvent::UpdateRequest);
     QCoreApplication::sendEvent(window, &update);
     FlushWholeWindow(*window);
@@ -53,8 +52,8 @@ void PumpWindows() {
   FlushToDisplay();
 }
 
-// The display connections, X11's and Wayland's, write out what they have collected when the event
-// loop is about to wait. Painting alone does not reach the screen on Wayland.
+// Qt's connections to X11 and Wayland write out their buffered requests on aboutToBlock(). On
+// Wayland, painting alone does not reach the screen.
 void FlushToDisplay() {
   QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance();
   if (dispatcher != nullptr) Q_EMIT dispatcher->aboutToBlock();

@@ -2,12 +2,11 @@
 
 namespace tessary {
 
-// Paints what has changed in every visible window and hands it to the display, in the middle of
-// whatever is going on. Takes nothing in: no input, no timer, no request of another program is
-// delivered.
+// Paints the changed parts of every visible window and flushes them to the display. Delivers no
+// input, no timers and no D-Bus requests, so that it can be called in the middle of a run.
 void PumpWindows();
 
-// Hands what has been painted to the display.
+// Sends painted content to the display server.
 void FlushToDisplay();
 
 }  // namespace tessary

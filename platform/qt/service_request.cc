@@ -17,17 +17,18 @@ namespace {
 
 constexpr char kMessageName[] = "aggregate";
 
-// A relative path that begins like a URI would hold an empty component, which nobody writes.
-std::optional<std::string> PathOf(const std::string& named) {
-  if (named.starts_with("file://")) return ResolveFileUri(named);
+// "file://..." is always a URI: as a relative path it would have an empty component, which is
+// unlikely.
+std::optional<std::string> PathOf(const std::string& folder) {
+  if (folder.starts_with("file://")) return ResolveFileUri(folder);
   std::string path;
-  return ResolveNamedPath(named, &path) == noErr ? std::optional(path) : std::nullopt;
+  return ResolveNamedPath(folder, &path) == noErr ? std::optional(path) : std::nullopt;
 }
 
-bool Request(const QDBusConnection& bus, const std::string& named) {
-  const std::optional<std::string> path = PathOf(named);
+bool Request(const QDBusConnection& bus, const std::string& folder) {
+  const std::optional<std::string> path = PathOf(folder);
   if (!path) {
-    NSLog("Cannot aggregate \"" + named + "\": there is no such folder on this machine.");
+    NSLog("Cannot aggregate \"" + folder + "\": there is no such folder on this machine.");
     return false;
   }
   QDBusMessage call =
@@ -35,31 +36,31 @@ bool Request(const QDBusConnection& bus, const std::string& named) {
   call << QString(kMessageName) << QStringList(QString::fromStdString(FileUriFromPath(*path)));
   const QDBusMessage answer = bus.call(call);
   if (answer.type() == QDBusMessage::ReplyMessage) return true;
-  NSLog("Cannot aggregate \"" + named + "\": the program was not reached on the session bus: " +
+  NSLog("Cannot aggregate \"" + folder + "\": the program was not reached on the session bus: " +
         answer.errorMessage().toStdString());
   return false;
 }
 
 }  // namespace
 
-bool RequestAggregation(const std::vector<std::string>& named) {
-  if (named.empty()) {
-    NSLog("No folder was named: give one or more after --aggregate.");
+bool RequestAggregation(const std::vector<std::string>& folders) {
+  if (folders.empty()) {
+    NSLog("Missing folder: expected at least one after --aggregate.");
     return false;
   }
-  // What Qt does on a bus needs an application, and this one has no windows.
+  // D-Bus calls in Qt need an application object. QCoreApplication needs no display.
   int count = 1;
   char program[] = "tessary";
   char* arguments[] = {program, nullptr};
   const QCoreApplication application(count, arguments);
   const QDBusConnection bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) {
-    NSLog("There is no session bus on which the program could be asked to aggregate a folder.");
+    NSLog("There is no session bus: cannot ask the program to aggregate a folder.");
     return false;
   }
-  bool isAsked = true;
-  for (const std::string& name : named) isAsked = Request(bus, name) && isAsked;
-  return isAsked;
+  bool hasSucceeded = true;
+  for (const std::string& folder : folders) hasSucceeded = Request(bus, folder) && hasSucceeded;
+  return hasSucceeded;
 }
 
 }  // namespace tessary

@@ -5,12 +5,12 @@
 
 namespace tessary {
 
-// Asks the program that has the name on the session bus, which the bus starts if need be, to
-// aggregate each folder that the arguments name: "file://" URIs, absolute paths, or paths relative
-// to the working folder; all of them bytes, whatever they encode. Each is a request of its own, as
-// the service runs one folder for each, and comes as a URI in which nothing but unreserved
-// characters and "/" stands unescaped. Needs no screen. Returns at the answers, which do not wait
-// for a run. False when one of them could not be asked for; a line in the log says why.
-bool RequestAggregation(const std::vector<std::string>& named);
+// Asks the running instance of the program, which the session bus starts if necessary, to aggregate
+// each of the folders. A folder is a "file://" URI, an absolute path or a path relative to the
+// working directory, in any byte encoding. Sends one request per folder, because the service
+// handles one folder per request. The URI that it sends escapes all bytes except "/" and unreserved
+// characters. Needs no display. Returns when the requests are answered, before any run starts.
+// Returns false if a request fails, after a log line.
+bool RequestAggregation(const std::vector<std::string>& folders);
 
 }  // namespace tessary

@@ -51,13 +51,13 @@ std::vector<std::string> ToStrings(const QVariant& argument) {
   return texts;
 }
 
-// What the desktop lets the program come to the front with, of those that the caller tells.
+// The caller's activation token, with which the desktop allows the program to come to the front.
 std::string TokenOf(const QVariant& platformData) {
   const auto data = qdbus_cast<QVariantMap>(platformData);
   return data.value("activation-token").toString().toStdString();
 }
 
-// What the call asks for; none for a method that there is not, or other arguments than it has.
+// The request of a call. Returns no function for an unknown method or a wrong signature.
 std::function<void()> RequestOf(const QDBusMessage& call, const BusRequests& requests) {
   const QString interface = call.interface();
   const QString method = call.member();
@@ -100,7 +100,7 @@ QDBusMessage MakeOpenCall(const std::vector<std::string>& uris) {
 
 }  // namespace
 
-// Answers the calls, in the bus's thread.
+// Answers the calls, in the thread of the SessionBus.
 class SessionBus::Endpoint : public QDBusVirtualObject {
  public:
   explicit Endpoint(BusRequests requests) : requests_(std::move(requests)) {}
@@ -131,7 +131,7 @@ SessionBus::~SessionBus() {
   thread_.wait();
 }
 
-// The object is there before the name is ours: who finds the name finds the object.
+// Registers the object before the name: otherwise a caller could find the name without the object.
 SessionBus::Role SessionBus::ClaimName() {
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) {
@@ -151,8 +151,8 @@ SessionBus::Role SessionBus::ClaimName() {
   }
   bus.unregisterObject(kObjectPath);
   if (reply.isValid()) return Role::kSecondary;
-  NSLog("The session bus does not give out the name " + std::string(kBusName) + ": " +
-        reply.error().message().toStdString());
+  NSLog("Cannot register the name " + std::string(kBusName) +
+        " on the session bus: " + reply.error().message().toStdString());
   return Role::kUnavailable;
 }
 
@@ -160,8 +160,7 @@ bool SessionBus::Forward(const std::vector<std::string>& uris) {
   const QDBusMessage answer =
       QDBusConnection::sessionBus().call(MakeOpenCall(uris), QDBus::Block, kForwardTimeout);
   if (answer.type() == QDBusMessage::ReplyMessage) return true;
-  NSLog("The program that is running already does not answer: " +
-        answer.errorMessage().toStdString());
+  NSLog("The running instance does not answer: " + answer.errorMessage().toStdString());
   return false;
 }
 

@@ -10,44 +10,43 @@
 
 namespace tessary {
 
-// What other programs ask of this one. Called on the main thread.
+// The handlers for requests of other programs. Called on the main thread.
 struct BusRequests {
-  // Come to the front. The token, which may be empty, is what the desktop allows that with.
+  // Brings the program to the front. The token is an XDG activation token and may be empty.
   std::function<void(const std::string& token)> activate;
 
-  // Open what the URIs name.
+  // Opens the objects that the URIs designate.
   std::function<void(const std::vector<std::string>& uris, const std::string& token)> open;
 
-  // Do what one of the actions of the program's desktop entry names.
+  // Performs the application's action of that name.
   std::function<void(const std::string& action)> performAction;
 
-  // Perform a service of that name on what the URIs name.
+  // Performs the service named `message` on the objects that the URIs designate.
   std::function<void(const std::string& message, const std::vector<std::string>& uris)> perform;
 };
 
-// The program's place on the session bus: the name org.tessary.Tessary, of which there is one in a
-// session, and at /org/tessary/Tessary the interfaces org.freedesktop.Application and
-// org.tessary.Service. Every call is answered at once, from a thread of its own, so that no caller
-// waits for a run or a panel; what was asked then comes to the main thread's event loop.
+// The program on the session bus: it owns the name org.tessary.Tessary, which is unique in a
+// session, and implements the interfaces org.freedesktop.Application and org.tessary.Service at
+// /org/tessary/Tessary. A thread of its own answers every call immediately, so that no caller waits
+// for a run or a panel, and queues the request in the main thread's event loop.
 class SessionBus {
  public:
-  // `requests` are kept.
   explicit SessionBus(BusRequests requests);
   ~SessionBus();
   SessionBus(const SessionBus&) = delete;
   SessionBus& operator=(const SessionBus&) = delete;
 
   enum class Role {
-    kPrimary,      // the name is ours, and requests come in
-    kSecondary,    // another instance has the name
-    kUnavailable,  // there is no bus, or it does not give out the name; a log line says so
+    kPrimary,      // this process owns the name and receives requests
+    kSecondary,    // another instance owns the name
+    kUnavailable,  // there is no bus, or it refuses the name; logged
   };
 
-  // Takes the name unless another instance has it.
+  // Requests the name on the bus.
   Role ClaimName();
 
-  // Has the other instance open what the URIs name or, without any, come to the front. False where
-  // it did not answer.
+  // Asks the other instance to open the objects that the URIs designate, or to come to the front if
+  // there are none. Returns false if it does not answer, after a log line.
   static bool Forward(const std::vector<std::string>& uris);
 
  private:
@@ -55,7 +54,7 @@ class SessionBus {
 
   BusRequests requests_;
   QThread thread_;
-  Endpoint* endpoint_ = nullptr;  // lives in the thread and is deleted when that ends
+  Endpoint* endpoint_ = nullptr;  // lives in the thread and is deleted when the thread ends
 };
 
 }  // namespace tessary

@@ -38,7 +38,7 @@ void TaskQueue::RunNext() {
   Run(task);
 }
 
-// While a task is running there is nothing to schedule: its end does that.
+// Schedules nothing while a task runs: Run schedules the next task at its end.
 void TaskQueue::Schedule() {
   if (!isOpen_ || isRunning_ || isScheduled_ || waiting_.empty()) return;
   isScheduled_ = true;

@@ -6,29 +6,29 @@
 
 namespace tessary {
 
-// What reaches the program from outside (commands, timers, drops, requests of other programs) is
-// handled in tasks, one at a time and in the order of arrival. A panel runs a loop of its own in
-// the middle of a task; whatever arrives meanwhile waits here until that task has ended.
+// Runs the program's responses to commands, timers, drops and D-Bus requests one at a time, in the
+// order of arrival. A panel runs a nested event loop in the middle of a task; tasks that arrive
+// meanwhile wait until that task returns.
 class TaskQueue {
  public:
-  // Nothing takes its task before Open.
+  // Tasks wait until Open is called.
   TaskQueue() = default;
   TaskQueue(const TaskQueue&) = delete;
   TaskQueue& operator=(const TaskQueue&) = delete;
 
-  // Lets tasks begin. Those that are waiting begin when the event loop comes round.
+  // Allows tasks to run. Waiting tasks start from the event loop.
   void Open();
 
-  // Has the event loop run `task` when those before it have ended.
+  // Queues `task`. The event loop runs it after the tasks before it.
   void Post(std::function<void()> task);
 
-  // Runs `task` at once where no other is running or waiting; posts it otherwise.
+  // Runs `task` before returning if no other task is running or waiting; queues it otherwise.
   void RunOrPost(std::function<void()> task);
 
-  // True when a task could begin at once.
+  // True if RunOrPost would run a task before returning.
   bool IsIdle() const { return isOpen_ && !isRunning_ && waiting_.empty(); }
 
-  // What timers and connections that post tasks are bound to, so that they end with the queue.
+  // The context object for timers and connections that post tasks: they end with the queue.
   QObject* Context() { return &context_; }
 
  private:

@@ -7,8 +7,8 @@
 #include <QTranslator>
 #include <memory>
 
-// Outside of any namespace, as the macro demands: the catalogues lie in a static library, from
-// which the linker takes only what is called.
+// The macro must be used outside of any namespace. The call makes the linker take the catalogues
+// from the static library.
 static void LoadTranslationsResource() { Q_INIT_RESOURCE(translations); }
 
 namespace tessary {
@@ -30,7 +30,7 @@ void LoadTranslations(const QStringList& languages) {
     const QLocale locale(language);
     if (locale.language() == QLocale::English || locale.language() == QLocale::C) return;
     if (!Install(locale, "tessary", ":/i18n")) continue;
-    // A desktop without Qt's own translations has its buttons in English.
+    // Without Qt's own translations, standard buttons stay English.
     (void)Install(locale, "qtbase", QLibraryInfo::path(QLibraryInfo::TranslationsPath));
     return;
   }

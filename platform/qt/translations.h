@@ -4,10 +4,10 @@
 
 namespace tessary {
 
-// Has what forms and menus say come in the first of these languages, as "de" or "de-AT", that there
-// is a translation for; English, which needs none, among them. Where none of them is known
-// everything stays English. Qt's own words go by the same language where their translation is
-// installed. Called once the application is there, before any form is opened.
+// Translates forms and menus into the first of the languages ("de", "de-AT") for which there is a
+// translation; English counts as one. If none is known, the texts stay English. Qt's own texts use
+// the same language if its translation is installed. Call it after the application object is
+// created and before any form is.
 void LoadTranslations(const QStringList& languages);
 
 }  // namespace tessary

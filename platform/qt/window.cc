@@ -38,8 +38,8 @@ OSType CommandOf(const QWidget* widget, const char* property) {
   return CommandIDFromText(widget->property(property).toString());
 }
 
-// Returns when the window is on the screen. Input waits; requests of other programs wait in their
-// queue.
+// Waits until the window is on the screen, at most kExposureTimeout. Input events wait; requests of
+// other programs are queued as tasks.
 void WaitUntilExposed(const QWidget* widget) {
   bool isTimeUp = false;
   QTimer limit;
@@ -52,8 +52,8 @@ void WaitUntilExposed(const QWidget* widget) {
   }
 }
 
-// The source is told that its items are copied, whatever the user asked for: one that believes that
-// they were moved would delete them.
+// Reports a copy to the drag's source, whatever the user requested: after a move, the source would
+// delete its items.
 void AcceptAsCopy(QDropEvent* event) {
   event->setDropAction(Qt::CopyAction);
   event->accept();
@@ -81,8 +81,8 @@ QtWindow::QtWindow(std::unique_ptr<QWidget> widget, CommandSender* commands, Tas
   ConnectCommands();
 }
 
-// The window may be disposed of by the handler of a command that one of its own buttons sends: the
-// widgets go when that button has returned.
+// Deletes the widget later, from the event loop: the window may be disposed of by the handler of a
+// command that one of its own buttons sends, and that button must survive until its signal returns.
 QtWindow::~QtWindow() {
   controls_.clear();
   if (widget_ == nullptr) return;
@@ -113,7 +113,7 @@ void QtWindow::BringToFront() {
   widget_->activateWindow();
 }
 
-// "[*]" in a title is where Qt marks a window as modified; doubled it is itself.
+// Qt replaces "[*]" in a title with the mark of a modified window, and "[*][*]" with "[*]".
 void QtWindow::SetTitle(const std::string& title) {
   QString text = QString::fromStdString(title);
   text.replace("[*]", "[*][*]");
@@ -146,7 +146,7 @@ void QtWindow::FadeOut() {
   if (widget_->isVisible()) {
     FadeOverlay fade(widget_);
     for (int step = 1; step <= kFadeSteps; ++step) {
-      // Slowly at first, so that the last text can be read.
+      // Cubic, slow at first, so that the last text can be read.
       const qreal part = static_cast<qreal>(step) / kFadeSteps;
       fade.SetOpacity(part * part * part);
       PumpWindows();
@@ -206,14 +206,14 @@ void QtWindow::ConnectCommands() {
   const QList<QWidget*> children = widget_->findChildren<QWidget*>();
   for (QWidget* child : children) {
     if (CommandOf(child, kCommandID) == 0) continue;
-    // Signals that only a user's action emits: setting a value is no command.
+    // Only a user's action emits these signals. Setting a value must not send a command.
     if (auto* button = qobject_cast<QAbstractButton*>(child)) {
       connect(button, &QAbstractButton::clicked, this, [this, child] { SendCommandOf(child); });
     } else if (auto* menu = qobject_cast<QComboBox*>(child)) {
       connect(menu, &QComboBox::activated, this, [this, child] { SendCommandOf(child); });
     }
   }
-  // The Escape key closes a dialog without the window being asked to close.
+  // The Escape key rejects a dialog without a close event.
   if (auto* dialog = qobject_cast<QDialog*>(widget_.data())) {
     connect(dialog, &QDialog::rejected, this,
             [this] { commands_->Send(target_, CommandOf(widget_, kCloseCommandID)); });
@@ -228,7 +228,7 @@ bool QtWindow::eventFilter(QObject* watched, QEvent* event) {
   if (watched != widget_) return false;
   switch (event->type()) {
     case QEvent::Close:
-      // Whether it closes is for the command's handler to say.
+      // The handler of the command decides whether the window closes.
       event->ignore();
       commands_->Send(target_, CommandOf(widget_, kCloseCommandID));
       return true;
@@ -261,7 +261,7 @@ void QtWindow::EnterDrag(QEvent* event) {
     event->ignore();
     return;
   }
-  // Asking was the point; what the routine answers to the messages that follow changes nothing.
+  // Only the answer to kEnterHandler decides; the answers to the later messages have no effect.
   (void)Track(DragTrackingMessage::kEnterWindow, *drag_);
   AcceptAsCopy(enter);
 }
@@ -273,8 +273,8 @@ void QtWindow::LeaveDrag() {
   drag_ = nullptr;
 }
 
-// What was read when the drag came counts: its source may have let go of the data by the time of
-// the drop. While a panel is up the drop is taken and waits for its turn.
+// Uses the data that was read when the drag entered, because its source may have released them by
+// the time of the drop. While another task runs, the drop is accepted and queued.
 void QtWindow::Drop(QEvent* event) {
   auto* drop = static_cast<QDropEvent*>(event);
   std::shared_ptr<const Drag> drag = drag_;

@@ -14,13 +14,13 @@
 
 namespace tessary {
 
-// A window over the widget of a form. What the form says of its widgets by properties: "controlID",
-// the number of a control of signature 'CNTL'; "commandID", the command that a button, a check box
-// or a pop-up menu sends when the user has worked it; "closeCommandID", of the form itself, the
-// command that closing the window stands for.
+// A window made from a form. Properties of the form's widgets define how it works: "controlID" is
+// the ID of a control of signature 'CNTL'; "commandID" is the command that a button, a check box or
+// a pop-up menu sends when the user operates it; "closeCommandID", on the form itself, is the
+// command that is sent when the user closes the window.
 class QtWindow final : public QObject, public Window {
  public:
-  // `commands` and `tasks` are the caller's and outlive this.
+  // `commands` and `tasks` are owned by the caller and must outlive this object.
   QtWindow(std::unique_ptr<QWidget> widget, CommandSender* commands, TaskQueue* tasks);
   ~QtWindow() override;
   QtWindow(const QtWindow&) = delete;
@@ -44,10 +44,10 @@ class QtWindow final : public QObject, public Window {
   Status RemoveTrackingHandler() override;
   Status InstallReceiveHandler(DragReceiveHandler handler) override;
 
-  // The widget; null once it has gone with its parent.
+  // The widget, or null after its parent has deleted it.
   QWidget* Widget() const { return widget_; }
 
-  // What closing the window, drags over it and drops on it become.
+  // Turns close events into commands, and drag and drop events into calls of the drag handlers.
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
@@ -68,7 +68,7 @@ class QtWindow final : public QObject, public Window {
   QPointer<DropHilite> hilite_;
   DragTrackingHandler trackingHandler_;
   DragReceiveHandler receiveHandler_;
-  std::shared_ptr<const Drag> drag_;  // the one that is over the window
+  std::shared_ptr<const Drag> drag_;  // the drag over the window, if any
 };
 
 }  // namespace tessary

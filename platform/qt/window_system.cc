@@ -30,7 +30,7 @@ namespace {
 constexpr double kMillisecondsPerSecond = 1000;
 constexpr char kActivationToken[] = "XDG_ACTIVATION_TOKEN";
 
-// The actions of the desktop entry and the commands that they stand for.
+// The application's actions for other programs, and their commands.
 struct DesktopAction {
   const char* name;
   OSType commandID;
@@ -41,20 +41,21 @@ constexpr std::array kDesktopActions = {
     DesktopAction{"quit", FourCharCode("quit")},
 };
 
-// Qt's own messages are the program's: they go to its log, a line each.
+// Writes a message of Qt to the program's log.
 void LogQtMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
   NSLog(text.toStdString());
   if (type == QtFatalMsg) std::_Exit(EXIT_FAILURE);
 }
 
-// Before the application is made, which may have something to say already.
+// Installs the handler and returns `count`. Called in the constructor's initialiser list, because
+// the application object may already log.
 int* InstallMessageHandler(int* count) {
   qInstallMessageHandler(LogQtMessage);
   return count;
 }
 
-std::string DescribeMissing(const std::string& named) {
-  return "Cannot open \"" + named + "\": there is no such file or folder on this machine.";
+std::string DescribeMissing(const std::string& name) {
+  return "Cannot open \"" + name + "\": there is no such file or folder on this machine.";
 }
 
 }  // namespace
@@ -66,11 +67,11 @@ QtWindowSystem::QtWindowSystem(int* count, char** arguments, OpenDocuments openD
   QCoreApplication::setApplicationName("tessary");
   QGuiApplication::setDesktopFileName("org.tessary.Tessary");
   LoadTranslations(QLocale::system().uiLanguages());
-  // Closing a window is a command here, and the quit command is what ends the program.
+  // Closing the main window sends the quit command, which ends the program.
   QGuiApplication::setQuitOnLastWindowClosed(false);
 }
 
-// Windows that were disposed of since the event loop ended are still to be deleted.
+// Deletes the windows that were disposed of after the event loop ended.
 QtWindowSystem::~QtWindowSystem() {
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
@@ -164,13 +165,13 @@ Status QtWindowSystem::OpenFolder(const std::string& path) { return ShowFolder(p
 
 void QtWindowSystem::OpenPage(const std::string& url) { ShowPage(url); }
 
-// Installed beside the program, in PREFIX/share/doc when that is in PREFIX/bin.
+// The page is installed in PREFIX/share/doc, the program in PREFIX/bin.
 std::string QtWindowSystem::ProductPageURL() {
   const QString page = QCoreApplication::applicationDirPath() + "/../share/doc/tessary/index.html";
   return FileUriFromPath(QFileInfo(page).absoluteFilePath().toStdString());
 }
 
-// Requests come in by the event loop, also while a panel runs one; here they get in line.
+// Queues requests as tasks, because the nested event loop of a panel delivers them, too.
 BusRequests QtWindowSystem::MakeBusRequests() {
   const auto comeToFront = [this](const std::string& token) {
     if (!token.empty()) qputenv(kActivationToken, QByteArray::fromStdString(token));
@@ -220,7 +221,7 @@ void QtWindowSystem::PerformAction(const std::string& action) {
       return;
     }
   }
-  NSLog("Another program asked for the action \"" + action + "\", which there is not.");
+  NSLog("Another program requested the unknown action \"" + action + "\".");
 }
 
 void QtWindowSystem::PerformService(const std::string& message,
@@ -231,7 +232,7 @@ void QtWindowSystem::PerformService(const std::string& message,
                        .eventKind = kEventServicePerform,
                        .parameters = {{kEventParamServiceMessageName, message},
                                       {kEventParamPasteboardRef, PasteboardRef(pasteboard)}}};
-  // The handler lets every request pass on, also one that it has performed.
+  // The handler always returns eventNotHandledErr, even if it has performed the request.
   (void)ui_.application.Send(event);
 }
 

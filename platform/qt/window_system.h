@@ -13,26 +13,26 @@
 
 namespace tessary {
 
-// The window system over Qt 6 Widgets and D-Bus, on X11 and on Wayland. One in a process, made and
-// used on its main thread.
+// The window system over Qt 6 Widgets and D-Bus, on X11 and Wayland. There is one per process,
+// created and used on the main thread.
 class QtWindowSystem final : public WindowSystem {
  public:
-  // What opening documents that other programs, or the command line, name is done with. The
-  // specifications designate what was there.
+  // Opens documents that other programs or the command line name. The file specifications designate
+  // objects that existed when the request was handled.
   using OpenDocuments = std::function<void(const std::vector<FSSpec>& documents)>;
 
-  // Connects to the display; ends the process with a message where there is none. Options of Qt are
-  // taken out of the arguments, which outlive this.
+  // Connects to the display. Ends the process with a message if there is none. Removes Qt's options
+  // from the arguments, which must outlive this object.
   QtWindowSystem(int* count, char** arguments, OpenDocuments openDocuments);
   ~QtWindowSystem() override;
 
-  // Has the instance that runs in this session already, if there is one, open what the paths name,
-  // or come to the front where there are none. True where it has taken that over, and this process
-  // has nothing to do any more. Without a session bus, which a log line tells, there is none.
+  // Asks an instance that already runs in this session to open the paths, or to come to the front
+  // if there are none. Returns true if it has accepted the request, so that this process can end.
+  // Returns false if there is no such instance or, after a log line, if it does not answer or there
+  // is no session bus. Missing paths are logged and skipped.
   bool ForwardToRunningInstance(const std::vector<std::string>& paths);
 
-  // Has the documents opened when the event loop runs. A path that leads nowhere is left out, with
-  // a log line.
+  // Opens the documents when the event loop runs. Missing paths are logged and skipped.
   void OpenPaths(const std::vector<std::string>& paths);
 
   void LoadApplication() override;

@@ -36,8 +36,9 @@ bool HasFileManagerOnBus(const QDBusConnection& bus) {
   return startable.isValid() && startable.value().contains(kFileManagerName);
 }
 
-// The file manager may take its time to start, which nobody waits for.
-bool AskFileManager(const std::string& path, const char* method) {
+// Calls a method of org.freedesktop.FileManager1 without waiting for the answer, because the file
+// manager may take long to start. Returns false if there is none.
+bool CallFileManager(const std::string& path, const char* method) {
   const QDBusConnection bus = QDBusConnection::sessionBus();
   if (!HasFileManagerOnBus(bus)) return false;
   QDBusMessage call =
@@ -47,11 +48,12 @@ bool AskFileManager(const std::string& path, const char* method) {
 }
 
 void LogNoFolderHandler(const std::string& path) {
-  NSLog("Nothing on this desktop opens the folder \"" + path + "\".");
+  NSLog("No application on this desktop opens the folder \"" + path + "\".");
 }
 
-// xdg-open would lead back here where this program is the only one left for folders; and it
-// tells only when it ends whether it found a program.
+// Starts xdg-open and returns true. It reports only on exit whether it found a program, so that a
+// failure is logged then. Returns false if xdg-open is not installed, or if this program is
+// associated with folders, because xdg-open could start this program again.
 bool RunXdgOpen(const std::string& path) {
   if (IsThisProgramFolderHandler()) return false;
   const QString program = QStandardPaths::findExecutable("xdg-open");
@@ -73,7 +75,7 @@ bool RunXdgOpen(const std::string& path) {
 bool OpenFolderWithAnyHandler(const std::string& path) {
   const std::optional<FolderHandler> handler = FindFolderHandler();
   if (handler && StartFolderHandler(*handler, path)) return true;
-  return AskFileManager(path, "ShowFolders") || RunXdgOpen(path);
+  return CallFileManager(path, "ShowFolders") || RunXdgOpen(path);
 }
 
 std::string ParentOf(const std::string& path) {
@@ -85,7 +87,7 @@ std::string ParentOf(const std::string& path) {
 
 Status ShowFolder(const std::string& path) {
   const bool isShown = IsFolder(path) ? OpenFolderWithAnyHandler(path)
-                                      : AskFileManager(path, "ShowItems") ||
+                                      : CallFileManager(path, "ShowItems") ||
                                             OpenFolderWithAnyHandler(ParentOf(path));
   if (isShown) return noErr;
   LogNoFolderHandler(path);
@@ -95,7 +97,7 @@ Status ShowFolder(const std::string& path) {
 void ShowPage(const std::string& url) {
   const QUrl address(QString::fromStdString(url), QUrl::StrictMode);
   if (address.isValid() && QDesktopServices::openUrl(address)) return;
-  NSLog("Nothing on this desktop opens the page " + url);
+  NSLog("No application on this desktop opens the page " + url);
 }
 
 }  // namespace tessary

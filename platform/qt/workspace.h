@@ -6,13 +6,12 @@
 
 namespace tessary {
 
-// Shows a folder to the user: with the program that the desktop opens folders with, else with the
-// file manager on the session bus, else with xdg-open. A file is shown in its folder and never run.
-// Answers noErr once one of them has been asked, or kLSApplicationNotFoundErr after a line in the
-// log where there is none.
+// Opens a folder in the desktop's default program for folders, else in the file manager on the
+// session bus, else with xdg-open. A file is shown in its folder and never opened itself. Returns
+// noErr when a program has been started or asked, else kLSApplicationNotFoundErr, after a log line.
 Status ShowFolder(const std::string& path);
 
-// Opens a page where its scheme leads; a line in the log where that is nowhere.
+// Opens a page in the desktop's default program for its scheme. Logs a failure.
 void ShowPage(const std::string& url);
 
 }  // namespace tessary

@@ -21,14 +21,13 @@
 namespace tessary::test {
 namespace {
 
-constexpr int kTimeout = 30000;  // milliseconds
-constexpr unsigned long kPollInterval = 20;
+constexpr unsigned long kPollInterval = 20;  // milliseconds
 constexpr int kFirstDisplay = 1000;
 constexpr int kDisplays = 50000;
 constexpr char kWindowTitle[] = "^Tessary$";
 constexpr char kPanelTitle[] = "^Choose (Destination|Source)$";
 
-// A session bus that starts no programs: those of this machine are none of the test's.
+// A session bus that activates no services, so that no program of this machine starts.
 constexpr char kBusConfiguration[] = R"(<!DOCTYPE busconfig PUBLIC
  "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -46,18 +45,22 @@ constexpr char kBusConfiguration[] = R"(<!DOCTYPE busconfig PUBLIC
 
 QString Text(const std::string& text) { return QString::fromStdString(text); }
 
+QStringList Texts(const std::vector<std::string>& texts) {
+  QStringList list;
+  for (const std::string& text : texts) list.append(Text(text));
+  return list;
+}
+
 QString FirstLine(const std::string& text) {
   return Text(text.substr(0, text.find('\n'))).trimmed();
 }
 
 }  // namespace
 
-bool WaitUntil(const std::function<bool()>& isTrue) { return WaitUntil(isTrue, kTimeout); }
-
-bool WaitUntil(const std::function<bool()>& isTrue, int timeout) {
+bool WaitUntil(const std::function<bool()>& condition, int timeout) {
   QElapsedTimer clock;
   clock.start();
-  while (!isTrue()) {
+  while (!condition()) {
     if (clock.elapsed() > timeout) return false;
     QThread::msleep(kPollInterval);
   }
@@ -84,13 +87,8 @@ BackgroundProcess::~BackgroundProcess() {
   process_->waitForFinished(2000);
 }
 
-bool BackgroundProcess::WaitForOutput(const std::string& text) const {
-  return WaitForOutput(text, kTimeout);
-}
-
-bool BackgroundProcess::WaitForOutput(const std::string& text, int milliseconds) const {
-  return WaitUntil([this, &text] { return Output().find(text) != std::string::npos; },
-                   milliseconds);
+bool BackgroundProcess::WaitForOutput(const std::string& text, int timeout) const {
+  return WaitUntil([this, &text] { return Output().find(text) != std::string::npos; }, timeout);
 }
 
 std::string BackgroundProcess::Output() const {
@@ -103,8 +101,8 @@ bool BackgroundProcess::IsRunning() const {
   return process_->state() == QProcess::Running;
 }
 
-std::optional<int> BackgroundProcess::WaitForEnd() {
-  if (process_->state() != QProcess::NotRunning && !process_->waitForFinished(kTimeout)) {
+std::optional<int> BackgroundProcess::WaitForExit() {
+  if (process_->state() != QProcess::NotRunning && !process_->waitForFinished(kWaitTimeout)) {
     return std::nullopt;
   }
   if (process_->exitStatus() != QProcess::NormalExit) return std::nullopt;
@@ -125,7 +123,11 @@ void DesktopTest::SetUp() {
   const std::string missing =
       MissingTool({"Xvfb", "openbox", "dbus-daemon", "xdotool", "import", "xprop", "xwininfo"});
   if (!missing.empty()) GTEST_SKIP() << missing << " is not installed";
-  StartSession();
+  SetEnvironment();
+  ASSERT_NO_FATAL_FAILURE(StartDisplay());
+  ASSERT_NO_FATAL_FAILURE(StartBus());
+  ASSERT_NO_FATAL_FAILURE(StartWindowManager());
+  MakeFolder(Destination());
 }
 
 void DesktopTest::TearDown() {
@@ -136,10 +138,10 @@ void DesktopTest::TearDown() {
   program_ = nullptr;
   windowManager_ = nullptr;
   bus_ = nullptr;
-  screen_ = nullptr;
+  display_ = nullptr;
 }
 
-void DesktopTest::StartSession() {
+void DesktopTest::SetEnvironment() {
   environment_ = QProcessEnvironment::systemEnvironment();
   for (const char* name : {"WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP", "XDG_ACTIVATION_TOKEN",
                            "QT_QPA_PLATFORMTHEME", "QT_STYLE_OVERRIDE", "QT_SCALE_FACTOR"}) {
@@ -153,26 +155,33 @@ void DesktopTest::StartSession() {
   environment_.insert("XDG_DATA_HOME", Text(At("data")));
   environment_.insert("XDG_DATA_DIRS", Text(At("data")));
   environment_.insert("XDG_RUNTIME_DIR", Text(At("run")));
-  // What the machine would open folders with is kept from it.
+  // Hides this machine's xdg-open and file managers from the program.
   environment_.insert("PATH", Text(At("bin")));
   environment_.insert("QT_QPA_PLATFORM", "xcb");
   environment_.insert("LC_ALL", "C.UTF-8");
   environment_.insert("TZ", "UTC");
-  // A number that no other test has: servers that look for a free one at the same time may find the
-  // same. The server tells it when it can be used, behind whatever it complains of.
+}
+
+// Derives the display number from the process ID: two servers that look for a free number at the
+// same time may find the same one. The server prints the number when it is ready, after any
+// warnings.
+void DesktopTest::StartDisplay() {
   const QString number = QString::number(kFirstDisplay + getpid() % kDisplays);
-  screen_ = std::make_unique<BackgroundProcess>(
+  display_ = std::make_unique<BackgroundProcess>(
       "Xvfb",
       QStringList{":" + number, "-displayfd", "1", "-screen", "0", "1280x900x24", "-noreset",
                   "-nolisten", "tcp"},
-      environment_, At("screen"));
+      environment_, At("display"));
   static const QRegularExpression kNumber("(?:^|\n)(\\d+)\n");
-  QRegularExpressionMatch display;
-  ASSERT_TRUE(WaitUntil([this, &display] {
-    display = kNumber.match(Text(screen_->Output()));
-    return display.hasMatch();
+  QRegularExpressionMatch match;
+  ASSERT_TRUE(WaitUntil([this, &match] {
+    match = kNumber.match(Text(display_->Output()));
+    return match.hasMatch();
   }));
-  environment_.insert("DISPLAY", ":" + display.captured(1));
+  environment_.insert("DISPLAY", ":" + match.captured(1));
+}
+
+void DesktopTest::StartBus() {
   WriteFile(At("bus.conf"), kBusConfiguration);
   bus_ = std::make_unique<BackgroundProcess>(
       "dbus-daemon",
@@ -180,41 +189,59 @@ void DesktopTest::StartSession() {
       environment_, At("bus"));
   ASSERT_TRUE(bus_->WaitForOutput("\n"));
   environment_.insert("DBUS_SESSION_BUS_ADDRESS", FirstLine(bus_->Output()));
-  // Its themes are the machine's.
-  QProcessEnvironment own = QProcessEnvironment::systemEnvironment();
-  own.insert("DISPLAY", environment_.value("DISPLAY"));
-  windowManager_ = std::make_unique<BackgroundProcess>("openbox", QStringList{"--sm-disable"}, own,
-                                                       At("window-manager"));
+}
+
+// The window manager keeps the machine's environment, because it needs the installed themes.
+void DesktopTest::StartWindowManager() {
+  QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+  environment.insert("DISPLAY", environment_.value("DISPLAY"));
+  windowManager_ = std::make_unique<BackgroundProcess>("openbox", QStringList{"--sm-disable"},
+                                                       environment, At("window-manager"));
   ASSERT_TRUE(WaitUntil([this] {
     return RunTool("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).find("0x") != std::string::npos;
   })) << "display: "
-      << screen_->Output() << "window manager: " << windowManager_->Output();
+      << display_->Output() << "window manager: " << windowManager_->Output();
 }
 
-void DesktopTest::StartProgram(const QStringList& arguments) {
-  ASSERT_NO_FATAL_FAILURE(StartProgramOf(TESSARY, arguments));
-  // A panel for a folder on the command line covers the window.
-  if (!arguments.isEmpty()) return;
-  ASSERT_TRUE(WaitForText(1, {kDropPrompt}).has_value());
-  // Keys go to the window once it is the active one.
-  ASSERT_TRUE(WaitUntil([this] {
-    return FirstLine(RunTool("xdotool", {"getactivewindow"})).toStdString() == window_;
-  }));
+QString DesktopTest::FindVisibleWindow(const QString& title) const {
+  return FirstLine(RunTool("xdotool", {"search", "--onlyvisible", "--name", title}));
 }
 
-void DesktopTest::StartProgramOf(const QString& program, const QStringList& arguments) {
-  program_ = std::make_unique<BackgroundProcess>(program, arguments, environment_, At("log"));
+QString DesktopTest::ActiveWindow() const {
+  return FirstLine(RunTool("xdotool", {"getactivewindow"}));
+}
+
+void DesktopTest::StartProgram(const std::vector<std::string>& paths) {
+  program_ = std::make_unique<BackgroundProcess>(TESSARY, Texts(paths), environment_, At("log"));
+  ASSERT_NO_FATAL_FAILURE(WaitForMainWindow());
+  // With a folder as argument, the program opens a panel that covers the window.
+  if (!paths.empty()) return;
+  ASSERT_TRUE(WaitForStatus(kDropPrompt));
+  // Only the active window receives keys.
+  ASSERT_TRUE(WaitUntil([this] { return ActiveWindow().toStdString() == window_; }));
+}
+
+void DesktopTest::StartOtherProgram(const QString& program) {
+  program_ = std::make_unique<BackgroundProcess>(program, QStringList(), environment_, At("log"));
+  ASSERT_NO_FATAL_FAILURE(WaitForMainWindow());
+}
+
+void DesktopTest::WaitForMainWindow() {
   ASSERT_TRUE(WaitUntil([this] {
-    window_ = FirstLine(RunTool("xdotool", {"search", "--onlyvisible", "--name", kWindowTitle}))
-                  .toStdString();
+    window_ = FindVisibleWindow(kWindowTitle).toStdString();
     return !window_.empty();
   })) << RunTool("ps", {"-o", "etimes,stat,wchan:32,args", "-p", QString::number(program_->Id())})
       << RunTool("xwininfo", {"-root", "-tree"});
 }
 
-std::optional<int> DesktopTest::StartAgain(const QStringList& arguments) {
-  BackgroundProcess second(TESSARY, arguments, environment_, At("second-log"));
-  return second.WaitForEnd();
+std::optional<int> DesktopTest::StartSecondInstance(const std::vector<std::string>& paths) {
+  BackgroundProcess second(TESSARY, Texts(paths), environment_, At("second-log"));
+  return second.WaitForExit();
+}
+
+void DesktopTest::StartRun(const std::string& source) {
+  ASSERT_NO_FATAL_FAILURE(StartProgram({source}));
+  ChooseDestination();
 }
 
 std::string DesktopTest::MakeSource(const std::string& name) {
@@ -222,18 +249,22 @@ std::string DesktopTest::MakeSource(const std::string& name) {
   return At(name);
 }
 
-void DesktopTest::DragOnto(const QStringList& uris) {
-  // A button that goes up before the target has answered the last move drops nothing. That happens
-  // on a busy machine, and a user drags again.
-  constexpr int kTries = 4;
-  for (int tried = 0; tried < kTries; ++tried) {
-    if (Drag(uris)) return;
-  }
-  ADD_FAILURE() << "no drop was taken";
+bool DesktopTest::WaitForSorted(const std::string& name) const {
+  return WaitUntil([this, &name] { return Exists(Destination() + "/txt/" + name); });
 }
 
-// What toolkits take for a drag: the button down, a pause, moves that can be followed, a nudge at
-// the goal, a pause, the button up.
+void DesktopTest::DragOnto(const QStringList& uris) {
+  // On a busy machine the button may be released before the target has answered the last move. Then
+  // nothing is dropped, and a user drags again.
+  constexpr int kAttempts = 4;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (Drag(uris)) return;
+  }
+  ADD_FAILURE() << "no drop was accepted";
+}
+
+// Toolkits recognise a drag by its timing: button down, pause, small moves, a nudge at the target,
+// pause, button up.
 bool DesktopTest::Drag(const QStringList& uris) {
   WriteFile(At("uris"), uris.join("\r\n").toStdString());
   const BackgroundProcess source(TESSARY_DRAG_SOURCE, {Text(At("uris"))}, environment_,
@@ -242,66 +273,57 @@ bool DesktopTest::Drag(const QStringList& uris) {
   RunTool("xdotool", {"windowmove", Text(window_), "600", "300"});
   QThread::msleep(200);
   QStringList gesture = {"mousemove", "60", "60", "mousedown", "1", "sleep", "0.4"};
-  const QPoint goal(800, 450);
+  const QPoint target(800, 450);
   constexpr int kMoves = 10;
   for (int move = 1; move <= kMoves; ++move) {
-    gesture << "mousemove" << QString::number(60 + (goal.x() - 60) * move / kMoves)
-            << QString::number(60 + (goal.y() - 60) * move / kMoves) << "sleep"
-            << "0.06";
+    gesture += {"mousemove", QString::number(60 + (target.x() - 60) * move / kMoves),
+                QString::number(60 + (target.y() - 60) * move / kMoves), "sleep", "0.06"};
   }
-  gesture << "mousemove_relative"
-          << "3"
-          << "3"
-          << "sleep"
-          << "0.3"
-          << "mouseup"
-          << "1";
+  gesture += {"mousemove_relative", "3", "3", "sleep", "0.3", "mouseup", "1"};
   RunTool("xdotool", gesture);
-  // Nothing is told where the press or the moves were lost and no drag began.
-  constexpr int kReportDelay = 5000;
-  if (!source.WaitForOutput("dropped", kReportDelay)) return false;
+  // The source reports nothing if the press or the moves were lost and no drag started.
+  constexpr int kReportTimeout = 5000;
+  if (!source.WaitForOutput("dropped", kReportTimeout)) return false;
   return source.Output().find("dropped 0") == std::string::npos;
 }
 
-bool DesktopTest::IsPanelUp() const {
-  return !RunTool("xdotool", {"search", "--onlyvisible", "--name", kPanelTitle}).empty();
-}
+bool DesktopTest::IsPanelOpen() const { return !FindVisibleWindow(kPanelTitle).isEmpty(); }
 
-// A window manager may leave the keys with another window; a user then clicks on the panel.
+// The window manager may leave the focus on another window; then activates the panel.
 bool DesktopTest::WaitForPanel() {
   return WaitUntil([this] {
-    const QString panel =
-        FirstLine(RunTool("xdotool", {"search", "--onlyvisible", "--name", kPanelTitle}));
+    const QString panel = FindVisibleWindow(kPanelTitle);
     if (panel.isEmpty()) return false;
-    if (FirstLine(RunTool("xdotool", {"getactivewindow"})) == panel) return true;
+    if (ActiveWindow() == panel) return true;
     RunTool("xdotool", {"windowactivate", panel});
     return false;
   });
 }
 
-// The next panel may be up as soon as this one has gone.
-bool DesktopTest::WaitForEndOfPanel(const QString& panel) {
+// Looks for this panel's ID, because the next panel may open as soon as this one closes.
+bool DesktopTest::WaitUntilPanelCloses(const QString& panel) {
   return WaitUntil([this, &panel] {
-    const QString up = Text(RunTool("xdotool", {"search", "--onlyvisible", "--name", kPanelTitle}));
-    return !up.split('\n').contains(panel);
+    const QString open =
+        Text(RunTool("xdotool", {"search", "--onlyvisible", "--name", kPanelTitle}));
+    return !open.split('\n').contains(panel);
   });
 }
 
 void DesktopTest::AnswerPanel(const std::string& path) {
   ASSERT_TRUE(WaitForPanel());
-  const QString panel = FirstLine(RunTool("xdotool", {"getactivewindow"}));
-  // With "/." behind it the chooser has nothing to complete, and offers no list that would take the
-  // Return key for itself.
+  const QString panel = ActiveWindow();
+  // The chooser cannot complete a path that ends with "/.". Otherwise it would show a list of
+  // completions, which would receive the Return key.
   RunTool("xdotool", {"type", "--delay", "5", Text(path + "/.")});
   PressKeys({"Return"});
-  ASSERT_TRUE(WaitForEndOfPanel(panel));
+  ASSERT_TRUE(WaitUntilPanelCloses(panel));
 }
 
 void DesktopTest::CancelPanel() {
   ASSERT_TRUE(WaitForPanel());
-  const QString panel = FirstLine(RunTool("xdotool", {"getactivewindow"}));
+  const QString panel = ActiveWindow();
   PressKeys({"Escape"});
-  ASSERT_TRUE(WaitForEndOfPanel(panel));
+  ASSERT_TRUE(WaitUntilPanelCloses(panel));
 }
 
 void DesktopTest::PressKeys(const QStringList& keys) const {
@@ -313,7 +335,8 @@ void DesktopTest::ClickAt(const QPoint& point) const {
                       QString::number(point.y()), "sleep", "0.1", "click", "1"});
 }
 
-// Cut out of a picture of the whole screen, which is there when the window is gone.
+// Takes the whole screen and cuts the window out: `import` would fail if the window closed
+// meanwhile.
 QImage DesktopTest::TakeScreenshot() const {
   const QString geometry = Text(RunTool("xwininfo", {"-id", Text(window_)}));
   const auto value = [&geometry](const QString& name) {
@@ -344,14 +367,8 @@ std::optional<std::string> DesktopTest::ReadTextIn(const QImage& picture, int co
   return read.substr(0, read.find('\n'));
 }
 
-std::optional<std::string> DesktopTest::WaitForText(int controlID,
-                                                    const std::vector<std::string>& texts) {
-  std::optional<std::string> found;
-  WaitUntil([&] {
-    found = ReadText(controlID, texts);
-    return found.has_value();
-  });
-  return found;
+bool DesktopTest::WaitForText(int controlID, const std::vector<std::string>& texts) {
+  return WaitUntil([&] { return ReadText(controlID, texts).has_value(); });
 }
 
 std::string DesktopTest::WindowTitle() const {
@@ -374,7 +391,7 @@ std::string DesktopTest::CallProgram(const QString& interface, const QString& me
   QDBusMessage call = QDBusMessage::createMethodCall("org.tessary.Tessary", "/org/tessary/Tessary",
                                                      interface, method);
   call.setArguments(arguments);
-  const QDBusMessage answer = bus.call(call, QDBus::Block, kTimeout);
+  const QDBusMessage answer = bus.call(call, QDBus::Block, kWaitTimeout);
   QDBusConnection::disconnectFromBus(name);
   return answer.type() == QDBusMessage::ReplyMessage ? "" : answer.errorName().toStdString();
 }
@@ -383,8 +400,8 @@ std::string DesktopTest::RunTool(const QString& tool, const QStringList& argumen
   QProcess process;
   process.setProcessEnvironment(environment_);
   process.start(tool, arguments);
-  if (!process.waitForFinished(kTimeout)) {
-    ADD_FAILURE() << tool.toStdString() << " does not end";
+  if (!process.waitForFinished(kWaitTimeout)) {
+    ADD_FAILURE() << tool.toStdString() << " did not exit";
     return {};
   }
   return process.readAllStandardOutput().toStdString();

@@ -19,14 +19,18 @@
 
 namespace tessary::test {
 
-// Waits until `isTrue` answers true, looking again and again. False where it did not in half a
-// minute, which is longer than anything that works takes, on a busy machine too.
-bool WaitUntil(const std::function<bool()>& isTrue);
+// Control IDs of the main window.
+inline constexpr int kStatusText = 1;
+inline constexpr int kElapsedTimeText = 6;
 
-// The same for so many milliseconds.
-bool WaitUntil(const std::function<bool()>& isTrue, int timeout);
+// Milliseconds. Longer than any successful wait takes, on a busy machine, too.
+inline constexpr int kWaitTimeout = 30000;
 
-// A program that runs beside the test; ended with it. What it writes goes to a file.
+// Polls the condition until it holds. Returns false if it does not hold within `timeout`
+// milliseconds.
+bool WaitUntil(const std::function<bool()>& condition, int timeout = kWaitTimeout);
+
+// A program that runs beside the test and ends with this object. Its output goes to a file.
 class BackgroundProcess {
  public:
   BackgroundProcess(const QString& program, const QStringList& arguments,
@@ -35,17 +39,17 @@ class BackgroundProcess {
   BackgroundProcess(const BackgroundProcess&) = delete;
   BackgroundProcess& operator=(const BackgroundProcess&) = delete;
 
-  // True once the program's output holds the text.
-  bool WaitForOutput(const std::string& text) const;
-  bool WaitForOutput(const std::string& text, int milliseconds) const;
+  // Waits until the program's output contains the text. Returns false after a timeout.
+  bool WaitForOutput(const std::string& text, int timeout = kWaitTimeout) const;
   std::string Output() const;
 
   bool IsRunning() const;
 
-  // Waits for the program's own end: its exit status, or none where it goes on or crashed.
-  std::optional<int> WaitForEnd();
+  // Waits until the program exits. Returns its exit status, or no value if it crashes or does not
+  // exit.
+  std::optional<int> WaitForExit();
 
-  // Stops the program in its tracks, and lets it go on.
+  // Stops and continues the process by signals.
   void Suspend() const;
   void Resume() const;
 
@@ -56,12 +60,11 @@ class BackgroundProcess {
   std::string outputPath_;
 };
 
-// The name of a program that is missing on this machine, of those that the tests use; empty where
-// all are there.
+// Returns the first of the tools that is not installed, or an empty string.
 std::string MissingTool(const QStringList& tools);
 
-// A session of its own for each test: a screen without a monitor, a window manager, a session bus,
-// and folders for its user's things.
+// Runs the desktop program in a session of its own: a virtual display, a window manager, a session
+// bus, and empty folders for the user's configuration and data. Skips if a tool is missing.
 class DesktopTest : public testing::Test {
  protected:
   void SetUp() override;
@@ -71,51 +74,71 @@ class DesktopTest : public testing::Test {
   std::string At(const std::string& name) const { return folder_ / name; }
   std::string PreferencesPath() const { return At("config/tessary/preferences.toml"); }
 
-  // Starts the desktop program and waits until its window is on the screen.
-  void StartProgram(const QStringList& arguments = {});
+  // The folder that runs sort into. Empty at first.
+  std::string Destination() const { return At("sorted"); }
+
+  // Starts the desktop program with the paths as arguments and waits until its window is visible.
+  void StartProgram(const std::vector<std::string>& paths = {});
 
   // Starts another program that shows the main window.
-  void StartProgramOf(const QString& program, const QStringList& arguments = {});
+  void StartOtherProgram(const QString& program);
 
-  // Starts it a second time, and returns the exit status with which that ends.
-  std::optional<int> StartAgain(const QStringList& arguments);
+  // Starts a second instance of the desktop program and returns its exit status.
+  std::optional<int> StartSecondInstance(const std::vector<std::string>& paths);
 
-  // Makes a folder of that name in the test's folder with a file "NAME.txt", and gives its path.
+  // Starts the desktop program on a folder and answers its panel with the destination.
+  void StartRun(const std::string& source);
+
+  // Makes a folder in the test's folder with one file, "NAME.txt". Returns its path.
   std::string MakeSource(const std::string& name);
 
-  // Drags what the URIs name from another program's window onto the program's, with the mouse,
-  // once; true when the drop was taken. And again and again until it is.
+  // Waits until a text file has been sorted into the destination.
+  bool WaitForSorted(const std::string& name) const;
+
+  // Drags the URIs with the mouse from another program's window onto the main window. Returns true
+  // if the drop was accepted.
   bool Drag(const QStringList& uris);
+
+  // Repeats Drag until the drop is accepted. Fails the test if it never is.
   void DragOnto(const QStringList& uris);
 
-  // Waits for the panel, types a path into it and accepts it; or cancels it.
+  // Wait for the panel, then accept it with a path or cancel it.
   void AnswerPanel(const std::string& path);
+  void ChooseDestination() { AnswerPanel(Destination()); }
   void CancelPanel();
-  bool IsPanelUp() const;
+
+  bool IsPanelOpen() const;
+
+  // Waits until the panel is open and active.
   bool WaitForPanel();
 
   void PressKeys(const QStringList& keys) const;
-  void ClickAt(const QPoint& point) const;  // in the window's content
+  void ClickAt(const QPoint& point) const;  // relative to the window's content
 
-  // The picture of the program's window, with its frame left out; none where it is not there.
+  // Takes a picture of the main window without its frame. Returns a null image if the window is not
+  // visible.
   QImage TakeScreenshot() const;
 
-  // True once the control of the main window shows one of the texts: the picture of the window
-  // holds exactly what the form paints for it. That text, or none where time ran out.
-  std::optional<std::string> WaitForText(int controlID, const std::vector<std::string>& texts);
+  // Compares the main window's picture with the form's rendering of each text in that control.
+  // Returns the text that the control shows, or no value if it shows none of them.
   std::optional<std::string> ReadText(int controlID, const std::vector<std::string>& texts) const;
 
-  // The same in a picture that was taken already.
+  // Reads the text in a picture that was taken before.
   std::optional<std::string> ReadTextIn(const QImage& picture, int controlID,
                                         const std::vector<std::string>& texts) const;
 
+  // Wait until the control shows one of the texts, or the status line the text.
+  bool WaitForText(int controlID, const std::vector<std::string>& texts);
+  bool WaitForStatus(const std::string& text) { return WaitForText(kStatusText, {text}); }
+
   std::string WindowTitle() const;
 
-  // True once the log holds the text.
+  // Waits until the program's log contains the text.
   bool WaitForLog(const std::string& text) const { return program_->WaitForOutput(text); }
   int CountInLog(const std::string& text) const;
 
-  // Calls a method of the program on the session bus; the answer's text or the error's name.
+  // Calls a method of the program on the session bus. Returns the error's name, or an empty string
+  // if there was no error.
   std::string CallProgram(const QString& interface, const QString& method,
                           const QVariantList& arguments) const;
 
@@ -126,17 +149,23 @@ class DesktopTest : public testing::Test {
   std::unique_ptr<BackgroundProcess> program_;
 
  private:
-  void StartSession();
-  bool WaitForEndOfPanel(const QString& panel);
+  void SetEnvironment();
+  void StartDisplay();
+  void StartBus();
+  void StartWindowManager();
+  void WaitForMainWindow();
+  QString FindVisibleWindow(const QString& title) const;
+  QString ActiveWindow() const;
+  bool WaitUntilPanelCloses(const QString& panel);
 
   TemporaryFolder folder_;
-  std::unique_ptr<BackgroundProcess> screen_;
+  std::unique_ptr<BackgroundProcess> display_;
   std::unique_ptr<BackgroundProcess> windowManager_;
   std::unique_ptr<BackgroundProcess> bus_;
-  std::string window_;  // the X number of the program's window
+  std::string window_;  // the X11 ID of the main window
 };
 
-// The URI of a path, each byte that needs it escaped.
+// The file URI of a path.
 QString UriOf(const std::string& path);
 
 }  // namespace tessary::test

@@ -1,5 +1,7 @@
-// A window in the corner of the screen from which the URIs in a file can be dragged. Tells "ready"
-// when it is on the screen and "dropped", with what the target did, when a drag has ended.
+// A window in the corner of the screen from which the URIs in a file can be dragged. If the file
+// begins with "text:", the rest is dragged as plain text instead. Prints "ready" when the window is
+// on the screen, and "dropped" with the drop action (0: not accepted) when a drag ends.
+//   drag_source FILE
 
 #include <QApplication>
 #include <QDrag>
@@ -21,7 +23,7 @@ class Source : public QWidget {
   }
 
  protected:
-  // A press is lost on a window that is not on the screen.
+  // Reports "ready" after the first painting: before, a click would not reach the window.
   void paintEvent(QPaintEvent* event) override {
     QWidget::paintEvent(event);
     if (std::exchange(isReady_, true)) return;
@@ -34,15 +36,15 @@ class Source : public QWidget {
   void mouseMoveEvent(QMouseEvent* event) override {
     if (!event->buttons().testFlag(Qt::LeftButton)) return;
     auto* drag = new QDrag(this);
-    auto* carried = new QMimeData;
+    auto* mimeData = new QMimeData;
     if (uris_.startsWith("text:")) {
-      carried->setText(QString::fromUtf8(uris_.mid(5)));
+      mimeData->setText(QString::fromUtf8(uris_.mid(5)));
     } else {
-      carried->setData("text/uri-list", uris_);
+      mimeData->setData("text/uri-list", uris_);
     }
-    drag->setMimeData(carried);
-    const Qt::DropAction done = drag->exec(Qt::CopyAction | Qt::MoveAction, Qt::MoveAction);
-    printf("dropped %d\n", static_cast<int>(done));
+    drag->setMimeData(mimeData);
+    const Qt::DropAction action = drag->exec(Qt::CopyAction | Qt::MoveAction, Qt::MoveAction);
+    printf("dropped %d\n", static_cast<int>(action));
     fflush(stdout);
   }
 

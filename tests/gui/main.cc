@@ -9,17 +9,17 @@
 
 namespace {
 
-constexpr char kTry[] = "TESSARY_GUI_TEST_TRY";
-constexpr int kTries = 3;
+constexpr char kAttempt[] = "TESSARY_GUI_TEST_ATTEMPT";
+constexpr int kMaxAttempts = 3;
 
-// A key or a drag that is sent to another program's window can be lost on a busy machine. So a
-// single test may be tried again, in a fresh process, and says so.
-void TryAgain(std::vector<std::string> arguments) {
-  const char* tries = std::getenv(kTry);
-  const int next = tries == nullptr ? 2 : std::atoi(tries) + 1;
-  if (next > kTries || testing::UnitTest::GetInstance()->test_to_run_count() != 1) return;
-  (void)std::fprintf(stderr, "Failed; try %d of %d follows.\n", next, kTries);
-  setenv(kTry, std::to_string(next).c_str(), 1);
+// Repeats a failed test in a fresh process if it is the only test of this one. Synthetic keys and
+// drags can be lost on a busy machine. Returns if there are no attempts left.
+void Retry(std::vector<std::string> arguments) {
+  const char* attempt = std::getenv(kAttempt);
+  const int next = attempt == nullptr ? 2 : std::atoi(attempt) + 1;
+  if (next > kMaxAttempts || testing::UnitTest::GetInstance()->test_to_run_count() != 1) return;
+  (void)std::fprintf(stderr, "Failed. Attempt %d of %d follows.\n", next, kMaxAttempts);
+  setenv(kAttempt, std::to_string(next).c_str(), 1);
   std::vector<char*> argv;
   for (std::string& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);
@@ -28,15 +28,15 @@ void TryAgain(std::vector<std::string> arguments) {
 
 }  // namespace
 
-// What the tests use of Qt, programs run beside them and the session bus, needs an application.
 int main(int argc, char** argv) {
-  const std::vector<std::string> given(argv, argv + argc);
+  const std::vector<std::string> arguments(argv, argv + argc);
   testing::InitGoogleTest(&argc, argv);
   int result = 0;
   {
+    // QProcess and D-Bus need an application object.
     const QCoreApplication application(argc, argv);
     result = RUN_ALL_TESTS();
   }
-  if (result != 0) TryAgain(given);
+  if (result != 0) Retry(arguments);
   return result;
 }

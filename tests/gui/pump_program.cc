@@ -1,6 +1,6 @@
-// The main window of the desktop program with nothing behind it but a piece of work that takes some
-// seconds and pumps for half of them. Tells "busy" when it has begun, and then how many commands,
-// timers and requests to open something were delivered during the work and after it.
+// Shows the main window and then blocks the event loop for some seconds, the first half of which it
+// pumps. Prints "busy" at the start, and the number of commands, timers and open requests that were
+// delivered during ("during C T O") and after ("after C T O") that time.
 
 #include <chrono>
 #include <cstdio>
@@ -16,9 +16,9 @@ namespace tessary::test {
 namespace {
 
 constexpr auto kHalf = std::chrono::seconds(3);
-constexpr auto kPiece = std::chrono::milliseconds(10);
+constexpr auto kPumpInterval = std::chrono::milliseconds(10);
 constexpr double kWorkDelay = 0.3;  // seconds
-constexpr double kShort = 0.05;
+constexpr double kTimerDelay = 0.05;
 constexpr double kReportDelay = 1.5;
 
 int gCommands = 0;
@@ -51,15 +51,15 @@ void Work(WindowSystem* system, Window* window) {
   HideControl(Find(window, 4));
   EnableControl(Find(window, 7));
   ShowControl(Find(window, 7));
-  Install(system, kShort, [] { ++gTimers; });
+  Install(system, kTimerDelay, [] { ++gTimers; });
   printf("busy\n");
   fflush(stdout);
   const auto half = std::chrono::steady_clock::now() + kHalf;
   while (std::chrono::steady_clock::now() < half) {
     ShowText(system, Find(window, 1), "Moving: /at/work");
-    std::this_thread::sleep_for(kPiece);
+    std::this_thread::sleep_for(kPumpInterval);
   }
-  // Pumped once, and then nothing for a long time: no later pump helps it to the screen.
+  // Pumps once and then not for seconds: the text must reach the screen without a further pump.
   ShowText(system, Find(window, 1), "Moving: /the/last");
   std::this_thread::sleep_for(kHalf);
   Print("during");

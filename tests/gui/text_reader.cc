@@ -1,7 +1,8 @@
-// Reads what a control of the main window shows: paints every text in question into the program's
-// own form, on the same display, and looks for exactly that in a picture of the screen. Prints the
-// first text that is there, nothing where none is.
+// Finds the text that a control of the main window shows in a picture of the screen. Renders each
+// candidate text in the program's own form, on the same display, and searches the picture for the
+// same pixels. Prints the first text that is found, if any.
 //   text_reader PICTURE TEXTS CONTROL
+// TEXTS is a file with one text per line, CONTROL the control's ID.
 
 #include <QApplication>
 #include <QFile>
@@ -21,16 +22,16 @@
 namespace tessary::test {
 namespace {
 
-// The part of the label that holds its ink, with nothing around it.
-QImage InkOf(const QImage& picture) {
-  const QRgb paper = picture.pixel(0, 0);
-  QRect ink;
+// Crops the picture to the pixels that differ from the background.
+QImage CropToText(const QImage& picture) {
+  const QRgb background = picture.pixel(0, 0);
+  QRect bounds;
   for (int y = 0; y < picture.height(); ++y) {
     for (int x = 0; x < picture.width(); ++x) {
-      if (picture.pixel(x, y) != paper) ink |= QRect(x, y, 1, 1);
+      if (picture.pixel(x, y) != background) bounds |= QRect(x, y, 1, 1);
     }
   }
-  return picture.copy(ink);
+  return picture.copy(bounds);
 }
 
 bool IsAt(const QImage& part, const QImage& whole, int left, int top) {
@@ -42,7 +43,7 @@ bool IsAt(const QImage& part, const QImage& whole, int left, int top) {
   return true;
 }
 
-bool Holds(const QImage& whole, const QImage& part) {
+bool Contains(const QImage& whole, const QImage& part) {
   for (int top = 0; top + part.height() <= whole.height(); ++top) {
     for (int left = 0; left + part.width() <= whole.width(); ++left) {
       if (IsAt(part, whole, left, top)) return true;
@@ -52,13 +53,13 @@ bool Holds(const QImage& whole, const QImage& part) {
 }
 
 int Read(const QString& picturePath, const QString& textsPath, int controlID) {
-  QtUiState screen;
-  QtNib nib(&screen);
+  QtUiState ui;
+  QtNib nib(&ui);
   std::unique_ptr<Window> window;
   if (nib.CreateMenuBar("MenuBar") != noErr) return 1;
-  screen.menuBar = std::move(screen.newMenuBar);
+  ui.menuBar = std::move(ui.newMenuBar);
   if (nib.CreateWindow("MainWindow", &window) != noErr) return 1;
-  QWidget* form = screen.mainWindow->Widget();
+  QWidget* form = ui.mainWindow->Widget();
   const QList<QWidget*> widgets = form->findChildren<QWidget*>();
   ElidedLabel* label = nullptr;
   for (QWidget* widget : widgets) {
@@ -67,13 +68,14 @@ int Read(const QString& picturePath, const QString& textsPath, int controlID) {
   const QImage picture = QImage(picturePath).convertToFormat(QImage::Format_RGB32);
   QFile texts(textsPath);
   if (label == nullptr || picture.isNull() || !texts.open(QIODevice::ReadOnly)) return 1;
-  // Laid out as it is when it is shown, without being shown.
+  // Lays the form out without showing it.
   form->grab();
   QTextStream lines(&texts);
   for (QString text; lines.readLineInto(&text);) {
     label->SetPlainText(text);
-    const QImage ink = InkOf(label->grab().toImage().convertToFormat(QImage::Format_RGB32));
-    if (ink.isNull() || !Holds(picture, ink)) continue;
+    const QImage rendering =
+        CropToText(label->grab().toImage().convertToFormat(QImage::Format_RGB32));
+    if (rendering.isNull() || !Contains(picture, rendering)) continue;
     printf("%s\n", text.toUtf8().constData());
     return 0;
   }

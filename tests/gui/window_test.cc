@@ -5,96 +5,94 @@
 #include "app/main_window.h"
 #include "tests/gui/desktop.h"
 
-// What the desktop program shows and stores, seen on the screen and in its user's folders.
+// What the desktop program shows on the screen and stores in the user's preferences.
 namespace tessary::test {
 namespace {
 
-constexpr int kStatusText = 1;
 constexpr int kManyFiles = 3000;
 constexpr int kContentTop = 30;  // of the window, below the menu bar
 
 class DesktopWindow : public DesktopTest {
  protected:
-  void SetUp() override {
-    DesktopTest::SetUp();
-    if (!IsSkipped()) MakeFolder(At("filed"));
-  }
-
-  // Fills a folder with files that take a while to file, and has their run begin.
+  // Starts a run that moves many files, and waits until it has moved some.
   void StartLongRun() {
+    WriteFile(PreferencesPath(), "FileOperation = 1\n");
     for (int file = 0; file < kManyFiles; ++file) {
-      WriteFile(At("many/" + std::to_string(file) + ".txt"));
+      WriteFile(LongSource() + "/" + std::to_string(file) + ".txt");
     }
-    StartProgram({QString::fromStdString(At("many"))});
-    AnswerPanel(At("filed"));
+    StartRun(LongSource());
     ASSERT_TRUE(WaitUntil([this] { return CountInLog("Moved \"") > kManyFiles / 50; }));
   }
 
-  // The status texts that are possible for a run that stands still: that of the item filed last, or
-  // of one that is still to be filed.
+  std::string LongSource() const { return At("many"); }
+  size_t CountRemaining() const { return NamesIn(LongSource()).size(); }
+
+  // The status texts that a suspended run may show: that of the item that was moved last, or of any
+  // remaining item.
   std::vector<std::string> PossibleTexts() const {
     static constexpr std::string_view kMoved = "Moved \"";
     std::vector<std::string> texts;
     const std::string log = program_->Output();
     const size_t start = log.rfind(kMoved) + kMoved.size();
-    texts.push_back("Moving: " + At("many/" + log.substr(start, log.find('"', start) - start)));
-    for (const std::string& name : NamesIn(At("many"))) {
-      texts.push_back("Moving: " + At("many/" + name));
+    texts.push_back("Moving: " + LongSource() + "/" +
+                    log.substr(start, log.find('"', start) - start));
+    for (const std::string& name : NamesIn(LongSource())) {
+      texts.push_back("Moving: " + LongSource() + "/" + name);
     }
     return texts;
   }
 
-  // Stops the program in the middle of the run, with the text of an item on the screen: standing
-  // still it cannot paint any more, so that what is there was painted by the run. It may stand
-  // between filing an item and telling of it, and then is let go on for a moment.
+  // Suspends the program during the run while it shows the text of an item. A suspended program
+  // cannot paint, so that the run itself has painted the text. Resumes and tries again if the
+  // program was suspended between moving an item and showing the next text. Returns false if the
+  // run ends.
   bool SuspendWithText() {
-    return WaitUntil([this] {
-             program_->Suspend();
-             if (NamesIn(At("many")).empty()) return true;
-             if (ReadText(kStatusText, PossibleTexts())) return true;
-             program_->Resume();
-             return false;
-           }) &&
-           !NamesIn(At("many")).empty();
+    const bool isSuspended = WaitUntil([this] {
+      program_->Suspend();
+      if (CountRemaining() == 0) return true;
+      if (ReadText(kStatusText, PossibleTexts())) return true;
+      program_->Resume();
+      return false;
+    });
+    return isSuspended && CountRemaining() > 0;
   }
 
   bool WaitForEndOfRun() {
-    return WaitUntil([this] { return NamesIn(At("filed/txt")).size() == kManyFiles; });
+    return WaitUntil([this] { return NamesIn(Destination() + "/txt").size() == kManyFiles; });
   }
 };
 
-TEST_F(DesktopWindow, TheStatusLineTellsDuringTheRunWhichFileIsFiled) {
-  WriteFile(PreferencesPath(), "FileOperation = 1\n");
+TEST_F(DesktopWindow, StatusFollowsRun) {
   StartLongRun();
   EXPECT_TRUE(SuspendWithText());
   const QImage first = TakeScreenshot();
   program_->Resume();
-  ASSERT_TRUE(WaitUntil([this] { return NamesIn(At("many")).size() < kManyFiles * 3 / 4; }));
-  // The busy indicator, above the status line, moves on. It goes round, so that it may be met twice
-  // at the same place, and hardly thrice.
-  const QRect picture(0, kContentTop, first.width(), first.height() / 2);
+  ASSERT_TRUE(WaitUntil([this] { return CountRemaining() < kManyFiles * 3 / 4; }));
+  // The busy indicator, above the status line, moves. Its animation repeats: two pictures may be
+  // equal by accident, three hardly.
+  const QRect indicator(0, kContentTop, first.width(), first.height() / 2);
   EXPECT_TRUE(SuspendWithText());
   const QImage second = TakeScreenshot();
   program_->Resume();
   EXPECT_TRUE(SuspendWithText());
   const QImage third = TakeScreenshot();
-  EXPECT_TRUE(first.copy(picture) != second.copy(picture) ||
-              first.copy(picture) != third.copy(picture));
+  EXPECT_TRUE(first.copy(indicator) != second.copy(indicator) ||
+              first.copy(indicator) != third.copy(indicator));
   program_->Resume();
   EXPECT_TRUE(WaitForEndOfRun());
-  EXPECT_TRUE(WaitForText(kStatusText, {kDropPrompt}).has_value());
+  EXPECT_TRUE(WaitForStatus(kDropPrompt));
 }
 
-// Without the events that tell of it, the window would keep pieces of the panel that covered it.
-TEST_F(DesktopWindow, ThePanelLeavesNothingBehindInTheWindowDuringTheRun) {
-  WriteFile(PreferencesPath(), "FileOperation = 1\n");
+// A run delivers no expose events, without which pieces of the closed panel would stay on the
+// window.
+TEST_F(DesktopWindow, IsRepaintedAfterPanelCloses) {
   StartLongRun();
   program_->Suspend();
-  ASSERT_FALSE(NamesIn(At("many")).empty()) << "the run is over";
+  ASSERT_GT(CountRemaining(), 0U) << "the run has ended too early";
   const QImage picture = TakeScreenshot();
   program_->Resume();
   ASSERT_FALSE(picture.isNull());
-  // The margins left and right of everything are as empty as each other, all the way down.
+  // The margins left and right of the content are empty, from top to bottom.
   constexpr int kMargin = 16;
   const QRgb empty = picture.pixel(2, kContentTop);
   for (int y = kContentTop; y < picture.height(); ++y) {
@@ -106,17 +104,16 @@ TEST_F(DesktopWindow, ThePanelLeavesNothingBehindInTheWindowDuringTheRun) {
   EXPECT_TRUE(WaitForEndOfRun());
 }
 
-TEST_F(DesktopWindow, AClickOnStopDuringTheRunStopsNothing) {
-  WriteFile(PreferencesPath(), "FileOperation = 1\n");
+TEST_F(DesktopWindow, StopDuringRunHasNoEffect) {
   StartLongRun();
   const QImage window = TakeScreenshot();
   ClickAt(QPoint(window.width() - 50, window.height() - 30));
-  ASSERT_FALSE(NamesIn(At("many")).empty()) << "the run is over";
+  ASSERT_GT(CountRemaining(), 0U) << "the run has ended too early";
   EXPECT_TRUE(WaitForEndOfRun());
-  EXPECT_TRUE(WaitForText(kStatusText, {kDropPrompt}).has_value());
+  EXPECT_TRUE(WaitForStatus(kDropPrompt));
 }
 
-TEST_F(DesktopWindow, ChangesInTheSheetAreStoredThoughItIsCancelled) {
+TEST_F(DesktopWindow, CancelledSheetKeepsChanges) {
   WriteFile(PreferencesPath(), "# mine\nFileOperation = 2\nQuitWhenDone = false\n");
   StartProgram();
   PressKeys({"ctrl+comma"});
@@ -137,62 +134,59 @@ TEST_F(DesktopWindow, ChangesInTheSheetAreStoredThoughItIsCancelled) {
   EXPECT_NE(std::string::npos, stored.find("RecurseFolders = true\n")) << stored;
 }
 
-TEST_F(DesktopWindow, ByeIsShownAndTheProgramEndsByItselfWhenItQuitsWhenDone) {
+TEST_F(DesktopWindow, QuitWhenDoneShowsBye) {
   WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
-  StartProgram({QString::fromStdString(MakeSource("letters"))});
-  AnswerPanel(At("filed"));
-  // It says so for an instant: looked at while it stands still, and let go on in between.
+  StartRun(MakeSource("letters"));
+  // The text is visible for a moment only, so that the program is suspended for each reading.
   EXPECT_TRUE(WaitUntil([this] {
     program_->Suspend();
-    const bool isThere = ReadText(kStatusText, {"Bye."}).has_value();
+    const bool isShown = ReadText(kStatusText, {"Bye."}).has_value();
     program_->Resume();
-    return isThere || !program_->IsRunning();
+    return isShown || !program_->IsRunning();
   }));
-  EXPECT_TRUE(program_->IsRunning()) << "it ended without a word";
-  EXPECT_EQ(0, program_->WaitForEnd());
-  EXPECT_TRUE(Exists(At("filed/txt/letters.txt")));
+  EXPECT_TRUE(program_->IsRunning()) << "the program exited without showing the text";
+  EXPECT_EQ(0, program_->WaitForExit());
+  EXPECT_TRUE(Exists(Destination() + "/txt/letters.txt"));
 }
 
-TEST_F(DesktopWindow, TheSourceAsDestinationIsToldAndNothingIsFiled) {
+TEST_F(DesktopWindow, SourceAsDestinationIsRefused) {
   const std::string source = MakeSource("letters");
-  StartProgram({QString::fromStdString(source)});
+  StartProgram({source});
   AnswerPanel(source);
-  EXPECT_TRUE(WaitForText(kStatusText, {"The destination directory can not be the same as the "
-                                        "source directory"})
-                  .has_value());
+  EXPECT_TRUE(
+      WaitForStatus("The destination directory can not be the same as the source directory"));
   EXPECT_EQ(std::vector<std::string>{"letters.txt"}, NamesIn(source));
 }
 
-TEST_F(DesktopWindow, ClosingTheWindowQuits) {
+TEST_F(DesktopWindow, ClosingQuits) {
   StartProgram();
   PressKeys({"alt+F4"});
-  EXPECT_EQ(0, program_->WaitForEnd());
+  EXPECT_EQ(0, program_->WaitForExit());
 }
 
-TEST_F(DesktopWindow, TheQuitCommandQuits) {
+TEST_F(DesktopWindow, QuitCommandQuits) {
   StartProgram();
   PressKeys({"ctrl+q"});
-  EXPECT_EQ(0, program_->WaitForEnd());
+  EXPECT_EQ(0, program_->WaitForExit());
 }
 
-TEST_F(DesktopWindow, TheDestinationIsOpenedWithTheDesktopsProgramForFolders) {
+TEST_F(DesktopWindow, OpensDestinationInFolderHandler) {
   WriteFile(At("data/applications/other.desktop"),
             "[Desktop Entry]\nType=Application\nExec=/bin/cp -r -t " + At("opened") + " %f\n");
   MakeFolder(At("opened"));
   WriteFile(At("config/mimeapps.list"),
             "[Default Applications]\n"
             "inode/directory=org.tessary.Tessary.desktop;missing.desktop;other.desktop;\n");
-  StartProgram({QString::fromStdString(MakeSource("letters"))});
-  AnswerPanel(At("filed"));
-  EXPECT_TRUE(WaitUntil([this] { return Exists(At("opened/filed/txt/letters.txt")); }));
-  EXPECT_EQ(0, CountInLog("Nothing on this desktop"));
+  StartRun(MakeSource("letters"));
+  EXPECT_TRUE(WaitUntil([this] { return Exists(At("opened/sorted/txt/letters.txt")); }));
+  EXPECT_EQ(0, CountInLog("No application on this desktop"));
 }
 
-TEST_F(DesktopWindow, ADesktopWithoutAProgramForFoldersIsToldInTheLogAndTheRunCounts) {
-  StartProgram({QString::fromStdString(MakeSource("letters"))});
-  AnswerPanel(At("filed"));
-  EXPECT_TRUE(WaitForLog("Nothing on this desktop opens the folder \"" + At("filed") + "\"."));
-  EXPECT_TRUE(Exists(At("filed/txt/letters.txt")));
+TEST_F(DesktopWindow, LogsMissingFolderHandler) {
+  StartRun(MakeSource("letters"));
+  EXPECT_TRUE(
+      WaitForLog("No application on this desktop opens the folder \"" + Destination() + "\"."));
+  EXPECT_TRUE(Exists(Destination() + "/txt/letters.txt"));
 }
 
 }  // namespace

@@ -21,13 +21,13 @@ QtDrag DragOf(const std::string& list) {
   return QtDrag(data);
 }
 
-TEST(SplitUriList, LeavesOutCommentsAndEmptyLines) {
+TEST(SplitUriList, SkipsCommentsAndEmptyLines) {
   EXPECT_THAT(SplitUriList("# two\r\nfile:///a\r\n\r\nfile:///b%20c"),
               ElementsAre("file:///a", "file:///b%20c"));
   EXPECT_THAT(SplitUriList(""), ElementsAre());
 }
 
-TEST(FileUriFromPath, ComesBackAsTheSamePathWhateverItsBytes) {
+TEST(FileUriFromPath, RoundTripsAnyBytes) {
   const TemporaryFolder folder;
   for (const char* name : {"plain", "two words", "100%", "a#b?c", "caf\xE9", "\xC3\xA9t\xC3\xA9",
                            "line\nbreak", ".hidden", "a..b"}) {
@@ -36,22 +36,22 @@ TEST(FileUriFromPath, ComesBackAsTheSamePathWhateverItsBytes) {
   }
 }
 
-TEST(ResolveFileUri, FollowsLinksAndHasNoneForWhatIsNotHere) {
+TEST(ResolveFileUri, ResolvesLocalObjectsOnly) {
   const TemporaryFolder folder;
-  MakeFolder(folder / "there");
-  MakeLink(folder / "there", folder / "link");
+  MakeFolder(folder / "target");
+  MakeLink(folder / "target", folder / "link");
   MakeLink(folder / "nowhere", folder / "dangling");
-  EXPECT_EQ(folder / "there", ResolveFileUri("file://" + folder.path() + "/link"));
+  EXPECT_EQ(folder / "target", ResolveFileUri("file://" + folder.path() + "/link"));
   for (const std::string& uri :
        {"file://" + folder.path() + "/dangling", "file://" + folder.path() + "/absent",
         "file://elsewhere" + folder.path(), "https://tessary.example" + folder.path(),
-        "file://" + folder.path() + "/%zz", "file://" + folder.path() + "/there%00", folder.path(),
+        "file://" + folder.path() + "/%zz", "file://" + folder.path() + "/target%00", folder.path(),
         std::string("file:"), std::string()}) {
     EXPECT_EQ(std::nullopt, ResolveFileUri(uri)) << uri;
   }
 }
 
-TEST(QtDrag, GivesTheFlavorToFilesOfThisMachineOnly) {
+TEST(QtDrag, HasFlavorForLocalFilesOnly) {
   const TemporaryFolder folder;
   MakeFolder(folder / "folder");
   WriteFile(folder / "file");
@@ -67,12 +67,12 @@ TEST(QtDrag, GivesTheFlavorToFilesOfThisMachineOnly) {
   EXPECT_FALSE(drag.HasFlavor(2, kDragFlavorTypeHFS));
   EXPECT_TRUE(drag.HasFlavor(3, kDragFlavorTypeHFS));
   EXPECT_FALSE(drag.HasFlavor(4, kDragFlavorTypeHFS));
-  for (const size_t none : {size_t{0}, size_t{5}}) {
-    EXPECT_FALSE(drag.HasFlavor(none, kDragFlavorTypeHFS));
+  for (const size_t outside : {size_t{0}, size_t{5}}) {
+    EXPECT_FALSE(drag.HasFlavor(outside, kDragFlavorTypeHFS));
   }
 }
 
-TEST(QtDrag, TellsTheItemsSpecificationAndFinderInformation) {
+TEST(QtDrag, GetFlavorData) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   if (!SetFinderInfo(folder / "file", "JPEG", 0x4000)) {
@@ -90,7 +90,7 @@ TEST(QtDrag, TellsTheItemsSpecificationAndFinderInformation) {
   EXPECT_EQ(paramErr, drag.GetFlavorData(1, nullptr));
 }
 
-TEST(QtDrag, HasNoItemsInADragOfText) {
+TEST(QtDrag, TextHasNoItems) {
   QMimeData data;
   data.setText("file:///tmp");
   size_t count = 1;

@@ -2,7 +2,7 @@
 
 #include <QApplication>
 
-// The managers over Qt, on a screen that exists in memory only.
+// Runs the tests on Qt's offscreen platform, which needs no display.
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   qputenv("QT_QPA_PLATFORM", "offscreen");

@@ -12,7 +12,7 @@
 namespace tessary::test {
 namespace {
 
-// Counts the paintings of what it watches.
+// Counts the paint events of a widget.
 class PaintCounter : public QObject {
  public:
   explicit PaintCounter(QObject* watched) { watched->installEventFilter(this); }
@@ -56,7 +56,7 @@ class Pump : public testing::Test {
   std::unique_ptr<Window> window_;
 };
 
-TEST_F(Pump, PaintsWhatWasSetShownAndHiddenAndNothingElse) {
+TEST_F(Pump, PaintsOnlyChangedWidgets) {
   PaintCounter status(WidgetOf(1));
   PaintCounter stop(WidgetOf(7));
   PaintCounter elapsed(WidgetOf(6));

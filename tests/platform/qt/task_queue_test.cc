@@ -16,8 +16,9 @@ using testing::IsEmpty;
 
 class TaskQueueTest : public testing::Test {
  protected:
-  std::function<void()> Note(const std::string& text) {
-    return [this, text] { done_.push_back(text); };
+  // A task that records its name.
+  std::function<void()> Record(const std::string& name) {
+    return [this, name] { done_.push_back(name); };
   }
 
   static void RunLoop() { QCoreApplication::processEvents(); }
@@ -26,9 +27,9 @@ class TaskQueueTest : public testing::Test {
   std::vector<std::string> done_;
 };
 
-TEST_F(TaskQueueTest, BeginsNothingBeforeItIsOpen) {
-  tasks_.Post(Note("posted"));
-  tasks_.RunOrPost(Note("run"));
+TEST_F(TaskQueueTest, WaitsUntilOpen) {
+  tasks_.Post(Record("posted"));
+  tasks_.RunOrPost(Record("run"));
   RunLoop();
   EXPECT_THAT(done_, IsEmpty());
   tasks_.Open();
@@ -38,23 +39,23 @@ TEST_F(TaskQueueTest, BeginsNothingBeforeItIsOpen) {
   EXPECT_THAT(done_, ElementsAre("posted", "run"));
 }
 
-TEST_F(TaskQueueTest, RunsAtOnceOnlyWhenNothingIsRunningOrWaiting) {
+TEST_F(TaskQueueTest, RunsImmediatelyOnlyIfIdle) {
   tasks_.Open();
-  tasks_.RunOrPost(Note("first"));
+  tasks_.RunOrPost(Record("first"));
   EXPECT_THAT(done_, ElementsAre("first"));
-  tasks_.Post(Note("second"));
-  tasks_.RunOrPost(Note("third"));
+  tasks_.Post(Record("second"));
+  tasks_.RunOrPost(Record("third"));
   EXPECT_THAT(done_, ElementsAre("first"));
   RunLoop();
   RunLoop();
   EXPECT_THAT(done_, ElementsAre("first", "second", "third"));
 }
 
-TEST_F(TaskQueueTest, LetsWhatComesDuringATurnsOwnLoopWaitForItsEnd) {
+TEST_F(TaskQueueTest, QueuesTasksDuringNestedLoop) {
   tasks_.Open();
   tasks_.RunOrPost([this] {
-    tasks_.Post(Note("request"));
-    tasks_.RunOrPost(Note("command"));
+    tasks_.Post(Record("request"));
+    tasks_.RunOrPost(Record("command"));
     RunLoop();
     done_.emplace_back("panel answered");
   });

@@ -40,12 +40,12 @@ QString CatalogueOf(const QString& language) {
   return TESSARY_SOURCE_DIR "/i18n/tessary_" + language + ".ts";
 }
 
-// A message of a catalogue: what lupdate tells of it, and its texts.
+// A message of a catalogue.
 struct Message {
   QString context = {};
   QString source = {};
   QString translation = {};
-  QString type = {};  // "unfinished", "vanished", "obsolete" or empty
+  QString type = {};  // set by lupdate: "unfinished", "vanished", "obsolete" or empty
 };
 
 std::vector<Message> ReadCatalogue(const QString& path) {
@@ -68,19 +68,18 @@ std::vector<Message> ReadCatalogue(const QString& path) {
   return messages;
 }
 
-// Ends the translations that were loaded.
 void UnloadTranslations() {
   qDeleteAll(QCoreApplication::instance()->findChildren<QTranslator*>());
 }
 
-// The forms in the languages that were loaded last.
+// The forms, in the language that was loaded last.
 class Forms {
  public:
   Forms() {
     QtNib nib(&ui_);
     EXPECT_EQ(noErr, nib.CreateMenuBar("MenuBar"));
     ui_.menuBar = std::move(ui_.newMenuBar);
-    // As the shell does in the Help menu.
+    // The items that start-up inserts.
     QtMenu* help = ui_.menuBar->HelpMenu();
     for (const char* item : {"Tessary Web Page", "View in Mac App Store..."}) {
       EXPECT_EQ(noErr, help->InsertItem(item, static_cast<uint16_t>(help->FirstFreeItem() - 1), 0));
@@ -89,7 +88,8 @@ class Forms {
     EXPECT_EQ(noErr, nib.CreateWindow("PreferencesWindow", &preferences_));
   }
 
-  // The windows go when the event loop comes round, and would be found until then.
+  // Deletes the windows now. The event loop would do it later, and WindowOf would find them until
+  // then.
   ~Forms() {
     preferences_ = nullptr;
     mainWindow_ = nullptr;
@@ -122,7 +122,7 @@ class Forms {
     return texts;
   }
 
-  // What the status line says before anything has happened.
+  // The status text of a new window.
   static std::string StatusText() {
     return TextOf(WindowOf("MainWindow")->findChild<QLabel*>("statusText")->text());
   }
@@ -145,7 +145,8 @@ class Forms {
   std::unique_ptr<Window> preferences_;
 };
 
-TEST(Catalogues, HaveEveryTextOfTheFormsAndSourcesTranslated) {
+// Updates a copy of each catalogue from the sources: nothing is new, unfinished or obsolete.
+TEST(Catalogues, AreComplete) {
   const TemporaryFolder folder;
   for (const QString& language : Languages()) {
     const QString copy = QString::fromStdString(folder / "copy.ts");
@@ -169,7 +170,7 @@ TEST(Catalogues, HaveEveryTextOfTheFormsAndSourcesTranslated) {
   }
 }
 
-TEST(Catalogues, LeaveTheFixedTextsAlone) {
+TEST(Catalogues, OmitFixedTexts) {
   for (const QString& language : Languages()) {
     for (const Message& message : ReadCatalogue(CatalogueOf(language))) {
       for (const char* text : {"Drop a folder", "Elapsed time", "View in Mac App Store", "Choose D",
@@ -181,26 +182,26 @@ TEST(Catalogues, LeaveTheFixedTextsAlone) {
   }
 }
 
-TEST(Catalogues, GiveEveryKeyOfAMenuToOneItemOnly) {
+TEST(Catalogues, AccessKeysAreUnique) {
   for (const QString& language : Languages()) {
-    std::map<QString, QString> taken;
+    std::map<QString, QString> sourcesByKey;
     for (const Message& message : ReadCatalogue(CatalogueOf(language))) {
       const qsizetype at = message.translation.indexOf('&');
       if (at < 0) continue;
-      // The titles of menus are one set; so are the items of one menu, and the controls of a
+      // Keys are unique among the titles of menus, the items of a menu, and the controls of a
       // window.
       const bool isTitle = message.source == "&File" || message.source == "&Help";
       const bool isInHelp = message.source == "Tessary &Help";
       const QString set = message.context + (isTitle ? "titles" : isInHelp ? "help" : "items");
       const QString key = set + message.translation[at + 1].toLower();
-      EXPECT_TRUE(taken.emplace(key, message.source).second)
+      EXPECT_TRUE(sourcesByKey.emplace(key, message.source).second)
           << language.toStdString() << ": " << message.translation.toStdString();
     }
   }
 }
 
-// The environment names the language: main has set LANG to German.
-TEST(LoadTranslations, ShowsGermanMenusToAGerman) {
+// The language comes from the environment: main sets LANG to German.
+TEST(LoadTranslations, TranslatesFormsToGerman) {
   LoadTranslations(QLocale::system().uiLanguages());
   const Forms forms;
   EXPECT_THAT(forms.MenuTitles(), ElementsAre("&Datei", "&Hilfe"));
@@ -216,7 +217,7 @@ TEST(LoadTranslations, ShowsGermanMenusToAGerman) {
   UnloadTranslations();
 }
 
-TEST(LoadTranslations, TakesTheFirstLanguageThatItKnows) {
+TEST(LoadTranslations, UsesFirstKnownLanguage) {
   struct Row {
     QStringList languages;
     std::string fileMenu;

@@ -26,7 +26,7 @@ class QtWindowTest : public testing::Test {
  protected:
   QtWindowTest() { ui_.tasks.Open(); }
 
-  std::unique_ptr<Window> Make(const std::string& name) {
+  std::unique_ptr<Window> MakeWindow(const std::string& name) {
     QtNib nib(&ui_);
     std::unique_ptr<Window> window;
     EXPECT_EQ(noErr, nib.CreateWindow(name, &window));
@@ -37,8 +37,8 @@ class QtWindowTest : public testing::Test {
     return dynamic_cast<const QtWindow&>(window).Widget();
   }
 
-  // Notes the commands that reach the target, and lets them pass on.
-  void NoteCommands(EventTarget target) {
+  // Records the commands that reach the target, and reports them as not handled.
+  void RecordCommands(EventTarget target) {
     EXPECT_EQ(
         noErr,
         target.InstallHandler(kEventClassCommand, kEventCommandProcess, [this](const Event& event) {
@@ -53,9 +53,9 @@ class QtWindowTest : public testing::Test {
   std::vector<OSType> commands_;
 };
 
-TEST_F(QtWindowTest, HasTheControlsThatItsRulesLookFor) {
-  const std::unique_ptr<Window> main = Make("MainWindow");
-  const std::unique_ptr<Window> sheet = Make("PreferencesWindow");
+TEST_F(QtWindowTest, FindsControlsByID) {
+  const std::unique_ptr<Window> main = MakeWindow("MainWindow");
+  const std::unique_ptr<Window> sheet = MakeWindow("PreferencesWindow");
   ControlRef control = nullptr;
   for (const int32_t id : {1, 2, 4, 5, 6, 7}) {
     EXPECT_EQ(noErr, main->GetControlByID({kControls, id}, &control)) << id;
@@ -73,9 +73,9 @@ TEST_F(QtWindowTest, HasTheControlsThatItsRulesLookFor) {
   EXPECT_EQ(fnfErr, nib.CreateMenuBar("Bar"));
 }
 
-TEST_F(QtWindowTest, SendsCommandsForWhatTheUserDoesAndNoneForValuesThatAreSet) {
-  const std::unique_ptr<Window> sheet = Make("PreferencesWindow");
-  NoteCommands(sheet->GetEventTarget());
+TEST_F(QtWindowTest, SendsCommandsOnlyForUserActions) {
+  const std::unique_ptr<Window> sheet = MakeWindow("PreferencesWindow");
+  RecordCommands(sheet->GetEventTarget());
   ControlRef kind = nullptr;
   ControlRef recurse = nullptr;
   ASSERT_EQ(noErr, sheet->GetControlByID({kControls, 8}, &kind));
@@ -95,11 +95,11 @@ TEST_F(QtWindowTest, SendsCommandsForWhatTheUserDoesAndNoneForValuesThatAreSet) 
                                      FourCharCode("ok  "), FourCharCode("not!")));
 }
 
-TEST_F(QtWindowTest, TakesAQuestionToCloseForACommandAndStaysOpen) {
-  const std::unique_ptr<Window> main = Make("MainWindow");
-  const std::unique_ptr<Window> sheet = Make("PreferencesWindow");
-  NoteCommands(main->GetEventTarget());
-  NoteCommands(sheet->GetEventTarget());
+TEST_F(QtWindowTest, ClosingSendsCommandAndKeepsWindow) {
+  const std::unique_ptr<Window> main = MakeWindow("MainWindow");
+  const std::unique_ptr<Window> sheet = MakeWindow("PreferencesWindow");
+  RecordCommands(main->GetEventTarget());
+  RecordCommands(sheet->GetEventTarget());
   main->Show();
   EXPECT_FALSE(WidgetOf(*main)->close());
   EXPECT_TRUE(WidgetOf(*main)->isVisible());
@@ -109,8 +109,8 @@ TEST_F(QtWindowTest, TakesAQuestionToCloseForACommandAndStaysOpen) {
               ElementsAre(FourCharCode("quit"), FourCharCode("not!"), FourCharCode("not!")));
 }
 
-TEST_F(QtWindowTest, MayBeDisposedOfByACommandOfItsOwnButton) {
-  std::unique_ptr<Window> sheet = Make("PreferencesWindow");
+TEST_F(QtWindowTest, ButtonCommandMayDisposeWindow) {
+  std::unique_ptr<Window> sheet = MakeWindow("PreferencesWindow");
   QPushButton* button = WidgetOf(*sheet)->findChild<QPushButton*>("okButton");
   ASSERT_EQ(noErr, sheet->GetEventTarget().InstallHandler(kEventClassCommand, kEventCommandProcess,
                                                           [&sheet](const Event&) {
@@ -122,9 +122,9 @@ TEST_F(QtWindowTest, MayBeDisposedOfByACommandOfItsOwnButton) {
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-TEST_F(QtWindowTest, IsASheetOfAnotherWindowOnly) {
-  const std::unique_ptr<Window> main = Make("MainWindow");
-  const std::unique_ptr<Window> sheet = Make("PreferencesWindow");
+TEST_F(QtWindowTest, ShowsAsSheetOfWindow) {
+  const std::unique_ptr<Window> main = MakeWindow("MainWindow");
+  const std::unique_ptr<Window> sheet = MakeWindow("PreferencesWindow");
   main->Show();
   EXPECT_EQ(paramErr, sheet->ShowAsSheetOf(nullptr));
   ASSERT_EQ(noErr, sheet->ShowAsSheetOf(main.get()));
@@ -134,8 +134,8 @@ TEST_F(QtWindowTest, IsASheetOfAnotherWindowOnly) {
   EXPECT_FALSE(WidgetOf(*sheet)->isVisible());
 }
 
-TEST_F(QtWindowTest, HasOneDragHandlerOfEachKind) {
-  const std::unique_ptr<Window> main = Make("MainWindow");
+TEST_F(QtWindowTest, OneDragHandlerOfEachKind) {
+  const std::unique_ptr<Window> main = MakeWindow("MainWindow");
   const auto track = [](DragTrackingMessage, Window*, const Drag&) { return noErr; };
   const auto receive = [](Window*, const Drag&) { return noErr; };
   EXPECT_EQ(handlerNotFoundErr, main->RemoveTrackingHandler());
@@ -147,8 +147,8 @@ TEST_F(QtWindowTest, HasOneDragHandlerOfEachKind) {
   EXPECT_EQ(paramErr, main->InstallTrackingHandler(nullptr));
 }
 
-TEST_F(QtWindowTest, KeepsItsSizeWhateverItsTextsSay) {
-  const std::unique_ptr<Window> main = Make("MainWindow");
+TEST_F(QtWindowTest, KeepsSizeForLongText) {
+  const std::unique_ptr<Window> main = MakeWindow("MainWindow");
   main->Show();
   const QSize before = WidgetOf(*main)->size();
   auto* label = dynamic_cast<ElidedLabel*>(WidgetOf(*main)->findChild<QWidget*>("statusText"));
