@@ -1,5 +1,5 @@
-// A source that somebody works on while it is moved or copied: what arrives is one whole version of
-// it, and the last version is somewhere.
+// A source that another process changes while it is moved or copied: the target is one complete
+// version of it, and the last version is not lost.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -19,40 +19,38 @@ namespace {
 
 constexpr size_t kSize = 1 << 20;
 
-// Does something over and over until it goes.
+// Repeats an action in a thread until it is stopped.
 class BackgroundLoop {
  public:
   explicit BackgroundLoop(std::function<void()> action)
       : thread_([this, action = std::move(action)] {
           while (!isStopped_) action();
         }) {}
-  ~BackgroundLoop() { Stop(); }
+  ~BackgroundLoop() {
+    isStopped_ = true;
+    thread_.join();
+  }
   BackgroundLoop(const BackgroundLoop&) = delete;
   BackgroundLoop& operator=(const BackgroundLoop&) = delete;
-
-  void Stop() {
-    isStopped_ = true;
-    if (thread_.joinable()) thread_.join();
-  }
 
  private:
   std::atomic<bool> isStopped_ = false;
   std::thread thread_;
 };
 
-// The only byte that the contents consist of; 0 where they hold several, or none.
-char OnlyByteOf(const std::string& contents) {
+// Returns the byte of which the contents consist, or 0 if they are empty or have different bytes.
+char UniformByte(const std::string& contents) {
   if (contents.empty()) return 0;
   const bool isUniform = contents.find_first_not_of(contents[0]) == std::string::npos;
   return isUniform ? contents[0] : '\0';
 }
 
-TEST_P(Conformance, FileThatGrowsArrivesWhole) {
+TEST_P(Conformance, GrowingFileIsConsistent) {
   WriteFile(From("log"), std::string(kSize, 'a'));
   Status status = noErr;
   {
-    BackgroundLoop growing([this] {
-      // By its name each time, and never made anew.
+    const BackgroundLoop writer([this] {
+      // Without O_CREAT, so that the file is not created again after a move.
       const UniqueFd file(open(From("log").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
       if (file && write(file.get(), "aaaaaaaa", 8) != 8) return;
     });
@@ -64,32 +62,33 @@ TEST_P(Conformance, FileThatGrowsArrivesWhole) {
     EXPECT_GE(ReadFile(From("log")).size(), kSize);
     return;
   }
-  const std::string arrived = ReadFile(To("log"));
-  EXPECT_GE(arrived.size(), kSize);
-  EXPECT_EQ('a', OnlyByteOf(arrived));
+  const std::string transferred = ReadFile(To("log"));
+  EXPECT_GE(transferred.size(), kSize);
+  EXPECT_EQ('a', UniformByte(transferred));
   EXPECT_EQ(IsCopy(), Exists(From("log")));
 }
 
-TEST_P(Conformance, FileThatShrinksArrivesWhole) {
+TEST_P(Conformance, ShrinkingFileIsConsistent) {
   WriteFile(From("file"), std::string(kSize, 'a'));
-  // The other thread may come too late for a file that is gone.
-  std::thread shrinking([this] { (void)!truncate(From("file").c_str(), kSize / 2); });
+  // Fails if the file has already been moved.
+  std::thread writer([this] { (void)!truncate(From("file").c_str(), kSize / 2); });
   Status status = Transfer("file");
-  shrinking.join();
+  writer.join();
   if (status == fBsyErr) status = Transfer("file");
   ASSERT_EQ(noErr, status);
-  const std::string arrived = ReadFile(To("file"));
-  EXPECT_TRUE(arrived.size() == kSize || arrived.size() == kSize / 2) << arrived.size();
-  EXPECT_EQ('a', OnlyByteOf(arrived)) << arrived.find_first_not_of('a') << " of " << arrived.size();
+  const std::string transferred = ReadFile(To("file"));
+  EXPECT_TRUE(transferred.size() == kSize || transferred.size() == kSize / 2) << transferred.size();
+  EXPECT_EQ('a', UniformByte(transferred))
+      << transferred.find_first_not_of('a') << " of " << transferred.size();
 }
 
-TEST_P(Conformance, FileThatIsReplacedArrivesInOneVersion) {
+TEST_P(Conformance, ReplacedFileIsConsistent) {
   WriteFile(From("file"), std::string(kSize, 'a'));
   Status status = noErr;
   char version = 'a';
   {
-    // As an editor saves: whole, beside, and renamed onto the old one.
-    BackgroundLoop saving([this, &version] {
+    // Saves like an editor: writes a new file and renames it onto the old one.
+    const BackgroundLoop writer([this, &version] {
       if (version == 'z' || !Exists(From("file"))) return;
       ++version;
       WriteFile(From("new"), std::string(kSize / 4, version));
@@ -100,22 +99,22 @@ TEST_P(Conformance, FileThatIsReplacedArrivesInOneVersion) {
   char last = 0;
   for (const std::string& path : {From("file"), To("file")}) {
     if (!Exists(path)) continue;
-    const char found = OnlyByteOf(ReadFile(path));
-    EXPECT_NE(0, found) << path << " holds parts of two versions";
+    const char found = UniformByte(ReadFile(path));
+    EXPECT_NE(0, found) << path << " contains parts of two versions";
     last = std::max(last, found);
   }
-  EXPECT_EQ(version, last) << "the last version is gone; status " << status;
+  EXPECT_EQ(version, last) << "the last version is lost; status " << status;
   EXPECT_EQ(status == noErr, Exists(To("file")));
 }
 
-TEST_P(Conformance, FinalNameNeverShowsAPart) {
+TEST_P(Conformance, FinalNameShowsCompleteFile) {
   if (!SharedVolume(GetParam().to).Traits().hasHardLinks) {
-    GTEST_SKIP() << "an empty file holds the name for a moment on this volume";
+    GTEST_SKIP() << "an empty placeholder is visible for a moment on this filesystem";
   }
   WriteFile(From("file"), std::string(kSize, 'a'));
   std::atomic<off_t> smallest = kSize;
   {
-    BackgroundLoop looking([this, &smallest] {
+    const BackgroundLoop reader([this, &smallest] {
       struct stat info = {};
       if (lstat(To("file").c_str(), &info) == 0) smallest = std::min(smallest.load(), info.st_size);
     });
@@ -124,15 +123,15 @@ TEST_P(Conformance, FinalNameNeverShowsAPart) {
   EXPECT_EQ(static_cast<off_t>(kSize), smallest);
 }
 
-TEST_P(Conformance, NotReadableByOthersBeforeItIsFinished) {
-  if (!Traits().hasModes) GTEST_SKIP() << "no modes on this volume";
+TEST_P(Conformance, PrivateFileNeverReadableByOthers) {
+  if (!Traits().hasModes) GTEST_SKIP() << "no modes on this filesystem";
   WriteFile(From("secret"), std::string(kSize, 'a'));
   WriteFile(From("Secret.app/inner"), std::string(kSize, 'a'));
   ASSERT_EQ(0, chmod(From("secret").c_str(), 0600));
   ASSERT_EQ(0, chmod(From("Secret.app").c_str(), 0700));
   std::atomic<unsigned> open = 0;
   {
-    BackgroundLoop looking([this, &open] {
+    const BackgroundLoop reader([this, &open] {
       std::error_code error;
       for (const auto& entry : std::filesystem::directory_iterator(ToFolder(), error)) {
         struct stat info = {};

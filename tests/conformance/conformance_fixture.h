@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,8 +15,8 @@
 #include "tests/support/tree_lines.h"
 #include "tests/support/volumes.h"
 
-// The config of the conformance table: every case is tried on every volume that is to be had here,
-// within it and between it and another, by moving and by copying.
+// The fixtures of the conformance table: every case runs on every filesystem that this machine can
+// mount, within the filesystem and between it and a tmpfs, as a move and as a copy.
 namespace tessary::test {
 
 enum class Operation { kMove, kCopy };
@@ -25,74 +27,83 @@ struct TransferConfig {
   Operation operation = Operation::kMove;
 };
 
-// All of them. Between two volumes, the other one is a tmpfs.
 const std::vector<TransferConfig>& AllTransferConfigs();
 
 // The name of a config as part of a test's name: "ext4_move", "ext4_to_tmpfs_copy",
 // "ext4_from_tmpfs_copy".
 std::string NameOf(const TransferConfig& config);
 
-// The same for people: "ext4 | move", "tmpfs to ext4 | copy".
+// The name of a config in the printed table: "ext4 | move", "tmpfs to ext4 | copy".
 std::string Describe(const TransferConfig& config);
 
-// The volume of a kind, mounted when it is first asked for and kept until the program ends.
+// The filesystem of a kind. Mounted at the first call and kept until ReleaseSharedVolumes.
 ScratchVolume& SharedVolume(VolumeKind kind);
 void ReleaseSharedVolumes();
 
-// A case of the table. Skips where the machine does not have the volumes.
+// A case of the table. Skipped if one of the filesystems is not available.
 class Conformance : public testing::TestWithParam<TransferConfig> {
  protected:
   void SetUp() override;
 
+  // Skips the test unless the filesystems support the feature. Only for SetUp.
+  void SkipUnless(bool isSupported, const char* feature) const;
+
   bool IsMove() const { return GetParam().operation == Operation::kMove; }
   bool IsCopy() const { return !IsMove(); }
 
-  // Between two volumes, as the kernel sees it.
+  // True if the source and the destination folder have different device numbers.
   bool IsAcross() const;
 
-  // A move that is a renaming.
-  bool IsRenaming() const { return IsMove() && !IsAcross(); }
+  // True for a move within a filesystem.
+  bool IsRename() const { return IsMove() && !IsAcross(); }
 
-  // What both volumes hold.
+  // The features that both filesystems have.
   const VolumeTraits& Traits() const { return traits_; }
 
-  // A path in the source folder and in the destination folder, which begin empty.
+  // A path in the source folder or the destination folder. Both are empty at first.
   std::string From(const std::string& name) const { return from_ + "/" + name; }
   std::string To(const std::string& name) const { return to_ + "/" + name; }
   const std::string& FromFolder() const { return from_; }
   const std::string& ToFolder() const { return to_; }
 
-  // Moves or copies the item of the source folder into the destination folder, under its own name
-  // or a new one, as the config has it. Expects that no descriptor is left open.
+  // Makes the file "file" and the package "Tool.app", which contains the file "inner", in the
+  // source folder.
+  void MakeFileAndPackage() const;
+
+  // Moves or copies, as configured, an item of the source folder into the destination folder, under
+  // its own name or a new one.
   Status Transfer(const std::string& name, const std::string& newName = {});
 
-  // The same of any object into any folder.
+  // Moves or copies any object into any folder.
   Status TransferTo(const std::string& path, const std::string& folder,
                     const std::string& newName = {});
 
-  // What is to be the same of an item before and after.
+  // Moves or copies by FSMoveObjectSync or FSCopyObjectSync, without the fast path.
+  Status TransferRef(const FSRef& item, const FSRef& folder) const;
+
+  // The aspects of an item that a transfer must preserve.
   TreeAspects PreservedAspects() const;
 
-  // Transfers an item and expects that it arrives as it was, and that the original is gone or
-  // untouched, as the operation has it.
+  // Transfers an item. Expects that the target equals the original, and that the original is
+  // deleted by a move and unchanged by a copy.
   void ExpectWholeTransfer(const std::string& name);
+  void ExpectWholeTransferOfFileAndPackage();
 
-  // Transfers an item and expects that it is refused with the status and that neither folder has
-  // changed.
+  // Transfers an item. Expects the status and that neither folder has changed.
   void ExpectTransferError(const std::string& name, Status status, const std::string& newName = {});
 
-  // DescribeBothFolders in the source and the destination folder, with what identifies it.
+  // One line per object in the source and the destination folder, with its identity.
   std::vector<std::string> DescribeBothFolders() const;
 
-  // Runs the engine from the source folder into the destination folder, moving or copying as the
-  // config has it, with these lines of settings besides. The messages of the log.
+  // Runs the engine from the source folder into the destination folder, as a move or a copy as
+  // configured, with these additional lines of settings. Returns the log messages.
   std::vector<std::string> RunEngine(const std::string& settings = {}) const;
 
-  // Lets everybody reach both folders.
+  // Makes both folders accessible to all users.
   void OpenToEverybody() const;
 
   // Runs `body` in a child process as an ordinary user who owns everything in both folders. Fails
-  // the test where anything fails in it.
+  // the test if an expectation in `body` fails.
   void AsOrdinaryUser(const std::function<void()>& body) const;
 
  private:
@@ -102,6 +113,32 @@ class Conformance : public testing::TestWithParam<TransferConfig> {
   std::string to_;
   VolumeTraits traits_;
   NSAutoreleasePool pool_;
+};
+
+// The objects of MakeFileAndPackage.
+inline constexpr std::array<const char*, 3> kFileAndPackage = {"file", "Tool.app",
+                                                               "Tool.app/inner"};
+
+// Cases that need a feature of both filesystems: symbolic links; links to any target; hard links;
+// modes and owners.
+class SymlinkConformance : public Conformance {
+ protected:
+  void SetUp() override;
+};
+
+class AnyTargetLinkConformance : public Conformance {
+ protected:
+  void SetUp() override;
+};
+
+class HardLinkConformance : public Conformance {
+ protected:
+  void SetUp() override;
+};
+
+class PermissionConformance : public Conformance {
+ protected:
+  void SetUp() override;
 };
 
 }  // namespace tessary::test

@@ -8,14 +8,14 @@
 
 #include "tests/conformance/conformance_fixture.h"
 
-// Prints the conformance table: a row for every case and config, with its result.
+// Prints the conformance table: one row per config and case, with its result.
 namespace tessary::test {
 namespace {
 
-// What ctest takes for a program all of whose tests were skipped.
+// The exit status by which ctest recognises a skipped test.
 constexpr int kAllSkipped = 77;
 
-// "ExistingTargetUntouched" as "existing target untouched".
+// Converts "ExistingTargetUntouched" to "existing target untouched".
 std::string WordsOf(const std::string& camelCase) {
   std::string words;
   for (const char c : camelCase) {

@@ -1,4 +1,4 @@
-// What an item is besides its bytes: kept wherever the volume has a place for it.
+// Contents, names and metadata of an item are preserved if the target filesystem supports them.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ constexpr char kComment[] = "user.xdg.comment";
 
 timespec TimeOf(int64_t seconds, long nanoseconds) { return {seconds, nanoseconds}; }
 
-// Sets the dates of access and modification, of a link itself.
+// Sets the access and modification times without following a link.
 void SetTimes(const std::string& path, const timespec& time) {
   const std::array<timespec, 2> times = {time, time};
   ASSERT_EQ(0, utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW)) << path;
@@ -36,7 +36,7 @@ std::string Text(const timespec& time) {
   return std::to_string(time.tv_sec) + "." + std::to_string(time.tv_nsec);
 }
 
-TEST_P(Conformance, FilesOfEverySize) {
+TEST_P(Conformance, FileSizes) {
   constexpr size_t kBlock = 4096;
   for (const size_t size :
        {size_t{0}, size_t{1}, kBlock - 1, kBlock, kBlock + 1, size_t{1} << 18}) {
@@ -49,8 +49,7 @@ TEST_P(Conformance, FilesOfEverySize) {
   }
 }
 
-TEST_P(Conformance, Links) {
-  if (!Traits().takesAnyLinkTarget) GTEST_SKIP() << "no links to everywhere on this volume";
+TEST_P(AnyTargetLinkConformance, Links) {
   WriteFile(From("target"), "contents");
   MakeFolder(From("folder"));
   MakeLink("target", From("to-file"));
@@ -65,16 +64,13 @@ TEST_P(Conformance, Links) {
   EXPECT_EQ("contents", ReadFile(From("target")));
 }
 
-TEST_P(Conformance, LinksToAnyBytes) {
-  if (!Traits().hasSymbolicLinks || !Traits().takesAnyNameBytes) {
-    GTEST_SKIP() << "no links to names that are no text on this volume";
-  }
+TEST_P(SymlinkConformance, LinkTargetsThatAreNotUtf8) {
+  if (!Traits().takesAnyNameBytes) GTEST_SKIP() << "no such names on this filesystem";
   MakeLink("\xff\n", From("odd"));
   ExpectWholeTransfer("odd");
 }
 
-TEST_P(Conformance, TargetsOfLinksUntouched) {
-  if (!Traits().hasSymbolicLinks) GTEST_SKIP() << "no symbolic links on this volume";
+TEST_P(SymlinkConformance, LinkTargetsUntouched) {
   const TemporaryFolder elsewhere;
   WriteFile(elsewhere / "victim", "precious");
   SetTimes(elsewhere / "victim", TimeOf(1236164646, 0));
@@ -87,9 +83,9 @@ TEST_P(Conformance, TargetsOfLinksUntouched) {
   const std::vector<std::string> before = TreeLines(elsewhere.path());
   for (const std::string name : {"link", "Tool.app"}) {
     const Status status = Transfer(name);
-    // A volume may refuse to tell where such a link leads.
+    // Some filesystems refuse links outside of the mount.
     EXPECT_TRUE(status == noErr || !Traits().takesAnyLinkTarget) << name;
-    EXPECT_TRUE(status == noErr || IsRenaming() || Exists(From(name))) << name;
+    EXPECT_TRUE(status == noErr || IsRename() || Exists(From(name))) << name;
   }
   EXPECT_EQ(before, TreeLines(elsewhere.path()));
 }
@@ -107,8 +103,7 @@ TEST_P(Conformance, EmptyFolders) {
   ExpectWholeTransfer("folder");
 }
 
-TEST_P(Conformance, LinksInsidePackages) {
-  if (!Traits().takesAnyLinkTarget) GTEST_SKIP() << "no links to everywhere on this volume";
+TEST_P(AnyTargetLinkConformance, LinksInsidePackages) {
   WriteFile(From("Kit.framework/Versions/A/Kit"), "code");
   MakeLink("A", From("Kit.framework/Versions/Current"));
   MakeLink("Versions/Current/Kit", From("Kit.framework/Kit"));
@@ -117,8 +112,7 @@ TEST_P(Conformance, LinksInsidePackages) {
   ExpectWholeTransfer("Kit.framework");
 }
 
-TEST_P(Conformance, HardLinksInsidePackages) {
-  if (!Traits().hasHardLinks) GTEST_SKIP() << "no hard links on this volume";
+TEST_P(HardLinkConformance, HardLinksInsidePackages) {
   WriteFile(From("Tool.app/Contents/a"), "one file");
   MakeFolder(From("Tool.app/Other"));
   for (const std::string name : {"Contents/b", "Other/c"}) {
@@ -131,19 +125,19 @@ TEST_P(Conformance, HardLinksInsidePackages) {
 }
 
 TEST_P(Conformance, Modes) {
-  if (!Traits().hasModes) GTEST_SKIP() << "no modes on this volume";
+  if (!Traits().hasModes) GTEST_SKIP() << "no modes on this filesystem";
   for (const mode_t mode : {0600U, 0444U, 0755U, 0777U, 0000U, 04755U, 02755U, 01644U}) {
     const std::string name = std::to_string(mode);
     WriteFile(From(name), "contents");
     ASSERT_EQ(0, chmod(From(name).c_str(), mode));
-    if (geteuid() != 0 && (mode & 0400U) == 0 && !IsRenaming()) continue;
+    if (geteuid() != 0 && (mode & 0400U) == 0 && !IsRename()) continue;
     ASSERT_EQ(noErr, Transfer(name));
     EXPECT_EQ(mode, LstatAt(To(name)).st_mode & 07777U);
   }
 }
 
 TEST_P(Conformance, ModesInsidePackages) {
-  if (!Traits().hasModes) GTEST_SKIP() << "no modes on this volume";
+  if (!Traits().hasModes) GTEST_SKIP() << "no modes on this filesystem";
   WriteFile(From("Tool.app/run"), "code");
   WriteFile(From("Tool.app/folder/read-only"), "text");
   ASSERT_EQ(0, chmod(From("Tool.app/run").c_str(), 0751));
@@ -154,22 +148,20 @@ TEST_P(Conformance, ModesInsidePackages) {
 }
 
 TEST_P(Conformance, Owners) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root gives files away";
-  if (!Traits().hasOwners) GTEST_SKIP() << "no owners on this volume";
-  WriteFile(From("file"), "contents");
-  WriteFile(From("Tool.app/inner"), "contents");
-  for (const std::string name : {"file", "Tool.app", "Tool.app/inner"}) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to change owners";
+  if (!Traits().hasOwners) GTEST_SKIP() << "no owners on this filesystem";
+  MakeFileAndPackage();
+  for (const std::string name : kFileAndPackage) {
     ASSERT_EQ(0, chown(From(name).c_str(), kOther, kOther + 1));
     ASSERT_EQ(0, chmod(From(name).c_str(), 06750));
   }
-  ExpectWholeTransfer("file");
-  ExpectWholeTransfer("Tool.app");
+  ExpectWholeTransferOfFileAndPackage();
 }
 
 TEST_P(Conformance, OwnersOfLinks) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root gives links away";
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to change owners";
   if (!Traits().hasOwners || !Traits().hasDatesOfLinks) {
-    GTEST_SKIP() << "no owners of links on this volume";
+    GTEST_SKIP() << "no owners of links on this filesystem";
   }
   MakeLink("target", From("link"));
   ASSERT_EQ(0, lchown(From("link").c_str(), kOther, kOther + 1));
@@ -178,66 +170,60 @@ TEST_P(Conformance, OwnersOfLinks) {
 }
 
 TEST_P(Conformance, AccessLists) {
-  if (!Traits().hasAccessLists) GTEST_SKIP() << "no access lists on this volume";
+  if (!Traits().hasAccessLists) GTEST_SKIP() << "no access lists on this filesystem";
   const std::string list = AccessListWithUser(kOther);
-  WriteFile(From("file"), "contents");
-  WriteFile(From("Tool.app/inner"), "contents");
-  for (const std::string name : {"file", "Tool.app", "Tool.app/inner"}) {
+  MakeFileAndPackage();
+  for (const std::string name : kFileAndPackage) {
     ASSERT_TRUE(SetAttribute(From(name), kAccessListAttribute, list));
   }
   ASSERT_TRUE(SetAttribute(From("Tool.app"), kDefaultAccessListAttribute, list));
-  ExpectWholeTransfer("file");
-  ExpectWholeTransfer("Tool.app");
-  for (const std::string name : {"file", "Tool.app", "Tool.app/inner"}) {
+  ExpectWholeTransferOfFileAndPackage();
+  for (const std::string name : kFileAndPackage) {
     EXPECT_EQ(list, AttributeAt(To(name), kAccessListAttribute)) << name;
   }
   EXPECT_EQ(list, AttributeAt(To("Tool.app"), kDefaultAccessListAttribute));
 }
 
-TEST_P(Conformance, AccessListsOfTheTargetFolderNotInherited) {
-  if (!Traits().hasAccessLists) GTEST_SKIP() << "no access lists on this volume";
-  if (IsRenaming()) GTEST_SKIP() << "a renaming inherits nothing";
-  WriteFile(From("file"), "contents");
-  WriteFile(From("Tool.app/inner"), "contents");
+TEST_P(Conformance, TargetAccessListNotInherited) {
+  if (!Traits().hasAccessLists) GTEST_SKIP() << "no access lists on this filesystem";
+  if (IsRename()) GTEST_SKIP() << "a rename inherits nothing";
+  MakeFileAndPackage();
   ASSERT_TRUE(SetAttribute(ToFolder(), kDefaultAccessListAttribute, AccessListWithUser(kOther)));
-  ExpectWholeTransfer("file");
-  ExpectWholeTransfer("Tool.app");
-  for (const std::string name : {"file", "Tool.app", "Tool.app/inner"}) {
+  ExpectWholeTransferOfFileAndPackage();
+  for (const std::string name : kFileAndPackage) {
     EXPECT_EQ("(none)", AttributeAt(To(name), kAccessListAttribute)) << name;
     EXPECT_EQ("(none)", AttributeAt(To(name), kDefaultAccessListAttribute)) << name;
   }
 }
 
 TEST_P(Conformance, Attributes) {
-  if (!Traits().hasAttributes) GTEST_SKIP() << "no attributes on this volume";
-  WriteFile(From("file"), "contents");
-  WriteFile(From("Tool.app/inner"), "contents");
-  for (const std::string name : {"file", "Tool.app", "Tool.app/inner"}) {
+  if (!Traits().hasAttributes) GTEST_SKIP() << "no attributes on this filesystem";
+  MakeFileAndPackage();
+  for (const std::string name : kFileAndPackage) {
     ASSERT_TRUE(SetAttribute(From(name), kSomeAttribute, "value of " + name));
     ASSERT_TRUE(SetAttribute(From(name), kComment, "comment"));
   }
-  ExpectWholeTransfer("file");
-  ExpectWholeTransfer("Tool.app");
-  for (const std::string name : {"file", "Tool.app", "Tool.app/inner"}) {
+  ExpectWholeTransferOfFileAndPackage();
+  for (const std::string name : kFileAndPackage) {
     EXPECT_EQ("value of " + name, AttributeAt(To(name), kSomeAttribute));
   }
-  // The comment of the item itself is the comment setting's affair, in a copy.
+  // A copy omits the comment of the item itself: the engine carries it over if the settings say so.
   const std::string expected = IsMove() ? "comment" : "(none)";
   EXPECT_EQ(expected, AttributeAt(To("file"), kComment));
   EXPECT_EQ(expected, AttributeAt(To("Tool.app"), kComment));
   EXPECT_EQ("comment", AttributeAt(To("Tool.app/inner"), kComment));
 }
 
-TEST_P(Conformance, AttributesThatFindNoPlaceAreNoReasonToFail) {
-  if (Traits().hasAttributes) GTEST_SKIP() << "both volumes have attributes";
+TEST_P(Conformance, UnsupportedAttributesDropped) {
+  if (Traits().hasAttributes) GTEST_SKIP() << "both filesystems have attributes";
   WriteFile(From("file"), "contents");
   (void)SetAttribute(From("file"), kSomeAttribute, "value");
   ExpectWholeTransfer("file");
 }
 
 TEST_P(Conformance, Capabilities) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root gives capabilities";
-  if (!Traits().hasFileCapabilities) GTEST_SKIP() << "no capabilities on this volume";
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to set capabilities";
+  if (!Traits().hasFileCapabilities) GTEST_SKIP() << "no capabilities on this filesystem";
   WriteFile(From("program"), "code");
   const std::string capability = MakeFileCapability();
   ASSERT_TRUE(SetAttribute(From("program"), kCapabilityAttribute, capability));
@@ -247,12 +233,12 @@ TEST_P(Conformance, Capabilities) {
 
 TEST_P(Conformance, Times) {
   WriteFile(From("Tool.app/inner"), "contents");
-  // Even seconds, which the coarsest of volumes can tell.
+  // Even seconds: FAT and exFAT have a resolution of two seconds.
   for (const timespec& time :
        {TimeOf(1236164646, 123456789), TimeOf(2'000'000'000, 1), TimeOf(315'532'900, 0)}) {
     WriteFile(From("file"), "contents");
     SetTimes(From("file"), time);
-    // As fine as the volumes can tell them.
+    // The expected times are those that the target filesystem stores, after rounding.
     WriteFile(To("other"), "other");
     SetTimes(To("other"), LstatAt(From("file")).st_mtim);
     const std::string expected = Text(LstatAt(To("other")).st_mtim);
@@ -265,7 +251,7 @@ TEST_P(Conformance, Times) {
 }
 
 TEST_P(Conformance, TimesOfFoldersAndLinks) {
-  if (!Traits().hasDatesOfLinks) GTEST_SKIP() << "no dates of links on this volume";
+  if (!Traits().hasDatesOfLinks) GTEST_SKIP() << "no dates of links on this filesystem";
   WriteFile(From("Tool.app/folder/inner"), "contents");
   MakeLink("inner", From("Tool.app/folder/link"));
   MakeLink("nowhere", From("link"));
@@ -282,7 +268,7 @@ TEST_P(Conformance, TimesOfFoldersAndLinks) {
 }
 
 TEST_P(Conformance, SparseFilesStaySparse) {
-  if (!Traits().hasHoles) GTEST_SKIP() << "no holes on this volume";
+  if (!Traits().hasHoles) GTEST_SKIP() << "no holes on this filesystem";
   constexpr off_t kSize = off_t{48} << 20;
   MakeSparseFile(From("sparse"), "at the start", kSize);
   {
@@ -300,9 +286,9 @@ TEST_P(Conformance, SparseFilesStaySparse) {
   EXPECT_EQ(std::string("\0middle\0", 8), middle);
 }
 
-TEST_P(Conformance, SparseFilesBeyondFourGigabytes) {
-  // Elsewhere all of it would have to be read.
-  if (!Traits().hasHoles || !Traits().reportsHoles) GTEST_SKIP() << "no holes that are told of";
+TEST_P(Conformance, SparseFilesOverFourGigabytes) {
+  // Without SEEK_HOLE, the copy would read the whole size.
+  if (!Traits().hasHoles || !Traits().reportsHoles) GTEST_SKIP() << "holes are not reported";
   constexpr off_t kSize = (off_t{5} << 30) + 1;
   MakeSparseFile(From("huge"), "start", kSize);
   ASSERT_EQ(noErr, Transfer("huge"));
@@ -310,11 +296,11 @@ TEST_P(Conformance, SparseFilesBeyondFourGigabytes) {
   EXPECT_EQ(IsCopy(), Exists(From("huge")));
 }
 
-TEST_P(Conformance, EveryName) {
+TEST_P(Conformance, UnusualNames) {
   const std::vector<std::string> names = {".hidden",
                                           "..two",
-                                          "blank ",
-                                          " blank",
+                                          "space ",
+                                          " space",
                                           "dot.",
                                           "-rf",
                                           "a'b\"c",
@@ -339,7 +325,7 @@ TEST_P(Conformance, EveryName) {
   size_t transferred = 0;
   for (const std::string& name : names) {
     const int file = open(From(name).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    if (file < 0) continue;  // the source's volume refuses the name
+    if (file < 0) continue;  // the source filesystem refuses the name
     close(file);
     ++transferred;
     ASSERT_EQ(noErr, Transfer(name)) << name;
@@ -349,26 +335,26 @@ TEST_P(Conformance, EveryName) {
   EXPECT_GE(transferred, 10U);
 }
 
-TEST_P(Conformance, NamesThatBecomeOneLoseNothing) {
+TEST_P(Conformance, NamesThatDifferInCase) {
   if (!SharedVolume(GetParam().from).Traits().isCaseSensitive) {
-    GTEST_SKIP() << "the source's volume has no two such names";
+    GTEST_SKIP() << "the source filesystem is not case-sensitive";
   }
   WriteFile(From("name"), "small");
   WriteFile(From("NAME"), "large");
   ASSERT_EQ(noErr, Transfer("name"));
-  const bool areTwo = SharedVolume(GetParam().to).Traits().isCaseSensitive;
-  EXPECT_EQ(areTwo ? noErr : dupFNErr, Transfer("NAME"));
+  const bool areDistinct = SharedVolume(GetParam().to).Traits().isCaseSensitive;
+  EXPECT_EQ(areDistinct ? noErr : dupFNErr, Transfer("NAME"));
   EXPECT_EQ("small", ReadFile(To("name")));
-  EXPECT_EQ("large", ReadFile(areTwo ? To("NAME") : From("NAME")));
+  EXPECT_EQ("large", ReadFile(areDistinct ? To("NAME") : From("NAME")));
 }
 
 TEST_P(Conformance, SpecialFiles) {
-  if (!Traits().hasSpecialFiles) GTEST_SKIP() << "no special files on this volume";
+  if (!Traits().hasSpecialFiles) GTEST_SKIP() << "no special files on this filesystem";
   ASSERT_EQ(0, mkfifo(From("fifo").c_str(), 0600));
   WriteFile(From("Tool.app/file"), "contents");
   ASSERT_EQ(0, mkfifo(From("Tool.app/fifo").c_str(), 0600));
   for (const std::string name : {"fifo", "Tool.app"}) {
-    if (IsRenaming()) {
+    if (IsRename()) {
       ExpectWholeTransfer(name);
     } else {
       ExpectTransferError(name, paramErr);
@@ -379,15 +365,15 @@ TEST_P(Conformance, SpecialFiles) {
 TEST_P(Conformance, Sockets) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  // A whole path is longer than an address can be.
+  // The absolute path would exceed the size of sun_path.
   const UniqueFd folder(open(FromFolder().c_str(), O_PATH | O_CLOEXEC));
   const std::string path = "/proc/self/fd/" + std::to_string(folder.get()) + "/socket";
   path.copy(static_cast<char*>(address.sun_path), sizeof(address.sun_path) - 1);
   const UniqueFd bound(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (bind(bound.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
-    GTEST_SKIP() << "no sockets on this volume";
+    GTEST_SKIP() << "no sockets on this filesystem";
   }
-  if (IsRenaming()) {
+  if (IsRename()) {
     ExpectWholeTransfer("socket");
   } else {
     ExpectTransferError("socket", paramErr);
@@ -398,7 +384,7 @@ TEST_P(Conformance, KernelFilesOfSizeZero) {
   for (const std::string path : {"/proc/version", "/proc/sys/kernel/ostype"}) {
     const Status status = TransferTo(path, ToFolder(), "kernel");
     if (IsMove()) {
-      // What cannot be deleted is not moved, and not copied either.
+      // The move fails before it copies, because the source cannot be deleted.
       EXPECT_NE(noErr, status) << path;
       EXPECT_THAT(NamesIn(ToFolder()), IsEmpty());
       continue;
@@ -410,19 +396,18 @@ TEST_P(Conformance, KernelFilesOfSizeZero) {
   }
 }
 
-TEST_P(Conformance, SetGroupTargetFolderChangesNothing) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root gives folders away";
-  if (!Traits().hasOwners || !Traits().hasModes) GTEST_SKIP() << "no owners on this volume";
+TEST_P(Conformance, TargetSetGroupIdNotInherited) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to change owners";
+  if (!Traits().hasOwners || !Traits().hasModes) GTEST_SKIP() << "no owners on this filesystem";
   ASSERT_EQ(0, chown(ToFolder().c_str(), kOther, kOther));
   ASSERT_EQ(0, chmod(ToFolder().c_str(), 02775));
   WriteFile(From("file"), "contents");
   WriteFile(From("Tool.app/folder/inner"), "contents");
-  ExpectWholeTransfer("file");
-  ExpectWholeTransfer("Tool.app");
+  ExpectWholeTransferOfFileAndPackage();
   EXPECT_EQ(0U, LstatAt(To("Tool.app/folder")).st_mode & S_ISGID);
 }
 
-TEST_P(Conformance, ManyItemsWithoutDescriptorGrowth) {
+TEST_P(Conformance, DescriptorsClosedAfterManyItems) {
   constexpr int kItems = 30;
   WriteFile(From("first"), "contents");
   ASSERT_EQ(noErr, Transfer("first"));
@@ -435,7 +420,7 @@ TEST_P(Conformance, ManyItemsWithoutDescriptorGrowth) {
   EXPECT_EQ(before, CountOpenDescriptors());
 }
 
-TEST_P(Conformance, PackagesOfManyFilesWithoutDescriptorGrowth) {
+TEST_P(Conformance, DescriptorsClosedAfterLargePackage) {
   constexpr int kFiles = 40;
   WriteFile(From("first"), "contents");
   ASSERT_EQ(noErr, Transfer("first"));

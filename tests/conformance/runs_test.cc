@@ -1,4 +1,4 @@
-// Whole runs: what the engine makes of names that meet, and what it keeps open meanwhile.
+// Whole runs of the engine: name clashes, and open descriptors.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,18 +22,17 @@ std::vector<std::string> ContentsBelow(const std::string& folder) {
   return contents;
 }
 
-TEST_P(Conformance, NamesThatMeetInARunAllArrive) {
+TEST_P(Conformance, RunKeepsClashingNames) {
   for (const std::string folder : {"one", "two", "three"}) {
     WriteFile(From(folder + "/item.txt"), folder);
   }
-  WriteFile(To("txt/item.txt"), "there already");
+  WriteFile(To("txt/item.txt"), "existing");
   RunEngine("RecurseFolders = true\n");
-  EXPECT_THAT(ContentsBelow(To("txt")),
-              testing::ElementsAre("one", "there already", "three", "two"));
-  EXPECT_EQ("there already", ReadFile(To("txt/item.txt")));
+  EXPECT_THAT(ContentsBelow(To("txt")), testing::ElementsAre("existing", "one", "three", "two"));
+  EXPECT_EQ("existing", ReadFile(To("txt/item.txt")));
 }
 
-TEST_P(Conformance, ReplacedOnlyWhereTheSettingsSaySo) {
+TEST_P(Conformance, RunReplacesOnlySameName) {
   WriteFile(From("item.txt"), "new");
   WriteFile(To("txt/item.txt"), "old");
   WriteFile(To("txt/other.txt"), "other");
@@ -42,7 +41,7 @@ TEST_P(Conformance, ReplacedOnlyWhereTheSettingsSaySo) {
   EXPECT_THAT(ContentsBelow(To("txt")), testing::ElementsAre("new", "other"));
 }
 
-TEST_P(Conformance, FullFolderIsNeverReplaced) {
+TEST_P(Conformance, RunKeepsNonEmptyFolder) {
   WriteFile(From("item.txt"), "new");
   WriteFile(To("txt/item.txt/inner"), "old");
   RunEngine("ReplaceFilesBySameName = true\n");
@@ -50,8 +49,7 @@ TEST_P(Conformance, FullFolderIsNeverReplaced) {
   EXPECT_THAT(ContentsBelow(To("txt")), testing::ElementsAre("new", "old"));
 }
 
-TEST_P(Conformance, LinkInThePlaceOfAKeyFolderIsNotFollowed) {
-  if (!Traits().hasSymbolicLinks) GTEST_SKIP() << "no symbolic links on this volume";
+TEST_P(SymlinkConformance, LinkAsKeyFolderNotFollowed) {
   WriteFile(From("item.txt"), "contents");
   MakeFolder(To("elsewhere"));
   MakeLink("elsewhere", To("txt"));
@@ -60,14 +58,14 @@ TEST_P(Conformance, LinkInThePlaceOfAKeyFolderIsNotFollowed) {
   EXPECT_EQ("contents", ReadFile(From("item.txt")));
 }
 
-TEST_P(Conformance, SecondMovingRunChangesNothing) {
-  if (IsCopy()) GTEST_SKIP() << "a copy is made each time";
+TEST_P(Conformance, SecondMoveChangesNothing) {
+  if (IsCopy()) GTEST_SKIP() << "a second run makes second copies";
   WriteFile(From("a.txt"), "a");
   WriteFile(From("sub/a.txt"), "another a");
   WriteFile(From("Tool.app/inner"), "package");
   WriteFile(From("README"), "no extension");
   RunEngine("RecurseFolders = true\n");
-  // The dates of folders tell of what was there for a moment.
+  // Omits dates: a temporary file changes the date of its folder.
   const TreeAspects aspects = {.times = false, .linkTimes = false, .identities = true};
   const std::vector<std::string> before = TreeLines(FromFolder(), aspects);
   const std::vector<std::string> arrived = TreeLines(ToFolder(), aspects);
@@ -76,7 +74,7 @@ TEST_P(Conformance, SecondMovingRunChangesNothing) {
   EXPECT_EQ(arrived, TreeLines(ToFolder(), aspects));
 }
 
-TEST_P(Conformance, RunOfManyItemsWithoutDescriptorGrowth) {
+TEST_P(Conformance, DescriptorsBoundedDuringRun) {
   constexpr int kItems = 24;
   for (int i = 0; i < kItems; ++i) {
     WriteFile(From(std::to_string(i) + ".k" + std::to_string(i % 4)), std::to_string(i));
@@ -88,7 +86,7 @@ TEST_P(Conformance, RunOfManyItemsWithoutDescriptorGrowth) {
   RunEngine();
   SetEngineHooks({});
   ASSERT_EQ(static_cast<size_t>(kItems), open.size());
-  // Once every key has been met, nothing more is opened to stay.
+  // The first half has opened the folders of all keys. The second half opens no more.
   const auto half = open.begin() + kItems / 2;
   EXPECT_LE(*std::max_element(half, open.end()), *std::max_element(open.begin(), half));
 }

@@ -1,4 +1,4 @@
-// What an ordinary user may and may not do.
+// Transfers by an ordinary user, with and without permission.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,28 +16,28 @@ namespace {
 
 using testing::IsEmpty;
 
-TEST_P(Conformance, AnothersFileInAStickyFolder) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root gives files away";
-  if (!Traits().hasOwners || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
-  WriteFile(From("another's"), "contents");
+TEST_P(Conformance, ForeignFileInStickyFolder) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to change owners";
+  if (!Traits().hasOwners || !Traits().ownsWhatItCreates) {
+    GTEST_SKIP() << "no users on this filesystem";
+  }
+  WriteFile(From("foreign"), "contents");
   ASSERT_EQ(0, chmod(FromFolder().c_str(), 01777));
   ASSERT_EQ(0, chmod(ToFolder().c_str(), 0777));
   OpenToEverybody();
   ASSERT_TRUE(RunAsOrdinaryUser([this] {
     if (IsMove()) {
-      ExpectTransferError("another's", afpAccessDenied);
+      ExpectTransferError("foreign", afpAccessDenied);
       EXPECT_THAT(NamesIn(ToFolder()), IsEmpty());
     } else {
-      EXPECT_EQ(noErr, Transfer("another's"));
+      EXPECT_EQ(noErr, Transfer("foreign"));
     }
   }));
-  EXPECT_EQ("contents", ReadFile(From("another's")));
+  EXPECT_EQ("contents", ReadFile(From("foreign")));
 }
 
-TEST_P(Conformance, SourceFolderThatMayNotBeChanged) {
-  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
-  WriteFile(From("file"), "contents");
-  WriteFile(From("Tool.app/inner"), "contents");
+TEST_P(PermissionConformance, ReadOnlySourceFolder) {
+  MakeFileAndPackage();
   AsOrdinaryUser([this] {
     ASSERT_EQ(0, chmod(FromFolder().c_str(), 0555));
     for (const std::string name : {"file", "Tool.app"}) {
@@ -51,10 +51,8 @@ TEST_P(Conformance, SourceFolderThatMayNotBeChanged) {
   });
 }
 
-TEST_P(Conformance, TargetFolderThatMayNotBeChanged) {
-  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
-  WriteFile(From("file"), "contents");
-  WriteFile(From("Tool.app/inner"), "contents");
+TEST_P(PermissionConformance, ReadOnlyTargetFolder) {
+  MakeFileAndPackage();
   AsOrdinaryUser([this] {
     ASSERT_EQ(0, chmod(ToFolder().c_str(), 0555));
     ExpectTransferError("file", afpAccessDenied);
@@ -63,12 +61,11 @@ TEST_P(Conformance, TargetFolderThatMayNotBeChanged) {
   });
 }
 
-TEST_P(Conformance, FileThatMayNotBeRead) {
-  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
+TEST_P(PermissionConformance, UnreadableFile) {
   WriteFile(From("file"), "contents");
   AsOrdinaryUser([this] {
     ASSERT_EQ(0, chmod(From("file").c_str(), 0));
-    if (IsRenaming()) {
+    if (IsRename()) {
       EXPECT_EQ(noErr, Transfer("file"));
     } else {
       EXPECT_EQ(afpAccessDenied, Transfer("file"));
@@ -78,13 +75,12 @@ TEST_P(Conformance, FileThatMayNotBeRead) {
   });
 }
 
-TEST_P(Conformance, UnreadableSubfolderInsideAPackage) {
-  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
+TEST_P(PermissionConformance, UnreadableFolderInPackage) {
   WriteFile(From("Tool.app/a"), "contents");
   WriteFile(From("Tool.app/closed/b"), "contents");
   AsOrdinaryUser([this] {
     ASSERT_EQ(0, chmod(From("Tool.app/closed").c_str(), 0));
-    if (IsRenaming()) {
+    if (IsRename()) {
       EXPECT_EQ(noErr, Transfer("Tool.app"));
       ASSERT_EQ(0, chmod(To("Tool.app/closed").c_str(), 0755));
       EXPECT_EQ("contents", ReadFile(To("Tool.app/closed/b")));
@@ -97,8 +93,7 @@ TEST_P(Conformance, UnreadableSubfolderInsideAPackage) {
   });
 }
 
-TEST_P(Conformance, ReadOnlyFilesAreItemsLikeOthers) {
-  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
+TEST_P(PermissionConformance, ReadOnlyFile) {
   WriteFile(From("file"), "contents");
   AsOrdinaryUser([this] {
     ASSERT_EQ(0, chmod(From("file").c_str(), 0444));
@@ -106,8 +101,7 @@ TEST_P(Conformance, ReadOnlyFilesAreItemsLikeOthers) {
   });
 }
 
-TEST_P(Conformance, UnwritableTargetDiagnosedOnceForEachItem) {
-  if (!Traits().hasModes || !Traits().ownsWhatItCreates) GTEST_SKIP() << "no users on this volume";
+TEST_P(PermissionConformance, ReadOnlyKeyFolderLoggedPerItem) {
   for (const std::string name : {"a.txt", "b.txt"}) WriteFile(From(name), name);
   MakeFolder(To("txt"));
   AsOrdinaryUser([this] {

@@ -4,25 +4,15 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <sstream>
-
 namespace tessary::test {
 namespace {
 
 using testing::HasSubstr;
 using testing::Not;
 
-// ReadFile goes by the size, and this has none.
-std::string MountsOfThisProcess() {
-  std::ostringstream text;
-  text << std::ifstream("/proc/self/mountinfo").rdbuf();
-  return text.str();
-}
-
 class Volumes : public testing::TestWithParam<VolumeKind> {};
 
-TEST_P(Volumes, AreEmptyAndHoldWhatIsWrittenOrSayWhyTheyAreNotThere) {
+TEST_P(Volumes, MountOrReportReason) {
   std::string path;
   {
     const ScratchVolume volume(GetParam());
@@ -37,14 +27,14 @@ TEST_P(Volumes, AreEmptyAndHoldWhatIsWrittenOrSayWhyTheyAreNotThere) {
     EXPECT_NE("", volume.TypeName());
   }
   EXPECT_FALSE(Exists(path));
-  EXPECT_THAT(MountsOfThisProcess(), Not(HasSubstr(path)));
+  EXPECT_THAT(ReadFile("/proc/self/mountinfo"), Not(HasSubstr(path)));
 }
 
-INSTANTIATE_TEST_SUITE_P(OfEveryKind, Volumes, testing::ValuesIn(AllVolumeKinds()),
+INSTANTIATE_TEST_SUITE_P(All, Volumes, testing::ValuesIn(AllVolumeKinds()),
                          [](const auto& test) { return NameOf(test.param); });
 
-TEST(VolumeTraits, OfTheKernelsFileSystemsAreAllTrueForRoot) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root mounts and gives files away";
+TEST(VolumeTraits, KernelFilesystems) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to mount and to change owners";
   for (const VolumeKind kind : {VolumeKind::kExt4, VolumeKind::kXfs, VolumeKind::kBtrfs}) {
     const ScratchVolume volume(kind);
     if (!volume.IsAvailable()) GTEST_SKIP() << NameOf(kind) << ": " << volume.UnavailableReason();
@@ -56,7 +46,7 @@ TEST(VolumeTraits, OfTheKernelsFileSystemsAreAllTrueForRoot) {
   }
 }
 
-TEST(VolumeTraits, OfExfatAreThoseOfWindows) {
+TEST(VolumeTraits, Exfat) {
   const ScratchVolume volume(VolumeKind::kExfat);
   if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
   EXPECT_FALSE(volume.Traits().hasHardLinks || volume.Traits().hasSymbolicLinks);

@@ -7,16 +7,16 @@
 
 namespace tessary::test {
 
-// Notes what happens to the names in a folder while it lives.
+// Records changes to the entries of a folder by inotify.
 class WatchedFolder {
  public:
   explicit WatchedFolder(const std::string& path);
 
-  // False where the kernel tells nothing of this folder.
+  // False if the filesystem does not support inotify.
   bool IsWatched() const { return isWatched_; }
 
-  // Every removal of, renaming from or onto, writing into and change of mode of what bears the
-  // name, in their order since the last question.
+  // The event masks, in order, of every deletion, rename from or to, write and attribute change of
+  // the entry since the last call.
   std::vector<std::string> ChangesOf(const std::string& name) const;
 
  private:
