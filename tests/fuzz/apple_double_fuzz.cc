@@ -3,8 +3,7 @@
 #include "platform/linux/mac_formats/apple_double.h"
 #include "tests/fuzz/fuzz.h"
 
-// AppleDouble data of any bytes: nothing is told that does not lie inside, and nothing but what the
-// data says.
+// AppleDouble data of any bytes: every entry and attribute lies inside the data.
 namespace tessary::test {
 namespace {
 
@@ -32,18 +31,19 @@ void TryInput(std::string_view input) {
   for (const uint32_t id : {0U, 1U, 2U, 4U, 8U, 9U, 0xFFFFFFFFU}) {
     const auto range = sidecar->Find(static_cast<AppleDoubleEntry>(id));
     const auto part = sidecar->Read(static_cast<AppleDoubleEntry>(id));
-    Require(range.has_value() == part.has_value(), "what is found can be read");
+    Require(range.has_value() == part.has_value(), "an entry that is found can be read");
     if (!part) continue;
     Require(LiesInside(*part, input), "an entry lies inside");
-    Require(*part == input.substr(range->offset, range->length), "an entry is its bytes");
+    Require(*part == input.substr(range->offset, range->length),
+            "an entry has the bytes of its range");
   }
   const auto finderInfo = sidecar->FinderInfo();
   Require(!finderInfo || (finderInfo->size() == 32 && LiesInside(*finderInfo, input)),
-          "Finder information is 32 bytes that lie inside");
+          "Finder information is 32 bytes inside the data");
   const auto seconds = sidecar->CreationSeconds();
   Require(!seconds || (*seconds >= 946'684'800 - (int64_t{1} << 31) &&
                        *seconds < 946'684'800 + (int64_t{1} << 31)),
-          "a date is one that the form can hold");
+          "a date is in the range of the format");
   CheckAttributes(*sidecar, input);
 }
 

@@ -4,9 +4,9 @@
 #include "tests/fuzz/descriptors.h"
 #include "tests/fuzz/fuzz.h"
 
-// The parameter texts of Apple events: what is built of one can be written as a text again, of
-// which the same is built; of a text that cannot be read nothing is built, and the error lies in
-// it.
+// The parameter texts of Apple events: an event that is built from a text can be written as a text
+// that builds the same event. A text that cannot be parsed builds nothing and reports the position
+// of the error.
 namespace tessary::test {
 namespace {
 
@@ -54,21 +54,21 @@ std::string TextOfFields(const AEDesc& record) {
 
 }  // namespace
 
-// The first byte tells the number of substitutes, the rest is the text.
+// The first byte is the number of substitutes, the rest the text.
 void TryInput(std::string_view input) {
   const size_t substitutes = TakeInputByte(&input) % 3U;
   AEDesc first, second;
-  Require(AECreateDesc(kMarker, "1", 1, &first) == noErr, "a descriptor can be made");
-  Require(AECreateDesc(kMarker, "2", 1, &second) == noErr, "a descriptor can be made");
+  Require(AECreateDesc(kMarker, "1", 1, &first) == noErr, "a descriptor can be created");
+  Require(AECreateDesc(kMarker, "2", 1, &second) == noErr, "a descriptor can be created");
   AppleEvent event = first;
   AEBuildError error = {AEBuildErrorCode::aeBuildSyntaxNoErr, input.size() + 1};
   const Status status = Build(input, first, second, substitutes, &event, &error);
   if (status != noErr) {
-    Require(AreSame(event, first), "of a text that cannot be read nothing is built");
-    Require(status == paramErr || status == errAEBuildSyntaxError, "it is told what is wrong");
+    Require(AreSame(event, first), "a text that cannot be parsed builds nothing");
+    Require(status == paramErr || status == errAEBuildSyntaxError, "the status is a parse error");
     Require(
         (status == errAEBuildSyntaxError) == (error.fError != AEBuildErrorCode::aeBuildSyntaxNoErr),
-        "an error in the text is named");
+        "a syntax error has a code");
     Require(status == paramErr || error.fErrorPos <= input.size(), "the error lies in the text");
     return;
   }
@@ -76,7 +76,7 @@ void TryInput(std::string_view input) {
   const std::string text = TextOfFields(event);
   Require(
       Build(text, first, second, substitutes, &again, nullptr) == noErr && AreSame(event, again),
-      "what was built can be written and built again");
+      "an event survives a round trip through its text");
 }
 
 }  // namespace tessary::test

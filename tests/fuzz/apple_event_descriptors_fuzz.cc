@@ -8,8 +8,8 @@
 #include "tests/fuzz/descriptors.h"
 #include "tests/fuzz/fuzz.h"
 
-// Descriptors of hostile types and bytes: what was put somewhere is got from there, a coercion that
-// can be undone gives back the same, and what is refused changes nothing.
+// Descriptors of any type and bytes: an item that is put can be got, a reversible coercion restores
+// the descriptor, and a failed call changes nothing.
 namespace tessary::test {
 namespace {
 
@@ -26,7 +26,7 @@ AEDesc TakeDesc(std::string_view* input) {
   const DescType type = TakeType(input);
   const size_t size = std::min<size_t>(TakeInputByte(input), input->size());
   AEDesc desc;
-  Require(AECreateDesc(type, input->data(), size, &desc) == noErr, "a descriptor can be made");
+  Require(AECreateDesc(type, input->data(), size, &desc) == noErr, "a descriptor can be created");
   Require(AEGetDescDataSize(desc) == size, "a descriptor has the size of its bytes");
   input->remove_prefix(size);
   return desc;
@@ -36,7 +36,7 @@ void CheckCoercion(const AEDesc& desc, DescType type) {
   AEDesc coerced = desc;
   const Status status = AECoerceDesc(desc, type, &coerced);
   if (status != noErr) {
-    Require(AreSame(coerced, desc), "a coercion that fails gives nothing");
+    Require(AreSame(coerced, desc), "a failed coercion writes nothing");
     return;
   }
   const bool isSame = type == desc.descriptorType || type == typeWildCard || type == typeNull;
@@ -45,19 +45,19 @@ void CheckCoercion(const AEDesc& desc, DescType type) {
   if (isSame || (!isNumber && type != typeUnicodeText)) return;
   AEDesc back;
   Require(AECoerceDesc(coerced, desc.descriptorType, &back) == noErr && AreSame(back, desc),
-          "numbers and text come back from a coercion");
+          "numbers and text survive a round trip through a coercion");
 }
 
 void CheckBytes(const AEDesc& desc) {
   std::vector<unsigned char> bytes(desc.bytes.size() + 4, 0xAA);
   for (const size_t maximum : {size_t{0}, desc.bytes.size() / 2, bytes.size()}) {
     const Status status = AEGetDescData(desc, bytes.data(), maximum);
-    Require((status == noErr) == (desc.form == AEDesc::Form::kBytes), "bytes are told of bytes");
-    const size_t told = std::min(maximum, desc.bytes.size());
-    Require(
-        std::equal(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(told), desc.bytes.begin()),
-        "the bytes are those of the descriptor");
-    Require(bytes[desc.bytes.size()] == 0xAA, "no more bytes than there are");
+    Require((status == noErr) == (desc.form == AEDesc::Form::kBytes), "only byte forms give bytes");
+    const size_t copied = std::min(maximum, desc.bytes.size());
+    Require(std::equal(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(copied),
+                       desc.bytes.begin()),
+            "the bytes are those of the descriptor");
+    Require(bytes[desc.bytes.size()] == 0xAA, "nothing is written after the bytes");
   }
 }
 
@@ -66,7 +66,7 @@ void PutIntoList(AEDesc* list, size_t index, const AEDesc& item) {
   const Status status = AEPutDesc(list, index, item);
   size_t count = 0;
   if (status != noErr) {
-    Require(AreSame(*list, before), "what is refused changes nothing");
+    Require(AreSame(*list, before), "a failed put changes nothing");
     return;
   }
   Require(AECountItems(*list, &count) == noErr && count >= before.items.size() &&
@@ -75,18 +75,18 @@ void PutIntoList(AEDesc* list, size_t index, const AEDesc& item) {
   AEDesc got;
   const size_t place = index == 0 ? count : index;
   Require(AEGetNthDesc(*list, place, typeWildCard, nullptr, &got) == noErr && AreSame(got, item),
-          "what was put into the list is got from there");
+          "an item that is put into a list can be got");
 }
 
 void PutIntoRecord(AEDesc* record, AEKeyword keyword, const AEDesc& item) {
   const AEDesc before = *record;
   if (AEPutKeyDesc(record, keyword, item) != noErr) {
-    Require(AreSame(*record, before), "what is refused changes nothing");
+    Require(AreSame(*record, before), "a failed put changes nothing");
     return;
   }
   AEDesc got;
   Require(AEGetKeyDesc(*record, keyword, typeWildCard, &got) == noErr && AreSame(got, item),
-          "what was put into the record is got from there");
+          "an item that is put into a record can be got");
   std::array<unsigned char, 8> bytes = {};
   size_t size = 0;
   const Status status =
@@ -96,15 +96,15 @@ void PutIntoRecord(AEDesc* record, AEKeyword keyword, const AEDesc& item) {
 
 }  // namespace
 
-// A list and a record, and then descriptors: each a type, a size and bytes, what it is coerced to,
-// where it goes, and under what number.
+// The input is a sequence of descriptors: a type, a size and bytes, the type to coerce it to, the
+// container to put it into, and an index or keyword.
 void TryInput(std::string_view input) {
   const NSAutoreleasePool pool;
   AEDesc list, record;
   Require(AECreateList(false, &list) == noErr && AECreateList(true, &record) == noErr,
-          "lists and records can be made");
-  constexpr size_t kMostItems = 64;
-  for (size_t items = 0; !input.empty() && items < kMostItems; ++items) {
+          "lists and records can be created");
+  constexpr size_t kMaxItems = 64;
+  for (size_t items = 0; !input.empty() && items < kMaxItems; ++items) {
     const AEDesc desc = TakeDesc(&input);
     CheckBytes(desc);
     CheckCoercion(desc, TakeType(&input));
@@ -129,8 +129,11 @@ void TryInput(std::string_view input) {
         break;
     }
     CheckCoercion(list, TakeType(&input));
-    // Each may hold the other, and would grow without end.
-    if (where % 5U == 2 || where % 5U == 3) Require(AECreateList(false, &list) == noErr, "anew");
+    // List and record may contain each other. Without a new list they would double in size each
+    // time.
+    if (where % 5U == 2 || where % 5U == 3) {
+      Require(AECreateList(false, &list) == noErr, "a list can be created");
+    }
   }
   CheckBytes(list);
   CheckBytes(record);

@@ -9,8 +9,8 @@
 #include "platform/managers/text.h"
 #include "tests/fuzz/fuzz.h"
 
-// The comment agent before specifiers of hostile bytes: it answers each, it sets a comment of the
-// very item that was named or of none, and a comment that it has set it gives back.
+// Events of any content to the comment agent: it answers every event, it changes the comment of no
+// item but the specified one, and a comment that it has set can be read.
 namespace tessary::test {
 namespace {
 
@@ -19,7 +19,8 @@ constexpr std::string_view kItem = "folder/item.txt";
 
 AEDesc MakeDesc(DescType type, std::string_view bytes) {
   AEDesc desc;
-  Require(AECreateDesc(type, bytes.data(), bytes.size(), &desc) == noErr, "a descriptor is made");
+  Require(AECreateDesc(type, bytes.data(), bytes.size(), &desc) == noErr,
+          "a descriptor can be created");
   return desc;
 }
 
@@ -31,12 +32,12 @@ AEDesc MakeText(std::u16string_view text) {
   return MakeDesc(typeUnicodeText, {reinterpret_cast<const char*>(text.data()), text.size() * 2});
 }
 
-// What an input says of the event.
+// The event that an input describes.
 struct HostileEvent {
-  uint8_t shape = 0;  // bits: what of it is not as it should be
+  uint8_t shape = 0;  // one bit per malformed part
   bool isFolder = false;
-  std::u16string path;     // in the style of HFS
-  std::u16string comment;  // empty to ask for it
+  std::u16string path;     // HFS-style
+  std::u16string comment;  // to set; empty to get the comment
 };
 
 AEDesc MakeItem(const HostileEvent& hostile) {
@@ -47,7 +48,8 @@ AEDesc MakeItem(const HostileEvent& hostile) {
   const AEDesc container = (hostile.shape & 4U) != 0 ? MakeCode(typeType, cFolder) : AEDesc();
   AEDesc item;
   const uint32_t form = (hostile.shape & 8U) != 0 ? formPropertyID : formName;
-  Require(CreateObjSpecifier(itemClass, container, form, text, &item) == noErr, "a specifier");
+  Require(CreateObjSpecifier(itemClass, container, form, text, &item) == noErr,
+          "a specifier can be created");
   if ((hostile.shape & 16U) != 0) item.items.pop_back();
   return item;
 }
@@ -57,22 +59,24 @@ AppleEvent MakeEvent(const HostileEvent& hostile) {
   AEDesc specifier;
   Require(CreateObjSpecifier(cProperty, MakeItem(hostile), formPropertyID, property, &specifier) ==
               noErr,
-          "a specifier is made");
+          "a specifier can be created");
   if ((hostile.shape & 32U) != 0) specifier.descriptorType = typeAERecord;
   AppleEvent event;
   const uint32_t id = hostile.comment.empty() ? kAEGetData : kAESetData;
   Require(AECreateAppleEvent(kAECoreSuite, id, MakeCode(typeApplSignature, kSignature),
                              kAutoGenerateReturnID, kAnyTransactionID, &event) == noErr,
-          "an event is made");
-  Require(AEPutParamDesc(&event, keyDirectObject, specifier) == noErr, "the object is put");
+          "an event can be created");
+  Require(AEPutParamDesc(&event, keyDirectObject, specifier) == noErr, "a parameter can be put");
   if (!hostile.comment.empty()) {
-    Require(AEPutParamDesc(&event, keyAEData, MakeText(hostile.comment)) == noErr, "text is put");
+    Require(AEPutParamDesc(&event, keyAEData, MakeText(hostile.comment)) == noErr,
+            "a parameter can be put");
   }
   return event;
 }
 
-// Sends the event and tells what the agent answered; a bad reply number is no answer.
-Status Ask(const HostileEvent& hostile, std::optional<std::u16string>* comment) {
+// Sends the event and returns the error number of the reply. Writes the comment on success of a get
+// event.
+Status Send(const HostileEvent& hostile, std::optional<std::u16string>* comment) {
   AppleEvent reply;
   const Status sent = AESend(MakeEvent(hostile), &reply, AESendMode::kAEWaitReply,
                              AESendPriority::kAENormalPriority, kNoTimeOut, gWaitIdleUPP, nullptr);
@@ -81,7 +85,7 @@ Status Ask(const HostileEvent& hostile, std::optional<std::u16string>* comment) 
   AEDesc text;
   if (status != noErr || !hostile.comment.empty()) return status;
   Require(AEGetParamDesc(reply, keyDirectObject, typeWildCard, &text) == noErr,
-          "an answer has a comment or tells that there is none");
+          "a reply has a comment or a null descriptor");
   Require(CopyUnicodeTextAsString(text, comment) == noErr, "a comment is text");
   return status;
 }
@@ -89,8 +93,9 @@ Status Ask(const HostileEvent& hostile, std::optional<std::u16string>* comment) 
 std::optional<std::u16string> CommentAt(const std::string& path) {
   std::optional<std::u16string> comment;
   FSRef item;
-  Require(FSPathMakeRef(path.c_str(), &item) == noErr, "the item is there");
-  Require(GetFinderComment(&item, &comment, gWaitIdleUPP) == noErr, "the item's comment is told");
+  Require(FSPathMakeRef(path.c_str(), &item) == noErr, "the item exists");
+  Require(GetFinderComment(&item, &comment, gWaitIdleUPP) == noErr,
+          "the item's comment can be read");
   return comment;
 }
 
@@ -114,32 +119,33 @@ std::u16string UnitsOf(std::string_view bytes) {
   return units;
 }
 
-// Comments are only set below the folder of ours: nothing on the machine is to be changed, and it
-// is what is to be shown.
-void TrySetting(HostileEvent hostile) {
+// Sets a comment. Prefixes the path with the scratch directory, so that nothing else on the machine
+// changes.
+void CheckSetting(HostileEvent hostile) {
   const std::string item = ScratchFolder() + "/" + std::string(kItem);
   hostile.path = HfsPath(ScratchFolder()) + u":" + hostile.path;
   const auto before = CommentAt(item);
   std::optional<std::u16string> unused;
-  const Status status = Ask(hostile, &unused);
+  const Status status = Send(hostile, &unused);
   const auto after = CommentAt(item);
   const auto path = PosixPath(hostile.path);
   std::error_code error;
-  const bool isNamed = path && std::filesystem::equivalent(*path, item, error);
-  Require(after == before || (status == noErr && isNamed), "no other item's comment changes");
+  const bool isSpecified = path && std::filesystem::equivalent(*path, item, error);
+  Require(after == before || (status == noErr && isSpecified), "no other item's comment changes");
   if (status != noErr) return;
-  HostileEvent question = hostile;
-  question.comment.clear();
+  HostileEvent get = hostile;
+  get.comment.clear();
   std::optional<std::u16string> comment;
-  Require(Ask(question, &comment) == noErr && comment.has_value(),
-          "a comment that was set is told");
-  Require(Utf8FromUtf16(*comment) == Utf8FromUtf16(hostile.comment), "it is the one that was set");
+  Require(Send(get, &comment) == noErr && comment.has_value(),
+          "a comment that was set can be read");
+  Require(Utf8FromUtf16(*comment) == Utf8FromUtf16(hostile.comment),
+          "the comment is the one that was set");
 }
 
 }  // namespace
 
-// A byte for the event's shape, one that tells folders from files and text from units, a line with
-// the comment, and the path.
+// The input is a byte with the event's shape, a byte with two bits (1: the item is a folder; 2: the
+// path is UTF-16 units), a line with the comment, and the path.
 void TryInput(std::string_view input) {
   const NSAutoreleasePool pool;
   (void)ScratchFolder();
@@ -150,12 +156,12 @@ void TryInput(std::string_view input) {
   hostile.comment = Utf16FromUtf8(TakeInputLine(&input));
   hostile.path = (kind & 2U) != 0 ? UnitsOf(input) : Utf16FromUtf8(input);
   if (!hostile.comment.empty()) {
-    TrySetting(hostile);
+    CheckSetting(hostile);
     return;
   }
   std::optional<std::u16string> comment;
-  // Whether there is such an item is not known.
-  (void)Ask(hostile, &comment);
+  // The status depends on whether the item exists.
+  (void)Send(hostile, &comment);
 }
 
 }  // namespace tessary::test

@@ -1,8 +1,7 @@
 #include "platform/linux/catalog/creation_date.h"
 #include "tests/fuzz/fuzz.h"
 
-// Dates of creation as other programs may have written them: what is read as one is written as the
-// same instant.
+// Creation-date attributes of any content: a date that can be parsed survives a round trip.
 namespace tessary::test {
 
 void TryInput(std::string_view input) {
@@ -12,7 +11,7 @@ void TryInput(std::string_view input) {
   const std::string text = FormatCreationDate(*date);
   const std::optional<Timestamp> again = ParseCreationDate(text);
   Require(again && again->seconds == date->seconds && again->nanoseconds == date->nanoseconds,
-          "an instant comes back from its text");
+          "a date survives a round trip");
 }
 
 }  // namespace tessary::test

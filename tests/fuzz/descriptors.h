@@ -6,7 +6,7 @@
 
 namespace tessary::test {
 
-// True when two descriptors are the same in every field and byte.
+// True if two descriptors are equal in every field and byte.
 inline bool AreSame(const AEDesc& first, const AEDesc& second) {
   const auto isSame = [](const AEKeyDesc& one, const AEKeyDesc& other) {
     return one.keyword == other.keyword && AreSame(one.value, other.value);

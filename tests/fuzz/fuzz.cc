@@ -12,15 +12,15 @@ namespace {
 
 std::string MakeScratchFolder() {
   std::string pattern = std::filesystem::temp_directory_path().string() + "/tessary-fuzz-XXXXXX";
-  Require(mkdtemp(pattern.data()) != nullptr, "a scratch folder can be made");
+  Require(mkdtemp(pattern.data()) != nullptr, "the scratch directory can be created");
   return pattern;
 }
 
 }  // namespace
 
-void Require(bool holds, const char* what) {
+void Require(bool holds, const char* invariant) {
   if (holds) return;
-  (void)std::fprintf(stderr, "It does not hold that %s.\n", what);
+  (void)std::fprintf(stderr, "Violated invariant: %s.\n", invariant);
   std::abort();
 }
 

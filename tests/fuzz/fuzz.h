@@ -4,30 +4,30 @@
 #include <string>
 #include <string_view>
 
-// What the fuzz programs share. Each tries one part of the product on inputs that libFuzzer makes
-// from those in its folder under corpus/, and looks whether what must hold of every input holds.
+// Shared by the fuzz programs. Each program feeds one unit with inputs that libFuzzer derives from
+// the program's folder under corpus/, and checks invariants that hold for every input.
 namespace tessary::test {
 
-// Tries one input. Each program has its own.
+// Checks the invariants for one input. Each program defines it.
 void TryInput(std::string_view input);
 
-// Ends the program, so that the fuzzer keeps the input, unless it `holds` what is said.
-void Require(bool holds, const char* what);
+// Aborts with a message if the invariant does not hold, so that libFuzzer keeps the input.
+void Require(bool holds, const char* invariant);
 
-// Takes the first line off the front of the input, without its end; all of it where it is the last.
+// Removes the first line from the input and returns it without its line end.
 std::string_view TakeInputLine(std::string_view* input);
 
-// Takes the first byte off the front of the input; 0 where nothing is left.
+// Removes the first byte from the input and returns it, or 0 if the input is empty.
 uint8_t TakeInputByte(std::string_view* input);
 
-// The path of `name` in a folder of this process's own in $TMPDIR, which is there until somebody
-// removes it.
+// The path of `name` in a scratch directory of this process in $TMPDIR. The directory is not
+// removed.
 std::string ScratchPath(const std::string& name);
 
-// Puts a file into the place of the one at the path.
+// Creates or replaces a file.
 void WriteScratchFile(const std::string& path, std::string_view contents);
 
-// The contents of the file at the path, which has to be there.
+// Reads a file, which must exist.
 std::string ReadScratchFile(const std::string& path);
 
 }  // namespace tessary::test

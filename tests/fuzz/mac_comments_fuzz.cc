@@ -7,28 +7,29 @@
 #include "platform/managers/text.h"
 #include "tests/fuzz/fuzz.h"
 
-// The forms of comments: a comment that is put into any of them is told by it, and AppleDouble data
-// keeps what else is in it.
+// The foreign forms of comments: a comment that is written can be read, and AppleDouble data keeps
+// its other contents.
 namespace tessary::test {
 namespace {
 
 void CheckText(const std::u16string& comment) {
   Require(ReadCommentPlist(WriteCommentPlist(comment)) == comment,
-          "every text comes back from a property");
+          "every text survives a round trip through a property list");
   const auto roman = WriteMacText(comment);
-  Require(!roman || ReadMacText(*roman) == comment, "a text comes back from a Mac's characters");
+  Require(!roman || ReadMacText(*roman) == comment,
+          "a text survives a round trip through Mac Roman");
 }
 
 void CheckProperty(std::string_view value, const std::u16string& comment) {
   const auto replaced = ReplacePropertyForm(value, comment);
   Require(replaced.has_value() == ReadCommentPlist(value).has_value(),
-          "a comment can be replaced where there is one");
+          "a comment can be replaced if there is one");
   if (!replaced) return;
-  const auto told = ReadPropertyForm(*replaced);
-  Require(comment.empty() ? !told : told == comment, "the comment is the one that was put there");
+  const auto read = ReadPropertyForm(*replaced);
+  Require(comment.empty() ? !read : read == comment, "the comment is the one that was written");
 }
 
-// What the data tells besides a comment and the table of attributes, part by part.
+// All entries except the comment and the table of attributes.
 std::string RestOf(const AppleDouble& data) {
   std::string rest;
   for (uint32_t id = 0; id <= 16; ++id) {
@@ -56,25 +57,25 @@ void CheckAppleDouble(std::string_view value, const std::u16string& comment) {
   Require(replaced->size() == value.size(), "the data keeps its size");
   const auto before = AppleDouble::Parse(value);
   const auto after = AppleDouble::Parse(*replaced);
-  Require(before && after, "the data can be read as before");
-  Require(RestOf(*before) == RestOf(*after), "the other entries are as before");
+  Require(before && after, "the data can still be parsed");
+  Require(RestOf(*before) == RestOf(*after), "the other entries are unchanged");
   Require(OtherAttributesOf(*before) == OtherAttributesOf(*after),
-          "the other attributes are as before");
-  const auto told = ReadAppleDoubleComment(*replaced);
-  // In an entry of its own, a comment ends where it has a zero.
-  const bool isWhole = comment.find(u'\0') == std::u16string::npos;
-  Require(!told || *told == comment || !isWhole, "the comment is the one that was put there");
+          "the other attributes are unchanged");
+  const auto read = ReadAppleDoubleComment(*replaced);
+  // The comment entry ends at the first NUL.
+  const bool hasNul = comment.find(u'\0') != std::u16string::npos;
+  Require(!read || *read == comment || hasNul, "the comment is the one that was written");
 }
 
 }  // namespace
 
-// The first line is the comment, the rest is the value that it goes into.
+// The first line is the comment, the rest the value into which it is written.
 void TryInput(std::string_view input) {
   const std::u16string comment = Utf16FromUtf8(TakeInputLine(&input));
   CheckText(comment);
   for (const CommentForm& form : kCommentForms) {
-    const auto told = form.read(input);
-    Require(!told || !told->empty(), "a comment of no characters is none");
+    const auto read = form.read(input);
+    Require(!read || !read->empty(), "an empty comment is reported as none");
   }
   CheckProperty(input, comment);
   CheckAppleDouble(input, comment);

@@ -1,7 +1,7 @@
 #include "platform/linux/mac_formats/date_forms.h"
 #include "tests/fuzz/fuzz.h"
 
-// The forms of dates: what is told is a date, and one that can be written again is the same.
+// The foreign forms of dates: a date that can be written survives a round trip.
 namespace tessary::test {
 namespace {
 
@@ -14,15 +14,16 @@ void CheckDate(const std::optional<Timestamp>& date) {
   Require(date->nanoseconds < 1'000'000'000, "nanoseconds are less than a second");
   const std::string big = WriteBigNtTime(*date);
   const std::string native = WriteNativeNtTime(*date);
-  Require(big.empty() == native.empty(), "both orders hold the same dates");
+  Require(big.empty() == native.empty(), "both byte orders have the same range");
   if (big.empty()) return;
   const auto fromBig = ReadBigNtTime(big);
   const auto fromNative = ReadNativeNtTime(native);
-  Require(fromBig && fromNative && AreEqual(*fromBig, *fromNative), "a date comes back");
-  // Their ticks are of a hundred nanoseconds.
+  Require(fromBig && fromNative && AreEqual(*fromBig, *fromNative),
+          "both byte orders give the same date");
+  // NT times have a resolution of 100 nanoseconds.
   Require(
       fromBig->seconds == date->seconds && fromBig->nanoseconds == date->nanoseconds / 100 * 100,
-      "a date comes back as the same");
+      "a date survives a round trip");
 }
 
 }  // namespace
@@ -33,7 +34,7 @@ void TryInput(std::string_view input) {
   CheckDate(kCifsDateForm.read(input));
   const auto date = ReadBigNtTime(input);
   Require(!date || WriteBigNtTime(*date) == input || date->seconds > 900'000'000'000,
-          "a date's bytes come back");
+          "the bytes of a date survive a round trip");
 }
 
 }  // namespace tessary::test

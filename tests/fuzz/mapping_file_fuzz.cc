@@ -7,15 +7,15 @@
 #include "platform/managers/text.h"
 #include "tests/fuzz/fuzz.h"
 
-// The user's mapping file: the built-in table stands before it whatever it holds, each line is read
-// by itself, and each entry can be written down again.
+// The user's extension map: the built-in table always precedes it, no line affects another line,
+// and entries survive a round trip.
 namespace tessary::test {
 namespace {
 
 const std::string& ScratchFilePath() {
   static const std::string gPath = [] {
     std::filesystem::create_directories(ScratchPath("tessary"));
-    Require(setenv("XDG_CONFIG_HOME", ScratchPath("").c_str(), 1) == 0, "the folder can be named");
+    Require(setenv("XDG_CONFIG_HOME", ScratchPath("").c_str(), 1) == 0, "setenv succeeds");
     return ScratchPath("tessary/extensions.map");
   }();
   return gPath;
@@ -25,7 +25,8 @@ bool AreEqual(const ICMapEntry& first, const ICMapEntry& second) {
   return first.fileType == second.fileType && first.extension == second.extension;
 }
 
-// The entries of a file with these contents, without the built-in ones, which have to be there.
+// Reads the entries of a map file with these contents. Requires the built-in entries and omits
+// them.
 ICMapHandle EntriesOf(std::string_view contents) {
   static const ICMapHandle gBuiltin = [] {
     ICMapHandle made;
@@ -42,7 +43,7 @@ ICMapHandle EntriesOf(std::string_view contents) {
   Require(ICGetPrefHandle(instance, "Mapping", &mapping) == noErr, "there is always a mapping");
   Require(mapping.size() >= gBuiltin.size() &&
               std::equal(gBuiltin.begin(), gBuiltin.end(), mapping.begin(), AreEqual),
-          "the built-in table comes first and is whole");
+          "the built-in table comes first and is complete");
   mapping.erase(mapping.begin(), mapping.begin() + static_cast<ptrdiff_t>(gBuiltin.size()));
   return mapping;
 }
@@ -55,23 +56,23 @@ std::string LineOf(const ICMapEntry& entry) {
   return Utf8FromUtf16(entry.extension) + " \"" + type + "\"\n";
 }
 
-// Every line is an entry, a blank line, a comment, or bad and told of.
+// Checks that every line is an entry, empty, a comment, or malformed and described.
 void CheckCount(std::string_view contents, size_t entries) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   if (contents.starts_with(kByteOrderMark)) contents.remove_prefix(kByteOrderMark.size());
-  size_t meant = 0;
+  size_t candidates = 0;
   while (!contents.empty()) {
     std::string_view line = TakeInputLine(&contents);
     if (line.ends_with('\r')) line.remove_suffix(1);
     const size_t first = line.find_first_not_of(" \t");
-    if (first != std::string_view::npos && line[first] != '#') ++meant;
+    if (first != std::string_view::npos && line[first] != '#') ++candidates;
   }
-  constexpr size_t kMostDescribed = 20;
-  const size_t bad = DescribeBadMappingLines().size();
-  if (bad <= kMostDescribed) {
-    Require(entries + bad == meant, "a line that is skipped is told of");
+  constexpr size_t kMaxDescribed = 20;
+  const size_t malformed = DescribeBadMappingLines().size();
+  if (malformed <= kMaxDescribed) {
+    Require(entries + malformed == candidates, "a skipped line is described");
   } else {
-    Require(entries + kMostDescribed < meant, "lines beyond the described ones are skipped ones");
+    Require(entries + kMaxDescribed < candidates, "only skipped lines are described");
   }
 }
 
@@ -80,12 +81,13 @@ void CheckCount(std::string_view contents, size_t entries) {
 void TryInput(std::string_view input) {
   const ICMapHandle entries = EntriesOf(input);
   CheckCount(input, entries.size());
-  // A line before, as a byte-order mark counts for nothing at the start of a file only.
-  std::string respelled = "\n";
-  for (const ICMapEntry& entry : entries) respelled += LineOf(entry);
-  const ICMapHandle again = EntriesOf(respelled);
+  // Starts with an empty line: an extension may begin with a byte-order mark, which is ignored at
+  // the start of the file.
+  std::string rewritten = "\n";
+  for (const ICMapEntry& entry : entries) rewritten += LineOf(entry);
+  const ICMapHandle again = EntriesOf(rewritten);
   Require(std::equal(entries.begin(), entries.end(), again.begin(), again.end(), AreEqual),
-          "what was read can be written and read again");
+          "entries survive a round trip");
 
   std::string longer(input);
   longer += "\n.fuzz \"FUZZ\"";
@@ -93,7 +95,7 @@ void TryInput(std::string_view input) {
   Require(more.size() == entries.size() + 1 &&
               std::equal(entries.begin(), entries.end(), more.begin(), AreEqual) &&
               AreEqual(more.back(), {FourCharCode("FUZZ"), u".fuzz"}),
-          "no line hides the next one");
+          "no line affects the next line");
 }
 
 }  // namespace tessary::test

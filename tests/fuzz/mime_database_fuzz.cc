@@ -6,24 +6,24 @@
 #include "platform/managers/uniform_types.h"
 #include "tests/fuzz/fuzz.h"
 
-// The MIME database's list of patterns: whatever its lines hold, a good one is found, and the
-// heaviest of all wins.
+// The MIME database's list of patterns: a valid line is found whatever the other lines contain, and
+// the greatest weight wins.
 namespace tessary::test {
 namespace {
 
-// The database of a file with these contents. It is read again only where the environment names
-// another folder for it, so that two take turns.
+// Replaces the database. It is read again only if the environment names another folder, so that two
+// folders are used in turn.
 void UseDatabase(std::string_view contents) {
   static const std::array<std::string, 2> gHomes = {ScratchPath("one"), ScratchPath("other")};
   static size_t gTurn = 0;
-  static const bool gIsMade = [] {
+  static const bool gIsReady = [] {
     for (const std::string& home : gHomes) std::filesystem::create_directories(home + "/mime");
     return setenv("XDG_DATA_DIRS", ScratchPath("none").c_str(), 1) == 0;
   }();
-  Require(gIsMade, "the folders can be made");
+  Require(gIsReady, "the folders can be created");
   const std::string& home = gHomes[gTurn++ % gHomes.size()];
   WriteScratchFile(home + "/mime/globs2", contents);
-  Require(setenv("XDG_DATA_HOME", home.c_str(), 1) == 0, "the folder can be named");
+  Require(setenv("XDG_DATA_HOME", home.c_str(), 1) == 0, "setenv succeeds");
 }
 
 std::optional<std::u16string> TypeOf(std::u16string_view extension) {
@@ -33,7 +33,7 @@ std::optional<std::u16string> TypeOf(std::u16string_view extension) {
   return UTTypeCopyPreferredTagWithClass(*identifier, UTTagClass::kUTTagClassMIMEType);
 }
 
-// The type becomes the name of a folder.
+// The type becomes the name of a folder, so that it must be well-formed.
 void CheckType(const std::optional<std::u16string>& type) {
   if (!type) return;
   const size_t slash = type->find(u'/');
@@ -44,20 +44,20 @@ void CheckType(const std::optional<std::u16string>& type) {
 
 }  // namespace
 
-// The first line is an extension to be asked for, the rest is the database.
+// The first line is an extension to look up, the rest the database.
 void TryInput(std::string_view input) {
-  const std::u16string asked = Utf16FromUtf8(TakeInputLine(&input));
+  const std::u16string extension = Utf16FromUtf8(TakeInputLine(&input));
   UseDatabase(input);
-  const auto type = TypeOf(asked);
+  const auto type = TypeOf(extension);
   CheckType(type);
-  Require(TypeOf(asked) == type, "asking twice gives the same answer");
+  Require(TypeOf(extension) == type, "two lookups give the same result");
   Require(!type || input.find(":" + Utf8FromUtf16(*type) + ":") != std::string_view::npos,
           "a type comes from the database");
 
   if (CFStringLowercase(Utf16FromUtf8(input)).find(u"fuzz-asked") != std::u16string::npos) return;
   UseDatabase(std::string(input) + "\n2147483647:text/x-fuzz:*.Fuzz-Asked\n");
   Require(TypeOf(u"fuzz-asked") == u"text/x-fuzz" && TypeOf(u"FUZZ-asked") == u"text/x-fuzz",
-          "no line hides another one");
+          "no other line hides a valid line");
 }
 
 }  // namespace tessary::test

@@ -8,8 +8,8 @@
 #include "platform/managers/utf16.h"
 #include "tests/fuzz/fuzz.h"
 
-// Names both ways: from the bytes on disk to UTF-16 and back to the same bytes, and never from any
-// UTF-16 to a name that leads elsewhere.
+// Conversion of names: any bytes survive a round trip through UTF-16, and no UTF-16 name gives a
+// POSIX name that leads out of its folder.
 namespace tessary::test {
 namespace {
 
@@ -18,7 +18,7 @@ bool IsName(std::string_view bytes) {
          bytes.find('/') == std::string_view::npos && bytes.find('\0') == std::string_view::npos;
 }
 
-// True where a low surrogate stands without a high one, or a high one without a low one.
+// True if a low surrogate has no high surrogate before it, or a high one no low one after it.
 bool HasLoneSurrogate(std::u16string_view text) {
   for (size_t i = 0; i < text.size(); ++i) {
     if (IsLowSurrogate(text[i])) return true;
@@ -30,42 +30,43 @@ bool HasLoneSurrogate(std::u16string_view text) {
 
 void CheckBytes(const std::string& bytes) {
   const std::u16string text = Utf16FromUtf8(bytes);
-  Require(Utf8FromUtf16(text) == bytes, "bytes come back from UTF-16");
-  Require(IsUtf8(bytes) == !HasLoneSurrogate(text), "what is UTF-8 needs no lone surrogate");
+  Require(Utf8FromUtf16(text) == bytes, "bytes survive a round trip through UTF-16");
+  Require(IsUtf8(bytes) == !HasLoneSurrogate(text), "only invalid UTF-8 gives lone surrogates");
   const std::u16string lower = CFStringLowercase(text);
-  Require(CFStringLowercase(lower) == lower, "lower case has no lower case");
+  Require(CFStringLowercase(lower) == lower, "lower-casing is idempotent");
 
   std::string posix = "untouched";
   const std::u16string name = CatalogName(bytes);
   const Status status = PosixName(name, Volume(), &posix);
   if (!IsName(bytes)) return;
-  Require(status == noErr && posix == bytes, "a name on disk comes back from the catalog");
+  Require(status == noErr && posix == bytes, "a name survives a round trip through the catalog");
   Require(PosixPath(HfsPath("/folder/" + bytes)) == "/folder/" + bytes,
-          "a path on disk comes back from the other style");
-  Require(!IsTempName(bytes) || bytes.starts_with(kTempPrefix), "hidden names are ours");
+          "a path survives a round trip through the HFS style");
+  Require(!IsTempName(bytes) || bytes.starts_with(kTempPrefix), "a temporary name has our prefix");
 }
 
 void CheckWindowsName(const std::string& name) {
   const Volume windows = {.hasReliableEntries = false, .hasWindowsNames = true};
   const std::string substitute = NameOnVolume(name, windows);
-  Require(IsName(substitute) && IsUtf8(substitute), "a substitute is a name and is text");
-  Require(NameOnVolume(substitute, windows) == substitute, "a substitute needs no other");
+  Require(IsName(substitute) && IsUtf8(substitute), "a substitute is a valid name in UTF-8");
+  Require(NameOnVolume(substitute, windows) == substitute, "substitution is idempotent");
   Require(substitute.find_first_of("\"*:<>?\\|\x7F") == std::string::npos &&
               std::ranges::none_of(substitute, [](char c) { return c >= 0 && c < 0x20; }) &&
               !substitute.ends_with('.') && !substitute.ends_with(' '),
-          "a substitute holds nothing that is refused");
+          "a substitute contains no invalid character");
 }
 
-// Any units at all, as a key, a comment or another program's event may hold them.
+// Checks any UTF-16 units, which may come from a key, a comment or another program's event.
 void CheckUnits(const std::u16string& units) {
   const std::string bytes = Utf8FromUtf16(units);
-  Require(Utf8FromUtf16(Utf16FromUtf8(bytes)) == bytes, "any bytes come back from UTF-16");
+  Require(Utf8FromUtf16(Utf16FromUtf8(bytes)) == bytes,
+          "bytes survive a round trip through UTF-16");
   std::string posix = "untouched";
   if (PosixName(units, Volume(), &posix) != noErr) {
-    Require(posix == "untouched", "a name that is none gives no bytes");
+    Require(posix == "untouched", "an invalid name gives no bytes");
     return;
   }
-  Require(IsName(posix), "a catalog name leads to a name in its own folder");
+  Require(IsName(posix), "a catalog name stays in its own folder");
   CheckWindowsName(posix);
   const auto path = PosixPath(u"Linux:folder:" + units);
   Require(!path || path->starts_with("/folder"), "a path stays below its folder");

@@ -13,7 +13,7 @@ std::optional<CFPropertyList> ReadValue(std::string_view line) {
   if (type == 's') return CFPropertyList(std::string(line.substr(1)));
   if (type != 'i') return std::nullopt;
   int64_t number = 0;
-  // What is no number stands for 0.
+  // Text that is not a number gives 0.
   (void)std::from_chars(line.data() + 1, line.data() + line.size(), number);
   return CFPropertyList(number);
 }

@@ -8,9 +8,9 @@
 
 namespace tessary::test {
 
-// One setting of a preference in a text, as two fuzz programs read it from their inputs: a line
-// with the key, a line with the value, and the text. The value is "b0" or "b1", "i" and a number,
-// "s" and a string, or anything else for the key's removal.
+// A preferences text and a change to it, parsed from an input: a line with the key, a line with the
+// value, and the text. The value is "b0" or "b1", "i" and a number, "s" and a string, or anything
+// else to remove the key.
 struct PreferenceInput {
   std::string key;
   std::optional<CFPropertyList> value;

@@ -5,7 +5,7 @@
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/preference_input.h"
 
-// Setting one preference in a text changes what is its own and not a byte besides.
+// Setting a preference changes only the text of that preference.
 namespace tessary::test {
 namespace {
 
@@ -16,12 +16,12 @@ bool IsWholeLine(std::string_view text, size_t begin, size_t end) {
          (end == text.size() || text[end - 1] == '\n' || text[end] == '\n' || text[end] == '\r');
 }
 
-bool HoldsOnly(std::string_view text, const PreferenceValues& expected) {
+bool ContainsOnly(std::string_view text, const PreferenceValues& expected) {
   PreferenceValues values;
   return !ParsePreferences(text, &values) && values == expected;
 }
 
-// Where two texts are the same from the start on, and from the end back.
+// The lengths of the common prefix and the common suffix of two texts.
 size_t CommonStart(std::string_view first, std::string_view second) {
   const size_t size = std::min(first.size(), second.size());
   const auto end = first.begin() + static_cast<ptrdiff_t>(size);
@@ -36,7 +36,8 @@ size_t CommonEnd(std::string_view first, std::string_view second) {
                              first.rbegin());
 }
 
-// True when `longer` is `shorter` and whole lines that say `expected` and nothing else.
+// True if `longer` is `shorter` with additional whole lines that contain `expected` and nothing
+// else.
 bool HasExtraLines(std::string_view shorter, std::string_view longer,
                    const PreferenceValues& expected) {
   if (longer.size() <= shorter.size()) return false;
@@ -45,29 +46,31 @@ bool HasExtraLines(std::string_view shorter, std::string_view longer,
   const size_t same = CommonEnd(shorter, longer);
   for (size_t at = shorter.size() - std::min(same, shorter.size()); at <= last; ++at) {
     if (!IsWholeLine(longer, at, at + added)) continue;
-    if (HoldsOnly(longer.substr(at, added), expected)) return true;
+    if (ContainsOnly(longer.substr(at, added), expected)) return true;
   }
   return false;
 }
 
-// True when the texts differ within one value, which was the old one and is the new one.
+// True if the texts differ only in one value, which is `oldValue` in `old` and `newValue` in
+// `changed`.
 bool DiffersInValue(std::string_view old, std::string_view changed, const CFPropertyList& oldValue,
                     const CFPropertyList& newValue) {
   const size_t start = CommonStart(old, changed);
   for (size_t at = 0; at <= start; ++at) {
     const size_t same = CommonEnd(old.substr(at), changed.substr(at));
     for (size_t kept = same + 1; kept-- > 0;) {
-      const auto said = [&](std::string_view text) {
+      const auto differentPart = [&](std::string_view text) {
         return "x=" + std::string(text.substr(at, text.size() - at - kept));
       };
-      // Each try reads a text, so that not all are worth one.
+      // Parsing is slow. Skips positions where a value cannot start or end.
       const size_t end = changed.size() - kept;
       if (end < changed.size() && changed[end] != '\r' && changed[end] != '\n' &&
           changed[end] != ' ' && changed[end] != '\t' && changed[end] != '#') {
         continue;
       }
       if (at > 0 && old[at - 1] != '=' && old[at - 1] != ' ' && old[at - 1] != '\t') continue;
-      if (HoldsOnly(said(old), {{"x", oldValue}}) && HoldsOnly(said(changed), {{"x", newValue}})) {
+      if (ContainsOnly(differentPart(old), {{"x", oldValue}}) &&
+          ContainsOnly(differentPart(changed), {{"x", newValue}})) {
         return true;
       }
     }
@@ -81,37 +84,37 @@ void CheckChange(const PreferenceInput& input, const PreferenceValues& before,
   const auto old = before.find(input.key);
   expected.erase(input.key);
   if (input.value) expected.emplace(input.key, *input.value);
-  Require(HoldsOnly(changed, expected),
-          "the changed text says what was set and what it said before");
+  Require(ContainsOnly(changed, expected),
+          "the changed text has the new value and all other old values");
 
-  const bool wasThere = old != before.end();
-  if (wasThere ? input.value == old->second : !input.value) {
-    Require(changed == input.text, "what is set already changes nothing");
-  } else if (!wasThere) {
+  const bool existed = old != before.end();
+  if (existed ? input.value == old->second : !input.value) {
+    Require(changed == input.text, "setting the same value changes nothing");
+  } else if (!existed) {
     Require(HasExtraLines(input.text, changed, {{input.key, *input.value}}),
-            "a new key takes lines of its own");
+            "a new key is added on new lines");
   } else if (!input.value) {
     Require(HasExtraLines(changed, input.text, {{input.key, old->second}}),
-            "a removed key takes its own lines with it and no others");
+            "removing a key removes only its own lines");
   } else {
     Require(DiffersInValue(input.text, changed, old->second, *input.value),
-            "a key that was there changes in its value alone");
+            "changing an existing key changes only its value");
   }
   std::string again;
   Require(!ChangePreferences(changed, {{input.key, input.value}}, &again) && again == changed,
-          "setting it twice is setting it once");
+          "a change is idempotent");
 }
 
-// What no text has a place for, or no room.
+// True for a change that does not fit into the size limit or that TOML cannot express.
 bool MayBeRejected(const PreferenceInput& input, const PreferenceValues& before) {
-  constexpr size_t kRoom = 1024;
-  if (input.text.size() + 6 * input.key.size() + kRoom > kMaxPreferencesSize) return true;
+  constexpr size_t kReserve = 1024;
+  if (input.text.size() + 6 * input.key.size() + kReserve > kMaxPreferencesSize) return true;
   const auto* string = input.value ? std::get_if<std::string>(&*input.value) : nullptr;
   if (!IsUtf8(input.key) || (string != nullptr && !IsUtf8(*string))) return true;
   const auto dots = [](std::string_view text) { return std::count(text.begin(), text.end(), '.'); };
-  constexpr ptrdiff_t kFewDots = 1000;
+  constexpr ptrdiff_t kMaxDots = 1000;
   const ptrdiff_t added = dots(input.key) + (string != nullptr ? dots(*string) : 0);
-  if (dots(input.text) + added > kFewDots) return true;
+  if (dots(input.text) + added > kMaxDots) return true;
   const auto old = before.find(input.key);
   return old != before.end() && std::holds_alternative<UnsupportedPreferenceValue>(old->second);
 }
@@ -123,17 +126,16 @@ void TryInput(std::string_view bytes) {
   const PreferenceValues untouched = {{"untouched", true}};
   PreferenceValues before = untouched;
   const bool isReadable = !ParsePreferences(input.text, &before);
-  Require(isReadable || before == untouched, "a text that cannot be read gives nothing");
+  Require(isReadable || before == untouched, "a text that cannot be parsed gives no values");
 
-  const std::string nothing = "nothing was written here";
-  std::string changed = nothing;
+  const std::string original = "not written";
+  std::string changed = original;
   const auto problem = ChangePreferences(input.text, {{input.key, input.value}}, &changed);
-  Require(problem || isReadable, "a text that cannot be read is not changed");
-  Require(!problem || changed == nothing, "a change that fails gives no text");
+  Require(problem || isReadable, "a text that cannot be parsed is not changed");
+  Require(!problem || changed == original, "a failed change writes no text");
   if (!problem) CheckChange(input, before, changed);
   if (isReadable && problem) {
-    Require(MayBeRejected(input, before),
-            "a value that fits is set in every text that can be read");
+    Require(MayBeRejected(input, before), "a valid change to a valid text succeeds");
   }
 }
 
