@@ -18,9 +18,9 @@
 
 #include "engine/run.h"
 #include "tests/engine/engine_fixture.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
-#include "tests/support/paused_calls.h"
 
 namespace tessary::test {
 namespace {

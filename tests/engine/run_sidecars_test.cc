@@ -13,10 +13,11 @@
 #include "engine/run.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/fault_injection/process_kills.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/mac_test_data.h"
 #include "tests/support/preferences_folder.h"
-#include "tests/support/process_kills.h"
+#include "tests/support/run_in_child.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/injected_errors.h"
+#include "tests/support/fault_injection/injected_errors.h"
 
 namespace tessary::test {
 

@@ -1,4 +1,4 @@
-#include "tests/support/failing_allocations.h"
+#include "tests/support/fault_injection/failing_allocations.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>

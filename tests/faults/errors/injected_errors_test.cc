@@ -14,8 +14,8 @@
 
 #include "platform/linux/errors.h"
 #include "tests/faults/errors/scenario.h"
+#include "tests/support/fault_injection/supervised_calls.h"
 #include "tests/support/soak.h"
-#include "tests/support/supervised_calls.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
 

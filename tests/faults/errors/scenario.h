@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/faults/errors/inventory.h"
-#include "tests/support/supervised_calls.h"
+#include "tests/support/fault_injection/supervised_calls.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {

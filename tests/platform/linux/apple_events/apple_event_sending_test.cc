@@ -6,7 +6,7 @@
 
 #include "platform/managers/apple_events.h"
 #include "tests/support/apple_events.h"
-#include "tests/support/failing_allocations.h"
+#include "tests/support/fault_injection/failing_allocations.h"
 
 namespace tessary::test {
 namespace {

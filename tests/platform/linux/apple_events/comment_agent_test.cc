@@ -13,7 +13,7 @@
 #include "platform/managers/apple_events.h"
 #include "platform/managers/autorelease_pool.h"
 #include "tests/support/apple_events.h"
-#include "tests/support/failing_allocations.h"
+#include "tests/support/fault_injection/failing_allocations.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"

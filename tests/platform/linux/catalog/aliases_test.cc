@@ -7,7 +7,7 @@
 
 #include "platform/managers/apple_events.h"
 #include "platform/managers/autorelease_pool.h"
-#include "tests/support/failing_allocations.h"
+#include "tests/support/fault_injection/failing_allocations.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {

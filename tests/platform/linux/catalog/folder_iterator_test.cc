@@ -12,8 +12,8 @@
 
 #include "platform/linux/catalog/catalog.h"
 #include "platform/managers/file_manager.h"
-#include "tests/support/injected_errors.h"
-#include "tests/support/paused_calls.h"
+#include "tests/support/fault_injection/injected_errors.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {

@@ -15,8 +15,8 @@
 #include "platform/linux/changes/delete_tree.h"
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/file_operations.h"
-#include "tests/support/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
 #ifdef TESSARY_SANITIZE

@@ -15,10 +15,10 @@
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/managers/file_attributes.h"
 #include "platform/managers/launch_services.h"
+#include "tests/support/fault_injection/injected_errors.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/file_operations.h"
-#include "tests/support/injected_errors.h"
 #include "tests/support/ordinary_user.h"
-#include "tests/support/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {

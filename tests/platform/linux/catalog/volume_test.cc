@@ -10,8 +10,8 @@
 #include "platform/linux/catalog/capabilities.h"
 #include "platform/linux/descriptors/unique_fd.h"
 #include "platform/managers/autorelease_pool.h"
+#include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/file_operations.h"
-#include "tests/support/injected_errors.h"
 #include "tests/support/volumes.h"
 
 namespace tessary::test {

@@ -16,9 +16,9 @@
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/ordinary_user.h"
-#include "tests/support/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
 // Changes that another program makes between two of our system calls, and single calls that fail.

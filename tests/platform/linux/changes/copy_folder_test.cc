@@ -17,8 +17,8 @@
 
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/delete_tree.h"
+#include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/file_operations.h"
-#include "tests/support/injected_errors.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {

@@ -21,8 +21,8 @@
 
 #include "platform/linux/catalog/creation_date.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/file_operations.h"
-#include "tests/support/injected_errors.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"

@@ -10,7 +10,7 @@
 #include "platform/linux/changes/temp_item.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/linux/sidecars/sidecar_recovery.h"
-#include "tests/support/failing_allocations.h"
+#include "tests/support/fault_injection/failing_allocations.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/temporary_folder.h"
 

@@ -19,8 +19,8 @@
 #include "platform/linux/changes/temp_cleanup.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/file_operations.h"
-#include "tests/support/injected_errors.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {

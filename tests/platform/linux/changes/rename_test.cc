@@ -16,10 +16,10 @@
 #include "platform/linux/changes/rename_fallbacks.h"
 #include "platform/linux/changes/temp_cleanup.h"
 #include "platform/managers/autorelease_pool.h"
+#include "tests/support/fault_injection/injected_errors.h"
+#include "tests/support/fault_injection/process_kills.h"
 #include "tests/support/file_operations.h"
-#include "tests/support/injected_errors.h"
 #include "tests/support/ordinary_user.h"
-#include "tests/support/process_kills.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {

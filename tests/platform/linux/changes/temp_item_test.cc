@@ -13,7 +13,7 @@
 #include "platform/linux/changes/delete_tree.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/temp_cleanup.h"
-#include "tests/support/failing_allocations.h"
+#include "tests/support/fault_injection/failing_allocations.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"

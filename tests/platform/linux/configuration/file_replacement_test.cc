@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "platform/linux/descriptors/unique_fd.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/ordinary_user.h"
-#include "tests/support/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {

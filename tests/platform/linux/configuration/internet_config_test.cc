@@ -14,8 +14,8 @@
 
 #include "platform/linux/configuration/builtin_file_types.h"
 #include "platform/managers/text.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/ordinary_user.h"
-#include "tests/support/paused_calls.h"
 #include "tests/support/preferences_folder.h"
 #include "tests/support/temporary_folder.h"
 

@@ -21,8 +21,8 @@
 #include <vector>
 
 #include "tests/support/environment_variable.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/memory_volume.h"
-#include "tests/support/paused_calls.h"
 #include "tests/support/preferences_folder.h"
 #include "tests/support/temporary_folder.h"
 

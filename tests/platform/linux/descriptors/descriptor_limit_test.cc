@@ -4,7 +4,7 @@
 #include <sys/resource.h>
 
 #include "platform/managers/standard_files.h"
-#include "tests/support/injected_errors.h"
+#include "tests/support/fault_injection/injected_errors.h"
 
 namespace tessary::test {
 namespace {

@@ -16,8 +16,8 @@
 
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
+#include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/file_operations.h"
-#include "tests/support/injected_errors.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/temporary_folder.h"
 

@@ -1,4 +1,4 @@
-#include "tests/support/supervised_calls.h"
+#include "tests/support/fault_injection/supervised_calls.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

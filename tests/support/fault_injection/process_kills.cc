@@ -1,4 +1,4 @@
-#include "tests/support/process_kills.h"
+#include "tests/support/fault_injection/process_kills.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,8 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
+
+#include "tests/support/run_in_child.h"
 
 namespace tessary::test {
 namespace {
@@ -52,11 +53,6 @@ bool IsBeforeChange(pid_t child) {
   }
 }
 
-int FinishChild() {
-  (void)std::fflush(stdout);
-  return testing::Test::HasFailure() ? 1 : 0;
-}
-
 // Lets the child go on to its next stop at a call, with the signals that it gets. False when it has
 // ended, with the body or before.
 bool ContinueToNextCall(pid_t child, int* status) {
@@ -84,15 +80,13 @@ KillResult ResultOf(int status) {
 }  // namespace
 
 KillResult RunAndKillBeforeCall(unsigned call, const std::function<void()>& body) {
-  // What stands in the buffer would be written by both processes.
-  (void)std::fflush(stdout);
-  const pid_t child = fork();
+  const pid_t child = ForkChild();
   if (child == 0) {
     if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(kNotPermittedStatus);
     (void)raise(SIGSTOP);
     body();
     (void)raise(SIGSTOP);
-    _exit(FinishChild());
+    ExitChild();
   }
   int status = 0;
   EXPECT_EQ(child, waitpid(child, &status, 0));
@@ -106,18 +100,6 @@ KillResult RunAndKillBeforeCall(unsigned call, const std::function<void()>& body
     break;
   }
   return ResultOf(status);
-}
-
-bool RunInChild(const std::function<void()>& body) {
-  (void)std::fflush(stdout);
-  const pid_t child = fork();
-  if (child == 0) {
-    body();
-    _exit(FinishChild());
-  }
-  int status = 0;
-  EXPECT_EQ(child, waitpid(child, &status, 0));
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 }  // namespace tessary::test

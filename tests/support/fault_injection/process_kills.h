@@ -16,7 +16,4 @@ enum class KillResult {
 // them it leaves the same behind wherever it dies.
 KillResult RunAndKillBeforeCall(unsigned call, const std::function<void()>& body);
 
-// Runs `body` in a child process to its end. True when nothing failed in it.
-bool RunInChild(const std::function<void()>& body);
-
 }  // namespace tessary::test

@@ -1,4 +1,4 @@
-#include "tests/support/paused_calls.h"
+#include "tests/support/fault_injection/paused_calls.h"
 
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
@@ -9,7 +9,7 @@
 #include <cstring>
 #include <set>
 
-#include "tests/support/supervised_calls.h"
+#include "tests/support/fault_injection/supervised_calls.h"
 
 namespace tessary::test {
 namespace {

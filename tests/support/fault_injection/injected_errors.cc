@@ -1,4 +1,4 @@
-#include "tests/support/injected_errors.h"
+#include "tests/support/fault_injection/injected_errors.h"
 
 #include <gtest/gtest.h>
 #include <linux/filter.h>
