@@ -7,7 +7,7 @@
 namespace tessary {
 
 // Owns one file descriptor and closes it. Errors of close(2) are ignored: a caller that has to know
-// about deferred write errors asks for them before.
+// about deferred write errors checks for them before.
 class UniqueFd {
  public:
   UniqueFd() = default;
