@@ -21,16 +21,16 @@ bool HasComment(const std::string& path) {
   return size == static_cast<ssize_t>(std::strlen(kComment));
 }
 
-double TimeCopy(const ScratchDirectory& scratch, const std::string& source, bool carries) {
+double TimeCopy(const ScratchDirectory& scratch, const std::string& source, bool withComments) {
   const std::string destination = scratch.MakeFolder();
   std::vector<std::string> options = {"--copy"};
-  if (carries) options.emplace_back("--preserve-comments");
+  if (withComments) options.emplace_back("--preserve-comments");
   scratch.SyncFilesystem();
   const Usage usage = RunProgram(AggregateCommand(options, source, destination), scratch.path());
   const std::vector<std::string> copies = FilesBelow(destination);
   const auto commented = std::count_if(copies.begin(), copies.end(), HasComment);
-  if (static_cast<size_t>(commented) != (carries ? FilesBelow(source).size() : 0)) {
-    throw std::runtime_error("not the comments that were asked for");
+  if (static_cast<size_t>(commented) != (withComments ? FilesBelow(source).size() : 0)) {
+    throw std::runtime_error("wrong number of comments");
   }
   return usage.seconds;
 }
@@ -45,15 +45,16 @@ void MeasureComments(const Sizes& sizes, const ScratchDirectories& directories, 
   row.key = "comments";
   row.work = "copy " + std::to_string(sizes.commented) + " files of 4 KiB with their comments, " +
              scratch.type();
-  row.against = "the same without them";
+  row.baseline = "the same without comments";
   for (const std::string& file : FilesBelow(source)) {
     const int result = setxattr(file.c_str(), kAttribute, kComment, std::strlen(kComment), 0);
-    if (result != 0 && errno == ENOTSUP) return report->AddSkipped(row, "has no attributes");
+    if (result != 0 && errno == ENOTSUP)
+      return report->AddSkipped(row, "the filesystem has no attributes");
     Require(result == 0, file);
   }
   std::vector<Candidate> both;
-  both.push_back({"carrying comments", [&] { return TimeCopy(scratch, source, true); }});
-  both.push_back({"leaving them", [&] { return TimeCopy(scratch, source, false); }});
+  both.push_back({"with comments", [&] { return TimeCopy(scratch, source, true); }});
+  both.push_back({"without comments", [&] { return TimeCopy(scratch, source, false); }});
   RunRounds(row.work, sizes.rounds, &both);
   row.value = RatioOf(both[0], both[1]);
   row.figures = MicrosecondsText(both[0], both[1], sizes.commented);

@@ -9,7 +9,7 @@ namespace {
 constexpr size_t kSmallSize = 4096;
 constexpr size_t kLarge = 100'000;
 
-// What is copied, and against whom.
+// One measurement of copying.
 struct CopyCase {
   std::string key;
   size_t files = 0;
@@ -23,13 +23,14 @@ std::string SizeText(size_t bytes) {
                                 : std::to_string(bytes >> 10) + " KiB";
 }
 
-// The seconds of a copy into a fresh folder. Large copies are removed again, for the sake of space.
+// Returns the seconds of a copy into a fresh directory. Deletes large copies, to save space.
 double TimeCopy(const ScratchDirectory& scratch, const CopyCase& copying,
                 const std::function<Usage(const std::string& destination)>& copy) {
   const std::string destination = scratch.MakeFolder();
   scratch.SyncFilesystem();
   const double seconds = copy(destination).seconds;
-  if (FilesBelow(destination).size() != copying.files) throw std::runtime_error("not all copied");
+  if (FilesBelow(destination).size() != copying.files)
+    throw std::runtime_error("not all files were copied");
   if (copying.size > kLarge) std::filesystem::remove_all(destination);
   return seconds;
 }
@@ -58,10 +59,10 @@ void MeasureCopy(const Sizes& sizes, const ScratchDirectory& scratch, const Copy
   Row row;
   row.key = copying.key + "-" + scratch.type();
   row.work = "copy " + std::to_string(copying.files) + " files of " + SizeText(copying.size) +
-             (copying.usesReflink ? ", blocks shared, " : ", ") + scratch.type();
-  row.against = both[1].name;
+             (copying.usesReflink ? ", with reflinks, " : ", ") + scratch.type();
+  row.baseline = both[1].name;
   row.limit = copying.limit;
-  // Large copies take memory that nobody has used for long, which the first one would pay for.
+  // A warm-up run, because the first large copy also pays for memory that was not used recently.
   if (copying.size > kLarge) both[1].run();
   RunRounds(row.work, sizes.rounds, &both);
   row.value = RatioOf(both[0], both[1]);
@@ -84,10 +85,10 @@ void MeasureCopies(const Sizes& sizes, const ScratchDirectories& directories, Re
   }
   if (directories.clones.empty()) {
     report->AddSkipped({.key = "clone",
-                        .work = "copy files, blocks shared, xfs or btrfs",
-                        .against = "`cp -a --reflink=always`",
+                        .work = "copy files, with reflinks, xfs or btrfs",
+                        .baseline = "`cp -a --reflink=always`",
                         .limit = 1.0},
-                       "needs such a volume, which root can mount and `--clones DIR` names");
+                       "requires a filesystem with reflinks: run as root or use `--clones DIR`");
   }
 }
 

@@ -7,13 +7,13 @@
 #include "bench/report.h"
 #include "bench/workload.h"
 
-// The measurements. Each adds the rows that it stands for to the report, also those that cannot be
-// had on this machine, with the reason.
+// The measurements. Each adds its rows to the report. Rows that cannot be measured on this machine
+// are added with the reason.
 namespace tessary::bench {
 
-// Where the work is done: a folder of this program's own on each file system that is measured.
-// Nothing in them is removed before the end, since creating files just after others were deleted is
-// slow on some file systems and would be charged to whoever comes next.
+// One scratch directory on each filesystem that is measured. Nothing in them is deleted before the
+// end, because on some filesystems a deletion slows down the creation of files after it, and so the
+// next run.
 struct ScratchDirectories {
   ScratchDirectory disk;
   ScratchDirectory memory;
@@ -28,28 +28,30 @@ struct Group {
   Measure measure;
 };
 
-// In the order in which they are run.
+// Returns the groups in the order in which they run.
 const std::vector<Group>& Groups();
 
-// Moving many small files, by the kinds that rename an item once, and by date, which does it twice.
+// Moving many small files, by the kinds that rename an item once, and by date, which renames it
+// twice.
 void MeasureMoves(const Sizes& sizes, const ScratchDirectories& directories, Report* report);
 
-// Copying small files and large ones, with and without sharing blocks.
+// Copying small and large files, with and without reflinks.
 void MeasureCopies(const Sizes& sizes, const ScratchDirectories& directories, Report* report);
 
-// Moving from one device to another, each file made durable before its original is deleted.
+// Moving to another device; each file is made durable before its original is deleted.
 void MeasureMovesAcross(const Sizes& sizes, const ScratchDirectories& directories, Report* report);
 
-// The time that an item takes as folders grow, in number, in depth and in width, and the memory.
+// The time per item and the peak memory as the number of files, the depth and the width of the
+// source grow.
 void MeasureGrowth(const Sizes& sizes, const ScratchDirectories& directories, Report* report);
 
-// What a run takes that finds nothing to do.
+// The cost of a run that finds nothing to do.
 void MeasureIdleRuns(const Sizes& sizes, const ScratchDirectories& directories, Report* report);
 
-// What comments add to a copy.
+// The cost of preserving comments in a copy.
 void MeasureComments(const Sizes& sizes, const ScratchDirectories& directories, Report* report);
 
-// The desktop program's way to its window, and what it takes while it stands idle.
+// The start of the desktop program, and the processor time of its idle window.
 void MeasureWindow(const Sizes& sizes, const ScratchDirectories& directories, Report* report);
 
 }  // namespace tessary::bench

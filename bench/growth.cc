@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t kFilesPerFolder = 10;
 
-// Growth shows after few rounds, and the greatest sizes take long.
+// At most three rounds, because the largest sizes take long.
 int RoundsOf(const Sizes& sizes) { return std::min(sizes.rounds, 3); }
 
 double PeakOfEmptyRun(const ScratchDirectory& scratch) {
@@ -21,20 +21,20 @@ double PeakOfEmptyRun(const ScratchDirectory& scratch) {
       .peakBytes;
 }
 
-// The greatest figure of each round divided by its least.
+// Returns the largest figure of each round divided by the smallest.
 Ratio Spread(const std::vector<Candidate>& candidates) {
-  Candidate greatest = candidates.front();
-  Candidate least = candidates.front();
+  Candidate maximum = candidates.front();
+  Candidate minimum = candidates.front();
   for (const Candidate& candidate : candidates) {
     for (size_t i = 0; i < candidate.figures.size(); ++i) {
-      greatest.figures[i] = std::max(greatest.figures[i], candidate.figures[i]);
-      least.figures[i] = std::min(least.figures[i], candidate.figures[i]);
+      maximum.figures[i] = std::max(maximum.figures[i], candidate.figures[i]);
+      minimum.figures[i] = std::min(minimum.figures[i], candidate.figures[i]);
     }
   }
-  return RatioOf(greatest, least);
+  return RatioOf(maximum, minimum);
 }
 
-// Moves ever more files out of one folder. The figure is the seconds an item.
+// Moves increasing numbers of files out of one folder. The figure is the seconds per item.
 void MeasureFileCounts(const Sizes& sizes, const ScratchDirectory& scratch, Report* report) {
   std::vector<std::unique_ptr<FileSet>> fileSets;
   std::vector<Candidate> candidates;
@@ -58,12 +58,12 @@ void MeasureFileCounts(const Sizes& sizes, const ScratchDirectory& scratch, Repo
   row.key = "growth-number";
   row.work = "growth: " + std::to_string(sizes.growth.front()) + " to " +
              std::to_string(sizes.growth.back()) + " files moved, " + scratch.type();
-  row.against = "time per item, largest against smallest";
+  row.baseline = "time per item, largest against smallest";
   row.limit = 1.3;
   row.value = Spread(candidates);
   for (const Candidate& candidate : candidates) {
     row.figures += (row.figures.empty() ? "" : ", ") + candidate.name +
-                   " files: " + NumberText(Median(candidate.figures) * 1e6) + " µs an item";
+                   " files: " + NumberText(Median(candidate.figures) * 1e6) + " µs per item";
   }
   report->Add(row);
 
@@ -71,11 +71,11 @@ void MeasureFileCounts(const Sizes& sizes, const ScratchDirectory& scratch, Repo
   Row memory;
   memory.key = "memory";
   memory.work = "peak memory, " + std::to_string(sizes.growth.back()) + " files in one folder";
-  memory.against = "a run over an empty folder";
+  memory.baseline = "a run over an empty folder";
   memory.limit = 200;
-  memory.unit = "bytes an item";
+  memory.unit = "bytes per item";
   memory.value = {bytes, bytes, bytes};
-  memory.figures = NumberText(peak / (1 << 20)) + " MiB at the peak";
+  memory.figures = NumberText(peak / (1 << 20)) + " MiB peak";
   report->Add(memory);
 }
 
@@ -103,11 +103,11 @@ double TimeRecursiveMove(const ScratchDirectory& scratch, const std::string& sou
   scratch.SyncFilesystem();
   const Usage usage =
       RunProgram(AggregateCommand({"--move", "--recurse"}, source, destination), scratch.path());
-  if (FilesBelow(destination).size() != count) throw std::runtime_error("not all was moved");
+  if (FilesBelow(destination).size() != count) throw std::runtime_error("not all files were moved");
   return usage.seconds;
 }
 
-// Moves the files of a tree and, against it, as many out of one folder.
+// Compares moving the files of a tree with moving the same number of files out of one folder.
 void MeasureTree(const Sizes& sizes, const ScratchDirectory& scratch, size_t count,
                  MakeTree makeTree, Row row, Report* report) {
   std::vector<Candidate> both;
@@ -116,14 +116,14 @@ void MeasureTree(const Sizes& sizes, const ScratchDirectory& scratch, size_t cou
                     makeTree(sizes, source);
                     return TimeRecursiveMove(scratch, source, count);
                   }});
-  both.push_back({"as many in one folder", [&] {
+  both.push_back({"the same number of files in one folder", [&] {
                     const std::string source = scratch.MakeFolder();
                     FillFolder(source, 0, count, 0);
                     return TimeRecursiveMove(scratch, source, count);
                   }});
   RunRounds(row.work, RoundsOf(sizes), &both);
   row.work += ", " + scratch.type();
-  row.against = both[1].name;
+  row.baseline = both[1].name;
   row.limit = 2.0;
   row.value = RatioOf(both[0], both[1]);
   row.figures = MicrosecondsText(both[0], both[1], count);
@@ -137,7 +137,7 @@ void MeasureGrowth(const Sizes& sizes, const ScratchDirectories& directories, Re
   MeasureFileCounts(sizes, scratch, report);
   MeasureTree(sizes, scratch, sizes.depth * sizes.filesPerLevel, MakeDeepTree,
               {.key = "growth-depth",
-               .work = "growth: " + std::to_string(sizes.depth) + " folders in one another, " +
+               .work = "growth: " + std::to_string(sizes.depth) + " nested folders, " +
                        std::to_string(sizes.filesPerLevel) + " files in each"},
               report);
   MeasureTree(sizes, scratch, sizes.wide * kFilesPerFolder, MakeWideTree,

@@ -5,8 +5,8 @@
 namespace tessary::bench {
 namespace {
 
-// A run over files that all lie in their key's folder already, against listing them with their
-// sizes. The figure is processor time.
+// Compares a run over files that are all in their key folder with listing them with their sizes.
+// The figure is the processor time.
 void MeasureInPlace(const Sizes& sizes, const ScratchDirectory& scratch, Report* report) {
   const std::string destination = scratch.MakeFolder();
   const std::string source = destination + "/txt";
@@ -25,8 +25,8 @@ void MeasureInPlace(const Sizes& sizes, const ScratchDirectory& scratch, Report*
        }});
   Row row;
   row.key = "in-place-" + scratch.type();
-  row.work = "find " + std::to_string(sizes.inPlace) + " files in place, " + scratch.type();
-  row.against = both[1].name + ", processor time";
+  row.work = "run over " + std::to_string(sizes.inPlace) + " files in place, " + scratch.type();
+  row.baseline = both[1].name + ", processor time";
   row.limit = 5.0;
   RunRounds(row.work, sizes.rounds, &both);
   row.value = RatioOf(both[0], both[1]);
@@ -48,8 +48,8 @@ void MeasureStart(const Sizes& sizes, const ScratchDirectory& scratch, Report* r
                   }});
   Row row;
   row.key = "start";
-  row.work = "start, and find an empty folder";
-  row.against = both[1].name + " of it";
+  row.work = "start, and run over an empty folder";
+  row.baseline = both[1].name + " of that folder";
   row.limit = 3.0;
   RunRounds(row.work, sizes.starts, &both);
   row.value = RatioOf(both[0], both[1]);

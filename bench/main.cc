@@ -1,4 +1,4 @@
-// Measures the product against named rivals; README.md beside this file tells how.
+// Compares the performance of the programs with baselines; see README.md in this folder.
 
 #include <cstdlib>
 #include <exception>
@@ -22,27 +22,29 @@ const std::vector<Group>& Groups() {
 namespace {
 
 ScratchDirectories MakeScratchDirectories(const Options& options) {
-  const bool leaves = options.leavesFiles;
+  const bool keepsFiles = options.keepsFiles;
   ScratchDirectories directories = {
-      ScratchDirectory(options.folder, leaves), ScratchDirectory(options.memory), {}, {}};
-  for (const std::string& folder : options.clones) directories.clones.emplace_back(folder, leaves);
-  for (const std::string& folder : options.others) directories.others.emplace_back(folder, leaves);
+      ScratchDirectory(options.folder, keepsFiles), ScratchDirectory(options.memory), {}, {}};
+  for (const std::string& folder : options.clones)
+    directories.clones.emplace_back(folder, keepsFiles);
+  for (const std::string& folder : options.others)
+    directories.others.emplace_back(folder, keepsFiles);
   return directories;
 }
 
-// Answers whether everything could be measured that there is ground for.
+// Runs the groups that the options select. Returns false if a group failed.
 bool MeasureAll(const Options& options, const ScratchDirectories& directories, Report* report) {
-  bool isWhole = true;
+  bool isComplete = true;
   for (const Group& group : Groups()) {
     if (!options.Wants(group.name)) continue;
     try {
       group.measure(options.sizes, directories, report);
     } catch (const std::exception& error) {
       report->AddSkipped({.key = group.name, .work = "(" + group.name + ")"}, error.what());
-      isWhole = false;
+      isComplete = false;
     }
   }
-  return isWhole;
+  return isComplete;
 }
 
 void WriteReport(const Options& options, const ScratchDirectories& directories,
@@ -58,14 +60,14 @@ void WriteReport(const Options& options, const ScratchDirectories& directories,
 
 bool Run(const Options& options) {
   const ScratchDirectories directories = MakeScratchDirectories(options);
-  // Nobody's own settings are measured. People's lie on a disk, where asking for a file that is not
-  // there takes a quarter of the time that it takes in memory.
+  // Without the settings of the user. On the disk, where settings usually are: there a lookup of a
+  // missing file takes a quarter of the time that it takes on a tmpfs.
   setenv("XDG_CONFIG_HOME", directories.disk.MakeFolder().c_str(), 1);
   Report report;
-  const bool isWhole = MeasureAll(options, directories, &report);
+  const bool isComplete = MeasureAll(options, directories, &report);
   if (!options.report.empty()) WriteReport(options, directories, report);
-  if (!options.leavesFiles) std::cerr << "removing the files" << std::endl;
-  return isWhole;
+  if (!options.keepsFiles) std::cerr << "deleting the files" << std::endl;
+  return isComplete;
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ double SecondsOf(const timeval& time) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
 
-// Waits for a child that was started at `start`.
+// Waits for a child that was started at `start`, and returns its usage.
 Usage WaitFor(pid_t child, std::chrono::steady_clock::time_point start, const std::string& what) {
   int status = 0;
   rusage usage = {};
@@ -37,7 +37,7 @@ Usage WaitFor(pid_t child, std::chrono::steady_clock::time_point start, const st
 
 }  // namespace
 
-// Spawned, not forked: the memory of this process would cost each start a different time.
+// Spawned, because the time of fork depends on the memory of this process.
 Usage RunProgram(const std::vector<std::string>& command, const std::string& logs) {
   std::vector<char*> arguments;
   arguments.reserve(command.size() + 1);
@@ -68,7 +68,7 @@ Usage RunInChild(const std::function<bool()>& work) {
   const pid_t child = fork();
   Require(child >= 0, "cannot fork");
   if (child == 0) _exit(work() ? 0 : 1);
-  return WaitFor(child, start, "a bare loop");
+  return WaitFor(child, start, "the loop");
 }
 
 bool IsInstalled(const std::string& program) {
@@ -107,8 +107,8 @@ Ratio RatioOf(const Candidate& first, const Candidate& second) {
   for (size_t round = 0; round < first.figures.size(); ++round) {
     ratios.push_back(first.figures[round] / second.figures[round]);
   }
-  const auto [least, greatest] = std::minmax_element(ratios.begin(), ratios.end());
-  return {Median(ratios), *least, *greatest};
+  const auto [minimum, maximum] = std::minmax_element(ratios.begin(), ratios.end());
+  return {Median(ratios), *minimum, *maximum};
 }
 
 }  // namespace tessary::bench

@@ -4,52 +4,52 @@
 #include <string>
 #include <vector>
 
-// Running a candidate and telling what it took. What cannot be done ends the program: everything
-// here throws std::runtime_error with a sentence for the user.
+// Runs programs and measures their time and memory. All functions throw std::runtime_error with a
+// message for the user if they fail.
 namespace tessary::bench {
 
-// What a process took until it ended.
+// The resources that a process used until its exit.
 struct Usage {
   double seconds = 0;
-  double processorSeconds = 0;  // its own and the kernel's for it
+  double processorSeconds = 0;  // in user and kernel mode
   double peakBytes = 0;
 };
 
-// Runs a program, found by PATH, with its standard output and error going to files in the folder
-// `logs`, and waits for its end. One that fails has not been measured.
+// Runs a program, found in PATH, with its standard output and error going to files in the folder
+// `logs`, and waits for its exit. Throws if it exits with another status than 0.
 Usage RunProgram(const std::vector<std::string>& command, const std::string& logs);
 
-// The same of work that is done in a process of its own. `work` answers whether it was done.
+// Runs `work` in a child process. Throws if it returns false.
 Usage RunInChild(const std::function<bool()>& work);
 
-// Has this process be no larger than it has to. A program's peak begins with that of the process
-// that started it.
+// Frees unused memory of this process and resets its peak, because the peak of a new program starts
+// with that of its parent process.
 void ResetPeakMemory();
 
-// True when a program of that name is found by PATH.
+// Returns true if a program with this name is in PATH.
 bool IsInstalled(const std::string& program);
 
-// Throws, with what errno says, where a call failed.
+// Throws with the message of errno unless `worked`.
 void Require(bool worked, const std::string& what);
 
-// Somebody who does the same work as another, once a round.
+// A program or loop that is compared with others.
 struct Candidate {
   std::string name;
-  std::function<double()> run;  // does the work on fresh ground and answers the figure
+  std::function<double()> run;  // works in a fresh directory and returns the figure
   std::vector<double> figures = {};
 };
 
-// Runs all of them in each round, one after the other, each round beginning with the next of them,
-// so that nobody always comes first. Says on standard error which round of `what` it is.
+// Runs each candidate once per round. Each round starts with the next candidate, so that none is
+// always the first. Prints the number of the round of `what` to standard error.
 void RunRounds(const std::string& what, int rounds, std::vector<Candidate>* candidates);
 
 double Median(std::vector<double> values);
 
-// The figures of the one divided by those of the other, round by round.
+// The figures of one candidate divided by those of another, round by round.
 struct Ratio {
   double median = 0;
-  double least = 0;
-  double greatest = 0;
+  double minimum = 0;
+  double maximum = 0;
 };
 Ratio RatioOf(const Candidate& first, const Candidate& second);
 

@@ -14,8 +14,8 @@ namespace {
 
 constexpr size_t kFileSize = 16;
 
-// Renames every file of a folder into the folder below `to` that has the name of its extension,
-// straight or, in two steps, by way of `to` itself: the least that any program must do.
+// Renames each file of a folder into the folder of its extension below `to`: directly, or in two
+// steps through `to` itself. This is the minimum of work that any program has to do.
 bool RenameAll(const std::string& from, const std::string& to, int steps) {
   DIR* source = opendir(from.c_str());
   const int destination = open(to.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
@@ -37,8 +37,8 @@ bool RenameAll(const std::string& from, const std::string& to, int steps) {
   return true;
 }
 
-// The same two renames in the order in which a run by date has to make them: all files into one
-// folder, and only then each out of it again.
+// Makes the two renames in the order of a run by date: first all files into one folder, then each
+// out of it.
 bool RenameAllInTwoPasses(const std::string& from, const std::string& to) {
   DIR* source = opendir(from.c_str());
   const int destination = open(to.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
@@ -50,7 +50,7 @@ bool RenameAllInTwoPasses(const std::string& from, const std::string& to) {
   return RenameAll(to, to, 1);
 }
 
-// mv called once for each folder, with the folders there and the names known.
+// Returns the seconds of one mv per folder. The folders and the lists of names are made before.
 double TimeMv(const FileSet& fileSet, const std::string& logs) {
   std::map<std::string, std::vector<std::string>> commands;
   for (const std::string& file : FilesBelow(fileSet.source())) {
@@ -79,18 +79,17 @@ class MoveComparison {
   void Run() {
     std::vector<Candidate> all;
     for (const char* kind : kKinds) all.push_back(Ours(kind));
-    all.push_back(Bare("a bare `renameat` loop", [this] { return RenameAll(from(), to(), 1); }));
+    all.push_back(Loop("a `renameat` loop", [this] { return RenameAll(from(), to(), 1); }));
     all.push_back(Mv());
     all.push_back(Ours(kDateKind));
-    all.push_back(
-        Bare("a bare loop of both renames", [this] { return RenameAll(from(), to(), 2); }));
-    all.push_back(Bare("two bare loops, one after the other",
+    all.push_back(Loop("a loop with both renames", [this] { return RenameAll(from(), to(), 2); }));
+    all.push_back(Loop("two loops, one after the other",
                        [this] { return RenameAllInTwoPasses(from(), to()); }));
     RunRounds("move on " + scratch_.type(), rounds_, &all);
 
-    const double bareLimit = scratch_.type() == "tmpfs" ? 2.0 : 1.5;
+    const double loopLimit = scratch_.type() == "tmpfs" ? 2.0 : 1.5;
     for (size_t i = 0; i < std::size(kKinds); ++i) {
-      AddRow(kKinds[i], "bare", bareLimit, all[i], all[3]);
+      AddRow(kKinds[i], "bare", loopLimit, all[i], all[3]);
       AddRow(kKinds[i], "mv", 1.0, all[i], all[4]);
     }
     AddRow(kDateKind, "bare", 1.5, all[5], all[6]);
@@ -116,7 +115,7 @@ class MoveComparison {
   const std::string& from() const { return fileSet_.source(); }
   const std::string& to() const { return fileSet_.destination(); }
 
-  Candidate Bare(const std::string& name, const std::function<bool()>& work) {
+  Candidate Loop(const std::string& name, const std::function<bool()>& work) {
     return {name, [this, work] {
               fileSet_.Reset();
               const Usage usage = RunInChild(work);
@@ -140,7 +139,7 @@ class MoveComparison {
     row.key = "move-" + kind + "-" + baseline + "-" + scratch_.type();
     row.work = "move " + std::to_string(fileSet_.count()) + " small files by " + kind + ", " +
                scratch_.type();
-    row.against = theirs.name;
+    row.baseline = theirs.name;
     row.limit = limit;
     row.value = RatioOf(ours, theirs);
     row.figures = MicrosecondsText(ours, theirs, fileSet_.count());

@@ -9,7 +9,7 @@ constexpr size_t kFileSize = 4096;
 constexpr double kLimit = 0.8;
 constexpr char kBaseline[] = "`rsync -a --fsync --remove-source-files`";
 
-// The seconds of a move of fresh files to a fresh folder on another device.
+// Returns the seconds of a move of new files to a fresh directory on another device.
 double TimeMove(const ScratchDirectory& from, const ScratchDirectory& to, size_t files,
                 std::vector<std::string> (*command)(const std::string& source,
                                                     const std::string& destination)) {
@@ -20,7 +20,7 @@ double TimeMove(const ScratchDirectory& from, const ScratchDirectory& to, size_t
   to.SyncFilesystem();
   const double seconds = RunProgram(command(source, destination), from.path()).seconds;
   const bool isMoved = FilesBelow(source).empty() && FilesBelow(destination).size() == files;
-  if (!isMoved) throw std::runtime_error("not all was moved to the other device");
+  if (!isMoved) throw std::runtime_error("not all files were moved");
   return seconds;
 }
 
@@ -42,8 +42,8 @@ void MeasureMove(const Sizes& sizes, const ScratchDirectory& from, const Scratch
   Row row;
   row.key = "across-" + from.type() + "-" + to.type();
   row.work = "move " + std::to_string(files) + " files of 4 KiB from " + from.type() + " to " +
-             to.type() + ", each durable before its original goes";
-  row.against = kBaseline;
+             to.type() + ", each made durable before its original is deleted";
+  row.baseline = kBaseline;
   row.limit = kLimit;
   if (!IsInstalled("rsync")) return report->AddSkipped(row, "rsync is not installed");
   RunRounds("move from " + from.type() + " to " + to.type(), sizes.rounds, &both);
@@ -61,9 +61,9 @@ void MeasureMovesAcross(const Sizes& sizes, const ScratchDirectories& directorie
   if (directories.others.empty()) {
     report->AddSkipped({.key = "across",
                         .work = "move files from one disk to another",
-                        .against = kBaseline,
+                        .baseline = kBaseline,
                         .limit = kLimit},
-                       "needs a second one, which root can mount and `--other DIR` names");
+                       "requires a second disk: run as root or use `--other DIR`");
   }
 }
 

@@ -22,7 +22,7 @@ namespace {
   std::exit(2);
 }
 
-// A little of everything, to see that it works.
+// A few files for each measurement, to check that it works.
 Sizes SmokeSizes() {
   Sizes sizes;
   sizes.rounds = 1;
@@ -37,7 +37,7 @@ Sizes SmokeSizes() {
   return sizes;
 }
 
-bool TakeText(const std::string& name, const std::string& value, Options* options) {
+bool ParseTextOption(const std::string& name, const std::string& value, Options* options) {
   if (name == "--folder") {
     options->folder = value;
   } else if (name == "--memory") {
@@ -60,7 +60,7 @@ bool TakeText(const std::string& name, const std::string& value, Options* option
   return true;
 }
 
-bool TakeGroup(const std::string& name, Options* options) {
+bool ParseGroup(const std::string& name, Options* options) {
   const std::vector<Group>& groups = Groups();
   const bool isKnown = std::any_of(groups.begin(), groups.end(),
                                    [&name](const Group& group) { return group.name == name; });
@@ -86,9 +86,9 @@ Options ReadOptions(int count, char** arguments) {
       options.sizes.rounds = 7;
       options.sizes.movedAcross = options.sizes.copied;
     } else if (name == "--leave") {
-      options.leavesFiles = true;
-    } else if (!TakeGroup(name, &options)) {
-      if (i + 1 == count || !TakeText(name, arguments[i + 1], &options)) PrintUsageAndExit();
+      options.keepsFiles = true;
+    } else if (!ParseGroup(name, &options)) {
+      if (i + 1 == count || !ParseTextOption(name, arguments[i + 1], &options)) PrintUsageAndExit();
       ++i;
     }
   }

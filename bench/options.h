@@ -5,7 +5,7 @@
 
 namespace tessary::bench {
 
-// How much work is measured.
+// The number and size of files in each measurement.
 struct Sizes {
   int rounds = 5;
   size_t moved = 100'000;
@@ -16,7 +16,7 @@ struct Sizes {
   std::vector<size_t> growth = {10'000, 100'000, 1'000'000};
   size_t depth = 500;
   size_t filesPerLevel = 40;
-  size_t wide = 20'000;  // folders, of ten files each
+  size_t wide = 20'000;  // folders with ten files each
   size_t inPlace = 100'000;
   int starts = 41;
   size_t commented = 10'000;
@@ -24,21 +24,20 @@ struct Sizes {
 
 struct Options {
   Sizes sizes;
-  std::string folder;               // where users' files lie: the file system measured on
-  std::string memory = "/dev/shm";  // the same on a tmpfs
-  std::vector<std::string> clones;  // folders on volumes whose files can share blocks
+  std::string folder;               // on the filesystem to measure
+  std::string memory = "/dev/shm";  // on a tmpfs
+  std::vector<std::string> clones;  // folders on filesystems with reflinks
   std::vector<std::string> others;  // folders on other devices, to move from
-  std::vector<std::string> groups;  // the measurements wanted; none: all
-  std::string report;               // the file that the table is written to; none: nowhere
-  std::string reasons;              // the file that tells why a row misses
-  std::string commit = "unknown";   // of the product measured
-  bool leavesFiles = false;         // on all but the tmpfs, for volumes that go when this is over
+  std::vector<std::string> groups;  // the selected groups; empty: all
+  std::string report;               // the file for the table; empty: no file
+  std::string reasons;              // the file with the reasons for missed limits
+  std::string commit = "unknown";   // the version that is measured
+  bool keepsFiles = false;          // do not delete the files at the end, except on the tmpfs
 
   bool Wants(const std::string& group) const;
 };
 
-// Reads the command line; on anything that it does not know, says how the program is used and ends
-// it with status 2.
+// Parses the command line. On an error, prints the usage and exits with status 2.
 Options ReadOptions(int count, char** arguments);
 
 }  // namespace tessary::bench

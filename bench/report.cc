@@ -16,7 +16,7 @@ namespace {
 std::string Verdict(const Row& row) {
   if (!row.skipped.empty()) return "not measured: " + row.skipped;
   if (row.limit == 0) return "";
-  return row.value.median <= row.limit ? "reached" : "**missed**";
+  return row.value.median <= row.limit ? "met" : "**missed**";
 }
 
 std::string WithUnit(double number, const std::string& unit) {
@@ -26,13 +26,13 @@ std::string WithUnit(double number, const std::string& unit) {
 std::string Value(const Row& row) {
   if (!row.skipped.empty()) return "";
   std::string text = WithUnit(row.value.median, row.unit);
-  if (row.value.least != row.value.greatest) {
-    text += " (" + NumberText(row.value.least) + " to " + NumberText(row.value.greatest) + ")";
+  if (row.value.minimum != row.value.maximum) {
+    text += " (" + NumberText(row.value.minimum) + " to " + NumberText(row.value.maximum) + ")";
   }
   return text;
 }
 
-// The processor as the kernel names it.
+// Returns the name of the processor.
 std::string ProcessorName() {
   std::ifstream file("/proc/cpuinfo");
   for (std::string line; std::getline(file, line);) {
@@ -60,8 +60,9 @@ std::string Today() {
 }  // namespace
 
 void Report::Add(Row row) {
-  std::cout << row.work << (row.against.empty() ? "" : " / ") << row.against << ": " << Value(row);
-  if (row.limit != 0) std::cout << ", at most " << WithUnit(row.limit, row.unit);
+  std::cout << row.work << (row.baseline.empty() ? "" : " / ") << row.baseline << ": "
+            << Value(row);
+  if (row.limit != 0) std::cout << ", limit " << WithUnit(row.limit, row.unit);
   std::cout << ' ' << Verdict(row) << (row.figures.empty() ? "" : "; ") << row.figures << std::endl;
   rows_.push_back(std::move(row));
 }
@@ -73,34 +74,34 @@ void Report::AddSkipped(Row row, std::string why) {
 
 void Report::Write(std::ostream& out, const std::string& machine, const std::string& commit,
                    const std::map<std::string, std::string>& reasons) const {
-  out << "# What has been measured\n\n"
-         "`make bench` wrote this page. The product was built as a release and timed as a whole\n"
-         "process with its log going to a file, and each rival on ground as fresh as its own, in\n"
-         "alternation. A ratio is the product's figure divided by the rival's of the same round:\n"
-         "the median of the rounds, with the least and the greatest. Less than 1 is ahead of "
-         "it.\n\n"
-         "To repeat it: `make bench`, on a machine that does nothing else. "
-         "[bench/README.md](../bench/README.md)\n"
-         "tells what each measurement does, and how to choose the file system, the sizes and the\n"
-         "rounds.\n\n"
+  out << "# Performance\n\n"
+         "This page was written by `make bench`. Release builds are timed as whole processes, "
+         "with\n"
+         "their log going to a file, alternating with each baseline in its own fresh directory. A\n"
+         "ratio is the figure of Tessary divided by that of the baseline in the same round; the\n"
+         "table shows the median of the rounds, the minimum and the maximum. A ratio below 1 "
+         "means\n"
+         "that Tessary is faster.\n\n"
+         "To repeat the measurements, run `make bench` on an idle machine.\n"
+         "[bench/README.md](../bench/README.md) describes each measurement, and how to choose the\n"
+         "filesystem, the sizes and the number of rounds.\n\n"
       << "- Machine: " << machine << "\n- Commit: " << commit << "\n- Date: " << Today() << "\n\n"
-      << "| Work | Against | At most | Measured | | Figures |\n|---|---|---|---|---|---|\n";
+      << "| Work | Baseline | Limit | Measured | Result | Figures |\n|---|---|---|---|---|---|\n";
   for (const Row& row : rows_) {
-    out << "| " << row.work << " | " << row.against << " | "
+    out << "| " << row.work << " | " << row.baseline << " | "
         << (row.limit == 0 ? "" : WithUnit(row.limit, row.unit)) << " | " << Value(row) << " | "
         << Verdict(row) << " | " << row.figures << " |\n";
   }
-  out << "\n## Why rows miss\n\n";
+  out << "\n## Reasons for missed limits\n\n";
   bool isAnyMissed = false;
   for (const Row& row : rows_) {
     if (row.limit == 0 || !row.skipped.empty() || row.value.median <= row.limit) continue;
     isAnyMissed = true;
     const auto reason = reasons.find(row.key);
     out << "- **" << row.work << "** (`" << row.key
-        << "`): " << (reason == reasons.end() ? "nobody has written down why." : reason->second)
-        << "\n";
+        << "`): " << (reason == reasons.end() ? "no reason is given." : reason->second) << "\n";
   }
-  if (!isAnyMissed) out << "None does.\n";
+  if (!isAnyMissed) out << "All limits were met.\n";
 }
 
 std::map<std::string, std::string> ReadReasons(const std::string& path) {
@@ -134,12 +135,12 @@ std::string NumberText(double number) {
 
 std::string MicrosecondsText(const Candidate& first, const Candidate& second, size_t items) {
   const double scale = 1e6 / static_cast<double>(items);
-  return NumberText(Median(first.figures) * scale) + " µs against " +
-         NumberText(Median(second.figures) * scale) + " µs an item";
+  return NumberText(Median(first.figures) * scale) + " µs vs. " +
+         NumberText(Median(second.figures) * scale) + " µs per item";
 }
 
 std::string MillisecondsText(const Candidate& first, const Candidate& second) {
-  return NumberText(Median(first.figures) * 1e3) + " ms against " +
+  return NumberText(Median(first.figures) * 1e3) + " ms vs. " +
          NumberText(Median(second.figures) * 1e3) + " ms";
 }
 

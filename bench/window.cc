@@ -22,9 +22,11 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kPollInterval = std::chrono::milliseconds(2);
 constexpr auto kIdleTime = std::chrono::seconds(5);
-constexpr size_t kTimeFields = 13;  // fields of /proc/PID/stat between the name's ")" and utime
+// The numbers of the first field after the name in /proc/PID/stat, and of utime, as in proc(5).
+constexpr int kFieldAfterName = 3;
+constexpr int kUserTimeField = 14;
 
-// Starts a program with its output going nowhere, or standard output to a file.
+// Starts a program without standard error, and with its standard output going to a file.
 pid_t Start(std::vector<std::string> command, const std::string& output = "/dev/null") {
   std::vector<char*> arguments;
   arguments.reserve(command.size() + 1);
@@ -57,7 +59,7 @@ std::string OutputOf(const std::string& command) {
   return text;
 }
 
-// A screen of its own for a machine that has none.
+// Starts a virtual X server if DISPLAY is not set.
 class Screen {
  public:
   Screen() {
@@ -88,38 +90,37 @@ bool IsWindowVisible() {
   return !OutputOf("xdotool search --onlyvisible --name '^Tessary$' 2>/dev/null").empty();
 }
 
-// The seconds until the window is on the screen. The looking takes its time, too, so that the true
-// figure is a little less.
+// Starts the program and returns the seconds until its window is visible. Includes the time of the
+// last poll, so the true figure is a little smaller.
 double TimeUntilVisible(pid_t* program) {
-  // The one of the round before may still be going.
+  // Waits for the window of the previous round to disappear.
   while (IsWindowVisible()) std::this_thread::sleep_for(kPollInterval);
   const auto start = Clock::now();
   *program = Start({TESSARY});
   while (!IsWindowVisible()) {
-    Require(waitpid(*program, nullptr, WNOHANG) == 0, "the program has ended");
+    Require(waitpid(*program, nullptr, WNOHANG) == 0, "the program has exited");
     std::this_thread::sleep_for(kPollInterval);
   }
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// The processor time that a process has taken, in ticks, its own and the kernel's for it.
+// Returns the processor time of a process in user and kernel mode, in clock ticks.
 long TicksOf(pid_t process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/stat");
   std::string line;
   std::getline(file, line);
   std::istringstream fields(line.substr(line.rfind(')') + 1));
   std::string skipped;
-  for (size_t field = 0; field + 2 < kTimeFields; ++field) fields >> skipped;
+  for (int field = kFieldAfterName; field < kUserTimeField; ++field) fields >> skipped;
   long user = 0;
   long kernel = 0;
   Require(static_cast<bool>(fields >> user >> kernel), "cannot read the processor time");
   return user + kernel;
 }
 
-// The window on the display in DISPLAY, where that is set; else on a screen of its own without a
-// monitor.
+// Measures both rows, on DISPLAY if it is set, otherwise on a virtual X server.
 void MeasureOpening(const Sizes& sizes, Row window, Row idle, Report* report) {
-  // Another instance in the session would take the start over.
+  // Without the session bus, on which the start would be forwarded to a running instance.
   setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
   const Screen screen;
   pid_t program = 0;
@@ -129,9 +130,9 @@ void MeasureOpening(const Sizes& sizes, Row window, Row idle, Report* report) {
                      return TimeUntilVisible(&program);
                    }});
   RunRounds(window.work, sizes.rounds, &alone);
-  const auto [least, greatest] =
+  const auto [minimum, maximum] =
       std::minmax_element(alone[0].figures.begin(), alone[0].figures.end());
-  window.value = {Median(alone[0].figures), *least, *greatest};
+  window.value = {Median(alone[0].figures), *minimum, *maximum};
   report->Add(window);
 
   std::this_thread::sleep_for(std::chrono::seconds(1));
@@ -148,13 +149,13 @@ void MeasureOpening(const Sizes& sizes, Row window, Row idle, Report* report) {
 
 void MeasureWindow(const Sizes& sizes, const ScratchDirectories& /*directories*/, Report* report) {
   const Row window = {.key = "window",
-                      .work = "start the desktop program, to the window on the screen",
+                      .work = "start the desktop program until its window is visible",
                       .limit = 0.3,
                       .unit = "s"};
-  const Row idle = {.key = "window-idle",
-                    .work = "leave its window alone for " + std::to_string(kIdleTime.count()) +
-                            " s, processor time",
-                    .unit = "s"};
+  const Row idle = {
+      .key = "window-idle",
+      .work = "processor time of the idle window in " + std::to_string(kIdleTime.count()) + " s",
+      .unit = "s"};
   std::string missing;
   if (std::string(TESSARY).empty()) missing = "built without the desktop program";
   if (!IsInstalled("xdotool") || !IsInstalled("Xvfb")) missing = "xdotool or Xvfb is not installed";

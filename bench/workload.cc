@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The type of the longest mount point that leads to the folder.
+// Returns the filesystem type of the mount point with the longest matching path.
 std::string TypeOf(const std::string& folder) {
   const std::string real = fs::canonical(folder).string() + "/";
   std::ifstream mounts("/proc/self/mounts");
@@ -55,20 +55,20 @@ void SetDay(const std::string& path, size_t day) {
 
 }  // namespace
 
-ScratchDirectory::ScratchDirectory(const std::string& parent, bool leavesFiles)
-    : path_(parent + "/tessary-bench-XXXXXX"), leavesFiles_(leavesFiles) {
-  Require(mkdtemp(path_.data()) != nullptr, "cannot make a folder in " + parent);
+ScratchDirectory::ScratchDirectory(const std::string& parent, bool keepsFiles)
+    : path_(parent + "/tessary-bench-XXXXXX"), keepsFiles_(keepsFiles) {
+  Require(mkdtemp(path_.data()) != nullptr, "cannot create a folder in " + parent);
   type_ = TypeOf(path_);
 }
 
 ScratchDirectory::ScratchDirectory(ScratchDirectory&& other) noexcept
     : path_(std::exchange(other.path_, {})),
       type_(std::move(other.type_)),
-      leavesFiles_(other.leavesFiles_) {}
+      keepsFiles_(other.keepsFiles_) {}
 
 ScratchDirectory::~ScratchDirectory() {
   std::error_code error;
-  if (!path_.empty() && !leavesFiles_) fs::remove_all(path_, error);
+  if (!path_.empty() && !keepsFiles_) fs::remove_all(path_, error);
 }
 
 std::string ScratchDirectory::MakeFolder() const {
@@ -153,7 +153,8 @@ void FileSet::Reset() {
 }
 
 void FileSet::RequireMoved() const {
-  if (FilesBelow(destination_).size() != count_) throw std::runtime_error("not all was moved");
+  if (FilesBelow(destination_).size() != count_)
+    throw std::runtime_error("not all files were moved");
 }
 
 std::vector<std::string> AggregateCommand(const std::vector<std::string>& options,

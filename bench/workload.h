@@ -7,12 +7,12 @@
 
 namespace tessary::bench {
 
-// A folder of this program's own on a file system, removed with everything in it when it goes.
+// A temporary folder on a filesystem, deleted with its contents by the destructor.
 class ScratchDirectory {
  public:
-  // Throws where nothing can be made in the folder `parent`. What is made is left there at the end
-  // if `leavesFiles`.
-  explicit ScratchDirectory(const std::string& parent, bool leavesFiles = false);
+  // Throws if the folder cannot be created in `parent`. With `keepsFiles`, the destructor deletes
+  // nothing.
+  explicit ScratchDirectory(const std::string& parent, bool keepsFiles = false);
   ScratchDirectory(ScratchDirectory&& other) noexcept;
   ScratchDirectory(const ScratchDirectory&) = delete;
   ScratchDirectory& operator=(const ScratchDirectory&) = delete;
@@ -21,47 +21,47 @@ class ScratchDirectory {
 
   const std::string& path() const { return path_; }
 
-  // The type of the file system, as mounts name it: "ext4".
+  // The type of the filesystem, for example "ext4".
   const std::string& type() const { return type_; }
 
-  // Makes an empty folder that has not been there before.
+  // Creates an empty folder with a new name.
   std::string MakeFolder() const;
 
-  // Has the file system write everything out, so that what is measured next does not pay for it.
+  // Syncs the filesystem, so that the next measurement does not include earlier writes.
   void SyncFilesystem() const;
 
  private:
   std::string path_;
   std::string type_;
-  bool leavesFiles_;
+  bool keepsFiles_;
 };
 
-// The extensions that a workload's files have in turn.
+// Returns the extensions that the files of a workload have in turn.
 const std::vector<std::string>& Extensions();
 
-// The name of the file of that number: "0000013.pdf".
+// Returns the name of the file with this number: "0000013.pdf".
 std::string FileName(size_t number);
 
-// Makes the files of the numbers from `first` on in a folder, `size` bytes each.
+// Creates `count` files of `size` bytes in a folder, with the numbers from `first`.
 void FillFolder(const std::string& folder, size_t first, size_t count, size_t size);
 
-// The files below a folder, at any depth.
+// Returns the paths of all files below a folder.
 std::vector<std::string> FilesBelow(const std::string& folder);
 
-// Files that are moved away and put back for whoever moves them next. Their modification dates are
-// of twelve days, in turn with the extensions.
+// Files that are moved by one candidate and moved back for the next. Their modification dates are
+// twelve days, in turn with the extensions.
 class FileSet {
  public:
   FileSet(const ScratchDirectory& scratch, size_t count, size_t size);
 
-  // Has the files put into a fresh source folder, and makes a fresh destination.
+  // Moves the files into a new source folder, and creates a new destination.
   void Reset();
 
   const std::string& source() const { return source_; }
   const std::string& destination() const { return destination_; }
   size_t count() const { return count_; }
 
-  // Throws unless all files are below the destination.
+  // Throws if not all files are below the destination.
   void RequireMoved() const;
 
  private:
@@ -71,7 +71,7 @@ class FileSet {
   std::string destination_;
 };
 
-// The command that files what is in `source` below `destination`, with more options between.
+// Returns the command that sorts the contents of `source` into `destination` with these options.
 std::vector<std::string> AggregateCommand(const std::vector<std::string>& options,
                                           const std::string& source,
                                           const std::string& destination);
