@@ -6,7 +6,7 @@
 
 #include "tests/packaging/installation.h"
 
-// What a desktop knows the program by: its entry, its service, its metadata and its icons.
+// The desktop entries, the D-Bus service, the metadata and the icons.
 namespace tessary::test {
 namespace {
 
@@ -20,7 +20,7 @@ constexpr char kFoldersEntrySource[] = "packaging/zz-org.tessary.Tessary-folders
 constexpr char kEntry[] = "share/applications/org.tessary.Tessary.desktop";
 constexpr char kMetainfo[] = "share/metainfo/org.tessary.Tessary.metainfo.xml";
 
-TEST(DesktopEntry, StartsTheProgramByTheBusAndIsForNoKindOfFile) {
+TEST(DesktopEntry, IsDBusActivatableAndHasNoMimeType) {
   auto keys = ReadKeyFile(SourcePath(kEntrySource), "Desktop Entry");
   EXPECT_EQ("tessary %F", keys["Exec"]);
   EXPECT_EQ("true", keys["DBusActivatable"]);
@@ -38,15 +38,15 @@ TEST(DesktopEntry, IsValid) {
   }
 }
 
-TEST(FoldersEntry, OffersTheProgramForFolders) {
+TEST(FoldersEntry, DeclaresFolders) {
   auto keys = ReadKeyFile(SourcePath(kFoldersEntrySource), "Desktop Entry");
   EXPECT_EQ("tessary %F", keys["Exec"]);
   EXPECT_EQ("inode/directory;", keys["MimeType"]);
   EXPECT_EQ("true", keys["NoDisplay"]);
 }
 
-// Where the desktop's settings name no default, as without a desktop.
-TEST(FoldersEntry, ComesAfterEveryFileManager) {
+// Without a default application in the user's settings.
+TEST(FoldersEntry, IsNotPreferredToFileManagers) {
   if (const std::string tool = MissingTool({"update-desktop-database", "gio"}); !tool.empty()) {
     GTEST_SKIP() << tool << " is not installed";
   }
@@ -77,7 +77,7 @@ TEST(Metainfo, IsValid) {
   EXPECT_EQ(0, result.status) << result.output;
 }
 
-TEST(Metainfo, NamesPicturesThatThereAre) {
+TEST(Metainfo, ScreenshotsExist) {
   const std::string text = SourceText("packaging/org.tessary.Tessary.metainfo.xml");
   const auto pictures = FindWords(text, "<image>https://tessary.org/images/([^<]*)</image>");
   EXPECT_EQ(3U, pictures.size());
@@ -86,7 +86,7 @@ TEST(Metainfo, NamesPicturesThatThereAre) {
   }
 }
 
-TEST(Version, IsTheSameWhereverItStands) {
+TEST(Version, IsConsistent) {
   const std::string version = TESSARY_VERSION;
   EXPECT_THAT(SourceText("packaging/org.tessary.Tessary.metainfo.xml"),
               HasSubstr("<release version=\"" + version + "\""));
@@ -96,7 +96,7 @@ TEST(Version, IsTheSameWhereverItStands) {
   EXPECT_THAT(SourceText("NEWS.md"), HasSubstr("## " + version));
 }
 
-TEST(Installation, IsKnownByOneNameThroughout) {
+TEST(Installation, UsesApplicationID) {
   const Installation tree;
   EXPECT_THAT(
       tree.Files(),
@@ -111,12 +111,12 @@ TEST(Installation, IsKnownByOneNameThroughout) {
                     HasSubstr("<dbus type=\"session\">org.tessary.Tessary</dbus>")));
 }
 
-TEST(Installation, MakesTheProgramNoDefaultForAnything) {
+TEST(Installation, SetsNoDefaultApplication) {
   const Installation tree;
   for (const std::string& file : tree.Files()) EXPECT_THAT(file, Not(HasSubstr("mimeapps.list")));
 }
 
-TEST(Installation, HasTheServiceStartTheProgramThatWasInstalled) {
+TEST(Installation, ServiceStartsInstalledProgram) {
   const Installation tree;
   auto keys =
       ReadKeyFile(tree / "share/dbus-1/services/org.tessary.Tessary.service", "D-BUS Service");

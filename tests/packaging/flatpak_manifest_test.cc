@@ -28,7 +28,7 @@ std::vector<std::string> TextsIn(const QJsonValue& array) {
   return texts;
 }
 
-TEST(FlatpakManifest, IsOfTheProgram) {
+TEST(FlatpakManifest, NamesProgramAndRuntime) {
   const QJsonObject manifest = ReadManifest();
   EXPECT_EQ("org.tessary.Tessary", manifest["id"].toString());
   EXPECT_EQ("tessary", manifest["command"].toString());
@@ -37,7 +37,7 @@ TEST(FlatpakManifest, IsOfTheProgram) {
   EXPECT_FALSE(manifest["runtime-version"].toString().isEmpty());
 }
 
-TEST(FlatpakManifest, GivesAReasonForEachPermission) {
+TEST(FlatpakManifest, PermissionsHaveReasons) {
   const QJsonObject manifest = ReadManifest();
   const std::vector<std::string> permissions = TextsIn(manifest["finish-args"]);
   const QJsonObject reasons = manifest["x-reasons"].toObject();
@@ -47,16 +47,17 @@ TEST(FlatpakManifest, GivesAReasonForEachPermission) {
   }
 }
 
-TEST(FlatpakManifest, AsksForNeitherTheNetworkNorAllOfTheDisk) {
+TEST(FlatpakManifest, HasNoNetworkOrHostPermission) {
   for (const std::string& permission : TextsIn(ReadManifest()["finish-args"])) {
     EXPECT_NE("--share=network", permission);
     EXPECT_FALSE(permission.starts_with("--filesystem=host")) << permission;
     EXPECT_FALSE(permission.starts_with("--device=")) << permission;
-    EXPECT_FALSE(permission.starts_with("--socket=s")) << permission;  // either of the two buses
+    // Neither the session bus nor the system bus.
+    EXPECT_FALSE(permission.starts_with("--socket=s")) << permission;
   }
 }
 
-TEST(FlatpakManifest, BuildsWhatTheProgramIsMadeOfFromPinnedSources) {
+TEST(FlatpakManifest, SourcesArePinned) {
   const std::regex hash("[0-9a-f]{64}");
   std::vector<std::string> names;
   for (const auto& value : ReadManifest()["modules"].toArray()) {

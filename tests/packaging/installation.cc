@@ -18,7 +18,7 @@ ToolResult RunTool(const std::string& tool, const std::vector<std::string>& argu
   for (const std::string& argument : arguments) list.append(QString::fromStdString(argument));
   QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
   environment.insert("LC_ALL", "C.UTF-8");
-  // Manual pages are laid out for a terminal of this width, and the formatter's warnings are kept.
+  // Formats manual pages for this width and without preprocessors, like lintian does.
   environment.insert("MANWIDTH", "80");
   environment.insert("MANROFFSEQ", "");
   QProcess process;

@@ -9,32 +9,32 @@
 
 namespace tessary::test {
 
-// How a tool ended and what it wrote, standard error included.
+// The result of a tool.
 struct ToolResult {
-  int status = -1;  // -1 where it could not be started or crashed
-  std::string output;
+  int status = -1;     // the exit status; -1 if the tool could not be started or crashed
+  std::string output;  // standard output and standard error
 };
 
-// Runs a tool in a locale whose messages are English, and waits for its end.
+// Runs a tool with English messages and waits until it exits.
 ToolResult RunTool(const std::string& tool, const std::vector<std::string>& arguments);
 
-// The name of the first of the tools that is missing on this machine; empty where all are there.
+// Returns the first of the tools that is not installed, or an empty string.
 std::string MissingTool(const std::vector<std::string>& tools);
 
-// The path of a file of the repository, and its text.
+// The path and the text of a file in the repository.
 std::string SourcePath(const std::string& name);
 std::string SourceText(const std::string& name);
 
-// The build of which the tests are part, installed into a folder of its own.
+// An installation of this build in a temporary folder.
 class Installation {
  public:
-  // Installs; fails the test where that cannot be done.
+  // Installs the build. Fails the test on an error.
   Installation();
 
   // The path of a name below the prefix, such as "bin/tessary".
   std::string operator/(const std::string& name) const { return prefix_ + "/" + name; }
 
-  // The relative paths of all files, sorted.
+  // The paths of all files, relative to the prefix, sorted.
   std::vector<std::string> Files() const { return FilesBelow(prefix_); }
 
  private:
@@ -42,10 +42,11 @@ class Installation {
   std::string prefix_;
 };
 
-// The keys of a section of a file like a desktop entry's.
+// Reads the keys and values of a section of a key file, such as a desktop entry.
 std::map<std::string, std::string> ReadKeyFile(const std::string& path, const std::string& section);
 
-// The words that `expression` finds in the text, each once: its first group, or all of it.
+// Finds all matches of a regular expression. Returns their first groups, or the whole matches if
+// there is no group, sorted and without duplicates.
 std::vector<std::string> FindWords(std::string_view text, const std::string& expression);
 
 }  // namespace tessary::test

@@ -5,7 +5,7 @@
 
 #include "tests/packaging/installation.h"
 
-// The Debian packages, made of this build.
+// The Debian packages of this build.
 namespace tessary::test {
 namespace {
 
@@ -45,14 +45,14 @@ class Packages : public testing::Test {
   TemporaryFolder folder_;
 };
 
-TEST_F(Packages, AreAcceptedByTheirChecker) {
+TEST_F(Packages, PassLintian) {
   if (!MissingTool({"lintian"}).empty()) GTEST_SKIP() << "lintian is not installed";
   const ToolResult result = RunTool("lintian", {"--allow-root", "--fail-on", "error,warning",
                                                 PackageAt("tessary"), PackageAt("tessary-cli")});
   EXPECT_EQ(0, result.status) << result.output;
 }
 
-TEST_F(Packages, HoldEachFileOnceAndLeaveQtToTheDesktopProgram) {
+TEST_F(Packages, HaveDependenciesAndEachFileOnce) {
   EXPECT_THAT(Field("tessary-cli", "Depends"), Not(HasSubstr("qt")));
   EXPECT_THAT(Field("tessary-cli", "Depends"), HasSubstr("libc6"));
   EXPECT_THAT(Field("tessary", "Depends"), HasSubstr("libqt6widgets6"));
