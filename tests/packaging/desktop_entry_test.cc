@@ -91,8 +91,6 @@ TEST(Version, IsConsistent) {
   EXPECT_THAT(SourceText("packaging/org.tessary.Tessary.metainfo.xml"),
               HasSubstr("<release version=\"" + version + "\""));
   EXPECT_TRUE(SourceText("packaging/debian/changelog").starts_with("tessary (" + version + ")"));
-  EXPECT_THAT(SourceText("packaging/man/tessary.1"), HasSubstr("\"Tessary " + version + "\""));
-  EXPECT_THAT(SourceText("packaging/man/tessary-cli.1"), HasSubstr("\"Tessary " + version + "\""));
   EXPECT_THAT(SourceText("NEWS.md"), HasSubstr("## " + version));
 }
 

@@ -51,24 +51,17 @@ Words OptionsOf(const Page& page) {
 Words Commands() { return FindWords(HelpOf(kPages[0]), "\n  tessary-cli ([a-z]+)[ \n]"); }
 Words Kinds() { return FindWords(HelpOf(kPages[1]), "\n {29}([a-z-]+) "); }
 
-// The source of a manual page as roff. Fails the test if there is no such page.
-std::string ManualPage(const std::string& program) {
-  for (const char* folder : {"docs/man/", "packaging/man/"}) {
-    const std::string roff = SourcePath(folder + program + ".1");
-    if (std::filesystem::exists(roff)) return ReadFile(roff);
-    const std::string markup = roff + ".scd";
-    if (!std::filesystem::exists(markup)) continue;
-    const ToolResult result = RunTool("sh", {"-c", R"(scdoc < "$1")", "sh", markup});
-    EXPECT_EQ(0, result.status) << result.output;
-    return result.output;
-  }
-  ADD_FAILURE() << "no manual page of " << program;
-  return {};
+// A manual page, "tessary-cli.1" for example, as roff.
+std::string ManualPage(const std::string& page) {
+  const ToolResult result =
+      RunTool("sh", {"-c", R"(scdoc < "$1")", "sh", SourcePath("docs/man/" + page + ".scd")});
+  EXPECT_EQ(0, result.status) << result.output;
+  return result.output;
 }
 
 // A manual page without fonts and escaped hyphens.
-std::string PlainManual(const std::string& program) {
-  const std::string text = std::regex_replace(ManualPage(program), std::regex(R"(\\f.|\\&)"), "");
+std::string PlainManual(const std::string& page) {
+  const std::string text = std::regex_replace(ManualPage(page), std::regex(R"(\\f.|\\&)"), "");
   return std::regex_replace(text, std::regex(R"(\\-)"), "-");
 }
 
@@ -113,28 +106,34 @@ TEST(Manual, FormatterPrintsNoWarnings) {
     GTEST_SKIP() << tool << " is not installed";
   }
   const TemporaryFolder folder;
-  for (const char* program : kPrograms) {
-    WriteFile(folder / program, ManualPage(program));
+  for (const char* page : {"tessary.1", "tessary-cli.1", "tessary-preferences.5",
+                           "tessary-extensions.5", "tessary.7"}) {
+    WriteFile(folder / page, ManualPage(page));
     const ToolResult result = RunTool(
         "sh",
-        {"-c", R"(man --warnings -E UTF-8 -l -Tutf8 -Z "$1" >/dev/null)", "sh", folder / program});
-    EXPECT_EQ(0, result.status) << program;
-    EXPECT_EQ("", result.output) << program;
+        {"-c", R"(man --warnings -E UTF-8 -l -Tutf8 -Z "$1" >/dev/null)", "sh", folder / page});
+    EXPECT_EQ(0, result.status) << page;
+    EXPECT_EQ("", result.output) << page;
   }
 }
 
 TEST(Manual, NamesEachOptionKindCommandAndKey) {
   for (const Page& page : kPages) {
-    const std::string manual = PlainManual(page.program);
+    const std::string manual = PlainManual(page.program + std::string(".1"));
     for (const std::string& option : OptionsOf(page)) {
       EXPECT_TRUE(std::regex_search(manual, std::regex("[^-a-z]" + option + "[^-a-z]")))
           << option << " of " << page.program << " " << page.command;
     }
   }
-  const std::string manual = PlainManual("tessary-cli");
+  const std::string manual = PlainManual("tessary-cli.1");
   for (const std::string& kind : Kinds()) EXPECT_THAT(manual, HasSubstr(kind));
   for (const std::string& command : Commands()) EXPECT_THAT(manual, HasSubstr(command));
-  for (const Setting& setting : kSettings) EXPECT_THAT(manual, HasSubstr(std::string(setting.key)));
+  const std::string runs = PlainManual("tessary.7");
+  for (const std::string& kind : Kinds()) EXPECT_THAT(runs, HasSubstr(kind));
+  const std::string settings = PlainManual("tessary-preferences.5");
+  for (const Setting& setting : kSettings) {
+    EXPECT_THAT(settings, HasSubstr(std::string(setting.key)));
+  }
 }
 
 TEST(Completions, AreValidScripts) {
