@@ -52,34 +52,32 @@ function(tessary_link target)
   target_link_libraries(${target} PRIVATE "$<LINK_GROUP:RESCAN,${group}>")
 endfunction()
 
-# Sets `sources` to the .cc files of the calling folder and of the named subfolders.
-macro(tessary_sources subfolders)
-  set(patterns ${CMAKE_CURRENT_SOURCE_DIR}/*.cc)
-  foreach(subfolder ${subfolders})
-    list(APPEND patterns ${CMAKE_CURRENT_SOURCE_DIR}/${subfolder}/*.cc)
-  endforeach()
-  file(GLOB sources CONFIGURE_DEPENDS ${patterns})
-endmacro()
-
-# tessary_library(NAME LIBRARY... [SUBFOLDERS FOLDER...]): the static library of the calling folder and
-# the libraries that it may call.
-function(tessary_library name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SUBFOLDERS")
-  tessary_sources("${arg_SUBFOLDERS}")
-  add_library(${name} STATIC ${sources})
-  target_link_libraries(${name} PUBLIC tessary_options ${arg_UNPARSED_ARGUMENTS})
+# tessary_reject_arguments(ARGUMENT...): fails if a function has arguments that it does not know.
+function(tessary_reject_arguments)
+  if(ARGN)
+    message(FATAL_ERROR "Unknown arguments: ${ARGN}")
+  endif()
 endfunction()
 
-# tessary_test_program(NAME LIBRARY... [MAIN LIBRARY] [SUBFOLDERS FOLDER...]): the test program of the
-# calling folder. Registers no tests with ctest. A program with its own main() sets MAIN to GTest::gtest.
+# tessary_library(NAME SOURCES FILE... [LIBRARIES LIBRARY...]): the static library of a folder, and the
+# libraries that it may call.
+function(tessary_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
+  tessary_reject_arguments(${arg_UNPARSED_ARGUMENTS})
+  add_library(${name} STATIC ${arg_SOURCES})
+  target_link_libraries(${name} PUBLIC tessary_options ${arg_LIBRARIES})
+endfunction()
+
+# tessary_test_program(NAME [MAIN LIBRARY] SOURCES FILE... [LIBRARIES LIBRARY...]): a test program, whose
+# tests are not registered with ctest. A program with its own main() sets MAIN to GTest::gtest.
 function(tessary_test_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "MAIN" "SUBFOLDERS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "MAIN" "SOURCES;LIBRARIES")
+  tessary_reject_arguments(${arg_UNPARSED_ARGUMENTS})
   if(NOT arg_MAIN)
     set(arg_MAIN GTest::gtest_main)
   endif()
-  tessary_sources("${arg_SUBFOLDERS}")
-  add_executable(${name} ${sources})
-  tessary_link(${name} ${arg_UNPARSED_ARGUMENTS} tessary_test_support)
+  add_executable(${name} ${arg_SOURCES})
+  tessary_link(${name} ${arg_LIBRARIES} tessary_test_support)
   target_link_libraries(${name} PRIVATE GTest::gmock ${arg_MAIN})
   if(TESSARY_PRECOMPILE)
     target_precompile_headers(${name} PRIVATE
@@ -87,8 +85,8 @@ function(tessary_test_program name)
   endif()
 endfunction()
 
-# tessary_tests(NAME LABEL LIBRARY... [SUBFOLDERS FOLDER...]): a test program whose tests are registered
-# with ctest under the label. Tests with the labels unit and disk run in builds with and without
+# tessary_tests(NAME LABEL SOURCES FILE... [LIBRARIES LIBRARY...]): a test program whose tests are
+# registered with ctest under the label. Tests with the labels unit and disk run in builds with and without
 # sanitizers. All others run in builds without sanitizers only, and belong to the target program_tests.
 function(tessary_tests name label)
   tessary_test_program(${name} ${ARGN})
