@@ -1,6 +1,7 @@
 // The desktop program: the application layer over Qt.
 
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,7 @@ void OpenDocuments(const std::vector<FSSpec>& documents) {
 
 void LogProblems() {
   for (const std::string& problem : DescribeSettingProblems()) NSLog(problem);
+  if (const std::optional<std::string> problem = DescribeInvalidKind()) NSLog(*problem);
   for (const std::string& problem : DescribeBadMappingLines()) NSLog(problem);
 }
 
@@ -43,7 +45,7 @@ std::vector<std::string> KeepExisting(const std::vector<std::string>& folders) {
     if (status == noErr) {
       existing.push_back(folder);
     } else {
-      PrintProblem(folder + ": " + DescribeStatus(status), kProgram);
+      PrintProblem(Shown(folder) + ": " + DescribeStatus(status), kProgram);
     }
   }
   return existing;

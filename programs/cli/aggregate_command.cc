@@ -50,6 +50,12 @@ void PrintWarnings() {
   for (const std::string& problem : DescribeBadMappingLines()) PrintProblem(problem);
 }
 
+std::string DescribeMissingResources(const std::string& source) {
+  return source +
+         ": the application has no readable resources folder; use --whole-application to file all "
+         "of it";
+}
+
 bool IsUnlogged(ItemOutcome outcome) {
   return outcome == ItemOutcome::kFailedUnlogged ||
          outcome == ItemOutcome::kFailedUnloggedInYearFolder;
@@ -100,25 +106,25 @@ EngineHooks MakeHooks(const AggregateOptions& options, Run* run) {
 
 void PrintUnlogged(const Run& run) {
   for (const std::string& folder : run.unlistedFolders) {
-    const std::string subject = folder.empty() ? "a folder" : "the folder " + Quoted(folder);
-    PrintProblem(subject + " could not be listed; what is in it was left");
+    PrintProblem((folder.empty() ? "a folder" : folder) +
+                 ": cannot list the folder; its contents were not filed");
   }
   for (const std::string& item : run.unloggedItems) {
-    const std::string subject = item.empty() ? "an item" : Quoted(item);
-    PrintProblem(subject + " was left: it, or the folder for it, could not be looked at or made");
+    PrintProblem((item.empty() ? "an item" : item) +
+                 ": not filed: cannot read it or create its subfolder");
   }
 }
 
 void PrintSummary(const Run& run) {
   const std::string summary = SummaryLine(run.totals, *run.seconds);
   if (WriteOutput(summary + "\n")) return;
-  PrintProblem("the summary could not be written to standard output: " + summary);
+  PrintProblem(std::string(kWriteError) + "; the summary is: " + summary);
 }
 
 // Reports how the run went. The status is that of the items, also when the summary is lost.
 ExitStatus Conclude(const Run& run) try {
   PrintUnlogged(run);
-  if (run.isIncomplete) PrintProblem("there was not enough memory to keep count of everything");
+  if (run.isIncomplete) PrintProblem("out of memory: the totals are incomplete");
   PrintSummary(run);
   const bool isAllFiled = run.totals.failed() == 0 && !run.isIncomplete;
   return isAllFiled ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
@@ -132,12 +138,14 @@ ExitStatus Conclude(const Run& run) try {
 ExitStatus Aggregate(const AggregateOptions& options) {
   for (const auto& [key, value] : options.settings) OverridePreference(key, value);
   PrintWarnings();
+  if (const std::optional<std::string> problem = DescribeInvalidKind()) {
+    PrintProblem(*problem);
+    return ExitStatus::kFailure;
+  }
   PrepareEngine();
   Run run;
-  // Kept if ResolveRunSource starts no run, which it does not report.
-  run.problem = "the source " + Quoted(options.source) +
-                " is an application whose resources folder is missing or cannot be read: give "
-                "--whole-application to file the whole of it";
+  // Stays if ResolveRunSource starts no run, which it does not report.
+  run.problem = DescribeMissingResources(options.source);
   const ScopedHooks hooks(MakeHooks(options, &run));
   FSRef source;
   if (OpenSource(options.source, &source, &run.problem)) ResolveRunSource(source);

@@ -1,5 +1,6 @@
 #include "programs/cli/defaults_command.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <string>
@@ -12,15 +13,15 @@
 namespace tessary {
 namespace {
 
-// What holds while a key is not set, in the order of kSettings.
-constexpr std::array<std::string_view, kSettings.size()> kMeaningsWhenUnset = {
+// What applies while a key is not set, in the order of kSettings.
+constexpr std::array<std::string_view, kSettings.size()> kDefaults = {
     "files are copied",
     "files are sorted by extension",
     "the desktop program stays open after a run",
     "subfolders are not entered",
-    "a file of the same name is kept, the newcomer is renamed",
-    "only an application's resources are filed",
-    "comments are not carried over",
+    "existing files are kept, and the incoming file gets a distinct name",
+    "only the resources of an application are sorted",
+    "comments are not copied",
 };
 
 struct ValueText {
@@ -29,16 +30,27 @@ struct ValueText {
   std::string operator()(const std::string& value) const {
     return Quoted(EscapeControlCharacters(value));
   }
-  std::string operator()(const UnsupportedPreferenceValue&) const {
-    return "a value of a type that is not read";
-  }
+  std::string operator()(const UnsupportedPreferenceValue&) const { return {}; }
 };
 
-// Brings the store in line with the file. False, and a line on standard error, where that fails.
+// The value as it is stored, followed by what is expected if it has the wrong type.
+std::string TextOfValue(const Setting& setting, const CFPropertyList& value) {
+  std::string text = std::visit(ValueText(), value);
+  const bool isBoolean = setting.type == SettingType::kBoolean;
+  const bool isValid =
+      isBoolean ? std::holds_alternative<bool>(value) : std::holds_alternative<int64_t>(value);
+  if (isValid) return text;
+  if (!text.empty()) text += " ";
+  return text +
+         (isBoolean ? "(invalid: expected true or false)" : "(invalid: expected a whole number)");
+}
+
+// Writes pending changes and reads the file. Returns false, with a line on standard error, if that
+// fails.
 bool Synchronise() {
   if (CFPreferencesAppSynchronize()) return true;
-  PrintProblem(DescribePreferencesProblem().value_or(PreferencesFilePath() +
-                                                     " could not be read or written"));
+  PrintProblem(
+      DescribePreferencesProblem().value_or(PreferencesFilePath() + ": cannot be read or written"));
   return false;
 }
 
@@ -53,8 +65,8 @@ std::string TextOfAll() {
     const std::string key(kSettings[i].key);
     const std::optional<CFPropertyList> value = CFPreferencesCopyAppValue(key);
     text += key;
-    text += value ? " = " + std::visit(ValueText(), *value)
-                  : " not set (" + std::string(kMeaningsWhenUnset[i]) + ")";
+    text += value ? " = " + TextOfValue(kSettings[i], *value)
+                  : " not set (" + std::string(kDefaults[i]) + ")";
     text += "\n";
   }
   return text;
@@ -67,10 +79,11 @@ ExitStatus ReadDefaults(const ReadDefaultsOptions& options) {
   if (options.key.empty()) return PrintOutput(TextOfAll());
   const std::optional<CFPropertyList> value = CFPreferencesCopyAppValue(options.key);
   if (!value) {
-    PrintProblem(options.key + " is not set");
+    PrintProblem(options.key + ": not set");
     return ExitStatus::kFailure;
   }
-  return PrintOutput(std::visit(ValueText(), *value) + "\n");
+  const auto* setting = std::ranges::find(kSettings, options.key, &Setting::key);
+  return PrintOutput(TextOfValue(*setting, *value) + "\n");
 }
 
 ExitStatus WriteDefault(const WriteDefaultOptions& options) {

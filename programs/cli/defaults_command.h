@@ -3,18 +3,19 @@
 #include "programs/cli/exit_status.h"
 #include "programs/cli/options.h"
 
-// The commands on the stored settings. Each answers kSuccess, or kFailure with one line on standard
-// error: where the preferences file cannot be read or written, which leaves it as it was.
+// The commands on the stored settings. Each returns kSuccess, or kFailure with one line on standard
+// error if the preferences file cannot be read or written; the file is then unchanged.
 namespace tessary {
 
-// Prints one key's value; kFailure also where it is not set. Or prints all, in the order of
-// kSettings: "KEY = VALUE", the value as it is stored, or "KEY not set (what then holds)".
+// Prints the value of one key; kFailure also if it is not set. Without a key, prints all in the
+// order of kSettings: "KEY = VALUE" or "KEY not set (WHAT APPLIES)". A stored value of the wrong
+// type is followed by "(invalid: expected TYPE)".
 ExitStatus ReadDefaults(const ReadDefaultsOptions& options);
 
 // Stores a value.
 ExitStatus WriteDefault(const WriteDefaultOptions& options);
 
-// Removes a value. One that is not set is no failure, and then the file is not touched.
+// Removes a value. Succeeds if it is not set, without writing the file.
 ExitStatus DeleteDefault(const DeleteDefaultOptions& options);
 
 }  // namespace tessary

@@ -5,9 +5,9 @@
 
 namespace tessary {
 
-// Tells on standard output what a run would see of each of the files. One that cannot be told of is
-// a line on standard error, and the others are told all the same. kSuccess: all were told of;
-// kFailure: none was, or the output could not be written; kSomeFailed: some were not.
+// Prints what a run sees of each file. A file that cannot be read is reported on standard error,
+// and the others are printed nevertheless. Returns kSuccess if all could be read, kSomeFailed if
+// some could not, kFailure if none could or the output could not be written.
 ExitStatus PrintInfo(const InfoOptions& options);
 
 }  // namespace tessary

@@ -15,18 +15,17 @@ namespace {
 
 using Text = std::optional<std::string>;
 
-// What an edit found, besides the change that it makes.
+// What a menu file contains before it is changed.
 struct Finding {
-  bool wasThere = false;
-  std::string problem;  // empty for none
+  bool isInstalled = false;
+  std::string problem;  // why the file cannot be used; empty if it can
 };
 
-// A file manager, and how its menu file is read and changed.
+// A file manager, and the functions that read and change the text of its menu file.
 struct FileManager {
   const char* name;
   MenuFileKind kind;
   std::string (*path)();
-  // Tells in `*finding` whether the program is in the menu.
   void (*find)(const std::string& text, Finding* finding);
   MenuFileChange (*add)(const Text& text, std::string* newText, Finding* finding);
   MenuFileChange (*remove)(const Text& text, std::string* newText, Finding* finding);
@@ -38,7 +37,7 @@ constexpr char kThunarFile[] = "Thunar/uca.xml";
 
 std::string ThunarPath() { return UserConfigurationPath(kThunarFile); }
 
-// A user's file hides the system's, so that it has to begin with what stands there.
+// A user's file replaces that of the system, so that it has to start with its contents.
 std::string InitialThunarActions() {
   const Text system = ReadSystemConfiguration(kThunarFile);
   bool isThere = false;
@@ -48,14 +47,14 @@ std::string InitialThunarActions() {
 }
 
 void FindInThunar(const std::string& text, Finding* finding) {
-  // The problem tells when it fails.
-  (void)HasThunarAction(text, &finding->wasThere, &finding->problem);
+  // A failure is in the problem.
+  (void)HasThunarAction(text, &finding->isInstalled, &finding->problem);
 }
 
 MenuFileChange AddToThunar(const Text& text, std::string* newText, Finding* finding) {
   const std::string document = text ? *text : InitialThunarActions();
   FindInThunar(document, finding);
-  if (!finding->problem.empty() || finding->wasThere) return MenuFileChange::kNone;
+  if (!finding->problem.empty() || finding->isInstalled) return MenuFileChange::kNone;
   const bool isAdded = AddThunarAction(document, newText, &finding->problem);
   return isAdded ? MenuFileChange::kWrite : MenuFileChange::kNone;
 }
@@ -63,10 +62,10 @@ MenuFileChange AddToThunar(const Text& text, std::string* newText, Finding* find
 MenuFileChange RemoveFromThunar(const Text& text, std::string* newText, Finding* finding) {
   if (!text) return MenuFileChange::kNone;
   FindInThunar(*text, finding);
-  if (!finding->problem.empty() || !finding->wasThere) return MenuFileChange::kNone;
+  if (!finding->problem.empty() || !finding->isInstalled) return MenuFileChange::kNone;
   if (!RemoveThunarAction(*text, newText, &finding->problem)) return MenuFileChange::kNone;
-  // A file that says what holds without it was made for the action, and would hide what the system
-  // says later.
+  // A file with nothing but the system's actions was created for ours. If it stayed, it would hide
+  // later changes of the system's file.
   return *newText == InitialThunarActions() ? MenuFileChange::kDelete : MenuFileChange::kWrite;
 }
 
@@ -77,14 +76,14 @@ std::string NautilusPath() {
 }
 
 void FindInNautilus(const std::string& text, Finding* finding) {
-  finding->wasThere = IsNautilusScript(text);
+  finding->isInstalled = IsNautilusScript(text);
 }
 
-// What is there is written again: it may be of another version, or have lost the right to be run.
+// An installed script is written again: it may be of another version, or not executable any more.
 MenuFileChange AddToNautilus(const Text& text, std::string* newText, Finding* finding) {
   if (text) FindInNautilus(*text, finding);
-  if (text && !finding->wasThere) {
-    finding->problem = "it is another program's script";
+  if (text && !finding->isInstalled) {
+    finding->problem = "it is the script of another program";
     return MenuFileChange::kNone;
   }
   *newText = NautilusScript();
@@ -93,7 +92,7 @@ MenuFileChange AddToNautilus(const Text& text, std::string* newText, Finding* fi
 
 MenuFileChange RemoveFromNautilus(const Text& text, std::string* newText, Finding* finding) {
   if (text) FindInNautilus(*text, finding);
-  if (!finding->wasThere) return MenuFileChange::kNone;
+  if (!finding->isInstalled) return MenuFileChange::kNone;
   *newText = *text;
   return MenuFileChange::kDelete;
 }
@@ -111,14 +110,13 @@ std::string Sentence(const FileManager& manager, const char* state, const std::s
          "\n";
 }
 
-ExitStatus Refuse(const FileManager& manager, const std::string& path, const std::string& why) {
-  PrintProblem(std::string(manager.name) + ": " + Quoted(path) + " was left as it is, because " +
-               why);
+ExitStatus Refuse(const std::string& path, const char* failure, const std::string& reason) {
+  PrintProblem(path + failure + reason);
   return ExitStatus::kFailure;
 }
 
 std::string DescribeFileStatus(Status status) {
-  if (status == paramErr) return "it is no file of a text's size";
+  if (status == paramErr) return "not a regular file, or too large";
   if (status == fBsyErr) return "another program keeps changing it";
   return DescribeStatus(status);
 }
@@ -128,28 +126,26 @@ ExitStatus Show(const FileManager& manager) {
   std::string text;
   Finding finding;
   const Status status = ReadMenuFile(path, &text);
-  if (status != noErr && status != fnfErr) {
-    return Refuse(manager, path, DescribeFileStatus(status));
-  }
   if (status == noErr) manager.find(text, &finding);
-  if (!finding.problem.empty()) return Refuse(manager, path, finding.problem);
-  return PrintOutput(Sentence(manager, finding.wasThere ? "is in" : "is not in", path));
+  if (status != noErr && status != fnfErr) finding.problem = DescribeFileStatus(status);
+  if (!finding.problem.empty()) return Refuse(path, ": cannot be checked: ", finding.problem);
+  return PrintOutput(Sentence(manager, finding.isInstalled ? "in" : "not in", path));
 }
 
-ExitStatus Change(const FileManager& manager, bool isInstalled) {
+ExitStatus Change(const FileManager& manager, bool isInstall) {
   const std::string path = manager.path();
   Finding finding;
-  const auto edit = isInstalled ? manager.add : manager.remove;
+  const auto edit = isInstall ? manager.add : manager.remove;
   const Status status =
       EditMenuFile(path, manager.kind, [edit, &finding](const Text& text, std::string* newText) {
         finding = {};
         return edit(text, newText, &finding);
       });
-  if (status != noErr) return Refuse(manager, path, DescribeFileStatus(status));
-  if (!finding.problem.empty()) return Refuse(manager, path, finding.problem);
-  const char* added = finding.wasThere ? "was there already, in" : "added to";
-  const char* removed = finding.wasThere ? "removed from" : "was not there, in";
-  return PrintOutput(Sentence(manager, isInstalled ? added : removed, path));
+  if (status != noErr) finding.problem = DescribeFileStatus(status);
+  if (!finding.problem.empty()) return Refuse(path, ": not changed: ", finding.problem);
+  const char* added = finding.isInstalled ? "already in" : "added to";
+  const char* removed = finding.isInstalled ? "removed from" : "not in";
+  return PrintOutput(Sentence(manager, isInstall ? added : removed, path));
 }
 
 ExitStatus Perform(const FileManager& manager, IntegrateAction action) {

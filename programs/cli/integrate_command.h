@@ -5,10 +5,10 @@
 
 namespace tessary {
 
-// Puts the desktop program into the menus of the file managers that look for such things in their
-// user's folders only, takes it out of them, or tells whether it is there; a line for each on
-// standard output. kSuccess, or kFailure with a line on standard error for each file that cannot be
-// understood or changed, which is then as it was; the others are seen to in any case.
+// Adds the desktop program to the menus of those file managers that read them from folders of the
+// user only, removes it, or checks whether it is there. Prints one line for each. Returns kSuccess,
+// or kFailure with a line on standard error for each file that cannot be read or changed; it is
+// then unchanged, and the other files are processed nevertheless.
 ExitStatus Integrate(const IntegrateOptions& options);
 
 }  // namespace tessary

@@ -36,7 +36,7 @@ std::string DescribeKind(const FSRef& item, ItemKind kind) {
   return IsPlainFolder(item) ? "folder" : "package";
 }
 
-// A code's bytes in text order, less the zeros at their end.
+// The bytes of a four-character code in text order, without trailing zeros.
 std::string TextOfCode(uint32_t code) {
   std::string text;
   for (const unsigned shift : {24U, 16U, 8U, 0U}) text += static_cast<char>(code >> shift & 0xFFU);
@@ -52,7 +52,7 @@ std::string DescribeFlags(uint16_t flags) {
   return text;
 }
 
-// ---- For a person ----
+// ---- Text ----
 
 std::string Line(std::string_view label, const std::optional<std::string>& value,
                  const std::string& origin = {}) {
@@ -80,7 +80,7 @@ std::string FinderLines(const ItemDetails& details) {
          Line("flags", DescribeFlags(info.finderFlags), origin);
 }
 
-// ---- For a program ----
+// ---- JSON ----
 
 std::string JsonText(const std::optional<std::string>& text) {
   return text ? JsonString(*text) : "null";
@@ -114,21 +114,22 @@ std::string JsonFrom(std::string_view name, const std::optional<std::string>& va
 }  // namespace
 
 Status MakeItemReport(const FSRef& item, const std::string& path, ItemReport* report) {
-  ItemReport made;
-  const Status status = CopyItemDetails(item, &made.details);
+  ItemReport result;
+  const Status status = CopyItemDetails(item, &result.details);
   if (status != noErr) return status;
-  made.path = path;
-  made.kind = DescribeKind(item, made.details.kind);
-  if (made.kind == "folder") {
-    made.whyNotFiled = "folders are not";
+  result.path = path;
+  result.kind = DescribeKind(item, result.details.kind);
+  if (result.kind == "folder") {
+    result.whyNotFiled = "folder";
   } else if (IsHiddenItem(item)) {
-    made.whyNotFiled = "it is hidden";
+    result.whyNotFiled = "hidden";
   }
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
-  made.keys = {url ? Utf8(CFURLCopyPathExtension(*url)) : std::nullopt, Utf8(CopyFileTypeKey(item)),
-               Utf8(CopyMimeTypeKey(url)), DateKey(item, DateAttribute::NSFileModificationDate),
-               DateKey(item, DateAttribute::NSFileCreationDate)};
-  *report = std::move(made);
+  result.keys = {url ? Utf8(CFURLCopyPathExtension(*url)) : std::nullopt,
+                 Utf8(CopyFileTypeKey(item)), Utf8(CopyMimeTypeKey(url)),
+                 DateKey(item, DateAttribute::NSFileModificationDate),
+                 DateKey(item, DateAttribute::NSFileCreationDate)};
+  *report = std::move(result);
   return noErr;
 }
 
@@ -136,7 +137,7 @@ std::string TextOfReport(const ItemReport& report) {
   const ItemDetails& details = report.details;
   const auto comment = Utf8(details.comment);
   std::string text = EscapeControlCharacters(report.path) + "\n" + Line("item", report.kind);
-  text += Line("filed", report.whyNotFiled.empty() ? "yes" : "no, " + report.whyNotFiled);
+  text += Line("filed", report.whyNotFiled.empty() ? "yes" : "no (" + report.whyNotFiled + ")");
   constexpr std::array<std::string_view, 5> kLabels = {
       "by extension", "by file type", "by MIME type", "by modification date", "by creation date"};
   for (size_t i = 0; i < kLabels.size(); ++i) text += Line(kLabels[i], report.keys[i]);

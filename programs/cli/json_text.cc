@@ -15,7 +15,7 @@ std::string Escape(char16_t unit) {
   return text.data();
 }
 
-// In UTF-16, so that a lone surrogate is told from half a character.
+// UTF-16 is examined, because lone surrogates need an escape and surrogate pairs do not.
 bool NeedsEscape(std::u16string_view text, size_t at) {
   const char16_t unit = text[at];
   if (unit < 0x20 || unit == 0x7F) return true;

@@ -21,7 +21,7 @@ bool IsHexDigit(char byte) {
   return IsDigit(byte) || (byte >= 'a' && byte <= 'f') || (byte >= 'A' && byte <= 'F');
 }
 
-// Every character beyond ASCII is taken for one that a name may hold.
+// Every character beyond ASCII is accepted in names.
 bool StartsName(char byte) {
   return IsLetter(byte) || byte == '_' || byte == ':' || static_cast<unsigned char>(byte) >= 0x80;
 }
@@ -35,7 +35,7 @@ bool IsControlCharacter(char byte) {
   return code < 0x20 && kWhitespace.find(byte) == std::string_view::npos;
 }
 
-// What stands between "&" and ";".
+// True for the text between "&" and ";" of a known entity or a character reference.
 bool IsReference(std::string_view reference) {
   if (!reference.starts_with('#')) return std::ranges::count(kEntities, reference) != 0;
   reference.remove_prefix(1);
@@ -44,7 +44,7 @@ bool IsReference(std::string_view reference) {
   return !reference.empty() && std::ranges::all_of(reference, isHexadecimal ? IsHexDigit : IsDigit);
 }
 
-// Reads a document from its beginning to its end. Each step answers false once `problem_` is set.
+// Reads a document from its beginning to its end. Each step returns false if it sets `problem_`.
 class Parser {
  public:
   explicit Parser(std::string_view text) : text_(text) {}
@@ -70,7 +70,7 @@ class Parser {
   std::string_view text_;
   size_t at_ = 0;
   std::vector<MarkupElement> elements_;
-  std::vector<size_t> open_;  // the elements that are not closed, the outermost first
+  std::vector<size_t> open_;  // indexes of the open elements, the outermost first
   size_t problemAt_ = 0;
   std::string problem_;
 };
@@ -87,10 +87,10 @@ std::string Parser::DescribeProblem() const {
 }
 
 bool Parser::Parse() {
-  if (!IsUtf8(text_)) return Fail(0, "it is no UTF-8 text");
+  if (!IsUtf8(text_)) return Fail(0, "not valid UTF-8");
   const auto control = std::ranges::find_if(text_, IsControlCharacter);
   if (control != text_.end()) {
-    return Fail(static_cast<size_t>(control - text_.begin()), "it holds a control character");
+    return Fail(static_cast<size_t>(control - text_.begin()), "control character");
   }
   if (text_.starts_with(kByteOrderMark)) at_ = kByteOrderMark.size();
   while (at_ < text_.size()) {
@@ -98,14 +98,14 @@ bool Parser::Parse() {
   }
   if (!open_.empty()) {
     const MarkupElement& open = elements_[open_.back()];
-    return Fail(open.begin, "<" + std::string(open.name) + "> is not closed");
+    return Fail(open.begin, "unclosed element <" + std::string(open.name) + ">");
   }
-  return !elements_.empty() || Fail(0, "it holds no element");
+  return !elements_.empty() || Fail(0, "no element");
 }
 
 bool Parser::SkipPast(std::string_view token, const char* what) {
   const size_t found = text_.find(token, at_);
-  if (found == std::string_view::npos) return Fail(at_, std::string(what) + " does not end");
+  if (found == std::string_view::npos) return Fail(at_, std::string("unterminated ") + what);
   at_ = found + token.size();
   return true;
 }
@@ -115,32 +115,32 @@ bool Parser::ParseText() {
   at_ = std::min(text_.find('<', at_), text_.size());
   if (!open_.empty()) return CheckReferences(begin, at_);
   const size_t stray = text_.substr(0, at_).find_first_not_of(kWhitespace, begin);
-  return stray == std::string_view::npos || Fail(stray, "there is text outside of all elements");
+  return stray == std::string_view::npos || Fail(stray, "text outside the root element");
 }
 
 bool Parser::ParseMarkupItem() {
   if (StartsWith("<!--")) {
     at_ += 4;
-    return SkipPast("-->", "a comment");
+    return SkipPast("-->", "comment");
   }
-  if (StartsWith("<?")) return SkipPast("?>", "a processing instruction");
+  if (StartsWith("<?")) return SkipPast("?>", "processing instruction");
   if (StartsWith("<![CDATA[")) {
-    if (open_.empty()) return Fail(at_, "there is text outside of all elements");
-    return SkipPast("]]>", "a character section");
+    if (open_.empty()) return Fail(at_, "text outside the root element");
+    return SkipPast("]]>", "CDATA section");
   }
   if (StartsWith("<!DOCTYPE")) return ParseDocumentType();
   return StartsWith("</") ? ParseEndTag() : ParseStartTag();
 }
 
-// A ">" inside of brackets, quotes and comments does not end it.
+// A ">" within brackets, quotes and comments does not end the declaration.
 bool Parser::ParseDocumentType() {
   const size_t begin = at_;
-  if (!elements_.empty()) return Fail(begin, "a document type declaration stands too late");
+  if (!elements_.empty()) return Fail(begin, "DOCTYPE must precede the root element");
   size_t depth = 0;
   while (at_ < text_.size()) {
     if (StartsWith("<!--")) {
       at_ += 4;
-      if (!SkipPast("-->", "a comment")) return false;
+      if (!SkipPast("-->", "comment")) return false;
       continue;
     }
     const char byte = text_[at_++];
@@ -149,18 +149,18 @@ bool Parser::ParseDocumentType() {
       if (depth == 0) break;
       if (--depth == 0) return true;
     }
-    if ((byte == '"' || byte == '\'') && !SkipPast({&byte, 1}, "a quoted text")) return false;
+    if ((byte == '"' || byte == '\'') && !SkipPast({&byte, 1}, "quoted text")) return false;
   }
-  return Fail(begin, "a document type declaration does not end");
+  return Fail(begin, "unterminated DOCTYPE");
 }
 
 bool Parser::ParseStartTag() {
   MarkupElement element = {.begin = at_++};
-  if (open_.empty() && !elements_.empty()) {
-    return Fail(element.begin, "there is a second outermost element");
-  }
   element.name = TakeName();
-  if (element.name.empty()) return Fail(element.begin, "a \"<\" begins no tag");
+  if (element.name.empty()) return Fail(element.begin, "invalid tag name");
+  if (open_.empty() && !elements_.empty()) {
+    return Fail(element.begin, "second root element <" + std::string(element.name) + ">");
+  }
   if (!open_.empty()) element.parent = open_.back();
   SkipWhitespace();
   while (at_ < text_.size() && StartsName(text_[at_])) {
@@ -169,7 +169,7 @@ bool Parser::ParseStartTag() {
   }
   const bool isEmpty = StartsWith("/>");
   if (!isEmpty && !StartsWith(">")) {
-    return Fail(element.begin, "the tag <" + std::string(element.name) + "> does not end");
+    return Fail(element.begin, "unterminated tag <" + std::string(element.name) + ">");
   }
   at_ += isEmpty ? 2 : 1;
   element.contentBegin = element.contentEnd = element.end = at_;
@@ -183,10 +183,10 @@ bool Parser::ParseEndTag() {
   at_ += 2;
   const std::string_view name = TakeName();
   SkipWhitespace();
-  if (!StartsWith(">")) return Fail(begin, "the tag </" + std::string(name) + "> does not end");
+  if (!StartsWith(">")) return Fail(begin, "unterminated tag </" + std::string(name) + ">");
   ++at_;
   if (open_.empty() || elements_[open_.back()].name != name) {
-    return Fail(begin, "</" + std::string(name) + "> closes nothing that is open");
+    return Fail(begin, "unmatched end tag </" + std::string(name) + ">");
   }
   elements_[open_.back()].contentEnd = begin;
   elements_[open_.back()].end = at_;
@@ -203,12 +203,12 @@ bool Parser::ParseAttribute() {
   SkipWhitespace();
   const char quote = at_ < text_.size() ? text_[at_] : '\0';
   if (!hasValue || (quote != '"' && quote != '\'')) {
-    return Fail(begin, "the attribute " + std::string(name) + " has no value in quotes");
+    return Fail(begin, "attribute " + std::string(name) + " has no quoted value");
   }
   const size_t value = ++at_;
-  if (!SkipPast({&quote, 1}, "an attribute's value")) return false;
+  if (!SkipPast({&quote, 1}, "attribute value")) return false;
   if (text_.substr(value, at_ - 1 - value).find('<') != std::string_view::npos) {
-    return Fail(begin, "the value of the attribute " + std::string(name) + " holds a \"<\"");
+    return Fail(begin, "\"<\" in the value of attribute " + std::string(name));
   }
   return CheckReferences(value, at_ - 1);
 }
@@ -230,7 +230,7 @@ bool Parser::CheckReferences(size_t begin, size_t end) {
     const size_t semicolon = text.find(';', at);
     if (semicolon == std::string_view::npos ||
         !IsReference(text.substr(at + 1, semicolon - at - 1))) {
-      return Fail(at, "a \"&\" begins no reference that is known");
+      return Fail(at, "unknown entity");
     }
     at = semicolon;
   }

@@ -6,29 +6,34 @@
 #include "platform/managers/status.h"
 #include "programs/cli/exit_status.h"
 
-// What the program says to its user, outside the log.
+// What a program prints for its user, apart from the log. A problem has the form "OBJECT: PROBLEM",
+// without a full stop.
 namespace tessary {
 
 inline constexpr std::string_view kCommandLineProgram = "tessary-cli";
+inline constexpr std::string_view kWriteError = "standard output: write error";
 
 // Prints one line on standard error, "PROGRAM: PROBLEM", with control characters escaped. A failure
 // to write is not reported: there is nowhere to report it.
 void PrintProblem(std::string_view problem, std::string_view program = kCommandLineProgram);
 
-// Says so on standard error, for which it takes none.
+// Reports that memory is exhausted, without allocating any.
 void PrintOutOfMemory();
 
-// Writes the text to standard output, whole. False where it could not be written.
+// Writes the text to standard output. Returns false if not all of it could be written.
 bool WriteOutput(std::string_view text);
 
-// The same for a command whose output is all that it does: kSuccess, or kFailure with a line on
-// standard error.
+// Writes the output of a command. Returns kSuccess, or kFailure with a line on standard error.
 ExitStatus PrintOutput(std::string_view text, std::string_view program = kCommandLineProgram);
 
 // The text between double quotes.
 std::string Quoted(std::string_view text);
 
-// The status in a few words, without a full stop: "permission denied".
+// A word or path as the user typed it; quoted if it is empty.
+std::string Shown(std::string_view text);
+
+// What the status means, in the words of strerror(3): "Permission denied". A status that has no
+// counterpart is printed as a number.
 std::string DescribeStatus(Status status);
 
 }  // namespace tessary

@@ -7,7 +7,40 @@
 namespace tessary {
 namespace {
 
-// Links are followed here and nowhere else.
+struct ParentAndName {
+  std::string parent;
+  std::string name;
+};
+
+// "a/b//" is the name b in a/, and "b" is the name b in the working folder.
+ParentAndName SplitNamedPath(std::string path) {
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return {".", path};
+  return {path.substr(0, slash + 1), path.substr(slash + 1)};
+}
+
+// ResolveNamedPath returns ioErr for a loop of links and for a device error. In a loop there is a
+// link that can be opened as an item although it cannot be resolved.
+bool IsLinkLoop(const std::string& named) {
+  std::string path;
+  const Status status = ResolveItemPath(named, &path);
+  FSRef item;
+  if (status == noErr) return FSPathMakeRef(path.c_str(), &item) == noErr;
+  const size_t slash = named.find_last_not_of('/', named.rfind('/'));
+  return status == ioErr && slash != std::string::npos && IsLinkLoop(named.substr(0, slash + 1));
+}
+
+std::string DescribePathStatus(const std::string& named, Status status) {
+  if (status == ioErr && IsLinkLoop(named)) return "Too many levels of symbolic links";
+  return DescribeStatus(status);
+}
+
+bool Refuse(const std::string& named, Status status, std::string* problem) {
+  *problem = Shown(named) + ": " + DescribePathStatus(named, status);
+  return false;
+}
+
 Status OpenNamedObject(const std::string& named, FSRef* ref) {
   std::string path;
   const Status status = ResolveNamedPath(named, &path);
@@ -25,62 +58,67 @@ Status OpenNamedFolder(const std::string& named, FSRef* ref) {
   return noErr;
 }
 
-struct ParentAndName {
-  std::string parent;
-  std::string name;
-};
-
-// "a/b//" is the name b in a, and "b" is the name b here.
-ParentAndName SplitNamedPath(std::string path) {
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return {".", path};
-  return {path.substr(0, slash + 1), path.substr(slash + 1)};
-}
-
 bool CreateDestination(const std::string& named, FSRef* destination, std::string* problem) {
   const ParentAndName place = SplitNamedPath(named);
+  const std::string failure = named + ": cannot create the folder";
   FSRef parent;
   Status status = OpenNamedObject(place.parent, &parent);
   if (status != noErr) {
-    *problem = "the destination " + Quoted(named) +
-               " cannot be made: its parent folder cannot be used: " + DescribeStatus(status);
+    *problem = failure + " in " + place.parent + ": " + DescribePathStatus(place.parent, status);
     return false;
   }
   // The name is passed as it was typed: a ":" in a catalog name stays ":" on disk.
   FSRef created;
   status = FSCreateDirectoryUnicode(parent, Utf16FromUtf8(place.name), &created);
-  if (status != noErr) {
-    *problem = "the destination " + Quoted(named) + " cannot be made: " + DescribeStatus(status);
-    return false;
+  if (status == noErr) {
+    *destination = created;
+    return true;
   }
-  *destination = created;
-  return true;
+  // The name exists by now, although it did not lead to an object before: either another program
+  // has just created the folder, or it is a link to a missing object.
+  if (status == dupFNErr) {
+    status = OpenNamedFolder(named, destination);
+    if (status == noErr) return true;
+    if (status == fnfErr) {
+      *problem = failure + ": it is a dangling symbolic link";
+      return false;
+    }
+  }
+  *problem = failure + ": " + DescribeStatus(status);
+  return false;
 }
 
 }  // namespace
 
+Status ResolveItemPath(const std::string& named, std::string* path) {
+  const size_t slash = named.rfind('/');
+  const std::string name = slash == std::string::npos ? named : named.substr(slash + 1);
+  if (name.empty() || name == "." || name == "..") return ResolveNamedPath(named, path);
+  std::string folder = ".";
+  if (slash != std::string::npos) folder = slash == 0 ? "/" : named.substr(0, slash);
+  std::string resolved;
+  const Status status = ResolveNamedPath(folder, &resolved);
+  if (status != noErr) return status;
+  *path = resolved == "/" ? "/" + name : resolved + "/" + name;
+  return noErr;
+}
+
 bool OpenSource(const std::string& named, FSRef* source, std::string* problem) {
   const Status status = OpenNamedFolder(named, source);
-  if (status == noErr) return true;
-  *problem = "the source " + Quoted(named) + " cannot be used: " + DescribeStatus(status);
-  return false;
+  return status == noErr || Refuse(named, status, problem);
 }
 
 bool CheckRunSource(const FSRef& source, const std::string& named, std::string* problem) {
   FSIterator iterator;
   const Status status = FSOpenIterator(source, &iterator);
-  if (status == noErr) return true;
-  *problem = "the source " + Quoted(named) + " cannot be used: " + DescribeStatus(status);
-  return false;
+  return status == noErr || Refuse(named, status, problem);
 }
 
 bool FindOrCreateDestination(const std::string& named, FSRef* destination, std::string* problem) {
   const Status status = OpenNamedFolder(named, destination);
   if (status == noErr) return true;
   if (status == fnfErr) return CreateDestination(named, destination, problem);
-  *problem = "the destination " + Quoted(named) + " cannot be used: " + DescribeStatus(status);
-  return false;
+  return Refuse(named, status, problem);
 }
 
 }  // namespace tessary

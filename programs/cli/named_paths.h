@@ -9,17 +9,22 @@
 // out-arguments as they were.
 namespace tessary {
 
-// Opens the folder that is named as a run's source, following links. False if there is no such
-// folder. Whether it can be read is not checked: a run may read another folder in its place.
+// Resolves links on the way to the last component, but not the last component itself: a link is an
+// item of its own. A path that ends in "/", "." or ".." names a folder and is resolved completely.
+// Returns the statuses of ResolveNamedPath. `*path` is absolute, and written on success only.
+Status ResolveItemPath(const std::string& named, std::string* path);
+
+// Opens the folder that is named as a run's source, following links. Returns false if there is no
+// such folder. Whether it can be read is not checked: a run may read another folder in its place.
 bool OpenSource(const std::string& named, FSRef* source, std::string* problem);
 
-// Checks that a run can list `source`, which was opened or derived from the folder `named`. False
-// if it cannot: the engine would take such a folder for an empty one.
+// Returns true if a run can list `source`, which was opened or derived from the folder `named`. The
+// engine would treat a folder that it cannot list as an empty one.
 bool CheckRunSource(const FSRef& source, const std::string& named, std::string* problem);
 
-// Opens the folder that is named as a run's destination, following links. Creates it if only its
-// last component is missing. False if there is no such folder and none can be created, and if it is
-// not a folder.
+// Opens the folder that is named as a run's destination, following links. Creates it if its parent
+// exists. Returns false if there is no such folder and none can be created, and if it is not a
+// folder.
 bool FindOrCreateDestination(const std::string& named, FSRef* destination, std::string* problem);
 
 }  // namespace tessary

@@ -3,13 +3,13 @@
 namespace tessary {
 namespace {
 
-// What no script of another's begins with.
+// The beginning by which our script is recognized.
 constexpr std::string_view kHead = R"(#!/bin/sh
 # Made by "tessary-cli integrate install", and taken away by "tessary-cli integrate remove".
 )";
 
-// Names come as arguments and are relative to the folder that is shown, which is the working
-// folder. Where they are missing, paths come in a variable, a line each.
+// Nautilus passes names as arguments, relative to the folder that it shows, which is the working
+// folder. In folders for which it passes none, a variable has the paths, one per line.
 constexpr std::string_view kBody = R"(if [ "$#" -eq 0 ]; then
   set -f
   IFS='

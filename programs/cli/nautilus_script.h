@@ -3,14 +3,14 @@
 #include <string>
 #include <string_view>
 
-// The script that stands in Nautilus' menu under its own file name.
+// The script that Nautilus shows in its menu under the name of the file.
 namespace tessary {
 
 inline constexpr std::string_view kNautilusScriptName = "Aggregate with Tessary…";
 
 std::string NautilusScript();
 
-// True for a text that this program has written, also in another version of it.
+// True for a script that any version of this program has written.
 bool IsNautilusScript(std::string_view text);
 
 }  // namespace tessary

@@ -6,8 +6,6 @@
 #include <numeric>
 #include <optional>
 
-#include "programs/cli/messages.h"
-
 namespace tessary {
 namespace {
 

@@ -65,9 +65,6 @@ std::string ListOf(std::span<const std::string_view> words) {
   return list;
 }
 
-// A word as the user typed it; between quotes if it would not be seen.
-std::string Shown(const std::string& word) { return word.empty() ? Quoted(word) : word; }
-
 // The problem of a word that is not one of `known`: "size: unknown kind: expected A or B".
 std::string DescribeUnknownWord(const std::string& word, std::string_view what,
                                 std::span<const std::string_view> known) {

@@ -7,7 +7,7 @@
 namespace tessary {
 namespace {
 
-// One decimal, with a point whatever the locale.
+// The number with one decimal, after a point in any locale.
 std::string DecimalText(double number) {
   std::array<char, 400> digits = {};
   const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number,
@@ -48,13 +48,14 @@ void RunTotals::Count(const std::string& path, ItemOutcome outcome) {
   }
 }
 
-uint64_t RunTotals::left() const { return skipped_ + CountWithFailure(failedByPath_, false); }
+uint64_t RunTotals::skipped() const { return skipped_ + CountWithFailure(failedByPath_, false); }
 
 uint64_t RunTotals::failed() const { return failed_ + CountWithFailure(failedByPath_, true); }
 
-std::string SummaryLine(const RunTotals& tally, double seconds) {
-  return std::to_string(tally.filed()) + " filed, " + std::to_string(tally.left()) + " left, " +
-         std::to_string(tally.failed()) + " failed, " + DecimalText(seconds) + " secs";
+std::string SummaryLine(const RunTotals& totals, double seconds) {
+  return std::to_string(totals.filed()) + " filed, " + std::to_string(totals.skipped()) +
+         " skipped, " + std::to_string(totals.failed()) + " failed in " + DecimalText(seconds) +
+         " s";
 }
 
 }  // namespace tessary

@@ -8,25 +8,25 @@
 
 namespace tessary {
 
-// What became of the items of a run, each counted once.
+// The outcomes of a run's items, each item counted once.
 class RunTotals {
  public:
   void Count(const std::string& path, ItemOutcome outcome);
 
   uint64_t filed() const { return filed_; }
-  uint64_t left() const;  // passed over: without a key, or in place already
+  uint64_t skipped() const;  // without a key, or already in the right folder
   uint64_t failed() const;
 
  private:
   uint64_t filed_ = 0;
   uint64_t skipped_ = 0;
   uint64_t failed_ = 0;
-  // The folders that could not be listed and the items that stay in year folders, of which a run
-  // tells again and again, and whether the last word was that they failed.
+  // Folders that could not be listed, and items that stay in year folders. A run reports these
+  // repeatedly; the value is whether the last outcome was a failure.
   std::unordered_map<std::string, bool> failedByPath_;
 };
 
-// The line that ends a run, without its newline: "12034 filed, 41 left, 3 failed, 4.2 secs".
-std::string SummaryLine(const RunTotals& tally, double seconds);
+// The line that ends a run, without a newline: "12034 filed, 41 skipped, 3 failed in 4.2 s".
+std::string SummaryLine(const RunTotals& totals, double seconds);
 
 }  // namespace tessary

@@ -16,8 +16,8 @@ constexpr std::string_view kEmptyDocument = R"(<?xml version="1.0" encoding="UTF
 </actions>
 )";
 
-// Ends in a line end, which goes with it when it is removed. Thunar takes the name and the
-// description in its user's language, and those without one where there is none.
+// Ends in a newline, which is removed with it. Thunar shows the name and the description in its
+// user's language; those without a language are the fallback.
 constexpr std::string_view kAction = R"(<action>
 	<icon>org.tessary.Tessary</icon>
 	<name>Aggregate with Tessary…</name>
@@ -44,17 +44,15 @@ std::string_view TrimWhitespace(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(kWhitespace) - begin + 1);
 }
 
-// The outermost element comes first.
 bool ParseActions(std::string_view document, std::vector<MarkupElement>* elements,
                   std::string* problem) {
   if (!ParseMarkup(document, elements, problem)) return false;
   if (elements->front().name == kRootName) return true;
-  *problem =
-      "its outermost element is <" + std::string(elements->front().name) + ">, and not <actions>";
+  *problem = "root element is <" + std::string(elements->front().name) + ">, expected <actions>";
   return false;
 }
 
-// The actions of ours, in their order.
+// The actions with our id that are direct children of the root element, in their order.
 std::vector<MarkupElement> FindOurs(std::string_view document,
                                     const std::vector<MarkupElement>& elements) {
   std::vector<MarkupElement> ours;
@@ -91,7 +89,7 @@ bool AddThunarAction(std::string_view document, std::string* changed, std::strin
     changed->insert(root.contentEnd, kAction);
     return true;
   }
-  // "<actions/>" is opened up for what is to stand in it.
+  // "<actions/>" becomes a start tag and an end tag with the action between them.
   const size_t slash = document.rfind('/', root.end);
   changed->replace(slash, root.end - slash, ">\n" + std::string(kAction) + "</actions>");
   return true;

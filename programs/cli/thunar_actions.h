@@ -5,23 +5,22 @@
 
 // The text of Thunar's file of custom actions, "uca.xml". Nothing here touches a file.
 //
-// Each of these answers false for a text that is no such document, with why in `*problem`, and
-// writes its result on success only.
+// The functions that return a bool return false if the text is not such a document, with the reason
+// in `*problem`; they write their results on success only.
 namespace tessary {
 
 // A document without actions.
 std::string_view EmptyThunarActions();
 
-// Tells whether the document holds this program's action, which is known by its id, whatever its
-// user has made of the rest.
+// Sets `*isThere` if the document contains this program's action. It is recognized by its id, so
+// that users may change the rest.
 bool HasThunarAction(std::string_view document, bool* isThere, std::string* problem);
 
-// Makes of the document one with this program's action as its last, or as it was where that is
-// there already. Everything else stays byte for byte.
+// Appends this program's action, unless the document contains it already. All other bytes stay.
 bool AddThunarAction(std::string_view document, std::string* changed, std::string* problem);
 
-// Makes of the document one without this program's action, each of them where there are several.
-// What AddThunarAction made becomes what it was, byte for byte.
+// Removes each of this program's actions. Reverts AddThunarAction byte for byte, except that
+// "<actions/>" stays expanded.
 bool RemoveThunarAction(std::string_view document, std::string* changed, std::string* problem);
 
 }  // namespace tessary

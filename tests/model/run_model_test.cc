@@ -270,7 +270,7 @@ class RealRun {
     Expect("failed", failed, failed, totals_.failed());
     // What is filed into a folder that is walked later is met there once more.
     const bool isListedAgain = run_.place == RunPlace::kInside && run_.recurses;
-    Expect("left", left, left + (isListedAgain ? filed : 0), totals_.left());
+    Expect("left", left, left + (isListedAgain ? filed : 0), totals_.skipped());
     Expect("lines of what failed", model_.Count(ExpectedOutcome::kFailed),
            model_.Count(ExpectedOutcome::kFailed), LinesWith("The file \""));
     if (run_.kind < 4) Expect("lines of what was moved", filed, filed, LinesWith("Moved \""));

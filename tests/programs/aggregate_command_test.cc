@@ -34,7 +34,7 @@ TEST_F(AggregateCommand, CopiesByExtensionWhenNothingIsStored) {
   const std::vector<std::string> before = DescribeTree(At("source"));
   const ProgramResult result = Aggregate({});
   EXPECT_EQ(0, result.status) << result.errors;
-  EXPECT_THAT(result.output, MatchesRegex("6 filed, 1 left, 0 failed, [0-9]+\\.[0-9] secs\n"));
+  EXPECT_THAT(result.output, MatchesRegex("6 filed, 1 skipped, 0 failed in [0-9]+\\.[0-9] s\n"));
   EXPECT_THAT(FilesBelow(At("destination")),
               UnorderedElementsAre("txt/a.txt", "txt/caf\xe9.txt", "txt/new\nline.txt",
                                    "txt/two..txt", "txt/hard.txt", "txt/dangling.txt"));
@@ -47,7 +47,7 @@ TEST_F(AggregateCommand, MovesByExtension) {
   FillSource();
   const ProgramResult result = Aggregate({"--move", "--kind", "extension"});
   EXPECT_EQ(0, result.status) << result.errors;
-  EXPECT_THAT(result.output, StartsWith("6 filed, 1 left, 0 failed, "));
+  EXPECT_THAT(result.output, StartsWith("6 filed, 1 skipped, 0 failed in "));
   EXPECT_THAT(NamesIn(At("source")), UnorderedElementsAre(".hidden.txt", "none"));
   EXPECT_EQ("newline", ReadFile(At("destination/txt/new\nline.txt")));
 }
@@ -60,7 +60,7 @@ TEST_F(AggregateCommand, FilesByFileType) {
   if (!SetFinderInfo(At("source/typed"), "ABCD", 0)) GTEST_SKIP() << "no attributes here";
   const ProgramResult result = Aggregate({"--kind=file-type"});
   EXPECT_EQ(0, result.status) << result.errors;
-  EXPECT_THAT(result.output, StartsWith("2 filed, 1 left, 0 failed, "));
+  EXPECT_THAT(result.output, StartsWith("2 filed, 1 skipped, 0 failed in "));
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("ABCD/typed", "ODD /mapped.odd"));
 }
 
@@ -69,7 +69,7 @@ TEST_F(AggregateCommand, FilesByMimeType) {
   WriteFile(At("source/strange.unheard"));
   const ProgramResult result = Aggregate({"--kind=mime-type"});
   EXPECT_EQ(0, result.status) << result.errors;
-  EXPECT_THAT(result.output, StartsWith("2 filed, 0 left, 0 failed, "));
+  EXPECT_THAT(result.output, StartsWith("2 filed, 0 skipped, 0 failed in "));
   EXPECT_THAT(FilesBelow(At("destination")),
               ElementsAre("application:unheard/strange.unheard", "image:jpeg/photo.jpg"));
 }
@@ -79,7 +79,7 @@ TEST_F(AggregateCommand, FilesByModificationDateCountingEachItemOnce) {
   fs::remove(At("source/dangling.txt"));
   const ProgramResult result = Aggregate({"--kind=modification-date"});
   EXPECT_EQ(0, result.status) << result.errors;
-  EXPECT_THAT(result.output, StartsWith("6 filed, 0 left, 0 failed, "));
+  EXPECT_THAT(result.output, StartsWith("6 filed, 0 skipped, 0 failed in "));
   EXPECT_THAT(FilesBelow(At("destination")),
               UnorderedElementsAre("2009/Mar 04, 2009/a.txt", "2009/Mar 04, 2009/caf\xe9.txt",
                                    "2009/Mar 04, 2009/new\nline.txt", "2009/Mar 04, 2009/two..txt",
@@ -94,7 +94,7 @@ TEST_F(AggregateCommand, FilesByCreationDate) {
   }
   const ProgramResult result = Aggregate({"--kind=creation-date"});
   EXPECT_EQ(0, result.status) << result.errors;
-  EXPECT_THAT(result.output, StartsWith("1 filed, 0 left, 0 failed, "));
+  EXPECT_THAT(result.output, StartsWith("1 filed, 0 skipped, 0 failed in "));
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("2008/Feb 03, 2008/a.txt"));
 }
 
@@ -182,7 +182,7 @@ TEST_F(AggregateCommand, EndsWithThreeWhereSomeItemsCouldNotBeFiled) {
   WriteFile(At("destination/txt"), "in the way");
   const ProgramResult result = Aggregate({"--move"});
   EXPECT_EQ(3, result.status);
-  EXPECT_THAT(result.output, StartsWith("1 filed, 0 left, 1 failed, "));
+  EXPECT_THAT(result.output, StartsWith("1 filed, 0 skipped, 1 failed in "));
   EXPECT_TRUE(Exists(At("source/a.txt")));
   EXPECT_EQ("in the way", ReadFile(At("destination/txt")));
   EXPECT_THAT(result.LogMessages(), Contains(HasSubstr("could not be moved to")));
@@ -195,7 +195,7 @@ TEST_F(AggregateCommand, EndsWithThreeWhereTheDestinationCannotBeWritten) {
   const std::vector<std::string> before = DescribeTree(At(""));
   const ProgramResult result = Aggregate({}, {.isOrdinaryUser = true});
   EXPECT_EQ(3, result.status) << result.errors;
-  EXPECT_THAT(result.output, StartsWith("0 filed, 0 left, 1 failed, "));
+  EXPECT_THAT(result.output, StartsWith("0 filed, 0 skipped, 1 failed in "));
   EXPECT_EQ(before, DescribeTree(At("")));
 }
 
@@ -207,7 +207,7 @@ TEST_F(AggregateCommand, EndsWithTheStatusOfTheRunWhateverTheSettingsSayOfQuitti
   WriteFile(At("destination/md"), "in the way");
   const ProgramResult result = Aggregate({"--move"});
   EXPECT_EQ(3, result.status);
-  EXPECT_THAT(result.output, StartsWith("1 filed, 0 left, 1 failed, "));
+  EXPECT_THAT(result.output, StartsWith("1 filed, 0 skipped, 1 failed in "));
   EXPECT_THAT(result.errors, Not(HasSubstr("Bye.")));
   EXPECT_EQ("QuitWhenDone = true\n", ReadFile(PreferencesPath()));
 }
@@ -218,13 +218,13 @@ TEST_F(AggregateCommand, SaysNothingButItsLogAndItsSummary) {
   EXPECT_THAT(result.LogMessages(),
               ElementsAre("Aggregating folder source", "Moved \"a.txt\" to \"txt\""));
   EXPECT_THAT(result.Problems(), IsEmpty());
-  EXPECT_THAT(result.output, MatchesRegex("1 filed, 0 left, 0 failed, [0-9]+\\.[0-9] secs\n"));
+  EXPECT_THAT(result.output, MatchesRegex("1 filed, 0 skipped, 0 failed in [0-9]+\\.[0-9] s\n"));
 }
 
 TEST_F(AggregateCommand, FilesNothingOfAnEmptySource) {
   const ProgramResult result = Aggregate({});
   EXPECT_EQ(0, result.status);
-  EXPECT_THAT(result.output, StartsWith("0 filed, 0 left, 0 failed, "));
+  EXPECT_THAT(result.output, StartsWith("0 filed, 0 skipped, 0 failed in "));
 }
 
 TEST_F(AggregateCommand, CountsWhatIsInPlaceAlreadyAsLeft) {
@@ -232,7 +232,7 @@ TEST_F(AggregateCommand, CountsWhatIsInPlaceAlreadyAsLeft) {
   const ProgramResult result =
       Run({"aggregate", "--recurse", "--move", At("destination/txt"), At("destination")});
   EXPECT_EQ(0, result.status) << result.errors;
-  EXPECT_THAT(result.output, StartsWith("0 filed, 1 left, 0 failed, "));
+  EXPECT_THAT(result.output, StartsWith("0 filed, 1 skipped, 0 failed in "));
   EXPECT_EQ("in place", ReadFile(At("destination/txt/a.txt")));
 }
 

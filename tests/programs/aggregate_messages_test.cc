@@ -10,12 +10,11 @@
 
 #include "tests/programs/aggregate_fixture.h"
 
-// What a run says, and what becomes of it where nobody listens.
+// The messages of a run, and runs whose output nobody reads.
 namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -27,16 +26,19 @@ using AggregateMessages = AggregateTest;
 
 // Warnings.
 
-TEST_F(AggregateMessages, WarnsOncePerProblemOfTheSettingsAndRunsWithDefaults) {
+TEST_F(AggregateMessages, WarnsOncePerInvalidSetting) {
   struct Row {
     std::string preferences;
     std::vector<std::string> named;
   };
   const std::vector<Row> rows = {
       {"TessaryType = [\n", {"preferences.toml"}},
-      {"TessaryType = \"2\"\n", {"TessaryType"}},
+      {"TessaryType = \"2\"\n",
+       {PreferencesPath() + ": TessaryType is not a whole number; using its default"}},
       {"FileOperation = true\nQuitWhenDone = 1\nPreserveComments = 1.5\n",
-       {"FileOperation", "QuitWhenDone", "PreserveComments"}},
+       {": FileOperation is not a whole number; using its default",
+        ": QuitWhenDone is neither true nor false; using its default",
+        ": PreserveComments is neither true nor false; using its default"}},
   };
   for (const Row& row : rows) {
     WriteFile(PreferencesPath(), row.preferences);
@@ -53,20 +55,16 @@ TEST_F(AggregateMessages, WarnsOncePerProblemOfTheSettingsAndRunsWithDefaults) {
   }
 }
 
-TEST_F(AggregateMessages, WarnsOfAKindThatFilesNothing) {
+TEST_F(AggregateMessages, RefusesInvalidKind) {
   WriteFile(At("source/a.txt"));
   for (const std::string kind : {"0", "6", "-1"}) {
     WriteFile(PreferencesPath(), "TessaryType = " + kind + "\n");
-    const ProgramResult result = Aggregate({});
-    EXPECT_EQ(0, result.status);
-    EXPECT_THAT(result.output, StartsWith("0 filed, 0 left, 0 failed, "));
-    EXPECT_THAT(result.Problems(),
-                ElementsAre(AllOf(HasSubstr("TessaryType is " + kind), HasSubstr("nothing"))));
-    EXPECT_THAT(FilesBelow(At("destination")), IsEmpty());
+    ExpectError({"aggregate", At("source"), At("made")},
+                "TessaryType = " + kind + " is not a valid kind (1–5); nothing to do");
   }
 }
 
-TEST_F(AggregateMessages, DoesNotWarnOfAValueThatAnOptionReplaces) {
+TEST_F(AggregateMessages, DoesNotWarnOfOverriddenSettings) {
   WriteFile(At("source/a.txt"));
   WriteFile(PreferencesPath(), "TessaryType = 9\nFileOperation = \"move\"\n");
   const ProgramResult result = Aggregate({"--kind=extension", "--copy"});
@@ -75,7 +73,7 @@ TEST_F(AggregateMessages, DoesNotWarnOfAValueThatAnOptionReplaces) {
   EXPECT_THAT(result.output, StartsWith("1 filed, "));
 }
 
-TEST_F(AggregateMessages, WarnsOfEachBadLineOfTheMappingFile) {
+TEST_F(AggregateMessages, WarnsOfMalformedMappingLines) {
   WriteFile(At("source/a.odd"));
   WriteFile(MappingPath(), "# mine\n.odd \"ODD\"\nnonsense\n.bad \"TOOLONG\"\n");
   const ProgramResult result = Aggregate({"--kind=file-type"});
@@ -84,9 +82,9 @@ TEST_F(AggregateMessages, WarnsOfEachBadLineOfTheMappingFile) {
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("ODD /a.odd"));
 }
 
-// Output that nobody takes.
+// Output that nobody reads.
 
-TEST_F(AggregateMessages, FilesEverythingWhenNobodyReadsTheSummary) {
+TEST_F(AggregateMessages, FilesEverythingWithoutSummaryReader) {
   FillSource();
   std::array<int, 2> ends = {};
   ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC));
@@ -94,11 +92,12 @@ TEST_F(AggregateMessages, FilesEverythingWhenNobodyReadsTheSummary) {
   const ProgramResult result = Aggregate({"--move"}, {.outputFile = ends[1]});
   close(ends[1]);
   EXPECT_EQ(0, result.status);
-  EXPECT_THAT(result.Problems(), ElementsAre(HasSubstr("6 filed, 1 left, 0 failed, ")));
+  EXPECT_THAT(result.Problems(), ElementsAre(StartsWith("standard output: write error; the "
+                                                        "summary is: 6 filed, 1 skipped, ")));
   EXPECT_THAT(FilesBelow(At("destination")), SizeIs(6));
 }
 
-TEST_F(AggregateMessages, FilesEverythingWhenNobodyReadsTheLog) {
+TEST_F(AggregateMessages, FilesEverythingWithoutLogReader) {
   FillSource();
   std::array<int, 2> ends = {};
   ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC));
@@ -106,19 +105,20 @@ TEST_F(AggregateMessages, FilesEverythingWhenNobodyReadsTheLog) {
   const ProgramResult result = Aggregate({"--move"}, {.errorFile = ends[1]});
   close(ends[1]);
   EXPECT_EQ(0, result.status);
-  EXPECT_THAT(result.output, StartsWith("6 filed, 1 left, 0 failed, "));
+  EXPECT_THAT(result.output, StartsWith("6 filed, 1 skipped, 0 failed in "));
   EXPECT_THAT(FilesBelow(At("destination")), SizeIs(6));
 }
 
-TEST_F(AggregateMessages, TellsOfASummaryThatCouldNotBeWritten) {
+TEST_F(AggregateMessages, PrintsSummaryAsErrorIfOutputIsFull) {
   WriteFile(At("source/a.txt"));
   const ProgramResult result = Aggregate({}, {.outputPath = "/dev/full"});
   EXPECT_EQ(0, result.status);
-  EXPECT_THAT(result.Problems(), ElementsAre(HasSubstr("1 filed, 0 left, 0 failed, ")));
+  EXPECT_THAT(result.Problems(), ElementsAre(StartsWith("standard output: write error; the "
+                                                        "summary is: 1 filed, 0 skipped, ")));
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("txt/a.txt"));
 }
 
-TEST_F(AggregateMessages, NeverWritesIntoAFileInPlaceOfAMissingStandardFile) {
+TEST_F(AggregateMessages, NeverWritesOutputIntoOpenedFiles) {
   const std::vector<std::vector<int>> rows = {{1}, {2}, {0, 1, 2}, {1, 2}};
   for (const std::vector<int>& closed : rows) {
     fs::remove_all(At("destination"));
@@ -131,7 +131,7 @@ TEST_F(AggregateMessages, NeverWritesIntoAFileInPlaceOfAMissingStandardFile) {
   }
 }
 
-TEST_F(AggregateMessages, WritesNoTerminalSequencesWhereThereIsNoTerminal) {
+TEST_F(AggregateMessages, WritesNoEscapeSequencesWithoutTerminal) {
   FillSource();
   const ProgramResult result = Aggregate({});
   EXPECT_THAT(result.errors, Not(HasSubstr("\x1b")));

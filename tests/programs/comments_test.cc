@@ -168,7 +168,7 @@ TEST_P(Comments, OfFourThousandCharactersAreCarriedOrRefusedWhole) {
     EXPECT_EQ(3, result.status);
     EXPECT_EQ(std::nullopt, CommentAt(InDestination("txt/a.txt")));
     EXPECT_THAT(result.LogMessages(), Contains(failureLine));
-    EXPECT_TRUE(result.output.starts_with("0 filed, 0 left, 1 failed")) << result.output;
+    EXPECT_TRUE(result.output.starts_with("0 filed, 0 skipped, 1 failed")) << result.output;
   }
   EXPECT_EQ(text, CommentAt(Source("a.txt")));
 }

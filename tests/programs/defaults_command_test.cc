@@ -13,7 +13,7 @@ using testing::IsEmpty;
 
 class DefaultsCommand : public ProgramTest {
  protected:
-  // Succeeds without a line on standard error, printing `output`.
+  // Expects success, `output` and nothing on standard error.
   void ExpectOutput(const std::vector<std::string>& arguments, const std::string& output) const {
     const ProgramResult result = Run(arguments);
     EXPECT_EQ(0, result.status);
@@ -22,41 +22,44 @@ class DefaultsCommand : public ProgramTest {
   }
 };
 
-TEST_F(DefaultsCommand, ReadsAllInTheirOrderWithTheMeaningOfWhatIsNotSet) {
-  ExpectOutput({"defaults", "read"},
-               "FileOperation not set (files are copied)\n"
-               "TessaryType not set (files are sorted by extension)\n"
-               "QuitWhenDone not set (the desktop program stays open after a run)\n"
-               "RecurseFolders not set (subfolders are not entered)\n"
-               "ReplaceFilesBySameName not set (a file of the same name is kept, the newcomer is "
-               "renamed)\n"
-               "AggregateAppResourcesOnly not set (only an application's resources are filed)\n"
-               "PreserveComments not set (comments are not carried over)\n");
+TEST_F(DefaultsCommand, ReadsAllKeysInOrder) {
+  ExpectOutput(
+      {"defaults", "read"},
+      "FileOperation not set (files are copied)\n"
+      "TessaryType not set (files are sorted by extension)\n"
+      "QuitWhenDone not set (the desktop program stays open after a run)\n"
+      "RecurseFolders not set (subfolders are not entered)\n"
+      "ReplaceFilesBySameName not set (existing files are kept, and the incoming file "
+      "gets a distinct name)\n"
+      "AggregateAppResourcesOnly not set (only the resources of an application are sorted)\n"
+      "PreserveComments not set (comments are not copied)\n");
   EXPECT_THAT(NamesIn(At("config")), IsEmpty());
 }
 
-TEST_F(DefaultsCommand, ReadsValuesAsTheyAreStored) {
+TEST_F(DefaultsCommand, ReadsStoredValues) {
   WriteFile(PreferencesPath(),
             "TessaryType = \"2\\n\"\nFileOperation = 70000\nQuitWhenDone = true\n"
             "RecurseFolders = false\nReplaceFilesBySameName = 1.5\nOther = 3\n");
-  ExpectOutput({"defaults", "read"},
-               "FileOperation = 70000\n"
-               "TessaryType = \"2\\n\"\n"
-               "QuitWhenDone = true\n"
-               "RecurseFolders = false\n"
-               "ReplaceFilesBySameName = a value of a type that is not read\n"
-               "AggregateAppResourcesOnly not set (only an application's resources are filed)\n"
-               "PreserveComments not set (comments are not carried over)\n");
+  ExpectOutput(
+      {"defaults", "read"},
+      "FileOperation = 70000\n"
+      "TessaryType = \"2\\n\" (invalid: expected a whole number)\n"
+      "QuitWhenDone = true\n"
+      "RecurseFolders = false\n"
+      "ReplaceFilesBySameName = (invalid: expected true or false)\n"
+      "AggregateAppResourcesOnly not set (only the resources of an application are sorted)\n"
+      "PreserveComments not set (comments are not copied)\n");
   ExpectOutput({"defaults", "read", "FileOperation"}, "70000\n");
   ExpectOutput({"defaults", "read", "QuitWhenDone"}, "true\n");
-  ExpectOutput({"defaults", "read", "TessaryType"}, "\"2\\n\"\n");
+  ExpectOutput({"defaults", "read", "TessaryType"},
+               "\"2\\n\" (invalid: expected a whole number)\n");
 }
 
-TEST_F(DefaultsCommand, ReadsAKeyThatIsNotSetAsAFailure) {
-  ExpectError({"defaults", "read", "TessaryType"}, "TessaryType is not set");
+TEST_F(DefaultsCommand, FailsToReadUnsetKey) {
+  ExpectError({"defaults", "read", "TessaryType"}, "TessaryType: not set");
 }
 
-TEST_F(DefaultsCommand, WritesAndDeletesOneKeyAndKeepsTheRest) {
+TEST_F(DefaultsCommand, KeepsOtherKeys) {
   WriteFile(PreferencesPath(), "# mine\nOther = \"x\" # kept\nQuitWhenDone = true\n");
   ExpectOutput({"defaults", "write", "TessaryType", "-int", "4"}, "");
   ExpectOutput({"defaults", "read", "TessaryType"}, "4\n");
@@ -68,12 +71,12 @@ TEST_F(DefaultsCommand, WritesAndDeletesOneKeyAndKeepsTheRest) {
   ExpectOutput({"defaults", "read", "QuitWhenDone"}, "false\n");
 }
 
-TEST_F(DefaultsCommand, MakesThePreferencesFileWhereThereIsNone) {
+TEST_F(DefaultsCommand, CreatesPreferencesFile) {
   ExpectOutput({"defaults", "write", "RecurseFolders", "-bool", "yes"}, "");
   ExpectOutput({"defaults", "read", "RecurseFolders"}, "true\n");
 }
 
-TEST_F(DefaultsCommand, DeletesWhatIsNotSetTouchingNothing) {
+TEST_F(DefaultsCommand, DeletesUnsetKeyWithoutWriting) {
   ExpectOutput({"defaults", "delete", "TessaryType"}, "");
   EXPECT_THAT(NamesIn(At("config")), IsEmpty());
   WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
@@ -82,7 +85,7 @@ TEST_F(DefaultsCommand, DeletesWhatIsNotSetTouchingNothing) {
   EXPECT_EQ(before, DescribeTree(At("config")));
 }
 
-TEST_F(DefaultsCommand, FailsOnAFileThatCannotBeParsedAndKeepsIt) {
+TEST_F(DefaultsCommand, KeepsUnparsableFile) {
   WriteFile(PreferencesPath(), "QuitWhenDone = \n");
   ExpectError({"defaults", "read"}, "preferences.toml");
   ExpectError({"defaults", "read", "QuitWhenDone"}, "preferences.toml");
@@ -90,7 +93,7 @@ TEST_F(DefaultsCommand, FailsOnAFileThatCannotBeParsedAndKeepsIt) {
   ExpectError({"defaults", "delete", "QuitWhenDone"}, "preferences.toml");
 }
 
-TEST_F(DefaultsCommand, FailsWhereTheFileCannotBeWritten) {
+TEST_F(DefaultsCommand, FailsIfFileIsReadOnly) {
   OpenToOrdinaryUser();
   WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
   EXPECT_EQ(0, chmod(PreferencesPath().c_str(), 0444));
@@ -101,7 +104,7 @@ TEST_F(DefaultsCommand, FailsWhereTheFileCannotBeWritten) {
   ExpectError({"defaults", "delete", "QuitWhenDone"}, "preferences.toml", 1, ordinary);
 }
 
-TEST_F(DefaultsCommand, RefusesBadUsageTouchingNothing) {
+TEST_F(DefaultsCommand, RefusesBadUsage) {
   WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
   ExpectError({"defaults"}, "read, write or delete", 2);
   ExpectError({"defaults", "read", "Kind"}, "Kind: unknown key", 2);
@@ -114,14 +117,14 @@ TEST_F(DefaultsCommand, RefusesBadUsageTouchingNothing) {
   ExpectError({"defaults", "write", "QuitWhenDone", "-bool"}, "missing VALUE", 2);
 }
 
-TEST_F(DefaultsCommand, FailsWhereItsOutputCannotBeWritten) {
+TEST_F(DefaultsCommand, FailsIfOutputCannotBeWritten) {
   const ProgramSetup full = {.outputPath = "/dev/full"};
-  ExpectError({"defaults", "read"}, "could not be written", 1, full);
-  ExpectError({"--help"}, "could not be written", 1, full);
-  ExpectError({"--version"}, "could not be written", 1, {.closedFiles = {1}});
+  ExpectError({"defaults", "read"}, "standard output: write error", 1, full);
+  ExpectError({"--help"}, "standard output: write error", 1, full);
+  ExpectError({"--version"}, "standard output: write error", 1, {.closedFiles = {1}});
 }
 
-TEST_F(DefaultsCommand, PrintsHelpAndVersionOnStandardOutput) {
+TEST_F(DefaultsCommand, PrintsHelpAndVersion) {
   ExpectOutput({"--version"}, "tessary-cli 0.1.0\n");
   ExpectOutput({"--help"}, HelpText(kProgramSpec));
   ExpectOutput({"defaults", "write", "-h"}, HelpText(kDefaultsSpec));

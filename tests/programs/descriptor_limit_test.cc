@@ -40,7 +40,7 @@ TEST_F(DescriptorLimit, OfAFewLetsARecursiveRunCopyEverything) {
   setup.descriptors = 24;
   const ProgramResult result = Aggregate({"--copy", "--recurse"}, setup);
   EXPECT_EQ(0, result.status) << result.errors;
-  EXPECT_THAT(result.output, HasSubstr("81 filed, 0 left, 0 failed"));
+  EXPECT_THAT(result.output, HasSubstr("81 filed, 0 skipped, 0 failed"));
   EXPECT_THAT(FilesBelow(At("destination/txt")), SizeIs(kLevels + kWidth));
   EXPECT_THAT(FilesBelow(At("destination/app/Tool.app")), SizeIs(kLevels));
   EXPECT_EQ(before, FilesBelow(At("source")));

@@ -17,14 +17,14 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class Info : public ProgramTest {
+class InfoCommand : public ProgramTest {
  protected:
   ProgramResult PrintInfo(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), "info");
     return Run(arguments, {.folder = At(""), .environment = {{"TZ", "UTC"}}});
   }
 
-  // A file that has everything, in several forms.
+  // A file with all metadata, in several forms.
   bool MakeMacFile() const {
     WriteFile(At("photo.jpg"), "x");
     SetModificationDate(At("photo.jpg"), 1'236'168'000);
@@ -36,14 +36,14 @@ class Info : public ProgramTest {
   }
 };
 
-TEST_F(Info, TellsWhatARunSeesAndWhereItIsFrom) {
+TEST_F(InfoCommand, PrintsValuesWithTheirOrigins) {
   if (!MakeMacFile()) GTEST_SKIP() << "no attributes here";
   const ProgramResult result = PrintInfo({"photo.jpg"});
   EXPECT_EQ(0, result.status);
   EXPECT_EQ("", result.errors);
   EXPECT_EQ(At("photo.jpg") + R"(
   item: file
-  filed: no, it is hidden
+  filed: no (hidden)
   by extension: jpg
   by file type: TEXT
   by MIME type: image/jpeg
@@ -61,7 +61,7 @@ TEST_F(Info, TellsWhatARunSeesAndWhereItIsFrom) {
             result.output);
 }
 
-TEST_F(Info, TellsTheSameOfWhatRsyncHasCopied) {
+TEST_F(InfoCommand, PrintsTheSameForARsyncCopy) {
   if (!MakeMacFile()) GTEST_SKIP() << "no attributes here";
   ASSERT_TRUE(SetAttribute(At("photo.jpg"), "user.com.apple.FinderInfo",
                            "JPEG8BIM" + std::string(24, '\0')));
@@ -74,7 +74,7 @@ TEST_F(Info, TellsTheSameOfWhatRsyncHasCopied) {
   EXPECT_EQ(original.substr(original.find('\n')), copy.substr(copy.find('\n')));
 }
 
-TEST_F(Info, TellsProgramsTheSame) {
+TEST_F(InfoCommand, PrintsJson) {
   if (!MakeMacFile()) GTEST_SKIP() << "no attributes here";
   const ProgramResult result = PrintInfo({"--json", "photo.jpg"});
   EXPECT_EQ(0, result.status);
@@ -94,7 +94,7 @@ TEST_F(Info, TellsProgramsTheSame) {
       result.output);
 }
 
-TEST_F(Info, LooksForSidecarsByItself) {
+TEST_F(InfoCommand, ReadsSidecars) {
   WriteFile(At("drawing"));
   WriteFile(
       At("._drawing"),
@@ -106,7 +106,7 @@ TEST_F(Info, LooksForSidecarsByItself) {
   EXPECT_THAT(result.output, HasSubstr("  comment: \"to be checked\" (._drawing)\n"));
 }
 
-TEST_F(Info, TellsWhatItemsAre) {
+TEST_F(InfoCommand, PrintsKindOfItem) {
   MakeFolder(At("folder"));
   MakeFolder(At("book.rtfd"));
   MakeFolder(At("Tool.app"));
@@ -118,24 +118,23 @@ TEST_F(Info, TellsWhatItemsAre) {
     const size_t at = output.find("  item: ");
     return output.substr(at, output.find("  by extension", at) - at);
   };
-  EXPECT_EQ("  item: folder\n  filed: no, folders are not\n", kindOf("folder"));
+  EXPECT_EQ("  item: folder\n  filed: no (folder)\n", kindOf("folder"));
   EXPECT_EQ("  item: package\n  filed: yes\n", kindOf("book.rtfd"));
   EXPECT_EQ("  item: application\n  filed: yes\n", kindOf("Tool.app"));
-  EXPECT_EQ("  item: file\n  filed: no, it is hidden\n", kindOf(".hidden"));
+  EXPECT_EQ("  item: file\n  filed: no (hidden)\n", kindOf(".hidden"));
   EXPECT_EQ("  item: link\n  filed: yes\n", kindOf("link"));
   EXPECT_EQ("  item: special file\n  filed: yes\n", kindOf("fifo"));
   EXPECT_THAT(PrintInfo({"link"}).output, EndsWith("  modified: none\n  created: none\n"));
-  EXPECT_EQ("  item: folder\n  filed: no, folders are not\n", kindOf("folder/"));
-  EXPECT_EQ("  item: folder\n  filed: no, folders are not\n", kindOf("/"));
+  EXPECT_EQ("  item: folder\n  filed: no (folder)\n", kindOf("folder/"));
+  EXPECT_EQ("  item: folder\n  filed: no (folder)\n", kindOf("/"));
 }
 
-TEST_F(Info, TellsOfTheOthersWhereOneIsMissing) {
+TEST_F(InfoCommand, ReportsMissingFilesAndPrintsTheOthers) {
   WriteFile(At("a"));
   WriteFile(At("b"));
   const ProgramResult some = PrintInfo({"a", "gone", "b"});
   EXPECT_EQ(3, some.status);
-  EXPECT_THAT(some.Problems(),
-              ElementsAre("the file \"gone\" cannot be told of: there is no such file or folder"));
+  EXPECT_THAT(some.Problems(), ElementsAre("gone: cannot read: No such file or directory"));
   EXPECT_THAT(some.output, HasSubstr(At("a") + "\n"));
   EXPECT_THAT(some.output, HasSubstr(At("b") + "\n"));
   const ProgramResult none = PrintInfo({"gone/too", ""});
@@ -144,11 +143,10 @@ TEST_F(Info, TellsOfTheOthersWhereOneIsMissing) {
   EXPECT_EQ(2U, none.Problems().size());
   const ProgramResult json = PrintInfo({"--json", "gone"});
   EXPECT_EQ(1, json.status);
-  EXPECT_EQ("[\n{\"path\": \"gone\", \"error\": \"there is no such file or folder\"}\n]\n",
-            json.output);
+  EXPECT_EQ("[\n{\"path\": \"gone\", \"error\": \"No such file or directory\"}\n]\n", json.output);
 }
 
-TEST_F(Info, TakesAnyName) {
+TEST_F(InfoCommand, AcceptsAnyName) {
   WriteFile(At("-new\nline \"quoted\" \xFF.x\\"));
   const ProgramResult text = PrintInfo({"--", "-new\nline \"quoted\" \xFF.x\\"});
   EXPECT_EQ(0, text.status);
@@ -158,7 +156,7 @@ TEST_F(Info, TakesAnyName) {
   EXPECT_THAT(json.output, HasSubstr(R"("extension": "x\\")"));
 }
 
-TEST_F(Info, RefusesWhatItDoesNotUnderstand) {
+TEST_F(InfoCommand, RefusesBadUsage) {
   EXPECT_EQ(2, PrintInfo({}).status);
   EXPECT_EQ(2, PrintInfo({"--json"}).status);
   EXPECT_EQ(2, PrintInfo({"--xml", "a"}).status);

@@ -13,6 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 constexpr char kOwnActions[] =
     "<?xml version=\"1.0\"?>\n<actions>\n<!-- mine -->\n<action><unique-id>1</unique-id></action>\n"
@@ -31,7 +32,7 @@ class IntegrateCommand : public ProgramTest {
     return Run({"integrate", action}, {.environment = {{"XDG_CONFIG_DIRS", At("system")}}});
   }
 
-  // Succeeds with a line for each file manager.
+  // Expects success and a line for each file manager.
   void ExpectOutput(const std::string& action, const std::string& thunar,
                     const std::string& nautilus) const {
     const ProgramResult result = Integrate(action);
@@ -43,15 +44,15 @@ class IntegrateCommand : public ProgramTest {
   }
 };
 
-TEST_F(IntegrateCommand, InstallsTellsAndRemovesWithoutATrace) {
-  ExpectOutput("status", "is not in", "is not in");
-  ExpectOutput("remove", "was not there, in", "was not there, in");
+TEST_F(IntegrateCommand, RemovesWhatItInstalled) {
+  ExpectOutput("status", "not in", "not in");
+  ExpectOutput("remove", "not in", "not in");
   EXPECT_THAT(FilesBelow(At("")), IsEmpty());
   EXPECT_FALSE(Exists(At("config/Thunar")));
   ExpectOutput("install", "added to", "added to");
-  ExpectOutput("status", "is in", "is in");
+  ExpectOutput("status", "in", "in");
   const std::string installed = ReadFile(ActionsPath());
-  ExpectOutput("install", "was there already, in", "was there already, in");
+  ExpectOutput("install", "already in", "already in");
   EXPECT_EQ(installed, ReadFile(ActionsPath()));
   EXPECT_THAT(FilesBelow(At("config")), ElementsAre("Thunar/uca.xml"));
   EXPECT_THAT(FilesBelow(At("data")),
@@ -62,7 +63,7 @@ TEST_F(IntegrateCommand, InstallsTellsAndRemovesWithoutATrace) {
   EXPECT_THAT(FilesBelow(At("")), IsEmpty());
 }
 
-TEST_F(IntegrateCommand, MergesIntoTheUsersActionsAndGivesThemBackByteForByte) {
+TEST_F(IntegrateCommand, RestoresOwnActions) {
   WriteFile(ActionsPath(), kOwnActions);
   ASSERT_EQ(0, chmod(ActionsPath().c_str(), 0640));
   ExpectOutput("install", "added to", "added to");
@@ -76,7 +77,7 @@ TEST_F(IntegrateCommand, MergesIntoTheUsersActionsAndGivesThemBackByteForByte) {
   EXPECT_EQ(kOwnActions, ReadFile(ActionsPath()));
 }
 
-TEST_F(IntegrateCommand, BeginsWithTheSystemsActionsWhichAFileOfTheUserHides) {
+TEST_F(IntegrateCommand, StartsFromSystemActions) {
   WriteFile(At("system/Thunar/uca.xml"), kOwnActions);
   ExpectOutput("install", "added to", "added to");
   EXPECT_THAT(ReadFile(ActionsPath()), HasSubstr("<!-- mine -->"));
@@ -87,26 +88,28 @@ TEST_F(IntegrateCommand, BeginsWithTheSystemsActionsWhichAFileOfTheUserHides) {
   EXPECT_THAT(ReadFile(ActionsPath()), Not(HasSubstr("unusable")));
 }
 
-TEST_F(IntegrateCommand, RefusesActionsThatItCannotReadAndLeavesThemUntouched) {
+TEST_F(IntegrateCommand, KeepsUnreadableActions) {
   for (const char* text : {"", "<actions>\n<action>\n</actions>", "<html/>", "\xFF\xFE<"}) {
     WriteFile(ActionsPath(), text);
     const std::vector<std::string> before = DescribeTree(At("config"));
     for (const char* action : {"install", "status", "remove"}) {
       const ProgramResult result = Integrate(action);
       EXPECT_EQ(1, result.status) << action;
-      EXPECT_THAT(result.Problems(), ElementsAre(HasSubstr("Thunar: \"" + ActionsPath() +
-                                                           "\" was left as it is, because ")));
-      // The other one is seen to in any case.
+      const bool isChange = std::string(action) != "status";
+      EXPECT_THAT(result.Problems(),
+                  ElementsAre(StartsWith(
+                      ActionsPath() + (isChange ? ": not changed: " : ": cannot be checked: "))));
+      // The other file manager is processed in any case.
       EXPECT_THAT(result.output, HasSubstr("Nautilus: "));
       EXPECT_EQ(before, DescribeTree(At("config"))) << action;
     }
   }
   WriteFile(ActionsPath(), "<actions>\n<action>\n</actions>");
   EXPECT_THAT(Integrate("install").Problems(),
-              ElementsAre(HasSubstr("line 3: </actions> closes nothing that is open")));
+              ElementsAre(HasSubstr("line 3: unmatched end tag </actions>")));
 }
 
-TEST_F(IntegrateCommand, RefusesWhatIsNoFile) {
+TEST_F(IntegrateCommand, RefusesFolders) {
   MakeFolder(ActionsPath());
   MakeFolder(ScriptPath());
   for (const char* action : {"install", "status", "remove"}) {
@@ -117,27 +120,28 @@ TEST_F(IntegrateCommand, RefusesWhatIsNoFile) {
   }
 }
 
-TEST_F(IntegrateCommand, LeavesAnotherProgramsScriptOfThatName) {
+TEST_F(IntegrateCommand, KeepsScriptOfAnotherProgram) {
   WriteFile(ScriptPath(), "#!/bin/sh\necho mine\n");
   const ProgramResult result = Integrate("install");
   EXPECT_EQ(1, result.status);
-  EXPECT_THAT(result.Problems(), ElementsAre(HasSubstr("another program's script")));
-  ExpectOutput("status", "is in", "is not in");
-  ExpectOutput("remove", "removed from", "was not there, in");
+  EXPECT_THAT(result.Problems(),
+              ElementsAre(HasSubstr(": not changed: it is the script of another program")));
+  ExpectOutput("status", "in", "not in");
+  ExpectOutput("remove", "removed from", "not in");
   EXPECT_EQ("#!/bin/sh\necho mine\n", ReadFile(ScriptPath()));
 }
 
-TEST_F(IntegrateCommand, RenewsAScriptOfAnotherVersionThatMayNotBeRun) {
+TEST_F(IntegrateCommand, UpdatesOlderScript) {
   WriteFile(ScriptPath(), NautilusScript() + "# older\n");
   ASSERT_EQ(0, chmod(ScriptPath().c_str(), 0644));
-  ExpectOutput("install", "added to", "was there already, in");
+  ExpectOutput("install", "added to", "already in");
   EXPECT_EQ(NautilusScript(), ReadFile(ScriptPath()));
   struct stat info = {};
   ASSERT_EQ(0, stat(ScriptPath().c_str(), &info));
   EXPECT_EQ(0744U, info.st_mode & 07777U);
 }
 
-TEST_F(IntegrateCommand, WritesThroughALinkAndKeepsIt) {
+TEST_F(IntegrateCommand, WritesThroughSymbolicLink) {
   const std::string empty(EmptyThunarActions());
   WriteFile(At("dotfiles/uca.xml"), empty);
   MakeFolder(At("config/Thunar"));
@@ -151,7 +155,7 @@ TEST_F(IntegrateCommand, WritesThroughALinkAndKeepsIt) {
   EXPECT_TRUE(S_ISLNK(info.st_mode));
 }
 
-TEST_F(IntegrateCommand, TellsWhatTheFileSystemRefuses) {
+TEST_F(IntegrateCommand, ReportsPermissionErrors) {
   WriteFile(ActionsPath(), kOwnActions);
   ASSERT_EQ(0, chmod(ActionsPath().c_str(), 0444));
   MakeFolder(At("data"));
@@ -162,7 +166,7 @@ TEST_F(IntegrateCommand, TellsWhatTheFileSystemRefuses) {
           {.environment = {{"XDG_CONFIG_DIRS", At("system")}}, .isOrdinaryUser = true});
   EXPECT_EQ(1, result.status);
   EXPECT_THAT(result.Problems(),
-              ElementsAre(HasSubstr("permission denied"), HasSubstr("permission denied")));
+              ElementsAre(HasSubstr("Permission denied"), HasSubstr("Permission denied")));
   EXPECT_EQ(kOwnActions, ReadFile(ActionsPath()));
 }
 

@@ -26,7 +26,7 @@ std::vector<std::string> Describe(const std::string& text) {
   return lines;
 }
 
-TEST(ParseMarkup, FindsElementsWithTheirPlaces) {
+TEST(ParseMarkup, FindsElements) {
   using Lines = std::vector<std::string>;
   EXPECT_EQ((Lines{"a - <a/> "}), Describe("<a/>"));
   EXPECT_EQ((Lines{"a - <a></a> "}), Describe("\n<a></a>\n"));
@@ -37,7 +37,7 @@ TEST(ParseMarkup, FindsElementsWithTheirPlaces) {
             Describe("<a><b><c/></b><d>e</d></a>"));
 }
 
-TEST(ParseMarkup, AcceptsWhatXmlHas) {
+TEST(ParseMarkup, AcceptsXml) {
   for (const char* text : {
            "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<a/>\r\n",
            "<!DOCTYPE a [\n<!ELEMENT a (b|c)*> <!-- it's ]> --> <!ENTITY d \"]>\">\n]>\n<a/>",
@@ -52,49 +52,49 @@ TEST(ParseMarkup, AcceptsWhatXmlHas) {
   }
 }
 
-TEST(ParseMarkup, TellsWhatIsWrongAndWhere) {
+TEST(ParseMarkup, ReportsProblemAndLine) {
   struct Row {
     const char* text;
     const char* problem;
   };
   const std::vector<Row> rows = {
-      {"", "line 1: it holds no element"},
-      {"\n \n", "line 1: it holds no element"},
-      {"<!-- a -->", "it holds no element"},
-      {"x<a/>", "line 1: there is text outside"},
-      {"<a/>\nx", "line 2: there is text outside"},
-      {"<a/><b/>", "second outermost"},
-      {"<a>\n<b>\n</a>", "line 3: </a> closes nothing"},
-      {"<a>\n<b></b>", "line 1: <a> is not closed"},
-      {"<a", "the tag <a> does not end"},
-      {"<a b", "the attribute b has no value"},
-      {"<a b>", "the attribute b has no value"},
-      {"<a b=c>", "the attribute b has no value"},
-      {"<a b=\"c>", "an attribute's value does not end"},
-      {"<a b='<'/>", "holds a \"<\""},
-      {"<a b='&'/>", "no reference"},
-      {"<a b='1' 2/>", "the tag <a> does not end"},
-      {"<a/ >", "the tag <a> does not end"},
-      {"</a>", "closes nothing"},
-      {"<a></a", "the tag </a> does not end"},
-      {"<a>&b;</a>", "no reference"},
-      {"<a>&amp</a>", "no reference"},
-      {"<a>&#;</a>", "no reference"},
-      {"<a>&#x;</a>", "no reference"},
-      {"<a>&#6a;</a>", "no reference"},
-      {"<a>1 < 2</a>", "a \"<\" begins no tag"},
-      {"<1/>", "a \"<\" begins no tag"},
-      {"<", "a \"<\" begins no tag"},
-      {"<!-- a", "a comment does not end"},
-      {"<?xml", "a processing instruction does not end"},
-      {"<a><![CDATA[x]></a>", "a character section does not end"},
-      {"<![CDATA[x]]><a/>", "text outside"},
-      {"<!DOCTYPE a [", "a document type declaration does not end"},
-      {"<!DOCTYPE a ']><a/>", "a quoted text does not end"},
-      {"<a/><!DOCTYPE a>", "stands too late"},
-      {"<a>\xFF</a>", "no UTF-8"},
-      {"\xFF\xFE<\0a\0/\0>\0", "no UTF-8"},
-      {"<a>\n\x01</a>", "line 2: it holds a control character"},
+      {"", "line 1: no element"},
+      {"\n \n", "line 1: no element"},
+      {"<!-- a -->", "no element"},
+      {"x<a/>", "line 1: text outside the root element"},
+      {"<a/>\nx", "line 2: text outside the root element"},
+      {"<a/><b/>", "second root element <b>"},
+      {"<a>\n<b>\n</a>", "line 3: unmatched end tag </a>"},
+      {"<a>\n<b></b>", "line 1: unclosed element <a>"},
+      {"<a", "unterminated tag <a>"},
+      {"<a b", "attribute b has no quoted value"},
+      {"<a b>", "attribute b has no quoted value"},
+      {"<a b=c>", "attribute b has no quoted value"},
+      {"<a b=\"c>", "unterminated attribute value"},
+      {"<a b='<'/>", "\"<\" in the value of attribute b"},
+      {"<a b='&'/>", "unknown entity"},
+      {"<a b='1' 2/>", "unterminated tag <a>"},
+      {"<a/ >", "unterminated tag <a>"},
+      {"</a>", "unmatched end tag </a>"},
+      {"<a></a", "unterminated tag </a>"},
+      {"<a>&b;</a>", "unknown entity"},
+      {"<a>&amp</a>", "unknown entity"},
+      {"<a>&#;</a>", "unknown entity"},
+      {"<a>&#x;</a>", "unknown entity"},
+      {"<a>&#6a;</a>", "unknown entity"},
+      {"<a>1 < 2</a>", "invalid tag name"},
+      {"<1/>", "invalid tag name"},
+      {"<", "invalid tag name"},
+      {"<!-- a", "unterminated comment"},
+      {"<?xml", "unterminated processing instruction"},
+      {"<a><![CDATA[x]></a>", "unterminated CDATA section"},
+      {"<![CDATA[x]]><a/>", "text outside the root element"},
+      {"<!DOCTYPE a [", "unterminated DOCTYPE"},
+      {"<!DOCTYPE a ']><a/>", "unterminated quoted text"},
+      {"<a/><!DOCTYPE a>", "DOCTYPE must precede the root element"},
+      {"<a>\xFF</a>", "not valid UTF-8"},
+      {"\xFF\xFE<\0a\0/\0>\0", "not valid UTF-8"},
+      {"<a>\n\x01</a>", "line 2: control character"},
   };
   for (const Row& row : rows) {
     std::vector<MarkupElement> elements(1);
@@ -105,7 +105,7 @@ TEST(ParseMarkup, TellsWhatIsWrongAndWhere) {
   }
 }
 
-TEST(ParseMarkup, EndsForEveryPrefixOfADocument) {
+TEST(ParseMarkup, FailsForEachPrefix) {
   const std::string text =
       "<?xml version='1.0'?><!DOCTYPE a [<!ELEMENT a ANY>]>\n<a b=\"&lt;\"><!-- c --><d/>"
       "<![CDATA[e]]>&amp;</a>\n";
@@ -118,7 +118,7 @@ TEST(ParseMarkup, EndsForEveryPrefixOfADocument) {
   }
 }
 
-TEST(ParseMarkup, TakesDeepNesting) {
+TEST(ParseMarkup, AcceptsDeepNesting) {
   constexpr size_t kDepth = 100000;
   std::string text;
   for (size_t i = 0; i < kDepth; ++i) text += "<a>";

@@ -34,7 +34,7 @@ class TerminalOutput : public ProgramTest {
     PseudoTerminal terminal(kColumns);
     const ProgramResult result = Aggregate({option}, {.errorFile = terminal.fd()});
     EXPECT_EQ(0, result.status);
-    EXPECT_THAT(result.output, StartsWith("201 filed, 0 left, 0 failed, "));
+    EXPECT_THAT(result.output, StartsWith("201 filed, 0 skipped, 0 failed in "));
     EXPECT_THAT(result.output, Not(HasSubstr("\x1b")));
     return terminal.Finish();
   }
