@@ -9,60 +9,61 @@
 #include <vector>
 
 #include "tests/support/fault_injection/injected_errors.h"
+#include "tests/support/memory_file.h"
 
 namespace tessary::test {
 
 struct ChildSetup {
-  std::map<std::string, std::string> environment = {};  // on top of the caller's
-  std::vector<InjectedError> injectedErrors = {};       // calls that the kernel does not know
+  std::map<std::string, std::string> environment = {};  // added to this process's environment
+  std::vector<InjectedError> injectedErrors = {};
 };
 
-// The real program, running beside this process until it ends or is killed. It goes when this does.
-class Child {
+// tessary-cli, running until it ends or is killed. The destructor kills it, and so does the end of
+// this process.
+class ChildProcess {
  public:
-  Child(const std::vector<std::string>& arguments, const ChildSetup& setup);
-  ~Child();
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
+  ChildProcess(const std::vector<std::string>& arguments, const ChildSetup& setup);
+  ~ChildProcess() { Kill(); }
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
 
-  // Ends it at once, as kill -9 does, wherever it is.
+  // Kills it, as kill -9 does.
   void Kill();
 
-  // Stops it, and lets it go on.
+  // Stops it and continues it, by SIGSTOP and SIGCONT.
   void Stop();
   void Continue();
 
-  // Waits for its end; false where it does not end in so many seconds, upon which it is killed.
+  // Waits for its end. If it does not end within so many seconds, kills it and returns false.
   bool Wait(unsigned seconds);
 
-  // True when it has ended by itself. Does not wait.
+  // Returns whether it has ended by itself. Does not wait.
   bool HasEnded();
 
-  // After its end: the exit status, or 128 and the number of the signal that ended it.
+  // After its end: the exit status, or 128 plus the number of the signal that ended it.
   int status() const { return status_; }
 
-  // What it has written to standard error and standard output.
-  std::string Errors() const;
-  std::string Output() const;
+  // What it has written to standard error so far.
+  std::string Errors() const { return errors_.Contents(); }
 
  private:
   bool Reap(int flags);
 
+  MemoryFile errors_;
   pid_t pid_ = -1;
-  int errors_ = -1;
-  int output_ = -1;
   int status_ = -1;
 };
 
-// Runs the program and kills it when it has begun or ended its `calls`-th system call, after
-// `before`, if there is any, while it stands still there. Answers how many of both it got to, which
-// are fewer when it ended before; 0 where this process may not trace.
-uint64_t KillAtCall(const std::vector<std::string>& arguments, const ChildSetup& setup,
-                    uint64_t calls, const std::function<void()>& before = nullptr);
+// Runs tessary-cli and kills it at its `stops`-th stop: each system call is two stops, one before
+// it is made and one after. If `before` is set, calls it while the process is stopped there.
+// Returns the number of stops, which is smaller if the process ended by itself, and 0 where this
+// process may not trace.
+uint64_t RunAndKillAtStop(const std::vector<std::string>& arguments, const ChildSetup& setup,
+                          uint64_t stops, const std::function<void()>& before = nullptr);
 
-// The same, counting only the calls that make, change or remove names, the making of a file
-// without one among them. True when it was killed there.
-bool KillAtChange(const std::vector<std::string>& arguments, const ChildSetup& setup,
-                  uint64_t changes);
+// The same, counting only the stops at calls that create, change or remove a name or create an
+// anonymous file. Returns whether the process was killed.
+bool RunAndKillAtChange(const std::vector<std::string>& arguments, const ChildSetup& setup,
+                        uint64_t stops);
 
 }  // namespace tessary::test

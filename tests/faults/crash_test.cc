@@ -46,7 +46,7 @@ class CrashingMove {
   // Moves a new cargo, and looks at it as crashes would leave it at moments of the run.
   void Run(SoakRandom& random) {
     FillSource(random);
-    Child child(Arguments(from_.path(), to_.path()), setup_);
+    ChildProcess child(Arguments(from_.path(), to_.path()), setup_);
     constexpr int kMost = 3;
     for (int crash = 0; crash < kMost; ++crash) {
       Wait(random);
@@ -64,7 +64,7 @@ class CrashingMove {
   void RunToRandomCall(SoakRandom& random) {
     FillSource(random);
     const uint64_t calls = 200 + random.Below(100 * testData_->size());
-    (void)KillAtCall(Arguments(from_.path(), to_.path()), setup_, calls, [this, &random] {
+    (void)RunAndKillAtStop(Arguments(from_.path(), to_.path()), setup_, calls, [this, &random] {
       SyncUnrelatedFile(from_);
       SyncUnrelatedFile(to_);
       Crash(random.OneIn(3));
@@ -75,7 +75,7 @@ class CrashingMove {
   // systems do not know how to be without.
   bool RunWithShutdown(SoakRandom& random) {
     FillSource(random);
-    Child child(Arguments(from_.path(), to_.path()), setup_);
+    ChildProcess child(Arguments(from_.path(), to_.path()), setup_);
     Wait(random);
     const bool isFirst = random.OneIn(2);
     const bool isDown = ShutDown(isFirst ? from_ : to_) && ShutDown(isFirst ? to_ : from_);
@@ -120,7 +120,7 @@ class CrashingMove {
     count_->AddTries();
     Check(from.path(), to.path());
     if (!runsAgain) return;
-    Child child(Arguments(from.path(), to.path()), setup_);
+    ChildProcess child(Arguments(from.path(), to.path()), setup_);
     if (!child.Wait(kTimeoutSeconds)) count_->AddViolation("hung", "the next run");
     if (child.status() != 0) count_->AddViolation("lost", "the next run: " + child.Errors());
     const ScanResult scan = Check(from.path(), to.path());

@@ -14,6 +14,7 @@
 #include "tests/faults/child_process.h"
 #include "tests/faults/run_plan.h"
 #include "tests/faults/test_data.h"
+#include "tests/support/mac_test_data.h"
 #include "tests/support/soak.h"
 #include "tests/support/temporary_folder.h"
 
@@ -90,7 +91,7 @@ class KilledRun {
   // Everything is filed by a run that nobody kills, and nothing hidden is left anywhere.
   void RunAgain(SoakRandom& random, SoakCount* count) {
     AddSidecarToSource(random);
-    Child child(nextArguments_, setup_);
+    ChildProcess child(nextArguments_, setup_);
     if (!child.Wait(kHangSeconds)) count->AddViolation("hung", Explain("the next run"));
     if (child.status() != 0) {
       count->AddViolation("lost", Explain("the next run failed: " + child.Errors()));
@@ -174,7 +175,7 @@ class KilledRun {
     const uint64_t most = 300 + sourceItemCount_ * 100;
     const uint64_t call = 150 + random.Below(most);
     how_ = "at call " + std::to_string(call);
-    const uint64_t seen = KillAtCall(arguments_, setup_, call);
+    const uint64_t seen = RunAndKillAtStop(arguments_, setup_, call);
     EXPECT_GT(seen, 0U) << "this process may not trace";
     return seen == call;
   }
@@ -183,14 +184,14 @@ class KilledRun {
     // A move within a volume takes few, a package that goes to another one many.
     const uint64_t change = 1 + random.Below(10 + sourceItemCount_ * (random.OneIn(2) ? 5 : 20));
     how_ = "at change " + std::to_string(change);
-    return KillAtChange(arguments_, setup_, change);
+    return RunAndKillAtChange(arguments_, setup_, change);
   }
 
   bool KillAtRandomTime(SoakRandom& random) {
     const auto delay =
         std::chrono::microseconds(1'000 + random.Below(4'000 + sourceItemCount_ * 400));
     how_ = "after " + std::to_string(delay.count()) + " us";
-    Child child(arguments_, setup_);
+    ChildProcess child(arguments_, setup_);
     std::this_thread::sleep_for(delay);
     const bool hasEnded = child.HasEnded();
     child.Kill();

@@ -39,7 +39,8 @@ class Race {
   }
 
   void Run(SoakRandom& random, SoakCount* count) {
-    Child child(plan_.Arguments(SourceFolder(), DestinationFolder()), SetupWith(config_.path()));
+    ChildProcess child(plan_.Arguments(SourceFolder(), DestinationFolder()),
+                       SetupWith(config_.path()));
     ConcurrentModifiers modifiers(&source_, &destination_, &testData_, plan_.isReplacing,
                                   random.Next());
     // The first line of the log comes when the run has found both folders.

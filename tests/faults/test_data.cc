@@ -267,9 +267,4 @@ ScanResult TestData::Scan(const std::vector<std::string>& folders) const {
   return scan;
 }
 
-std::string SidecarPath(const std::string& path) {
-  const fs::path whole(path);
-  return whole.parent_path() / (std::string(kSidecarPrefix) + whole.filename().string());
-}
-
 }  // namespace tessary::test

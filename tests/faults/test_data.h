@@ -75,9 +75,6 @@ class TestData {
   std::map<std::string, size_t> bySidecar_;  // by its fingerprint
 };
 
-// Where the sidecar of an item at the path lies.
-std::string SidecarPath(const std::string& path);
-
 // Everything about the object at the path that a copy of it keeps; with `hasLinks`, which of the
 // files inside are one file, too.
 std::string FingerprintOf(const std::string& path, bool hasLinks);

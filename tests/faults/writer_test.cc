@@ -93,7 +93,8 @@ TEST(ARunAmongWriters, LosesNothingThatTheyWrite) {
     Writer second(from.path(), "second ", rounds.random().Next());
     // What was being written the first time is moved once it is not.
     for (int run = 0; run < 3; ++run) {
-      Child child({"aggregate", "--move", "--kind=extension", from.path(), to.path()}, setup);
+      ChildProcess child({"aggregate", "--move", "--kind=extension", from.path(), to.path()},
+                         setup);
       if (!child.Wait(kTimeoutSeconds)) count.AddViolation("hung", "the run");
     }
     first.Stop();

@@ -1,5 +1,7 @@
 #include "tests/support/mac_test_data.h"
 
+#include <filesystem>
+
 namespace tessary::test {
 namespace {
 
@@ -44,7 +46,7 @@ std::string MakeSidecar(const std::string& finderInfo, const std::vector<MacAttr
     while ((kFirstAttributeAt + entries.size()) % 4 != 0) entries += '\0';
     values += attribute.value;
   }
-  // A Mac leaves room behind the values for more of them.
+  // A Mac reserves space after the values.
   const uint32_t forkAt = valuesAt + SizeOf(values) + 64;
   std::string bytes =
       BigEndian32(0x00051607) + BigEndian32(0x00020000) + "Mac OS X        " + BigEndian16(2);
@@ -58,6 +60,11 @@ std::string MakeSidecar(const std::string& finderInfo, const std::vector<MacAttr
   bytes += entries + values;
   bytes.resize(forkAt, '\0');
   return bytes + resourceFork;
+}
+
+std::string SidecarPath(const std::string& path) {
+  const std::filesystem::path item(path);
+  return item.parent_path() / ("._" + item.filename().string());
 }
 
 }  // namespace tessary::test

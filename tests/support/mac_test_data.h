@@ -5,24 +5,27 @@
 #include <string_view>
 #include <vector>
 
-// What a Mac writes, put together byte by byte and without the product's help.
+// Data as a Mac writes it, built without the code under test.
 namespace tessary::test {
 
 std::string BigEndian16(uint16_t number);
 std::string BigEndian32(uint32_t number);
 
-// The bytes of a text of hexadecimal digits, two each.
+// The bytes that the hexadecimal digits stand for.
 std::string FromHex(std::string_view digits);
 
-// An extended attribute under the name that it has on a Mac.
+// An extended attribute, with its name on a Mac.
 struct MacAttribute {
   std::string name;
   std::string value;
 };
 
-// The bytes of a "._" file as a Mac lays it out: the Finder information (32 bytes) and the table of
-// attributes in one entry, the resource fork in another.
+// A "._" file in the layout of a Mac: one entry with the Finder information (32 bytes) and the
+// attributes, one with the resource fork.
 std::string MakeSidecar(const std::string& finderInfo, const std::vector<MacAttribute>& attributes,
                         const std::string& resourceFork);
+
+// The path of the sidecar of the item at the path.
+std::string SidecarPath(const std::string& path);
 
 }  // namespace tessary::test

@@ -4,9 +4,8 @@
 
 namespace tessary::test {
 
-// Runs `body` in a child process that has no more rights than an ordinary user, the superuser's
-// being given up there for those of user and group 65534. True when nothing failed in it. What the
-// child writes to standard error goes where this process's does.
+// Runs `body` in a child process without privileges: as user and group 65534 if this process is
+// root. Returns true if no expectation failed in it.
 bool RunAsOrdinaryUser(const std::function<void()>& body);
 
 }  // namespace tessary::test

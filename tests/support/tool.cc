@@ -1,21 +1,20 @@
 #include "tests/support/tool.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 
-#include "platform/linux/descriptors/unique_fd.h"
+#include "tests/support/memory_file.h"
+#include "tests/support/run_in_child.h"
 
 namespace tessary::test {
 namespace {
 
-[[noreturn]] void Become(std::vector<std::string> arguments, int output) {
+[[noreturn]] void Execute(std::vector<std::string> arguments, int output) {
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
@@ -32,26 +31,19 @@ namespace {
 }  // namespace
 
 ToolResult RunTool(const std::vector<std::string>& arguments) {
-  const UniqueFd output(memfd_create("tool", MFD_CLOEXEC));
-  (void)std::fflush(stdout);
-  const pid_t child = fork();
-  if (child == 0) Become(arguments, output.get());
+  const MemoryFile output;
+  const pid_t child = ForkChild();
+  if (child == 0) Execute(arguments, output.fd());
   int status = 0;
   if (child < 0 || waitpid(child, &status, 0) != child) return {};
-  ToolResult result;
-  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  result.output.resize(static_cast<size_t>(lseek(output.get(), 0, SEEK_END)));
-  const ssize_t size = pread(output.get(), result.output.data(), result.output.size(), 0);
-  result.output.resize(size < 0 ? 0 : static_cast<size_t>(size));
-  return result;
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), output.Contents()};
 }
 
 pid_t StartTool(const std::vector<std::string>& arguments) {
-  (void)std::fflush(stdout);
-  const pid_t child = fork();
+  const pid_t child = ForkChild();
   if (child != 0) return child;
   prctl(PR_SET_PDEATHSIG, SIGTERM);
-  Become(arguments, open("/dev/null", O_WRONLY | O_CLOEXEC));
+  Execute(arguments, open("/dev/null", O_WRONLY | O_CLOEXEC));
 }
 
 }  // namespace tessary::test

@@ -30,7 +30,7 @@ class SharedNumber {
 
 // Plays the scenario with allocations failing; answers how many there were.
 uint64_t RunScenario(const ScenarioFixture& fixture, uint64_t first, uint64_t count,
-                     RunResult* result) {
+                     SupervisedResult* result) {
   const SharedNumber allocations;
   *result = fixture.RunWithHooks([first, count] { FailAllocations(first, count); },
                                  [&allocations] {
@@ -45,9 +45,9 @@ TEST(FailingAllocations, LosesNothing) {
   for (const Scenario& scenario : Scenarios()) {
     if (!ScenarioFixture::IsSupported(scenario)) continue;
     const ScenarioFixture fixture(scenario);
-    RunResult result;
+    SupervisedResult result;
     counts.emplace_back(&scenario, RunScenario(fixture, 0, 0, &result));
-    EXPECT_EQ(0, result.end.exitStatus) << scenario.name << result.output;
+    EXPECT_EQ(0, result.exitStatus) << scenario.name << result.output;
   }
   if (counts.empty()) GTEST_SKIP() << "there is no /dev/shm";
   if (HasFailure()) return;
@@ -57,7 +57,7 @@ TEST(FailingAllocations, LosesNothing) {
     const ScenarioFixture fixture(*scenario);
     const uint64_t first = 1 + rounds.random().Below(most);
     const uint64_t length = rounds.random().OneIn(2) ? 1 : 1 + rounds.random().Below(100);
-    RunResult result;
+    SupervisedResult result;
     if (RunScenario(fixture, first, length, &result) < first) continue;
     count.AddTries();
     std::vector<Violation> violations = fixture.FindViolations(result, length == 1);

@@ -15,6 +15,7 @@
 #include "platform/linux/errors.h"
 #include "tests/faults/errors/scenario.h"
 #include "tests/support/fault_injection/supervised_calls.h"
+#include "tests/support/fault_injection/system_call_names.h"
 #include "tests/support/soak.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
@@ -49,11 +50,11 @@ std::string Describe(const InjectedError& injected) {
 void AddTargets(const Scenario& scenario, std::vector<Target>* targets) {
   std::map<int, int> counts;
   const ScenarioFixture fixture(scenario);
-  const RunResult result = fixture.Run(FileCalls(), [&counts](const SupervisedCall& call) {
+  const SupervisedResult result = fixture.Run(FileCalls(), [&counts](const SupervisedCall& call) {
     ++counts[call.number];
     return 0;
   });
-  EXPECT_EQ(0, result.end.exitStatus) << scenario.name << "\n" << result.output;
+  EXPECT_EQ(0, result.exitStatus) << scenario.name << "\n" << result.output;
   for (const Violation& violation : fixture.FindViolations(result, true)) {
     ADD_FAILURE() << scenario.name << " by itself: " << violation.kind << " " << violation.details;
   }
@@ -137,13 +138,15 @@ bool RunScenario(const InjectedError& injected, std::vector<Violation>* violatio
   const ScenarioFixture fixture(*injected.target.scenario);
   int count = 0;
   bool isLeaseQuery = false;
-  const RunResult result = fixture.Run({injected.target.number}, [&](const SupervisedCall& call) {
-    ++count;
-    const bool isMeant = count == injected.which || (injected.persists && count > injected.which);
-    if (!isMeant) return 0;
-    isLeaseQuery = IsLeaseQuery(call);
-    return injected.error;
-  });
+  const SupervisedResult result =
+      fixture.Run({injected.target.number}, [&](const SupervisedCall& call) {
+        ++count;
+        const bool isMeant =
+            count == injected.which || (injected.persists && count > injected.which);
+        if (!isMeant) return 0;
+        isLeaseQuery = IsLeaseQuery(call);
+        return injected.error;
+      });
   *output = result.output;
   if (count < injected.which) return false;
   *violations = fixture.FindViolations(result, !injected.persists);
@@ -207,9 +210,9 @@ TEST(InjectedErrors, OfClosingAreHeardWhereTheyTellOfTheContents) {
   for (const std::string operation : {"--copy", "--move"}) {
     const std::vector<std::string> arguments = {"aggregate", "--kind",           "extension",
                                                 operation,   scratch / "source", volume / "there"};
-    const RunResult result = RunWithFaults(arguments, scratch / "config", {SYS_close},
-                                           [](const SupervisedCall&) { return ENOSPC; });
-    EXPECT_EQ(3, result.end.exitStatus) << result.output;
+    const SupervisedResult result = RunWithFaults(arguments, scratch / "config", {SYS_close},
+                                                  [](const SupervisedCall&) { return ENOSPC; });
+    EXPECT_EQ(3, result.exitStatus) << result.output;
     EXPECT_EQ(std::vector<int>({dskFulErr, dskFulErr}), LoggedStatuses(result.output));
     EXPECT_TRUE(FilesBelow(volume / "there").empty());
     EXPECT_EQ(2U, FilesBelow(scratch / "source").size());

@@ -55,14 +55,15 @@ class RealLimits : public testing::Test {
  protected:
   // Files the source into the destination and checks what always holds: every content that was in
   // either is afterwards where it may be, whole, and nothing hidden is left over.
-  RunResult Aggregate(const std::string& operation, const std::string& source,
-                      const std::string& destination, const std::string& kind = "extension") {
+  SupervisedResult Aggregate(const std::string& operation, const std::string& source,
+                             const std::string& destination,
+                             const std::string& kind = "extension") {
     const std::vector<std::string> sourceBefore = ContentsIn(source);
     const std::vector<std::string> destinationBefore = ContentsIn(destination);
-    RunResult result = RunWithoutFaults(
+    SupervisedResult result = RunWithoutFaults(
         {"aggregate", "--recurse", "--kind", kind, operation, source, destination}, config_.path());
-    EXPECT_EQ(0, result.end.signal) << result.output;
-    EXPECT_FALSE(result.end.hasTimedOut) << result.output;
+    EXPECT_EQ(0, result.signal) << result.output;
+    EXPECT_FALSE(result.hasTimedOut) << result.output;
     const std::vector<std::string> sourceNow = ContentsIn(source);
     const std::vector<std::string> destinationNow = ContentsIn(destination);
     if (operation == "--move") {
@@ -124,8 +125,8 @@ TEST_F(RealLimits, OfRoomLeaveWhatDoesNotFitWhereItIs) {
       if (!volume) GTEST_SKIP() << reason;
       const TemporaryFolder source;
       FillWithKilobytes(source.path(), 12);
-      const RunResult result = Aggregate(operation, source.path(), volume->path());
-      EXPECT_EQ(3, result.end.exitStatus) << result.output;
+      const SupervisedResult result = Aggregate(operation, source.path(), volume->path());
+      EXPECT_EQ(3, result.exitStatus) << result.output;
       EXPECT_THAT(result.output, HasSubstr("An error occurred: -34")) << options;
       EXPECT_THAT(FilesBelow(volume->path()), Not(IsEmpty())) << options << operation;
     }
@@ -142,16 +143,16 @@ TEST_F(RealLimits, OfAReadOnlyVolumeLeaveEverything) {
   WriteFile(*volume / "txt/old.txt", "old");
   MakeFolder(scratch_ / "destination");
   volume->MakeReadOnly();
-  EXPECT_EQ(3, Aggregate("--copy", scratch_ / "source", volume->path()).end.exitStatus);
-  const RunResult into = Aggregate("--move", scratch_ / "source", volume->path());
-  EXPECT_EQ(3, into.end.exitStatus);
+  EXPECT_EQ(3, Aggregate("--copy", scratch_ / "source", volume->path()).exitStatus);
+  const SupervisedResult into = Aggregate("--move", scratch_ / "source", volume->path());
+  EXPECT_EQ(3, into.exitStatus);
   EXPECT_THAT(into.output, HasSubstr("An error occurred: -44"));
   EXPECT_TRUE(Exists(scratch_ / "source/c.txt"));
-  const RunResult outOf = Aggregate("--move", volume->path(), scratch_ / "destination");
-  EXPECT_EQ(3, outOf.end.exitStatus);
+  const SupervisedResult outOf = Aggregate("--move", volume->path(), scratch_ / "destination");
+  EXPECT_EQ(3, outOf.exitStatus);
   EXPECT_THAT(outOf.output, HasSubstr("An error occurred: -44"));
   EXPECT_THAT(FilesBelow(scratch_ / "destination"), IsEmpty());
-  EXPECT_EQ(0, Aggregate("--copy", volume->path(), scratch_ / "destination").end.exitStatus);
+  EXPECT_EQ(0, Aggregate("--copy", volume->path(), scratch_ / "destination").exitStatus);
 }
 
 TEST_F(RealLimits, OfFixedFilesKeepThemWhereTheyAre) {
@@ -166,15 +167,15 @@ TEST_F(RealLimits, OfFixedFilesKeepThemWhereTheyAre) {
     const TemporaryFolder across;
     ASSERT_TRUE(SetFlags(top + "/source/fixed.txt", flag));
     ASSERT_TRUE(SetFlags(top + "/source/Thing.app/Contents/fixed", flag));
-    EXPECT_EQ(0, Aggregate("--copy", top + "/source", top + "/destination").end.exitStatus);
-    const RunResult result = Aggregate("--move", top + "/source", across.path());
-    EXPECT_EQ(3, result.end.exitStatus);
+    EXPECT_EQ(0, Aggregate("--copy", top + "/source", top + "/destination").exitStatus);
+    const SupervisedResult result = Aggregate("--move", top + "/source", across.path());
+    EXPECT_EQ(3, result.exitStatus);
     EXPECT_THAT(result.output, HasSubstr("An error occurred: -5000"));
     EXPECT_EQ(std::vector<std::string>({"txt/free.txt"}), FilesBelow(across.path()));
     // What is in a package does not keep the package from being renamed.
     fs::remove_all(top + "/destination");
     MakeFolder(top + "/destination");
-    EXPECT_EQ(3, Aggregate("--move", top + "/source", top + "/destination").end.exitStatus);
+    EXPECT_EQ(3, Aggregate("--move", top + "/source", top + "/destination").exitStatus);
     EXPECT_TRUE(Exists(top + "/source/fixed.txt"));
     EXPECT_TRUE(Exists(top + "/destination/app/Thing.app/Contents/fixed"));
     EXPECT_TRUE(SetFlags(top + "/source/fixed.txt", 0));
@@ -193,22 +194,22 @@ TEST_F(RealLimits, OfFixedFoldersLeaveWhatIsInThem) {
     MakeFolder(top + "/destination/app");
     const TemporaryFolder across;
     ASSERT_TRUE(SetFlags(top + "/source", flag));
-    const RunResult out = Aggregate("--move", top + "/source", across.path());
-    EXPECT_EQ(3, out.end.exitStatus);
+    const SupervisedResult out = Aggregate("--move", top + "/source", across.path());
+    EXPECT_EQ(3, out.exitStatus);
     EXPECT_THAT(FilesBelow(across.path()), IsEmpty());
     ASSERT_TRUE(SetFlags(top + "/source", 0));
     ASSERT_TRUE(SetFlags(top + "/destination/txt", flag));
     ASSERT_TRUE(SetFlags(top + "/destination/app", flag));
     // What can only be added to keeps the hidden folder that could not be given its name.
     mayLeaveTempFiles_ = flag == FS_APPEND_FL;
-    EXPECT_EQ(3, Aggregate("--copy", top + "/source", top + "/destination").end.exitStatus);
+    EXPECT_EQ(3, Aggregate("--copy", top + "/source", top + "/destination").exitStatus);
     (void)Aggregate("--move", top + "/source", top + "/destination");
     ASSERT_TRUE(SetFlags(top + "/destination/txt", 0));
     ASSERT_TRUE(SetFlags(top + "/destination/app", 0));
     mayLeaveTempFiles_ = false;
     WriteFile(top + "/source/Other.app/Contents/c", "c");
     WriteFile(top + "/source/other.txt", "other");
-    EXPECT_EQ(0, Aggregate("--copy", top + "/source", top + "/destination").end.exitStatus);
+    EXPECT_EQ(0, Aggregate("--copy", top + "/source", top + "/destination").exitStatus);
   }
 }
 
@@ -229,8 +230,8 @@ TEST_F(RealLimits, OfAStickyFolderLeaveAnotherOwnersFile) {
     ASSERT_EQ(0, chown(destination.c_str(), 65534, 65534));
     ASSERT_EQ(0, chmod(source.c_str(), 01777));
     EXPECT_TRUE(RunAsOrdinaryUser([&] {
-      const RunResult result = Aggregate("--move", source, destination);
-      EXPECT_EQ(3, result.end.exitStatus) << result.output;
+      const SupervisedResult result = Aggregate("--move", source, destination);
+      EXPECT_EQ(3, result.exitStatus) << result.output;
       EXPECT_THAT(result.output, HasSubstr("An error occurred: -5000"));
     }));
     EXPECT_EQ(std::vector<std::string>({"txt/ours.txt"}), FilesBelow(destination));
@@ -281,9 +282,9 @@ TEST_F(RealLimits, OfPathsPassOverWhatLiesTooDeep) {
   MakeFolder(destination);
   MakeDeepTree(source, kLevels);
   for (const std::string kind : {"extension", "modification-date"}) {
-    const RunResult result = RunWithoutFaults(
+    const SupervisedResult result = RunWithoutFaults(
         {"aggregate", "--recurse", "--kind", kind, "--move", source, destination}, config_.path());
-    EXPECT_EQ(3, result.end.exitStatus) << kind;
+    EXPECT_EQ(3, result.exitStatus) << kind;
     EXPECT_THAT(result.output, HasSubstr(" was left: ")) << kind;
   }
   const auto filed = static_cast<int>(FilesBelow(destination).size());
@@ -297,10 +298,10 @@ TEST_F(RealLimits, OfPathsDoNotHoldForWhatIsInAPackage) {
   const TemporaryFolder destination(fs::is_directory(across) ? across : scratch_.path());
   MakeFolder(scratch_ / "source/Deep.app");
   MakeDeepTree(scratch_ / "source/Deep.app", kLevels);
-  const RunResult result = RunWithoutFaults(
+  const SupervisedResult result = RunWithoutFaults(
       {"aggregate", "--kind", "extension", "--move", scratch_ / "source", destination.path()},
       config_.path());
-  EXPECT_EQ(0, result.end.exitStatus) << result.output;
+  EXPECT_EQ(0, result.exitStatus) << result.output;
   EXPECT_FALSE(Exists(scratch_ / "source/Deep.app"));
   EXPECT_EQ(kLevels, RemoveDeepTree(destination / "app/Deep.app"));
 }
@@ -315,8 +316,8 @@ TEST_F(RealLimits, OfNamesLeaveAnItemThatCanHaveNoOtherName) {
     WriteFile(incoming, "incoming");
     WriteFile(top + "/source/other.txt", "other");
     WriteFile(existing, "there already");
-    const RunResult result = Aggregate(operation, source, top + "/destination");
-    EXPECT_EQ(3, result.end.exitStatus);
+    const SupervisedResult result = Aggregate(operation, source, top + "/destination");
+    EXPECT_EQ(3, result.exitStatus);
     EXPECT_THAT(result.output, HasSubstr("An error occurred: -37"));
     EXPECT_EQ("incoming", ReadFile(incoming));
     EXPECT_EQ("there already", ReadFile(existing));
@@ -347,8 +348,8 @@ TEST_F(RealLimits, OfThirtyTwoBitsDoNotHold) {
         {"aggregate", "--kind", "extension", operation, scratch_ / "source", destination},
         config_.path());
   };
-  EXPECT_EQ(0, file("--copy", scratch_ / "destination").end.exitStatus);
-  EXPECT_EQ(0, file("--move", across.path()).end.exitStatus);
+  EXPECT_EQ(0, file("--copy", scratch_ / "destination").exitStatus);
+  EXPECT_EQ(0, file("--move", across.path()).exitStatus);
   for (const std::string& path : {scratch_ / "destination/img/huge.img", across / "img/huge.img"}) {
     struct stat info = {};
     ASSERT_EQ(0, stat(path.c_str(), &info)) << path;
@@ -372,10 +373,10 @@ TEST_F(RealLimits, OfTheLinksOfOneFileDoNotPartThem) {
   ASSERT_EQ(EMLINK, errno);
   EXPECT_EQ(65'000, links);
   MakeFolder(volume / "destination");
-  const RunResult result = RunWithoutFaults(
+  const SupervisedResult result = RunWithoutFaults(
       {"aggregate", "--kind", "extension", "--copy", volume / "source", volume / "destination"},
       config_.path());
-  EXPECT_EQ(0, result.end.exitStatus) << result.output;
+  EXPECT_EQ(0, result.exitStatus) << result.output;
   const std::string copied = volume / "destination/app/Links.app/Contents";
   EXPECT_EQ(static_cast<size_t>(links), FilesBelow(copied).size());
   struct stat info = {};
@@ -395,9 +396,9 @@ TEST_F(RealLimits, OfABindMountKeepAFolderFromGoingIntoItself) {
   // The destination is a folder of the very package that would go there.
   ASSERT_EQ(0, mount((source + "/Thing.app/inside").c_str(), (scratch_ / "bound").c_str(), nullptr,
                      MS_BIND, nullptr));
-  const RunResult result = RunWithoutFaults(
+  const SupervisedResult result = RunWithoutFaults(
       {"aggregate", "--kind", "extension", "--move", source, scratch_ / "bound"}, config_.path());
-  EXPECT_EQ(3, result.end.exitStatus) << result.output;
+  EXPECT_EQ(3, result.exitStatus) << result.output;
   EXPECT_THAT(result.output, HasSubstr("An error occurred: -122"));
   EXPECT_EQ("b", ReadFile(source + "/Thing.app/Contents/b"));
   EXPECT_EQ("a", ReadFile(scratch_ / "bound/txt/a.txt"));
@@ -413,8 +414,9 @@ TEST_F(RealLimits, OfABindMountKeepWhatIsMountedOver) {
   MakeFolder(scratch_ / "destination");
   ASSERT_EQ(0, mount((scratch_ / "other.txt").c_str(), (scratch_ / "source/over.txt").c_str(),
                      nullptr, MS_BIND, nullptr));
-  const RunResult result = Aggregate("--move", scratch_ / "source", scratch_ / "destination");
-  EXPECT_EQ(3, result.end.exitStatus);
+  const SupervisedResult result =
+      Aggregate("--move", scratch_ / "source", scratch_ / "destination");
+  EXPECT_EQ(3, result.exitStatus);
   EXPECT_EQ("other", ReadFile(scratch_ / "source/over.txt"));
   EXPECT_EQ(0, umount2((scratch_ / "source/over.txt").c_str(), MNT_DETACH));
   EXPECT_EQ("over", ReadFile(scratch_ / "source/over.txt"));
@@ -440,14 +442,13 @@ TEST_P(EachVolume, IsFiledToAndFromWithNothingLost) {
   MakeFolder(volume / "there");
   MakeFolder(volume / "within");
   MakeFolder(scratch_ / "back");
-  EXPECT_EQ(0, Aggregate("--copy", scratch_ / "source", volume / "there").end.exitStatus);
+  EXPECT_EQ(0, Aggregate("--copy", scratch_ / "source", volume / "there").exitStatus);
   fs::remove_all(volume / "there");
   MakeFolder(volume / "there");
   // There, within the volume by another kind of key, which may hold a "/", and back again.
-  EXPECT_EQ(0,
-            Aggregate("--move", scratch_ / "source", volume / "there", "mime-type").end.exitStatus);
-  EXPECT_EQ(0, Aggregate("--move", volume / "there", volume / "within").end.exitStatus);
-  EXPECT_EQ(0, Aggregate("--move", volume / "within", scratch_ / "back").end.exitStatus);
+  EXPECT_EQ(0, Aggregate("--move", scratch_ / "source", volume / "there", "mime-type").exitStatus);
+  EXPECT_EQ(0, Aggregate("--move", volume / "there", volume / "within").exitStatus);
+  EXPECT_EQ(0, Aggregate("--move", volume / "within", scratch_ / "back").exitStatus);
   EXPECT_EQ(std::vector<std::string>(
                 {"app/Thing.app/Contents/a", "bin/large.bin", "txt/other.txt", "txt/report.txt"}),
             FilesBelow(scratch_ / "back"));
@@ -461,8 +462,8 @@ TEST_P(EachVolume, TakesOrRefusesStrangeNamesWhole) {
                                           "q\"q.txt",  "back\\.txt",  "dot..txt", "caf\xe9.txt",
                                           "con.txt",   "line\n2.txt", "<a>.txt",  " blank.txt"};
   for (const std::string& name : names) WriteFile(scratch_ / "source/" + name, name);
-  const RunResult result = Aggregate("--move", scratch_ / "source", volume / "there");
-  EXPECT_EQ(0, result.end.exitStatus) << result.output;
+  const SupervisedResult result = Aggregate("--move", scratch_ / "source", volume / "there");
+  EXPECT_EQ(0, result.exitStatus) << result.output;
   EXPECT_THAT(FilesBelow(scratch_ / "source"), IsEmpty());
 }
 
@@ -475,8 +476,8 @@ TEST_P(EachVolume, LeavesAPackageWithLinksWholeWhereverItIs) {
   fs::create_hard_link(inside + "/a", inside + "/b");
   MakeLink("a", inside + "/current");
   WriteFile(scratch_ / "source/plain.txt", "plain");
-  const RunResult result = Aggregate("--move", scratch_ / "source", volume / "there");
-  EXPECT_EQ(volume.Traits().hasSymbolicLinks ? 0 : 3, result.end.exitStatus) << result.output;
+  const SupervisedResult result = Aggregate("--move", scratch_ / "source", volume / "there");
+  EXPECT_EQ(volume.Traits().hasSymbolicLinks ? 0 : 3, result.exitStatus) << result.output;
   EXPECT_TRUE(Exists(volume / "there/txt/plain.txt"));
 }
 

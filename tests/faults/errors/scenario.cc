@@ -187,14 +187,13 @@ const std::vector<Scenario>& Scenarios() {
   return kScenarios;
 }
 
-RunResult RunWithFaults(const std::vector<std::string>& arguments, const std::string& config,
-                        const std::vector<int>& numbers,
-                        const std::function<int(const SupervisedCall&)>& decide,
-                        const std::function<void()>& before, const std::function<void()>& after) {
-  RunResult result;
+SupervisedResult RunWithFaults(const std::vector<std::string>& arguments, const std::string& config,
+                               const std::vector<int>& numbers, const CallDecision& decide,
+                               const std::function<void()>& before,
+                               const std::function<void()>& after) {
   // The child is born with what this process has open, less the descriptors of the supervision.
   const std::vector<std::string> openBefore = OpenFiles();
-  result.end = RunSupervised(
+  return RunSupervised(
       numbers, decide,
       [&] {
         // The child's own, so that nothing has to be given back.
@@ -206,12 +205,11 @@ RunResult RunWithFaults(const std::vector<std::string>& arguments, const std::st
         after();
         return status;
       },
-      [&openBefore](int status) { return CheckForLeaks(openBefore, status); }, kRunSeconds,
-      &result.output);
-  return result;
+      [&openBefore](int status) { return CheckForLeaks(openBefore, status); }, kRunSeconds);
 }
 
-RunResult RunWithoutFaults(const std::vector<std::string>& arguments, const std::string& config) {
+SupervisedResult RunWithoutFaults(const std::vector<std::string>& arguments,
+                                  const std::string& config) {
   return RunWithFaults(arguments, config, {}, [](const SupervisedCall&) { return 0; });
 }
 
@@ -269,20 +267,20 @@ std::vector<std::string> ScenarioFixture::Arguments() const {
   return arguments;
 }
 
-RunResult ScenarioFixture::Run(const std::vector<int>& numbers,
-                               const std::function<int(const SupervisedCall&)>& decide) const {
+SupervisedResult ScenarioFixture::Run(const std::vector<int>& numbers,
+                                      const CallDecision& decide) const {
   return RunWithFaults(Arguments(), config_->path(), numbers, decide);
 }
 
-RunResult ScenarioFixture::RunWithHooks(const std::function<void()>& before,
-                                        const std::function<void()>& after) const {
+SupervisedResult ScenarioFixture::RunWithHooks(const std::function<void()>& before,
+                                               const std::function<void()>& after) const {
   return RunWithFaults(
       Arguments(), config_->path(), {}, [](const SupervisedCall&) { return 0; }, before, after);
 }
 
 // By a line about it, or about the folder that it lies in, or about the whole run.
-bool ScenarioFixture::IsReported(const FoundItem& item, const RunResult& result) const {
-  if (result.end.exitStatus == 1) return result.output.find("tessary-cli: ") != std::string::npos;
+bool ScenarioFixture::IsReported(const FoundItem& item, const SupervisedResult& result) const {
+  if (result.exitStatus == 1) return result.output.find("tessary-cli: ") != std::string::npos;
   const std::string name = NameOfPath(item.path);
   const std::string plain = name.substr(0, name.find('\xe9'));
   if (result.output.find("/" + plain) != std::string::npos) return true;
@@ -346,12 +344,12 @@ void ScenarioFixture::CheckItem(const FoundItem& item, size_t sourceCount, size_
   if (!scenario_.isMove && sourceCount != 1) violations->push_back({"lost", where});
 }
 
-std::vector<Violation> ScenarioFixture::FindViolations(const RunResult& result,
+std::vector<Violation> ScenarioFixture::FindViolations(const SupervisedResult& result,
                                                        bool hasFailedOnce) const {
   std::vector<Violation> violations;
-  const int exitStatus = result.end.exitStatus;
-  if (result.end.hasTimedOut) violations.push_back({"hung", ""});
-  if (result.end.signal != 0) violations.push_back({"died", std::to_string(result.end.signal)});
+  const int exitStatus = result.exitStatus;
+  if (result.hasTimedOut) violations.push_back({"hung", ""});
+  if (result.signal != 0) violations.push_back({"died", std::to_string(result.signal)});
   if (exitStatus == kLeakExitStatus) violations.push_back({"leaking", result.output});
   std::vector<FoundItem> inSource = TakeInventory(Source(), Rules());
   std::vector<FoundItem> inDestination = TakeInventory(Destination(), Rules());
@@ -396,12 +394,11 @@ void ScenarioFixture::AddNewItems() const {
 
 std::vector<Violation> ScenarioFixture::FindLastingViolations() const {
   AddNewItems();
-  const RunResult result = Run({}, [](const SupervisedCall&) { return 0; });
+  const SupervisedResult result = Run({}, [](const SupervisedCall&) { return 0; });
   std::vector<Violation> violations;
-  if (result.end.exitStatus != 0) {
-    violations.push_back(
-        {"lasting",
-         "a later run ends with " + std::to_string(result.end.exitStatus) + ":\n" + result.output});
+  if (result.exitStatus != 0) {
+    violations.push_back({"lasting", "a later run ends with " + std::to_string(result.exitStatus) +
+                                         ":\n" + result.output});
   }
   for (const std::string& folder : {Source(), Destination()}) {
     for (const std::string& path : FindTempFiles(folder)) violations.push_back({"lasting", path});

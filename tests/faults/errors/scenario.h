@@ -35,22 +35,17 @@ struct Violation {
 
 const std::vector<std::string>& ViolationKinds();
 
-// What one run of the program came to.
-struct RunResult {
-  SupervisedResult end;
-  std::string output;  // both streams
-};
-
 // Runs the program in a child process with these arguments, which asks about the calls of those
 // numbers, and with a configuration of its own in the folder `config`.
 // `before` and `after` are called there around the run.
-RunResult RunWithFaults(
+SupervisedResult RunWithFaults(
     const std::vector<std::string>& arguments, const std::string& config,
-    const std::vector<int>& numbers, const std::function<int(const SupervisedCall&)>& decide,
+    const std::vector<int>& numbers, const CallDecision& decide,
     const std::function<void()>& before = [] {}, const std::function<void()>& after = [] {});
 
 // The same with nothing refused.
-RunResult RunWithoutFaults(const std::vector<std::string>& arguments, const std::string& config);
+SupervisedResult RunWithoutFaults(const std::vector<std::string>& arguments,
+                                  const std::string& config);
 
 // A source and a destination with something of every kind in them, made anew for one run.
 class ScenarioFixture {
@@ -63,17 +58,16 @@ class ScenarioFixture {
   static bool IsSupported(const Scenario& scenario);
 
   // Runs the program on it in a child process, asking about the calls of those numbers.
-  RunResult Run(const std::vector<int>& numbers,
-                const std::function<int(const SupervisedCall&)>& decide) const;
+  SupervisedResult Run(const std::vector<int>& numbers, const CallDecision& decide) const;
 
   // Runs it with nothing refused by the system, and calls the two in the child around the run.
-  RunResult RunWithHooks(const std::function<void()>& before,
-                         const std::function<void()>& after) const;
+  SupervisedResult RunWithHooks(const std::function<void()>& before,
+                                const std::function<void()>& after) const;
 
   // How the disk now differs from what the promise allows; nothing where all is well.
   // `hasFailedOnce` when a single call was refused, so that everything else worked and a moved item
   // may be in one place only.
-  std::vector<Violation> FindViolations(const RunResult& result, bool hasFailedOnce) const;
+  std::vector<Violation> FindViolations(const SupervisedResult& result, bool hasFailedOnce) const;
 
   // Runs the program again with nothing refused, and tells what is then still not as it should be.
   std::vector<Violation> FindLastingViolations() const;
@@ -94,7 +88,7 @@ class ScenarioFixture {
                                  std::vector<Violation>* violations) const;
   void CheckItem(const FoundItem& item, size_t sourceCount, size_t away, bool hasFailedOnce,
                  std::vector<Violation>* violations) const;
-  bool IsReported(const FoundItem& item, const RunResult& result) const;
+  bool IsReported(const FoundItem& item, const SupervisedResult& result) const;
 
   const Scenario& scenario_;
   std::unique_ptr<TemporaryFolder> config_;

@@ -1,6 +1,7 @@
-// The linker has every _exit of a test program come here.
+// Writes the counts of a coverage build before _exit(2), which would drop them. The linker's option
+// --wrap=_exit redirects the calls.
 
-// The names are the compiler's and the linker's.
+// The compiler and the linker prescribe the names.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" void __gcov_dump();
 extern "C" [[noreturn]] void __real__exit(int status);

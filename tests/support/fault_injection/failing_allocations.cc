@@ -12,7 +12,6 @@ thread_local uint64_t gAllocations = 0;
 thread_local uint64_t gFirst = 0;
 thread_local uint64_t gCount = 0;
 
-// True for one that is to fail.
 bool ShouldFail() {
   const uint64_t at = ++gAllocations;
   return at >= gFirst && at - gFirst < gCount;
@@ -27,7 +26,7 @@ void* operator new(std::size_t size) {
   return memory;
 }
 
-// With sanitizers the library's own does not call the one above.
+// The sanitizers' own does not call the operator above.
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
   return ShouldFail() ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
@@ -57,21 +56,21 @@ Status CallWithFailedAllocation(int allocation, const std::function<Status()>& b
 }
 
 void ExpectMemFullOnFailedAllocations(const std::function<Status()>& body,
-                                      const std::function<void()>& look) {
-  constexpr int kMostAllocations = 100'000;
-  for (int allocations = 0; allocations < kMostAllocations; ++allocations) {
+                                      const std::function<void()>& check) {
+  constexpr int kMaxAllocations = 100'000;
+  for (int allocations = 0; allocations < kMaxAllocations; ++allocations) {
     bool hasFailed = false;
     const Status status = CallWithFailedAllocation(allocations, body, &hasFailed);
     if (!hasFailed) {
-      EXPECT_EQ(noErr, status) << "with all its memory";
-      EXPECT_LT(0, allocations) << "no memory was asked for";
+      EXPECT_EQ(noErr, status) << "without a failed allocation";
+      EXPECT_LT(0, allocations) << "no allocation was made";
       return;
     }
-    ASSERT_EQ(memFullErr, status) << "without allocation " << allocations;
-    look();
+    ASSERT_EQ(memFullErr, status) << "with failed allocation " << allocations;
+    check();
     if (testing::Test::HasFailure()) return;
   }
-  ADD_FAILURE() << "it asks for memory without end";
+  ADD_FAILURE() << "the number of allocations has no end";
 }
 
 }  // namespace tessary::test

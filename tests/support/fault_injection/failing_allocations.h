@@ -7,23 +7,23 @@
 
 namespace tessary::test {
 
-// Has this thread's allocations of memory fail: `count` of them from number `first` on, both
-// counted from 1 and from here on. With a count of 0 none fails.
+// Makes memory allocations of this thread fail: `count` of them from number `first` on, both
+// counted from 1 and from this call on. With a count of 0 none fails.
 void FailAllocations(uint64_t first, uint64_t count);
 
-// How many allocations this thread has asked for since.
+// Returns how many allocations this thread has made or tried since FailAllocations.
 uint64_t CountAllocations();
 
-// Calls `body`, and has the allocation of memory of that number fail in it, counted from 0.
-// `*hasFailed` is set to whether it asked for that many.
+// Calls `body` and makes one of its allocations fail, whose number is counted from 0. Sets
+// `*hasFailed` to whether `body` got that far.
 Status CallWithFailedAllocation(int allocation, const std::function<Status()>& body,
                                 bool* hasFailed);
 
-// Calls `body` over and over, and each time has one allocation of memory fail, the first one, then
-// the second one and so on, until it has asked for no more. Expects memFullErr of each call but the
-// last, which has had all its memory and is expected to answer noErr. The body expects nothing
-// itself, as that takes memory too; after each call that failed, `look` is called, which may.
+// Calls `body` repeatedly, with the first allocation failing, then the second and so on, until
+// `body` makes fewer. Expects memFullErr from each call with a failed allocation and noErr from the
+// last one. `body` must not contain expectations, which allocate memory too; `check`, called after
+// each failure, may.
 void ExpectMemFullOnFailedAllocations(
-    const std::function<Status()>& body, const std::function<void()>& look = [] {});
+    const std::function<Status()>& body, const std::function<void()>& check = [] {});
 
 }  // namespace tessary::test

@@ -6,22 +6,23 @@
 
 namespace tessary::test {
 
-// A system call that the kernel is to refuse, as a volume or an older kernel would.
+// A system call that the kernel fails with an error and without any effect, as another filesystem
+// or an older kernel would.
 struct InjectedError {
   long number = 0;  // SYS_...
-  int error = 0;    // the errno that it answers
-  int argument =
-      0;  // refused only where this argument has one of these bits, unless there are none
+  int error = 0;    // the errno value
+  // If `bits` is not 0, only calls with one of these bits in this argument (0 to 5) fail.
+  int argument = 0;
   uint32_t bits = 0;
 };
 
-// Has the kernel refuse the calls to this process from here on, and to those that it starts. False
-// where it cannot.
-bool InjectErrors(const std::vector<InjectedError>& calls);
+// Injects the errors into this process, and into those that it starts, for good. Returns false
+// where the kernel does not support it.
+bool InjectErrors(const std::vector<InjectedError>& errors);
 
-// Runs `body` in a child process to which the kernel refuses the calls. True when nothing failed in
+// Runs `body` in a child process with the errors injected. Returns true if no expectation failed in
 // it.
-bool RunWithInjectedErrors(const std::vector<InjectedError>& calls,
+bool RunWithInjectedErrors(const std::vector<InjectedError>& errors,
                            const std::function<void()>& body);
 
 }  // namespace tessary::test

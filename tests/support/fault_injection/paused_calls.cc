@@ -10,13 +10,14 @@
 #include <set>
 
 #include "tests/support/fault_injection/supervised_calls.h"
+#include "tests/support/fault_injection/system_call_names.h"
 
 namespace tessary::test {
 namespace {
 
 constexpr int kTimeoutSeconds = 60;
 
-// Which argument is the name: the one behind the folder's descriptor, or the first.
+// The argument that holds the name: the second one, after a folder's descriptor, or the first.
 size_t NameArgumentIndex(int number) {
   switch (number) {
     case SYS_lgetxattr:
@@ -31,7 +32,7 @@ size_t NameArgumentIndex(int number) {
   }
 }
 
-// Piece by piece, as nothing need be mapped behind the page that the text ends in.
+// Reads in pieces that do not cross pages: the page after the text may not be mapped.
 std::string ReadRemoteString(pid_t process, uint64_t address) {
   constexpr size_t kPiece = 64;
   std::string text;
@@ -54,19 +55,14 @@ class CallPauser {
   explicit CallPauser(const std::vector<PausedCall>& calls)
       : calls_(calls), callCounts_(calls.size()) {}
 
-  int Decide(const SupervisedCall& made) {
+  // Runs what is to happen before the call, and returns the error that it fails with or 0.
+  int Decide(const SupervisedCall& call) {
     int error = 0;
     for (size_t i = 0; i < calls_.size(); ++i) {
-      const PausedCall& held = calls_[i];
-      if (made.number != held.number) continue;
-      if (!held.name.empty() &&
-          ReadRemoteString(made.process, made.arguments[NameArgumentIndex(made.number)]) !=
-              held.name) {
-        continue;
-      }
-      if (++callCounts_[i] != held.occurrence) continue;
-      if (held.meanwhile) held.meanwhile();
-      error = held.error;
+      const PausedCall& paused = calls_[i];
+      if (!Matches(call, paused) || ++callCounts_[i] != paused.occurrence) continue;
+      if (paused.meanwhile) paused.meanwhile();
+      error = paused.error;
     }
     return error;
   }
@@ -79,8 +75,15 @@ class CallPauser {
   }
 
  private:
+  static bool Matches(const SupervisedCall& call, const PausedCall& paused) {
+    if (call.number != paused.number) return false;
+    return paused.name.empty() ||
+           paused.name ==
+               ReadRemoteString(call.process, call.arguments[NameArgumentIndex(call.number)]);
+  }
+
   const std::vector<PausedCall>& calls_;
-  std::vector<int> callCounts_;  // how often each was made
+  std::vector<int> callCounts_;  // how many calls matched each
 };
 
 }  // namespace
@@ -89,19 +92,18 @@ void RunWithPausedCalls(const std::vector<PausedCall>& calls, const std::functio
   std::set<int> numbers;
   for (const PausedCall& call : calls) numbers.insert(call.number);
   CallPauser pauser(calls);
-  std::string output;
-  const SupervisedResult end = RunSupervised(
+  const SupervisedResult result = RunSupervised(
       {numbers.begin(), numbers.end()},
       [&pauser](const SupervisedCall& call) { return pauser.Decide(call); },
       [&body] {
         body();
         return testing::Test::HasFailure() ? 1 : 0;
       },
-      [](int status) { return status; }, kTimeoutSeconds, &output);
-  if (!end.isSupervised) GTEST_SKIP() << "the kernel lends nobody a filter that asks";
-  EXPECT_FALSE(end.hasTimedOut);
-  EXPECT_EQ(0, end.signal);
-  EXPECT_EQ(0, end.exitStatus) << output;
+      [](int status) { return status; }, kTimeoutSeconds);
+  if (!result.isSupervised) GTEST_SKIP() << "the kernel does not support seccomp notifications";
+  EXPECT_FALSE(result.hasTimedOut);
+  EXPECT_EQ(0, result.signal);
+  EXPECT_EQ(0, result.exitStatus) << result.output;
   pauser.ExpectAllCalled();
 }
 

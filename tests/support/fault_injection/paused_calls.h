@@ -6,19 +6,19 @@
 
 namespace tessary::test {
 
-// A system call that is held up before it is made, so that something happens in between that
-// otherwise only chance could bring about.
+// A system call that is paused before it is made, so that another program can act in between. This
+// makes a race happen every time.
 struct PausedCall {
   int number = 0;                   // SYS_...
-  std::string name;                 // the first name among its arguments; any where it is empty
-  int occurrence = 1;               // which of those calls, from 1
-  std::function<void()> meanwhile;  // what another program does then; may be empty
-  int error = 0;                    // what the call fails with; 0 has it made
+  std::string name;                 // only calls with this first name argument count; empty: all
+  int occurrence = 1;               // which of these calls, from 1
+  std::function<void()> meanwhile;  // runs in the test's own process; may be empty
+  int error = 0;                    // the errno value that the call then fails with, or 0
 };
 
-// Runs `body` in a child process that makes each of the calls as told. Expects that it makes all of
-// them, and that nothing fails in it. Skips the test where the kernel lends nobody such a filter;
-// so what is to be looked at afterwards, the body looks at.
+// Runs `body` in a child process that pauses at each of the calls. Expects that it makes all of
+// them and that no expectation fails in it. Skips the test where the kernel does not support it;
+// checks of the outcome therefore belong into `body`.
 void RunWithPausedCalls(const std::vector<PausedCall>& calls, const std::function<void()>& body);
 
 }  // namespace tessary::test

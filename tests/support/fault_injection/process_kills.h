@@ -5,15 +5,15 @@
 namespace tessary::test {
 
 enum class KillResult {
-  kNotPermitted,  // the machine lets no process watch another; the test has nothing to go on
+  kNotPermitted,  // this process may not trace another one; nothing ran
   kKilled,
-  kFinished,  // it made fewer calls and came to its end
-  kFailed,    // something failed in it
+  kFinished,  // `body` made fewer calls and returned
+  kFailed,    // an expectation failed in the child process, or it ended in another way
 };
 
-// Runs `body` in a child process, which is killed as by kill -9 before it makes its system call
-// number `call`, counted from 1 within `body`. Only calls that change files count: between two of
-// them it leaves the same behind wherever it dies.
+// Runs `body` in a child process and kills it, as kill -9 does, before its main thread makes system
+// call number `call`, counted from 1. Only calls that may change files count: a kill between two
+// such calls leaves the same files wherever it happens.
 KillResult RunAndKillBeforeCall(unsigned call, const std::function<void()>& body);
 
 }  // namespace tessary::test

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -9,41 +10,34 @@
 
 namespace tessary::test {
 
-// A call that a supervised process is about to make.
+// A system call that a supervised process is about to make.
 struct SupervisedCall {
-  int number = 0;           // SYS_...
-  uint64_t arguments[6]{};  // as the kernel has them: descriptors, flags, addresses there
-  pid_t process = 0;        // which is held until it is decided
+  int number = 0;                       // SYS_...
+  std::array<uint64_t, 6> arguments{};  // as passed to the kernel; addresses are those of `process`
+  pid_t process = 0;                    // waits for the decision
 };
 
 // How a supervised process ended.
 struct SupervisedResult {
-  bool isSupervised = false;  // false where the kernel lends nobody such a filter; nothing ran
-  bool hasTimedOut = false;   // it was killed when its time was over
-  int signal = 0;             // what it died of, else 0
+  bool isSupervised = false;  // false where the kernel does not support it; nothing ran
+  bool hasTimedOut = false;   // and was killed
+  int signal = 0;             // the signal that ended it, or 0
   int exitStatus = 0;
+  std::string output;  // of standard output and standard error
 };
 
-// Runs `body` in a child process and asks `decide` about each call of one of the numbers before it
-// is made: 0 lets it go on, an errno value makes it fail with that and without having done
-// anything. A descriptor that the child is told it could not close is closed all the same, as on
-// Linux it always is. Writing to the standard files is nobody's business here and goes on. The
-// child ends with what `finish` makes of the answer of `body`, whose calls nobody is asked about;
-// what it writes to its standard output and error is added to `*output`. `seconds` is what it may
-// take.
-SupervisedResult RunSupervised(const std::vector<int>& numbers,
-                               const std::function<int(const SupervisedCall&)>& decide,
+// Decides about a call: 0 to have it made, or the errno value with which it fails without any
+// effect.
+using CallDecision = std::function<int(const SupervisedCall&)>;
+
+// Runs `body` in a child process and asks `decide`, in this process, about each call of one of the
+// numbers before it is made. Writing to standard input, output and error is not asked about. A
+// failed close(2) closes the descriptor all the same, as it does on Linux.
+//
+// The child exits with what `finish` returns for the result of `body`; the calls of `finish` are
+// not asked about. After `seconds` the child is killed.
+SupervisedResult RunSupervised(const std::vector<int>& numbers, const CallDecision& decide,
                                const std::function<int()>& body,
-                               const std::function<int(int status)>& finish, int seconds,
-                               std::string* output);
-
-// "renameat2" for SYS_renameat2; the number as text for one that is not in the table.
-std::string NameOfCall(int number);
-
-// The errno value's own name: "ENOSPC".
-std::string NameOfError(int error);
-
-// Every call of the table: all those through which a program looks at files or changes them.
-std::vector<int> FileCalls();
+                               const std::function<int(int status)>& finish, int seconds);
 
 }  // namespace tessary::test
