@@ -4,18 +4,17 @@
 
 #include <string>
 
-// The records in which Linux shows permissions beyond the mode, made without the libraries for
-// them.
+// The attribute values in which Linux stores ACLs and file capabilities, without libacl and libcap.
 namespace tessary::test {
 
 inline constexpr char kAccessListAttribute[] = "system.posix_acl_access";
 inline constexpr char kDefaultAccessListAttribute[] = "system.posix_acl_default";
 inline constexpr char kCapabilityAttribute[] = "security.capability";
 
-// An access control list of an object of mode 0740 in which one more user may read and write.
+// An ACL for mode 0740 that also lets this user read and write.
 std::string AccessListWithUser(uid_t user);
 
-// A file capability that lets a program bind low ports.
+// A file capability that lets a program bind ports below 1024.
 std::string MakeFileCapability();
 
 }  // namespace tessary::test

@@ -8,8 +8,8 @@
 
 namespace tessary::test {
 
-// The answering application of a signature while it lives. Another one of the same signature is
-// replaced by it and does not come back.
+// The answering application of a signature until it is destroyed. Replaces one with the same
+// signature, which is not restored.
 class AnsweringApplication {
  public:
   AnsweringApplication(uint32_t signature, AEAnswerer answerer);
@@ -21,8 +21,8 @@ class AnsweringApplication {
   uint32_t signature_;
 };
 
-// A descriptor as text, field by field and byte by byte, so that it can be compared with one
-// written by hand: "type" and the bytes in hexadecimal, or the items with their keywords:
+// A descriptor as text that shows every field and byte, for comparison with one written by hand:
+// the type and the bytes in hexadecimal, or the items with their keywords:
 // "shor[0100]", "list(shor[0100] shor[0200])", "obj {form=enum[65 6d 61 6e] from=null[]}".
 std::string Describe(const AEDesc& desc);
 

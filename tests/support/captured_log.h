@@ -3,25 +3,23 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/memory_file.h"
+#include "tests/support/standard_error.h"
+
 namespace tessary::test {
 
-// Takes what this process writes to standard error while it lives, the log among it.
+// Captures what this process writes to standard error, including the log, until it is destroyed.
 class CapturedLog {
  public:
-  CapturedLog();
-  ~CapturedLog();
-  CapturedLog(const CapturedLog&) = delete;
-  CapturedLog& operator=(const CapturedLog&) = delete;
-
-  // The messages so far, without the time and the program's name before them.
+  // The messages so far, without the time and the program's name.
   std::vector<std::string> Messages() const;
 
-  // The lines so far, as they stand.
+  // The lines so far, unchanged.
   std::vector<std::string> Lines() const;
 
  private:
-  int savedStandardError_;
-  int file_;
+  MemoryFile file_;
+  StandardErrorReplacement replacement_{file_.fd()};
 };
 
 }  // namespace tessary::test

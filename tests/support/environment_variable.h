@@ -5,8 +5,8 @@
 
 namespace tessary::test {
 
-// Sets an environment variable while it lives, or unsets it where `value` is none, and then gives
-// it back what it was.
+// Sets an environment variable, or unsets it if `value` is none, until it is destroyed. Then
+// restores it.
 class EnvironmentVariable {
  public:
   EnvironmentVariable(std::string name, const std::optional<std::string>& value);
@@ -19,7 +19,7 @@ class EnvironmentVariable {
   std::optional<std::string> saved_;
 };
 
-// Has this process live in a time zone, such as "Europe/Berlin", while it lives.
+// Sets the time zone of this process, such as "Europe/Berlin", until it is destroyed.
 class TimeZone {
  public:
   explicit TimeZone(const std::string& zone);

@@ -10,34 +10,33 @@
 
 namespace tessary::test {
 
-// The folder at the path, as the descriptor that operations on names take.
+// Opens the folder at the path for operations on names in it (O_PATH).
 UniqueFd OpenFolder(const std::string& path);
 
-// The place of the object at the path, whether or not there is one.
+// The place of the object at the path, which need not exist.
 Place PlaceAt(const std::string& path);
 
-// Copies or moves the object at the one path to the other, as the File Manager calls for it, and
-// expects that no descriptor is left open.
+// Copies or moves the object as the File Manager does, and expects that no descriptor stays open.
 Status CopyAt(const std::string& from, const std::string& to);
 Status MoveAcrossAt(const std::string& from, const std::string& to);
 
-// The identity of (`folder`, `name`), of the folder itself where the name is empty; fails the test
-// where there is nothing.
+// The identity of `name` in `folder`, or of the folder if the name is empty. Fails the test if the
+// object does not exist.
 Identity IdentityAt(int folder, const std::string& name);
 
-// What lstat tells; fails the test where there is nothing.
+// The result of lstat(2). Fails the test if the object does not exist.
 struct stat LstatAt(const std::string& path);
 
-// True when the two folders lie on different volumes.
+// Returns whether the two folders are on different filesystems.
 bool AreOnDifferentVolumes(const std::string& first, const std::string& second);
 
-// An extended attribute of the object itself, "(none)" where it has none of the name.
+// The value of an extended attribute, or "(none)". Does not follow links.
 std::string AttributeAt(const std::string& path, const std::string& name);
 
-// Makes a file of `size` bytes that is a hole but for `text` at its start.
+// Creates a file of `size` bytes: `text`, then a hole.
 void MakeSparseFile(const std::string& path, const std::string& text, off_t size);
 
-// How many descriptors this process has open.
+// The number of descriptors that this process has open.
 size_t CountOpenDescriptors();
 
 }  // namespace tessary::test

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <unistd.h>
+
+#include <filesystem>
 
 #include "platform/linux/catalog/capabilities.h"
 #include "platform/linux/catalog/volume.h"
@@ -10,13 +13,13 @@ namespace tessary::test {
 
 MemoryVolume::MemoryVolume(const std::string& options) {
   isMounted_ = mount("tmpfs", path().c_str(), "tmpfs", MS_NODEV, options.c_str()) == 0;
-  // It may have the device number of one that is gone.
+  // The new filesystem may have the device number of one that was unmounted.
   ForgetVolumes();
   ForgetProbeResults();
 }
 
 MemoryVolume::~MemoryVolume() {
-  // Detached, so that a descriptor that is still open on it cannot keep it in the way.
+  // Detached, as a descriptor on it may still be open.
   if (isMounted_) {
     EXPECT_EQ(0, umount2(path().c_str(), MNT_DETACH)) << path();
   }
@@ -24,6 +27,12 @@ MemoryVolume::~MemoryVolume() {
 
 void MemoryVolume::MakeReadOnly() {
   EXPECT_EQ(0, mount(nullptr, path().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr)) << path();
+}
+
+std::string MemoryFolder() {
+  constexpr char kSharedMemory[] = "/dev/shm";
+  return access(kSharedMemory, W_OK | X_OK) == 0 ? kSharedMemory
+                                                 : std::filesystem::temp_directory_path().string();
 }
 
 }  // namespace tessary::test

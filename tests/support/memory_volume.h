@@ -6,11 +6,11 @@
 
 namespace tessary::test {
 
-// A small volume in memory, mounted in a temporary folder while it lives. Where this process may
-// not mount, or the kernel does not know the options, it is not mounted.
+// A tmpfs, mounted in a temporary folder until it is destroyed. Not mounted where this process may
+// not mount or the kernel does not support the options.
 class MemoryVolume {
  public:
-  // `options` as the kernel takes them for a tmpfs: "size=64k".
+  // `options` are those of tmpfs, such as "size=64k".
   explicit MemoryVolume(const std::string& options);
   ~MemoryVolume();
   MemoryVolume(const MemoryVolume&) = delete;
@@ -18,7 +18,7 @@ class MemoryVolume {
 
   bool IsMounted() const { return isMounted_; }
 
-  // Makes the volume read-only; fails the test where that cannot be done.
+  // Remounts it read-only.
   void MakeReadOnly();
 
   const std::string& path() const { return folder_.path(); }
@@ -28,5 +28,9 @@ class MemoryVolume {
   TemporaryFolder folder_;
   bool isMounted_ = false;
 };
+
+// The folder for test data that should be in memory: /dev/shm, or the system's temporary folder
+// where there is none.
+std::string MemoryFolder();
 
 }  // namespace tessary::test

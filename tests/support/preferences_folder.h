@@ -2,30 +2,27 @@
 
 #include <string>
 
+#include "tests/support/environment_variable.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {
 
-// Gives this process a configuration folder of its own while it lives, by XDG_CONFIG_HOME, so that
-// a test uses a real preferences file and not its user's.
+// Sets XDG_CONFIG_HOME to a new folder until it is destroyed, so that a test uses a real
+// preferences file that is not its user's.
 class PreferencesFolder {
  public:
   PreferencesFolder();
-  ~PreferencesFolder();
-  PreferencesFolder(const PreferencesFolder&) = delete;
-  PreferencesFolder& operator=(const PreferencesFolder&) = delete;
 
-  // The path of the preferences file and of the mapping file, whether or not they are there.
+  // The paths of the preferences file and of the extension map, which need not exist.
   std::string PreferencesPath() const { return folder_ / "tessary/preferences.toml"; }
   std::string MappingPath() const { return folder_ / "tessary/extensions.map"; }
 
-  // Replaces the preferences file, as another program would, and has the store see it.
+  // Writes the preferences file and synchronises the preferences.
   void Write(const std::string& text) const;
 
  private:
   TemporaryFolder folder_;
-  std::string savedConfigHome_;
-  bool hadConfigHome_;
+  EnvironmentVariable variable_{"XDG_CONFIG_HOME", folder_.path()};
 };
 
 }  // namespace tessary::test

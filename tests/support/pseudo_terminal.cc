@@ -41,7 +41,7 @@ std::string PseudoTerminal::Finish() {
   return text_;
 }
 
-// Reading ends with an error when no program holds the terminal any more.
+// read(2) fails when no program has the terminal open any more.
 void PseudoTerminal::ReadAll() {
   std::array<char, 4096> block = {};
   for (;;) {
@@ -49,16 +49,6 @@ void PseudoTerminal::ReadAll() {
     if (count <= 0) return;
     text_.append(block.data(), static_cast<size_t>(count));
   }
-}
-
-TerminalOnStandardError::TerminalOnStandardError(const PseudoTerminal& terminal)
-    : saved_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
-  EXPECT_GE(dup2(terminal.fd(), STDERR_FILENO), 0);
-}
-
-TerminalOnStandardError::~TerminalOnStandardError() {
-  EXPECT_GE(dup2(saved_, STDERR_FILENO), 0);
-  close(saved_);
 }
 
 std::vector<std::string> ScreenLines(std::string_view text) {

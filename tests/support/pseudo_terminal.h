@@ -5,9 +5,11 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/standard_error.h"
+
 namespace tessary::test {
 
-// A terminal without a window, which keeps all that is written to it.
+// A terminal that keeps everything written to it.
 class PseudoTerminal {
  public:
   explicit PseudoTerminal(int columns);
@@ -15,11 +17,11 @@ class PseudoTerminal {
   PseudoTerminal(const PseudoTerminal&) = delete;
   PseudoTerminal& operator=(const PseudoTerminal&) = delete;
 
-  // What a program has for a terminal.
+  // The program's end.
   int fd() const { return program_; }
 
-  // Ends the terminal and returns everything that was written to it, as it came. Whoever else holds
-  // fd() has to have closed it.
+  // Closes the terminal and returns everything written to it. All duplicates of fd() must be closed
+  // already.
   std::string Finish();
 
  private:
@@ -31,23 +33,18 @@ class PseudoTerminal {
   std::thread thread_;
 };
 
-// Makes the terminal this process's standard error while it lives.
-class TerminalOnStandardError {
+// Makes the terminal the standard error of this process until it is destroyed.
+class TerminalOnStandardError : public StandardErrorReplacement {
  public:
-  explicit TerminalOnStandardError(const PseudoTerminal& terminal);
-  ~TerminalOnStandardError();
-  TerminalOnStandardError(const TerminalOnStandardError&) = delete;
-  TerminalOnStandardError& operator=(const TerminalOnStandardError&) = delete;
-
- private:
-  int saved_;
+  explicit TerminalOnStandardError(const PseudoTerminal& terminal)
+      : StandardErrorReplacement(terminal.fd()) {}
 };
 
-// The lines that a user sees after the text was written to a terminal that is wide enough.
+// The lines on the screen after the text was written to a terminal that is wide enough.
 std::vector<std::string> ScreenLines(std::string_view text);
 
-// What was drawn over a line that was erased, in turn: the pieces that follow "\r\x1b[K", up to the
-// next "\r" or the end.
+// The successive contents of a line that is redrawn: the texts between "\r\x1b[K" and the next "\r"
+// or the end.
 std::vector<std::string> DrawnLines(std::string_view text);
 
 }  // namespace tessary::test

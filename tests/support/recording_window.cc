@@ -10,7 +10,7 @@
 namespace tessary::test {
 namespace {
 
-// The controls of the forms, by their numbers.
+// The numbers of each form's controls.
 const std::map<std::string, std::vector<int32_t>>& Forms() {
   static const std::map<std::string, std::vector<int32_t>> kForms = {
       {"MainWindow", {1, 2, 4, 5, 6, 7}}, {"PreferencesWindow", {4, 7, 8}}};

@@ -8,8 +8,8 @@
 
 #include "platform/managers/windows.h"
 
-// The windows, controls, menus and forms of RecordingWindowSystem. Each call is a line of its
-// record.
+// The windows, controls, menus and forms of RecordingWindowSystem, which records each call as a
+// line.
 namespace tessary::test {
 
 class RecordingWindowSystem;
@@ -25,7 +25,7 @@ class RecordingControl : public Control {
   void SetValue(int32_t value) override;
   int32_t GetValue() const override { return value_; }
 
-  // As a user sets it, which is no call.
+  // Sets the value as a user does, without a recorded call.
   void Choose(int32_t value) { value_ = value; }
 
   const std::string& Text() const { return text_; }
@@ -39,7 +39,7 @@ class RecordingControl : public Control {
 
 class RecordingWindow : public Window {
  public:
-  // With the controls of the form of that name.
+  // Has the controls of the form of that name.
   RecordingWindow(RecordingWindowSystem* system, const std::string& name);
   ~RecordingWindow() override;
 
@@ -65,11 +65,11 @@ class RecordingWindow : public Window {
 
   const std::string& Name() const { return name_; }
 
-  // The control of that number; fails the test where the form has none.
+  // The control with this number. Throws if the form has none, which fails the test.
   RecordingControl& ControlOf(int32_t id);
 
-  // Drags over the window and drops there, as far as the handlers let it come. Answers what the
-  // first that refuses answers, else what the receive handler does.
+  // Drags over the window and drops there. Returns the error of the tracking handler if that
+  // rejects the drag, otherwise the status of the receive handler.
   Status Drop(const Drag& drag);
 
  private:
@@ -88,7 +88,7 @@ class RecordingMenu : public Menu {
   Status InsertItem(const std::string& text, uint16_t afterItem, OSType commandID) override;
   EventTarget GetEventTarget() override;
 
-  // The items' texts from the top.
+  // The texts of the items, from the top.
   const std::vector<std::string>& Items() const { return items_; }
 
  private:

@@ -10,7 +10,7 @@
 namespace tessary::test {
 namespace {
 
-// What the Help menu has before anything is put into it.
+// The Help menu already has one item.
 constexpr uint16_t kFirstFreeHelpItem = 2;
 
 std::string FirstDigits(double number) {
@@ -26,7 +26,7 @@ RecordingWindowSystem::RecordingWindowSystem() : helpMenu_(this) { gWindowSystem
 
 RecordingWindowSystem::~RecordingWindowSystem() {
   gWindowSystem = nullptr;
-  // Disposing of one takes it out of the set.
+  // The destructor of a nib removes it from the set.
   while (!nibs_.empty()) delete *nibs_.begin();
 }
 
@@ -36,8 +36,8 @@ Status RecordingWindowSystem::Record(const std::string& call) {
   if (hasEnded_) return noErr;
   calls_.push_back(call);
   if (whenCalled) whenCalled(call);
-  const auto refusal = failures_.find(call);
-  return refusal == failures_.end() ? noErr : refusal->second;
+  const auto failure = failures_.find(call);
+  return failure == failures_.end() ? noErr : failure->second;
 }
 
 bool RecordingWindowSystem::FireTimer() {

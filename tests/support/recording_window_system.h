@@ -14,11 +14,11 @@
 
 namespace tessary::test {
 
-// Thrown where the process would end at once.
+// Thrown by ExitToShell, in place of ending the process.
 struct ProcessEnd {};
 
-// A window system without a screen: it remembers every call in order, as a line, answers as it was
-// told to, and has its user's deeds done by the test. It is the program's while it lives.
+// A window system without a screen. It records every call as a line, returns what the test sets,
+// and lets the test act as the user. It is the program's window system until it is destroyed.
 class RecordingWindowSystem : public WindowSystem {
  public:
   RecordingWindowSystem();
@@ -26,56 +26,57 @@ class RecordingWindowSystem : public WindowSystem {
   RecordingWindowSystem(const RecordingWindowSystem&) = delete;
   RecordingWindowSystem& operator=(const RecordingWindowSystem&) = delete;
 
-  // ---- The record ----
+  // ---- Recorded calls ----
 
-  // The lines since the last call of this.
+  // The lines since the last TakeCalls.
   std::vector<std::string> TakeCalls();
 
-  // Called with each line as it is recorded.
+  // Called with each line when it is recorded.
   std::function<void(const std::string& call)> whenCalled;
 
-  // Records a line and answers as FailCall has it, noErr otherwise.
+  // Records a line. Returns the status set by FailCall, or noErr.
   Status Record(const std::string& call);
 
-  // ---- What is to be answered ----
+  // ---- Results of calls ----
 
-  // Has the call that is recorded by this line answer the status, and do nothing else.
+  // Makes the call that is recorded as this line return the status and do nothing else.
   void FailCall(const std::string& call, Status status) { failures_[call] = status; }
 
-  // Has the next panel that is not answered yet yield the path, or be cancelled, as are those that
-  // nothing was told about.
+  // Sets the result of the next panel without one: the path, or none if it is cancelled. A panel
+  // without a result is cancelled.
   void AnswerPanel(const std::optional<std::string>& path) { panelAnswers_.push_back(path); }
 
-  // The panels that were run, as they were set.
+  // The panels that were run, with their settings.
   const std::vector<NSOpenPanel>& Panels() const { return panels_; }
 
-  // What happens in the event loop before its timers fire.
+  // Called in the event loop before its timers fire.
   std::function<void()> duringEventLoop;
 
-  // ---- What a user and other programs do ----
+  // ---- Actions of the user and of other programs ----
 
-  // Fires the timer that is due next. False where there is none.
+  // Fires the timer that is due next. Returns false if there is none.
   bool FireTimer();
 
-  // Fires timers until none is left.
+  // Fires all timers, including those that they install.
   void FireTimers();
 
-  // The delays of the timers that have not fired, the next one first.
+  // The delays of the timers that have not fired, the next timer first.
   std::vector<double> TimerDelays() const;
 
-  // Sends a command to the target, if any, and, where that lets it pass, to the application.
+  // Sends a command to the target, if there is one, and if it does not handle it, to the
+  // application.
   Status SendCommand(OSType command, const EventTarget* first = nullptr) const;
 
-  // Asks for a service of the items on a pasteboard; of none where there is no pasteboard.
+  // Requests a service for the items on the pasteboard, if there is one.
   Status PerformService(const std::optional<std::string>& message,
                         const std::optional<Pasteboard>& pasteboard) const;
 
-  // The open window made of that form; fails the test where there is none.
+  // The open window made from that form. Throws if there is none, which fails the test.
   RecordingWindow& WindowNamed(const std::string& name) const;
   bool HasWindow(const std::string& name) const { return windows_.contains(name); }
   RecordingMenu& HelpMenu() { return helpMenu_; }
 
-  // ---- The managers ----
+  // ---- WindowSystem ----
 
   void LoadApplication() override;
   void UpdateDynamicServices() override;
@@ -109,11 +110,11 @@ class RecordingWindowSystem : public WindowSystem {
   std::map<std::string, Status> failures_;
   std::deque<std::optional<std::string>> panelAnswers_;
   std::vector<NSOpenPanel> panels_;
-  std::vector<Timer> timers_;  // those due first stand first
+  std::vector<Timer> timers_;  // in the order in which they are due
   double now_ = 0;
   bool hasEnded_ = false;
   std::map<std::string, RecordingWindow*> windows_;
-  std::set<RecordingNib*> nibs_;  // not disposed of
+  std::set<RecordingNib*> nibs_;  // not yet disposed of
   RecordingMenu helpMenu_;
   EventTarget applicationTarget_;
 };

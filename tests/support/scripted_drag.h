@@ -9,10 +9,10 @@
 
 namespace tessary::test {
 
-// A drag of what the test puts into it, in the order of the calls.
+// A drag with the items that the test adds, in the order of the calls.
 class ScriptedDrag : public Drag {
  public:
-  // The file or folder at the path, whether or not it is there when it is dropped.
+  // Adds the file or folder at the path, which need not exist any more when it is dropped.
   ScriptedDrag& AddPath(const std::string& path) {
     Item item = {.isFile = true, .flavor = {}, .answer = noErr};
     EXPECT_EQ(noErr, GetLegacyFileSpec(RefAt(path), &item.flavor.fileSpec)) << path;
@@ -20,19 +20,19 @@ class ScriptedDrag : public Drag {
     return *this;
   }
 
-  // A text or a remote address: no file of this machine.
+  // Adds an item that is not a file, such as text.
   ScriptedDrag& AddText() {
     items_.push_back({.isFile = false, .flavor = {}, .answer = badDragFlavorErr});
     return *this;
   }
 
-  // A file whose flavor cannot be read.
+  // Adds a file whose flavor cannot be read, with this status.
   ScriptedDrag& AddUnreadable(Status answer) {
     items_.push_back({.isFile = true, .flavor = {}, .answer = answer});
     return *this;
   }
 
-  // Has counting the items answer the status.
+  // Makes CountDragItems fail with the status.
   ScriptedDrag& FailCount(Status status) {
     countStatus_ = status;
     return *this;

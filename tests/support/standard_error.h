@@ -1,8 +1,10 @@
 #pragma once
 
+#include "platform/linux/descriptors/unique_fd.h"
+
 namespace tessary::test {
 
-// Puts another open file in the place of standard error while it lives. The caller keeps `file`.
+// Replaces standard error with another open file until it is destroyed. The caller keeps `file`.
 class StandardErrorReplacement {
  public:
   explicit StandardErrorReplacement(int file);
@@ -11,7 +13,7 @@ class StandardErrorReplacement {
   StandardErrorReplacement& operator=(const StandardErrorReplacement&) = delete;
 
  private:
-  int saved_;
+  UniqueFd saved_;
 };
 
 }  // namespace tessary::test

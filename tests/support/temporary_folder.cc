@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 namespace tessary::test {
 namespace {
@@ -22,13 +22,14 @@ std::string DefaultParent() {
   return named != nullptr ? named : fs::temp_directory_path().string();
 }
 
-// A test may leave folders that not even their owner may enter.
-void MakeEnterable(const fs::path& folder) {
+// Makes the folder and all folders below it accessible to their owner. A test may leave some that
+// are not.
+void MakeAccessible(const fs::path& folder) {
   std::error_code error;
   fs::permissions(folder, fs::perms::owner_all, fs::perm_options::add, error);
   for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
     std::error_code unknown;
-    if (it->symlink_status(unknown).type() == fs::file_type::directory) MakeEnterable(it->path());
+    if (it->symlink_status(unknown).type() == fs::file_type::directory) MakeAccessible(it->path());
   }
 }
 
@@ -39,17 +40,17 @@ TemporaryFolder::TemporaryFolder() : TemporaryFolder(DefaultParent()) {}
 TemporaryFolder::TemporaryFolder(const std::string& parent) {
   std::string pattern = fs::canonical(parent).string() + "/tessary-test-XXXXXX";
   if (mkdtemp(pattern.data()) == nullptr) {
-    ADD_FAILURE() << "cannot make a temporary folder in " << parent;
+    ADD_FAILURE() << "cannot create a temporary folder in " << parent;
     std::abort();
   }
   path_ = pattern;
 }
 
 TemporaryFolder::~TemporaryFolder() {
-  MakeEnterable(path_);
+  MakeAccessible(path_);
   std::error_code error;
   fs::remove_all(path_, error);
-  EXPECT_FALSE(error) << path_ << " could not be removed: " << error.message();
+  EXPECT_FALSE(error) << path_ << " cannot be removed: " << error.message();
 }
 
 void WriteFile(const std::string& path, const std::string& contents) {
@@ -63,7 +64,9 @@ void WriteFile(const std::string& path, const std::string& contents) {
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   EXPECT_TRUE(file) << "cannot read " << path;
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::ostringstream contents;
+  contents << file.rdbuf();
+  return contents.str();
 }
 
 void MakeFolder(const std::string& path) { fs::create_directories(path); }

@@ -7,8 +7,8 @@
 
 namespace tessary::test {
 
-// A fresh folder in the real file system, under $TESSARY_TEST_DIR or else the system's temporary
-// folder; removed with everything in it, whatever its modes, when it goes.
+// A new folder in $TESSARY_TEST_DIR or else in the system's temporary folder. The destructor
+// removes it with everything in it, whatever the modes.
 class TemporaryFolder {
  public:
   TemporaryFolder();
@@ -17,7 +17,7 @@ class TemporaryFolder {
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-  // The absolute path, without links in it.
+  // The absolute path, which contains no symbolic links.
   const std::string& path() const { return path_; }
 
   // The path of `name` inside.
@@ -27,36 +27,35 @@ class TemporaryFolder {
   std::string path_;
 };
 
-// Makes a file with the contents, and the folders above it; fails the test where that cannot be
-// done.
+// Creates a file with the contents, and the folders above it. Fails the test if it cannot.
 void WriteFile(const std::string& path, const std::string& contents = "");
 
-// The file's contents; fails the test where they cannot be read.
+// The file's contents. Fails the test if they cannot be read.
 std::string ReadFile(const std::string& path);
 
-// Makes a folder and the folders above it, or a symbolic link.
+// Creates a folder or a symbolic link, and the folders above it.
 void MakeFolder(const std::string& path);
 void MakeLink(const std::string& target, const std::string& path);
 
-// True where a name is there, a dangling link included.
+// Returns true if the name exists, even as a dangling link.
 bool Exists(const std::string& path);
 
 // The names in a folder, sorted.
 std::vector<std::string> NamesIn(const std::string& folder);
 
-// The relative paths of everything below a folder that is no folder itself, sorted.
+// The relative paths of everything below a folder except folders, sorted.
 std::vector<std::string> FilesBelow(const std::string& folder);
 
-// Sets an extended attribute; false where the volume has none.
+// Sets an extended attribute. Returns false where the filesystem does not support it.
 bool SetAttribute(const std::string& path, const std::string& name, const std::string& value);
 
-// Sets the file's type and Finder flags through its Finder information attribute.
+// Sets the file type and the Finder flags in the attribute of the Finder information.
 bool SetFinderInfo(const std::string& path, const std::string& type, uint16_t flags);
 
-// Sets the modification date in seconds since 1970, of the link itself where it is one.
+// Sets the modification date, in seconds since 1970. Does not follow links.
 void SetModificationDate(const std::string& path, int64_t seconds);
 
-// The reference of the object at the path; fails the test where there is none.
+// The reference to the object at the path. Fails the test if there is none.
 FSRef RefAt(const std::string& path);
 
 }  // namespace tessary::test

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <iomanip>
 #include <map>
 #include <sstream>
@@ -26,21 +27,6 @@ char KindOf(mode_t mode) {
   return S_ISFIFO(mode) ? 'p' : 's';
 }
 
-std::string AttributesOf(const std::string& path) {
-  std::string names(65536, '\0');
-  const ssize_t size = llistxattr(path.c_str(), names.data(), names.size());
-  names.resize(size < 0 ? 0 : static_cast<size_t>(size));
-  std::map<std::string, std::string> attributes;
-  std::istringstream stream(names);
-  for (std::string name; std::getline(stream, name, '\0');) {
-    const bool isLabel = name.starts_with("security.") && name != "security.capability";
-    if (!isLabel) attributes[name] = AttributeAt(path, name);
-  }
-  std::ostringstream text;
-  for (const auto& [name, value] : attributes) text << " " << name << "=" << std::quoted(value);
-  return text.str();
-}
-
 class TreeLister {
  public:
   explicit TreeLister(const TreeAspects& aspects) : aspects_(aspects) {}
@@ -60,22 +46,54 @@ class TreeLister {
   std::string Describe(const std::string& path, const std::string& name, const struct stat& info) {
     std::ostringstream text;
     text << KindOf(info.st_mode);
-    // A link's own mode means nothing, and not every volume shows the same.
-    if (aspects_.modes && !S_ISLNK(info.st_mode))
+    // The mode of a symbolic link has no meaning, and filesystems differ in it.
+    if (aspects_.modes && !S_ISLNK(info.st_mode)) {
       text << " mode " << std::oct << info.st_mode << std::dec;
+    }
     if (aspects_.owners) text << " owner " << info.st_uid << ":" << info.st_gid;
-    if (S_ISLNK(info.st_mode) ? aspects_.linkTimes : aspects_.times)
+    if (S_ISLNK(info.st_mode) ? aspects_.linkTimes : aspects_.times) {
       text << " modified " << info.st_mtim.tv_sec << "." << info.st_mtim.tv_nsec;
+    }
     if (aspects_.identities) text << " inode " << info.st_ino << " on " << info.st_dev;
-    if (aspects_.attributes) text << AttributesOf(path);
+    if (aspects_.attributes) text << DescribeAttributes(path, name == ".");
     if (aspects_.hardLinks && !S_ISDIR(info.st_mode)) {
       const auto [first, isNew] = firstNames_.emplace(std::pair(info.st_dev, info.st_ino), name);
       if (!isNew) text << " same as " << first->second;
     }
-    if (S_ISREG(info.st_mode)) text << " holds " << ReadFile(path);
+    if (aspects_.linkCounts && S_ISREG(info.st_mode) && name != ".") {
+      text << " names " << info.st_nlink;
+    }
+    if (S_ISREG(info.st_mode)) text << " holds " << DescribeContents(path);
     std::error_code unreadable;
     if (S_ISLNK(info.st_mode)) text << " leads to " << fs::read_symlink(path, unreadable).string();
     return text.str();
+  }
+
+  std::string DescribeAttributes(const std::string& path, bool isTop) const {
+    std::string names(65536, '\0');
+    const ssize_t size = llistxattr(path.c_str(), names.data(), names.size());
+    names.resize(size < 0 ? 0 : static_cast<size_t>(size));
+    std::map<std::string, std::string> attributes;
+    std::istringstream stream(names);
+    for (std::string name; std::getline(stream, name, '\0');) {
+      if (IsPrinted(name, isTop)) attributes[name] = AttributeAt(path, name);
+    }
+    std::ostringstream text;
+    for (const auto& [name, value] : attributes) text << " " << name << "=" << std::quoted(value);
+    return text.str();
+  }
+
+  bool IsPrinted(const std::string& attribute, bool isTop) const {
+    if (attribute == "user.tessary.creation-date") return aspects_.creationDates;
+    if (attribute == "user.xdg.comment") return aspects_.ownComment || !isTop;
+    return !attribute.starts_with("security.") || attribute == "security.capability";
+  }
+
+  std::string DescribeContents(const std::string& path) const {
+    const std::string contents = ReadFile(path);
+    if (!aspects_.hashedContents) return contents;
+    return std::to_string(contents.size()) + " bytes, hash " +
+           std::to_string(std::hash<std::string>()(contents));
   }
 
   TreeAspects aspects_;

@@ -5,20 +5,24 @@
 
 namespace tessary::test {
 
-// What is told of every object of a tree besides its name, kind, contents and where a link leads.
+// What TreeLines prints for every object besides its name, kind, contents and link target.
 struct TreeAspects {
   bool modes = true;
   bool owners = true;
-  bool times = true;        // the modification's
-  bool linkTimes = true;    // the same of links
-  bool attributes = true;   // all that this process may read, but for labels of security modules
-  bool hardLinks = true;    // which names of the tree are one file
-  bool identities = false;  // inode and device: the very same objects
+  bool times = true;            // of modification
+  bool linkTimes = true;        // the same of symbolic links
+  bool attributes = true;       // all that this process may read, except security labels
+  bool hardLinks = true;        // which names inside the tree are the same file
+  bool identities = false;      // inode and device numbers
+  bool linkCounts = false;      // how many names each file inside the tree has
+  bool creationDates = true;    // the attribute in which copies store the creation date
+  bool ownComment = true;       // the comment attribute of the object at the path
+  bool hashedContents = false;  // a hash instead of the contents of each file
 };
 
-// The object at the path and everything below it as one line each, in order of their names, the
-// object itself being ".". Two trees with the same lines hold the same. Links are not followed and
-// nothing but regular files and folders is opened.
+// The object at the path and everything below it, one line each, in the order of their names. The
+// object at the path is named ".". Trees with equal lines are equal. Follows no links, and opens
+// only regular files and folders.
 std::vector<std::string> TreeLines(const std::string& path, const TreeAspects& aspects = {});
 
 }  // namespace tessary::test

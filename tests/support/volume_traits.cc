@@ -31,7 +31,7 @@ void ProbeHoles(const std::string& path, VolumeTraits* traits) {
   traits->reportsHoles = isMade && lseek(file.get(), 0, SEEK_DATA) > 0;
 }
 
-// As a copy finds it: among those that are listed.
+// The attribute must also be listed, as a copy lists attributes.
 bool KeepsAttribute(const std::string& path, const std::string& name, const std::string& value) {
   if (!SetAttribute(path, name, value) || AttributeAt(path, name) != value) return false;
   std::string names(65536, '\0');
@@ -47,7 +47,7 @@ bool AcceptsName(const std::string& path) {
              std::vector<std::string>{std::filesystem::path(path).filename().string()};
 }
 
-// Of a link itself.
+// Does not follow links.
 bool KeepsDate(const std::string& path, const timespec& date) {
   const std::array<timespec, 2> times = {date, date};
   if (utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) != 0) return false;

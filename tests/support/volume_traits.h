@@ -4,27 +4,27 @@
 
 namespace tessary::test {
 
-// What a volume can hold.
+// What a filesystem supports.
 struct VolumeTraits {
-  bool hasHardLinks = false;  // and shows them as one file
+  bool hasHardLinks = false;  // with one inode number
   bool hasSymbolicLinks = false;
-  bool takesAnyLinkTarget = false;   // also to "/..." and "../..."
-  bool hasDatesOfLinks = false;      // a link's own
+  bool takesAnyLinkTarget = false;   // including "/..." and "../..."
+  bool hasDatesOfLinks = false;      // of symbolic links
   bool hasSpecialFiles = false;      // FIFOs
-  bool hasModes = false;             // a mode that is set is the one that is read
-  bool hasOwners = false;            // another owner can be set; needs root
-  bool ownsWhatItCreates = false;    // what a user makes belongs to that user
-  bool hasAttributes = false;        // those of the user
-  bool hasAccessLists = false;       // those of POSIX
-  bool hasFileCapabilities = false;  // of programs; needs root
-  bool hasNanosecondDates = false;   // to the nanosecond
-  bool hasHoles = false;             // a file can take less room than its size says
-  bool reportsHoles = false;         // and lseek finds where its holes are
-  bool takesAnyNameBytes = false;    // any bytes but "/" and NUL make a name
-  bool isCaseSensitive = false;      // "a" and "A" are two names
+  bool hasModes = false;             // a mode can be set and is kept
+  bool hasOwners = false;            // an owner can be set; needs root
+  bool ownsWhatItCreates = false;    // a file belongs to the user who created it
+  bool hasAttributes = false;        // user extended attributes
+  bool hasAccessLists = false;       // POSIX ACLs
+  bool hasFileCapabilities = false;  // needs root
+  bool hasNanosecondDates = false;
+  bool hasHoles = false;           // a hole takes no space
+  bool reportsHoles = false;       // lseek(2) finds holes
+  bool takesAnyNameBytes = false;  // all but "/" and NUL
+  bool isCaseSensitive = false;    // "a" and "A" are different names
 };
 
-// Finds them out by trying each in the folder, and leaves nothing there.
+// Probes them in the folder. Removes everything that it creates there.
 VolumeTraits ProbeVolume(const std::string& folder);
 
 }  // namespace tessary::test

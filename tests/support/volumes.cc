@@ -1,6 +1,5 @@
 #include "tests/support/volumes.h"
 
-#include <fcntl.h>
 #include <linux/magic.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -13,13 +12,11 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <sstream>
 #include <thread>
 
 #include "platform/linux/catalog/capabilities.h"
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/volume.h"
-#include "platform/linux/descriptors/unique_fd.h"
 #include "tests/support/tool.h"
 
 namespace tessary::test {
@@ -34,6 +31,7 @@ bool IsTmpfs(const std::string& path) {
   return statfs(path.c_str(), &info) == 0 && info.f_type == TMPFS_MAGIC;
 }
 
+// Returns false as long as `path` cannot be accessed, as while a driver starts.
 bool IsOnOtherVolume(const std::string& path, const std::string& parent) {
   struct stat info = {};
   struct stat parentInfo = {};
@@ -41,7 +39,7 @@ bool IsOnOtherVolume(const std::string& path, const std::string& parent) {
          info.st_dev != parentInfo.st_dev;
 }
 
-// The command that makes the file system, in the image that is named behind it.
+// The command that creates the filesystem in the image that follows as the last argument.
 std::vector<std::string> MkfsCommandFor(VolumeKind kind) {
   switch (kind) {
     case VolumeKind::kExt4:
@@ -101,8 +99,8 @@ bool EnterMountNamespace(std::string* reason) {
     const bool isEntered =
         unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
     gError = isEntered ? 0 : errno;
-    // The folders that it holds open are those of the namespace that it has left, where nothing is
-    // mounted from here on.
+    // Folders that the catalog holds open belong to the old namespace, in which later mounts are
+    // not visible.
     Catalog::Get().folders().ReleaseTo(0);
   }
   if (gError != 0) *reason = std::string("no mount namespace: ") + std::strerror(gError);
@@ -112,16 +110,16 @@ bool EnterMountNamespace(std::string* reason) {
 ScratchVolume::ScratchVolume(VolumeKind kind, const std::string& options, int megabytes)
     : kind_(kind), scratch_(std::make_unique<TemporaryFolder>()) {
   Prepare(options, megabytes);
-  // It may have the device number of one that is gone.
+  // The new filesystem may have the device number of one that was unmounted.
   ForgetVolumes();
   ForgetProbeResults();
   if (!isAvailable_) {
     Unmount();
     return;
   }
-  // The folders around it are made for their maker alone.
+  // mkdtemp(3) gives only the owner access.
   (void)chmod(scratch_->path().c_str(), 0777);
-  // Those who read only have no place for trying.
+  // Probing writes.
   if (access(path_.c_str(), W_OK) == 0) traits_ = ProbeVolume(path_);
 }
 
@@ -169,19 +167,18 @@ bool ScratchVolume::RunCommand(const std::vector<std::string>& command) {
 
 bool ScratchVolume::CanMount() { return EnterMountNamespace(&unavailableReason_); }
 
-// Makes the mount point, a folder "mount" that nobody but the mount makes use of.
 std::string ScratchVolume::MakeMountPoint() const {
   const std::string point = *scratch_ / "mount";
   MakeFolder(point);
   return point;
 }
 
-// On a volume of our own the work is done in a folder, so that what a file system puts at its top
-// is in nobody's way.
+// Tests work in a folder of the filesystem, as the root may contain other files, such as
+// "lost+found".
 bool ScratchVolume::UseMountPoint(const std::string& mountPoint) {
   mountPoint_ = mountPoint;
   path_ = mountPoint + "/work";
-  // One that is mounted read-only has only its top.
+  // In a read-only filesystem, the root is used.
   if (mkdir(path_.c_str(), 0777) != 0) path_ = mountPoint;
   (void)chmod(path_.c_str(), 0777);
   return true;
@@ -204,7 +201,7 @@ bool ScratchVolume::MakeImage(std::vector<std::string> maker, int megabytes) {
   image_ = *scratch_ / "image";
   WriteFile(image_);
   if (truncate(image_.c_str(), static_cast<off_t>(megabytes) << 20) != 0) {
-    return SetUnavailable(std::string("no room for the image: ") + std::strerror(errno));
+    return SetUnavailable(std::string("cannot extend the image: ") + std::strerror(errno));
   }
   maker.push_back(image_);
   return RunCommand(maker);
@@ -217,7 +214,7 @@ bool ScratchVolume::MountImage(const std::string& options) {
     return RunCommand({"mount", "-t", NameOf(kind_), "-o", wanted, image_, point}) &&
            UseMountPoint(point);
   }
-  // These drivers want a real device to be what they are for a user who plugs in a disk.
+  // On a device, unlike on an image file, these drivers behave as for a disk that a user plugs in.
   const ToolResult device = RunTool({"losetup", "--find", "--show", image_});
   if (device.status != 0) return SetUnavailable("losetup: " + device.output);
   loopDevice_ = FirstLine(device.output);
@@ -227,7 +224,7 @@ bool ScratchVolume::MountImage(const std::string& options) {
           ? std::vector<std::string>{"mount.exfat-fuse", "-d", "-o", wanted, loopDevice_, point}
           : std::vector<std::string>{"ntfs-3g", "-o", "no_detach," + wanted, loopDevice_, point};
   if (!StartFuseDriver(driver, point)) return false;
-  // It goes with its driver, even where this process does not live to see to it.
+  // From now on the device is detached when the driver closes it, even if this process is killed.
   if (RunTool({"losetup", "--detach", loopDevice_}).status == 0) loopDevice_.clear();
   return true;
 }
@@ -242,7 +239,7 @@ bool ScratchVolume::MountBindfs(const std::string& options) {
   return StartFuseDriver(command, point);
 }
 
-// The server is started by the driver itself, on this machine and without a network.
+// sshfs starts the server itself, on this machine and without a network.
 bool ScratchVolume::MountSshfs(const std::string& options) {
   constexpr char kServer[] = "/usr/lib/openssh/sftp-server";
   if (!CanMount()) return false;
@@ -257,7 +254,7 @@ bool ScratchVolume::MountSshfs(const std::string& options) {
                          point);
 }
 
-// What a driver shows that has no image.
+// Creates the folder that a driver without an image shows.
 std::string ScratchVolume::MakeBackingFolder() const {
   const std::string below = *scratch_ / "below";
   MakeFolder(below);
@@ -265,7 +262,7 @@ std::string ScratchVolume::MakeBackingFolder() const {
   return below;
 }
 
-// Over folders in memory, as an overlay cannot lie over another.
+// The layers are in a tmpfs, as the temporary folder may itself be on an overlay.
 bool ScratchVolume::MountOverlay(const std::string& options) {
   if (!CanMount()) return false;
   const std::string layers = *scratch_ / "layers";
@@ -303,7 +300,7 @@ bool ScratchVolume::StartFuseDriver(const std::vector<std::string>& command,
 }
 
 void ScratchVolume::Unmount() {
-  // Detached, so that a descriptor that is still open on it cannot keep it in the way.
+  // Detached, as a descriptor on it may still be open.
   if (!mountPoint_.empty()) umount2(mountPoint_.c_str(), MNT_DETACH);
   if (!layers_.empty()) umount2(layers_.c_str(), MNT_DETACH);
   if (driver_ > 0) {

@@ -9,36 +9,35 @@
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volume_traits.h"
 
-// Volumes of many kinds for tests to work on. What has to be mounted is mounted in a mount
-// namespace that this process enters for it, so that nobody else sees it and nothing outlives the
-// process.
+// Filesystems of many kinds for tests. They are mounted in a mount namespace of this process, so
+// that no other process sees them and none outlives it.
 namespace tessary::test {
 
 enum class VolumeKind {
-  kOwn,      // whatever the tests' temporary folder lies on
-  kTmpfs,    // /dev/shm, or one that is mounted
-  kExt4,     // from here on in an image over a loop device
+  kOwn,      // that of the tests' temporary folder
+  kTmpfs,    // /dev/shm, or one mounted for the test
+  kExt4,     // this and the next four: in an image on a loop device
   kXfs,      //
   kBtrfs,    //
   kExfat,    // by its FUSE driver
   kNtfs,     // by its FUSE driver
   kOverlay,  // over two folders in memory
-  kBindfs,   // a FUSE driver that shows the folder below it
-  kSshfs,    // another, which knows files by what names them and nothing of links
+  kBindfs,   // a FUSE driver that shows another folder
+  kSshfs,    // a FUSE driver that identifies files by path and shows no hard links
 };
 
-// All of them, in this order.
+// All kinds, in this order.
 const std::vector<VolumeKind>& AllVolumeKinds();
 
-// "ext4", "tmpfs"; of kOwn "own".
+// "ext4", "tmpfs", "own".
 std::string NameOf(VolumeKind kind);
 
-// A volume, ready for use while it lives. Where this machine or this user has no such volume to
-// give, it is not there and tells why.
+// A filesystem that is mounted until it is destroyed. Not available where this machine lacks the
+// tools or this user the rights.
 class ScratchVolume {
  public:
-  // `options` are those of mount(8), such as "ro", where anything is mounted; `megabytes` is the
-  // size of the image, of which only what is written takes room.
+  // `options` are those of mount(8), such as "ro". `megabytes` is the size of the image, a sparse
+  // file.
   explicit ScratchVolume(VolumeKind kind, const std::string& options = {}, int megabytes = 320);
   ~ScratchVolume();
   ScratchVolume(const ScratchVolume&) = delete;
@@ -49,14 +48,14 @@ class ScratchVolume {
 
   VolumeKind kind() const { return kind_; }
 
-  // A folder on the volume that is empty at first, and open to everybody.
+  // A folder in the filesystem, at first empty, in which everybody may write.
   const std::string& path() const { return path_; }
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
-  // The image that the volume lies in; empty where there is none.
+  // The path of the image, or empty.
   const std::string& ImagePath() const { return image_; }
 
-  // The name of the file system as the system tells it: of kOwn what it is here.
+  // The name of the filesystem; for kOwn, that of the actual one.
   std::string TypeName() const;
 
   const VolumeTraits& Traits() const { return traits_; }
@@ -79,11 +78,11 @@ class ScratchVolume {
   void Unmount();
 
   VolumeKind kind_;
-  std::unique_ptr<TemporaryFolder> scratch_;  // the mount point, the image and what else it needs
-  std::string mountPoint_;                    // empty where nothing is mounted
-  std::string layers_;                        // where an overlay's folders lie
+  std::unique_ptr<TemporaryFolder> scratch_;  // holds the mount point, the image and other files
+  std::string mountPoint_;                    // empty if nothing is mounted
+  std::string layers_;                        // the mount point for an overlay's folders
   std::string image_;
-  std::string loopDevice_;  // where it is not the mount that lets it go
+  std::string loopDevice_;  // if this object has to detach it
   pid_t driver_ = -1;
   std::string path_;
   bool isAvailable_ = false;
@@ -91,8 +90,8 @@ class ScratchVolume {
   VolumeTraits traits_;
 };
 
-// Has this process mount for itself alone from here on. False, with the reason, where it may not.
-// The first time, references that lead through interned folders designate nothing any more.
+// Moves this process into its own mount namespace, once. Returns false, with the reason, where that
+// is not permitted. The first time, references that depend on interned folders become invalid.
 bool EnterMountNamespace(std::string* reason);
 
 }  // namespace tessary::test
