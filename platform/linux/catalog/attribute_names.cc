@@ -43,6 +43,7 @@ Status AttributeNames::List(const Place& place, LinkHandling linkHandling) {
   }
   if (errno == ENOTSUP) return noErr;
   if (errno != ERANGE) return LastError();
+  // The kernel returns no longer list than this, so there is no third attempt.
   large_.resize(XATTR_LIST_MAX);
   size = ListAttributes(place, large_.data(), large_.size(), linkHandling);
   if (size < 0) return LastError();

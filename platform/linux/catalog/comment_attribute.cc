@@ -171,6 +171,8 @@ Status ReadComment(const Place& place, std::optional<std::string>* comment, std:
 }
 
 Status WriteComment(const Place& place, const std::string& comment) {
+  // The attribute comes first: it takes precedence when the comment is read, so a failure after it
+  // leaves no old comment visible to this program.
   const Status written = WriteOwnAttribute(place, comment);
   if (written != noErr && written != paramErr) return written;
   const std::u16string text = Utf16FromUtf8(comment);

@@ -19,7 +19,7 @@ FSSpec SpecAt(const std::string& path) {
   return spec;
 }
 
-TEST(NewAlias, LeadsBackToTheObjectWhenItsReferencesHaveBeenReleased) {
+TEST(NewAlias, OutlivesAutoreleasePool) {
   const TemporaryFolder folder;
   for (const char* name : {"plain", "line\nbreak", "not \xff UTF-8", ".leading", "a..b"}) {
     MakeFolder(folder / (std::string(name) + "/in"));
@@ -34,7 +34,7 @@ TEST(NewAlias, LeadsBackToTheObjectWhenItsReferencesHaveBeenReleased) {
   }
 }
 
-TEST(NewAlias, RefusesWhatDesignatesNothing) {
+TEST(NewAlias, FailsWithoutObject) {
   const TemporaryFolder folder;
   WriteFile(folder / "gone");
   const FSSpec gone = SpecAt(folder / "gone");
@@ -46,7 +46,7 @@ TEST(NewAlias, RefusesWhatDesignatesNothing) {
   EXPECT_EQ(nullptr, alias);
 }
 
-TEST(UpdateAlias, TellsWhetherTheAliasWasOfAnother) {
+TEST(UpdateAlias, ReportsChange) {
   const TemporaryFolder folder;
   WriteFile(folder / "a");
   WriteFile(folder / "b");
@@ -57,7 +57,7 @@ TEST(UpdateAlias, TellsWhetherTheAliasWasOfAnother) {
   EXPECT_FALSE(wasChanged);
   EXPECT_EQ(noErr, UpdateAlias(SpecAt(folder / "b"), alias.get(), &wasChanged));
   EXPECT_TRUE(wasChanged);
-  // One that fails leaves the alias as it is.
+  // A failure leaves the alias unchanged.
   EXPECT_EQ(paramErr, UpdateAlias(FSSpec{}, alias.get(), &wasChanged));
   EXPECT_EQ(paramErr, UpdateAlias(SpecAt(folder / "a"), nullptr, &wasChanged));
   EXPECT_EQ(paramErr, UpdateAlias(SpecAt(folder / "a"), alias.get(), nullptr));
@@ -66,7 +66,7 @@ TEST(UpdateAlias, TellsWhetherTheAliasWasOfAnother) {
   EXPECT_EQ(noErr, FSCompareFSRefs(target, RefAt(folder / "b")));
 }
 
-TEST(FollowAlias, RefusesBytesThatAreNoAlias) {
+TEST(FollowAlias, RefusesOtherBytes) {
   FSRef target;
   EXPECT_EQ(paramErr, FollowAlias({}, &target));
   EXPECT_EQ(paramErr, FollowAlias(AliasRecord(sizeof(FSSpec), 0), &target));
@@ -84,7 +84,7 @@ AEDesc AliasDesc(const std::string& path) {
   return desc;
 }
 
-TEST(AECoerceDesc, MakesAReferenceOfAnAlias) {
+TEST(AECoerceDesc, AliasToReference) {
   const TemporaryFolder folder;
   WriteFile(folder / "a");
   const AEDesc alias = AliasDesc(folder / "a");
@@ -97,7 +97,7 @@ TEST(AECoerceDesc, MakesAReferenceOfAnAlias) {
   EXPECT_EQ(errAECoercionFail, AECoerceDesc(ref, typeAlias, &ref));
 }
 
-TEST(AECoerceDesc, MakesAListOfOneOfWhatIsNone) {
+TEST(AECoerceDesc, ValueToList) {
   const AEDesc alias = AliasDesc("/");
   AEDesc list;
   ASSERT_EQ(noErr, AECoerceDesc(alias, typeAEList, &list));
@@ -114,7 +114,7 @@ TEST(AECoerceDesc, MakesAListOfOneOfWhatIsNone) {
   EXPECT_EQ(errAECoercionFail, AECoerceDesc(record, typeAEList, &list));
 }
 
-TEST(NewAlias, TellsWhereMemoryRunsOutAndMakesNothing) {
+TEST(NewAlias, OutOfMemory) {
   const TemporaryFolder folder;
   WriteFile(folder / "a");
   WriteFile(folder / "b");

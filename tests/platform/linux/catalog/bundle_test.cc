@@ -13,7 +13,7 @@ std::optional<std::string> ResourcePathOf(const std::string& path) {
   return bundle ? bundle->ResourcePath() : std::nullopt;
 }
 
-TEST(MainBundle, TellsTheValuesThatWereRegistered) {
+TEST(MainBundle, ReturnsRegisteredInfo) {
   SetMainBundleInfoDictionary({{"CFBundleSignature", "TsRy"}, {"Empty", ""}});
   EXPECT_EQ("TsRy", CFBundleGetValueForInfoDictionaryKey("CFBundleSignature"));
   EXPECT_EQ("", CFBundleGetValueForInfoDictionaryKey("Empty"));
@@ -36,7 +36,7 @@ TEST(BundleWithPath, OpensFoldersOnly) {
   EXPECT_FALSE(NSBundle::BundleWithPath((folder / "Tool.app") + std::string("\0x", 2)));
 }
 
-TEST(ResourcePath, IsContentsResourcesOrResourcesWithoutContents) {
+TEST(ResourcePath, PrefersContentsFolder) {
   const TemporaryFolder folder;
   MakeFolder(folder / "Both.app/Contents/Resources");
   MakeFolder(folder / "Both.app/Resources");
@@ -46,12 +46,12 @@ TEST(ResourcePath, IsContentsResourcesOrResourcesWithoutContents) {
             ResourcePathOf(folder / "Flat caf\xE9\n..app"));
 }
 
-TEST(ResourcePath, IsNoneWithoutAResourcesFolder) {
+TEST(ResourcePath, NoneWithoutResources) {
   const TemporaryFolder folder;
   MakeFolder(folder / "Empty.app");
   MakeFolder(folder / "Bare.app/Contents/MacOS");
   MakeFolder(folder / "Bare.app/Resources");
-  WriteFile(folder / "File.app/Contents/Resources", "no folder");
+  WriteFile(folder / "File.app/Contents/Resources", "not a folder");
   MakeFolder(folder / "Dangling.app/Contents");
   MakeLink("nowhere", folder / "Dangling.app/Contents/Resources");
   EXPECT_EQ(std::nullopt, ResourcePathOf(folder / "Empty.app"));
@@ -60,7 +60,7 @@ TEST(ResourcePath, IsNoneWithoutAResourcesFolder) {
   EXPECT_EQ(std::nullopt, ResourcePathOf(folder / "Dangling.app"));
 }
 
-TEST(ResourcePath, LeadsThroughLinks) {
+TEST(ResourcePath, ResolvesLinks) {
   const TemporaryFolder folder;
   MakeFolder(folder / "Versions/A/Resources");
   MakeFolder(folder / "Linked.app/Contents");

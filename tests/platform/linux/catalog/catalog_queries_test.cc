@@ -26,7 +26,7 @@ std::string PathOf(const FSRef& ref) {
   return buffer;
 }
 
-TEST(FSGetCatalogInfo, TellsEveryFieldOfAFile) {
+TEST(FSGetCatalogInfo, ReadsEveryField) {
   const TemporaryFolder folder;
   WriteFile(folder / "a:b.txt");
   if (!SetFinderInfo(folder / "a:b.txt", "TEXT", 0x4001)) GTEST_SKIP() << "no attributes here";
@@ -44,7 +44,7 @@ TEST(FSGetCatalogInfo, TellsEveryFieldOfAFile) {
   EXPECT_EQ(noErr, FSCompareFSRefs(parent, RefAt(folder.path())));
 }
 
-TEST(FSGetCatalogInfo, WritesNoFieldThatWasNotAskedFor) {
+TEST(FSGetCatalogInfo, LeavesOtherFieldsUnchanged) {
   const TemporaryFolder folder;
   FSCatalogInfo info;
   info.nodeID = 77;
@@ -56,7 +56,7 @@ TEST(FSGetCatalogInfo, WritesNoFieldThatWasNotAskedFor) {
   EXPECT_EQ(78U, info.finderInfo.fileType);
 }
 
-TEST(FSGetCatalogInfo, RefusesToWriteFieldsNowhere) {
+TEST(FSGetCatalogInfo, RefusesFieldsWithoutInfo) {
   const TemporaryFolder folder;
   EXPECT_EQ(paramErr, FSGetCatalogInfo(RefAt(folder.path()), kFSCatInfoNodeID, nullptr, nullptr,
                                        nullptr, nullptr));
@@ -64,7 +64,7 @@ TEST(FSGetCatalogInfo, RefusesToWriteFieldsNowhere) {
                                     nullptr));
 }
 
-TEST(FSGetCatalogInfo, GivesZeroFinderInformationForALinkAndForAnAttributeOfTheWrongSize) {
+TEST(FSGetCatalogInfo, NoFinderInfoForLinkOrBadSize) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeLink("file", folder / "link");
@@ -80,7 +80,7 @@ TEST(FSGetCatalogInfo, GivesZeroFinderInformationForALinkAndForAnAttributeOfTheW
   }
 }
 
-TEST(FSGetCatalogInfo, FindsFinderInformationAmongManyAttributes) {
+TEST(FSGetCatalogInfo, FinderInfoAmongManyAttributes) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   for (int i = 0; i < 60; ++i) {
@@ -96,7 +96,7 @@ TEST(FSGetCatalogInfo, FindsFinderInformationAmongManyAttributes) {
   EXPECT_EQ(0x38425053U, info.finderInfo.fileType);
 }
 
-TEST(FSGetCatalogInfo, TellsNodeNumberTwoForEveryVolumeRootAndNothingElse) {
+TEST(FSGetCatalogInfo, RootNodeIdForMountPoints) {
   FSCatalogInfo info;
   for (const char* root : {"/", "/proc"}) {
     ASSERT_EQ(noErr,
@@ -105,7 +105,7 @@ TEST(FSGetCatalogInfo, TellsNodeNumberTwoForEveryVolumeRootAndNothingElse) {
   }
 }
 
-TEST(FSGetCatalogInfo, TellsAnotherNumberForAFileWhoseInodeIsTwo) {
+TEST(FSGetCatalogInfo, OtherNodeIdForInodeTwo) {
   const TemporaryFolder folder;
   if (mount("none", folder.path().c_str(), "tmpfs", 0, nullptr) != 0) {
     GTEST_SKIP() << "cannot mount a tmpfs here: " << strerror(errno);
@@ -124,14 +124,14 @@ TEST(FSGetCatalogInfo, TellsAnotherNumberForAFileWhoseInodeIsTwo) {
   EXPECT_EQ(0, umount2(folder.path().c_str(), MNT_DETACH));
 }
 
-TEST(FSGetCatalogInfo, GivesTheAllZeroReferenceAsTheParentOfTheRoot) {
+TEST(FSGetCatalogInfo, ParentOfRootIsAllZero) {
   FSRef parent = RefAt("/");
   ASSERT_EQ(noErr,
             FSGetCatalogInfo(RefAt("/"), kFSCatInfoNone, nullptr, nullptr, nullptr, &parent));
   EXPECT_TRUE(IsAllZero(parent));
 }
 
-TEST(FSGetCatalogInfo, FailsForTheAllZeroReferenceAndForAnObjectThatIsGone) {
+TEST(FSGetCatalogInfo, FailsWithoutObject) {
   const TemporaryFolder folder;
   WriteFile(folder / "gone");
   const FSRef gone = RefAt(folder / "gone");
@@ -142,7 +142,7 @@ TEST(FSGetCatalogInfo, FailsForTheAllZeroReferenceAndForAnObjectThatIsGone) {
   EXPECT_EQ(u"untouched", name);
 }
 
-TEST(FSIsFSRefValid, RefusesAnotherObjectUnderTheSameName) {
+TEST(FSIsFSRefValid, FalseForReplacedObject) {
   const TemporaryFolder folder;
   WriteFile(folder / "file", "old");
   WriteFile(folder / "other", "new");
@@ -153,7 +153,7 @@ TEST(FSIsFSRefValid, RefusesAnotherObjectUnderTheSameName) {
   EXPECT_FALSE(FSIsFSRefValid(FSRef{}));
 }
 
-TEST(FSIsFSRefValid, ReachesNothingThroughALinkThatTookAFoldersPlace) {
+TEST(FSIsFSRefValid, FolderReplacedByLink) {
   const TemporaryFolder folder;
   WriteFile(folder / "real/file");
   WriteFile(folder / "elsewhere/file");
@@ -162,13 +162,13 @@ TEST(FSIsFSRefValid, ReachesNothingThroughALinkThatTookAFoldersPlace) {
   std::filesystem::rename(folder / "real", folder / "away");
   MakeLink("elsewhere", folder / "real");
   EXPECT_FALSE(FSIsFSRefValid(real));
-  // The folder is held, so that the item is found in it wherever it went, and nowhere else.
+  // The renamed folder is still open, so the item is found in it, and not in the link's target.
   EXPECT_EQ(noErr, FSDeleteObject(ref));
   EXPECT_FALSE(Exists(folder / "away/file"));
   EXPECT_TRUE(Exists(folder / "elsewhere/file"));
 }
 
-TEST(FSCompareFSRefs, TellsOneObjectFromAnotherHoweverReached) {
+TEST(FSCompareFSRefs, ComparesIdentities) {
   const TemporaryFolder folder;
   WriteFile(folder / "one");
   WriteFile(folder / "two");
@@ -180,7 +180,7 @@ TEST(FSCompareFSRefs, TellsOneObjectFromAnotherHoweverReached) {
   EXPECT_EQ(errFSRefsDifferent, FSCompareFSRefs(FSRef{}, FSRef{}));
 }
 
-TEST(FSMakeFSRefUnicode, FindsWhateverBearsTheNameAndFollowsNoLink) {
+TEST(FSMakeFSRefUnicode, FindsEveryName) {
   const TemporaryFolder folder;
   const std::vector<std::string> names = {
       "file", "\xff\xfe.txt", "new\nline",           ".hidden",
@@ -200,7 +200,7 @@ TEST(FSMakeFSRefUnicode, FindsWhateverBearsTheNameAndFollowsNoLink) {
   }
 }
 
-TEST(FSMakeFSRefUnicode, LeavesTheOutReferenceZeroWheneverItFails) {
+TEST(FSMakeFSRefUnicode, FailureGivesAllZeroReference) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   const FSRef parent = RefAt(folder.path());
@@ -224,7 +224,7 @@ TEST(FSMakeFSRefUnicode, LeavesTheOutReferenceZeroWheneverItFails) {
   EXPECT_EQ(paramErr, FSMakeFSRefUnicode(parent, u"x", nullptr));
 }
 
-TEST(FSMakeFSRefUnicode, DoesNotEnterALinkToAFolder) {
+TEST(FSMakeFSRefUnicode, RefusesLinkAsParent) {
   const TemporaryFolder folder;
   WriteFile(folder / "real/file");
   MakeLink("real", folder / "link");
@@ -232,7 +232,7 @@ TEST(FSMakeFSRefUnicode, DoesNotEnterALinkToAFolder) {
   EXPECT_EQ(errFSNotAFolder, FSMakeFSRefUnicode(RefAt(folder / "link"), u"file", &child));
 }
 
-TEST(NSAutoreleasePool, LeavesReferencesOfItsTimeDesignatingNothing) {
+TEST(NSAutoreleasePool, InvalidatesItsReferences) {
   const TemporaryFolder folder;
   const std::string longName(200, 'l');
   WriteFile(folder / ("deep/" + longName));
@@ -249,12 +249,12 @@ TEST(NSAutoreleasePool, LeavesReferencesOfItsTimeDesignatingNothing) {
   EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / ("deep/" + longName))));
 }
 
-TEST(FSStatCacheScope, AnswersFromWhatItSawUntilItEnds) {
+TEST(FSStatCacheScope, CachesUntilItEnds) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt");
   const FSRef item = RefAt(folder / "a.txt");
   {
-    const FSStatCacheScope step;
+    const FSStatCacheScope scope;
     EXPECT_TRUE(FSIsFSRefValid(item));
     ASSERT_EQ(0, rename((folder / "a.txt").c_str(), (folder / "b.txt").c_str()));
     EXPECT_TRUE(FSIsFSRefValid(item));
@@ -264,14 +264,14 @@ TEST(FSStatCacheScope, AnswersFromWhatItSawUntilItEnds) {
   EXPECT_FALSE(FSIsFSRefValid(item));
 }
 
-TEST(FSStatCacheScope, LetsNoChangeGoByWhatItSaw) {
+TEST(FSStatCacheScope, ChangesRestatTheObject) {
   const TemporaryFolder folder;
   MakeFolder(folder / "to");
   for (const char* name : {"moved.txt", "deleted.txt"}) WriteFile(folder / name, "listed");
   const FSRef moved = RefAt(folder / "moved.txt");
   const FSRef deleted = RefAt(folder / "deleted.txt");
   const FSRef to = RefAt(folder / "to");
-  const FSStatCacheScope step;
+  const FSStatCacheScope scope;
   EXPECT_TRUE(FSIsFSRefValid(moved));
   EXPECT_TRUE(FSIsFSRefValid(deleted));
   for (const char* name : {"moved.txt", "deleted.txt"}) {
@@ -286,13 +286,13 @@ TEST(FSStatCacheScope, LetsNoChangeGoByWhatItSaw) {
   EXPECT_EQ("another", ReadFile(folder / "deleted.txt"));
 }
 
-TEST(FSStatCacheScope, LetsAMoveAtOnceGoByWhatItSaw) {
+TEST(FSStatCacheScope, FastMoveTrustsCachedStat) {
   const TemporaryFolder folder;
   MakeFolder(folder / "to");
   WriteFile(folder / "item.txt", "listed");
   const FSRef item = RefAt(folder / "item.txt");
   const FSRef to = RefAt(folder / "to");
-  const FSStatCacheScope step;
+  const FSStatCacheScope scope;
   EXPECT_TRUE(FSIsFSRefValid(item));
   WriteFile(folder / "other", "another");
   ASSERT_EQ(0, rename((folder / "other").c_str(), (folder / "item.txt").c_str()));
@@ -302,30 +302,30 @@ TEST(FSStatCacheScope, LetsAMoveAtOnceGoByWhatItSaw) {
   EXPECT_FALSE(FSIsFSRefValid(item));
 }
 
-TEST(FSStatCacheScope, TellsObjectsOfOneNameApart) {
+TEST(FSStatCacheScope, DistinguishesReplacedObject) {
   const TemporaryFolder folder;
   WriteFile(folder / "item.txt", "listed");
   const FSRef former = RefAt(folder / "item.txt");
   WriteFile(folder / "other", "another");
   ASSERT_EQ(0, rename((folder / "other").c_str(), (folder / "item.txt").c_str()));
-  const FSStatCacheScope step;
+  const FSStatCacheScope scope;
   const FSRef latter = RefAt(folder / "item.txt");
   EXPECT_FALSE(FSIsFSRefValid(former));
   EXPECT_TRUE(FSIsFSRefValid(latter));
 }
 
-TEST(FSStatCacheScope, ForgetsWhatItsOwnChangesHaveMadeUntrue) {
+TEST(FSStatCacheScope, ForgetsChangedObjects) {
   const TemporaryFolder folder;
   MakeFolder(folder / "to");
   WriteFile(folder / "a.txt");
   WriteFile(folder / "to/b.txt");
   const FSRef item = RefAt(folder / "a.txt");
   const FSRef to = RefAt(folder / "to");
-  const FSStatCacheScope step;
-  FSRef taken;
-  EXPECT_EQ(noErr, FSMakeFSRefUnicode(to, u"b.txt", &taken));
-  EXPECT_EQ(noErr, FSDeleteObject(taken));
-  EXPECT_EQ(fnfErr, FSMakeFSRefUnicode(to, u"b.txt", &taken));
+  const FSStatCacheScope scope;
+  FSRef existing;
+  EXPECT_EQ(noErr, FSMakeFSRefUnicode(to, u"b.txt", &existing));
+  EXPECT_EQ(noErr, FSDeleteObject(existing));
+  EXPECT_EQ(fnfErr, FSMakeFSRefUnicode(to, u"b.txt", &existing));
   EXPECT_TRUE(FSIsFSRefValid(item));
   FSRef target;
   EXPECT_EQ(noErr, FSMoveObjectSync(item, to, nullptr, &target));
@@ -334,18 +334,18 @@ TEST(FSStatCacheScope, ForgetsWhatItsOwnChangesHaveMadeUntrue) {
   EXPECT_EQ(folder / "to/a.txt", PathOf(target));
 }
 
-TEST(FSStatCacheScope, SavesNothingOnceAnInnerOneHasEnded) {
+TEST(FSStatCacheScope, InnerScopeEmptiesCache) {
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt");
   const FSRef item = RefAt(folder / "a.txt");
-  const FSStatCacheScope step;
+  const FSStatCacheScope scope;
   EXPECT_TRUE(FSIsFSRefValid(item));
   { const FSStatCacheScope inner; }
   ASSERT_EQ(0, unlink((folder / "a.txt").c_str()));
   EXPECT_FALSE(FSIsFSRefValid(item));
 }
 
-TEST(FSMayBeFolder, IsFalseForWhatIsKnownToBeNone) {
+TEST(FSMayBeFolder, FalseForFilesAndLinks) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeLink(".", folder / "link");

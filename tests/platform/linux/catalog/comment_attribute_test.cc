@@ -22,7 +22,7 @@
 #include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"
 
-// Comments that a Mac made, beside those of Linux programs.
+// Comments written by a Mac, and their relation to those of Linux programs.
 namespace tessary::test {
 namespace {
 
@@ -41,7 +41,7 @@ class MacComments : public testing::Test {
     if (!SetAttribute(path_, "user.test", "")) GTEST_SKIP() << "no attributes here";
   }
 
-  // The place as one knows it who has listed the folder.
+  // The place as it is after a listing of the folder.
   Place FilePlace() const {
     Place place = PlaceAt(path_);
     place.mayHaveSidecar = true;
@@ -54,7 +54,7 @@ class MacComments : public testing::Test {
     return comment.value_or("(none)");
   }
 
-  // What of the comment a Mac sees that looks at an attribute.
+  // The comment that a Mac reads from an attribute.
   std::string ReadAsMac(const std::string& attribute) const {
     const CommentForm* form = FindCommentForm(attribute);
     const auto text = form->read(AttributeAt(path_, attribute));
@@ -66,7 +66,7 @@ class MacComments : public testing::Test {
   const std::string sidecar_ = folder_ / "._file";
 };
 
-TEST_F(MacComments, AreReadFromEveryForm) {
+TEST_F(MacComments, ReadFromEveryForm) {
   const std::vector<std::pair<std::string, std::string>> attributes = {
       {kUserProperty, FromHex(kPropertyUtf16)},
       {"user.DosStream.com.apple.metadata:kMDItemFinderComment:$DATA",
@@ -88,7 +88,7 @@ TEST_F(MacComments, AreReadFromEveryForm) {
   EXPECT_EQ("._file", origin);
 }
 
-TEST_F(MacComments, ComeBehindTheOneOfLinuxProgramsEvenWhereThatIsEmpty) {
+TEST_F(MacComments, LinuxCommentComesFirst) {
   ASSERT_TRUE(SetAttribute(path_, kUserProperty, FromHex(kPropertyUtf16)));
   ASSERT_TRUE(SetAttribute(path_, kCommentAttribute, "of Linux"));
   EXPECT_EQ("of Linux", Read());
@@ -96,7 +96,7 @@ TEST_F(MacComments, ComeBehindTheOneOfLinuxProgramsEvenWhereThatIsEmpty) {
   EXPECT_EQ("", Read());
 }
 
-TEST_F(MacComments, ThatAreEmptyOrBrokenAreNone) {
+TEST_F(MacComments, EmptyOrBrokenIsNone) {
   ASSERT_TRUE(SetAttribute(path_, kUserProperty, FromHex(kPropertyEmpty)));
   EXPECT_EQ("(none)", Read());
   ASSERT_TRUE(SetAttribute(path_, kUserProperty, "bplist00"));
@@ -105,7 +105,7 @@ TEST_F(MacComments, ThatAreEmptyOrBrokenAreNone) {
   EXPECT_EQ("to be checked", Read()) << "the next form";
 }
 
-TEST_F(MacComments, BecomeWhatIsWrittenWhereTheyStand) {
+TEST_F(MacComments, EveryExistingFormIsUpdated) {
   const std::string stream = "user.DosStream.com.apple.metadata:kMDItemFinderComment:$DATA";
   ASSERT_TRUE(SetAttribute(path_, kUserProperty, FromHex(kPropertyUtf16)));
   ASSERT_TRUE(SetAttribute(path_, stream, FromHex(kCommentOfSambaNetatalk)));
@@ -124,7 +124,7 @@ TEST_F(MacComments, BecomeWhatIsWrittenWhereTheyStand) {
   }
 }
 
-TEST_F(MacComments, AreNotMadeWhereThereWasNone) {
+TEST_F(MacComments, NoFormIsCreated) {
   WriteFile(sidecar_, MakeSidecar(std::string(32, '1'), {}, "fork"));
   const std::string before = ReadFile(sidecar_);
   ASSERT_TRUE(SetAttribute(path_, "user.org.netatalk.Metadata", FromHex(kNetatalkOfSambaNetatalk)));
@@ -134,7 +134,7 @@ TEST_F(MacComments, AreNotMadeWhereThereWasNone) {
   EXPECT_EQ(before, ReadFile(sidecar_));
 }
 
-TEST_F(MacComments, OfAWriteProtectedFileAreWrittenForItsOwner) {
+TEST_F(MacComments, OwnerWritesProtectedFile) {
   ASSERT_TRUE(SetAttribute(path_, kUserProperty, FromHex(kPropertyUtf16)));
   ASSERT_EQ(0, chmod(folder_.path().c_str(), 0777));
   if (geteuid() == 0) {
@@ -153,7 +153,7 @@ TEST_F(MacComments, OfAWriteProtectedFileAreWrittenForItsOwner) {
   EXPECT_EQ(0400U, LstatAt(sidecar_).st_mode & 07777);
 }
 
-TEST_F(MacComments, InASidecarAreEnoughOnAVolumeWithoutAttributes) {
+TEST_F(MacComments, SidecarWithoutAttributes) {
   WriteFile(sidecar_, SidecarWith(FromHex(kPropertyUtf16)));
   EXPECT_TRUE(
       RunWithInjectedErrors({{SYS_lsetxattr, ENOTSUP, 0, 0}, {SYS_llistxattr, ENOTSUP, 0, 0}}, [&] {
@@ -165,7 +165,7 @@ TEST_F(MacComments, InASidecarAreEnoughOnAVolumeWithoutAttributes) {
       }));
 }
 
-TEST_F(MacComments, StayOutOfACopyInWhichTheirFormsStand) {
+TEST_F(MacComments, CopyHasEmptyForms) {
   ASSERT_TRUE(SetAttribute(path_, kUserProperty, FromHex(kPropertyUtf16)));
   ASSERT_TRUE(SetAttribute(path_, kCommentAttribute, kComment));
   ASSERT_EQ(noErr, CopyAt(path_, folder_ / "copy"));

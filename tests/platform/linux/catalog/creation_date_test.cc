@@ -22,7 +22,7 @@ struct statx InfoOf(const std::string& path) {
   return info;
 }
 
-TEST(CreationDate, IsWrittenAndReadAsOneForm) {
+TEST(FormatCreationDate, RoundTripsWithParse) {
   const struct {
     Timestamp date;
     const char* text;
@@ -40,7 +40,7 @@ TEST(CreationDate, IsWrittenAndReadAsOneForm) {
   }
 }
 
-TEST(CreationDate, HasNoFormOutsideOfFourDigitYears) {
+TEST(FormatCreationDate, EmptyOutsideFourDigitYears) {
   for (const int64_t seconds :
        {int64_t{253'402'300'800}, int64_t{-62'167'219'201}, std::numeric_limits<int64_t>::max(),
         std::numeric_limits<int64_t>::min()}) {
@@ -48,13 +48,13 @@ TEST(CreationDate, HasNoFormOutsideOfFourDigitYears) {
   }
 }
 
-TEST(CreationDate, IsReadWithFewerDecimals) {
+TEST(ParseCreationDate, AcceptsFewerDecimals) {
   EXPECT_EQ((Timestamp{0, 0}), ParseCreationDate("1970-01-01T00:00:00Z"));
   EXPECT_EQ((Timestamp{0, 500'000'000}), ParseCreationDate("1970-01-01T00:00:00.5Z"));
   EXPECT_EQ((Timestamp{0, 120'000}), ParseCreationDate("1970-01-01T00:00:00.00012Z"));
 }
 
-TEST(CreationDate, IsNothingElse) {
+TEST(ParseCreationDate, RejectsOtherForms) {
   for (const char* text : {"",
                            "Z",
                            "1970-01-01",
@@ -79,7 +79,7 @@ TEST(CreationDate, IsNothingElse) {
   }
 }
 
-TEST(CreationDateAt, ForgetsInTheNextRunWhatWasRemembered) {
+TEST(CreationDateAt, ForgetsRememberedDateInNextRun) {
   const TemporaryFolder folder;
   const std::string path = folder / "file";
   WriteFile(path);
@@ -91,7 +91,7 @@ TEST(CreationDateAt, ForgetsInTheNextRunWhatWasRemembered) {
   EXPECT_EQ(before, CreationDateAt(PlaceAt(path), info));
 }
 
-TEST(CreationDateAt, PrefersTheAttributeThenTheRememberedDateThenTheBirthTime) {
+TEST(CreationDateAt, Precedence) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeLink("file", folder / "link");
@@ -110,7 +110,7 @@ TEST(CreationDateAt, PrefersTheAttributeThenTheRememberedDateThenTheBirthTime) {
   EXPECT_EQ((Timestamp{77, 7}), CreationDateWithoutAttribute(file.get(), info));
 
   if (!SetAttribute(path, kCreationDateAttribute, "1971-01-01T00:00:00.000000003Z")) {
-    GTEST_SKIP() << "the volume has no attributes";
+    GTEST_SKIP() << "no attributes here";
   }
   EXPECT_EQ((Timestamp{31'536'000, 3}), CreationDateAt(PlaceAt(path), info));
   EXPECT_EQ((Timestamp{31'536'000, 3}), CreationDateAt(PlaceAt(folder / "link"), info));
@@ -118,7 +118,7 @@ TEST(CreationDateAt, PrefersTheAttributeThenTheRememberedDateThenTheBirthTime) {
   EXPECT_EQ((Timestamp{77, 7}), CreationDateAt(PlaceAt(path), info));
 }
 
-TEST(CreationDateAt, TellsNoneWhereNobodyKnows) {
+TEST(CreationDateAt, NoneIfUnknown) {
   struct statx info = {};
   info.stx_ino = 4711;
   EXPECT_EQ(std::nullopt, CreationDateAt(PlaceAt("/nowhere at all"), info));

@@ -16,7 +16,7 @@ namespace {
 constexpr DateAttribute kModified = DateAttribute::NSFileModificationDate;
 constexpr DateAttribute kCreated = DateAttribute::NSFileCreationDate;
 
-TEST(CopyFileDateAtPath, TellsTheModificationDateToTheNanosecond) {
+TEST(CopyFileDateAtPath, ModificationDateInNanoseconds) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   const std::array<timespec, 2> times = {timespec{1, 2}, timespec{1236139200, 123456789}};
@@ -24,7 +24,7 @@ TEST(CopyFileDateAtPath, TellsTheModificationDateToTheNanosecond) {
   EXPECT_EQ((Timestamp{1236139200, 123456789}), CopyFileDateAtPath(folder / "file", kModified));
 }
 
-TEST(CopyFileDateAtPath, DatesALinkByItsTarget) {
+TEST(CopyFileDateAtPath, FollowsLink) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeLink("file", folder / "link");
@@ -33,7 +33,7 @@ TEST(CopyFileDateAtPath, DatesALinkByItsTarget) {
   EXPECT_EQ((Timestamp{1'000'000, 0}), CopyFileDateAtPath(folder / "link", kModified));
 }
 
-TEST(CopyFileDateAtPath, TellsNothingOfADanglingLinkALoopOrNothing) {
+TEST(CopyFileDateAtPath, NoneWithoutTarget) {
   const TemporaryFolder folder;
   MakeLink("nowhere", folder / "dangling");
   MakeLink("loop", folder / "loop");
@@ -44,7 +44,7 @@ TEST(CopyFileDateAtPath, TellsNothingOfADanglingLinkALoopOrNothing) {
   EXPECT_EQ(std::nullopt, CopyFileDateAtPath("", kModified));
 }
 
-TEST(CopyFileDateAtPath, PrefersTheCreationDateThatTheFileCarries) {
+TEST(CopyFileDateAtPath, PrefersCreationDateAttribute) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeLink("file", folder / "link");
@@ -56,7 +56,7 @@ TEST(CopyFileDateAtPath, PrefersTheCreationDateThatTheFileCarries) {
   EXPECT_EQ(carried, CopyFileDateAtPath(folder / "link", kCreated));
 }
 
-TEST(CopyFileDateAtPath, TellsTheBirthTimeWhereTheFileCarriesNone) {
+TEST(CopyFileDateAtPath, FallsBackToBirthTime) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   struct statx info = {};

@@ -13,7 +13,7 @@ struct PathRow {
   std::u16string hfsPath;
 };
 
-TEST(HfsPath, LeadsThereAndBack) {
+TEST(HfsPath, RoundTrips) {
   const std::array rows = {
       PathRow{"/", u"Linux"},
       PathRow{"/home", u"Linux:home"},
@@ -35,7 +35,7 @@ TEST(HfsPath, LeadsThereAndBack) {
   }
 }
 
-TEST(PosixPath, RefusesWhatNamesNothing) {
+TEST(PosixPath, RejectsInvalidPaths) {
   using namespace std::string_literals;
   const std::array paths = {
       u""s,          u":"s,        u"home:a"s,    u"linux:home"s,   u"Linux::"s,   u"Linux::a"s,

@@ -21,7 +21,7 @@ uint32_t FlagsOf(const std::string& path) {
   return info.flags;
 }
 
-TEST(LSCopyItemInfoForRef, KnowsPackagesByTheirExtensionInAnyCase) {
+TEST(LSCopyItemInfoForRef, PackageByExtension) {
   const TemporaryFolder folder;
   const std::vector<std::pair<std::string, uint32_t>> rows = {
       {"folder", kLSItemInfoIsContainer},
@@ -41,7 +41,7 @@ TEST(LSCopyItemInfoForRef, KnowsPackagesByTheirExtensionInAnyCase) {
   }
 }
 
-TEST(LSCopyItemInfoForRef, KnowsPackagesByTheirBundleBit) {
+TEST(LSCopyItemInfoForRef, PackageByBundleBit) {
   const TemporaryFolder folder;
   MakeFolder(folder / "bundle");
   MakeFolder(folder / "invisible");
@@ -53,7 +53,7 @@ TEST(LSCopyItemInfoForRef, KnowsPackagesByTheirBundleBit) {
   EXPECT_EQ(kLSItemInfoIsContainer, FlagsOf(folder / "invisible"));
 }
 
-TEST(LSCopyItemInfoForRef, KnowsAnApplicationFileByItsType) {
+TEST(LSCopyItemInfoForRef, ApplicationByFileType) {
   const TemporaryFolder folder;
   WriteFile(folder / "Tool");
   WriteFile(folder / "Tool.app");
@@ -64,14 +64,14 @@ TEST(LSCopyItemInfoForRef, KnowsAnApplicationFileByItsType) {
   EXPECT_EQ(0U, FlagsOf(folder / "link"));
 }
 
-TEST(LSCopyItemInfoForRef, TakesALinkToAFolderForNeither) {
+TEST(LSCopyItemInfoForRef, LinkIsNeither) {
   const TemporaryFolder folder;
   MakeFolder(folder / "Tool.app");
   MakeLink("Tool.app", folder / "Link.app");
   EXPECT_EQ(0U, FlagsOf(folder / "Link.app"));
 }
 
-TEST(LSCopyItemInfoForRef, FailsForAnItemThatIsGone) {
+TEST(LSCopyItemInfoForRef, FailsForMissingItem) {
   const TemporaryFolder folder;
   MakeFolder(folder / "gone");
   const FSRef gone = RefAt(folder / "gone");
@@ -83,7 +83,7 @@ TEST(LSCopyItemInfoForRef, FailsForAnItemThatIsGone) {
   EXPECT_EQ(77U, info.flags);
 }
 
-TEST(LSCopyDisplayNameForRef, IsTheNameInTheFileSystemByteForByte) {
+TEST(LSCopyDisplayNameForRef, KeepsEveryByte) {
   const TemporaryFolder folder;
   for (const char* name :
        {"plain", "with: colon", "line\nbreak", ".leading", "two..dots.x", "not \xff UTF-8"}) {
@@ -94,7 +94,7 @@ TEST(LSCopyDisplayNameForRef, IsTheNameInTheFileSystemByteForByte) {
   }
 }
 
-TEST(LSCopyDisplayNameForRef, IsALinksOwnNameAndASlashForTheRoot) {
+TEST(LSCopyDisplayNameForRef, LinkAndRoot) {
   const TemporaryFolder folder;
   MakeLink("missing", folder / "dangling");
   std::string name;
@@ -104,7 +104,7 @@ TEST(LSCopyDisplayNameForRef, IsALinksOwnNameAndASlashForTheRoot) {
   EXPECT_EQ("/", name);
 }
 
-TEST(LSCopyDisplayNameForRef, WritesNothingForWhatIsNotThere) {
+TEST(LSCopyDisplayNameForRef, FailsForMissingItem) {
   const TemporaryFolder folder;
   WriteFile(folder / "gone");
   const FSRef gone = RefAt(folder / "gone");

@@ -19,7 +19,7 @@
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
 
-// What the catalog says of items from a Mac, whichever form it is kept in.
+// Metadata written by a Mac, read by the catalog in every form.
 namespace tessary::test {
 namespace {
 
@@ -28,7 +28,7 @@ constexpr uint32_t kCreator = 0x74747874;  // 'ttxt'
 
 const std::string kInvisibleText = std::string("TEXTttxt\x40", 9) + std::string(23, '\0');
 
-// A listing is what makes the catalog look for sidecars.
+// The catalog reads sidecars only after a listing has seen one in the folder.
 void ListFolder(const std::string& path) {
   FSIterator iterator;
   ASSERT_EQ(noErr, FSOpenIterator(RefAt(path), &iterator));
@@ -48,11 +48,12 @@ FileInfo InfoOf(const std::string& path) {
 
 struct Form {
   const char* name;
-  // Gives the item that form of being an invisible text; false where the volume does not take it.
-  std::function<bool(const std::string& path)> give;
+  // Writes the Finder information of an invisible text file in this form. Returns false if the
+  // filesystem does not accept the attribute.
+  std::function<bool(const std::string& path)> write;
 };
 
-bool GiveSidecar(const std::string& path, const std::string& finderInfo) {
+bool WriteSidecar(const std::string& path, const std::string& finderInfo) {
   const size_t slash = path.rfind('/');
   WriteFile(path.substr(0, slash) + "/._" + path.substr(slash + 1),
             MakeSidecar(finderInfo, {}, "fork"));
@@ -65,30 +66,30 @@ const std::vector<Form>& Forms() {
        [](const auto& path) {
          return SetAttribute(path, "user.com.apple.FinderInfo", kInvisibleText);
        }},
-      {"ByFileServers",
+      {"Netatalk",
        [](const auto& path) {
          return SetAttribute(path, "user.org.netatalk.Metadata", FromHex(kNetatalkOfSambaNetatalk));
        }},
-      {"BySamba",
+      {"SambaStream",
        [](const auto& path) {
          return SetAttribute(path, "user.DosStream.AFP_AfpInfo:$DATA",
                              FromHex(kAfpinfoOfSambaStream));
        }},
-      {"Beside", [](const auto& path) { return GiveSidecar(path, kInvisibleText); }},
+      {"Sidecar", [](const auto& path) { return WriteSidecar(path, kInvisibleText); }},
   };
   return kForms;
 }
 
 class FinderInformation : public testing::TestWithParam<Form> {};
-INSTANTIATE_TEST_SUITE_P(Kept, FinderInformation, testing::ValuesIn(Forms()),
+INSTANTIATE_TEST_SUITE_P(Forms, FinderInformation, testing::ValuesIn(Forms()),
                          [](const auto& param) { return param.param.name; });
 
-TEST_P(FinderInformation, IsTheSameWhereverItIsKept) {
+TEST_P(FinderInformation, SameFromEveryForm) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeFolder(folder / "package");
-  if (!GetParam().give(folder / "file")) GTEST_SKIP() << "the volume does not take the attribute";
-  ASSERT_TRUE(GetParam().give(folder / "package"));
+  if (!GetParam().write(folder / "file")) GTEST_SKIP() << "no attributes here";
+  ASSERT_TRUE(GetParam().write(folder / "package"));
   ListFolder(folder.path());
   for (const std::string name : {"file", "package"}) {
     const FileInfo info = InfoOf(folder / name);
@@ -98,11 +99,11 @@ TEST_P(FinderInformation, IsTheSameWhereverItIsKept) {
   }
 }
 
-TEST(FinderInformation, IsThatOfTheFirstFormThatHoldsAny) {
+TEST(FinderInformation, FormPrecedence) {
   const TemporaryFolder folder;
   const std::string path = folder / "file";
   WriteFile(path);
-  ASSERT_TRUE(GiveSidecar(path, "CCCC" + std::string(28, '\0')));
+  ASSERT_TRUE(WriteSidecar(path, "CCCC" + std::string(28, '\0')));
   ListFolder(folder.path());
   EXPECT_EQ(0x43434343U, InfoOf(path).fileType);
   if (!SetAttribute(path, "user.DosStream.AFP_AfpInfo:$DATA",
@@ -112,7 +113,7 @@ TEST(FinderInformation, IsThatOfTheFirstFormThatHoldsAny) {
   EXPECT_EQ(0x42424242U, InfoOf(path).fileType);
   ASSERT_TRUE(SetAttribute(path, "user.org.netatalk.Metadata", FromHex(kNetatalkOfSambaNetatalk)));
   EXPECT_EQ(kText, InfoOf(path).fileType);
-  // What is malformed, and what is empty, leaves it to the next one.
+  // A malformed or all-zero form is skipped.
   ASSERT_TRUE(SetAttribute(path, "user.com.apple.FinderInfo", "AAAA"));
   EXPECT_EQ(kText, InfoOf(path).fileType);
   ASSERT_TRUE(SetAttribute(path, "user.com.apple.FinderInfo", std::string(32, '\0')));
@@ -121,28 +122,29 @@ TEST(FinderInformation, IsThatOfTheFirstFormThatHoldsAny) {
   EXPECT_EQ(0x41414141U, InfoOf(path).fileType);
 }
 
-TEST(FinderInformation, MakesAFolderWithTheBundleFlagOneItem) {
+TEST(FinderInformation, BundleFlagMakesPackage) {
   const TemporaryFolder folder;
   MakeFolder(folder / "plain");
-  ASSERT_TRUE(GiveSidecar(folder / "plain", std::string(8, '\0') + "\x20" + std::string(23, '\0')));
+  const std::string bundleBit = std::string(8, '\0') + "\x20" + std::string(23, '\0');
+  ASSERT_TRUE(WriteSidecar(folder / "plain", bundleBit));
   ListFolder(folder.path());
   LSItemInfoRecord info;
   ASSERT_EQ(noErr, LSCopyItemInfoForRef(RefAt(folder / "plain"), kLSRequestAllFlags, &info));
   EXPECT_EQ(kLSItemInfoIsContainer | kLSItemInfoIsPackage, info.flags);
 }
 
-TEST(Sidecars, AreNotAskedForWhereNoneHasBeenSeen) {
+TEST(Sidecars, NotReadUntilListed) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   ListFolder(folder.path());
-  // Found by nobody who has listed the folder; a call for it would be answered.
+  // Not seen by the listing, although a system call for it would find it.
   WriteFile(folder / "._file", MakeSidecar(kInvisibleText, {}, ""));
   EXPECT_EQ(0U, InfoOf(folder / "file").fileType);
   ListFolder(folder.path());
   EXPECT_EQ(kText, InfoOf(folder / "file").fileType);
 }
 
-TEST(Sidecars, ThatAreNoneTellNothing) {
+TEST(Sidecars, InvalidOnesAreIgnored) {
   const TemporaryFolder folder;
   const std::vector<std::string> names = {"broken", "folder", "link", "fifo", "big", "none"};
   for (const std::string& name : names) WriteFile(folder / name);
@@ -151,19 +153,19 @@ TEST(Sidecars, ThatAreNoneTellNothing) {
   MakeFolder(folder / "._folder");
   MakeLink("real", folder / "._link");
   ASSERT_EQ(0, mkfifo((folder / "._fifo").c_str(), 0600));
-  // A resource fork of any size is behind what is read.
+  // A large resource fork does not matter: it comes after the part that is read.
   WriteFile(folder / "._big", MakeSidecar(kInvisibleText, {}, std::string(300'000, 'f')));
   ListFolder(folder.path());
   for (const std::string& name : names) {
     EXPECT_EQ(name == "big" ? kText : 0, InfoOf(folder / name).fileType) << name;
-    EXPECT_EQ(0U, InfoOf(folder / ("._" + name)).fileType) << "a sidecar has none of its own";
+    EXPECT_EQ(0U, InfoOf(folder / ("._" + name)).fileType) << "a sidecar has no type itself";
     if (name == "link") break;
   }
   EXPECT_EQ(kText, InfoOf(folder / "big").fileType);
   EXPECT_EQ(0U, InfoOf(folder / "fifo").fileType);
 }
 
-TEST(FSIsDisappearanceExpected, IsTrueOfWhatAChangeHadHidden) {
+TEST(FSIsDisappearanceExpected, TrueForTemporaryFiles) {
   const TemporaryFolder folder;
   const std::string uuid = "0F6B0C58-6A4A-4C0E-9F0B-0123456789AB";
   for (const std::string& name :
@@ -176,7 +178,7 @@ TEST(FSIsDisappearanceExpected, IsTrueOfWhatAChangeHadHidden) {
   }
 }
 
-TEST(FSIsDisappearanceExpected, IsTrueOfASidecarWhoseItemIsGoneToo) {
+TEST(FSIsDisappearanceExpected, TrueForSidecarWithItem) {
   const TemporaryFolder folder;
   for (const std::string name : {"both", "alone", "stays", "._.plain"}) {
     WriteFile(folder / name);
@@ -191,9 +193,9 @@ TEST(FSIsDisappearanceExpected, IsTrueOfASidecarWhoseItemIsGoneToo) {
     ASSERT_EQ(0, unlink((folder / name).c_str()));
   }
   EXPECT_TRUE(FSIsDisappearanceExpected(both));
-  EXPECT_FALSE(FSIsDisappearanceExpected(alone)) << "the item is there";
-  EXPECT_FALSE(FSIsDisappearanceExpected(stays)) << "it is there itself";
-  EXPECT_FALSE(FSIsDisappearanceExpected(other)) << "no sidecar";
+  EXPECT_FALSE(FSIsDisappearanceExpected(alone)) << "the item exists";
+  EXPECT_FALSE(FSIsDisappearanceExpected(stays)) << "the sidecar exists";
+  EXPECT_FALSE(FSIsDisappearanceExpected(other)) << "not a sidecar";
   EXPECT_FALSE(FSIsDisappearanceExpected(FSRef{}));
 }
 
@@ -203,7 +205,7 @@ struct statx StatusOf(const std::string& path) {
   return info;
 }
 
-TEST(CreationDates, AreThoseOfTheFirstFormThatTellsOne) {
+TEST(CreationDateAt, FormPrecedence) {
   const TemporaryFolder folder;
   const std::string path = folder / "file";
   WriteFile(path);
@@ -227,24 +229,24 @@ TEST(CreationDates, AreThoseOfTheFirstFormThatTellsOne) {
   EXPECT_EQ((Timestamp{1'236'143'167, 123'456'700}), dateOf());
 }
 
-// A volume that takes attributes of every name, as the kernel shows them of a Mac's own volumes:
-// this driver keeps them as streams.
-class MacsVolume : public testing::Test {
+// The attributes that the kernel's HFS and HFS+ drivers provide. An NTFS filesystem stands in for
+// HFS: its driver stores attributes of any name as streams.
+class HfsAttributes : public testing::Test {
  protected:
   void SetUp() override {
     if (!volume_.IsAvailable()) GTEST_SKIP() << volume_.UnavailableReason();
     WriteFile(path_, "x");
-    if (!SetAttribute(path_, "hfs.type", "TEXT")) GTEST_SKIP() << "not every name is taken";
+    if (!SetAttribute(path_, "hfs.type", "TEXT")) GTEST_SKIP() << "no attributes of every name";
   }
 
   const ScratchVolume volume_{VolumeKind::kNtfs, "streams_interface=openxattr"};
   const std::string path_ = volume_ / "file";
-  // Folders that are held open would keep the volume mounted.
+  // Releases the open folders, which would keep the filesystem busy.
   const NSAutoreleasePool pool_;
 };
 
-TEST_F(MacsVolume, HasTypeAndCreatorOfHfs) {
-  EXPECT_EQ(0U, InfoOf(path_).fileType) << "not without a creator";
+TEST_F(HfsAttributes, TypeAndCreator) {
+  EXPECT_EQ(0U, InfoOf(path_).fileType) << "no type without a creator";
   ASSERT_TRUE(SetAttribute(path_, "hfs.creator", "ttxt"));
   EXPECT_EQ(kText, InfoOf(path_).fileType);
   EXPECT_EQ(kCreator, InfoOf(path_).fileCreator);
@@ -252,7 +254,7 @@ TEST_F(MacsVolume, HasTypeAndCreatorOfHfs) {
   EXPECT_EQ(0U, InfoOf(path_).fileType);
 }
 
-TEST_F(MacsVolume, HasTheFinderInformationOfHfsPlusBeforeThat) {
+TEST_F(HfsAttributes, HfsPlusComesFirst) {
   ASSERT_TRUE(SetAttribute(path_, "hfs.type", "JPEG"));
   ASSERT_TRUE(SetAttribute(path_, "hfs.creator", "8BIM"));
   ASSERT_TRUE(SetAttribute(path_, "osx.com.apple.FinderInfo", kInvisibleText));
@@ -260,9 +262,9 @@ TEST_F(MacsVolume, HasTheFinderInformationOfHfsPlusBeforeThat) {
   EXPECT_EQ(kIsInvisible, InfoOf(path_).finderFlags);
 }
 
-TEST_F(MacsVolume, GivesACopyElsewhereWhatThatVolumeTakes) {
+TEST_F(HfsAttributes, CopyBecomesPortable) {
   const TemporaryFolder folder;
-  if (!SetAttribute(folder.path(), "user.x", "")) GTEST_SKIP() << "the volume has no attributes";
+  if (!SetAttribute(folder.path(), "user.x", "")) GTEST_SKIP() << "no attributes here";
   ASSERT_EQ(noErr, CopyAt(path_, folder / "type alone"));
   EXPECT_EQ("(none)", AttributeAt(folder / "type alone", "user.com.apple.FinderInfo"));
   ASSERT_TRUE(SetAttribute(path_, "hfs.creator", "ttxt"));

@@ -11,17 +11,17 @@ namespace {
 constexpr Volume kPlain = {.hasReliableEntries = true, .hasWindowsNames = false};
 constexpr Volume kWindows = {.hasReliableEntries = false, .hasWindowsNames = true};
 
-TEST(CatalogName, ShowsAColonAsASlash) {
+TEST(CatalogName, ColonBecomesSlash) {
   EXPECT_EQ(u"image/jpeg", CatalogName("image:jpeg"));
   EXPECT_EQ(u"plain.txt", CatalogName("plain.txt"));
   EXPECT_EQ(u"", CatalogName(""));
 }
 
-TEST(CatalogName, ShowsABadByteAsALoneSurrogate) {
+TEST(CatalogName, IllFormedByteBecomesSurrogate) {
   EXPECT_EQ(std::u16string({u'a', char16_t{0xDCFF}, u'.', u't'}), CatalogName("a\xff.t"));
 }
 
-TEST(PosixName, ComesBackForEveryNameThatADiskCanHold) {
+TEST(PosixName, RoundTripsEveryName) {
   const std::vector<std::string> names = {"a.txt",
                                           "a:b",
                                           "\xff\xfe",
@@ -42,7 +42,7 @@ TEST(PosixName, ComesBackForEveryNameThatADiskCanHold) {
   }
 }
 
-TEST(PosixName, KeepsAColonThatAKeyHolds) {
+TEST(PosixName, KeepsColon) {
   std::string name;
   ASSERT_EQ(noErr, PosixName(u"b:c", kPlain, &name));
   EXPECT_EQ("b:c", name);
@@ -50,7 +50,7 @@ TEST(PosixName, KeepsAColonThatAKeyHolds) {
   EXPECT_EQ("image:jpeg", name);
 }
 
-TEST(PosixName, RefusesWhatWouldLeadOutOfTheFolderOrIsNoName) {
+TEST(PosixName, RejectsInvalidNames) {
   const std::vector<std::u16string> refused = {
       u"", u".", u"..", std::u16string(u"a\0b", 3), {char16_t{0xD800}}, {char16_t{0xDC00}, u'x'}};
   for (const std::u16string& name : refused) {
@@ -60,13 +60,13 @@ TEST(PosixName, RefusesWhatWouldLeadOutOfTheFolderOrIsNoName) {
   }
 }
 
-TEST(PosixName, TurnsASlashIntoNoPathSeparator) {
+TEST(PosixName, SlashIsNotASeparator) {
   std::string name;
   ASSERT_EQ(noErr, PosixName(u"../../etc/passwd", kPlain, &name));
   EXPECT_EQ("..:..:etc:passwd", name);
 }
 
-TEST(NameOnVolume, PutsAnUnderscoreForWhatAWindowsVolumeRefuses) {
+TEST(NameOnVolume, ReplacesRefusedCharacters) {
   const std::vector<std::pair<std::string, std::string>> rows = {
       {"image:jpeg", "image_jpeg"},
       {"a?b*c\"d<e>f|g\\h", "a_b_c_d_e_f_g_h"},

@@ -25,7 +25,7 @@ std::string PathOf(const FSRef& ref) {
   return buffer.data();
 }
 
-TEST(FSPathMakeRef, GoesBackAndForthForEveryName) {
+TEST(FSPathMakeRef, RoundTripsEveryName) {
   const TemporaryFolder folder;
   for (const std::string name : {"plain", "\xff", "new\nline", ".dot", "a..b", "blank ", "a:b"}) {
     WriteFile(folder / name);
@@ -35,7 +35,7 @@ TEST(FSPathMakeRef, GoesBackAndForthForEveryName) {
   EXPECT_EQ("/proc", PathOf(RefAt("/proc")));
 }
 
-TEST(FSPathMakeRef, DoesNotFollowALastComponentThatIsALink) {
+TEST(FSPathMakeRef, DoesNotFollowLastLink) {
   const TemporaryFolder folder;
   WriteFile(folder / "target");
   MakeLink("target", folder / "link");
@@ -45,7 +45,7 @@ TEST(FSPathMakeRef, DoesNotFollowALastComponentThatIsALink) {
   EXPECT_EQ(errFSRefsDifferent, FSCompareFSRefs(RefAt(folder / "link"), RefAt(folder / "target")));
 }
 
-TEST(FSPathMakeRef, TakesOddSpellingsOfAPath) {
+TEST(FSPathMakeRef, AcceptsOddSpellings) {
   const TemporaryFolder folder;
   WriteFile(folder / "sub/file");
   for (const std::string path : {"/sub/", "//sub", "/sub/.", "/sub/../sub", "/./sub"}) {
@@ -54,7 +54,7 @@ TEST(FSPathMakeRef, TakesOddSpellingsOfAPath) {
   EXPECT_EQ(folder / "sub/file", PathOf(RefAt(folder.path() + "/sub//file")));
 }
 
-TEST(FSPathMakeRef, FailsWithAZeroReference) {
+TEST(FSPathMakeRef, FailureGivesAllZeroReference) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   const std::vector<std::pair<std::string, Status>> rows = {
@@ -76,7 +76,7 @@ TEST(FSPathMakeRef, FailsWithAZeroReference) {
   EXPECT_EQ(paramErr, FSPathMakeRef(nullptr, &ref));
 }
 
-TEST(ResolveNamedPath, LeadsToAFolderThatWasMadeAnew) {
+TEST(ResolveNamedPath, FindsRecreatedFolder) {
   const TemporaryFolder folder;
   WriteFile(folder / "sub/file", "old");
   const FSRef old = RefAt(folder / "sub/file");
@@ -88,7 +88,7 @@ TEST(ResolveNamedPath, LeadsToAFolderThatWasMadeAnew) {
   EXPECT_TRUE(FSIsFSRefValid(RefAt(resolved)));
 }
 
-TEST(FSPathMakeRef, DoesNotFollowAPathThatWasSwappedSinceItWasMet) {
+TEST(FSPathMakeRef, DoesNotFollowSwappedPath) {
   const TemporaryFolder folder;
   WriteFile(folder / "source/a/file", "mine");
   WriteFile(folder / "elsewhere/file", "not mine");
@@ -103,7 +103,7 @@ TEST(FSPathMakeRef, DoesNotFollowAPathThatWasSwappedSinceItWasMet) {
   EXPECT_EQ(errFSRefsDifferent, FSCompareFSRefs(after, RefAt(folder / "elsewhere/file")));
 }
 
-TEST(FSRefMakePath, LeavesABufferAloneThatIsTooSmall) {
+TEST(FSRefMakePath, BufferTooSmall) {
   const TemporaryFolder folder;
   const FSRef ref = RefAt(folder.path());
   std::array<char, 4096> buffer;
@@ -116,7 +116,7 @@ TEST(FSRefMakePath, LeavesABufferAloneThatIsTooSmall) {
   EXPECT_EQ(paramErr, FSRefMakePath(FSRef{}, buffer.data(), buffer.size()));
 }
 
-TEST(FolderTable, ReachesFoldersWhosePathIsTooLongForTheKernel) {
+TEST(FolderTable, PathLongerThanKernelLimit) {
   const TemporaryFolder folder;
   const NSAutoreleasePool pool;
   FSRef deepest = RefAt(folder.path());
@@ -138,7 +138,7 @@ TEST(FolderTable, ReachesFoldersWhosePathIsTooLongForTheKernel) {
   EXPECT_EQ(path, buffer.c_str());
 }
 
-TEST(FolderTable, HoldsFewDescriptorsHoweverManyFoldersItKnows) {
+TEST(FolderTable, LimitsOpenDescriptors) {
   const TemporaryFolder folder;
   const auto countDescriptors = [] {
     const auto entries = std::filesystem::directory_iterator("/proc/self/fd");
@@ -155,7 +155,7 @@ TEST(FolderTable, HoldsFewDescriptorsHoweverManyFoldersItKnows) {
   EXPECT_LE(countDescriptors(), before + 70);
 }
 
-TEST(PosixUnlink, RemovesAFileOrALinkAndTellsWhyNot) {
+TEST(PosixUnlink, RemovesFilesAndLinks) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   WriteFile(folder / "kept", "kept");
@@ -170,7 +170,7 @@ TEST(PosixUnlink, RemovesAFileOrALinkAndTellsWhyNot) {
   EXPECT_EQ("kept", ReadFile(folder / "kept"));
 }
 
-TEST(ResolveNamedPath, FollowsWhatAPersonNames) {
+TEST(ResolveNamedPath, FollowsLinks) {
   const TemporaryFolder folder;
   MakeFolder(folder / "real/sub");
   MakeLink("real", folder / "link");
@@ -181,7 +181,7 @@ TEST(ResolveNamedPath, FollowsWhatAPersonNames) {
   }
 }
 
-TEST(ResolveNamedPath, TellsWhatIsWrong) {
+TEST(ResolveNamedPath, ReportsErrors) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeLink("loop", folder / "loop");
@@ -200,7 +200,7 @@ TEST(ResolveNamedPath, TellsWhatIsWrong) {
   }
 }
 
-TEST(FileSpec, DesignatesTheSameObjectForTheLifeOfTheProcess) {
+TEST(FileSpec, OutlivesAutoreleasePool) {
   const TemporaryFolder folder;
   WriteFile(folder / "sub/file");
   FSSpec spec;

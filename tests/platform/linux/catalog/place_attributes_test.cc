@@ -26,11 +26,11 @@ namespace {
 
 constexpr char kComment[] = "user.xdg.comment";
 
-// The calls of newer kernels that need no path, by their numbers.
+// The numbers of getxattrat and listxattrat, which newer kernels have.
 constexpr long kGetXattrAt = 464;
 constexpr long kListXattrAt = 465;
 
-// What the calls that take a path say where /proc is not mounted.
+// Runs the body as if /proc were not mounted: the calls that take a path fail with ENOENT.
 bool RunWithoutProc(const std::function<void()>& body) {
   return RunWithInjectedErrors({{SYS_llistxattr, ENOENT, 0, 0},
                                 {SYS_lgetxattr, ENOENT, 0, 0},
@@ -47,20 +47,20 @@ class WithoutProc : public testing::Test {
   void SetUp() override {
     WriteFile(folder_ / "file", "x");
     if (!SetAttribute(folder_ / "file", kComment, "mine")) {
-      GTEST_SKIP() << "the volume has no attributes";
+      GTEST_SKIP() << "no attributes here";
     }
   }
 
   TemporaryFolder folder_;
 };
 
-TEST_F(WithoutProc, PackagesAndInvisibleItemsAreKnown) {
+TEST_F(WithoutProc, ReadsFinderInformation) {
   MakeFolder(folder_ / "bundle");
   WriteFile(folder_ / "invisible");
   WriteFile(folder_ / "many");
   ASSERT_TRUE(SetFinderInfo(folder_ / "bundle", std::string(4, '\0'), kHasBundle));
   ASSERT_TRUE(SetFinderInfo(folder_ / "invisible", "TEXT", kIsInvisible));
-  // So many that their names take a second, larger listing.
+  // So many that their names need the second, larger buffer.
   for (int i = 0; i < 40; ++i) {
     if (!SetAttribute(folder_ / "many", "user." + std::string(40, 'x') + std::to_string(i), "")) {
       break;
@@ -81,7 +81,7 @@ TEST_F(WithoutProc, PackagesAndInvisibleItemsAreKnown) {
   }));
 }
 
-TEST_F(WithoutProc, CommentsAreReadAndWritten) {
+TEST_F(WithoutProc, ReadsAndWritesComments) {
   ASSERT_EQ(0, chmod(folder_.path().c_str(), 0777));
   EXPECT_TRUE(RunAsOrdinaryUser([this] {
     WriteFile(folder_ / "protected");
@@ -99,7 +99,7 @@ TEST_F(WithoutProc, CommentsAreReadAndWritten) {
   }));
 }
 
-TEST_F(WithoutProc, TheCreationDateIsReadThroughALink) {
+TEST_F(WithoutProc, CreationDateFollowsLink) {
   ASSERT_TRUE(
       SetAttribute(folder_ / "file", kCreationDateAttribute, "1971-01-01T00:00:00.000000003Z"));
   MakeLink("file", folder_ / "link");
@@ -112,8 +112,8 @@ TEST_F(WithoutProc, TheCreationDateIsReadThroughALink) {
   }));
 }
 
-// No attributes is an answer only where that was seen.
-TEST_F(WithoutProc, WhatMayNotBeReadIsTold) {
+// An unreadable file is an error, not a file without attributes.
+TEST_F(WithoutProc, ReportsUnreadableFile) {
   ASSERT_EQ(0, chmod((folder_ / "file").c_str(), 0));
   ASSERT_EQ(0, chmod(folder_.path().c_str(), 0777));
   EXPECT_TRUE(RunAsOrdinaryUser([this] {
@@ -127,8 +127,8 @@ TEST_F(WithoutProc, WhatMayNotBeReadIsTold) {
   }));
 }
 
-// The same answers with /proc and without it.
-TEST_F(WithoutProc, LinksAndSpecialFilesAreNotOpened) {
+// The results are the same with and without /proc.
+TEST_F(WithoutProc, DoesNotOpenSpecialFiles) {
   MakeLink("file", folder_ / "link");
   ASSERT_EQ(0, mkfifo((folder_ / "fifo").c_str(), 0600));
   const auto expectNone = [this] {
@@ -148,7 +148,7 @@ TEST_F(WithoutProc, LinksAndSpecialFilesAreNotOpened) {
   EXPECT_TRUE(RunWithoutProc(expectNone));
 }
 
-TEST_F(WithoutProc, AnAttributeThatGoesWhileItIsReadIsNone) {
+TEST_F(WithoutProc, AttributeRemovedDuringRead) {
   ASSERT_TRUE(SetAttribute(folder_ / "file", kComment, std::string(2'000, 'x')));
   const auto remove = [this] { EXPECT_EQ(0, removexattr((folder_ / "file").c_str(), kComment)); };
   RunWithPausedCalls({{kGetXattrAt, "", 1, {}, ENOSYS}, {SYS_lgetxattr, "", 2, remove}}, [this] {

@@ -13,7 +13,7 @@
 namespace tessary::test {
 namespace {
 
-TEST(CFURLCopyPathExtension, IsTheTextAfterTheLastDotOfTheLastComponent) {
+TEST(CFURLCopyPathExtension, TextAfterLastDot) {
   const std::vector<std::pair<std::string, std::optional<std::u16string>>> rows = {
       {"/d/Report.PDF", u"PDF"},
       {"/d/archive.tar.gz", u"gz"},
@@ -29,7 +29,7 @@ TEST(CFURLCopyPathExtension, IsTheTextAfterTheLastDotOfTheLastComponent) {
   }
 }
 
-TEST(CFURLCreateFromFSRef, TellsThePathAndWhetherItIsAFolders) {
+TEST(CFURLCreateFromFSRef, HoldsPathAndKind) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeFolder(folder / "Tool.app");
@@ -42,7 +42,7 @@ TEST(CFURLCreateFromFSRef, TellsThePathAndWhetherItIsAFolders) {
   EXPECT_TRUE(package->hasDirectoryPath);
 }
 
-TEST(CFURLCreateFromFSRef, GivesNoneForWhatIsGone) {
+TEST(CFURLCreateFromFSRef, NoneForMissingObject) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   const FSRef ref = RefAt(folder / "file");
@@ -51,7 +51,7 @@ TEST(CFURLCreateFromFSRef, GivesNoneForWhatIsGone) {
   EXPECT_FALSE(CFURLCreateFromFSRef(FSRef{}));
 }
 
-TEST(CFURLCreateWithBytes, ReadsTheFormsOfAFileURL) {
+TEST(CFURLCreateWithBytes, ParsesFileUrls) {
   const std::vector<std::pair<std::string, std::string>> rows = {
       {"file:///a/b", "/a/b"},
       {"file:/a/b", "/a/b"},
@@ -73,7 +73,7 @@ TEST(CFURLCreateWithBytes, ReadsTheFormsOfAFileURL) {
   }
 }
 
-TEST(CFURLCreateWithBytes, RefusesOtherSchemesHostsAndBadEscapes) {
+TEST(CFURLCreateWithBytes, RejectsOtherUrls) {
   const std::vector<std::string_view> rows = {
       "",
       "file",
@@ -99,7 +99,7 @@ TEST(CFURLCreateWithBytes, RefusesOtherSchemesHostsAndBadEscapes) {
   for (const std::string_view text : rows) EXPECT_FALSE(CFURLCreateWithBytes(text)) << text;
 }
 
-TEST(CFURLGetFSRef, ResolvesTheLinksThatAPersonNamed) {
+TEST(CFURLGetFSRef, FollowsLinks) {
   const TemporaryFolder folder;
   MakeFolder(folder / "real");
   MakeLink("real", folder / "link");
@@ -110,7 +110,7 @@ TEST(CFURLGetFSRef, ResolvesTheLinksThatAPersonNamed) {
   }
 }
 
-TEST(CFURLGetFSRef, LeavesTheReferenceWhereThereIsNoObject) {
+TEST(CFURLGetFSRef, FailsWithoutObject) {
   const TemporaryFolder folder;
   MakeLink("missing", folder / "dangling");
   WriteFile(folder / "file");

@@ -17,28 +17,29 @@
 namespace tessary::test {
 namespace {
 
-// A number that no device has.
+// A device number that does not exist.
 constexpr uint32_t kDevice = 0xFFFFFFFF;
 
-TEST(VolumeOf, AsksOnceAndAnewInTheNextPool) {
+TEST(VolumeOf, CachedUntilNextPool) {
   const UniqueFd memory = OpenFolder("/dev/shm");
   const UniqueFd processes = OpenFolder("/proc");
   const NSAutoreleasePool first;
   if (!VolumeOf(kDevice, memory.get()).hasReliableEntries)
-    GTEST_SKIP() << "/dev/shm is no tmpfs here";
+    GTEST_SKIP() << "/dev/shm is not a tmpfs here";
   EXPECT_TRUE(VolumeOf(kDevice, processes.get()).hasReliableEntries);
   EXPECT_TRUE(VolumeAt(kDevice, "/proc").hasReliableEntries);
   const NSAutoreleasePool second;
   EXPECT_FALSE(VolumeOf(kDevice, processes.get()).hasReliableEntries);
 }
 
-// Its driver is told by the mount alone, and nobody knows what may not be in a name there.
-TEST(VolumeOf, TakesAVolumeWhoseMountIsGoneForAPlainOne) {
+// A FUSE driver is known only from the mount table. Without an entry there, names count as
+// unrestricted.
+TEST(VolumeOf, UnmountedCountsAsPlain) {
   const ScratchVolume volume(VolumeKind::kExfat);
   if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
   const UniqueFd folder = OpenFolder(volume.path());
   const uint32_t device = IdentityAt(folder.get(), "").device;
-  // In processes of their own, one of which has mounts of its own; no call is refused.
+  // Each in its own process, the second in its own mount namespace. No error is injected.
   EXPECT_TRUE(RunWithInjectedErrors(
       {}, [&] { EXPECT_TRUE(VolumeOf(device, folder.get()).hasWindowsNames); }));
   EXPECT_TRUE(RunWithInjectedErrors({}, [&] {
@@ -52,7 +53,7 @@ TEST(VolumeOf, TakesAVolumeWhoseMountIsGoneForAPlainOne) {
   }));
 }
 
-TEST(ProbeResults, LastsUntilTheNextPool) {
+TEST(ProbeResults, LastUntilNextPool) {
   RememberProbeResult(kDevice, ProbeResult::kNoReflink, 1);
   EXPECT_TRUE(HasProbeResult(kDevice, ProbeResult::kNoReflink, 1));
   EXPECT_FALSE(HasProbeResult(kDevice, ProbeResult::kNoReflink));

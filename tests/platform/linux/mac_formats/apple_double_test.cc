@@ -21,7 +21,7 @@ std::string Entry(uint32_t id, uint32_t offset, uint32_t length) {
   return BigEndian32(id) + BigEndian32(offset) + BigEndian32(length);
 }
 
-TEST(AppleDouble, IsReadFromItsMagicToItsLastEntry) {
+TEST(AppleDouble, ReadsEntries) {
   const std::string data = Header(2) + Entry(9, 50, 32) + Entry(2, 82, 4) + kFinderInfo + "fork";
   const auto read = AppleDouble::Parse(data);
   ASSERT_TRUE(read);
@@ -33,11 +33,11 @@ TEST(AppleDouble, IsReadFromItsMagicToItsLastEntry) {
   EXPECT_TRUE(read->Attributes().empty());
 }
 
-TEST(AppleDouble, IsNoneWithAnotherMagicOrVersionOrWithoutItsTable) {
+TEST(AppleDouble, RejectsOtherData) {
   const std::string whole = Header(1) + Entry(9, 38, 32) + kFinderInfo;
   ASSERT_TRUE(AppleDouble::Parse(whole));
   std::string single = whole;
-  single[3] = '\0';  // the magic of a file that holds the contents as well
+  single[3] = '\0';  // the magic of AppleSingle, which contains the file's contents too
   EXPECT_FALSE(AppleDouble::Parse(single));
   std::string old = whole;
   old[5] = '\1';
@@ -47,7 +47,7 @@ TEST(AppleDouble, IsNoneWithAnotherMagicOrVersionOrWithoutItsTable) {
   }
 }
 
-TEST(AppleDouble, HasNoEntryThatDoesNotLieInside) {
+TEST(AppleDouble, IgnoresEntriesOutsideData) {
   const std::string whole = Header(1) + Entry(9, 38, 32) + kFinderInfo;
   for (size_t size = 38; size < whole.size(); ++size) {
     const std::string cut = whole.substr(0, size);
@@ -64,7 +64,7 @@ TEST(AppleDouble, HasNoEntryThatDoesNotLieInside) {
   }
 }
 
-TEST(AppleDouble, TellsTheCreationDateInSecondsSince1970) {
+TEST(AppleDouble, ReadsCreationDate) {
   const auto creationOf = [](uint32_t stored) {
     const std::string data =
         Header(1) + Entry(8, 38, 16) + BigEndian32(stored) + std::string(12, '\0');
@@ -73,12 +73,12 @@ TEST(AppleDouble, TellsTheCreationDateInSecondsSince1970) {
   EXPECT_EQ(946'684'800, creationOf(0));
   EXPECT_EQ(946'684'800 + 290'000'000, creationOf(290'000'000));
   EXPECT_EQ(946'684'799, creationOf(0xFFFFFFFF));
-  EXPECT_FALSE(creationOf(0x80000000)) << "not known";
+  EXPECT_FALSE(creationOf(0x80000000)) << "unknown date";
   const std::string cut = Header(1) + Entry(8, 38, 3) + std::string(3, '\0');
   EXPECT_FALSE(AppleDouble::Parse(cut)->CreationSeconds());
 }
 
-TEST(AppleDouble, HasTheAttributesThatAMacPutBehindTheFinderInformation) {
+TEST(AppleDouble, ReadsAttributeTable) {
   const std::vector<MacAttribute> attributes = {{"com.apple.metadata:kMDItemFinderComment", "one"},
                                                 {"x", ""},
                                                 {"com.example.abc", std::string(300, 'z')}};
@@ -98,27 +98,28 @@ TEST(AppleDouble, HasTheAttributesThatAMacPutBehindTheFinderInformation) {
   }
 }
 
-TEST(AppleDouble, HasNoAttributesWhereTheTableIsBroken) {
+TEST(AppleDouble, RejectsBrokenAttributeTable) {
   const std::string whole = MakeSidecar(kFinderInfo, {{"name", "value"}}, "");
   const size_t entry = AppleDouble::Parse(whole)->Attributes().at(0).entryOffset;
-  const auto without = [&whole](size_t at, const std::string& bytes) {
+  const auto isRejectedWith = [&whole](size_t at, const std::string& bytes) {
     std::string broken = whole;
     broken.replace(at, bytes.size(), bytes);
     return AppleDouble::Parse(broken)->Attributes().empty();
   };
-  EXPECT_FALSE(without(0, BigEndian32(0x00051607))) << "the whole one has it";
-  EXPECT_TRUE(without(entry, BigEndian32(0xFFFFFFF0))) << "a value that begins behind the end";
-  EXPECT_TRUE(without(entry, BigEndian32(26))) << "a value in the table of the data's entries";
-  EXPECT_TRUE(without(entry, BigEndian32(static_cast<uint32_t>(entry - 1))))
-      << "one before its own";
-  EXPECT_TRUE(without(entry + 4, BigEndian32(0x10000))) << "a value that ends behind it";
-  EXPECT_TRUE(without(entry + 10, std::string(1, '\0'))) << "a name without length";
-  EXPECT_TRUE(without(entry + 10, std::string(1, '\3'))) << "a name without its zero";
-  EXPECT_TRUE(without(entry - 2, BigEndian16(2))) << "one more than there are";
-  EXPECT_TRUE(without(entry - 36, "ATTS"));
+  EXPECT_FALSE(isRejectedWith(0, BigEndian32(0x00051607))) << "unchanged data";
+  EXPECT_TRUE(isRejectedWith(entry, BigEndian32(0xFFFFFFF0))) << "a value after the end";
+  EXPECT_TRUE(isRejectedWith(entry, BigEndian32(26)))
+      << "a value in the table of the data's entries";
+  EXPECT_TRUE(isRejectedWith(entry, BigEndian32(static_cast<uint32_t>(entry - 1))))
+      << "a value before its entry";
+  EXPECT_TRUE(isRejectedWith(entry + 4, BigEndian32(0x10000))) << "a value that ends after the end";
+  EXPECT_TRUE(isRejectedWith(entry + 10, std::string(1, '\0'))) << "a name without length";
+  EXPECT_TRUE(isRejectedWith(entry + 10, std::string(1, '\3'))) << "a name without its zero";
+  EXPECT_TRUE(isRejectedWith(entry - 2, BigEndian16(2))) << "a count that is too large";
+  EXPECT_TRUE(isRejectedWith(entry - 36, "ATTS")) << "another magic";
 }
 
-TEST(SidecarName, IsTheItemsBehindADotAndALine) {
+TEST(SidecarName, PrefixesDotUnderscore) {
   EXPECT_EQ("._photo.jpg", SidecarName("photo.jpg"));
   EXPECT_TRUE(IsSidecarName("._photo.jpg"));
   EXPECT_TRUE(IsSidecarName("._."));

@@ -25,7 +25,7 @@ std::string SidecarWith(const std::string& property) {
   return MakeSidecar(kFinderInfo, attributes, "the fork");
 }
 
-// Laid out as netatalk does: 200 bytes for the comment, whatever its length, then the dates.
+// The layout of netatalk: 200 bytes reserved for the comment, then the dates.
 std::string NetatalkWith(const std::string& comment) {
   std::string data =
       BigEndian32(0x00051607) + BigEndian32(0x00020000) + std::string(16, '\0') + BigEndian16(3);
@@ -36,7 +36,7 @@ std::string NetatalkWith(const std::string& comment) {
   return data + std::string(16, '\1');
 }
 
-TEST(CommentForms, SayTheSameOfTheSameComment) {
+TEST(CommentForms, AllReadTheSameComment) {
   EXPECT_EQ(kComment, ReadPropertyForm(FromHex(kPropertyUtf16)));
   EXPECT_EQ(kComment, ReadPropertyForm(FromHex(kCommentOfSambaStream)));
   EXPECT_EQ(kComment, ReadAppleDoubleComment(SidecarWith(FromHex(kPropertyUtf16))));
@@ -44,7 +44,7 @@ TEST(CommentForms, SayTheSameOfTheSameComment) {
   EXPECT_EQ(kComment, ReadAppleDoubleComment(NetatalkWith("ask K\u00e4the")));
 }
 
-TEST(CommentForms, HaveNoCommentThatIsEmptyOrBroken) {
+TEST(CommentForms, EmptyOrBrokenIsNone) {
   EXPECT_FALSE(ReadPropertyForm(FromHex(kPropertyEmpty)));
   EXPECT_FALSE(ReadPropertyForm("ask"));
   EXPECT_FALSE(ReadAppleDoubleComment(SidecarWith("ask")));
@@ -53,7 +53,7 @@ TEST(CommentForms, HaveNoCommentThatIsEmptyOrBroken) {
   EXPECT_FALSE(ReadAppleDoubleComment(NetatalkWith("ask").substr(0, 96)));
 }
 
-TEST(CommentForms, AreFoundByTheNameOfTheirAttribute) {
+TEST(CommentForms, FoundByAttributeName) {
   ASSERT_NE(nullptr, FindCommentForm("user.com.apple.metadata:kMDItemFinderComment"));
   ASSERT_NE(nullptr, FindCommentForm("user.DosStream.com.apple.metadata\xEF\x80\xA2"
                                      "kMDItemFinderComment:$DATA"));
@@ -61,7 +61,7 @@ TEST(CommentForms, AreFoundByTheNameOfTheirAttribute) {
   EXPECT_EQ(nullptr, FindCommentForm(""));
 }
 
-TEST(ReplacePropertyForm, KeepsTheZeroThatSambaAdds) {
+TEST(ReplacePropertyForm, KeepsSambaZero) {
   const std::string list = WriteCommentPlist(u"new");
   EXPECT_EQ(list, ReplacePropertyForm(FromHex(kPropertyUtf16), u"new"));
   EXPECT_EQ(list, ReplacePropertyForm(FromHex(kPropertyEmpty), u"new"));
@@ -74,7 +74,7 @@ TEST(ReplacePropertyForm, KeepsTheZeroThatSambaAdds) {
   EXPECT_FALSE(ReplacePropertyForm("", u"new"));
 }
 
-// What of a sidecar is no comment.
+// Checks everything in the sidecar but the comment.
 void ExpectOtherEntriesKept(const std::string& sidecar, const std::string& original) {
   ASSERT_EQ(original.size(), sidecar.size());
   const auto data = AppleDouble::Parse(sidecar);
@@ -87,9 +87,9 @@ void ExpectOtherEntriesKept(const std::string& sidecar, const std::string& origi
   EXPECT_EQ("after", attributes[2].value);
 }
 
-TEST(ReplaceAppleDoubleComment, ChangesNothingElseInASidecar) {
+TEST(ReplaceAppleDoubleComment, KeepsOtherEntries) {
   const std::string original = SidecarWith(FromHex(kPropertyUtf16));
-  // Shorter, as long, longer than before but not than what is free, too long.
+  // Empty, short, as long as before, longer but within the free space, and empty again.
   const std::array<std::u16string, 5> comments = {u"", u"x", u"ask Kathe\u00e9",
                                                   std::u16string(18, u'y'), u""};
   for (const std::u16string& comment : comments) {
@@ -101,10 +101,10 @@ TEST(ReplaceAppleDoubleComment, ChangesNothingElseInASidecar) {
   const auto tooLong = ReplaceAppleDoubleComment(original, std::u16string(500, u'z'));
   ASSERT_TRUE(tooLong);
   ExpectOtherEntriesKept(*tooLong, original);
-  EXPECT_FALSE(ReadAppleDoubleComment(*tooLong)) << "no comment rather than the old one";
+  EXPECT_FALSE(ReadAppleDoubleComment(*tooLong)) << "no comment instead of the old one";
 }
 
-TEST(ReplaceAppleDoubleComment, GoesOnFittingInASidecar) {
+TEST(ReplaceAppleDoubleComment, RepeatedReplacement) {
   std::string sidecar = SidecarWith(FromHex(kPropertyUtf16));
   const std::string original = sidecar;
   for (size_t i = 0; i < 40; ++i) {
@@ -117,36 +117,36 @@ TEST(ReplaceAppleDoubleComment, GoesOnFittingInASidecar) {
   }
 }
 
-TEST(ReplaceAppleDoubleComment, FillsTheEntryThatHasOne) {
+TEST(ReplaceAppleDoubleComment, FillsCommentEntry) {
   const std::string original = NetatalkWith("ask");
   const auto longer = ReplaceAppleDoubleComment(original, u"ask K\u00e4the again");
   ASSERT_TRUE(longer);
   EXPECT_EQ(NetatalkWith("ask K\x8Athe again"), *longer);
   EXPECT_EQ(NetatalkWith("a"), ReplaceAppleDoubleComment(*longer, u"a"));
   EXPECT_EQ(NetatalkWith(""), ReplaceAppleDoubleComment(original, u""));
-  EXPECT_EQ(NetatalkWith(""), ReplaceAppleDoubleComment(original, u"\u4e2d")) << "no such letter";
+  EXPECT_EQ(NetatalkWith(""), ReplaceAppleDoubleComment(original, u"\u4e2d")) << "not Mac OS Roman";
   EXPECT_EQ(NetatalkWith(""), ReplaceAppleDoubleComment(original, std::u16string(201, u'x')));
   EXPECT_EQ(NetatalkWith(std::string(200, 'x')),
             ReplaceAppleDoubleComment(original, std::u16string(200, u'x')));
 }
 
-TEST(ReplaceAppleDoubleComment, LeavesWhatHasNoCommentOrIsBroken) {
+TEST(ReplaceAppleDoubleComment, RejectsOtherData) {
   EXPECT_FALSE(ReplaceAppleDoubleComment(NetatalkWith(""), u"x"));
   EXPECT_FALSE(ReplaceAppleDoubleComment(FromHex(kNetatalkOfSambaNetatalk), u"x"));
   EXPECT_FALSE(ReplaceAppleDoubleComment(MakeSidecar(kFinderInfo, {}, ""), u"x"));
   EXPECT_FALSE(ReplaceAppleDoubleComment(SidecarWith("ask"), u"x"));
   EXPECT_FALSE(ReplaceAppleDoubleComment("", u"x"));
   std::string overlapping = NetatalkWith("ask");
-  overlapping.replace(42, 4, BigEndian32(62));  // the comment in the Finder information
+  overlapping.replace(42, 4, BigEndian32(62));  // the comment inside the Finder information
   EXPECT_FALSE(ReplaceAppleDoubleComment(overlapping, u"x"));
-  overlapping.replace(42, 4, BigEndian32(26));  // and in the table of entries
+  overlapping.replace(42, 4, BigEndian32(26));  // the comment inside the table of entries
   EXPECT_FALSE(ReplaceAppleDoubleComment(overlapping, u"x"));
   std::string inTable = NetatalkWith("ask");
-  inTable.replace(30, 4, BigEndian32(61));  // the Finder information in the last byte of the table
+  inTable.replace(30, 4, BigEndian32(61));  // the Finder information begins inside the table
   EXPECT_FALSE(ReplaceAppleDoubleComment(inTable, u"x"));
   std::string shared = SidecarWith(FromHex(kPropertyUtf16));
   const auto attributes = AppleDouble::Parse(shared)->Attributes();
-  // Another attribute in the bytes of the comment.
+  // Another attribute shares the bytes of the comment.
   const size_t other = attributes[0].entryOffset;
   shared.replace(other, 4, shared.substr(attributes[1].entryOffset, 4));
   EXPECT_EQ(kComment, ReadAppleDoubleComment(shared));

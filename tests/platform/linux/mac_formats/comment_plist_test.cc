@@ -30,17 +30,17 @@ const std::array kLists = {
     ListRow{kPropertyLongUtf16, RepeatedText()},
 };
 
-TEST(ReadCommentPlist, ReadsWhatOtherProgramsWrite) {
+TEST(ReadCommentPlist, ReadsOtherProgramsLists) {
   for (const ListRow& row : kLists) EXPECT_EQ(row.text, ReadCommentPlist(FromHex(row.list)));
   EXPECT_EQ(u"ask K\u00e4the", ReadCommentPlist(FromHex(kCommentOfSambaStream)));
   EXPECT_EQ(u"ask K\u00e4the", ReadCommentPlist(FromHex(kCommentOfSambaNetatalk)));
 }
 
-TEST(WriteCommentPlist, WritesTheSameBytesAsTheyDo) {
+TEST(WriteCommentPlist, MatchesOtherPrograms) {
   for (const ListRow& row : kLists) EXPECT_EQ(FromHex(row.list), WriteCommentPlist(row.text));
 }
 
-TEST(WriteCommentPlist, IsReadBackAtEveryLength) {
+TEST(WriteCommentPlist, RoundTripsEveryLength) {
   for (const char16_t unit : {u'x', u'\u00e9', u'\xDC80'}) {
     for (const size_t length : {1U, 14U, 15U, 16U, 255U, 256U, 70'000U}) {
       const std::u16string text(length, unit);
@@ -50,7 +50,7 @@ TEST(WriteCommentPlist, IsReadBackAtEveryLength) {
   }
 }
 
-TEST(ReadCommentPlist, ReadsNothingElse) {
+TEST(ReadCommentPlist, RejectsOtherData) {
   EXPECT_FALSE(ReadCommentPlist(""));
   EXPECT_FALSE(ReadCommentPlist("to be checked"));
   EXPECT_FALSE(ReadCommentPlist("<?xml version=\"1.0\"?><plist><string>a</string></plist>"));
@@ -58,7 +58,7 @@ TEST(ReadCommentPlist, ReadsNothingElse) {
   EXPECT_FALSE(ReadCommentPlist(FromHex(kPropertyOfANumber)));
 }
 
-TEST(ReadCommentPlist, ReadsNothingThatIsCutShort) {
+TEST(ReadCommentPlist, RejectsTruncatedLists) {
   for (const ListRow& row : kLists) {
     const std::string list = FromHex(row.list);
     for (size_t size = 0; size < list.size(); ++size) {
@@ -67,7 +67,7 @@ TEST(ReadCommentPlist, ReadsNothingThatIsCutShort) {
   }
 }
 
-TEST(ReadCommentPlist, ReadsNothingBehindItsEnd) {
+TEST(ReadCommentPlist, RejectsOutOfBounds) {
   const std::string list = FromHex(kPropertyLong);
   const auto changed = [&list](size_t at, const std::string& digits) {
     std::string other = list;
@@ -75,20 +75,20 @@ TEST(ReadCommentPlist, ReadsNothingBehindItsEnd) {
     return ReadCommentPlist(other.replace(at, bytes.size(), bytes));
   };
   const size_t trailer = list.size() - 32;
-  EXPECT_TRUE(changed(0, "")) << "the list itself";
+  EXPECT_TRUE(changed(0, "")) << "the unchanged list";
   EXPECT_FALSE(changed(9, "13ffffffffffffffff")) << "a length of 64 bits";
-  EXPECT_FALSE(changed(10, "012d")) << "one unit more, which is the table's";
+  EXPECT_FALSE(changed(10, "012d")) << "one unit more, which would be in the table";
   EXPECT_FALSE(changed(9, "14")) << "a length of 16 bytes";
-  EXPECT_FALSE(changed(9, "21")) << "a length that is no number";
+  EXPECT_FALSE(changed(9, "21")) << "a length that is not a number";
   EXPECT_FALSE(changed(12, "80")) << "a unit that is not ASCII";
-  EXPECT_FALSE(changed(trailer + 6, "00")) << "entries without size";
-  EXPECT_FALSE(changed(trailer + 6, "09")) << "entries of nine bytes";
+  EXPECT_FALSE(changed(trailer + 6, "00")) << "table entries of size 0";
+  EXPECT_FALSE(changed(trailer + 6, "09")) << "table entries of nine bytes";
   EXPECT_FALSE(changed(trailer + 8, "0000000000000000")) << "no objects";
-  EXPECT_FALSE(changed(trailer + 16, "0000000000000001")) << "an object too far";
-  EXPECT_FALSE(changed(trailer + 24, "ffffffffffffffff")) << "a table behind the end";
-  EXPECT_FALSE(changed(trailer + 24, "0000000000000000")) << "a table in the head";
-  EXPECT_FALSE(changed(trailer - 2, "0000")) << "an object in the head";
-  EXPECT_FALSE(changed(trailer - 2, "0138")) << "an object in the table";
+  EXPECT_FALSE(changed(trailer + 16, "0000000000000001")) << "a root index that is too large";
+  EXPECT_FALSE(changed(trailer + 24, "ffffffffffffffff")) << "a table after the end";
+  EXPECT_FALSE(changed(trailer + 24, "0000000000000000")) << "a table inside the head";
+  EXPECT_FALSE(changed(trailer - 2, "0000")) << "an object inside the head";
+  EXPECT_FALSE(changed(trailer - 2, "0138")) << "an object inside the table";
 }
 
 }  // namespace

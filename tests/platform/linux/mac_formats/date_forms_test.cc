@@ -16,7 +16,7 @@ constexpr int64_t kSeconds = 1'236'143'167;  // 2009-03-04 05:06:07 UTC
 constexpr Timestamp kDate = {kSeconds, 123'456'700};
 constexpr Timestamp kWholeDate = {kSeconds, 0};
 
-TEST(ReadDosAttributesDate, KnowsTheVersionsThatTellADate) {
+TEST(ReadDosAttributesDate, ReadsVersionsWithDate) {
   EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(kDosAttributes1)));
   EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(kDosAttributes3)));
   EXPECT_EQ(kDate, ReadDosAttributesDate(FromHex(kDosAttributes4)));
@@ -25,26 +25,26 @@ TEST(ReadDosAttributesDate, KnowsTheVersionsThatTellADate) {
   EXPECT_EQ(kWholeDate, ReadDosAttributesDate(FromHex(kDosattribOfSambaStream)));
 }
 
-TEST(ReadDosAttributesDate, KnowsNoDateOfTheOthers) {
+TEST(ReadDosAttributesDate, RejectsOtherData) {
   EXPECT_FALSE(ReadDosAttributesDate(FromHex(kDosAttributes2)));
-  EXPECT_FALSE(ReadDosAttributesDate(std::string("0x20\0", 5))) << "the text alone";
+  EXPECT_FALSE(ReadDosAttributesDate(std::string("0x20\0", 5))) << "only the text";
   EXPECT_FALSE(ReadDosAttributesDate("0x20"));
   EXPECT_FALSE(ReadDosAttributesDate(""));
   EXPECT_FALSE(ReadDosAttributesDate(std::string(64, 'x')));
   std::string other = FromHex(kDosAttributes5);
   other[2] = other[4] = 6;
-  EXPECT_FALSE(ReadDosAttributesDate(other)) << "a version that is not known";
+  EXPECT_FALSE(ReadDosAttributesDate(other)) << "an unknown version";
   other[2] = 4;
-  EXPECT_FALSE(ReadDosAttributesDate(other)) << "two versions";
+  EXPECT_FALSE(ReadDosAttributesDate(other)) << "two different versions";
   std::string flagged = FromHex(kDosAttributes5);
   flagged[8] = 1;
-  EXPECT_FALSE(ReadDosAttributesDate(flagged)) << "the flag says that there is no date";
+  EXPECT_FALSE(ReadDosAttributesDate(flagged)) << "the flag for the date is not set";
   std::string zero = FromHex(kDosAttributes5);
   std::fill(zero.end() - 8, zero.end(), '\0');
   EXPECT_FALSE(ReadDosAttributesDate(zero));
 }
 
-TEST(ReadDosAttributesDate, KnowsNoDateThatIsCutShort) {
+TEST(ReadDosAttributesDate, RejectsTruncatedData) {
   const std::string first = FromHex(kDosAttributes1);
   const std::string third = FromHex(kDosAttributes3);
   const std::string fourth = FromHex(kDosAttributes4);
@@ -59,13 +59,13 @@ TEST(ReadDosAttributesDate, KnowsNoDateThatIsCutShort) {
   }
 }
 
-TEST(ReadAppleDoubleDate, IsTheOneThatSambaSetWithTheOther) {
+TEST(ReadAppleDoubleDate, MatchesSamba) {
   EXPECT_EQ(kWholeDate, ReadAppleDoubleDate(FromHex(kNetatalkOfSambaNetatalk)));
   EXPECT_FALSE(ReadAppleDoubleDate(FromHex(kAfpinfoOfSambaStream)));
   EXPECT_FALSE(ReadAppleDoubleDate(MakeSidecar(std::string(32, '1'), {}, "")));
 }
 
-TEST(NtTime, ComesBackWithoutWhatIsBelowItsTicks) {
+TEST(NtTime, RoundTripsToTicks) {
   const Timestamp exact = {kSeconds, 123'456'789};
   EXPECT_EQ(FromHex("01c99c86ecec6007"), WriteBigNtTime(exact));
   EXPECT_EQ(kDate, ReadBigNtTime(WriteBigNtTime(exact)));
@@ -76,9 +76,9 @@ TEST(NtTime, ComesBackWithoutWhatIsBelowItsTicks) {
   EXPECT_EQ(before1970, ReadBigNtTime(WriteBigNtTime(before1970)));
 }
 
-TEST(NtTime, HasNoDatesThatItCannotHold) {
+TEST(NtTime, RejectsOutOfRange) {
   EXPECT_EQ("", WriteBigNtTime({-11'644'473'601, 999'999'999}));
-  EXPECT_EQ("", WriteBigNtTime({-11'644'473'600, 99})) << "would be zero, which is none";
+  EXPECT_EQ("", WriteBigNtTime({-11'644'473'600, 99})) << "0 means no date";
   EXPECT_EQ("", WriteBigNtTime({std::numeric_limits<int64_t>::max(), 0}));
   EXPECT_EQ("", WriteNativeNtTime({std::numeric_limits<int64_t>::min(), 0}));
   EXPECT_FALSE(ReadBigNtTime(std::string(8, '\0')));

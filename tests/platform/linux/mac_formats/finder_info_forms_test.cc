@@ -10,14 +10,14 @@
 namespace tessary::test {
 namespace {
 
-// Type "TEXT", creator "ttxt", invisible: what was written over Samba.
+// Type "TEXT", creator "ttxt", invisible: as written over Samba.
 const std::string kInfo = std::string("TEXTttxt\x40", 9) + std::string(23, '\0');
 
 std::string TextOf(const std::optional<FinderBytes>& bytes) {
   return bytes ? std::string(bytes->begin(), bytes->end()) : "none";
 }
 
-TEST(FinderInfoForms, SayTheSameOfTheSameInformation) {
+TEST(FinderInfoForms, AllReadTheSameInfo) {
   EXPECT_EQ(kInfo, TextOf(ReadRawFinderInfo(kInfo)));
   EXPECT_EQ(kInfo, TextOf(ReadAppleDoubleFinderInfo(FromHex(kNetatalkOfSambaNetatalk))));
   EXPECT_EQ(kInfo, TextOf(ReadAppleDoubleFinderInfo(MakeSidecar(kInfo, {{"a", "b"}}, "fork"))));
@@ -25,7 +25,7 @@ TEST(FinderInfoForms, SayTheSameOfTheSameInformation) {
   EXPECT_EQ("TEXTttxt" + std::string(24, '\0'), TextOf(ReadHfsTypeAndCreator("TEXT", "ttxt")));
 }
 
-TEST(FinderInfoForms, ReadNothingThatIsCutShort) {
+TEST(FinderInfoForms, RejectTruncatedData) {
   const std::string netatalk = FromHex(kNetatalkOfSambaNetatalk);
   const std::string sidecar = MakeSidecar(kInfo, {}, "");
   const std::string afpInfo = FromHex(kAfpinfoOfSambaStream);
@@ -43,7 +43,7 @@ TEST(FinderInfoForms, ReadNothingThatIsCutShort) {
   }
 }
 
-TEST(FinderInfoForms, ReadNothingOfAnotherFormOrSize) {
+TEST(FinderInfoForms, RejectOtherFormsAndSizes) {
   EXPECT_FALSE(ReadRawFinderInfo(kInfo + '\0'));
   EXPECT_FALSE(ReadAfpInfo("AFPX" + FromHex(kAfpinfoOfSambaStream).substr(4)));
   EXPECT_FALSE(ReadAppleDoubleFinderInfo(FromHex(kAfpinfoOfSambaStream)));
@@ -52,7 +52,7 @@ TEST(FinderInfoForms, ReadNothingOfAnotherFormOrSize) {
   EXPECT_FALSE(ReadHfsTypeAndCreator("TEXT", "ttxt "));
 }
 
-TEST(FinderInfoForms, TakeInformationThatIsAllZeroForNone) {
+TEST(FinderInfoForms, AllZeroIsNone) {
   const std::string none(32, '\0');
   EXPECT_FALSE(ReadRawFinderInfo(none));
   EXPECT_FALSE(ReadAppleDoubleFinderInfo(MakeSidecar(none, {}, "fork")));
@@ -60,7 +60,7 @@ TEST(FinderInfoForms, TakeInformationThatIsAllZeroForNone) {
   EXPECT_FALSE(ReadHfsTypeAndCreator(std::string(4, '\0'), std::string(4, '\0')));
 }
 
-TEST(MakePortable, NamesWhatStandsElsewhereForAnAttributeOfAMacsVolume) {
+TEST(MakePortable, ConvertsHfsAttributes) {
   const auto plus = MakePortable("osx.com.apple.FinderInfo", kInfo, "");
   ASSERT_TRUE(plus);
   EXPECT_EQ("user.com.apple.FinderInfo", plus->name);

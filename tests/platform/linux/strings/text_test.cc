@@ -12,7 +12,7 @@
 namespace tessary::test {
 namespace {
 
-// The well-formed sequences of several bytes: the range of each byte, by the first one.
+// The forms of well-formed multi-byte sequences: the range of each byte.
 struct SequenceForm {
   size_t length;
   std::array<unsigned char, 4> from;
@@ -42,7 +42,7 @@ bool BeginsWithForm(const std::string& text, size_t at, const SequenceForm& form
   return true;
 }
 
-// True when `text` consists of ASCII and the sequences of the table.
+// True if `text` consists of ASCII and sequences of the table.
 bool IsMadeOfForms(const std::string& text) {
   size_t at = 0;
   while (at < text.size()) {
@@ -85,13 +85,13 @@ const std::vector<TextRow> kIllFormed = {
     {"\xED\xBF\xBF", {0xDCED, 0xDCBF, 0xDCBF}},              // a low surrogate
     {"\xF4\x90\x80\x80", {0xDCF4, 0xDC90, 0xDC80, 0xDC80}},  // beyond U+10FFFF
     {"\xF8\x88\x80\x80\x80", {0xDCF8, 0xDC88, 0xDC80, 0xDC80, 0xDC80}},
-    {"\xE2\x82", {0xDCE2, 0xDC82}},  // cut short
+    {"\xE2\x82", {0xDCE2, 0xDC82}},  // truncated
     {"\xE2\x82z", {0xDCE2, 0xDC82, u'z'}},
     {"\xF0\x9F\x93\xC3\xA9", {0xDCF0, 0xDC9F, 0xDC93, 0x00E9}},
     {"\xF0\x9F\x93\x81\x80", {0xD83D, 0xDCC1, 0xDC80}},
 };
 
-TEST(Text, ConvertsWellFormedTextBothWays) {
+TEST(Text, ConvertsWellFormedText) {
   for (const TextRow& row : kWellFormed) {
     EXPECT_EQ(row.utf16, Utf16FromUtf8(row.utf8)) << row.utf8;
     EXPECT_EQ(row.utf8, Utf8FromUtf16(row.utf16)) << row.utf8;
@@ -99,7 +99,7 @@ TEST(Text, ConvertsWellFormedTextBothWays) {
   }
 }
 
-TEST(Text, CarriesEachIllFormedByteAsALoneSurrogate) {
+TEST(Text, EscapesIllFormedBytes) {
   for (const TextRow& row : kIllFormed) {
     EXPECT_EQ(row.utf16, Utf16FromUtf8(row.utf8)) << testing::PrintToString(row.utf8);
     EXPECT_EQ(row.utf8, Utf8FromUtf16(row.utf16)) << testing::PrintToString(row.utf8);
@@ -107,7 +107,7 @@ TEST(Text, CarriesEachIllFormedByteAsALoneSurrogate) {
   }
 }
 
-TEST(Text, SeesWhatIsNotAsciiAtEveryPlaceInAText) {
+TEST(Text, NonAsciiAtEveryPosition) {
   for (size_t at = 0; at < 20; ++at) {
     for (const auto& [utf8, utf16] : std::vector<TextRow>{{"\x7F", u"\x7F"},
                                                           {"\xC2\x80", {0x80}},
@@ -122,7 +122,7 @@ TEST(Text, SeesWhatIsNotAsciiAtEveryPlaceInAText) {
   }
 }
 
-TEST(Text, WritesOtherLoneSurrogatesInTheirThreeByteForm) {
+TEST(Text, OtherLoneSurrogates) {
   EXPECT_EQ("\xED\xA0\x80", Utf8FromUtf16(std::u16string{0xD800}));
   EXPECT_EQ("\xED\xAF\xBF.", Utf8FromUtf16(std::u16string{0xDBFF, u'.'}));
   EXPECT_EQ("\xED\xB0\x80", Utf8FromUtf16(std::u16string{0xDC00}));
@@ -131,11 +131,11 @@ TEST(Text, WritesOtherLoneSurrogatesInTheirThreeByteForm) {
   EXPECT_EQ("\xED\xBF\xBF", Utf8FromUtf16(std::u16string{0xDFFF}));
 }
 
-TEST(Text, TakesACarrierBehindAHighSurrogateAsOneCharacter) {
+TEST(Text, HighSurrogateBeforeEscape) {
   EXPECT_EQ("\xF0\x90\x82\x80", Utf8FromUtf16(std::u16string{0xD800, 0xDC80}));
 }
 
-TEST(Text, GivesBackEveryStringOfUpToTwoBytes) {
+TEST(Text, RoundTripsShortStrings) {
   EXPECT_EQ("", Utf8FromUtf16(Utf16FromUtf8("")));
   size_t failures = 0;
   for (size_t length = 1; length <= 2; ++length) {
@@ -148,8 +148,8 @@ TEST(Text, GivesBackEveryStringOfUpToTwoBytes) {
   EXPECT_EQ(0U, failures);
 }
 
-// The bytes at which the table's ranges begin and end, and those beside them.
-TEST(Text, KnowsTheWellFormedSequencesAmongAllOfTheirBoundaryBytes) {
+// All sequences of four bytes from those at the ends of the table's ranges, and next to them.
+TEST(Text, BoundaryBytes) {
   const std::string edges(
       "\x00\x41\x7F\x80\x81\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xEC\xED\xEE\xEF\xF0\xF1"
       "\xF3\xF4\xF5\xFF",
@@ -172,7 +172,7 @@ TEST(Text, KnowsTheWellFormedSequencesAmongAllOfTheirBoundaryBytes) {
   EXPECT_GT(wellFormed, 0U);
 }
 
-TEST(Text, GivesBackRandomByteStrings) {
+TEST(Text, RoundTripsRandomBytes) {
   std::mt19937 random(20261121);  // NOLINT(bugprone-random-generator-seed): the same in every run
   std::uniform_int_distribution<size_t> lengths(0, 300);
   std::uniform_int_distribution<int> bytes(0, 255);
@@ -199,7 +199,7 @@ const LowercaseRow kRows[] = {
     {u"", u""},
     {u"JPG", u"jpg"},
     {u"tar.GZ", u"tar.gz"},
-    {u"@[`{09", u"@[`{09"},  // the neighbours of the ASCII letters
+    {u"@[`{09", u"@[`{09"},  // next to the ASCII letters
     {u"\u00c4\u00d6\u00dc\u00df",
      u"\u00e4\u00f6\u00fc\u00df"},                     // Latin-1; sharp s has no upper case
     {u"\u0391\u03a9", u"\u03b1\u03c9"},                // Greek
@@ -209,13 +209,13 @@ const LowercaseRow kRows[] = {
     {{0xdc80, u'A', 0xd800}, {0xdc80, u'a', 0xd800}},  // lone surrogates
 };
 
-TEST(CFStringLowercase, LowersEveryScriptAndKeepsTheRest) {
+TEST(CFStringLowercase, EveryScript) {
   for (const LowercaseRow& row : kRows) {
     EXPECT_EQ(row.lower, CFStringLowercase(row.text)) << Utf8FromUtf16(row.text);
   }
 }
 
-TEST(CFStringLowercase, DoesNotFollowTheLocale) {
+TEST(CFStringLowercase, IgnoresLocale) {
   const std::string saved = std::setlocale(LC_ALL, nullptr);
   ASSERT_NE(nullptr, std::setlocale(LC_ALL, "C"));
   for (const LowercaseRow& row : kRows) EXPECT_EQ(row.lower, CFStringLowercase(row.text));

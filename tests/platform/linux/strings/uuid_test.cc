@@ -8,7 +8,7 @@
 namespace tessary::test {
 namespace {
 
-TEST(CFUUIDCreateString, MakesARandomUuidInUpperCase) {
+TEST(CFUUIDCreateString, RandomUpperCaseUuid) {
   for (int i = 0; i < 1000; ++i) {
     const auto uuid = CFUUIDCreateString();
     ASSERT_TRUE(uuid);
@@ -18,7 +18,7 @@ TEST(CFUUIDCreateString, MakesARandomUuidInUpperCase) {
   }
 }
 
-TEST(CFUUIDCreateString, NeverRepeats) {
+TEST(CFUUIDCreateString, ValuesAreUnique) {
   std::set<std::string> made;
   for (int i = 0; i < 1000; ++i) made.insert(CFUUIDCreateString().value_or(""));
   EXPECT_EQ(1000U, made.size());

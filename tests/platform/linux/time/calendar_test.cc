@@ -10,7 +10,7 @@
 #include "tests/support/temporary_folder.h"
 
 #ifdef TESSARY_SANITIZE
-// The C library's newlocale does not release the list of folders that it makes of LOCPATH.
+// The C library's newlocale leaks the list of folders that it makes from LOCPATH.
 extern "C" const char* __lsan_default_suppressions();   // NOLINT(bugprone-reserved-identifier)
 extern "C" const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
   return "leak:__argz_add_sep\n";
@@ -22,7 +22,7 @@ namespace {
 
 constexpr char kDayFormat[] = "%b %d, %Y";
 
-// The locale settings of a process, as its environment gives them.
+// Sets the environment variables that determine the locale, for the lifetime of the object.
 class LocaleSettings {
  public:
   LocaleSettings(const std::string& folder, const std::string& all, const std::string& time,
@@ -37,12 +37,13 @@ class LocaleSettings {
   EnvironmentVariable path_, all_, time_, type_, lang_;
 };
 
-// Compiles a locale into `folder`; false where its sources or the compiler are not installed.
+// Compiles a locale into `folder`. Returns false if localedef or the locale's source is not
+// installed.
 bool CompileLocale(const std::string& folder, const std::string& name, const std::string& source,
                    const std::string& codeset) {
   const std::string command = "localedef --no-archive -i " + source + " -f " + codeset + " '" +
                               folder + "/" + name + "' >/dev/null 2>&1";
-  // It answers failure for mere warnings too.
+  // The status is ignored because localedef also fails for warnings.
   const int ignored = std::system(command.c_str());  // NOLINT(cert-env33-c)
   (void)ignored;
   return Exists(folder + "/" + name + "/LC_TIME");
@@ -53,7 +54,7 @@ std::string DayOf(const NSCalendarDate& date) {
   return DescriptionWithCalendarFormat(date, kDayFormat, locale ? &*locale : nullptr);
 }
 
-TEST(DescriptionWithCalendarFormat, WritesTheConversionsItKnows) {
+TEST(DescriptionWithCalendarFormat, Conversions) {
   const NSCalendarDate date = {2009, 3, 4};
   EXPECT_EQ("Mar 04, 2009", DescriptionWithCalendarFormat(date, kDayFormat, nullptr));
   EXPECT_EQ("2009", DescriptionWithCalendarFormat(date, "%Y", nullptr));
@@ -61,19 +62,19 @@ TEST(DescriptionWithCalendarFormat, WritesTheConversionsItKnows) {
   EXPECT_EQ("", DescriptionWithCalendarFormat(date, "", nullptr));
 }
 
-TEST(DescriptionWithCalendarFormat, CopiesOtherConversionsAsTheyStand) {
+TEST(DescriptionWithCalendarFormat, OtherConversions) {
   const NSCalendarDate date = {2009, 3, 4};
   EXPECT_EQ("%H:%M %", DescriptionWithCalendarFormat(date, "%H:%M %", nullptr));
   EXPECT_EQ("%H2009", DescriptionWithCalendarFormat(date, "%H%Y", nullptr));
 }
 
-TEST(DescriptionWithCalendarFormat, WritesFourDigitsOfTheYearAtLeast) {
+TEST(DescriptionWithCalendarFormat, PadsYear) {
   EXPECT_EQ("0033", DescriptionWithCalendarFormat({33, 1, 1}, "%Y", nullptr));
   EXPECT_EQ("-0005", DescriptionWithCalendarFormat({-5, 1, 1}, "%Y", nullptr));
   EXPECT_EQ("12345", DescriptionWithCalendarFormat({12345, 1, 1}, "%Y", nullptr));
 }
 
-TEST(DescriptionWithCalendarFormat, KnowsTheTwelveEnglishMonths) {
+TEST(DescriptionWithCalendarFormat, EnglishMonths) {
   std::string months;
   for (int month = 1; month <= 12; ++month) {
     months += DescriptionWithCalendarFormat({2009, month, 31}, "%b%d ", nullptr);
@@ -81,21 +82,21 @@ TEST(DescriptionWithCalendarFormat, KnowsTheTwelveEnglishMonths) {
   EXPECT_EQ("Jan31 Feb31 Mar31 Apr31 May31 Jun31 Jul31 Aug31 Sep31 Oct31 Nov31 Dec31 ", months);
 }
 
-TEST(DescriptionWithCalendarFormat, NamesTheMonthInTheLocale) {
+TEST(DescriptionWithCalendarFormat, LocaleMonths) {
   DateLocale locale;
   locale.shortMonthNames[2] = "M\xC3\xA4r";
   EXPECT_EQ("M\xC3\xA4r 04, 2009",
             DescriptionWithCalendarFormat({2009, 3, 4}, kDayFormat, &locale));
 }
 
-TEST(CopyUserDateLocale, IsNoneForTheUnlocalisedOnes) {
+TEST(CopyUserDateLocale, NoneForUnlocalised) {
   for (const char* name : {"C", "POSIX", "C.UTF-8", "C.utf8", ""}) {
     const LocaleSettings settings("/usr/lib/locale", "", name, "");
     EXPECT_FALSE(CopyUserDateLocale()) << name;
   }
 }
 
-TEST(CopyUserDateLocale, IsNoneForALocaleThatIsNotInstalled) {
+TEST(CopyUserDateLocale, NoneIfNotInstalled) {
   const TemporaryFolder empty;
   for (const char* name : {"xx_XX.UTF-8", "../etc", "de_DE.UTF-8@nowhere", "\xFF"}) {
     const LocaleSettings settings(empty.path(), "", name, "");
@@ -104,11 +105,11 @@ TEST(CopyUserDateLocale, IsNoneForALocaleThatIsNotInstalled) {
   }
 }
 
-TEST(CopyUserDateLocale, TakesTheMonthNamesOfTheLocaleInItsOwnCodeset) {
+TEST(CopyUserDateLocale, ConvertsCodeset) {
   const TemporaryFolder locales;
   if (!CompileLocale(locales.path(), "de_DE.UTF-8", "de_DE", "UTF-8") ||
       !CompileLocale(locales.path(), "de_DE.ISO-8859-1", "de_DE", "ISO-8859-1")) {
-    GTEST_SKIP() << "localedef or the sources of the locales are not installed";
+    GTEST_SKIP() << "localedef or the locale sources are not installed";
   }
   for (const char* name : {"de_DE.UTF-8", "de_DE.ISO-8859-1"}) {
     const LocaleSettings settings(locales.path(), "", name, "C");
@@ -117,11 +118,11 @@ TEST(CopyUserDateLocale, TakesTheMonthNamesOfTheLocaleInItsOwnCodeset) {
   }
 }
 
-TEST(CopyUserDateLocale, LooksAtLcAllThenLcTimeThenLang) {
+TEST(CopyUserDateLocale, VariablePrecedence) {
   const TemporaryFolder locales;
   if (!CompileLocale(locales.path(), "de_DE.UTF-8", "de_DE", "UTF-8") ||
       !CompileLocale(locales.path(), "fr_FR.UTF-8", "fr_FR", "UTF-8")) {
-    GTEST_SKIP() << "localedef or the sources of the locales are not installed";
+    GTEST_SKIP() << "localedef or the locale sources are not installed";
   }
   const std::string german = "Dez 01, 2009";
   const std::string french =
@@ -144,7 +145,7 @@ TEST(CopyUserDateLocale, LooksAtLcAllThenLcTimeThenLang) {
   }
 }
 
-TEST(CalendarDateFromTimestamp, IsThatOfTheLocalTimeZone) {
+TEST(CalendarDateFromTimestamp, UsesLocalTimeZone) {
   const Timestamp newYear = {1230768000, 0};  // 2009-01-01 00:00 UTC
   const Timestamp before = {1230767999, 999'999'999};
   {
@@ -164,7 +165,7 @@ TEST(CalendarDateFromTimestamp, IsThatOfTheLocalTimeZone) {
   }
 }
 
-TEST(CalendarDateFromTimestamp, ReachesBeforeTheYear1970) {
+TEST(CalendarDateFromTimestamp, Before1970) {
   const TimeZone zone("UTC");
   const auto date = CalendarDateFromTimestamp({-1, 999'999'999});
   ASSERT_TRUE(date);
@@ -173,7 +174,7 @@ TEST(CalendarDateFromTimestamp, ReachesBeforeTheYear1970) {
   EXPECT_EQ(31, date->day);
 }
 
-TEST(CalendarDateFromTimestamp, IsNoneBeyondTheCalendar) {
+TEST(CalendarDateFromTimestamp, NoneOutOfRange) {
   EXPECT_FALSE(CalendarDateFromTimestamp({std::numeric_limits<int64_t>::max(), 0}));
   EXPECT_FALSE(CalendarDateFromTimestamp({std::numeric_limits<int64_t>::min(), 0}));
 }
