@@ -285,7 +285,7 @@ TEST_F(RealLimits, OfPathsPassOverWhatLiesTooDeep) {
     const SupervisedResult result = RunWithoutFaults(
         {"aggregate", "--recurse", "--kind", kind, "--move", source, destination}, config_.path());
     EXPECT_EQ(3, result.exitStatus) << kind;
-    EXPECT_THAT(result.output, HasSubstr(" was left: ")) << kind;
+    EXPECT_THAT(result.output, HasSubstr(": not filed: ")) << kind;
   }
   const auto filed = static_cast<int>(FilesBelow(destination).size());
   EXPECT_GT(filed, 5);
