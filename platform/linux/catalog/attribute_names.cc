@@ -15,7 +15,7 @@ namespace {
 // The cache entry of the object whose attributes are requested, or null. The entry of a link is
 // that of the link itself, so it cannot hold the attributes of the link's target.
 CachedStat* FindCachedStat(const Place& place, LinkHandling linkHandling) {
-  CachedStat* cached = Catalog::Get().statCache().Find(place);
+  CachedStat* cached = Catalog::Get().stats().Find(place);
   if (cached == nullptr || linkHandling == LinkHandling::kNoFollow) return cached;
   return KindOf(cached->info) == NodeKind::kLink ? nullptr : cached;
 }

@@ -18,7 +18,7 @@ NSAutoreleasePool::NSAutoreleasePool()
 
 NSAutoreleasePool::~NSAutoreleasePool() {
   // Unused cache entries still hold folder descriptors, which would keep a filesystem busy.
-  Catalog::Get().statCache().CloseUnusedFolders();
+  Catalog::Get().stats().CloseUnusedFolders();
   Catalog::Get().folders().ReleaseTo(folderMark_);
   Catalog::Get().names().ReleaseTo(nameMark_);
 }

@@ -22,7 +22,7 @@ class Catalog {
 
   NameTable& names() { return names_; }
   FolderTable& folders() { return folders_; }
-  StatCache& statCache() { return statCache_; }
+  StatCache& stats() { return statCache_; }
 
   // Opens the folder that holds the object of a reference and writes the object's place. Does not
   // stat the object: it may be gone or replaced. The place of "/" is the name "/" in "/". Returns

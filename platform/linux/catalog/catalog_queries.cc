@@ -75,9 +75,9 @@ Status FSGetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap whichInfo, FSCatal
   return noErr;
 }
 
-FSStatCacheScope::FSStatCacheScope() { Catalog::Get().statCache().Begin(); }
+FSStatCacheScope::FSStatCacheScope() { Catalog::Get().stats().Begin(); }
 
-FSStatCacheScope::~FSStatCacheScope() { Catalog::Get().statCache().End(); }
+FSStatCacheScope::~FSStatCacheScope() { Catalog::Get().stats().End(); }
 
 // kSpecial counts as "may be": an entry has that kind too if its stat failed during the listing.
 bool FSMayBeFolder(const FSRef& ref) {

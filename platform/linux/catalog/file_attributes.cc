@@ -25,7 +25,7 @@ Status ReadDates(const std::string& path, Place* place, struct statx* info) {
   if (status == noErr) status = Catalog::Get().folders().Open(folder, &place->folder);
   if (status != noErr) return status;
   // Dates follow links, and the cached stat of a link is that of the link itself.
-  const CachedStat* cached = Catalog::Get().statCache().Find(folder, place->name);
+  const CachedStat* cached = Catalog::Get().stats().Find(folder, place->name);
   if (cached != nullptr && KindOf(cached->info) != NodeKind::kLink) {
     *info = cached->info;
     return noErr;

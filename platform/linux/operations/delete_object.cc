@@ -61,7 +61,7 @@ Status FSDeleteObject(const FSRef& ref) {
   if (reference.parent == 0) return fBsyErr;
   Place place = cached->place;
   const bool isFolder = S_ISDIR(cached->info.stx_mode);
-  Catalog::Get().statCache().Forget(reference.parent, place.name);
+  Catalog::Get().stats().Forget(reference.parent, place.name);
   std::optional<ItemWithSidecar> item;
   if (const Status found = FindWithSidecarToDelete(reference.parent, &place, &item)) return found;
   if (item) return DeleteReferenceWithSidecar(reference, place, *item);
@@ -83,7 +83,7 @@ int PosixUnlink(const char* path) {
   if (FindPlaceOfPath(path, &number, &place.name) != noErr) return ENOENT;
   if (number == 0) return EISDIR;
   if (Catalog::Get().folders().Open(number, &place.folder) != noErr) return ENOENT;
-  Catalog::Get().statCache().Forget(number, place.name);
+  Catalog::Get().stats().Forget(number, place.name);
   int error = 0;
   const auto unlinkItem = [&] {
     error = unlinkat(place.descriptor(), place.name.c_str(), 0) == 0 ? 0 : errno;

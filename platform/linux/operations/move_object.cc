@@ -25,7 +25,7 @@ Status FindSourceAndTarget(const FSRef& source, const FSRef& folder, const std::
   if (status != noErr) return status;
   if (reference.parent == 0) return paramErr;
   *from = cached->place;
-  catalog.statCache().Forget(reference.parent, from->name);
+  catalog.stats().Forget(reference.parent, from->name);
   return FindTarget(folder, newName, from->name, to);
 }
 
@@ -81,7 +81,7 @@ Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target) {
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
   if (status == noErr) status = MakeTargetRefFromStat(cached->info, to, target);
-  catalog.statCache().Forget(reference.parent, from.name);
+  catalog.stats().Forget(reference.parent, from.name);
   return status;
 }
 

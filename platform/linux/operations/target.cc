@@ -38,7 +38,7 @@ Status TransferWithSidecar(const ItemWithSidecar& item, const Target& target,
 
 Status MakeTargetRef(const Target& target, FSRef* ref) {
   Catalog& catalog = Catalog::Get();
-  catalog.statCache().Forget(target.folder, target.place.name);
+  catalog.stats().Forget(target.folder, target.place.name);
   Reference made;
   const Status status = catalog.LookUp(target.folder, target.place.name, &made);
   if (status == noErr) *ref = RefOf(made);
@@ -50,7 +50,7 @@ Status MakeTargetRefFromStat(const struct statx& info, const Target& target, FSR
     return MakeTargetRef(target, ref);
   }
   Catalog& catalog = Catalog::Get();
-  catalog.statCache().Insert(target.folder, target.place, info);
+  catalog.stats().Insert(target.folder, target.place, info);
   *ref = RefOf(catalog.MakeReference(target.folder, target.place.name, info));
   return noErr;
 }

@@ -20,7 +20,7 @@ TEST(FSTryFastCopy, CopiesSmallFile) {
   WriteFile(folder / "a.txt", "a");
   SetModificationDate(folder / "a.txt", 1'236'168'000);
   MakeFolder(folder / "to");
-  const FSStatCacheScope step;
+  const FSStatCacheScope scope;
   FSRef target;
   ASSERT_EQ(noErr, FSTryFastCopy(RefAt(folder / "a.txt"), RefAt(folder / "to"), &target));
   EXPECT_EQ("a", ReadFile(folder / "to/a.txt"));
