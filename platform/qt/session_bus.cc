@@ -18,7 +18,7 @@
 namespace tessary {
 namespace {
 
-constexpr int kForwardTimeout = 5000;  // milliseconds; the other instance answers at once
+constexpr int kForwardTimeout = 5000;  // milliseconds; the other instance answers immediately
 
 constexpr char kDescription[] = R"(
   <interface name="org.freedesktop.Application">
@@ -66,21 +66,20 @@ std::function<void()> RequestOf(const QDBusMessage& call, const BusRequests& req
   const bool isApplication = interface == kApplicationInterface || interface.isEmpty();
   const bool isService = interface == kServiceInterface || interface.isEmpty();
   if (isApplication && method == "Activate" && signature == "a{sv}") {
-    return [ask = requests.activate, token = TokenOf(arguments[0])] { ask(token); };
+    return [handler = requests.activate, token = TokenOf(arguments[0])] { handler(token); };
   }
   if (isApplication && method == "Open" && signature == "asa{sv}") {
-    return [ask = requests.open, uris = ToStrings(arguments[0]), token = TokenOf(arguments[1])] {
-      ask(uris, token);
-    };
+    return [handler = requests.open, uris = ToStrings(arguments[0]),
+            token = TokenOf(arguments[1])] { handler(uris, token); };
   }
   if (isApplication && method == "ActivateAction" && signature == "sava{sv}") {
-    return [ask = requests.performAction, action = arguments[0].toString().toStdString()] {
-      ask(action);
+    return [handler = requests.performAction, action = arguments[0].toString().toStdString()] {
+      handler(action);
     };
   }
   if (isService && method == "Perform" && signature == "sas") {
-    return [ask = requests.perform, message = arguments[0].toString().toStdString(),
-            uris = ToStrings(arguments[1])] { ask(message, uris); };
+    return [handler = requests.perform, message = arguments[0].toString().toStdString(),
+            uris = ToStrings(arguments[1])] { handler(message, uris); };
   }
   return nullptr;
 }

@@ -198,7 +198,7 @@ TreeAspects Conformance::PreservedAspects() const {
           .owners = traits_.hasOwners,
           .times = traits_.hasNanosecondDates,
           .linkTimes = traits_.hasNanosecondDates && traits_.hasDatesOfLinks,
-          // The creation date goes into one. What else is kept of them has its own cases.
+          // A copy adds the creation-date attribute. Other cases check the attributes.
           .attributes = false,
           .hardLinks = traits_.hasHardLinks};
 }

@@ -71,7 +71,7 @@ class Conformance : public testing::TestWithParam<TransferConfig> {
   void MakeFileAndPackage() const;
 
   // Moves or copies, as configured, an item of the source folder into the destination folder, under
-  // its own name or a new one.
+  // its own name or a new one. Expects a valid reference to the target exactly on success.
   Status Transfer(const std::string& name, const std::string& newName = {});
 
   // Moves or copies any object into any folder.
