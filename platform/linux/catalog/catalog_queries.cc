@@ -105,7 +105,13 @@ Status FSCompareFSRefs(const FSRef& first, const FSRef& second) {
   const Reference a = ReferenceOf(first);
   const Reference b = ReferenceOf(second);
   if (a.IsNone() || b.IsNone()) return errFSRefsDifferent;
-  return a.GetIdentity().Matches(b.GetIdentity()) ? noErr : errFSRefsDifferent;
+  if (a.GetIdentity().Equals(b.GetIdentity())) return noErr;
+  // Without stable inode numbers the two may be one object all the same, if they are in one place.
+  const NameTable& names = Catalog::Get().names();
+  const bool isSamePlace = a.parent == b.parent && a.parent != 0 &&
+                           names.NameOf(a) == names.NameOf(b) &&
+                           a.GetIdentity().Matches(b.GetIdentity());
+  return isSamePlace ? noErr : errFSRefsDifferent;
 }
 
 Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* child) {

@@ -8,6 +8,7 @@
 #include <functional>
 #include <utility>
 
+#include "platform/linux/catalog/volume.h"
 #include "platform/linux/descriptors/descriptor_limit.h"
 #include "platform/linux/errors.h"
 
@@ -57,11 +58,12 @@ void NameTable::ReleaseTo(size_t mark) {
 
 size_t FolderTable::KeyHash::operator()(const Key& key) const {
   const uint64_t place = static_cast<uint64_t>(key.device) << 32 | key.parent;
-  return std::hash<uint64_t>()(key.inode * 0x9E3779B97F4A7C15 ^ place);
+  return std::hash<uint64_t>()(key.nameHash * 0x9E3779B97F4A7C15 ^ place);
 }
 
-FolderTable::Key FolderTable::KeyOf(const Reference& reference) {
-  return {reference.inode, reference.device, reference.parent};
+FolderTable::Key FolderTable::KeyOf(const Reference& reference) const {
+  return {std::hash<std::string_view>()(names_->NameOf(reference)), reference.device,
+          reference.parent};
 }
 
 uint32_t FolderTable::FindByReference(const Reference& reference) const {
@@ -78,6 +80,8 @@ uint32_t FolderTable::Intern(const Reference& reference) {
   if (const uint32_t known = FindByReference(reference); known != 0) return known;
   auto folder = std::make_unique<Folder>();
   folder->self = reference;
+  const Key key = KeyOf(reference);
+  folder->nameHash = key.nameHash;
   if (reference.parent == 0) {
     folder->path = "/";
   } else {
@@ -92,7 +96,7 @@ uint32_t FolderTable::Intern(const Reference& reference) {
   folders_.push_back(std::move(folder));
   const auto number = static_cast<uint32_t>(folders_.size());
   if (!folders_.back()->path.empty()) byPath_[folders_.back()->path] = number;
-  byKey_.emplace(KeyOf(reference), number);
+  byKey_.emplace(key, number);
   return number;
 }
 
@@ -183,6 +187,8 @@ Status FolderTable::OpenVerified(int above, const char* path, uint32_t number,
   if (!opened) return errno == ENOTDIR || errno == ELOOP ? errFSNotAFolder : LastError();
   struct statx info = {};
   if (statx(opened.get(), "", AT_EMPTY_PATH, kIdentityMask, &info) != 0) return LastError();
+  // Examines the filesystem, so that Matches knows whether its inode numbers are stable.
+  (void)VolumeOf(folder.self.device, opened.get());
   if (!Identity::Of(info).Matches(folder.self.GetIdentity())) return fnfErr;
   FolderHandle held = std::make_shared<const UniqueFd>(std::move(opened));
   openFolders_.push_front(number);
@@ -227,7 +233,8 @@ void FolderTable::ForgetPathIfStale(const std::string& path) {
   if (folder == nullptr) return;
   struct statx info = {};
   const int result = statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, kIdentityMask, &info);
-  const bool isThere = result == 0 && Identity::Of(info).Matches(folder->self.GetIdentity());
+  const bool isThere = result == 0 && S_ISDIR(info.stx_mode) &&
+                       Identity::Of(info).Matches(folder->self.GetIdentity());
   if (!isThere) byPath_.erase(path);
 }
 
@@ -246,7 +253,8 @@ void FolderTable::ReleaseTo(size_t mark) {
     if (folder.hasSidecars) --foldersWithSidecars_;
     const auto named = byPath_.find(folder.path);  // none is found for no path
     if (named != byPath_.end() && named->second == number) byPath_.erase(named);
-    const auto [first, last] = byKey_.equal_range(KeyOf(folder.self));
+    const auto [first, last] =
+        byKey_.equal_range({folder.nameHash, folder.self.device, folder.self.parent});
     for (auto it = first; it != last; ++it) {
       if (it->second != number) continue;
       byKey_.erase(it);

@@ -38,6 +38,7 @@ using FolderHandle = std::shared_ptr<const UniqueFd>;
 // A folder that references lead through.
 struct Folder {
   Reference self;
+  uint64_t nameHash = 0;  // of the name of `self`, which may be released before the folder
   std::string path;  // absolute, without links; "/" for the root; none where the kernel takes none
                      // of that length
   FolderHandle descriptor;
@@ -101,9 +102,10 @@ class FolderTable {
   void ReleaseTo(size_t mark);
 
  private:
-  // What tells interned folders apart; two paths to one folder are two of them.
+  // Finds interned folders by place. The identity is compared as well. Two paths to one folder are two
+  // interned folders.
   struct Key {
-    uint64_t inode;
+    uint64_t nameHash;
     uint32_t device;
     uint32_t parent;
     bool operator==(const Key&) const = default;
@@ -112,7 +114,7 @@ class FolderTable {
     size_t operator()(const Key& key) const;
   };
 
-  static Key KeyOf(const Reference& reference);
+  Key KeyOf(const Reference& reference) const;
   uint32_t FindByReference(const Reference& reference) const;
   Status OpenUncached(uint32_t number, FolderHandle* handle);
   Status OpenVerified(int above, const char* path, uint32_t number, FolderHandle* handle);

@@ -13,6 +13,11 @@
 // The contents of an FSRef on Linux.
 namespace tessary {
 
+// True for a device whose filesystem gives an untouched object another inode number once the kernel
+// has dropped it from memory: FAT, exFAT and most FUSE drivers. False for a device that VolumeOf
+// has not examined in this run (platform/linux/catalog/volume.h).
+bool HasUnstableInodes(uint32_t device);
+
 enum class NodeKind : uint8_t { kNone = 0, kFile, kFolder, kLink, kSpecial };
 
 // What identifies an object, independent of its name. The birth time is part of it because the
@@ -27,11 +32,25 @@ struct Identity {
   // The identity in a statx result that was asked for with kIdentityMask.
   static Identity Of(const struct statx& info);
 
-  // True if both identities may be of the same object. A birth time that is unknown on one side is
-  // not compared: a reference made from a directory entry has none.
+  // True if both identify the same object. Both must have been read while something kept the object
+  // in memory, an open descriptor for example: otherwise a filesystem without stable inode numbers
+  // may have renumbered it. A birth time that is unknown on one side is not
+  // compared: a reference made from a directory entry has none.
+  bool Equals(const Identity& other) const {
+    return inode == other.inode && device == other.device && IsBirthCompatible(other);
+  }
+
+  // True if the object that `other` identifies, found later under the same name in the same
+  // verified folder, can be this one. Like Equals, but inode numbers are not compared on
+  // filesystems on which they change while nobody touches the object.
   bool Matches(const Identity& other) const {
-    return inode == other.inode && device == other.device &&
-           (birth == other.birth || birth == 0 || other.birth == 0);
+    return Equals(other) ||
+           (device == other.device && IsBirthCompatible(other) && HasUnstableInodes(device));
+  }
+
+ private:
+  bool IsBirthCompatible(const Identity& other) const {
+    return birth == other.birth || birth == 0 || other.birth == 0;
   }
 };
 

@@ -89,6 +89,14 @@ bool HasNtfsDates(uint32_t magic, const std::string& path) {
          static_cast<ssize_t>(date.size());
 }
 
+// FAT and exFAT have no inode numbers: the kernel invents one for each object that it loads. So
+// does libfuse for most FUSE drivers. The driver of NTFS, which is recognised by its dates, has
+// stable ones.
+bool HasUnstableInodes(uint32_t magic, bool hasNtfsDates) {
+  if (magic == FUSE_SUPER_MAGIC) return !hasNtfsDates;
+  return magic == MSDOS_SUPER_MAGIC || magic == kExfatMagic;
+}
+
 // True if an ext4 filesystem has a journal, which is seen by the kernel task that writes it. ext4
 // can be created without a journal, and ext2 has the same magic number and none.
 bool HasExt4Journal(uint32_t device) {
@@ -112,9 +120,11 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
   // The filesystems with reliable entries are local and driven by the kernel itself. That also
   // makes their write errors immediate, their attributes coherent and their leases reliable.
   const bool isLocal = HasReliableEntries(magic);
-  return {isLocal,
+  const bool hasNtfsDates = HasNtfsDates(magic, path);
+  return {HasUnstableInodes(magic, hasNtfsDates),
+          isLocal,
           HasWindowsNames(magic, device),
-          HasNtfsDates(magic, path),
+          hasNtfsDates,
           magic == kCifsMagic || magic == kSmb2Magic,
           isLocal,
           isLocal,
@@ -166,6 +176,11 @@ const Volume& VolumeAt(uint32_t device, const std::string& path) {
 }
 
 void ForgetVolumes() { gVolumes.clear(); }
+
+bool HasUnstableInodes(uint32_t device) {
+  const Volume* known = FindVolume(device);
+  return known != nullptr && known->hasUnstableInodes;
+}
 
 std::string NameOnVolume(std::string_view name, const Volume& volume) {
   std::string result(name);

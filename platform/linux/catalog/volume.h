@@ -9,6 +9,8 @@ namespace tessary {
 // The properties of a mounted filesystem. All false means an unknown one, for which the safe and
 // slower way is taken everywhere.
 struct Volume {
+  // An untouched object has another inode number once the kernel has dropped it from memory.
+  bool hasUnstableInodes = false;
   // d_ino and d_type of a directory entry equal what statx returns, for everything but folders.
   bool hasReliableEntries = false;
   // The filesystem refuses names with characters that Windows does not allow.

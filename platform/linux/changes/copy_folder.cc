@@ -101,7 +101,7 @@ class FolderCopy : public TreeVisitor {
   // lead back in. The walk then meets the copy itself, and would never end.
   Status EnterFolder(int /*folder*/, const char* name, const struct statx& info,
                      int /*opened*/) override {
-    if (Identity::Of(info).Matches(own_)) return badMovErr;
+    if (Identity::Of(info).Equals(own_)) return badMovErr;
     copied_->manifest.Add(name, info);
     // Only the owner has access until it is complete; LeaveFolder sets the final mode.
     if (mkdirat(chain_.fd(), name, 0700) != 0) return LastError();

@@ -141,8 +141,8 @@ bool LiesWithin(int folder, int parent, const char* name) {
   Identity last;
   while (true) {
     if (ReadObjectInfo(current, "", &info) != noErr) return false;
-    if (Identity::Of(info).Matches(Identity::Of(wanted))) return true;
-    if (Identity::Of(info).Matches(last)) return false;  // "/" is its own parent
+    if (Identity::Of(info).Equals(Identity::Of(wanted))) return true;
+    if (Identity::Of(info).Equals(last)) return false;  // "/" is its own parent
     last = Identity::Of(info);
     UniqueFd next(openat(current, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!next) return false;

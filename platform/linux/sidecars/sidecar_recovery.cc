@@ -41,7 +41,7 @@ bool IsUntouched(const std::optional<struct statx>& info, const ObjectFingerprin
 
 bool AreHardLinks(const std::optional<struct statx>& one,
                   const std::optional<struct statx>& other) {
-  return one && other && one->stx_nlink > 1 && Identity::Of(*one).Matches(Identity::Of(*other));
+  return one && other && one->stx_nlink > 1 && Identity::Of(*one).Equals(Identity::Of(*other));
 }
 
 bool IsEmpty(int folder, const std::string& name, const struct statx& info) {
