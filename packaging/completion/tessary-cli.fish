@@ -58,7 +58,7 @@ complete -c tessary-cli -n $aggregate -l copy -d 'Copy files'
 complete -c tessary-cli -n $aggregate -l move -d 'Move files'
 complete -c tessary-cli -n $aggregate -l replace -d 'Permanently delete existing files of the same name'
 complete -c tessary-cli -n $aggregate -l preserve-comments -d 'Copy comments too'
-complete -c tessary-cli -n $aggregate -l whole-application -d 'File all of an application'
+complete -c tessary-cli -n $aggregate -l whole-application -d 'Sort all of an application'
 
 complete -c tessary-cli -n '__tessary_cli_follows defaults' -a read -d 'Print all settings, or one'
 complete -c tessary-cli -n '__tessary_cli_follows defaults' -a write -d 'Store a setting'

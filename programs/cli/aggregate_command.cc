@@ -1,6 +1,7 @@
 #include "programs/cli/aggregate_command.h"
 
 #include <chrono>
+#include <functional>
 #include <new>
 #include <optional>
 #include <set>
@@ -52,7 +53,7 @@ void PrintWarnings() {
 
 std::string DescribeMissingResources(const std::string& source) {
   return source +
-         ": the application has no readable resources folder; use --whole-application to file all "
+         ": the application has no readable resources folder; use --whole-application to sort all "
          "of it";
 }
 
@@ -61,7 +62,7 @@ bool IsUnlogged(ItemOutcome outcome) {
          outcome == ItemOutcome::kFailedUnloggedInYearFolder;
 }
 
-void Observe(const std::string& path, ItemOutcome outcome, Run* run) try {
+void Observe(Run* run, const std::string& path, ItemOutcome outcome) try {
   run->totals.Count(path, outcome);
   if (outcome == ItemOutcome::kFolderNotListed) {
     run->unlistedFolders.insert(path);
@@ -77,7 +78,7 @@ void Observe(const std::string& path, ItemOutcome outcome, Run* run) try {
 
 // Files `source`, on which ResolveRunSource decided. The destination is created only once the
 // source is known to be usable.
-void FileSource(const FSRef& source, const AggregateOptions& options, Run* run) {
+void FileSource(const AggregateOptions& options, Run* run, const FSRef& source) {
   run->problem.clear();
   FSRef destination;
   if (!CheckRunSource(source, options.source, &run->problem) ||
@@ -93,15 +94,6 @@ void FileSource(const FSRef& source, const AggregateOptions& options, Run* run) 
   AggregateFolder(source, destination);
   run->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   run->progress.reset();
-}
-
-EngineHooks MakeHooks(const AggregateOptions& options, Run* run) {
-  return {
-      .showProgressText = [run](const std::string& text, int) { run->progress->ShowText(text); },
-      .runAggregation = [&options, run](const FSRef& source) { FileSource(source, options, run); },
-      .observeItem = [run](const std::string& path,
-                           ItemOutcome outcome) { Observe(path, outcome, run); },
-  };
 }
 
 void PrintUnlogged(const Run& run) {
@@ -146,7 +138,11 @@ ExitStatus Aggregate(const AggregateOptions& options) {
   Run run;
   // Stays if ResolveRunSource starts no run, which it does not report.
   run.problem = DescribeMissingResources(options.source);
-  const ScopedHooks hooks(MakeHooks(options, &run));
+  const ScopedHooks hooks({
+      .showProgressText = [&run](const std::string& text, int) { run.progress->ShowText(text); },
+      .runAggregation = std::bind_front(FileSource, std::cref(options), &run),
+      .observeItem = std::bind_front(Observe, &run),
+  });
   FSRef source;
   if (OpenSource(options.source, &source, &run.problem)) ResolveRunSource(source);
   if (run.seconds) return Conclude(run);

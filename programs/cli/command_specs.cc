@@ -28,7 +28,7 @@ constexpr std::array kAggregateOptions = {
                "non-empty folder (ReplaceFilesBySameName)"},
     OptionSpec{"--preserve-comments", "", "copy comments too (PreserveComments: false)"},
     OptionSpec{"--whole-application", "",
-               "if SOURCE is an application, file all of it instead\n"
+               "if SOURCE is an application, sort all of it instead\n"
                "of its resources (AggregateAppResourcesOnly: true)"},
 };
 
@@ -74,7 +74,7 @@ constinit const CommandSpec kAggregateSpec = {
     .usage = "  tessary-cli aggregate [OPTION]... SOURCE DESTINATION\n",
     .description =
         "Sorts the files in SOURCE into subfolders of DESTINATION, one for each value of\n"
-        "a key. DESTINATION is created if its parent exists. Packages are filed whole.\n"
+        "a key. DESTINATION is created if its parent exists. Packages are sorted whole.\n"
         "Skipped: files without a key, dotfiles, and files with the Mac invisible flag.\n"
         "A file whose name exists already gets a distinct name.\n"
         "\n"
@@ -114,7 +114,7 @@ constinit const CommandSpec kDefaultsSpec = {
         "  QuitWhenDone               true: the desktop program quits after a run\n"
         "  RecurseFolders             true: descend into subfolders\n"
         "  ReplaceFilesBySameName     true: delete existing files of the same name\n"
-        "  AggregateAppResourcesOnly  true: file all of an application,\n"
+        "  AggregateAppResourcesOnly  true: sort all of an application,\n"
         "                             not only its resources\n"
         "  PreserveComments           false: copy comments too\n"
         "\n"

@@ -13,17 +13,16 @@ namespace {
 
 constexpr std::chrono::milliseconds kRedrawInterval(100);
 
-// Back to the first column, and erase to the end of the line.
+// Returns to the first column and erases to the end of the line.
 constexpr std::string_view kEraseLine = "\r\x1b[K";
 
-// Conservative: to take a narrow character for a wide one cuts a little early, the reverse would
-// let the line run over its end. Below lie the scripts and signs that are narrow everywhere but for
-// the leading Hangul letters.
+// The columns that a character takes, or more: a line that is cut early is harmless, a line that
+// wraps is not. Everything below U+2300 is narrow, except the leading Hangul letters.
 int ColumnsOf(char16_t unit) {
   return unit >= 0x2300 || (unit >= 0x1100 && unit <= 0x115F) ? 2 : 1;
 }
 
-// The byte that a lone low surrogate stands for.
+// A lone low surrogate stands for a byte that is not valid UTF-8.
 std::string EscapeByte(char16_t unit) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   return {'\\', 'x', kDigits[(unit >> 4) & 0xF], kDigits[unit & 0xF]};
@@ -64,7 +63,7 @@ void ProgressLine::RedrawWhenDue() {
   nextRedraw_ = time + kRedrawInterval;
   const std::optional<int> columns = GetConsoleColumns();
   if (!columns) return;
-  // A character in the last column would leave some terminals on the next line.
+  // Some terminals wrap after a character in the last column, so that it stays empty.
   line_ = FitToColumns(LineText(time), *columns - 1);
   Draw();
 }
@@ -80,7 +79,7 @@ void ProgressLine::Erase() const {
 std::string ProgressLine::LineText(Time time) const {
   const double seconds = std::chrono::duration<double>(time - start_).count();
   std::string line = std::to_string(itemCount_) + (itemCount_ == 1 ? " item" : " items");
-  // A rate over less than a second says nothing yet.
+  // A rate over less than a second would be meaningless.
   if (seconds >= 1) {
     const auto rate = static_cast<uint64_t>(static_cast<double>(itemCount_) / seconds);
     line += ", " + std::to_string(rate) + "/s";

@@ -8,15 +8,15 @@
 
 namespace tessary {
 
-// The line at the foot of a terminal that shows how a run gets on: the number of items handled, how
-// many a second, and the latest progress text. It is drawn on standard error, brought up to date at
-// most ten times a second, and makes way for each line of the log. Where standard error is no
-// terminal it does nothing at all. One at a time, as it holds the hooks of the log while it lives.
+// The last line of a terminal during a run: the number of items handled, the rate, and the latest
+// progress text. It is drawn on standard error, at most ten times a second, and erased for each
+// line of the log. Does nothing if standard error is not a terminal. Only one may exist at a time,
+// because it owns the log's hooks.
 class ProgressLine {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
-  // `now` tells the time.
+  // `now` returns the current time.
   explicit ProgressLine(std::function<Time()> now = std::chrono::steady_clock::now);
 
   // Erases the line.
@@ -25,7 +25,7 @@ class ProgressLine {
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;
 
-  // One more item has been handled.
+  // Counts one item.
   void CountItem();
 
   // Shows the text after the count.
@@ -43,11 +43,11 @@ class ProgressLine {
   Time nextRedraw_;
   uint64_t itemCount_ = 0;
   std::string text_;
-  std::string line_;  // as drawn, empty while nothing is
+  std::string line_;  // as drawn; empty before the first time
 };
 
-// As much of the beginning of the UTF-8 `text` as fits into `columns` columns of a terminal, never
-// a part of a character. Control characters and bytes that are no UTF-8 are written as escapes. A
+// The longest prefix of the UTF-8 `text` that fits into `columns` columns of a terminal, cut
+// between characters. Control characters and bytes that are not valid UTF-8 become escapes. A
 // character that may be two columns wide counts as two.
 std::string FitToColumns(std::string_view text, int columns);
 

@@ -27,7 +27,7 @@ constexpr std::string_view kAction = R"(<action>
 	<name xml:lang="ja">Tessaryで集約…</name>
 	<unique-id>org.tessary.Tessary-aggregate</unique-id>
 	<command>tessary --aggregate %U</command>
-	<description>File the contents of the folder into subfolders</description>
+	<description>Sort the contents of the folder into subfolders</description>
 	<description xml:lang="de">Den Inhalt des Ordners in Unterordner einsortieren</description>
 	<description xml:lang="es">Clasificar el contenido de la carpeta en subcarpetas</description>
 	<description xml:lang="fr">Classer le contenu du dossier dans des sous-dossiers</description>

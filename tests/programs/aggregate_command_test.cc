@@ -11,7 +11,7 @@
 
 #include "tests/programs/aggregate_fixture.h"
 
-// The program as a user or a script runs it.
+// Runs of the command as a user or a script starts it.
 namespace tessary::test {
 namespace {
 
@@ -29,7 +29,7 @@ using AggregateCommand = AggregateTest;
 
 // The kinds.
 
-TEST_F(AggregateCommand, CopiesByExtensionWhenNothingIsStored) {
+TEST_F(AggregateCommand, CopiesByExtensionByDefault) {
   FillSource();
   const std::vector<std::string> before = DescribeTree(At("source"));
   const ProgramResult result = Aggregate({});
@@ -52,7 +52,7 @@ TEST_F(AggregateCommand, MovesByExtension) {
   EXPECT_EQ("newline", ReadFile(At("destination/txt/new\nline.txt")));
 }
 
-TEST_F(AggregateCommand, FilesByFileType) {
+TEST_F(AggregateCommand, SortsByFileType) {
   WriteFile(At("source/mapped.odd"));
   WriteFile(At("source/unmapped.unheard"));
   WriteFile(MappingPath(), ".odd \"ODD\"\n");
@@ -64,7 +64,7 @@ TEST_F(AggregateCommand, FilesByFileType) {
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("ABCD/typed", "ODD /mapped.odd"));
 }
 
-TEST_F(AggregateCommand, FilesByMimeType) {
+TEST_F(AggregateCommand, SortsByMimeType) {
   WriteFile(At("source/photo.jpg"));
   WriteFile(At("source/strange.unheard"));
   const ProgramResult result = Aggregate({"--kind=mime-type"});
@@ -74,7 +74,7 @@ TEST_F(AggregateCommand, FilesByMimeType) {
               ElementsAre("application:unheard/strange.unheard", "image:jpeg/photo.jpg"));
 }
 
-TEST_F(AggregateCommand, FilesByModificationDateCountingEachItemOnce) {
+TEST_F(AggregateCommand, SortsByModificationDate) {
   FillSource();
   fs::remove(At("source/dangling.txt"));
   const ProgramResult result = Aggregate({"--kind=modification-date"});
@@ -86,7 +86,7 @@ TEST_F(AggregateCommand, FilesByModificationDateCountingEachItemOnce) {
                                    "2009/Mar 04, 2009/hard.txt", "2009/Mar 04, 2009/none"));
 }
 
-TEST_F(AggregateCommand, FilesByCreationDate) {
+TEST_F(AggregateCommand, SortsByCreationDate) {
   WriteFile(At("source/a.txt"));
   if (!SetAttribute(At("source/a.txt"), "user.tessary.creation-date",
                     "2008-02-03T04:05:06.000000000Z")) {
@@ -98,16 +98,16 @@ TEST_F(AggregateCommand, FilesByCreationDate) {
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("2008/Feb 03, 2008/a.txt"));
 }
 
-TEST_F(AggregateCommand, NamesTheMonthsInTheLanguageOfTheUser) {
+TEST_F(AggregateCommand, NamesMonthsInUserLanguage) {
   const std::string command =
       "localedef --no-archive -i de_DE -f UTF-8 '" + At("de_DE.UTF-8") + "' >/dev/null 2>&1";
-  // It answers failure for mere warnings too.
+  // It fails for mere warnings too.
   const int ignored = std::system(command.c_str());
   (void)ignored;
   if (!Exists(At("de_DE.UTF-8/LC_TIME"))) GTEST_SKIP() << "no sources of locales are installed";
   WriteFile(At("source/a.txt"));
   SetModificationDate(At("source/a.txt"), kMarch2009);
-  // The C library itself loses the text of LOCPATH, which a sanitized program would end with.
+  // The C library leaks the text of LOCPATH, which a sanitizer would report.
   const ProgramSetup german = {.environment = {{"LOCPATH", At("")},
                                                {"LC_ALL", "de_DE.UTF-8"},
                                                {"ASAN_OPTIONS", "detect_leaks=0"}}};
@@ -117,7 +117,7 @@ TEST_F(AggregateCommand, NamesTheMonthsInTheLanguageOfTheUser) {
 
 // Options over settings.
 
-TEST_F(AggregateCommand, LaysOptionsOverStoredSettingsAndWritesNothing) {
+TEST_F(AggregateCommand, OptionsOverrideStoredSettings) {
   const std::string stored =
       "# mine\nTessaryType = 3\nFileOperation = 2\nRecurseFolders = false\nUnknown = \"x\"\n";
   WriteFile(PreferencesPath(), stored);
@@ -140,13 +140,13 @@ TEST_F(AggregateCommand, AppliesStoredSettings) {
   EXPECT_THAT(FilesBelow(At("source")), IsEmpty());
 }
 
-TEST_F(AggregateCommand, MakesNoPreferencesFile) {
+TEST_F(AggregateCommand, CreatesNoPreferencesFile) {
   WriteFile(At("source/a.txt"));
   EXPECT_EQ(0, Aggregate({"--move", "--replace", "--kind=mime-type"}).status);
   EXPECT_THAT(NamesIn(At("config")), IsEmpty());
 }
 
-TEST_F(AggregateCommand, KeepsBothFilesUnlessToldToReplace) {
+TEST_F(AggregateCommand, KeepsBothFilesByDefault) {
   WriteFile(At("source/a.txt"), "new");
   WriteFile(At("destination/txt/a.txt"), "old");
   EXPECT_EQ(0, Aggregate({}).status);
@@ -155,7 +155,7 @@ TEST_F(AggregateCommand, KeepsBothFilesUnlessToldToReplace) {
   EXPECT_EQ("old", ReadFile(At("destination/txt/a.txt")));
 }
 
-TEST_F(AggregateCommand, ReplacesWhenTold) {
+TEST_F(AggregateCommand, ReplacesOnRequest) {
   WriteFile(At("source/a.txt"), "new");
   WriteFile(At("destination/txt/a.txt"), "old");
   EXPECT_EQ(0, Aggregate({"--replace"}).status);
@@ -163,7 +163,7 @@ TEST_F(AggregateCommand, ReplacesWhenTold) {
   EXPECT_EQ("new", ReadFile(At("destination/txt/a.txt")));
 }
 
-TEST_F(AggregateCommand, ReducesAnApplicationToItsResourcesUnlessToldOtherwise) {
+TEST_F(AggregateCommand, SortsApplicationResourcesByDefault) {
   WriteFile(At("Some.app/Contents/Info.plist"));
   WriteFile(At("Some.app/Contents/Resources/icon.png"));
   EXPECT_EQ(0, Run({"aggregate", "--recurse", At("Some.app"), At("resources")}).status);
@@ -174,21 +174,21 @@ TEST_F(AggregateCommand, ReducesAnApplicationToItsResourcesUnlessToldOtherwise) 
   EXPECT_THAT(FilesBelow(At("whole")), ElementsAre("plist/Info.plist", "png/icon.png"));
 }
 
-// Statuses of a run.
+// Exit statuses.
 
-TEST_F(AggregateCommand, EndsWithThreeWhereSomeItemsCouldNotBeFiled) {
+TEST_F(AggregateCommand, ExitsWithThreeIfSomeItemsFail) {
   WriteFile(At("source/a.txt"));
   WriteFile(At("source/b.md"));
-  WriteFile(At("destination/txt"), "in the way");
+  WriteFile(At("destination/txt"), "existing");
   const ProgramResult result = Aggregate({"--move"});
   EXPECT_EQ(3, result.status);
   EXPECT_THAT(result.output, StartsWith("1 filed, 0 skipped, 1 failed in "));
   EXPECT_TRUE(Exists(At("source/a.txt")));
-  EXPECT_EQ("in the way", ReadFile(At("destination/txt")));
+  EXPECT_EQ("existing", ReadFile(At("destination/txt")));
   EXPECT_THAT(result.LogMessages(), Contains(HasSubstr("could not be moved to")));
 }
 
-TEST_F(AggregateCommand, EndsWithThreeWhereTheDestinationCannotBeWritten) {
+TEST_F(AggregateCommand, ExitsWithThreeIfDestinationIsReadOnly) {
   OpenToOrdinaryUser();
   WriteFile(At("source/a.txt"));
   EXPECT_EQ(0, chmod(At("destination").c_str(), 0555));
@@ -199,12 +199,12 @@ TEST_F(AggregateCommand, EndsWithThreeWhereTheDestinationCannotBeWritten) {
   EXPECT_EQ(before, DescribeTree(At("")));
 }
 
-TEST_F(AggregateCommand, EndsWithTheStatusOfTheRunWhateverTheSettingsSayOfQuitting) {
+TEST_F(AggregateCommand, IgnoresQuitWhenDone) {
   WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
   WriteFile(At("source/a.txt"));
   EXPECT_EQ(0, Aggregate({}).status);
   WriteFile(At("source/b.md"));
-  WriteFile(At("destination/md"), "in the way");
+  WriteFile(At("destination/md"), "existing");
   const ProgramResult result = Aggregate({"--move"});
   EXPECT_EQ(3, result.status);
   EXPECT_THAT(result.output, StartsWith("1 filed, 0 skipped, 1 failed in "));
@@ -212,7 +212,7 @@ TEST_F(AggregateCommand, EndsWithTheStatusOfTheRunWhateverTheSettingsSayOfQuitti
   EXPECT_EQ("QuitWhenDone = true\n", ReadFile(PreferencesPath()));
 }
 
-TEST_F(AggregateCommand, SaysNothingButItsLogAndItsSummary) {
+TEST_F(AggregateCommand, PrintsLogAndSummaryOnly) {
   WriteFile(At("source/a.txt"));
   const ProgramResult result = Aggregate({"--move"});
   EXPECT_THAT(result.LogMessages(),
@@ -221,13 +221,13 @@ TEST_F(AggregateCommand, SaysNothingButItsLogAndItsSummary) {
   EXPECT_THAT(result.output, MatchesRegex("1 filed, 0 skipped, 0 failed in [0-9]+\\.[0-9] s\n"));
 }
 
-TEST_F(AggregateCommand, FilesNothingOfAnEmptySource) {
+TEST_F(AggregateCommand, AcceptsEmptySource) {
   const ProgramResult result = Aggregate({});
   EXPECT_EQ(0, result.status);
   EXPECT_THAT(result.output, StartsWith("0 filed, 0 skipped, 0 failed in "));
 }
 
-TEST_F(AggregateCommand, CountsWhatIsInPlaceAlreadyAsLeft) {
+TEST_F(AggregateCommand, SkipsItemsInTheRightFolder) {
   WriteFile(At("destination/txt/a.txt"), "in place");
   const ProgramResult result =
       Run({"aggregate", "--recurse", "--move", At("destination/txt"), At("destination")});
@@ -238,7 +238,7 @@ TEST_F(AggregateCommand, CountsWhatIsInPlaceAlreadyAsLeft) {
 
 // Sources and destinations.
 
-TEST_F(AggregateCommand, FollowsALinkToTheSource) {
+TEST_F(AggregateCommand, FollowsLinkToSource) {
   WriteFile(At("source/a.txt"));
   MakeLink("source", At("link"));
   EXPECT_EQ(0, Run({"aggregate", "--move", At("link"), At("destination")}).status);
@@ -246,26 +246,26 @@ TEST_F(AggregateCommand, FollowsALinkToTheSource) {
   EXPECT_TRUE(Exists(At("link")));
 }
 
-TEST_F(AggregateCommand, FollowsALinkToTheDestination) {
+TEST_F(AggregateCommand, FollowsLinkToDestination) {
   WriteFile(At("source/a.txt"));
   MakeLink("destination", At("link"));
   EXPECT_EQ(0, Run({"aggregate", At("source"), At("link")}).status);
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("txt/a.txt"));
 }
 
-TEST_F(AggregateCommand, TakesPathsRelativeToTheWorkingFolder) {
+TEST_F(AggregateCommand, AcceptsRelativePaths) {
   WriteFile(At("source/a.txt"));
   EXPECT_EQ(0, Run({"aggregate", ".", "../made"}, {.folder = At("source")}).status);
   EXPECT_THAT(FilesBelow(At("made")), ElementsAre("txt/a.txt"));
 }
 
-TEST_F(AggregateCommand, TakesADestinationInsideTheSource) {
+TEST_F(AggregateCommand, AcceptsDestinationInsideSource) {
   WriteFile(At("source/a.txt"));
   EXPECT_EQ(0, Run({"aggregate", "--move", ".", "made"}, {.folder = At("source")}).status);
   EXPECT_THAT(FilesBelow(At("source")), ElementsAre("made/txt/a.txt"));
 }
 
-TEST_F(AggregateCommand, MakesAMissingDestinationUnderTheNameThatWasTyped) {
+TEST_F(AggregateCommand, CreatesDestinationUnderTypedName) {
   WriteFile(At("source/a.txt"));
   for (const std::string name :
        {"plain", "a:b", "caf\xe9", "new\nline", "-dash", ".dotted", "slashes//"}) {

@@ -77,7 +77,7 @@ TEST_F(AggregateErrors, RefusesApplicationWithoutResources) {
   ExpectError({"aggregate", At("Some.app"), At("made")},
               At("Some.app") +
                   ": the application has no readable resources folder; use "
-                  "--whole-application to file all of it");
+                  "--whole-application to sort all of it");
 }
 
 TEST_F(AggregateErrors, RefusesSourceAsDestination) {

@@ -15,7 +15,7 @@ class AggregateTest : public ProgramTest {
  protected:
   AggregateTest();
 
-  // A few files of the awkward kinds, all modified on one day of 2009.
+  // Creates files with unusual names and types, all modified on one day of 2009.
   void FillSource() const;
 };
 

@@ -11,7 +11,7 @@
 
 #include "tests/programs/program.h"
 
-// Comments, from the attribute of a file to that of the filed one.
+// Comments, from the attribute of a source file to that of the moved or copied file.
 namespace tessary::test {
 namespace {
 
@@ -28,7 +28,7 @@ std::optional<std::string> CommentAt(const std::string& path) {
   return text;
 }
 
-// A source and a destination, each on the disk of the tests or in memory.
+// Where source and destination are: on the disk of the tests or in memory.
 struct Locations {
   const char* name;
   bool isSourceInMemory;
@@ -89,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(OnDiskAndInMemory, Comments,
                                          Locations{"MemoryToDisk", true, false}),
                          [](const auto& row) { return row.param.name; });
 
-TEST_P(Comments, GoWithACopyOnlyWhenAskedFor) {
+TEST_P(Comments, AreCopiedOnRequestOnly) {
   WriteCommented("a.txt", "caf\xC3\xA9");
   EXPECT_EQ(0, RunAggregate({"--copy"}).status);
   EXPECT_EQ(std::nullopt, CommentAt(InDestination("txt/a.txt")));
@@ -101,7 +101,7 @@ TEST_P(Comments, GoWithACopyOnlyWhenAskedFor) {
   EXPECT_EQ("contents", ReadFile(InDestination("txt/a.txt")));
 }
 
-TEST_P(Comments, GoWithAMoveEitherWay) {
+TEST_P(Comments, AreAlwaysMoved) {
   WriteCommented("a.txt", "of a");
   EXPECT_EQ(0, RunAggregate({"--move"}).status);
   EXPECT_EQ("of a", CommentAt(InDestination("txt/a.txt")));
@@ -112,7 +112,7 @@ TEST_P(Comments, GoWithAMoveEitherWay) {
   EXPECT_FALSE(Exists(Source("b.txt")));
 }
 
-TEST_P(Comments, GoWithACopyWhenTheStoredSettingIsFalse) {
+TEST_P(Comments, AreCopiedIfStoredSettingIsFalse) {
   struct Row {
     const char* preferences;
     std::optional<std::string> comment;
@@ -130,7 +130,7 @@ TEST_P(Comments, GoWithACopyWhenTheStoredSettingIsFalse) {
   }
 }
 
-TEST_P(Comments, AreCarriedWholeAndByteByByte) {
+TEST_P(Comments, AreCopiedByteByByte) {
   std::string text;
   for (int i = 0; i < 1300; ++i) text += "\xE3\x81\x82";
   text += "\xF0\x9F\x98\x80 \xFF\xED\xA0\x80";
@@ -145,13 +145,13 @@ TEST_P(Comments, AreCarriedWholeAndByteByByte) {
   EXPECT_EQ(std::nullopt, CommentAt(InDestination("txt/none.txt")));
 }
 
-// 12,000 bytes: more than ext4 keeps by default, less than memory does.
-TEST_P(Comments, OfFourThousandCharactersAreCarriedOrRefusedWhole) {
+// 12,000 bytes: more than ext4 stores by default, less than tmpfs does.
+TEST_P(Comments, AreCopiedWholeOrNotAtAll) {
   std::string text;
   for (int i = 0; i < 4000; ++i) text += "\xE3\x81\x82";
   WriteFile(Source("a.txt"), "contents");
   if (!SetAttribute(Source("a.txt"), kAttribute, text)) {
-    GTEST_SKIP() << "the source's volume keeps no comment of that size";
+    GTEST_SKIP() << "the source filesystem stores no comment of that size";
   }
   const bool fits = SetAttribute(InDestination("."), kAttribute, text);
   const ProgramResult result = RunAggregate({"--copy", "--preserve-comments"});
@@ -173,13 +173,13 @@ TEST_P(Comments, OfFourThousandCharactersAreCarriedOrRefusedWhole) {
   EXPECT_EQ(text, CommentAt(Source("a.txt")));
 }
 
-// A move takes the comment with it or stays.
-TEST_P(Comments, ThatDoNotFitKeepAMovedFileWhereItIs) {
+// A move keeps the comment or fails.
+TEST_P(Comments, StopAMoveIfTheyDoNotFit) {
   const std::string text(50000, 'x');
   WriteFile(Source("a.txt"), "contents");
   if (!SetAttribute(Source("a.txt"), kAttribute, text) ||
       SetAttribute(InDestination("."), kAttribute, text)) {
-    GTEST_SKIP() << "needs a source that keeps the comment and a destination that does not";
+    GTEST_SKIP() << "needs a source that can store the comment and a destination that cannot";
   }
   const ProgramResult result = RunAggregate({"--move", "--preserve-comments"});
   EXPECT_EQ(3, result.status);
@@ -189,7 +189,7 @@ TEST_P(Comments, ThatDoNotFitKeepAMovedFileWhereItIs) {
   EXPECT_THAT(result.LogMessages(), Contains("An error occurred: -34"));
 }
 
-TEST_P(Comments, OfPackagesGoWithThemAndThoseInsideStay) {
+TEST_P(Comments, OfPackages) {
   WriteFile(Source("Some.app/Contents/inside"));
   ASSERT_TRUE(SetAttribute(Source("Some.app"), kAttribute, "of the package"));
   ASSERT_TRUE(SetAttribute(Source("Some.app/Contents/inside"), kAttribute, "of the inside"));
@@ -202,7 +202,7 @@ TEST_P(Comments, OfPackagesGoWithThemAndThoseInsideStay) {
   EXPECT_EQ("of the other", CommentAt(InDestination("app/Other.app")));
 }
 
-TEST_P(Comments, AreNothingThatALinkOrAFifoCouldHave) {
+TEST_P(Comments, OfLinksAndFifosAreIgnored) {
   WriteCommented("a.txt", "of the target");
   MakeLink("a.txt", Source("link.txt"));
   MakeLink("nowhere", Source("dangling.txt"));
@@ -217,7 +217,7 @@ TEST_P(Comments, AreNothingThatALinkOrAFifoCouldHave) {
   EXPECT_TRUE(Exists(InDestination("txt/dangling.txt")));
 }
 
-TEST_P(Comments, OfAWriteProtectedFileAreCarriedForItsOwner) {
+TEST_P(Comments, OfReadOnlyFilesAreCopied) {
   WriteCommented("a.txt", "text");
   ASSERT_EQ(0, chmod(Source("a.txt").c_str(), 0444));
   OpenToOrdinaryUser();
@@ -233,7 +233,7 @@ TEST_P(Comments, OfAWriteProtectedFileAreCarriedForItsOwner) {
   EXPECT_EQ(S_IFREG | 0444U, info.st_mode);
 }
 
-TEST_P(Comments, GoWithAFileThroughBothStepsOfARunByDate) {
+TEST_P(Comments, SurviveBothStepsOfARunByDate) {
   WriteCommented("a.txt", "text");
   SetModificationDate(Source("a.txt"), 1236168000);  // 2009-03-04 12:00 UTC
   EXPECT_EQ(0,

@@ -7,7 +7,7 @@
 #include "tests/programs/program.h"
 #include "tests/support/file_operations.h"
 
-// The program where it may have next to no files open.
+// The program with few file descriptors.
 namespace tessary::test {
 namespace {
 
@@ -20,7 +20,7 @@ constexpr int kWidth = 40;
 
 class DescriptorLimit : public ProgramTest {
  protected:
-  // Folders as deep as wide, with a file in each, and a package as deep.
+  // Creates as many nested folders as adjacent ones, with a file in each, and a package as deep.
   DescriptorLimit() {
     std::string below;
     for (int i = 0; i < kLevels; ++i) {
@@ -34,7 +34,7 @@ class DescriptorLimit : public ProgramTest {
   }
 };
 
-TEST_F(DescriptorLimit, OfAFewLetsARecursiveRunCopyEverything) {
+TEST_F(DescriptorLimit, AllowsRecursiveCopy) {
   const std::vector<std::string> before = FilesBelow(At("source"));
   ProgramSetup setup;
   setup.descriptors = 24;
@@ -46,10 +46,10 @@ TEST_F(DescriptorLimit, OfAFewLetsARecursiveRunCopyEverything) {
   EXPECT_EQ(before, FilesBelow(At("source")));
 }
 
-TEST_F(DescriptorLimit, OfAFewLetsARecursiveRunMoveEverythingToAnotherVolume) {
+TEST_F(DescriptorLimit, AllowsRecursiveMoveAcrossFilesystems) {
   const TemporaryFolder memory("/dev/shm");
   if (!AreOnDifferentVolumes(At(""), memory.path())) {
-    GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+    GTEST_SKIP() << "/dev/shm is on the filesystem of the temporary folder";
   }
   ProgramSetup setup;
   setup.descriptors = 24;

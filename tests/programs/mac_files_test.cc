@@ -7,7 +7,7 @@
 #include "tests/programs/program.h"
 #include "tests/support/mac_test_data.h"
 
-// Runs over files from a Mac, each with what is kept of it in another form.
+// Runs over files from a Mac, with their metadata in different forms.
 namespace tessary::test {
 namespace {
 
@@ -22,12 +22,12 @@ class MacFiles : public ProgramTest {
     }
   }
 
-  ProgramResult File(const std::string& kind) const {
+  ProgramResult SortBy(const std::string& kind) const {
     return Aggregate({"--move", "--kind", kind}, {.environment = {{"TZ", "UTC"}}});
   }
 };
 
-TEST_F(MacFiles, AreFiledByTheTypeThatTheyHaveInAnyForm) {
+TEST_F(MacFiles, AreSortedByTypeInAnyForm) {
   WriteFile(At("source/served"), "x");
   WriteFile(At("source/streamed"), "x");
   WriteFile(At("source/beside"), "x");
@@ -41,7 +41,7 @@ TEST_F(MacFiles, AreFiledByTheTypeThatTheyHaveInAnyForm) {
   ASSERT_TRUE(SetAttribute(At("source/hidden"), "user.DosStream.AFP_AfpInfo:$DATA",
                            FromHex(kAfpinfoOfSambaStream)));
   WriteFile(At("source/._beside"), MakeSidecar("8BPS8BIM" + std::string(24, '\0'), {}, "fork"));
-  const ProgramResult result = File("file-type");
+  const ProgramResult result = SortBy("file-type");
   EXPECT_EQ(0, result.status) << result.errors;
   EXPECT_EQ((std::vector<std::string>{"8BPS/._beside", "8BPS/beside", "JPEG/raw", "PICT/streamed",
                                       "TEXT/served"}),
@@ -49,13 +49,13 @@ TEST_F(MacFiles, AreFiledByTheTypeThatTheyHaveInAnyForm) {
   EXPECT_EQ((std::vector<std::string>{"hidden"}), FilesBelow(At("source")));
 }
 
-TEST_F(MacFiles, AreFiledByTheDateThatTheyWereMadeOn) {
+TEST_F(MacFiles, AreSortedByCreationDate) {
   WriteFile(At("source/served"), "x");
   ASSERT_TRUE(SetAttribute(At("source/raw"), "user.DOSATTRIB", FromHex(kDosAttributes3)));
   std::string served = FromHex(kNetatalkOfSambaNetatalk);
   served[0x7A + 8] = '\0';
   ASSERT_TRUE(SetAttribute(At("source/served"), "user.org.netatalk.Metadata", served));
-  EXPECT_EQ(0, File("creation-date").status);
+  EXPECT_EQ(0, SortBy("creation-date").status);
   EXPECT_EQ((std::vector<std::string>{"2009/Mar 04, 2009/raw", "2009/Mar 04, 2009/served"}),
             FilesBelow(At("destination")));
 }

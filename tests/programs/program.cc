@@ -36,7 +36,7 @@ std::vector<std::string> LinesOf(const std::string& text) {
   return lines;
 }
 
-// A file without a name, at first empty.
+// An anonymous file, initially empty.
 class Capture {
  public:
   Capture() : fd_(memfd_create("capture", MFD_CLOEXEC)) { EXPECT_GE(fd_, 0); }
@@ -104,13 +104,13 @@ int StatusOf(pid_t child, CallCounts* calls) {
 
 std::string DescribeEntry(const fs::path& path, const std::string& name) {
   struct stat info = {};
-  if (lstat(path.c_str(), &info) != 0) return name + " cannot be reached";
+  if (lstat(path.c_str(), &info) != 0) return name + " is not accessible";
   std::ostringstream text;
   text << name << " mode " << std::oct << info.st_mode << std::dec << " inode " << info.st_ino
        << " size " << info.st_size << " modified " << info.st_mtim.tv_sec << "."
        << info.st_mtim.tv_nsec << " changed " << info.st_ctim.tv_sec << "." << info.st_ctim.tv_nsec;
   if (S_ISREG(info.st_mode) && access(path.c_str(), R_OK) == 0) text << " holds " << ReadFile(path);
-  if (S_ISLNK(info.st_mode)) text << " leads to " << fs::read_symlink(path).string();
+  if (S_ISLNK(info.st_mode)) text << " links to " << fs::read_symlink(path).string();
   return text.str();
 }
 
@@ -143,7 +143,7 @@ std::vector<std::string> ProgramResult::LogMessages() const {
     if (const std::optional<std::string> message = LogMessageOf(line)) {
       messages.push_back(*message);
     } else {
-      EXPECT_TRUE(line.starts_with(kProblemPrefix)) << "neither log nor problem: " << line;
+      EXPECT_TRUE(line.starts_with(kProblemPrefix)) << "neither log nor error: " << line;
     }
   }
   return messages;
@@ -155,7 +155,7 @@ ProgramResult RunProgram(const std::vector<std::string>& arguments, const Progra
   int outputFile = setup.outputFile >= 0 ? setup.outputFile : output.fd();
   if (!setup.outputPath.empty()) outputFile = open(setup.outputPath.c_str(), O_WRONLY | O_CLOEXEC);
   const int errorFile = setup.errorFile >= 0 ? setup.errorFile : errors.fd();
-  // Opened here, as an ordinary user may not reach it.
+  // Opened before privileges are dropped: an ordinary user may not reach it.
   const int program = open(TESSARY_CLI, O_PATH | O_CLOEXEC);
   EXPECT_GE(program, 0) << TESSARY_CLI;
 

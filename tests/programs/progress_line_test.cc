@@ -18,7 +18,7 @@ using testing::EndsWith;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// A clock that goes when it is told to.
+// A clock that the test sets.
 struct TestClock {
   ProgressLine::Time time;
 
@@ -27,7 +27,7 @@ struct TestClock {
   }
 };
 
-// What a terminal of that width gets to see of what `use` does with a status line.
+// What a terminal of that width receives while `use` runs with a progress line.
 std::string WrittenText(int columns,
                         const std::function<void(ProgressLine* line, TestClock* clock)>& use) {
   PseudoTerminal terminal(columns);
@@ -57,7 +57,7 @@ TEST(ProgressLine, ShowsCountRateAndText) {
                           "3 items, 1/s  Moving: /a/b", "22 items, 9/s  Moving: /c", ""));
 }
 
-TEST(ProgressLine, IsBroughtUpToDateAtMostTenTimesASecond) {
+TEST(ProgressLine, IsDrawnAtMostTenTimesASecond) {
   const std::string written = WrittenText(80, [](ProgressLine* line, TestClock* clock) {
     for (int i = 0; i < 1000; ++i) {
       line->ShowText("Moving: /a/" + std::to_string(i));
@@ -65,11 +65,11 @@ TEST(ProgressLine, IsBroughtUpToDateAtMostTenTimesASecond) {
       clock->time += milliseconds(1);
     }
   });
-  // Ten in the second, and the erasing at its end.
+  // Ten in one second, and the final erasure.
   EXPECT_THAT(DrawnLines(written), SizeIs(11));
 }
 
-TEST(ProgressLine, MakesWayForLogLinesAndComesBackAfterThem) {
+TEST(ProgressLine, IsErasedForLogLines) {
   const std::string written = WrittenText(80, [](ProgressLine* line, TestClock* clock) {
     line->ShowText("Moving: /a/quite/long/path/to/something/that/is/longer/than/the/message");
     NSLog("Moved one");
@@ -82,23 +82,23 @@ TEST(ProgressLine, MakesWayForLogLinesAndComesBackAfterThem) {
   EXPECT_THAT(lines, ElementsAre(EndsWith("] Moved one"), EndsWith("] Moved two"),
                                  EndsWith("] Moved three"), ""));
   for (const std::string& line : lines) EXPECT_EQ(std::string::npos, line.find("item")) << line;
-  // Twice of its own, three times put back after a line of the log.
+  // Drawn twice by itself, and three times after a line of the log.
   const std::vector<std::string> drawn = DrawnLines(written);
   EXPECT_EQ(5, std::count_if(drawn.begin(), drawn.end(),
                              [](const std::string& line) { return line.find("item") == 2; }));
 }
 
-TEST(ProgressLine, IsTheLastLineOfTheScreenWhileTheRunGoesOn) {
+TEST(ProgressLine, IsTheLastLineOfTheScreen) {
   std::string written = WrittenText(80, [](ProgressLine* line, TestClock*) {
     line->ShowText("Moving: /a");
     NSLog("Moved one");
   });
-  // The screen as it was before the erasing at the end.
+  // The screen before the final erasure.
   written.resize(written.rfind('\r'));
   EXPECT_THAT(ScreenLines(written), ElementsAre(EndsWith("] Moved one"), "0 items  Moving: /a"));
 }
 
-TEST(ProgressLine, LeavesNothingOnTheScreen) {
+TEST(ProgressLine, IsErasedAtTheEnd) {
   const std::string written = WrittenText(80, [](ProgressLine* line, TestClock*) {
     line->CountItem();
     line->ShowText("Moving: /a");
@@ -106,13 +106,13 @@ TEST(ProgressLine, LeavesNothingOnTheScreen) {
   EXPECT_THAT(ScreenLines(written), ElementsAre(""));
 }
 
-TEST(ProgressLine, WritesNothingBeforeThereIsSomethingToShow) {
+TEST(ProgressLine, StartsEmpty) {
   const std::string written = WrittenText(80, [](ProgressLine*, TestClock*) { NSLog("Hello"); });
   EXPECT_THAT(DrawnLines(written), IsEmpty());
   EXPECT_THAT(ScreenLines(written), ElementsAre(EndsWith("] Hello"), ""));
 }
 
-TEST(ProgressLine, StaysWithinTheWidthAndOnOneLine) {
+TEST(ProgressLine, FitsOnOneLine) {
   const std::vector<std::string> paths = {
       "/a/very/long/path/that/goes/on/and/on",
       "/new\nline\r\x1b[2Jand\tmore",
@@ -132,13 +132,13 @@ TEST(ProgressLine, StaysWithinTheWidthAndOnOneLine) {
   }
 }
 
-TEST(ProgressLine, DrawsNothingOnATerminalOfOneColumn) {
+TEST(ProgressLine, DrawsNothingInOneColumn) {
   const std::string written =
       WrittenText(1, [](ProgressLine* line, TestClock*) { line->CountItem(); });
   EXPECT_EQ("", written);
 }
 
-TEST(ProgressLine, DoesNothingWhereStandardErrorIsNoTerminal) {
+TEST(ProgressLine, DoesNothingWithoutTerminal) {
   const CapturedLog log;
   {
     ProgressLine line;
@@ -149,7 +149,7 @@ TEST(ProgressLine, DoesNothingWhereStandardErrorIsNoTerminal) {
   EXPECT_THAT(log.Lines(), ElementsAre(EndsWith("] Moved one")));
 }
 
-TEST(ProgressLine, LetsGoOfTheLogAtItsEnd) {
+TEST(ProgressLine, ReleasesLogHooks) {
   PseudoTerminal terminal(80);
   {
     const TerminalOnStandardError redirected(terminal);
@@ -159,7 +159,7 @@ TEST(ProgressLine, LetsGoOfTheLogAtItsEnd) {
   EXPECT_THAT(DrawnLines(terminal.Finish()), ElementsAre("1 item", EndsWith("] Later")));
 }
 
-TEST(FitToColumns, CutsBetweenCharactersAndEscapesWhatATerminalWouldObey) {
+TEST(FitToColumns, CutsBetweenCharactersAndEscapes) {
   struct Row {
     std::string text;
     int columns;

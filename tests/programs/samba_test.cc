@@ -16,8 +16,8 @@
 #include "tests/support/mac_test_data.h"
 #include "tests/support/tool.h"
 
-// Files that a client of Samba has written as a Mac does, seen by the program, and seen by Samba
-// again once the program has filed them.
+// Files with the metadata that a Mac writes to a Samba server: read by the program, and read
+// through Samba after the program moved or copied them.
 namespace tessary::test {
 namespace {
 
@@ -25,7 +25,7 @@ using testing::HasSubstr;
 
 constexpr char kStream[] = "com.apple.metadata\uF022kMDItemFinderComment:$DATA";
 
-// A port of the loopback that nobody uses at this moment.
+// A free port of the loopback interface.
 std::string FreePort() {
   const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address = {};
@@ -38,7 +38,7 @@ std::string FreePort() {
   return std::to_string(ntohs(address.sin_port));
 }
 
-// What a Mac sends as the Finder information of a text that nothing hides.
+// The Finder information that a Mac sends for a visible text file.
 std::string AfpInfo() {
   std::string info = FromHex(kAfpinfoOfSambaStream).substr(0, 60);
   info[16 + 8] = '\0';
@@ -48,7 +48,7 @@ std::string AfpInfo() {
 class Samba : public ProgramTest, public testing::WithParamInterface<const char*> {
  protected:
   void SetUp() override {
-    if (geteuid() != 0) GTEST_SKIP() << "only the superuser's server can serve";
+    if (geteuid() != 0) GTEST_SKIP() << "the server has to run as root";
     if (RunTool({"smbd", "--version"}).status != 0 ||
         RunTool({"smbclient", "--version"}).status != 0) {
       GTEST_SKIP() << "samba and smbclient are not installed";
@@ -61,10 +61,10 @@ class Samba : public ProgramTest, public testing::WithParamInterface<const char*
     WriteFile(At("afp_info"), AfpInfo());
     WriteFile(At("comment"), FromHex(kPropertyUtf16));
     WriteConfiguration();
-    // Ending it ends its process group, which has to be one of its own.
+    // The server kills its process group when it ends, so that it needs a group of its own.
     server_ = StartTool({"setsid", "smbd", "-F", "--no-process-group", "-s", At("smb.conf")});
     ASSERT_GT(server_, 0);
-    if (!Answers()) GTEST_SKIP() << "no server with the module for Macs: " << Client("ls").output;
+    if (!Answers()) GTEST_SKIP() << "no server with the module vfs_fruit: " << Client("ls").output;
   }
 
   void TearDown() override {
@@ -85,7 +85,7 @@ class Samba : public ProgramTest, public testing::WithParamInterface<const char*
     ASSERT_EQ(0, result.status) << result.output;
   }
 
-  // A stream as a client gets it.
+  // The stream as a client reads it.
   std::string Get(const std::string& stream) const {
     const ToolResult result = Client("get \"" + stream + "\" got");
     EXPECT_EQ(0, result.status) << result.output;
@@ -124,20 +124,20 @@ class Samba : public ProgramTest, public testing::WithParamInterface<const char*
 INSTANTIATE_TEST_SUITE_P(Metadata, Samba, testing::Values("netatalk", "stream"),
                          [](const auto& metadata) { return std::string(metadata.param); });
 
-TEST_P(Samba, IsUnderstood) {
+TEST_P(Samba, MetadataIsRead) {
   WriteAsMac("source/file.txt");
-  const std::string told = Run({"info", At("share/source/file.txt")}).output;
+  const std::string info = Run({"info", At("share/source/file.txt")}).output;
   const bool isStream = std::string(GetParam()) == "stream";
   const std::string origin =
       isStream ? "user.DosStream.AFP_AfpInfo:$DATA" : "user.org.netatalk.Metadata";
-  EXPECT_THAT(told, HasSubstr("type: \"TEXT\" (" + origin + ")\n"));
-  EXPECT_THAT(told, HasSubstr("creator: \"ttxt\" (" + origin + ")\n"));
-  EXPECT_THAT(told, HasSubstr("comment: \"ask K\u00e4the\" (user.DosStream.com.apple.metadata"));
-  EXPECT_THAT(told, HasSubstr("created: 2009-03-04T05:06:07.000000000Z (" +
+  EXPECT_THAT(info, HasSubstr("type: \"TEXT\" (" + origin + ")\n"));
+  EXPECT_THAT(info, HasSubstr("creator: \"ttxt\" (" + origin + ")\n"));
+  EXPECT_THAT(info, HasSubstr("comment: \"ask K\u00e4the\" (user.DosStream.com.apple.metadata"));
+  EXPECT_THAT(info, HasSubstr("created: 2009-03-04T05:06:07.000000000Z (" +
                               (isStream ? std::string("user.DOSATTRIB") : origin) + ")\n"));
 }
 
-TEST_P(Samba, FindsWhatItKeptInAFileThatWasMovedOrCopied) {
+TEST_P(Samba, MetadataSurvivesMoveAndCopy) {
   for (const std::string way : {"--move", "--copy"}) {
     WriteAsMac("source/file" + way + ".txt");
     const auto result = Run({"aggregate", "--kind", "file-type", way, "--preserve-comments",
@@ -150,7 +150,7 @@ TEST_P(Samba, FindsWhatItKeptInAFileThatWasMovedOrCopied) {
   }
 }
 
-TEST_P(Samba, HasTheDateThatFilesAreFiledBy) {
+TEST_P(Samba, CreationDateIsAKey) {
   WriteAsMac("source/file.txt");
   const auto result =
       Run({"aggregate", "--kind", "creation-date", At("share/source"), At("share/destination")},

@@ -13,10 +13,10 @@
 namespace tessary::test {
 namespace {
 
-// What PTRACE_O_TRACESYSGOOD adds to the signal of a stop at a call.
+// The signal of a stop at a system call with PTRACE_O_TRACESYSGOOD.
 constexpr int kCallStop = SIGTRAP | 0x80;
 
-// Which of these a kernel has is no difference of ours.
+// Newer kernels have these in place of the calls with an "l".
 constexpr uint64_t kGetXattrAt = 464;
 constexpr uint64_t kListXattrAt = 465;
 
@@ -89,17 +89,17 @@ void Count(uint64_t call, const __ptrace_syscall_info& stop, CallCounts* counts)
 bool CanCountCalls() {
   const pid_t child = fork();
   if (child == 0) {
-    const bool isFollowed = AllowCallCounting();
-    if (isFollowed) (void)std::raise(SIGSTOP);
-    _exit(isFollowed ? 0 : 1);
+    const bool isTraced = AllowCallCounting();
+    if (isTraced) (void)std::raise(SIGSTOP);
+    _exit(isTraced ? 0 : 1);
   }
   int status = 0;
   if (child < 0 || waitpid(child, &status, 0) != child || !WIFSTOPPED(status)) return false;
   __ptrace_syscall_info info = {};
-  const bool canAsk = ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof(info), &info) > 0;
+  const bool canRead = ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof(info), &info) > 0;
   EXPECT_EQ(0, ptrace(PTRACE_CONT, child, nullptr, nullptr));
   EXPECT_EQ(child, waitpid(child, &status, 0));
-  return canAsk;
+  return canRead;
 }
 
 bool AllowCallCounting() { return ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0; }
@@ -108,7 +108,7 @@ int CountCalls(pid_t child, CallCounts* counts) {
   int status = 0;
   uint64_t call = 0;
   EXPECT_EQ(child, waitpid(child, &status, 0));
-  // The first stop is that of the new program, before its first instruction.
+  // The child stops for the first time before the first instruction of its program.
   if (WIFSTOPPED(status)) {
     EXPECT_EQ(0,
               ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL));

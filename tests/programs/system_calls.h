@@ -7,20 +7,19 @@
 
 namespace tessary::test {
 
-// How often each system call was made, by its name; one that failed counts under its name and that
-// of its error, as "statx ENOENT". What an allocator asks for is left out, because how often it
-// asks depends on what it was left with.
+// The number of calls of each system call by name; failed calls are counted by name and error, as
+// "statx ENOENT". Calls of the allocator are not counted, because they depend on its state.
 using CallCounts = std::map<std::string, int>;
 
-// True where this process may follow the calls of one that it starts.
+// True if this process may trace a process that it starts.
 bool CanCountCalls();
 
-// For the process to be followed, before it becomes the program: has its parent follow it. False
-// where that is forbidden.
+// Called by the child before it executes the program: lets its parent trace it. Returns false if
+// that is forbidden.
 bool AllowCallCounting();
 
-// Follows that process from the beginning of its program to its end, adding to `*counts`. Answers
-// its status as waitpid does.
+// Traces the child from the start of its program to its end, and adds its calls to `*counts`.
+// Returns its status as waitpid does.
 int CountCalls(pid_t child, CallCounts* counts);
 
 }  // namespace tessary::test

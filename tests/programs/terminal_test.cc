@@ -4,7 +4,7 @@
 #include "tests/programs/program.h"
 #include "tests/support/pseudo_terminal.h"
 
-// The program with a terminal for its standard error.
+// The program with a terminal as standard error.
 namespace tessary::test {
 namespace {
 
@@ -29,7 +29,7 @@ class TerminalOutput : public ProgramTest {
     WriteFile(At("source/caf\xe9 \x1b[2J.txt"));
   }
 
-  // What the terminal was sent during a run, which has to succeed.
+  // What the terminal received during a run, which has to succeed.
   std::string RunOnTerminal(const std::string& option) const {
     PseudoTerminal terminal(kColumns);
     const ProgramResult result = Aggregate({option}, {.errorFile = terminal.fd()});
@@ -40,7 +40,7 @@ class TerminalOutput : public ProgramTest {
   }
 };
 
-// Each line of the screen is a whole line of the log, and nothing is left below them.
+// Expects that the screen shows complete lines of the log and nothing else.
 void ExpectOnlyLogLines(const std::string& written, size_t count) {
   std::vector<std::string> lines = ScreenLines(written);
   ASSERT_THAT(lines, SizeIs(count + 1));
@@ -54,31 +54,30 @@ void ExpectOnlyLogLines(const std::string& written, size_t count) {
   }
 }
 
-TEST_F(TerminalOutput, AStatusLineShowsCountAndProgressAndBreaksNoLogLine) {
+TEST_F(TerminalOutput, ShowsProgressBelowLogLines) {
   const std::string written = RunOnTerminal("--kind=extension");
   ExpectOnlyLogLines(written, 1 + 201);
   const std::vector<std::string> drawn = DrawnLines(written);
   ASSERT_FALSE(drawn.empty());
   EXPECT_THAT(drawn[0], StartsWith("0 items  Moving: /"));
-  size_t statusLines = 0;
+  size_t progressLines = 0;
   for (const std::string& line : drawn) {
     if (line.ends_with("\n") || line.find("tessary-cli[") != std::string::npos) continue;
     EXPECT_LT(line.size(), kColumns) << line;
-    if (line.find(" items") != std::string::npos) ++statusLines;
+    if (line.find(" items") != std::string::npos) ++progressLines;
   }
-  // Put back after each line of the log but the first, which comes before there is anything to
-  // show.
-  EXPECT_GE(statusLines, 201U);
+  // Drawn again after each line of the log except the first, before which there is nothing to show.
+  EXPECT_GE(progressLines, 201U);
 }
 
-TEST_F(TerminalOutput, AKindWithoutProgressTextShowsTheCountAlone) {
+TEST_F(TerminalOutput, ShowsCountWithoutProgressText) {
   const std::string written = RunOnTerminal("--kind=file-type");
   const std::vector<std::string> drawn = DrawnLines(written);
   ASSERT_FALSE(drawn.empty());
   EXPECT_EQ("1 item", drawn[0]);
 }
 
-TEST_F(TerminalOutput, ARefusalIsOnePlainLine) {
+TEST_F(TerminalOutput, ShowsErrorAsOneLine) {
   PseudoTerminal terminal(kColumns);
   const ProgramResult result =
       Run({"aggregate", At("missing"), At("destination")}, {.errorFile = terminal.fd()});

@@ -44,7 +44,7 @@ std::string Document(const std::string& head, const std::string& content) {
   return head + "<actions>" + content + "</actions>\n";
 }
 
-TEST(AddThunarAction, AddsOneActionBehindTheOthersAndRemovingRestoresEveryByte) {
+TEST(AddThunarAction, IsRevertedByRemove) {
   const std::string other(kOther);
   for (const std::string& document : {
            std::string(EmptyThunarActions()),
@@ -71,7 +71,7 @@ TEST(AddThunarAction, AddsOneActionBehindTheOthersAndRemovingRestoresEveryByte) 
   }
 }
 
-TEST(AddThunarAction, OpensUpAnEmptyRoot) {
+TEST(AddThunarAction, ExpandsEmptyRoot) {
   for (const char* document : {"<actions/>", "<actions  a='/' />\n"}) {
     const std::string added = Add(document);
     EXPECT_TRUE(Has(added)) << added;
@@ -79,13 +79,13 @@ TEST(AddThunarAction, OpensUpAnEmptyRoot) {
   }
 }
 
-TEST(AddThunarAction, LeavesAnActionOfOursThatItsUserHasChanged) {
+TEST(AddThunarAction, KeepsChangedAction) {
   const std::string document = Document("", "\n" + std::string(kOurs) + "\n" + std::string(kOther));
   EXPECT_TRUE(Has(document));
   EXPECT_EQ(document, Add(document));
 }
 
-TEST(RemoveThunarAction, TakesOursFromBetweenOthersAndEachOfSeveral) {
+TEST(RemoveThunarAction, RemovesEachOfOurs) {
   const std::string ours(kOurs);
   const std::string other(kOther);
   EXPECT_EQ(Document("", "\n" + other + other),
@@ -93,7 +93,7 @@ TEST(RemoveThunarAction, TakesOursFromBetweenOthersAndEachOfSeveral) {
   EXPECT_EQ(Document("", other), Remove(Document("", ours + ours + "\n" + other + ours)));
 }
 
-TEST(AddThunarAction, WritesWhatThunarReads) {
+TEST(AddThunarAction, HasCommandAndTranslations) {
   const std::string added = Add(std::string(EmptyThunarActions()));
   EXPECT_THAT(added, HasSubstr("<command>tessary --aggregate %U</command>"));
   EXPECT_THAT(added, HasSubstr("<directories/>"));
@@ -104,7 +104,7 @@ TEST(AddThunarAction, WritesWhatThunarReads) {
   }
 }
 
-TEST(ThunarActions, RefuseWhatIsNoSuchDocument) {
+TEST(ThunarActions, RefuseOtherDocuments) {
   for (const std::string& document :
        {std::string(), std::string("<actions>"), std::string("<action/>"), std::string("text"),
         Document("", "<action>"), Document("", "&nbsp;"), Document("", "\xFF")}) {

@@ -25,7 +25,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using Texts = std::vector<std::string>;
 
-// Names that a shell, a URI, a list or a decoder of text could break.
+// Names with characters that are special in shells, URIs, lists or encodings.
 const Texts& OddNames() {
   static const Texts kNames = {
       "a b  c",        "it's \"quoted\"", "#1 50% %20", "K\xC3\xA4the \xE6\x97\xA5\xE6\x9C\xAC",
@@ -41,7 +41,7 @@ bool IsUnreserved(unsigned char byte) {
          std::string("-._~/").find(static_cast<char>(byte)) != std::string::npos;
 }
 
-// The URI of a path, with whatever is in `kept` left as it is besides.
+// The URI of a path. Characters in `kept` are not escaped.
 std::string UriOf(const std::string& path, const std::string& kept = "") {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string uri = "file://";
@@ -56,7 +56,7 @@ std::string UriOf(const std::string& path, const std::string& kept = "") {
   return uri;
 }
 
-// What GNOME's and Xfce's file managers leave as it is, by the rules for URIs.
+// Characters that the file managers of GNOME and Xfce do not escape in URIs.
 constexpr char kSubDelimiters[] = "!$&'()*+,;=:@";
 
 std::string SingleQuoted(const std::string& text) {
@@ -100,7 +100,7 @@ constexpr char kKio[] = "kio/org.tessary.Tessary.aggregate.desktop";
 constexpr char kNemo[] = "nemo/org.tessary.Tessary.aggregate.nemo_action";
 constexpr char kFileManager[] = "file-manager/org.tessary.Tessary.aggregate.desktop";
 
-TEST(ContextMenuFiles, DolphinsOffersTheActionOnFolders) {
+TEST(ContextMenuFiles, Dolphin) {
   auto values = ReadKeyFile(kKio);
   EXPECT_EQ("Service", values["[Desktop Entry] Type"]);
   EXPECT_EQ("KonqPopupMenu/Plugin", values["[Desktop Entry] X-KDE-ServiceTypes"]);
@@ -111,7 +111,7 @@ TEST(ContextMenuFiles, DolphinsOffersTheActionOnFolders) {
   ExpectLanguages(values, "[Desktop Action aggregate] Name");
 }
 
-TEST(ContextMenuFiles, NemosOffersTheActionOnFolders) {
+TEST(ContextMenuFiles, Nemo) {
   auto values = ReadKeyFile(kNemo);
   EXPECT_EQ("Aggregate with Tessary…", values["[Nemo Action] Name"]);
   EXPECT_EQ("tessary --aggregate %U", values["[Nemo Action] Exec"]);
@@ -123,7 +123,7 @@ TEST(ContextMenuFiles, NemosOffersTheActionOnFolders) {
   ExpectLanguages(values, "[Nemo Action] Comment");
 }
 
-TEST(ContextMenuFiles, PcmanfmsOffersTheActionOnFolders) {
+TEST(ContextMenuFiles, PcmanfmQt) {
   auto values = ReadKeyFile(kFileManager);
   EXPECT_EQ("Action", values["[Desktop Entry] Type"]);
   EXPECT_EQ("Aggregate with Tessary…", values["[Desktop Entry] Name"]);
@@ -134,7 +134,7 @@ TEST(ContextMenuFiles, PcmanfmsOffersTheActionOnFolders) {
   ExpectLanguages(values, "[Desktop Entry] Tooltip");
 }
 
-// A session of its own, on whose bus a stub answers in the program's place.
+// A session of its own; a stub on its bus replaces the program.
 class ContextMenus : public testing::Test {
  protected:
   void SetUp() override {
@@ -149,7 +149,7 @@ class ContextMenus : public testing::Test {
 
   std::string At(const std::string& name) const { return folder_ / name; }
 
-  // Makes the folders with odd names, in At("shown"), and gives their paths.
+  // Creates folders with odd names in At("shown") and returns their paths.
   Texts MakeOddFolders() const {
     Texts paths;
     for (const std::string& name : OddNames()) {
@@ -159,7 +159,7 @@ class ContextMenus : public testing::Test {
     return paths;
   }
 
-  // Runs a command in the session, in At("shown"); its exit status.
+  // Runs a command in the session, in At("shown"), and returns its exit status.
   int RunInSession(Texts command, const std::map<std::string, std::string>& environment = {}) {
     MakeFolder(At("shown"));
     const Texts session = {"dbus-run-session", "--", TESSARY_SERVICE_STUB, At("calls")};
@@ -167,7 +167,7 @@ class ContextMenus : public testing::Test {
     return Run(command, environment);
   }
 
-  // Runs a shell's command line.
+  // Runs a command line of a shell.
   int RunLine(const std::string& line) { return RunInSession({"sh", "-c", line}); }
 
   int Run(Texts command, const std::map<std::string, std::string>& environment) {
@@ -196,7 +196,7 @@ class ContextMenus : public testing::Test {
 
   std::string Errors() const { return ReadFile(At("errors")); }
 
-  // The URIs that came in, each in a request of its own that is as it should be.
+  // The URIs that the stub received. Expects one well-formed request for each.
   Texts RequestedUris() const {
     Texts lines;
     std::istringstream text(ReadFile(At("calls")));
@@ -221,7 +221,7 @@ class ContextMenus : public testing::Test {
   TemporaryFolder folder_;
 };
 
-TEST_F(ContextMenus, HandUrisPathsAndRelativeNamesOver) {
+TEST_F(ContextMenus, PassUrisPathsAndRelativeNames) {
   const Texts paths = MakeOddFolders();
   Texts command = {"tessary", "--aggregate"};
   for (const std::string& path : paths) command.push_back(UriOf(path));
@@ -269,8 +269,8 @@ TEST_F(DesktopCommandLine, RefusesUnknownOptionsAndMissingFolders) {
 
 // ---- What file managers call ----
 
-// Dolphin puts paths of what is on this machine in the place of "%U", and quotes for a shell.
-TEST_F(ContextMenus, TakeWhatDolphinCalls) {
+// Dolphin replaces "%U" by paths for local files, quoted for a shell.
+TEST_F(ContextMenus, AcceptDolphin) {
   const Texts paths = MakeOddFolders();
   std::string line = ReadKeyFile(kKio)["[Desktop Action aggregate] Exec"];
   std::string list;
@@ -280,13 +280,13 @@ TEST_F(ContextMenus, TakeWhatDolphinCalls) {
   EXPECT_EQ(UrisOf(paths), RequestedUris());
 }
 
-// Nemo puts URIs between the quotes that the file asks for.
-TEST_F(ContextMenus, TakeWhatNemoCalls) {
+// Nemo puts URIs between the quotes that the file specifies.
+TEST_F(ContextMenus, AcceptNemo) {
   const Texts paths = MakeOddFolders();
   std::string line = ReadKeyFile(kNemo)["[Nemo Action] Exec"];
   std::string list;
   for (const std::string& path : paths) {
-    // Nothing is expanded between its quotes, as a shell would.
+    // Between its quotes nothing is expanded, unlike in a shell.
     std::string uri = UriOf(path, kSubDelimiters);
     for (size_t at = uri.find('$'); at != std::string::npos; at = uri.find('$', at + 2)) {
       uri.insert(at, "\\");
@@ -298,8 +298,8 @@ TEST_F(ContextMenus, TakeWhatNemoCalls) {
   EXPECT_EQ(UrisOf(paths), RequestedUris());
 }
 
-// PCManFM-Qt quotes paths for a shell, and URIs not at all.
-TEST_F(ContextMenus, TakeWhatPcmanfmCalls) {
+// PCManFM-Qt quotes paths for a shell, but not URIs.
+TEST_F(ContextMenus, AcceptPcmanfmQt) {
   const Texts paths = MakeOddFolders();
   std::string line = ReadKeyFile(kFileManager)["[X-Action-Profile folders] Exec"];
   std::string list;
@@ -311,7 +311,7 @@ TEST_F(ContextMenus, TakeWhatPcmanfmCalls) {
 }
 
 // Thunar quotes URIs for a shell.
-TEST_F(ContextMenus, TakeWhatThunarCalls) {
+TEST_F(ContextMenus, AcceptThunar) {
   const Texts paths = MakeOddFolders();
   std::string actions;
   std::string problem;
@@ -326,8 +326,8 @@ TEST_F(ContextMenus, TakeWhatThunarCalls) {
   EXPECT_EQ(UrisOf(paths), RequestedUris());
 }
 
-// Nautilus runs a script with names relative to the folder that it shows, its working folder.
-TEST_F(ContextMenus, TakeTheRelativeNamesThatNautilusHandsToItsScript) {
+// Nautilus passes names relative to the folder that it shows, which is the working folder.
+TEST_F(ContextMenus, AcceptRelativeNamesOfNautilus) {
   const Texts paths = MakeOddFolders();
   const std::string script = At("scripts/" + std::string(kNautilusScriptName));
   WriteFile(script, NautilusScript());
@@ -340,7 +340,7 @@ TEST_F(ContextMenus, TakeTheRelativeNamesThatNautilusHandsToItsScript) {
   EXPECT_EQ(UrisOf(paths), RequestedUris());
 }
 
-TEST_F(ContextMenus, TakeThePathsOfNautilusVariableWhereItHandsNoNames) {
+TEST_F(ContextMenus, AcceptNautilusVariableWithoutNames) {
   Texts paths = MakeOddFolders();
   std::erase_if(paths,
                 [](const std::string& path) { return path.find('\n') != std::string::npos; });
@@ -356,14 +356,14 @@ TEST_F(ContextMenus, TakeThePathsOfNautilusVariableWhereItHandsNoNames) {
   EXPECT_THAT(RequestedUris(), IsEmpty());
 }
 
-TEST_F(ContextMenus, FollowLinksToWhatTheyLeadTo) {
+TEST_F(ContextMenus, ResolveLinks) {
   MakeFolder(At("shown/real"));
   MakeLink("real", At("shown/link"));
   EXPECT_EQ(0, RunInSession({"tessary", "--aggregate", "link"})) << Errors();
   EXPECT_THAT(RequestedUris(), ElementsAre(UriOf(At("shown/real"))));
 }
 
-TEST_F(ContextMenus, TellWhatCannotBeAskedForAndAskForTheRest) {
+TEST_F(ContextMenus, ReportInvalidFoldersAndPassTheRest) {
   MakeFolder(At("shown/there"));
   for (const char* name :
        {"absent", "file:///absent", "file://elsewhere/tmp", "trash:///x", "file:///bad%zz", ""}) {
@@ -376,7 +376,7 @@ TEST_F(ContextMenus, TellWhatCannotBeAskedForAndAskForTheRest) {
   EXPECT_THAT(RequestedUris(), IsEmpty());
 }
 
-TEST_F(ContextMenus, TellThatThereIsNoBusOrNobodyOnIt) {
+TEST_F(ContextMenus, ReportMissingBusOrProgram) {
   MakeFolder(At("shown/there"));
   EXPECT_EQ(1, Run({"tessary", "--aggregate", "there"},
                    {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + At("no bus")}}));

@@ -1,9 +1,9 @@
-// Stands in for the desktop program on the session bus while it runs a command.
+// Replaces the desktop program on the session bus while a command runs.
 //
 //   service_stub FILE COMMAND [ARGUMENT]...
 //
-// Writes each call that comes in as lines into FILE: "INTERFACE.METHOD(SIGNATURE)", the message's
-// name, then each URI. Ends with the command's exit status, or 125 where it could do nothing.
+// Writes each call that it receives as lines into FILE: "INTERFACE.METHOD(SIGNATURE)", the
+// message's name, then each URI. Exits with the command's exit status, or 125 if it cannot start.
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -52,7 +52,7 @@ int StatusOf(pid_t child) {
 
 int main(int argc, char** argv) {
   if (argc < 3) return kCannotStart;
-  // The arguments are bytes, which Qt would take for text.
+  // The arguments are bytes, which Qt would decode as text.
   char** command = argv + 2;
   const QCoreApplication application(argc, argv);
   QDBusConnection bus = QDBusConnection::sessionBus();
@@ -67,7 +67,7 @@ int main(int argc, char** argv) {
     execvp(command[0], command);
     _exit(kCannotStart);
   }
-  // Queued, as the command may end before the loop below begins.
+  // Queued, because the command may end before the loop below starts.
   std::thread waiter([child] {
     const int status = StatusOf(child);
     QMetaObject::invokeMethod(
