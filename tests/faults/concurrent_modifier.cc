@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <utility>
 
@@ -35,18 +34,18 @@ std::optional<int64_t> DayOf(const std::string& path) {
   return info.st_mtim.tv_sec / 86'400;
 }
 
-void Pause(SoakRandom& random, uint64_t most) {
-  std::this_thread::sleep_for(std::chrono::microseconds(random.Below(most)));
+void Pause(SoakRandom& random, uint64_t maxMicroseconds) {
+  std::this_thread::sleep_for(std::chrono::microseconds(random.Below(maxMicroseconds)));
 }
 
 }  // namespace
 
-RaceDirectory::RaceDirectory(std::string ground) : path(std::move(ground)) {
+RaceDirectory::RaceDirectory(std::string directory) : path(std::move(directory)) {
   for (const char* name : {"/above/folder", "/decoy/folder", "/spares", "/removed", "/trap"}) {
     MakeFolder(path + name);
   }
-  above = OpenFolderAt(AT_FDCWD, path);
-  folder = OpenFolderAt(AT_FDCWD, path + "/above/folder");
+  top = OpenFolderAt(AT_FDCWD, path);
+  folder = OpenFolderAt(AT_FDCWD, RunFolder());
   spares = OpenFolderAt(AT_FDCWD, path + "/spares");
   removed = OpenFolderAt(AT_FDCWD, path + "/removed");
 }
@@ -56,11 +55,9 @@ ConcurrentModifiers::ConcurrentModifiers(RaceDirectory* source, RaceDirectory* d
     : source_(source), destination_(destination), testData_(testData), isReplacing_(isReplacing) {
   for (size_t item = 0; item < testData->size(); ++item) {
     const fs::path path = testData->PathOf(item);
-    // A package that is given a file's name is a plain folder, whose files are filed one by one.
+    // A package under the name of a file would be a plain folder, whose files are filed one by one.
     const bool isFile = !fs::is_directory(fs::symlink_status(path));
-    if (isFile && path.parent_path() == source->path + "/above/folder") {
-      names_.push_back(path.filename());
-    }
+    if (isFile && path.parent_path() == source->RunFolder()) names_.push_back(path.filename());
   }
   Start(seed, &ConcurrentModifiers::CreateConflict);
   Start(seed + 1, &ConcurrentModifiers::SaveOver);
@@ -85,7 +82,7 @@ void ConcurrentModifiers::Start(uint64_t seed, Act act) {
   });
 }
 
-// The name of an item to be used next; none where each may be used once and all have been.
+// The name of the next spare. None if each may be used once and all have been.
 std::optional<std::string> ConcurrentModifiers::TakeSpare(SoakRandom& random,
                                                           uint64_t* used) const {
   const uint64_t item = isReplacing_ ? (*used)++ : random.Below(kSpareCount);
@@ -93,8 +90,8 @@ std::optional<std::string> ConcurrentModifiers::TakeSpare(SoakRandom& random,
   return "item" + std::to_string(item);
 }
 
-// Gives an item of the spares a name that the run is about to use, or the place of what bears it
-// already; or gives it a name in the source.
+// Moves a spare to a name that the run is about to use, exchanging it with an existing item if
+// there is one, or to a name in the source.
 void ConcurrentModifiers::CreateConflict(SoakRandom& random) {
   const std::string& name = random.Pick(names_);
   if (!isReplacing_ && random.OneIn(3)) {
@@ -115,7 +112,7 @@ void ConcurrentModifiers::CreateConflict(SoakRandom& random) {
   conflicts_.push_back({path, name, day});
 }
 
-// Has another version take the place of an item of the source, as programs save.
+// Replaces an item of the source with another version, as programs save files.
 void ConcurrentModifiers::SaveOver(SoakRandom& random) {
   const std::optional<std::string> item = TakeSpare(random, &usedInSource_);
   if (!item) return;
@@ -123,21 +120,22 @@ void ConcurrentModifiers::SaveOver(SoakRandom& random) {
                    RENAME_EXCHANGE);
 }
 
-// Takes an item away, from the source or from where it has just been filed, and deletes some.
+// Moves an item away, from the source or from where it has just been filed, and deletes some.
 void ConcurrentModifiers::MoveAway(SoakRandom& random) {
   const std::string name = random.Pick(names_);
-  const std::string taken = "taken" + std::to_string(count_) + "-" + std::to_string(random.Next());
+  const std::string newName =
+      "removed" + std::to_string(count_) + "-" + std::to_string(random.Next());
   const bool isFromSource = random.OneIn(2);
-  const RaceDirectory& ground = isFromSource ? *source_ : *destination_;
-  const UniqueFd folder = OpenFolderAt(ground.folder.get(), isFromSource ? "." : KeyOf(name));
-  if (!folder || !Rename(folder.get(), name, ground.removed.get(), taken)) return;
+  const RaceDirectory& side = isFromSource ? *source_ : *destination_;
+  const UniqueFd folder = OpenFolderAt(side.folder.get(), isFromSource ? "." : KeyOf(name));
+  if (!folder || !Rename(folder.get(), name, side.removed.get(), newName)) return;
   ++count_;
-  const std::string path = ground.path + "/removed/" + taken;
+  const std::string path = side.path + "/removed/" + newName;
   const std::optional<size_t> item = random.OneIn(4) ? testData_->Identify(path) : std::nullopt;
   if (item && fs::remove_all(path) > 0) deleted_.insert(*item);
 }
 
-// Has a link, or another folder of the same name, stand where one of the run's folders is.
+// Exchanges a folder of the run, or one above, with a link or another folder for a moment.
 void ConcurrentModifiers::SwapFolders(SoakRandom& random) {
   if (!mayChangeFolders_) return;
   const std::string link = "link" + std::to_string(random.Below(4));
@@ -150,11 +148,10 @@ void ConcurrentModifiers::SwapFolders(SoakRandom& random) {
                       destination_->spares.get(), link, random);
       break;
     case 2:
-      SwapTemporarily(source_->above.get(), "above", source_->above.get(), "decoy", random);
+      SwapTemporarily(source_->top.get(), "above", source_->top.get(), "decoy", random);
       break;
     default:
-      SwapTemporarily(destination_->above.get(), "above", destination_->above.get(), "decoy",
-                      random);
+      SwapTemporarily(destination_->top.get(), "above", destination_->top.get(), "decoy", random);
   }
 }
 
@@ -164,7 +161,7 @@ void ConcurrentModifiers::SwapTemporarily(int folder, const std::string& name, i
   ++count_;
   Pause(random, 1'000);
   if (Rename(folder, name, other, otherName, RENAME_EXCHANGE)) return;
-  // What stood there has been filed meanwhile, as the link that it is.
+  // The run has filed the link that stood there.
   EXPECT_TRUE(Rename(other, otherName, folder, name)) << name;
 }
 

@@ -14,59 +14,61 @@
 
 namespace tessary::test {
 
-// Where a run and those who are in its way meet. Everything but the outside is in one of two
-// grounds, the source's and the destination's, which may be on two volumes:
+// The folders on one side of a race, the source's or the destination's. The two sides may be on
+// different filesystems.
 //
-//   GROUND/above/folder   what the run is given
-//   GROUND/decoy/...      the same names, with other things under them
-//   GROUND/spares          items, and links to the trap, to be put in its way
-//   GROUND/removed         items that have been taken away
-//   GROUND/trap           where the links lead to
+//   PATH/above/folder   the folder that the run is given
+//   PATH/decoy/...      other objects under the same names
+//   PATH/spares         items, and links to the trap, that the modifiers put into the run's folder
+//   PATH/removed        items that the modifiers have moved away
+//   PATH/trap           the target of the links
 struct RaceDirectory {
-  explicit RaceDirectory(std::string ground);
+  explicit RaceDirectory(std::string directory);
+
+  std::string RunFolder() const { return path + "/above/folder"; }
 
   std::string path;
-  UniqueFd above;  // the folders that the run is given, wherever they are moved meanwhile
+  // Descriptors, as modifiers exchange the folders' names.
+  UniqueFd top;
   UniqueFd folder;
   UniqueFd spares;
   UniqueFd removed;
 };
 
-// An item of the destination's spares that was given a name in the destination that the run uses,
-// in the folder that the name's extension names.
+// An item of the destination's spares that a modifier has put where the run files: under a name
+// that the run uses, in the folder of its extension.
 struct ConflictingItem {
-  std::string path;  // where it was made
-  std::string name;
-  // Of its modification, since 1970, in UTC; none for a link, which leads nowhere.
-  std::optional<int64_t> day;
+  std::string path;            // where the item was created
+  std::string name;            // its new name
+  std::optional<int64_t> day;  // of its modification, in days since 1970, UTC; none for a link
 };
 
-// Other programs that work where a run works, all at once, as long as this lives. They only ever
-// give new names to whole items, and never one that is taken, so that nothing is lost by them.
+// Threads that act as other programs in the folders of a run until they are stopped. They only
+// rename whole items, never to a name that exists, so that they lose nothing themselves.
 class ConcurrentModifiers {
  public:
-  static constexpr uint64_t kSpareCount = 100;  // "item0" and so on, in either spares
+  static constexpr uint64_t kSpareCount = 100;  // "item0" and so on, on either side
 
-  // Where the run is to replace (`isReplacing`), no two items are ever given one name in the source
-  // and each of the spares is used once, so that only what Conflicts tells may go.
+  // If the run replaces items (`isReplacing`), each spare is used once and no two items of the
+  // source ever get one name. Then only items in Conflicts may be replaced.
   ConcurrentModifiers(RaceDirectory* source, RaceDirectory* destination, const TestData* testData,
                       bool isReplacing, uint64_t seed);
   ~ConcurrentModifiers() { Stop(); }
   ConcurrentModifiers(const ConcurrentModifiers&) = delete;
   ConcurrentModifiers& operator=(const ConcurrentModifiers&) = delete;
 
-  // Lets them also exchange the folders above those that the run works in, which it must have found
-  // by then.
+  // From now on they also exchange folders of the run, and the folders above. The run must have
+  // resolved its source and destination.
   void AllowFolderChanges() { mayChangeFolders_ = true; }
 
-  // Has them end, with every folder in its own place again.
+  // Ends them. All folders are back in their places.
   void Stop();
 
-  // How often they got in the way, and the items that they have deleted.
+  // The number of modifications, and the items that were deleted.
   uint64_t Count() const { return count_; }
   const std::set<size_t>& Deleted() const { return deleted_; }
 
-  // What they have put in the run's way in the destination, in this order.
+  // The conflicting items, in the order in which they were put there.
   const std::vector<ConflictingItem>& Conflicts() const { return conflicts_; }
 
  private:
@@ -84,11 +86,11 @@ class ConcurrentModifiers {
   RaceDirectory* destination_;
   const TestData* testData_;
   bool isReplacing_;
-  std::vector<std::string> names_;  // of the items that the run is to file
+  std::vector<std::string> names_;  // of the items in the top of the source, except packages
   std::atomic<bool> isStopped_ = false;
   std::atomic<bool> mayChangeFolders_ = false;
   std::atomic<uint64_t> count_ = 0;
-  // Each of the rest is one thread's own until all of them have ended.
+  // Each of these belongs to one thread until all have ended.
   uint64_t usedInSource_ = 0;
   uint64_t usedInDestination_ = 0;
   std::vector<ConflictingItem> conflicts_;

@@ -18,16 +18,16 @@
 namespace tessary::test {
 namespace {
 
-// What file systems call GOINGDOWN or SHUTDOWN; the argument says to flush nothing, not the log
-// either.
+// XFS_IOC_GOINGDOWN, EXT4_IOC_SHUTDOWN. With this argument not even the filesystem's log is
+// flushed.
 constexpr unsigned long kShutDown = _IOR('X', 125, uint32_t);
 constexpr uint32_t kFlushNothing = 2;
 
 constexpr size_t kChunk = 1 << 20;
 
-// Copies what is written of the file, and only that. `*isSame` is whether the copy was the same
-// already.
-bool CopyOver(int from, int to, bool* isSame) {
+// Copies the data of a file, without holes, where the copy differs. `*isSame` is whether it
+// differed nowhere. Returns false on error.
+bool CopyDifferences(int from, int to, bool* isSame) {
   struct stat info = {};
   if (fstat(from, &info) != 0 || ftruncate(to, info.st_size) != 0) return false;
   *isSame = true;
@@ -53,15 +53,15 @@ bool CopyOver(int from, int to, bool* isSame) {
   return true;
 }
 
-// The kernel may write while it is copied, and a copy of one half from before that and the other
-// from after it is no state that the image ever was in. So it is copied until nothing changes.
+// Copies until nothing changes any more. The kernel may write during a copy, which then combines
+// two states into one in which the image never was.
 bool CopyImage(const std::string& image, const std::string& copy) {
   const UniqueFd from(open(image.c_str(), O_RDONLY | O_CLOEXEC));
   const UniqueFd to(open(copy.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   constexpr int kTries = 100;
   for (int i = 0; from && to && i < kTries; ++i) {
     bool isSame = false;
-    if (!CopyOver(from.get(), to.get(), &isSame)) return false;
+    if (!CopyDifferences(from.get(), to.get(), &isSame)) return false;
     if (isSame) return true;
   }
   return false;
@@ -77,7 +77,7 @@ CrashImage::CrashImage(const ScratchVolume& volume) {
   }
   const std::string point = scratch_ / "mount";
   MakeFolder(point);
-  // The original is mounted, and the two bear the same number.
+  // XFS does not mount two filesystems with one UUID otherwise.
   const std::string options = volume.kind() == VolumeKind::kXfs ? "loop,nouuid" : "loop";
   const ToolResult result =
       RunTool({"mount", "-t", NameOf(volume.kind()), "-o", options, image, point});

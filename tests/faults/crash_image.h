@@ -7,21 +7,21 @@
 
 namespace tessary::test {
 
-// What a volume would be found to be if the power had failed now: a copy of its image, taken while
-// it is mounted, and mounted elsewhere. Nothing that the kernel has not yet written is in it.
+// A mounted filesystem as it would be found if the power failed now: a copy of its image, mounted
+// elsewhere, without anything that the kernel has not written yet.
 class CrashImage {
  public:
-  // The volume stays as it is. Nobody may write to it meanwhile but the kernel.
+  // Leaves `volume` unchanged. No process may write to it meanwhile; the kernel may.
   explicit CrashImage(const ScratchVolume& volume);
   ~CrashImage();
   CrashImage(const CrashImage&) = delete;
   CrashImage& operator=(const CrashImage&) = delete;
 
-  // False, with the reason, where the copy could not be made or mounted.
+  // Returns false if the image could not be copied or mounted.
   bool IsAvailable() const { return unavailableReason_.empty(); }
   const std::string& UnavailableReason() const { return unavailableReason_; }
 
-  // What the volume's path was.
+  // The folder that corresponds to the path of the volume.
   const std::string& path() const { return path_; }
 
  private:
@@ -31,8 +31,8 @@ class CrashImage {
   bool isMounted_ = false;
 };
 
-// Has the volume behave from here on as one whose disk has been pulled out: what has not been
-// written is lost. False where the file system does not know that.
+// Makes the filesystem behave as if its disk was removed: what has not been written is lost.
+// Returns false where it does not support that.
 bool ShutDown(const ScratchVolume& volume);
 
 }  // namespace tessary::test

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -12,74 +11,71 @@
 #include "platform/linux/descriptors/unique_fd.h"
 #include "tests/faults/child_process.h"
 #include "tests/faults/crash_image.h"
+#include "tests/faults/run_plan.h"
 #include "tests/faults/test_data.h"
 #include "tests/support/environment_variable.h"
+#include "tests/support/memory_volume.h"
 #include "tests/support/soak.h"
 #include "tests/support/volumes.h"
 
-// Moves from one volume to another that a crash of the machine interrupts, and what is found on
-// both afterwards.
+// Moves across filesystems that a crash of the machine interrupts.
 namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr unsigned kTimeoutSeconds = 120;  // seconds
+const SoakSuite kSuite("Crash");
 
-// Images lie in memory where there is room: what is tried is the order in which things are written,
-// and a disk would only take its time.
-std::string ImageFolder() {
-  return access("/dev/shm", W_OK | X_OK) == 0 ? "/dev/shm" : fs::temp_directory_path().string();
-}
-
-// Two volumes, and a run that moves a cargo from one to the other.
+// Two filesystems, and runs that move items from one to the other.
 class CrashingMove {
  public:
-  CrashingMove(VolumeKind from, VolumeKind to, SoakCount* count)
-      : place_("TESSARY_TEST_DIR", ImageFolder()), from_(from), to_(to), count_(count) {}
+  CrashingMove(VolumeKind from, VolumeKind to, Soak* soak)
+      : from_(from), to_(to), soak_(soak), setup_(SetupWith(config_.path())) {
+    // A process that is stopped would keep the counts of a coverage build locked.
+    setup_.environment["GCOV_PREFIX"] = "/dev/null";
+  }
 
-  // Empty, or why this machine cannot do it.
+  // Empty if both filesystems are available.
   std::string UnavailableReason() const {
     return from_.IsAvailable() ? to_.UnavailableReason() : from_.UnavailableReason();
   }
 
-  // Moves a new cargo, and looks at it as crashes would leave it at moments of the run.
+  // Moves new items. At random times, stops the run and checks what a crash would leave.
   void Run(SoakRandom& random) {
     FillSource(random);
-    ChildProcess child(Arguments(from_.path(), to_.path()), setup_);
-    constexpr int kMost = 3;
-    for (int crash = 0; crash < kMost; ++crash) {
+    ChildProcess run(Arguments(from_.path(), to_.path()), setup_);
+    constexpr int kMaxCrashes = 3;
+    for (int crash = 0; crash < kMaxCrashes; ++crash) {
       Wait(random);
-      child.Stop();
-      if (child.HasEnded()) break;
+      run.Stop();
+      if (run.HasEnded()) break;
       Crash(random.OneIn(3));
-      child.Continue();
+      run.Continue();
     }
-    if (!child.Wait(kTimeoutSeconds)) count_->AddViolation("hung", "the move");
-    if (child.status() != 0) count_->AddViolation("lost", "the move failed: " + child.Errors());
+    AwaitSuccess(&run, "the move", soak_);
   }
 
-  // The same once, at a system call, when other programs have just had what is theirs written, and
-  // with it whatever the file system had in its log.
-  void RunToRandomCall(SoakRandom& random) {
+  // The same, at one random system call. The filesystems' logs are flushed before, as when other
+  // programs sync their files.
+  void RunToRandomStop(SoakRandom& random) {
     FillSource(random);
-    const uint64_t calls = 200 + random.Below(100 * testData_->size());
-    (void)RunAndKillAtStop(Arguments(from_.path(), to_.path()), setup_, calls, [this, &random] {
+    const uint64_t stop = 200 + random.Below(100 * testData_->size());
+    (void)RunAndKillAtStop(Arguments(from_.path(), to_.path()), setup_, stop, [this, &random] {
       SyncUnrelatedFile(from_);
       SyncUnrelatedFile(to_);
       Crash(random.OneIn(3));
     });
   }
 
-  // The same once, with disks that are pulled out while the run goes on. False where the file
-  // systems do not know how to be without.
+  // The same, with the filesystems shut down during the run. Returns false where they do not
+  // support that.
   bool RunWithShutdown(SoakRandom& random) {
     FillSource(random);
-    ChildProcess child(Arguments(from_.path(), to_.path()), setup_);
+    ChildProcess run(Arguments(from_.path(), to_.path()), setup_);
     Wait(random);
     const bool isFirst = random.OneIn(2);
     const bool isDown = ShutDown(isFirst ? from_ : to_) && ShutDown(isFirst ? to_ : from_);
-    if (!child.Wait(kTimeoutSeconds)) count_->AddViolation("hung", "the move without disks");
+    AwaitEnd(&run, "the move after the shutdown", soak_);
     if (isDown) Crash(true);
     return isDown;
   }
@@ -105,11 +101,12 @@ class CrashingMove {
   }
 
   static std::vector<std::string> Arguments(const std::string& from, const std::string& to) {
-    return {"aggregate", "--recurse",      "--kind=extension",
-            "--move",    from + "/source", to + "/destination"};
+    return RunPlan{.isMove = true}.Arguments(from + "/source", to + "/destination");
   }
 
-  // The destination comes first: what leaves the source afterwards has to be there already.
+  // Checks both filesystems as a crash would leave them now and, if `runsAgain`, after another run.
+  // The destination is copied first: what the run deletes from the source after that must already
+  // be in it.
   void Crash(bool runsAgain) {
     const CrashImage to(to_);
     const CrashImage from(from_);
@@ -117,66 +114,63 @@ class CrashingMove {
       ADD_FAILURE() << to.UnavailableReason() << from.UnavailableReason();
       return;
     }
-    count_->AddTries();
+    soak_->AddTries();
     Check(from.path(), to.path());
     if (!runsAgain) return;
-    ChildProcess child(Arguments(from.path(), to.path()), setup_);
-    if (!child.Wait(kTimeoutSeconds)) count_->AddViolation("hung", "the next run");
-    if (child.status() != 0) count_->AddViolation("lost", "the next run: " + child.Errors());
+    ChildProcess run(Arguments(from.path(), to.path()), setup_);
+    AwaitSuccess(&run, "the next run", soak_);
     const ScanResult scan = Check(from.path(), to.path());
-    for (const std::string& path : scan.staleTempFiles) count_->AddViolation("left over", path);
+    for (const std::string& path : scan.staleTempFiles) {
+      soak_->AddViolation("stale temporary files", path);
+    }
   }
 
   ScanResult Check(const std::string& from, const std::string& to) {
     ScanResult scan = testData_->Scan({from + "/source", to + "/destination"});
-    for (const std::string& path : scan.unexpected) count_->AddViolation("partial", Explain(path));
+    for (const std::string& path : scan.unexpected) soak_->AddViolation("partial", Explain(path));
     for (size_t item = 0; item < testData_->size(); ++item) {
-      if (scan.PlacesOf(item).empty()) count_->AddViolation("lost", testData_->PathOf(item));
+      if (scan.PlacesOf(item).empty()) soak_->AddViolation("lost", testData_->PathOf(item));
     }
     return scan;
   }
 
-  // With what is there of it, and of blocks, which a file without any has lost.
+  // A file without blocks has lost its contents.
   static std::string Explain(const std::string& path) {
     struct stat info = {};
     (void)lstat(path.c_str(), &info);
     return path + ": " + std::to_string(info.st_blocks) + " blocks\n" + FingerprintOf(path, true);
   }
 
-  EnvironmentVariable place_;
+  // Images in memory: the test is about the order of writes, and a disk would only take longer.
+  EnvironmentVariable imageFolder_{"TESSARY_TEST_DIR", MemoryFolder()};
   ScratchVolume from_;
   ScratchVolume to_;
-  SoakCount* count_;
+  Soak* soak_;
   TemporaryFolder config_;
-  // A run that is stopped in the middle would keep the counts of a build that counts locked.
-  ChildSetup setup_ = {.environment = {{"GCOV_PREFIX", "/dev/null"},
-                                       {"XDG_CONFIG_HOME", config_.path()},
-                                       {"XDG_DATA_HOME", config_.path()},
-                                       {"XDG_DATA_DIRS", config_.path()}}};
+  ChildSetup setup_;
   std::unique_ptr<TestData> testData_;
 };
 
-class CrashTest : public testing::TestWithParam<VolumeKind> {};
+class Crash : public testing::TestWithParam<VolumeKind> {};
 
-TEST_P(CrashTest, LeavesEveryItemOfAMoveWholeOnAtLeastOneSide) {
+TEST_P(Crash, MoveAcrossFilesystems) {
   static const std::vector<VolumeKind> kSources = {VolumeKind::kExt4, VolumeKind::kXfs,
                                                    VolumeKind::kBtrfs};
-  const std::string title = "crash, moving to " + NameOf(GetParam());
-  SoakCount count(title, "crashes", {"partial", "lost", "left over", "hung"});
-  for (SoakRounds rounds(title, 1); rounds.Next();) {
-    SCOPED_TRACE(rounds.Describe());
-    CrashingMove move(rounds.random().Pick(kSources), GetParam(), &count);
+  Soak soak("crash, moving to " + NameOf(GetParam()), "crashes",
+            {"partial", "lost", "stale temporary files", "hung"});
+  soak.Run(1, [&soak](SoakRandom& random) {
+    CrashingMove move(random.Pick(kSources), GetParam(), &soak);
     if (!move.UnavailableReason().empty()) GTEST_SKIP() << move.UnavailableReason();
     constexpr int kRuns = 3;
     for (int run = 0; run < kRuns; ++run) {
-      move.Run(rounds.random());
-      for (int i = 0; i < kRuns; ++i) move.RunToRandomCall(rounds.random());
+      move.Run(random);
+      for (int i = 0; i < kRuns; ++i) move.RunToRandomStop(random);
     }
-    if (!move.RunWithShutdown(rounds.random())) std::printf("no disks can be pulled out here\n");
-  }
+    if (!move.RunWithShutdown(random)) std::printf("these filesystems cannot be shut down\n");
+  });
 }
 
-INSTANTIATE_TEST_SUITE_P(EachFileSystem, CrashTest,
+INSTANTIATE_TEST_SUITE_P(EachFilesystem, Crash,
                          testing::Values(VolumeKind::kExt4, VolumeKind::kXfs, VolumeKind::kBtrfs),
                          [](const auto& kind) { return NameOf(kind.param); });
 

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <thread>
 
@@ -10,62 +8,58 @@
 #include "tests/faults/concurrent_modifier.h"
 #include "tests/faults/run_plan.h"
 #include "tests/faults/test_data.h"
+#include "tests/faults/two_filesystems.h"
 #include "tests/support/soak.h"
 #include "tests/support/temporary_folder.h"
 
-// Runs among other programs that create, save, take away and exchange what the run works on.
+// Runs while other programs create, save, move and exchange what the run works on.
 namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
 
+const SoakSuite kSuite("ConcurrentChanges");
+
 class Race {
  public:
-  Race(const std::string& source, const std::string& destination, bool isMove, SoakRandom& random)
-      : source_(source),
+  Race(const std::string& source, const std::string& destination, bool isMove, SoakRandom& random,
+       Soak* soak)
+      : soak_(soak),
+        source_(source),
         destination_(destination),
         plan_{isMove, random.OneIn(3), random.OneIn(3)},
         config_(source) {
-    testData_.Fill(SourceFolder(), 40 + random.Below(200), false, random);
-    testData_.Fill(SourceFolder() + "/below", 20 + random.Below(50), false, random);
+    testData_.Fill(source_.RunFolder(), 40 + random.Below(200), false, random);
+    testData_.Fill(source_.RunFolder() + "/below", 20 + random.Below(50), false, random);
     sourceItemCount_ = testData_.size();
-    for (RaceDirectory* ground : {&source_, &destination_}) {
-      MakeSpares(*ground, random);
-      FillTrap(ground->path + "/trap");
-      FillTrap(ground->path + "/decoy/folder");
-      FillTrap(ground->path + "/decoy/folder/below");
+    for (RaceDirectory* directory : {&source_, &destination_}) {
+      CreateSpares(*directory, random);
+      FillTrap(directory->path + "/trap");
+      FillTrap(directory->path + "/decoy/folder");
+      FillTrap(directory->path + "/decoy/folder/below");
     }
-    outside_ = Outside();
+    outside_ = FingerprintOutside();
   }
 
-  void Run(SoakRandom& random, SoakCount* count) {
-    ChildProcess child(plan_.Arguments(SourceFolder(), DestinationFolder()),
-                       SetupWith(config_.path()));
+  void Run(SoakRandom& random) {
+    ChildProcess run(plan_.Arguments(source_.RunFolder(), destination_.RunFolder()),
+                     SetupWith(config_.path()));
     ConcurrentModifiers modifiers(&source_, &destination_, &testData_, plan_.isReplacing,
                                   random.Next());
-    // The first line of the log comes when the run has found both folders.
-    while (child.Errors().empty() && !child.HasEnded()) std::this_thread::yield();
+    // The first log line shows that the run has resolved both folders.
+    while (run.Errors().empty() && !run.HasEnded()) std::this_thread::yield();
     modifiers.AllowFolderChanges();
-    if (!child.Wait(kHangSeconds)) count->AddViolation("hung", "the run");
+    AwaitEnd(&run, "the run", soak_);
     modifiers.Stop();
-    count->AddTries(modifiers.Count());
-    const std::string errors = child.Errors();
-    const bool isReported = errors.find("Sanitizer") != std::string::npos ||
-                            errors.find("runtime error") != std::string::npos;
-    // 3: some items could not be filed.
-    if (isReported || (child.status() != 0 && child.status() != 3)) {
-      count->AddViolation("crashed", errors);
-    }
-    Check(modifiers, count);
+    soak_->AddTries(modifiers.Count());
+    CheckExit(run);
+    Check(modifiers);
   }
 
  private:
-  std::string SourceFolder() const { return source_.path + "/above/folder"; }
-  std::string DestinationFolder() const { return destination_.path + "/above/folder"; }
-
-  void MakeSpares(const RaceDirectory& ground, SoakRandom& random) {
+  void CreateSpares(const RaceDirectory& directory, SoakRandom& random) {
     for (uint64_t i = 0; i < ConcurrentModifiers::kSpareCount; ++i) {
-      const std::string path = ground.path + "/spares/item" + std::to_string(i);
+      const std::string path = directory.path + "/spares/item" + std::to_string(i);
       if (random.OneIn(4)) {
         testData_.PutLink(path);
       } else {
@@ -73,11 +67,11 @@ class Race {
       }
     }
     for (int i = 0; i < 4; ++i) {
-      MakeLink(ground.path + "/trap", ground.path + "/spares/link" + std::to_string(i));
+      MakeLink(directory.path + "/trap", directory.path + "/spares/link" + std::to_string(i));
     }
   }
 
-  // What bears the run's names outside of its folders.
+  // Creates files and folders with the names that the run uses, outside of its folders.
   void FillTrap(const std::string& folder) {
     MakeFolder(folder);
     for (size_t item = 0; item < sourceItemCount_; item += 3) {
@@ -87,52 +81,63 @@ class Race {
     }
   }
 
-  std::string Outside() const {
+  // Everything outside the run's folders, which must not change.
+  std::string FingerprintOutside() const {
     std::string text;
-    for (const RaceDirectory* ground : {&source_, &destination_}) {
-      text += FingerprintOf(ground->path + "/trap", true);
-      text += FingerprintOf(ground->path + "/decoy", true);
+    for (const RaceDirectory* directory : {&source_, &destination_}) {
+      text += FingerprintOf(directory->path + "/trap", true);
+      text += FingerprintOf(directory->path + "/decoy", true);
     }
     return text;
   }
 
-  // Where items may be; a copy's originals on the source's side only.
-  std::vector<std::string> Places(const RaceDirectory& ground) const {
-    return {ground.path + "/above/folder", ground.path + "/spares", ground.path + "/removed"};
+  void CheckExit(const ChildProcess& run) const {
+    const std::string errors = run.Errors();
+    const bool hasSanitizerReport = errors.find("Sanitizer") != std::string::npos ||
+                                    errors.find("runtime error") != std::string::npos;
+    // 3: some items could not be filed.
+    const bool isExpected = run.status() == 0 || run.status() == 3;
+    if (hasSanitizerReport || !isExpected) soak_->AddViolation("crashed", errors);
   }
 
-  void Check(const ConcurrentModifiers& modifiers, SoakCount* count) const {
-    if (Outside() != outside_) count->AddViolation("escaped", Describe());
-    const ScanResult source = testData_.Scan(Places(source_));
-    const ScanResult destination = testData_.Scan(Places(destination_));
+  // The folders of a side in which items may be.
+  static std::vector<std::string> ItemFolders(const RaceDirectory& directory) {
+    return {directory.RunFolder(), directory.path + "/spares", directory.path + "/removed"};
+  }
+
+  void Check(const ConcurrentModifiers& modifiers) const {
+    if (FingerprintOutside() != outside_) soak_->AddViolation("changed outside", Describe());
+    const ScanResult source = testData_.Scan(ItemFolders(source_));
+    const ScanResult destination = testData_.Scan(ItemFolders(destination_));
     for (const ScanResult* scan : {&source, &destination}) {
-      for (const std::string& path : scan->staleTempFiles) count->AddViolation("left over", path);
+      for (const std::string& path : scan->staleTempFiles) {
+        soak_->AddViolation("stale temporary files", path);
+      }
       for (const std::string& path : scan->unexpected) {
-        if (!LeadsToTrap(path)) count->AddViolation("partial", path);
+        if (!IsLinkToTrap(path)) soak_->AddViolation("partial", path);
       }
     }
     for (size_t item = 0; item < testData_.size(); ++item) {
-      const bool isOnOwnSide = testData_.PathOf(item).starts_with(destination_.path)
-                                   ? !destination.PlacesOf(item).empty()
-                                   : !source.PlacesOf(item).empty();
-      const bool isAnywhere = !source.PlacesOf(item).empty() || !destination.PlacesOf(item).empty();
-      const bool isSafe = plan_.isMove ? isAnywhere : isOnOwnSide;
+      const bool isInSource = !source.PlacesOf(item).empty();
+      const bool isInDestination = !destination.PlacesOf(item).empty();
+      const bool isFromSource = !testData_.PathOf(item).starts_with(destination_.path);
+      // A copy leaves every item on its own side, too.
+      const bool isSafe = plan_.isMove ? isInSource || isInDestination
+                                       : (isFromSource ? isInSource : isInDestination);
       if (isSafe || modifiers.Deleted().contains(item)) continue;
       if (MayBeReplaced(modifiers.Conflicts(), testData_.PathOf(item))) continue;
-      count->AddViolation("lost", testData_.PathOf(item) + ", " + Describe());
+      soak_->AddViolation("lost", testData_.PathOf(item) + ", " + Describe());
     }
   }
 
-  // True for an obstacle that makes way for another item, as the run is told to have it do. By
-  // extension one of the run's is filed where it is. By date none is: they go to folders of years
-  // and their days. But conflicts are filed too, as the files in any folder of the destination are,
-  // and the later of two with one name and one day comes to where the first one has been filed.
-  // Links stay where they are, as those that lead nowhere have no date.
+  // Returns whether the run may have replaced the conflicting item that was created at the path.
+  // By extension, any of them. By date, items are filed into folders of years and days, where none
+  // was put. But the run also sorts the files in each folder of the destination by day, and of two
+  // with one name and one day the later replaces the earlier. Links stay: the dangling ones have no
+  // date.
   bool MayBeReplaced(const std::vector<ConflictingItem>& conflicts, const std::string& path) const {
     if (!plan_.isReplacing) return false;
-    const auto first =
-        std::find_if(conflicts.begin(), conflicts.end(),
-                     [&path](const ConflictingItem& one) { return one.path == path; });
+    const auto first = std::ranges::find(conflicts, path, &ConflictingItem::path);
     if (first == conflicts.end()) return false;
     if (!plan_.isByDate) return true;
     if (!first->day) return false;
@@ -141,8 +146,8 @@ class Race {
     });
   }
 
-  // One of the links that are put in the place of folders may be filed as a link.
-  static bool LeadsToTrap(const std::string& path) {
+  // A link that stood in the place of a folder may have been filed as the link that it is.
+  static bool IsLinkToTrap(const std::string& path) {
     return fs::is_symlink(path) && fs::read_symlink(path).filename() == "trap";
   }
 
@@ -152,6 +157,7 @@ class Race {
            (plan_.isReplacing ? ", replacing" : "");
   }
 
+  Soak* soak_;
   RaceDirectory source_;
   RaceDirectory destination_;
   RunPlan plan_;
@@ -161,31 +167,31 @@ class Race {
   std::string outside_;
 };
 
-void RunRaces(const std::string& title, unsigned few, bool isMove, bool isAcross) {
-  SoakCount count(title, "interferences",
-                  {"lost", "partial", "escaped", "left over", "hung", "crashed"});
-  const auto runRace = [&count, isMove](const std::string& first, const std::string& second,
-                                        SoakRandom& random) {
-    Race race(first, second, isMove, random);
-    race.Run(random, &count);
-  };
-  RunSoakRounds(title, few, isAcross, false, runRace);
+void RunRaces(const std::string& title, unsigned rounds, bool isMove, FolderPlacement placement) {
+  Soak soak(title, "concurrent modifications",
+            {"lost", "partial", "changed outside", "stale temporary files", "hung", "crashed"});
+  RunOnTwoFolders(
+      &soak, rounds, placement,
+      [&soak, isMove](const std::string& first, const std::string& second, SoakRandom& random) {
+        Race race(first, second, isMove, random, &soak);
+        race.Run(random);
+      });
 }
 
-TEST(ARunAmongOthers, ThatMovesLosesNothingAndLeavesItsFoldersNever) {
-  RunRaces("races, moving", 4, true, false);
+TEST(ConcurrentChanges, Move) {
+  RunRaces("races, moving", 4, true, FolderPlacement::kOneFilesystem);
 }
 
-TEST(ARunAmongOthers, ThatMovesAcrossVolumesLosesNothingAndLeavesItsFoldersNever) {
-  RunRaces("races, moving across volumes", 4, true, true);
+TEST(ConcurrentChanges, MoveAcrossFilesystems) {
+  RunRaces("races, moving across filesystems", 4, true, FolderPlacement::kTwoFilesystems);
 }
 
-TEST(ARunAmongOthers, ThatCopiesLosesNothingAndLeavesItsFoldersNever) {
-  RunRaces("races, copying", 4, false, false);
+TEST(ConcurrentChanges, Copy) {
+  RunRaces("races, copying", 4, false, FolderPlacement::kOneFilesystem);
 }
 
-TEST(ARunAmongOthers, ThatCopiesAcrossVolumesLosesNothingAndLeavesItsFoldersNever) {
-  RunRaces("races, copying across volumes", 3, false, true);
+TEST(ConcurrentChanges, CopyAcrossFilesystems) {
+  RunRaces("races, copying across filesystems", 3, false, FolderPlacement::kTwoFilesystems);
 }
 
 }  // namespace

@@ -1,10 +1,5 @@
 #include "tests/faults/run_plan.h"
 
-#include <gtest/gtest.h>
-
-#include "tests/faults/two_volumes.h"
-#include "tests/support/temporary_folder.h"
-
 namespace tessary::test {
 
 std::vector<std::string> RunPlan::Arguments(const std::string& source,
@@ -27,19 +22,14 @@ ChildSetup SetupWith(const std::string& config) {
                           {"LC_ALL", "C"}}};
 }
 
-void RunSoakRounds(const std::string& title, unsigned few, bool isAcross, bool isAlsoOnDisk,
-                   const SoakRound& runOnce) {
-  const TwoVolumes volumes;
-  if (isAcross && !volumes.AreDifferent())
-    GTEST_SKIP() << "there are no two volumes to be had here";
-  for (SoakRounds rounds(title, few); rounds.Next();) {
-    SCOPED_TRACE(rounds.Describe());
-    const bool isOnDisk = isAlsoOnDisk && rounds.random().OneIn(8);
-    const std::string& other = isOnDisk ? volumes.OnDisk() : volumes.second();
-    const TemporaryFolder first(volumes.first());
-    const TemporaryFolder second(isAcross ? other : volumes.first());
-    runOnce(first.path(), second.path(), rounds.random());
-  }
+void AwaitEnd(ChildProcess* run, const std::string& what, Soak* soak) {
+  constexpr unsigned kMaxSeconds = 120;
+  if (!run->Wait(kMaxSeconds)) soak->AddViolation("hung", what);
+}
+
+void AwaitSuccess(ChildProcess* run, const std::string& what, Soak* soak) {
+  AwaitEnd(run, what, soak);
+  if (run->status() != 0) soak->AddViolation("lost", what + " failed: " + run->Errors());
 }
 
 }  // namespace tessary::test

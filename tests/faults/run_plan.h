@@ -1,40 +1,32 @@
 #pragma once
 
-#include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tests/faults/child_process.h"
 #include "tests/support/soak.h"
 
-// What harnesses share that try runs of the program between two folders.
 namespace tessary::test {
 
-constexpr unsigned kHangSeconds = 60;  // no run takes so long
-
-// What a run is told to do.
+// The options of a run of tessary-cli.
 struct RunPlan {
   bool isMove = false;
-  bool isByDate = false;     // otherwise by extension
-  bool isReplacing = false;  // what bears the same name makes way
+  bool isByDate = false;  // otherwise by extension
+  bool isReplacing = false;
   bool isRecursing = true;
 
   std::vector<std::string> Arguments(const std::string& source,
                                      const std::string& destination) const;
 };
 
-// A run for which only the settings in the folder `config` count, and nothing else of this
-// machine's.
+// Makes a run depend on the settings in the folder `config` only, not on those of this machine.
 ChildSetup SetupWith(const std::string& config);
 
-// Calls `runOnce` with two empty folders for as many rounds as are due, `few` where nobody asks for
-// more. The folders are on one volume, or where `isAcross` on two; the second one is sometimes on
-// the disk, where everything takes longer, if `isAlsoOnDisk`. Skips the test where there are no two
-// volumes.
-using SoakRound =
-    std::function<void(const std::string& first, const std::string& second, SoakRandom& random)>;
-void RunSoakRounds(const std::string& title, unsigned few, bool isAcross, bool isAlsoOnDisk,
-                   const SoakRound& runOnce);
+// Waits for the end of a run, which the violations are to name as `what`. Counts a run that takes
+// too long as "hung".
+void AwaitEnd(ChildProcess* run, const std::string& what, Soak* soak);
+
+// The same, and counts a run with another exit status than 0 as "lost".
+void AwaitSuccess(ChildProcess* run, const std::string& what, Soak* soak);
 
 }  // namespace tessary::test

@@ -11,54 +11,51 @@
 
 namespace tessary::test {
 
-// What has been found below a folder.
+// What TestData::Scan has found.
 struct ScanResult {
-  std::map<size_t, std::vector<std::string>> places;    // of each item, the paths where it is whole
-  std::map<size_t, std::vector<std::string>> sidecars;  // the same of its sidecar, hidden ones too
-  std::vector<std::string> unexpected;                  // visible, and not whole or not ours
-  std::vector<std::string> staleTempFiles;              // hidden names of the program's own
+  std::map<size_t, std::vector<std::string>> places;    // the paths of each complete item
+  std::map<size_t, std::vector<std::string>> sidecars;  // the paths of its complete sidecar
+  std::vector<std::string> unexpected;                  // neither an item nor a sidecar
+  std::vector<std::string> staleTempFiles;              // including sidecars that are staged
 
-  // The places of an item or of its sidecar, none of what is nowhere.
+  // The paths of an item or of its sidecar, which may be none.
   std::vector<std::string> PlacesOf(size_t item) const;
   std::vector<std::string> SidecarsOf(size_t item) const;
 };
 
-// Items that are told apart by what they hold, wherever they are: files, links and packages, no two
-// of them alike. Knows each from its contents, names, modes, times, attributes and inner links, so
-// that one that is not whole is not known at all.
+// Files, links and packages that can be identified wherever they are moved or copied. An item is
+// identified by everything that a copy preserves, so that an incomplete one is not recognised.
+// Items are numbered from 0.
 class TestData {
  public:
-  // Without `hasLinks`, packages are whole where their inner links have become files of their own.
+  // Without `hasLinks`, the hard links inside packages may become separate files.
   explicit TestData(bool hasLinks) : hasLinks_(hasLinks) {}
 
-  // Makes an item and answers its number. A package is a folder with files, links, an empty folder
-  // and a hard link inside.
+  // Creates an item and returns its number. A package is a folder that contains files, links, an
+  // empty folder and a hard link.
   size_t PutFile(const std::string& path, SoakRandom& random);
   size_t PutLink(const std::string& path);
   size_t PutPackage(const std::string& path, SoakRandom& random);
 
-  // Makes `count` items in a folder, of all kinds, with names that no two of them share, among them
-  // names that are awkward; some of them below plain folders where `isDeep`.
+  // Creates `count` items of all kinds in a folder, under different names, some of them unusual.
+  // With `isDeep`, some are in subfolders.
   void Fill(const std::string& folder, size_t count, bool isDeep, SoakRandom& random);
 
-  // Puts a sidecar beside an item, or beside about half of those that there are, which can be no
-  // other item's. It is none of the items, and is known from everything that those are known from.
+  // Creates the sidecar of an item, or of about half of all items. It is identified as the items
+  // are, but is not an item itself.
   void PutSidecar(size_t item, SoakRandom& random);
   void PutSidecars(SoakRandom& random);
 
-  // How many items there are, where one was put, whether it is a package, and whether it was given
-  // a sidecar.
   size_t size() const { return paths_.size(); }
+  // Where the item was created.
   const std::string& PathOf(size_t item) const { return paths_[item]; }
   bool IsPackage(size_t item) const { return packages_.contains(item); }
   bool HasSidecar(size_t item) const { return withSidecar_.contains(item); }
 
-  // The number of the item at the path if it is whole. None bears the name of a sidecar.
+  // The number of the item at the path, if it is complete.
   std::optional<size_t> Identify(const std::string& path) const;
 
-  // Looks at everything below the folders; plain folders are entered, and count for nothing. What
-  // bears the name of a sidecar is one or a stranger. A sidecar may bear one of the names, too,
-  // that the program gives it while its item is deleted.
+  // Identifies everything below the folders except folders that are not packages.
   ScanResult Scan(const std::vector<std::string>& folders) const;
 
  private:
@@ -67,16 +64,16 @@ class TestData {
   void ScanFolder(const std::string& folder, ScanResult* scan) const;
 
   bool hasLinks_;
-  size_t size_ = 0;  // of those made, so that no two hold the same
+  size_t size_ = 0;  // of the items with contents, which make these different
   std::vector<std::string> paths_;
   std::map<std::string, size_t> byFingerprint_;
   std::set<size_t> packages_;
   std::set<size_t> withSidecar_;
-  std::map<std::string, size_t> bySidecar_;  // by its fingerprint
+  std::map<std::string, size_t> bySidecar_;  // by the fingerprint of the sidecar
 };
 
-// Everything about the object at the path that a copy of it keeps; with `hasLinks`, which of the
-// files inside are one file, too.
+// Everything about the object at the path that a copy preserves; with `hasLinks`, including which
+// files inside are hard links.
 std::string FingerprintOf(const std::string& path, bool hasLinks);
 
 }  // namespace tessary::test

@@ -11,25 +11,27 @@
 
 #include "platform/linux/descriptors/unique_fd.h"
 #include "tests/faults/child_process.h"
-#include "tests/faults/two_volumes.h"
+#include "tests/faults/run_plan.h"
+#include "tests/faults/two_filesystems.h"
 #include "tests/support/soak.h"
 #include "tests/support/temporary_folder.h"
 
-// Programs that go on writing to files while these are moved to another volume, through descriptors
-// that do not mind the files' names.
+// Moves across filesystems while other programs write to the files through open descriptors.
 namespace tessary::test {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr unsigned kTimeoutSeconds = 60;  // seconds
+const SoakSuite kSuite("ConcurrentWriters");
+
 constexpr uint64_t kFiles = 40;
 
 std::string NameOf(uint64_t file) { return "file" + std::to_string(file) + ".log"; }
 
-// One program that opens files of a folder, one after another, and keeps each open for a while.
+// A program that opens random files of a folder one after another and appends lines to each.
 class Writer {
  public:
+  // Each line begins with `sign`, so that no two lines are equal.
   Writer(std::string folder, std::string sign, uint64_t seed)
       : folder_(std::move(folder)), sign_(std::move(sign)), random_(seed), thread_([this] {
           while (!isStopped_) Write();
@@ -43,7 +45,7 @@ class Writer {
     if (thread_.joinable()) thread_.join();
   }
 
-  // The lines that the kernel has taken, each of its own.
+  // The lines written successfully.
   const std::set<std::string>& Lines() const { return lines_; }
 
  private:
@@ -68,46 +70,39 @@ class Writer {
   std::thread thread_;
 };
 
-std::set<std::string> LinesBelow(const std::string& folder) {
-  std::set<std::string> lines;
+void AddLinesBelow(const std::string& folder, std::set<std::string>* lines) {
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
     if (!entry.is_regular_file()) continue;
     std::istringstream text(ReadFile(entry.path()));
-    for (std::string line; std::getline(text, line);) lines.insert(line);
+    for (std::string line; std::getline(text, line);) lines->insert(line);
   }
-  return lines;
 }
 
-TEST(ARunAmongWriters, LosesNothingThatTheyWrite) {
-  const std::string title = "writers, moving across volumes";
-  SoakCount count(title, "lines written", {"lost", "hung"});
-  const TwoVolumes volumes;
-  if (!volumes.AreDifferent()) GTEST_SKIP() << "there are no two volumes to be had here";
-  for (SoakRounds rounds(title, 10); rounds.Next();) {
-    SCOPED_TRACE(rounds.Describe());
-    const TemporaryFolder from(volumes.first());
-    const TemporaryFolder to(volumes.second());
-    for (uint64_t file = 0; file < kFiles; ++file) WriteFile(from / NameOf(file), "begun\n");
-    const ChildSetup setup = {.environment = {{"XDG_CONFIG_HOME", to / "config"}}};
-    Writer first(from.path(), "first ", rounds.random().Next());
-    Writer second(from.path(), "second ", rounds.random().Next());
-    // What was being written the first time is moved once it is not.
-    for (int run = 0; run < 3; ++run) {
-      ChildProcess child({"aggregate", "--move", "--kind=extension", from.path(), to.path()},
-                         setup);
-      if (!child.Wait(kTimeoutSeconds)) count.AddViolation("hung", "the run");
+TEST(ConcurrentWriters, MoveAcrossFilesystems) {
+  Soak soak("writers, moving across filesystems", "lines written", {"lost", "hung"});
+  const auto round = [&soak](const std::string& from, const std::string& to, SoakRandom& random) {
+    for (uint64_t file = 0; file < kFiles; ++file) WriteFile(from + "/" + NameOf(file), "begun\n");
+    Writer first(from, "first ", random.Next());
+    Writer second(from, "second ", random.Next());
+    const RunPlan plan = {.isMove = true, .isRecursing = false};
+    // The first run skips the files that are being written; a later one moves them.
+    for (int i = 0; i < 3; ++i) {
+      ChildProcess run(plan.Arguments(from, to), SetupWith(to + "/config"));
+      AwaitEnd(&run, "the run", &soak);
     }
     first.Stop();
     second.Stop();
-    std::set<std::string> found = LinesBelow(from.path());
-    found.merge(LinesBelow(to.path()));
+    std::set<std::string> found;
+    AddLinesBelow(from, &found);
+    AddLinesBelow(to, &found);
     for (const Writer* writer : {&first, &second}) {
-      count.AddTries(writer->Lines().size());
+      soak.AddTries(writer->Lines().size());
       for (const std::string& line : writer->Lines()) {
-        if (!found.contains(line)) count.AddViolation("lost", line);
+        if (!found.contains(line)) soak.AddViolation("lost", line);
       }
     }
-  }
+  };
+  RunOnTwoFolders(&soak, 10, FolderPlacement::kTwoFilesystems, round);
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ const std::vector<std::string> kTypes = {
     "TEXT", "PDF ", std::string("ab\0\0", 4), "\xff\xff\xff\xff", "a/b:", std::string("..\0\0", 4)};
 
 std::string RandomName(SoakRandom& random) {
-  // The first few again and again, so that names meet.
+  // Half of the names begin with one of the first three stems, so that names collide.
   std::string name = random.OneIn(2) ? kStems[random.Below(3)] : random.Pick(kStems);
   if (random.OneIn(12)) name = "." + name;
   if (random.OneIn(25)) name.append(150, 'n');
@@ -56,31 +56,31 @@ class RunGenerator {
     run_.isWholeApplication = random_.OneIn(2);
     run_.place = static_cast<RunPlace>(random_.Below(3));
     const uint64_t count = 1 + random_.Below(24);
-    for (uint64_t i = 0; i < count; ++i) AddObject(RandomFolderOfSource());
-    const uint64_t clashes = random_.OneIn(2) ? 0 : 1 + random_.Below(8);
-    for (uint64_t i = 0; i < clashes; ++i) AddCollision();
+    for (uint64_t i = 0; i < count; ++i) AddObject(RandomSourceFolder());
+    const uint64_t collisions = random_.OneIn(2) ? 0 : 1 + random_.Below(8);
+    for (uint64_t i = 0; i < collisions; ++i) AddCollision();
     return std::move(run_);
   }
 
  private:
-  std::string RandomFolderOfSource() {
-    const std::string walked = run_.Walked();
-    return random_.OneIn(2) ? walked : walked + "/" + random_.Pick(kFolders);
+  std::string RandomSourceFolder() {
+    const std::string source = run_.Source();
+    return random_.OneIn(2) ? source : source + "/" + random_.Pick(kFolders);
   }
 
   void AddObject(const std::string& folder) {
     RandomObject object;
     object.kind = RandomKind(random_, traits_);
-    // Nobody can give a FIFO another creation date than its own.
+    // A FIFO has no attribute that could hold a creation date.
     if (run_.kind == 5 && object.kind == ObjectKind::kFifo) object.kind = ObjectKind::kFile;
     std::string name = RandomName(random_);
     if (object.kind == ObjectKind::kPackage) name += "." + random_.Pick(kPackageExtensions);
     if (object.kind == ObjectKind::kFolder) name = "folder" + std::to_string(random_.Below(3));
     object.path = folder + "/" + name;
-    Finish(object);
+    Complete(object);
   }
 
-  // An object in the destination that bears, in a folder of a key, a name that may come there.
+  // Adds an object to a key folder of the destination, under a name that the run may use there.
   void AddCollision() {
     if (run_.kind >= 4) {
       const RunDate& date = random_.Pick(RunDates());
@@ -93,8 +93,8 @@ class RunGenerator {
     AddObject(run_.Destination() + "/" + random_.Pick(folders));
   }
 
-  void Finish(RandomObject& object) {
-    // Nothing lies in what is no folder, and no name is taken twice.
+  void Complete(RandomObject& object) {
+    // Skips a path that another object already has.
     if (!names_.insert(object.path).second) return;
     const std::string number = std::to_string(run_.objects.size());
     object.content = "content " + number;
@@ -106,7 +106,7 @@ class RunGenerator {
       if (canHave && random_.OneIn(5)) object.comment = "comment " + number;
     }
     object.date = static_cast<int>(random_.Below(RunDates().size()));
-    object.holdsFifo =
+    object.hasFifo =
         object.kind == ObjectKind::kPackage && traits_.hasSpecialFiles && random_.OneIn(8);
     run_.objects.push_back(object);
   }
@@ -128,8 +128,8 @@ const std::vector<RunDate>& RunDates() {
   return kDates;
 }
 
-std::string RandomRun::Walked() const {
-  return isApplication && !isWholeApplication ? SourceTop() + "/Contents/Resources" : SourceTop();
+std::string RandomRun::Source() const {
+  return GivenSource() + (isApplication && !isWholeApplication ? "/Contents/Resources" : "");
 }
 
 std::string RandomRun::Destination() const {
@@ -137,8 +137,8 @@ std::string RandomRun::Destination() const {
     case RunPlace::kBeside:
       return "destination";
     case RunPlace::kInside:
-      return Walked() + "/destination";
-    case RunPlace::kOtherVolume:
+      return Source() + "/destination";
+    case RunPlace::kOtherFilesystem:
       return "other";
   }
   return {};
@@ -150,7 +150,7 @@ std::string RandomRun::Preferences() const {
   lines += std::string("FileOperation = ") + (isCopy ? "2" : "1") + "\n";
   lines += std::string("RecurseFolders = ") + boolean(recurses);
   lines += std::string("ReplaceFilesBySameName = ") + boolean(replaces);
-  // These two keys tell the opposite of what they do.
+  // The names of these two keys mean the opposite of what they do.
   lines += std::string("AggregateAppResourcesOnly = ") + boolean(isWholeApplication);
   lines += std::string("PreserveComments = ") + boolean(!keepsComments);
   return lines;
@@ -162,7 +162,7 @@ RandomRun MakeRandomRun(SoakRandom& random, const VolumeTraits& traits) {
 
 std::string Describe(const RandomRun& run) {
   std::ostringstream text;
-  text << run.Preferences() << "from " << run.Walked() << " to " << run.Destination() << "\n";
+  text << run.Preferences() << "from " << run.Source() << " to " << run.Destination() << "\n";
   for (const RandomObject& object : run.objects) {
     text << "  "
          << "fdpli"[static_cast<int>(object.kind)] << " " << std::quoted(object.path) << " "
@@ -170,7 +170,7 @@ std::string Describe(const RandomRun& run) {
     if (!object.fileType.empty()) text << " type " << std::quoted(object.fileType);
     if (object.isInvisible) text << " invisible";
     if (!object.comment.empty()) text << " " << object.comment;
-    if (object.holdsFifo) text << " with a FIFO";
+    if (object.hasFifo) text << " with a FIFO";
     text << "\n";
   }
   return text.str();

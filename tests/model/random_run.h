@@ -7,40 +7,41 @@
 #include "tests/support/soak.h"
 #include "tests/support/volume_traits.h"
 
-// A run made up by chance: the settings, and what lies in the source and in the destination. It is
-// a list of objects, so that one that shows a fault can be made smaller by leaving objects out.
+// A random run: the settings, and the objects in the source and in the destination. If a run shows
+// a fault, objects can be left out to find a smaller run that shows it, too.
 namespace tessary::test {
 
 enum class ObjectKind { kFile, kFolder, kPackage, kLink, kFifo };
 
-// An object to be made before the run. Folders above it are made as they are needed.
+// An object that exists before the run.
 struct RandomObject {
   ObjectKind kind = ObjectKind::kFile;
-  std::string path;      // below the ground: "source/...", "destination/..."
-  std::string content;   // of a file, different for each; of a link where it leads
-  std::string fileType;  // four bytes of Finder information, or empty
+  std::string path;      // relative: "source/...", "destination/..."
+  std::string content;   // different for each object; the target of a link
+  std::string fileType;  // four bytes for the Finder information, or empty
   bool isInvisible = false;
-  int date = 0;            // which of kRunDates is its date, by modification and creation
-  std::string comment;     // empty: none
-  bool holdsFifo = false;  // a package that no copy can be made of
+  int date = 0;          // the index in RunDates of its modification and creation date
+  std::string comment;   // or empty
+  bool hasFifo = false;  // a package that cannot be copied
 };
 
-// The dates that objects have, in seconds since 1970, and the folders that they belong into.
+// A date, and the folders into which a run by date files its objects.
 struct RunDate {
-  int64_t seconds;
+  int64_t seconds;  // since 1970
   const char* year;
   const char* day;
 };
 const std::vector<RunDate>& RunDates();
 
+// Where the destination is.
 enum class RunPlace {
-  kBeside,       // the destination lies beside the source
-  kInside,       // in a plain folder of the source
-  kOtherVolume,  // on another volume
+  kBeside,  // beside the source
+  kInside,  // in a folder of the source
+  kOtherFilesystem,
 };
 
 struct RandomRun {
-  int kind = 1;  // as the setting numbers them
+  int kind = 1;  // the value of TessaryType
   bool isCopy = false;
   bool replaces = false;
   bool recurses = false;
@@ -50,18 +51,21 @@ struct RandomRun {
   RunPlace place = RunPlace::kBeside;
   std::vector<RandomObject> objects;
 
-  // The folder whose items are filed, and the folder they are filed into, below the ground.
-  std::string SourceTop() const { return isApplication ? "source.app" : "source"; }
-  std::string Walked() const;
+  // The folder that the run is given, relative as the objects' paths.
+  std::string GivenSource() const { return isApplication ? "source.app" : "source"; }
+
+  // The folder whose items are filed: that one, or an application's resources.
+  std::string Source() const;
+
   std::string Destination() const;
 
-  // The lines of the preferences file.
+  // The text of the preferences file.
   std::string Preferences() const;
 };
 
 RandomRun MakeRandomRun(SoakRandom& random, const VolumeTraits& traits);
 
-// For a message.
+// The run as text, for a failure message.
 std::string Describe(const RandomRun& run);
 
 }  // namespace tessary::test

@@ -5,8 +5,7 @@
 namespace tessary::test {
 namespace {
 
-// The extension of a name, in its own case; none where there is no ".", empty where nothing follows
-// it.
+// The extension of a name, in its own case. None without a "."; may be empty.
 std::optional<std::string> ExtensionOf(const std::string& name) {
   const size_t dot = name.rfind('.');
   if (dot == std::string::npos) return std::nullopt;
@@ -23,6 +22,10 @@ std::optional<std::string> Find(const std::map<std::string, std::string>& table,
   const auto found = table.find(key);
   if (found == table.end()) return std::nullopt;
   return found->second;
+}
+
+bool IsItem(const RandomObject& object) {
+  return object.kind != ObjectKind::kFolder && !object.isInvisible && NameIn(object.path)[0] != '.';
 }
 
 }  // namespace
@@ -55,27 +58,27 @@ RunModel::RunModel(const RandomRun& run, bool isAcross)
   }
 }
 
-// Whether the run comes to the folder that the object lies in.
-bool RunModel::IsWalked(const RandomObject& object) const {
-  const std::string top = run_.Walked() + "/";
+// Returns whether the run lists the folder that contains the object.
+bool RunModel::IsListed(const RandomObject& object) const {
+  const std::string top = run_.Source() + "/";
   const std::string folder = FolderOf(object.path) + "/";
   if (!folder.starts_with(top)) return false;
   if (folder == top) return true;
   return run_.recurses && ("/" + folder.substr(top.size())).find("/.") == std::string::npos;
 }
 
-// Whether it lies in a folder that a run by date sorts by day.
+// Returns whether a run by date sorts the folder that contains the object by day.
 bool RunModel::IsInSortedFolder(const RandomObject& object) const {
   const std::string folder = FolderOf(object.path);
   return FolderOf(folder) == run_.Destination() && NameIn(folder)[0] != '.';
 }
 
-bool RunModel::CanBeTransferred(const RandomObject& object, bool asCopy) const {
-  const bool holdsFifo = object.kind == ObjectKind::kFifo || object.holdsFifo;
-  return !holdsFifo || (!asCopy && !isAcross_);
+bool RunModel::CanBeTransferred(const RandomObject& object) const {
+  const bool isCopyable = object.kind != ObjectKind::kFifo && !object.hasFifo;
+  return isCopyable || (!run_.isCopy && !isAcross_);
 }
 
-// The name of the key's folder; ".." for a key that no folder can bear.
+// The name of the key folder; ".." for a key that cannot be the name of a folder.
 std::optional<std::string> RunModel::KeyOf(const RandomObject& object) const {
   const std::optional<std::string> extension = ExtensionOf(NameIn(object.path));
   std::string key;
@@ -101,16 +104,14 @@ std::optional<std::string> RunModel::KeyOf(const RandomObject& object) const {
 }
 
 Expectation RunModel::Expect(const RandomObject& object) const {
-  const bool isItem =
-      object.kind != ObjectKind::kFolder && !object.isInvisible && NameIn(object.path)[0] != '.';
-  if (!isItem || !IsWalked(object)) return {};
+  if (!IsItem(object) || !IsListed(object)) return {};
   const std::optional<std::string> key = KeyOf(object);
   if (!key || key->empty()) return {.outcome = ExpectedOutcome::kSkipped};
   if (*key == "..") return {.outcome = ExpectedOutcome::kFailedUnlogged};
   const std::string folder = run_.Destination() + "/" + *key;
   if (FolderOf(object.path) == folder) return {.outcome = ExpectedOutcome::kSkipped};
   const ExpectedOutcome outcome =
-      CanBeTransferred(object, run_.isCopy) ? ExpectedOutcome::kFiled : ExpectedOutcome::kFailed;
+      CanBeTransferred(object) ? ExpectedOutcome::kFiled : ExpectedOutcome::kFailed;
   return {.outcome = outcome,
           .folder = folder,
           .keepsOriginal = run_.isCopy,
@@ -118,11 +119,9 @@ Expectation RunModel::Expect(const RandomObject& object) const {
 }
 
 Expectation RunModel::ExpectByDate(const RandomObject& object) const {
-  const bool isItem =
-      object.kind != ObjectKind::kFolder && !object.isInvisible && NameIn(object.path)[0] != '.';
   const bool isSorted = IsInSortedFolder(object);
-  if (!isItem || (!IsWalked(object) && !isSorted)) return {};
-  // A link that leads nowhere has no date.
+  if (!IsItem(object) || (!IsListed(object) && !isSorted)) return {};
+  // All links are dangling, and have no date.
   if (object.kind == ObjectKind::kLink) return {.outcome = ExpectedOutcome::kSkipped};
   const RunDate& date = RunDates()[static_cast<size_t>(object.date)];
   if (isSorted) {
@@ -131,7 +130,7 @@ Expectation RunModel::ExpectByDate(const RandomObject& object) const {
   }
   const std::string year = run_.Destination() + "/" + date.year;
   const std::string day = year + "/" + date.day;
-  if (!CanBeTransferred(object, run_.isCopy)) {
+  if (!CanBeTransferred(object)) {
     return {.outcome = ExpectedOutcome::kFailed, .folder = year, .collisionFolders = {year}};
   }
   return {.outcome = ExpectedOutcome::kFiled,
@@ -154,7 +153,7 @@ bool RunModel::HasNameCollision(size_t object) const {
 }
 
 bool RunModel::MayBeReplaced(size_t object) const {
-  // Neither package nor folder is ever empty here.
+  // Packages and folders are not replaced, as none is empty.
   return run_.replaces && run_.objects[object].kind != ObjectKind::kPackage &&
          HasNameCollision(object);
 }

@@ -7,50 +7,50 @@
 
 #include "tests/model/random_run.h"
 
-// What a run ought to do, told object by object and without regard to their order: which folder
-// each goes into, and what a run must tell of it. It knows nothing of the engine but its rules.
+// What a run should do with each object: the folder into which it is filed, and what the run
+// reports. The model does not depend on the order of the objects, and uses no code of the engine.
 namespace tessary::test {
 
 enum class ExpectedOutcome {
-  kIgnored,  // hidden, no item, or where the run does not come: not told of
-  kSkipped,  // told as left where it is
+  kIgnored,  // not reported: hidden, not an item, or in a folder that the run does not list
+  kSkipped,
   kFiled,
-  kFailed,          // and the log names it
-  kFailedUnlogged,  // failed, and the log is silent
+  kFailed,          // with a log line
+  kFailedUnlogged,  // without a log line
 };
 
 struct Expectation {
   ExpectedOutcome outcome = ExpectedOutcome::kIgnored;
-  std::string folder = {};  // of kFiled and kFailed: the folder that it goes into, below the ground
-  bool keepsOriginal = false;  // of kFiled: the original stays
-  // Under these names of folders and its own, another object may meet it.
+  std::string folder = {};     // for kFiled and kFailed: the folder into which it is filed
+  bool keepsOriginal = false;  // for kFiled: it is copied
+  // The folders in which it may collide with another object of the same name.
   std::vector<std::string> collisionFolders = {};
 };
 
 class RunModel {
  public:
-  // `isAcross`: whether the destination lies on another volume.
+  // `isAcross`: the destination is on another filesystem.
   RunModel(const RandomRun& run, bool isAcross);
 
-  // By the number of the object in the run.
+  // The expectation for an object, by its index in the run.
   const Expectation& Of(size_t object) const { return expectations_[object]; }
 
-  // Whether another object of the same name may have met this one, and, with the settings so, have
-  // replaced it.
+  // Returns whether the object may collide with another one, and whether it may then be replaced.
   bool HasNameCollision(size_t object) const;
   bool MayBeReplaced(size_t object) const;
 
   size_t Count(ExpectedOutcome outcome) const;
 
-  // A run by date into a folder that it walks itself files things again and again.
+  // Returns false for a run by date whose destination is in the folders that it lists: it files
+  // items repeatedly.
   bool IsPredictable() const { return isPredictable_; }
 
  private:
   Expectation Expect(const RandomObject& object) const;
   Expectation ExpectByDate(const RandomObject& object) const;
-  bool IsWalked(const RandomObject& object) const;
+  bool IsListed(const RandomObject& object) const;
   bool IsInSortedFolder(const RandomObject& object) const;
-  bool CanBeTransferred(const RandomObject& object, bool asCopy) const;
+  bool CanBeTransferred(const RandomObject& object) const;
   std::optional<std::string> KeyOf(const RandomObject& object) const;
 
   const RandomRun& run_;
@@ -59,11 +59,11 @@ class RunModel {
   std::vector<Expectation> expectations_;
 };
 
-// What extensions stand for in the files that the runs are given: file types and MIME types.
+// The file types and MIME types of extensions in the tables that the runs use.
 const std::map<std::string, std::string>& MappedFileTypes();
 const std::map<std::string, std::string>& KnownMimeTypes();
 
-// The last component of a path, and what is before it.
+// The last component of a path, and what precedes it.
 std::string NameIn(const std::string& path);
 std::string FolderOf(const std::string& path);
 

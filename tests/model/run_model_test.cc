@@ -1,13 +1,15 @@
-// Runs made up by chance, compared with what they ought to do: nothing is lost, everything is where
-// it belongs, the run tells so, and a second one changes nothing.
+// Random runs: nothing is lost, every object is where the model expects it, the run reports that,
+// and a second run changes nothing.
 
 #include "tests/model/run_model.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
-#include <set>
+#include <map>
 
 #include "engine/application_source.h"
 #include "engine/run.h"
@@ -17,9 +19,12 @@
 #include "platform/managers/autorelease_pool.h"
 #include "programs/cli/run_totals.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/distinct_names.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/file_operations.h"
+#include "tests/support/memory_volume.h"
 #include "tests/support/preferences_folder.h"
+#include "tests/support/soak.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/tree_lines.h"
 
@@ -28,14 +33,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kInside[] = "inside";  // the file in every package, with its content
+const SoakSuite kSuite("RandomRuns");
+
+constexpr char kInside[] = "inside";  // the file in each package that holds the content
 constexpr char kComment[] = "user.xdg.comment";
 constexpr char kCreationDate[] = "user.tessary.creation-date";
-
-struct Violation {
-  std::string name;
-  std::string details;
-};
 
 std::string IsoDate(int64_t seconds) {
   struct tm parts = {};
@@ -45,46 +47,25 @@ std::string IsoDate(int64_t seconds) {
   return text.data();
 }
 
-// Whether `name` is `own`, or a name that `own` gets where it is taken, once or again and again.
-bool IsDistinctNameOf(std::string name, const std::string& own) {
-  const size_t dot = own.rfind('.');
-  const std::string extension = dot == std::string::npos ? "" : own.substr(dot);
-  // In the catalog's name such an extension is written otherwise, and so it is not taken for one.
-  const bool isKept = extension.find(':') != std::string::npos;
-  const std::string form = " - 00000000-0000-0000-0000-000000000000";
-  while (name != own) {
-    if (name.size() < form.size() + extension.size() || !name.ends_with(extension)) return false;
-    name.resize(name.size() - extension.size());
-    for (size_t i = 0; i < form.size(); ++i) {
-      const char c = name[name.size() - form.size() + i];
-      const bool isDigit = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
-      if (form[i] == '0' ? !isDigit : c != form[i]) return false;
-    }
-    name.resize(name.size() - form.size());
-    if (!isKept) name += extension;
-  }
-  return true;
-}
-
-// One run in the real file system.
+// A random run in real filesystems.
 class RealRun {
  public:
-  RealRun(const RandomRun& run, const TemporaryFolder& ground, const TemporaryFolder& other)
+  // `other` is in another filesystem than `scratch`, if possible.
+  RealRun(const RandomRun& run, const TemporaryFolder& scratch, const TemporaryFolder& other)
       : run_(run),
-        ground_(ground),
+        scratch_(scratch),
         other_(other),
-        isAcross_(run.place == RunPlace::kOtherVolume &&
-                  AreOnDifferentVolumes(ground.path(), other.path())),
-        model_(run, isAcross_) {}
+        model_(run, run.place == RunPlace::kOtherFilesystem &&
+                        AreOnDifferentVolumes(scratch.path(), other.path())) {}
 
-  std::vector<Violation> Check() {
-    Make();
+  // Runs, and returns what is wrong afterwards.
+  std::vector<SoakViolation> FindViolations() {
+    CreateObjects();
     Run();
-    const size_t messages = log_.Messages().size();
+    if (log_.Messages().empty()) Add("unreported", "the log is empty");
     CheckPlaces();
     CheckReport();
     if (!run_.isCopy && run_.kind < 4) CheckSecondRun();
-    if (messages == 0) Add("untold", "the log does not tell of the run");
     return std::move(violations_);
   }
 
@@ -94,17 +75,17 @@ class RealRun {
   }
 
   std::string PathOf(const std::string& path) const {
-    return path.starts_with("other") ? other_ / path : ground_ / path;
+    return (path.starts_with("other") ? other_ : scratch_) / path;
   }
 
-  void Make() {
+  void CreateObjects() {
     preferences_.Write(run_.Preferences());
-    MakeFolder(PathOf(run_.Walked()));
+    MakeFolder(PathOf(run_.Source()));
     MakeFolder(PathOf(run_.Destination()));
-    for (size_t i = 0; i < run_.objects.size(); ++i) MakeObject(run_.objects[i], i);
+    for (size_t i = 0; i < run_.objects.size(); ++i) CreateObject(run_.objects[i], i);
   }
 
-  void MakeObject(const RandomObject& object, size_t number) {
+  void CreateObject(const RandomObject& object, size_t number) {
     const std::string path = PathOf(object.path);
     MakeFolder(FolderOf(path));
     switch (object.kind) {
@@ -116,7 +97,7 @@ class RealRun {
         break;
       case ObjectKind::kPackage:
         WriteFile(path + "/" + kInside, object.content);
-        if (object.holdsFifo) MakeFifo(path + "/fifo");
+        if (object.hasFifo) MakeFifo(path + "/fifo");
         break;
       case ObjectKind::kLink:
         MakeLink(object.content, path);
@@ -126,7 +107,7 @@ class RealRun {
         fifos_[LstatAt(path).st_ino] = number;
         break;
     }
-    GiveAttributes(object, path);
+    SetAttributes(object, path);
     SetModificationDate(path, DateOf(object));
   }
 
@@ -136,19 +117,19 @@ class RealRun {
     return RunDates()[static_cast<size_t>(object.date)].seconds;
   }
 
-  void GiveAttributes(const RandomObject& object, const std::string& path) const {
-    bool isGiven = true;
+  void SetAttributes(const RandomObject& object, const std::string& path) const {
+    bool isSet = true;
     if (!object.fileType.empty() || object.isInvisible) {
-      isGiven = SetFinderInfo(path, object.fileType, object.isInvisible ? 0x4000 : 0);
+      isSet = SetFinderInfo(path, object.fileType, object.isInvisible ? 0x4000 : 0);
     }
     if (!object.comment.empty()) {
-      isGiven = isGiven && SetAttribute(path, kComment, object.comment);
+      isSet = isSet && SetAttribute(path, kComment, object.comment);
     }
     if (run_.kind == 5 &&
         (object.kind == ObjectKind::kFile || object.kind == ObjectKind::kPackage)) {
-      isGiven = isGiven && SetAttribute(path, kCreationDate, IsoDate(DateOf(object)));
+      isSet = isSet && SetAttribute(path, kCreationDate, IsoDate(DateOf(object)));
     }
-    EXPECT_TRUE(isGiven) << path;
+    EXPECT_TRUE(isSet) << path;
   }
 
   void Run() {
@@ -157,23 +138,23 @@ class RealRun {
         {.runAggregation = [&](const FSRef& source) { AggregateFolder(source, destination); },
          .observeItem = [this](const std::string& path,
                                ItemOutcome outcome) { totals_.Count(path, outcome); }});
-    ResolveRunSource(RefAt(PathOf(run_.SourceTop())));
+    ResolveRunSource(RefAt(PathOf(run_.GivenSource())));
     SetEngineHooks({});
   }
 
-  // ---- Where everything is ----
+  // ---- Places ----
 
-  // The places of every object's content, below the ground.
+  // Finds the relative paths of each object's content.
   void FindPlaces() {
     places_.assign(run_.objects.size(), {});
     std::map<std::string, size_t> numbers;
     for (size_t i = 0; i < run_.objects.size(); ++i) numbers[run_.objects[i].content] = i;
-    for (const std::string& top : {ground_.path(), other_.path()}) {
+    for (const std::string& top : {scratch_.path(), other_.path()}) {
       fs::recursive_directory_iterator it(top);
       for (; it != fs::recursive_directory_iterator(); ++it) {
         const std::string path = it->path().string();
         const std::string below = path.substr(top.size() + 1);
-        if (NameIn(below).starts_with(".tessary-")) Add("leftover", below);
+        if (NameIn(below).starts_with(".tessary-")) Add("stale temporary files", below);
         std::string content = ContentOf(path);
         if (content.empty()) continue;
         if (it->symlink_status().type() == fs::file_type::directory) it.disable_recursion_pending();
@@ -183,13 +164,13 @@ class RealRun {
         } else if (const auto found = numbers.find(content); found != numbers.end()) {
           places_[found->second].push_back(below);
         } else {
-          Add("invented", std::string(below).append(" holds ").append(content));
+          Add("unexpected", std::string(below).append(" contains ").append(content));
         }
       }
     }
   }
 
-  // What identifies the object at the path; empty for a plain folder.
+  // What identifies the object at the path; empty for a folder that is not a package.
   static std::string ContentOf(const std::string& path) {
     const mode_t mode = LstatAt(path).st_mode;
     if (S_ISLNK(mode)) return fs::read_symlink(path).string();
@@ -216,121 +197,117 @@ class RealRun {
     const RandomObject& object = run_.objects[i];
     const Expectation& expected = model_.Of(i);
     size_t originals = 0;
-    size_t arrived = 0;
+    size_t filed = 0;
     for (const std::string& place : places_[i]) {
       if (place == object.path) {
         ++originals;
       } else if (expected.outcome == ExpectedOutcome::kFiled &&
                  FolderOf(place) == expected.folder && HasExpectedName(i, place)) {
-        ++arrived;
-        CheckComment(object, PathOf(place));
+        ++filed;
+        CheckComment(object, expected, PathOf(place));
       } else {
-        Add("misplaced", object.path + " is " + place);
+        Add("misplaced", object.path + " is now " + place);
       }
     }
-    const bool mayBeGone = model_.MayBeReplaced(i);
     const bool isFiled = expected.outcome == ExpectedOutcome::kFiled;
-    const size_t wantedOriginals = isFiled && !expected.keepsOriginal ? 0 : 1;
-    const size_t wantedArrived = isFiled ? 1 : 0;
-    const bool isRight = originals == wantedOriginals && arrived == wantedArrived;
-    const bool isLess = originals <= wantedOriginals && arrived <= wantedArrived;
-    if (!isRight && !(mayBeGone && isLess)) {
+    const size_t expectedOriginals = isFiled && !expected.keepsOriginal ? 0 : 1;
+    const size_t expectedFiled = isFiled ? 1 : 0;
+    const bool isExact = originals == expectedOriginals && filed == expectedFiled;
+    const bool isLess = originals <= expectedOriginals && filed <= expectedFiled;
+    if (!isExact && !(model_.MayBeReplaced(i) && isLess)) {
       Add("misplaced", object.path + ": " + std::to_string(originals) + " originals, " +
-                           std::to_string(arrived) + " arrived");
+                           std::to_string(filed) + " filed");
     }
-    hasVanished_ |= !isRight;
+    isAnyReplaced_ |= !isExact;
   }
 
   bool HasExpectedName(size_t i, const std::string& place) const {
-    const std::string own = NameIn(run_.objects[i].path);
-    if (NameIn(place) == own) return true;
-    return model_.HasNameCollision(i) && IsDistinctNameOf(NameIn(place), own);
+    const std::string name = NameIn(run_.objects[i].path);
+    if (NameIn(place) == name) return true;
+    return model_.HasNameCollision(i) && IsSameOrDistinctName(NameIn(place), name);
   }
 
-  void CheckComment(const RandomObject& object, const std::string& path) {
+  void CheckComment(const RandomObject& object, const Expectation& expected,
+                    const std::string& path) {
     if (object.comment.empty() || object.kind == ObjectKind::kLink) return;
-    const bool isKept =
-        !model_.Of(static_cast<size_t>(&object - run_.objects.data())).keepsOriginal ||
-        run_.keepsComments;
-    const std::string wanted = isKept ? object.comment : "(none)";
-    if (AttributeAt(path, kComment) != wanted) Add("misplaced", "comment of " + path);
+    const bool isKept = !expected.keepsOriginal || run_.keepsComments;
+    if (AttributeAt(path, kComment) != (isKept ? object.comment : "(none)")) {
+      Add("misplaced", "comment of " + path);
+    }
   }
 
-  // ---- What was told ----
+  // ---- Log and summary ----
 
   void CheckReport() {
-    if (!model_.IsPredictable()) return;
+    // A run by date may replace an item while it is in the folder of its year. That is not
+    // reported.
+    if (!model_.IsPredictable() || (run_.kind >= 4 && isAnyReplaced_)) return;
     const size_t filed = model_.Count(ExpectedOutcome::kFiled);
-    const size_t failed =
-        model_.Count(ExpectedOutcome::kFailed) + model_.Count(ExpectedOutcome::kFailedUnlogged);
-    const size_t left = model_.Count(ExpectedOutcome::kSkipped);
-    // What was replaced between its year and its day is not told of.
-    if (run_.kind >= 4 && hasVanished_) return;
-    Expect("filed", filed, filed, totals_.filed());
-    Expect("failed", failed, failed, totals_.failed());
-    // What is filed into a folder that is walked later is met there once more.
-    const bool isListedAgain = run_.place == RunPlace::kInside && run_.recurses;
-    Expect("left", left, left + (isListedAgain ? filed : 0), totals_.skipped());
-    Expect("lines of what failed", model_.Count(ExpectedOutcome::kFailed),
-           model_.Count(ExpectedOutcome::kFailed), LinesWith("The file \""));
-    if (run_.kind < 4) Expect("lines of what was moved", filed, filed, LinesWith("Moved \""));
+    const size_t failed = model_.Count(ExpectedOutcome::kFailed);
+    const size_t skipped = model_.Count(ExpectedOutcome::kSkipped);
+    Expect("filed", filed, totals_.filed());
+    Expect("failed", failed + model_.Count(ExpectedOutcome::kFailedUnlogged), totals_.failed());
+    // An item filed into a folder that is listed later may be met, and skipped, there again.
+    const bool mayBeListedAgain = run_.place == RunPlace::kInside && run_.recurses;
+    Expect("skipped", skipped, totals_.skipped(), mayBeListedAgain ? filed : 0);
+    Expect("log lines of failed items", failed, CountLines("The file \""));
+    if (run_.kind < 4) Expect("log lines of filed items", filed, CountLines("Moved \""));
   }
 
-  size_t LinesWith(const std::string& beginning) const {
-    size_t count = 0;
-    for (const std::string& message : log_.Messages())
-      count += message.starts_with(beginning) ? 1U : 0U;
-    return count;
+  size_t CountLines(const std::string& beginning) const {
+    const std::vector<std::string> messages = log_.Messages();
+    return static_cast<size_t>(std::ranges::count_if(
+        messages, [&](const std::string& message) { return message.starts_with(beginning); }));
   }
 
-  void Expect(const std::string& what, size_t least, size_t most, uint64_t told) {
-    if (told >= least && told <= most) return;
-    Add("mistold", what + ": " + std::to_string(told) + " and not " + std::to_string(least) +
-                       " to " + std::to_string(most));
+  void Expect(const std::string& what, size_t expected, uint64_t reported, size_t maxSurplus = 0) {
+    if (reported >= expected && reported <= expected + maxSurplus) return;
+    Add("misreported", what + ": " + std::to_string(reported) + ", expected " +
+                           std::to_string(expected) + " to " +
+                           std::to_string(expected + maxSurplus));
   }
 
-  // ---- Once more ----
+  // ---- Second run ----
 
   void CheckSecondRun() {
-    // What cannot be filed makes way for itself again, and what has its name by now is replaced.
+    // A failed item whose name exists deletes the existing item again, and that may be a filed one.
     if (run_.replaces && model_.Count(ExpectedOutcome::kFailed) > 0) return;
     const std::vector<std::string> before = Lines();
     Run();
-    if (before != Lines()) Add("changed again", "a second run changed something");
+    if (before != Lines()) Add("not idempotent", "a second run changed something");
   }
 
   std::vector<std::string> Lines() const {
     const TreeAspects aspects = {.times = false, .linkTimes = false, .identities = true};
-    std::vector<std::string> lines = TreeLines(ground_.path(), aspects);
+    std::vector<std::string> lines = TreeLines(scratch_.path(), aspects);
     const std::vector<std::string> others = TreeLines(other_.path(), aspects);
     lines.insert(lines.end(), others.begin(), others.end());
     return lines;
   }
 
   const RandomRun& run_;
-  const TemporaryFolder& ground_;
+  const TemporaryFolder& scratch_;
   const TemporaryFolder& other_;
-  bool isAcross_;
   RunModel model_;
   PreferencesFolder preferences_;
   CapturedLog log_;
   RunTotals totals_;
   std::map<ino_t, size_t> fifos_;
   std::vector<std::vector<std::string>> places_;
-  bool hasVanished_ = false;
-  std::vector<Violation> violations_;
+  bool isAnyReplaced_ = false;
+  std::vector<SoakViolation> violations_;
 };
 
-std::vector<Violation> TryRun(const RandomRun& run) {
-  // As around a real run: a folder of the same path may come back as another one later.
+std::vector<SoakViolation> TryRun(const RandomRun& run) {
+  // Releases the interned folders, as at the end of a real run: another folder may get a path
+  // again.
   const NSAutoreleasePool pool;
-  const TemporaryFolder ground;
-  const bool hasMemory = fs::is_directory("/dev/shm");
-  const TemporaryFolder other(hasMemory ? "/dev/shm" : fs::temp_directory_path().string());
-  return RealRun(run, ground, other).Check();
+  const TemporaryFolder scratch;
+  const TemporaryFolder other(MemoryFolder());
+  return RealRun(run, scratch, other).FindViolations();
 }
 
-// The run without every object that it fails without as well.
+// Leaves out every object without which the run has violations, too.
 RandomRun Shrink(RandomRun run) {
   for (size_t i = run.objects.size(); i > 0; --i) {
     RandomRun smaller = run;
@@ -340,20 +317,22 @@ RandomRun Shrink(RandomRun run) {
   return run;
 }
 
-// The tables that the keys of the runs are made with, instead of this machine's.
-class KnownTables {
- public:
-  KnownTables()
+// Replaces this machine's MIME database, extension map and time zone with those of the model.
+class RandomRuns : public testing::Test {
+ protected:
+  RandomRuns()
       : zone_("UTC0"),
         home_("XDG_DATA_HOME", folder_ / "none"),
         data_("XDG_DATA_DIRS", folder_.path()) {
     std::string globs;
-    for (const auto& [extension, type] : KnownMimeTypes())
+    for (const auto& [extension, type] : KnownMimeTypes()) {
       globs.append("50:").append(type).append(":*.").append(extension).append("\n");
+    }
     WriteFile(folder_ / "mime/globs2", globs);
     std::string map;
-    for (const auto& [extension, type] : MappedFileTypes())
+    for (const auto& [extension, type] : MappedFileTypes()) {
       map.append(".").append(extension).append(" \"").append(type).append("\"\n");
+    }
     WriteFile(preferences_.MappingPath(), map);
     BuildExtensionMap();
     RegisterCommentAgent();
@@ -367,24 +346,22 @@ class KnownTables {
   PreferencesFolder preferences_;
 };
 
-TEST(RandomRuns, LoseNothingAndTellWhatTheyDid) {
-  const KnownTables tables;
-  const TemporaryFolder ground;
-  const VolumeTraits traits = ProbeVolume(ground.path());
-  if (!traits.takesAnyNameBytes || !traits.isCaseSensitive)
-    GTEST_SKIP() << "not every name can be made here";
-  SoakCount count(
-      "random runs", "runs",
-      {"lost", "invented", "misplaced", "leftover", "mistold", "untold", "changed again"});
-  for (SoakRounds rounds("random runs", 60); rounds.Next();) {
-    const RandomRun run = MakeRandomRun(rounds.random(), traits);
-    count.AddTries();
-    if (TryRun(run).empty()) continue;
-    const RandomRun smallest = Shrink(run);
-    const std::string told = rounds.Describe() + "\n" + Describe(smallest);
-    for (const Violation& violation : TryRun(smallest))
-      count.AddViolation(violation.name, violation.details + "\n" + told);
+TEST_F(RandomRuns, AgreeWithModel) {
+  const TemporaryFolder scratch;
+  const VolumeTraits traits = ProbeVolume(scratch.path());
+  if (!traits.takesAnyNameBytes || !traits.isCaseSensitive) {
+    GTEST_SKIP() << "the filesystem does not support all names";
   }
+  Soak soak("random runs", "runs",
+            {"lost", "unexpected", "misplaced", "stale temporary files", "misreported",
+             "unreported", "not idempotent"});
+  soak.Run(60, [&soak, &traits](SoakRandom& random) {
+    const RandomRun run = MakeRandomRun(random, traits);
+    soak.AddTries();
+    if (TryRun(run).empty()) return;
+    const RandomRun smallest = Shrink(run);
+    soak.AddViolations(TryRun(smallest), Describe(smallest));
+  });
 }
 
 }  // namespace

@@ -3,36 +3,63 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <random>
+#include <set>
+#include <utility>
 
 namespace tessary::test {
 namespace {
 
-// After so many failures a test gives up: the first ones tell what is wrong.
+using Clock = std::chrono::steady_clock;
+
+// A test ends after so many failures: more would not help to find the cause.
 constexpr int kMaxFailures = 20;
 
-int64_t Now() {
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(
-             std::chrono::steady_clock::now().time_since_epoch())
-      .count();
-}
+// About when the program started.
+const Clock::time_point kStart = Clock::now();
 
-// When the program began, more or less.
-const int64_t kStart = Now();
-
-uint64_t NumberFrom(const char* variable, uint64_t otherwise) {
+// The number in an environment variable, if it is set.
+std::optional<uint64_t> NumberFrom(const char* variable) {
   const char* text = std::getenv(variable);
-  if (text == nullptr || *text == '\0') return otherwise;
+  if (text == nullptr || *text == '\0') return std::nullopt;
   char* end = nullptr;
   const uint64_t number = std::strtoull(text, &end, 10);
   if (*end == '\0') return number;
-  ADD_FAILURE() << variable << " is no number: " << text;
-  return otherwise;
+  ADD_FAILURE() << variable << " is not a number: " << text;
+  return std::nullopt;
 }
 
+std::chrono::seconds SoakDuration() {
+  static const std::chrono::seconds kDuration(NumberFrom("TESSARY_SOAK_SECONDS").value_or(0));
+  return kDuration;
+}
+
+uint64_t ChooseSeed() {
+  const std::optional<uint64_t> seed = NumberFrom("TESSARY_SOAK_SEED");
+  return seed ? *seed : std::random_device()();
+}
+
+uint64_t Seed() {
+  static const uint64_t kSeed = ChooseSeed();
+  return kSeed;
+}
+
+// Prints how to repeat this run of the program, once. It is printed before the first round, as a
+// round may never end.
+void PrintSeed() {
+  static bool gIsPrinted = false;
+  if (std::exchange(gIsPrinted, true)) return;
+  std::printf("seed %llu: repeat with TESSARY_SOAK_SEED=%llu\n",
+              static_cast<unsigned long long>(Seed()), static_cast<unsigned long long>(Seed()));
+  (void)std::fflush(stdout);
+}
+
+// FNV-1a.
 uint64_t HashOf(std::string_view text) {
   uint64_t hash = 0xCBF29CE484222325;
   for (const char character : text) {
@@ -41,25 +68,49 @@ uint64_t HashOf(std::string_view text) {
   return hash;
 }
 
-uint64_t MakeSeed() {
-  const uint64_t seed = NumberFrom("TESSARY_SOAK_SEED", std::random_device()());
-  std::printf("seed %llu: repeat with TESSARY_SOAK_SEED=%llu\n",
-              static_cast<unsigned long long>(seed), static_cast<unsigned long long>(seed));
-  (void)std::fflush(stdout);
-  return seed;
+std::set<std::string>& SoakSuites() {
+  static std::set<std::string> gSuites;
+  return gSuites;
 }
 
-// The end of a fair part of the time that the program has left.
-int64_t EndOfShare() {
-  static int gBegun = 0;  // tests that have had their share
-  const int waiting = testing::UnitTest::GetInstance()->test_to_run_count() - gBegun++;
-  const int64_t end = kStart + int64_t{SoakSeconds()} * 1'000'000'000;
-  return Now() + std::max<int64_t>(end - Now(), 1) / std::max(waiting, 1);
+// The name of a parameterised suite is "INSTANCE/SUITE".
+bool IsSoakSuite(const std::string& name) {
+  return SoakSuites().contains(name.substr(name.rfind('/') + 1));
 }
 
-int CountFailuresOfTest() {
-  const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
-  return test == nullptr ? 0 : test->result()->total_part_count();
+int CountSoakTests() {
+  const testing::UnitTest& program = *testing::UnitTest::GetInstance();
+  int count = 0;
+  for (int i = 0; i < program.total_test_suite_count(); ++i) {
+    const testing::TestSuite& suite = *program.GetTestSuite(i);
+    if (IsSoakSuite(suite.name())) count += suite.test_to_run_count();
+  }
+  return count;
+}
+
+// When the current test's share of the time ends: the rest of the time, divided equally among the
+// soak tests that have not had theirs.
+Clock::time_point EndOfShare() {
+  static int gShares = 0;
+  const int waiting = CountSoakTests() - gShares++;
+  const Clock::time_point now = Clock::now();
+  const Clock::duration rest = kStart + SoakDuration() - now;
+  return now + std::max(rest, Clock::duration(0)) / std::max(waiting, 1);
+}
+
+bool MustStop() {
+  const testing::TestResult& result =
+      *testing::UnitTest::GetInstance()->current_test_info()->result();
+  return testing::Test::HasFatalFailure() || testing::Test::IsSkipped() ||
+         result.total_part_count() >= kMaxFailures;
+}
+
+// The command that repeats one round of the current test.
+std::string DescribeRound(uint64_t round) {
+  const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+  return "repeat with TESSARY_SOAK_SEED=" + std::to_string(Seed()) +
+         " TESSARY_SOAK_ROUND=" + std::to_string(round) + " " + program_invocation_name +
+         " --gtest_filter=" + test.test_suite_name() + "." + test.name();
 }
 
 }  // namespace
@@ -72,56 +123,19 @@ uint64_t SoakRandom::Next() {
   return mixed ^ (mixed >> 31);
 }
 
-unsigned SoakSeconds() {
-  static const uint64_t gSeconds = NumberFrom("TESSARY_SOAK_SECONDS", 0);
-  return static_cast<unsigned>(gSeconds);
-}
+SoakSuite::SoakSuite(std::string name) { SoakSuites().insert(std::move(name)); }
 
-uint64_t SoakSeed() {
-  static const uint64_t gSeed = MakeSeed();
-  return gSeed;
-}
+bool IsLongSoak() { return SoakDuration().count() > 0; }
 
-SoakRounds::SoakRounds(std::string_view title, unsigned few) : title_(title), end_(few) {
-  // Printed before the first round, as the last one may never end.
-  (void)SoakSeed();
-  constexpr uint64_t kAll = UINT64_MAX;
-  const uint64_t only = NumberFrom("TESSARY_SOAK_ROUND", kAll);
-  if (only != kAll) {
-    round_ = only;
-    end_ = only + 1;
-  } else if (SoakSeconds() > 0) {
-    end_ = kAll;
-    deadline_ = EndOfShare();
-  }
-}
-
-bool SoakRounds::Next() {
-  if (isBegun_) {
-    ++round_;
-    if (deadline_ != 0 && Now() >= deadline_) return false;
-  }
-  isBegun_ = true;
-  if (round_ >= end_ || testing::Test::HasFatalFailure()) return false;
-  if (CountFailuresOfTest() >= kMaxFailures) return false;
-  random_ = SoakRandom(SoakSeed() ^ SoakRandom(HashOf(title_) + round_).Next());
-  return true;
-}
-
-std::string SoakRounds::Describe() const {
-  return title_ + ": TESSARY_SOAK_SEED=" + std::to_string(SoakSeed()) +
-         " TESSARY_SOAK_ROUND=" + std::to_string(round_);
-}
-
-SoakCount::SoakCount(std::string_view title, std::string_view tries,
-                     const std::vector<std::string>& violations)
+Soak::Soak(std::string_view title, std::string_view tries,
+           const std::vector<std::string>& violations)
     : title_(title), triesName_(tries) {
   for (const std::string& name : violations) violations_.push_back({name});
 }
 
-SoakCount::~SoakCount() {
+Soak::~Soak() {
   std::string line = title_ + ": " + std::to_string(tries_) + " " + triesName_;
-  for (const Violation& violation : violations_) {
+  for (const ViolationCount& violation : violations_) {
     line += ", " + std::to_string(violation.count) + " " + violation.name;
   }
   std::printf("%s\n", line.c_str());
@@ -133,8 +147,28 @@ SoakCount::~SoakCount() {
   EXPECT_TRUE(isWritten && isClosed) << "cannot append to " << report;
 }
 
-void SoakCount::AddViolation(std::string_view name, const std::string& details) {
-  for (Violation& violation : violations_) {
+void Soak::Run(unsigned rounds, const std::function<void(SoakRandom& random)>& round) {
+  PrintSeed();
+  EXPECT_TRUE(IsSoakSuite(testing::UnitTest::GetInstance()->current_test_suite()->name()))
+      << "declare the suite as a SoakSuite";
+  const auto runRound = [this, &round](uint64_t number) {
+    SCOPED_TRACE(DescribeRound(number));
+    SoakRandom random = RandomOf(number);
+    round(random);
+  };
+  if (const std::optional<uint64_t> only = NumberFrom("TESSARY_SOAK_ROUND")) {
+    runRound(*only);
+    return;
+  }
+  const Clock::time_point end = EndOfShare();
+  uint64_t number = 0;
+  do {
+    runRound(number++);
+  } while (!MustStop() && (IsLongSoak() ? Clock::now() < end : number < rounds));
+}
+
+void Soak::AddViolation(std::string_view name, const std::string& details) {
+  for (ViolationCount& violation : violations_) {
     if (violation.name != name) continue;
     ++violation.count;
     ADD_FAILURE() << title_ << ": " << name << ": " << details;
@@ -143,10 +177,14 @@ void SoakCount::AddViolation(std::string_view name, const std::string& details) 
   ADD_FAILURE() << title_ << " does not count \"" << name << "\": " << details;
 }
 
-uint64_t SoakCount::violations() const {
-  uint64_t sum = 0;
-  for (const Violation& violation : violations_) sum += violation.count;
-  return sum;
+void Soak::AddViolations(const std::vector<SoakViolation>& violations, const std::string& context) {
+  for (const SoakViolation& each : violations) {
+    AddViolation(each.name, each.details + "\n" + context);
+  }
+}
+
+SoakRandom Soak::RandomOf(uint64_t round) const {
+  return SoakRandom(Seed() ^ SoakRandom(HashOf(title_) + round).Next());
 }
 
 }  // namespace tessary::test

@@ -102,8 +102,8 @@ class FolderTable {
   void ReleaseTo(size_t mark);
 
  private:
-  // Finds interned folders by place. The identity is compared as well. Two paths to one folder are two
-  // interned folders.
+  // Finds interned folders by place. The identity is compared as well. Two paths to one folder are
+  // two interned folders.
   struct Key {
     uint64_t nameHash;
     uint32_t device;

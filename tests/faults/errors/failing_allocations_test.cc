@@ -1,37 +1,24 @@
 #include "tests/support/fault_injection/failing_allocations.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "tests/faults/errors/scenario.h"
+#include "tests/faults/errors/scenario_fixture.h"
+#include "tests/support/shared_memory.h"
 #include "tests/support/soak.h"
 
 namespace tessary::test {
 namespace {
 
-// A number that a child process writes for its parent.
-class SharedNumber {
- public:
-  SharedNumber()
-      : number_(static_cast<uint64_t*>(mmap(nullptr, sizeof(uint64_t), PROT_READ | PROT_WRITE,
-                                            MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {}
-  ~SharedNumber() { munmap(number_, sizeof(uint64_t)); }
-  SharedNumber(const SharedNumber&) = delete;
-  SharedNumber& operator=(const SharedNumber&) = delete;
+const SoakSuite kSuite("FailingAllocations");
 
-  uint64_t& operator*() const { return *number_; }
-
- private:
-  uint64_t* number_;
-};
-
-// Plays the scenario with allocations failing; answers how many there were.
+// Runs the scenario with failing allocations. Returns how many allocations it made or tried.
 uint64_t RunScenario(const ScenarioFixture& fixture, uint64_t first, uint64_t count,
                      SupervisedResult* result) {
-  const SharedNumber allocations;
+  const SharedMemory<uint64_t> allocations;
   *result = fixture.RunWithHooks([first, count] { FailAllocations(first, count); },
                                  [&allocations] {
                                    *allocations = CountAllocations();
@@ -40,37 +27,41 @@ uint64_t RunScenario(const ScenarioFixture& fixture, uint64_t first, uint64_t co
   return *allocations;
 }
 
-TEST(FailingAllocations, LosesNothing) {
-  std::vector<std::pair<const Scenario*, uint64_t>> counts;
+// A scenario and the number of its allocations.
+using Target = std::pair<const Scenario*, uint64_t>;
+
+std::vector<Target> FindTargets() {
+  std::vector<Target> targets;
   for (const Scenario& scenario : Scenarios()) {
     if (!ScenarioFixture::IsSupported(scenario)) continue;
     const ScenarioFixture fixture(scenario);
     SupervisedResult result;
-    counts.emplace_back(&scenario, RunScenario(fixture, 0, 0, &result));
+    const uint64_t allocations = RunScenario(fixture, 0, 0, &result);
     EXPECT_EQ(0, result.exitStatus) << scenario.name << result.output;
+    if (result.isSupervised) targets.emplace_back(&scenario, allocations);
   }
-  if (counts.empty()) GTEST_SKIP() << "there is no /dev/shm";
+  return targets;
+}
+
+TEST(FailingAllocations, LoseNothing) {
+  const std::vector<Target> targets = FindTargets();
+  if (targets.empty()) GTEST_SKIP() << "the kernel does not support seccomp notifications";
   if (HasFailure()) return;
-  SoakCount count("memory that is refused", "refusals", ViolationKinds());
-  for (SoakRounds rounds("memory that is refused", 150); rounds.Next();) {
-    const auto& [scenario, most] = rounds.random().Pick(counts);
+  Soak soak("failed allocations", "runs", ViolationNames());
+  soak.Run(150, [&soak, &targets](SoakRandom& random) {
+    const auto& [scenario, allocations] = random.Pick(targets);
     const ScenarioFixture fixture(*scenario);
-    const uint64_t first = 1 + rounds.random().Below(most);
-    const uint64_t length = rounds.random().OneIn(2) ? 1 : 1 + rounds.random().Below(100);
+    const uint64_t first = 1 + random.Below(allocations);
+    const uint64_t count = random.OneIn(2) ? 1 : 1 + random.Below(100);
     SupervisedResult result;
-    if (RunScenario(fixture, first, length, &result) < first) continue;
-    count.AddTries();
-    std::vector<Violation> violations = fixture.FindViolations(result, length == 1);
-    for (Violation& violation : fixture.FindLastingViolations())
-      violations.push_back(std::move(violation));
-    for (const Violation& violation : violations) {
-      count.AddViolation(violation.kind, scenario->name + ": " + std::to_string(length) +
-                                             " allocations from number " + std::to_string(first) +
-                                             " of " + std::to_string(most) + "\n" +
-                                             violation.details + "\n" + result.output + "\n" +
-                                             rounds.Describe());
-    }
-  }
+    if (RunScenario(fixture, first, count, &result) < first) return;
+    soak.AddTries();
+    const std::string context = scenario->name + ": " + std::to_string(count) +
+                                " failed allocations from number " + std::to_string(first) +
+                                " of " + std::to_string(allocations) + "\n" + result.output;
+    soak.AddViolations(fixture.FindViolations(result, count == 1), context);
+    soak.AddViolations(fixture.FindUnrecovered(), context);
+  });
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -13,40 +12,43 @@
 #include <vector>
 
 #include "platform/linux/errors.h"
-#include "tests/faults/errors/scenario.h"
-#include "tests/support/fault_injection/supervised_calls.h"
+#include "tests/faults/errors/scenario_fixture.h"
 #include "tests/support/fault_injection/system_call_names.h"
 #include "tests/support/soak.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
 
+// Runs with injected errors of system calls.
 namespace tessary::test {
 namespace {
 
+const SoakSuite kSuite("InjectedErrors");
+
 constexpr std::array kErrors = {ENOSPC, EIO, EDQUOT, EACCES, EINTR, EMFILE, ESTALE, EXDEV, ENOMEM};
 
-// A call that a scenario makes, and how often.
+// A call that a scenario makes, and how often it makes it.
 struct Target {
   const Scenario* scenario = nullptr;
   int number = 0;
   int count = 0;
 };
 
-// What is refused in one round.
-struct InjectedError {
+// The error injected in one round.
+struct PlannedError {
   Target target;
   int error = 0;
-  int which = 0;          // of the calls, from 1
-  bool persists = false;  // that one and all after it
+  int occurrence = 0;       // of the call, from 1
+  bool isRepeated = false;  // at all later calls, too
 };
 
-std::string Describe(const InjectedError& injected) {
-  return injected.target.scenario->name + ": " + NameOfError(injected.error) + " from " +
-         NameOfCall(injected.target.number) + " number " + std::to_string(injected.which) + " of " +
-         std::to_string(injected.target.count) + (injected.persists ? " and all after it" : "");
+std::string Describe(const PlannedError& planned) {
+  return planned.target.scenario->name + ": " + NameOfError(planned.error) + " from " +
+         NameOfCall(planned.target.number) + " number " + std::to_string(planned.occurrence) +
+         " of " + std::to_string(planned.target.count) +
+         (planned.isRepeated ? " and all later ones" : "");
 }
 
-// Plays the scenario with nothing refused and notes its calls.
+// Runs the scenario without errors and adds the calls that it makes.
 void AddTargets(const Scenario& scenario, std::vector<Target>* targets) {
   std::map<int, int> counts;
   const ScenarioFixture fixture(scenario);
@@ -54,12 +56,14 @@ void AddTargets(const Scenario& scenario, std::vector<Target>* targets) {
     ++counts[call.number];
     return 0;
   });
+  if (!result.isSupervised) return;
   EXPECT_EQ(0, result.exitStatus) << scenario.name << "\n" << result.output;
-  for (const Violation& violation : fixture.FindViolations(result, true)) {
-    ADD_FAILURE() << scenario.name << " by itself: " << violation.kind << " " << violation.details;
+  for (const SoakViolation& violation : fixture.FindViolations(result, true)) {
+    ADD_FAILURE() << scenario.name << " without errors: " << violation.name << " "
+                  << violation.details;
   }
 #ifdef TESSARY_SANITIZE
-  // By which the sanitizers find out about memory; files are written by another call.
+  // The sanitizers use write(2) to probe memory. The program writes files by other calls.
   counts.erase(SYS_write);
 #endif
   for (const auto& [number, count] : counts) targets->push_back({&scenario, number, count});
@@ -71,13 +75,13 @@ std::vector<Target> FindTargets() {
     if (ScenarioFixture::IsSupported(scenario)) {
       AddTargets(scenario, &targets);
     } else {
-      std::printf("not played for want of a second volume: %s\n", scenario.name.c_str());
+      std::printf("skipped, there is only one filesystem: %s\n", scenario.name.c_str());
     }
   }
   return targets;
 }
 
-// Every call as often as another in one half of the rounds, in the other as often as it is made.
+// In half of the rounds, all kinds of calls are equally likely; in the others, all calls are.
 Target PickTarget(const std::vector<Target>& targets, SoakRandom* random) {
   if (random->OneIn(2)) return random->Pick(targets);
   uint64_t all = 0;
@@ -90,18 +94,18 @@ Target PickTarget(const std::vector<Target>& targets, SoakRandom* random) {
   return targets.back();
 }
 
-InjectedError PickInjectedError(const std::vector<Target>& targets, SoakRandom* random) {
-  InjectedError injected;
-  injected.target = PickTarget(targets, random);
-  injected.error = random->Pick(kErrors);
-  injected.which =
-      1 + static_cast<int>(random->Below(static_cast<uint64_t>(injected.target.count)));
-  // A signal interrupts one call; who is interrupted for ever rightly tries for ever.
-  injected.persists = injected.error != EINTR && random->OneIn(4);
-  return injected;
+PlannedError PickError(const std::vector<Target>& targets, SoakRandom* random) {
+  PlannedError planned;
+  planned.target = PickTarget(targets, random);
+  planned.error = random->Pick(kErrors);
+  planned.occurrence =
+      1 + static_cast<int>(random->Below(static_cast<uint64_t>(planned.target.count)));
+  // The program rightly repeats an interrupted call for as long as it is interrupted.
+  planned.isRepeated = planned.error != EINTR && random->OneIn(4);
+  return planned;
 }
 
-// The numbers of the errors that the log tells of.
+// The statuses that the log reports.
 std::vector<int> LoggedStatuses(const std::string& output) {
   constexpr std::string_view kBefore = "An error occurred: ";
   std::vector<int> statuses;
@@ -112,17 +116,18 @@ std::vector<int> LoggedStatuses(const std::string& output) {
   return statuses;
 }
 
-// Whether the log may give that number: the one of the error, but for questions whose failure is
-// answered as something else. Without randomness there is no hidden name, and no distinct one
-// either where a name is taken. An object that cannot be looked at is taken for another one, or for
-// one that has changed, and a name for taken. Where it cannot be asked whether a writer waits for
-// the lease on a file, one is taken to: an original that somebody may have written to is not
-// deleted. All other questions about a lease have to fail without a word.
-bool IsExpectedStatus(int status, const InjectedError& injected, bool isLeaseQuery) {
-  if (status == StatusFromErrno(injected.error)) return true;
+// Returns whether the log may report the status after the error. That is the status of the errno
+// value, except for errors with another effect:
+// - getrandom(2): without random numbers there are no temporary and no distinct names.
+// - statx(2): an object without a stat counts as another object or as changed, and a name as
+//   existing.
+// - F_GETLEASE: if the lease cannot be queried, a writer counts as waiting for it, and an original
+//   that may have been written to is not deleted. Other errors of leases are never reported.
+bool IsExpectedStatus(int status, const PlannedError& planned, bool isLeaseQuery) {
+  if (status == StatusFromErrno(planned.error)) return true;
   if (isLeaseQuery) return status == fBsyErr;
-  if (injected.target.number == SYS_getrandom) return status == ioErr || status == dupFNErr;
-  if (injected.target.number == SYS_statx) {
+  if (planned.target.number == SYS_getrandom) return status == ioErr || status == dupFNErr;
+  if (planned.target.number == SYS_statx) {
     return status == fnfErr || status == dupFNErr || status == fBsyErr;
   }
   return false;
@@ -132,41 +137,41 @@ bool IsLeaseQuery(const SupervisedCall& call) {
   return call.number == SYS_fcntl && static_cast<int>(call.arguments[1]) == F_GETLEASE;
 }
 
-// Plays the scenario with the injected; false where the call did not come.
-bool RunScenario(const InjectedError& injected, std::vector<Violation>* violations,
+// Runs the scenario with the error. Returns false if it did not make the call.
+bool RunScenario(const PlannedError& planned, std::vector<SoakViolation>* violations,
                  std::string* output) {
-  const ScenarioFixture fixture(*injected.target.scenario);
+  const ScenarioFixture fixture(*planned.target.scenario);
   int count = 0;
   bool isLeaseQuery = false;
   const SupervisedResult result =
-      fixture.Run({injected.target.number}, [&](const SupervisedCall& call) {
+      fixture.Run({planned.target.number}, [&](const SupervisedCall& call) {
         ++count;
-        const bool isMeant =
-            count == injected.which || (injected.persists && count > injected.which);
-        if (!isMeant) return 0;
+        const bool fails =
+            count == planned.occurrence || (planned.isRepeated && count > planned.occurrence);
+        if (!fails) return 0;
         isLeaseQuery = IsLeaseQuery(call);
-        return injected.error;
+        return planned.error;
       });
   *output = result.output;
-  if (count < injected.which) return false;
-  *violations = fixture.FindViolations(result, !injected.persists);
+  if (count < planned.occurrence) return false;
+  *violations = fixture.FindViolations(result, !planned.isRepeated);
   for (const int status : LoggedStatuses(result.output)) {
-    // Of what fails again and again, any failure may be the one that is told of.
-    if (!injected.persists && !IsExpectedStatus(status, injected, isLeaseQuery)) {
-      violations->push_back({"misnamed", "the log tells of error " + std::to_string(status)});
+    // With repeated errors, any of their consequences may be the one reported.
+    if (!planned.isRepeated && !IsExpectedStatus(status, planned, isLeaseQuery)) {
+      violations->push_back({"wrong error", "the log reports " + std::to_string(status)});
     }
   }
-  for (Violation& violation : fixture.FindLastingViolations())
-    violations->push_back(std::move(violation));
+  const std::vector<SoakViolation> unrecovered = fixture.FindUnrecovered();
+  violations->insert(violations->end(), unrecovered.begin(), unrecovered.end());
   return true;
 }
 
-// How often each call was made to fail with each error.
-class Coverage {
+// Counts how often each call has failed with each error, and prints that at the end.
+class ErrorCounts {
  public:
-  void Add(const InjectedError& injected) { ++counts_[injected.target.number][injected.error]; }
+  void Add(const PlannedError& planned) { ++counts_[planned.target.number][planned.error]; }
 
-  ~Coverage() {
+  ~ErrorCounts() {
     for (const auto& [number, errors] : counts_) {
       std::printf("%-16s", NameOfCall(number).c_str());
       for (const auto& [error, count] : errors) {
@@ -180,64 +185,61 @@ class Coverage {
   std::map<int, std::map<int, int>> counts_;
 };
 
-TEST(InjectedErrors, LoseNothingAndAreToldOf) {
+TEST(InjectedErrors, LoseNothing) {
   const std::vector<Target> targets = FindTargets();
-  if (targets.empty()) GTEST_SKIP() << "there is no /dev/shm, or calls cannot be supervised here";
+  if (targets.empty()) GTEST_SKIP() << "the kernel does not support seccomp notifications";
   if (HasFailure()) return;
-  SoakCount count("errors of system calls", "refusals", ViolationKinds());
-  Coverage coverage;
-  for (SoakRounds rounds("errors of system calls", 300); rounds.Next();) {
-    const InjectedError injected = PickInjectedError(targets, &rounds.random());
-    std::vector<Violation> violations;
+  Soak soak("injected errors", "runs", ViolationNames());
+  ErrorCounts counts;
+  soak.Run(300, [&](SoakRandom& random) {
+    const PlannedError planned = PickError(targets, &random);
+    std::vector<SoakViolation> violations;
     std::string output;
-    if (!RunScenario(injected, &violations, &output)) continue;
-    coverage.Add(injected);
-    count.AddTries();
-    for (const Violation& violation : violations) {
-      count.AddViolation(violation.kind, Describe(injected) + "\n" + violation.details + "\n" +
-                                             output + "\n" + rounds.Describe());
-    }
-  }
+    if (!RunScenario(planned, &violations, &output)) return;
+    counts.Add(planned);
+    soak.AddTries();
+    soak.AddViolations(violations, Describe(planned) + "\n" + output);
+  });
 }
 
-TEST(InjectedErrors, OfClosingAreHeardWhereTheyTellOfTheContents) {
-  const ScratchVolume volume(VolumeKind::kBindfs);
-  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
-  const TemporaryFolder scratch;
-  WriteFile(scratch / "source/a.txt", "a");
-  WriteFile(scratch / "source/Thing.app/Contents/b", "b");
-  MakeFolder(volume / "there");
-  for (const std::string operation : {"--copy", "--move"}) {
-    const std::vector<std::string> arguments = {"aggregate", "--kind",           "extension",
-                                                operation,   scratch / "source", volume / "there"};
-    const SupervisedResult result = RunWithFaults(arguments, scratch / "config", {SYS_close},
-                                                  [](const SupervisedCall&) { return ENOSPC; });
-    EXPECT_EQ(3, result.exitStatus) << result.output;
-    EXPECT_EQ(std::vector<int>({dskFulErr, dskFulErr}), LoggedStatuses(result.output));
-    EXPECT_TRUE(FilesBelow(volume / "there").empty());
-    EXPECT_EQ(2U, FilesBelow(scratch / "source").size());
-  }
-}
-
-// Every single one of them, which takes some minutes.
-TEST(InjectedErrors, DISABLED_EachOneByOne) {
+// Every error at every call, which takes some minutes.
+TEST(InjectedErrors, DISABLED_LoseNothingAtAnyCall) {
   for (const Target& target : FindTargets()) {
-    for (int which = 1; which <= target.count; ++which) {
+    for (int occurrence = 1; occurrence <= target.count; ++occurrence) {
       for (const int error : kErrors) {
-        for (const bool persists : {false, true}) {
-          if (persists && error == EINTR) continue;
-          const InjectedError injected = {target, error, which, persists};
-          std::vector<Violation> violations;
+        for (const bool isRepeated : {false, true}) {
+          if (isRepeated && error == EINTR) continue;
+          const PlannedError planned = {target, error, occurrence, isRepeated};
+          std::vector<SoakViolation> violations;
           std::string output;
-          if (!RunScenario(injected, &violations, &output)) continue;
-          for (const Violation& violation : violations) {
-            ADD_FAILURE() << Describe(injected) << "\n"
-                          << violation.kind << " " << violation.details << "\n"
+          if (!RunScenario(planned, &violations, &output)) continue;
+          for (const SoakViolation& violation : violations) {
+            ADD_FAILURE() << Describe(planned) << "\n"
+                          << violation.name << " " << violation.details << "\n"
                           << output;
           }
         }
       }
     }
+  }
+}
+
+// Some filesystems report only at close(2) that data could not be written.
+TEST(CloseError, KeepsOriginals) {
+  const ScratchVolume volume(VolumeKind::kBindfs);
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
+  const TemporaryFolder scratch;
+  WriteFile(scratch / "source/a.txt", "a");
+  WriteFile(scratch / "source/Thing.app/Contents/b", "b");
+  MakeFolder(volume / "destination");
+  for (const std::string operation : {"--copy", "--move"}) {
+    const SupervisedResult result = RunWithFaults(
+        {"aggregate", "--kind", "extension", operation, scratch / "source", volume / "destination"},
+        scratch / "config", {SYS_close}, [](const SupervisedCall&) { return ENOSPC; });
+    EXPECT_EQ(3, result.exitStatus) << result.output;
+    EXPECT_EQ(std::vector<int>({dskFulErr, dskFulErr}), LoggedStatuses(result.output));
+    EXPECT_TRUE(FilesBelow(volume / "destination").empty());
+    EXPECT_EQ(2U, FilesBelow(scratch / "source").size());
   }
 }
 

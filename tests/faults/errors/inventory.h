@@ -1,31 +1,29 @@
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
 namespace tessary::test {
 
-// How two inventories are to be compared.
+// What the contents of inventoried items consist of.
 struct InventoryRules {
-  bool ignoresComments = false;  // an item's own comment does not count
-  bool isContentsOnly = false;   // nor do modes, owners, dates, attributes and links within
+  bool ignoresComments = false;  // leaves out an item's own comment
+  bool isContentsOnly = false;   // leaves out modes, owners, dates, attributes and hard links, too
 };
 
-// Something that a run files: a file, a link, or a folder with an extension that makes it a
-// package; each with its sidecar, if it has one. A sidecar without its item is an item of its own.
+// Something that a run files: a file, a link or a package, with its sidecar if
+// it has one. An orphaned sidecar is an item itself.
 struct FoundItem {
-  std::string path;      // below the folder that was searched
-  std::string contents;  // everything about it but its name: bytes, modes, dates, attributes, and
-                         // for a package the same of all that is in it
+  std::string path;          // relative to the folder that was searched
+  std::string contents;      // everything about it but its name, in one text
   std::string sidecar = {};  // the same of its sidecar
 };
 
-// Everything below the folder that a run could have put there, packages as one item and plain
-// folders searched. Objects with the hidden names that are the file manager's own are left out.
+// All items below the folder, also in folders that are not packages. Leaves out
+// temporary files and journal entries.
 std::vector<FoundItem> TakeInventory(const std::string& folder, const InventoryRules& rules);
 
-// The paths of the hidden objects below the folder.
+// The paths of the temporary files and journal entries below the folder.
 std::vector<std::string> FindTempFiles(const std::string& folder);
 
 }  // namespace tessary::test
