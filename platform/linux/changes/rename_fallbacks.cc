@@ -10,6 +10,7 @@
 
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/temp_item.h"
+#include "platform/linux/descriptors/proc_fd_path.h"
 #include "platform/linux/descriptors/unique_fd.h"
 #include "platform/linux/errors.h"
 
@@ -25,6 +26,21 @@ bool MeansNoLinks(int error) {
 // Some filesystems refuse a character of a name with EINVAL.
 Status StatusOfNameError(int error) { return error == EINVAL ? bdNamErr : StatusFromErrno(error); }
 
+// Opens the object without access to its contents. While it is open, the kernel keeps it in memory,
+// so that its inode number does not change on any filesystem.
+UniqueFd Pin(int folder, const char* name) {
+  return UniqueFd(openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+}
+
+// Returns whether the name is that of the pinned object.
+bool IsNameOfPinned(int folder, const char* name, const UniqueFd& pin) {
+  struct statx named = {};
+  struct statx pinned = {};
+  return ReadObjectInfo(folder, name, &named) == noErr &&
+         ReadObjectInfo(pin.get(), "", &pinned) == noErr &&
+         Identity::Of(named).Equals(Identity::Of(pinned));
+}
+
 // An empty file or folder that reserves a name until an object is renamed onto it. Removed again if
 // none is.
 class Placeholder {
@@ -35,61 +51,71 @@ class Placeholder {
   Placeholder& operator=(const Placeholder&) = delete;
 
   ~Placeholder() {
-    if (isMade_ && IsStillOurs()) unlinkat(folder_, name_, isFolder_ ? AT_REMOVEDIR : 0);
+    if (pin_ && IsStillOurs()) unlinkat(folder_, name_, isFolder_ ? AT_REMOVEDIR : 0);
   }
 
-  Status Make() {
-    if (isFolder_) {
-      if (mkdirat(folder_, name_, 0700) != 0) return StatusOfNameError(errno);
-    } else {
-      const UniqueFd file(
-          openat(folder_, name_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-      if (!file) return StatusOfNameError(errno);
-    }
-    // If it is gone already, another program is using the name.
-    isMade_ = ReadObjectInfo(folder_, name_, &info_) == noErr;
-    return isMade_ ? noErr : dupFNErr;
-  }
+  Status Make() { return isFolder_ ? MakeFolder() : MakeFile(); }
 
   // Returns whether the placeholder still has the name. One that another program has written to is
   // that program's file now.
   bool IsStillOurs() const {
     struct statx info = {};
-    if (ReadObjectInfo(folder_, name_, &info) != noErr) return false;
-    return Identity::Of(info).Matches(Identity::Of(info_)) && (isFolder_ || info.stx_size == 0);
+    return IsNameOfPinned(folder_, name_, pin_) && ReadObjectInfo(pin_.get(), "", &info) == noErr &&
+           (isFolder_ || info.stx_size == 0);
   }
 
   // The object has been renamed onto the placeholder: nothing is left to remove.
-  void Consume() { isMade_ = false; }
+  void Consume() { pin_.Reset(); }
 
  private:
+  Status MakeFolder() {
+    if (mkdirat(folder_, name_, 0700) != 0) return StatusOfNameError(errno);
+    pin_ = Pin(folder_, name_);
+    if (pin_) return noErr;
+    const Status status = LastError();
+    unlinkat(folder_, name_, AT_REMOVEDIR);
+    return status;
+  }
+
+  // The file is pinned, not held open: libfuse keeps a file that is replaced while it is open under
+  // a hidden name.
+  Status MakeFile() {
+    const UniqueFd file(
+        openat(folder_, name_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!file) return StatusOfNameError(errno);
+    pin_ = UniqueFd(open(ProcFdPath(file.get()).c_str(), O_PATH | O_CLOEXEC));
+    if (pin_) return noErr;
+    const Status status = LastError();
+    if (IsNameOfPinned(folder_, name_, file)) unlinkat(folder_, name_, 0);
+    return status;
+  }
+
   int folder_;
   const char* name_;
   bool isFolder_;
-  bool isMade_ = false;
-  struct statx info_ = {};
+  UniqueFd pin_;
 };
 
 }  // namespace
 
 Status RenameByLink(int fromFolder, const char* fromName, int toFolder, const char* toName) {
-  struct statx source = {};
-  if (const Status status = ReadObjectInfo(fromFolder, fromName, &source)) return status;
+  const UniqueFd source = Pin(fromFolder, fromName);
+  if (!source) return LastError();
   if (linkat(fromFolder, fromName, toFolder, toName, 0) != 0) {
     return MeansNoLinks(errno) ? paramErr : StatusOfNameError(errno);
   }
-  const Identity identity = Identity::Of(source);
+  const auto hasBothNames = [&] {
+    return IsNameOfPinned(toFolder, toName, source) && IsNameOfPinned(fromFolder, fromName, source);
+  };
   Status status = fnfErr;
-  // Another program may have replaced the object between the stat and the link, or since. The old
-  // name is removed only if both names are still those of the object.
-  if (IsNameOf(toFolder, toName, identity) && IsNameOf(fromFolder, fromName, identity)) {
+  // Another program may have replaced the object before the link was made, or since. The old name
+  // is removed only if both names are still those of the object.
+  if (hasBothNames()) {
     if (unlinkat(fromFolder, fromName, 0) == 0) return noErr;
     status = LastError();
   }
   // Rolls back. If the first name is gone, the second one is the object's only one and stays.
-  if (IsNameOf(fromFolder, fromName, identity) && IsNameOf(toFolder, toName, identity)) {
-    unlinkat(toFolder, toName, 0);
-  }
+  if (hasBothNames()) unlinkat(toFolder, toName, 0);
   return status;
 }
 
@@ -106,7 +132,8 @@ std::optional<bool> ProbeHardLinks(int folder, const char* name) {
   }
   if (MakeTempName(&probeName) != noErr) return std::nullopt;
   if (linkat(folder, name, folder, probeName.c_str(), 0) != 0) return std::nullopt;
-  const bool isReliable = IsNameOf(folder, probeName.c_str(), Identity::Of(source));
+  const UniqueFd pin = Pin(folder, name);
+  const bool isReliable = pin && IsNameOfPinned(folder, probeName.c_str(), pin);
   // If it cannot be removed, a later run cleans it up.
   (void)unlinkat(folder, probeName.c_str(), 0);
   return isReliable;

@@ -4,9 +4,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "platform/linux/changes/rename_fallbacks.h"
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/file_operations.h"
@@ -93,6 +96,26 @@ TEST_P(UnstableInodes, ReplacementOfAnotherKindIsInvalid) {
   ASSERT_EQ(0, unlink((volume_ / "source/file").c_str()));
   MakeFolder(volume_ / "source/file");
   EXPECT_FALSE(FSIsFSRefValid(file));
+}
+
+// Without hard links and RENAME_NOREPLACE, an empty file reserves the new name.
+TEST_P(UnstableInodes, PlaceholderIsRecognisedAfterRenumbering) {
+  constexpr int kFiles = 200;
+  MakeFolder(volume_ / "target");
+  for (int i = 0; i < kFiles; ++i) WriteFile(volume_ / ("source/" + std::to_string(i)), "text");
+  const UniqueFd from = OpenFolder(volume_ / "source");
+  const UniqueFd to = OpenFolder(volume_ / "target");
+  std::atomic<bool> isDone = false;
+  std::thread dropper([&isDone] {
+    while (!isDone) DropCaches();
+  });
+  for (int i = 0; i < kFiles; ++i) {
+    const std::string name = std::to_string(i);
+    EXPECT_EQ(noErr, RenameOntoPlaceholder(from.get(), name.c_str(), to.get(), name.c_str()));
+    EXPECT_EQ("text", ReadFile(volume_ / ("target/" + name)));
+  }
+  isDone = true;
+  dropper.join();
 }
 
 }  // namespace

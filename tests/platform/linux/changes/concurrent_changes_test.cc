@@ -95,7 +95,7 @@ TEST_F(ConcurrentChanges, UnopenableTempFolderIsRemoved) {
 TEST_F(ConcurrentChanges, RenameWithRemovedPlaceholder) {
   WriteFile(From("a"), "only copy");
   const auto removePlaceholder = [this] { EXPECT_EQ(0, unlink(To("b").c_str())); };
-  RunWithPausedCalls({{SYS_statx, "b", 2, removePlaceholder}}, [this] {
+  RunWithPausedCalls({{SYS_statx, "b", 1, removePlaceholder}}, [this] {
     const UniqueFd from = OpenFolder(folder_ / "from");
     const UniqueFd to = OpenFolder(folder_ / "to");
     EXPECT_EQ(dupFNErr, RenameOntoPlaceholder(from.get(), "a", to.get(), "b"));
