@@ -16,12 +16,7 @@ std::unique_ptr<FSRefBlock> ListChildren(const FSRef& folder, bool* isListed) {
   std::unique_ptr<FSRefBlock> children;
   uint32_t count = 0;
   uint8_t containerChanged = 0;
-  Status status = ListFolderItems(folder, &children, &count, &containerChanged);
-  // Listing a folder also finishes what a run that was killed has left half done in it. What that
-  // brings back is to be filed now, and what it removes is nothing to tell of.
-  if (status == noErr && containerChanged != 0) {
-    status = ListFolderItems(folder, &children, &count, &containerChanged);
-  }
+  const Status status = ListFolderItems(folder, &children, &count, &containerChanged);
   if (isListed != nullptr) *isListed = status == noErr;
   return status == noErr ? std::move(children) : nullptr;
 }

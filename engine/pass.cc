@@ -59,6 +59,8 @@ class KeyFolderTable {
     if (entry != folders_.end()) return &entry->second;
     FSRef folder;
     if (GetOrCreateKeyFolder(parent_, key, &folder) != noErr) return nullptr;
+    // Before anything is done in it, as a crashed run may have left an item without its sidecar.
+    FSRecoverFolder(folder);
     std::optional<std::string> path = MakeRunPath(folder);
     if (!path) return nullptr;
     return &folders_.emplace(key, KeyFolder{*std::move(path), folder}).first->second;

@@ -99,18 +99,19 @@ void AggregateFolder(const FSRef& source, const FSRef& destination) try {
     NSLog("Aggregating folder " + Utf8FromUtf16(*name));
   }
   const NSAutoreleasePool pool;
+  FSRecoverFolder(destination);
   WalkFolder(source, destination);
 } catch (const std::bad_alloc&) {
   ReportOutOfMemory();
 }
 
 void WalkFolder(const FSRef& folder, const FSRef& destination) {
+  // Copying must not change its source.
+  if (!IsCopyChosen()) FSRecoverFolder(folder);
   if (GetRecurseFolders()) {
     EnterSubfolders(folder, [&destination](const FSRef& child) { WalkFolder(child, destination); });
   }
   AggregateFolderItems(folder, destination);
-  // A copy leaves its source as it is.
-  if (!IsCopyChosen()) FSRecoverFolder(folder);
 }
 
 void AggregateFolderItems(const FSRef& folder, const FSRef& destination) {
@@ -158,8 +159,8 @@ void AggregateByDate(const FSRef& folder, const FSRef& destination, DateAttribut
                      bool copy) {
   AggregateByDateLevel(folder, &destination, attribute, DateLevel::kYear, copy);
   EnterSubfolders(destination, [attribute](const FSRef& child) {
-    AggregateByDateLevel(child, &child, attribute, DateLevel::kDay, /*copy=*/false);
     FSRecoverFolder(child);
+    AggregateByDateLevel(child, &child, attribute, DateLevel::kDay, /*copy=*/false);
   });
 }
 

@@ -129,7 +129,7 @@ std::optional<std::u16string> MakeDistinctName(const FSRef& folder, const FSRef&
   const std::optional<std::u16string> name = GetItemNameString(item);
   if (!name) return std::nullopt;
   FSRef existing;
-  if (!MakeChildRef(folder, *name, &existing) && !FSHasOrphanedSidecar(folder, *name)) {
+  if (!MakeChildRef(folder, *name, &existing) && !FSIsSidecarNameUsed(item, folder, *name)) {
     return std::nullopt;
   }
 

@@ -40,9 +40,9 @@ bool RemoveSameNamedItem(const FSRef& item, const FSRef& folder);
 
 // Makes the name for an item whose own name is not free in the folder: the name without its last
 // "." and extension, " - ", a new UUID, "." and the extension. The result may be longer than a name
-// can be. Returns none if the item's own name is free: no item has it, and no sidecar lies there
-// that an item of that name would get. Also returns none if the item has no name or URL, or if no
-// UUID can be made; the transfer then uses the item's own name.
+// can be. Returns none if the item's own name is free, and that of its sidecar if it has one. Also
+// returns none if the item has no name or URL, or if no UUID can be made; the transfer then uses
+// the item's own name.
 std::optional<std::u16string> MakeDistinctName(const FSRef& folder, const FSRef& item);
 
 }  // namespace tessary

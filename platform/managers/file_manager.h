@@ -21,11 +21,11 @@
 // fnfErr, as if there were none. Besides the statuses listed at a function, each may return a
 // filesystem error: afpAccessDenied, dskFulErr, wPrErr, ioErr, tmfoErr, memFullErr, errFSBadFSRef.
 //
-// What a Mac keeps of an item on a volume that has no place for it is a file beside it, its
-// sidecar, of the item's name with "._" before it. Listings show sidecars like other files. Moving,
-// copying and deleting an item takes its sidecar along under the matching name, all or nothing, if
-// a "._" name has been seen in its folder; an item in a folder in which none has been seen is asked
-// for none. A sidecar without its item is left where it is.
+// Sidecars: on a filesystem that cannot store a Mac's metadata, a Mac keeps it in a file beside the
+// item, its sidecar. The sidecar's name is the item's name with "._" before it. Listings show
+// sidecars like other files. Moving, copying and deleting an item includes its sidecar, under the
+// matching name: both or neither. No system call is made for a sidecar in a folder in which no "._"
+// name has been seen. A sidecar without its item (an orphaned sidecar) stays where it is.
 namespace tessary {
 
 // A reference to one existing file or folder: its identity and the way to it. Trivially copyable
@@ -139,11 +139,10 @@ using FSIterator = std::unique_ptr<FSIteratorState, FSIteratorDeleter>;
 // paramErr (no out-argument, or the all-zero reference); errFSNotAFolder; fnfErr.
 Status FSOpenIterator(const FSRef& folder, FSIterator* iterator);
 
-// Delivers up to `maximum` references into the caller's array `refs` and their number into
-// `*actual` (0 on failure). `*containerChanged` is set to whether the folder changed since the last
-// call, by the mending, too, of what an interrupted change has left in it, which is done when the
-// listing ends. Answers noErr, errFSNoMoreItems when the listing has ended (references may still
-// have been delivered by the same call), paramErr (a missing out-argument or a maximum of 0).
+// Writes up to `maximum` references into the caller's array `refs` and their number into `*actual`
+// (0 on failure). `*containerChanged` is set to whether the folder changed since the last call.
+// Returns noErr; errFSNoMoreItems (the listing has ended; references may still have been written by
+// the same call); paramErr (a missing out-argument, or a maximum of 0).
 Status FSGetCatalogInfoBulk(FSIteratorState& iterator, size_t maximum, size_t* actual,
                             bool* containerChanged, FSRef* refs);
 
@@ -162,10 +161,10 @@ Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* 
 // zero, and nothing was created unless the new folder could not be read afterwards.
 Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, FSRef* folder);
 
-// True when no object of that name need be in `folder`, and yet the next one that gets the name
-// would take on what is not its own: a sidecar lies there. Asks nothing where no "._" name has been
-// seen in any folder of the run, and false where it cannot be told.
-bool FSHasOrphanedSidecar(const FSRef& folder, std::u16string_view name);
+// Returns true if the object of `item` has a sidecar, and `folder` contains an object with the name
+// that this sidecar would get beside the item's new name `name`. False if that cannot be read.
+// Makes no system call if no "._" name has been seen in the item's folder.
+bool FSIsSidecarNameUsed(const FSRef& item, const FSRef& folder, std::u16string_view name);
 
 // Moves the object of `source` into `folder`, under `newName` or, if that is null, under its own
 // name; across filesystems too. Never replaces an existing object. At every moment the object is
@@ -217,9 +216,13 @@ Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target);
 // fnfErr; paramErr (the all-zero reference).
 Status FSDeleteObject(const FSRef& ref);
 
-// Deletes from the folder what a run that died in the middle has left there, half made or half
-// deleted and hidden from people. Only what a listing has met in this run is seen. What cannot be
-// deleted stays, and nothing is reported: it is a favour, not a condition.
+// Completes or rolls back what a crashed process left in the folder: deletes its stale temporary
+// files and folders, and recovers items and sidecars that it separated, for which other folders may
+// be changed too. No other function of this header does so. Call it before a run lists a folder
+// that it moves from, and before it first uses a destination folder. Temporary files and journal
+// entries in use by another process are left alone. Does nothing when called again for the same
+// folder before the pool of its reference is released. Best effort: a sidecar that cannot be
+// recovered is logged, nothing else is reported.
 void FSRecoverFolder(const FSRef& folder);
 
 // Writes the object's path and a terminating zero into `buffer`, of `size` bytes. Returns noErr;

@@ -1,4 +1,4 @@
-// Items beside which a Mac has left a "._" file.
+// Items that have a sidecar.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,10 +22,10 @@ void MakeItemWithSidecar(const std::string& path, const std::string& contents) {
   WriteFile(SidecarOf(path), "sidecar of " + contents);
 }
 
-// By the contents of each item of a folder those of its sidecar. A sidecar without an item fails
-// the test, as does whatever a change has left.
+// Maps the contents of each item in a folder to those of its sidecar. A sidecar without an item and
+// a hidden file of ours fail the test.
 std::map<std::string, std::string> SidecarsByItem(const std::string& folder) {
-  std::map<std::string, std::string> pairs;
+  std::map<std::string, std::string> sidecars;
   for (const std::string& name : NamesIn(folder)) {
     std::string path = folder;
     path.append("/").append(name);
@@ -34,10 +34,10 @@ std::map<std::string, std::string> SidecarsByItem(const std::string& folder) {
       EXPECT_TRUE(Exists(path.erase(folder.size() + 1, 2))) << name;
     } else {
       const std::string contents = ReadFile(name.ends_with(".app") ? path + "/inner" : path);
-      pairs[contents] = Exists(SidecarOf(path)) ? ReadFile(SidecarOf(path)) : "none";
+      sidecars[contents] = Exists(SidecarOf(path)) ? ReadFile(SidecarOf(path)) : "none";
     }
   }
-  return pairs;
+  return sidecars;
 }
 
 using SidecarMap = std::map<std::string, std::string>;
@@ -63,17 +63,17 @@ TEST_P(Conformance, SidecarIsReplacedWithItsItem) {
   EXPECT_EQ((SidecarMap{{"new", "sidecar of new"}, {"alone", "none"}}), SidecarsByItem(To("txt")));
 }
 
-TEST_P(Conformance, WaitingSidecarIsATakenName) {
+TEST_P(Conformance, SidecarNeedsItsName) {
   MakeItemWithSidecar(From("item.txt"), "new");
   WriteFile(From("alone.txt"), "alone");
-  WriteFile(To("txt/._item.txt"), "left");
-  WriteFile(To("txt/._alone.txt"), "left too");
+  WriteFile(To("txt/._item.txt"), "orphaned");
+  WriteFile(To("txt/._alone.txt"), "orphaned too");
   RunEngine("ReplaceFilesBySameName = true\n");
-  EXPECT_EQ("left", ReadFile(To("txt/._item.txt")));
-  EXPECT_EQ("left too", ReadFile(To("txt/._alone.txt")));
-  ASSERT_EQ(5U, NamesIn(To("txt")).size()) << testing::PrintToString(NamesIn(To("txt")));
+  EXPECT_EQ("orphaned", ReadFile(To("txt/._item.txt")));
+  EXPECT_EQ("orphaned too", ReadFile(To("txt/._alone.txt")));
+  EXPECT_EQ("alone", ReadFile(To("txt/alone.txt")));
   EXPECT_FALSE(Exists(To("txt/item.txt")));
-  EXPECT_FALSE(Exists(To("txt/alone.txt")));
+  EXPECT_EQ(5U, NamesIn(To("txt")).size()) << testing::PrintToString(NamesIn(To("txt")));
 }
 
 }  // namespace

@@ -1,18 +1,15 @@
 #include "engine/items.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
-#include "platform/linux/changes/object_info.h"
-#include "platform/linux/sidecars/sidecar_journal.h"
 #include "platform/managers/text.h"
+#include "tests/support/journal_entries.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {
@@ -44,27 +41,16 @@ TEST(ListFolderFiles, OmitsPlainFolders) {
               UnorderedElementsAre("a.txt", ".hidden", "plain", "Tool.app", "link", "dangling"));
 }
 
-// As a run that was killed leaves them, a sidecar put aside and the record that tells of it.
-TEST(ListFolderFiles, ListsWhatMendingTheFolderBringsBack) {
+// A listing does not recover the folder.
+TEST(ListFolderFiles, IncludesJournalEntriesAndTempFiles) {
   const TemporaryFolder folder;
-  WriteFile(folder / "a.txt", "item");
-  WriteFile(folder / "._a.txt", "sidecar");
-  const auto markOf = [&folder](const std::string& name) {
-    struct statx info = {};
-    EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (folder / name).c_str(), &info));
-    return ObjectFingerprint::Of(info);
-  };
-  JournalEntry entry;
-  entry.change = JournalOperation::kDelete;
-  entry.name = "a.txt";
-  entry.item = markOf("a.txt");
-  entry.sidecar = markOf("._a.txt");
-  const std::string record = ".tessary-pair-0F6B0C58-6A4A-4C0E-9F0B-0123456789AB";
-  WriteFile(folder / record, FormatJournalEntry(entry));
-  const std::string aside = folder / StagedSidecarNameOf(record);
-  ASSERT_EQ(0, rename((folder / "._a.txt").c_str(), aside.c_str()));
-  EXPECT_THAT(NamesOf(ListFolderFiles(RefAt(folder.path()))),
-              UnorderedElementsAre("a.txt", "._a.txt"));
+  const std::string tempFile = ".tessary-01234567-89AB-CDEF-0123-456789ABCDEF";
+  WriteFile(folder / tempFile);
+  WriteJournalEntry(folder.path(), JournalEntry());
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_THAT(NamesOf(ListFolderFiles(RefAt(folder.path()))),
+                UnorderedElementsAre(tempFile, JournalEntryName()));
+  }
 }
 
 TEST(ListFolderFiles, ReturnsNoEmptyList) {

@@ -1,4 +1,4 @@
-// Runs over items beside which a Mac has left sidecars.
+// Runs over items that have sidecars.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -28,7 +28,7 @@ namespace fs = std::filesystem;
 using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
+using testing::MatchesRegex;
 using testing::Not;
 
 std::string SidecarOf(const std::string& path) {
@@ -36,12 +36,12 @@ std::string SidecarOf(const std::string& path) {
   return (whole.parent_path() / ("._" + whole.filename().string())).string();
 }
 
-// Where an item's contents are told: in a package, in a file inside.
+// The file with an item's contents: in a package, a file inside.
 std::string ContentsPath(const std::string& path) {
   return path.ends_with(".app") ? path + "/Contents/id" : path;
 }
 
-// A sidecar that nothing but the item with these contents can have.
+// The sidecar of the item with these contents, and of no other.
 std::string SidecarBytes(const std::string& contents) {
   return MakeSidecar(std::string("TEXTttxt") + std::string(24, '\0'), {{"id", contents}},
                      "fork of " + contents);
@@ -59,7 +59,7 @@ struct Placement {
   bool isDestinationInMemory;
 };
 
-// A source and a destination, on the volume of the temporary folder or in memory.
+// A source and a destination, each on the filesystem of the temporary folder or in memory.
 class RunSidecars : public testing::TestWithParam<Placement> {
  protected:
   RunSidecars()
@@ -68,7 +68,7 @@ class RunSidecars : public testing::TestWithParam<Placement> {
 
   void SetUp() override {
     if (IsAcross() && !AreOnDifferentVolumes(disk_.path(), memory_.path())) {
-      GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+      GTEST_SKIP() << "/dev/shm is on the filesystem of the temporary folder";
     }
   }
 
@@ -90,7 +90,7 @@ class RunSidecars : public testing::TestWithParam<Placement> {
 
   void Run() const { AggregateFolder(RefAt(source_), RefAt(destination_)); }
 
-  // A run that meets nothing amiss.
+  // Fails the test if an item that was listed has disappeared.
   void RunWithoutErrors() const {
     Run();
     EXPECT_THAT(log_.Messages(), Each(Not(HasSubstr("Inavlid"))));
@@ -98,7 +98,7 @@ class RunSidecars : public testing::TestWithParam<Placement> {
 
   std::string InSource(const std::string& name) const { return source_ + "/" + name; }
 
-  // The items of a run that all kinds have a key for.
+  // Items that have a key for each kind of run.
   void MakeSource(const std::string& run) const {
     const std::string beginning = run + " ";
     for (const std::string& name : Names()) MakeItemWithSidecar(InSource(name), beginning + name);
@@ -109,7 +109,7 @@ class RunSidecars : public testing::TestWithParam<Placement> {
     return {"a.txt", "caf\xe9.txt", "two..dots.jpg", "below/inner.txt", "below/Tool.app"};
   }
 
-  // The paths below both folders of what is no sidecar, with the contents, packages being items.
+  // The contents of the items in both folders, by path. A package is one item.
   std::map<std::string, std::string> Items() const {
     std::map<std::string, std::string> items;
     for (const std::string& folder : {source_, destination_}) {
@@ -126,8 +126,8 @@ class RunSidecars : public testing::TestWithParam<Placement> {
     return items;
   }
 
-  // Every sidecar is beside its item and is that item's, but for the ones that are known to have
-  // none.
+  // Expects that every item has its own sidecar, and that there are no other sidecars but the
+  // orphans, and nothing hidden.
   void ExpectItemsWithSidecars(const std::vector<std::string>& orphans) const {
     size_t expected = orphans.size();
     for (const auto& [path, contents] : Items()) {
@@ -151,7 +151,6 @@ class RunSidecars : public testing::TestWithParam<Placement> {
     for (const std::string& orphan : orphans) EXPECT_TRUE(fs::exists(orphan)) << orphan;
   }
 
-  // How many items have these contents.
   size_t CountItems(const std::string& contents) const {
     const std::map<std::string, std::string> items = Items();
     return static_cast<size_t>(std::count_if(
@@ -184,7 +183,7 @@ INSTANTIATE_TEST_SUITE_P(Placement, RunSidecars,
                                          Placement{"ToDisk", true, false}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// A run into an empty destination and one into what that has left there.
+// A run into an empty destination, and a second one over the result.
 void RunSidecars::RunKind(int kind, bool copies, bool replaces) const {
   ClearFolders();
   Set(kind, copies, replaces);
@@ -195,23 +194,23 @@ void RunSidecars::RunKind(int kind, bool copies, bool replaces) const {
   ExpectItemsWithSidecars({orphan});
   for (const std::string& name : Names()) EXPECT_EQ(copies ? 2U : 1U, CountItems("first " + name));
 
-  // At the target an item with its sidecar, an item alone, and a sidecar alone.
+  // In the destination are now an item with its sidecar, one without, and an orphaned sidecar.
   fs::remove_all(source_);
   MakeSource("second");
-  const std::string left = SidecarOf(InDestination("first a.txt"));
+  const std::string orphaned = SidecarOf(InDestination("first a.txt"));
   ASSERT_EQ(0, unlink(InDestination("first a.txt").c_str()));
   ASSERT_EQ(0, unlink(SidecarOf(InDestination("first below/inner.txt")).c_str()));
   WriteFile(InDestination("first below/inner.txt"), "first without its alone");
   Run();
-  ExpectItemsWithSidecars({left});
+  ExpectItemsWithSidecars({orphaned});
   for (const std::string& name : Names()) EXPECT_EQ(copies ? 2U : 1U, CountItems("second " + name));
-  EXPECT_EQ(SidecarBytes("first a.txt"), ReadFile(left));
+  EXPECT_EQ(SidecarBytes("first a.txt"), ReadFile(orphaned));
   EXPECT_EQ(replaces ? 0U : 1U, CountItems("first caf\xe9.txt"));
   EXPECT_EQ(replaces ? 0U : 1U, CountItems("first without its alone"));
   EXPECT_EQ(1U, CountItems("first below/Tool.app")) << "a folder that is not empty stays";
 }
 
-TEST_P(RunSidecars, GoWithTheirItemsWhateverTheKind) {
+TEST_P(RunSidecars, AreFiledWithTheirItems) {
   for (const int kind : {1, 2, 3, 4, 5}) {
     for (const bool copies : {false, true}) {
       for (const bool replaces : {false, true}) {
@@ -223,30 +222,45 @@ TEST_P(RunSidecars, GoWithTheirItemsWhateverTheKind) {
   }
 }
 
-// An item alone would take on the sidecar that another one has left.
-TEST_P(RunSidecars, AWaitingSidecarIsATakenNameForAnItemWithoutOne) {
-  for (const bool replaces : {false, true}) {
-    ClearFolders();
-    Set(1, /*copies=*/false, replaces);
-    WriteFile(source_ + "/alone.txt", "alone");
-    MakeItemWithSidecar(source_ + "/a.txt", "a");
-    WriteFile(InSource("below/too.txt"), "too is alone");
-    for (const std::string name : {"alone.txt", "too.txt"}) {
-      WriteFile(destination_ + "/txt/._" + name, "left");
+TEST_P(RunSidecars, OrphanedSidecarAtTargetLeavesOtherItemsTheirNames) {
+  for (const bool copies : {false, true}) {
+    for (const bool replaces : {false, true}) {
+      ClearFolders();
+      Set(1, copies, replaces);
+      WriteFile(source_ + "/alone.txt", "alone");
+      MakeItemWithSidecar(source_ + "/a.txt", "a");
+      // Of another folder, in which no sidecar is seen.
+      WriteFile(InSource("below/too.txt"), "too is alone");
+      for (const std::string name : {"alone.txt", "too.txt"}) {
+        WriteFile(destination_ + "/txt/._" + name, "orphaned");
+      }
+      Run();
+      EXPECT_THAT(NamesIn(destination_ + "/txt"), ElementsAre("._a.txt", "._alone.txt", "._too.txt",
+                                                              "a.txt", "alone.txt", "too.txt"));
+      EXPECT_EQ("orphaned", ReadFile(destination_ + "/txt/._alone.txt"));
+      EXPECT_EQ("orphaned", ReadFile(destination_ + "/txt/._too.txt"));
     }
-    Run();
-    EXPECT_EQ(1U, CountItems("alone"));
-    EXPECT_EQ(1U, CountItems("too is alone"));
-    for (const std::string name : {"alone.txt", "too.txt"}) {
-      EXPECT_FALSE(fs::exists(destination_ + "/txt/" + name));
-      EXPECT_EQ("left", ReadFile(destination_ + "/txt/._" + name));
-    }
-    EXPECT_THAT(FilesBelow(source_), IsEmpty());
   }
 }
 
-// A key folder is no item, and is not kept from being made.
-TEST_P(RunSidecars, AWaitingSidecarDoesNotStandInTheWayOfAKeyFolder) {
+TEST_P(RunSidecars, ItemWithSidecarNeedsBothNames) {
+  for (const bool copies : {false, true}) {
+    for (const std::string existing : {"a.txt", "._a.txt"}) {
+      ClearFolders();
+      Set(1, copies, /*replaces=*/existing.starts_with("._"));
+      MakeItemWithSidecar(source_ + "/a.txt", "a");
+      WriteFile(destination_ + "/txt/" + existing, "existing");
+      Run();
+      EXPECT_EQ("existing", ReadFile(destination_ + "/txt/" + existing));
+      const std::string filed = InDestination("a");
+      EXPECT_THAT(fs::path(filed).filename().string(), MatchesRegex("a - .{36}\\.txt"));
+      EXPECT_EQ(SidecarBytes("a"), ReadFile(SidecarOf(filed)));
+      EXPECT_EQ(3U, NamesIn(destination_ + "/txt").size());
+    }
+  }
+}
+
+TEST_P(RunSidecars, OrphanedSidecarOfKeyFolderIsIgnored) {
   ClearFolders();
   Set(1, /*copies=*/false, /*replaces=*/false);
   MakeItemWithSidecar(source_ + "/a.txt", "a");
@@ -258,7 +272,6 @@ TEST_P(RunSidecars, AWaitingSidecarDoesNotStandInTheWayOfAKeyFolder) {
 // Kills a run before each of its system calls in turn, and runs again.
 void RunSidecars::KillAtEveryCall(const std::string& name, bool copies, bool replaces) const {
   if (HasFailure()) return;
-  // Without a walk, nothing has looked at the source before its items are listed.
   Set(1, copies, replaces, /*recurses=*/false);
   KillResult end = KillResult::kKilled;
   for (unsigned call = 1; end == KillResult::kKilled && !HasFailure(); ++call) {
@@ -269,7 +282,7 @@ void RunSidecars::KillAtEveryCall(const std::string& name, bool copies, bool rep
         destination_ + "/" + fs::path(name).extension().string().substr(1) + "/" + name, "old");
     MakeItemWithSidecar(source_ + "/" + name, "new");
     end = RunAndKillBeforeCall(call, [this] { Run(); });
-    if (end == KillResult::kNotPermitted) GTEST_SKIP() << "no process may follow another one here";
+    if (end == KillResult::kNotPermitted) GTEST_SKIP() << "no process may trace another one here";
     ASSERT_NE(KillResult::kFailed, end);
     ASSERT_TRUE(RunInChild([this] { RunWithoutErrors(); }));
 
@@ -283,25 +296,24 @@ void RunSidecars::KillAtEveryCall(const std::string& name, bool copies, bool rep
   }
 }
 
-TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMove) {
+TEST_P(RunSidecars, KilledMoveIsRecovered) {
   KillAtEveryCall("a.txt", /*copies=*/false, /*replaces=*/false);
 }
 
-TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveThatReplaces) {
+TEST_P(RunSidecars, KilledMoveThatReplacesIsRecovered) {
   KillAtEveryCall("a.txt", /*copies=*/false, /*replaces=*/true);
 }
 
-TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveOfAPackage) {
+TEST_P(RunSidecars, KilledMoveOfPackageIsRecovered) {
   KillAtEveryCall("Tool.app", /*copies=*/false, /*replaces=*/false);
 }
 
-TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledCopy) {
+TEST_P(RunSidecars, KilledCopyIsRecovered) {
   KillAtEveryCall("a.txt", /*copies=*/true, /*replaces=*/true);
 }
 
-// The pass over the years goes on with what the killed run has moved, before the folder that it
-// came from is looked at.
-TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveByDateInAFolderAmongOthers) {
+// The day pass finds what the killed run has moved, before the folder that it came from is visited.
+TEST_P(RunSidecars, KilledMoveByDateIsRecovered) {
   for (const std::string name : {"a.txt", "Tool.app"}) {
     KillResult end = KillResult::kKilled;
     for (unsigned call = 1; end == KillResult::kKilled && !HasFailure(); ++call) {
@@ -311,10 +323,9 @@ TEST_P(RunSidecars, AreNeverPartedForGoodByAKilledMoveByDateInAFolderAmongOthers
       MakeItemWithSidecar(InSource("below/" + name), "new");
       end = RunAndKillBeforeCall(
           call, [this] { AggregateFolder(RefAt(InSource("below")), RefAt(destination_)); });
-      if (end == KillResult::kNotPermitted)
-        GTEST_SKIP() << "no process may follow another one here";
+      if (end == KillResult::kNotPermitted) GTEST_SKIP() << "no process may trace another one here";
       ASSERT_NE(KillResult::kFailed, end);
-      // As the day pass of a folder that is walked first.
+      // A folder that is visited first: its day pass goes over the year folders.
       ASSERT_TRUE(RunInChild([this] {
         MakeFolder(InSource("beside"));
         AggregateFolder(RefAt(InSource("beside")), RefAt(destination_));

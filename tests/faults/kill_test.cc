@@ -101,8 +101,7 @@ class KilledRun {
   void CheckAfterKill() const { CheckItems(testData_.Scan({source_, destination_})); }
 
   // The next run succeeds, files everything and removes all stale temporary files.
-  void RunAgain(SoakRandom& random) {
-    AddSidecarToSource(random);
+  void RunAgain() {
     ChildProcess run(nextArguments_, setup_);
     AwaitSuccess(&run, Explain("the next run"), soak_);
     const ScanResult scan = testData_.Scan({source_, destination_});
@@ -121,24 +120,6 @@ class KilledRun {
     const fs::path item = testData_.PathOf(random.Below(sourceItemCount_));
     const std::string folder = random.OneIn(2) ? item.parent_path().string() : source_;
     return plan.Arguments(folder, destination_);
-  }
-
-  // An interrupted replacement of an item with a sidecar is completed only by a run that lists a
-  // sidecar before it comes to the folder.
-  void AddSidecarToSource(SoakRandom& random) {
-    if (!plan_.isReplacing) return;
-    const ScanResult scan = testData_.Scan({source_, destination_});
-    const bool isInterrupted =
-        std::ranges::any_of(scan.staleTempFiles, [this](const std::string& path) {
-          return path.starts_with(destination_) &&
-                 path.find("/.tessary-pair-") != std::string::npos;
-        });
-    const bool isSidecarListed = std::ranges::any_of(scan.sidecars, [this](const auto& sidecar) {
-      return std::ranges::any_of(
-          sidecar.second, [this](const fs::path& path) { return path.parent_path() == source_; });
-    });
-    if (!isInterrupted || isSidecarListed) return;
-    testData_.PutSidecar(testData_.PutFile(source_ + "/another.txt", random), random);
   }
 
   // Every item of the source is in the destination, and every name of a replaced item exists.
@@ -297,7 +278,7 @@ void RunKills(const std::string& title, unsigned rounds, bool isMove, FolderPlac
     KilledRun run(isReverse ? second : first, isReverse ? first : second, isMove, random, &soak);
     if (run.Kill(random)) soak.AddTries();
     run.CheckAfterKill();
-    run.RunAgain(random);
+    run.RunAgain();
   };
   RunOnTwoFolders(&soak, rounds, placement, round);
 }

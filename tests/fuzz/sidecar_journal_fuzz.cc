@@ -17,7 +17,7 @@ void TryInput(std::string_view input) {
   const auto entry = ParseJournalEntry(input);
   if (!entry) return;
   Require(IsName(entry->name), "the item has a name in the folder");
-  Require(entry->change == JournalOperation::kDelete || IsName(entry->newName),
+  Require(entry->operation == JournalOperation::kDelete || IsName(entry->newName),
           "the item goes to a name in a folder");
   Require(entry->otherPath.empty() || entry->otherPath.front() == '/',
           "a folder is told by its whole path");

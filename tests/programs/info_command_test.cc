@@ -106,6 +106,25 @@ TEST_F(InfoCommand, ReadsSidecars) {
   EXPECT_THAT(result.output, HasSubstr("  comment: \"to be checked\" (._drawing)\n"));
 }
 
+// Reading recovers nothing that a crashed process has left.
+TEST_F(InfoCommand, ChangesNothingOnDisk) {
+  if (!CanCountCalls()) GTEST_SKIP() << "no process may trace another one here";
+  const std::string uuid = "01234567-89AB-CDEF-0123-456789ABCDEF";
+  for (const std::string& name : {"folder/a", "folder/._a"}) WriteFile(At(name));
+  WriteFile(At("folder/.tessary-" + uuid));
+  WriteFile(At("folder/.tessary-pair-" + uuid));
+  const std::vector<std::string> before = DescribeTree(At("folder"));
+  CallCounts calls;
+  const ProgramResult result = Run({"info", At("folder/a"), At("folder")}, {.calls = &calls});
+  EXPECT_EQ(0, result.status) << result.errors;
+  EXPECT_EQ(before, DescribeTree(At("folder")));
+  for (const auto& [call, count] : calls) {
+    EXPECT_THAT(call, testing::Not(testing::ContainsRegex(
+                          "^(unlink|rename|link|mkdir|truncate|ftruncate|fsetxattr|utimensat)")))
+        << count;
+  }
+}
+
 TEST_F(InfoCommand, PrintsKindOfItem) {
   MakeFolder(At("folder"));
   MakeFolder(At("book.rtfd"));

@@ -11,6 +11,8 @@
 
 #include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/object_info.h"
+#include "platform/managers/autorelease_pool.h"
+#include "platform/managers/file_manager.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {
@@ -47,6 +49,11 @@ UniqueFd OpenFolder(const std::string& path) {
   UniqueFd folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   EXPECT_TRUE(folder) << path;
   return folder;
+}
+
+void RecoverFolder(const std::string& path) {
+  const NSAutoreleasePool run;
+  FSRecoverFolder(RefAt(path));
 }
 
 Place PlaceAt(const std::string& path) {

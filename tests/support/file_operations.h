@@ -20,6 +20,9 @@ Place PlaceAt(const std::string& path);
 Status CopyAt(const std::string& from, const std::string& to);
 Status MoveAcrossAt(const std::string& from, const std::string& to);
 
+// Recovers the folder at the path as a new run does.
+void RecoverFolder(const std::string& path);
+
 // The identity of `name` in `folder`, or of the folder if the name is empty. Fails the test if the
 // object does not exist.
 Identity IdentityAt(int folder, const std::string& name);

@@ -67,21 +67,11 @@ class Catalog {
   // and if its folder was released.
   std::string PathOf(const Reference& reference);
 
-  // Finishes the changes to items and their sidecars whose records lie in the folder open as
-  // `folder`, and whose makers have died. How that is done is the affair of whoever changes
-  // folders, who registers it.
-  using SidecarRecoverer = void (*)(int folder);
-  void SetSidecarRecoverer(SidecarRecoverer mender) { recoverSidecars_ = mender; }
-  void RecoverSidecars(int folder) const {
-    if (recoverSidecars_ != nullptr) recoverSidecars_(folder);
-  }
-
  private:
   Catalog() : folders_(&names_) {}
 
   NameTable names_;
   FolderTable folders_;
-  SidecarRecoverer recoverSidecars_ = nullptr;
   StatCache statCache_;
 };
 

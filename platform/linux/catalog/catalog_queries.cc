@@ -1,7 +1,4 @@
-#include <fcntl.h>
-
 #include <array>
-#include <cerrno>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -10,9 +7,6 @@
 #include "platform/linux/catalog/file_spec.h"
 #include "platform/linux/catalog/finder_info.h"
 #include "platform/linux/catalog/names.h"
-#include "platform/linux/catalog/sidecar_lookup.h"
-#include "platform/linux/catalog/temp_name.h"
-#include "platform/linux/mac_formats/apple_double.h"
 #include "platform/managers/file_manager.h"
 
 namespace tessary {
@@ -87,20 +81,6 @@ bool FSMayBeFolder(const FSRef& ref) {
 
 bool FSIsFSRefValid(const FSRef& ref) { return Catalog::Get().Exists(ReferenceOf(ref)); }
 
-bool FSIsDisappearanceExpected(const FSRef& ref) {
-  constexpr size_t kPrefixSize = 2;
-  Place place;
-  if (Catalog::Get().Find(ReferenceOf(ref), &place) != noErr) return false;
-  const auto isGone = [&place](const std::string& name) {
-    struct statx info = {};
-    return statx(place.descriptor(), name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &info) != 0 &&
-           errno == ENOENT;
-  };
-  if (!isGone(place.name)) return false;
-  if (place.name.starts_with(kTempPrefix)) return true;
-  return IsSidecarName(place.name) && isGone(place.name.substr(kPrefixSize));
-}
-
 Status FSCompareFSRefs(const FSRef& first, const FSRef& second) {
   const Reference a = ReferenceOf(first);
   const Reference b = ReferenceOf(second);
@@ -130,18 +110,6 @@ Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* 
   status = catalog.LookUp(folder, posixName, &found);
   if (status == noErr) *child = RefOf(found);
   return status;
-}
-
-bool FSHasOrphanedSidecar(const FSRef& folder, std::u16string_view name) {
-  Catalog& catalog = Catalog::Get();
-  if (!catalog.folders().HasAnySidecars()) return false;
-  const Reference reference = ReferenceOf(folder);
-  uint32_t number = 0;
-  FolderHandle handle;
-  std::string posixName;
-  if (catalog.OpenFolder(reference, &number, &handle) != noErr) return false;
-  if (PosixName(name, VolumeOf(reference.device, handle->get()), &posixName) != noErr) return false;
-  return HasOrphanedSidecar(number, posixName);
 }
 
 }  // namespace tessary

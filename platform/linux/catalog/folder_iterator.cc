@@ -7,8 +7,6 @@
 #include <string_view>
 
 #include "platform/linux/catalog/catalog.h"
-#include "platform/linux/catalog/sidecar_lookup.h"
-#include "platform/linux/catalog/temp_name.h"
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/descriptors/open_without_atime.h"
 #include "platform/linux/descriptors/unique_fd.h"
@@ -42,7 +40,7 @@ class FSIteratorState {
   FSIteratorState(uint32_t folder, uint32_t device, const Volume& volume, UniqueFd descriptor)
       : folder_(folder), device_(device), volume_(volume), descriptor_(std::move(descriptor)) {}
 
-  // Keeps the folder's times, to see later whether it has changed.
+  // Remembers the folder's times, by which Refill sees that the folder has changed.
   Status Start() { return StatTimes(&times_); }
 
   Status Deliver(size_t maximum, size_t* actual, bool* changed, FSRef* refs) {
@@ -65,6 +63,7 @@ class FSIteratorState {
     return statx(descriptor_.get(), "", AT_EMPTY_PATH, kTimesMask, info) == 0 ? noErr : LastError();
   }
 
+  // Reads the next entries. errFSNoMoreItems at the end of the folder.
   Status Refill(bool* changed) {
     struct statx info = {};
     const Status status = StatTimes(&info);
@@ -77,8 +76,7 @@ class FSIteratorState {
     const ssize_t size = getdents64(descriptor_.get(), buffer_.data(), buffer_.size());
     if (size < 0) return LastError();
     if (size == 0) {
-      NoteListed(folder_, hasJournalEntry_);
-      *changed |= hasJournalEntry_;
+      Catalog::Get().folders().NoteListed(folder_);
       return errFSNoMoreItems;
     }
     position_ = 0;
@@ -86,16 +84,14 @@ class FSIteratorState {
     return noErr;
   }
 
-  // The next entry's reference; errFSNoMoreItems for an entry that is none of the folder's
-  // children.
+  // Makes the next entry's reference. errFSNoMoreItems if the entry is not a child of the folder,
+  // or no longer.
   Status Next(Reference* reference) {
     const auto* entry = reinterpret_cast<const dirent64*>(buffer_.data() + position_);
     position_ += entry->d_reclen;
     const std::string_view name(entry->d_name);
     if (name == "." || name == "..") return errFSNoMoreItems;
     if (IsSidecarName(name)) Catalog::Get().folders().NoteSidecar(folder_);
-    if (IsTempName(name)) Catalog::Get().folders().NoteTempFile(folder_);
-    hasJournalEntry_ |= IsJournalEntryName(name);
     const bool isReliable =
         volume_.hasReliableEntries && entry->d_type != DT_DIR && entry->d_type != DT_UNKNOWN;
     if (isReliable) {
@@ -109,8 +105,8 @@ class FSIteratorState {
       return noErr;
     }
     if (errno == ENOENT) return errFSNoMoreItems;
-    // One that nobody else may even look at, such as the mount point of another user's file system,
-    // is told by what its entry says, and does not keep the rest from being listed.
+    // A child that may not be read, such as the mount point of another user's filesystem, is
+    // described by its entry, so that the rest of the folder can be listed.
     if (errno == EACCES) {
       *reference = ReferenceOfEntry(*entry);
       return noErr;
@@ -132,7 +128,6 @@ class FSIteratorState {
   uint32_t device_;
   Volume volume_;
   UniqueFd descriptor_;
-  bool hasJournalEntry_ = false;
   struct statx times_ = {};
   size_t position_ = 0;
   size_t filled_ = 0;

@@ -11,8 +11,7 @@
 
 namespace tessary {
 
-Status ReadFolderNames(int folder, bool (*isWanted)(std::string_view name),
-                       std::vector<std::string>* names) {
+Status ReadFolderNames(int folder, const NameFilter& isWanted, std::vector<std::string>* names) {
   constexpr size_t kBufferSize = 32'768;
   if (lseek(folder, 0, SEEK_SET) < 0) return LastError();
   const auto buffer = std::make_unique<std::byte[]>(kBufferSize);
@@ -22,9 +21,8 @@ Status ReadFolderNames(int folder, bool (*isWanted)(std::string_view name),
     for (ssize_t at = 0; at < size;) {
       const auto* entry = reinterpret_cast<const dirent64*>(buffer.get() + at);
       const std::string_view name = entry->d_name;
-      if (name != "." && name != ".." && (isWanted == nullptr || isWanted(name))) {
-        found.emplace_back(name);
-      }
+      const bool isChild = name != "." && name != "..";
+      if (isChild && (!isWanted || isWanted(name))) found.emplace_back(name);
       at += entry->d_reclen;
     }
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,11 +9,11 @@
 
 namespace tessary {
 
-// The names in the folder open for reading as `folder`, without "." and "..", sorted by their bytes
-// so that two listings of an unchanged folder agree; only those that `isWanted` accepts, where it
-// is not null. noErr, else what the file system reports; `*names` is set on success only. The
-// descriptor's own reading position is used.
-Status ReadFolderNames(int folder, bool (*isWanted)(std::string_view name),
-                       std::vector<std::string>* names);
+// Reads the names in the folder open for reading as `folder`, except "." and "..". They are sorted
+// by their bytes, so that two listings of an unchanged folder agree. Only names that `isWanted`
+// accepts are returned; null accepts all. Moves the descriptor's file offset. Returns noErr or what
+// the filesystem reports; `*names` is written on success only.
+using NameFilter = std::function<bool(std::string_view name)>;
+Status ReadFolderNames(int folder, const NameFilter& isWanted, std::vector<std::string>* names);
 
 }  // namespace tessary

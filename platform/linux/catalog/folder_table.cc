@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kOpenFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-// A walk holds few folders at a time; the rest of the process keeps its descriptors.
+// A walk uses few folders at a time. The limit leaves most descriptors to the rest of the process.
 size_t MaxOpenFolders() {
   constexpr size_t kUsual = 64;
   constexpr size_t kShares = 4;
@@ -88,7 +88,7 @@ uint32_t FolderTable::Intern(const Reference& reference) {
     const Folder* parent = Find(reference.parent);
     const std::string_view name = names_->NameOf(reference);
     if (parent == nullptr || name.empty()) return 0;
-    // Below a folder whose path is too long, every path is.
+    // Below a folder whose path is too long, every path is too long.
     if (!parent->path.empty() && parent->path.size() + 1 + name.size() < PATH_MAX) {
       folder->path = JoinPath(parent->path, name);
     }
@@ -138,12 +138,16 @@ const Folder* FolderTable::Find(uint32_t number) const {
   return folders_[number - 1].get();
 }
 
+Folder* FolderTable::FindMutable(uint32_t number) {
+  return Find(number) == nullptr ? nullptr : folders_[number - 1].get();
+}
+
 Status FolderTable::Open(uint32_t number, FolderHandle* handle) {
-  if (Find(number) == nullptr) return fnfErr;
-  Folder& folder = *folders_[number - 1];
-  if (folder.descriptor) {
-    openFolders_.splice(openFolders_.begin(), openFolders_, folder.use);
-    *handle = folder.descriptor;
+  const Folder* folder = Find(number);
+  if (folder == nullptr) return fnfErr;
+  if (folder->descriptor) {
+    openFolders_.splice(openFolders_.begin(), openFolders_, folder->use);
+    *handle = folder->descriptor;
     return noErr;
   }
   const Status status = OpenUncached(number, handle);
@@ -152,7 +156,8 @@ Status FolderTable::Open(uint32_t number, FolderHandle* handle) {
   return OpenUncached(number, handle);
 }
 
-// By its path where it has one, else down from the nearest folder above it that is open or has one.
+// Opens the folder by its path if it has one, otherwise name by name from the nearest folder above
+// it that is open or has a path.
 Status FolderTable::OpenUncached(uint32_t number, FolderHandle* handle) {
   std::vector<uint32_t> below;
   uint32_t nearest = number;
@@ -177,8 +182,8 @@ Status FolderTable::OpenUncached(uint32_t number, FolderHandle* handle) {
   return noErr;
 }
 
-// Opens the folder of that number, and counts it among those in use once it is found to be the one
-// that was interned, so that nothing that stands at the path since is followed.
+// Opens the folder and compares its identity with that of the folder that was interned, so that an
+// object that has been put at the path since is not followed.
 Status FolderTable::OpenVerified(int above, const char* path, uint32_t number,
                                  FolderHandle* handle) {
   Folder& folder = *folders_[number - 1];
@@ -192,7 +197,7 @@ Status FolderTable::OpenVerified(int above, const char* path, uint32_t number,
   if (!Identity::Of(info).Matches(folder.self.GetIdentity())) return fnfErr;
   FolderHandle held = std::make_shared<const UniqueFd>(std::move(opened));
   openFolders_.push_front(number);
-  // From here on nothing can fail, so that what is in use is open and what is open in use.
+  // Nothing fails from here on: a folder is in the list exactly if it has a descriptor.
   folder.descriptor = std::move(held);
   folder.use = openFolders_.begin();
   *handle = folder.descriptor;
@@ -200,9 +205,7 @@ Status FolderTable::OpenVerified(int above, const char* path, uint32_t number,
 }
 
 void FolderTable::NoteSidecar(uint32_t number) {
-  if (Find(number) == nullptr || HasSidecars(number)) return;
-  folders_[number - 1]->hasSidecars = true;
-  ++foldersWithSidecars_;
+  if (Folder* folder = FindMutable(number)) folder->hasSidecars = true;
 }
 
 bool FolderTable::HasSidecars(uint32_t number) const {
@@ -210,22 +213,22 @@ bool FolderTable::HasSidecars(uint32_t number) const {
   return folder != nullptr && folder->hasSidecars;
 }
 
-void FolderTable::NoteTempFile(uint32_t number) {
-  if (Find(number) != nullptr) folders_[number - 1]->mayHaveStaleTempFiles = true;
-}
-
-bool FolderTable::MayHaveStaleTempFiles(uint32_t number) const {
-  const Folder* folder = Find(number);
-  return folder != nullptr && folder->mayHaveStaleTempFiles;
-}
-
 void FolderTable::NoteListed(uint32_t number) {
-  if (Find(number) != nullptr) folders_[number - 1]->isListed = true;
+  if (Folder* folder = FindMutable(number)) folder->isListed = true;
 }
 
 bool FolderTable::IsListed(uint32_t number) const {
   const Folder* folder = Find(number);
   return folder != nullptr && folder->isListed;
+}
+
+void FolderTable::NoteRecovered(uint32_t number) {
+  if (Folder* folder = FindMutable(number)) folder->isRecovered = true;
+}
+
+bool FolderTable::IsRecovered(uint32_t number) const {
+  const Folder* folder = Find(number);
+  return folder != nullptr && folder->isRecovered;
 }
 
 void FolderTable::ForgetPathIfStale(const std::string& path) {
@@ -250,8 +253,7 @@ void FolderTable::ReleaseTo(size_t mark) {
     const auto number = static_cast<uint32_t>(folders_.size());
     const Folder& folder = *folders_.back();
     if (folder.descriptor) openFolders_.erase(folder.use);
-    if (folder.hasSidecars) --foldersWithSidecars_;
-    const auto named = byPath_.find(folder.path);  // none is found for no path
+    const auto named = byPath_.find(folder.path);  // the empty path is never among them
     if (named != byPath_.end() && named->second == number) byPath_.erase(named);
     const auto [first, last] =
         byKey_.equal_range({folder.nameHash, folder.self.device, folder.self.parent});
@@ -262,8 +264,8 @@ void FolderTable::ReleaseTo(size_t mark) {
     }
     folders_.pop_back();
   }
-  // What a run has listed may look different in the next one.
-  for (const auto& folder : folders_) folder->isListed = false;
+  // Both hold for one run only.
+  for (const auto& folder : folders_) folder->isListed = folder->isRecovered = false;
 }
 
 }  // namespace tessary

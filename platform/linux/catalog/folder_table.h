@@ -14,14 +14,14 @@
 
 namespace tessary {
 
-// The names that are too long for their reference. Released from the end, by mark; a reference that
-// points behind the end has no name.
+// The names that do not fit into their reference. Released from the end, by mark: a reference whose
+// name has been released has no name.
 class NameTable {
  public:
   // Gives the reference its name.
   void SetName(Reference* reference, std::string_view name);
 
-  // The reference's name, valid until the next SetName or release; empty for "/" and for a
+  // Returns the reference's name, valid until the next SetName or release. Empty for "/" and for a
   // reference whose name has been released.
   std::string_view NameOf(const Reference& reference) const;
 
@@ -32,70 +32,70 @@ class NameTable {
   std::vector<char> bytes_;
 };
 
-// A descriptor of a folder, for use in *at() calls only (O_PATH). Whoever holds it keeps it open.
+// A folder's descriptor, for *at() calls only (O_PATH). It stays open while anybody holds it.
 using FolderHandle = std::shared_ptr<const UniqueFd>;
 
 // A folder that references lead through.
 struct Folder {
   Reference self;
   uint64_t nameHash = 0;  // of the name of `self`, which may be released before the folder
-  std::string path;  // absolute, without links; "/" for the root; none where the kernel takes none
-                     // of that length
+  std::string path;  // absolute, without symbolic links; "/" for the root; empty if it is longer
+                     // than the kernel accepts
   FolderHandle descriptor;
-  std::list<uint32_t>::iterator use;   // its place among the open folders, valid with a descriptor
-  bool hasSidecars = false;            // a name beginning "._" has been seen in it
-  bool mayHaveStaleTempFiles = false;  // and one that a run may have left there
-  bool isListed = false;               // it has been listed to its end
+  std::list<uint32_t>::iterator use;  // position among the open folders, valid with a descriptor
+  bool hasSidecars = false;           // a name beginning with "._" has been seen in it
+  bool isListed = false;              // all its names have been read in this run
+  bool isRecovered = false;           // FSRecoverFolder has recovered it in this run
 };
 
-// The interned folders, numbered from 1. Each knows its path, if that is one that the kernel takes:
-// kept for every level of a deep tree, longer ones would take memory by the square of its depth.
-// And each holds, while it is among the recently used, a descriptor that was found to be of the
-// folder that was interned.
+// The interned folders, numbered from 1. Each knows its path if the kernel accepts one of that
+// length: longer paths, kept for every level of a deep tree, would take memory quadratic in the
+// tree's depth. The most recently used folders hold a descriptor, which has been verified to be
+// that of the folder that was interned.
 class FolderTable {
  public:
   explicit FolderTable(NameTable* names) : names_(names) {}
 
-  // The number of the folder of a reference, interning it where it is new; 0 where the folder that
-  // holds it has been released.
+  // Returns the number of the folder of a reference, interning it if it is new. 0 if the folder
+  // that holds it has been released.
   uint32_t Intern(const Reference& reference);
 
-  // The folder's path, of any length; empty where it, or one above it, has been released.
+  // Returns the folder's path, of any length. Empty if the folder, or one above it, has been
+  // released.
   std::string PathOf(uint32_t number) const;
 
-  // The path of that name in the folder; empty like the folder's own, and for the empty name.
+  // Returns the path of a name in the folder. Empty as for PathOf, and for the empty name.
   std::string PathOfChild(uint32_t number, std::string_view name) const;
 
-  // The number of the folder interned last for this path, or 0, as for every path that the kernel
-  // does not take.
+  // Returns the number of the folder that was interned last for this path. 0 if there is none, and
+  // for every path that is longer than the kernel accepts.
   uint32_t FindByPath(const std::string& path) const;
 
-  // The folder of a number, or null. Valid until it is released.
+  // Returns the folder of a number, valid until it is released, or null.
   const Folder* Find(uint32_t number) const;
 
-  // Opens the folder, or finds it open. Answers noErr; fnfErr (no such number, or another object is
-  // at the folder's path); errFSNotAFolder; else the failure of opening it. `*handle` is written on
-  // success only.
+  // Opens the folder, unless it is open. Returns noErr; fnfErr (no such number, or another object
+  // is at the folder's path); errFSNotAFolder; otherwise the failure of opening it. `*handle` is
+  // written on success only.
   Status Open(uint32_t number, FolderHandle* handle);
 
-  // Keeps in mind that a name beginning "._" has been seen in the folder, so that its items are
-  // asked for their sidecars. Nothing is done for a number without a folder.
+  // Notes that a name beginning with "._" has been seen in the folder: from now on its items are
+  // looked up together with their sidecars. Ignores a number without a folder.
   void NoteSidecar(uint32_t number);
   bool HasSidecars(uint32_t number) const;
 
-  // The same of a name that objects bear which are being made or unmade.
-  void NoteTempFile(uint32_t number);
-  bool MayHaveStaleTempFiles(uint32_t number) const;
-
-  // True when such a name has been seen in any folder that is interned.
-  bool HasAnySidecars() const { return foldersWithSidecars_ > 0; }
-
-  // Keeps in mind, until anything is released, that the folder has been listed to its end.
+  // Notes, until anything is released, that all names of the folder have been read. Ignores a
+  // number without a folder.
   void NoteListed(uint32_t number);
   bool IsListed(uint32_t number) const;
 
-  // Forgets by which path a folder was interned where another object, or none, is found there.
-  // References that lead through it keep it.
+  // Notes, until anything is released, that the folder has been recovered. Ignores a number without
+  // a folder.
+  void NoteRecovered(uint32_t number);
+  bool IsRecovered(uint32_t number) const;
+
+  // Forgets the path of a folder if another object, or none, is found there. References that lead
+  // through the folder keep the path.
   void ForgetPathIfStale(const std::string& path);
 
   size_t Mark() const { return folders_.size(); }
@@ -116,6 +116,7 @@ class FolderTable {
 
   Key KeyOf(const Reference& reference) const;
   uint32_t FindByReference(const Reference& reference) const;
+  Folder* FindMutable(uint32_t number);
   Status OpenUncached(uint32_t number, FolderHandle* handle);
   Status OpenVerified(int above, const char* path, uint32_t number, FolderHandle* handle);
   void CloseLeastRecentlyUsed(size_t keep);
@@ -125,7 +126,6 @@ class FolderTable {
   std::unordered_map<std::string, uint32_t> byPath_;
   std::unordered_multimap<Key, uint32_t, KeyHash> byKey_;
   std::list<uint32_t> openFolders_;  // most recently used first
-  size_t foldersWithSidecars_ = 0;
 };
 
 }  // namespace tessary

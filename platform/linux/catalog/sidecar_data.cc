@@ -14,11 +14,11 @@
 namespace tessary {
 namespace {
 
-// A Mac keeps the tables of a sidecar within this.
+// A Mac writes all tables of a sidecar within this.
 constexpr size_t kBeginningSize = 65'536;
 
-// Only files are opened: what may wait for somebody, or set off something, is no sidecar. One that
-// takes a file's place at this moment is not waited for.
+// Checked before a sidecar is opened, because opening a FIFO or a device can block or have side
+// effects. The open flags cover an object that takes the file's place in between.
 bool IsFile(const Place& place) {
   struct stat info = {};
   return fstatat(place.descriptor(), place.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
@@ -46,6 +46,11 @@ std::optional<Place> SidecarPlaceOf(const Place& place) {
   return Place{place.folder, SidecarName(place.name)};
 }
 
+bool HasSidecar(const Place& place) {
+  const std::optional<Place> sidecar = SidecarPlaceOf(place);
+  return sidecar && IsFile(*sidecar);
+}
+
 std::optional<SidecarData> ReadSidecar(const Place& sidecar) {
   if (!IsFile(sidecar)) return std::nullopt;
   const UniqueFd file = OpenWithoutAtime(sidecar.descriptor(), sidecar.name.c_str(), kOpenFlags);
@@ -53,6 +58,7 @@ std::optional<SidecarData> ReadSidecar(const Place& sidecar) {
 }
 
 Status RewriteSidecar(const Place& sidecar, const SidecarData& before, const std::string& after) {
+  // Only the bytes that differ are written: a crash in between leaves the rest intact.
   const auto [old, changed] = std::ranges::mismatch(before.bytes, after);
   if (changed == after.end()) return noErr;
   auto end = after.size();

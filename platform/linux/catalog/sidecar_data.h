@@ -7,25 +7,30 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/managers/status.h"
 
-// The sidecar beside an item: the "._" file in which a Mac has left what it keeps of the item.
+// The sidecar of an item: the "._" file beside it in which a Mac keeps what the filesystem cannot
+// store.
 namespace tessary {
 
-// The place of the sidecar of the object at a place; none where no "._" name has been seen in its
-// folder, and for a sidecar itself. Whether it is there has not been asked.
+// Returns the place of the sidecar of the object at a place, whether or not there is a sidecar.
+// None if no "._" name has been seen in the folder, and for a sidecar, which has none of its own.
 std::optional<Place> SidecarPlaceOf(const Place& place);
 
-// The beginning of a sidecar, with all that is in it besides a resource fork, which comes last.
+// Returns true if the object at a place has a sidecar. Only a regular file is one.
+bool HasSidecar(const Place& place);
+
+// The beginning of a sidecar. Everything that is read is in it; a resource fork comes last.
 struct SidecarData {
   std::string bytes;
   uint64_t wholeSize = 0;  // of the file
 };
 
-// Reads the sidecar at its place; none where there is none, or none that may be read. One call of
-// the kernel where there is none.
+// Reads the sidecar at its place. Returns none if there is none or it cannot be read. Makes one
+// system call if there is none.
 std::optional<SidecarData> ReadSidecar(const Place& sidecar);
 
-// Writes over what differs in the bytes of the sidecar, which has stayed as it was read. noErr,
-// fnfErr (it has changed since), else what the file system reports.
+// Changes the bytes of the sidecar from `before`, which ReadSidecar returned, to `after`. Both have
+// the same size. Returns noErr, fnfErr (the sidecar has changed since it was read), otherwise what
+// the filesystem reports.
 Status RewriteSidecar(const Place& sidecar, const SidecarData& before, const std::string& after);
 
 }  // namespace tessary

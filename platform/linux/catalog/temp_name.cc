@@ -12,11 +12,13 @@ bool IsUpperHexDigit(char character) {
 }  // namespace
 
 bool IsTempName(std::string_view name) {
-  if (!name.starts_with(kTempPrefix)) return false;
-  name.remove_prefix(kTempPrefix.size());
-  if (name.size() != kUuidForm.size()) return false;
-  for (size_t i = 0; i < name.size(); ++i) {
-    const bool fits = kUuidForm[i] == '-' ? name[i] == '-' : IsUpperHexDigit(name[i]);
+  return name.starts_with(kTempPrefix) && IsUuid(name.substr(kTempPrefix.size()));
+}
+
+bool IsUuid(std::string_view text) {
+  if (text.size() != kUuidForm.size()) return false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool fits = kUuidForm[i] == '-' ? text[i] == '-' : IsUpperHexDigit(text[i]);
     if (!fits) return false;
   }
   return true;

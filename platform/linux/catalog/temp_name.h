@@ -2,13 +2,16 @@
 
 #include <string_view>
 
-// The names of objects that are being made or unmade. Who finds one whose maker has died has found
-// a leftover.
+// The names of temporary files and folders (platform/linux/changes/temp_item.h).
 namespace tessary {
 
+// The beginning of every hidden name that this program gives.
 inline constexpr std::string_view kTempPrefix = ".tessary-";
 
-// True for the prefix and an upper-case UUID, and for no other name.
+// Returns true for the prefix followed by an upper-case UUID.
 bool IsTempName(std::string_view name);
+
+// Returns true for an upper-case UUID in its usual form.
+bool IsUuid(std::string_view text);
 
 }  // namespace tessary

@@ -8,7 +8,6 @@
 #include "platform/linux/changes/copy_folder.h"
 #include "platform/linux/changes/copy_link.h"
 #include "platform/linux/changes/object_info.h"
-#include "platform/linux/changes/temp_cleanup.h"
 #include "platform/linux/descriptors/unique_fd.h"
 
 namespace tessary {
@@ -71,8 +70,6 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
   if (const Status status = FindSource(source, &copy.source)) return status;
   Status status = IsSmallFile(copy.source) ? noErr : CheckTargetNameIsFree(target);
   if (status != noErr) return status;
-  // Stale temporary files of crashed processes may occupy the space that the copy needs.
-  CleanUpFolderOnce(target.folder, target.identity);
   const char* name = source.name.c_str();
   const char* toName = target.name.c_str();
   if (S_ISREG(copy.source.stx_mode)) {
@@ -99,7 +96,6 @@ Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, Copi
       OpenSourceFile(source.folder, name, source.identity, &copied->source, &from);
   if (status != noErr) return status;
   if (!IsSmallFile(copied->source)) return paramErr;
-  CleanUpFolderOnce(target.folder, target.identity);
   const char* toName = target.name.c_str();
   return CopyOpenFile(from.get(), target.folder, toName, CopyRole::kCopiedItem, copied);
 }

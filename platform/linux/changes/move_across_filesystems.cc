@@ -15,7 +15,6 @@
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/read_lease.h"
 #include "platform/linux/changes/removal.h"
-#include "platform/linux/changes/temp_cleanup.h"
 #include "platform/linux/descriptors/open_without_atime.h"
 #include "platform/linux/errors.h"
 #include "platform/managers/log.h"
@@ -175,14 +174,9 @@ Status Move(const CopySource& source, const CopyTarget& target) {
   Status status = CheckDeletable(source.folder, source.name.c_str(), info);
   if (status != noErr) return status;
 
-  struct statx folder = {};
-  status = ReadObjectInfo(source.folder, "", &folder);
-  if (status != noErr) return status;
   UniqueFd original;
   status = OpenIfNoWriters(source, info, &original);
   if (status != noErr) return status;
-  // A move that was killed while it deleted a folder has left the rest of it here.
-  CleanUpFolderOnce(source.folder, Identity::Of(folder));
   CopiedItem copied;
   status = PublishCopy(source, target, CopyRole::kMovedItem, &copied);
   if (status != noErr) return status;

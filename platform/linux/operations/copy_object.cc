@@ -3,7 +3,6 @@
 #include <string>
 
 #include "platform/linux/catalog/catalog.h"
-#include "platform/linux/catalog/sidecar_lookup.h"
 #include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/operations/target.h"
@@ -49,8 +48,8 @@ Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target) tr
   if (status != noErr) return status;
   status = FindTarget(folder, nullptr, from.name, &to);
   if (status != noErr) return status;
-  // Its own sidecar would be left out, and it would take on another's.
-  if (from.mayHaveSidecar || HasOrphanedSidecar(to.folder, to.place.name)) return paramErr;
+  // The item's sidecar would not be copied.
+  if (from.mayHaveSidecar) return paramErr;
   CopiedItem copied;
   status = PublishSmallCopy(CopySourceOf(source, from), CopyTargetOf(to), &copied);
   if (status != noErr) return status;

@@ -2,7 +2,6 @@
 #include <string>
 
 #include "platform/linux/catalog/catalog.h"
-#include "platform/linux/catalog/sidecar_lookup.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/rename.h"
@@ -76,8 +75,8 @@ Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target) {
   Target to;
   status = FindTarget(folder, nullptr, from.name, &to);
   if (status != noErr) return status;
-  // The item's own sidecar would stay behind, and it would take on another's.
-  if (from.mayHaveSidecar || HasOrphanedSidecar(to.folder, to.place.name)) return paramErr;
+  // The item's sidecar would stay behind.
+  if (from.mayHaveSidecar) return paramErr;
   status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
                                   to.place.name.c_str());
   if (status == noErr) status = MakeTargetRefFromStat(cached->info, to, target);

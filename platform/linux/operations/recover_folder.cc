@@ -1,16 +1,76 @@
-#include <cstdint>
+#include <fcntl.h>
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "platform/linux/catalog/catalog.h"
+#include "platform/linux/catalog/folder_names.h"
+#include "platform/linux/catalog/temp_name.h"
+#include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/temp_cleanup.h"
+#include "platform/linux/descriptors/open_without_atime.h"
+#include "platform/linux/descriptors/unique_fd.h"
+#include "platform/linux/mac_formats/apple_double.h"
+#include "platform/linux/sidecars/sidecar_journal.h"
+#include "platform/linux/sidecars/sidecar_recovery.h"
 #include "platform/managers/file_manager.h"
 
 namespace tessary {
+namespace {
+
+// The names that recovery is interested in, from one pass over a folder.
+struct FolderScan {
+  std::vector<std::string> tempItems;
+  std::vector<std::string> journalEntries;
+  bool hasSidecars = false;
+};
+
+Status ScanFolder(int folder, FolderScan* scan) {
+  std::vector<std::string> names;
+  const auto isWanted = [scan](std::string_view name) {
+    scan->hasSidecars |= IsSidecarName(name);
+    return IsTempName(name) || IsJournalEntryName(name);
+  };
+  if (const Status status = ReadFolderNames(folder, isWanted, &names)) return status;
+  for (std::string& name : names) {
+    (IsTempName(name) ? scan->tempItems : scan->journalEntries).push_back(std::move(name));
+  }
+  return noErr;
+}
+
+// Opens the folder of a reference for reading. Not by the folder table, which would hold it open:
+// a folder that is renamed before the first item is filed into it must not be found by its
+// descriptor, but be missing at its path.
+UniqueFd OpenToScan(const Reference& folder) {
+  Place place;
+  if (Catalog::Get().Find(folder, &place) != noErr) return UniqueFd();
+  UniqueFd opened =
+      OpenWithoutAtime(place.descriptor(), place.name.c_str(), O_DIRECTORY | O_NOFOLLOW);
+  return opened && IsNameOf(opened.get(), "", folder.GetIdentity()) ? std::move(opened)
+                                                                    : UniqueFd();
+}
+
+}  // namespace
 
 void FSRecoverFolder(const FSRef& folder) {
-  uint32_t number = 0;
-  FolderHandle handle;
-  if (Catalog::Get().OpenFolder(ReferenceOf(folder), &number, &handle) != noErr) return;
-  if (Catalog::Get().folders().MayHaveStaleTempFiles(number)) CleanUpFolder(handle->get());
+  const Reference reference = ReferenceOf(folder);
+  if (!reference.IsFolder()) return;
+  FolderTable& folders = Catalog::Get().folders();
+  const uint32_t number = folders.Intern(reference);
+  if (folders.IsRecovered(number)) return;
+  const UniqueFd opened = OpenToScan(reference);
+  FolderScan scan;
+  // A folder that cannot be read is not recovered. What the run does in it fails by itself or
+  // works.
+  if (!opened || ScanFolder(opened.get(), &scan) != noErr) return;
+  RecoverSidecars(opened.get(), folders.PathOf(number), scan.journalEntries);
+  for (const std::string& name : scan.tempItems) DeleteStaleTempItem(opened.get(), name);
+  // A recovered sidecar was not among the names.
+  if (scan.hasSidecars || !scan.journalEntries.empty()) folders.NoteSidecar(number);
+  folders.NoteListed(number);
+  folders.NoteRecovered(number);
 }
 
 }  // namespace tessary

@@ -2,7 +2,6 @@
 
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/names.h"
-#include "platform/linux/catalog/sidecar_lookup.h"
 #include "platform/linux/catalog/volume.h"
 
 namespace tessary {
@@ -30,7 +29,6 @@ CopyTarget CopyTargetOf(const Target& target) {
 Status TransferWithSidecar(const ItemWithSidecar& item, const Target& target,
                            Status (*transfer)(const ItemWithSidecar&, const TargetWithPath&)) {
   FolderTable& folders = Catalog::Get().folders();
-  ScanForSidecars(target.folder);
   const Status status = transfer(item, {CopyTargetOf(target), folders.PathOf(target.folder)});
   if (status == noErr) folders.NoteSidecar(target.folder);
   return status;

@@ -30,8 +30,8 @@ CopySource CopySourceOf(const FSRef& ref, const Place& place);
 
 CopyTarget CopyTargetOf(const Target& target);
 
-// Calls `transfer` to move or copy an item with its sidecar. Scans the target folder for sidecars
-// first; on success, notes that the folder has some. Returns the status of `transfer`.
+// Calls `transfer` to move or copy an item with its sidecar and, on success, notes that the target
+// folder has sidecars. Returns the status of `transfer`.
 Status TransferWithSidecar(const ItemWithSidecar& item, const Target& target,
                            Status (*transfer)(const ItemWithSidecar&, const TargetWithPath&));
 

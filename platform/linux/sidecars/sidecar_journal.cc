@@ -7,7 +7,7 @@
 #include <charconv>
 #include <utility>
 
-#include "platform/linux/catalog/sidecar_lookup.h"
+#include "platform/linux/catalog/temp_name.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/temp_item.h"
 #include "platform/linux/errors.h"
@@ -20,7 +20,6 @@ constexpr std::string_view kFirstField = "tessary pair 1";
 constexpr std::string_view kLastField = "end";
 constexpr std::string_view kOperations = "MACDT";
 
-// Names and paths hold no zero, so that one ends each field.
 void AppendField(std::string* bytes, std::string_view field) { bytes->append(field).push_back(0); }
 
 void AppendFingerprint(std::string* bytes, const ObjectFingerprint& fingerprint) {
@@ -32,7 +31,8 @@ void AppendFingerprint(std::string* bytes, const ObjectFingerprint& fingerprint)
   }
 }
 
-// Takes the fields of a journal one after the other.
+// Reads the fields of an entry one after the other. After a field that is missing or malformed,
+// IsGood() is false and all further fields are empty.
 class FieldReader {
  public:
   explicit FieldReader(std::string_view bytes) : bytes_(bytes) {}
@@ -72,15 +72,15 @@ class FieldReader {
   bool isGood_ = true;
 };
 
-// True for what names an object in a folder. Anybody can leave a journal in a folder that is filed,
-// an archive that its user has unpacked for one, and no name in it may lead out of there.
-bool IsEntryName(std::string_view name) {
+// Entries may be crafted, for example in an archive that the user has unpacked: no name in one may
+// lead out of its folder.
+bool IsNameInFolder(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
 }
 
 bool HasValidNames(const JournalEntry& entry) {
-  const bool hasNewName = entry.change != JournalOperation::kDelete || !entry.newName.empty();
-  return IsEntryName(entry.name) && (!hasNewName || IsEntryName(entry.newName)) &&
+  const bool hasNewName = entry.operation != JournalOperation::kDelete || !entry.newName.empty();
+  return IsNameInFolder(entry.name) && (!hasNewName || IsNameInFolder(entry.newName)) &&
          (entry.otherPath.empty() || entry.otherPath.front() == '/');
 }
 
@@ -96,6 +96,10 @@ bool WriteWhole(int file, std::string_view bytes) {
 
 }  // namespace
 
+bool IsJournalEntryName(std::string_view name) {
+  return name.starts_with(kJournalEntryPrefix) && IsUuid(name.substr(kJournalEntryPrefix.size()));
+}
+
 ObjectFingerprint ObjectFingerprint::Of(const struct statx& info) {
   return {Identity::Of(info), info.stx_mode & uint32_t{S_IFMT}, info.stx_size,
           info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec};
@@ -105,7 +109,7 @@ bool ObjectFingerprint::MatchesIdentity(const struct statx& info) const {
   return identity.Matches(Identity::Of(info));
 }
 
-// A folder's size is the volume's affair.
+// The size of a folder differs between filesystems.
 bool ObjectFingerprint::MatchesAttributes(const struct statx& info) const {
   const ObjectFingerprint other = Of(info);
   return type == other.type && (type == S_IFDIR || size == other.size) &&
@@ -115,7 +119,7 @@ bool ObjectFingerprint::MatchesAttributes(const struct statx& info) const {
 std::string FormatJournalEntry(const JournalEntry& entry) {
   std::string bytes;
   AppendField(&bytes, kFirstField);
-  AppendField(&bytes, {reinterpret_cast<const char*>(&entry.change), 1});
+  AppendField(&bytes, {reinterpret_cast<const char*>(&entry.operation), 1});
   AppendField(&bytes, entry.name);
   AppendField(&bytes, entry.newName);
   AppendField(&bytes, entry.otherPath);
@@ -129,9 +133,10 @@ std::optional<JournalEntry> ParseJournalEntry(std::string_view bytes) {
   FieldReader reader(bytes);
   JournalEntry entry;
   if (reader.Text() != kFirstField) return std::nullopt;
-  const std::string_view change = reader.Text();
-  if (change.size() != 1 || kOperations.find(change) == std::string_view::npos) return std::nullopt;
-  entry.change = static_cast<JournalOperation>(change.front());
+  const std::string_view operation = reader.Text();
+  const bool isKnown = operation.size() == 1 && kOperations.find(operation) != operation.npos;
+  if (!isKnown) return std::nullopt;
+  entry.operation = static_cast<JournalOperation>(operation.front());
   entry.name = reader.Text();
   entry.newName = reader.Text();
   entry.otherPath = reader.Text();
@@ -151,42 +156,56 @@ SidecarJournal& SidecarJournal::operator=(SidecarJournal&& other) noexcept {
   return *this;
 }
 
-// fBsyErr: somebody looked at the empty journal before it was locked, and takes it for one to
-// remove.
-Status SidecarJournal::Make(int folder, SidecarJournal* journal) {
-  const std::optional<std::string> uuid = CFUUIDCreateString();
-  if (!uuid) return ioErr;
-  SidecarJournal made;
-  made.folder_ = folder;
-  made.name_ = std::string(kJournalEntryPrefix) + *uuid;
-  journal->name_ = made.name_;
+// Creates and locks the file. fBsyErr: another process found it before it was locked, took it for
+// the empty entry of a crashed process and removes it.
+Status SidecarJournal::Create(int folder, const std::string& name, SidecarJournal* journal) {
+  SidecarJournal created;
+  created.folder_ = folder;
+  created.name_ = name;
   constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  made.file_ = UniqueFd(openat(folder, made.name_.c_str(), kFlags, 0600));
-  if (!made.file_) return LastError();
-  made.isOnDisk_ = true;
+  created.file_ = UniqueFd(openat(folder, name.c_str(), kFlags, 0600));
+  if (!created.file_) return LastError();
+  created.isOnDisk_ = true;
   struct statx info = {};
-  if (TryFileLock(made.file_.get()) == fBsyErr) return fBsyErr;
-  if (const Status status = ReadObjectInfo(made.file_.get(), "", &info)) return status;
+  // On a filesystem without locks the entry is written all the same: it is never recovered, but it
+  // tells a user what happened.
+  if (TryFileLock(created.file_.get()) == fBsyErr) return fBsyErr;
+  if (const Status status = ReadObjectInfo(created.file_.get(), "", &info)) return status;
   if (info.stx_nlink == 0) return fBsyErr;
-  *journal = std::move(made);
+  *journal = std::move(created);
+  return noErr;
+}
+
+Status SidecarJournal::WriteNamed(int folder, const std::string& name, const JournalEntry& entry,
+                                  SidecarJournal* journal) {
+  constexpr int kTries = 8;
+  SidecarJournal created;
+  Status status = fBsyErr;
+  for (int i = 0; i < kTries && status == fBsyErr; ++i) status = Create(folder, name, &created);
+  if (status == noErr && !WriteWhole(created.file_.get(), FormatJournalEntry(entry))) {
+    status = LastError();
+    created.Remove();
+  }
+  if (status != noErr && status != dskFulErr) return status;
+  // The staged names depend on it, even without an entry on disk.
+  created.name_ = name;
+  *journal = std::move(created);
   return noErr;
 }
 
 Status SidecarJournal::Write(int folder, const JournalEntry& entry, SidecarJournal* journal) {
-  constexpr int kTries = 8;
-  SidecarJournal made;
-  Status status = fBsyErr;
-  for (int i = 0; i < kTries && status == fBsyErr; ++i) status = Make(folder, &made);
-  if (status == noErr && !WriteWhole(made.file_.get(), FormatJournalEntry(entry))) {
-    status = LastError();
-    made.Remove();
-  }
-  if (status != noErr && status != dskFulErr) return status;
-  *journal = std::move(made);
-  return noErr;
+  const std::optional<std::string> uuid = CFUUIDCreateString();
+  if (!uuid) return ioErr;
+  return WriteNamed(folder, std::string(kJournalEntryPrefix) + *uuid, entry, journal);
 }
 
-// What cannot be removed is found to be done by a later look.
+Status SidecarJournal::WriteSecond(const SidecarJournal& first, int folder,
+                                   const JournalEntry& entry, SidecarJournal* journal) {
+  const Status status = WriteNamed(folder, first.name_, entry, journal);
+  return status == dupFNErr ? Write(folder, entry, journal) : status;
+}
+
+// An entry that cannot be removed is removed by recovery, which finds that nothing is left to do.
 void SidecarJournal::Remove() {
   if (isOnDisk_) unlinkat(folder_, name_.c_str(), 0);
   isOnDisk_ = false;
@@ -194,6 +213,7 @@ void SidecarJournal::Remove() {
 
 std::string SidecarJournal::StagedItemName() const { return StagedItemNameOf(name_); }
 
+// Without an entry on disk nothing would restore a hidden file after a crash.
 std::string SidecarJournal::StagedSidecarName() const {
   return isOnDisk_ ? StagedSidecarNameOf(name_) : StagedItemNameOf(name_) + "-sidecar";
 }

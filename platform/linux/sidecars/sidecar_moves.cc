@@ -11,40 +11,41 @@
 #include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/rename.h"
-#include "platform/linux/changes/temp_cleanup.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/apple_double.h"
+#include "platform/linux/sidecars/sidecar_journal.h"
 #include "platform/managers/log.h"
 
 namespace tessary {
 namespace {
 
-JournalEntry EntryFor(JournalOperation change, const ItemWithSidecar& pair,
+JournalEntry EntryFor(JournalOperation operation, const ItemWithSidecar& source,
                       const TargetWithPath& target) {
   const bool isAtTarget =
-      change == JournalOperation::kCopy || change == JournalOperation::kMoveTarget;
-  return {change,
-          pair.name,
+      operation == JournalOperation::kCopy || operation == JournalOperation::kMoveTarget;
+  return {operation,
+          source.name,
           target.name,
-          isAtTarget ? pair.path : target.path,
-          ObjectFingerprint::Of(pair.item),
-          ObjectFingerprint::Of(pair.sidecar)};
+          isAtTarget ? source.path : target.path,
+          ObjectFingerprint::Of(source.item),
+          ObjectFingerprint::Of(source.sidecar)};
 }
 
-CopySource SourceOf(const ItemWithSidecar& pair, const std::string& name,
-                    const struct statx& info) {
-  return {pair.folder, name, Identity::Of(info)};
+CopySource CopySourceFor(const ItemWithSidecar& source, const std::string& name,
+                         const struct statx& info) {
+  return {source.folder, name, Identity::Of(info)};
 }
 
-// Copies the sidecar alone, as it is.
-Status CopySidecar(const ItemWithSidecar& pair, const TargetWithPath& target, CopiedItem* copied) {
-  return PublishCopy(SourceOf(pair, SidecarName(pair.name), pair.sidecar),
+Status CopySidecar(const ItemWithSidecar& source, const TargetWithPath& target,
+                   CopiedItem* copied) {
+  // In the role of an inner item even its comment is copied.
+  return PublishCopy(CopySourceFor(source, SidecarName(source.name), source.sidecar),
                      {target.folder, SidecarName(target.name), target.identity},
                      CopyRole::kInnerItem, copied);
 }
 
-// A sidecar that is out of sight while its item is deleted, and has its name again when this goes,
-// unless it was deleted too.
+// A sidecar that is staged while its item is deleted. Restored on destruction unless it has been
+// deleted.
 class StagedSidecar {
  public:
   StagedSidecar() = default;
@@ -54,22 +55,18 @@ class StagedSidecar {
     if (!stagedName_.empty()) Restore();
   }
 
-  Status Stage(const ItemWithSidecar& pair, JournalOperation change, const TargetWithPath& target) {
-    folder_ = pair.folder;
-    sidecarName_ = SidecarName(pair.name);
-    Status status = SidecarJournal::Write(folder_, EntryFor(change, pair, target), &journal_);
-    if (status != noErr) return status;
-    // Known before the sidecar has it, so that it comes back whatever memory runs out.
-    stagedName_ = journal_.StagedSidecarName();
-    status = RenameWithoutReplacing(folder_, sidecarName_.c_str(), folder_, stagedName_.c_str());
-    if (status != noErr) {
-      stagedName_.clear();
-      return status;
-    }
-    struct statx info = {};
-    status = ReadObjectInfo(folder_, stagedName_.c_str(), &info);
-    if (status != noErr) return status;
-    return IsUnchangedButForName(pair.sidecar, info) ? noErr : fBsyErr;
+  Status StageForDeletion(const ItemWithSidecar& source) {
+    const JournalEntry entry = EntryFor(JournalOperation::kDelete, source, {});
+    const Status status = SidecarJournal::Write(source.folder, entry, &journal_);
+    return status == noErr ? Stage(source) : status;
+  }
+
+  // `copyJournal` is the journal at the target.
+  Status StageForMove(const ItemWithSidecar& source, const TargetWithPath& target,
+                      const SidecarJournal& copyJournal) {
+    const JournalEntry entry = EntryFor(JournalOperation::kMoveAcrossFilesystems, source, target);
+    const Status status = SidecarJournal::WriteSecond(copyJournal, source.folder, entry, &journal_);
+    return status == noErr ? Stage(source) : status;
   }
 
   Status Delete() {
@@ -78,7 +75,7 @@ class StagedSidecar {
     return noErr;
   }
 
-  // Leaves the deletion to a later look, as the journal tells.
+  // Keeps the entry, by which recovery deletes the sidecar.
   void LeaveToRecovery() {
     stagedName_.clear();
     journal_.Keep();
@@ -87,26 +84,46 @@ class StagedSidecar {
   std::string StagedItemName() const { return journal_.StagedItemName(); }
 
  private:
+  Status Stage(const ItemWithSidecar& source) {
+    folder_ = source.folder;
+    sidecarName_ = SidecarName(source.name);
+    // Set before the rename, so that running out of memory cannot keep the sidecar from being
+    // restored.
+    stagedName_ = journal_.StagedSidecarName();
+    Status status =
+        RenameWithoutReplacing(folder_, sidecarName_.c_str(), folder_, stagedName_.c_str());
+    if (status != noErr) {
+      stagedName_.clear();
+      return status;
+    }
+    struct statx info = {};
+    status = ReadObjectInfo(folder_, stagedName_.c_str(), &info);
+    if (status != noErr) return status;
+    // Checked now that nobody finds it by its name: it may have been rewritten since it was found,
+    // or since it was copied.
+    return IsUnchangedButForName(source.sidecar, info) ? noErr : fBsyErr;
+  }
+
   void Restore() try {
     const Status status =
         RenameWithoutReplacing(folder_, stagedName_.c_str(), folder_, sidecarName_.c_str());
-    // Nothing may be there to be given back.
+    // With fnfErr another process has removed it: there is nothing to restore.
     if (status == noErr || status == fnfErr) return;
     journal_.Keep();
     NSLog("\"" + sidecarName_ + "\" could not keep its name and is now \"" + stagedName_ + "\"");
   } catch (const std::bad_alloc&) {
-    // The journal says it all.
+    // Only the message is missing: recovery restores it by the entry, if that was kept.
   }
 
   int folder_ = -1;
   std::string sidecarName_;
-  std::string stagedName_;
+  std::string stagedName_;  // empty unless it is staged
   SidecarJournal journal_;
 };
 
-// The copy of a pair while it is made: the sidecar's copy, which comes first, and the journal of
-// it. Both go with this unless the sidecar's copy is kept. One that cannot be taken back leaves the
-// journal, so that a later look does it.
+// The copy of the sidecar, which is made before that of the item, and its journal. Both are removed
+// on destruction unless the copy is kept. If the copy cannot be removed, the journal entry stays,
+// so that recovery removes it.
 class PendingCopy {
  public:
   PendingCopy() = default;
@@ -119,13 +136,14 @@ class PendingCopy {
     if (isLeft) journal_.Keep();
   }
 
-  Status Begin(const ItemWithSidecar& pair, const TargetWithPath& target) {
-    Status status = SidecarJournal::Write(
-        target.folder, EntryFor(JournalOperation::kCopy, pair, target), &journal_);
+  Status Begin(const ItemWithSidecar& source, const TargetWithPath& target) {
+    const JournalEntry entry = EntryFor(JournalOperation::kCopy, source, target);
+    Status status = SidecarJournal::Write(target.folder, entry, &journal_);
     if (status != noErr) return status;
-    // Known before there is anything to be taken back, whatever memory runs out.
+    // Allocated before there is a copy, so that running out of memory cannot keep the destructor
+    // from finding it.
     std::string name = SidecarName(target.name);
-    status = CopySidecar(pair, target, &sidecar_);
+    status = CopySidecar(source, target, &sidecar_);
     if (status != noErr) return status;
     folder_ = target.folder;
     name_ = std::move(name);
@@ -133,8 +151,9 @@ class PendingCopy {
   }
 
   const CopiedItem& sidecar() const { return sidecar_; }
+  const SidecarJournal& journal() const { return journal_; }
 
-  // From here on the sidecar's copy has its item, and nothing is under way.
+  // Keeps the copy and removes the journal entry.
   void Keep() {
     sidecar_.item.Keep();
     name_.clear();
@@ -143,112 +162,112 @@ class PendingCopy {
 
  private:
   int folder_ = -1;
-  std::string name_;  // of the sidecar's copy; empty where there is none to be taken back
+  std::string name_;  // of the copy; empty unless it is to be removed
   CopiedItem sidecar_;
   SidecarJournal journal_;
 };
 
-// The second half of a move. On a volume that renames in two steps, what looks at the target
-// between them must not take what it finds there for a whole pair.
-Status MoveItem(const ItemWithSidecar& pair, const TargetWithPath& target) {
+// Renames the item, after its sidecar. Without RENAME_NOREPLACE that takes two steps: if the
+// process crashes between them, the item is at the target too, and an entry there keeps a run from
+// moving it on without its sidecar.
+Status MoveItem(const ItemWithSidecar& source, const TargetWithPath& target,
+                const SidecarJournal& moveJournal) {
   SidecarJournal journal;
   if (HasProbeResult(target.identity.device, ProbeResult::kNoRenameNoReplace)) {
-    const JournalEntry entry = EntryFor(JournalOperation::kMoveTarget, pair, target);
-    if (const Status status = SidecarJournal::Write(target.folder, entry, &journal)) return status;
+    const JournalEntry entry = EntryFor(JournalOperation::kMoveTarget, source, target);
+    const Status status = SidecarJournal::WriteSecond(moveJournal, target.folder, entry, &journal);
+    if (status != noErr) return status;
   }
-  return RenameWithoutReplacing(pair.folder, pair.name.c_str(), target.folder, target.name.c_str());
+  return RenameWithoutReplacing(source.folder, source.name.c_str(), target.folder,
+                                target.name.c_str());
 }
 
-Status CopyBoth(const ItemWithSidecar& pair, const TargetWithPath& target) {
+Status CopyBoth(const ItemWithSidecar& source, const TargetWithPath& target) {
   PendingCopy copy;
-  Status status = copy.Begin(pair, target);
+  Status status = copy.Begin(source, target);
   if (status != noErr) return status;
-  status = CopyItem(SourceOf(pair, pair.name, pair.item), target);
+  status = CopyItem(CopySourceFor(source, source.name, source.item), target);
   if (status == noErr) copy.Keep();
   return status;
 }
 
-Status MoveBothAcrossFilesystems(const ItemWithSidecar& pair, const TargetWithPath& target) {
-  struct statx folder = {};
-  Status status = ReadObjectInfo(pair.folder, "", &folder);
-  if (status != noErr) return status;
-  // Before a journal of our own lies there, which a lock may not protect.
-  CleanUpFolderOnce(pair.folder, Identity::Of(folder));
+Status MoveBothAcrossFilesystems(const ItemWithSidecar& source, const TargetWithPath& target) {
   PendingCopy copy;
-  status = copy.Begin(pair, target);
+  Status status = copy.Begin(source, target);
   if (status != noErr) return status;
-  // It has its name already. Where a volume does not sync that with the file, the folder is synced
-  // for the item's.
+  // Its name is already there. If the filesystem does not sync a name with its file, the folder is
+  // synced later, for the item.
   if (fsync(copy.sidecar().item.fd()) != 0) return LastError();
   StagedSidecar staged;
-  ItemWithSidecar copied = pair;
+  ItemWithSidecar copied = source;
   copied.sidecar = copy.sidecar().source;
-  status = staged.Stage(copied, JournalOperation::kMoveAcrossFilesystems, target);
+  status = staged.StageForMove(copied, target, copy.journal());
   if (status != noErr) return status;
-  CopySource item = SourceOf(pair, pair.name, pair.item);
+  CopySource item = CopySourceFor(source, source.name, source.item);
   item.stagedName = staged.StagedItemName();
   status = MoveItemAcrossFilesystems(item, target);
   if (status != noErr) return status;
-  const bool isAllGone = staged.Delete() == noErr;
-  // Its journal goes before the other, which leads a later look to it.
+  const bool isDeleted = staged.Delete() == noErr;
+  // Removes the entry at the target, before the destructor of `staged` removes the other one.
   copy.Keep();
-  if (!isAllGone) staged.LeaveToRecovery();
+  if (!isDeleted) staged.LeaveToRecovery();
   return noErr;
 }
 
 }  // namespace
 
-Status FindWithSidecar(const Place& place, std::optional<ItemWithSidecar>* pair) {
-  pair->reset();
+Status FindWithSidecar(const Place& place, std::optional<ItemWithSidecar>* found) {
+  found->reset();
   if (!place.mayHaveSidecar || IsSidecarName(place.name)) return noErr;
-  ItemWithSidecar found{place.descriptor(), place.name, {}, {}, {}};
-  Status status = ReadObjectInfo(found.folder, SidecarName(found.name).c_str(), &found.sidecar);
-  // The name of a sidecar can be too long where the item's is not.
+  ItemWithSidecar both{place.descriptor(), place.name, {}, {}, {}};
+  Status status = ReadObjectInfo(both.folder, SidecarName(both.name).c_str(), &both.sidecar);
+  // bdNamErr: the name of the sidecar would be too long, though the item's is not.
   if (status == fnfErr || status == bdNamErr) return noErr;
   if (status != noErr) return status;
-  if (!S_ISREG(found.sidecar.stx_mode)) return noErr;
-  status = ReadObjectInfo(found.folder, found.name.c_str(), &found.item);
-  if (status == noErr) *pair = std::move(found);
+  if (!S_ISREG(both.sidecar.stx_mode)) return noErr;
+  status = ReadObjectInfo(both.folder, both.name.c_str(), &both.item);
+  if (status == noErr) *found = std::move(both);
   return status;
 }
 
-// The sidecar goes first, so that the item never appears without it, and is renamed once at most.
-Status MoveWithSidecar(const ItemWithSidecar& pair, const TargetWithPath& target) {
-  const std::string sidecar = SidecarName(pair.name);
+// The sidecar is renamed first, so that the item is never at the target without it.
+Status MoveWithSidecar(const ItemWithSidecar& source, const TargetWithPath& target) {
+  const std::string sidecar = SidecarName(source.name);
   const std::string newSidecar = SidecarName(target.name);
   SidecarJournal journal;
-  Status status =
-      SidecarJournal::Write(pair.folder, EntryFor(JournalOperation::kMove, pair, target), &journal);
+  Status status = SidecarJournal::Write(
+      source.folder, EntryFor(JournalOperation::kMove, source, target), &journal);
   if (status != noErr) return status;
-  status = RenameWithoutReplacing(pair.folder, sidecar.c_str(), target.folder, newSidecar.c_str());
+  status =
+      RenameWithoutReplacing(source.folder, sidecar.c_str(), target.folder, newSidecar.c_str());
   if (status != noErr) return status;
-  status = MoveItem(pair, target);
+  status = MoveItem(source, target, journal);
   if (status == noErr) return noErr;
-  if (RenameWithoutReplacing(target.folder, newSidecar.c_str(), pair.folder, sidecar.c_str()) !=
+  if (RenameWithoutReplacing(target.folder, newSidecar.c_str(), source.folder, sidecar.c_str()) !=
       noErr) {
     journal.Keep();
-    NSLog("\"" + sidecar + "\" could not be given back and is now \"" + target.path + "/" +
+    NSLog("\"" + sidecar + "\" could not be moved back and is now \"" + target.path + "/" +
           newSidecar + "\"");
   }
   return status;
 }
 
-Status CopyWithSidecar(const ItemWithSidecar& pair, const TargetWithPath& target) try {
-  return CopyBoth(pair, target);
+Status CopyWithSidecar(const ItemWithSidecar& source, const TargetWithPath& target) try {
+  return CopyBoth(source, target);
 } catch (const std::bad_alloc&) {
   return memFullErr;
 }
 
-Status MoveWithSidecarAcrossFilesystems(const ItemWithSidecar& pair,
+Status MoveWithSidecarAcrossFilesystems(const ItemWithSidecar& source,
                                         const TargetWithPath& target) try {
-  return MoveBothAcrossFilesystems(pair, target);
+  return MoveBothAcrossFilesystems(source, target);
 } catch (const std::bad_alloc&) {
   return memFullErr;
 }
 
-Status DeleteWithSidecar(const ItemWithSidecar& pair, const RemoveItem& removeItem) {
+Status DeleteWithSidecar(const ItemWithSidecar& source, const RemoveItem& removeItem) {
   StagedSidecar staged;
-  const Status status = staged.Stage(pair, JournalOperation::kDelete, {});
+  const Status status = staged.StageForDeletion(source);
   if (status != noErr) return status;
   return removeItem(staged.StagedItemName(), [&staged] { return staged.Delete(); });
 }

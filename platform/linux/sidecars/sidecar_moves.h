@@ -11,46 +11,48 @@
 #include "platform/linux/sidecars/sidecar_journal.h"
 #include "platform/managers/status.h"
 
-// An item and its sidecar, the "._" file beside it, which go the same way or not at all. Whatever
-// fails, both are where they were; a maker that dies in between is mended
-// (platform/linux/sidecars/sidecar_recovery.h). What is at the target under the sidecar's new name
-// is never touched and answered as dupFNErr, like what is there under the item's.
+// Moves, copies and deletes an item together with its sidecar, the "._" file beside it: both or
+// neither. On failure both are where they were. After a crash, recovery completes the operation or
+// rolls it back (sidecar_journal.h). An object that has the new name of the item or of the sidecar
+// is never touched: the status is then dupFNErr.
 namespace tessary {
 
-// An item that has a sidecar, in the folder open as `folder`.
+// An item that has a sidecar, in the folder open as `folder`. Both are as they were when they were
+// found.
 struct ItemWithSidecar {
   int folder = -1;
   std::string name;
   struct statx item = {};
   struct statx sidecar = {};
-  std::string path = {};  // of the folder, where the two are to leave it
+  std::string path = {};  // of the folder; needed only to move both
 };
 
-// Where a pair goes, as its item's copy would, and the path of the folder there.
+// Where the item goes, and the path of the folder.
 struct TargetWithPath : CopyTarget {
   std::string path;
 };
 
-// The item at a place together with its sidecar; none where it has none, which is known without a
-// look where no "._" name has been seen in its folder. Only a file is a sidecar, and a sidecar has
-// none of its own. noErr, fnfErr (there is no item), else what the file system reports; `*pair` is
-// written on success only, and refers to the place's folder; its path is left to the caller.
-Status FindWithSidecar(const Place& place, std::optional<ItemWithSidecar>* pair);
+// Finds the item at a place together with its sidecar. None if it has no sidecar, without a system
+// call if no "._" name has been seen in its folder. Only a regular file is a sidecar, and a sidecar
+// has none of its own. Returns noErr; fnfErr (no such item); otherwise what the filesystem reports.
+// `*found` is written on success only; it uses the place's descriptor, and its path is empty.
+Status FindWithSidecar(const Place& place, std::optional<ItemWithSidecar>* found);
 
-// Renames both. The statuses are those of RenameWithoutReplacing and of writing a file.
-Status MoveWithSidecar(const ItemWithSidecar& pair, const TargetWithPath& target);
+// Renames both. Returns the statuses of RenameWithoutReplacing and of writing a file.
+Status MoveWithSidecar(const ItemWithSidecar& source, const TargetWithPath& target);
 
-// The statuses are those of CopyItem and of MoveItemAcrossFilesystems. The sidecar's copy is one to
-// the byte and to the attribute.
-Status CopyWithSidecar(const ItemWithSidecar& pair, const TargetWithPath& target);
-Status MoveWithSidecarAcrossFilesystems(const ItemWithSidecar& pair, const TargetWithPath& target);
+// Return the statuses of CopyItem and of MoveItemAcrossFilesystems. The copy of the sidecar has all
+// its bytes and attributes.
+Status CopyWithSidecar(const ItemWithSidecar& source, const TargetWithPath& target);
+Status MoveWithSidecarAcrossFilesystems(const ItemWithSidecar& source,
+                                        const TargetWithPath& target);
 
-// Deletes the item by `removeItem`, and the sidecar with it. That gets a name under which the item
-// may be put aside, and a call that is to be made when nothing keeps the item any more: it deletes
-// the sidecar, and where that fails the item has to stay. The statuses are those of `removeItem`
-// and of renaming the sidecar.
+// Deletes both. `removeItem` deletes the item; it receives the name under which it may stage the
+// item, and a function that deletes the sidecar, to be called when nothing else prevents the
+// deletion of the item. If that function fails, the item must be kept. Returns the status of
+// `removeItem`, or of renaming the sidecar.
 using DeleteSidecar = std::function<Status()>;
-using RemoveItem = std::function<Status(const std::string& asideName, const DeleteSidecar&)>;
-Status DeleteWithSidecar(const ItemWithSidecar& pair, const RemoveItem& removeItem);
+using RemoveItem = std::function<Status(const std::string& stagedName, const DeleteSidecar&)>;
+Status DeleteWithSidecar(const ItemWithSidecar& source, const RemoveItem& removeItem);
 
 }  // namespace tessary

@@ -1,27 +1,20 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 namespace tessary {
 
-// Brings together again the items and sidecars that makers which died have left parted, as their
-// records in the folder open as `folder` tell. It is registered with the catalog, which calls it
-// for every folder in whose listing it meets a journal. Records that are in use, or another user's,
-// are left alone; nothing is ever replaced, and nothing is deleted but what the journal's maker had
-// set out to delete or had made itself. Nothing is reported.
+// Recovers the operations that crashed processes left unfinished in the folder open as `folder`,
+// whose journal entries (sidecar_journal.h) have the names `entryNames`. `path` is the folder's
+// path, for the log.
 //
-//   the journal, in     tells of     what is found                       what is done
-//   the folder left    a move       the item here, its sidecar there    the sidecar comes back
-//                                   the item here and there, by a link  its name here is removed
-//                                   both on one side                    nothing
-//   the folder left    a move       the item here, its sidecar aside    the sidecar comes back
-//                      across       the item gone, both copies there    the sidecar is deleted
-//   the target folder  a copy       the sidecar's copy alone            it is deleted
-//                                   both copies                         what is under way where
-//                                                                       they were made of is mended
-//                      an arrival   anything                            the same
-//   the folder         a deletion   the item in place, its sidecar      the sidecar comes back
-//                                   aside
-//                                   both aside, the item unchanged      both are deleted
-//                                   both aside, another item            both come back
-void RecoverSidecars(int folder);
+// Entries that are in use, that belong to another user or are not regular files are left alone. An
+// entry that cannot be finished is left and logged, in one line. Nothing is ever replaced, and
+// nothing is deleted except what the operation was to delete or had created. An entry leads to one
+// other folder at most, and only to the entry of the same name there, so that crafted entries
+// cannot cost more than a fixed number of system calls each.
+void RecoverSidecars(int folder, const std::string& path,
+                     const std::vector<std::string>& entryNames);
 
 }  // namespace tessary

@@ -3,8 +3,9 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform/linux/catalog/sidecar_lookup.h"
 #include "platform/linux/changes/temp_item.h"
+#include "platform/linux/descriptors/unique_fd.h"
+#include "platform/linux/sidecars/sidecar_journal.h"
 #include "tests/support/mac_test_data.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/tree_lines.h"

@@ -242,17 +242,6 @@ class ConcurrentSidecarChanges : public ConcurrentChanges {
     WriteFile(From("._a"), "sidecar");
   }
 
-  // Lists the folder, which runs its recovery.
-  static void List(const std::string& path) {
-    FSIterator iterator;
-    ASSERT_EQ(noErr, FSOpenIterator(RefAt(path), &iterator));
-    std::array<FSRef, 10> refs;
-    size_t actual = 0;
-    bool changed = false;
-    EXPECT_EQ(errFSNoMoreItems,
-              FSGetCatalogInfoBulk(*iterator, refs.size(), &actual, &changed, refs.data()));
-  }
-
   Status Change(Status (*change)(const ItemWithSidecar&, const TargetWithPath&)) const {
     Place place = PlaceAt(From("a"));
     place.mayHaveSidecar = true;
@@ -279,11 +268,11 @@ TEST_F(ConcurrentSidecarChanges, FailedRollbackIsLoggedAndRecovered) {
     EXPECT_EQ(dupFNErr, Change(MoveWithSidecar));
     EXPECT_EQ("item", ReadFile(From("a")));
     EXPECT_EQ("sidecar", ReadFile(To("._a")));
-    EXPECT_EQ(Names{"\"._a\" could not be given back and is now \"" + To("._a") + "\""},
+    EXPECT_EQ(Names{"\"._a\" could not be moved back and is now \"" + To("._a") + "\""},
               log.Messages());
     EXPECT_EQ(3U, FromNames().size()) << "the journal entry stays";
     EXPECT_EQ(0, unlink(From("._a").c_str()));
-    List(folder_ / "from");
+    RecoverFolder(folder_ / "from");
     EXPECT_EQ((Names{"._a", "a"}), FromNames());
     EXPECT_EQ("sidecar", ReadFile(From("._a")));
     EXPECT_EQ(Names{"a"}, ToNames());
@@ -297,14 +286,14 @@ TEST_F(ConcurrentSidecarChanges, UnremovableCopyIsRecovered) {
                          EXPECT_EQ(dskFulErr, Change(change));
                          EXPECT_EQ((Names{"._a", "a"}), FromNames());
                          EXPECT_EQ(2U, ToNames().size()) << "the copy and the journal entry";
-                         List(folder_ / "to");
+                         RecoverFolder(folder_ / "to");
                          EXPECT_EQ(Names(), ToNames());
                        });
   }
 }
 
-TEST_F(ConcurrentSidecarChanges, MoveWhoseJournalLockFails) {
-  RunWithPausedCalls({{SYS_flock, "", 3, {}, ENOLCK}}, [this] {
+TEST_F(ConcurrentSidecarChanges, MoveAcrossFilesystemsNeedsNoLocks) {
+  RunWithPausedCalls({{SYS_flock, "", 1, {}, ENOLCK}, {SYS_flock, "", 2, {}, ENOLCK}}, [this] {
     EXPECT_EQ(noErr, Change(MoveWithSidecarAcrossFilesystems));
     EXPECT_EQ((Names{"._a", "a"}), ToNames());
     EXPECT_EQ(Names(), FromNames());
@@ -317,7 +306,7 @@ TEST_F(ConcurrentSidecarChanges, UndeletableSidecarIsRecovered) {
     EXPECT_EQ((Names{"._a", "a"}), ToNames());
     EXPECT_EQ(2U, FromNames().size()) << "the journal entry and the staged sidecar";
     EXPECT_FALSE(Exists(From("._a")));
-    List(folder_ / "from");
+    RecoverFolder(folder_ / "from");
     EXPECT_EQ(Names(), FromNames());
     EXPECT_EQ((Names{"._a", "a"}), ToNames());
   });

@@ -215,15 +215,6 @@ TEST_P(CopyItemTest, RefusesSpecialFiles) {
   EXPECT_TRUE(NamesIn(to_.path()).empty());
 }
 
-TEST_P(CopyItemTest, CleansUpStaleTempFiles) {
-  WriteFile(to_ / ".tessary-01234567-89AB-CDEF-0123-456789ABCDEF/half", "x");
-  WriteFile(from_ / "file", "x");
-  Copy(noErr, "file", "file");
-  if (GetParam().name != std::string("NoFileLocks")) {
-    EXPECT_EQ(std::vector<std::string>{"file"}, NamesIn(to_.path()));
-  }
-}
-
 TEST(CopyItem, SkipsLinkTimesIfLinksAreFollowed) {
   const TemporaryFolder folder;
   MakeLink("nowhere", folder / "link");

@@ -142,8 +142,8 @@ void FailEachAllocationWithSidecar(SidecarOperation operation, bool isMove) {
       ASSERT_TRUE(hasFailed);
     }
     const Names both = {"._item", "item"};
-    RecoverSidecars(OpenFolder(folder / "from").get());
-    RecoverSidecars(to.get());
+    RecoverFolder(folder / "from");
+    RecoverFolder(folder / "to");
     ASSERT_EQ(status == noErr ? both : Names{}, VisibleNamesIn(folder / "to"));
     ASSERT_EQ(status == noErr && isMove ? Names{} : both, VisibleNamesIn(folder / "from"));
   }

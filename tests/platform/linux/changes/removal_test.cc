@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "platform/linux/changes/object_info.h"
-#include "platform/linux/changes/temp_cleanup.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/fault_injection/injected_errors.h"
@@ -170,8 +169,8 @@ TEST_F(Removal, KeepsEveryVersionIfNameIsUsed) {
   EXPECT_EQ(fBsyErr, RemoveIfUnchanged(folder.get(), "file", isUnchanged, &isDisplaced));
   EXPECT_TRUE(isDisplaced);
   EXPECT_EQ("newer still", ReadFile(folder_ / "file"));
-  // The displaced version is visible, and no cleanup removes it.
-  CleanUpFolder(folder.get());
+  // The displaced version is visible, and recovery keeps it.
+  RecoverFolder(folder_.path());
   const std::vector<std::string> names = NamesIn(folder_.path());
   ASSERT_EQ(2U, names.size());
   EXPECT_EQ("newest", ReadFile(folder_ / names[1]));
@@ -184,8 +183,7 @@ TEST_F(Removal, KeepsEveryVersionIfNameIsUsed) {
 TEST_F(Removal, CleanupKeepsStagedFile) {
   WriteFile(folder_ / "file", "only copy");
   gBeforeUnlink = [this] {
-    const UniqueFd folder = OpenFolder(folder_.path());
-    CleanUpFolder(folder.get());
+    RecoverFolder(folder_.path());
     const std::vector<std::string> names = NamesIn(folder_.path());
     ASSERT_EQ(1U, names.size());
     EXPECT_EQ("only copy", ReadFile(folder_ / names[0]));

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "platform/linux/changes/rename_fallbacks.h"
-#include "platform/linux/changes/temp_cleanup.h"
 #include "platform/managers/autorelease_pool.h"
 #include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/fault_injection/process_kills.h"
@@ -307,7 +306,7 @@ int CleansUpAfterKills(const std::function<void(const std::string& path)>& make)
     });
     EXPECT_NE(KillResult::kFailed, end);
     const size_t left = NamesIn(folder / "from").size() + NamesIn(folder / "to").size();
-    CleanUpFolder(OpenFolder(folder / "from").get());
+    RecoverFolder(folder / "from");
     std::vector<std::string> found = FilesBelow(folder.path());
     if (found.size() < left) ++cleanups;
     // It may have both names at that moment.

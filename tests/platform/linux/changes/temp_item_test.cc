@@ -15,16 +15,12 @@
 #include "platform/linux/changes/temp_cleanup.h"
 #include "tests/support/fault_injection/failing_allocations.h"
 #include "tests/support/file_operations.h"
-#include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {
 namespace {
 
-const std::string kStaleName = ".tessary-01234567-89AB-CDEF-0123-456789ABCDEF";
-const std::string kOtherStaleName = ".tessary-11234567-89AB-CDEF-0123-456789ABCDEF";
-
-TEST(MakeTempName, MakesANewOneEveryTime) {
+TEST(MakeTempName, NeverRepeats) {
   std::string first;
   std::string second;
   ASSERT_EQ(noErr, MakeTempName(&first));
@@ -33,15 +29,13 @@ TEST(MakeTempName, MakesANewOneEveryTime) {
   EXPECT_NE(first, second);
 }
 
-class TempItems : public testing::Test {
+class TempItemTest : public testing::Test {
  protected:
-  void CleanUp() { CleanUpFolder(fd_.get()); }
-
   TemporaryFolder folder_;
   UniqueFd fd_ = OpenFolder(folder_.path());
 };
 
-TEST_F(TempItems, GoWithTheirOwner) {
+TEST_F(TempItemTest, IsRemovedWithOwner) {
   {
     TempItem file;
     TempItem folder;
@@ -57,7 +51,7 @@ TEST_F(TempItems, GoWithTheirOwner) {
   EXPECT_TRUE(NamesIn(folder_.path()).empty());
 }
 
-TEST_F(TempItems, GoFromUnderTheNameThatTheyWerePublishedUnder) {
+TEST_F(TempItemTest, IsRemovedAfterPublishing) {
   {
     TempItem file;
     TempItem folder;
@@ -70,7 +64,7 @@ TEST_F(TempItems, GoFromUnderTheNameThatTheyWerePublishedUnder) {
   EXPECT_TRUE(NamesIn(folder_.path()).empty());
 }
 
-TEST_F(TempItems, StayWhenKept) {
+TEST_F(TempItemTest, StaysIfKept) {
   {
     TempItem file;
     ASSERT_EQ(noErr, TempItem::MakeTempFile(fd_.get(), &file));
@@ -81,7 +75,7 @@ TEST_F(TempItems, StayWhenKept) {
   EXPECT_TRUE(Exists(folder_ / "file"));
 }
 
-TEST_F(TempItems, NeverTakeAnotherObjectWithThem) {
+TEST_F(TempItemTest, RemovesNoOtherObject) {
   {
     TempItem file;
     TempItem folder;
@@ -99,124 +93,46 @@ TEST_F(TempItems, NeverTakeAnotherObjectWithThem) {
   EXPECT_EQ("another", ReadFile(folder_ / "folder/file"));
 }
 
-TEST_F(TempItems, AreNotPublishedOverAnything) {
-  WriteFile(folder_ / "taken", "old");
+TEST_F(TempItemTest, PublishReplacesNothing) {
+  WriteFile(folder_ / "existing", "old");
   TempItem file;
   TempItem folder;
   ASSERT_EQ(noErr, TempItem::MakeTempFile(fd_.get(), &file));
   ASSERT_EQ(noErr, TempItem::MakeTempFolder(fd_.get(), &folder));
-  EXPECT_EQ(dupFNErr, file.Publish("taken"));
-  EXPECT_EQ(dupFNErr, folder.Publish("taken"));
-  EXPECT_EQ("old", ReadFile(folder_ / "taken"));
+  EXPECT_EQ(dupFNErr, file.Publish("existing"));
+  EXPECT_EQ(dupFNErr, folder.Publish("existing"));
+  EXPECT_EQ("old", ReadFile(folder_ / "existing"));
 }
 
-TEST_F(TempItems, AreNotSweptWhileTheyAreHeld) {
-  TempItem file;
-  TempItem folder;
-  ASSERT_EQ(noErr, TempItem::MakeTempFile(fd_.get(), &file));
-  ASSERT_EQ(noErr, TempItem::MakeTempFolder(fd_.get(), &folder));
-  CleanUp();
-  EXPECT_TRUE(Exists(folder_ / file.name()));
-  EXPECT_TRUE(Exists(folder_ / folder.name()));
-}
-
-TEST_F(TempItems, TakeAFolderAsideAndGiveItBack) {
+TEST_F(TempItemTest, StagesFolderAndRestoresIt) {
   WriteFile(folder_ / "package/file", "x");
-  TempItem aside;
+  TempItem staged;
   ASSERT_EQ(noErr,
             TempItem::StageForDeletion(
                 fd_.get(), "package",
-                UniqueFd(open((folder_ / "package").c_str(), O_RDONLY | O_DIRECTORY)), &aside));
-  EXPECT_EQ(std::vector<std::string>{aside.name()}, NamesIn(folder_.path()));
-  CleanUp();
-  EXPECT_EQ("x", ReadFile(folder_ / (aside.name() + "/file")));
-  EXPECT_EQ(noErr, aside.Publish("package"));
+                UniqueFd(open((folder_ / "package").c_str(), O_RDONLY | O_DIRECTORY)), &staged));
+  EXPECT_EQ(std::vector<std::string>{staged.name()}, NamesIn(folder_.path()));
+  RecoverFolder(folder_.path());
+  EXPECT_EQ("x", ReadFile(folder_ / (staged.name() + "/file")));
+  EXPECT_EQ(noErr, staged.Publish("package"));
   EXPECT_EQ("x", ReadFile(folder_ / "package/file"));
 }
 
-TEST_F(TempItems, TakeNoOtherFolderAsideThanTheOneMeant) {
+TEST_F(TempItemTest, StagesNoOtherFolder) {
   MakeFolder(folder_ / "meant");
   MakeFolder(folder_ / "other");
-  TempItem aside;
+  TempItem staged;
   const auto open = [&] {
     return UniqueFd(::open((folder_ / "meant").c_str(), O_RDONLY | O_DIRECTORY));
   };
-  EXPECT_EQ(fnfErr, TempItem::StageForDeletion(fd_.get(), "other", open(), &aside));
+  EXPECT_EQ(fnfErr, TempItem::StageForDeletion(fd_.get(), "other", open(), &staged));
   const UniqueFd locked = open();
   ASSERT_EQ(0, flock(locked.get(), LOCK_EX));
-  EXPECT_EQ(fBsyErr, TempItem::StageForDeletion(fd_.get(), "meant", open(), &aside));
+  EXPECT_EQ(fBsyErr, TempItem::StageForDeletion(fd_.get(), "meant", open(), &staged));
   EXPECT_EQ((std::vector<std::string>{"meant", "other"}), NamesIn(folder_.path()));
 }
 
-TEST_F(TempItems, OfDeadMakersAreSwept) {
-  WriteFile(folder_ / kStaleName, "half");
-  WriteFile(folder_ / (kOtherStaleName + "/a/b/c"), "half");
-  CleanUp();
-  EXPECT_TRUE(NamesIn(folder_.path()).empty());
-}
-
-TEST_F(TempItems, AreSweptWithoutTouchingWhatOnlyLooksLikeThem) {
-  const std::vector<std::string> kept = {".tessary-01234567-89ab-cdef-0123-456789abcdef",
-                                         ".tessary-notes", "x" + kStaleName, kStaleName + ".txt"};
-  for (const std::string& name : kept) WriteFile(folder_ / name, "mine");
-  // No object of ours is a link, a FIFO or the like, whatever it is called.
-  WriteFile(folder_ / "outside", "mine");
-  MakeLink("outside", folder_ / kStaleName);
-  ASSERT_EQ(0, mkfifo((folder_ / kOtherStaleName).c_str(), 0600));
-  CleanUp();
-  for (const std::string& name : kept) EXPECT_EQ("mine", ReadFile(folder_ / name));
-  EXPECT_TRUE(Exists(folder_ / kStaleName));
-  EXPECT_TRUE(Exists(folder_ / kOtherStaleName));
-  EXPECT_EQ("mine", ReadFile(folder_ / "outside"));
-}
-
-TEST_F(TempItems, AreSweptWithoutFollowingLinks) {
-  const TemporaryFolder outside;
-  WriteFile(outside / "kept/file", "mine");
-  MakeFolder(folder_ / kStaleName);
-  MakeLink(outside / "kept", folder_ / (kStaleName + "/link"));
-  MakeLink(outside / "kept/file", folder_ / (kStaleName + "/file link"));
-  ASSERT_EQ(0, link((outside / "kept/file").c_str(), (folder_ / (kStaleName + "/hard")).c_str()));
-  CleanUp();
-  EXPECT_TRUE(NamesIn(folder_.path()).empty());
-  EXPECT_EQ("mine", ReadFile(outside / "kept/file"));
-}
-
-TEST_F(TempItems, AreSweptFromFoldersClosedToTheirOwner) {
-  ASSERT_EQ(0, chmod(folder_.path().c_str(), 0777));
-  EXPECT_TRUE(RunAsOrdinaryUser([&] {
-    WriteFile(folder_ / (kStaleName + "/closed/file"), "half");
-    WriteFile(folder_ / (kStaleName + "/read only/file"), "half");
-    EXPECT_EQ(0, chmod((folder_ / (kStaleName + "/closed")).c_str(), 0));
-    EXPECT_EQ(0, chmod((folder_ / (kStaleName + "/read only")).c_str(), 0555));
-    EXPECT_EQ(0, chmod((folder_ / kStaleName).c_str(), 0555));
-    CleanUp();
-  }));
-  EXPECT_TRUE(NamesIn(folder_.path()).empty());
-}
-
-TEST_F(TempItems, ThatCannotBeDeletedAreLeft) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs another user's leftover";
-  ASSERT_EQ(0, chmod(folder_.path().c_str(), 01777));
-  WriteFile(folder_ / (kStaleName + "/file"), "half");
-  WriteFile(folder_ / kOtherStaleName, "half");
-  EXPECT_TRUE(RunAsOrdinaryUser([&] { CleanUp(); }));
-  EXPECT_EQ("half", ReadFile(folder_ / (kStaleName + "/file")));
-  EXPECT_EQ("half", ReadFile(folder_ / kOtherStaleName));
-}
-
-TEST_F(TempItems, AreSweptOnceInAProcess) {
-  WriteFile(folder_ / kStaleName, "half");
-  struct statx info = {};
-  ASSERT_EQ(noErr, ReadObjectInfo(fd_.get(), "", &info));
-  CleanUpFolderOnce(fd_.get(), Identity::Of(info));
-  EXPECT_FALSE(Exists(folder_ / kStaleName));
-  WriteFile(folder_ / kStaleName, "half");
-  CleanUpFolderOnce(fd_.get(), Identity::Of(info));
-  EXPECT_TRUE(Exists(folder_ / kStaleName));
-}
-
-TEST(DeleteTree, TakesAnyDepthWithFewDescriptors) {
+TEST(DeleteTree, DeletesAnyDepthWithFewDescriptors) {
   constexpr int kDepth = 1500;
   const TemporaryFolder folder;
   const std::string name(200, 'd');
@@ -235,7 +151,7 @@ TEST(DeleteTree, TakesAnyDepthWithFewDescriptors) {
   EXPECT_TRUE(NamesIn(folder.path()).empty());
 }
 
-TEST_F(TempItems, StayWhereThereIsNoMemoryToRemoveThem) {
+TEST_F(TempItemTest, StaysIfOutOfMemory) {
   {
     TempItem item;
     ASSERT_EQ(noErr, TempItem::MakeTempFile(fd_.get(), &item));

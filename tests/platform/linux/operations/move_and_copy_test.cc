@@ -157,5 +157,20 @@ TEST_P(MoveAndCopy, RejectsNullArgumentAndRoot) {
   EXPECT_TRUE(Exists(folder_ / "file"));
 }
 
+// An item without a sidecar keeps its name.
+TEST(FastTransfer, IgnoresOrphanedSidecar) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "from/moved", "m");
+  WriteFile(folder / "from/copied", "c");
+  for (const char* name : {"._moved", "._copied"}) WriteFile(folder / ("to/" + std::string(name)));
+  ListFolder(folder / "to");
+  const FSRef to = RefAt(folder / "to");
+  FSRef target;
+  EXPECT_EQ(noErr, FSTryFastMove(RefAt(folder / "from/moved"), to, &target));
+  EXPECT_EQ(noErr, FSTryFastCopy(RefAt(folder / "from/copied"), to, &target));
+  EXPECT_EQ((std::vector<std::string>{"._copied", "._moved", "copied", "moved"}),
+            NamesIn(folder / "to"));
+}
+
 }  // namespace
 }  // namespace tessary::test
