@@ -16,8 +16,8 @@
 #include "platform/managers/file_manager.h"
 #include "platform/managers/item_details.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/file_operations.h"
-#include "tests/support/injected_errors.h"
 #include "tests/support/journal_entries.h"
 #include "tests/support/temporary_folder.h"
 

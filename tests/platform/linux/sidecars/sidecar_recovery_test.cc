@@ -12,9 +12,9 @@
 
 #include "platform/linux/sidecars/sidecar_journal.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/journal_entries.h"
-#include "tests/support/paused_calls.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {
