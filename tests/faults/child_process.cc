@@ -15,26 +15,19 @@
 
 #include "tests/support/fault_injection/traced_process.h"
 #include "tests/support/run_in_child.h"
+#include "tests/support/tool.h"
 
 namespace tessary::test {
 namespace {
 
 constexpr int kCannotStart = 125;
 
-std::vector<char*> Pointers(std::vector<std::string>* texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts->size() + 1);
-  for (std::string& text : *texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
-}
-
 // Starts the program. Its standard output is discarded, its standard error goes to `errors`.
 pid_t Start(const std::vector<std::string>& arguments, const ChildSetup& setup, int errors,
             bool isTraced) {
   std::vector<std::string> texts = {TESSARY_CLI};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
-  const std::vector<char*> argv = Pointers(&texts);
+  const std::vector<char*> argv = ArgumentPointers(&texts);
   const pid_t child = ForkChild();
   EXPECT_GE(child, 0);
   if (child != 0) return child;

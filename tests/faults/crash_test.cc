@@ -129,7 +129,7 @@ class CrashingMove {
     ScanResult scan = testData_->Scan({from + "/source", to + "/destination"});
     for (const std::string& path : scan.unexpected) soak_->AddViolation("partial", Explain(path));
     for (size_t item = 0; item < testData_->size(); ++item) {
-      if (scan.PlacesOf(item).empty()) soak_->AddViolation("lost", testData_->PathOf(item));
+      if (scan.places[item].empty()) soak_->AddViolation("lost", testData_->PathOf(item));
     }
     return scan;
   }

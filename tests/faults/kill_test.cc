@@ -59,10 +59,6 @@ bool Contains(const std::vector<std::string>& paths, const std::string& path) {
   return std::ranges::find(paths, path) != paths.end();
 }
 
-bool HasNameFor(const fs::path& path, const fs::path& item) {
-  return IsSameOrDistinctName(path.filename().string(), item.filename().string());
-}
-
 // A source and a destination, a run that is killed, and the run after it.
 class KilledRun {
  public:
@@ -125,9 +121,9 @@ class KilledRun {
   // Every item of the source is in the destination, and every name of a replaced item exists.
   void CheckFiled(const ScanResult& scan) const {
     for (size_t item = 0; item < sourceItemCount_; ++item) {
-      const bool isFiled = std::ranges::any_of(
-          scan.PlacesOf(item),
-          [this](const std::string& path) { return path.starts_with(destination_); });
+      const bool isFiled = std::ranges::any_of(scan.places[item], [this](const std::string& path) {
+        return path.starts_with(destination_);
+      });
       // A dangling link has no date.
       const bool isKeyless = plan_.isByDate && fs::is_symlink(testData_.PathOf(item));
       if (!isFiled && !isKeyless) Report("lost", "not filed: " + testData_.PathOf(item));
@@ -192,9 +188,9 @@ class KilledRun {
     for (size_t item = 0; item < testData_.size(); ++item) {
       // May be gone. The item that replaces it is checked as an item of its own.
       if (replaceable_.contains(item)) continue;
-      CheckObject(item, testData_.PathOf(item), scan.PlacesOf(item));
+      CheckObject(item, testData_.PathOf(item), scan.places[item]);
       if (!testData_.HasSidecar(item)) continue;
-      CheckObject(item, SidecarPath(testData_.PathOf(item)), scan.SidecarsOf(item));
+      CheckObject(item, SidecarPath(testData_.PathOf(item)), scan.sidecars[item]);
     }
   }
 
@@ -211,8 +207,8 @@ class KilledRun {
     for (size_t item = 0; item < testData_.size(); ++item) {
       if (!testData_.HasSidecar(item)) continue;
       std::vector<std::string> expected;
-      for (const std::string& path : scan.PlacesOf(item)) expected.push_back(SidecarPath(path));
-      const std::vector<std::string> found = scan.SidecarsOf(item);
+      for (const std::string& path : scan.places[item]) expected.push_back(SidecarPath(path));
+      const std::vector<std::string> found = scan.sidecars[item];
       for (const std::string& path : expected) {
         if (!Contains(found, path)) Report("sidecars separated", "missing: " + path);
       }
@@ -235,10 +231,10 @@ class KilledRun {
         (isFolder ? kOwnerOnlyFolder : kOwnerOnlyFile)) {
       return false;
     }
+    const std::string name = fs::path(path).filename();
     for (size_t item = 0; item < testData_.size(); ++item) {
-      if (testData_.IsPackage(item) == isFolder && HasNameFor(path, testData_.PathOf(item))) {
-        return true;
-      }
+      const std::string own = fs::path(testData_.PathOf(item)).filename();
+      if (testData_.IsPackage(item) == isFolder && IsSameOrDistinctName(name, own)) return true;
     }
     return false;
   }

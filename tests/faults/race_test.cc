@@ -118,8 +118,8 @@ class Race {
       }
     }
     for (size_t item = 0; item < testData_.size(); ++item) {
-      const bool isInSource = !source.PlacesOf(item).empty();
-      const bool isInDestination = !destination.PlacesOf(item).empty();
+      const bool isInSource = !source.places[item].empty();
+      const bool isInDestination = !destination.places[item].empty();
       const bool isFromSource = !testData_.PathOf(item).starts_with(destination_.path);
       // A copy leaves every item on its own side, too.
       const bool isSafe = plan_.isMove ? isInSource || isInDestination

@@ -47,13 +47,6 @@ void SetRandomDate(const std::string& path, SoakRandom& random) {
   EXPECT_EQ(0, utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW)) << path;
 }
 
-// The paths of an item; none if it is not in the map.
-std::vector<std::string> PathsOf(const std::map<size_t, std::vector<std::string>>& paths,
-                                 size_t item) {
-  const auto found = paths.find(item);
-  return found == paths.end() ? std::vector<std::string>() : found->second;
-}
-
 // Only these names; a key folder could be named as other packages are.
 bool IsPackageName(const std::string& name) {
   return name.ends_with(".rtfd") || name.ends_with(".app") || name.ends_with(".band");
@@ -62,20 +55,11 @@ bool IsPackageName(const std::string& name) {
 }  // namespace
 
 std::string FingerprintOf(const std::string& path, bool hasLinks) {
-  const TreeAspects aspects = {.owners = false,
-                               .hardLinks = hasLinks,
-                               .linkCounts = hasLinks,
-                               .creationDates = false,
-                               .hashedContents = true};
-  std::string text;
-  for (const std::string& line : TreeLines(path, aspects)) text += line + "\n";
-  return text;
-}
-
-std::vector<std::string> ScanResult::PlacesOf(size_t item) const { return PathsOf(places, item); }
-
-std::vector<std::string> ScanResult::SidecarsOf(size_t item) const {
-  return PathsOf(sidecars, item);
+  return TreeText(path, {.owners = false,
+                         .hardLinks = hasLinks,
+                         .linkCounts = hasLinks,
+                         .creationDates = false,
+                         .hashedContents = true});
 }
 
 size_t TestData::Add(const std::string& path) {
@@ -201,6 +185,8 @@ void TestData::ScanFolder(const std::string& folder, ScanResult* scan) const {
 
 ScanResult TestData::Scan(const std::vector<std::string>& folders) const {
   ScanResult scan;
+  scan.places.resize(size());
+  scan.sidecars.resize(size());
   for (const std::string& folder : folders) ScanFolder(folder, &scan);
   return scan;
 }

@@ -13,14 +13,12 @@ namespace tessary::test {
 
 // What TestData::Scan has found.
 struct ScanResult {
-  std::map<size_t, std::vector<std::string>> places;    // the paths of each complete item
-  std::map<size_t, std::vector<std::string>> sidecars;  // the paths of its complete sidecar
-  std::vector<std::string> unexpected;                  // neither an item nor a sidecar
-  std::vector<std::string> staleTempFiles;              // including sidecars that are staged
+  using Paths = std::vector<std::string>;
 
-  // The paths of an item or of its sidecar, which may be none.
-  std::vector<std::string> PlacesOf(size_t item) const;
-  std::vector<std::string> SidecarsOf(size_t item) const;
+  std::vector<Paths> places;    // for each item, where it is complete
+  std::vector<Paths> sidecars;  // for each item, where its sidecar is complete
+  Paths unexpected;             // neither an item nor a sidecar
+  Paths staleTempFiles;         // including sidecars that are staged
 };
 
 // Files, links and packages that can be identified wherever they are moved or copied. An item is

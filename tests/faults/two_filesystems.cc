@@ -3,24 +3,25 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/file_operations.h"
+#include "tests/support/memory_volume.h"
+#include "tests/support/temporary_folder.h"
 
 namespace tessary::test {
 
-TwoFilesystems::TwoFilesystems()
-    : first_(inMemory_.path()), second_(mounted_.IsMounted() ? mounted_.path() : OnDisk()) {
-  areDifferent_ = AreOnDifferentVolumes(first_, second_);
-}
-
 void RunOnTwoFolders(Soak* soak, unsigned rounds, FolderPlacement placement,
                      const TwoFoldersRound& round) {
-  const TwoFilesystems filesystems;
+  const TemporaryFolder inMemory(MemoryFolder());
+  const TemporaryFolder onDisk;
+  const MemoryVolume mounted("size=512m");
+  const std::string& other = mounted.IsMounted() ? mounted.path() : onDisk.path();
   const bool isAcross = placement != FolderPlacement::kOneFilesystem;
-  if (isAcross && !filesystems.AreDifferent()) GTEST_SKIP() << "there is only one filesystem";
+  if (isAcross && !AreOnDifferentVolumes(inMemory.path(), other)) {
+    GTEST_SKIP() << "there is only one filesystem";
+  }
   soak->Run(rounds, [&](SoakRandom& random) {
     const bool isOnDisk = placement == FolderPlacement::kTwoFilesystemsOrDisk && random.OneIn(8);
-    const std::string& other = isOnDisk ? filesystems.OnDisk() : filesystems.second();
-    const TemporaryFolder first(filesystems.first());
-    const TemporaryFolder second(isAcross ? other : filesystems.first());
+    const TemporaryFolder first(inMemory.path());
+    const TemporaryFolder second(!isAcross ? inMemory.path() : isOnDisk ? onDisk.path() : other);
     round(first.path(), second.path(), random);
   });
 }

@@ -272,17 +272,14 @@ class RealRun {
   void CheckSecondRun() {
     // A failed item whose name exists deletes the existing item again, and that may be a filed one.
     if (run_.replaces && model_.Count(ExpectedOutcome::kFailed) > 0) return;
-    const std::vector<std::string> before = Lines();
+    const std::string before = DescribeTrees();
     Run();
-    if (before != Lines()) Add("not idempotent", "a second run changed something");
+    if (before != DescribeTrees()) Add("not idempotent", "a second run changed something");
   }
 
-  std::vector<std::string> Lines() const {
+  std::string DescribeTrees() const {
     const TreeAspects aspects = {.times = false, .linkTimes = false, .identities = true};
-    std::vector<std::string> lines = TreeLines(scratch_.path(), aspects);
-    const std::vector<std::string> others = TreeLines(other_.path(), aspects);
-    lines.insert(lines.end(), others.begin(), others.end());
-    return lines;
+    return TreeText(scratch_.path(), aspects) + TreeText(other_.path(), aspects);
   }
 
   const RandomRun& run_;

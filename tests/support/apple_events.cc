@@ -4,16 +4,12 @@
 
 #include <utility>
 
+#include "tests/support/four_characters.h"
+
 namespace tessary::test {
 namespace {
 
-std::string CodeText(uint32_t code) {
-  std::string text;
-  for (unsigned shift = 32; shift > 0; shift -= 8) {
-    text += static_cast<char>(code >> (shift - 8) & 0xFFU);
-  }
-  return text;
-}
+std::string CodeText(uint32_t code) { return FourCharacters(code).substr(1, 4); }
 
 std::string Hexadecimal(const std::vector<unsigned char>& bytes) {
   constexpr std::string_view kDigits = "0123456789abcdef";

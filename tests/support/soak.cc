@@ -153,7 +153,7 @@ void Soak::Run(unsigned rounds, const std::function<void(SoakRandom& random)>& r
       << "declare the suite as a SoakSuite";
   const auto runRound = [this, &round](uint64_t number) {
     SCOPED_TRACE(DescribeRound(number));
-    SoakRandom random = RandomOf(number);
+    SoakRandom random(Seed() ^ SoakRandom(HashOf(title_) + number).Next());
     round(random);
   };
   if (const std::optional<uint64_t> only = NumberFrom("TESSARY_SOAK_ROUND")) {
@@ -181,10 +181,6 @@ void Soak::AddViolations(const std::vector<SoakViolation>& violations, const std
   for (const SoakViolation& each : violations) {
     AddViolation(each.name, each.details + "\n" + context);
   }
-}
-
-SoakRandom Soak::RandomOf(uint64_t round) const {
-  return SoakRandom(Seed() ^ SoakRandom(HashOf(title_) + round).Next());
 }
 
 }  // namespace tessary::test

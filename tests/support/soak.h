@@ -97,8 +97,6 @@ class Soak {
     uint64_t count = 0;
   };
 
-  SoakRandom RandomOf(uint64_t round) const;
-
   std::string title_;
   std::string triesName_;
   uint64_t tries_ = 0;

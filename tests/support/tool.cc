@@ -15,9 +15,7 @@ namespace tessary::test {
 namespace {
 
 [[noreturn]] void Execute(std::vector<std::string> arguments, int output) {
-  std::vector<char*> pointers;
-  for (std::string& argument : arguments) pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
+  const std::vector<char*> pointers = ArgumentPointers(&arguments);
   const char* path = std::getenv("PATH");
   const std::string folders =
       std::string(path == nullptr ? "/usr/bin:/bin" : path) + ":/usr/sbin:/sbin";
@@ -29,6 +27,13 @@ namespace {
 }
 
 }  // namespace
+
+std::vector<char*> ArgumentPointers(std::vector<std::string>* texts) {
+  std::vector<char*> pointers;
+  for (std::string& text : *texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
 
 ToolResult RunTool(const std::vector<std::string>& arguments) {
   const MemoryFile output;

@@ -7,6 +7,10 @@
 
 namespace tessary::test {
 
+// The arguments in the form that execv(3) needs, ending with a null pointer. They point into
+// `texts`.
+std::vector<char*> ArgumentPointers(std::vector<std::string>* texts);
+
 struct ToolResult {
   int status = -1;     // the exit status; 127 if there is no such program
   std::string output;  // of standard output and standard error

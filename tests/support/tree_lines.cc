@@ -109,4 +109,10 @@ std::vector<std::string> TreeLines(const std::string& path, const TreeAspects& a
   return lister.Take();
 }
 
+std::string TreeText(const std::string& path, const TreeAspects& aspects) {
+  std::string text;
+  for (const std::string& line : TreeLines(path, aspects)) text += line + "\n";
+  return text;
+}
+
 }  // namespace tessary::test

@@ -25,4 +25,7 @@ struct TreeAspects {
 // only regular files and folders.
 std::vector<std::string> TreeLines(const std::string& path, const TreeAspects& aspects = {});
 
+// The same as one text.
+std::string TreeText(const std::string& path, const TreeAspects& aspects = {});
+
 }  // namespace tessary::test

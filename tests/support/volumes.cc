@@ -39,59 +39,43 @@ bool IsOnOtherVolume(const std::string& path, const std::string& parent) {
          info.st_dev != parentInfo.st_dev;
 }
 
-// The command that creates the filesystem in the image that follows as the last argument.
-std::vector<std::string> MkfsCommandFor(VolumeKind kind) {
-  switch (kind) {
-    case VolumeKind::kExt4:
-      return {"mkfs.ext4", "-q", "-F"};
-    case VolumeKind::kXfs:
-      return {"mkfs.xfs", "-q", "-f"};
-    case VolumeKind::kBtrfs:
-      return {"mkfs.btrfs", "-q", "-f"};
-    case VolumeKind::kExfat:
-      return {"mkfs.exfat"};
-    case VolumeKind::kNtfs:
-      return {"mkntfs", "-q", "-Q", "-F"};
-    default:
-      return {};
-  }
+struct KindProperties {
+  VolumeKind kind;
+  const char* name;
+  // Creates the filesystem in the image that follows as the last argument. Empty without an image.
+  std::vector<std::string> mkfsCommand = {};
+};
+
+// In the order of VolumeKind.
+const std::vector<KindProperties>& Kinds() {
+  static const std::vector<KindProperties> kKinds = {
+      {VolumeKind::kOwn, "own"},
+      {VolumeKind::kTmpfs, "tmpfs"},
+      {VolumeKind::kExt4, "ext4", {"mkfs.ext4", "-q", "-F"}},
+      {VolumeKind::kXfs, "xfs", {"mkfs.xfs", "-q", "-f"}},
+      {VolumeKind::kBtrfs, "btrfs", {"mkfs.btrfs", "-q", "-f"}},
+      {VolumeKind::kExfat, "exfat", {"mkfs.exfat"}},
+      {VolumeKind::kNtfs, "ntfs", {"mkntfs", "-q", "-Q", "-F"}},
+      {VolumeKind::kOverlay, "overlay"},
+      {VolumeKind::kBindfs, "bindfs"},
+      {VolumeKind::kSshfs, "sshfs"},
+  };
+  return kKinds;
+}
+
+const KindProperties& PropertiesOf(VolumeKind kind) {
+  return Kinds().at(static_cast<size_t>(kind));
 }
 
 }  // namespace
 
-const std::vector<VolumeKind>& AllVolumeKinds() {
-  static const std::vector<VolumeKind> kKinds = {
-      VolumeKind::kOwn,    VolumeKind::kTmpfs, VolumeKind::kExt4, VolumeKind::kXfs,
-      VolumeKind::kBtrfs,  VolumeKind::kExfat, VolumeKind::kNtfs, VolumeKind::kOverlay,
-      VolumeKind::kBindfs, VolumeKind::kSshfs};
-  return kKinds;
+std::vector<VolumeKind> AllVolumeKinds() {
+  std::vector<VolumeKind> kinds;
+  for (const KindProperties& each : Kinds()) kinds.push_back(each.kind);
+  return kinds;
 }
 
-std::string NameOf(VolumeKind kind) {
-  switch (kind) {
-    case VolumeKind::kOwn:
-      return "own";
-    case VolumeKind::kTmpfs:
-      return "tmpfs";
-    case VolumeKind::kExt4:
-      return "ext4";
-    case VolumeKind::kXfs:
-      return "xfs";
-    case VolumeKind::kBtrfs:
-      return "btrfs";
-    case VolumeKind::kExfat:
-      return "exfat";
-    case VolumeKind::kNtfs:
-      return "ntfs";
-    case VolumeKind::kOverlay:
-      return "overlay";
-    case VolumeKind::kBindfs:
-      return "bindfs";
-    case VolumeKind::kSshfs:
-      return "sshfs";
-  }
-  return {};
-}
+std::string NameOf(VolumeKind kind) { return PropertiesOf(kind).name; }
 
 bool EnterMountNamespace(std::string* reason) {
   static int gError = -1;
@@ -134,13 +118,6 @@ void ScratchVolume::Prepare(const std::string& options, int megabytes) {
     case VolumeKind::kTmpfs:
       isAvailable_ = PrepareTmpfs(options);
       return;
-    case VolumeKind::kExt4:
-    case VolumeKind::kXfs:
-    case VolumeKind::kBtrfs:
-    case VolumeKind::kExfat:
-    case VolumeKind::kNtfs:
-      isAvailable_ = MakeImage(MkfsCommandFor(kind_), megabytes) && MountImage(options);
-      return;
     case VolumeKind::kOverlay:
       isAvailable_ = MountOverlay(options);
       return;
@@ -150,6 +127,8 @@ void ScratchVolume::Prepare(const std::string& options, int megabytes) {
     case VolumeKind::kSshfs:
       isAvailable_ = MountSshfs(options);
       return;
+    default:
+      isAvailable_ = MakeImage(PropertiesOf(kind_).mkfsCommand, megabytes) && MountImage(options);
   }
 }
 

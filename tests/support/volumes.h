@@ -27,7 +27,7 @@ enum class VolumeKind {
 };
 
 // All kinds, in this order.
-const std::vector<VolumeKind>& AllVolumeKinds();
+std::vector<VolumeKind> AllVolumeKinds();
 
 // "ext4", "tmpfs", "own".
 std::string NameOf(VolumeKind kind);

@@ -19,11 +19,12 @@ const SoakSuite kSuite("FailingAllocations");
 uint64_t RunScenario(const ScenarioFixture& fixture, uint64_t first, uint64_t count,
                      SupervisedResult* result) {
   const SharedMemory<uint64_t> allocations;
-  *result = fixture.RunWithHooks([first, count] { FailAllocations(first, count); },
-                                 [&allocations] {
-                                   *allocations = CountAllocations();
-                                   FailAllocations(0, 0);
-                                 });
+  *result = fixture.Run(
+      {}, nullptr, [first, count] { FailAllocations(first, count); },
+      [&allocations] {
+        *allocations = CountAllocations();
+        FailAllocations(0, 0);
+      });
   return *allocations;
 }
 

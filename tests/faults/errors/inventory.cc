@@ -4,11 +4,9 @@
 #include <system_error>
 
 #include "platform/linux/changes/temp_item.h"
-#include "platform/linux/descriptors/unique_fd.h"
 #include "platform/linux/sidecars/sidecar_journal.h"
 #include "tests/support/mac_test_data.h"
 #include "tests/support/temporary_folder.h"
-#include "tests/support/tree_lines.h"
 
 namespace tessary::test {
 namespace {
@@ -16,22 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 
 bool IsPackageName(const std::string& name) { return fs::path(name).extension() == ".app"; }
-
-TreeAspects AspectsFor(const InventoryRules& rules) {
-  if (!rules.isContentsOnly) return {.creationDates = false, .ownComment = !rules.ignoresComments};
-  return {.modes = false,
-          .owners = false,
-          .times = false,
-          .linkTimes = false,
-          .attributes = false,
-          .hardLinks = false};
-}
-
-std::string DescribeItem(const std::string& path, const InventoryRules& rules) {
-  std::string text;
-  for (const std::string& line : TreeLines(path, AspectsFor(rules))) text += line + "\n";
-  return text;
-}
 
 bool IsOurTempName(const std::string& name) {
   return IsTempName(name) || name.starts_with(kJournalEntryPrefix);
@@ -49,12 +31,12 @@ bool IsSidecar(const fs::path& path) {
   return name.starts_with("._") && IsFile(path) && Exists(path.parent_path() / name.substr(2));
 }
 
-std::string DescribeSidecar(const std::string& path, const InventoryRules& rules) {
+std::string DescribeSidecar(const std::string& path, const TreeAspects& aspects) {
   const std::string sidecar = SidecarPath(path);
-  return IsFile(sidecar) ? DescribeItem(sidecar, rules) : std::string();
+  return IsFile(sidecar) ? TreeText(sidecar, aspects) : std::string();
 }
 
-void Search(const std::string& top, const std::string& folder, const InventoryRules& rules,
+void Search(const std::string& top, const std::string& folder, const TreeAspects& aspects,
             std::vector<FoundItem>* found) {
   for (const auto& entry : fs::directory_iterator(folder)) {
     const std::string path = entry.path().string();
@@ -62,19 +44,19 @@ void Search(const std::string& top, const std::string& folder, const InventoryRu
     if (IsOurTempName(name) || IsSidecar(entry.path())) continue;
     const bool isFolder = entry.symlink_status().type() == fs::file_type::directory;
     if (isFolder && !IsPackageName(name)) {
-      Search(top, path, rules, found);
+      Search(top, path, aspects, found);
     } else {
       found->push_back(
-          {path.substr(top.size() + 1), DescribeItem(path, rules), DescribeSidecar(path, rules)});
+          {path.substr(top.size() + 1), TreeText(path, aspects), DescribeSidecar(path, aspects)});
     }
   }
 }
 
 }  // namespace
 
-std::vector<FoundItem> TakeInventory(const std::string& folder, const InventoryRules& rules) {
+std::vector<FoundItem> TakeInventory(const std::string& folder, const TreeAspects& aspects) {
   std::vector<FoundItem> found;
-  if (Exists(folder)) Search(folder, folder, rules, &found);
+  if (Exists(folder)) Search(folder, folder, aspects, &found);
   return found;
 }
 

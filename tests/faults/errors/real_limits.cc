@@ -11,9 +11,16 @@ namespace {
 
 using testing::IsEmpty;
 
+constexpr TreeAspects kContentsOnly = {.modes = false,
+                                       .owners = false,
+                                       .times = false,
+                                       .linkTimes = false,
+                                       .attributes = false,
+                                       .hardLinks = false};
+
 std::vector<std::string> ContentsIn(const std::string& folder) {
   std::vector<std::string> contents;
-  for (const FoundItem& item : TakeInventory(folder, {.isContentsOnly = true})) {
+  for (const FoundItem& item : TakeInventory(folder, kContentsOnly)) {
     contents.push_back(item.contents);
   }
   std::sort(contents.begin(), contents.end());

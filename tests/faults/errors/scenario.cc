@@ -22,8 +22,7 @@ namespace fs = std::filesystem;
 
 constexpr int kRunSeconds = 20;
 
-// The targets of the open descriptors, except those opened with O_PATH, which
-// the catalog keeps.
+// The targets of the open descriptors, except those opened with O_PATH, which the catalog keeps.
 std::vector<std::string> OpenFiles() {
   std::vector<std::string> open;
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
@@ -48,8 +47,8 @@ int RunProgram(const std::vector<std::string>& arguments) {
   return static_cast<int>(RunCommandLine(arguments));
 }
 
-// Returns kLeakExitStatus if more files are open than before the run, or memory
-// was leaked, and otherwise `status`.
+// Returns kLeakExitStatus if more files are open than before the run, or memory was leaked, and
+// otherwise `status`.
 int CheckForLeaks(const std::vector<std::string>& before, int status) {
   const std::vector<std::string> after = OpenFiles();
   if (after.size() > before.size()) {
@@ -122,7 +121,7 @@ SupervisedResult RunWithFaults(const std::vector<std::string>& arguments, const 
 
 SupervisedResult RunWithoutFaults(const std::vector<std::string>& arguments,
                                   const std::string& config) {
-  return RunWithFaults(arguments, config, {}, [](const SupervisedCall&) { return 0; });
+  return RunWithFaults(arguments, config, {}, nullptr);
 }
 
 }  // namespace tessary::test

@@ -25,10 +25,9 @@ const std::vector<Scenario>& Scenarios();
 // The exit status of a run that left descriptors or memory allocated.
 inline constexpr int kLeakExitStatus = 97;
 
-// Runs the command line program with these arguments in a child process, and
-// asks `decide` about each call of one of the numbers. The run has only the
-// settings in the folder `config`. `before` and `after` are called in the
-// child, around the run.
+// Runs the command line program with these arguments in a child process, and asks `decide` about
+// each call of one of the numbers. The run has only the settings in the folder `config`. `before`
+// and `after` are called in the child, around the run.
 SupervisedResult RunWithFaults(
     const std::vector<std::string>& arguments, const std::string& config,
     const std::vector<int>& numbers, const CallDecision& decide,

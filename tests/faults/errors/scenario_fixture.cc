@@ -18,9 +18,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The folder for the destination of a run across filesystems: in memory if this
-// process may mount a filesystem there, as syncing to a disk takes longer than
-// everything else.
+// The folder for the destination of a run across filesystems: in memory if this process may mount a
+// filesystem there, as syncing to a disk takes longer than everything else.
 std::string OtherFilesystem() {
   static const std::string kPath = [] {
     std::string reason;
@@ -54,19 +53,15 @@ void MakePackage(const std::string& path) {
   MakeLink("Resources/picture.bin", path + "/Contents/current");
   MakeFolder(path + "/Contents/Empty");
   (void)SetAttribute(path + "/Contents/Info.plist", "user.note", "inside");
-  SetModificationDate(path + "/Contents/Resources", kDate);
-  SetModificationDate(path + "/Contents/Empty", kDate);
-  SetModificationDate(path + "/Contents/current", kDate);
-  SetModificationDate(path + "/Contents", kDate);
-  SetModificationDate(path, kDate);
+  for (const char* each :
+       {"/Contents/Resources", "/Contents/Empty", "/Contents/current", "/Contents", ""}) {
+    SetModificationDate(path + each, kDate);
+  }
 }
 
 void MakeFileWithHoles(const std::string& path) {
-  WriteFile(path, "begins");
-  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-  file.seekp(400 << 10);
-  file << "ends";
-  file.close();
+  MakeSparseFile(path, "begins", 400 << 10);
+  std::ofstream(path, std::ios::app) << "ends";
   fs::resize_file(path, 640 << 10);
   SetModificationDate(path, kDate);
 }
@@ -99,8 +94,8 @@ ScenarioFixture::ScenarioFixture(const Scenario& scenario)
       source_(MemoryFolder()),
       destination_(scenario.isAcross ? OtherFilesystem() : MemoryFolder()) {
   Fill();
-  sourceItems_ = TakeInventory(Source(), Rules());
-  existingItems_ = TakeInventory(Destination(), Rules());
+  sourceItems_ = TakeInventory(Source(), Aspects());
+  existingItems_ = TakeInventory(Destination(), Aspects());
 }
 
 bool ScenarioFixture::IsSupported(const Scenario& scenario) {
@@ -146,19 +141,14 @@ std::vector<std::string> ScenarioFixture::Arguments() const {
   return arguments;
 }
 
-SupervisedResult ScenarioFixture::Run(const std::vector<int>& numbers,
-                                      const CallDecision& decide) const {
-  return RunWithFaults(Arguments(), config_.path(), numbers, decide);
+SupervisedResult ScenarioFixture::Run(const std::vector<int>& numbers, const CallDecision& decide,
+                                      const std::function<void()>& before,
+                                      const std::function<void()>& after) const {
+  return RunWithFaults(Arguments(), config_.path(), numbers, decide, before, after);
 }
 
-SupervisedResult ScenarioFixture::RunWithHooks(const std::function<void()>& before,
-                                               const std::function<void()>& after) const {
-  return RunWithFaults(
-      Arguments(), config_.path(), {}, [](const SupervisedCall&) { return 0; }, before, after);
-}
-
-// Returns whether the output names the item, or reports an error that explains
-// why it was not filed.
+// Returns whether the output names the item, or reports an error that explains why it was not
+// filed.
 bool ScenarioFixture::IsReported(const FoundItem& item, const SupervisedResult& result) const {
   if (result.exitStatus == 1) return result.output.find("tessary-cli: ") != std::string::npos;
   const std::string name = NameOfPath(item.path);
@@ -179,8 +169,7 @@ bool ScenarioFixture::IsReported(const FoundItem& item, const SupervisedResult& 
   return false;
 }
 
-// Checks that all existing items are unchanged, unless replaced, and removes
-// them from the list.
+// Checks that all existing items are unchanged, unless replaced, and removes them from the list.
 void ScenarioFixture::CheckExistingItems(bool withSidecars, std::vector<FoundItem>* inDestination,
                                          std::vector<SoakViolation>* violations) const {
   for (const FoundItem& existing : existingItems_) {
@@ -232,10 +221,10 @@ std::vector<SoakViolation> ScenarioFixture::FindViolations(const SupervisedResul
   if (result.hasTimedOut) violations.push_back({"hung", ""});
   if (result.signal != 0) violations.push_back({"crashed", std::to_string(result.signal)});
   if (exitStatus == kLeakExitStatus) violations.push_back({"leaked", result.output});
-  std::vector<FoundItem> inSource = TakeInventory(Source(), Rules());
-  std::vector<FoundItem> inDestination = TakeInventory(Destination(), Rules());
-  // Repeated errors may prevent the rollback of a sidecar. FindUnrecovered
-  // checks that the next run recovers it.
+  std::vector<FoundItem> inSource = TakeInventory(Source(), Aspects());
+  std::vector<FoundItem> inDestination = TakeInventory(Destination(), Aspects());
+  // Repeated errors may prevent the rollback of a sidecar. FindUnrecovered checks that the next run
+  // recovers it.
   const bool withSidecars = hasFailedOnce;
   CheckExistingItems(withSidecars, &inDestination, &violations);
   size_t filedCount = 0;
@@ -284,7 +273,7 @@ std::vector<SoakViolation> ScenarioFixture::FindUnrecovered() const {
   for (const std::string& folder : {Source(), Destination()}) {
     for (const std::string& path : FindTempFiles(folder)) unrecovered.push_back(path);
   }
-  std::vector<FoundItem> inDestination = TakeInventory(Destination(), Rules());
+  std::vector<FoundItem> inDestination = TakeInventory(Destination(), Aspects());
   for (const FoundItem& item : inDestination) {
     if (IsOrphanedSidecar(item)) unrecovered.push_back(item.path);
   }

@@ -14,8 +14,7 @@ namespace tessary::test {
 // The names of the violations that ScenarioFixture finds.
 const std::vector<std::string>& ViolationNames();
 
-// A source and a destination for one run of a scenario, with items of every
-// kind.
+// A source and a destination for one run of a scenario, with items of every kind.
 class ScenarioFixture {
  public:
   explicit ScenarioFixture(const Scenario& scenario);
@@ -25,30 +24,26 @@ class ScenarioFixture {
   // Returns whether this machine has the filesystems that the scenario needs.
   static bool IsSupported(const Scenario& scenario);
 
-  // Runs the scenario and asks `decide` about each call of one of the numbers.
-  SupervisedResult Run(const std::vector<int>& numbers, const CallDecision& decide) const;
+  // Runs the scenario as RunWithFaults does.
+  SupervisedResult Run(
+      const std::vector<int>& numbers, const CallDecision& decide,
+      const std::function<void()>& before = [] {},
+      const std::function<void()>& after = [] {}) const;
 
-  // Runs the scenario without deciding about calls, and calls `before` and
-  // `after` in the child process, around the run.
-  SupervisedResult RunWithHooks(const std::function<void()>& before,
-                                const std::function<void()>& after) const;
-
-  // What is wrong with the files, the log and the exit status after the run.
-  // `hasFailedOnce`: a single call has failed. Then a moved item may exist only
-  // once and sidecars stay beside their items; after repeated errors, what
-  // could not be rolled back may remain.
+  // What is wrong with the files, the log and the exit status after the run. `hasFailedOnce`: a
+  // single call has failed. Then a moved item may exist only once and sidecars stay beside their
+  // items; after repeated errors, what could not be rolled back may remain.
   std::vector<SoakViolation> FindViolations(const SupervisedResult& result,
                                             bool hasFailedOnce) const;
 
-  // Runs the scenario again, without faults, and returns what the second run
-  // has not recovered.
+  // Runs the scenario again, without faults, and returns what the second run has not recovered.
   std::vector<SoakViolation> FindUnrecovered() const;
 
  private:
   std::string Source() const { return source_ / "Source"; }
   std::string Destination() const { return destination_ / "Destination"; }
   // An item is copied without its comment if the comment cannot be read.
-  InventoryRules Rules() const { return {.ignoresComments = !scenario_.isMove}; }
+  TreeAspects Aspects() const { return {.creationDates = false, .ownComment = scenario_.isMove}; }
   std::vector<std::string> Arguments() const;
   void Fill() const;
   void AddNewItems() const;

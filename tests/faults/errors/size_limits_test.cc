@@ -118,10 +118,8 @@ constexpr std::streamoff kHugeOffset = 5LL << 30;
 
 // Creates a file of five gigabytes that is a hole except at its ends.
 void MakeHugeFile(const std::string& path) {
-  WriteFile(path, "begins");
-  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-  file.seekp(kHugeOffset);
-  file << "ends";
+  MakeSparseFile(path, "begins", kHugeOffset);
+  std::ofstream(path, std::ios::app) << "ends";
 }
 
 std::string EndOf(const std::string& path) {

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdint>
+#include <set>
 
 #include "tests/support/fault_injection/traced_process.h"
 #include "tests/support/run_in_child.h"
@@ -19,37 +21,15 @@ constexpr int kNotPermittedStatus = 126;
 // Returns whether the process is about to make a call that may change files. A call that is not
 // known counts.
 bool IsBeforeChange(const __ptrace_syscall_info& info) {
+  static const std::set<uint64_t> kReading = {
+      SYS_statx,      SYS_newfstatat, SYS_fstat,    SYS_read,       SYS_pread64,    SYS_lseek,
+      SYS_getdents64, SYS_close,      SYS_readlink, SYS_readlinkat, SYS_llistxattr, SYS_flistxattr,
+      SYS_lgetxattr,  SYS_fgetxattr,  SYS_fstatfs,  SYS_getpid,     SYS_geteuid,    SYS_getrandom,
+      SYS_faccessat2, SYS_brk,        SYS_mmap,     SYS_munmap};
   if (info.op == PTRACE_SYSCALL_INFO_NONE) return true;
   if (info.op != PTRACE_SYSCALL_INFO_ENTRY) return false;
-  switch (info.entry.nr) {
-    case SYS_openat:
-      return (info.entry.args[2] & O_ACCMODE) != O_RDONLY;
-    case SYS_statx:
-    case SYS_newfstatat:
-    case SYS_fstat:
-    case SYS_read:
-    case SYS_pread64:
-    case SYS_lseek:
-    case SYS_getdents64:
-    case SYS_close:
-    case SYS_readlink:
-    case SYS_readlinkat:
-    case SYS_llistxattr:
-    case SYS_flistxattr:
-    case SYS_lgetxattr:
-    case SYS_fgetxattr:
-    case SYS_fstatfs:
-    case SYS_getpid:
-    case SYS_geteuid:
-    case SYS_getrandom:
-    case SYS_faccessat2:
-    case SYS_brk:
-    case SYS_mmap:
-    case SYS_munmap:
-      return false;
-    default:
-      return true;
-  }
+  if (info.entry.nr == SYS_openat) return (info.entry.args[2] & O_ACCMODE) != O_RDONLY;
+  return !kReading.contains(info.entry.nr);
 }
 
 KillResult ResultFrom(int status) {
