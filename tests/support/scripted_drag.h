@@ -14,7 +14,7 @@ class ScriptedDrag : public Drag {
  public:
   // Adds the file or folder at the path, which need not exist any more when it is dropped.
   ScriptedDrag& AddPath(const std::string& path) {
-    Item item = {.isFile = true, .flavor = {}, .answer = noErr};
+    Item item = {.isFile = true, .flavor = {}, .status = noErr};
     EXPECT_EQ(noErr, GetLegacyFileSpec(RefAt(path), &item.flavor.fileSpec)) << path;
     items_.push_back(item);
     return *this;
@@ -22,13 +22,13 @@ class ScriptedDrag : public Drag {
 
   // Adds an item that is not a file, such as text.
   ScriptedDrag& AddText() {
-    items_.push_back({.isFile = false, .flavor = {}, .answer = badDragFlavorErr});
+    items_.push_back({.isFile = false, .flavor = {}, .status = badDragFlavorErr});
     return *this;
   }
 
   // Adds a file whose flavor cannot be read, with this status.
-  ScriptedDrag& AddUnreadable(Status answer) {
-    items_.push_back({.isFile = true, .flavor = {}, .answer = answer});
+  ScriptedDrag& AddUnreadable(Status status) {
+    items_.push_back({.isFile = true, .flavor = {}, .status = status});
     return *this;
   }
 
@@ -49,15 +49,15 @@ class ScriptedDrag : public Drag {
 
   Status GetFlavorData(size_t item, HFSFlavor* flavor) const override {
     const Item& found = items_.at(item - 1);
-    if (found.answer == noErr) *flavor = found.flavor;
-    return found.answer;
+    if (found.status == noErr) *flavor = found.flavor;
+    return found.status;
   }
 
  private:
   struct Item {
     bool isFile;
     HFSFlavor flavor;
-    Status answer;
+    Status status;
   };
 
   std::vector<Item> items_;

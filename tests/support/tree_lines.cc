@@ -63,7 +63,7 @@ class TreeLister {
     if (aspects_.linkCounts && S_ISREG(info.st_mode) && name != ".") {
       text << " names " << info.st_nlink;
     }
-    if (S_ISREG(info.st_mode)) text << " holds " << DescribeContents(path);
+    if (S_ISREG(info.st_mode)) text << " contains " << DescribeContents(path);
     std::error_code unreadable;
     if (S_ISLNK(info.st_mode)) text << " leads to " << fs::read_symlink(path, unreadable).string();
     return text.str();

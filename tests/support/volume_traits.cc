@@ -51,8 +51,8 @@ bool AcceptsName(const std::string& path) {
 bool KeepsDate(const std::string& path, const timespec& date) {
   const std::array<timespec, 2> times = {date, date};
   if (utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) != 0) return false;
-  const timespec held = LstatAt(path).st_mtim;
-  return held.tv_sec == date.tv_sec && held.tv_nsec == date.tv_nsec;
+  const timespec kept = LstatAt(path).st_mtim;
+  return kept.tv_sec == date.tv_sec && kept.tv_nsec == date.tv_nsec;
 }
 
 bool LinkPointsTo(const std::string& link, const std::string& target) {
@@ -61,16 +61,16 @@ bool LinkPointsTo(const std::string& link, const std::string& target) {
   return size >= 0 && std::string(text.data(), static_cast<size_t>(size)) == target;
 }
 
-void ProbeLinks(const TemporaryFolder& ground, VolumeTraits* traits) {
-  const std::string file = ground / "file";
-  const std::string hard = ground / "hard";
+void ProbeLinks(const TemporaryFolder& scratch, VolumeTraits* traits) {
+  const std::string file = scratch / "file";
+  const std::string hard = scratch / "hard";
   traits->hasHardLinks =
       link(file.c_str(), hard.c_str()) == 0 && LstatAt(file).st_ino == LstatAt(hard).st_ino;
-  const std::string symbolic = ground / "symbolic";
+  const std::string symbolic = scratch / "symbolic";
   if (symlink("nowhere", symbolic.c_str()) != 0) return;
   traits->hasSymbolicLinks = true;
-  traits->takesAnyLinkTarget = symlink("../nowhere", (ground / "up").c_str()) == 0 &&
-                               LinkPointsTo(ground / "up", "../nowhere");
+  traits->takesAnyLinkTarget = symlink("../nowhere", (scratch / "up").c_str()) == 0 &&
+                               LinkPointsTo(scratch / "up", "../nowhere");
   traits->hasDatesOfLinks = KeepsDate(symbolic, {kSomeDate, 0});
 }
 
@@ -105,24 +105,24 @@ bool OwnsWhatItCreates(const std::string& folder) {
 
 VolumeTraits ProbeVolume(const std::string& folder) {
   VolumeTraits traits;
-  const TemporaryFolder ground(folder);
-  const std::string file = ground / "file";
+  const TemporaryFolder scratch(folder);
+  const std::string file = scratch / "file";
   WriteFile(file, "x");
-  ProbeLinks(ground, &traits);
-  traits.hasSpecialFiles = mkfifo((ground / "fifo").c_str(), 0600) == 0;
+  ProbeLinks(scratch, &traits);
+  traits.hasSpecialFiles = mkfifo((scratch / "fifo").c_str(), 0600) == 0;
   traits.hasModes = KeepsMode(file);
-  traits.ownsWhatItCreates = OwnsWhatItCreates(ground.path());
+  traits.ownsWhatItCreates = OwnsWhatItCreates(scratch.path());
   traits.hasNanosecondDates = KeepsDate(file, {kSomeDate, 123456789});
   traits.hasAttributes = KeepsAttribute(file, "user.tessary.test", "value");
   traits.hasAccessLists = KeepsAttribute(file, kAccessListAttribute, AccessListWithUser(kOther));
   traits.hasFileCapabilities = KeepsAttribute(file, kCapabilityAttribute, MakeFileCapability());
   traits.hasOwners = KeepsOwner(file);
-  ProbeHoles(ground / "hole", &traits);
-  MakeFolder(ground / "bytes");
-  traits.takesAnyNameBytes = AcceptsName(ground / "bytes/\xff:*\n");
-  MakeFolder(ground / "case");
-  WriteFile(ground / "case/a");
-  traits.isCaseSensitive = !Exists(ground / "case/A");
+  ProbeHoles(scratch / "hole", &traits);
+  MakeFolder(scratch / "bytes");
+  traits.takesAnyNameBytes = AcceptsName(scratch / "bytes/\xff:*\n");
+  MakeFolder(scratch / "case");
+  WriteFile(scratch / "case/a");
+  traits.isCaseSensitive = !Exists(scratch / "case/A");
   return traits;
 }
 

@@ -175,15 +175,15 @@ bool ScratchVolume::PrepareTmpfs(const std::string& options) {
   return RunCommand({"mount", "-t", "tmpfs", "-o", wanted, "tmpfs", point}) && UseMountPoint(point);
 }
 
-bool ScratchVolume::MakeImage(std::vector<std::string> maker, int megabytes) {
+bool ScratchVolume::MakeImage(std::vector<std::string> mkfsCommand, int megabytes) {
   if (!CanMount()) return false;
   image_ = *scratch_ / "image";
   WriteFile(image_);
   if (truncate(image_.c_str(), static_cast<off_t>(megabytes) << 20) != 0) {
     return SetUnavailable(std::string("cannot extend the image: ") + std::strerror(errno));
   }
-  maker.push_back(image_);
-  return RunCommand(maker);
+  mkfsCommand.push_back(image_);
+  return RunCommand(mkfsCommand);
 }
 
 bool ScratchVolume::MountImage(const std::string& options) {

@@ -68,7 +68,7 @@ class ScratchVolume {
   std::string MakeMountPoint() const;
   bool UseMountPoint(const std::string& mountPoint);
   bool PrepareTmpfs(const std::string& options);
-  bool MakeImage(std::vector<std::string> maker, int megabytes);
+  bool MakeImage(std::vector<std::string> mkfsCommand, int megabytes);
   bool MountImage(const std::string& options);
   bool MountBindfs(const std::string& options);
   bool MountSshfs(const std::string& options);

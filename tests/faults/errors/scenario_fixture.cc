@@ -116,18 +116,18 @@ void ScenarioFixture::Fill() const {
     MakeLink("report.txt", source + "link.lnk");
     SetModificationDate(source + "link.lnk", kDate);
   }
-  WriteDated(source + "below/taken.txt", "incoming", 0644);
+  WriteDated(source + "below/existing.txt", "incoming", 0644);
   if (scenario_.hasComments) {
-    (void)SetAttribute(source + "below/taken.txt", "user.xdg.comment", "a comment");
+    (void)SetAttribute(source + "below/existing.txt", "user.xdg.comment", "a comment");
   }
   MakePackage(source + "below/Thing.app");
-  WriteDated(Destination() + "/txt/taken.txt", "existing", 0600);
-  WriteDated(Destination() + "/text:plain/taken.txt", "existing, by type", 0600);
+  WriteDated(Destination() + "/txt/existing.txt", "existing", 0600);
+  WriteDated(Destination() + "/text:plain/existing.txt", "existing, by type", 0600);
   if (scenario_.hasSidecars) {
-    for (const std::string name : {"report.txt", "below/taken.txt", "below/Thing.app"}) {
+    for (const std::string name : {"report.txt", "below/existing.txt", "below/Thing.app"}) {
       WriteSidecarOf(source + name);
     }
-    WriteSidecarOf(Destination() + "/txt/taken.txt");
+    WriteSidecarOf(Destination() + "/txt/existing.txt");
   }
   WriteFile(config_ / "tessary/preferences.toml", "QuitWhenDone = false\n");
   WriteFile(config_ / "mime/globs2", "50:text/plain:*.txt\n50:application/octet-stream:*.bin\n");
