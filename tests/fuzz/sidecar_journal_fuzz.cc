@@ -1,8 +1,7 @@
 #include "platform/linux/sidecars/sidecar_journal.h"
 #include "tests/fuzz/fuzz.h"
 
-// The record of a change that was under way, as anybody may have left one in a folder: it names
-// nothing but objects in its own folder and in the one that it tells of.
+// Parses a journal entry. Entries may be crafted: no name in one may lead out of a folder.
 namespace tessary::test {
 namespace {
 
@@ -16,14 +15,14 @@ bool IsName(std::string_view name) {
 void TryInput(std::string_view input) {
   const auto entry = ParseJournalEntry(input);
   if (!entry) return;
-  Require(IsName(entry->name), "the item has a name in the folder");
+  Require(IsName(entry->name), "the item has a name in a folder");
   Require(entry->operation == JournalOperation::kDelete || IsName(entry->newName),
-          "the item goes to a name in a folder");
+          "the new name is one in a folder");
   Require(entry->otherPath.empty() || entry->otherPath.front() == '/',
-          "a folder is told by its whole path");
+          "the path of the other folder is absolute");
   const std::string bytes = FormatJournalEntry(*entry);
   const auto again = ParseJournalEntry(bytes);
-  Require(again && FormatJournalEntry(*again) == bytes, "a record comes back from its bytes");
+  Require(again && FormatJournalEntry(*again) == bytes, "a formatted entry parses to itself");
 }
 
 }  // namespace tessary::test

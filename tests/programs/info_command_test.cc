@@ -110,7 +110,7 @@ TEST_F(InfoCommand, ReadsSidecars) {
 TEST_F(InfoCommand, ChangesNothingOnDisk) {
   if (!CanCountCalls()) GTEST_SKIP() << "no process may trace another one here";
   const std::string uuid = "01234567-89AB-CDEF-0123-456789ABCDEF";
-  for (const std::string& name : {"folder/a", "folder/._a"}) WriteFile(At(name));
+  for (const std::string name : {"folder/a", "folder/._a"}) WriteFile(At(name));
   WriteFile(At("folder/.tessary-" + uuid));
   WriteFile(At("folder/.tessary-pair-" + uuid));
   const std::vector<std::string> before = DescribeTree(At("folder"));

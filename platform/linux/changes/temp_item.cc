@@ -26,7 +26,8 @@ UniqueFd MakeObject(int folder, const char* name, bool isFolder) {
   if (mkdirat(folder, name, 0700) != 0) return UniqueFd();
   UniqueFd opened(openat(folder, name, O_RDONLY | O_DIRECTORY | kFlags));
   if (opened) {
-    // What the folder inherits can keep its own maker out of it. A volume without modes may refuse.
+    // An inherited ACL may have taken away the owner's permissions. Fails harmlessly on a
+    // filesystem without modes.
     (void)fchmod(opened.get(), 0700);
     return opened;
   }
@@ -36,7 +37,7 @@ UniqueFd MakeObject(int folder, const char* name, bool isFolder) {
   return UniqueFd();
 }
 
-// What openat says where the kernel or the volume does not know unnamed files.
+// The errors of openat on a kernel or filesystem without O_TMPFILE.
 bool MeansNoTmpfile(int error) {
   return error == EOPNOTSUPP || error == EISDIR || error == EINVAL || error == ENOSYS ||
          error == ENOENT;
@@ -85,7 +86,8 @@ Status TempItem::MakeAnonymousFile(int folder, mode_t mode, TempItem* item) {
   return noErr;
 }
 
-// fBsyErr: a sweeper came between the making and the locking.
+// fBsyErr: another process found the item between its creation and its locking, and deletes it as
+// stale.
 Status TempItem::TryMakeWithTempName(int folder, bool isFolder, TempItem* item) {
   TempItem made;
   made.folder_ = folder;
@@ -95,7 +97,7 @@ Status TempItem::TryMakeWithTempName(int folder, bool isFolder, TempItem* item) 
   made.opened_ = MakeObject(folder, name.c_str(), isFolder);
   if (!made.opened_) return LastError();
   made.tempName_ = std::move(name);
-  // A volume without locks has no sweepers either, as they need the same lock.
+  // paramErr does no harm: without locks nobody deletes stale items either, which takes the lock.
   const Status status = TryFileLock(made.fd());
   if (status == fBsyErr || !made.IsOurs(made.tempName_)) return fBsyErr;
   *item = std::move(made);
@@ -125,7 +127,8 @@ Status TempItem::StageForDeletion(int folder, const char* name, UniqueFd opened,
   staged.isFolder_ = true;
   staged.folder_ = folder;
   staged.opened_ = std::move(opened);
-  // The lock comes before the hidden name, so that no sweeper ever finds the one without the other.
+  // Locked before it is renamed, so that no process finds it under a temporary name with a free
+  // lock.
   if (TryFileLock(staged.fd()) == fBsyErr) return fBsyErr;
   std::string tempName;
   if (const Status status = MakeTempName(&tempName)) return status;
@@ -136,7 +139,7 @@ Status TempItem::StageForDeletion(int folder, const char* name, UniqueFd opened,
 }
 
 Status TempItem::Publish(const char* name) {
-  // Once it has the name, nothing may keep that from being known.
+  // Copied first: running out of memory after the rename would leave a published object unknown.
   std::string published = name;
   const Status status = tempName_.empty()
                             ? LinkOpenFile(fd(), folder_, name)
@@ -146,7 +149,7 @@ Status TempItem::Publish(const char* name) {
 }
 
 bool TempItem::IsStillNamed() const {
-  // Of an object that was given its name by linking, a FUSE volume may count the links wrong.
+  // Some FUSE filesystems report a wrong link count for a file that got its name by linkat.
   if (IsOurs(publishedName_)) return true;
   struct statx info = {};
   return ReadObjectInfo(fd(), "", &info) == noErr && info.stx_nlink > 0;
@@ -158,30 +161,30 @@ bool TempItem::IsOurs(const std::string& name) const {
   return IsNameOf(folder_, name.c_str(), Identity::Of(info));
 }
 
-// Renames our object, and no other, from `name` to the hidden name.
+// Renames the object from `name` to the temporary name. fnfErr if another object has the name.
 Status TempItem::RenameToTempName(const char* name, const std::string& tempName) {
   if (!IsOurs(name)) return fnfErr;
   const Status status = RenameWithoutReplacing(folder_, name, folder_, tempName.c_str());
   if (status != noErr) return status;
   if (IsOurs(tempName)) return noErr;
-  // Another object got the name in the very last moment, and gets it back; or, where that too has
-  // been taken meanwhile, one at least that no sweeper touches. Nothing else can be done for it.
+  // Another object took the name between the check and the rename. It gets its name back or, if
+  // that exists by now, a visible name, under which it is not deleted as stale.
   if (RenameWithoutReplacing(folder_, tempName.c_str(), folder_, name) != noErr) {
     (void)RenameWithoutReplacing(folder_, tempName.c_str(), folder_, tempName.c_str() + 1);
   }
   return fnfErr;
 }
 
-// Removes what is still ours. What cannot be removed is left for a later sweep, which is why
-// nothing is reported.
+// Removes what is still ours. What cannot be removed is stale from now on and deleted by a later
+// run, so that nothing is reported.
 void TempItem::Remove() try {
   if (!opened_ || isKept_) return;
   const bool isPublished = !publishedName_.empty();
   if (isFolder_) {
-    // Out of sight first, so that nobody sees it being emptied.
+    // Renamed first, so that nobody sees the published folder half deleted.
     if (isPublished && RenameToTempName(publishedName_.c_str(), tempName_) != noErr) return;
     bool hasBegun = false;
-    // See above.
+    // What is left is stale.
     if (IsOurs(tempName_)) (void)DeleteTree(folder_, tempName_.c_str(), fd(), &hasBegun);
     return;
   }
@@ -192,7 +195,7 @@ void TempItem::Remove() try {
   struct statx ours = {};
   if (ReadObjectInfo(fd(), "", &ours) != noErr || !IsOurs(publishedName_)) return;
   bool isDisplaced = false;
-  // See above.
+  // What cannot be removed stays under its published name.
   (void)RemoveIfUnchanged(
       folder_, publishedName_.c_str(),
       [&ours](const struct statx& staged) {
@@ -200,7 +203,7 @@ void TempItem::Remove() try {
       },
       &isDisplaced);
 } catch (const std::bad_alloc&) {
-  // Without memory it cannot be removed either.
+  // Out of memory. A temporary item is stale from now on; a published one stays.
 }
 
 }  // namespace tessary

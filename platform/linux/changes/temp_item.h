@@ -9,20 +9,21 @@
 #include "platform/linux/descriptors/unique_fd.h"
 #include "platform/managers/status.h"
 
-// Objects that are being made or unmade: they have no name, or a hidden one that no user's file
-// has (platform/linux/catalog/temp_name.h). One whose maker died is recognised by the file lock
-// that nobody holds any more, and swept (platform/linux/changes/temp_cleanup.h).
+// Files and folders that are being created or deleted. They have no name, or a temporary one that
+// no user's file has (platform/linux/catalog/temp_name.h) and whose file lock their process holds.
+// If the lock is free, the process has crashed and the item is stale: recovery deletes it
+// (temp_cleanup.h).
 namespace tessary {
 
-// A new hidden name. noErr, or ioErr when the system has no randomness to give.
+// Makes a new temporary name. Returns noErr, or ioErr if the system provides no random bytes.
 Status MakeTempName(std::string* name);
 
-// Locks the open object for this process, if nobody else has it. noErr; fBsyErr (somebody has);
-// paramErr (the volume has no locks).
+// Acquires the exclusive flock(2) of an open object without waiting. Returns noErr; fBsyErr
+// (another open file description has a lock); paramErr (the filesystem has no locks).
 Status TryFileLock(int object);
 
-// Owns an object that has no lasting name yet. Unless it is kept, everything of it is removed when
-// the owner goes, also from under the name that it was published under.
+// Owns an object that has no permanent name yet. On destruction everything of it is removed, also
+// under the name that it was published under, unless it is kept.
 class TempItem {
  public:
   TempItem() = default;
@@ -30,23 +31,24 @@ class TempItem {
   TempItem& operator=(TempItem&& other) noexcept;
   ~TempItem();
 
-  // Each makes an object in the folder open as `folder`, which stays open while the item lives, and
-  // writes `*item` on success only. An unnamed file, which nobody else can open, with the
-  // permissions of `mode` less the umask, its owner's own always; a file with a hidden name and
-  // mode 0600; a folder of mode 0700. Files are open for reading and writing, folders for reading.
-  // paramErr: the volume has no unnamed files. Otherwise noErr or what the file system reports.
+  // Create an object in the folder open as `folder`, which must stay open while the item exists.
+  // An anonymous file (O_TMPFILE) has the permissions of `mode` minus the umask, and always those
+  // of its owner to read and write; a temporary file has mode 0600, a temporary folder 0700. Files
+  // are open for reading and writing, folders for reading. Return noErr; paramErr (the filesystem
+  // has no anonymous files); otherwise what the filesystem reports. `*item` is written on success
+  // only.
   static Status MakeAnonymousFile(int folder, mode_t mode, TempItem* item);
   static Status MakeTempFile(int folder, TempItem* item);
   static Status MakeTempFolder(int folder, TempItem* item);
 
-  // Takes the folder named (`folder`, `name`), open as `opened`, out of sight: under the lock and
-  // by a hidden name. The item is kept from the start. noErr; fBsyErr (another program has locked
-  // it); fnfErr (the name is not that of `opened`); else what the file system reports. On failure
-  // the folder has its name.
+  // Stages a folder for deletion: locks the folder (`folder`, `name`), which is open as `opened`,
+  // and renames it to a temporary name. The item is kept: it is not removed on destruction. Returns
+  // noErr; fBsyErr (another process has locked it); fnfErr (the name is not that of `opened`);
+  // otherwise what the filesystem reports. On failure the folder has its name.
   static Status StageForDeletion(int folder, const char* name, UniqueFd opened, TempItem* item);
 
-  // The object that has just been published as (`folder`, `name`) by other means; open at least as
-  // a path as `opened`.
+  // Owns an object that has just been published as (`folder`, `name`) by other means, and is open
+  // as `opened`, if only as a path.
   static TempItem AdoptPublished(int folder, const char* name, UniqueFd opened) {
     return TempItem(folder, name, std::move(opened));
   }
@@ -55,14 +57,14 @@ class TempItem {
   int folder() const { return folder_; }
   const std::string& name() const { return tempName_; }
 
-  // Gives the object its name in the same folder, replacing nothing. The statuses are those of
-  // RenameWithoutReplacing, for an unnamed file those of LinkOpenFile.
+  // Gives the object its permanent name in the same folder, replacing nothing. Returns the statuses
+  // of RenameWithoutReplacing, or for an anonymous file those of LinkOpenFile.
   Status Publish(const char* name);
 
-  // Whether the published object still has a name, wherever somebody may have moved it.
+  // Returns true if the published object still has a name, even if another process has renamed it.
   bool IsStillNamed() const;
 
-  // From here on the object stays when the owner goes.
+  // Leaves the object on destruction.
   void Keep() { isKept_ = true; }
 
  private:
@@ -76,7 +78,7 @@ class TempItem {
 
   int folder_ = -1;
   UniqueFd opened_;
-  std::string tempName_;       // empty for an unnamed file
+  std::string tempName_;       // empty for an anonymous file
   std::string publishedName_;  // empty until published
   bool isFolder_ = false;
   bool isKept_ = false;

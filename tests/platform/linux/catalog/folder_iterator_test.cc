@@ -56,7 +56,7 @@ Listing ListAll(const std::string& folder) {
   return ListAll(folder, [] {});
 }
 
-TEST(FSGetCatalogInfoBulk, DeliversEveryKindOfChildOnce) {
+TEST(FSGetCatalogInfoBulk, DeliversEveryKindOfChild) {
   const TemporaryFolder folder;
   std::vector<std::string> expected;
   for (const std::string name : {"file", ".hidden", "\xff\xfe", "new\nline", "a:b"}) {
@@ -79,8 +79,8 @@ TEST(FSGetCatalogInfoBulk, DeliversEveryKindOfChildOnce) {
   EXPECT_FALSE(listing.changed);
 }
 
-// As the mount point of another user's file system is to everybody else.
-TEST(FSGetCatalogInfoBulk, DeliversWhatMayNotBeLookedAt) {
+// For example the mount point of another user's filesystem.
+TEST(FSGetCatalogInfoBulk, DeliversUnreadableChild) {
   const TemporaryFolder folder;
   MakeFolder(folder / "closed");
   WriteFile(folder / "file");
@@ -93,7 +93,6 @@ TEST(FSGetCatalogInfoBulk, DeliversWhatMayNotBeLookedAt) {
     EXPECT_EQ(errFSNoMoreItems,
               FSGetCatalogInfoBulk(*iterator, kBatch, &actual, &changed, refs.data()));
     EXPECT_EQ(2U, actual);
-    // Nothing can be done with it, which is told when it is tried.
     for (size_t i = 0; i < actual; ++i) {
       FSCatalogInfo info;
       EXPECT_EQ(afpAccessDenied,
@@ -102,7 +101,7 @@ TEST(FSGetCatalogInfoBulk, DeliversWhatMayNotBeLookedAt) {
   }));
 }
 
-TEST(FSGetCatalogInfoBulk, EndsAnEmptyFolderAtOnce) {
+TEST(FSGetCatalogInfoBulk, EmptyFolderEndsWithFirstCall) {
   const TemporaryFolder folder;
   FSIterator iterator;
   ASSERT_EQ(noErr, FSOpenIterator(RefAt(folder.path()), &iterator));
@@ -114,7 +113,7 @@ TEST(FSGetCatalogInfoBulk, EndsAnEmptyFolderAtOnce) {
   EXPECT_FALSE(changed);
 }
 
-TEST(FSGetCatalogInfoBulk, DeliversMoreThanOneBufferOfEntries) {
+TEST(FSGetCatalogInfoBulk, DeliversMoreThanOneBuffer) {
   const TemporaryFolder folder;
   constexpr size_t kCount = 5000;
   for (size_t i = 0; i < kCount; ++i) WriteFile(folder / ("file" + std::to_string(i)));
@@ -123,7 +122,7 @@ TEST(FSGetCatalogInfoBulk, DeliversMoreThanOneBufferOfEntries) {
   EXPECT_EQ(listing.paths.end(), std::adjacent_find(listing.paths.begin(), listing.paths.end()));
 }
 
-TEST(FSGetCatalogInfoBulk, TellsOfAListingThatBreaksOff) {
+TEST(FSGetCatalogInfoBulk, ReportsReadError) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   RunWithPausedCalls({{SYS_getdents64, "", 2, {}, EIO}}, [&folder] {
@@ -133,17 +132,17 @@ TEST(FSGetCatalogInfoBulk, TellsOfAListingThatBreaksOff) {
   });
 }
 
-TEST(FSGetCatalogInfoBulk, TellsThatTheFolderChangedAndGoesOn) {
+TEST(FSGetCatalogInfoBulk, ReportsChangedFolder) {
   const TemporaryFolder folder;
   for (int i = 0; i < 25; ++i) WriteFile(folder / ("file" + std::to_string(i)));
   SetModificationDate(folder.path(), 1'000'000'000);
-  const Listing listing = ListAll(folder.path(), [&] { WriteFile(folder / "newcomer"); });
+  const Listing listing = ListAll(folder.path(), [&] { WriteFile(folder / "new"); });
   EXPECT_EQ(errFSNoMoreItems, listing.status);
   EXPECT_TRUE(listing.changed);
   EXPECT_GE(listing.paths.size(), 25U);
 }
 
-TEST(FSOpenIterator, RefusesWhatIsNoFolder) {
+TEST(FSOpenIterator, RejectsOtherObjects) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeFolder(folder / "sub");
@@ -156,7 +155,7 @@ TEST(FSOpenIterator, RefusesWhatIsNoFolder) {
   EXPECT_EQ(nullptr, iterator);
 }
 
-TEST(FSOpenIterator, FailsForAFolderThatIsGone) {
+TEST(FSOpenIterator, FailsForMissingFolder) {
   const TemporaryFolder folder;
   MakeFolder(folder / "sub");
   const FSRef sub = RefAt(folder / "sub");
@@ -165,7 +164,7 @@ TEST(FSOpenIterator, FailsForAFolderThatIsGone) {
   EXPECT_EQ(fnfErr, FSOpenIterator(sub, &iterator));
 }
 
-TEST(FSCloseIterator, EndsAnIterationOnce) {
+TEST(FSCloseIterator, ClosesOnce) {
   const TemporaryFolder folder;
   FSIterator iterator;
   ASSERT_EQ(noErr, FSOpenIterator(RefAt(folder.path()), &iterator));
@@ -174,7 +173,7 @@ TEST(FSCloseIterator, EndsAnIterationOnce) {
   EXPECT_EQ(paramErr, FSCloseIterator(nullptr));
 }
 
-TEST(FSGetCatalogInfoBulk, RefusesMissingArguments) {
+TEST(FSGetCatalogInfoBulk, RejectsMissingArguments) {
   const TemporaryFolder folder;
   FSIterator iterator;
   ASSERT_EQ(noErr, FSOpenIterator(RefAt(folder.path()), &iterator));
@@ -187,7 +186,7 @@ TEST(FSGetCatalogInfoBulk, RefusesMissingArguments) {
   EXPECT_EQ(paramErr, FSGetCatalogInfoBulk(*iterator, 1, &actual, &changed, nullptr));
 }
 
-TEST(FSGetCatalogInfoBulk, KeepsInMindThatAFolderHasSidecars) {
+TEST(FSGetCatalogInfoBulk, NotesSidecars) {
   const TemporaryFolder folder;
   WriteFile(folder / "with/photo.jpg");
   WriteFile(folder / "with/._photo.jpg");

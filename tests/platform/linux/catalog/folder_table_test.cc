@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/catalog/catalog.h"
 #include "platform/linux/changes/delete_tree.h"
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
@@ -26,8 +27,7 @@
 namespace tessary::test {
 namespace {
 
-// The bytes that are allocated.
-size_t BytesInUse() {
+size_t AllocatedBytes() {
 #ifdef TESSARY_SANITIZE
   return __sanitizer_get_current_allocated_bytes();
 #else
@@ -36,11 +36,11 @@ size_t BytesInUse() {
 #endif
 }
 
-// Folders inside of each other, further down than any path can tell.
+// Nested folders, deeper than the longest path that the kernel accepts.
 class DeepFolders : public testing::Test {
  protected:
   ~DeepFolders() override {
-    // Too deep for the temporary folder to remove.
+    // TemporaryFolder cannot remove them by their paths.
     const UniqueFd folder = OpenFolder(folder_.path());
     const UniqueFd top(openat(folder.get(), name_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     bool hasBegun = false;
@@ -57,7 +57,7 @@ class DeepFolders : public testing::Test {
     }
   }
 
-  // How many items the folder holds, -1 where it cannot be listed.
+  // The number of items in the folder, -1 if it cannot be listed.
   static int CountItems(const FSRef& folder) {
     FSIterator iterator;
     if (FSOpenIterator(folder, &iterator) != noErr) return -1;
@@ -75,20 +75,20 @@ class DeepFolders : public testing::Test {
   std::vector<FSRef> levels_;
 };
 
-TEST_F(DeepFolders, AreReachedWithinBoundedMemory) {
+TEST_F(DeepFolders, UseBoundedMemory) {
   constexpr int kLevels = 5000;
   constexpr size_t kMostBytes = 16 << 20;
-  const size_t before = BytesInUse();
+  const size_t before = AllocatedBytes();
   ASSERT_NO_FATAL_FAILURE(MakeLevels(kLevels));
-  // Up again, by when the descriptors of most of them have been given back.
+  // From the bottom up: by now most descriptors have been closed.
   for (int i = kLevels; i > 0; i -= 500) {
     EXPECT_EQ(i == kLevels ? 0 : 1, CountItems(levels_[static_cast<size_t>(i)])) << i;
   }
   EXPECT_EQ(0, CountItems(levels_.back()));
-  EXPECT_LT(BytesInUse() - before, kMostBytes);
+  EXPECT_LT(AllocatedBytes() - before, kMostBytes);
 }
 
-TEST_F(DeepFolders, HaveTheirPathsAtAnyDepth) {
+TEST_F(DeepFolders, HavePathsOfAnyLength) {
   constexpr size_t kLevels = 60;
   ASSERT_NO_FATAL_FAILURE(MakeLevels(kLevels));
   std::string path = folder_.path();
@@ -103,7 +103,7 @@ TEST_F(DeepFolders, HaveTheirPathsAtAnyDepth) {
   EXPECT_GT(path.size(), static_cast<size_t>(PATH_MAX));
 }
 
-TEST_F(DeepFolders, AreNotMistakenForOthersOfTheirName) {
+TEST_F(DeepFolders, AreVerifiedByIdentity) {
   constexpr size_t kLevels = 200;
   constexpr size_t kSwapped = 120;
   ASSERT_NO_FATAL_FAILURE(MakeLevels(kLevels));
@@ -113,7 +113,7 @@ TEST_F(DeepFolders, AreNotMistakenForOthersOfTheirName) {
   }
   ASSERT_EQ(0, renameat(above.get(), name_.c_str(), above.get(), "moved"));
   ASSERT_EQ(0, mkdirat(above.get(), name_.c_str(), 0700));
-  // Their descriptors go to others.
+  // Opens so many other folders that theirs are closed.
   for (int i = 0; i < 100; ++i) {
     const std::string other = folder_ / (std::to_string(i) + "/file");
     WriteFile(other);
@@ -124,7 +124,7 @@ TEST_F(DeepFolders, AreNotMistakenForOthersOfTheirName) {
   EXPECT_TRUE(FSIsFSRefValid(levels_[kSwapped - 1]));
 }
 
-TEST(FolderTable, GivesItsDescriptorsBackWhereThereAreNoOthers) {
+TEST(FolderTable, ClosesFoldersIfOutOfDescriptors) {
   const TemporaryFolder folder;
   WriteFile(folder / "first/file");
   WriteFile(folder / "second/file");
@@ -137,6 +137,23 @@ TEST(FolderTable, GivesItsDescriptorsBackWhereThereAreNoOthers) {
     EXPECT_GE(before, CountOpenDescriptors());
     EXPECT_TRUE(FSIsFSRefValid(RefAt(folder / "first/file")));
   });
+}
+
+TEST(FolderTable, FlagsLastForOneRun) {
+  const TemporaryFolder folder;
+  FolderTable& folders = Catalog::Get().folders();
+  const uint32_t number = folders.Intern(ReferenceOf(RefAt(folder.path())));
+  {
+    const NSAutoreleasePool run;
+    EXPECT_FALSE(folders.IsListed(number));
+    EXPECT_FALSE(folders.IsRecovered(number));
+    folders.NoteListed(number);
+    folders.NoteRecovered(number);
+    EXPECT_TRUE(folders.IsListed(number));
+    EXPECT_TRUE(folders.IsRecovered(number));
+  }
+  EXPECT_FALSE(folders.IsListed(number));
+  EXPECT_FALSE(folders.IsRecovered(number));
 }
 
 }  // namespace

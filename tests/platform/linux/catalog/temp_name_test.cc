@@ -5,7 +5,7 @@
 namespace tessary::test {
 namespace {
 
-TEST(IsTempName, AcceptsItsOwnFormAndNoOther) {
+TEST(IsTempName, AcceptsOnlyPrefixAndUuid) {
   EXPECT_TRUE(IsTempName(".tessary-01234567-89AB-CDEF-0123-456789ABCDEF"));
   for (const char* name : {"", ".tessary-", ".tessary", ".tessary-notes",
                            "tessary-01234567-89AB-CDEF-0123-456789ABCDEF",

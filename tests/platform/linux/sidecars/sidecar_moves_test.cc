@@ -27,10 +27,10 @@ namespace {
 using Names = std::vector<std::string>;
 using Transfer = Status (*)(const FSRef&, const FSRef&, const std::u16string*, FSRef*);
 
-// What a volume says that does not know the flag.
+// The answer of a filesystem without RENAME_NOREPLACE.
 const InjectedError kNoRenameNoReplace = {SYS_renameat2, EINVAL, 4, RENAME_NOREPLACE};
 
-// Has the catalog see what is in a folder, as a run does before it changes anything.
+// Has the catalog see the sidecars in a folder, as in a run.
 void List(const std::string& path) {
   FSIterator iterator;
   ASSERT_EQ(noErr, FSOpenIterator(RefAt(path), &iterator));
@@ -51,7 +51,7 @@ struct Way {
   bool keepsSource;
 };
 
-// What moving and copying promise alike, within a volume and from one to another.
+// Moving and copying, within a filesystem and from one to another.
 class SidecarTransfer : public testing::TestWithParam<Way> {
  protected:
   SidecarTransfer() : from_(disk_), to_(GetParam().isAcross ? memory_ : disk_) {
@@ -61,7 +61,7 @@ class SidecarTransfer : public testing::TestWithParam<Way> {
 
   void SetUp() override {
     if (GetParam().isAcross && !AreOnDifferentVolumes(from_.path(), to_.path())) {
-      GTEST_SKIP() << "/dev/shm is on the volume of the temporary folder";
+      GTEST_SKIP() << "/dev/shm is on the filesystem of the temporary folder";
     }
   }
 
@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(Ways, SidecarTransfer,
                                          Way{"CopyAcross", FSCopyObjectSync, true, true}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_P(SidecarTransfer, TakesTheSidecarAlong) {
+TEST_P(SidecarTransfer, IncludesSidecar) {
   const std::string bytes("\0\5\x16\7 sidecar\xff", 13);
   for (const std::string name : {"photo.jpg", "caf\xe9", "new\nline", "two..dots"}) {
     WriteFile(From(name), "item");
@@ -112,7 +112,7 @@ TEST_P(SidecarTransfer, TakesTheSidecarAlong) {
   EXPECT_EQ(8U, NamesIn(to()).size());
 }
 
-TEST_P(SidecarTransfer, GivesTheSidecarTheMatchingNewName) {
+TEST_P(SidecarTransfer, RenamesSidecarWithItem) {
   WriteFile(From("a.txt"), "item");
   WriteFile(From("._a.txt"), "sidecar");
   const std::u16string newName = u"a/b - X.txt";
@@ -121,7 +121,7 @@ TEST_P(SidecarTransfer, GivesTheSidecarTheMatchingNewName) {
   ExpectSource({"._a.txt", "a.txt"});
 }
 
-TEST_P(SidecarTransfer, TakesTheSidecarOfAPackageAndOfALink) {
+TEST_P(SidecarTransfer, IncludesSidecarOfPackageAndLink) {
   WriteFile(From("Tool.app/Contents/Info"), "info");
   WriteFile(From("Tool.app/._Contents"), "inner");
   WriteFile(From("._Tool.app"), "sidecar");
@@ -135,32 +135,32 @@ TEST_P(SidecarTransfer, TakesTheSidecarOfAPackageAndOfALink) {
   ExpectSource({"._Tool.app", "._link", "Tool.app", "link"});
 }
 
-TEST_P(SidecarTransfer, LeavesTheRestOfTheFolderAlone) {
+TEST_P(SidecarTransfer, LeavesOtherObjects) {
   WriteFile(From("a"), "item");
   WriteFile(From("._b"), "orphan");
   MakeFolder(From("._a"));
   ASSERT_EQ(noErr, Run("a"));
-  EXPECT_EQ(Names{"a"}, NamesIn(to())) << "a folder is nobody's sidecar";
+  EXPECT_EQ(Names{"a"}, NamesIn(to())) << "a folder is not a sidecar";
   EXPECT_TRUE(Exists(From("._a")));
   EXPECT_TRUE(Exists(From("._b")));
 }
 
-TEST_P(SidecarTransfer, TakesASidecarAtTheTargetForATakenName) {
+TEST_P(SidecarTransfer, ReplacesNeitherName) {
   WriteFile(From("a"), "item");
   WriteFile(From("._a"), "sidecar");
-  for (const std::string taken : {"._a", "a"}) {
-    WriteFile(To(taken), "theirs");
-    EXPECT_EQ(dupFNErr, Run("a")) << taken;
-    EXPECT_EQ(Names{taken}, NamesIn(to()));
-    EXPECT_EQ("theirs", ReadFile(To(taken)));
+  for (const std::string existing : {"._a", "a"}) {
+    WriteFile(To(existing), "theirs");
+    EXPECT_EQ(dupFNErr, Run("a")) << existing;
+    EXPECT_EQ(Names{existing}, NamesIn(to()));
+    EXPECT_EQ("theirs", ReadFile(To(existing)));
     EXPECT_EQ((Names{"._a", "a"}), NamesIn(from()));
     EXPECT_EQ("sidecar", ReadFile(From("._a")));
-    ASSERT_EQ(0, unlink(To(taken).c_str()));
+    ASSERT_EQ(0, unlink(To(existing).c_str()));
   }
 }
 
-TEST_P(SidecarTransfer, KeepsBothWhereOneDoesNotGo) {
-  // The item's name fits just so; the sidecar's is longer.
+TEST_P(SidecarTransfer, FailsForBothIfSidecarNameIsTooLong) {
+  // The longest item name whose sidecar's name is too long.
   const std::string name(254, 'x');
   WriteFile(From("a"), "item");
   WriteFile(From("._a"), "sidecar");
@@ -169,10 +169,10 @@ TEST_P(SidecarTransfer, KeepsBothWhereOneDoesNotGo) {
   EXPECT_EQ(Names(), NamesIn(to()));
   EXPECT_EQ((Names{"._a", "a"}), NamesIn(from()));
   WriteFile(From(name), "alone");
-  EXPECT_EQ(noErr, Run(name)) << "no sidecar can stand beside it";
+  EXPECT_EQ(noErr, Run(name)) << "it cannot have a sidecar";
 }
 
-TEST_P(SidecarTransfer, KeepsBothWhereTheSidecarIsFixed) {
+TEST_P(SidecarTransfer, FailsForBothIfSidecarIsImmutable) {
   WriteFile(From("a"), "item");
   WriteFile(From("._a"), "sidecar");
   const UniqueFd file(open(From("._a").c_str(), O_RDONLY | O_CLOEXEC));
@@ -186,7 +186,7 @@ TEST_P(SidecarTransfer, KeepsBothWhereTheSidecarIsFixed) {
   EXPECT_EQ(GetParam().keepsSource ? (Names{"._a", "a"}) : Names(), NamesIn(to()));
 }
 
-TEST_P(SidecarTransfer, KeepsBothWhereTheItemIsOfNoKindThatCanGo) {
+TEST_P(SidecarTransfer, FailsForBothIfItemIsSpecial) {
   ASSERT_EQ(0, mkfifo(From("pipe").c_str(), 0600));
   WriteFile(From("._pipe"), "sidecar");
   const bool isRenamed = !GetParam().isAcross && !GetParam().keepsSource;
@@ -195,7 +195,7 @@ TEST_P(SidecarTransfer, KeepsBothWhereTheItemIsOfNoKindThatCanGo) {
   EXPECT_EQ(Names(), NamesIn(isRenamed ? from() : to()));
 }
 
-TEST_P(SidecarTransfer, WorksWhereTheVolumeRenamesByLinks) {
+TEST_P(SidecarTransfer, WorksWithoutRenameNoReplace) {
   const bool isClean = RunWithInjectedErrors({kNoRenameNoReplace}, [this] {
     WriteFile(From("a"), "item");
     WriteFile(From("._a"), "sidecar");
@@ -211,7 +211,7 @@ TEST_P(SidecarTransfer, WorksWhereTheVolumeRenamesByLinks) {
   EXPECT_TRUE(isClean);
 }
 
-TEST_P(SidecarTransfer, WorksWhereTheVolumeHasNoLinksEither) {
+TEST_P(SidecarTransfer, WorksWithoutHardLinks) {
   const bool isClean = RunWithInjectedErrors({kNoRenameNoReplace, {SYS_linkat, EPERM}}, [this] {
     WriteFile(From("a"), "item");
     WriteFile(From("._a"), "sidecar");
@@ -223,7 +223,7 @@ TEST_P(SidecarTransfer, WorksWhereTheVolumeHasNoLinksEither) {
   EXPECT_TRUE(isClean);
 }
 
-TEST_P(SidecarTransfer, KeepsTheSidecarsDatesAndAttributes) {
+TEST_P(SidecarTransfer, KeepsDatesAndAttributesOfSidecar) {
   WriteFile(From("a"), "item");
   WriteFile(From("._a"), "sidecar");
   SetModificationDate(From("._a"), 1'000'000'000);
@@ -233,7 +233,7 @@ TEST_P(SidecarTransfer, KeepsTheSidecarsDatesAndAttributes) {
   EXPECT_EQ(hasAttributes ? "value" : "(none)", AttributeAt(To("._a"), "user.own"));
 }
 
-TEST(PairTransferInto, AFullVolumeLeavesNothingBehind) {
+TEST(SidecarTransferToFullDisk, LeavesNothing) {
   const MemoryVolume volume("size=64k");
   if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
   const TemporaryFolder disk;
@@ -251,8 +251,8 @@ TEST(PairTransferInto, AFullVolumeLeavesNothingBehind) {
   }
 }
 
-// Who has no room left wants to move things away and to delete them.
-TEST(PairsOfAFullVolume, AreMovedAndDeletedAllTheSame) {
+// A user whose disk is full must be able to move and delete files: no journal entry is needed.
+TEST(SidecarTransferOnFullDisk, WorksWithoutJournal) {
   const MemoryVolume volume("size=64k");
   if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount here";
   const TemporaryFolder disk;
@@ -274,7 +274,7 @@ TEST(PairsOfAFullVolume, AreMovedAndDeletedAllTheSame) {
 
 using Delete = int (*)(const std::string& path);
 
-// Both of the ways in which the engine deletes what is in the way.
+// The two ways in which the engine deletes an item that is replaced.
 class SidecarDeletion : public testing::TestWithParam<Delete> {
  protected:
   int Run(const std::string& name) const {
@@ -290,7 +290,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values([](const std::string& path) -> int { return FSDeleteObject(RefAt(path)); },
                     [](const std::string& path) { return PosixUnlink(path.c_str()); }));
 
-TEST_P(SidecarDeletion, TakesTheSidecarOfAFolderThatNobodyHasListed) {
+TEST_P(SidecarDeletion, IncludesSidecarInUnlistedFolder) {
   WriteFile(folder_ / "a", "item");
   WriteFile(folder_ / "._a", "sidecar");
   WriteFile(folder_ / "._b", "orphan");
@@ -298,11 +298,11 @@ TEST_P(SidecarDeletion, TakesTheSidecarOfAFolderThatNobodyHasListed) {
   EXPECT_EQ(0, Run("a"));
   EXPECT_EQ((Names{"._b", "c"}), NamesIn(folder_.path()));
   EXPECT_EQ(0, Run("c"));
-  EXPECT_EQ(0, Run("._b")) << "asked for by its own name";
+  EXPECT_EQ(0, Run("._b")) << "by its own name";
   EXPECT_EQ(Names(), NamesIn(folder_.path()));
 }
 
-TEST_P(SidecarDeletion, TakesASidecarThatHasComeSinceTheLastRun) {
+TEST_P(SidecarDeletion, IncludesSidecarAddedSinceLastRun) {
   WriteFile(folder_ / "a", "item");
   const FSRef outlivesTheRun = RefAt(folder_ / "a");
   {
@@ -315,11 +315,11 @@ TEST_P(SidecarDeletion, TakesASidecarThatHasComeSinceTheLastRun) {
   EXPECT_FALSE(FSIsFSRefValid(outlivesTheRun));
 }
 
-TEST_P(SidecarDeletion, KeepsBothWhereOneCannotGo) {
-  for (const std::string fixed : {"._a", "a"}) {
+TEST_P(SidecarDeletion, KeepsBothIfOneIsImmutable) {
+  for (const std::string immutable : {"._a", "a"}) {
     WriteFile(folder_ / "a", "item");
     WriteFile(folder_ / "._a", "sidecar");
-    const UniqueFd file(open((folder_ / fixed).c_str(), O_RDONLY | O_CLOEXEC));
+    const UniqueFd file(open((folder_ / immutable).c_str(), O_RDONLY | O_CLOEXEC));
     int flags = FS_IMMUTABLE_FL;
     if (ioctl(file.get(), FS_IOC_SETFLAGS, &flags) != 0) {
       GTEST_SKIP() << "cannot make immutable here";
@@ -327,19 +327,19 @@ TEST_P(SidecarDeletion, KeepsBothWhereOneCannotGo) {
     EXPECT_NE(0, Run("a"));
     flags = 0;
     ASSERT_EQ(0, ioctl(file.get(), FS_IOC_SETFLAGS, &flags));
-    EXPECT_EQ((Names{"._a", "a"}), NamesIn(folder_.path())) << fixed;
+    EXPECT_EQ((Names{"._a", "a"}), NamesIn(folder_.path())) << immutable;
     EXPECT_EQ("sidecar", ReadFile(folder_ / "._a"));
   }
 }
 
-TEST_P(SidecarDeletion, KeepsAFolderThatIsNotEmptyAndItsSidecar) {
+TEST_P(SidecarDeletion, KeepsNonEmptyFolderAndSidecar) {
   WriteFile(folder_ / "a/file");
   WriteFile(folder_ / "._a", "sidecar");
   EXPECT_NE(0, Run("a"));
   EXPECT_EQ((Names{"._a", "a"}), NamesIn(folder_.path()));
 }
 
-TEST(FSDeleteObject, TakesTheSidecarOfAnEmptyFolder) {
+TEST(FSDeleteObject, IncludesSidecarOfEmptyFolder) {
   const TemporaryFolder folder;
   MakeFolder(folder / "a");
   WriteFile(folder / "._a", "sidecar");
@@ -347,7 +347,7 @@ TEST(FSDeleteObject, TakesTheSidecarOfAnEmptyFolder) {
   EXPECT_EQ(Names(), NamesIn(folder.path()));
 }
 
-TEST(PosixUnlink, FindsNothingWhereOnlyTheSidecarIsLeft) {
+TEST(PosixUnlink, IgnoresOrphanedSidecar) {
   const TemporaryFolder folder;
   WriteFile(folder / "._a", "sidecar");
   const NSAutoreleasePool pool;

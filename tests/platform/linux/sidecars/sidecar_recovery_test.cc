@@ -7,12 +7,14 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "platform/linux/sidecars/sidecar_journal.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/fault_injection/paused_calls.h"
+#include "tests/support/fault_injection/process_kills.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/journal_entries.h"
 #include "tests/support/temporary_folder.h"
@@ -244,6 +246,48 @@ TEST_F(SidecarRecovery, MoveAcrossIsRolledBackFromEitherFolder) {
   }
 }
 
+// A run may use the target folder next: whatever a killed recovery has done, recovery of that
+// folder alone has to bring the item and its sidecar together.
+TEST_F(SidecarRecovery, KilledRecoveryIsRepeated) {
+  const auto leaveMoveAcross = [this] {
+    WriteEntry(JournalOperation::kMoveAcrossFilesystems);
+    WriteEntryAtTarget(JournalOperation::kCopy);
+    Rename("from/._a", "from/" + kStagedSidecar);
+    Link("from/" + kStagedSidecar, "to/._b");
+    Rename("from/a", "to/b");
+  };
+  const auto leaveMove = [this] {
+    WriteEntry(JournalOperation::kMove);
+    WriteEntryAtTarget(JournalOperation::kMoveTarget);
+    Rename("from/._a", "to/._b");
+    Link("from/a", "to/b");
+  };
+  const JournalEntry move = entry_;
+  for (const std::function<void()>& leave :
+       {std::function<void()>(leaveMoveAcross), std::function<void()>(leaveMove)}) {
+    for (const char* first : {"from", "to"}) {
+      KillResult end = KillResult::kKilled;
+      for (unsigned call = 1; end == KillResult::kKilled; ++call) {
+        SCOPED_TRACE(std::string(first) + ", killed before change " + std::to_string(call));
+        entry_ = move;
+        leave();
+        end = RunAndKillBeforeCall(call, [&] { RecoverFolder(folder_ / first); });
+        if (end == KillResult::kNotPermitted) GTEST_SKIP() << "no process may trace another here";
+        ASSERT_NE(KillResult::kFailed, end);
+        RecoverFolder(folder_ / "to");
+        EXPECT_EQ((Names{"._b", "b"}), To());
+        Names left = From();
+        std::erase(left, kEntryName);
+        EXPECT_EQ(Names(), left);
+        Recover();
+        EXPECT_EQ(Names(), From());
+        Rename("to/._b", "from/._a");
+        Rename("to/b", "from/a");
+      }
+    }
+  }
+}
+
 TEST_F(SidecarRecovery, CopyOfSidecarAloneIsDeleted) {
   WriteEntry(JournalOperation::kCopy);
   Rename("from/._a", "from/._b");
@@ -339,6 +383,18 @@ TEST_F(SidecarRecovery, DeletionShowsSidecarWhoseNameExists) {
   Recover();
   EXPECT_EQ((Names{"._a", "a", kStagedSidecar.substr(1)}), From());
   EXPECT_EQ("another", ReadFile(folder_ / "from/._a"));
+}
+
+// A crafted entry, or one of a move within a folder.
+TEST_F(SidecarRecovery, EntryThatLeadsToItsOwnFolderIsFinished) {
+  entry_.otherPath = folder_ / "from";
+  for (const auto operation :
+       {JournalOperation::kMove, JournalOperation::kMoveTarget, JournalOperation::kCopy,
+        JournalOperation::kMoveAcrossFilesystems, JournalOperation::kDelete}) {
+    WriteEntry(operation);
+    Recover();
+    EXPECT_EQ((Names{"._a", "a"}), From());
+  }
 }
 
 TEST_F(SidecarRecovery, EntryOfAnotherUserIsLeft) {
