@@ -28,8 +28,8 @@ class QtWindowSystem final : public WindowSystem {
 
   // Asks an instance that already runs in this session to open the paths, or to come to the front
   // if there are none. Returns true if it has accepted the request, so that this process can end.
-  // Returns false if there is no such instance or, after a log line, if it does not answer or there
-  // is no session bus. Missing paths are logged and skipped.
+  // Returns false if no such instance exists or, after a log line, if it does not answer or the
+  // session bus is missing. Missing paths are logged and skipped.
   bool ForwardToRunningInstance(const std::vector<std::string>& paths);
 
   // Opens the documents when the event loop runs. Missing paths are logged and skipped.

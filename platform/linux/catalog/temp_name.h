@@ -5,7 +5,7 @@
 // The names of temporary files and folders (platform/linux/changes/temp_item.h).
 namespace tessary {
 
-// The beginning of every hidden name that this program gives.
+// The prefix of every temporary name.
 inline constexpr std::string_view kTempPrefix = ".tessary-";
 
 // Returns true for the prefix followed by an upper-case UUID.

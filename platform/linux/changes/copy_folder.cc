@@ -31,8 +31,8 @@ class LinkPool {
  public:
   explicit LinkPool(int parent) : parent_(parent) {}
 
-  // Gives the copy of the file whose stat result is `info` one more name. Returns fnfErr if there
-  // is no copy to link to.
+  // Gives the copy of the file whose stat result is `info` one more name. Returns fnfErr if no
+  // copy exists.
   Status Link(const struct statx& info, int toFolder, const char* toName) const {
     if (!known_.contains(KeyOf(info))) return fnfErr;
     if (linkat(pool_.fd(), NameOf(info).c_str(), toFolder, toName, 0) == 0) return noErr;

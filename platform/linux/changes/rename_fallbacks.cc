@@ -77,8 +77,8 @@ class Placeholder {
     return status;
   }
 
-  // The file is pinned, not held open: libfuse keeps a file that is replaced while it is open under
-  // a hidden name.
+  // The file is pinned, not held open: libfuse keeps a file that is replaced while it is open, and
+  // renames it to ".fuse_hidden...".
   Status MakeFile() {
     const UniqueFd file(
         openat(folder_, name_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));

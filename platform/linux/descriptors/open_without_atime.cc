@@ -10,7 +10,7 @@ UniqueFd OpenWithoutAtime(int folder, const char* name, int flags) {
   const int readFlags = flags | O_RDONLY | O_CLOEXEC;
   UniqueFd opened(openat(folder, name, readFlags | O_NOATIME));
   // Only the owner, or a process with CAP_FOWNER, may use O_NOATIME. Other users' files are read
-  // all the same: a changed access time is no reason not to copy them.
+  // with a changed access time.
   if (!opened && errno == EPERM) opened.Reset(openat(folder, name, readFlags));
   return opened;
 }

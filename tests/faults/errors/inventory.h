@@ -12,7 +12,7 @@ namespace tessary::test {
 struct FoundItem {
   std::string path;          // relative to the folder that was searched
   std::string contents;      // everything about it but its name, in one text
-  std::string sidecar = {};  // the same of its sidecar
+  std::string sidecar = {};  // everything about its sidecar
 };
 
 // All items below the folder, also in folders that are not packages. Leaves out temporary files and

@@ -79,7 +79,7 @@ TEST_F(SidecarRecovery, MoveRestoresSidecar) {
   EXPECT_EQ(Names(), To());
 }
 
-// As on a filesystem that assigns inode numbers anew when it is mounted.
+// As on a filesystem that assigns new inode numbers when it is mounted.
 TEST_F(SidecarRecovery, MoveRecognisesRenumberedObjects) {
   entry_.item.identity.inode += 1000;
   entry_.sidecar.identity.inode += 1000;
