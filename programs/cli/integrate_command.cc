@@ -18,7 +18,7 @@ using Text = std::optional<std::string>;
 // What a menu file contains before it is changed.
 struct Finding {
   bool isInstalled = false;
-  std::string problem;  // why the file cannot be used; empty if it can
+  DocumentProblem problem = {};  // why the file cannot be used
 };
 
 // A file manager, and the functions that read and change the text of its menu file.
@@ -41,7 +41,7 @@ std::string ThunarPath() { return UserConfigurationPath(kThunarFile); }
 std::string InitialThunarActions() {
   const Text system = ReadSystemConfiguration(kThunarFile);
   bool isThere = false;
-  std::string problem;
+  DocumentProblem problem;
   if (system && HasThunarAction(*system, &isThere, &problem) && !isThere) return *system;
   return std::string(EmptyThunarActions());
 }
@@ -54,7 +54,7 @@ void FindInThunar(const std::string& text, Finding* finding) {
 MenuFileChange AddToThunar(const Text& text, std::string* newText, Finding* finding) {
   const std::string document = text ? *text : InitialThunarActions();
   FindInThunar(document, finding);
-  if (!finding->problem.empty() || finding->isInstalled) return MenuFileChange::kNone;
+  if (!finding->problem.reason.empty() || finding->isInstalled) return MenuFileChange::kNone;
   const bool isAdded = AddThunarAction(document, newText, &finding->problem);
   return isAdded ? MenuFileChange::kWrite : MenuFileChange::kNone;
 }
@@ -62,7 +62,7 @@ MenuFileChange AddToThunar(const Text& text, std::string* newText, Finding* find
 MenuFileChange RemoveFromThunar(const Text& text, std::string* newText, Finding* finding) {
   if (!text) return MenuFileChange::kNone;
   FindInThunar(*text, finding);
-  if (!finding->problem.empty() || !finding->isInstalled) return MenuFileChange::kNone;
+  if (!finding->problem.reason.empty() || !finding->isInstalled) return MenuFileChange::kNone;
   if (!RemoveThunarAction(*text, newText, &finding->problem)) return MenuFileChange::kNone;
   // A file with nothing but the system's actions was created for ours. If it stayed, it would hide
   // later changes of the system's file.
@@ -83,7 +83,7 @@ void FindInNautilus(const std::string& text, Finding* finding) {
 MenuFileChange AddToNautilus(const Text& text, std::string* newText, Finding* finding) {
   if (text) FindInNautilus(*text, finding);
   if (text && !finding->isInstalled) {
-    finding->problem = "it is the script of another program";
+    finding->problem.reason = "it is the script of another program";
     return MenuFileChange::kNone;
   }
   *newText = NautilusScript();
@@ -110,8 +110,8 @@ std::string Sentence(const FileManager& manager, const char* state, const std::s
          "\n";
 }
 
-ExitStatus Refuse(const std::string& path, const char* failure, const std::string& reason) {
-  PrintProblem(path + failure + reason);
+ExitStatus Refuse(const std::string& path, const char* failure, const DocumentProblem& problem) {
+  PrintProblem(path + problem.position + failure + problem.reason);
   return ExitStatus::kFailure;
 }
 
@@ -127,8 +127,9 @@ ExitStatus Show(const FileManager& manager) {
   Finding finding;
   const Status status = ReadMenuFile(path, &text);
   if (status == noErr) manager.find(text, &finding);
-  if (status != noErr && status != fnfErr) finding.problem = DescribeFileStatus(status);
-  if (!finding.problem.empty()) return Refuse(path, ": cannot be checked: ", finding.problem);
+  if (status != noErr && status != fnfErr) finding.problem.reason = DescribeFileStatus(status);
+  if (!finding.problem.reason.empty())
+    return Refuse(path, ": cannot be checked: ", finding.problem);
   return PrintOutput(Sentence(manager, finding.isInstalled ? "in" : "not in", path));
 }
 
@@ -141,8 +142,8 @@ ExitStatus Change(const FileManager& manager, bool isInstall) {
         finding = {};
         return edit(text, newText, &finding);
       });
-  if (status != noErr) finding.problem = DescribeFileStatus(status);
-  if (!finding.problem.empty()) return Refuse(path, ": not changed: ", finding.problem);
+  if (status != noErr) finding.problem.reason = DescribeFileStatus(status);
+  if (!finding.problem.reason.empty()) return Refuse(path, ": not changed: ", finding.problem);
   const char* added = finding.isInstalled ? "already in" : "added to";
   const char* removed = finding.isInstalled ? "removed from" : "not in";
   return PrintOutput(Sentence(manager, isInstall ? added : removed, path));

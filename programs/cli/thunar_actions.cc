@@ -1,9 +1,13 @@
 #include "programs/cli/thunar_actions.h"
 
-#include <algorithm>
-#include <vector>
+#include <expat.h>
 
-#include "programs/cli/markup.h"
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <vector>
 
 namespace tessary {
 namespace {
@@ -44,46 +48,115 @@ std::string_view TrimWhitespace(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(kWhitespace) - begin + 1);
 }
 
-bool ParseActions(std::string_view document, std::vector<MarkupElement>* elements,
-                  std::string* problem) {
-  if (!ParseMarkup(document, elements, problem)) return false;
-  if (elements->front().name == kRootName) return true;
-  *problem = "root element is <" + std::string(elements->front().name) + ">, expected <actions>";
-  return false;
+// An element of a document, with positions in bytes.
+struct Element {
+  std::string_view name = {};
+  size_t begin = 0;         // of its start tag
+  size_t contentBegin = 0;  // after its start tag
+  size_t contentEnd = 0;    // of its end tag; `end` if it has none
+  size_t end = 0;           // after its last tag
+};
+
+// What the parser's handlers have found in a document.
+struct Actions {
+  std::string_view document;
+  XML_Parser parser = nullptr;    // for the handlers only
+  size_t depth = 0;               // of the open elements
+  std::array<Element, 3> path{};  // the last elements of depth 0 to 2; the root element comes first
+  bool isOurs = false;            // path[1] contains our id
+  std::vector<Element> ours{};    // the actions with our id, in their order
+};
+
+size_t TagBegin(XML_Parser parser) { return static_cast<size_t>(XML_GetCurrentByteIndex(parser)); }
+
+size_t TagEnd(XML_Parser parser) {
+  return TagBegin(parser) + static_cast<size_t>(XML_GetCurrentByteCount(parser));
 }
 
-// The actions with our id that are direct children of the root element, in their order.
-std::vector<MarkupElement> FindOurs(std::string_view document,
-                                    const std::vector<MarkupElement>& elements) {
-  std::vector<MarkupElement> ours;
-  for (const MarkupElement& element : elements) {
-    if (element.name != "unique-id" || element.parent == kNoElement) continue;
-    const MarkupElement& action = elements[element.parent];
-    if (action.name != "action" || action.parent != 0) continue;
-    const std::string_view id =
-        document.substr(element.contentBegin, element.contentEnd - element.contentBegin);
-    if (TrimWhitespace(id) == kActionID) ours.push_back(action);
+bool IsOurId(const Actions& actions) {
+  const Element& id = actions.path[2];
+  if (actions.path[1].name != "action" || id.name != "unique-id") return false;
+  return TrimWhitespace(actions.document.substr(id.contentBegin,
+                                                id.contentEnd - id.contentBegin)) == kActionID;
+}
+
+void HandleStartTag(void* data, const XML_Char* name, const XML_Char** /*attributes*/) {
+  Actions& actions = *static_cast<Actions*>(data);
+  const size_t depth = actions.depth++;
+  if (depth >= actions.path.size()) return;
+  const size_t begin = TagBegin(actions.parser);
+  actions.path[depth] = {.name = actions.document.substr(begin + 1, std::strlen(name)),
+                         .begin = begin,
+                         .contentBegin = TagEnd(actions.parser)};
+}
+
+// For an element without an end tag, the parser reports one of no bytes after the element.
+void HandleEndTag(void* data, const XML_Char* /*name*/) {
+  Actions& actions = *static_cast<Actions*>(data);
+  const size_t depth = --actions.depth;
+  if (depth >= actions.path.size()) return;
+  Element& element = actions.path[depth];
+  element.contentEnd = TagBegin(actions.parser);
+  element.end = TagEnd(actions.parser);
+  if (depth == 2 && IsOurId(actions)) actions.isOurs = true;
+  if (depth != 1) return;
+  if (actions.isOurs) actions.ours.push_back(element);
+  actions.isOurs = false;
+}
+
+std::string DescribePosition(XML_Parser parser) {
+  return ":" + std::to_string(XML_GetCurrentLineNumber(parser)) + ":" +
+         std::to_string(XML_GetCurrentColumnNumber(parser) + 1);
+}
+
+bool ParseActions(std::string_view document, Actions* actions, DocumentProblem* problem) {
+  // The parser detects UTF-16 in spite of the encoding that it is given. Every document in UTF-16
+  // contains null bytes, which XML does not allow in UTF-8.
+  if (document.find('\0') != std::string_view::npos) {
+    *problem = {.reason = "not UTF-8 text"};
+    return false;
   }
-  return ours;
+  const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
+      XML_ParserCreate("UTF-8"), XML_ParserFree);
+  if (!parser) throw std::bad_alloc();
+  *actions = {.document = document, .parser = parser.get()};
+  // The handlers are called from C and must not throw. Each of our actions contains the id, so that
+  // they never add more of them than this.
+  actions->ours.reserve(document.size() / kActionID.size());
+  XML_SetUserData(parser.get(), actions);
+  XML_SetElementHandler(parser.get(), HandleStartTag, HandleEndTag);
+  // Without it, entities would be expanded, and their elements have no positions in the document.
+  XML_SetDefaultHandler(parser.get(), nullptr);
+  const auto size = static_cast<int>(document.size());
+  if (XML_Parse(parser.get(), document.data(), size, XML_TRUE) != XML_STATUS_OK) {
+    const XML_Error error = XML_GetErrorCode(parser.get());
+    if (error == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
+    *problem = {.position = DescribePosition(parser.get()), .reason = XML_ErrorString(error)};
+    return false;
+  }
+  const std::string_view root = actions->path[0].name;
+  if (root == kRootName) return true;
+  *problem = {.reason = "root element is <" + std::string(root) + ">, expected <actions>"};
+  return false;
 }
 
 }  // namespace
 
 std::string_view EmptyThunarActions() { return kEmptyDocument; }
 
-bool HasThunarAction(std::string_view document, bool* isThere, std::string* problem) {
-  std::vector<MarkupElement> elements;
-  if (!ParseActions(document, &elements, problem)) return false;
-  *isThere = !FindOurs(document, elements).empty();
+bool HasThunarAction(std::string_view document, bool* isThere, DocumentProblem* problem) {
+  Actions actions;
+  if (!ParseActions(document, &actions, problem)) return false;
+  *isThere = !actions.ours.empty();
   return true;
 }
 
-bool AddThunarAction(std::string_view document, std::string* changed, std::string* problem) {
-  std::vector<MarkupElement> elements;
-  if (!ParseActions(document, &elements, problem)) return false;
+bool AddThunarAction(std::string_view document, std::string* changed, DocumentProblem* problem) {
+  Actions actions;
+  if (!ParseActions(document, &actions, problem)) return false;
   *changed = document;
-  if (!FindOurs(document, elements).empty()) return true;
-  const MarkupElement& root = elements.front();
+  if (!actions.ours.empty()) return true;
+  const Element& root = actions.path[0];
   const bool hasEndTag = root.contentEnd < root.end;
   if (hasEndTag) {
     changed->insert(root.contentEnd, kAction);
@@ -95,13 +168,12 @@ bool AddThunarAction(std::string_view document, std::string* changed, std::strin
   return true;
 }
 
-bool RemoveThunarAction(std::string_view document, std::string* changed, std::string* problem) {
-  std::vector<MarkupElement> elements;
-  if (!ParseActions(document, &elements, problem)) return false;
-  std::vector<MarkupElement> ours = FindOurs(document, elements);
-  std::ranges::reverse(ours);
+bool RemoveThunarAction(std::string_view document, std::string* changed, DocumentProblem* problem) {
+  Actions actions;
+  if (!ParseActions(document, &actions, problem)) return false;
+  std::ranges::reverse(actions.ours);
   *changed = document;
-  for (const MarkupElement& action : ours) {
+  for (const Element& action : actions.ours) {
     const size_t end = action.end + (document.substr(action.end).starts_with('\n') ? 1 : 0);
     changed->erase(action.begin, end - action.begin);
   }

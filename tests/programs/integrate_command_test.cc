@@ -89,16 +89,26 @@ TEST_F(IntegrateCommand, StartsFromSystemActions) {
 }
 
 TEST_F(IntegrateCommand, KeepsUnreadableActions) {
-  for (const char* text : {"", "<actions>\n<action>\n</actions>", "<html/>", "\xFF\xFE<"}) {
+  struct Row {
+    const char* text;
+    const char* position;
+  };
+  for (const auto& [text, position] : {
+           Row{"", ":1:1"},
+           Row{"<actions>\n<action>\n</actions>", ":3:3"},
+           Row{"<actions>\xFF</actions>", ":1:10"},
+           Row{"<html/>", ""},
+       }) {
     WriteFile(ActionsPath(), text);
     const std::vector<std::string> before = DescribeTree(At("config"));
     for (const char* action : {"install", "status", "remove"}) {
       const ProgramResult result = Integrate(action);
       EXPECT_EQ(1, result.status) << action;
       const bool isChange = std::string(action) != "status";
-      EXPECT_THAT(result.Problems(),
-                  ElementsAre(StartsWith(
-                      ActionsPath() + (isChange ? ": not changed: " : ": cannot be checked: "))));
+      EXPECT_THAT(
+          result.Problems(),
+          ElementsAre(StartsWith(ActionsPath() + position +
+                                 (isChange ? ": not changed: " : ": cannot be checked: "))));
       // The other file manager is processed in any case.
       EXPECT_THAT(result.output, HasSubstr("Nautilus: "));
       EXPECT_EQ(before, DescribeTree(At("config"))) << action;
@@ -106,7 +116,7 @@ TEST_F(IntegrateCommand, KeepsUnreadableActions) {
   }
   WriteFile(ActionsPath(), "<actions>\n<action>\n</actions>");
   EXPECT_THAT(Integrate("install").Problems(),
-              ElementsAre(HasSubstr("line 3: unmatched end tag </actions>")));
+              ElementsAre(HasSubstr("uca.xml:3:3: not changed: mismatched tag")));
 }
 
 TEST_F(IntegrateCommand, RefusesFolders) {

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "programs/cli/markup.h"
-
 namespace tessary::test {
 namespace {
 
@@ -21,22 +19,22 @@ constexpr std::string_view kOurs =
 
 std::string Add(const std::string& document) {
   std::string changed;
-  std::string problem;
-  EXPECT_TRUE(AddThunarAction(document, &changed, &problem)) << problem;
+  DocumentProblem problem;
+  EXPECT_TRUE(AddThunarAction(document, &changed, &problem)) << problem.reason;
   return changed;
 }
 
 std::string Remove(const std::string& document) {
   std::string changed;
-  std::string problem;
-  EXPECT_TRUE(RemoveThunarAction(document, &changed, &problem)) << problem;
+  DocumentProblem problem;
+  EXPECT_TRUE(RemoveThunarAction(document, &changed, &problem)) << problem.reason;
   return changed;
 }
 
 bool Has(const std::string& document) {
   bool isThere = false;
-  std::string problem;
-  EXPECT_TRUE(HasThunarAction(document, &isThere, &problem)) << problem;
+  DocumentProblem problem;
+  EXPECT_TRUE(HasThunarAction(document, &isThere, &problem)) << problem.reason;
   return isThere;
 }
 
@@ -57,6 +55,10 @@ TEST(AddThunarAction, IsRevertedByRemove) {
            Document("", "<action><unique-id>org.tessary.Tessary-aggregate2</unique-id></action>"),
            Document("", "<unique-id>org.tessary.Tessary-aggregate</unique-id>"),
            Document("", "<!--" + std::string(kOurs) + "-->"),
+           Document("", "<![CDATA[" + std::string(kOurs) + "]]>"),
+           Document("", "<a>" + std::string(kOurs) + "</a>"),
+           Document("<!DOCTYPE actions [<!ENTITY e '<action>'>]>", "&e;"),
+           Document("<!DOCTYPE actions SYSTEM 'absent' [<!ENTITY e SYSTEM 'absent'>]>", "&e;"),
        }) {
     EXPECT_FALSE(Has(document));
     const std::string added = Add(document);
@@ -91,6 +93,9 @@ TEST(RemoveThunarAction, RemovesEachOfOurs) {
   EXPECT_EQ(Document("", "\n" + other + other),
             Remove(Document("", "\n" + other + ours + "\n" + other)));
   EXPECT_EQ(Document("", other), Remove(Document("", ours + ours + "\n" + other + ours)));
+  const std::string id = "<unique-id>org.tessary.Tessary-aggregate</unique-id>";
+  EXPECT_EQ(Document("", other),
+            Remove(Document("", "<action>" + id + id + "</action>\n" + other)));
 }
 
 TEST(AddThunarAction, HasCommandAndTranslations) {
@@ -105,16 +110,32 @@ TEST(AddThunarAction, HasCommandAndTranslations) {
 }
 
 TEST(ThunarActions, RefuseOtherDocuments) {
-  for (const std::string& document :
-       {std::string(), std::string("<actions>"), std::string("<action/>"), std::string("text"),
-        Document("", "<action>"), Document("", "&nbsp;"), Document("", "\xFF")}) {
+  struct Row {
+    std::string document;
+    const char* position;
+    const char* reason;
+  };
+  using namespace std::string_literals;
+  const std::vector<Row> rows = {
+      {"", ":1:1", "no element found"},
+      {"text", ":1:1", "syntax error"},
+      {"<actions>\n<action>\n</actions>", ":3:3", "mismatched tag"},
+      {"<actions>\n", ":2:1", "no element found"},
+      {"<actions/><actions/>", ":1:11", "junk after document element"},
+      {Document("", "&nbsp;"), ":1:10", "undefined entity"},
+      {Document("", "\xFF"), ":1:10", "not well-formed (invalid token)"},
+      {"<\0a\0c\0t\0i\0o\0n\0s\0/\0>\0"s, "", "not UTF-8 text"},
+      {"<action/>", "", "root element is <action>, expected <actions>"},
+  };
+  for (const auto& [document, position, reason] : rows) {
     std::string changed = "as it was";
-    std::string problem;
+    DocumentProblem problem;
     bool isThere = false;
     EXPECT_FALSE(HasThunarAction(document, &isThere, &problem)) << document;
+    EXPECT_EQ(position, problem.position) << document;
+    EXPECT_EQ(reason, problem.reason) << document;
     EXPECT_FALSE(AddThunarAction(document, &changed, &problem)) << document;
     EXPECT_FALSE(RemoveThunarAction(document, &changed, &problem)) << document;
-    EXPECT_NE("", problem);
     EXPECT_EQ("as it was", changed);
   }
 }
