@@ -193,14 +193,10 @@ void ScenarioFixture::CheckExistingItems(bool withSidecars, std::vector<FoundIte
 // Removes the copies of an item from the list and returns how many there were.
 size_t ScenarioFixture::RemoveFiled(const FoundItem& item, bool withSidecar,
                                     std::vector<FoundItem>* inDestination) {
-  const auto end =
-      std::remove_if(inDestination->begin(), inDestination->end(), [&](const FoundItem& now) {
-        return IsWhole(now, item, withSidecar) &&
-               IsSameOrDistinctName(NameOfPath(now.path), NameOfPath(item.path));
-      });
-  const auto count = static_cast<size_t>(inDestination->end() - end);
-  inDestination->erase(end, inDestination->end());
-  return count;
+  return std::erase_if(*inDestination, [&](const FoundItem& now) {
+    return IsWhole(now, item, withSidecar) &&
+           IsSameOrDistinctName(NameOfPath(now.path), NameOfPath(item.path));
+  });
 }
 
 void ScenarioFixture::CheckItem(const FoundItem& item, size_t inSource, size_t inDestination,
