@@ -15,9 +15,9 @@
 #include "platform/managers/window_system.h"
 #include "platform/qt/service_request.h"
 #include "platform/qt/window_system.h"
-#include "programs/cli/desktop_options.h"
 #include "programs/cli/engine_setup.h"
 #include "programs/cli/messages.h"
+#include "programs/cli/options.h"
 #include "programs/cli/settings_report.h"
 
 namespace tessary {
@@ -42,11 +42,8 @@ std::vector<std::string> KeepExisting(const std::vector<std::string>& folders) {
   for (const std::string& folder : folders) {
     std::string resolved;
     const Status status = ResolveNamedPath(folder, &resolved);
-    if (status == noErr) {
-      existing.push_back(folder);
-    } else {
-      PrintProblem(Shown(folder) + ": " + DescribeStatus(status), kProgram);
-    }
+    if (status == noErr) existing.push_back(folder);
+    if (status != noErr) PrintProblem(Shown(folder) + ": " + DescribeStatus(status), kProgram);
   }
   return existing;
 }

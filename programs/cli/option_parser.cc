@@ -2,106 +2,86 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <memory>
 #include <numeric>
-#include <optional>
 
 namespace tessary {
 namespace {
-
-constexpr char kHelpNames[] = "-h,--help";
-
-// Option names line up whether or not they have a short form: "-k, --kind=KIND", "    --copy".
-class HelpFormatter : public CLI::Formatter {
- public:
-  explicit HelpFormatter(const CommandSpec& command) : command_(command) {}
-
-  std::string make_help(const CLI::App* app, std::string /*name*/,
-                        CLI::AppFormatMode mode) const override {
-    std::string help = "Usage:\n" + std::string(command_.usage);
-    help.append("\n").append(command_.description);
-    help.append(make_groups(app, mode));
-    if (!command_.footer.empty()) help.append("\n").append(command_.footer);
-    return help;
-  }
-
-  std::string make_option_name(const CLI::Option* option, bool /*isPositional*/) const override {
-    const std::vector<std::string>& shortNames = option->get_snames();
-    const std::string shortName = shortNames.empty() ? "    " : "-" + shortNames.front() + ", ";
-    return shortName + "--" + option->get_lnames().front();
-  }
-
-  std::string make_option_opts(const CLI::Option* option) const override {
-    const std::string& value = option->get_option_text();
-    return value.empty() ? "" : "=" + value;
-  }
-
- private:
-  const CommandSpec& command_;
-};
 
 std::string_view LongName(const OptionSpec& option) {
   return option.names.substr(option.names.find("--"));
 }
 
-void AddOptions(const CommandSpec& command, CLI::App* app) {
-  app->allow_extras();
-  // The option that every App has from its beginning would come first in the help.
-  app->set_help_flag();
-  for (const OptionSpec& option : command.options) {
-    const std::string names(option.names);
-    if (option.value.empty()) {
-      app->add_flag(names)->description(std::string(option.help));
-    } else {
-      app->add_option(names)
-          ->description(std::string(option.help))
-          ->option_text(std::string(option.value))
-          ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    }
-  }
-  app->set_help_flag(kHelpNames, "print this help and exit");
+std::vector<OptionSpec> AllOptions(const CommandSpec& command) {
+  std::vector<OptionSpec> options(command.options.begin(), command.options.end());
+  options.push_back({"-h,--help", "", "print this help and exit"});
+  return options;
 }
 
-std::vector<std::string_view> LongNames(const CommandSpec& command) {
-  std::vector<std::string_view> names = {"--help"};
-  for (const OptionSpec& option : command.options) names.push_back(LongName(option));
-  return names;
+// The beginning of an option's lines in the help. Long names line up whether or not there is a
+// short one: "  -k, --kind=KIND  ", "      --copy  ".
+std::string Label(const OptionSpec& option) {
+  const bool hasShortName = !option.names.starts_with("--");
+  std::string label =
+      hasShortName ? "  " + std::string(option.names.substr(0, 2)) + ", " : "      ";
+  label += LongName(option);
+  if (!option.value.empty()) label.append("=").append(option.value);
+  return label + "  ";
 }
 
-std::string DescribeUnknownOption(const std::string& argument, const CommandSpec& command) {
+UsageError UnknownOption(const std::string& argument, const CommandSpec& command) {
   const size_t shortestName = std::string_view("--x").size();
   const std::string name = argument.substr(0, argument.find('=', shortestName));
-  const std::string suggestion = Suggestion(name, LongNames(command));
-  if (!suggestion.empty()) return name + ": unknown option" + suggestion;
-  return WithHelpHint(name + ": unknown option", command);
+  std::vector<std::string_view> known;
+  for (const OptionSpec& option : AllOptions(command)) known.push_back(LongName(option));
+  const std::string problem = name + ": unknown option";
+  const std::string suggestion = Suggestion(name, known);
+  return UsageError(suggestion.empty() ? WithHelpHint(problem, command) : problem + suggestion);
+}
+
+UsageError MissingValue(const std::string& option, const CommandSpec& command) {
+  return UsageError(WithHelpHint("option " + option + " requires a value", command));
 }
 
 // Checks the arguments of the form "--name=value". The library would accept some values for an
 // option that takes none, and would take the next argument for the value in "--kind=".
-bool CheckAttachedValues(const CommandSpec& command, const std::vector<std::string>& arguments,
-                         std::string* problem) {
-  for (const std::string& argument : arguments) {
-    if (argument == "--") return true;
-    const size_t nameEnd = argument.find('=');
-    if (nameEnd == std::string::npos) continue;
-    const std::string name = argument.substr(0, nameEnd);
-    const auto option = std::ranges::find(command.options, name, LongName);
-    const bool isKnown = option != command.options.end();
-    if (isKnown ? option->value.empty() : name == "--help") {
-      *problem = WithHelpHint("option " + name + " does not take a value", command);
-      return false;
+void CheckAttachedValues(const CommandSpec& command, const std::vector<std::string>& arguments) {
+  const auto end = std::ranges::find(arguments, "--");
+  for (auto argument = arguments.begin(); argument != end; ++argument) {
+    for (const OptionSpec& option : AllOptions(command)) {
+      const std::string name(LongName(option));
+      if (!argument->starts_with(name + "=")) continue;
+      if (option.value.empty()) {
+        throw UsageError(WithHelpHint("option " + name + " does not take a value", command));
+      }
+      if (argument->size() == name.size() + 1) throw MissingValue(name, command);
     }
-    if (isKnown && nameEnd + 1 == argument.size()) {
-      *problem = WithHelpHint("option " + name + " requires a value", command);
-      return false;
-    }
+  }
+}
+
+// Parses with the library. Returns false if help is wanted.
+bool RunParser(const CommandSpec& command, const std::vector<std::string>& arguments,
+               CLI::App* app) {
+  app->allow_extras();
+  for (const OptionSpec& option : command.options) {
+    const std::string names(option.names);
+    CLI::Option* added = option.value.empty() ? app->add_flag(names) : app->add_option(names);
+    added->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  }
+  try {
+    app->parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::CallForHelp&) {
+    return false;
+  } catch (const CLI::ArgumentMismatch& error) {
+    // The message begins with the option's name and a colon.
+    const std::string message = error.what();
+    throw MissingValue(message.substr(0, message.find(':')), command);
   }
   return true;
 }
 
 // Splits what the library did not recognize. The first "--" that is left ends the options.
-bool TakeOperands(const std::vector<std::string>& rest, const CommandSpec& command,
-                  ParsedArguments* parsed, std::string* problem) {
+void TakeOperands(const std::vector<std::string>& rest, const CommandSpec& command,
+                  ParsedArguments* parsed) {
   bool isAfterOptions = false;
   for (const std::string& argument : rest) {
     if (!isAfterOptions && argument == "--") {
@@ -110,13 +90,9 @@ bool TakeOperands(const std::vector<std::string>& rest, const CommandSpec& comma
     }
     const bool isDashed = !isAfterOptions && argument.size() > 1 && argument[0] == '-';
     const bool isOption = isDashed && (argument[1] == '-' || !command.hasDashedOperands);
-    if (isOption && !parsed->isHelpWanted) {
-      *problem = DescribeUnknownOption(argument, command);
-      return false;
-    }
+    if (isOption && !parsed->isHelpWanted) throw UnknownOption(argument, command);
     parsed->operands.push_back(argument);
   }
-  return true;
 }
 
 // Letter case does not count.
@@ -139,48 +115,41 @@ size_t EditDistance(std::string_view first, std::string_view second) {
 }  // namespace
 
 bool ParseArguments(const CommandSpec& command, const std::vector<std::string>& arguments,
-                    ParsedArguments* parsed, std::string* problem) {
-  if (!CheckAttachedValues(command, arguments, problem)) return false;
-  ParsedArguments result;
+                    ParsedArguments* parsed, std::string* problem) try {
+  CheckAttachedValues(command, arguments);
   CLI::App app;
-  AddOptions(command, &app);
-  try {
-    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-  } catch (const CLI::CallForHelp&) {
-    result.isHelpWanted = true;
-  } catch (const CLI::ArgumentMismatch& error) {
-    // The message begins with the option's name and a colon.
-    const std::string_view message = error.what();
-    const std::string name(message.substr(0, message.find(':')));
-    *problem = WithHelpHint("option " + name + " requires a value", command);
-    return false;
-  } catch (const CLI::Error& error) {
-    *problem = error.what();
-    return false;
-  }
-  if (!TakeOperands(app.remaining(), command, &result, problem)) return false;
+  ParsedArguments result;
+  result.isHelpWanted = !RunParser(command, arguments, &app);
+  TakeOperands(app.remaining(), command, &result);
   for (const OptionSpec& option : command.options) {
     const std::string name(LongName(option));
     if (app.count(name) > 0) result.options[name] = app.get_option(name)->results();
   }
   *parsed = std::move(result);
   return true;
+} catch (const std::runtime_error& error) {
+  // A UsageError, or an error of the library's own, which has the same base.
+  *problem = error.what();
+  return false;
 }
 
 std::string HelpText(const CommandSpec& command) {
-  constexpr size_t kShortName = 4;  // "-k, "
-  constexpr size_t kMargins = 4;    // two spaces on either side
-  size_t width = std::string_view("--help").size();
-  for (const OptionSpec& option : command.options) {
-    const size_t value = option.value.empty() ? 0 : 1 + option.value.size();
-    width = std::max(width, LongName(option).size() + value);
+  const std::vector<OptionSpec> options = AllOptions(command);
+  size_t width = 0;
+  for (const OptionSpec& option : options) width = std::max(width, Label(option).size());
+  std::string help = "Usage:\n" + std::string(command.usage) + "\n";
+  help.append(command.description).append("\nOptions:\n");
+  for (const OptionSpec& option : options) {
+    const std::string label = Label(option);
+    help.append(label).append(width - label.size(), ' ');
+    for (const char c : option.help) {
+      help += c;
+      if (c == '\n') help.append(width, ' ');
+    }
+    help += '\n';
   }
-  const auto formatter = std::make_shared<HelpFormatter>(command);
-  formatter->column_width(kShortName + width + kMargins);
-  CLI::App app;
-  AddOptions(command, &app);
-  app.formatter(formatter);
-  return app.help();
+  if (!command.footer.empty()) help.append("\n").append(command.footer);
+  return help;
 }
 
 std::string WithHelpHint(std::string_view problem, const CommandSpec& command) {
@@ -189,9 +158,8 @@ std::string WithHelpHint(std::string_view problem, const CommandSpec& command) {
 
 std::string Suggestion(std::string_view word, std::span<const std::string_view> known) {
   // Of a short word, more edits would leave nothing.
-  const size_t maxDistance = std::min<size_t>(2, word.size() / 3);
-  std::optional<std::string_view> best;
-  size_t bestDistance = maxDistance + 1;
+  size_t bestDistance = std::min<size_t>(2, word.size() / 3) + 1;
+  std::string_view best;
   for (const std::string_view candidate : known) {
     const bool isPrefix = word.size() > 2 && candidate.starts_with(word);
     const size_t distance = isPrefix ? 0 : EditDistance(word, candidate);
@@ -199,7 +167,7 @@ std::string Suggestion(std::string_view word, std::span<const std::string_view> 
     best = candidate;
     bestDistance = distance;
   }
-  return best ? "; did you mean " + std::string(*best) + "?" : "";
+  return best.empty() ? "" : "; did you mean " + std::string(best) + "?";
 }
 
 }  // namespace tessary

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,12 @@ struct ParsedArguments {
   // that takes no value has one element for each time that it was given.
   std::map<std::string, std::vector<std::string>, std::less<>> options;
   std::vector<std::string> operands;
+};
+
+// A mistake in the arguments; the text is one line that names it and what is expected. The parsing
+// functions throw it internally and never pass it to their callers.
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
 };
 
 // Splits the arguments into options, which may stand anywhere before "--", and operands. Returns

@@ -4,8 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <optional>
-#include <string_view>
+#include <span>
 #include <utility>
 
 #include "programs/cli/command_specs.h"
@@ -18,44 +17,6 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// Any number but kFileOperationCopy means moving.
-constexpr int64_t kFileOperationMove = 1;
-
-struct Flag {
-  std::string_view name;
-  std::string_view key;
-  CFPropertyList value;
-};
-
-// The accessors of the two last settings mean the opposite of their keys. These values make them
-// carry comments over, and keep an application whole.
-const std::array<Flag, 6> kFlags = {{
-    {"--recurse", "RecurseFolders", true},
-    {"--move", "FileOperation", kFileOperationMove},
-    {"--copy", "FileOperation", int64_t{kFileOperationCopy}},
-    {"--replace", "ReplaceFilesBySameName", true},
-    {"--preserve-comments", "PreserveComments", false},
-    {"--whole-application", "AggregateAppResourcesOnly", true},
-}};
-
-// In the order of AggregationKind, which begins with 1.
-constexpr std::array<std::string_view, 5> kKindNames = {"extension", "file-type", "mime-type",
-                                                        "modification-date", "creation-date"};
-
-constexpr std::array<std::pair<std::string_view, bool>, 6> kBooleans = {{
-    {"true", true},
-    {"yes", true},
-    {"1", true},
-    {"false", false},
-    {"no", false},
-    {"0", false},
-}};
-
-bool Refuse(std::string* problem, std::string sentence) {
-  *problem = std::move(sentence);
-  return false;
-}
-
 // "A, B or C".
 std::string ListOf(std::span<const std::string_view> words) {
   std::string list(words.front());
@@ -65,237 +26,258 @@ std::string ListOf(std::span<const std::string_view> words) {
   return list;
 }
 
-// The problem of a word that is not one of `known`: "size: unknown kind: expected A or B".
-std::string DescribeUnknownWord(const std::string& word, std::string_view what,
-                                std::span<const std::string_view> known) {
-  std::string problem = Shown(word).append(": unknown ").append(what);
+// The index of `word` in `known`. If it is not there, the problem is
+// "size: unknown kind: expected A or B".
+size_t IndexOf(const std::string& word, const char* what, std::span<const std::string_view> known) {
+  const auto found = std::ranges::find(known, word);
+  if (found != known.end()) return static_cast<size_t>(found - known.begin());
   const std::string suggestion = Suggestion(word, known);
-  return problem.append(suggestion.empty() ? ": expected " + ListOf(known) : suggestion);
+  throw UsageError(Shown(word) + ": unknown " + what +
+                   (suggestion.empty() ? ": expected " + ListOf(known) : suggestion));
 }
 
-std::string DescribeUnexpected(const std::string& argument, const CommandSpec& command) {
-  return WithHelpHint(Shown(argument) + ": unexpected argument", command);
+// The index of a command's action, its first operand.
+size_t ActionIndex(const Words& operands, std::span<const std::string_view> actions) {
+  if (operands.empty()) throw UsageError("missing action: expected " + ListOf(actions));
+  return IndexOf(operands[0], "action", actions);
+}
+
+void CheckOperandCount(const Words& operands, size_t maxCount, const CommandSpec& command) {
+  if (operands.size() <= maxCount) return;
+  throw UsageError(WithHelpHint(Shown(operands[maxCount]) + ": unexpected argument", command));
+}
+
+ParsedArguments SplitArguments(const CommandSpec& command, const Words& arguments) {
+  ParsedArguments parsed;
+  std::string problem;
+  if (!ParseArguments(command, arguments, &parsed, &problem)) throw UsageError(problem);
+  return parsed;
 }
 
 // ---- aggregate ----
 
-bool AddKind(const Words& names, AggregateOptions* options, std::string* problem) {
-  for (const std::string& name : names) {
-    const auto* kind = std::ranges::find(kKindNames, name);
-    if (kind == kKindNames.end()) {
-      return Refuse(problem, DescribeUnknownWord(name, "kind", kKindNames));
-    }
-    const int64_t number = 1 + (kind - kKindNames.begin());
-    const auto [entry, isNew] = options->settings.try_emplace("TessaryType", number);
-    if (!isNew && entry->second != CFPropertyList(number)) {
-      return Refuse(problem, "--kind given twice with different values");
-    }
-  }
-  return true;
+struct Flag {
+  const char* name;
+  const char* key;
+  CFPropertyList value;
+};
+
+// Any number but kFileOperationCopy means moving. The accessors of the two last settings mean the
+// opposite of their keys. These values make them carry comments over, and keep an application
+// whole.
+const std::array<Flag, 6> kFlags = {{
+    {"--recurse", "RecurseFolders", true},
+    {"--move", "FileOperation", int64_t{1}},
+    {"--copy", "FileOperation", int64_t{kFileOperationCopy}},
+    {"--replace", "ReplaceFilesBySameName", true},
+    {"--preserve-comments", "PreserveComments", false},
+    {"--whole-application", "AggregateAppResourcesOnly", true},
+}};
+
+// Overrides a setting. It is a mistake if another option has given it another value.
+void Override(AggregateOptions* options, const char* key, const CFPropertyList& value,
+              const char* conflict) {
+  if (options->settings.try_emplace(key, value).first->second != value) throw UsageError(conflict);
 }
 
-bool ParseAggregate(const ParsedArguments& parsed, Options* options, std::string* problem) {
+Options ParseAggregate(const ParsedArguments& parsed) {
   AggregateOptions aggregate;
   if (const auto kinds = parsed.options.find("--kind"); kinds != parsed.options.end()) {
-    if (!AddKind(kinds->second, &aggregate, problem)) return false;
+    for (const std::string& name : kinds->second) {
+      const auto number = static_cast<int64_t>(1 + IndexOf(name, "kind", kKindNames));
+      Override(&aggregate, "TessaryType", number, "--kind given twice with different values");
+    }
   }
   for (const Flag& flag : kFlags) {
     if (!parsed.options.contains(flag.name)) continue;
-    if (!aggregate.settings.try_emplace(std::string(flag.key), flag.value).second) {
-      return Refuse(problem, "--move and --copy contradict each other");
-    }
+    Override(&aggregate, flag.key, flag.value, "--move and --copy contradict each other");
   }
   const Words& operands = parsed.operands;
   if (operands.size() < 2) {
-    return Refuse(problem, WithHelpHint(operands.empty() ? "missing SOURCE and DESTINATION"
-                                                         : "missing DESTINATION",
-                                        kAggregateSpec));
+    const char* missing =
+        operands.empty() ? "missing SOURCE and DESTINATION" : "missing DESTINATION";
+    throw UsageError(WithHelpHint(missing, kAggregateSpec));
   }
-  if (operands.size() > 2) return Refuse(problem, DescribeUnexpected(operands[2], kAggregateSpec));
+  CheckOperandCount(operands, 2, kAggregateSpec);
   aggregate.source = operands[0];
   aggregate.destination = operands[1];
-  *options = std::move(aggregate);
-  return true;
+  return aggregate;
 }
 
 // ---- defaults ----
 
-const Setting* FindSetting(const std::string& key, std::string* problem) {
-  const auto* found = std::ranges::find(kSettings, key, &Setting::key);
-  if (found != kSettings.end()) return found;
+const Setting& FindSetting(const std::string& key) {
   std::array<std::string_view, kSettings.size()> keys;
   std::ranges::transform(kSettings, keys.begin(), &Setting::key);
-  *problem = DescribeUnknownWord(key, "key", keys);
-  return nullptr;
+  return kSettings[IndexOf(key, "key", keys)];
 }
 
-std::optional<CFPropertyList> ParseBoolean(const std::string& text) {
-  for (const auto& [name, value] : kBooleans) {
-    if (text == name) return value;
+CFPropertyList ParseValue(const std::string& text, const Setting& setting) {
+  const std::string problem =
+      Shown(text) + ": invalid value for " + std::string(setting.key) + ": expected ";
+  if (setting.type == SettingType::kBoolean) {
+    constexpr std::array<std::string_view, 6> kWords = {"true", "yes", "1", "false", "no", "0"};
+    const auto* word = std::ranges::find(kWords, text);
+    if (word == kWords.end()) throw UsageError(problem + ListOf(kWords));
+    return word < kWords.begin() + 3;
   }
-  return std::nullopt;
-}
-
-// The settings are read as 16-bit numbers; a larger one would come back as another number.
-std::optional<CFPropertyList> ParseNumber(const std::string& text) {
+  // The settings are read as 16-bit numbers; a larger one would come back as another number.
   int16_t number = 0;
   const char* end = text.data() + text.size();
   const auto [rest, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || rest != end) return std::nullopt;
-  return int64_t{number};
+  if (error == std::errc() && rest == end) return int64_t{number};
+  throw UsageError(problem + "a whole number from -32768 to 32767");
 }
 
-// The type that may precede a value has to be that of the key.
-bool CheckType(const std::string& type, const Setting& setting, std::string* problem) {
-  constexpr std::array<std::string_view, 2> kTypes = {"-bool", "-int"};
+// The types that may precede a value. There are no string settings, so that the last is refused.
+constexpr std::array<std::string_view, 3> kTypes = {"-bool", "-int", "-string"};
+
+// The type has to be that of the key.
+void CheckType(const std::string& type, const Setting& setting) {
   const bool isBoolean = setting.type == SettingType::kBoolean;
-  if (type == (isBoolean ? "-bool" : "-int")) return true;
-  if (type != "-bool" && type != "-int" && type != "-string") {
-    return Refuse(problem, DescribeUnknownWord(type, "type", kTypes));
-  }
-  return Refuse(problem, std::string(setting.key) +
-                             (isBoolean ? " is a boolean: use -bool" : " is a number: use -int"));
+  if (type == kTypes[isBoolean ? 0 : 1]) return;
+  // Throws if the type is unknown.
+  if (type != "-string") IndexOf(type, "type", std::span(kTypes).first(2));
+  throw UsageError(std::string(setting.key) +
+                   (isBoolean ? " is a boolean: use -bool" : " is a number: use -int"));
 }
 
-// `operands` are KEY [TYPE] VALUE.
-bool ParseWrite(const Words& operands, Options* options, std::string* problem) {
-  const Setting* setting = FindSetting(operands[0], problem);
-  if (setting == nullptr) return false;
-  if (operands.size() == 3 && !CheckType(operands[1], *setting, problem)) return false;
-  const std::string& text = operands.back();
-  const bool isBoolean = setting->type == SettingType::kBoolean;
-  const std::optional<CFPropertyList> value = isBoolean ? ParseBoolean(text) : ParseNumber(text);
-  if (!value) {
-    return Refuse(problem, Shown(text) + ": invalid value for " + std::string(setting->key) +
-                               (isBoolean ? ": expected true, yes, 1, false, no or 0"
-                                          : ": expected a whole number from -32768 to 32767"));
-  }
-  *options = WriteDefaultOptions{std::string(setting->key), *value};
-  return true;
-}
-
-struct DefaultsAction {
-  std::string_view name;
-  size_t minOperands;
-  size_t maxOperands;
-};
-
-constexpr std::array<DefaultsAction, 3> kDefaultsActions = {{
-    {"read", 0, 1},
-    {"write", 2, 3},
-    {"delete", 1, 1},
-}};
-constexpr std::array<std::string_view, 3> kDefaultsActionNames = {"read", "write", "delete"};
-
-bool IsType(const std::string& operand) {
-  return operand == "-bool" || operand == "-int" || operand == "-string";
-}
-
-bool CheckOperandCount(const DefaultsAction& action, const Words& operands, std::string* problem) {
-  const bool endsWithType =
-      action.name == "write" && operands.size() == 2 && IsType(operands.back());
-  if (operands.size() < action.minOperands || endsWithType) {
-    return Refuse(problem,
-                  WithHelpHint(operands.empty() ? "missing KEY" : "missing VALUE", kDefaultsSpec));
-  }
-  if (operands.size() <= action.maxOperands) return true;
-  return Refuse(problem, DescribeUnexpected(operands[action.maxOperands], kDefaultsSpec));
-}
-
-bool ParseDefaults(const ParsedArguments& parsed, Options* options, std::string* problem) {
-  if (parsed.operands.empty()) {
-    return Refuse(problem, "missing action: expected " + ListOf(kDefaultsActionNames));
-  }
-  const std::string& name = parsed.operands.front();
-  const auto* action = std::ranges::find(kDefaultsActions, name, &DefaultsAction::name);
-  if (action == kDefaultsActions.end()) {
-    return Refuse(problem, DescribeUnknownWord(name, "action", kDefaultsActionNames));
-  }
+Options ParseDefaults(const ParsedArguments& parsed) {
+  constexpr std::array<std::string_view, 3> kActions = {"read", "write", "delete"};
+  const std::string_view action = kActions[ActionIndex(parsed.operands, kActions)];
   const Words operands(parsed.operands.begin() + 1, parsed.operands.end());
-  if (!CheckOperandCount(*action, operands, problem)) return false;
-  if (action->name == "write") return ParseWrite(operands, options, problem);
-  const std::string key = operands.empty() ? std::string() : operands.front();
-  if (!operands.empty() && FindSetting(key, problem) == nullptr) return false;
-  if (action->name == "delete") {
-    *options = DeleteDefaultOptions{key};
-  } else {
-    *options = ReadDefaultsOptions{key};
+  const bool isWrite = action == "write";
+  if (operands.empty() && action == "read") return ReadDefaultsOptions();
+  if (operands.empty()) throw UsageError(WithHelpHint("missing KEY", kDefaultsSpec));
+  const bool endsWithType = operands.size() == 2 && std::ranges::count(kTypes, operands[1]) != 0;
+  if (isWrite && (operands.size() == 1 || endsWithType)) {
+    throw UsageError(WithHelpHint("missing VALUE", kDefaultsSpec));
   }
-  return true;
+  CheckOperandCount(operands, isWrite ? 3 : 1, kDefaultsSpec);
+  const Setting& setting = FindSetting(operands[0]);
+  if (action == "read") return ReadDefaultsOptions{operands[0]};
+  if (action == "delete") return DeleteDefaultOptions{operands[0]};
+  if (operands.size() == 3) CheckType(operands[1], setting);
+  return WriteDefaultOptions{operands[0], ParseValue(operands.back(), setting)};
 }
 
 // ---- integrate, info ----
 
-bool ParseIntegrate(const ParsedArguments& parsed, Options* options, std::string* problem) {
+Options ParseIntegrate(const ParsedArguments& parsed) {
   // In the order of IntegrateAction.
   constexpr std::array<std::string_view, 3> kActions = {"install", "remove", "status"};
-  const Words& operands = parsed.operands;
-  if (operands.empty()) return Refuse(problem, "missing action: expected " + ListOf(kActions));
-  const auto* action = std::ranges::find(kActions, operands[0]);
-  if (action == kActions.end()) {
-    return Refuse(problem, DescribeUnknownWord(operands[0], "action", kActions));
-  }
-  if (operands.size() > 1) return Refuse(problem, DescribeUnexpected(operands[1], kIntegrateSpec));
-  *options = IntegrateOptions{static_cast<IntegrateAction>(action - kActions.begin())};
-  return true;
+  const auto action = static_cast<IntegrateAction>(ActionIndex(parsed.operands, kActions));
+  CheckOperandCount(parsed.operands, 1, kIntegrateSpec);
+  return IntegrateOptions{action};
 }
 
-bool ParseInfo(const ParsedArguments& parsed, Options* options, std::string* problem) {
-  if (parsed.operands.empty()) return Refuse(problem, WithHelpHint("missing FILE", kInfoSpec));
-  *options = InfoOptions{parsed.operands, parsed.options.contains("--json")};
-  return true;
+Options ParseInfo(const ParsedArguments& parsed) {
+  if (parsed.operands.empty()) throw UsageError(WithHelpHint("missing FILE", kInfoSpec));
+  return InfoOptions{parsed.operands, parsed.options.contains("--json")};
 }
 
-// ---- All ----
+// ---- tessary-cli ----
 
 struct Command {
-  std::string_view name;
   const CommandSpec& spec;
-  bool (*parse)(const ParsedArguments& parsed, Options* options, std::string* problem);
+  Options (*parse)(const ParsedArguments& parsed);
 };
 
-const std::array<Command, 4> kCommands = {{
-    {"aggregate", kAggregateSpec, ParseAggregate},
-    {"defaults", kDefaultsSpec, ParseDefaults},
-    {"info", kInfoSpec, ParseInfo},
-    {"integrate", kIntegrateSpec, ParseIntegrate},
-}};
+constexpr std::array<std::string_view, 4> kCommandNames = {"aggregate", "defaults", "info",
+                                                           "integrate"};
+// In the order of kCommandNames.
+constexpr std::array<Command, 4> kCommands = {{{kAggregateSpec, ParseAggregate},
+                                               {kDefaultsSpec, ParseDefaults},
+                                               {kInfoSpec, ParseInfo},
+                                               {kIntegrateSpec, ParseIntegrate}}};
 
 // The program's own options, which stand alone.
-bool ParseProgram(const Words& arguments, Options* options, std::string* problem) {
-  ParsedArguments parsed;
-  if (!ParseArguments(kProgramSpec, arguments, &parsed, problem)) return false;
-  const bool isVersionWanted = parsed.options.contains("--version");
-  if (!parsed.isHelpWanted && !isVersionWanted) {
-    return Refuse(problem, WithHelpHint("missing command", kProgramSpec));
+Options ParseProgram(const Words& arguments) {
+  const ParsedArguments parsed = SplitArguments(kProgramSpec, arguments);
+  if (!parsed.isHelpWanted && !parsed.options.contains("--version")) {
+    throw UsageError(WithHelpHint("missing command", kProgramSpec));
   }
   if (!parsed.operands.empty()) {
-    return Refuse(problem, parsed.isHelpWanted ? "--help takes no arguments"
-                                               : "--version takes no arguments");
+    const std::string option = parsed.isHelpWanted ? "--help" : "--version";
+    throw UsageError(option + " takes no arguments");
   }
-  *options = TextOptions{parsed.isHelpWanted ? HelpText(kProgramSpec) : VersionText(kProgramSpec)};
-  return true;
+  return TextOptions{parsed.isHelpWanted ? HelpText(kProgramSpec) : VersionText(kProgramSpec)};
+}
+
+Options ParseCommand(const Words& arguments) {
+  const Command& command = kCommands[IndexOf(arguments[0], "command", kCommandNames)];
+  const Words rest(arguments.begin() + 1, arguments.end());
+  const ParsedArguments parsed = SplitArguments(command.spec, rest);
+  if (parsed.isHelpWanted) return TextOptions{HelpText(command.spec)};
+  return command.parse(parsed);
+}
+
+// ---- tessary ----
+
+// The options of QApplication and of its X11 plugin, which take one dash or two.
+constexpr std::array<std::string_view, 16> kQtOptionsWithValue = {
+    "display",         "geometry",           "icon",          "name",
+    "platform",        "platformpluginpath", "platformtheme", "plugin",
+    "qwindowgeometry", "qwindowicon",        "qwindowtitle",  "session",
+    "style",           "stylesheet",         "title",         "visual"};
+// Options without a value, and with "=" those that take one in the same argument.
+constexpr std::array<std::string_view, 10> kQtFlags = {
+    "dograb",  "nograb", "qdebug",      "qdevel",      "qmljsdebugger=",
+    "reverse", "style=", "stylesheet=", "testability", "widgetcount"};
+
+// Appends what Qt interprets to `*qtOptions`, as far as the "--" that ends options. Returns the
+// other arguments.
+Words TakeQtOptions(const Words& arguments, Words* qtOptions) {
+  Words rest;
+  auto at = arguments.begin();
+  for (; at != arguments.end() && *at != "--"; ++at) {
+    size_t dashes = at->starts_with('-') ? 1 : 0;
+    if (at->starts_with("--")) dashes = 2;
+    const size_t equals = at->find('=');
+    const size_t nameEnd = equals == std::string::npos ? at->size() : equals + 1;
+    const std::string_view name = std::string_view(*at).substr(dashes, nameEnd - dashes);
+    const bool hasValue = dashes > 0 && std::ranges::count(kQtOptionsWithValue, name) != 0;
+    const bool isQtOption = hasValue || (dashes > 0 && std::ranges::count(kQtFlags, name) != 0);
+    (isQtOption ? qtOptions : &rest)->push_back(*at);
+    if (!hasValue) continue;
+    if (at + 1 == arguments.end()) {
+      throw UsageError(WithHelpHint("option " + *at + " requires a value", kDesktopSpec));
+    }
+    qtOptions->push_back(*++at);
+  }
+  rest.insert(rest.end(), at, arguments.end());
+  return rest;
 }
 
 }  // namespace
 
 bool ParseOptions(const std::vector<std::string>& arguments, Options* options,
-                  std::string* problem) {
-  if (arguments.empty() || arguments[0].starts_with('-')) {
-    return ParseProgram(arguments, options, problem);
-  }
-  const auto* command = std::ranges::find(kCommands, arguments[0], &Command::name);
-  if (command == kCommands.end()) {
-    std::array<std::string_view, kCommands.size()> names;
-    std::ranges::transform(kCommands, names.begin(), &Command::name);
-    return Refuse(problem, DescribeUnknownWord(arguments[0], "command", names));
-  }
-  ParsedArguments parsed;
-  const Words rest(arguments.begin() + 1, arguments.end());
-  if (!ParseArguments(command->spec, rest, &parsed, problem)) return false;
-  if (!parsed.isHelpWanted) return command->parse(parsed, options, problem);
-  *options = TextOptions{HelpText(command->spec)};
+                  std::string* problem) try {
+  const bool isCommand = !arguments.empty() && !arguments[0].starts_with('-');
+  *options = isCommand ? ParseCommand(arguments) : ParseProgram(arguments);
   return true;
+} catch (const UsageError& error) {
+  *problem = error.what();
+  return false;
+}
+
+bool ParseDesktopOptions(const std::vector<std::string>& arguments, DesktopOptions* options,
+                         std::string* problem) try {
+  DesktopOptions result;
+  const Words own = TakeQtOptions(arguments, &result.qtOptions);
+  ParsedArguments parsed = SplitArguments(kDesktopSpec, own);
+  if (parsed.options.contains("--version")) result.text = VersionText(kDesktopSpec);
+  if (parsed.isHelpWanted) result.text = HelpText(kDesktopSpec);
+  result.isAggregate = parsed.options.contains("--aggregate");
+  if (result.isAggregate && result.text.empty() && parsed.operands.empty()) {
+    throw UsageError(WithHelpHint("missing FOLDER", kDesktopSpec));
+  }
+  result.folders = std::move(parsed.operands);
+  *options = std::move(result);
+  return true;
+} catch (const UsageError& error) {
+  *problem = error.what();
+  return false;
 }
 
 }  // namespace tessary

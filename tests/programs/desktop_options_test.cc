@@ -1,9 +1,8 @@
-#include "programs/cli/desktop_options.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "programs/cli/command_specs.h"
+#include "programs/cli/options.h"
 
 namespace tessary::test {
 namespace {
