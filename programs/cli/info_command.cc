@@ -1,29 +1,212 @@
 #include "programs/cli/info_command.h"
 
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
+#include "engine/classification.h"
+#include "engine/items.h"
+#include "engine/keys.h"
 #include "platform/managers/autorelease_pool.h"
-#include "platform/managers/file_manager.h"
+#include "platform/managers/item_details.h"
+#include "platform/managers/log.h"
+#include "platform/managers/text.h"
+#include "platform/managers/urls.h"
+#include "platform/managers/utf16.h"
 #include "programs/cli/engine_setup.h"
-#include "programs/cli/item_report.h"
-#include "programs/cli/json_text.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/named_paths.h"
 
 namespace tessary {
 namespace {
 
-Status ReadItemReport(const std::string& named, ItemReport* report) {
-  std::string path;
-  Status status = ResolveItemPath(named, &path);
-  FSRef item;
-  if (status == noErr) status = FSPathMakeRef(path.c_str(), &item);
-  return status == noErr ? MakeItemReport(item, path, report) : status;
+using Text = std::optional<std::string>;
+
+// What a run sees of one item.
+struct ItemReport {
+  std::string path;  // absolute
+  // "file", "folder", "package", "application", "link" or "special file".
+  std::string kind;
+  std::string whyNotFiled;  // "folder" or "hidden"; empty for an item that a run files
+  // The keys in the order of AggregationKind. A date has the keys of the year folder and the day
+  // folder with "/" between them.
+  std::array<Text, kKindNames.size()> keys;
+  ItemDetails details;
+};
+
+Text Utf8(const std::optional<std::u16string>& text) {
+  return text ? Text(Utf8FromUtf16(*text)) : std::nullopt;
 }
 
-std::string JsonOfProblem(const std::string& named, Status status) {
-  return R"({"path": )" + JsonString(named) + R"(, "error": )" +
-         JsonString(DescribeStatus(status)) + "}";
+Text DateKey(const FSRef& item, DateAttribute attribute) {
+  const Text year = Utf8(CopyYearKey(item, attribute));
+  const Text day = Utf8(CopyDayKey(item, attribute));
+  return year && day ? Text(*year + "/" + *day) : std::nullopt;
+}
+
+std::string DescribeKind(const FSRef& item, ItemKind kind) {
+  if (kind == ItemKind::kLink) return "link";
+  if (kind == ItemKind::kSpecial) return "special file";
+  if (IsApplicationItem(item)) return "application";
+  if (kind == ItemKind::kFile) return "file";
+  return IsPlainFolder(item) ? "folder" : "package";
+}
+
+// Returns noErr, or the status of ResolveItemPath, FSPathMakeRef or CopyItemDetails; then only a
+// part of `*report` is written.
+Status ReadItem(const std::string& named, ItemReport* report) {
+  FSRef item;
+  Status status = ResolveItemPath(named, &report->path);
+  if (status == noErr) status = FSPathMakeRef(report->path.c_str(), &item);
+  if (status == noErr) status = CopyItemDetails(item, &report->details);
+  if (status != noErr) return status;
+  report->kind = DescribeKind(item, report->details.kind);
+  if (report->kind == "folder") {
+    report->whyNotFiled = "folder";
+  } else if (IsHiddenItem(item)) {
+    report->whyNotFiled = "hidden";
+  }
+  const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
+  report->keys = {url ? Utf8(CFURLCopyPathExtension(*url)) : std::nullopt,
+                  Utf8(CopyFileTypeKey(item)), Utf8(CopyMimeTypeKey(url)),
+                  DateKey(item, DateAttribute::NSFileModificationDate),
+                  DateKey(item, DateAttribute::NSFileCreationDate)};
+  return noErr;
+}
+
+// The bytes of a four-character code in text order, without trailing zeros.
+std::string TextOfCode(uint32_t code) {
+  std::string text;
+  for (const unsigned shift : {24U, 16U, 8U, 0U}) text += static_cast<char>(code >> shift & 0xFFU);
+  return text.substr(0, text.find_last_not_of('\0') + 1);
+}
+
+std::string FourHexDigits(unsigned number) {
+  std::array<char, 12> digits = {};
+  (void)std::snprintf(digits.data(), digits.size(), "%04x", number);
+  return digits.data();
+}
+
+Text InstantText(const std::optional<Timestamp>& instant) {
+  const std::string text = instant ? FormatTimestamp(*instant) : std::string();
+  return text.empty() ? std::nullopt : Text(text);
+}
+
+// ---- Text ----
+
+// One line of a report; " (ORIGIN)" follows a value that has one.
+std::string Line(std::string_view label, const Text& value, const std::string& origin = {}) {
+  std::string line = "  " + std::string(label) + ": ";
+  line += value ? EscapeControlCharacters(*value) : "none";
+  if (value && !origin.empty()) line += " (" + EscapeControlCharacters(origin) + ")";
+  return line + "\n";
+}
+
+Text QuotedCode(uint32_t code) { return code == 0 ? std::nullopt : Text(Quoted(TextOfCode(code))); }
+
+Text DescribeFlags(const ItemDetails& details) {
+  if (details.finderInfoOrigin.empty()) return std::nullopt;
+  const unsigned flags = details.finderInfo.finderFlags;
+  std::string text = "0x" + FourHexDigits(flags);
+  if ((flags & kIsInvisible) != 0) text += " invisible";
+  if ((flags & kHasBundle) != 0) text += " bundle";
+  return text;
+}
+
+// Lines, each with a newline; the first is the path, the others are indented.
+std::string TextOfReport(const ItemReport& report) {
+  const ItemDetails& details = report.details;
+  const Text comment = Utf8(details.comment);
+  std::string text = EscapeControlCharacters(report.path) + "\n" + Line("item", report.kind);
+  text += Line("filed", report.whyNotFiled.empty() ? "yes" : "no (" + report.whyNotFiled + ")");
+  constexpr std::array<std::string_view, kKindNames.size()> kLabels = {
+      "by extension", "by file type", "by MIME type", "by modification date", "by creation date"};
+  for (size_t i = 0; i < kLabels.size(); ++i) text += Line(kLabels[i], report.keys[i]);
+  text += Line("type", QuotedCode(details.finderInfo.fileType), details.finderInfoOrigin);
+  text += Line("creator", QuotedCode(details.finderInfo.fileCreator), details.finderInfoOrigin);
+  text += Line("flags", DescribeFlags(details), details.finderInfoOrigin);
+  text += Line("comment", comment ? Text(Quoted(*comment)) : std::nullopt, details.commentOrigin);
+  text += Line("modified", InstantText(details.modificationDate));
+  return text + Line("created", InstantText(details.creationDate), details.creationDateOrigin);
+}
+
+// ---- JSON ----
+
+// UTF-16 is examined, because lone surrogates need an escape and surrogate pairs do not.
+bool NeedsEscape(std::u16string_view text, size_t at) {
+  const char16_t unit = text[at];
+  if (unit < 0x20 || unit == 0x7F) return true;
+  if (IsHighSurrogate(unit)) return at + 1 == text.size() || !IsLowSurrogate(text[at + 1]);
+  return IsLowSurrogate(unit) && (at == 0 || !IsHighSurrogate(text[at - 1]));
+}
+
+// The bytes as a JSON string with its quotes. Bytes that are not UTF-8 are written as the lone
+// surrogates \udc80 to \udcff, which several languages turn back into them.
+std::string JsonString(std::string_view bytes) {
+  const std::u16string text = Utf16FromUtf8(bytes);
+  std::string json = "\"";
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == u'"' || text[i] == u'\\') {
+      json += {'\\', static_cast<char>(text[i])};
+    } else if (NeedsEscape(text, i)) {
+      json += "\\u" + FourHexDigits(text[i]);
+    } else {
+      const size_t units = IsHighSurrogate(text[i]) ? 2 : 1;
+      json += Utf8FromUtf16(std::u16string_view(text).substr(i, units));
+      i += units - 1;
+    }
+  }
+  return json += '"';
+}
+
+std::string JsonText(const Text& text) { return text ? JsonString(*text) : "null"; }
+
+// The names of an object's members, and their values as JSON.
+using JsonMembers = std::vector<std::pair<std::string_view, std::string>>;
+
+std::string JsonObject(const JsonMembers& members) {
+  std::string json;
+  for (const auto& [name, value] : members) {
+    json += (json.empty() ? "{" : ", ") + JsonString(name) + ": " + value;
+  }
+  return json + "}";
+}
+
+std::string JsonFinderInfo(const ItemDetails& details) {
+  if (details.finderInfoOrigin.empty()) return "null";
+  const FileInfo& info = details.finderInfo;
+  return JsonObject({{"type", JsonString(TextOfCode(info.fileType))},
+                     {"creator", JsonString(TextOfCode(info.fileCreator))},
+                     {"flags", std::to_string(info.finderFlags)},
+                     {"from", JsonString(details.finderInfoOrigin)}});
+}
+
+std::string JsonFrom(std::string_view name, const Text& value, const std::string& origin) {
+  if (!value) return "null";
+  return JsonObject({{name, JsonString(*value)}, {"from", JsonString(origin)}});
+}
+
+// One object, without a newline.
+std::string JsonOfReport(const ItemReport& report) {
+  const ItemDetails& details = report.details;
+  const Text created = InstantText(details.creationDate);
+  JsonMembers keys;
+  for (size_t i = 0; i < kKindNames.size(); ++i) {
+    keys.emplace_back(kKindNames[i], JsonText(report.keys[i]));
+  }
+  return JsonObject({{"path", JsonString(report.path)},
+                     {"item", JsonString(report.kind)},
+                     {"filed", report.whyNotFiled.empty() ? "true" : "false"},
+                     {"keys", JsonObject(keys)},
+                     {"finder-info", JsonFinderInfo(details)},
+                     {"comment", JsonFrom("text", Utf8(details.comment), details.commentOrigin)},
+                     {"modification-date", JsonText(InstantText(details.modificationDate))},
+                     {"creation-date", JsonFrom("date", created, details.creationDateOrigin)}});
 }
 
 }  // namespace
@@ -35,15 +218,14 @@ ExitStatus PrintInfo(const InfoOptions& options) {
   const NSAutoreleasePool pool;
   for (const std::string& named : options.files) {
     ItemReport report;
-    const Status status = ReadItemReport(named, &report);
-    if (status != noErr) {
-      PrintProblem(Shown(named) + ": cannot read: " + DescribeStatus(status));
-    } else {
-      ++reported;
-    }
+    const Status status = ReadItem(named, &report);
+    if (status == noErr) ++reported;
+    if (status != noErr) PrintProblem(Shown(named) + ": cannot read: " + DescribeStatus(status));
     if (options.isJson) {
       text += text.empty() ? "[\n" : ",\n";
-      text += status == noErr ? JsonOfReport(report) : JsonOfProblem(named, status);
+      text += status == noErr ? JsonOfReport(report)
+                              : JsonObject({{"path", JsonString(named)},
+                                            {"error", JsonString(DescribeStatus(status))}});
     } else if (status == noErr) {
       text += TextOfReport(report);
     }
