@@ -51,24 +51,16 @@ void PrintWarnings() {
   for (const std::string& problem : DescribeBadMappingLines()) PrintProblem(problem);
 }
 
-std::string DescribeMissingResources(const std::string& source) {
-  return source +
-         ": the application has no readable resources folder; use --whole-application to sort all "
-         "of it";
-}
-
-bool IsUnlogged(ItemOutcome outcome) {
-  return outcome == ItemOutcome::kFailedUnlogged ||
-         outcome == ItemOutcome::kFailedUnloggedInYearFolder;
-}
-
 void Observe(Run* run, const std::string& path, ItemOutcome outcome) try {
   run->totals.Count(path, outcome);
   if (outcome == ItemOutcome::kFolderNotListed) {
     run->unlistedFolders.insert(path);
     return;
   }
-  if (IsUnlogged(outcome)) run->unloggedItems.insert(path);
+  if (outcome == ItemOutcome::kFailedUnlogged ||
+      outcome == ItemOutcome::kFailedUnloggedInYearFolder) {
+    run->unloggedItems.insert(path);
+  }
   // An item that stayed in its year folder may be filed when the run visits the folder again.
   if (outcome == ItemOutcome::kFiled) run->unloggedItems.erase(path);
   run->progress->CountItem();
@@ -137,7 +129,9 @@ ExitStatus Aggregate(const AggregateOptions& options) {
   PrepareEngine();
   Run run;
   // Stays if ResolveRunSource starts no run, which it does not report.
-  run.problem = DescribeMissingResources(options.source);
+  run.problem = options.source +
+                ": the application has no readable resources folder; use --whole-application to "
+                "sort all of it";
   const ScopedHooks hooks({
       .showProgressText = [&run](const std::string& text, int) { run.progress->ShowText(text); },
       .runAggregation = std::bind_front(FileSource, std::cref(options), &run),

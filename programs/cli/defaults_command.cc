@@ -8,7 +8,7 @@
 
 #include "platform/managers/log.h"
 #include "programs/cli/messages.h"
-#include "settings/preferences.h"
+#include "programs/cli/settings_report.h"
 
 namespace tessary {
 namespace {
@@ -24,25 +24,18 @@ constexpr std::array<std::string_view, kSettings.size()> kDefaults = {
     "comments are not copied",
 };
 
-struct ValueText {
-  std::string operator()(bool value) const { return value ? "true" : "false"; }
-  std::string operator()(int64_t value) const { return std::to_string(value); }
-  std::string operator()(const std::string& value) const {
-    return Quoted(EscapeControlCharacters(value));
-  }
-  std::string operator()(const UnsupportedPreferenceValue&) const { return {}; }
-};
-
 // The value as it is stored, followed by what is expected if it has the wrong type.
 std::string TextOfValue(const Setting& setting, const CFPropertyList& value) {
-  std::string text = std::visit(ValueText(), value);
+  std::string text;
+  if (const auto* flag = std::get_if<bool>(&value)) text = *flag ? "true" : "false";
+  if (const auto* number = std::get_if<int64_t>(&value)) text = std::to_string(*number);
+  if (const auto* string = std::get_if<std::string>(&value)) {
+    text = Quoted(EscapeControlCharacters(*string));
+  }
+  if (HasType(value, setting.type)) return text;
   const bool isBoolean = setting.type == SettingType::kBoolean;
-  const bool isValid =
-      isBoolean ? std::holds_alternative<bool>(value) : std::holds_alternative<int64_t>(value);
-  if (isValid) return text;
-  if (!text.empty()) text += " ";
-  return text +
-         (isBoolean ? "(invalid: expected true or false)" : "(invalid: expected a whole number)");
+  return text + (text.empty() ? "" : " ") + "(invalid: expected " +
+         (isBoolean ? "true or false)" : "a whole number)");
 }
 
 // Writes pending changes and reads the file. Returns false, with a line on standard error, if that

@@ -1,5 +1,7 @@
 #include "programs/cli/named_paths.h"
 
+#include <utility>
+
 #include "platform/file_system.h"
 #include "platform/managers/text.h"
 #include "programs/cli/messages.h"
@@ -7,13 +9,9 @@
 namespace tessary {
 namespace {
 
-struct ParentAndName {
-  std::string parent;
-  std::string name;
-};
-
-// "a/b//" is the name b in a/, and "b" is the name b in the working folder.
-ParentAndName SplitNamedPath(std::string path) {
+// The parent and the name: "a/b//" is the name b in a/, and "b" is the name b in the working
+// folder.
+std::pair<std::string, std::string> SplitNamedPath(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
   const size_t slash = path.rfind('/');
   if (slash == std::string::npos) return {".", path};
@@ -49,43 +47,39 @@ Status OpenNamedObject(const std::string& named, FSRef* ref) {
 
 Status OpenNamedFolder(const std::string& named, FSRef* ref) {
   FSRef found;
-  Status status = OpenNamedObject(named, &found);
   uint8_t isFolder = 0;
+  Status status = OpenNamedObject(named, &found);
   if (status == noErr) status = GetNodeIdAndKind(found, nullptr, &isFolder);
-  if (status != noErr) return status;
-  if (isFolder == 0) return errFSNotAFolder;
-  *ref = found;
-  return noErr;
+  if (status == noErr && isFolder == 0) status = errFSNotAFolder;
+  if (status == noErr) *ref = found;
+  return status;
 }
 
 bool CreateDestination(const std::string& named, FSRef* destination, std::string* problem) {
-  const ParentAndName place = SplitNamedPath(named);
+  const auto [place, name] = SplitNamedPath(named);
   const std::string failure = named + ": cannot create the folder";
   FSRef parent;
-  Status status = OpenNamedObject(place.parent, &parent);
+  Status status = OpenNamedObject(place, &parent);
   if (status != noErr) {
-    *problem = failure + " in " + place.parent + ": " + DescribePathStatus(place.parent, status);
+    *problem = failure + " in " + place + ": " + DescribePathStatus(place, status);
     return false;
   }
   // The name is passed as it was typed: a ":" in a catalog name stays ":" on disk.
   FSRef created;
-  status = FSCreateDirectoryUnicode(parent, Utf16FromUtf8(place.name), &created);
-  if (status == noErr) {
-    *destination = created;
-    return true;
-  }
+  status = FSCreateDirectoryUnicode(parent, Utf16FromUtf8(name), &created);
+  std::string reason = DescribeStatus(status);
   // The name exists by now, although it did not lead to an object before: either another program
   // has just created the folder, or it is a link to a missing object.
   if (status == dupFNErr) {
-    status = OpenNamedFolder(named, destination);
-    if (status == noErr) return true;
-    if (status == fnfErr) {
-      *problem = failure + ": it is a dangling symbolic link";
-      return false;
-    }
+    status = OpenNamedFolder(named, &created);
+    reason = status == fnfErr ? "it is a dangling symbolic link" : DescribeStatus(status);
   }
-  *problem = failure + ": " + DescribeStatus(status);
-  return false;
+  if (status != noErr) {
+    *problem = failure + ": " + reason;
+    return false;
+  }
+  *destination = created;
+  return true;
 }
 
 }  // namespace

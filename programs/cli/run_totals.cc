@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <ranges>
 
 namespace tessary {
 namespace {
@@ -16,10 +17,7 @@ std::string DecimalText(double number) {
 }
 
 uint64_t CountWithFailure(const std::unordered_map<std::string, bool>& items, bool hasFailed) {
-  const auto count = std::count_if(items.begin(), items.end(), [hasFailed](const auto& item) {
-    return item.second == hasFailed;
-  });
-  return static_cast<uint64_t>(count);
+  return static_cast<uint64_t>(std::ranges::count(std::views::values(items), hasFailed));
 }
 
 }  // namespace

@@ -2,25 +2,11 @@
 
 #include <variant>
 
-#include "platform/managers/preferences_store.h"
-#include "settings/preferences.h"
-
 namespace tessary {
-namespace {
-
 bool HasType(const CFPropertyList& value, SettingType type) {
   return type == SettingType::kBoolean ? std::holds_alternative<bool>(value)
                                        : std::holds_alternative<int64_t>(value);
 }
-
-std::string DescribeMistypedValue(const std::string& key, SettingType type) {
-  const bool isBoolean = type == SettingType::kBoolean;
-  return PreferencesFilePath() + ": " + key +
-         (isBoolean ? " is neither true nor false" : " is not a whole number") +
-         "; using its default";
-}
-
-}  // namespace
 
 std::vector<std::string> DescribeSettingProblems() {
   std::vector<std::string> problems;
@@ -32,7 +18,10 @@ std::vector<std::string> DescribeSettingProblems() {
     const std::string key(setting.key);
     const std::optional<CFPropertyList> value = CFPreferencesCopyAppValue(key);
     if (!value || HasType(*value, setting.type)) continue;
-    problems.push_back(DescribeMistypedValue(key, setting.type));
+    const bool isBoolean = setting.type == SettingType::kBoolean;
+    problems.push_back(PreferencesFilePath() + ": " + key +
+                       (isBoolean ? " is neither true nor false" : " is not a whole number") +
+                       "; using its default");
   }
   return problems;
 }

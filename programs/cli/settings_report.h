@@ -4,7 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "platform/managers/preferences_store.h"
+#include "settings/preferences.h"
+
 namespace tessary {
+
+// True for a stored value of that type. The accessors use the default in place of any other.
+bool HasType(const CFPropertyList& value, SettingType type);
 
 // The problems of the settings in force, one line each: a preferences file that cannot be read, and
 // stored values of the wrong type. Empty if there are none. Synchronises with the store first.
