@@ -20,26 +20,22 @@ std::optional<std::string> CopyResourcePath(const FSRef& application) {
   return bundle->ResourcePath();
 }
 
-}  // namespace
-
-bool FindRunSource(const FSRef& source, FSRef* runSource) {
-  if (runSource == nullptr) return false;
-  if (!GetAggregateAppResourcesOnly() || !IsApplicationItem(source)) {
-    *runSource = source;
-    return true;
-  }
+// The folder that a run on `source` works on, or none for an application without resources folder.
+std::optional<FSRef> FindRunSource(const FSRef& source) {
+  if (!GetAggregateAppResourcesOnly() || !IsApplicationItem(source)) return source;
   const std::optional<std::string> resourcePath = CopyResourcePath(source);
   FSRef resources;
-  if (!resourcePath || !GetFSRef(*resourcePath, &resources)) return false;
-  *runSource = resources;
-  return true;
+  if (!resourcePath || !GetFSRef(*resourcePath, &resources)) return std::nullopt;
+  return resources;
 }
 
+}  // namespace
+
 void ResolveRunSource(const FSRef& source) {
-  FSRef runSource;
-  if (!FindRunSource(source, &runSource)) return;
+  const std::optional<FSRef> runSource = FindRunSource(source);
+  if (!runSource) return;
   const auto& runAggregation = GetEngineHooks().runAggregation;
-  if (runAggregation) runAggregation(runSource);
+  if (runAggregation) runAggregation(*runSource);
 }
 
 }  // namespace tessary

@@ -15,8 +15,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 class ResolveRunSourceTest : public EngineFixture {};
-using FindRunSourceTest = ResolveRunSourceTest;
-
 TEST_F(ResolveRunSourceTest, UsesResourcesOfApplication) {
   WriteFile(InSource("Tool.app/Contents/Resources/a.txt"));
   ResolveRunSource(RefAt(InSource("Tool.app")));
@@ -86,22 +84,6 @@ TEST_F(ResolveRunSourceTest, IgnoresSingleFileApplication) {
   ResolveRunSource(RefAt(InSource("Program")));
   EXPECT_THAT(sources_, IsEmpty());
   EXPECT_THAT(Messages(), IsEmpty());
-}
-
-TEST_F(FindRunSourceTest, StartsNoRun) {
-  MakeFolder(InSource("Tool.app/Contents/Resources"));
-  MakeFolder(InSource("Empty.app"));
-  const FSRef empty = RefAt(InSource("Empty.app"));
-  FSRef found;
-  EXPECT_TRUE(FindRunSource(RefAt(InSource("Tool.app")), &found));
-  EXPECT_EQ(noErr, FSCompareFSRefs(found, RefAt(InSource("Tool.app/Contents/Resources"))));
-  EXPECT_FALSE(FindRunSource(empty, &found));
-  EXPECT_EQ(noErr, FSCompareFSRefs(found, RefAt(InSource("Tool.app/Contents/Resources"))));
-  EXPECT_FALSE(FindRunSource(empty, nullptr));
-  WritePreferencesInChild("AggregateAppResourcesOnly = true\n");
-  EXPECT_TRUE(FindRunSource(empty, &found));
-  EXPECT_EQ(noErr, FSCompareFSRefs(found, empty));
-  EXPECT_THAT(sources_, IsEmpty());
 }
 
 TEST_F(ResolveRunSourceTest, PassesOnMissingSource) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 #include <bit>
 #include <cstdint>
@@ -26,8 +25,6 @@ struct Identity {
   uint64_t inode = 0;
   uint64_t birth = 0;   // nanoseconds since 1970, modulo 2^64; 0 if unknown
   uint32_t device = 0;  // 12 bits of major and 20 of minor number, as in the kernel
-
-  dev_t GetDevice() const { return makedev(device >> 20, device & ((1U << 20) - 1)); }
 
   // The identity in a statx result that was asked for with kIdentityMask.
   static Identity Of(const struct statx& info);

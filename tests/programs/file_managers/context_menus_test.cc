@@ -314,8 +314,8 @@ TEST_F(ContextMenus, AcceptPcmanfmQt) {
 TEST_F(ContextMenus, AcceptThunar) {
   const Texts paths = MakeOddFolders();
   std::string actions;
-  std::string problem;
-  ASSERT_TRUE(AddThunarAction(EmptyThunarActions(), &actions, &problem)) << problem;
+  DocumentProblem problem;
+  ASSERT_TRUE(AddThunarAction(EmptyThunarActions(), &actions, &problem)) << problem.reason;
   const size_t begin = actions.find("<command>") + std::string("<command>").size();
   std::string line = actions.substr(begin, actions.find("</command>") - begin);
   std::string list;
