@@ -31,7 +31,7 @@
 //   sidecar      nanoseconds: seven fields each, decimal, negative seconds modulo 2^64
 //   end
 //
-// An entry that is not complete is one whose owner crashed while writing it, before any change.
+// If an entry is not complete, its owner crashed while writing it, before the steps that follow it.
 //
 //   operation                  entry in         other folder  steps after the entry is written
 //   M  move                    folder left      target        sidecar renamed, [T written,] item
