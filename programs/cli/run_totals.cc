@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <ranges>
 
 namespace tessary {
 namespace {
@@ -17,7 +16,8 @@ std::string DecimalText(double number) {
 }
 
 uint64_t CountWithFailure(const std::unordered_map<std::string, bool>& items, bool hasFailed) {
-  return static_cast<uint64_t>(std::ranges::count(std::views::values(items), hasFailed));
+  const auto isCounted = [hasFailed](const auto& item) { return item.second == hasFailed; };
+  return static_cast<uint64_t>(std::count_if(items.begin(), items.end(), isCounted));
 }
 
 }  // namespace
