@@ -23,8 +23,8 @@ class Control {
  public:
   virtual ~Control() = default;
 
-  // Sets the text that the control shows, UTF-8. It appears on the screen at the next Draw, or in
-  // the next iteration of the event loop.
+  // Sets the text that the control shows, UTF-8. It appears on the screen at the next Draw or pump,
+  // at the display's rate, or in the next iteration of the event loop.
   virtual void SetText(const std::string& text) = 0;
   virtual void Draw() = 0;
   virtual void SetVisible(bool isVisible) = 0;

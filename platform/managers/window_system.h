@@ -65,7 +65,9 @@ class WindowSystem {
   // Returns noErr; paramErr (an empty routine, or a negative delay).
   virtual Status InstallEventLoopTimer(double delay, std::function<void()> routine) = 0;
 
-  // Updates the screen. Delivers no input, no timers and no requests.
+  // Updates the screen, at the display's rate: a call shortly after another one does nothing, and a
+  // later call or the event loop shows the changes. Answers the window system, so that the program
+  // does not appear to hang. Delivers no input; timers, drops and requests wait.
   virtual void PumpEvents() = 0;
 
   virtual void BringApplicationToFront() = 0;

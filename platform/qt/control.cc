@@ -24,8 +24,9 @@ class WidgetControl : public Control {
 
   void SetText(const std::string& /*text*/) override {}
 
+  // Leaves what cannot be seen to the next frame: a run changes a text for each item.
   void Draw() override {
-    if (!widget_->isVisible()) return;
+    if (!widget_->isVisible() || !IsFrameDue()) return;
     widget_->repaint();
     FlushToDisplay();
   }

@@ -1,12 +1,13 @@
 #include "platform/qt/elided_label.h"
 
-#include <QAccessible>
 #include <QFontMetrics>
+#include <QHelpEvent>
 #include <QPainter>
 #include <QPalette>
 #include <QStyle>
 #include <QTextLayout>
 #include <QTextOption>
+#include <QToolTip>
 #include <QVariant>
 #include <algorithm>
 
@@ -14,6 +15,7 @@ namespace tessary {
 namespace {
 
 constexpr char kMaximumLines[] = "maximumLines";
+constexpr int kAnnouncementInterval = 500;  // milliseconds
 constexpr int kMinimumCharacters = 24;
 constexpr int kPreferredCharacters = 44;
 constexpr char16_t kControlPictures = 0x2400;  // of U+0000; the others follow in order
@@ -56,41 +58,59 @@ QStringList WrapBetweenWords(const QString& text, const QFont& font, int width, 
 // possible one up to `width`.
 QStringList WrapEvenly(const QString& text, const QFont& font, int width, int maximum) {
   constexpr int kStep = 8;
+  const QStringList widest = WrapBetweenWords(text, font, width, maximum);
+  if (widest.isEmpty()) return {};
   const int shortest = QFontMetrics(font).horizontalAdvance(text) / maximum;
   for (int candidate = shortest; candidate < width; candidate += kStep) {
     QStringList lines = WrapBetweenWords(text, font, candidate, maximum);
     if (!lines.isEmpty()) return lines;
   }
-  return WrapBetweenWords(text, font, width, maximum);
+  return widest;
 }
 
 }  // namespace
 
 ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) {
-  setTextFormat(Qt::PlainText);
   setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+  announcement_.setSingleShot(true);
+  announcement_.setInterval(kAnnouncementInterval);
+  announcement_.callOnTimeout(this, &ElidedLabel::Announce);
 }
 
 void ElidedLabel::SetPlainText(const QString& text) {
-  const QString shown = WithControlPictures(text);
-  if (shown == this->text()) return;
-  setText(shown);
+  if (text == text_) return;
+  text_ = text;
+  update();
+  if (!announcement_.isActive()) Announce();
+}
+
+QString ElidedLabel::Text() const { return WithControlPictures(text_); }
+
+void ElidedLabel::Announce() {
+  const QString name = Text();
+  if (name == accessibleName()) return;
+  setAccessibleName(name);
+  announcement_.start();
+}
+
+bool ElidedLabel::event(QEvent* event) {
+  if (event->type() != QEvent::ToolTip) return QLabel::event(event);
   // Tool tips render HTML. A file name must not be taken for markup.
-  setToolTip(shown.toHtmlEscaped());
-  QAccessibleEvent change(this, QAccessible::NameChanged);
-  QAccessible::updateAccessibility(&change);
+  QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), Text().toHtmlEscaped(), this);
+  return true;
 }
 
 int ElidedLabel::MaximumLines() const { return std::max(1, property(kMaximumLines).toInt()); }
 
 QStringList ElidedLabel::Lines() const {
+  const QString shown = Text();
   const QFontMetrics metrics = fontMetrics();
   const int width = contentsRect().width();
-  if (text().isEmpty()) return {};
-  if (metrics.horizontalAdvance(text()) <= width) return {text()};
-  QStringList lines = WrapEvenly(text(), font(), width, MaximumLines());
+  if (shown.isEmpty()) return {};
+  if (metrics.horizontalAdvance(shown) <= width) return {shown};
+  QStringList lines = WrapEvenly(shown, font(), width, MaximumLines());
   if (!lines.isEmpty()) return lines;
-  return {metrics.elidedText(text(), Qt::ElideMiddle, width)};
+  return {metrics.elidedText(shown, Qt::ElideMiddle, width)};
 }
 
 QSize ElidedLabel::sizeHint() const {

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <QEvent>
 #include <QLabel>
 #include <QPaintEvent>
+#include <QString>
 #include <QStringList>
+#include <QTimer>
 
 namespace tessary {
 
@@ -13,9 +16,18 @@ class ElidedLabel : public QLabel {
  public:
   explicit ElidedLabel(QWidget* parent = nullptr);
 
-  // Sets the text. Control characters are replaced by their Unicode control pictures, so that a
-  // line break in a file name does not add a line.
+  // Sets the text. Control characters are shown as their Unicode control pictures, so that a line
+  // break in a file name does not add a line. Cheap, because a run changes the text for each item:
+  // no layout is computed before the text is painted, and assistive programs are notified at most
+  // twice per second.
   void SetPlainText(const QString& text);
+
+  // The text as shown.
+  QString Text() const;
+
+  // Hide the functions of QLabel, which would compute the layout of the window for each text.
+  void setText(const QString& text) { SetPlainText(text); }
+  QString text() const { return Text(); }
 
   // The lines as painted.
   QStringList Lines() const;
@@ -24,10 +36,17 @@ class ElidedLabel : public QLabel {
   QSize minimumSizeHint() const override;
 
  protected:
+  bool event(QEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
 
  private:
   int MaximumLines() const;
+
+  // Makes the text the accessible name, and begins the time in which it does not change again.
+  void Announce();
+
+  QString text_;  // as set
+  QTimer announcement_;
 };
 
 }  // namespace tessary

@@ -2,11 +2,10 @@
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
-#include <QBackingStore>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEvent>
-#include <QRegion>
+#include <QEventLoop>
 #include <QWidget>
 
 #include "platform/qt/busy_indicator.h"
@@ -14,7 +13,8 @@
 namespace tessary {
 namespace {
 
-constexpr int64_t kWholeWindowFlushInterval = 100;  // milliseconds
+// Measures the time since the last PumpWindows. Invalid before the first one.
+QElapsedTimer gLastFrame;
 
 void AdvanceBusyIndicators(const QWidget& window) {
   const QList<QWidget*> children = window.findChildren<QWidget*>();
@@ -24,22 +24,13 @@ void AdvanceBusyIndicators(const QWidget& window) {
   }
 }
 
-// Flushes the whole window, at most ten times per second. During a run no expose events are
-// delivered, so that an area that another window covered would keep the picture of that window.
-void FlushWholeWindow(const QWidget& window) {
-  static QElapsedTimer gSinceLast;
-  if (gSinceLast.isValid() && gSinceLast.elapsed() < kWholeWindowFlushInterval) return;
-  gSinceLast.start();
-  QBackingStore* picture = window.backingStore();
-  if (picture != nullptr) picture->flush(QRegion(window.rect()), window.windowHandle());
-}
-
 }  // namespace
 
+// Sends UpdateRequest itself, because Qt posts it with low priority or, on Wayland, waits for the
+// compositor to request a frame.
 void PumpWindows() {
-  // Showing or hiding a widget posts a layout request, which would otherwise wait for the event
-  // loop.
-  QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+  gLastFrame.start();
+  QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
   const QWidgetList windows = QApplication::topLevelWidgets();
   for (QWidget* window : windows) {
     if (!window->isVisible()) continue;
@@ -47,10 +38,15 @@ void PumpWindows() {
     // Paints only the parts that are marked as changed.
     QEvent update(QEvent::UpdateRequest);
     QCoreApplication::sendEvent(window, &update);
-    FlushWholeWindow(*window);
   }
   FlushToDisplay();
 }
+
+void PumpAtDisplayRate() {
+  if (IsFrameDue()) PumpWindows();
+}
+
+bool IsFrameDue() { return !gLastFrame.isValid() || gLastFrame.hasExpired(kFrameInterval - 1); }
 
 // Qt's connections to X11 and Wayland write out their buffered requests on aboutToBlock(). On
 // Wayland, painting alone does not reach the screen.

@@ -144,7 +144,7 @@ Status QtWindowSystem::InstallEventLoopTimer(double delay, std::function<void()>
   return noErr;
 }
 
-void QtWindowSystem::PumpEvents() { PumpWindows(); }
+void QtWindowSystem::PumpEvents() { PumpAtDisplayRate(); }
 
 void QtWindowSystem::BringApplicationToFront() {
   if (ui_.mainWindow != nullptr) ui_.mainWindow->BringToFront();

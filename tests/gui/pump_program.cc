@@ -15,9 +15,9 @@
 namespace tessary::test {
 namespace {
 
-constexpr auto kHalf = std::chrono::seconds(3);
-constexpr auto kPumpInterval = std::chrono::milliseconds(10);
-constexpr double kWorkDelay = 0.3;  // seconds
+constexpr auto kHalf = std::chrono::seconds(5);
+constexpr auto kPumpInterval = std::chrono::milliseconds(20);  // longer than a frame
+constexpr double kWorkDelay = 0.3;                             // seconds
 constexpr double kTimerDelay = 0.05;
 constexpr double kReportDelay = 1.5;
 

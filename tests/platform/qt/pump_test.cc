@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QEvent>
+#include <QThread>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "platform/qt/nib.h"
@@ -12,20 +15,24 @@
 namespace tessary::test {
 namespace {
 
-// Counts the paint events of a widget.
-class PaintCounter : public QObject {
+// Counts the events of one type that an object receives. The application receives those of all
+// objects.
+class EventCounter : public QObject {
  public:
-  explicit PaintCounter(QObject* watched) { watched->installEventFilter(this); }
+  explicit EventCounter(QObject* watched, QEvent::Type type = QEvent::Paint) : type_(type) {
+    watched->installEventFilter(this);
+  }
 
   int TakeCount() { return std::exchange(count_, 0); }
 
  protected:
   bool eventFilter(QObject* /*watched*/, QEvent* event) override {
-    if (event->type() == QEvent::Paint) ++count_;
+    if (event->type() == type_) ++count_;
     return false;
   }
 
  private:
+  QEvent::Type type_;
   int count_ = 0;
 };
 
@@ -52,14 +59,31 @@ class Pump : public testing::Test {
     return nullptr;
   }
 
+  // Shows a text as the run does for each item.
+  void ShowText(const std::string& text) {
+    ASSERT_EQ(noErr, SetControlData(Control(1), kControlStaticTextCFStringTag, text));
+    Draw1Control(Control(1));
+    PumpAtDisplayRate();
+  }
+
+  void ShowTexts(int count) {
+    for (int text = 0; text < count; ++text) {
+      ShowText("Moving: /a/folder/" + std::to_string(text) + ".txt");
+    }
+  }
+
+  qsizetype CountObjects() const {
+    return ui_.mainWindow->Widget()->findChildren<QObject*>().size();
+  }
+
   QtUiState ui_;
   std::unique_ptr<Window> window_;
 };
 
 TEST_F(Pump, PaintsOnlyChangedWidgets) {
-  PaintCounter status(WidgetOf(1));
-  PaintCounter stop(WidgetOf(7));
-  PaintCounter elapsed(WidgetOf(6));
+  EventCounter status(WidgetOf(1));
+  EventCounter stop(WidgetOf(7));
+  EventCounter elapsed(WidgetOf(6));
   ASSERT_EQ(noErr, SetControlData(Control(1), kControlStaticTextCFStringTag, "Moving: /a"));
   PumpWindows();
   EXPECT_EQ(1, status.TakeCount());
@@ -70,6 +94,50 @@ TEST_F(Pump, PaintsOnlyChangedWidgets) {
   ShowControl(Control(7));
   EXPECT_EQ(1, stop.TakeCount());
   EXPECT_EQ(0, elapsed.TakeCount());
+}
+
+// Also true on a machine so slow that every text is a frame.
+TEST_F(Pump, PaintsTextsAtDisplayRate) {
+  EventCounter paints(WidgetOf(1));
+  QElapsedTimer clock;
+  clock.start();
+  ShowTexts(10'000);
+  EXPECT_LE(paints.TakeCount(), clock.elapsed() / kFrameInterval + 1);
+}
+
+TEST_F(Pump, TextsNeedNoLayoutAndNoObjects) {
+  ShowTexts(100);
+  QCoreApplication::processEvents();
+  EventCounter layouts(QCoreApplication::instance(), QEvent::LayoutRequest);
+  const qsizetype objects = CountObjects();
+  ShowTexts(10'000);
+  QThread::msleep(kFrameInterval);
+  ShowText("Moving: /last");
+  EXPECT_EQ(0, layouts.TakeCount());
+  EXPECT_EQ(objects, CountObjects());
+}
+
+TEST_F(Pump, EventLoopShowsLastText) {
+  PumpWindows();
+  EventCounter paints(WidgetOf(1));
+  ShowTexts(3);
+  QCoreApplication::processEvents();
+  EXPECT_EQ(1, paints.TakeCount());
+}
+
+TEST_F(Pump, StartsNothingDuringTask) {
+  int started = 0;
+  ui_.tasks.Open();
+  ui_.tasks.RunOrPost([&] {
+    ui_.tasks.Post([&] { ++started; });
+    QMetaObject::invokeMethod(
+        ui_.tasks.Context(), [&] { ui_.tasks.Post([&] { ++started; }); }, Qt::QueuedConnection);
+    PumpWindows();
+    EXPECT_EQ(0, started);
+  });
+  QCoreApplication::processEvents();
+  QCoreApplication::processEvents();
+  EXPECT_EQ(2, started);
 }
 
 }  // namespace

@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/qt/elided_label.h"
 #include "platform/qt/nib.h"
 #include "tests/support/temporary_folder.h"
 
@@ -81,8 +82,9 @@ class Forms {
     ui_.menuBar = std::move(ui_.newMenuBar);
     // The items that start-up inserts.
     QtMenu* help = ui_.menuBar->HelpMenu();
+    const auto afterItem = static_cast<uint16_t>(help->FirstFreeItem() - 1);
     for (const char* item : {"Tessary Web Page", "View in Mac App Store..."}) {
-      EXPECT_EQ(noErr, help->InsertItem(item, static_cast<uint16_t>(help->FirstFreeItem() - 1), 0));
+      EXPECT_EQ(noErr, help->InsertItem(item, afterItem, 0));
     }
     EXPECT_EQ(noErr, nib.CreateWindow("MainWindow", &mainWindow_));
     EXPECT_EQ(noErr, nib.CreateWindow("PreferencesWindow", &preferences_));
@@ -124,7 +126,8 @@ class Forms {
 
   // The status text of a new window.
   static std::string StatusText() {
-    return TextOf(WindowOf("MainWindow")->findChild<QLabel*>("statusText")->text());
+    auto* label = WindowOf("MainWindow")->findChild<QWidget*>("statusText");
+    return TextOf(dynamic_cast<const ElidedLabel&>(*label).Text());
   }
 
  private:
@@ -207,7 +210,7 @@ TEST(LoadTranslations, TranslatesFormsToGerman) {
   EXPECT_THAT(forms.MenuTitles(), ElementsAre("&Datei", "&Hilfe"));
   EXPECT_THAT(forms.Items(0), ElementsAre("Ö&ffnen…", "&Einstellungen…", "&Beenden"));
   EXPECT_THAT(forms.Items(1),
-              ElementsAre("Tessary-&Hilfe", "Tessary-Webseite", "View in Mac App Store..."));
+              ElementsAre("Tessary-&Hilfe", "View in Mac App Store...", "Tessary-Webseite"));
   EXPECT_THAT(
       forms.PreferencesTexts(),
       ElementsAre("Einstellungen", "&Unterordner einbeziehen", "Nach dem Lauf &beenden",

@@ -163,6 +163,7 @@ TEST_F(QtWindowTest, KeepsSizeForLongText) {
   EXPECT_TRUE(label->Lines()[0].startsWith("Moving: /folder")) << qPrintable(label->Lines()[0]);
   EXPECT_TRUE(label->Lines()[0].endsWith("the last.txt")) << qPrintable(label->Lines()[0]);
   EXPECT_TRUE(label->Lines()[0].contains(u'…'));
+  EXPECT_EQ("", label->toolTip());
   label->SetPlainText("a\nb\x7F");
   EXPECT_EQ(QStringList{u"a\u240Ab\u2421"_qs}, label->Lines());
 }
