@@ -33,7 +33,11 @@ std::optional<FSRef> FindRunSource(const FSRef& source) {
 
 void ResolveRunSource(const FSRef& source) {
   const std::optional<FSRef> runSource = FindRunSource(source);
-  if (!runSource) return;
+  if (!runSource) {
+    ObserveItem(
+        {.path = FSLastKnownPath(source), .outcome = ItemOutcome::kNoRun, .status = fnfErr});
+    return;
+  }
   const auto& runAggregation = GetEngineHooks().runAggregation;
   if (runAggregation) runAggregation(*runSource);
 }

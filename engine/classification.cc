@@ -11,13 +11,13 @@ bool IsApplicationItem(const FSRef& item) {
   return (info.flags & kLSItemInfoIsApplication) != 0;
 }
 
-bool IsPlainFolder(const FSRef& item, bool* isUnreadable) {
-  if (isUnreadable != nullptr) *isUnreadable = false;
+bool IsPlainFolder(const FSRef& item, Status* status) {
+  if (status != nullptr) *status = noErr;
   if (!FSMayBeFolder(item)) return false;
   LSItemInfoRecord info;
-  const Status status = LSCopyItemInfoForRef(item, kLSRequestAllFlags, &info);
-  if (isUnreadable != nullptr) *isUnreadable = status != noErr;
-  if (status != noErr) return false;
+  const Status result = LSCopyItemInfoForRef(item, kLSRequestAllFlags, &info);
+  if (status != nullptr) *status = result;
+  if (result != noErr) return false;
   return (info.flags & (kLSItemInfoIsContainer | kLSItemInfoIsPackage)) == kLSItemInfoIsContainer;
 }
 

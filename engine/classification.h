@@ -10,7 +10,7 @@ bool IsApplicationItem(const FSRef& item);
 
 // Returns true if the item is a folder that is not a package. Only these count as folders in a run:
 // a package is filed whole and never entered, and an item that cannot be read is filed like a file.
-// `*isUnreadable`, if not null, is always written: whether the item could not be read.
-bool IsPlainFolder(const FSRef& item, bool* isUnreadable = nullptr);
+// `*status`, if not null, is always written: why the item cannot be read, or noErr.
+bool IsPlainFolder(const FSRef& item, Status* status = nullptr);
 
 }  // namespace tessary

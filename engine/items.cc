@@ -12,19 +12,19 @@ namespace tessary {
 namespace {
 
 // The folder's children; null where it cannot be listed.
-std::unique_ptr<FSRefBlock> ListChildren(const FSRef& folder, bool* isListed) {
+std::unique_ptr<FSRefBlock> ListChildren(const FSRef& folder, Status* status) {
   std::unique_ptr<FSRefBlock> children;
   uint32_t count = 0;
   uint8_t containerChanged = 0;
-  const Status status = ListFolderItems(folder, &children, &count, &containerChanged);
-  if (isListed != nullptr) *isListed = status == noErr;
-  return status == noErr ? std::move(children) : nullptr;
+  const Status result = ListFolderItems(folder, &children, &count, &containerChanged);
+  if (status != nullptr) *status = result;
+  return result == noErr ? std::move(children) : nullptr;
 }
 
 }  // namespace
 
-std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder, bool* isListed) try {
-  const std::unique_ptr<FSRefBlock> children = ListChildren(folder, isListed);
+std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder, Status* status) try {
+  const std::unique_ptr<FSRefBlock> children = ListChildren(folder, status);
   if (children == nullptr) return std::nullopt;
   std::vector<FSRef> files;
   files.reserve(children->size());
@@ -34,16 +34,16 @@ std::optional<std::vector<FSRef>> ListFolderFiles(const FSRef& folder, bool* isL
   if (files.empty()) return std::nullopt;
   return files;
 } catch (const std::bad_alloc&) {
-  if (isListed != nullptr) *isListed = false;
+  if (status != nullptr) *status = memFullErr;
   return std::nullopt;
 }
 
-std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder, bool* isListed) try {
-  const std::unique_ptr<FSRefBlock> children = ListChildren(folder, isListed);
+std::optional<std::vector<FSRef>> CopyFolderItems(const FSRef& folder, Status* status) try {
+  const std::unique_ptr<FSRefBlock> children = ListChildren(folder, status);
   if (children == nullptr || children->size() == 0) return std::nullopt;
   return std::vector<FSRef>(children->begin(), children->end());
 } catch (const std::bad_alloc&) {
-  if (isListed != nullptr) *isListed = false;
+  if (status != nullptr) *status = memFullErr;
   return std::nullopt;
 }
 
@@ -56,6 +56,11 @@ bool IsHiddenItem(const FSRef& item) {
   }
   const std::optional<std::u16string> name = GetItemNameString(item);
   return name && name->starts_with(u'.');
+}
+
+Status WhyUnreadable(const FSRef& item) {
+  const Status status = GetNodeIdAndKind(item, nullptr, nullptr);
+  return status != noErr ? status : bdNamErr;
 }
 
 std::optional<std::u16string> GetItemNameString(const FSRef& item) {

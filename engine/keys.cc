@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "engine/items.h"
 #include "platform/extension_map.h"
 #include "platform/managers/text.h"
 #include "platform/managers/uniform_types.h"
@@ -24,14 +25,14 @@ std::optional<std::u16string> TextOfFileType(uint32_t fileType) {
   return Utf16FromUtf8(text);
 }
 
-void SetUnknown(bool* isUnreadable) {
-  if (isUnreadable != nullptr) *isUnreadable = true;
+void SetStatus(Status* status, Status value) {
+  if (status != nullptr) *status = value;
 }
 
-std::optional<std::u16string> CopyMappedType(const FSRef& item, bool* isUnreadable) {
+std::optional<std::u16string> CopyMappedType(const FSRef& item, Status* status) {
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
   if (!url) {
-    SetUnknown(isUnreadable);
+    SetStatus(status, WhyUnreadable(item));
     return std::nullopt;
   }
   const std::optional<std::u16string> extension = CFURLCopyPathExtension(*url);
@@ -40,15 +41,15 @@ std::optional<std::u16string> CopyMappedType(const FSRef& item, bool* isUnreadab
 }
 
 std::optional<std::u16string> CopyDateKey(const FSRef& item, DateAttribute attribute,
-                                          std::string_view format, bool* isUnreadable) {
+                                          std::string_view format, Status* status) {
   const std::optional<std::string> path = StringWithFSRef(&item);
   if (!path) {
-    SetUnknown(isUnreadable);
+    SetStatus(status, WhyUnreadable(item));
     return std::nullopt;
   }
-  Status status = noErr;
-  const std::optional<Timestamp> instant = CopyFileDateAtPath(*path, attribute, &status);
-  if (status != noErr) SetUnknown(isUnreadable);
+  Status read = noErr;
+  const std::optional<Timestamp> instant = CopyFileDateAtPath(*path, attribute, &read);
+  if (read != noErr) SetStatus(status, read);
   if (!instant) return std::nullopt;
   const std::optional<std::string> text = DescribeDate(CalendarDateFromTimestamp(*instant), format);
   if (!text) return std::nullopt;
@@ -59,14 +60,14 @@ std::optional<std::u16string> CopyDateKey(const FSRef& item, DateAttribute attri
 
 std::optional<DateLocale> gDateLocale;
 
-std::optional<std::u16string> CopyFileTypeKey(const FSRef& item, bool* isUnreadable) {
+std::optional<std::u16string> CopyFileTypeKey(const FSRef& item, Status* status) {
   FSCatalogInfo info;
-  const Status status =
+  const Status read =
       FSGetCatalogInfo(item, kFSCatInfoFinderInfo, &info, nullptr, nullptr, nullptr);
-  if (status == noErr && info.finderInfo.fileType != 0) {
+  if (read == noErr && info.finderInfo.fileType != 0) {
     if (std::optional<std::u16string> key = TextOfFileType(info.finderInfo.fileType)) return key;
   }
-  return CopyMappedType(item, isUnreadable);
+  return CopyMappedType(item, status);
 }
 
 std::optional<std::u16string> CopyMimeTypeKey(const std::optional<CFURL>& url) {
@@ -84,13 +85,13 @@ std::optional<std::u16string> CopyMimeTypeKey(const std::optional<CFURL>& url) {
 }
 
 std::optional<std::u16string> CopyYearKey(const FSRef& item, DateAttribute attribute,
-                                          bool* isUnreadable) {
-  return CopyDateKey(item, attribute, kYearFormat, isUnreadable);
+                                          Status* status) {
+  return CopyDateKey(item, attribute, kYearFormat, status);
 }
 
 std::optional<std::u16string> CopyDayKey(const FSRef& item, DateAttribute attribute,
-                                         bool* isUnreadable) {
-  return CopyDateKey(item, attribute, kDayFormat, isUnreadable);
+                                         Status* status) {
+  return CopyDateKey(item, attribute, kDayFormat, status);
 }
 
 std::optional<std::string> DescribeDate(const std::optional<NSCalendarDate>& date,

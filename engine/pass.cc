@@ -11,7 +11,6 @@
 #include "engine/transfer.h"
 #include "platform/file_system.h"
 #include "platform/managers/log.h"
-#include "platform/strings.h"
 
 namespace tessary {
 namespace {
@@ -19,25 +18,12 @@ namespace {
 constexpr size_t kRunPathSize = 2048;
 constexpr size_t kExpectedKeys = 50;
 
-// Returns none if the object does not exist or its path does not fit.
-std::optional<std::string> MakeRunPath(const FSRef& ref) {
-  std::array<char, kRunPathSize> path;
-  if (FSRefMakePath(ref, path.data(), path.size()) != noErr) return std::nullopt;
-  return std::string(path.data());
-}
-
-void ReportOutcome(const std::optional<ItemOutcome>& outcome, const std::string& path) {
-  if (outcome) ObserveItem(path, *outcome);
-}
-
-void ReportItem(const std::optional<ItemOutcome>& outcome, const FSRef& item) {
-  if (outcome) ReportOutcome(outcome, StringWithFSRef(&item).value_or(""));
-}
-
-// Reports no path: making one would need memory.
-void ReportOutOfMemory(const std::optional<ItemOutcome>& outcome) {
-  NSLog(kOutOfMemory);
-  ReportOutcome(outcome, "");
+// Fails if the object does not exist or its path does not fit.
+Status MakeRunPath(const FSRef& ref, std::string* path) {
+  std::array<char, kRunPathSize> buffer;
+  const Status status = FSRefMakePath(ref, buffer.data(), buffer.size());
+  if (status == noErr) *path = buffer.data();
+  return status;
 }
 
 struct KeyFolder {
@@ -52,19 +38,30 @@ class KeyFolderTable {
     folders_.reserve(kExpectedKeys);
   }
 
-  // Returns the folder for a key, or null if it cannot be looked up or created. A failure is not
-  // remembered: the next item with the key tries again.
-  const KeyFolder* FindOrCreate(const std::u16string& key) {
+  // Returns the folder for a key, or null and why it cannot be looked up or created. A failure is
+  // not remembered: the next item with the key tries again.
+  const KeyFolder* FindOrCreate(const std::u16string& key, Status* status) {
     const auto entry = folders_.find(key);
     if (entry != folders_.end()) return &entry->second;
     FSRef folder;
-    if (GetOrCreateKeyFolder(parent_, key, &folder) != noErr) return nullptr;
+    *status = GetOrCreateKeyFolder(parent_, key, &folder);
+    if (*status != noErr) return nullptr;
     // Before anything is done in it, as a crashed run may have left an item without its sidecar.
     FSRecoverFolder(folder);
-    std::optional<std::string> path = MakeRunPath(folder);
-    if (!path) return nullptr;
-    return &folders_.emplace(key, KeyFolder{*std::move(path), folder}).first->second;
+    std::string path;
+    *status = MakeRunPath(folder, &path);
+    if (*status == noErr) {
+      return &folders_.emplace(key, KeyFolder{std::move(path), folder}).first->second;
+    }
+    // The reference is all zero if the name could not be looked up. Only a second lookup has the
+    // reason.
+    const Status lookUp = FSMakeFSRefUnicode(parent_, key, &folder);
+    if (lookUp != noErr) *status = lookUp;
+    return nullptr;
   }
+
+  // The path that the folder for a key has, or would have.
+  std::string PathFor(const std::u16string& key) const { return FSPathOfChild(parent_, key); }
 
  private:
   FSRef parent_;
@@ -84,7 +81,12 @@ class PassItem {
   // has then been reported.
   bool Prepare(KeyFolderTable* table);
 
-  void ReportTransfer(bool isFiled, bool wasInPlace) const;
+  // Reports an item that is not transferred. `folderPath` makes the path of the key folder, if that
+  // is known; it is called only if the report is observed.
+  void ReportUntransferred(ItemOutcome outcome, Status status,
+                           const std::function<std::string()>& folderPath = {}) const;
+
+  void ReportTransfer(bool copy, const TransferResult& result) const;
 
   const FSRef& item_;
   const FSRef& parent_;
@@ -98,60 +100,92 @@ void PassItem::Process(KeyFolderTable* table) try {
   if (!Prepare(table)) return;
   rules_.reportProgress("Moving: " + path_);
   const bool copy = rules_.isCopyWanted();
-  bool wasInPlace = false;
-  const bool isFiled = TryFastTransfer(item_, parent_, folder_->ref, copy, &wasInPlace) ||
-                       TransferItemAtPath(path_, folder_->path, copy, &wasInPlace);
-  ReportTransfer(isFiled, wasInPlace);
+  TransferResult result;
+  const bool isFiled = TryFastTransfer(item_, parent_, folder_->ref, copy, &result) ||
+                       TransferItemAtPath(path_, folder_->path, copy, &result);
+  if (!isFiled) {
+    NSLog("The file \"" + path_ + "\" could not be moved to \"" + folder_->path +
+          "\". A file by the same name may exists there already.");
+  }
+  ReportTransfer(copy, result);
 } catch (const std::bad_alloc&) {
-  ReportOutOfMemory(rules_.onUnlogged);
+  NSLog(kOutOfMemory);
+  ObserveItem({.path = path_,
+               .outcome = ItemOutcome::kNotTransferred,
+               .step = rules_.step,
+               .status = memFullErr});
 }
 
 bool PassItem::Prepare(KeyFolderTable* table) {
   if (!FSIsFSRefValid(item_)) {
     if (FSIsDisappearanceExpected(item_)) return false;
     NSLog("Inavlid FSRef");
-    ReportItem(rules_.onUnlogged, item_);
+    ReportUntransferred(ItemOutcome::kNotRead, WhyUnreadable(item_));
     return false;
   }
   if (IsHiddenItem(item_)) return false;
-  bool isUnreadable = false;
-  const std::optional<std::u16string> key = rules_.copyKey(item_, &isUnreadable);
+  Status status = noErr;
+  const std::optional<std::u16string> key = rules_.copyKey(item_, &status);
   // A name that ends in "." has the empty key, which cannot name a folder.
   if (!key || key->empty()) {
-    ReportItem(isUnreadable ? rules_.onUnlogged : rules_.onNoKey, item_);
+    ReportUntransferred(status == noErr ? ItemOutcome::kSkipped : ItemOutcome::kNotRead, status);
     return false;
   }
-  folder_ = table->FindOrCreate(*key);
-  std::optional<std::string> path = folder_ != nullptr ? MakeRunPath(item_) : std::nullopt;
-  if (!path) {
-    ReportItem(rules_.onUnlogged, item_);
+  folder_ = table->FindOrCreate(*key, &status);
+  if (folder_ == nullptr) {
+    ReportUntransferred(ItemOutcome::kNoKeyFolder, status, [&] { return table->PathFor(*key); });
     return false;
   }
-  path_ = *std::move(path);
-  return true;
+  status = MakeRunPath(item_, &path_);
+  if (status == noErr) return true;
+  ReportUntransferred(ItemOutcome::kNotRead, status, [&] { return folder_->path; });
+  return false;
 }
 
-void PassItem::ReportTransfer(bool isFiled, bool wasInPlace) const {
-  if (isFiled) {
-    ReportOutcome(wasInPlace ? rules_.onInPlace : rules_.onFiled, path_);
-    return;
-  }
-  NSLog("The file \"" + path_ + "\" could not be moved to \"" + folder_->path +
-        "\". A file by the same name may exists there already.");
-  ReportOutcome(rules_.onFailed, path_);
+void PassItem::ReportUntransferred(ItemOutcome outcome, Status status,
+                                   const std::function<std::string()>& folderPath) const {
+  if (!GetEngineHooks().observeItem) return;
+  ObserveItem({.path = FSLastKnownPath(item_),
+               .folderPath = folderPath ? folderPath() : std::string(),
+               .outcome = outcome,
+               .step = rules_.step,
+               .status = status});
+}
+
+void PassItem::ReportTransfer(bool copy, const TransferResult& result) const {
+  ObserveItem({.path = path_,
+               .folderPath = folder_->path,
+               .newName = result.newName,
+               .outcome = result.outcome,
+               .step = rules_.step,
+               .isCopy = copy,
+               .status = result.status,
+               .replace = result.replace});
 }
 
 }  // namespace
 
 void RunPass(const FSRef& folder, const FSRef* destination, const PassRules& rules) try {
   KeyFolderTable table(destination != nullptr ? *destination : folder);
-  bool isListed = false;
-  const std::optional<std::vector<FSRef>> items = ListFolderFiles(folder, &isListed);
-  if (!isListed) ReportItem(ItemOutcome::kFolderNotListed, folder);
+  Status status = noErr;
+  const std::optional<std::vector<FSRef>> items = ListFolderFiles(folder, &status);
+  if (status != noErr) ObserveUnlistedFolder(folder, status);
   if (!items) return;
   for (const FSRef& item : *items) PassItem(item, folder, rules).Process(&table);
 } catch (const std::bad_alloc&) {
-  ReportOutOfMemory(ItemOutcome::kFolderNotListed);
+  ReportFolderOutOfMemory();
+}
+
+void ObserveUnlistedFolder(const FSRef& folder, Status status) {
+  if (!GetEngineHooks().observeItem) return;
+  ObserveItem({.path = FSLastKnownPath(folder),
+               .outcome = ItemOutcome::kFolderNotListed,
+               .status = status});
+}
+
+void ReportFolderOutOfMemory() {
+  NSLog(kOutOfMemory);
+  ObserveItem({.path = "", .outcome = ItemOutcome::kFolderNotListed, .status = memFullErr});
 }
 
 Status GetOrCreateKeyFolder(const FSRef& parent, std::u16string_view name, FSRef* folder) {

@@ -19,9 +19,9 @@ static_assert(memFullErr == -108);
 
 // The differences between passes.
 struct PassRules {
-  // Returns the key of an item, or none. Sets `*isUnreadable` to true if there is no key because
+  // Returns the key of an item, or none. Sets `*status` to the reason if there is no key because
   // the item could not be read; otherwise does not write it.
-  std::function<std::optional<std::u16string>(const FSRef& item, bool* isUnreadable)> copyKey;
+  std::function<std::optional<std::u16string>(const FSRef& item, Status* status)> copyKey;
 
   // Receives the progress text of an item before the item is transferred.
   std::function<void(const std::string& text)> reportProgress;
@@ -30,16 +30,19 @@ struct PassRules {
   // text.
   std::function<bool()> isCopyWanted;
 
-  // The outcome to report to the observer in each case; none reports nothing.
-  std::optional<ItemOutcome> onFiled = ItemOutcome::kFiled;
-  std::optional<ItemOutcome> onInPlace = ItemOutcome::kSkipped;  // already in its key folder
-  std::optional<ItemOutcome> onNoKey = ItemOutcome::kSkipped;
-  std::optional<ItemOutcome> onFailed = ItemOutcome::kFailed;            // the log names the item
-  std::optional<ItemOutcome> onUnlogged = ItemOutcome::kFailedUnlogged;  // it does not
+  // Reported to the observer with each item.
+  FilingStep step = FilingStep::kOnly;
 };
 
 // Runs the pass over the files of `folder`. A null destination means the folder itself.
 void RunPass(const FSRef& folder, const FSRef* destination, const PassRules& rules);
+
+// Reports a folder that cannot be read to the observer.
+void ObserveUnlistedFolder(const FSRef& folder, Status status);
+
+// Logs and reports that memory is exhausted, after which the run goes on with the next folder. The
+// report has no path: making one would need memory.
+void ReportFolderOutOfMemory();
 
 // Finds the object with the name of a key in `parent`, of whatever kind, or creates a folder of
 // that name. Returns noErr, paramErr if `folder` is null (nothing is touched), or the status of

@@ -15,7 +15,6 @@
 #include "platform/managers/log.h"
 #include "platform/managers/text.h"
 #include "platform/managers/urls.h"
-#include "platform/strings.h"
 #include "settings/preferences.h"
 
 namespace tessary {
@@ -30,64 +29,52 @@ void ShowInStatusLine(const std::string& text) {
 
 bool IsCopyChosen() { return GetFileOperation() == kFileOperationCopy; }
 
-std::optional<std::u16string> CopyExtensionKey(const FSRef& item, bool* isUnreadable) {
+std::optional<std::u16string> CopyExtensionKey(const FSRef& item, Status* status) {
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
-  if (!url) *isUnreadable = true;
+  if (!url) *status = WhyUnreadable(item);
   return url ? CFURLCopyPathExtension(*url) : std::nullopt;
 }
 
-std::optional<std::u16string> CopyMimeTypeKeyOfItem(const FSRef& item, bool* isUnreadable) {
+std::optional<std::u16string> CopyMimeTypeKeyOfItem(const FSRef& item, Status* status) {
   const std::optional<CFURL> url = CFURLCreateFromFSRef(item);
-  if (!url) *isUnreadable = true;
+  if (!url) *status = WhyUnreadable(item);
   return CopyMimeTypeKey(url);
-}
-
-void ReportUnlistedFolder(const FSRef& folder) {
-  ObserveItem(StringWithFSRef(&folder).value_or(""), ItemOutcome::kFolderNotListed);
 }
 
 // Reports a child that cannot be read, unless it is known not to be a folder or does not exist.
 // Only folders need this: the pass over the parent folder reports an unreadable file.
-void ReportUnreadableFolder(const FSRef& child) {
+void ReportUnreadableFolder(const FSRef& child, Status reason) {
   uint8_t isFolder = 0;
   const Status status = GetNodeIdAndKind(child, nullptr, &isFolder);
   const bool isOther = status == noErr && isFolder == 0;
-  if (!isOther && status != fnfErr) ReportUnlistedFolder(child);
+  if (!isOther && status != fnfErr) ObserveUnlistedFolder(child, status != noErr ? status : reason);
 }
 
 // Returns true for a plain folder that is not hidden.
 bool IsFolderToEnter(const FSRef& child) {
   if (!FSMayBeFolder(child)) return false;
   const FSStatCacheScope statCache;
-  bool isUnreadable = false;
+  Status status = fnfErr;
   if (FSIsFSRefValid(child)) {
     if (IsHiddenItem(child)) return false;
-    if (IsPlainFolder(child, &isUnreadable)) return true;
-  } else {
-    isUnreadable = true;
+    if (IsPlainFolder(child, &status)) return true;
   }
-  if (isUnreadable) ReportUnreadableFolder(child);
+  if (status != noErr) ReportUnreadableFolder(child, status);
   return false;
-}
-
-// The run goes on with the next folder. Reports no path: making one would need memory.
-void ReportOutOfMemory() {
-  NSLog(kOutOfMemory);
-  ObserveItem("", ItemOutcome::kFolderNotListed);
 }
 
 // Calls `enter` with each child that is a folder to enter.
 template <typename Enter>
 void EnterSubfolders(const FSRef& folder, Enter enter) {
-  bool isListed = false;
-  const std::optional<std::vector<FSRef>> children = CopyFolderItems(folder, &isListed);
-  if (!isListed) ReportUnlistedFolder(folder);
+  Status status = noErr;
+  const std::optional<std::vector<FSRef>> children = CopyFolderItems(folder, &status);
+  if (status != noErr) ObserveUnlistedFolder(folder, status);
   if (!children) return;
   for (const FSRef& child : *children) {
     try {
       if (IsFolderToEnter(child)) enter(child);
     } catch (const std::bad_alloc&) {
-      ReportOutOfMemory();
+      ReportFolderOutOfMemory();
     }
   }
 }
@@ -102,7 +89,7 @@ void AggregateFolder(const FSRef& source, const FSRef& destination) try {
   FSRecoverFolder(destination);
   WalkFolder(source, destination);
 } catch (const std::bad_alloc&) {
-  ReportOutOfMemory();
+  ReportFolderOutOfMemory();
 }
 
 void WalkFolder(const FSRef& folder, const FSRef& destination) {
@@ -170,19 +157,15 @@ void AggregateByDateLevel(const FSRef& folder, const FSRef* destination, DateAtt
   rules.reportProgress = NSLog;
   rules.isCopyWanted = [copy] { return copy; };
   if (level == DateLevel::kYear) {
-    rules.copyKey = [attribute](const FSRef& item, bool* isUnreadable) {
-      return CopyYearKey(item, attribute, isUnreadable);
+    rules.copyKey = [attribute](const FSRef& item, Status* status) {
+      return CopyYearKey(item, attribute, status);
     };
-    // The day level lists these items again and reports their outcome.
-    rules.onFiled = std::nullopt;
-    rules.onInPlace = std::nullopt;
+    rules.step = FilingStep::kYear;
   } else {
-    rules.copyKey = [attribute](const FSRef& item, bool* isUnreadable) {
-      return CopyDayKey(item, attribute, isUnreadable);
+    rules.copyKey = [attribute](const FSRef& item, Status* status) {
+      return CopyDayKey(item, attribute, status);
     };
-    rules.onNoKey = ItemOutcome::kSkippedInYearFolder;
-    rules.onFailed = ItemOutcome::kFailedInYearFolder;
-    rules.onUnlogged = ItemOutcome::kFailedUnloggedInYearFolder;
+    rules.step = FilingStep::kDay;
   }
   RunPass(folder, destination, rules);
 }

@@ -17,10 +17,12 @@ namespace {
 
 constexpr size_t kUnlinkPathSize = 4096;
 
-void LogMoved(const FSRef& newItem, const FSRef& folder) {
-  const std::optional<std::u16string> itemName = GetItemNameString(newItem);
+// Logs that the item is in the folder. Returns its name there, or an empty one if it has none.
+std::u16string LogMoved(const FSRef& newItem, const FSRef& folder) {
+  std::optional<std::u16string> itemName = GetItemNameString(newItem);
+  if (!itemName) return {};
   const std::optional<std::u16string> folderName = GetItemNameString(folder);
-  if (!itemName || !folderName) return;
+  if (!folderName) return *std::move(itemName);
   const std::string item = Utf8FromUtf16(*itemName);
   const std::string key = Utf8FromUtf16(*folderName);
   constexpr std::string_view kBegin = "Moved \"";
@@ -29,6 +31,7 @@ void LogMoved(const FSRef& newItem, const FSRef& folder) {
   line.reserve(kBegin.size() + item.size() + kBetween.size() + key.size() + 1);
   line.append(kBegin).append(item).append(kBetween).append(key).push_back('"');
   NSLog(line);
+  return *std::move(itemName);
 }
 
 // Unlinks an item that the catalog could not delete. Returns true if it is gone.
@@ -51,11 +54,10 @@ std::u16string RemoveExtension(std::u16string name, const std::u16string& extens
 }  // namespace
 
 bool TryFastTransfer(const FSRef& item, const FSRef& parent, const FSRef& folder, bool copy,
-                     bool* wasInPlace) {
-  *wasInPlace = false;
+                     TransferResult* result) {
   if (FSMayBeFolder(item) || !FSIsFSRefValid(folder)) return false;
   if (FSCompareFSRefs(folder, parent) == noErr) {
-    *wasInPlace = true;
+    *result = {.outcome = ItemOutcome::kSkipped};
     return true;
   }
   if (GetPreserveComments()) return false;
@@ -64,65 +66,75 @@ bool TryFastTransfer(const FSRef& item, const FSRef& parent, const FSRef& folder
   const Status status =
       copy ? FSTryFastCopy(item, folder, &newItem) : FSTryFastMove(item, folder, &newItem);
   if (status != noErr) return false;
-  LogMoved(newItem, folder);
+  *result = {.outcome = ItemOutcome::kFiled, .newName = LogMoved(newItem, folder)};
   return true;
 }
 
 bool TransferItemAtPath(const std::string& itemPath, const std::string& folderPath, bool copy,
-                        bool* wasInPlace) {
-  if (wasInPlace != nullptr) *wasInPlace = false;
+                        TransferResult* result) {
   const FSStatCacheScope statCache;
   FSRef item;
-  if (FSPathMakeRef(itemPath.c_str(), &item) != noErr) return false;
+  Status status = FSPathMakeRef(itemPath.c_str(), &item);
+  if (status != noErr) {
+    if (result != nullptr) *result = {.status = status};
+    return false;
+  }
   FSRef folder;
-  const Status status = FSPathMakeRef(folderPath.c_str(), &folder);
+  status = FSPathMakeRef(folderPath.c_str(), &folder);
   if (status != noErr) {
     NSLog("An error occurred moving an object. Error number = " + std::to_string(status));
+    if (result != nullptr) *result = {.status = status};
     return false;
   }
   FSRef newItem;
-  return TransferItem(item, folder, &newItem, copy, wasInPlace) == noErr;
+  return TransferItem(item, folder, &newItem, copy, result) == noErr;
 }
 
 Status TransferItem(const FSRef& item, const FSRef& folder, FSRef* newItem, bool copy,
-                    bool* wasInPlace) {
-  if (wasInPlace != nullptr) *wasInPlace = false;
+                    TransferResult* result) {
+  TransferResult ignored;
+  if (result == nullptr) result = &ignored;
+  *result = {.status = paramErr};
   if (newItem == nullptr) return paramErr;
   FSRef parent;
-  Status status = GetParentFolder(item, &parent);
-  if (status != noErr) return status;
+  result->status = GetParentFolder(item, &parent);
+  if (result->status != noErr) return result->status;
   if (FSCompareFSRefs(folder, parent) == noErr) {
-    if (wasInPlace != nullptr) *wasInPlace = true;
+    result->outcome = ItemOutcome::kSkipped;
     return noErr;
   }
 
   // Whether or not an item was deleted, MakeDistinctName looks the name up.
-  (void)RemoveSameNamedItem(item, folder);
+  (void)RemoveSameNamedItem(item, folder, &result->replace);
   const std::optional<std::u16string> distinctName = MakeDistinctName(folder, item);
   // Read before a move, while the item's path is valid.
   const std::optional<std::u16string> comment =
       GetPreserveComments() ? CopyFinderCommentOrNull(item) : std::nullopt;
   const std::u16string* newName = distinctName ? &*distinctName : nullptr;
-  status = copy ? FSCopyObjectSync(item, folder, newName, newItem)
-                : FSMoveObjectSync(item, folder, newName, newItem);
-  if (status != noErr) {
-    NSLog("An error occurred: " + std::to_string(status));
-    return status;
+  result->status = copy ? FSCopyObjectSync(item, folder, newName, newItem)
+                        : FSMoveObjectSync(item, folder, newName, newItem);
+  if (result->status != noErr) {
+    NSLog("An error occurred: " + std::to_string(result->status));
+    return result->status;
   }
   // An item whose comment could not be written counts as failed, and yet is logged as moved,
   // because it is in the folder.
-  if (comment) status = SetFinderComment(newItem, &*comment, gWaitIdleUPP);
-  LogMoved(*newItem, folder);
-  return status;
+  if (comment) result->status = SetFinderComment(newItem, &*comment, gWaitIdleUPP);
+  result->outcome = result->status == noErr ? ItemOutcome::kFiled : ItemOutcome::kCommentNotCopied;
+  result->newName = LogMoved(*newItem, folder);
+  return result->status;
 }
 
-bool RemoveSameNamedItem(const FSRef& item, const FSRef& folder) {
+bool RemoveSameNamedItem(const FSRef& item, const FSRef& folder, Status* status) {
   const std::optional<std::u16string> name = GetItemNameString(item);
   if (!name) return false;
   FSRef existing;
   if (!MakeChildRef(folder, *name, &existing)) return false;
   if (!GetReplaceFilesBySameName()) return false;
-  return FSDeleteObject(existing) == noErr || UnlinkItem(existing);
+  const Status deletion = FSDeleteObject(existing);
+  if (deletion == noErr || UnlinkItem(existing)) return true;
+  if (status != nullptr) *status = deletion;
+  return false;
 }
 
 std::optional<std::u16string> MakeDistinctName(const FSRef& folder, const FSRef& item) {

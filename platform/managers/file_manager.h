@@ -230,6 +230,14 @@ void FSRecoverFolder(const FSRef& folder);
 // failure the buffer is unchanged.
 Status FSRefMakePath(const FSRef& ref, char* buffer, size_t size);
 
+// Returns the path under which the object of `ref` was last known, whether or not it still exists;
+// for messages. Empty for the all-zero reference. Makes no system call.
+std::string FSLastKnownPath(const FSRef& ref);
+
+// Returns the path that an object named `name` has or would have in `folder`; for messages. Makes
+// no system call.
+std::string FSPathOfChild(const FSRef& folder, std::u16string_view name);
+
 // Makes the reference of the object at the absolute `path`. A link in the last component is not
 // followed. Returns noErr; fnfErr; dirNFErr; bdNamErr; paramErr (no path, a relative path, or no
 // out-argument). On failure `*ref` is all zero.

@@ -51,18 +51,20 @@ void PrintWarnings() {
   for (const std::string& problem : DescribeBadMappingLines()) PrintProblem(problem);
 }
 
-void Observe(Run* run, const std::string& path, ItemOutcome outcome) try {
-  run->totals.Count(path, outcome);
-  if (outcome == ItemOutcome::kFolderNotListed) {
-    run->unlistedFolders.insert(path);
+void Observe(Run* run, const ItemReport& report) try {
+  if (report.outcome == ItemOutcome::kNoRun) return;
+  run->totals.Count(report);
+  if (report.outcome == ItemOutcome::kFolderNotListed) {
+    run->unlistedFolders.emplace(report.path);
     return;
   }
-  if (outcome == ItemOutcome::kFailedUnlogged ||
-      outcome == ItemOutcome::kFailedUnloggedInYearFolder) {
-    run->unloggedItems.insert(path);
+  if (report.outcome == ItemOutcome::kNotRead || report.outcome == ItemOutcome::kNoKeyFolder) {
+    run->unloggedItems.emplace(report.path);
   }
   // An item that stayed in its year folder may be filed when the run visits the folder again.
-  if (outcome == ItemOutcome::kFiled) run->unloggedItems.erase(path);
+  if (report.step == FilingStep::kDay && report.outcome == ItemOutcome::kFiled) {
+    run->unloggedItems.erase(std::string(report.path));
+  }
   run->progress->CountItem();
 } catch (const std::bad_alloc&) {
   run->isIncomplete = true;
@@ -100,7 +102,7 @@ void PrintUnlogged(const Run& run) {
 }
 
 void PrintSummary(const Run& run) {
-  const std::string summary = SummaryLine(run.totals, *run.seconds);
+  const std::string summary = SummaryLine(run.totals.OfSource(), *run.seconds);
   if (WriteOutput(summary + "\n")) return;
   PrintProblem(std::string(kWriteError) + "; the summary is: " + summary);
 }
@@ -110,7 +112,8 @@ ExitStatus Conclude(const Run& run) try {
   PrintUnlogged(run);
   if (run.isIncomplete) PrintProblem("out of memory: the totals are incomplete");
   PrintSummary(run);
-  const bool isAllFiled = run.totals.failed() == 0 && !run.isIncomplete;
+  const bool isAllFiled = run.totals.OfSource().failed == 0 &&
+                          run.totals.OfDestination().failed == 0 && !run.isIncomplete;
   return isAllFiled ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
 } catch (const std::bad_alloc&) {
   PrintOutOfMemory();

@@ -1,8 +1,9 @@
 #include "programs/cli/run_totals.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
+#include <functional>
+#include <string_view>
 
 namespace tessary {
 namespace {
@@ -15,45 +16,81 @@ std::string DecimalText(double number) {
   return {digits.data(), end};
 }
 
-uint64_t CountWithFailure(const std::unordered_map<std::string, bool>& items, bool hasFailed) {
-  const auto isCounted = [hasFailed](const auto& item) { return item.second == hasFailed; };
-  return static_cast<uint64_t>(std::count_if(items.begin(), items.end(), isCounted));
-}
-
-}  // namespace
-
-void RunTotals::Count(const std::string& path, ItemOutcome outcome) {
-  switch (outcome) {
-    case ItemOutcome::kFiled:
-      ++filed_;
-      failedByPath_.erase(path);
-      return;
-    case ItemOutcome::kSkipped:
-      ++skipped_;
-      return;
-    case ItemOutcome::kFailed:
-    case ItemOutcome::kFailedUnlogged:
-      ++failed_;
-      return;
-    case ItemOutcome::kFolderNotListed:
-    case ItemOutcome::kFailedInYearFolder:
-    case ItemOutcome::kFailedUnloggedInYearFolder:
-      failedByPath_[path] = true;
-      return;
-    case ItemOutcome::kSkippedInYearFolder:
-      failedByPath_[path] = false;
-      return;
+void Add(ItemOutcome outcome, ItemCounts* counts) {
+  if (IsFailure(outcome)) {
+    ++counts->failed;
+  } else if (outcome == ItemOutcome::kSkipped) {
+    ++counts->skipped;
+  } else {
+    ++counts->filed;
   }
 }
 
-uint64_t RunTotals::skipped() const { return skipped_ + CountWithFailure(failedByPath_, false); }
+size_t HashOf(std::string_view path) { return std::hash<std::string_view>()(path); }
 
-uint64_t RunTotals::failed() const { return failed_ + CountWithFailure(failedByPath_, true); }
+}  // namespace
 
-std::string SummaryLine(const RunTotals& totals, double seconds) {
-  return std::to_string(totals.filed()) + " filed, " + std::to_string(totals.skipped()) +
-         " skipped, " + std::to_string(totals.failed()) + " failed in " + DecimalText(seconds) +
-         " s";
+void RunTotals::Count(const ItemReport& report) {
+  if (report.outcome == ItemOutcome::kFolderNotListed) {
+    unlistedFolders_.emplace(report.path);
+  } else if (report.step == FilingStep::kYear) {
+    CountYearStep(report);
+  } else if (report.step == FilingStep::kDay) {
+    CountDayStep(report);
+  } else {
+    Add(report.outcome, &source_);
+  }
+}
+
+void RunTotals::CountYearStep(const ItemReport& report) {
+  const bool isInPlace = report.outcome == ItemOutcome::kSkipped && !report.folderPath.empty();
+  if (!isInPlace && report.outcome != ItemOutcome::kFiled) {
+    Add(report.outcome, &source_);
+    return;
+  }
+  ++source_.filed;
+  inYearFolders_.insert(isInPlace ? HashOf(report.path) : HashOf(NewPathOf(report)));
+}
+
+void RunTotals::CountDayStep(const ItemReport& report) {
+  bool isOfSource = inYearFolders_.erase(HashOf(report.path)) != 0;
+  const auto stuck = stuckItems_.find(std::string(report.path));
+  if (stuck != stuckItems_.end()) isOfSource = stuck->second.isOfSource;
+  if (report.outcome != ItemOutcome::kFiled) {
+    stuckItems_[std::string(report.path)] = {isOfSource, IsFailure(report.outcome)};
+    return;
+  }
+  if (stuck != stuckItems_.end()) stuckItems_.erase(stuck);
+  // The year step has counted an item of the source.
+  if (!isOfSource) ++destination_.filed;
+}
+
+ItemCounts RunTotals::CountStuck(bool isOfSource) const {
+  ItemCounts counts;
+  for (const auto& [path, item] : stuckItems_) {
+    if (item.isOfSource == isOfSource) ++(item.hasFailed ? counts.failed : counts.skipped);
+  }
+  return counts;
+}
+
+ItemCounts RunTotals::OfSource() const {
+  const ItemCounts stuck = CountStuck(/*isOfSource=*/true);
+  ItemCounts counts = source_;
+  counts.filed -= stuck.skipped + stuck.failed;
+  counts.skipped += stuck.skipped;
+  counts.failed += stuck.failed + unlistedFolders_.size();
+  return counts;
+}
+
+ItemCounts RunTotals::OfDestination() const {
+  ItemCounts counts = CountStuck(/*isOfSource=*/false);
+  counts.filed += destination_.filed;
+  return counts;
+}
+
+std::string SummaryLine(const ItemCounts& counts, double seconds) {
+  return std::to_string(counts.filed) + " filed, " + std::to_string(counts.skipped) + " skipped, " +
+         std::to_string(counts.failed) + " failed in " + DecimalText(seconds) + " s";
 }
 
 }  // namespace tessary

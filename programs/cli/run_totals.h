@@ -1,32 +1,55 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "engine/shell.h"
 
 namespace tessary {
 
+struct ItemCounts {
+  uint64_t filed = 0;
+  uint64_t skipped = 0;  // without a key, or already in the right folder
+  uint64_t failed = 0;   // with the folders that could not be listed
+};
+
 // The outcomes of a run's items, each item counted once.
 class RunTotals {
  public:
-  void Count(const std::string& path, ItemOutcome outcome);
+  void Count(const ItemReport& report);
 
-  uint64_t filed() const { return filed_; }
-  uint64_t skipped() const;  // without a key, or already in the right folder
-  uint64_t failed() const;
+  // The items of the source.
+  ItemCounts OfSource() const;
+
+  // The items that a run by date found in the destination's folders, where they were before the
+  // run.
+  ItemCounts OfDestination() const;
 
  private:
-  uint64_t filed_ = 0;
-  uint64_t skipped_ = 0;
-  uint64_t failed_ = 0;
-  // Folders that could not be listed, and items that stay in year folders. A run reports these
-  // repeatedly; the value is whether the last outcome was a failure.
-  std::unordered_map<std::string, bool> failedByPath_;
+  // An item that stays in a year folder. A run reports it repeatedly, and may file it in the end.
+  struct StuckItem {
+    bool isOfSource = false;
+    bool hasFailed = false;
+  };
+
+  void CountYearStep(const ItemReport& report);
+  void CountDayStep(const ItemReport& report);
+  ItemCounts CountStuck(bool isOfSource) const;
+
+  ItemCounts source_;
+  ItemCounts destination_;                           // without the stuck items
+  std::unordered_set<std::string> unlistedFolders_;  // reported repeatedly
+  std::unordered_map<std::string, StuckItem> stuckItems_;
+  // Hashes of the paths of the items that the year step has filed and the day step has not reported
+  // yet: those of one folder. Paths would need as much memory as its listing; two paths with the
+  // same hash would be one item miscounted.
+  std::unordered_set<size_t> inYearFolders_;
 };
 
 // The line that ends a run, without a newline: "12034 filed, 41 skipped, 3 failed in 4.2 s".
-std::string SummaryLine(const RunTotals& totals, double seconds);
+std::string SummaryLine(const ItemCounts& counts, double seconds);
 
 }  // namespace tessary

@@ -160,13 +160,13 @@ TEST_F(RunApplicationTest, DisposesOfSheetBeforeParent) {
 
 TEST_F(RunApplicationTest, SetsEngineHooks) {
   int observed = 0;
-  SetEngineHooks({.observeItem = [&](const std::string&, ItemOutcome) { ++observed; }});
+  SetEngineHooks({.observeItem = [&](const ItemReport&) { ++observed; }});
   EXPECT_EQ(noErr, RunProgram([&] {
               GetEngineHooks().showProgressText("text", 1);
               EXPECT_EQ("text", Main().ControlOf(1).Text());
               GetEngineHooks().runAggregation(RefAt(MakeSource()));
               EXPECT_EQ(1U, system_.Panels().size());
-              ObserveItem("/a", ItemOutcome::kFiled);
+              ObserveItem({.path = "/a"});
             }));
   EXPECT_EQ(1, observed);
   EXPECT_FALSE(GetEngineHooks().showProgressText);

@@ -80,7 +80,7 @@ TEST_P(Conformance, DescriptorsBoundedDuringRun) {
     WriteFile(From(std::to_string(i) + ".k" + std::to_string(i % 4)), std::to_string(i));
   }
   std::vector<size_t> open;
-  SetEngineHooks({.observeItem = [&open](const std::string& /*path*/, ItemOutcome /*outcome*/) {
+  SetEngineHooks({.observeItem = [&open](const ItemReport& /*report*/) {
     open.push_back(CountOpenDescriptors());
   }});
   RunEngine();

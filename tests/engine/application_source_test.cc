@@ -76,6 +76,9 @@ TEST_F(ResolveRunSourceTest, IgnoresMissingResources) {
   }
   EXPECT_THAT(sources_, IsEmpty());
   EXPECT_THAT(Messages(), IsEmpty());
+  EXPECT_THAT(reports_, ElementsAre(InSource("NoResources.app") + ": no run, -43",
+                                    InSource("Empty.app") + ": no run, -43",
+                                    InSource("ResourcesFile.app") + ": no run, -43"));
 }
 
 TEST_F(ResolveRunSourceTest, IgnoresSingleFileApplication) {
@@ -84,6 +87,7 @@ TEST_F(ResolveRunSourceTest, IgnoresSingleFileApplication) {
   ResolveRunSource(RefAt(InSource("Program")));
   EXPECT_THAT(sources_, IsEmpty());
   EXPECT_THAT(Messages(), IsEmpty());
+  EXPECT_THAT(reports_, ElementsAre(InSource("Program") + ": no run, -43"));
 }
 
 TEST_F(ResolveRunSourceTest, PassesOnMissingSource) {

@@ -7,9 +7,11 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 
 #include "engine/run.h"
 #include "platform/managers/file_manager.h"
+#include "platform/managers/text.h"
 
 namespace tessary::test {
 namespace {
@@ -20,6 +22,29 @@ std::string PathOf(const FSRef& ref) {
   std::array<char, 4096> path;
   EXPECT_EQ(noErr, FSRefMakePath(ref, path.data(), path.size()));
   return path.data();
+}
+
+std::string TextOf(const ItemReport& report) {
+  static const std::map<ItemOutcome, std::string> kOutcomes = {
+      {ItemOutcome::kFiled, "filed"},
+      {ItemOutcome::kSkipped, "skipped"},
+      {ItemOutcome::kNotRead, "not read"},
+      {ItemOutcome::kNoKeyFolder, "no key folder"},
+      {ItemOutcome::kNotTransferred, "not transferred"},
+      {ItemOutcome::kCommentNotCopied, "comment not copied"},
+      {ItemOutcome::kFolderNotListed, "folder not listed"},
+      {ItemOutcome::kNoRun, "no run"},
+  };
+  std::string text = std::string(report.path) + ": " + kOutcomes.at(report.outcome);
+  if (report.step != FilingStep::kOnly) {
+    text += report.step == FilingStep::kYear ? ", year" : ", day";
+  }
+  if (report.isCopy) text += ", copy";
+  if (report.status != noErr) text += ", " + std::to_string(report.status);
+  if (report.replace != noErr) text += ", replace " + std::to_string(report.replace);
+  if (!report.folderPath.empty()) text += ", in " + std::string(report.folderPath);
+  if (!report.newName.empty()) text += ", as " + Utf8FromUtf16(report.newName);
+  return text;
 }
 
 void GiveToOrdinaryUser(const std::string& folder) {
@@ -42,8 +67,10 @@ EngineFixture::EngineFixture() : source_(root_ / "source"), destination_(root_ /
            },
        .runAggregation = [this](const FSRef& source) { sources_.push_back(PathOf(source)); },
        .observeItem =
-           [this](const std::string& path, ItemOutcome outcome) {
-             outcomes_[path].push_back(outcome);
+           [this](const ItemReport& report) {
+             const std::string path(report.path);
+             outcomes_[path].push_back(report.outcome);
+             reports_.push_back(TextOf(report));
              if (onItem_) onItem_(path);
            }});
 }

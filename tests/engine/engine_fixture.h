@@ -47,6 +47,7 @@ class EngineFixture : public testing::Test {
   std::vector<std::string> progress_;  // each progress text: target, space, text
   std::vector<std::string> sources_;   // the paths of the sources of the runs that were started
   std::map<std::string, std::vector<ItemOutcome>> outcomes_;  // by path
+  std::vector<std::string> reports_;                          // the fields that are set
   std::function<void(const std::string&)> onProgress_;        // also called with each text
   std::function<void(const std::string&)> onItem_;            // also called with each path
 };

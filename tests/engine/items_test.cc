@@ -61,21 +61,23 @@ TEST(ListFolderFiles, ReturnsNoEmptyList) {
   MakeFolder(folder / "gone");
   const FSRef gone = RefAt(folder / "gone");
   ASSERT_EQ(0, rmdir((folder / "gone").c_str()));
-  bool isListed = false;
-  EXPECT_FALSE(ListFolderFiles(RefAt(folder / "empty"), &isListed).has_value());
-  EXPECT_TRUE(isListed);
-  isListed = false;
-  EXPECT_FALSE(CopyFolderItems(RefAt(folder / "empty"), &isListed).has_value());
-  EXPECT_TRUE(isListed);
+  Status status = ioErr;
+  EXPECT_FALSE(ListFolderFiles(RefAt(folder / "empty"), &status).has_value());
+  EXPECT_EQ(noErr, status);
+  status = ioErr;
+  EXPECT_FALSE(CopyFolderItems(RefAt(folder / "empty"), &status).has_value());
+  EXPECT_EQ(noErr, status);
   EXPECT_FALSE(ListFolderFiles(RefAt(folder / "folders")).has_value());
   EXPECT_THAT(NamesOf(CopyFolderItems(RefAt(folder / "folders"))), UnorderedElementsAre("only"));
-  for (const FSRef& ref : {RefAt(folder / "file"), gone, FSRef{}}) {
-    isListed = true;
-    EXPECT_FALSE(ListFolderFiles(ref, &isListed).has_value());
-    EXPECT_FALSE(isListed);
-    isListed = true;
-    EXPECT_FALSE(CopyFolderItems(ref, &isListed).has_value());
-    EXPECT_FALSE(isListed);
+  const std::pair<FSRef, Status> rows[] = {
+      {RefAt(folder / "file"), errFSNotAFolder}, {gone, fnfErr}, {FSRef{}, paramErr}};
+  for (const auto& [ref, expected] : rows) {
+    EXPECT_FALSE(ListFolderFiles(ref, &status).has_value());
+    EXPECT_EQ(expected, status);
+    status = noErr;
+    EXPECT_FALSE(CopyFolderItems(ref, &status).has_value());
+    EXPECT_EQ(expected, status);
+    status = noErr;
   }
 }
 

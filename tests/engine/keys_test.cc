@@ -216,9 +216,9 @@ TEST_F(DateKeysTest, DateLinkByTarget) {
   EXPECT_EQ("2009", Text(CopyYearKey(RefAt(InSource("link")), kModified)));
   EXPECT_EQ("Mar 04, 2009", Text(CopyDayKey(RefAt(InSource("link")), kModified)));
   for (const std::string name : {"dangling", "loop"}) {
-    bool isUnreadable = false;
-    EXPECT_EQ("(none)", Text(CopyYearKey(RefAt(InSource(name)), kModified, &isUnreadable))) << name;
-    EXPECT_FALSE(isUnreadable) << name;
+    Status status = noErr;
+    EXPECT_EQ("(none)", Text(CopyYearKey(RefAt(InSource(name)), kModified, &status))) << name;
+    EXPECT_EQ(noErr, status) << name;
     EXPECT_EQ("(none)", Text(CopyDayKey(RefAt(InSource(name)), kModified))) << name;
     EXPECT_EQ("(none)", Text(CopyYearKey(RefAt(InSource(name)), kCreated))) << name;
   }
@@ -228,15 +228,13 @@ TEST_F(DateKeysTest, NoneForMissingItem) {
   WriteFile(InSource("a.txt"));
   const FSRef ref = RefAt(InSource("a.txt"));
   ASSERT_EQ(0, unlink(InSource("a.txt").c_str()));
-  bool isUnreadable = false;
-  EXPECT_EQ("(none)", Text(CopyYearKey(ref, kModified, &isUnreadable)));
-  EXPECT_TRUE(isUnreadable);
-  isUnreadable = false;
-  EXPECT_EQ("(none)", Text(CopyDayKey(FSRef{}, kModified, &isUnreadable)));
-  EXPECT_TRUE(isUnreadable);
-  isUnreadable = false;
-  EXPECT_EQ("(none)", Text(CopyFileTypeKey(ref, &isUnreadable)));
-  EXPECT_TRUE(isUnreadable);
+  Status status = noErr;
+  EXPECT_EQ("(none)", Text(CopyYearKey(ref, kModified, &status)));
+  EXPECT_EQ(fnfErr, status);
+  EXPECT_EQ("(none)", Text(CopyDayKey(FSRef{}, kModified, &status)));
+  EXPECT_EQ(paramErr, status);
+  EXPECT_EQ("(none)", Text(CopyFileTypeKey(ref, &status)));
+  EXPECT_EQ(fnfErr, status);
 }
 
 TEST_F(DateKeysTest, UseMonthNamesOfLocale) {

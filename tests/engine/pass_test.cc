@@ -34,7 +34,7 @@ class PassTest : public EngineFixture {
   // which they are called.
   PassRules RulesWithKey(const std::optional<std::u16string>& key) {
     return {.copyKey =
-                [this, key](const FSRef&, bool*) {
+                [this, key](const FSRef&, Status*) {
                   calls_ += "key ";
                   return key;
                 },
@@ -68,7 +68,8 @@ TEST_F(PassTest, CallsRulesInOrder) {
   EXPECT_THAT(texts_, ElementsAre(MovingLine(InSource("a.txt"))));
   EXPECT_TRUE(Exists(InDestination("key/a.txt")));
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "key")));
-  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFiled));
+  EXPECT_THAT(reports_, ElementsAre(InSource("a.txt") + ": filed, in " + InDestination("key") +
+                                    ", as a.txt"));
 }
 
 TEST_F(PassTest, NullDestinationMeansFolderItself) {
@@ -106,7 +107,7 @@ TEST_F(PassTest, SkipsItemWithInvalidKey) {
     outcomes_.clear();
     RunWith(RulesWithKey(key));
     EXPECT_EQ("key ", calls_) << Utf8FromUtf16(key);
-    const auto outcome = key.empty() ? ItemOutcome::kSkipped : ItemOutcome::kFailedUnlogged;
+    const auto outcome = key.empty() ? ItemOutcome::kSkipped : ItemOutcome::kNoKeyFolder;
     EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(outcome));
   }
   EXPECT_THAT(Messages(), IsEmpty());
@@ -128,7 +129,8 @@ TEST_F(PassTest, LogsItemDeletedAfterListing) {
   RunWith(rules);
   EXPECT_THAT(Messages(), ElementsAre(MovedLine(first, "key"), "Inavlid FSRef"));
   EXPECT_THAT(outcomes_[InSource(first)], ElementsAre(ItemOutcome::kFiled));
-  EXPECT_THAT(outcomes_[""], ElementsAre(ItemOutcome::kFailedUnlogged));
+  const std::string other = first == "a.txt" ? "b.txt" : "a.txt";
+  EXPECT_EQ(InSource(other) + ": not read, -43", reports_.back());
 }
 
 TEST_F(PassTest, LogsItemDeletedBeforeTransfer) {
@@ -139,7 +141,8 @@ TEST_F(PassTest, LogsItemDeletedBeforeTransfer) {
   };
   RunWith(rules);
   EXPECT_THAT(Messages(), ElementsAre(NotMovedLine(InSource("a.txt"), InDestination("key"))));
-  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFailed));
+  EXPECT_THAT(reports_, ElementsAre(InSource("a.txt") + ": not transferred, -43, in " +
+                                    InDestination("key")));
 }
 
 TEST_F(PassTest, RejectsItemReplacedBeforeItsTurn) {
@@ -223,7 +226,7 @@ TEST_F(PassTest, RetriesFailedKeyFolder) {
   MakeFolder(InDestination("deep"));
   PassRules rules = RulesWithKey(u"key");
   int keys = 0;
-  rules.copyKey = [&](const FSRef&, bool*) -> std::optional<std::u16string> {
+  rules.copyKey = [&](const FSRef&, Status*) -> std::optional<std::u16string> {
     // The destination exists for the second item only.
     if (++keys == 1) {
       EXPECT_EQ(0, rename(InDestination("deep").c_str(), (root_ / "deep").c_str()));
@@ -248,24 +251,57 @@ TEST_F(PassTest, ReportsItemInPlaceAsSkipped) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(PassTest, ReportsOutcomesOfRules) {
+TEST_F(PassTest, ReportsStepOfRules) {
   WriteFile(InSource("key/inPlace"));
   WriteFile(InSource("filed"));
   WriteFile(InSource("noKey"));
   WriteFile(InSource("failed"));
   PassRules rules = RulesWithKey(u"key");
-  rules.copyKey = [](const FSRef& item, bool*) -> std::optional<std::u16string> {
+  rules.copyKey = [](const FSRef& item, Status*) -> std::optional<std::u16string> {
     const std::u16string name = GetItemNameString(item).value_or(u"");
     if (name == u"noKey") return std::nullopt;
     return name == u"failed" ? u".." : u"key";
   };
-  rules.onFiled = rules.onInPlace = rules.onNoKey = std::nullopt;
-  rules.onUnlogged = ItemOutcome::kFailedUnloggedInYearFolder;
+  rules.step = FilingStep::kDay;
   const FSRef parent = RefAt(source_);
-  RunPass(RefAt(source_), &parent, rules);
   RunPass(RefAt(InSource("key")), &parent, rules);
-  EXPECT_EQ(1U, outcomes_.size());
-  EXPECT_THAT(outcomes_[InSource("failed")], ElementsAre(ItemOutcome::kFailedUnloggedInYearFolder));
+  RunPass(RefAt(source_), &parent, rules);
+  const std::string key = InSource("key");
+  EXPECT_THAT(
+      reports_,
+      UnorderedElementsAre(key + "/inPlace: skipped, day, in " + key,
+                           InSource("filed") + ": filed, day, in " + key + ", as filed",
+                           InSource("noKey") + ": skipped, day",
+                           InSource("failed") + ": no key folder, day, -37, in " + InSource("..")));
+}
+
+TEST_F(PassTest, ReportsWhyKeyFolderFails) {
+  WriteFile(InSource("a.txt"));
+  WriteFile(InDestination("file"));
+  RunWith(RulesWithKey(std::u16string(256, u'x')));
+  RunWith(RulesWithKey(u"file"));
+  MakeFolder(root_ / "gone");
+  const FSRef gone = RefAt(root_ / "gone");
+  ASSERT_EQ(0, rmdir((root_ / "gone").c_str()));
+  RunPass(RefAt(source_), &gone, RulesWithKey(u"a/b"));
+  EXPECT_THAT(
+      reports_,
+      ElementsAre(InSource("a.txt") + ": no key folder, -37, in " + destination_ + "/" +
+                      std::string(256, 'x'),
+                  InSource("a.txt") + ": not transferred, -1407, in " + InDestination("file"),
+                  InSource("a.txt") + ": no key folder, -43, in " + (root_ / "gone/a:b")));
+}
+
+TEST_F(PassTest, ReportsCopyAndReplaceFailure) {
+  preferences_.Write("ReplaceFilesBySameName = true\n");
+  WriteFile(InSource("a.txt"));
+  WriteFile(InDestination("key/a.txt/inside"));
+  PassRules rules = RulesWithKey(u"key");
+  rules.isCopyWanted = [] { return true; };
+  RunWith(rules);
+  EXPECT_THAT(reports_,
+              ElementsAre(MatchesRegex(".*/a.txt: filed, copy, replace -47, in .*/key, as " +
+                                       DistinctName("a - ", "\\.txt"))));
 }
 
 TEST_F(PassTest, SkipsItemWithTooLongPath) {
@@ -281,7 +317,8 @@ TEST_F(PassTest, SkipsItemWithTooLongPath) {
   EXPECT_THAT(NamesIn(InDestination("key")), ElementsAre(fits));
   EXPECT_THAT(NamesIn(folder), ElementsAre(tooLong));
   EXPECT_THAT(Messages(), ElementsAre(MovedLine(fits, "key")));
-  EXPECT_THAT(outcomes_[folder + "/" + tooLong], ElementsAre(ItemOutcome::kFailedUnlogged));
+  EXPECT_THAT(reports_, testing::Contains(folder + "/" + tooLong + ": not read, -37, in " +
+                                          InDestination("key")));
 }
 
 TEST_F(PassTest, NeedsNoObserver) {

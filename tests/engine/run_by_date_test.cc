@@ -12,7 +12,7 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 constexpr auto kFiled = ItemOutcome::kFiled;
-constexpr auto kFailed = ItemOutcome::kFailed;
+constexpr auto kFailed = ItemOutcome::kNotTransferred;
 constexpr auto kSkipped = ItemOutcome::kSkipped;
 
 using RunByDate = RunTest;
@@ -75,7 +75,7 @@ TEST_F(RunByDate, UsesGivenCopyFlag) {
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));
 }
 
-TEST_F(RunByDate, ReportsEachItemOnce) {
+TEST_F(RunByDate, ReportsEachStepOnce) {
   Set("TessaryType = 4\nFileOperation = 1\n");
   WriteDated(InSource("a"), kMarch2009);
   MakeLink("nowhere", InSource("dangling"));
@@ -83,10 +83,13 @@ TEST_F(RunByDate, ReportsEachItemOnce) {
   WriteDated(InSource(".hidden"), kAugust2011);
   WriteFile(InDestination("2011"), "a file");
   Run();
-  EXPECT_THAT(outcomes_,
-              UnorderedElementsAre(testing::Pair(InDestination("2009/a"), ElementsAre(kFiled)),
-                                   testing::Pair(InSource("dangling"), ElementsAre(kSkipped)),
-                                   testing::Pair(InSource("b"), ElementsAre(kFailed))));
+  const std::string year = InDestination("2009");
+  EXPECT_THAT(reports_,
+              UnorderedElementsAre(
+                  InSource("a") + ": filed, year, in " + year + ", as a",
+                  year + "/a: filed, day, in " + year + "/Mar 04, 2009, as a",
+                  InSource("dangling") + ": skipped, year",
+                  InSource("b") + ": not transferred, year, -1407, in " + InDestination("2011")));
 }
 
 TEST_F(RunByDate, ReportsFailureInYearFolder) {
@@ -95,11 +98,11 @@ TEST_F(RunByDate, ReportsFailureInYearFolder) {
   // A dangling link has no date. The run leaves it there, under the name of the day folder.
   MakeLink("nowhere", InDestination("2009/Mar 04, 2009"));
   Run();
-  EXPECT_THAT(outcomes_,
-              UnorderedElementsAre(testing::Pair(InDestination("2009/a"),
-                                                 ElementsAre(ItemOutcome::kFailedInYearFolder)),
-                                   testing::Pair(InDestination("2009/Mar 04, 2009"),
-                                                 ElementsAre(ItemOutcome::kSkippedInYearFolder))));
+  const std::string year = InDestination("2009");
+  EXPECT_THAT(reports_, UnorderedElementsAre(
+                            InSource("a") + ": filed, year, in " + year + ", as a",
+                            year + "/a: not transferred, day, -1407, in " + year + "/Mar 04, 2009",
+                            year + "/Mar 04, 2009: skipped, day"));
   EXPECT_TRUE(Exists(InDestination("2009/a")));
   EXPECT_EQ(NotMovedLine(InDestination("2009/a"), InDestination("2009/Mar 04, 2009")),
             Messages().back());
@@ -112,16 +115,17 @@ TEST_F(RunByDate, SkipsBrokenLinkInYearFolder) {
   Run();
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/target", "2009/link"));
   // Once for each of the two folders that the run visits.
-  EXPECT_THAT(outcomes_[InDestination("2009/link")],
-              ElementsAre(ItemOutcome::kSkippedInYearFolder, ItemOutcome::kSkippedInYearFolder));
+  EXPECT_THAT(outcomes_[InDestination("2009/link")], ElementsAre(kSkipped, kSkipped));
 }
 
-TEST_F(RunByDate, ReportsItemInItsYearOnce) {
+TEST_F(RunByDate, ReportsItemInItsYear) {
   Set("TessaryType = 4\nFileOperation = 1\n");
   WriteDated(InDestination("2009/a"), kMarch2009);
   AggregateFolder(RefAt(InDestination("2009")), RefAt(destination_));
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));
-  EXPECT_THAT(outcomes_, ElementsAre(testing::Pair(InDestination("2009/a"), ElementsAre(kFiled))));
+  const std::string year = InDestination("2009");
+  EXPECT_THAT(reports_, ElementsAre(year + "/a: skipped, year, in " + year,
+                                    year + "/a: filed, day, in " + year + "/Mar 04, 2009, as a"));
 }
 
 }  // namespace

@@ -81,7 +81,7 @@ TEST_F(RunCornerCases, MovesButCopiesNoPipesAndSockets) {
                                    NotMovedLine(InSource("a.pipe"), InDestination("pipe")),
                                    "An error occurred: -50",
                                    NotMovedLine(InSource("b.sock"), InDestination("sock"))));
-  EXPECT_THAT(outcomes_[InSource("a.pipe")], ElementsAre(ItemOutcome::kFailed));
+  EXPECT_THAT(outcomes_[InSource("a.pipe")], ElementsAre(ItemOutcome::kNotTransferred));
   Set("FileOperation = 1\n");
   Run();
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("pipe/a.pipe", "sock/b.sock"));
@@ -94,7 +94,7 @@ TEST_F(RunCornerCases, MovesButCopiesNoDevice) {
   Set("FileOperation = 2\n");
   Run();
   EXPECT_THAT(FilesBelow(destination_), IsEmpty());
-  EXPECT_THAT(outcomes_[InSource("a.null")], ElementsAre(ItemOutcome::kFailed));
+  EXPECT_THAT(outcomes_[InSource("a.null")], ElementsAre(ItemOutcome::kNotTransferred));
   Set("FileOperation = 1\n");
   Run();
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("null/a.null"));
@@ -231,7 +231,7 @@ TEST_F(RunCornerCases, FileMadeUnreadableIsNotCopied) {
       EXPECT_EQ(0, chmod(closed.c_str(), 0));
     };
     Run();
-    EXPECT_THAT(outcomes_[closed], ElementsAre(ItemOutcome::kFailed));
+    EXPECT_THAT(outcomes_[closed], ElementsAre(ItemOutcome::kNotTransferred));
   }));
   EXPECT_THAT(FilesBelow(destination_), SizeIs(1));
   EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt", "b.txt"));
@@ -293,7 +293,7 @@ TEST_F(RunCornerCases, ReadOnlyDestinationFolder) {
   ASSERT_EQ(0, chmod(destination_.c_str(), 0555));
   EXPECT_TRUE(RunAsOrdinaryUser([this] {
     Run();
-    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFailedUnlogged));
+    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kNoKeyFolder));
   }));
   EXPECT_EQ("a", ReadFile(InSource("a.txt")));
   EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source")));

@@ -24,7 +24,7 @@ using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
 constexpr auto kFiled = ItemOutcome::kFiled;
-constexpr auto kFailed = ItemOutcome::kFailed;
+constexpr auto kFailed = ItemOutcome::kNotTransferred;
 constexpr auto kSkipped = ItemOutcome::kSkipped;
 
 using RunByExtension = RunTest;
@@ -151,8 +151,8 @@ TEST_F(RunByFileType, FallsBackToExtensionMap) {
               UnorderedElementsAre("TEXT/notes.rtf", "JPEG/x.JPG", "PDF /paper", "..:x/slash"));
   EXPECT_THAT(NamesIn(source_), UnorderedElementsAre("plain.qqqq", "up", "dot", "in"));
   EXPECT_THAT(NamesIn(root_.path()), UnorderedElementsAre("source", "destination"));
-  EXPECT_THAT(outcomes_[InSource("up")], ElementsAre(ItemOutcome::kFailedUnlogged));
-  EXPECT_THAT(outcomes_[InSource("dot")], ElementsAre(ItemOutcome::kFailedUnlogged));
+  EXPECT_THAT(outcomes_[InSource("up")], ElementsAre(ItemOutcome::kNoKeyFolder));
+  EXPECT_THAT(outcomes_[InSource("dot")], ElementsAre(ItemOutcome::kNoKeyFolder));
   EXPECT_THAT(outcomes_[InSource("in")], ElementsAre(kSkipped));
   EXPECT_THAT(outcomes_[InSource("plain.qqqq")], ElementsAre(kSkipped));
 }
@@ -314,7 +314,7 @@ TEST_F(RunOfFolders, ChangesNothingForMissingDestination) {
     Set("FileOperation = 1\nTessaryType = " + kind + "\n");
     outcomes_.clear();
     AggregateFolder(RefAt(source_), destination);
-    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFailedUnlogged));
+    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kNoKeyFolder));
   }
   EXPECT_THAT(Messages(), Each(AggregatingLine("source")));
   EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt"));

@@ -148,7 +148,7 @@ TEST_F(TransferCommentsTest, RunReportsFailedWriting) {
   EXPECT_THAT(MessagesAfterFirst(),
               ElementsAre(MovedLine("a.txt", "txt"),
                           NotMovedLine(InSource("a.txt"), InDestination("txt"))));
-  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFailed));
+  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kCommentNotCopied));
 }
 
 TEST_F(TransferCommentsTest, WaitsForLateReply) {

@@ -37,13 +37,16 @@ class TransferTest : public EngineFixture {
 
   // Tries the fast path for an item of the source folder.
   Transfer TryFast(const std::string& name, const FSRef& folder, bool copy) const {
-    bool wasInPlace = true;
+    TransferResult result;
     const bool isFiled =
-        TryFastTransfer(RefAt(InSource(name)), RefAt(source_), folder, copy, &wasInPlace);
+        TryFastTransfer(RefAt(InSource(name)), RefAt(source_), folder, copy, &result);
+    EXPECT_EQ(noErr, result.status);
     if (!isFiled) {
-      EXPECT_FALSE(wasInPlace);
+      EXPECT_EQ(ItemOutcome::kNotTransferred, result.outcome);
       return Transfer::kNotFiled;
     }
+    const bool wasInPlace = result.outcome == ItemOutcome::kSkipped;
+    EXPECT_EQ(wasInPlace ? "" : name, Utf8FromUtf16(result.newName));
     return wasInPlace ? Transfer::kInPlace : Transfer::kFiled;
   }
 
@@ -123,15 +126,18 @@ TEST_F(TransferItemAtPathTest, MovesOrCopies) {
 }
 
 TEST_F(TransferItemAtPathTest, LogsNothingForMissingItem) {
-  bool wasInPlace = true;
-  EXPECT_FALSE(TransferItemAtPath(InSource("none"), destination_, false, &wasInPlace));
-  EXPECT_FALSE(wasInPlace);
+  TransferResult result;
+  EXPECT_FALSE(TransferItemAtPath(InSource("none"), destination_, false, &result));
+  EXPECT_EQ(ItemOutcome::kNotTransferred, result.outcome);
+  EXPECT_EQ(fnfErr, result.status);
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
 TEST_F(TransferItemAtPathTest, LogsStatusOfMissingFolder) {
   WriteFile(InSource("a.txt"));
-  EXPECT_FALSE(TransferItemAtPath(InSource("a.txt"), InDestination("none"), false));
+  TransferResult result;
+  EXPECT_FALSE(TransferItemAtPath(InSource("a.txt"), InDestination("none"), false, &result));
+  EXPECT_EQ(fnfErr, result.status);
   EXPECT_THAT(Messages(), ElementsAre("An error occurred moving an object. Error number = -43"));
   EXPECT_TRUE(Exists(InSource("a.txt")));
 }
@@ -140,9 +146,10 @@ TEST_F(TransferItemAtPathTest, KeepsItemInPlace) {
   WritePreferencesInChild(kReplace);
   WriteFile(InDestination("a.txt"), "a");
   for (const bool copy : {false, true}) {
-    bool wasInPlace = false;
-    EXPECT_TRUE(TransferItemAtPath(InDestination("a.txt"), destination_, copy, &wasInPlace));
-    EXPECT_TRUE(wasInPlace);
+    TransferResult result;
+    EXPECT_TRUE(TransferItemAtPath(InDestination("a.txt"), destination_, copy, &result));
+    EXPECT_EQ(ItemOutcome::kSkipped, result.outcome);
+    EXPECT_EQ(noErr, result.status);
   }
   EXPECT_THAT(NamesIn(destination_), ElementsAre("a.txt"));
   EXPECT_EQ("a", ReadFile(InDestination("a.txt")));
@@ -177,10 +184,10 @@ TEST_F(TransferItemTest, WritesNewItem) {
 
 TEST_F(TransferItemTest, RejectsBadArguments) {
   WriteFile(InSource("a.txt"));
-  bool wasInPlace = true;
-  EXPECT_EQ(paramErr, TransferItem(RefAt(InSource("a.txt")), RefAt(destination_), nullptr, false,
-                                   &wasInPlace));
-  EXPECT_FALSE(wasInPlace);
+  TransferResult result;
+  EXPECT_EQ(paramErr,
+            TransferItem(RefAt(InSource("a.txt")), RefAt(destination_), nullptr, false, &result));
+  EXPECT_EQ(paramErr, result.status);
   const FSRef gone = RefAt(InSource("a.txt"));
   ASSERT_EQ(0, unlink(InSource("a.txt").c_str()));
   FSRef newItem;

@@ -136,8 +136,7 @@ class RealRun {
     const FSRef destination = RefAt(PathOf(run_.Destination()));
     SetEngineHooks(
         {.runAggregation = [&](const FSRef& source) { AggregateFolder(source, destination); },
-         .observeItem = [this](const std::string& path,
-                               ItemOutcome outcome) { totals_.Count(path, outcome); }});
+         .observeItem = [this](const ItemReport& report) { totals_.Count(report); }});
     ResolveRunSource(RefAt(PathOf(run_.GivenSource())));
     SetEngineHooks({});
   }
@@ -245,11 +244,14 @@ class RealRun {
     const size_t filed = model_.Count(ExpectedOutcome::kFiled);
     const size_t failed = model_.Count(ExpectedOutcome::kFailed);
     const size_t skipped = model_.Count(ExpectedOutcome::kSkipped);
-    Expect("filed", filed, totals_.filed());
-    Expect("failed", failed + model_.Count(ExpectedOutcome::kFailedUnlogged), totals_.failed());
+    const ItemCounts source = totals_.OfSource();
+    const ItemCounts destination = totals_.OfDestination();
+    Expect("filed", filed, source.filed + destination.filed);
+    Expect("failed", failed + model_.Count(ExpectedOutcome::kFailedUnlogged),
+           source.failed + destination.failed);
     // An item filed into a folder that is listed later may be met, and skipped, there again.
     const bool mayBeListedAgain = run_.place == RunPlace::kInside && run_.recurses;
-    Expect("skipped", skipped, totals_.skipped(), mayBeListedAgain ? filed : 0);
+    Expect("skipped", skipped, source.skipped + destination.skipped, mayBeListedAgain ? filed : 0);
     Expect("log lines of failed items", failed, CountLines("The file \""));
     if (run_.kind < 4) Expect("log lines of filed items", filed, CountLines("Moved \""));
   }

@@ -3,74 +3,113 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tessary::test {
 namespace {
 
-// Totals with that many items of each outcome.
-RunTotals Counted(int filed, int skipped, int failed) {
-  RunTotals totals;
-  for (int i = 0; i < filed; ++i) totals.Count("/filed", ItemOutcome::kFiled);
-  for (int i = 0; i < skipped; ++i) totals.Count("/skipped", ItemOutcome::kSkipped);
-  for (int i = 0; i < failed; ++i) totals.Count("/failed", ItemOutcome::kFailed);
-  return totals;
+std::string TextOf(const ItemCounts& counts) {
+  return std::to_string(counts.filed) + " " + std::to_string(counts.skipped) + " " +
+         std::to_string(counts.failed);
+}
+
+// Reports of an item named "a" in the source and of one in a year folder.
+ItemReport YearStep(ItemOutcome outcome) {
+  return {.path = "/s/a",
+          .folderPath = "/d/2009",
+          .newName = outcome == ItemOutcome::kFiled ? u"a" : u"",
+          .outcome = outcome,
+          .step = FilingStep::kYear};
+}
+
+ItemReport DayStep(std::string_view path, ItemOutcome outcome) {
+  return {.path = path, .outcome = outcome, .step = FilingStep::kDay};
 }
 
 TEST(RunTotals, CountsEachOutcome) {
-  const RunTotals totals = Counted(3, 2, 1);
-  EXPECT_EQ(3U, totals.filed());
-  EXPECT_EQ(2U, totals.skipped());
-  EXPECT_EQ(1U, totals.failed());
-}
-
-TEST(RunTotals, CountsItemInYearFolderOnce) {
   RunTotals totals;
-  for (int i = 0; i < 3; ++i) {
-    totals.Count("/d/2009/dangling", ItemOutcome::kSkippedInYearFolder);
-    totals.Count("/d/2009/other", ItemOutcome::kSkippedInYearFolder);
-    totals.Count("/d/2009/stuck", ItemOutcome::kFailedInYearFolder);
-    totals.Count("/d/closed", ItemOutcome::kFolderNotListed);
+  for (int i = 0; i < 3; ++i) totals.Count({.path = "/s/a", .outcome = ItemOutcome::kFiled});
+  for (int i = 0; i < 5; ++i) totals.Count({.path = "/s/a", .outcome = ItemOutcome::kSkipped});
+  for (const ItemOutcome outcome : {ItemOutcome::kNotRead, ItemOutcome::kNoKeyFolder,
+                                    ItemOutcome::kNotTransferred, ItemOutcome::kCommentNotCopied}) {
+    totals.Count({.path = "/s/a", .outcome = outcome});
   }
-  EXPECT_EQ(0U, totals.filed());
-  EXPECT_EQ(2U, totals.skipped());
-  EXPECT_EQ(2U, totals.failed());
+  EXPECT_EQ("3 5 4", TextOf(totals.OfSource()));
+  EXPECT_EQ("0 0 0", TextOf(totals.OfDestination()));
 }
 
-TEST(RunTotals, CountsUnloggedAsFailed) {
+TEST(RunTotals, CountsUnlistedFolderOnce) {
   RunTotals totals;
   for (int i = 0; i < 2; ++i) {
-    totals.Count("", ItemOutcome::kFailedUnlogged);
-    totals.Count("/d/2009/stuck", ItemOutcome::kFailedUnloggedInYearFolder);
+    totals.Count({.path = "/s/closed", .outcome = ItemOutcome::kFolderNotListed});
   }
-  EXPECT_EQ(3U, totals.failed());
-  EXPECT_EQ(0U, totals.skipped());
+  EXPECT_EQ("0 0 1", TextOf(totals.OfSource()));
 }
 
-TEST(RunTotals, KeepsLastOutcomeInYearFolder) {
+TEST(RunTotals, CountsBothStepsOnce) {
   RunTotals totals;
-  totals.Count("/d/2009/a", ItemOutcome::kFailedInYearFolder);
-  totals.Count("/d/2009/b", ItemOutcome::kFailedInYearFolder);
-  totals.Count("/d/2009/a", ItemOutcome::kFiled);
-  totals.Count("/d/2009/b", ItemOutcome::kSkippedInYearFolder);
-  EXPECT_EQ(1U, totals.filed());
-  EXPECT_EQ(1U, totals.skipped());
-  EXPECT_EQ(0U, totals.failed());
+  totals.Count(YearStep(ItemOutcome::kFiled));
+  totals.Count(DayStep("/d/2009/a", ItemOutcome::kFiled));
+  EXPECT_EQ("1 0 0", TextOf(totals.OfSource()));
+  EXPECT_EQ("0 0 0", TextOf(totals.OfDestination()));
+}
+
+TEST(RunTotals, CountsOutcomeOfDayStep) {
+  const struct {
+    ItemOutcome outcome;
+    std::string expected;
+  } rows[] = {{ItemOutcome::kSkipped, "0 1 0"}, {ItemOutcome::kNotTransferred, "0 0 1"}};
+  for (const auto& row : rows) {
+    RunTotals totals;
+    totals.Count(YearStep(ItemOutcome::kFiled));
+    // A run reports the item for each source folder that it visits.
+    for (int i = 0; i < 3; ++i) totals.Count(DayStep("/d/2009/a", row.outcome));
+    EXPECT_EQ(row.expected, TextOf(totals.OfSource()));
+    EXPECT_EQ("0 0 0", TextOf(totals.OfDestination()));
+    totals.Count(DayStep("/d/2009/a", ItemOutcome::kFiled));
+    EXPECT_EQ("1 0 0", TextOf(totals.OfSource()));
+    EXPECT_EQ("0 0 0", TextOf(totals.OfDestination()));
+  }
+}
+
+TEST(RunTotals, CountsItemInItsYearFolder) {
+  RunTotals totals;
+  totals.Count({.path = "/d/2009/a",
+                .folderPath = "/d/2009",
+                .outcome = ItemOutcome::kSkipped,
+                .step = FilingStep::kYear});
+  totals.Count(DayStep("/d/2009/a", ItemOutcome::kFiled));
+  EXPECT_EQ("1 0 0", TextOf(totals.OfSource()));
+  EXPECT_EQ("0 0 0", TextOf(totals.OfDestination()));
+}
+
+TEST(RunTotals, SeparatesItemsOfDestination) {
+  RunTotals totals;
+  totals.Count(YearStep(ItemOutcome::kFiled));
+  totals.Count(DayStep("/d/2009/a", ItemOutcome::kFiled));
+  totals.Count(DayStep("/d/2009/old", ItemOutcome::kFiled));
+  for (int i = 0; i < 3; ++i) {
+    totals.Count(DayStep("/d/2009/stuck", ItemOutcome::kNoKeyFolder));
+    totals.Count(DayStep("/d/2009/dangling", ItemOutcome::kSkipped));
+  }
+  EXPECT_EQ("1 0 0", TextOf(totals.OfSource()));
+  EXPECT_EQ("1 1 1", TextOf(totals.OfDestination()));
 }
 
 TEST(SummaryLine, PrintsCountsAndSeconds) {
   struct Row {
-    RunTotals totals;
+    ItemCounts counts;
     double seconds;
     std::string expected;
   };
   const std::vector<Row> rows = {
-      {RunTotals(), 0, "0 filed, 0 skipped, 0 failed in 0.0 s"},
-      {Counted(12034, 41, 3), 4.2, "12034 filed, 41 skipped, 3 failed in 4.2 s"},
-      {Counted(1, 0, 0), 0.96, "1 filed, 0 skipped, 0 failed in 1.0 s"},
-      {Counted(0, 0, 1), 86400.5, "0 filed, 0 skipped, 1 failed in 86400.5 s"},
+      {{}, 0, "0 filed, 0 skipped, 0 failed in 0.0 s"},
+      {{12034, 41, 3}, 4.2, "12034 filed, 41 skipped, 3 failed in 4.2 s"},
+      {{1, 0, 0}, 0.96, "1 filed, 0 skipped, 0 failed in 1.0 s"},
+      {{0, 0, 1}, 86400.5, "0 filed, 0 skipped, 1 failed in 86400.5 s"},
   };
-  for (const Row& row : rows) EXPECT_EQ(row.expected, SummaryLine(row.totals, row.seconds));
+  for (const Row& row : rows) EXPECT_EQ(row.expected, SummaryLine(row.counts, row.seconds));
 }
 
 }  // namespace

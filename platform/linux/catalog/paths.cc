@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +10,7 @@
 
 #include "platform/linux/errors.h"
 #include "platform/managers/file_manager.h"
+#include "platform/managers/text.h"
 
 namespace tessary {
 namespace {
@@ -113,6 +115,15 @@ Status FSRefMakePath(const FSRef& ref, char* buffer, size_t size) {
   if (path.size() >= size) return bdNamErr;
   std::memcpy(buffer, path.c_str(), path.size() + 1);
   return noErr;
+}
+
+std::string FSLastKnownPath(const FSRef& ref) { return Catalog::Get().PathOf(ReferenceOf(ref)); }
+
+std::string FSPathOfChild(const FSRef& folder, std::u16string_view name) {
+  std::string child = Utf8FromUtf16(name);
+  std::ranges::replace(child, '/', ':');
+  const std::string path = FSLastKnownPath(folder);
+  return path == "/" ? path + child : path + "/" + child;
 }
 
 // Forgets the interned folders along the path that are no longer found there. A user who deletes
