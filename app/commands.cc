@@ -18,7 +18,7 @@ constexpr char kStorePageURL[] = "appstream://org.tessary.Tessary";
 
 // Names the two date kinds "extension" too. That differs from the message of the destination panel
 // and is fixed.
-std::string KindName(AggregationKind kind) {
+std::string SourceKindName(AggregationKind kind) {
   switch (kind) {
     case AggregationKind::kFileType:
       return "file type";
@@ -31,7 +31,7 @@ std::string KindName(AggregationKind kind) {
 
 void ChooseSource() {
   FSRef source;
-  const std::string kind = KindName(GetAggregationKind());
+  const std::string kind = SourceKindName(GetAggregationKind());
   if (!ChooseFolder("Choose Source", "Choose a source folder or app to aggregate by " + kind + ":",
                     &source)) {
     return;

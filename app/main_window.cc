@@ -21,7 +21,7 @@ namespace {
 constexpr uint32_t kMinute = 60;
 constexpr uint32_t kHour = 3600;
 
-std::string KindName(AggregationKind kind) {
+std::string DestinationKindName(AggregationKind kind) {
   switch (kind) {
     case AggregationKind::kFileType:
       return "file type";
@@ -42,7 +42,7 @@ bool IsFolder(const FSRef& item) {
 }
 
 bool ChooseDestination(FSRef* destination) {
-  const std::string kind = KindName(GetAggregationKind());
+  const std::string kind = DestinationKindName(GetAggregationKind());
   return ChooseFolder("Choose Destination",
                       "Choose a destination folder to put the files aggregated by " + kind + ":",
                       destination);

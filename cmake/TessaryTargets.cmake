@@ -59,6 +59,12 @@ function(tessary_reject_arguments)
   endif()
 endfunction()
 
+# tessary_group_sources(NAME): with TESSARY_UNITY, compiles the sources of the target in groups. Names of
+# unnamed namespaces therefore have to differ within a library.
+function(tessary_group_sources name)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD "${TESSARY_UNITY}" UNITY_BUILD_BATCH_SIZE 10)
+endfunction()
+
 # tessary_library(NAME SOURCES FILE... [LIBRARIES LIBRARY...]): the static library of a folder, and the
 # libraries that it may call.
 function(tessary_library name)
@@ -66,6 +72,7 @@ function(tessary_library name)
   tessary_reject_arguments(${arg_UNPARSED_ARGUMENTS})
   add_library(${name} STATIC ${arg_SOURCES})
   target_link_libraries(${name} PUBLIC tessary_options ${arg_LIBRARIES})
+  tessary_group_sources(${name})
 endfunction()
 
 # tessary_test_program(NAME [MAIN LIBRARY] SOURCES FILE... [LIBRARIES LIBRARY...]): a test program, whose

@@ -5,7 +5,7 @@
 namespace tessary {
 namespace {
 
-constexpr auto kTypes = std::to_array<BuiltinFileType>({
+constexpr auto kFileTypes = std::to_array<BuiltinFileType>({
     {".1st", "TEXT"},         {".3dm", "3DMF"},   {".3dmf", "3DMF"},    {".3g2", "3gp2"},
     {".3gp", "3gpp"},         {".8svx", "8SVX"},  {".a", "TEXT"},       {".aac", "AAC "},
     {".aif", "AIFF"},         {".aifc", "AIFC"},  {".aiff", "AIFF"},    {".amr", "amr "},
@@ -67,6 +67,6 @@ constexpr auto kTypes = std::to_array<BuiltinFileType>({
 
 }  // namespace
 
-std::span<const BuiltinFileType> BuiltinFileTypes() { return kTypes; }
+std::span<const BuiltinFileType> BuiltinFileTypes() { return kFileTypes; }
 
 }  // namespace tessary

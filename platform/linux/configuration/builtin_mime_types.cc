@@ -5,7 +5,7 @@
 namespace tessary {
 namespace {
 
-constexpr auto kTypes = std::to_array<BuiltinMimeType>({
+constexpr auto kMimeTypes = std::to_array<BuiltinMimeType>({
     {"3g2", "video/3gpp2"},
     {"3gp", "video/3gpp"},
     {"7z", "application/x-7z-compressed"},
@@ -332,6 +332,6 @@ constexpr auto kTypes = std::to_array<BuiltinMimeType>({
 
 }  // namespace
 
-std::span<const BuiltinMimeType> BuiltinMimeTypes() { return kTypes; }
+std::span<const BuiltinMimeType> BuiltinMimeTypes() { return kMimeTypes; }
 
 }  // namespace tessary

@@ -12,7 +12,6 @@ Status ReadTextFile(const std::string& path, std::string* text) {
   const Status status = ReadStampedFile(path.c_str(), kMaxTextFileSize + 1, &file);
   if (status != noErr) return status;
   if (file.text.size() > kMaxTextFileSize) return paramErr;
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   if (file.text.starts_with(kByteOrderMark)) file.text.erase(0, kByteOrderMark.size());
   *text = std::move(file.text);
   return noErr;

@@ -13,6 +13,9 @@ namespace tessary {
 // The size limit of ReadTextFile, in bytes: 4 MiB.
 inline constexpr size_t kMaxTextFileSize = size_t{4} << 20U;
 
+// U+FEFF in UTF-8, with which some editors begin a text file.
+inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 // Reads the regular file at `path`, following links, without a byte order mark at its start.
 // Returns noErr, paramErr (no out-argument, not a regular file, or larger than kMaxTextFileSize),
 // otherwise the status of the filesystem. `*text` is written on success only.

@@ -13,11 +13,11 @@
 namespace tessary {
 namespace {
 
-constexpr int kFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 UniqueFd OpenWithOpenat2(const std::string& path) {
   open_how how = {};
-  how.flags = kFlags;
+  how.flags = kFolderFlags;
   how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
   return UniqueFd(
       static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof(how))));
@@ -26,7 +26,7 @@ UniqueFd OpenWithOpenat2(const std::string& path) {
 // Opens one component. With O_DIRECTORY and O_NOFOLLOW the kernel refuses a link, those of /proc
 // included, with the errno for a file, ENOTDIR.
 UniqueFd OpenComponent(int folder, const std::string& name) {
-  UniqueFd opened(openat(folder, name.c_str(), kFlags | O_NOFOLLOW));
+  UniqueFd opened(openat(folder, name.c_str(), kFolderFlags | O_NOFOLLOW));
   if (opened || errno != ENOTDIR) return opened;
   struct stat info = {};
   const bool isLink =
