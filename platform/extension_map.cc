@@ -36,6 +36,8 @@ void AddMapping(const ICMapEntry& entry) {
   std::u16string_view extension = entry.extension;
   if (extension.starts_with(u'.')) extension.remove_prefix(1);
   if (extension.empty()) return;
+  // A later entry replaces an earlier one, so that the user's mapping prevails over the built-in
+  // one.
   gExtensionMap.insert_or_assign(std::u16string(extension), *type);
 }
 

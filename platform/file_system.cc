@@ -30,6 +30,7 @@ Status ReadChildren(FSIteratorState& iterator, FSRefBlock* block, uint8_t* conta
         FSGetCatalogInfoBulk(iterator, batch.size(), &actual, &changed, batch.data());
     if (changed) *containerChanged = 1;
     if (status != noErr && status != errFSNoMoreItems) return status;
+    // The call that ends the listing can still return items.
     if (actual > 0) {
       const Status appended = block->Append(batch.data(), actual);
       if (appended != noErr) return appended;

@@ -40,6 +40,7 @@ bool WaitIdleProc(int32_t* sleepTime, RgnHandle* mouseRegion) {
 }
 
 Status GetFinderComment(const FSRef* item, std::optional<std::u16string>* comment, AEIdleUPP idle) {
+  // A reply can only be awaited with an idle routine, and a comment is nothing without its reply.
   if (idle == nullptr || comment == nullptr) return paramErr;
   AEDesc specifier;
   Status status = MakeItemObjectSpecifier(item, &specifier);
@@ -85,6 +86,7 @@ Status MakeObjectSpecifierFromURL(const CFURL* url, AEDesc* specifier) {
   std::optional<std::u16string> path =
       CFURLCopyFileSystemPath(*url, CFURLPathStyle::kCFURLHFSPathStyle);
   if (!path) return coreFoundationUnknownErr;
+  // The colon at the end distinguishes the path of a folder from that of a file.
   if (isFolder) path->push_back(kFolderEnd);
   AEDesc keyData;
   const Status status = MakeUnicodeTextDesc(&*path, &keyData);
@@ -102,6 +104,7 @@ Status CopyUnicodeTextAsString(const AEDesc& desc, std::optional<std::u16string>
   AEDesc coerced;
   Status status = AECoerceDesc(desc, typeUnicodeText, &coerced);
   if (status != noErr) return status;
+  // The null descriptor: there is no comment, and `*text` keeps its value.
   if (coerced.descriptorType != typeUnicodeText) return noErr;
   std::u16string units(AEGetDescDataSize(coerced) / sizeof(char16_t), u'\0');
   status = AEGetDescData(coerced, units.data(), units.size() * sizeof(char16_t));

@@ -19,6 +19,7 @@ Status MakeUtf16(const AEDesc& utf8, AEDesc* result) {
 
 Status MakeUtf8(const AEDesc& utf16, AEDesc* result) {
   std::u16string units(utf16.bytes.size() / sizeof(char16_t), u'\0');
+  // Copied, because the bytes of a descriptor are not aligned for 16-bit units.
   if (!units.empty()) {
     std::memcpy(units.data(), utf16.bytes.data(), units.size() * sizeof(char16_t));
   }
@@ -59,6 +60,7 @@ bool IsCoercion(const AEDesc& desc, DescType toType, DescType from, DescType to)
 
 Status Coerce(const AEDesc& desc, DescType toType, AEDesc* result) {
   const DescType type = desc.descriptorType;
+  // The null descriptor, "no value", stands for every type.
   if (type == toType || toType == typeWildCard || type == typeNull) {
     *result = AEDesc(desc);
     return noErr;

@@ -69,6 +69,8 @@ bool IsForThisProcess(const AppleEvent& event) {
 
 Status PostToEventLoop(const AppleEvent& event) {
   if (!Delivery().loop) return procNotFound;
+  // The event is copied: the sender's one may be gone when the loop delivers it. The handler is
+  // looked up then, so that one installed after the event was sent still gets it.
   return Delivery().loop([event] { Deliver(event); });
 }
 

@@ -18,6 +18,7 @@ size_t FindKeyword(const std::vector<AEKeyDesc>& items, AEKeyword keyword) {
 // Replaces the item at index `place`, or appends the item if there is no such index.
 Status PutItem(std::vector<AEKeyDesc>* items, size_t place, AEKeyword keyword,
                const AEDesc& value) {
+  // The copy may throw. Made first, it leaves the list unchanged then.
   try {
     AEKeyDesc item = {keyword, value};
     if (place < items->size()) {

@@ -51,6 +51,8 @@ void DeliverPendingEvents(Application* application) {
   if (application->isAnswering) return;
   application->isAnswering = true;
   while (!application->isGone && !application->waiting.empty()) {
+    // Stays in the queue until it is answered, so that an application that leaves it unanswered
+    // gets it again, first, at the sender's next poll.
     const std::shared_ptr<PendingEvent> sent = application->waiting.front();
     if (!application->answerer(sent->event, &sent->reply)) break;
     sent->isAnswered = true;
@@ -100,6 +102,8 @@ std::optional<Clock::time_point> Deadline(int32_t timeoutTicks) {
   return After(timeout);
 }
 
+// Sleeps without regard to the answer: applications answer on the sender's own thread, so none can
+// come during the pause.
 void SleepTicks(int32_t ticks, const std::optional<Clock::time_point>& deadline) {
   if (ticks <= 0) return;
   const Clock::time_point wake = After(Ticks(ticks));
@@ -108,6 +112,8 @@ void SleepTicks(int32_t ticks, const std::optional<Clock::time_point>& deadline)
 
 Status WaitForAnswer(Application* application, const PendingEvent& sent, int32_t timeoutTicks,
                      AEIdleUPP idle) {
+  // Before the first look at the clock: an application that answers at once is never too late, and
+  // the idle routine is not called.
   DeliverPendingEvents(application);
   const std::optional<Clock::time_point> deadline = Deadline(timeoutTicks);
   while (!sent.isAnswered) {
@@ -128,6 +134,8 @@ Status AESend(const AppleEvent& event, AppleEvent* reply, AESendMode mode, AESen
               int32_t timeoutTicks, AEIdleUPP idle, AEFilterUPP) {
   if (reply == nullptr) return paramErr;
   try {
+    // An event to the sender itself waits for the event loop, which does not run before the sender
+    // returns. Waiting for its reply would never end.
     if (IsForThisProcess(event)) {
       if (mode != AESendMode::kAENoReply) return paramErr;
       const Status posted = PostToEventLoop(event);
@@ -147,6 +155,8 @@ Status AESend(const AppleEvent& event, AppleEvent* reply, AESendMode mode, AESen
       *reply = AppleEvent();
       return noErr;
     }
+    // A sender that stops waiting leaves its event queued: the application may be about to answer
+    // it.
     status = WaitForAnswer(application.get(), *sent, timeoutTicks, idle);
     if (status == noErr) *reply = std::move(sent->reply);
     return status;
@@ -156,6 +166,7 @@ Status AESend(const AppleEvent& event, AppleEvent* reply, AESendMode mode, AESen
 }
 
 void RegisterAnsweringApplication(uint32_t signature, AEAnswerer answerer) {
+  // Ends waits for the previous application of this signature with connectionInvalid.
   RemoveAnsweringApplication(signature);
   const auto application = std::make_shared<Application>();
   application->answerer = std::move(answerer);

@@ -53,6 +53,7 @@ Status ReadKind(const AEDesc& specifier, SpecifierKind* kind) {
 }
 
 Status ReadText(const AEDesc& desc, std::u16string* text) {
+  // An odd last byte is half a character, and is ignored.
   text->resize(AEGetDescDataSize(desc) / sizeof(char16_t));
   return AEGetDescData(desc, text->data(), text->size() * sizeof(char16_t));
 }
@@ -65,6 +66,8 @@ Status ReadCommentSpecifier(const AEDesc& specifier, AEDesc* item) {
   uint32_t property = 0;
   status = GetCodeField(specifier, keyAEKeyData, typeType, &property);
   if (status != noErr) return status;
+  // The specifier is well-formed from here on. Another property is not an error of the sender: it
+  // gets the status of an event that nobody handles.
   if (kind.desiredClass != cProperty || kind.keyForm != formPropertyID) return errAEEventNotHandled;
   if (property != kCommentProperty) return errAEEventNotHandled;
   return GetField(specifier, keyAEContainer, typeObjectSpecifier, item);
@@ -99,6 +102,8 @@ bool MeansNoSuchItem(Status status) {
 }
 
 Status FindItem(const std::string& path, Reference* item, Place* place) {
+  // The event carries only a path. The sender's own reference may meanwhile
+  // refer to another object than this path.
   Catalog& catalog = Catalog::Get();
   uint32_t folder = 0;
   std::string name;

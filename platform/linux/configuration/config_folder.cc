@@ -74,6 +74,8 @@ void ConfigEnvironment::Capture() {
 }
 
 Status MakeFolderAndParents(const std::string& path) {
+  // The folder first, and its parents only if they are missing: usually one call. Another process
+  // may make the same folder meanwhile. A file in the way shows at the first use of the folder.
   if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return noErr;
   if (errno != ENOENT) return LastError();
   const size_t slash = path.rfind('/');

@@ -37,6 +37,8 @@ Status FollowLinks(std::string path, std::string* target) {
       return noErr;
     }
     const std::string_view linked(text.data(), static_cast<size_t>(size));
+    // realpath() fails if the target is missing, but a file that a user links into another folder
+    // is first written there.
     if (linked.front() == '/') path.clear();
     path.erase(path.rfind('/') + 1);
     path += linked;
@@ -126,6 +128,8 @@ Status FileReplacement::TryLock(bool* isHeld) {
   constexpr int kFlags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
   UniqueFd file(openat(folder_.get(), newName_.c_str(), kFlags, 0600));
   if (!file) return LastError();
+  // A fixed name with a lock on it, rather than a random name: a crashed writer leaves one file at
+  // most, which the next writer uses, and two writers cannot lose each other's change.
   if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
     return errno == EWOULDBLOCK || errno == EINTR ? noErr : LastError();
   }
@@ -174,7 +178,9 @@ Status FileReplacement::CopyTargetMetadata() {
     if (errno != ENOENT) return LastError();
     return fchmod(newFile_.get(), 0600) == 0 ? noErr : LastError();
   }
-  // Only root may change the owner. Other users may set the group to one of their own groups.
+  // The file has been private (0600) so far and gets its mode last, so nobody can read the text who
+  // could not read the original. Only root may change the owner. Other users may set the group to
+  // one of their own groups.
   if (fchown(newFile_.get(), info.st_uid, info.st_gid) != 0) {
     (void)fchown(newFile_.get(), static_cast<uid_t>(-1), info.st_gid);
   }

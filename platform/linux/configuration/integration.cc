@@ -67,6 +67,8 @@ Status EditOnce(const std::string& path, MenuFileKind kind, const MenuFileEditor
   std::string newText;
   const MenuFileChange change = editor(file.text, &newText);
   if (change == MenuFileChange::kNone) return noErr;
+  // The target of a link is emptied instead: the user keeps that file elsewhere, and expects the
+  // link to stay.
   if (change == MenuFileChange::kDelete && !IsLink(path)) return DeleteIfUnchanged(path, file);
   status = replacement->Commit(newText, file.stamp);
   if (status != noErr || kind == MenuFileKind::kDocument) return status;

@@ -127,6 +127,8 @@ Status ICGetPrefHandle(const ICInstance& instance, std::string_view preference,
   for (const BuiltinFileType& builtin : BuiltinFileTypes()) {
     entries.push_back({PaddedFourCharCode(builtin.type), Utf16FromUtf8(builtin.extension)});
   }
+  // The user's entries come last: the map that is built from them keeps the last entry of an
+  // extension.
   const UserMapping user = ReadUserMapping();
   entries.insert(entries.end(), user.entries.begin(), user.entries.end());
   *mapping = std::move(entries);

@@ -109,6 +109,7 @@ Problem WriteChanges(const std::string& path, const PreferenceChanges& changes) 
 class PreferencesStore {
  public:
   std::optional<CFPropertyList> Copy(std::string_view key) {
+    // An option of the command line precedes what is stored, and is never stored itself.
     if (const auto overridden = overrides_.find(key); overridden != overrides_.end())
       return overridden->second;
     LoadOnce();
@@ -128,6 +129,8 @@ class PreferencesStore {
   }
 
   bool Synchronise() {
+    // The environment is read again each time, because tests and desktop sessions can change it
+    // within a process. Comparing it costs no system call.
     UpdatePath();
     writeProblem_.reset();
     if (!pendingChanges_.empty()) {
@@ -180,7 +183,10 @@ class PreferencesStore {
       UseDefaults(status == fnfErr ? std::nullopt : std::optional(ProblemOf(status)));
       return;
     }
+    // A stamp proves nothing while a second write within the resolution of the filesystem's clock
+    // could leave it unchanged. The contents are read at each synchronisation until then.
     if (!file.isRecentlyModified) trustedStamp_ = file.stamp;
+    // The same text, touched or replaced: parsing it again would give the same values and problem.
     if (text_ == file.text) return;
     PreferenceValues values;
     if (const Problem problem = ParsePreferences(file.text, &values)) {

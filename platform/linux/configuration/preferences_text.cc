@@ -6,12 +6,11 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/configuration/text_file.h"
 #include "platform/linux/configuration/toml_parser.h"
 
 namespace tessary {
 namespace {
-
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 // Bounds the recursion of the parser, which recurses once per level of a dotted key without a limit
 // and would overflow the stack at some tens of thousands of levels.
@@ -88,6 +87,7 @@ size_t SkipString(std::string_view text, size_t at) {
 size_t SkipBrackets(std::string_view text, size_t at) {
   int depth = 0;
   while (at < text.size()) {
+    // Brackets in strings and comments do not count.
     const char c = text[at];
     if (c == '"' || c == '\'') {
       at = SkipString(text, at);
@@ -120,6 +120,7 @@ size_t SkipValue(std::string_view text, size_t at) {
 
 Statement StatementAt(std::string_view text, size_t lineBegin, size_t keyBegin) {
   size_t at = keyBegin;
+  // A quoted key may contain an equals sign.
   while (at < text.size() && text[at] != '=') {
     at = text[at] == '"' || text[at] == '\'' ? SkipString(text, at) : at + 1;
   }
@@ -216,6 +217,7 @@ size_t PlaceForNewKey(std::string_view text, const TopLevel& top) {
 
 void InsertLine(std::string* text, const TopLevel& top, const std::string& line) {
   const size_t firstEnd = text->find('\n');
+  // The new line ends as the first line of the file does.
   const bool isDos = firstEnd != std::string::npos && firstEnd > 0 && (*text)[firstEnd - 1] == '\r';
   const std::string lineEnd = isDos ? "\r\n" : "\n";
   const size_t place = PlaceForNewKey(*text, top);
@@ -227,6 +229,8 @@ void InsertLine(std::string* text, const TopLevel& top, const std::string& line)
 // a table, which has no single line.
 bool ChangeKey(const std::string& key, bool exists, const std::optional<std::string>& encodedValue,
                std::string* text) {
+  // Only the bytes of the key's own statement change. Printing the whole table would
+  // lose the user's comments, order and spelling.
   const TopLevel top = FindTopLevel(*text);
   for (const Statement& statement : top.statements) {
     const size_t keySize = statement.keyEnd - statement.keyBegin;

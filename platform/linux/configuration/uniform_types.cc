@@ -72,6 +72,7 @@ std::optional<GlobLine> ParseGlobLine(std::string_view line) {
 // Returns the extension of a pattern of the form "*.ext"; empty for any other pattern.
 std::string_view ExtensionOfGlob(std::string_view glob) {
   if (!glob.starts_with("*.")) return {};
+  // Keys of runs are plain extensions, so patterns with further wildcards can never match one.
   const std::string_view extension = glob.substr(2);
   return extension.find_first_of("*?[\\") == std::string_view::npos ? extension
                                                                     : std::string_view();
@@ -100,6 +101,8 @@ class MimeDatabase {
     const std::u16string key(extension);
     const auto known = cache_.find(key);
     if (known != cache_.end()) return known->second;
+    // Emptied rather than reduced entry by entry: the extensions of a folder are few, and the
+    // answers come back with one lookup each.
     if (cache_.size() >= kMaxCachedAnswers) cache_.clear();
     return cache_.emplace(key, FindType(key)).first->second;
   }
@@ -140,6 +143,8 @@ class MimeDatabase {
   }
 
   std::optional<std::u16string> FindType(const std::u16string& extension) const {
+    // A case-sensitive pattern is meant for one spelling (".C" for C++, ".c" for C), so it comes
+    // before those that match any case.
     const auto exact = exactTypes_.find(extension);
     if (exact != exactTypes_.end()) return exact->second.type;
     const auto folded = foldedTypes_.find(CFStringLowercase(extension));

@@ -7,7 +7,7 @@
 namespace tessary {
 namespace {
 
-constexpr uint32_t kMagic = 0x00051607;
+constexpr uint32_t kAppleDoubleMagic = 0x00051607;
 constexpr uint32_t kVersion = 0x00020000;
 constexpr size_t kCountAt = 24;
 constexpr size_t kTableAt = 26;
@@ -124,7 +124,8 @@ std::optional<AppleDouble> AppleDouble::Parse(std::string_view data) {
 }
 
 std::optional<AppleDouble> AppleDouble::Parse(std::string_view data, uint64_t wholeSize) {
-  if (ReadBig32(data, 0) != kMagic || ReadBig32(data, 4) != kVersion) return std::nullopt;
+  if (ReadBig32(data, 0) != kAppleDoubleMagic || ReadBig32(data, 4) != kVersion)
+    return std::nullopt;
   const std::optional<uint16_t> count = ReadBig16(data, kCountAt);
   if (!count || !PartOf(data, kTableAt, *count * kEntrySize)) return std::nullopt;
   return AppleDouble(data, wholeSize, *count);
@@ -170,6 +171,7 @@ std::vector<AppleDoubleAttribute> AppleDouble::Attributes() const {
   std::vector<AppleDoubleAttribute> attributes;
   size_t at = start + kFirstAttributeAt;
   for (size_t i = 0; i < count; ++i) {
+    // One malformed attribute makes all offsets after it doubtful, so that none is returned then.
     const std::optional<AppleDoubleAttribute> attribute = ReadAttribute(inside, at);
     if (!attribute) return {};
     attributes.push_back(*attribute);
@@ -191,6 +193,8 @@ bool ReplaceComment(std::string_view value, std::string* data) {
   const size_t count = ReadBig16(*data, kCountAt).value_or(0);
   for (size_t at = kTableAt; at < kTableAt + count * kEntrySize; at += kEntrySize) {
     const size_t offset = ReadBig32(*data, at + 4).value_or(0);
+    // Only the first entry with the comment's number is the comment, as Find() reads it. A second
+    // one is data like any other, and limits the space.
     const bool isComment =
         ReadBig32(*data, at) == static_cast<uint32_t>(AppleDoubleEntry::kComment);
     if (isComment && lengthAt == 0) {
@@ -201,6 +205,7 @@ bool ReplaceComment(std::string_view value, std::string* data) {
   }
   const bool isBehindTable = room.offset >= kTableAt + count * kEntrySize;
   if (!isBehindTable || room.length < std::max(range->length, value.size())) return false;
+  // The rest of a longer old text is zeroed, so that it does not stay in the file.
   Fill({room.offset, std::max(range->length, value.size())}, value, data);
   WriteBig32(value.size(), lengthAt, data);
   return true;
@@ -226,6 +231,8 @@ bool ReplaceAttribute(std::string_view name, std::string_view value, std::string
     if (value.size() > area->limit - area->end) return false;
     range = {area->end, 0};
   }
+  // `found` and its value point into the data, which Fill changes. Only offsets are used from here
+  // on.
   const size_t entryOffset = found->entryOffset;
   Fill({range.offset, std::max(range.length, value.size())}, value, data);
   WriteBig32(range.offset, entryOffset, data);

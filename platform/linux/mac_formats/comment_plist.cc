@@ -18,7 +18,7 @@
 namespace tessary {
 namespace {
 
-constexpr std::string_view kMagic = "bplist0";
+constexpr std::string_view kPlistMagic = "bplist0";
 constexpr size_t kHeadSize = 8;
 constexpr size_t kTrailerSize = 32;
 constexpr unsigned kAscii = 0x5;
@@ -50,6 +50,7 @@ std::optional<TextHead> ReadTextHead(std::string_view object) {
 
 std::optional<std::u16string> ReadText(std::string_view object) {
   const std::optional<TextHead> head = ReadTextHead(object);
+  // Also keeps the product below from overflowing: a hostile length can be 64 bits wide.
   if (!head || head->length > object.size()) return std::nullopt;
   const size_t unitSize = head->kind == kUtf16 ? sizeof(char16_t) : 1;
   const auto units = PartOf(object, head->size, head->length * unitSize);
@@ -65,7 +66,7 @@ std::optional<std::u16string> ReadText(std::string_view object) {
 }
 
 std::optional<std::u16string> ReadList(std::string_view list) {
-  if (!list.starts_with(kMagic) || list.size() < kHeadSize + kTrailerSize) return std::nullopt;
+  if (!list.starts_with(kPlistMagic) || list.size() < kHeadSize + kTrailerSize) return std::nullopt;
   const std::string_view trailer = list.substr(list.size() - kTrailerSize);
   const std::string_view body = list.substr(0, list.size() - kTrailerSize);
   const uint64_t entrySize = ReadBigEndian(trailer, 6, 1).value_or(0);
@@ -75,6 +76,7 @@ std::optional<std::u16string> ReadList(std::string_view list) {
   if (entrySize == 0 || entrySize > sizeof(uint64_t) || top >= count) return std::nullopt;
   if (tableAt < kHeadSize || tableAt > body.size()) return std::nullopt;
   const std::string_view table = body.substr(tableAt);
+  // Divided instead of multiplied, because the product of two numbers from the file could overflow.
   if (top >= table.size() / entrySize) return std::nullopt;
   const std::optional<uint64_t> objectAt = ReadBigEndian(table, top * entrySize, entrySize);
   if (!objectAt || *objectAt < kHeadSize || *objectAt >= tableAt) return std::nullopt;
@@ -107,6 +109,8 @@ std::string WriteLength(unsigned kind, uint64_t length) {
 }  // namespace
 
 std::optional<std::u16string> ReadCommentPlist(std::string_view value) {
+  // First as it stands: a zero at the end may belong to the list's last number. Only then is it
+  // taken for the one that Samba appends.
   std::optional<std::u16string> text = ReadList(value);
   if (text || !value.ends_with('\0')) return text;
   return ReadList(value.substr(0, value.size() - 1));

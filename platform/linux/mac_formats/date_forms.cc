@@ -74,6 +74,8 @@ std::optional<Timestamp> ReadAppleDoubleDate(std::string_view value) {
 std::optional<Timestamp> ReadDosAttributesDate(std::string_view value) {
   const size_t textEnd = value.substr(0, kMaxHexTextLength).find('\0');
   if (textEnd == std::string_view::npos) return std::nullopt;
+  // Samba stores the attributes as a text of hexadecimal digits, and after its zero the record in
+  // the encoding of remote calls, in which each field is aligned to its own size.
   const size_t versionAt = RoundUp(textEnd + 1, 2);
   const std::optional<uint64_t> version = ReadLittleEndian(value, versionAt, 2);
   // The version is stored twice: once for the value, and once as the tag of the record.

@@ -18,6 +18,8 @@ constexpr size_t kFinderInfoInAfpInfo = 16;
 std::optional<FinderBytes> ReadRawFinderInfo(std::string_view value) {
   FinderBytes bytes = {};
   if (value.size() != bytes.size()) return std::nullopt;
+  // Empty information cannot be distinguished from none, so the next form in the order of
+  // precedence is asked.
   if (std::ranges::all_of(value, [](char byte) { return byte == '\0'; })) return std::nullopt;
   std::ranges::copy(value, bytes.begin());
   return bytes;

@@ -28,6 +28,8 @@ constexpr std::array<char16_t, 128> kRoman = {
 }  // namespace
 
 std::u16string ReadMacText(std::string_view bytes) {
+  // The format names no encoding. Newer writers use UTF-8, and a text in Mac OS Roman is hardly
+  // ever well-formed UTF-8 by accident.
   if (IsUtf8(bytes)) return Utf16FromUtf8(bytes);
   std::u16string text;
   for (const char c : bytes) {
