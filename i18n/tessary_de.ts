@@ -2,6 +2,72 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de" sourcelanguage="en">
 <context>
+    <name>AboutBox</name>
+    <message>
+        <source>About Tessary</source>
+        <translation>Über Tessary</translation>
+    </message>
+    <message>
+        <source>Sorts the contents of a folder into subfolders.</source>
+        <translation>Sortiert den Inhalt eines Ordners in Unterordner.</translation>
+    </message>
+    <message>
+        <source>Free software under the MIT License, without any warranty.</source>
+        <translation>Freie Software unter der MIT-Lizenz, ohne jede Gewähr.</translation>
+    </message>
+</context>
+<context>
+    <name>LogWindow</name>
+    <message>
+        <source>Log</source>
+        <translation>Protokoll</translation>
+    </message>
+    <message>
+        <source>Search the log</source>
+        <translation>Im Protokoll suchen</translation>
+    </message>
+    <message>
+        <source>Search</source>
+        <translation>Suchen</translation>
+    </message>
+    <message>
+        <source>&amp;Failures first</source>
+        <translation>&amp;Fehler zuerst</translation>
+    </message>
+    <message>
+        <source>Copy the selected lines, or all if none is selected</source>
+        <translation>Die ausgewählten Zeilen kopieren, ohne Auswahl alle</translation>
+    </message>
+    <message>
+        <source>&amp;Copy</source>
+        <translation>&amp;Kopieren</translation>
+    </message>
+    <message>
+        <source>Save the lines that are shown</source>
+        <translation>Die angezeigten Zeilen speichern</translation>
+    </message>
+    <message>
+        <source>&amp;Save As…</source>
+        <translation>Speichern &amp;unter…</translation>
+    </message>
+    <message>
+        <source>Lines: %1, failures: %2</source>
+        <translation>Zeilen: %1, Fehler: %2</translation>
+    </message>
+    <message>
+        <source>Lines: %1 of %2, failures: %3</source>
+        <translation>Zeilen: %1 von %2, Fehler: %3</translation>
+    </message>
+    <message>
+        <source>Save Log</source>
+        <translation>Protokoll speichern</translation>
+    </message>
+    <message>
+        <source>The log could not be saved as “%1”: %2</source>
+        <translation>Das Protokoll konnte nicht als „%1“ gespeichert werden: %2</translation>
+    </message>
+</context>
+<context>
     <name>MainWindow</name>
     <message>
         <source>Drop target for folders</source>
@@ -45,6 +111,14 @@
     <message>
         <source>Tessary &amp;Help</source>
         <translation>Tessary-&amp;Hilfe</translation>
+    </message>
+    <message>
+        <source>Show &amp;Log…</source>
+        <translation>&amp;Protokoll anzeigen…</translation>
+    </message>
+    <message>
+        <source>&amp;About Tessary</source>
+        <translation>Ü&amp;ber Tessary</translation>
     </message>
 </context>
 <context>
@@ -100,6 +174,56 @@
     <message>
         <source>OK</source>
         <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>RunReports</name>
+    <message>
+        <source>%1 of %2 items could not be filed</source>
+        <translation>%1 von %2 Objekten konnten nicht einsortiert werden</translation>
+    </message>
+    <message>
+        <source>From “%1” to “%2”</source>
+        <translation>Von „%1“ nach „%2“</translation>
+    </message>
+    <message>
+        <source>“%1” has been aggregated</source>
+        <translation>„%1“ wurde zusammengestellt</translation>
+    </message>
+    <message>
+        <source>Items filed in “%1”: %2</source>
+        <translation>In „%1“ einsortierte Objekte: %2</translation>
+    </message>
+    <message>
+        <source>“%1” could not be aggregated</source>
+        <translation>„%1“ konnte nicht zusammengestellt werden</translation>
+    </message>
+    <message>
+        <source>Show Log</source>
+        <translation>Protokoll anzeigen</translation>
+    </message>
+    <message>
+        <source>The log lists the failures: File, Show Log…</source>
+        <translation>Das Protokoll nennt die Fehler: Datei, Protokoll anzeigen…</translation>
+    </message>
+</context>
+<context>
+    <name>SessionLog</name>
+    <message>
+        <source>Failed</source>
+        <translation>Fehlgeschlagen</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>Zeit</translation>
+    </message>
+    <message>
+        <source>Message</source>
+        <translation>Meldung</translation>
+    </message>
+    <message>
+        <source>Problem</source>
+        <translation>Problem</translation>
     </message>
 </context>
 <context>

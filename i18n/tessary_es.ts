@@ -2,6 +2,72 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="es" sourcelanguage="en">
 <context>
+    <name>AboutBox</name>
+    <message>
+        <source>About Tessary</source>
+        <translation>Acerca de Tessary</translation>
+    </message>
+    <message>
+        <source>Sorts the contents of a folder into subfolders.</source>
+        <translation>Ordena el contenido de una carpeta en subcarpetas.</translation>
+    </message>
+    <message>
+        <source>Free software under the MIT License, without any warranty.</source>
+        <translation>Software libre bajo la licencia MIT, sin garantía alguna.</translation>
+    </message>
+</context>
+<context>
+    <name>LogWindow</name>
+    <message>
+        <source>Log</source>
+        <translation>Registro</translation>
+    </message>
+    <message>
+        <source>Search the log</source>
+        <translation>Buscar en el registro</translation>
+    </message>
+    <message>
+        <source>Search</source>
+        <translation>Buscar</translation>
+    </message>
+    <message>
+        <source>&amp;Failures first</source>
+        <translation>&amp;Errores primero</translation>
+    </message>
+    <message>
+        <source>Copy the selected lines, or all if none is selected</source>
+        <translation>Copiar las líneas seleccionadas o, sin selección, todas</translation>
+    </message>
+    <message>
+        <source>&amp;Copy</source>
+        <translation>&amp;Copiar</translation>
+    </message>
+    <message>
+        <source>Save the lines that are shown</source>
+        <translation>Guardar las líneas mostradas</translation>
+    </message>
+    <message>
+        <source>&amp;Save As…</source>
+        <translation>&amp;Guardar como…</translation>
+    </message>
+    <message>
+        <source>Lines: %1, failures: %2</source>
+        <translation>Líneas: %1, errores: %2</translation>
+    </message>
+    <message>
+        <source>Lines: %1 of %2, failures: %3</source>
+        <translation>Líneas: %1 de %2, errores: %3</translation>
+    </message>
+    <message>
+        <source>Save Log</source>
+        <translation>Guardar el registro</translation>
+    </message>
+    <message>
+        <source>The log could not be saved as “%1”: %2</source>
+        <translation>No se pudo guardar el registro como «%1»: %2</translation>
+    </message>
+</context>
+<context>
     <name>MainWindow</name>
     <message>
         <source>Drop target for folders</source>
@@ -45,6 +111,14 @@
     <message>
         <source>Tessary &amp;Help</source>
         <translation>Ay&amp;uda de Tessary</translation>
+    </message>
+    <message>
+        <source>Show &amp;Log…</source>
+        <translation>&amp;Mostrar el registro…</translation>
+    </message>
+    <message>
+        <source>&amp;About Tessary</source>
+        <translation>&amp;Acerca de Tessary</translation>
     </message>
 </context>
 <context>
@@ -100,6 +174,56 @@
     <message>
         <source>OK</source>
         <translation>Aceptar</translation>
+    </message>
+</context>
+<context>
+    <name>RunReports</name>
+    <message>
+        <source>%1 of %2 items could not be filed</source>
+        <translation>No se pudieron archivar %1 de %2 elementos</translation>
+    </message>
+    <message>
+        <source>From “%1” to “%2”</source>
+        <translation>De «%1» a «%2»</translation>
+    </message>
+    <message>
+        <source>“%1” has been aggregated</source>
+        <translation>Se ha agrupado «%1»</translation>
+    </message>
+    <message>
+        <source>Items filed in “%1”: %2</source>
+        <translation>Elementos archivados en «%1»: %2</translation>
+    </message>
+    <message>
+        <source>“%1” could not be aggregated</source>
+        <translation>No se pudo agrupar «%1»</translation>
+    </message>
+    <message>
+        <source>Show Log</source>
+        <translation>Mostrar el registro</translation>
+    </message>
+    <message>
+        <source>The log lists the failures: File, Show Log…</source>
+        <translation>El registro muestra los errores: Archivo, Mostrar el registro…</translation>
+    </message>
+</context>
+<context>
+    <name>SessionLog</name>
+    <message>
+        <source>Failed</source>
+        <translation>Error</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>Hora</translation>
+    </message>
+    <message>
+        <source>Message</source>
+        <translation>Mensaje</translation>
+    </message>
+    <message>
+        <source>Problem</source>
+        <translation>Problema</translation>
     </message>
 </context>
 <context>

@@ -2,6 +2,72 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="fr" sourcelanguage="en">
 <context>
+    <name>AboutBox</name>
+    <message>
+        <source>About Tessary</source>
+        <translation>À propos de Tessary</translation>
+    </message>
+    <message>
+        <source>Sorts the contents of a folder into subfolders.</source>
+        <translation>Trie le contenu d’un dossier dans des sous-dossiers.</translation>
+    </message>
+    <message>
+        <source>Free software under the MIT License, without any warranty.</source>
+        <translation>Logiciel libre sous licence MIT, sans aucune garantie.</translation>
+    </message>
+</context>
+<context>
+    <name>LogWindow</name>
+    <message>
+        <source>Log</source>
+        <translation>Journal</translation>
+    </message>
+    <message>
+        <source>Search the log</source>
+        <translation>Rechercher dans le journal</translation>
+    </message>
+    <message>
+        <source>Search</source>
+        <translation>Rechercher</translation>
+    </message>
+    <message>
+        <source>&amp;Failures first</source>
+        <translation>&amp;Échecs en premier</translation>
+    </message>
+    <message>
+        <source>Copy the selected lines, or all if none is selected</source>
+        <translation>Copier les lignes sélectionnées, ou toutes sans sélection</translation>
+    </message>
+    <message>
+        <source>&amp;Copy</source>
+        <translation>&amp;Copier</translation>
+    </message>
+    <message>
+        <source>Save the lines that are shown</source>
+        <translation>Enregistrer les lignes affichées</translation>
+    </message>
+    <message>
+        <source>&amp;Save As…</source>
+        <translation>&amp;Enregistrer sous…</translation>
+    </message>
+    <message>
+        <source>Lines: %1, failures: %2</source>
+        <translation>Lignes : %1, échecs : %2</translation>
+    </message>
+    <message>
+        <source>Lines: %1 of %2, failures: %3</source>
+        <translation>Lignes : %1 sur %2, échecs : %3</translation>
+    </message>
+    <message>
+        <source>Save Log</source>
+        <translation>Enregistrer le journal</translation>
+    </message>
+    <message>
+        <source>The log could not be saved as “%1”: %2</source>
+        <translation>Le journal n’a pas pu être enregistré sous « %1 » : %2</translation>
+    </message>
+</context>
+<context>
     <name>MainWindow</name>
     <message>
         <source>Drop target for folders</source>
@@ -45,6 +111,14 @@
     <message>
         <source>Tessary &amp;Help</source>
         <translation>&amp;Aide de Tessary</translation>
+    </message>
+    <message>
+        <source>Show &amp;Log…</source>
+        <translation>Afficher le &amp;journal…</translation>
+    </message>
+    <message>
+        <source>&amp;About Tessary</source>
+        <translation>À &amp;propos de Tessary</translation>
     </message>
 </context>
 <context>
@@ -100,6 +174,56 @@
     <message>
         <source>OK</source>
         <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>RunReports</name>
+    <message>
+        <source>%1 of %2 items could not be filed</source>
+        <translation>%1 éléments sur %2 n’ont pas pu être classés</translation>
+    </message>
+    <message>
+        <source>From “%1” to “%2”</source>
+        <translation>De « %1 » vers « %2 »</translation>
+    </message>
+    <message>
+        <source>“%1” has been aggregated</source>
+        <translation>« %1 » a été regroupé</translation>
+    </message>
+    <message>
+        <source>Items filed in “%1”: %2</source>
+        <translation>Éléments classés dans « %1 » : %2</translation>
+    </message>
+    <message>
+        <source>“%1” could not be aggregated</source>
+        <translation>« %1 » n’a pas pu être regroupé</translation>
+    </message>
+    <message>
+        <source>Show Log</source>
+        <translation>Afficher le journal</translation>
+    </message>
+    <message>
+        <source>The log lists the failures: File, Show Log…</source>
+        <translation>Le journal indique les échecs : Fichier, Afficher le journal…</translation>
+    </message>
+</context>
+<context>
+    <name>SessionLog</name>
+    <message>
+        <source>Failed</source>
+        <translation>Échec</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>Heure</translation>
+    </message>
+    <message>
+        <source>Message</source>
+        <translation>Message</translation>
+    </message>
+    <message>
+        <source>Problem</source>
+        <translation>Problème</translation>
     </message>
 </context>
 <context>

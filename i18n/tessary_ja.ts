@@ -2,6 +2,72 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="ja" sourcelanguage="en">
 <context>
+    <name>AboutBox</name>
+    <message>
+        <source>About Tessary</source>
+        <translation>Tessary について</translation>
+    </message>
+    <message>
+        <source>Sorts the contents of a folder into subfolders.</source>
+        <translation>フォルダーの内容をサブフォルダーに整理します。</translation>
+    </message>
+    <message>
+        <source>Free software under the MIT License, without any warranty.</source>
+        <translation>MIT ライセンスの自由ソフトウェアです。無保証です。</translation>
+    </message>
+</context>
+<context>
+    <name>LogWindow</name>
+    <message>
+        <source>Log</source>
+        <translation>ログ</translation>
+    </message>
+    <message>
+        <source>Search the log</source>
+        <translation>ログを検索</translation>
+    </message>
+    <message>
+        <source>Search</source>
+        <translation>検索</translation>
+    </message>
+    <message>
+        <source>&amp;Failures first</source>
+        <translation>失敗を先頭に(&amp;F)</translation>
+    </message>
+    <message>
+        <source>Copy the selected lines, or all if none is selected</source>
+        <translation>選択した行をコピー(選択がなければすべて)</translation>
+    </message>
+    <message>
+        <source>&amp;Copy</source>
+        <translation>コピー(&amp;C)</translation>
+    </message>
+    <message>
+        <source>Save the lines that are shown</source>
+        <translation>表示されている行を保存</translation>
+    </message>
+    <message>
+        <source>&amp;Save As…</source>
+        <translation>名前を付けて保存(&amp;S)…</translation>
+    </message>
+    <message>
+        <source>Lines: %1, failures: %2</source>
+        <translation>行数: %1、失敗: %2</translation>
+    </message>
+    <message>
+        <source>Lines: %1 of %2, failures: %3</source>
+        <translation>行数: %1 / %2、失敗: %3</translation>
+    </message>
+    <message>
+        <source>Save Log</source>
+        <translation>ログを保存</translation>
+    </message>
+    <message>
+        <source>The log could not be saved as “%1”: %2</source>
+        <translation>ログを「%1」として保存できませんでした: %2</translation>
+    </message>
+</context>
+<context>
     <name>MainWindow</name>
     <message>
         <source>Drop target for folders</source>
@@ -45,6 +111,14 @@
     <message>
         <source>Tessary &amp;Help</source>
         <translation>Tessaryヘルプ(&amp;H)</translation>
+    </message>
+    <message>
+        <source>Show &amp;Log…</source>
+        <translation>ログを表示(&amp;L)…</translation>
+    </message>
+    <message>
+        <source>&amp;About Tessary</source>
+        <translation>Tessary について(&amp;A)</translation>
     </message>
 </context>
 <context>
@@ -100,6 +174,56 @@
     <message>
         <source>OK</source>
         <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>RunReports</name>
+    <message>
+        <source>%1 of %2 items could not be filed</source>
+        <translation>%2 項目中 %1 項目を整理できませんでした</translation>
+    </message>
+    <message>
+        <source>From “%1” to “%2”</source>
+        <translation>「%1」から「%2」へ</translation>
+    </message>
+    <message>
+        <source>“%1” has been aggregated</source>
+        <translation>「%1」を整理しました</translation>
+    </message>
+    <message>
+        <source>Items filed in “%1”: %2</source>
+        <translation>「%1」に整理した項目: %2</translation>
+    </message>
+    <message>
+        <source>“%1” could not be aggregated</source>
+        <translation>「%1」を整理できませんでした</translation>
+    </message>
+    <message>
+        <source>Show Log</source>
+        <translation>ログを表示</translation>
+    </message>
+    <message>
+        <source>The log lists the failures: File, Show Log…</source>
+        <translation>失敗はログに表示されます: ファイル、ログを表示…</translation>
+    </message>
+</context>
+<context>
+    <name>SessionLog</name>
+    <message>
+        <source>Failed</source>
+        <translation>失敗</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>時刻</translation>
+    </message>
+    <message>
+        <source>Message</source>
+        <translation>メッセージ</translation>
+    </message>
+    <message>
+        <source>Problem</source>
+        <translation>問題</translation>
     </message>
 </context>
 <context>

@@ -21,6 +21,18 @@ struct LogLineHooks {
 // Sets the hooks; empty functions remove them.
 void SetLogLineHooks(LogLineHooks hooks);
 
+// A line of the log. The views are valid only during the call of the listener.
+struct LogLine {
+  std::string_view time;     // local: "2026-11-21 13:32:00.123"
+  std::string_view message;  // with control characters escaped
+};
+
+// Called after each log line, on the thread that logs it. The listener may log, too.
+using LogListener = std::function<void(const LogLine& line)>;
+
+// Sets the listener; an empty function removes it.
+void SetLogListener(LogListener listener);
+
 // Returns the message as NSLog writes it: control characters (C0, DEL and C1) as escapes such as
 // \n, \t and \x1b, everything else unchanged.
 std::string EscapeControlCharacters(std::string_view message);

@@ -19,12 +19,19 @@ Status SendTo(const EventTarget& target, OSType commandID) {
 }  // namespace
 
 void CommandSender::Send(const EventTarget& first, OSType commandID) {
-  tasks_->RunOrPost([first, application = application_, commandID] {
-    if (SendTo(first, commandID) != eventNotHandledErr) return;
-    if (SendTo(application, commandID) != eventNotHandledErr) return;
+  tasks_->RunOrPost([this, first, commandID] { Deliver(first, commandID); });
+}
+
+void CommandSender::Deliver(const EventTarget& first, OSType commandID) const {
+  if (SendTo(first, commandID) != eventNotHandledErr) return;
+  if (SendTo(application_, commandID) != eventNotHandledErr) return;
+  const auto standard = standardHandlers_.find(commandID);
+  if (standard != standardHandlers_.end()) {
+    standard->second();
+  } else if (commandID == kCommandQuit) {
     // quit() would close the windows first, and closing the main window sends this command again.
-    if (commandID == kCommandQuit) QCoreApplication::exit(0);
-  });
+    QCoreApplication::exit(0);
+  }
 }
 
 OSType CommandIDFromText(const QString& text) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QString>
+#include <functional>
+#include <map>
 #include <utility>
 
 #include "platform/managers/events.h"
@@ -15,13 +17,21 @@ class CommandSender {
   CommandSender(TaskQueue* tasks, EventTarget application)
       : tasks_(tasks), application_(std::move(application)) {}
 
-  // Sends the command to `first` and, if that does not handle it, to the application. A quit
-  // command that neither handles ends the event loop.
+  // Sends the command to `first` and, if that does not handle it, to the application. If neither
+  // handles it, its standard handler is called. A quit command without one ends the event loop.
   void Send(const EventTarget& first, OSType commandID);
 
+  // Sets the standard handler of a command.
+  void SetStandardHandler(OSType commandID, std::function<void()> handler) {
+    standardHandlers_[commandID] = std::move(handler);
+  }
+
  private:
+  void Deliver(const EventTarget& first, OSType commandID) const;
+
   TaskQueue* tasks_;
   EventTarget application_;
+  std::map<OSType, std::function<void()>> standardHandlers_;
 };
 
 // Returns the command ID for the text of a form's property "commandID", or 0, which is not a

@@ -10,6 +10,7 @@ namespace tessary {
 namespace {
 
 constexpr char kCommandID[] = "commandID";
+constexpr char kTrailingItems[] = "trailingItems";
 
 // The inserted items that are translated; all others keep their text. The list exists for lupdate,
 // which extracts the texts from it.
@@ -45,7 +46,9 @@ Status QtMenu::InsertItem(const std::string& text, uint16_t afterItem, OSType co
 }
 
 uint16_t QtMenu::FirstFreeItem() const {
-  return menu_ == nullptr ? 1 : static_cast<uint16_t>(menu_->actions().size() + 1);
+  if (menu_ == nullptr) return 1;
+  const qsizetype trailing = menu_->property(kTrailingItems).toInt();
+  return static_cast<uint16_t>(menu_->actions().size() - trailing + 1);
 }
 
 void QtMenu::EnableCommand(OSType commandID) {

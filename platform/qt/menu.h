@@ -19,7 +19,8 @@ class QtMenu final : public Menu {
   Status InsertItem(const std::string& text, uint16_t afterItem, OSType commandID) override;
   EventTarget GetEventTarget() override { return target_; }
 
-  // The number after that of the last item. Separators count as items.
+  // The number at which items are added: after the last item, but before those that the form's
+  // property "trailingItems" counts. Separators count as items.
   uint16_t FirstFreeItem() const;
 
   // Enables all items that send the command.

@@ -17,6 +17,7 @@
 #include "platform/managers/file_manager.h"
 #include "platform/managers/log.h"
 #include "platform/managers/pasteboard.h"
+#include "platform/qt/about_box.h"
 #include "platform/qt/artwork_view.h"
 #include "platform/qt/file_uris.h"
 #include "platform/qt/open_panel.h"
@@ -28,6 +29,8 @@ namespace tessary {
 namespace {
 
 constexpr double kMillisecondsPerSecond = 1000;
+constexpr OSType kCommandShowLog = FourCharCode("slog");
+constexpr OSType kCommandAbout = FourCharCode("abou");
 constexpr char kActivationToken[] = "XDG_ACTIVATION_TOKEN";
 
 // The application's actions for other programs, and their commands.
@@ -40,6 +43,8 @@ constexpr std::array kDesktopActions = {
     DesktopAction{"preferences", FourCharCode("pref")},
     DesktopAction{"quit", FourCharCode("quit")},
 };
+
+constexpr char kMissing[] = "No such file or directory";
 
 // Writes a message of Qt to the program's log.
 void LogQtMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
@@ -63,12 +68,15 @@ std::string DescribeMissing(const std::string& name) {
 QtWindowSystem::QtWindowSystem(int* count, char** arguments, OpenDocuments openDocuments)
     : application_(*InstallMessageHandler(count), arguments),
       openDocuments_(std::move(openDocuments)),
+      reports_(&ui_.tasks),
       bus_(MakeBusRequests()) {
   QCoreApplication::setApplicationName("tessary");
+  QGuiApplication::setApplicationDisplayName("Tessary");
   QGuiApplication::setDesktopFileName("org.tessary.Tessary");
   LoadTranslations(QLocale::system().uiLanguages());
   // Closing the main window sends the quit command, which ends the program.
   QGuiApplication::setQuitOnLastWindowClosed(false);
+  SetStandardHandlers();
 }
 
 // Deletes the windows that were disposed of after the event loop ended.
@@ -97,7 +105,7 @@ void QtWindowSystem::OpenPaths(const std::vector<std::string>& paths) {
     if (MakeFileSpecFromPath(path, &spec) == noErr) {
       documents.push_back(spec);
     } else {
-      NSLog(DescribeMissing(path));
+      ReportMissing(path);
     }
   }
   if (documents.empty()) return;
@@ -165,10 +173,18 @@ Status QtWindowSystem::OpenFolder(const std::string& path) { return ShowFolder(p
 
 void QtWindowSystem::OpenPage(const std::string& url) { ShowPage(url); }
 
-// The page is installed in PREFIX/share/doc, the program in PREFIX/bin.
+// The page is installed in PREFIX/share/tessary/help, the program in PREFIX/bin. Systems may omit
+// the files in share/doc.
 std::string QtWindowSystem::ProductPageURL() {
-  const QString page = QCoreApplication::applicationDirPath() + "/../share/doc/tessary/index.html";
+  const QString page = QCoreApplication::applicationDirPath() + "/../share/tessary/help/index.html";
   return FileUriFromPath(QFileInfo(page).absoluteFilePath().toStdString());
+}
+
+void QtWindowSystem::SetStandardHandlers() {
+  ui_.commands.SetStandardHandler(kCommandShowLog, [this] { reports_.ShowLog(); });
+  ui_.commands.SetStandardHandler(kCommandAbout, [this] {
+    ShowAboutBox(ui_.mainWindow == nullptr ? nullptr : ui_.mainWindow->Widget());
+  });
 }
 
 // Queues requests as tasks, because the nested event loop of a panel delivers them, too.
@@ -208,10 +224,16 @@ void QtWindowSystem::OpenURIs(const std::vector<std::string>& uris) {
     if (path && MakeFileSpecFromPath(*path, &spec) == noErr) {
       documents.push_back(spec);
     } else {
-      NSLog(DescribeMissing(uri));
+      ReportMissing(uri);
     }
   }
   if (!documents.empty()) openDocuments_(documents);
+}
+
+void QtWindowSystem::ReportMissing(const std::string& name) {
+  NSLog(DescribeMissing(name));
+  reports_.MarkFailure(kMissing);
+  reports_.ShowSourceProblem(name, kMissing);
 }
 
 void QtWindowSystem::PerformAction(const std::string& action) {

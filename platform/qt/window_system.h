@@ -9,6 +9,7 @@
 
 #include "platform/managers/window_system.h"
 #include "platform/qt/nib.h"
+#include "platform/qt/run_reports.h"
 #include "platform/qt/session_bus.h"
 
 namespace tessary {
@@ -35,6 +36,9 @@ class QtWindowSystem final : public WindowSystem {
   // Opens the documents when the event loop runs. Missing paths are logged and skipped.
   void OpenPaths(const std::vector<std::string>& paths);
 
+  // The log window and the notifications.
+  RunReports& Reports() { return reports_; }
+
   void LoadApplication() override;
   void UpdateDynamicServices() override {}
   Status CreateNibReference(const std::string& name, std::unique_ptr<Nib>* nib) override;
@@ -54,14 +58,17 @@ class QtWindowSystem final : public WindowSystem {
   std::string ProductPageURL() override;
 
  private:
+  void SetStandardHandlers();
   BusRequests MakeBusRequests();
   void OpenURIs(const std::vector<std::string>& uris);
+  void ReportMissing(const std::string& name);
   void PerformAction(const std::string& action);
   void PerformService(const std::string& message, const std::vector<std::string>& uris);
 
   QApplication application_;
   OpenDocuments openDocuments_;
   QtUiState ui_;
+  RunReports reports_;
   SessionBus bus_;
 };
 

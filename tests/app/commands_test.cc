@@ -15,7 +15,7 @@
 namespace tessary::test {
 namespace {
 
-constexpr char kProductPage[] = "OpenPage file:///usr/share/doc/tessary/index.html";
+constexpr char kProductPage[] = "OpenPage file:///usr/share/tessary/help/index.html";
 constexpr char kStorePage[] = "OpenPage appstream://org.tessary.Tessary";
 
 class CommandsTest : public ApplicationTest {

@@ -25,7 +25,7 @@ constexpr unsigned long kPollInterval = 20;  // milliseconds
 constexpr int kFirstDisplay = 1000;
 constexpr int kDisplays = 50000;
 constexpr char kWindowTitle[] = "^Tessary$";
-constexpr char kPanelTitle[] = "^Choose (Destination|Source)$";
+constexpr char kPanelTitle[] = "^Choose (Destination|Source) — Tessary$";
 
 // A session bus that activates no services, so that no program of this machine starts.
 constexpr char kBusConfiguration[] = R"(<!DOCTYPE busconfig PUBLIC

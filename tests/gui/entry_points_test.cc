@@ -37,7 +37,7 @@ TEST_F(EntryPoints, DroppedFolder) {
   }
   EXPECT_TRUE(WaitForText(kElapsedTimeText, times));
   EXPECT_TRUE(WaitForStatus(kDropPrompt));
-  EXPECT_EQ("sorted", WindowTitle());
+  EXPECT_EQ("sorted — Tessary", WindowTitle());
 }
 
 TEST_F(EntryPoints, ThreeDroppedFoldersRunInOrder) {

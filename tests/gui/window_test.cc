@@ -119,7 +119,7 @@ TEST_F(DesktopWindow, CancelledSheetKeepsChanges) {
   StartProgram();
   PressKeys({"ctrl+comma"});
   ASSERT_TRUE(WaitUntil([this] {
-    return RunTool("xdotool", {"getactivewindow", "getwindowname"}) == "Preferences\n";
+    return RunTool("xdotool", {"getactivewindow", "getwindowname"}) == "Preferences — Tessary\n";
   }));
   PressKeys({"Down", "Down", "alt+d", "alt+q"});
   ASSERT_TRUE(WaitUntil([this] {
@@ -127,7 +127,8 @@ TEST_F(DesktopWindow, CancelledSheetKeepsChanges) {
   }));
   PressKeys({"Escape"});
   ASSERT_TRUE(WaitUntil([this] {
-    return RunTool("xdotool", {"search", "--onlyvisible", "--name", "^Preferences$"}).empty();
+    return RunTool("xdotool", {"search", "--onlyvisible", "--name", "^Preferences — Tessary$"})
+        .empty();
   }));
   const std::string stored = ReadFile(PreferencesPath());
   EXPECT_TRUE(stored.starts_with("# mine\nFileOperation = 2\nQuitWhenDone = true\n")) << stored;

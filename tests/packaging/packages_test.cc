@@ -62,7 +62,7 @@ TEST_F(Packages, HaveDependenciesAndEachFileOnce) {
   const std::vector<std::string> desktop = Files("tessary");
   const std::vector<std::string> cli = Files("tessary-cli");
   EXPECT_THAT(desktop, Contains("usr/bin/tessary"));
-  EXPECT_THAT(desktop, Contains("usr/share/doc/tessary/index.html"));
+  EXPECT_THAT(desktop, Contains("usr/share/tessary/help/index.html"));
   EXPECT_THAT(cli, Contains("usr/bin/tessary-cli"));
   EXPECT_THAT(cli, Contains("usr/share/man/man1/tessary-cli.1.gz"));
   for (const std::string& file : cli) EXPECT_THAT(desktop, Not(Contains(file)));

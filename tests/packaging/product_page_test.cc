@@ -13,7 +13,7 @@
 namespace tessary::test {
 namespace {
 
-constexpr char kPageFolder[] = "share/doc/tessary/";
+constexpr char kPageFolder[] = "share/tessary/help/";
 
 struct Page {
   std::vector<std::string> references;  // all values of "href" and "src"

@@ -94,7 +94,7 @@ class RecordingWindowSystem : public WindowSystem {
   std::optional<std::string> RunOpenPanel(const NSOpenPanel& panel) override;
   Status OpenFolder(const std::string& path) override;
   void OpenPage(const std::string& url) override;
-  std::string ProductPageURL() override { return "file:///usr/share/doc/tessary/index.html"; }
+  std::string ProductPageURL() override { return "file:///usr/share/tessary/help/index.html"; }
 
  private:
   friend class RecordingWindow;

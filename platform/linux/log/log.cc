@@ -20,6 +20,7 @@ namespace {
 // is formatted once per second and the buffer of the line is reused.
 struct LogState {
   LogLineHooks hooks;
+  LogListener listener;
   std::string identity;  // " NAME[PID] "; empty if it must be formatted again
   bool isSecondKnown = false;
   time_t second = 0;
@@ -134,17 +135,24 @@ void NSLog(std::string_view message) try {
   LogState& state = State();
   state.line.clear();
   AppendTime(&state);
+  const size_t timeLength = state.line.size();
   AppendProgram(&state);
+  const size_t messageStart = state.line.size();
   AppendEscaped(message, &state.line);
   state.line += '\n';
   if (state.hooks.before) state.hooks.before();
   WriteToStandardError(state.line);
   if (state.hooks.after) state.hooks.after();
+  if (!state.listener) return;
+  const std::string_view line(state.line.data(), state.line.size() - 1);
+  state.listener({.time = line.substr(0, timeLength), .message = line.substr(messageStart)});
 } catch (const std::bad_alloc&) {
   WriteToStandardError("out of memory: a log line was lost\n");
 }
 
 void SetLogLineHooks(LogLineHooks hooks) { State().hooks = std::move(hooks); }
+
+void SetLogListener(LogListener listener) { State().listener = std::move(listener); }
 
 std::string EscapeControlCharacters(std::string_view message) {
   std::string text;

@@ -194,7 +194,7 @@ TEST(Catalogues, AccessKeysAreUnique) {
       // Keys are unique among the titles of menus, the items of a menu, and the controls of a
       // window.
       const bool isTitle = message.source == "&File" || message.source == "&Help";
-      const bool isInHelp = message.source == "Tessary &Help";
+      const bool isInHelp = message.source == "Tessary &Help" || message.source == "&About Tessary";
       const QString set = message.context + (isTitle ? "titles" : isInHelp ? "help" : "items");
       const QString key = set + message.translation[at + 1].toLower();
       EXPECT_TRUE(sourcesByKey.emplace(key, message.source).second)
@@ -208,9 +208,10 @@ TEST(LoadTranslations, TranslatesFormsToGerman) {
   LoadTranslations(QLocale::system().uiLanguages());
   const Forms forms;
   EXPECT_THAT(forms.MenuTitles(), ElementsAre("&Datei", "&Hilfe"));
-  EXPECT_THAT(forms.Items(0), ElementsAre("Ö&ffnen…", "&Einstellungen…", "&Beenden"));
-  EXPECT_THAT(forms.Items(1),
-              ElementsAre("Tessary-&Hilfe", "View in Mac App Store...", "Tessary-Webseite"));
+  EXPECT_THAT(forms.Items(0),
+              ElementsAre("Ö&ffnen…", "&Protokoll anzeigen…", "&Einstellungen…", "&Beenden"));
+  EXPECT_THAT(forms.Items(1), ElementsAre("Tessary-&Hilfe", "View in Mac App Store...",
+                                          "Tessary-Webseite", "Ü&ber Tessary"));
   EXPECT_THAT(
       forms.PreferencesTexts(),
       ElementsAre("Einstellungen", "&Unterordner einbeziehen", "Nach dem Lauf &beenden",
