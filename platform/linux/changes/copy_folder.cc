@@ -19,6 +19,7 @@
 #include "platform/linux/changes/tree_walk.h"
 #include "platform/linux/descriptors/open_without_atime.h"
 #include "platform/linux/errors.h"
+#include "platform/managers/log.h"
 
 namespace tessary {
 namespace {
@@ -84,17 +85,13 @@ class FolderCopy : public TreeVisitor {
       : own_(own),
         chain_(target.fd()),
         links_(target.folder()),
+        volume_(VolumeOf(own.device, target.fd())),
         syncsEach_(syncsEach),
         copied_(copied) {}
 
   Status VisitObject(int folder, const char* name, const struct statx& info) override {
-    if (S_ISLNK(info.stx_mode)) {
-      copied_->manifest.Add(name, info);
-      return RecreateLink(folder, name, info, chain_.fd(), name);
-    }
-    if (!S_ISREG(info.stx_mode)) return paramErr;
-    return info.stx_nlink > 1 ? CopyLinkedFile(folder, name, info)
-                              : CopyInnerFile(folder, name, info);
+    const std::string toName = NameOnVolume(name, volume_);
+    return LogIfNamesBecomeOne(name, toName, CopyObject(folder, name, info, toName.c_str()));
   }
 
   // The copy can lie inside its source although no folder above it is the source: a bind mount can
@@ -103,9 +100,13 @@ class FolderCopy : public TreeVisitor {
                      int /*opened*/) override {
     if (Identity::Of(info).Equals(own_)) return badMovErr;
     copied_->manifest.Add(name, info);
+    const std::string toName = NameOnVolume(name, volume_);
     // Only the owner has access until it is complete; LeaveFolder sets the final mode.
-    if (mkdirat(chain_.fd(), name, 0700) != 0) return LastError();
-    UniqueFd made(openat(chain_.fd(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (mkdirat(chain_.fd(), toName.c_str(), 0700) != 0) {
+      return LogIfNamesBecomeOne(name, toName, LastError());
+    }
+    UniqueFd made(
+        openat(chain_.fd(), toName.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!made) return LastError();
     // An inherited default ACL can deny the owner access. A filesystem without modes may refuse.
     (void)fchmod(made.get(), 0700);
@@ -137,17 +138,39 @@ class FolderCopy : public TreeVisitor {
     return !syncsEach_ || fsync(file) == 0 ? noErr : LastError();
   }
 
-  Status CopyLinkedFile(int folder, const char* name, const struct statx& info) {
-    Status status = links_.Link(info, chain_.fd(), name);
+  // The target filesystem may refuse characters of a name, or not distinguish case. Nobody else
+  // creates objects in the copy, so that a name that exists is that of another object of the
+  // source.
+  static Status LogIfNamesBecomeOne(const std::string& name, const std::string& toName,
+                                    Status status) {
+    if (status != dupFNErr) return status;
+    NSLog("\"" + name + "\" and another object in its folder would both be named \"" + toName +
+          "\" at the destination");
+    return status;
+  }
+
+  Status CopyObject(int folder, const char* name, const struct statx& info, const char* toName) {
+    if (S_ISLNK(info.stx_mode)) {
+      copied_->manifest.Add(name, info);
+      return RecreateLink(folder, name, info, chain_.fd(), toName);
+    }
+    if (!S_ISREG(info.stx_mode)) return paramErr;
+    return info.stx_nlink > 1 ? CopyLinkedFile(folder, name, info, toName)
+                              : CopyInnerFile(folder, name, info, toName);
+  }
+
+  Status CopyLinkedFile(int folder, const char* name, const struct statx& info,
+                        const char* toName) {
+    Status status = links_.Link(info, chain_.fd(), toName);
     if (status == noErr) copied_->manifest.Add(name, info);
     if (status != fnfErr) return status;
-    status = CopyInnerFile(folder, name, info);
-    return status == noErr ? links_.Keep(info, chain_.fd(), name) : status;
+    status = CopyInnerFile(folder, name, info, toName);
+    return status == noErr ? links_.Keep(info, chain_.fd(), toName) : status;
   }
 
   // Unlike an item of its own, a file inside needs no temporary name: the folder around it has one.
   // Like such an item, it is copied once more if it changes meanwhile.
-  Status CopyInnerFile(int folder, const char* name, const struct statx& info) {
+  Status CopyInnerFile(int folder, const char* name, const struct statx& info, const char* toName) {
     UniqueFd from;
     struct statx source = {};
     Status status = OpenSourceFile(folder, name, Identity::Of(info), &source, &from);
@@ -155,7 +178,7 @@ class FolderCopy : public TreeVisitor {
     constexpr int kTries = 2;
     for (int i = 0; i < kTries; ++i) {
       constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-      const UniqueFd to(openat(chain_.fd(), name, kFlags, 0600));
+      const UniqueFd to(openat(chain_.fd(), toName, kFlags, 0600));
       if (!to) return LastError();
       struct statx made = {};
       status = ReadObjectInfo(to.get(), "", &made);
@@ -168,7 +191,7 @@ class FolderCopy : public TreeVisitor {
         copied_->manifest.Add(name, source);
         return SyncIfWanted(to.get());
       }
-      if (unlinkat(chain_.fd(), name, 0) != 0) return LastError();
+      if (unlinkat(chain_.fd(), toName, 0) != 0) return LastError();
     }
     return fBsyErr;
   }
@@ -176,6 +199,7 @@ class FolderCopy : public TreeVisitor {
   Identity own_;
   FolderChain chain_;
   LinkPool links_;
+  const Volume& volume_;  // that of the copy
   bool syncsEach_;
   CopiedItem* copied_;
 };

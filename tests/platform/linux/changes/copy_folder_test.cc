@@ -17,9 +17,11 @@
 
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/delete_tree.h"
+#include "tests/support/captured_log.h"
 #include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/volumes.h"
 
 namespace tessary::test {
 namespace {
@@ -216,6 +218,59 @@ TEST_F(CopyFolderTest, KilledCopyIsCompleteOrAbsent) {
     }
   }
   EXPECT_GT(killed, 5);
+}
+
+// To a filesystem that refuses characters of names.
+class CopyFolderToWindowsNames : public testing::TestWithParam<VolumeKind> {
+ protected:
+  void SetUp() override {
+    if (!volume_.IsAvailable()) GTEST_SKIP() << volume_.UnavailableReason();
+  }
+
+  std::string Source(const std::string& path) const { return folder_ / ("package/" + path); }
+
+  const ScratchVolume volume_{GetParam()};
+  const TemporaryFolder folder_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Filesystem, CopyFolderToWindowsNames,
+                         testing::Values(VolumeKind::kExfat, VolumeKind::kNtfs),
+                         [](const auto& row) { return NameOf(row.param); });
+
+TEST_P(CopyFolderToWindowsNames, ReplacesCharactersInside) {
+  WriteFile(Source("a:b"), "");
+  ASSERT_EQ(0, link(Source("a:b").c_str(), Source("x|y").c_str()));
+  for (const bool isMove : {false, true}) {
+    for (const std::string name : {"a:b", "c\rd", "what?", "blank ", "dot.", "caf\xe9"}) {
+      WriteFile(Source(name), name);
+      WriteFile(Source("Contents/<" + name + ">/inner"), name);
+    }
+    EXPECT_EQ(noErr, isMove ? MoveAcrossAt(folder_ / "package", volume_ / "moved")
+                            : CopyAt(folder_ / "package", volume_ / "copied"));
+    const std::string copy = volume_ / (isMove ? "moved" : "copied");
+    EXPECT_EQ((std::vector<std::string>{"Contents", "a_b", "blank_", "c_d", "caf_", "dot_", "what_",
+                                        "x_y"}),
+              NamesIn(copy));
+    EXPECT_EQ("a:b", ReadFile(copy + "/a_b"));
+    EXPECT_EQ("caf\xe9", ReadFile(copy + "/Contents/_caf__/inner"));
+  }
+  EXPECT_TRUE(NamesIn(folder_.path()).empty());
+}
+
+TEST_P(CopyFolderToWindowsNames, KeepsPackageWhoseNamesBecomeOne) {
+  WriteFile(Source("a:b"), "one");
+  WriteFile(Source("a?b"), "other");
+  WriteFile(folder_ / "folders/a:b/inner", "one");
+  WriteFile(folder_ / "folders/a?b/inner", "other");
+  const std::vector<std::string> before = FilesBelow(folder_.path());
+  const CapturedLog log;
+  EXPECT_EQ(dupFNErr, MoveAcrossAt(folder_ / "package", volume_ / "package"));
+  EXPECT_EQ(dupFNErr, CopyAt(folder_ / "folders", volume_ / "folders"));
+  EXPECT_EQ(before, FilesBelow(folder_.path()));
+  EXPECT_TRUE(NamesIn(volume_.path()).empty());
+  const std::string message =
+      "\"a?b\" and another object in its folder would both be named \"a_b\" at the destination";
+  EXPECT_EQ((std::vector<std::string>{message, message}), log.Messages());
 }
 
 }  // namespace
