@@ -12,6 +12,7 @@ enum class ProbeResult {
   kHardLinksProbed,
   kNoLinkMetadata,  // owner and dates of a symbolic link cannot be set without following it
   kLinkMetadataProbed,
+  kNoAttributes,  // all calls for attributes fail with EIO
 };
 
 // The results of probes, by device number, so that a filesystem is probed once per run. `other` is

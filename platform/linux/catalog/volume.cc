@@ -126,6 +126,7 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
           HasWindowsNames(magic, device),
           hasNtfsDates,
           magic == kCifsMagic || magic == kSmb2Magic,
+          magic != FUSE_SUPER_MAGIC,
           isLocal,
           isLocal,
           isLocal,

@@ -19,6 +19,9 @@ struct Volume {
   // (mac_formats/date_forms.h).
   bool hasNtfsDates = false;
   bool hasCifsDates = false;
+  // A call that the filesystem does not support fails with ENOTSUP. The driver of a FUSE filesystem
+  // may report any error.
+  bool hasReliableErrors = false;
   // write reports all errors. On FUSE and network filesystems an error may be reported only by
   // close.
   bool hasImmediateWriteErrors = false;

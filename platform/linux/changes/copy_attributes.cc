@@ -1,21 +1,29 @@
 #include "platform/linux/changes/copy_attributes.h"
 
 #include <endian.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "platform/linux/catalog/attribute_names.h"
+#include "platform/linux/catalog/capabilities.h"
 #include "platform/linux/catalog/creation_date.h"
+#include "platform/linux/catalog/volume.h"
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/descriptors/proc_fd_path.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/comment_forms.h"
 #include "platform/linux/mac_formats/finder_info_forms.h"
+#include "platform/managers/log.h"
 
 namespace tessary {
 namespace {
@@ -58,12 +66,50 @@ bool ReadWhole(const Read& read, std::string* bytes) {
   }
 }
 
+bool MeansNoAttributes(int error) { return error == ENOTSUP || error == ENOSYS; }
+
+// Returns true if the attributes of the folder around the open object cannot be listed either:
+// then it is not this object that is damaged.
+bool IsFolderAroundAffected(int file, uint32_t device, std::string* path) {
+  std::error_code error;
+  const auto folder = std::filesystem::read_symlink(ProcFdPath(file), error).parent_path();
+  struct statx info = {};
+  if (error || ReadObjectInfo(AT_FDCWD, folder.c_str(), &info) != noErr) return false;
+  if (Identity::Of(info).device != device) return false;
+  *path = folder.string();
+  // For folders, rclone returns ENOTSUP.
+  return listxattr(path->c_str(), nullptr, 0) < 0 && (errno == EIO || MeansNoAttributes(errno));
+}
+
+// Returns true if the filesystem of the open object has no attributes, although its driver reports
+// EIO instead (rclone). Logged once per filesystem. On filesystems that the kernel drives, EIO is
+// an error of the disk.
+bool LacksAttributes(int file) {
+  struct statx info = {};
+  std::string path;
+  if (ReadObjectInfo(file, "", &info) != noErr) return false;
+  const uint32_t device = Identity::Of(info).device;
+  if (HasProbeResult(device, ProbeResult::kNoAttributes)) return true;
+  if (VolumeOf(device, file).hasReliableErrors) return false;
+  if (!IsFolderAroundAffected(file, device, &path)) return false;
+  RememberProbeResult(device, ProbeResult::kNoAttributes);
+  NSLog("The filesystem of \"" + path + "\" reports an error for all attributes: they are ignored");
+  return true;
+}
+
+// Returns true if a call for the attributes of `file` has failed with `error` because its
+// filesystem has none.
+bool HasNoAttributes(int file, int error) {
+  return MeansNoAttributes(error) || (error == EIO && LacksAttributes(file));
+}
+
 // Reads the names, each with a terminating NUL. A filesystem without attributes has none.
 Status ReadNames(int file, std::string* names) {
   const auto read = [file](char* buffer, size_t size) { return flistxattr(file, buffer, size); };
   if (ReadWhole(read, names)) return noErr;
+  const int error = errno;
   names->clear();
-  return errno == ENOTSUP || errno == ENOSYS ? noErr : LastError();
+  return HasNoAttributes(file, error) ? noErr : StatusFromErrno(error);
 }
 
 // Returns fnfErr if the attribute has been removed since it was listed.
@@ -131,8 +177,9 @@ Status CopyAttribute(int from, int to, const char* name, bool omitsComment,
   if (omitsComment) RemoveComment(name, &value);
   if (fsetxattr(to, name, value.data(), value.size(), 0) == 0) return noErr;
   // Not counted as dropped: the target could store it, this user may not.
-  if (errno == EPERM && IsPrivileged(name)) return noErr;
-  if (errno != ENOTSUP && errno != ENOSYS) return LastError();
+  const int error = errno;
+  if (error == EPERM && IsPrivileged(name)) return noErr;
+  if (!HasNoAttributes(to, error)) return StatusFromErrno(error);
   if (StoreInPortableForm(from, to, name, value)) return noErr;
   copied->isAnyDropped = true;
   if (std::string_view(name) == kAccessList) copied->groupMode = GroupModeOf(value);

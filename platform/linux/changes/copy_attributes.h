@@ -24,7 +24,8 @@ struct AttributesCopied {
 // that `to` inherited from its folder is removed if `from` has none.
 // With `omitsComment` the comment is left out, and comments in the formats of a Mac become empty.
 // HFS and HFS+ attributes that the target cannot store are converted to a portable attribute; any
-// other attribute that it cannot store is dropped.
+// other attribute that it cannot store is dropped. A filesystem whose driver reports EIO for the
+// attributes of every object counts as one without attributes, which is logged once.
 // Errors: ioErr or dskFulErr (an attribute does not fit); otherwise the status of the failed system
 // call. `*copied` is written on success only.
 Status CopyAttributes(int from, mode_t mode, int to, bool omitsComment, AttributesCopied* copied);

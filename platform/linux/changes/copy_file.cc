@@ -9,6 +9,7 @@
 #include "platform/linux/changes/copy_contents.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/temp_item.h"
+#include "platform/linux/descriptors/deferred_errors.h"
 #include "platform/linux/descriptors/open_without_atime.h"
 #include "platform/linux/errors.h"
 
@@ -21,16 +22,6 @@ Status MakeFile(TempFileKind kind, int folder, const struct statx& source, TempI
   return kind == TempFileKind::kAnonymous
              ? TempItem::MakeAnonymousFile(folder, source.stx_mode, item)
              : TempItem::MakeTempFile(folder, item);
-}
-
-// Forces deferred write errors to be reported now, while the copy can still be removed. Some
-// filesystems report ENOSPC or EIO only from close(2); closing a duplicate descriptor triggers that
-// flush.
-Status FlushDeferredErrors(int file) {
-  const int again = fcntl(file, F_DUPFD_CLOEXEC, 0);
-  if (again < 0) return LastError();
-  // EINTR says nothing about the data, and the descriptor is closed all the same.
-  return close(again) == 0 || errno == EINTR ? noErr : LastError();
 }
 
 // Writes the contents to disk before the file gets its name. Otherwise another program's fsync
@@ -94,6 +85,7 @@ Status FillFile(int from, int to, const struct statx& made, CopyRole role, struc
   // and file capabilities.
   if (const Status status = CopyContents(from, *info, to, made)) return status;
   if (const Status status = CopyMetadata(from, *info, to, made, role, isAnyDropped)) return status;
+  // While the copy can still be removed.
   if (!VolumeOf(Identity::Of(made).device, to).hasImmediateWriteErrors) {
     if (const Status status = FlushDeferredErrors(to)) return status;
   }

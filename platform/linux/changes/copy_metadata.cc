@@ -51,20 +51,20 @@ Status SetTimes(const struct statx& info, int to) {
 
 // Stores the creation date of the source: in the target filesystem's own format; else it is in an
 // attribute that was copied; else in our attribute; else in this process's memory.
-Status StoreCreationDate(int from, const struct statx& info, const AttributesCopied& copied, int to,
-                         const struct statx& made) {
+void StoreCreationDate(int from, const struct statx& info, const AttributesCopied& copied, int to,
+                       const struct statx& made) {
   const std::optional<Timestamp> date =
       copied.creationDate ? copied.creationDate->date : CreationDateWithoutAttribute(from, info);
-  if (!date || SetCreationDate(to, made, *date)) return noErr;
+  if (!date || SetCreationDate(to, made, *date)) return;
   // An attribute with the date was copied. If one was dropped, it may be the one that has the best
   // rank, so that another would win in the copy; ours then states the date.
-  if (copied.creationDate && !copied.isAnyDropped) return noErr;
+  if (copied.creationDate && !copied.isAnyDropped) return;
   const std::string text = FormatCreationDate(*date);
-  if (text.empty()) return noErr;
-  if (fsetxattr(to, kCreationDateAttribute, text.data(), text.size(), 0) == 0) return noErr;
-  if (errno != ENOTSUP && errno != ENOSYS) return LastError();
+  if (text.empty()) return;
+  // Best effort: an attribute that the source does not have must not make its copy fail. It may not
+  // fit beside those that were copied (ENOSPC).
+  if (fsetxattr(to, kCreationDateAttribute, text.data(), text.size(), 0) == 0) return;
   RememberCreationDate(made, *date);
-  return noErr;
 }
 
 }  // namespace
@@ -79,10 +79,7 @@ Status CopyMetadata(int from, const struct statx& info, int to, const struct sta
   AttributesCopied copied;
   Status status = CopyAttributes(from, info.stx_mode, to, role == CopyRole::kCopiedItem, &copied);
   if (status != noErr) return status;
-  if (role != CopyRole::kInnerItem) {
-    status = StoreCreationDate(from, info, copied, to, made);
-    if (status != noErr) return status;
-  }
+  if (role != CopyRole::kInnerItem) StoreCreationDate(from, info, copied, to, made);
   mode_t mode = info.stx_mode & 07777U;
   // Set-id bits must not grant the rights of an owner whom nobody gave them for.
   if (!isOwnerSet) mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);

@@ -16,8 +16,8 @@ enum class CopyRole {
 // Copies everything but the contents from the open file or folder `from` to `to`; `info` and `made`
 // are their stat results. Sets the owner where permitted (and drops the set-id bits otherwise),
 // attributes and access control lists, the mode, and the times to the nanosecond. Linux cannot set
-// a birth time: the creation date goes into an attribute, or is remembered for the run if the
-// filesystem has no attributes.
+// a birth time: the creation date goes into an attribute, or is remembered for the run if it cannot
+// be stored in one.
 // Sets `*isAnyDropped` to true if the target filesystem cannot store an attribute, and leaves it
 // alone otherwise. Errors: the status of the failed system call.
 Status CopyMetadata(int from, const struct statx& info, int to, const struct statx& made,

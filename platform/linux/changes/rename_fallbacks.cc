@@ -67,6 +67,13 @@ class Placeholder {
   // The object has been renamed onto the placeholder: nothing is left to remove.
   void Consume() { pin_.Reset(); }
 
+  // Removes the placeholder of a folder. Returns false if it is not empty any more.
+  bool RemoveFolder() {
+    if (!isFolder_ || !IsStillOurs() || unlinkat(folder_, name_, AT_REMOVEDIR) != 0) return false;
+    Consume();
+    return true;
+  }
+
  private:
   Status MakeFolder() {
     if (mkdirat(folder_, name_, 0700) != 0) return StatusOfNameError(errno);
@@ -95,6 +102,13 @@ class Placeholder {
   bool isFolder_;
   UniqueFd pin_;
 };
+
+// dupFNErr: the new name is that of a folder that is not empty, or of an object of the other kind.
+Status RenameOntoFolderOrFile(int fromFolder, const char* fromName, int toFolder,
+                              const char* toName) {
+  if (renameat(fromFolder, fromName, toFolder, toName) == 0) return noErr;
+  return errno == ENOTEMPTY || errno == EEXIST || errno == ENOTDIR ? dupFNErr : LastError();
+}
 
 }  // namespace
 
@@ -148,13 +162,13 @@ Status RenameOntoPlaceholder(int fromFolder, const char* fromName, int toFolder,
   // rename(2) replaces whatever has the name, except a folder that is not empty. So the placeholder
   // is checked as late as possible; a window of one system call remains for files.
   if (!placeholder.IsStillOurs()) return dupFNErr;
-  if (renameat(fromFolder, fromName, toFolder, toName) != 0) {
-    // Another program has put something into the placeholder or in its place.
-    const bool nameExists = errno == ENOTEMPTY || errno == EEXIST || errno == ENOTDIR;
-    return nameExists ? dupFNErr : LastError();
+  Status status = RenameOntoFolderOrFile(fromFolder, fromName, toFolder, toName);
+  // rclone refuses to replace even an empty folder. Then a rename needs no placeholder.
+  if (status == dupFNErr && placeholder.RemoveFolder()) {
+    status = RenameOntoFolderOrFile(fromFolder, fromName, toFolder, toName);
   }
-  placeholder.Consume();
-  return noErr;
+  if (status == noErr) placeholder.Consume();
+  return status;
 }
 
 bool LiesWithin(int folder, int parent, const char* name) {

@@ -189,7 +189,11 @@ void TempItem::Remove() try {
     return;
   }
   if (!isPublished) {
-    if (!tempName_.empty() && IsOurs(tempName_)) unlinkat(folder_, tempName_.c_str(), 0);
+    if (tempName_.empty() || !IsOurs(tempName_)) return;
+    // Closed first: libfuse renames a file that is open instead of removing it, which fails on a
+    // full disk, and rclone creates one again when it is closed.
+    opened_.Reset();
+    unlinkat(folder_, tempName_.c_str(), 0);
     return;
   }
   struct statx ours = {};

@@ -8,8 +8,10 @@
 #include <utility>
 
 #include "platform/linux/catalog/temp_name.h"
+#include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/temp_item.h"
+#include "platform/linux/descriptors/deferred_errors.h"
 #include "platform/linux/errors.h"
 #include "platform/managers/uuid.h"
 
@@ -92,6 +94,14 @@ bool WriteWhole(int file, std::string_view bytes) {
     bytes.remove_prefix(static_cast<size_t>(size));
   }
   return true;
+}
+
+Status WriteEntry(int file, const JournalEntry& entry) {
+  struct statx info = {};
+  if (!WriteWhole(file, FormatJournalEntry(entry))) return LastError();
+  if (const Status status = ReadObjectInfo(file, "", &info)) return status;
+  const bool isImmediate = VolumeOf(Identity::Of(info).device, file).hasImmediateWriteErrors;
+  return isImmediate ? noErr : FlushDeferredErrors(file);
 }
 
 }  // namespace
@@ -182,10 +192,8 @@ Status SidecarJournal::WriteNamed(int folder, const std::string& name, const Jou
   SidecarJournal created;
   Status status = fBsyErr;
   for (int i = 0; i < kTries && status == fBsyErr; ++i) status = Create(folder, name, &created);
-  if (status == noErr && !WriteWhole(created.file_.get(), FormatJournalEntry(entry))) {
-    status = LastError();
-    created.Remove();
-  }
+  if (status == noErr) status = WriteEntry(created.file_.get(), entry);
+  if (status != noErr) created.Remove();
   if (status != noErr && status != dskFulErr) return status;
   // The staged names depend on it, even without an entry on disk.
   created.name_ = name;

@@ -17,6 +17,7 @@
 #include "platform/linux/changes/object_info.h"
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
 #include "tests/support/access_list.h"
+#include "tests/support/captured_log.h"
 #include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/mac_test_data.h"
@@ -137,6 +138,61 @@ TEST(CopyMetadata, RemembersDateWithoutAttributes) {
     struct statx info = {};
     EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (folder / "copy").c_str(), &info));
     EXPECT_EQ((Timestamp{31'536'000, 0}), CreationDateAt(PlaceAt(folder / "copy"), info));
+  }));
+}
+
+// ext4 has room for about 4 KiB of attributes per file.
+TEST(CopyMetadata, RemembersDateThatDoesNotFit) {
+  const ScratchVolume ext4(VolumeKind::kExt4);
+  if (!ext4.IsAvailable()) GTEST_SKIP() << ext4.UnavailableReason();
+  WriteFile(ext4 / "file", "x");
+  for (const std::string name : {"user.a", "user.b"}) {
+    size_t size = 4096;
+    while (size > 0 && !SetAttribute(ext4 / "file", name, std::string(size, 'x'))) --size;
+    ASSERT_GT(size, 0U);
+  }
+  ASSERT_EQ(noErr, CopyAt(ext4 / "file", ext4 / "copy"));
+  EXPECT_EQ("(none)", AttributeAt(ext4 / "copy", kCreationDateAttribute));
+  EXPECT_EQ(AttributeAt(ext4 / "file", "user.a"), AttributeAt(ext4 / "copy", "user.a"));
+  struct statx source = {};
+  struct statx copy = {};
+  EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (ext4 / "file").c_str(), &source));
+  EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (ext4 / "copy").c_str(), &copy));
+  EXPECT_EQ((Timestamp{source.stx_btime.tv_sec, source.stx_btime.tv_nsec}),
+            CreationDateAt(PlaceAt(ext4 / "copy"), copy));
+}
+
+// As a mount of rclone.
+TEST(CopyMetadata, IgnoresAttributesOfFilesystemWithErrors) {
+  const ScratchVolume bindfs(VolumeKind::kBindfs);
+  if (!bindfs.IsAvailable()) GTEST_SKIP() << bindfs.UnavailableReason();
+  const TemporaryFolder folder;
+  for (const std::string name : {"one", "two", "package/inner"}) WriteFile(bindfs / name, "x");
+  WriteFile(folder / "file", "x");
+  if (!SetAttribute(folder / "file", "user.x", "y")) {
+    GTEST_SKIP() << "the filesystem has no attributes";
+  }
+  EXPECT_TRUE(RunWithInjectedErrors(
+      {{SYS_flistxattr, EIO}, {SYS_listxattr, EIO}, {SYS_fgetxattr, EIO}, {SYS_fsetxattr, EIO}},
+      [&] {
+        const CapturedLog log;
+        for (const std::string name : {"one", "two", "package"}) {
+          EXPECT_EQ(noErr, CopyAt(bindfs / name, bindfs / (name + " copy"))) << name;
+        }
+        EXPECT_EQ(ioErr, CopyAt(folder / "file", folder / "copy")) << "not a FUSE filesystem";
+        EXPECT_EQ(std::vector<std::string>{"The filesystem of \"" + bindfs.path() +
+                                           "\" reports an error for all attributes: they are "
+                                           "ignored"},
+                  log.Messages());
+      }));
+}
+
+TEST(CopyMetadata, FailsOnErrorOfOneObject) {
+  const ScratchVolume bindfs(VolumeKind::kBindfs);
+  if (!bindfs.IsAvailable()) GTEST_SKIP() << bindfs.UnavailableReason();
+  WriteFile(bindfs / "file", "x");
+  EXPECT_TRUE(RunWithInjectedErrors({{SYS_flistxattr, EIO}}, [&] {
+    EXPECT_EQ(ioErr, CopyAt(bindfs / "file", bindfs / "copy")) << "the folder lists its attributes";
   }));
 }
 

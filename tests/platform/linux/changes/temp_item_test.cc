@@ -16,6 +16,7 @@
 #include "tests/support/fault_injection/failing_allocations.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/volumes.h"
 
 namespace tessary::test {
 namespace {
@@ -160,6 +161,27 @@ TEST_F(TempItemTest, StaysIfOutOfMemory) {
   }
   FailAllocations(0, 0);
   EXPECT_EQ(std::vector<std::string>{"published"}, NamesIn(folder_.path()));
+}
+
+// The driver of exFAT renames a file that is removed while it is open, for which a folder may need
+// space. The folder is filled so that it does.
+TEST(TempItemOnFullDisk, IsRemoved) {
+  const ScratchVolume exfat(VolumeKind::kExfat, {}, 20);
+  if (!exfat.IsAvailable()) GTEST_SKIP() << exfat.UnavailableReason();
+  const TemporaryFolder folder;
+  WriteFile(folder / "source", std::string(300'000, 'x'));
+  std::vector<std::string> names;
+  for (int i = 10; i < 51; ++i) names.push_back("n" + std::to_string(i));
+  for (const std::string& name : names) WriteFile(exfat / ("to/" + name), "");
+  const UniqueFd filler(
+      open((exfat / "filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_APPEND, 0600));
+  const std::string block(4096, 'x');
+  while (write(filler.get(), block.data(), block.size()) > 0) {
+  }
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(dskFulErr, CopyAt(folder / "source", exfat / "to/copy"));
+    EXPECT_EQ(names, NamesIn(exfat / "to"));
+  }
 }
 
 }  // namespace

@@ -1,0 +1,110 @@
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/managers/autorelease_pool.h"
+#include "platform/managers/file_manager.h"
+#include "tests/platform/linux/operations/references.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/temporary_folder.h"
+#include "tests/support/tool.h"
+#include "tests/support/volumes.h"
+
+// A mount of rclone without a cache. It reports EIO for attributes, replaces no folder by a rename,
+// and creates a file when that is closed, even if it has been removed meanwhile.
+namespace tessary::test {
+namespace {
+
+using Names = std::vector<std::string>;
+
+class RcloneMount : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string reason;
+    if (!EnterMountNamespace(&reason)) GTEST_SKIP() << reason;
+    for (const char* name : {"below", "mount", "disk"}) MakeFolder(folder_ / name);
+    driver_ = StartTool({"rclone", "--config", "/dev/null", "mount", folder_ / "below", mount()});
+    constexpr int kTries = 500;
+    for (int i = 0; i < kTries; ++i) {
+      if (AreOnDifferentVolumes(mount(), folder_.path())) return;
+      if (waitpid(driver_, nullptr, WNOHANG) == driver_) {
+        driver_ = -1;
+        GTEST_SKIP() << "rclone is not installed or cannot mount";
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    FAIL() << "rclone took too long";
+  }
+
+  void TearDown() override {
+    if (driver_ < 0) return;
+    umount2(mount().c_str(), MNT_DETACH);
+    kill(driver_, SIGTERM);
+    waitpid(driver_, nullptr, 0);
+  }
+
+  std::string mount() const { return folder_ / "mount"; }
+  std::string disk() const { return folder_ / "disk"; }
+
+  // Transfers all items between the two folders.
+  void Transfer(const std::string& from, const std::string& to, bool isMove) const {
+    const NSAutoreleasePool pool;
+    ListFolder(from);
+    const auto transfer = isMove ? FSMoveObjectSync : FSCopyObjectSync;
+    for (const std::string name : {"file", "item", "Tool.app"}) {
+      FSRef target;
+      EXPECT_EQ(noErr, transfer(RefAt(from + "/" + name), RefAt(to), nullptr, &target)) << name;
+    }
+  }
+
+  const TemporaryFolder folder_;
+  pid_t driver_ = -1;
+};
+
+TEST_F(RcloneMount, CopiesAndMovesBothWays) {
+  const Names names = {"._item", "Tool.app", "file", "item"};
+  WriteFile(disk() + "/file", "file");
+  WriteFile(disk() + "/item", "item");
+  WriteFile(disk() + "/._item", "sidecar");
+  WriteFile(disk() + "/Tool.app/inner", "inner");
+  MakeFolder(mount() + "/copied");
+  MakeFolder(mount() + "/moved");
+  Transfer(disk(), mount() + "/copied", false);
+  EXPECT_EQ(names, NamesIn(mount() + "/copied"));
+  Transfer(disk(), mount() + "/moved", true);
+  EXPECT_EQ(names, NamesIn(mount() + "/moved"));
+  EXPECT_EQ(Names(), NamesIn(disk()));
+  const CapturedLog log;
+  Transfer(mount() + "/moved", disk(), true);
+  EXPECT_EQ(names, NamesIn(disk()));
+  EXPECT_EQ(Names(), NamesIn(mount() + "/moved"));
+  EXPECT_EQ("inner", ReadFile(disk() + "/Tool.app/inner"));
+  EXPECT_EQ("sidecar", ReadFile(disk() + "/._item"));
+  EXPECT_EQ(Names{"The filesystem of \"" + mount() +
+                  "/moved\" reports an error for all attributes: they are ignored"},
+            log.Messages());
+}
+
+TEST_F(RcloneMount, FailureLeavesNothing) {
+  ASSERT_EQ(0, mkfifo((disk() + "/item").c_str(), 0600));
+  WriteFile(disk() + "/._item", "sidecar");
+  const NSAutoreleasePool pool;
+  ListFolder(disk());
+  FSRef target;
+  EXPECT_EQ(paramErr, FSCopyObjectSync(RefAt(disk() + "/item"), RefAt(mount()), nullptr, &target));
+  EXPECT_EQ(paramErr, FSMoveObjectSync(RefAt(disk() + "/item"), RefAt(mount()), nullptr, &target));
+  EXPECT_EQ(Names(), NamesIn(mount()));
+  EXPECT_EQ((Names{"._item", "item"}), NamesIn(disk()));
+}
+
+}  // namespace
+}  // namespace tessary::test
