@@ -34,15 +34,10 @@ Status DeleteFolder(const Place& place) {
 
 Status DeleteReferenceWithSidecar(const Reference& reference, const Place& place,
                                   const ItemWithSidecar& item) {
-  const auto removeItem = [&](const std::string& stagedName, const DeleteSidecar& deleteSidecar) {
-    if (S_ISDIR(item.item.stx_mode)) {
-      const Status status = DeleteFolder(place);
-      return status == noErr ? deleteSidecar() : status;
-    }
-    // The sidecar is deleted once the staged item has been checked, and the item only after it: if
-    // the sidecar cannot be deleted, both get their names back.
-    const auto isUnchanged = [&](const struct statx& info) {
-      return Identity::Of(info).Matches(reference.GetIdentity()) && deleteSidecar() == noErr;
+  const auto removeItem = [&](const std::string& stagedName) {
+    if (S_ISDIR(item.item.stx_mode)) return DeleteFolder(place);
+    const auto isUnchanged = [&reference](const struct statx& info) {
+      return Identity::Of(info).Matches(reference.GetIdentity());
     };
     bool isDisplaced = false;
     return RemoveViaStagedName(place.descriptor(), place.name.c_str(), stagedName, isUnchanged,
@@ -97,12 +92,11 @@ int PosixUnlink(const char* path) {
     (void)unlinkItem();
     return error;
   }
-  const Status status = DeleteWithSidecar(
-      *item, [&](const std::string& /*stagedName*/, const DeleteSidecar& deleteSidecar) {
-        return unlinkItem() ? deleteSidecar() : StatusFromErrno(error);
-      });
+  const Status status = DeleteWithSidecar(*item, [&](const std::string& /*stagedName*/) {
+    return unlinkItem() ? noErr : StatusFromErrno(error);
+  });
   if (status == noErr || error != 0) return error;
-  // The sidecar could not be staged or deleted.
+  // The sidecar could not be staged.
   return EPERM;
 }
 

@@ -39,8 +39,8 @@
 //   T  move, at the target     target           folder left   only if the filesystem has no
 //                                                             RENAME_NOREPLACE
 //   C  copy                    target           none          sidecar copied, item copied
-//   D  deletion                the folder       none          sidecar staged, item staged, sidecar
-//                                                             deleted, item deleted
+//   D  deletion                the folder       none          sidecar staged, item staged, item
+//                                                             deleted, sidecar deleted
 //   C  move across             target           folder left   sidecar copied, A written
 //   A    filesystems           folder left      target        sidecar staged, item copied, item
 //                                                             deleted, sidecar deleted, C removed

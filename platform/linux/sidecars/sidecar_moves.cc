@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <new>
 #include <string>
 #include <utility>
@@ -11,6 +13,7 @@
 #include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/rename.h"
+#include "platform/linux/changes/temp_item.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/apple_double.h"
 #include "platform/linux/sidecars/sidecar_journal.h"
@@ -69,21 +72,27 @@ class StagedSidecar {
     return status == noErr ? Stage(source) : status;
   }
 
-  Status Delete() {
-    if (unlinkat(folder_, stagedName_.c_str(), 0) != 0) return LastError();
+  // Deletes the sidecar, whose item has been deleted. One that cannot be deleted is left to
+  // recovery, as a stale temporary file or, if it cannot be renamed either, by the entry.
+  void Delete() {
+    if (unlinkat(folder_, stagedName_.c_str(), 0) != 0 && errno != ENOENT && !MakeStale()) {
+      journal_.Keep();
+      NSLog("\"" + sidecarName_ + "\" could not be deleted and is now \"" + stagedName_ + "\"");
+    }
     stagedName_.clear();
-    return noErr;
-  }
-
-  // Keeps the entry, by which recovery deletes the sidecar.
-  void LeaveToRecovery() {
-    stagedName_.clear();
-    journal_.Keep();
   }
 
   std::string StagedItemName() const { return journal_.StagedItemName(); }
 
  private:
+  bool MakeStale() try {
+    std::string name;
+    return MakeTempName(&name) == noErr &&
+           renameat(folder_, stagedName_.c_str(), folder_, name.c_str()) == 0;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+
   Status Stage(const ItemWithSidecar& source) {
     folder_ = source.folder;
     sidecarName_ = SidecarName(source.name);
@@ -207,10 +216,9 @@ Status MoveBothAcrossFilesystems(const ItemWithSidecar& source, const TargetWith
   item.stagedName = staged.StagedItemName();
   status = MoveItemAcrossFilesystems(item, target);
   if (status != noErr) return status;
-  const bool isDeleted = staged.Delete() == noErr;
+  staged.Delete();
   // Removes the entry at the target, before the destructor of `staged` removes the other one.
   copy.Keep();
-  if (!isDeleted) staged.LeaveToRecovery();
   return noErr;
 }
 
@@ -267,9 +275,11 @@ Status MoveWithSidecarAcrossFilesystems(const ItemWithSidecar& source,
 
 Status DeleteWithSidecar(const ItemWithSidecar& source, const RemoveItem& removeItem) {
   StagedSidecar staged;
-  const Status status = staged.StageForDeletion(source);
-  if (status != noErr) return status;
-  return removeItem(staged.StagedItemName(), [&staged] { return staged.Delete(); });
+  Status status = staged.StageForDeletion(source);
+  if (status == noErr) status = removeItem(staged.StagedItemName());
+  // The sidecar is deleted last: as long as the item can still stay, so can its sidecar.
+  if (status == noErr) staged.Delete();
+  return status;
 }
 
 }  // namespace tessary

@@ -48,11 +48,9 @@ Status MoveWithSidecarAcrossFilesystems(const ItemWithSidecar& source,
                                         const TargetWithPath& target);
 
 // Deletes both. `removeItem` deletes the item; it receives the name under which it may stage the
-// item, and a function that deletes the sidecar, to be called when nothing else prevents the
-// deletion of the item. If that function fails, the item must be kept. Returns the status of
-// `removeItem`, or of renaming the sidecar.
-using DeleteSidecar = std::function<Status()>;
-using RemoveItem = std::function<Status(const std::string& stagedName, const DeleteSidecar&)>;
+// item. Returns the status of `removeItem`, or of renaming the sidecar. A sidecar that cannot be
+// deleted after its item is left to recovery.
+using RemoveItem = std::function<Status(const std::string& stagedName)>;
 Status DeleteWithSidecar(const ItemWithSidecar& source, const RemoveItem& removeItem);
 
 }  // namespace tessary

@@ -56,8 +56,10 @@ bool AreHardLinks(const ObjectInfo& first, const ObjectInfo& second) {
          Identity::Of(*first).Equals(Identity::Of(*second));
 }
 
+bool IsEmptyFile(const struct statx& info) { return S_ISREG(info.stx_mode) && info.stx_size == 0; }
+
 bool IsEmpty(int folder, const std::string& name, const struct statx& info) {
-  if (S_ISREG(info.stx_mode)) return info.stx_size == 0;
+  if (S_ISREG(info.stx_mode)) return IsEmptyFile(info);
   if (!S_ISDIR(info.stx_mode)) return false;
   const UniqueFd opened = OpenWithoutAtime(folder, name.c_str(), O_DIRECTORY | O_NOFOLLOW);
   std::vector<std::string> names;
@@ -66,6 +68,22 @@ bool IsEmpty(int folder, const std::string& name, const struct statx& info) {
 
 Status Unlink(int folder, const std::string& name) {
   return unlinkat(folder, name.c_str(), 0) == 0 || errno == ENOENT ? noErr : LastError();
+}
+
+// Sets the modification time of `fingerprint` to what the filesystem of the folder stores for it,
+// probed with a temporary file: FAT counts in units of 2 s, exFAT and sshfs of 1 s, NTFS of 100 ns.
+// Returns false if that cannot be probed.
+bool RoundTime(int folder, ObjectFingerprint* fingerprint) {
+  TempItem file;
+  struct statx info = {};
+  if (folder < 0 || TempItem::MakeTempFile(folder, &file) != noErr) return false;
+  const timespec time = {fingerprint->seconds, fingerprint->nanoseconds};
+  const std::array<timespec, 2> times = {time, time};
+  if (futimens(file.fd(), times.data()) != 0) return false;
+  if (ReadObjectInfo(file.fd(), "", &info) != noErr) return false;
+  fingerprint->seconds = info.stx_mtime.tv_sec;
+  fingerprint->nanoseconds = info.stx_mtime.tv_nsec;
+  return true;
 }
 
 // The operation that an entry describes, on the folder `from` that the item leaves and the folder
@@ -107,11 +125,13 @@ class CrashedOperation {
     // The item may have been changed since it was copied. An empty object is not a copy of another
     // one, but the placeholder that reserves a name on a filesystem without RENAME_NOREPLACE.
     const bool isCopied =
-        item && (MatchesAttributes(item, entry_.item) || !IsEmpty(to_, entry_.newName, *item));
+        item && (!IsEmpty(to_, entry_.newName, *item) || IsCopy(item, entry_.item));
     if (isCopied) return noErr;
     ObjectInfo sidecar;
     if (const Status status = Find(to_, newSidecar_, &sidecar)) return status;
-    return MatchesAttributes(sidecar, entry_.sidecar) ? Unlink(to_, newSidecar_) : noErr;
+    // An empty file is the placeholder: no program writes an empty sidecar.
+    const bool isOurs = sidecar && (IsEmptyFile(*sidecar) || IsCopy(sidecar, entry_.sidecar));
+    return isOurs ? Unlink(to_, newSidecar_) : noErr;
   }
 
   // Deletes the rest of the original if the item is gone and both copies exist. Otherwise restores
@@ -125,20 +145,29 @@ class CrashedOperation {
     if (const Status status = Find(to_, newSidecar_, &newSidecar)) return status;
     if (const Status status = Find(from_, entry_.name, &item)) return status;
     if (const Status status = Find(from_, stagedItem_, &staged)) return status;
-    const bool isCopied =
-        MatchesAttributes(newItem, entry_.item) && MatchesAttributes(newSidecar, entry_.sidecar);
+    const bool isCopied = IsCopy(newItem, entry_.item) && IsCopy(newSidecar, entry_.sidecar);
     const bool isGone = !IsSameObject(item, entry_.item);
     return DeleteOrRestore(isCopied && isGone && (!staged || IsUnchanged(staged, entry_.item)));
   }
 
   // What is staged may be another object, which took the name at the last moment: it is restored.
+  // If nothing has either name of the item, it has been deleted, and its sidecar was to follow.
   Status RecoverDeletion() const {
+    ObjectInfo item;
     ObjectInfo staged;
+    if (const Status status = Find(from_, entry_.name, &item)) return status;
     if (const Status status = Find(from_, stagedItem_, &staged)) return status;
-    return DeleteOrRestore(IsUnchanged(staged, entry_.item));
+    return DeleteOrRestore((!item && !staged) || IsUnchanged(staged, entry_.item));
   }
 
  private:
+  // Returns true if an object in the folder `to` is a complete copy of the one that the fingerprint
+  // describes.
+  bool IsCopy(const ObjectInfo& info, ObjectFingerprint fingerprint) const {
+    if (!info || MatchesAttributes(info, fingerprint)) return info.has_value();
+    return RoundTime(to_, &fingerprint) && MatchesAttributes(info, fingerprint);
+  }
+
   // The item last: as long as it is staged, it decides what is to be done, also after another
   // crash.
   Status DeleteOrRestore(bool shouldDelete) const {

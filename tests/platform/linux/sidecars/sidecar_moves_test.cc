@@ -17,6 +17,7 @@
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
 #include "tests/support/fault_injection/injected_errors.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/temporary_folder.h"
@@ -329,6 +330,24 @@ TEST_P(SidecarDeletion, KeepsBothIfOneIsImmutable) {
     ASSERT_EQ(0, ioctl(file.get(), FS_IOC_SETFLAGS, &flags));
     EXPECT_EQ((Names{"._a", "a"}), NamesIn(folder_.path())) << immutable;
     EXPECT_EQ("sidecar", ReadFile(folder_ / "._a"));
+  }
+}
+
+// Unlinking fails from a call on: the first one deletes the item, the next one its sidecar, the
+// last one the journal entry.
+TEST_P(SidecarDeletion, DeletesSidecarLast) {
+  for (int failed = 1; failed <= 2; ++failed) {
+    WriteFile(folder_ / "a", "item");
+    WriteFile(folder_ / "._a", "sidecar");
+    std::vector<PausedCall> calls;
+    for (int i = failed; i <= failed + 1; ++i) calls.push_back({SYS_unlinkat, "", i, {}, EIO});
+    RunWithPausedCalls(calls, [&] {
+      EXPECT_EQ(failed > 1, Run("a") == 0) << failed;
+      EXPECT_EQ(failed == 1, Exists(folder_ / "a"));
+      EXPECT_EQ(failed == 1, Exists(folder_ / "._a"));
+    });
+    RecoverFolder(folder_.path());
+    EXPECT_EQ(failed == 1 ? (Names{"._a", "a"}) : Names(), NamesIn(folder_.path())) << failed;
   }
 }
 

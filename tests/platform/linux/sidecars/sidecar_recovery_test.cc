@@ -313,6 +313,13 @@ TEST_F(SidecarRecovery, CopyTakesNoPlaceholderForItem) {
   }
 }
 
+TEST_F(SidecarRecovery, CopyRemovesPlaceholderOfSidecar) {
+  WriteEntry(JournalOperation::kCopy);
+  WriteFile(folder_ / "from/._b", "");
+  Recover();
+  EXPECT_EQ((Names{"._a", "a"}), From());
+}
+
 TEST_F(SidecarRecovery, CopyThatHasChangedKeepsSidecar) {
   WriteEntry(JournalOperation::kCopy);
   Rename("from/._a", "from/._b");
@@ -362,6 +369,14 @@ TEST_F(SidecarRecovery, DeletionOfUnchangedItemIsCompleted) {
   WriteEntry(JournalOperation::kDelete);
   Rename("from/._a", "from/" + kStagedSidecar);
   Rename("from/a", "from/" + kStagedItem);
+  Recover();
+  EXPECT_EQ(Names(), From());
+}
+
+TEST_F(SidecarRecovery, DeletionOfItemAloneIsCompleted) {
+  WriteEntry(JournalOperation::kDelete);
+  Rename("from/._a", "from/" + kStagedSidecar);
+  fs::remove(folder_ / "from/a");
   Recover();
   EXPECT_EQ(Names(), From());
 }
