@@ -4,6 +4,7 @@
 #include <sys/vfs.h>
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
@@ -122,6 +123,7 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
   const bool isLocal = HasReliableEntries(magic);
   const bool hasNtfsDates = HasNtfsDates(magic, path);
   return {HasUnstableInodes(magic, hasNtfsDates),
+          magic == OVERLAYFS_SUPER_MAGIC,
           isLocal,
           HasWindowsNames(magic, device),
           hasNtfsDates,
@@ -174,6 +176,11 @@ const Volume& VolumeAt(uint32_t device, const std::string& path) {
   struct statfs info = {};
   const bool isKnown = statfs(path.c_str(), &info) == 0;
   return gVolumes[device] = isKnown ? MakeVolume(info, device, path) : Volume();
+}
+
+bool IsAnyOverlayKnown() {
+  return std::any_of(gVolumes.begin(), gVolumes.end(),
+                     [](const auto& known) { return known.second.isOverlay; });
 }
 
 void ForgetVolumes() { gVolumes.clear(); }

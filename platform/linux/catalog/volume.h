@@ -11,6 +11,9 @@ namespace tessary {
 struct Volume {
   // An untouched object has another inode number once the kernel has dropped it from memory.
   bool hasUnstableInodes = false;
+  // A change of an object of a lower layer copies it up first, after which its inode number or
+  // birth time is another one.
+  bool isOverlay = false;
   // d_ino and d_type of a directory entry equal what statx returns, for everything but folders.
   bool hasReliableEntries = false;
   // The filesystem refuses names with characters that Windows does not allow.
@@ -45,6 +48,10 @@ struct Volume {
 // ForgetVolumes.
 const Volume& VolumeOf(uint32_t device, int descriptor);
 const Volume& VolumeAt(uint32_t device, const std::string& path);
+
+// Returns true if VolumeOf or VolumeAt has found an overlay. Callers ask this first, because it is
+// false in most runs and needs no device number, which would cost a system call.
+bool IsAnyOverlayKnown();
 
 // Discards all properties. The kernel reuses the device number of an unmounted filesystem.
 void ForgetVolumes();

@@ -26,10 +26,11 @@ void GrantOwnerAccess(int folder, const struct statx& info) {
 // Deletes the objects in a folder before the folder itself.
 class Deletion : public TreeVisitor {
  public:
-  explicit Deletion(bool* hasBegun) : hasBegun_(hasBegun) {}
+  // Without a manifest, whatever is found is deleted.
+  Deletion(const Manifest* manifest, bool* hasBegun) : manifest_(manifest), hasBegun_(hasBegun) {}
 
-  Status VisitObject(int folder, const char* name, const struct statx& /*info*/) override {
-    return Remove(folder, name, 0);
+  Status VisitObject(int folder, const char* name, const struct statx& info) override {
+    return IsExpected(name, info) ? Remove(folder, name, 0) : fBsyErr;
   }
 
   Status OpenFolder(int folder, const char* name, const struct statx& info,
@@ -40,14 +41,30 @@ class Deletion : public TreeVisitor {
     return TreeVisitor::OpenFolder(folder, name, info, opened);
   }
 
-  Status EnterFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
+  Status EnterFolder(int /*folder*/, const char* name, const struct statx& info,
                      int /*opened*/) override {
-    return noErr;
+    return IsExpected(name, info) ? noErr : fBsyErr;
   }
 
   Status LeaveFolder(int folder, const char* name, const struct statx& /*info*/,
                      int /*left*/) override {
+    ++next_;
     return Remove(folder, name, AT_REMOVEDIR);
+  }
+
+  // Deletes the folder (`folder`, `name`), whose stat result is `info`, with everything in it.
+  Status Run(int folder, const char* name, const struct statx& info) {
+    UniqueFd top;
+    if (const Status status = OpenFolder(folder, name, info, &top)) return status;
+    if (!IsNameOf(top.get(), "", Identity::Of(info))) return fnfErr;
+    if (const Status status = WalkTree(top.get(), *this)) return status;
+    return Remove(folder, name, AT_REMOVEDIR);
+  }
+
+ private:
+  // The walk is in the order of the manifest.
+  bool IsExpected(const char* name, const struct statx& info) {
+    return manifest_ == nullptr || manifest_->HasObjectAt(next_++, name, info);
   }
 
   Status Remove(int folder, const char* name, int flags) {
@@ -56,7 +73,8 @@ class Deletion : public TreeVisitor {
     return noErr;
   }
 
- private:
+  const Manifest* manifest_;
+  size_t next_ = 1;  // entry of the manifest; 0 is the top folder
   bool* hasBegun_;
 };
 
@@ -67,10 +85,19 @@ class Deletion : public TreeVisitor {
 Status DeleteTree(int folder, const char* name, int opened, bool* hasBegun) try {
   struct statx info = {};
   if (const Status status = ReadObjectInfo(opened, "", &info)) return status;
-  GrantOwnerAccess(opened, info);
-  Deletion deletion(hasBegun);
-  if (const Status status = WalkTree(opened, deletion)) return status;
-  return deletion.Remove(folder, name, AT_REMOVEDIR);
+  // The folder is opened again by its name: on mergerfs, one that was opened before it was renamed
+  // lists as empty.
+  return Deletion(nullptr, hasBegun).Run(folder, name, info);
+} catch (const std::bad_alloc&) {
+  return memFullErr;
+}
+
+Status DeleteTreeIfUnchanged(int folder, const char* name, const Manifest& manifest,
+                             bool* hasBegun) try {
+  struct statx info = {};
+  if (const Status status = ReadObjectInfo(folder, name, &info)) return status;
+  if (!manifest.HasObjectAt(0, ".", info)) return fBsyErr;
+  return Deletion(&manifest, hasBegun).Run(folder, name, info);
 } catch (const std::bad_alloc&) {
   return memFullErr;
 }

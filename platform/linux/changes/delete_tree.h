@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/changes/manifest.h"
 #include "platform/managers/status.h"
 
 namespace tessary {
@@ -11,5 +12,11 @@ namespace tessary {
 // Errors: diffVolErr (a mount inside, which is left alone); memFullErr; otherwise the status of the
 // failed system call.
 Status DeleteTree(int folder, const char* name, int opened, bool* hasBegun);
+
+// As DeleteTree, for a folder that other programs may use meanwhile. Compares each object with
+// `manifest`, in which all of them are, right before it is deleted. Errors: fBsyErr also if an
+// object has been changed, added or removed since.
+Status DeleteTreeIfUnchanged(int folder, const char* name, const Manifest& manifest,
+                             bool* hasBegun);
 
 }  // namespace tessary

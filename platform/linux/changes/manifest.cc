@@ -42,6 +42,11 @@ void Manifest::Add(std::string_view name, const struct statx& info) {
 
 void Manifest::AddEndOfFolder() { entries_.emplace_back(); }
 
+bool Manifest::HasObjectAt(size_t index, std::string_view name, const struct statx& info) const {
+  return index < entries_.size() && entries_[index].name == name &&
+         IsUnchangedButForName(entries_[index].info, info);
+}
+
 bool Manifest::Matches(const Manifest& other) const {
   return std::equal(entries_.begin(), entries_.end(), other.entries_.begin(), other.entries_.end(),
                     [](const Entry& first, const Entry& second) {

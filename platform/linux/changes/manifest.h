@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,11 @@ class Manifest {
 
   // Adds the end of a folder.
   void AddEndOfFolder();
+
+  // Returns true if entry number `index` is an object of that name and is unchanged, except for its
+  // change time. The folder itself is entry 0; then come the objects and the ends of folders, in
+  // the order in which they were added.
+  bool HasObjectAt(size_t index, std::string_view name, const struct statx& info) const;
 
   // Returns true if both hold the same objects in the same places, and none has changed.
   bool Matches(const Manifest& other) const;

@@ -86,10 +86,11 @@ bool IsUnchangedSinceCopy(const CopiedItem& copied, int original, const struct s
   const Status leased = AcquireReadLease(identity.device, original);
   if (leased != noErr && leased != paramErr) return false;
   // Stat again: a writer may have been at work after `staged` was read and have gone before the
-  // lease was acquired. Without leases this is all that can be checked.
+  // lease was acquired. Without leases this is all that can be checked. The identity of `original`
+  // was checked when it was opened.
   struct statx last = {};
-  const bool isUnchanged = ReadLatestInfo(original, identity, &last) == noErr &&
-                           IsUnchangedButForName(copied.source, last);
+  const bool isUnchanged =
+      ReadLatestInfo(original, identity, &last) == noErr && HasSameAttributes(copied.source, last);
   return isUnchanged && (leased == paramErr || IsReadLeaseUnbroken(original));
 }
 
@@ -117,6 +118,10 @@ Status DeleteFile(const CopySource& source, int original, CopiedItem* copied) {
   return status;
 }
 
+void LogIncompleteDeletion(const std::string& name) {
+  NSLog("\"" + name + "\" was moved, but its original could not be deleted completely");
+}
+
 // Opens the source folder if everything below it is still what was copied. Returns fBsyErr
 // otherwise.
 Status OpenUnchangedFolder(const CopySource& source, const CopiedItem& copied, UniqueFd* opened) {
@@ -126,6 +131,19 @@ Status OpenUnchangedFolder(const CopySource& source, const CopiedItem& copied, U
   if (const Status status = ReadManifest(folder.get(), &manifest)) return status;
   if (!manifest.Matches(copied.manifest)) return fBsyErr;
   *opened = std::move(folder);
+  return noErr;
+}
+
+// Deletes a source folder that cannot be renamed, because it is in a lower layer of an overlay.
+// Each object is compared with what was copied right before its deletion. A crash leaves the rest
+// of the folder under its own name, beside the complete copy.
+Status DeleteFolderInPlace(const CopySource& source, CopiedItem* copied) {
+  bool hasBegun = false;
+  const Status status =
+      DeleteTreeIfUnchanged(source.folder, source.name.c_str(), copied->manifest, &hasBegun);
+  if (status == noErr || hasBegun) copied->item.Keep();
+  if (status == noErr || !hasBegun) return status;
+  LogIncompleteDeletion(source.name);
   return noErr;
 }
 
@@ -139,6 +157,7 @@ Status DeleteFolder(const CopySource& source, CopiedItem* copied) {
   TempItem staged;
   status =
       TempItem::StageForDeletion(source.folder, source.name.c_str(), std::move(opened), &staged);
+  if (status == diffVolErr) return DeleteFolderInPlace(source, copied);
   if (status != noErr) return status;
 
   bool hasBegun = false;
@@ -152,7 +171,7 @@ Status DeleteFolder(const CopySource& source, CopiedItem* copied) {
   if (status == noErr || hasBegun) copied->item.Keep();
   if (status == noErr) return noErr;
   if (hasBegun) {
-    NSLog("\"" + source.name + "\" was moved, but its original could not be deleted completely");
+    LogIncompleteDeletion(source.name);
     return noErr;
   }
   if (const Status renamed = staged.Publish(source.name.c_str())) {

@@ -54,9 +54,13 @@ bool IsUnchanged(const struct statx& before, const struct statx& after) {
 }
 
 bool IsUnchangedButForName(const struct statx& before, const struct statx& after) {
-  return Identity::Of(before).Matches(Identity::Of(after)) && before.stx_mode == after.stx_mode &&
-         before.stx_uid == after.stx_uid && before.stx_gid == after.stx_gid &&
-         before.stx_size == after.stx_size && IsSameTime(before.stx_mtime, after.stx_mtime);
+  return Identity::Of(before).Matches(Identity::Of(after)) && HasSameAttributes(before, after);
+}
+
+bool HasSameAttributes(const struct statx& before, const struct statx& after) {
+  return before.stx_mode == after.stx_mode && before.stx_uid == after.stx_uid &&
+         before.stx_gid == after.stx_gid && before.stx_size == after.stx_size &&
+         IsSameTime(before.stx_mtime, after.stx_mtime);
 }
 
 std::array<timespec, 2> FileTimesOf(const struct statx& info) {

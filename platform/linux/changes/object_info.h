@@ -33,6 +33,10 @@ bool IsUnchanged(const struct statx& before, const struct statx& after);
 // is renamed. For use when the object was renamed in between.
 bool IsUnchangedButForName(const struct statx& before, const struct statx& after);
 
+// As IsUnchangedButForName, but ignores the identity too. For two stat results of one object whose
+// identity may have changed (rename_pin.h).
+bool HasSameAttributes(const struct statx& before, const struct statx& after);
+
 // Returns the access and the modification time, as futimens and utimensat take them.
 std::array<timespec, 2> FileTimesOf(const struct statx& info);
 

@@ -11,6 +11,7 @@
 
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/rename.h"
+#include "platform/linux/changes/rename_pin.h"
 #include "platform/linux/changes/temp_item.h"
 #include "platform/linux/errors.h"
 #include "platform/managers/log.h"
@@ -42,9 +43,11 @@ std::optional<std::string> MakeStagedNameLike(std::string_view name) {
 
 // Between this check and the removal nobody can put another object under the name, because nobody
 // knows it.
-Status RemoveStaged(int folder, const char* stagedName, const UnchangedCheck& isUnchanged) {
+Status RemoveStaged(int folder, const char* stagedName, const RenamePin& pin,
+                    const UnchangedCheck& isUnchanged) {
   struct statx info = {};
   if (const Status status = ReadObjectInfo(folder, stagedName, &info)) return status;
+  pin.RestoreIdentity(&info);
   if (!isUnchanged(info)) return fBsyErr;
   return unlinkat(folder, stagedName, 0) == 0 ? noErr : LastError();
 }
@@ -68,8 +71,9 @@ Status RemoveViaStagedName(int folder, const char* name, const std::string& stag
   // The staged name does not exist, so a plain rename, which every filesystem has, replaces
   // nothing. RenameWithoutReplacing could fall back to a link and an unlink of the old name, and
   // would then have the very window between check and removal that staging closes.
+  const RenamePin pin(folder, name);
   if (renameat(folder, name, folder, stagedName.c_str()) != 0) return LastError();
-  const Status status = RemoveStaged(folder, stagedName.c_str(), isUnchanged);
+  const Status status = RemoveStaged(folder, stagedName.c_str(), pin, isUnchanged);
   // fnfErr: nothing is left that could get its name back.
   if (status == noErr || status == fnfErr) return status;
   if (RenameWithoutReplacing(folder, stagedName.c_str(), folder, name) != noErr) {

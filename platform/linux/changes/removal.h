@@ -9,7 +9,8 @@
 
 namespace tessary {
 
-// Returns true if the object, whose stat result is passed, is the one to be removed.
+// Returns true if the object, whose stat result is passed, is the one to be removed. The stat
+// result is that of the staged object, with the identity that it had before (rename_pin.h).
 using UnchangedCheck = std::function<bool(const struct statx&)>;
 
 // Removes the file or link (`folder`, `name`) if `isUnchanged` confirms that it is the right one.

@@ -4,7 +4,9 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/move_across_filesystems.h"
+#include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/rename.h"
+#include "platform/linux/mac_formats/apple_double.h"
 #include "platform/linux/operations/target.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/managers/file_manager.h"
@@ -31,8 +33,13 @@ Status FindSourceAndTarget(const FSRef& source, const FSRef& folder, const std::
 // Renames item and sidecar. If the kernel cannot rename between the folders, copies and deletes
 // them.
 Status RenameOrCopyWithSidecar(const ItemWithSidecar& item, const TargetWithPath& target) {
-  const Status status = MoveWithSidecar(item, target);
-  return status == diffVolErr ? MoveWithSidecarAcrossFilesystems(item, target) : status;
+  Status status = MoveWithSidecar(item, target);
+  if (status != diffVolErr) return status;
+  // An overlay may have renamed the sidecar, but not the item, and back: the sidecar then has
+  // another identity.
+  ItemWithSidecar found = item;
+  status = ReadObjectInfo(item.folder, SidecarName(item.name).c_str(), &found.sidecar);
+  return status == noErr ? MoveWithSidecarAcrossFilesystems(found, target) : status;
 }
 
 // Device numbers do not tell whether a rename is possible: bind mounts of one device refuse it, and

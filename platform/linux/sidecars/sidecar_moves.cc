@@ -13,6 +13,7 @@
 #include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/rename.h"
+#include "platform/linux/changes/rename_pin.h"
 #include "platform/linux/changes/temp_item.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/apple_double.h"
@@ -99,6 +100,7 @@ class StagedSidecar {
     // Set before the rename, so that running out of memory cannot keep the sidecar from being
     // restored.
     stagedName_ = journal_.StagedSidecarName();
+    const RenamePin pin(folder_, sidecarName_.c_str());
     Status status =
         RenameWithoutReplacing(folder_, sidecarName_.c_str(), folder_, stagedName_.c_str());
     if (status != noErr) {
@@ -108,6 +110,7 @@ class StagedSidecar {
     struct statx info = {};
     status = ReadObjectInfo(folder_, stagedName_.c_str(), &info);
     if (status != noErr) return status;
+    pin.RestoreIdentity(&info);
     // Checked now that nobody finds it by its name: it may have been rewritten since it was found,
     // or since it was copied.
     return IsUnchangedButForName(source.sidecar, info) ? noErr : fBsyErr;
