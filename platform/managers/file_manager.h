@@ -188,6 +188,11 @@ bool FSIsSidecarNameUsed(const FSRef& item, const FSRef& folder, std::u16string_
 Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target);
 
+// Returns how many moves of this process to another filesystem have kept their copy because another
+// program had moved or deleted the source before it was to be deleted. If that program is moving
+// the source too, there are two copies.
+uint64_t FSCountKeptCopies();
+
 // The fast path of FSMoveObjectSync: one rename, under the object's own name. It does not apply to
 // folders, across filesystems, or if a sidecar is involved. Within an FSStatCacheScope the cached
 // stat is trusted: if another object took the name since, that one is moved, as if the caller had

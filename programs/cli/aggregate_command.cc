@@ -1,6 +1,7 @@
 #include "programs/cli/aggregate_command.h"
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <new>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "engine/application_source.h"
 #include "engine/run.h"
 #include "engine/shell.h"
+#include "platform/managers/file_manager.h"
 #include "platform/managers/internet_config.h"
 #include "platform/managers/preferences_store.h"
 #include "programs/cli/engine_setup.h"
@@ -32,6 +34,7 @@ struct Run {
   std::optional<double> seconds = {};    // how long it took; none before its end
   std::optional<ProgressLine> progress;  // while it goes on
   RunTotals totals;
+  uint64_t keptCopies = 0;  // copies of items that another program moved or deleted meanwhile
   // Paths that the log does not name; an object without a path is the empty one.
   std::set<std::string> unlistedFolders = {};
   std::set<std::string> unloggedItems = {};
@@ -85,7 +88,9 @@ void FileSource(const AggregateOptions& options, Run* run, const FSRef& source) 
   }
   run->progress.emplace();
   const auto start = std::chrono::steady_clock::now();
+  const uint64_t keptBefore = FSCountKeptCopies();
   AggregateFolder(source, destination);
+  run->keptCopies = FSCountKeptCopies() - keptBefore;
   run->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   run->progress.reset();
 }
@@ -102,7 +107,8 @@ void PrintUnlogged(const Run& run) {
 }
 
 void PrintSummary(const Run& run) {
-  const std::string summary = SummaryLine(run.totals.OfSource(), *run.seconds);
+  const std::string summary =
+      SummaryLine(run.totals.OfSource(), *run.seconds) + KeptCopiesText(run.keptCopies);
   if (WriteOutput(summary + "\n")) return;
   PrintProblem(std::string(kWriteError) + "; the summary is: " + summary);
 }

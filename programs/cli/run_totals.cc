@@ -93,4 +93,11 @@ std::string SummaryLine(const ItemCounts& counts, double seconds) {
          std::to_string(counts.failed) + " failed in " + DecimalText(seconds) + " s";
 }
 
+std::string KeptCopiesText(uint64_t keptCopies) {
+  if (keptCopies == 0) return {};
+  return "; " + std::to_string(keptCopies) +
+         " of the filed items may exist twice, because another program moved or deleted the "
+         "originals";
+}
+
 }  // namespace tessary

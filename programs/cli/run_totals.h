@@ -49,6 +49,10 @@ class RunTotals {
   std::unordered_set<size_t> inYearFolders_;
 };
 
+// The end of that line for a run that has kept copies whose originals another program had moved or
+// deleted meanwhile (FSCountKeptCopies). Empty if there are none.
+std::string KeptCopiesText(uint64_t keptCopies);
+
 // The line that ends a run, without a newline: "12034 filed, 41 skipped, 3 failed in 4.2 s".
 std::string SummaryLine(const ItemCounts& counts, double seconds);
 

@@ -112,5 +112,13 @@ TEST(SummaryLine, PrintsCountsAndSeconds) {
   for (const Row& row : rows) EXPECT_EQ(row.expected, SummaryLine(row.counts, row.seconds));
 }
 
+TEST(KeptCopiesText, IsEmptyWithoutAny) {
+  EXPECT_EQ("", KeptCopiesText(0));
+  EXPECT_EQ(
+      "; 2 of the filed items may exist twice, because another program moved or deleted the "
+      "originals",
+      KeptCopiesText(2));
+}
+
 }  // namespace
 }  // namespace tessary::test

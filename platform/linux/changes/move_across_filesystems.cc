@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <new>
 #include <utility>
@@ -21,6 +22,8 @@
 
 namespace tessary {
 namespace {
+
+std::atomic<uint64_t> gKeptCopies = 0;
 
 // Makes the names in the open folder durable. With `syncsFilesystem`, makes everything on its
 // filesystem durable.
@@ -208,6 +211,9 @@ Status Move(const CopySource& source, const CopyTarget& target) {
   // If another program has deleted or moved the source, the copy may be the only one left.
   if (status == fnfErr && IsGone(source)) {
     copied.item.Keep();
+    ++gKeptCopies;
+    NSLog("\"" + source.name +
+          "\" was moved or deleted by another program while it was copied; the copy stays");
     status = noErr;
   }
   if (status == noErr && copied.isAnyDropped) {
@@ -217,6 +223,8 @@ Status Move(const CopySource& source, const CopyTarget& target) {
 }
 
 }  // namespace
+
+uint64_t CountKeptCopies() { return gKeptCopies; }
 
 Status MoveItemAcrossFilesystems(const CopySource& source, const CopyTarget& target) try {
   return Move(source, target);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "platform/linux/changes/copy_item.h"
 #include "platform/managers/status.h"
 
@@ -14,6 +16,11 @@ namespace tessary {
 // CopyItem; fBsyErr also if another process has the source open for writing or has changed it since
 // it was copied; afpAccessDenied or wPrErr if the source cannot be deleted, which is reported
 // before anything is copied if it can be known then.
+// If another program moves or deletes the source meanwhile, the copy may be the only one left. It
+// stays, which is logged; the status is then noErr.
 Status MoveItemAcrossFilesystems(const CopySource& source, const CopyTarget& target);
+
+// Returns how often this process has kept a copy for that reason.
+uint64_t CountKeptCopies();
 
 }  // namespace tessary

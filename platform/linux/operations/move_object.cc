@@ -71,6 +71,8 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   return status == noErr ? MakeTargetRef(to, target) : status;
 }
 
+uint64_t FSCountKeptCopies() { return CountKeptCopies(); }
+
 Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target) {
   if (target == nullptr || FSMayBeFolder(source)) return paramErr;
   Catalog& catalog = Catalog::Get();

@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -369,8 +370,33 @@ TEST_P(MoveAcrossTest, KeepsFileChangedAfterCopy) {
 TEST_P(MoveAcrossTest, KeepsCopyOfDeletedSource) {
   WriteFile(from_ / "file", "only copy");
   WhileMoving("file", [&] { unlink((from_ / "file").c_str()); });
+  const CapturedLog log;
+  const uint64_t before = CountKeptCopies();
   EXPECT_EQ(noErr, Move("file"));
   EXPECT_EQ("only copy", ReadFile(to_ / "file"));
+  EXPECT_EQ(before + 1, CountKeptCopies());
+  EXPECT_EQ(
+      std::vector<std::string>{"\"file\" was moved or deleted by another program while it was "
+                               "copied; the copy stays"},
+      log.Messages());
+}
+
+// Two processes that move the same source do not know of each other.
+TEST_P(MoveAcrossTest, SecondMoveOfSourceIsCounted) {
+  MakePackage();
+  WriteFile(from_ / "file", "x");
+  for (const std::string name : {"file", "package"}) {
+    WhileMoving(name, [&] {
+      EXPECT_EQ(noErr, MoveAcrossAt(from_ / name, to_ / (name + " of the other")));
+    });
+    const uint64_t before = CountKeptCopies();
+    EXPECT_EQ(noErr, Move(name));
+    EXPECT_EQ(before + 1, CountKeptCopies()) << name;
+  }
+  EXPECT_TRUE(NamesIn(from_.path()).empty());
+  EXPECT_EQ(
+      (std::vector<std::string>{"file", "file of the other", "package", "package of the other"}),
+      NamesIn(to_.path()));
 }
 
 TEST_P(MoveAcrossTest, KeepsSourceOfDeletedCopy) {
