@@ -6,7 +6,9 @@ Identity Identity::Of(const struct statx& info) {
   Identity identity;
   identity.inode = info.stx_ino;
   identity.device = info.stx_dev_major << 20 | info.stx_dev_minor;
-  if ((info.stx_mask & STATX_BTIME) != 0) {
+  const bool hasBirth = (info.stx_mask & STATX_BTIME) != 0 &&
+                        !(S_ISDIR(info.stx_mode) && HasUnstableFolderBirths(identity.device));
+  if (hasBirth) {
     identity.birth =
         static_cast<uint64_t>(info.stx_btime.tv_sec) * 1'000'000'000 + info.stx_btime.tv_nsec;
   }

@@ -12,10 +12,16 @@
 // The contents of an FSRef on Linux.
 namespace tessary {
 
-// True for a device whose filesystem gives an untouched object another inode number once the kernel
-// has dropped it from memory: FAT, exFAT and most FUSE drivers. False for a device that VolumeOf
-// has not examined in this run (platform/linux/catalog/volume.h).
+// Properties of the filesystem with that device number (platform/linux/catalog/volume.h). False for
+// a device that VolumeOf has not examined in this run.
+//
+// True if an untouched object gets another inode number once the kernel has dropped it from memory,
+// as on FAT, exFAT, overlayfs and with most FUSE drivers.
 bool HasUnstableInodes(uint32_t device);
+
+// True if a folder gets another birth time when something in it is changed for the first time, as
+// on overlayfs.
+bool HasUnstableFolderBirths(uint32_t device);
 
 enum class NodeKind : uint8_t { kNone = 0, kFile, kFolder, kLink, kSpecial };
 
@@ -23,7 +29,7 @@ enum class NodeKind : uint8_t { kNone = 0, kFile, kFolder, kLink, kSpecial };
 // filesystem may give the inode number of a deleted object to a new one.
 struct Identity {
   uint64_t inode = 0;
-  uint64_t birth = 0;   // nanoseconds since 1970, modulo 2^64; 0 if unknown
+  uint64_t birth = 0;   // nanoseconds since 1970, modulo 2^64; 0 if unknown or not stable
   uint32_t device = 0;  // 12 bits of major and 20 of minor number, as in the kernel
 
   // The identity in a statx result that was asked for with kIdentityMask.

@@ -25,6 +25,7 @@ constexpr uint32_t kNtfsMagic = 0x5346544E;
 constexpr uint32_t kNtfs3Magic = 0x7366746E;
 constexpr uint32_t kCifsMagic = 0xFF534D42;
 constexpr uint32_t kSmb2Magic = 0xFE534D42;
+constexpr uint32_t kVboxMagic = 0x786F4256;
 
 bool HasReliableEntries(uint32_t magic) {
   switch (magic) {
@@ -90,12 +91,24 @@ bool HasNtfsDates(uint32_t magic, const std::string& path) {
          static_cast<ssize_t>(date.size());
 }
 
-// FAT and exFAT have no inode numbers: the kernel invents one for each object that it loads. So
-// does libfuse for most FUSE drivers. The driver of NTFS, which is recognised by its dates, has
-// stable ones.
+// FAT and exFAT have no inode numbers: the kernel invents one for each object that it loads. It
+// does the same for CIFS if the server has none, for vboxsf, and for the folders of an overlay
+// whose layers are on different filesystems. libfuse does it for most FUSE drivers; that of NTFS,
+// which is recognised by its dates, has stable ones.
 bool HasUnstableInodes(uint32_t magic, bool hasNtfsDates) {
-  if (magic == FUSE_SUPER_MAGIC) return !hasNtfsDates;
-  return magic == MSDOS_SUPER_MAGIC || magic == kExfatMagic;
+  switch (magic) {
+    case MSDOS_SUPER_MAGIC:
+    case kExfatMagic:
+    case kCifsMagic:
+    case kSmb2Magic:
+    case kVboxMagic:
+    case OVERLAYFS_SUPER_MAGIC:
+      return true;
+    case FUSE_SUPER_MAGIC:
+      return !hasNtfsDates;
+    default:
+      return false;
+  }
 }
 
 // True if an ext4 filesystem has a journal, which is seen by the kernel task that writes it. ext4
@@ -188,6 +201,11 @@ void ForgetVolumes() { gVolumes.clear(); }
 bool HasUnstableInodes(uint32_t device) {
   const Volume* known = FindVolume(device);
   return known != nullptr && known->hasUnstableInodes;
+}
+
+bool HasUnstableFolderBirths(uint32_t device) {
+  const Volume* known = FindVolume(device);
+  return known != nullptr && known->isOverlay;
 }
 
 std::string NameOnVolume(std::string_view name, const Volume& volume) {
