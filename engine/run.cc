@@ -41,13 +41,15 @@ std::optional<std::u16string> CopyMimeTypeKeyOfItem(const FSRef& item, Status* s
   return CopyMimeTypeKey(url);
 }
 
-// Reports a child that cannot be read, unless it is known not to be a folder or does not exist.
-// Only folders need this: the pass over the parent folder reports an unreadable file.
+// Reports a child that cannot be entered, unless it is known not to be a folder or its name is
+// gone. If another object has the name, what the folder held is not filed. Only folders need this:
+// the pass over the parent folder reports an unreadable file.
 void ReportUnreadableFolder(const FSRef& child, Status reason) {
   uint8_t isFolder = 0;
   const Status status = GetNodeIdAndKind(child, nullptr, &isFolder);
   const bool isOther = status == noErr && isFolder == 0;
-  if (!isOther && status != fnfErr) ObserveUnlistedFolder(child, status != noErr ? status : reason);
+  if (isOther || (status == fnfErr && FSIsNameGone(child))) return;
+  ObserveUnlistedFolder(child, status != noErr ? status : reason);
 }
 
 // Returns true for a plain folder that is not hidden.

@@ -116,6 +116,10 @@ bool FSMayBeFolder(const FSRef& ref);
 // Returns true if the object of `ref` exists and is still the one that the reference was made from.
 bool FSIsFSRefValid(const FSRef& ref);
 
+// Returns true if no object, of whatever kind, has the name of `ref` any more. False if that cannot
+// be determined.
+bool FSIsNameGone(const FSRef& ref);
+
 // Returns true if the name of `ref` no longer exists and that is expected: it was a temporary file,
 // which exists only during a change or, after an interrupted one, until it is cleaned up; or it was
 // a sidecar whose item is gone too, because both move together. False if the folder cannot be read.

@@ -31,6 +31,10 @@ size_t HashOf(std::string_view path) { return std::hash<std::string_view>()(path
 }  // namespace
 
 void RunTotals::Count(const ItemReport& report) {
+  // The pass over the folder around it reports a folder that cannot be read once more.
+  const bool isCounted = report.outcome == ItemOutcome::kNotRead &&
+                         unlistedFolders_.contains(std::string(report.path));
+  if (isCounted) return;
   if (report.outcome == ItemOutcome::kFolderNotListed) {
     unlistedFolders_.emplace(report.path);
   } else if (report.step == FilingStep::kYear) {

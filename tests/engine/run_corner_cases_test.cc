@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -13,11 +14,15 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "engine/run.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "tests/engine/engine_fixture.h"
+#include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
@@ -45,6 +50,29 @@ class RunCornerCases : public EngineFixture {
     EXPECT_EQ(0, bind(socketFd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)));
     close(socketFd);
   }
+};
+
+// The mount of a FUSE driver that has crashed, until it is destroyed: every access to it fails with
+// ENOTCONN.
+class DeadMount {
+ public:
+  explicit DeadMount(const std::string& path) : path_(path) {
+    const UniqueFd driver(open("/dev/fuse", O_RDWR | O_CLOEXEC));
+    const std::string options =
+        "fd=" + std::to_string(driver.get()) + ",rootmode=40000,user_id=0,group_id=0";
+    isMounted_ = driver && mount("none", path_.c_str(), "fuse", 0, options.c_str()) == 0;
+  }
+  ~DeadMount() {
+    if (isMounted_) umount2(path_.c_str(), MNT_DETACH);
+  }
+  DeadMount(const DeadMount&) = delete;
+  DeadMount& operator=(const DeadMount&) = delete;
+
+  bool IsMounted() const { return isMounted_; }
+
+ private:
+  std::string path_;
+  bool isMounted_ = false;
 };
 
 TEST_F(RunCornerCases, FilesLinksAsLinks) {
@@ -272,6 +300,80 @@ TEST_F(RunCornerCases, ReportsFolderWithFailingStat) {
     EXPECT_EQ("a", ReadFile(InSource("failing/a.txt")));
     EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/b.txt"));
   });
+}
+
+// What cannot be examined concerns itself only.
+TEST_F(RunCornerCases, FilesItemsBesideDeadMount) {
+  Set("FileOperation = 1\nRecurseFolders = true\nTessaryType = 4\n");
+  MakeFolder(InSource("dead"));
+  MakeFolder(InDestination("dead"));
+  WriteFile(InSource("a.txt"), "a");
+  WriteFile(InSource("sound/b.txt"), "b");
+  const DeadMount inSource(InSource("dead"));
+  const DeadMount inDestination(InDestination("dead"));
+  if (!inSource.IsMounted()) GTEST_SKIP() << "cannot mount here";
+  Run();
+  EXPECT_THAT(NamesIn(InSource("sound")), IsEmpty());
+  EXPECT_THAT(NamesIn(source_), ElementsAre("dead", "sound"));
+  for (const std::string& dead : {InSource("dead"), InDestination("dead")}) {
+    EXPECT_THAT(outcomes_[dead], Contains(ItemOutcome::kFolderNotListed));
+  }
+  EXPECT_THAT(MessagesAfterFirst(), Contains("Inavlid FSRef"));
+  std::vector<std::string> filed;
+  for (const auto& [path, outcomes] : outcomes_) {
+    if (outcomes == std::vector{ItemOutcome::kFiled}) filed.push_back(path);
+  }
+  // Each of the two in two steps.
+  EXPECT_THAT(filed, SizeIs(4));
+}
+
+TEST_F(RunCornerCases, ReportsFolderWithUnreadableFinderInfo) {
+  Set("FileOperation = 1\nRecurseFolders = true\n");
+  WriteFile(InSource("failing/a.txt"), "a");
+  WriteFile(InSource("b.txt"), "b");
+  constexpr long kListXattrAt = 465;
+  const bool isPassed =
+      RunWithInjectedErrors({{SYS_llistxattr, EIO, 0, 0}, {kListXattrAt, EIO, 0, 0}}, [this] {
+        Run();
+        EXPECT_THAT(outcomes_[InSource("failing")], Contains(ItemOutcome::kFolderNotListed));
+        EXPECT_EQ("a", ReadFile(InSource("failing/a.txt")));
+        EXPECT_THAT(outcomes_[InSource("b.txt")], ElementsAre(ItemOutcome::kFiled));
+      });
+  EXPECT_TRUE(isPassed);
+}
+
+// Two subfolders with a file each: the one that is entered first changes the other.
+class RunOverSubfolders : public RunCornerCases {
+ protected:
+  RunOverSubfolders() {
+    Set("FileOperation = 1\nRecurseFolders = true\n");
+    WriteFile(InSource("a/a.txt"), "a");
+    WriteFile(InSource("b/b.txt"), "b");
+    onProgress_ = [this](const std::string& text) {
+      if (!other_.empty()) return;
+      other_ = InSource(text.ends_with("a.txt") ? "b" : "a");
+      ASSERT_EQ(0, rename(other_.c_str(), (root_ / "elsewhere").c_str()));
+      if (change_) change_();
+    };
+  }
+
+  std::string other_;
+  std::function<void()> change_;
+};
+
+TEST_F(RunOverSubfolders, ReportsNoVanishedFolder) {
+  Run();
+  ASSERT_FALSE(other_.empty());
+  EXPECT_THAT(outcomes_, SizeIs(1));
+  EXPECT_THAT(FilesBelow(destination_), SizeIs(1));
+}
+
+TEST_F(RunOverSubfolders, ReportsReplacedFolder) {
+  change_ = [this] { MakeFolder(other_); };
+  Run();
+  ASSERT_FALSE(other_.empty());
+  EXPECT_THAT(outcomes_[other_], ElementsAre(ItemOutcome::kFolderNotListed));
+  EXPECT_THAT(FilesBelow(destination_), SizeIs(1));
 }
 
 TEST_F(RunCornerCases, ReadOnlySourceFolder) {

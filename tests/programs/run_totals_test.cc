@@ -47,6 +47,16 @@ TEST(RunTotals, CountsUnlistedFolderOnce) {
   EXPECT_EQ("0 0 1", TextOf(totals.OfSource()));
 }
 
+TEST(RunTotals, CountsUnreadableFolderOnce) {
+  RunTotals totals;
+  for (const FilingStep step : {FilingStep::kOnly, FilingStep::kYear}) {
+    totals.Count({.path = "/s/dead", .outcome = ItemOutcome::kFolderNotListed});
+    totals.Count({.path = "/s/dead", .outcome = ItemOutcome::kNotRead, .step = step});
+  }
+  totals.Count({.path = "/s/file", .outcome = ItemOutcome::kNotRead});
+  EXPECT_EQ("0 0 2", TextOf(totals.OfSource()));
+}
+
 TEST(RunTotals, CountsBothStepsOnce) {
   RunTotals totals;
   totals.Count(YearStep(ItemOutcome::kFiled));

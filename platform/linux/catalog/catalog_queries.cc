@@ -1,4 +1,7 @@
+#include <fcntl.h>
+
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -80,6 +83,15 @@ bool FSMayBeFolder(const FSRef& ref) {
 }
 
 bool FSIsFSRefValid(const FSRef& ref) { return Catalog::Get().Exists(ReferenceOf(ref)); }
+
+bool FSIsNameGone(const FSRef& ref) {
+  Place place;
+  if (Catalog::Get().Find(ReferenceOf(ref), &place) != noErr) return false;
+  struct statx info = {};
+  return statx(place.descriptor(), place.name.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, 0,
+               &info) != 0 &&
+         errno == ENOENT;
+}
 
 Status FSCompareFSRefs(const FSRef& first, const FSRef& second) {
   const Reference a = ReferenceOf(first);

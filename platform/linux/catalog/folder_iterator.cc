@@ -105,13 +105,11 @@ class FSIteratorState {
       return noErr;
     }
     if (errno == ENOENT) return errFSNoMoreItems;
-    // A child that may not be read, such as the mount point of another user's filesystem, is
-    // described by its entry, so that the rest of the folder can be listed.
-    if (errno == EACCES) {
-      *reference = ReferenceOfEntry(*entry);
-      return noErr;
-    }
-    return LastError();
+    // A child that cannot be examined is described by its entry, so that the rest of the folder can
+    // be listed: the mount point of another user's filesystem (EACCES) or of a driver that has
+    // crashed (ENOTCONN), or a damaged folder (EUCLEAN, EIO).
+    *reference = ReferenceOfEntry(*entry);
+    return noErr;
   }
 
   Reference ReferenceOfEntry(const dirent64& entry) const {

@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/catalog/catalog.h"
@@ -79,26 +80,34 @@ TEST(FSGetCatalogInfoBulk, DeliversEveryKindOfChild) {
   EXPECT_FALSE(listing.changed);
 }
 
-// For example the mount point of another user's filesystem.
+// For example the mount point of another user's filesystem, or of a driver that has crashed, or a
+// damaged folder.
 TEST(FSGetCatalogInfoBulk, DeliversUnreadableChild) {
   const TemporaryFolder folder;
   MakeFolder(folder / "closed");
   WriteFile(folder / "file");
-  FSIterator iterator;
-  ASSERT_EQ(noErr, FSOpenIterator(RefAt(folder.path()), &iterator));
-  EXPECT_TRUE(RunWithInjectedErrors({{SYS_statx, EACCES, 2, AT_SYMLINK_NOFOLLOW}}, [&iterator] {
-    std::array<FSRef, kBatch> refs;
-    size_t actual = 0;
-    bool changed = false;
-    EXPECT_EQ(errFSNoMoreItems,
-              FSGetCatalogInfoBulk(*iterator, kBatch, &actual, &changed, refs.data()));
-    EXPECT_EQ(2U, actual);
-    for (size_t i = 0; i < actual; ++i) {
-      FSCatalogInfo info;
-      EXPECT_EQ(afpAccessDenied,
-                FSGetCatalogInfo(refs[i], kFSCatInfoNodeFlags, &info, nullptr, nullptr, nullptr));
-    }
-  }));
+  const std::vector<std::pair<int, Status>> rows = {{EACCES, afpAccessDenied},
+                                                    {EIO, ioErr},
+                                                    {ENOTCONN, ioErr},
+                                                    {EUCLEAN, ioErr},
+                                                    {ESTALE, errFSBadFSRef}};
+  for (const auto& [error, expected] : rows) {
+    FSIterator iterator;
+    ASSERT_EQ(noErr, FSOpenIterator(RefAt(folder.path()), &iterator));
+    EXPECT_TRUE(RunWithInjectedErrors({{SYS_statx, error, 2, AT_SYMLINK_NOFOLLOW}}, [&] {
+      std::array<FSRef, kBatch> refs;
+      size_t actual = 0;
+      bool changed = false;
+      EXPECT_EQ(errFSNoMoreItems,
+                FSGetCatalogInfoBulk(*iterator, kBatch, &actual, &changed, refs.data()));
+      EXPECT_EQ(2U, actual);
+      for (size_t i = 0; i < actual; ++i) {
+        FSCatalogInfo info;
+        EXPECT_EQ(expected,
+                  FSGetCatalogInfo(refs[i], kFSCatInfoNodeFlags, &info, nullptr, nullptr, nullptr));
+      }
+    })) << error;
+  }
 }
 
 TEST(FSGetCatalogInfoBulk, EmptyFolderEndsWithFirstCall) {
