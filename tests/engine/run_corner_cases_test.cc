@@ -376,6 +376,40 @@ TEST_F(RunOverSubfolders, ReportsReplacedFolder) {
   EXPECT_THAT(FilesBelow(destination_), SizeIs(1));
 }
 
+// Containers mount single files.
+class RunWithMountedFile : public RunCornerCases {
+ protected:
+  void SetUp() override {
+    WriteFile(InSource("a.txt"), "below");
+    WriteFile(root_ / "elsewhere.txt", "mounted");
+    const int result = mount((root_ / "elsewhere.txt").c_str(), InSource("a.txt").c_str(), nullptr,
+                             MS_BIND, nullptr);
+    if (result != 0) GTEST_SKIP() << "cannot mount here: " << strerror(errno);
+  }
+
+  ~RunWithMountedFile() override { umount2(InSource("a.txt").c_str(), MNT_DETACH); }
+};
+
+TEST_F(RunWithMountedFile, CopiesFile) {
+  Set("FileOperation = 2\n");
+  Run();
+  EXPECT_EQ("mounted", ReadFile(InDestination("txt/a.txt")));
+  EXPECT_THAT(MessagesAfterFirst(), ElementsAre(MovedLine("a.txt", "txt")));
+  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFiled));
+}
+
+TEST_F(RunWithMountedFile, ReportsBusyFileThatIsMoved) {
+  Set("FileOperation = 1\n");
+  Run();
+  EXPECT_THAT(FilesBelow(destination_), IsEmpty());
+  EXPECT_EQ("mounted", ReadFile(InSource("a.txt")));
+  EXPECT_THAT(
+      MessagesAfterFirst(),
+      ElementsAre("An error occurred: -47", NotMovedLine(InSource("a.txt"), InDestination("txt"))));
+  EXPECT_THAT(reports_, ElementsAre(InSource("a.txt") + ": not transferred, -47, in " +
+                                    InDestination("txt")));
+}
+
 TEST_F(RunCornerCases, ReadOnlySourceFolder) {
   Set("FileOperation = 1\n");
   WriteFile(InSource("a.txt"), "a");

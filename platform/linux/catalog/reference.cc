@@ -25,11 +25,17 @@ NodeKind KindOf(const struct statx& info) {
 bool IsObjectOf(const Reference& reference, const struct statx& info) {
   // kSpecial matches every kind: an entry has that kind too if its stat failed during the listing.
   const bool isOfKind = reference.kind == NodeKind::kSpecial || KindOf(info) == reference.kind;
-  return isOfKind && Identity::Of(info).Matches(reference.GetIdentity());
+  if (!isOfKind) return false;
+  if (Identity::Of(info).Matches(reference.GetIdentity())) return true;
+  // The entry of a mount point has the inode number of the object below the mount. Without a birth
+  // time the reference was made from an entry.
+  return reference.birth == 0 && IsMountPoint(info);
 }
 
-bool IsVolumeRoot(const struct statx& info) {
-  return S_ISDIR(info.stx_mode) && (info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+bool IsMountPoint(const struct statx& info) {
+  return (info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
+
+bool IsVolumeRoot(const struct statx& info) { return S_ISDIR(info.stx_mode) && IsMountPoint(info); }
 
 }  // namespace tessary

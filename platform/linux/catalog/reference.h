@@ -94,6 +94,9 @@ inline bool IsSameTime(const statx_timestamp& first, const statx_timestamp& seco
   return first.tv_sec == second.tv_sec && first.tv_nsec == second.tv_nsec;
 }
 
+// True for an object on which a filesystem, or a part of one, is mounted. That can be a file.
+bool IsMountPoint(const struct statx& info);
+
 // True for a folder on which a filesystem is mounted.
 bool IsVolumeRoot(const struct statx& info);
 
