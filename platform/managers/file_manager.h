@@ -162,7 +162,7 @@ Status FSMakeFSRefUnicode(const FSRef& parent, std::u16string_view name, FSRef* 
 
 // Creates a folder named `name` in `parent`. Returns the statuses of FSMakeFSRefUnicode, where
 // fnfErr means that `parent` is gone, and dupFNErr (the name exists). On failure `*folder` is all
-// zero, and nothing was created unless the new folder could not be read afterwards.
+// zero, and nothing was created.
 Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, FSRef* folder);
 
 // Returns true if the object of `item` has a sidecar, and `folder` contains an object with the name
@@ -173,7 +173,9 @@ bool FSIsSidecarNameUsed(const FSRef& item, const FSRef& folder, std::u16string_
 // Moves the object of `source` into `folder`, under `newName` or, if that is null, under its own
 // name; across filesystems too. Never replaces an existing object. At every moment the object is
 // complete under its old or its new name. `*target` is a reference to the moved object, written on
-// success only. Returns:
+// success only. If the moved object cannot be examined, that is not a failure: the reference is
+// then made from what is known, and may not be valid. The same holds for the functions below that
+// copy, and for FSCreateDirectoryUnicode. Returns:
 //
 //   noErr
 //   dupFNErr         the new name, or that of the sidecar, exists

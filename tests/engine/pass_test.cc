@@ -2,10 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,6 +17,7 @@
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/text.h"
 #include "tests/engine/engine_fixture.h"
+#include "tests/support/fault_injection/paused_calls.h"
 
 namespace tessary::test {
 namespace {
@@ -143,6 +147,31 @@ TEST_F(PassTest, LogsItemDeletedBeforeTransfer) {
   EXPECT_THAT(Messages(), ElementsAre(NotMovedLine(InSource("a.txt"), InDestination("key"))));
   EXPECT_THAT(reports_, ElementsAre(InSource("a.txt") + ": not transferred, -43, in " +
                                     InDestination("key")));
+}
+
+TEST_F(PassTest, FilesItemDespiteErrorOfRename) {
+  WriteFile(InSource("a.txt"), "a");
+  const auto moveFile = [this] {
+    (void)rename(InSource("a.txt").c_str(), InDestination("key/a.txt").c_str());
+  };
+  RunWithPausedCalls({{SYS_renameat2, "a.txt", 1, moveFile, EIO}}, [this] {
+    RunWith(RulesWithKey(u"key"));
+    EXPECT_THAT(reports_, ElementsAre(InSource("a.txt") + ": filed, in " + InDestination("key") +
+                                      ", as a.txt"));
+    EXPECT_EQ("a", ReadFile(InDestination("key/a.txt")));
+  });
+}
+
+// The folder is looked up before it is created, and again afterwards.
+TEST_F(PassTest, FilesIntoFolderAfterFailedLookup) {
+  WriteFile(InSource("a.txt"), "a");
+  WriteFile(InSource("b.txt"), "b");
+  RunWithPausedCalls({{SYS_statx, "key", 2, {}, EIO}}, [this] {
+    RunWith(RulesWithKey(u"key"));
+    EXPECT_THAT(NamesIn(InDestination("key")), ElementsAre("a.txt", "b.txt"));
+    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFiled));
+    EXPECT_THAT(outcomes_[InSource("b.txt")], ElementsAre(ItemOutcome::kFiled));
+  });
 }
 
 TEST_F(PassTest, RejectsItemReplacedBeforeItsTurn) {

@@ -36,7 +36,8 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   copySource.knownStat = info;
   status = withSidecar ? TransferWithSidecar(*withSidecar, to, CopyWithSidecar)
                        : CopyItem(copySource, CopyTargetOf(to));
-  return status == noErr ? MakeTargetRef(to, target) : status;
+  if (status == noErr) *target = MakeTargetRef(to, InfoOfCopy(info, to));
+  return status;
 }
 
 Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target) try {
@@ -55,9 +56,9 @@ Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target) tr
   if (status != noErr) return status;
   // The stat was taken before the copy got the source's times; the cached one must have them.
   copied.made.stx_mtime = copied.source.stx_mtime;
-  status = MakeTargetRefFromStat(copied.made, to, target);
-  if (status == noErr) copied.item.Keep();
-  return status;
+  *target = MakeTargetRef(to, copied.made);
+  copied.item.Keep();
+  return noErr;
 } catch (const std::bad_alloc&) {
   return memFullErr;
 }

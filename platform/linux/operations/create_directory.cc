@@ -20,7 +20,10 @@ Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, F
     // Some filesystems report EINVAL for a character that they cannot store in a name.
     return errno == EINVAL ? bdNamErr : LastError();
   }
-  return MakeTargetRef(target, folder);
+  struct statx made = {};
+  made.stx_mode = S_IFDIR;
+  *folder = MakeTargetRef(target, InfoOfCopy(made, target));
+  return noErr;
 }
 
 }  // namespace tessary

@@ -18,7 +18,7 @@ namespace {
 // not taken from the stat cache: a rename works on names, so the time in which another object can
 // take the name unnoticed has to be short.
 Status FindSourceAndTarget(const FSRef& source, const FSRef& folder, const std::u16string* newName,
-                           Place* from, Target* to) {
+                           Place* from, struct statx* info, Target* to) {
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(source);
   const CachedStat* cached = nullptr;
@@ -26,6 +26,7 @@ Status FindSourceAndTarget(const FSRef& source, const FSRef& folder, const std::
   if (status != noErr) return status;
   if (reference.parent == 0) return paramErr;
   *from = cached->place;
+  *info = cached->info;
   catalog.stats().Forget(reference.parent, from->name);
   return FindTarget(folder, newName, from->name, to);
 }
@@ -42,12 +43,30 @@ Status RenameOrCopyWithSidecar(const ItemWithSidecar& item, const TargetWithPath
   return status == noErr ? MoveWithSidecarAcrossFilesystems(found, target) : status;
 }
 
+// Renames an object, whose stat is `info`. A network filesystem reports an error for a rename whose
+// reply was lost, so after an error an object that is gone from its old name and has the new one
+// has been renamed. dupFNErr and diffVolErr, the usual errors, are never reported so.
+Status Rename(const Place& from, const struct statx& info, const Place& to) {
+  const char* name = from.name.c_str();
+  const char* newName = to.name.c_str();
+  const Status status = RenameWithoutReplacing(from.descriptor(), name, to.descriptor(), newName);
+  if (status == noErr || status == dupFNErr || status == diffVolErr) return status;
+  struct statx found = {};
+  // Equals, not Matches: where names identify objects, any object would do.
+  const bool isRenamed = ReadObjectInfo(from.descriptor(), name, &found) == fnfErr &&
+                         ReadObjectInfo(to.descriptor(), newName, &found) == noErr &&
+                         Identity::Of(found).Equals(Identity::Of(info));
+  return isRenamed ? noErr : status;
+}
+
 // Device numbers do not tell whether a rename is possible: bind mounts of one device refuse it, and
-// an overlay has several devices. So the rename is always tried first.
-Status RenameOrCopy(const CopySource& source, const CopyTarget& target) {
-  const Status status = RenameWithoutReplacing(source.folder, source.name.c_str(), target.folder,
-                                               target.name.c_str());
-  return status == diffVolErr ? MoveItemAcrossFilesystems(source, target) : status;
+// an overlay has several devices. So the rename is always tried first. `*isRenamed` is set to
+// whether the object has been renamed, not copied.
+Status RenameOrCopy(const CopySource& source, const Place& from, const struct statx& info,
+                    const Target& to, bool* isRenamed) {
+  const Status status = Rename(from, info, to.place);
+  *isRenamed = status == noErr;
+  return status == diffVolErr ? MoveItemAcrossFilesystems(source, CopyTargetOf(to)) : status;
 }
 
 }  // namespace
@@ -56,19 +75,22 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
                         FSRef* target) {
   if (target == nullptr) return paramErr;
   Place from;
+  struct statx info = {};
   Target to;
-  Status status = FindSourceAndTarget(source, folder, newName, &from, &to);
+  Status status = FindSourceAndTarget(source, folder, newName, &from, &info, &to);
   if (status != noErr) return status;
   std::optional<ItemWithSidecar> withSidecar;
   status = FindWithSidecar(from, &withSidecar);
   if (status != noErr) return status;
+  bool isRenamed = false;
   if (withSidecar) {
     withSidecar->path = Catalog::Get().folders().PathOf(ReferenceOf(source).parent);
     status = TransferWithSidecar(*withSidecar, to, RenameOrCopyWithSidecar);
   } else {
-    status = RenameOrCopy(CopySourceOf(source, from), CopyTargetOf(to));
+    status = RenameOrCopy(CopySourceOf(source, from), from, info, to, &isRenamed);
   }
-  return status == noErr ? MakeTargetRef(to, target) : status;
+  if (status == noErr) *target = MakeTargetRef(to, isRenamed ? info : InfoOfCopy(info, to));
+  return status;
 }
 
 uint64_t FSCountKeptCopies() { return CountKeptCopies(); }
@@ -86,10 +108,11 @@ Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target) {
   if (status != noErr) return status;
   // The item's sidecar would stay behind.
   if (from.mayHaveSidecar) return paramErr;
-  status = RenameWithoutReplacing(from.descriptor(), from.name.c_str(), to.place.descriptor(),
-                                  to.place.name.c_str());
-  if (status == noErr) status = MakeTargetRefFromStat(cached->info, to, target);
+  // A copy: the entry of the cache may be reused by the lookup below.
+  const struct statx info = cached->info;
+  status = Rename(from, info, to.place);
   catalog.stats().Forget(reference.parent, from.name);
+  if (status == noErr) *target = MakeTargetRef(to, info);
   return status;
 }
 

@@ -34,23 +34,25 @@ Status TransferWithSidecar(const ItemWithSidecar& item, const Target& target,
   return status;
 }
 
-Status MakeTargetRef(const Target& target, FSRef* ref) {
+FSRef MakeTargetRef(const Target& target, const struct statx& known) {
   Catalog& catalog = Catalog::Get();
-  catalog.stats().Forget(target.folder, target.place.name);
+  const std::string& name = target.place.name;
+  catalog.stats().Forget(target.folder, name);
+  const Volume& volume = VolumeOf(target.identity.device, target.place.descriptor());
   Reference made;
-  const Status status = catalog.LookUp(target.folder, target.place.name, &made);
-  if (status == noErr) *ref = RefOf(made);
-  return status;
+  const bool isLookedUp = known.stx_ino == 0 || !volume.hasReliableEntries;
+  if (isLookedUp && catalog.LookUp(target.folder, name, &made) == noErr) return RefOf(made);
+  catalog.stats().Insert(target.folder, target.place, known);
+  return RefOf(catalog.MakeReference(target.folder, name, known));
 }
 
-Status MakeTargetRefFromStat(const struct statx& info, const Target& target, FSRef* ref) {
-  if (!VolumeOf(target.identity.device, target.place.descriptor()).hasReliableEntries) {
-    return MakeTargetRef(target, ref);
-  }
-  Catalog& catalog = Catalog::Get();
-  catalog.stats().Insert(target.folder, target.place, info);
-  *ref = RefOf(catalog.MakeReference(target.folder, target.place.name, info));
-  return noErr;
+struct statx InfoOfCopy(const struct statx& original, const Target& target) {
+  struct statx copy = original;
+  copy.stx_ino = 0;
+  copy.stx_mask &= ~unsigned{STATX_BTIME};
+  copy.stx_dev_major = target.identity.device >> 20;
+  copy.stx_dev_minor = target.identity.device & ((1U << 20) - 1);
+  return copy;
 }
 
 }  // namespace tessary

@@ -35,14 +35,17 @@ CopyTarget CopyTargetOf(const Target& target);
 Status TransferWithSidecar(const ItemWithSidecar& item, const Target& target,
                            Status (*transfer)(const ItemWithSidecar&, const TargetWithPath&));
 
-// Looks up the object that is now at the target and makes its reference. `*ref` is written on
-// success only.
-Status MakeTargetRef(const Target& target, FSRef* ref);
+// Makes the reference of the object that was just created at the target, or moved or copied to it.
+// `known` is what is known about the object; its inode number is 0 if its identity is not known.
+//
+// With a known identity, the object is not looked up on filesystems with reliable directory
+// entries. That saves a system call and is safer: if another program has replaced the object since,
+// the reference does not match the replacement, and every use of it is refused. Elsewhere the inode
+// number may have changed, so it is looked up. If the lookup fails, the reference is made from what
+// is known: what has been done must not be reported as a failure.
+FSRef MakeTargetRef(const Target& target, const struct statx& known);
 
-// Makes the reference of an object that was just moved or copied to the target, from its known
-// `info`. On filesystems with reliable directory entries this saves the lookup and is safer: if
-// another program has replaced the object since, the reference does not match the replacement, and
-// every use of it is refused. Elsewhere the inode number may have changed, so it is looked up.
-Status MakeTargetRefFromStat(const struct statx& info, const Target& target, FSRef* ref);
+// Returns what is known about a copy of the object at the target: everything but its identity.
+struct statx InfoOfCopy(const struct statx& original, const Target& target);
 
 }  // namespace tessary
