@@ -12,6 +12,7 @@
 #include "engine/shell.h"
 #include "platform/file_system.h"
 #include "platform/managers/autorelease_pool.h"
+#include "platform/managers/calendar.h"
 #include "platform/managers/log.h"
 #include "platform/managers/text.h"
 #include "platform/managers/urls.h"
@@ -88,6 +89,8 @@ void AggregateFolder(const FSRef& source, const FSRef& destination) try {
     NSLog("Aggregating folder " + Utf8FromUtf16(*name));
   }
   const NSAutoreleasePool pool;
+  // A desktop process may run for weeks, and across time zones.
+  CFTimeZoneResetSystem();
   FSRecoverFolder(destination);
   WalkFolder(source, destination);
 } catch (const std::bad_alloc&) {

@@ -18,7 +18,10 @@ struct DateLocale {
 // locales, and for a locale that is not installed.
 std::optional<DateLocale> CopyUserDateLocale();
 
-// A date in the system's current time zone.
+// Reads the system's time zone again, which is otherwise read once per process.
+void CFTimeZoneResetSystem();
+
+// A date in the system's time zone.
 struct NSCalendarDate {
   int64_t year = 0;
   int month = 1;  // 1..12

@@ -3,6 +3,7 @@
 
 #include "engine/run.h"
 #include "tests/engine/run_fixture.h"
+#include "tests/support/environment_variable.h"
 
 namespace tessary::test {
 namespace {
@@ -28,6 +29,19 @@ TEST_F(RunByDate, CreatesYearAndDay) {
                                       MovingLine(InDestination("2009/photo.jpg")),
                                       MovedLine("photo.jpg", "Mar 04, 2009")));
   EXPECT_THAT(progress_, IsEmpty());
+}
+
+TEST_F(RunByDate, ReadsTimeZoneAtStart) {
+  Set("TessaryType = 4\nFileOperation = 1\n");
+  constexpr int64_t kLastSecondOf2008 = 1'230'767'999;
+  WriteDated(InSource("first"), kLastSecondOf2008);
+  Run();
+  // Another process changes the time zone; nobody calls tzset in this one.
+  const EnvironmentVariable zone("TZ", "EAST-3");
+  WriteDated(InSource("second"), kLastSecondOf2008);
+  Run();
+  EXPECT_THAT(FilesBelow(destination_),
+              ElementsAre("2008/Dec 31, 2008/first", "2009/Jan 01, 2009/second"));
 }
 
 TEST_F(RunByDate, UsesCreationDate) {

@@ -1,6 +1,10 @@
 #include "platform/linux/time/local_time.h"
 
+#include "platform/managers/calendar.h"
+
 namespace tessary {
+
+void CFTimeZoneResetSystem() { tzset(); }
 
 std::optional<std::tm> LocalTime(time_t instant) {
   // localtime_r, unlike localtime, need not read the time zone itself.

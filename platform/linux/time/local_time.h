@@ -6,7 +6,7 @@
 namespace tessary {
 
 // Converts an instant to the date and time of day in the system's time zone, which is read once per
-// process. None if the year is out of range.
+// process and by CFTimeZoneResetSystem. None if the year is out of range.
 std::optional<std::tm> LocalTime(time_t instant);
 
 }  // namespace tessary
