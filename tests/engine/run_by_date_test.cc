@@ -1,13 +1,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "engine/run.h"
 #include "tests/engine/run_fixture.h"
 #include "tests/support/environment_variable.h"
+#include "tests/support/ordinary_user.h"
 
 namespace tessary::test {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
@@ -42,6 +45,20 @@ TEST_F(RunByDate, ReadsTimeZoneAtStart) {
   Run();
   EXPECT_THAT(FilesBelow(destination_),
               ElementsAre("2008/Dec 31, 2008/first", "2009/Jan 01, 2009/second"));
+}
+
+TEST_F(RunByDate, ReportsUnreadableDate) {
+  Set("TessaryType = 4\nFileOperation = 1\n");
+  WriteDated(InSource("a"), kMarch2009);
+  WriteDated(root_ / "closed/target", kMarch2009);
+  MakeLink(root_ / "closed/target", InSource("link"));
+  OpenToOrdinaryUser();
+  ASSERT_EQ(0, chmod((root_ / "closed").c_str(), 0));
+  EXPECT_TRUE(RunAsOrdinaryUser([this] {
+    Run();
+    EXPECT_THAT(reports_, Contains(InSource("link") + ": not read, year, -5000"));
+    EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/a"));
+  }));
 }
 
 TEST_F(RunByDate, UsesCreationDate) {

@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
+
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/catalog/paths.h"
@@ -11,11 +13,9 @@ namespace tessary {
 
 namespace {
 
-bool IsLink(const Place& place) {
-  struct statx info = {};
-  return statx(place.descriptor(), place.name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &info) ==
-             0 &&
-         S_ISLNK(info.stx_mode);
+// True for the errors of a link that leads to nothing, or in a loop.
+bool MeansNoTarget(int error) {
+  return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
 }
 
 Status ReadDates(const std::string& path, Place* place, struct statx* info) {
@@ -32,9 +32,8 @@ Status ReadDates(const std::string& path, Place* place, struct statx* info) {
   }
   constexpr unsigned kDates = STATX_MTIME | STATX_BTIME | STATX_INO;
   if (statx(place->descriptor(), place->name.c_str(), 0, kDates, info) == 0) return noErr;
-  status = LastError();
   // A dangling link, or a loop, has no date. That is an answer, not a failure.
-  return IsLink(*place) ? fnfErr : status;
+  return MeansNoTarget(errno) ? fnfErr : LastError();
 }
 
 }  // namespace

@@ -3,11 +3,15 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 #include <array>
+#include <cerrno>
 #include <string>
 
 #include "platform/linux/catalog/creation_date.h"
+#include "tests/support/fault_injection/paused_calls.h"
+#include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {
@@ -42,6 +46,28 @@ TEST(CopyFileDateAtPath, NoneWithoutTarget) {
     EXPECT_EQ(std::nullopt, CopyFileDateAtPath(folder / name, kCreated)) << name;
   }
   EXPECT_EQ(std::nullopt, CopyFileDateAtPath("", kModified));
+}
+
+TEST(CopyFileDateAtPath, TargetThatCannotBeRead) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(0, chmod(folder.path().c_str(), 0755));
+  WriteFile(folder / "closed/file");
+  WriteFile(folder / "file");
+  MakeLink("closed/file", folder / "link");
+  MakeLink("file/below", folder / "broken");
+  ASSERT_EQ(0, chmod((folder / "closed").c_str(), 0));
+  EXPECT_TRUE(RunAsOrdinaryUser([&folder] {
+    Status status = noErr;
+    EXPECT_EQ(std::nullopt, CopyFileDateAtPath(folder / "link", kModified, &status));
+    EXPECT_EQ(afpAccessDenied, status);
+    EXPECT_EQ(std::nullopt, CopyFileDateAtPath(folder / "broken", kModified, &status));
+    EXPECT_EQ(noErr, status);
+  }));
+  RunWithPausedCalls({{SYS_statx, "link", 1, {}, EIO}}, [&folder] {
+    Status status = noErr;
+    EXPECT_EQ(std::nullopt, CopyFileDateAtPath(folder / "link", kModified, &status));
+    EXPECT_EQ(ioErr, status);
+  });
 }
 
 TEST(CopyFileDateAtPath, PrefersCreationDateAttribute) {
