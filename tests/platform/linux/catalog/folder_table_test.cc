@@ -57,6 +57,19 @@ class DeepFolders : public testing::Test {
     }
   }
 
+  // The reference of a new empty folder.
+  FSRef RefAtNew(size_t first, int second) const {
+    const std::string path = folder_ / (std::to_string(first) + "-" + std::to_string(second));
+    MakeFolder(path);
+    return RefAt(path);
+  }
+
+  static std::string PathOf(const FSRef& ref) {
+    std::array<char, 8192> buffer = {};
+    EXPECT_EQ(noErr, FSRefMakePath(ref, buffer.data(), buffer.size()));
+    return buffer.data();
+  }
+
   // The number of items in the folder, -1 if it cannot be listed.
   static int CountItems(const FSRef& folder) {
     FSIterator iterator;
@@ -101,6 +114,25 @@ TEST_F(DeepFolders, HavePathsOfAnyLength) {
     path += "/" + name_;
   }
   EXPECT_GT(path.size(), static_cast<size_t>(PATH_MAX));
+}
+
+// The kernel accepts paths of 4,095 bytes.
+TEST_F(DeepFolders, PathsAroundLongestOne) {
+  ASSERT_NO_FATAL_FAILURE(MakeLevels(38));
+  const size_t length = PathOf(levels_.back()).size();
+  for (const size_t wanted : {4094U, 4095U, 4096U, 4097U}) {
+    const std::u16string name(wanted - length - 1, u'n');
+    FSRef folder;
+    ASSERT_EQ(noErr, FSCreateDirectoryUnicode(levels_.back(), name, &folder));
+    EXPECT_EQ(wanted, PathOf(folder).size());
+    // Opens so many other folders that the new one is closed.
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(0, CountItems(RefAtNew(wanted, i)));
+    EXPECT_EQ(0, CountItems(folder)) << wanted;
+    FSRef below;
+    EXPECT_EQ(noErr, FSCreateDirectoryUnicode(folder, u"below", &below)) << wanted;
+    EXPECT_EQ(0, CountItems(below)) << wanted;
+    EXPECT_EQ(1, CountItems(folder)) << wanted;
+  }
 }
 
 TEST_F(DeepFolders, AreVerifiedByIdentity) {
