@@ -118,19 +118,23 @@ Status RenameByLink(int fromFolder, const char* fromName, int toFolder, const ch
   if (linkat(fromFolder, fromName, toFolder, toName, 0) != 0) {
     return MeansNoLinks(errno) ? paramErr : StatusOfNameError(errno);
   }
-  const auto hasBothNames = [&] {
-    return IsNameOfPinned(toFolder, toName, source) && IsNameOfPinned(fromFolder, fromName, source);
-  };
-  Status status = fnfErr;
-  // Another program may have replaced the object before the link was made, or since. The old name
-  // is removed only if both names are still those of the object.
-  if (hasBothNames()) {
+  // Another program may have replaced the source before the link was made. Then, as by a rename,
+  // the replacement gets the new name.
+  const UniqueFd linked = Pin(toFolder, toName);
+  if (!linked) return LastError();
+  const auto hasOldName = [&] { return IsNameOfPinned(fromFolder, fromName, linked); };
+  const auto hasNewName = [&] { return IsNameOfPinned(toFolder, toName, linked); };
+  if (hasNewName() && hasOldName()) {
     if (unlinkat(fromFolder, fromName, 0) == 0) return noErr;
-    status = LastError();
+    const Status status = LastError();
+    if (hasOldName()) {
+      if (hasNewName()) unlinkat(toFolder, toName, 0);
+      return status;
+    }
   }
-  // Rolls back. If the first name is gone, the second one is the object's only one and stays.
-  if (hasBothNames()) unlinkat(toFolder, toName, 0);
-  return status;
+  // Another program has changed one of the names. If the source still has the old one, it has lost
+  // the new one. Otherwise the new name is the object's only one and stays: the rename is complete.
+  return IsNameOfPinned(fromFolder, fromName, source) ? dupFNErr : noErr;
 }
 
 std::optional<bool> ProbeHardLinks(int folder, const char* name) {

@@ -104,6 +104,53 @@ TEST_F(ConcurrentChanges, RenameWithRemovedPlaceholder) {
   });
 }
 
+// Programs save a file in this way. Whichever version gets the new name, the rename has succeeded.
+TEST_F(ConcurrentChanges, RenameByLinkOfReplacedFile) {
+  struct Row {
+    PausedCall call;
+    const char* target;
+    Names left;
+  };
+  const auto replace = [this] {
+    EXPECT_EQ(0, rename((folder_ / "saved").c_str(), From("a").c_str()));
+  };
+  const auto remove = [this] { EXPECT_EQ(0, unlink(From("a").c_str())); };
+  const std::vector<Row> rows = {
+      {{SYS_linkat, "a", 1, replace}, "new", {}},
+      {{SYS_statx, "b", 1, replace}, "old", {"a"}},
+      {{SYS_unlinkat, "a", 1, remove}, "old", {}},
+  };
+  for (const Row& row : rows) {
+    WriteFile(From("a"), "old");
+    WriteFile(folder_ / "saved", "new");
+    RunWithPausedCalls({row.call}, [this, &row] {
+      const UniqueFd from = OpenFolder(folder_ / "from");
+      const UniqueFd to = OpenFolder(folder_ / "to");
+      EXPECT_EQ(noErr, RenameByLink(from.get(), "a", to.get(), "b"));
+      EXPECT_EQ(row.target, ReadFile(To("b")));
+      EXPECT_EQ(row.left, FromNames());
+    });
+    if (IsSkipped()) return;
+    EXPECT_FALSE(HasFailure()) << row.call.number;
+    EXPECT_EQ(0, unlink(To("b").c_str()));
+  }
+}
+
+TEST_F(ConcurrentChanges, RenameByLinkToReplacedName) {
+  WriteFile(From("a"), "only copy");
+  WriteFile(folder_ / "saved", "other");
+  const auto replace = [this] {
+    EXPECT_EQ(0, rename((folder_ / "saved").c_str(), To("b").c_str()));
+  };
+  RunWithPausedCalls({{SYS_statx, "b", 1, replace}}, [this] {
+    const UniqueFd from = OpenFolder(folder_ / "from");
+    const UniqueFd to = OpenFolder(folder_ / "to");
+    EXPECT_EQ(dupFNErr, RenameByLink(from.get(), "a", to.get(), "b"));
+    EXPECT_EQ("only copy", ReadFile(From("a")));
+    EXPECT_EQ("other", ReadFile(To("b")));
+  });
+}
+
 // ---- Moving ----
 
 // Programs save a file in this way.
