@@ -47,6 +47,7 @@ char UniformByte(const std::string& contents) {
 
 TEST_P(Conformance, GrowingFileIsConsistent) {
   WriteFile(From("log"), std::string(kSize, 'a'));
+  SealTestData();
   Status status = noErr;
   {
     const BackgroundLoop writer([this] {
@@ -57,7 +58,8 @@ TEST_P(Conformance, GrowingFileIsConsistent) {
     status = Transfer("log");
   }
   if (status != noErr) {
-    EXPECT_EQ(fBsyErr, status);
+    // An overlay gives a file of its lower layer another identity when it is first written to.
+    EXPECT_TRUE(status == fBsyErr || (status == fnfErr && IsSourceInLowerLayer())) << status;
     EXPECT_FALSE(Exists(To("log")));
     EXPECT_GE(ReadFile(From("log")).size(), kSize);
     return;
@@ -70,6 +72,7 @@ TEST_P(Conformance, GrowingFileIsConsistent) {
 
 TEST_P(Conformance, ShrinkingFileIsConsistent) {
   WriteFile(From("file"), std::string(kSize, 'a'));
+  SealTestData();
   // Fails if the file has already been moved.
   std::thread writer([this] { (void)!truncate(From("file").c_str(), kSize / 2); });
   Status status = Transfer("file");
@@ -84,6 +87,7 @@ TEST_P(Conformance, ShrinkingFileIsConsistent) {
 
 TEST_P(Conformance, ReplacedFileIsConsistent) {
   WriteFile(From("file"), std::string(kSize, 'a'));
+  SealTestData();
   Status status = noErr;
   char version = 'a';
   {
@@ -112,6 +116,7 @@ TEST_P(Conformance, FinalNameShowsCompleteFile) {
     GTEST_SKIP() << "an empty placeholder is visible for a moment on this filesystem";
   }
   WriteFile(From("file"), std::string(kSize, 'a'));
+  SealTestData();
   std::atomic<off_t> smallest = kSize;
   {
     const BackgroundLoop reader([this, &smallest] {
@@ -129,6 +134,7 @@ TEST_P(Conformance, PrivateFileNeverReadableByOthers) {
   WriteFile(From("Secret.app/inner"), std::string(kSize, 'a'));
   ASSERT_EQ(0, chmod(From("secret").c_str(), 0600));
   ASSERT_EQ(0, chmod(From("Secret.app").c_str(), 0700));
+  SealTestData();
   std::atomic<unsigned> open = 0;
   {
     const BackgroundLoop reader([this, &open] {

@@ -44,6 +44,7 @@ void ReleaseSharedVolumes();
 class Conformance : public testing::TestWithParam<TransferConfig> {
  protected:
   void SetUp() override;
+  void TearDown() override;
 
   // Skips the test unless the filesystems support the feature. Only for SetUp.
   void SkipUnless(bool isSupported, const char* feature) const;
@@ -56,6 +57,9 @@ class Conformance : public testing::TestWithParam<TransferConfig> {
 
   // True for a move within a filesystem.
   bool IsRename() const { return IsMove() && !IsAcross(); }
+
+  // True if SealTestData puts the source into the lower layer of an overlay.
+  bool IsSourceInLowerLayer() const { return SharedVolume(GetParam().from).HasLowerLayer(); }
 
   // The features that both filesystems have.
   const VolumeTraits& Traits() const { return traits_; }
@@ -70,6 +74,11 @@ class Conformance : public testing::TestWithParam<TransferConfig> {
   // source folder.
   void MakeFileAndPackage() const;
 
+  // Ends the creation of the test data: on an overlay with a lower layer, these are in that layer
+  // from now on. The functions below call it. A test calls it itself before it makes a reference,
+  // starts a thread, or reads what must not change.
+  void SealTestData() const;
+
   // Moves or copies, as configured, an item of the source folder into the destination folder, under
   // its own name or a new one. Expects a valid reference to the target exactly on success.
   Status Transfer(const std::string& name, const std::string& newName = {});
@@ -80,6 +89,10 @@ class Conformance : public testing::TestWithParam<TransferConfig> {
 
   // Moves or copies by FSMoveObjectSync or FSCopyObjectSync, without the fast path.
   Status TransferRef(const FSRef& item, const FSRef& folder) const;
+
+  // The aspects of an object that nobody has touched: all, except the inode number where it changes
+  // by itself.
+  TreeAspects UntouchedAspects() const;
 
   // The aspects of an item that a transfer must preserve.
   TreeAspects PreservedAspects() const;

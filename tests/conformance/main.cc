@@ -4,11 +4,16 @@
 #include <cctype>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "tests/conformance/conformance_fixture.h"
+#include "tests/support/cache_dropper.h"
 
 // Prints the conformance table: one row per config and case, with its result.
+//   conformance_tests [--drop-caches] [--gtest_filter=...]
+// With --drop-caches, the kernel drops its caches of directory entries and inodes every 20 ms.
 namespace tessary::test {
 namespace {
 
@@ -80,6 +85,14 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   testing::TestEventListeners& listeners = testing::UnitTest::GetInstance()->listeners();
   delete listeners.Release(listeners.default_result_printer());
+  std::optional<tessary::test::CacheDropper> dropper;
+  if (argc > 1 && std::string_view(argv[1]) == "--drop-caches") {
+    dropper.emplace();
+    if (!dropper->IsRunning()) {
+      std::puts("skipped: only root can have the kernel drop its caches");
+      return tessary::test::kAllSkipped;
+    }
+  }
   auto* printer = new tessary::test::TablePrinter;  // the listeners own it
   listeners.Append(printer);
   const int result = RUN_ALL_TESTS();

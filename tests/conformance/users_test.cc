@@ -25,6 +25,7 @@ TEST_P(Conformance, ForeignFileInStickyFolder) {
   ASSERT_EQ(0, chmod(FromFolder().c_str(), 01777));
   ASSERT_EQ(0, chmod(ToFolder().c_str(), 0777));
   OpenToEverybody();
+  SealTestData();
   ASSERT_TRUE(RunAsOrdinaryUser([this] {
     if (IsMove()) {
       ExpectTransferError("foreign", afpAccessDenied);

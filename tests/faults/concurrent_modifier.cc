@@ -44,6 +44,9 @@ RaceDirectory::RaceDirectory(std::string directory) : path(std::move(directory))
   for (const char* name : {"/above/folder", "/decoy/folder", "/spares", "/removed", "/trap"}) {
     MakeFolder(path + name);
   }
+}
+
+void RaceDirectory::Open() {
   top = OpenFolderAt(AT_FDCWD, path);
   folder = OpenFolderAt(AT_FDCWD, RunFolder());
   spares = OpenFolderAt(AT_FDCWD, path + "/spares");
@@ -51,8 +54,13 @@ RaceDirectory::RaceDirectory(std::string directory) : path(std::move(directory))
 }
 
 ConcurrentModifiers::ConcurrentModifiers(RaceDirectory* source, RaceDirectory* destination,
-                                         const TestData* testData, bool isReplacing, uint64_t seed)
-    : source_(source), destination_(destination), testData_(testData), isReplacing_(isReplacing) {
+                                         const TestData* testData, const VolumeTraits& traits,
+                                         bool isReplacing, uint64_t seed)
+    : source_(source),
+      destination_(destination),
+      testData_(testData),
+      traits_(traits),
+      isReplacing_(isReplacing) {
   for (size_t item = 0; item < testData->size(); ++item) {
     const fs::path path = testData->PathOf(item);
     // A package under the name of a file would be a plain folder, whose files are filed one by one.
@@ -62,13 +70,22 @@ ConcurrentModifiers::ConcurrentModifiers(RaceDirectory* source, RaceDirectory* d
   Start(seed, &ConcurrentModifiers::CreateConflict);
   Start(seed + 1, &ConcurrentModifiers::SaveOver);
   Start(seed + 2, &ConcurrentModifiers::MoveAway);
-  Start(seed + 3, &ConcurrentModifiers::SwapFolders);
+  if (traits.hasRenameExchange) Start(seed + 3, &ConcurrentModifiers::SwapFolders);
 }
 
 void ConcurrentModifiers::Stop() {
   isStopped_ = true;
   for (std::thread& thread : threads_) thread.join();
   threads_.clear();
+  deleted_.merge(replaced_);
+}
+
+// Returns false if the name exists, or if the filesystem cannot make sure that it does not.
+bool ConcurrentModifiers::MoveToFreeName(int from, const std::string& name, int to,
+                                         const std::string& newName) const {
+  if (traits_.hasRenameNoReplace) return Rename(from, name, to, newName, RENAME_NOREPLACE);
+  return traits_.hasHardLinks && linkat(from, name.c_str(), to, newName.c_str(), 0) == 0 &&
+         unlinkat(from, name.c_str(), 0) == 0;
 }
 
 template <typename Act>
@@ -94,7 +111,7 @@ std::optional<std::string> ConcurrentModifiers::TakeSpare(SoakRandom& random,
 // there is one, or to a name in the source.
 void ConcurrentModifiers::CreateConflict(SoakRandom& random) {
   const std::string& name = random.Pick(names_);
-  if (!isReplacing_ && random.OneIn(3)) {
+  if (!isReplacing_ && traits_.hasRenameNoReplace && random.OneIn(3)) {
     const std::string item = "item" + std::to_string(random.Below(kSpareCount));
     count_ += Rename(source_->spares.get(), item, source_->folder.get(), name);
     return;
@@ -106,8 +123,12 @@ void ConcurrentModifiers::CreateConflict(SoakRandom& random) {
   if (!folder) return;
   const std::string path = destination_->path + "/spares/" + *item;
   const std::optional<int64_t> day = DayOf(path);
-  const unsigned flag = random.OneIn(3) ? RENAME_EXCHANGE : RENAME_NOREPLACE;
-  if (!Rename(destination_->spares.get(), *item, folder.get(), name, flag)) return;
+  const bool isExchange = traits_.hasRenameExchange && random.OneIn(3);
+  const int spares = destination_->spares.get();
+  if (isExchange ? !Rename(spares, *item, folder.get(), name, RENAME_EXCHANGE)
+                 : !MoveToFreeName(spares, *item, folder.get(), name)) {
+    return;
+  }
   ++count_;
   conflicts_.push_back({path, name, day});
 }
@@ -116,8 +137,23 @@ void ConcurrentModifiers::CreateConflict(SoakRandom& random) {
 void ConcurrentModifiers::SaveOver(SoakRandom& random) {
   const std::optional<std::string> item = TakeSpare(random, &usedInSource_);
   if (!item) return;
-  count_ += Rename(source_->spares.get(), *item, source_->folder.get(), random.Pick(names_),
-                   RENAME_EXCHANGE);
+  const std::string& name = random.Pick(names_);
+  if (!traits_.hasRenameExchange) return SaveByReplacing(*item, name);
+  count_ += Rename(source_->spares.get(), *item, source_->folder.get(), name, RENAME_EXCHANGE);
+}
+
+// The old version is deleted. Not where the run renames by hard links: there, a version that is
+// saved just before the old name is removed is lost.
+void ConcurrentModifiers::SaveByReplacing(const std::string& item, const std::string& name) {
+  if (!traits_.hasRenameNoReplace && traits_.hasHardLinks) return;
+  if (!Rename(source_->spares.get(), item, source_->folder.get(), name, 0)) return;
+  ++count_;
+  std::vector<std::string>& versions = saved_[name];
+  if (versions.empty()) versions.push_back(source_->RunFolder() + "/" + name);
+  for (size_t i = 0; i < testData_->size(); ++i) {
+    if (testData_->PathOf(i) == versions.back()) replaced_.insert(i);
+  }
+  versions.push_back(source_->path + "/spares/" + item);
 }
 
 // Moves an item away, from the source or from where it has just been filed, and deletes some.
@@ -125,10 +161,13 @@ void ConcurrentModifiers::MoveAway(SoakRandom& random) {
   const std::string name = random.Pick(names_);
   const std::string newName =
       "removed" + std::to_string(count_) + "-" + std::to_string(random.Next());
-  const bool isFromSource = random.OneIn(2);
+  // Without both, what has just been filed may be the placeholder of an item.
+  const bool hasPlaceholders = !traits_.hasRenameNoReplace && !traits_.hasHardLinks;
+  const bool isFromSource = hasPlaceholders || random.OneIn(2);
   const RaceDirectory& side = isFromSource ? *source_ : *destination_;
   const UniqueFd folder = OpenFolderAt(side.folder.get(), isFromSource ? "." : KeyOf(name));
-  if (!folder || !Rename(folder.get(), name, side.removed.get(), newName)) return;
+  // The new name is free in any case.
+  if (!folder || !Rename(folder.get(), name, side.removed.get(), newName, 0)) return;
   ++count_;
   const std::string path = side.path + "/removed/" + newName;
   const std::optional<size_t> item = random.OneIn(4) ? testData_->Identify(path) : std::nullopt;

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -23,7 +24,11 @@ namespace tessary::test {
 //   PATH/removed        items that the modifiers have moved away
 //   PATH/trap           the target of the links
 struct RaceDirectory {
+  // Creates the folders.
   explicit RaceDirectory(std::string directory);
+
+  // Opens the descriptors.
+  void Open();
 
   std::string RunFolder() const { return path + "/above/folder"; }
 
@@ -44,15 +49,17 @@ struct ConflictingItem {
 };
 
 // Threads that act as other programs in the folders of a run until they are stopped. They only
-// rename whole items, never to a name that exists, so that they lose nothing themselves.
+// rename whole items, never to a name that exists, so that they lose nothing themselves but the
+// items in Deleted.
 class ConcurrentModifiers {
  public:
   static constexpr uint64_t kSpareCount = 100;  // "item0" and so on, on either side
 
-  // If the run replaces items (`isReplacing`), each spare is used once and no two items of the
-  // source ever get one name. Then only items in Conflicts may be replaced.
+  // `traits` are those of both sides. Modifiers that need a capability which these lack do less. If
+  // the run replaces items (`isReplacing`), each spare is used once and no two items of the source
+  // ever get one name. Then only items in Conflicts may be replaced.
   ConcurrentModifiers(RaceDirectory* source, RaceDirectory* destination, const TestData* testData,
-                      bool isReplacing, uint64_t seed);
+                      const VolumeTraits& traits, bool isReplacing, uint64_t seed);
   ~ConcurrentModifiers() { Stop(); }
   ConcurrentModifiers(const ConcurrentModifiers&) = delete;
   ConcurrentModifiers& operator=(const ConcurrentModifiers&) = delete;
@@ -64,7 +71,7 @@ class ConcurrentModifiers {
   // Ends them. All folders are back in their places.
   void Stop();
 
-  // The number of modifications, and the items that were deleted.
+  // The number of modifications, and the items that were deleted or replaced by another version.
   uint64_t Count() const { return count_; }
   const std::set<size_t>& Deleted() const { return deleted_; }
 
@@ -75,16 +82,19 @@ class ConcurrentModifiers {
   std::optional<std::string> TakeSpare(SoakRandom& random, uint64_t* used) const;
   void CreateConflict(SoakRandom& random);
   void SaveOver(SoakRandom& random);
+  void SaveByReplacing(const std::string& item, const std::string& name);
   void MoveAway(SoakRandom& random);
   void SwapFolders(SoakRandom& random);
   void SwapTemporarily(int folder, const std::string& name, int other, const std::string& otherName,
                        SoakRandom& random);
+  bool MoveToFreeName(int from, const std::string& name, int to, const std::string& newName) const;
   template <typename Act>
   void Start(uint64_t seed, Act act);
 
   RaceDirectory* source_;
   RaceDirectory* destination_;
   const TestData* testData_;
+  VolumeTraits traits_;
   bool isReplacing_;
   std::vector<std::string> names_;  // of the items in the top of the source, except packages
   std::atomic<bool> isStopped_ = false;
@@ -95,6 +105,8 @@ class ConcurrentModifiers {
   uint64_t usedInDestination_ = 0;
   std::vector<ConflictingItem> conflicts_;
   std::set<size_t> deleted_;
+  std::set<size_t> replaced_;                              // added to `deleted_` at the end
+  std::map<std::string, std::vector<std::string>> saved_;  // paths of the spares saved by each name
   std::vector<std::thread> threads_;
 };
 

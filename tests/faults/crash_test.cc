@@ -82,7 +82,7 @@ class CrashingMove {
 
  private:
   void FillSource(SoakRandom& random) {
-    testData_ = std::make_unique<TestData>(true);
+    testData_ = std::make_unique<TestData>(AllTraits());
     for (const std::string& folder : {from_ / "source", to_ / "destination"}) {
       fs::remove_all(folder);
       MakeFolder(folder);
@@ -138,7 +138,7 @@ class CrashingMove {
   static std::string Explain(const std::string& path) {
     struct stat info = {};
     (void)lstat(path.c_str(), &info);
-    return path + ": " + std::to_string(info.st_blocks) + " blocks\n" + FingerprintOf(path, true);
+    return path + ": " + std::to_string(info.st_blocks) + " blocks\n" + FingerprintOf(path);
   }
 
   // Images in memory: the test is about the order of writes, and a disk would only take longer.

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "tests/faults/child_process.h"
 #include "tests/faults/run_plan.h"
@@ -26,6 +27,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const SoakSuite kSuite("KilledRun");
+const SoakSuite kVolumeSuite("KilledRunOn");
 
 constexpr fs::perms kOwnerOnlyFolder = fs::perms::owner_all;
 constexpr fs::perms kOwnerOnlyFile = fs::perms::owner_read | fs::perms::owner_write;
@@ -62,15 +64,15 @@ bool Contains(const std::vector<std::string>& paths, const std::string& path) {
 // A source and a destination, a run that is killed, and the run after it.
 class KilledRun {
  public:
-  KilledRun(const std::string& source, const std::string& destination, bool isMove,
-            SoakRandom& random, Soak* soak)
+  KilledRun(const TwoFolders& folders, bool isMove, SoakRandom& random, Soak* soak)
       : soak_(soak),
-        source_(source + "/source"),
-        destination_(destination + "/destination"),
+        source_(folders.first + "/source"),
+        destination_(folders.second + "/destination"),
         plan_{isMove, random.OneIn(2), random.OneIn(4), !random.OneIn(3)},
-        profile_(random.OneIn(2) ? &FilesystemProfiles()[0] : &random.Pick(FilesystemProfiles())),
-        testData_(profile_->hasLinks),
-        setup_(SetupWith(source + "/config")) {
+        profile_(PickProfile(folders, random)),
+        traits_(TraitsWith(folders.traits, *profile_)),
+        testData_(traits_),
+        setup_(SetupWith(folders.first + "/config")) {
     MakeFolder(source_ + "/first");
     MakeFolder(destination_);
     testData_.Fill(source_, 1 + random.Below(24), plan_.isRecursing, random);
@@ -79,9 +81,8 @@ class KilledRun {
     MakeFolder(source_ + "/last");
     sourceItemCount_ = testData_.size();
     PutExistingItems(random);
-    // Without links, a kill may leave an empty file at the name of a sidecar. The next run then
-    // uses distinct names, which this test does not expect.
-    if (profile_->hasLinks && random.OneIn(2)) testData_.PutSidecars(random);
+    if (random.OneIn(2)) testData_.PutSidecars(random);
+    folders.Seal();
     setup_.injectedErrors = profile_->injectedErrors;
     nextArguments_ = plan_.Arguments(source_, destination_);
     arguments_ = PlanKilledRun(random);
@@ -108,6 +109,18 @@ class KilledRun {
   }
 
  private:
+  // Capabilities are missing at random, unless the filesystem is one that really lacks them.
+  static const FilesystemProfile* PickProfile(const TwoFolders& folders, SoakRandom& random) {
+    const bool isComplete = folders.volume != nullptr || random.OneIn(2);
+    return isComplete ? &FilesystemProfiles()[0] : &random.Pick(FilesystemProfiles());
+  }
+
+  static VolumeTraits TraitsWith(VolumeTraits traits, const FilesystemProfile& profile) {
+    traits.hasHardLinks &= profile.hasLinks;
+    traits.hasRenameNoReplace &= profile.hasRenameNoReplace;
+    return traits;
+  }
+
   // The killed run has the arguments of the next run, or files a part of what that files.
   std::vector<std::string> PlanKilledRun(SoakRandom& random) {
     RunPlan plan = plan_;
@@ -146,7 +159,7 @@ class KilledRun {
         continue;
       }
       const size_t existing =
-          random.OneIn(5) ? testData_.PutLink(path) : testData_.PutFile(path, random);
+          random.OneIn(5) ? testData_.PutLink(path, random) : testData_.PutFile(path, random);
       if (plan_.isReplacing && !plan_.isByDate) replaceable_.insert(existing);
     }
   }
@@ -224,19 +237,22 @@ class KilledRun {
   bool IsPlaceholder(const std::string& path) const {
     const fs::file_status status = fs::symlink_status(path);
     const bool isFolder = status.type() == fs::file_type::directory;
-    const bool mayBe = !profile_->hasRenameNoReplace && (isFolder || !profile_->hasLinks) &&
+    const bool mayBe = !traits_.hasRenameNoReplace && (isFolder || !traits_.hasHardLinks) &&
                        (isFolder || status.type() == fs::file_type::regular);
     if (!mayBe || !path.starts_with(destination_) || !fs::is_empty(path)) return false;
-    if ((status.permissions() & fs::perms::mask) !=
-        (isFolder ? kOwnerOnlyFolder : kOwnerOnlyFile)) {
-      return false;
-    }
+    const fs::perms expected = isFolder ? kOwnerOnlyFolder : kOwnerOnlyFile;
+    if (traits_.hasModes && (status.permissions() & fs::perms::mask) != expected) return false;
     const std::string name = fs::path(path).filename();
     for (size_t item = 0; item < testData_.size(); ++item) {
       const std::string own = fs::path(testData_.PathOf(item)).filename();
       if (testData_.IsPackage(item) == isFolder && IsSameOrDistinctName(name, own)) return true;
+      if (!isFolder && testData_.HasSidecar(item) && IsNameOfSidecar(name, own)) return true;
     }
     return false;
+  }
+
+  static bool IsNameOfSidecar(const std::string& name, const std::string& own) {
+    return name.starts_with("._") && IsSameOrDistinctName(name.substr(2), own);
   }
 
   void Report(const std::string& violation, const std::string& details) const {
@@ -244,7 +260,7 @@ class KilledRun {
   }
 
   std::string Explain(const std::string& what) const {
-    std::string text = what + ": killed " + how_ + ", " + profile_->name + ", ";
+    std::string text = what + ": killed " + how_ + ", " + profile_->name + ",";
     for (const std::string& argument : arguments_) text += " " + argument;
     text += "; then";
     for (const std::string& argument : nextArguments_) text += " " + argument;
@@ -256,6 +272,7 @@ class KilledRun {
   std::string destination_;
   RunPlan plan_;
   const FilesystemProfile* profile_;
+  VolumeTraits traits_;
   TestData testData_;
   size_t sourceItemCount_ = 0;
   std::set<size_t> replaceable_;  // existing items that an item of the same name replaces
@@ -265,18 +282,22 @@ class KilledRun {
   std::string how_;
 };
 
+const std::vector<std::string> kViolations = {"partial", "lost", "sidecars separated",
+                                              "stale temporary files", "hung"};
+
+void KillAndRunAgain(const TwoFolders& folders, bool isMove, SoakRandom& random, Soak* soak) {
+  KilledRun run(folders, isMove, random, soak);
+  if (run.Kill(random)) soak->AddTries();
+  run.CheckAfterKill();
+  run.RunAgain();
+}
+
 void RunKills(const std::string& title, unsigned rounds, bool isMove, FolderPlacement placement) {
-  Soak soak(title, "kills",
-            {"partial", "lost", "sidecars separated", "stale temporary files", "hung"});
-  const auto round = [&soak, isMove](const std::string& first, const std::string& second,
-                                     SoakRandom& random) {
-    const bool isReverse = random.OneIn(3);
-    KilledRun run(isReverse ? second : first, isReverse ? first : second, isMove, random, &soak);
-    if (run.Kill(random)) soak.AddTries();
-    run.CheckAfterKill();
-    run.RunAgain();
-  };
-  RunOnTwoFolders(&soak, rounds, placement, round);
+  Soak soak(title, "kills", kViolations);
+  RunOnTwoFolders(&soak, rounds, placement, [&](TwoFolders folders, SoakRandom& random) {
+    if (random.OneIn(3)) std::swap(folders.first, folders.second);
+    KillAndRunAgain(folders, isMove, random, &soak);
+  });
 }
 
 TEST(KilledRun, Copy) { RunKills("kill -9, copying", 20, false, FolderPlacement::kOneFilesystem); }
@@ -291,6 +312,18 @@ TEST(KilledRun, Move) { RunKills("kill -9, moving", 10, true, FolderPlacement::k
 TEST(KilledRun, MoveAcrossFilesystems) {
   RunKills("kill -9, moving across filesystems", 30, true, FolderPlacement::kTwoFilesystemsOrDisk);
 }
+
+class KilledRunOn : public testing::TestWithParam<VolumeKind> {};
+
+TEST_P(KilledRunOn, MoveOrCopy) {
+  Soak soak("kill -9, on " + NameOf(GetParam()), "kills", kViolations);
+  RunOnVolume(&soak, 2, GetParam(), [&](const TwoFolders& folders, SoakRandom& random) {
+    KillAndRunAgain(folders, !random.OneIn(3), random, &soak);
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(EachFilesystem, KilledRunOn, testing::ValuesIn(SoakedVolumeKinds()),
+                         [](const auto& kind) { return NameOf(kind.param); });
 
 }  // namespace
 }  // namespace tessary::test

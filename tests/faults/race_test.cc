@@ -19,17 +19,21 @@ namespace {
 namespace fs = std::filesystem;
 
 const SoakSuite kSuite("ConcurrentChanges");
+const SoakSuite kVolumeSuite("ConcurrentChangesOn");
 
 class Race {
  public:
-  Race(const std::string& source, const std::string& destination, bool isMove, SoakRandom& random,
-       Soak* soak)
+  Race(const TwoFolders& folders, bool isMove, SoakRandom& random, Soak* soak)
       : soak_(soak),
-        source_(source),
-        destination_(destination),
+        source_(folders.first),
+        destination_(folders.second),
+        traits_(folders.traits),
         plan_{isMove, random.OneIn(3), random.OneIn(3)},
-        config_(source) {
-    testData_.Fill(source_.RunFolder(), 40 + random.Below(200), false, random);
+        config_(folders.first),
+        testData_(folders.traits) {
+    // Filesystems made for the test are slow.
+    const uint64_t maxItems = folders.volume == nullptr ? 240 : 80;
+    testData_.Fill(source_.RunFolder(), 40 + random.Below(maxItems - 40), false, random);
     testData_.Fill(source_.RunFolder() + "/below", 20 + random.Below(50), false, random);
     sourceItemCount_ = testData_.size();
     for (RaceDirectory* directory : {&source_, &destination_}) {
@@ -38,13 +42,15 @@ class Race {
       FillTrap(directory->path + "/decoy/folder");
       FillTrap(directory->path + "/decoy/folder/below");
     }
+    folders.Seal();
+    for (RaceDirectory* directory : {&source_, &destination_}) directory->Open();
     outside_ = FingerprintOutside();
   }
 
   void Run(SoakRandom& random) {
     ChildProcess run(plan_.Arguments(source_.RunFolder(), destination_.RunFolder()),
                      SetupWith(config_.path()));
-    ConcurrentModifiers modifiers(&source_, &destination_, &testData_, plan_.isReplacing,
+    ConcurrentModifiers modifiers(&source_, &destination_, &testData_, traits_, plan_.isReplacing,
                                   random.Next());
     // The first log line shows that the run has resolved both folders.
     while (run.Errors().empty() && !run.HasEnded()) std::this_thread::yield();
@@ -61,12 +67,13 @@ class Race {
     for (uint64_t i = 0; i < ConcurrentModifiers::kSpareCount; ++i) {
       const std::string path = directory.path + "/spares/item" + std::to_string(i);
       if (random.OneIn(4)) {
-        testData_.PutLink(path);
+        testData_.PutLink(path, random);
       } else {
         testData_.PutFile(path, random);
       }
     }
     for (int i = 0; i < 4; ++i) {
+      if (!traits_.hasRenameExchange) continue;
       MakeLink(directory.path + "/trap", directory.path + "/spares/link" + std::to_string(i));
     }
   }
@@ -85,8 +92,8 @@ class Race {
   std::string FingerprintOutside() const {
     std::string text;
     for (const RaceDirectory* directory : {&source_, &destination_}) {
-      text += FingerprintOf(directory->path + "/trap", true);
-      text += FingerprintOf(directory->path + "/decoy", true);
+      text += FingerprintOf(directory->path + "/trap", traits_);
+      text += FingerprintOf(directory->path + "/decoy", traits_);
     }
     return text;
   }
@@ -160,22 +167,22 @@ class Race {
   Soak* soak_;
   RaceDirectory source_;
   RaceDirectory destination_;
+  VolumeTraits traits_;
   RunPlan plan_;
   TemporaryFolder config_;
-  TestData testData_ = TestData(true);
+  TestData testData_;
   size_t sourceItemCount_ = 0;
   std::string outside_;
 };
 
+const std::vector<std::string> kViolations = {
+    "lost", "partial", "changed outside", "stale temporary files", "hung", "crashed"};
+
 void RunRaces(const std::string& title, unsigned rounds, bool isMove, FolderPlacement placement) {
-  Soak soak(title, "concurrent modifications",
-            {"lost", "partial", "changed outside", "stale temporary files", "hung", "crashed"});
-  RunOnTwoFolders(
-      &soak, rounds, placement,
-      [&soak, isMove](const std::string& first, const std::string& second, SoakRandom& random) {
-        Race race(first, second, isMove, random, &soak);
-        race.Run(random);
-      });
+  Soak soak(title, "concurrent modifications", kViolations);
+  RunOnTwoFolders(&soak, rounds, placement, [&](const TwoFolders& folders, SoakRandom& random) {
+    Race(folders, isMove, random, &soak).Run(random);
+  });
 }
 
 TEST(ConcurrentChanges, Move) {
@@ -193,6 +200,21 @@ TEST(ConcurrentChanges, Copy) {
 TEST(ConcurrentChanges, CopyAcrossFilesystems) {
   RunRaces("races, copying across filesystems", 3, false, FolderPlacement::kTwoFilesystems);
 }
+
+class ConcurrentChangesOn : public testing::TestWithParam<VolumeKind> {};
+
+TEST_P(ConcurrentChangesOn, MoveOrCopy) {
+  const bool isFast = GetParam() == VolumeKind::kOverlay || GetParam() == VolumeKind::kOverlayLower;
+  if (!isFast && !IsLongSoak()) GTEST_SKIP() << "creating the items takes too long";
+  Soak soak("races, on " + NameOf(GetParam()), "concurrent modifications", kViolations);
+  RunOnVolume(&soak, 1, GetParam(), [&](const TwoFolders& folders, SoakRandom& random) {
+    Race(folders, !random.OneIn(3), random, &soak).Run(random);
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(EachFilesystem, ConcurrentChangesOn,
+                         testing::ValuesIn(SoakedVolumeKinds()),
+                         [](const auto& kind) { return NameOf(kind.param); });
 
 }  // namespace
 }  // namespace tessary::test

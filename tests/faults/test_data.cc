@@ -54,18 +54,40 @@ bool IsPackageName(const std::string& name) {
 
 }  // namespace
 
-std::string FingerprintOf(const std::string& path, bool hasLinks) {
-  return TreeText(path, {.owners = false,
-                         .hardLinks = hasLinks,
-                         .linkCounts = hasLinks,
+VolumeTraits AllTraits() {
+  return {.hasHardLinks = true,
+          .hasSymbolicLinks = true,
+          .takesAnyLinkTarget = true,
+          .hasDatesOfLinks = true,
+          .hasModes = true,
+          .hasAttributes = true,
+          .hasNanosecondDates = true,
+          .hasRenameNoReplace = true,
+          .hasRenameExchange = true,
+          .takesAnyNameBytes = true,
+          .isCaseSensitive = true};
+}
+
+std::string FingerprintOf(const std::string& path, const VolumeTraits& traits) {
+  return TreeText(path, {.modes = traits.hasModes,
+                         .owners = false,
+                         .times = traits.hasNanosecondDates,
+                         .linkTimes = traits.hasNanosecondDates && traits.hasDatesOfLinks,
+                         .attributes = traits.hasAttributes,
+                         .hardLinks = traits.hasHardLinks,
+                         .linkCounts = traits.hasHardLinks,
                          .creationDates = false,
                          .hashedContents = true});
+}
+
+void TestData::ChangeMode(const std::string& path, mode_t mode) const {
+  EXPECT_TRUE(chmod(path.c_str(), mode) == 0 || !traits_.hasModes) << path;
 }
 
 size_t TestData::Add(const std::string& path) {
   const size_t item = paths_.size();
   paths_.push_back(path);
-  EXPECT_TRUE(byFingerprint_.emplace(FingerprintOf(path, hasLinks_), item).second) << path;
+  EXPECT_TRUE(byFingerprint_.emplace(FingerprintOf(path, traits_), item).second) << path;
   return item;
 }
 
@@ -76,13 +98,13 @@ size_t TestData::PutFile(const std::string& path, SoakRandom& random) {
   // A hole at the end.
   if (random.OneIn(8)) fs::resize_file(path, fs::file_size(path) + 100'000);
   if (random.OneIn(4)) (void)SetAttribute(path, "user.note", "note " + std::to_string(size));
-  const mode_t mode = random.OneIn(4) ? 0400 : random.OneIn(4) ? 0755 : 0644;
-  EXPECT_EQ(0, chmod(path.c_str(), mode)) << path;
+  ChangeMode(path, random.OneIn(4) ? 0400 : random.OneIn(4) ? 0755 : 0644);
   SetRandomDate(path, random);
   return Add(path);
 }
 
-size_t TestData::PutLink(const std::string& path) {
+size_t TestData::PutLink(const std::string& path, SoakRandom& random) {
+  if (!traits_.hasSymbolicLinks) return PutFile(path, random);
   MakeLink("nowhere/" + std::to_string(size_++), path);
   return Add(path);
 }
@@ -97,9 +119,11 @@ size_t TestData::PutPackage(const std::string& path, SoakRandom& random) {
     SetRandomDate(inner, random);
   }
   ++size_;
+  std::error_code error;
   fs::create_hard_link(path + "/Contents/Resources/" + NamesIn(path + "/Contents/Resources")[0],
-                       path + "/Contents/linked");
-  MakeLink("Contents/linked", path + "/link");
+                       path + "/Contents/linked", error);
+  EXPECT_TRUE(!error || !traits_.hasHardLinks) << path;
+  if (traits_.hasSymbolicLinks) MakeLink("Contents/linked", path + "/link");
   for (const char* folder : {"/Contents/Resources", "/Contents/Empty", "/Contents", ""}) {
     SetRandomDate(path + folder, random);
   }
@@ -110,15 +134,17 @@ size_t TestData::PutPackage(const std::string& path, SoakRandom& random) {
 void TestData::Fill(const std::string& folder, size_t count, bool isDeep, SoakRandom& random) {
   static const std::vector<std::string> kFileEndings = {".txt", ".pdf", ".jpg", "..mp3", ".tar.gz"};
   static const std::vector<std::string> kPackageEndings = {".rtfd", ".app", ".band"};
-  static const std::vector<std::string> kStems = {"a", "caf\xe9", "new\nline", "two..", "b - c"};
+  static const std::vector<std::string> kStems = {"a", "two..", "b - c"};
+  static const std::vector<std::string> kAnyStems = {"a", "caf\xe9", "new\nline", "two..", "b - c"};
   static const std::vector<std::string> kFolders = {"/", "/below/", "/below/deep/", "/beside/"};
   for (size_t i = 0; i < count; ++i) {
     const std::string place = folder + (isDeep ? random.Pick(kFolders) : "/");
     MakeFolder(place);
-    const std::string stem = place + random.Pick(kStems) + std::to_string(paths_.size());
+    const std::string stem = place + random.Pick(traits_.takesAnyNameBytes ? kAnyStems : kStems) +
+                             std::to_string(paths_.size());
     const uint64_t kind = random.Below(8);
     if (kind == 0) {
-      PutLink(stem + random.Pick(kFileEndings));
+      PutLink(stem + random.Pick(kFileEndings), random);
     } else if (kind < 3) {
       PutPackage(stem + random.Pick(kPackageEndings), random);
     } else {
@@ -133,10 +159,10 @@ void TestData::PutSidecar(size_t item, SoakRandom& random) {
   const std::string id = "sidecar of " + ContentsOf(item, 0);
   WriteFile(path, MakeSidecar(finderInfo, {{"id", id}}, ContentsOf(item, RandomSize(random))));
   if (random.OneIn(4)) (void)SetAttribute(path, "user.note", id);
-  EXPECT_EQ(0, chmod(path.c_str(), random.OneIn(4) ? 0400 : 0644)) << path;
+  ChangeMode(path, random.OneIn(4) ? 0400 : 0644);
   SetRandomDate(path, random);
   withSidecar_.insert(item);
-  EXPECT_TRUE(bySidecar_.emplace(FingerprintOf(path, hasLinks_), item).second) << path;
+  EXPECT_TRUE(bySidecar_.emplace(FingerprintOf(path, traits_), item).second) << path;
 }
 
 void TestData::PutSidecars(SoakRandom& random) {
@@ -147,7 +173,7 @@ void TestData::PutSidecars(SoakRandom& random) {
 
 std::optional<size_t> TestData::Identify(const std::string& path) const {
   if (fs::path(path).filename().string().starts_with(kSidecarPrefix)) return std::nullopt;
-  const auto found = byFingerprint_.find(FingerprintOf(path, hasLinks_));
+  const auto found = byFingerprint_.find(FingerprintOf(path, traits_));
   if (found == byFingerprint_.end()) return std::nullopt;
   return found->second;
 }
@@ -157,7 +183,7 @@ std::optional<size_t> TestData::ItemOfSidecar(const std::string& sidecar) const 
   const bool isStaged = std::any_of(kStagedPrefixes.begin(), kStagedPrefixes.end(),
                                     [&name](auto prefix) { return name.starts_with(prefix); });
   if (!isStaged && !name.starts_with(kSidecarPrefix)) return std::nullopt;
-  const auto found = bySidecar_.find(FingerprintOf(sidecar, hasLinks_));
+  const auto found = bySidecar_.find(FingerprintOf(sidecar, traits_));
   if (found == bySidecar_.end()) return std::nullopt;
   return found->second;
 }

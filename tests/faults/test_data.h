@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <map>
 #include <optional>
@@ -8,6 +10,7 @@
 #include <vector>
 
 #include "tests/support/soak.h"
+#include "tests/support/volume_traits.h"
 
 namespace tessary::test {
 
@@ -26,16 +29,18 @@ struct ScanResult {
 // Items are numbered from 0.
 class TestData {
  public:
-  // Without `hasLinks`, the hard links inside packages may become separate files.
-  explicit TestData(bool hasLinks) : hasLinks_(hasLinks) {}
+  // `traits` are those of all filesystems that the items may be on. What one of them does not
+  // preserve is not compared; without hard links, those inside packages may become separate files.
+  explicit TestData(const VolumeTraits& traits) : traits_(traits) {}
 
   // Creates an item and returns its number. A package is a folder that contains files, links, an
-  // empty folder and a hard link.
+  // empty folder and a hard link. Without symbolic links, PutLink creates a file.
   size_t PutFile(const std::string& path, SoakRandom& random);
-  size_t PutLink(const std::string& path);
+  size_t PutLink(const std::string& path, SoakRandom& random);
   size_t PutPackage(const std::string& path, SoakRandom& random);
 
-  // Creates `count` items of all kinds in a folder, under different names, some of them unusual.
+  // Creates `count` items of all kinds in a folder, under different names, some of them unusual if
+  // the filesystems take any name.
   // With `isDeep`, some are in subfolders.
   void Fill(const std::string& folder, size_t count, bool isDeep, SoakRandom& random);
 
@@ -61,7 +66,9 @@ class TestData {
   std::optional<size_t> ItemOfSidecar(const std::string& sidecar) const;
   void ScanFolder(const std::string& folder, ScanResult* scan) const;
 
-  bool hasLinks_;
+  void ChangeMode(const std::string& path, mode_t mode) const;
+
+  VolumeTraits traits_;
   size_t size_ = 0;  // of the items with contents, which make these different
   std::vector<std::string> paths_;
   std::map<std::string, size_t> byFingerprint_;
@@ -70,8 +77,11 @@ class TestData {
   std::map<std::string, size_t> bySidecar_;  // by the fingerprint of the sidecar
 };
 
-// Everything about the object at the path that a copy preserves; with `hasLinks`, including which
-// files inside are hard links.
-std::string FingerprintOf(const std::string& path, bool hasLinks);
+// The traits of the filesystems that support everything that test data have.
+VolumeTraits AllTraits();
+
+// Everything about the object at the path that a copy between filesystems of these traits
+// preserves.
+std::string FingerprintOf(const std::string& path, const VolumeTraits& traits = AllTraits());
 
 }  // namespace tessary::test

@@ -80,7 +80,9 @@ void AddLinesBelow(const std::string& folder, std::set<std::string>* lines) {
 
 TEST(ConcurrentWriters, MoveAcrossFilesystems) {
   Soak soak("writers, moving across filesystems", "lines written", {"lost", "hung"});
-  const auto round = [&soak](const std::string& from, const std::string& to, SoakRandom& random) {
+  const auto round = [&soak](const TwoFolders& folders, SoakRandom& random) {
+    const std::string& from = folders.first;
+    const std::string& to = folders.second;
     for (uint64_t file = 0; file < kFiles; ++file) WriteFile(from + "/" + NameOf(file), "begun\n");
     Writer first(from, "first ", random.Next());
     Writer second(from, "second ", random.Next());

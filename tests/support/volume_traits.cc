@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdio>
 #include <filesystem>
 
 #include "platform/linux/descriptors/unique_fd.h"
@@ -74,6 +75,19 @@ void ProbeLinks(const TemporaryFolder& scratch, VolumeTraits* traits) {
   traits->hasDatesOfLinks = KeepsDate(symbolic, {kSomeDate, 0});
 }
 
+void ProbeRenames(const TemporaryFolder& scratch, VolumeTraits* traits) {
+  const std::string first = scratch / "first";
+  const std::string second = scratch / "second";
+  WriteFile(first);
+  const auto rename = [&](unsigned flag) {
+    return renameat2(AT_FDCWD, first.c_str(), AT_FDCWD, second.c_str(), flag) == 0;
+  };
+  traits->hasRenameNoReplace = rename(RENAME_NOREPLACE);
+  WriteFile(first);
+  WriteFile(second);
+  traits->hasRenameExchange = rename(RENAME_EXCHANGE);
+}
+
 bool KeepsMode(const std::string& path) {
   struct stat info = {};
   return chmod(path.c_str(), 0641) == 0 && stat(path.c_str(), &info) == 0 &&
@@ -103,12 +117,34 @@ bool OwnsWhatItCreates(const std::string& folder) {
 
 }  // namespace
 
+VolumeTraits CommonTraits(const VolumeTraits& a, const VolumeTraits& b) {
+  return {.hasHardLinks = a.hasHardLinks && b.hasHardLinks,
+          .hasSymbolicLinks = a.hasSymbolicLinks && b.hasSymbolicLinks,
+          .takesAnyLinkTarget = a.takesAnyLinkTarget && b.takesAnyLinkTarget,
+          .hasDatesOfLinks = a.hasDatesOfLinks && b.hasDatesOfLinks,
+          .hasSpecialFiles = a.hasSpecialFiles && b.hasSpecialFiles,
+          .hasModes = a.hasModes && b.hasModes,
+          .hasOwners = a.hasOwners && b.hasOwners,
+          .ownsWhatItCreates = a.ownsWhatItCreates && b.ownsWhatItCreates,
+          .hasAttributes = a.hasAttributes && b.hasAttributes,
+          .hasAccessLists = a.hasAccessLists && b.hasAccessLists,
+          .hasFileCapabilities = a.hasFileCapabilities && b.hasFileCapabilities,
+          .hasNanosecondDates = a.hasNanosecondDates && b.hasNanosecondDates,
+          .hasRenameNoReplace = a.hasRenameNoReplace && b.hasRenameNoReplace,
+          .hasRenameExchange = a.hasRenameExchange && b.hasRenameExchange,
+          .hasHoles = a.hasHoles && b.hasHoles,
+          .reportsHoles = a.reportsHoles && b.reportsHoles,
+          .takesAnyNameBytes = a.takesAnyNameBytes && b.takesAnyNameBytes,
+          .isCaseSensitive = a.isCaseSensitive && b.isCaseSensitive};
+}
+
 VolumeTraits ProbeVolume(const std::string& folder) {
   VolumeTraits traits;
   const TemporaryFolder scratch(folder);
   const std::string file = scratch / "file";
   WriteFile(file, "x");
   ProbeLinks(scratch, &traits);
+  ProbeRenames(scratch, &traits);
   traits.hasSpecialFiles = mkfifo((scratch / "fifo").c_str(), 0600) == 0;
   traits.hasModes = KeepsMode(file);
   traits.ownsWhatItCreates = OwnsWhatItCreates(scratch.path());

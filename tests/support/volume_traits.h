@@ -18,11 +18,16 @@ struct VolumeTraits {
   bool hasAccessLists = false;       // POSIX ACLs
   bool hasFileCapabilities = false;  // needs root
   bool hasNanosecondDates = false;
-  bool hasHoles = false;           // a hole takes no space
-  bool reportsHoles = false;       // lseek(2) finds holes
-  bool takesAnyNameBytes = false;  // all but "/" and NUL
-  bool isCaseSensitive = false;    // "a" and "A" are different names
+  bool hasRenameNoReplace = false;  // renameat2(2) with RENAME_NOREPLACE
+  bool hasRenameExchange = false;   // renameat2(2) with RENAME_EXCHANGE
+  bool hasHoles = false;            // a hole takes no space
+  bool reportsHoles = false;        // lseek(2) finds holes
+  bool takesAnyNameBytes = false;   // all but "/" and NUL
+  bool isCaseSensitive = false;     // "a" and "A" are different names
 };
+
+// What two filesystems both support.
+VolumeTraits CommonTraits(const VolumeTraits& a, const VolumeTraits& b);
 
 // Probes them in the folder. Removes everything that it creates there.
 VolumeTraits ProbeVolume(const std::string& folder);

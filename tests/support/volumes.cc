@@ -1,5 +1,6 @@
 #include "tests/support/volumes.h"
 
+#include <gtest/gtest.h>
 #include <linux/magic.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
 #include "platform/linux/catalog/capabilities.h"
@@ -23,6 +25,8 @@ namespace tessary::test {
 namespace {
 
 constexpr char kMemory[] = "/dev/shm";
+
+namespace fs = std::filesystem;
 
 std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
@@ -59,8 +63,24 @@ const std::vector<KindProperties>& Kinds() {
       {VolumeKind::kOverlay, "overlay"},
       {VolumeKind::kBindfs, "bindfs"},
       {VolumeKind::kSshfs, "sshfs"},
+      {VolumeKind::kMergerfs, "mergerfs"},
+      {VolumeKind::kMergerfsByPath, "mergerfsbypath"},
+      {VolumeKind::kOverlayLower, "overlaylower"},
+      {VolumeKind::kOverlayLowerFs, "overlaylowerfs"},
   };
   return kKinds;
+}
+
+// A new filesystem may have the device number of one that was unmounted.
+void ForgetDevices() {
+  ForgetVolumes();
+  ForgetProbeResults();
+}
+
+// Folders that the catalog holds open are on the filesystem that was visible before.
+void ForgetCatalog() {
+  Catalog::Get().folders().ReleaseTo(0);
+  ForgetDevices();
 }
 
 const KindProperties& PropertiesOf(VolumeKind kind) {
@@ -71,7 +91,9 @@ const KindProperties& PropertiesOf(VolumeKind kind) {
 
 std::vector<VolumeKind> AllVolumeKinds() {
   std::vector<VolumeKind> kinds;
-  for (const KindProperties& each : Kinds()) kinds.push_back(each.kind);
+  for (const KindProperties& each : Kinds()) {
+    if (each.kind <= VolumeKind::kSshfs) kinds.push_back(each.kind);
+  }
   return kinds;
 }
 
@@ -94,9 +116,7 @@ bool EnterMountNamespace(std::string* reason) {
 ScratchVolume::ScratchVolume(VolumeKind kind, const std::string& options, int megabytes)
     : kind_(kind), scratch_(std::make_unique<TemporaryFolder>()) {
   Prepare(options, megabytes);
-  // The new filesystem may have the device number of one that was unmounted.
-  ForgetVolumes();
-  ForgetProbeResults();
+  ForgetDevices();
   if (!isAvailable_) {
     Unmount();
     return;
@@ -104,7 +124,10 @@ ScratchVolume::ScratchVolume(VolumeKind kind, const std::string& options, int me
   // mkdtemp(3) gives only the owner access.
   (void)chmod(scratch_->path().c_str(), 0777);
   // Probing writes.
-  if (access(path_.c_str(), W_OK) == 0) traits_ = ProbeVolume(path_);
+  if (access(path_.c_str(), W_OK) != 0) return;
+  SealLowerLayer();
+  traits_ = ProbeVolume(path_);
+  StartOver();
 }
 
 ScratchVolume::~ScratchVolume() { Unmount(); }
@@ -126,6 +149,16 @@ void ScratchVolume::Prepare(const std::string& options, int megabytes) {
       return;
     case VolumeKind::kSshfs:
       isAvailable_ = MountSshfs(options);
+      return;
+    case VolumeKind::kMergerfs:
+      isAvailable_ = MountMergerfs(options);
+      return;
+    case VolumeKind::kMergerfsByPath:
+      isAvailable_ = MountMergerfs("use_ino,inodecalc=path-hash");
+      return;
+    case VolumeKind::kOverlayLower:
+    case VolumeKind::kOverlayLowerFs:
+      isAvailable_ = ShowLowerLayer();
       return;
     default:
       isAvailable_ = MakeImage(PropertiesOf(kind_).mkfsCommand, megabytes) && MountImage(options);
@@ -233,31 +266,83 @@ bool ScratchVolume::MountSshfs(const std::string& options) {
                          point);
 }
 
-// Creates the folder that a driver without an image shows.
-std::string ScratchVolume::MakeBackingFolder() const {
-  const std::string below = *scratch_ / "below";
+// Creates a folder that a driver without an image shows.
+std::string ScratchVolume::MakeBackingFolder(const std::string& name) const {
+  const std::string below = *scratch_ / name;
   MakeFolder(below);
   (void)chmod(below.c_str(), 0777);
   return below;
 }
 
-// The layers are in a tmpfs, as the temporary folder may itself be on an overlay.
-bool ScratchVolume::MountOverlay(const std::string& options) {
+// The default policy creates everything in one of the two folders. Policies that use both change
+// the dates of folders at every look.
+bool ScratchVolume::MountMergerfs(const std::string& options) {
   if (!CanMount()) return false;
-  const std::string layers = *scratch_ / "layers";
+  const std::string folders = MakeBackingFolder("below") + ":" + MakeBackingFolder("beside");
+  const std::string point = MakeMountPoint();
+  std::string wanted = "allow_other,minfreespace=0";
+  if (!options.empty()) wanted += "," + options;
+  return StartFuseDriver({"mergerfs", "-f", "-o", wanted, folders, point}, point);
+}
+
+// The layers are in a tmpfs, as the temporary folder may itself be on an overlay.
+bool ScratchVolume::MakeLayers() {
+  const std::string layers = *scratch_ / ("layers" + std::to_string(layers_.size()));
   MakeFolder(layers);
   if (!RunCommand({"mount", "-t", "tmpfs", "-o", "mode=0777", "tmpfs", layers})) return false;
-  layers_ = layers;
-  std::string wanted;
-  for (const std::string layer : {"lower", "upper", "work"}) {
-    MakeFolder(layers + "/" + layer);
-    wanted += layer + "dir=" + layers + "/" + layer + ",";
+  layers_.push_back(layers);
+  return true;
+}
+
+bool ScratchVolume::MountOverlay(const std::string& options) {
+  if (!CanMount() || !MakeLayers()) return false;
+  const std::string lower = layers_.front() + "/lower";
+  MakeFolder(lower);
+  mountPoint_ = MakeMountPoint();
+  return MountOver(lower, options) && UseMountPoint(mountPoint_);
+}
+
+// Mounts an overlay, with new folders for what is written to it, at the mount point.
+bool ScratchVolume::MountOver(const std::string& lower, const std::string& options) {
+  std::string wanted = "lowerdir=" + lower;
+  for (const std::string layer : {"upper", "work"}) {
+    const std::string path = layers_.front() + "/" + layer + std::to_string(seals_);
+    MakeFolder(path);
+    wanted += "," + layer + "dir=" + path;
   }
-  wanted += options;
-  if (wanted.ends_with(',')) wanted.pop_back();
+  ++seals_;
+  if (!options.empty()) wanted += "," + options;
+  return RunCommand({"mount", "-t", "overlay", "-o", wanted, "overlay", mountPoint_});
+}
+
+// Mounts the lower layer itself, to be filled.
+bool ScratchVolume::ShowLowerLayer() {
+  if (!CanMount() || !MakeLayers()) return false;
+  if (kind_ == VolumeKind::kOverlayLowerFs && !MakeLayers()) return false;
+  lower_ = layers_.back() + "/lower";
+  MakeFolder(lower_);
   const std::string point = MakeMountPoint();
-  return RunCommand({"mount", "-t", "overlay", "-o", wanted, "overlay", point}) &&
-         UseMountPoint(point);
+  return RunCommand({"mount", "--bind", lower_, point}) && UseMountPoint(point);
+}
+
+void ScratchVolume::SealLowerLayer() {
+  if (lower_.empty() || isSealed_) return;
+  isSealed_ = MountOver(lower_, "");
+  EXPECT_TRUE(isSealed_) << unavailableReason_;
+  ForgetCatalog();
+}
+
+void ScratchVolume::StartOver() {
+  if (!isSealed_) return;
+  // Detached, as a descriptor on it may still be open. For the same reason, the next overlay gets
+  // new folders.
+  EXPECT_EQ(0, umount2(mountPoint_.c_str(), MNT_DETACH)) << mountPoint_;
+  isSealed_ = false;
+  for (const std::string& name : NamesIn(path_)) fs::remove_all(path_ + "/" + name);
+  for (const std::string layer : {"upper", "work"}) {
+    fs::remove_all(layers_.front() + "/" + layer + std::to_string(seals_ - 1));
+  }
+  ForgetCatalog();
 }
 
 bool ScratchVolume::StartFuseDriver(const std::vector<std::string>& command,
@@ -279,9 +364,10 @@ bool ScratchVolume::StartFuseDriver(const std::vector<std::string>& command,
 }
 
 void ScratchVolume::Unmount() {
+  StartOver();
   // Detached, as a descriptor on it may still be open.
   if (!mountPoint_.empty()) umount2(mountPoint_.c_str(), MNT_DETACH);
-  if (!layers_.empty()) umount2(layers_.c_str(), MNT_DETACH);
+  for (const std::string& layers : layers_) umount2(layers.c_str(), MNT_DETACH);
   if (driver_ > 0) {
     if (mountPoint_.empty()) kill(driver_, SIGTERM);
     waitpid(driver_, nullptr, 0);

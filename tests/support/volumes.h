@@ -14,19 +14,23 @@
 namespace tessary::test {
 
 enum class VolumeKind {
-  kOwn,      // that of the tests' temporary folder
-  kTmpfs,    // /dev/shm, or one mounted for the test
-  kExt4,     // this and the next four: in an image on a loop device
-  kXfs,      //
-  kBtrfs,    //
-  kExfat,    // by its FUSE driver
-  kNtfs,     // by its FUSE driver
-  kOverlay,  // over two folders in memory
-  kBindfs,   // a FUSE driver that shows another folder
-  kSshfs,    // a FUSE driver that identifies files by path and shows no hard links
+  kOwn,             // that of the tests' temporary folder
+  kTmpfs,           // /dev/shm, or one mounted for the test
+  kExt4,            // this and the next four: in an image on a loop device
+  kXfs,             //
+  kBtrfs,           //
+  kExfat,           // by its FUSE driver
+  kNtfs,            // by its FUSE driver
+  kOverlay,         // over two folders in memory
+  kBindfs,          // a FUSE driver that shows another folder
+  kSshfs,           // a FUSE driver that identifies files by path and shows no hard links
+  kMergerfs,        // a FUSE driver that shows two folders as one
+  kMergerfsByPath,  // the same, with inode numbers that are made of the paths
+  kOverlayLower,    // an overlay over what has been created before SealLowerLayer
+  kOverlayLowerFs,  // the same, with the lower layer on another filesystem
 };
 
-// All kinds, in this order.
+// The kinds that the tests of all filesystems use, in this order: those up to sshfs.
 std::vector<VolumeKind> AllVolumeKinds();
 
 // "ext4", "tmpfs", "own".
@@ -60,6 +64,16 @@ class ScratchVolume {
 
   const VolumeTraits& Traits() const { return traits_; }
 
+  // Makes everything in the filesystem the lower layer of an overlay, which is mounted over it
+  // until StartOver. Has no effect on kinds without a lower layer or if it is already sealed.
+  // References that depend on interned folders become invalid.
+  void SealLowerLayer();
+
+  bool HasLowerLayer() const { return !lower_.empty(); }
+
+  // Empties a filesystem that has been sealed, so that its lower layer can be filled again.
+  void StartOver();
+
  private:
   void Prepare(const std::string& options, int megabytes);
   bool SetUnavailable(const std::string& why);
@@ -72,15 +86,22 @@ class ScratchVolume {
   bool MountImage(const std::string& options);
   bool MountBindfs(const std::string& options);
   bool MountSshfs(const std::string& options);
-  std::string MakeBackingFolder() const;
+  std::string MakeBackingFolder(const std::string& name = "below") const;
+  bool MountMergerfs(const std::string& options);
+  bool MakeLayers();
   bool MountOverlay(const std::string& options);
+  bool ShowLowerLayer();
+  bool MountOver(const std::string& lower, const std::string& options);
   bool StartFuseDriver(const std::vector<std::string>& command, const std::string& point);
   void Unmount();
 
   VolumeKind kind_;
   std::unique_ptr<TemporaryFolder> scratch_;  // holds the mount point, the image and other files
   std::string mountPoint_;                    // empty if nothing is mounted
-  std::string layers_;                        // the mount point for an overlay's folders
+  std::vector<std::string> layers_;           // mount points for an overlay's folders
+  std::string lower_;                         // the lower layer that SealLowerLayer covers
+  bool isSealed_ = false;
+  int seals_ = 0;
   std::string image_;
   std::string loopDevice_;  // if this object has to detach it
   pid_t driver_ = -1;

@@ -24,10 +24,11 @@ class EachFilesystem : public RealLimits, public testing::WithParamInterface<Vol
   void SetUp() override {
     if (!volume_.IsAvailable()) GTEST_SKIP() << volume_.UnavailableReason();
     MakeFolder(volume_ / "there");
+    volume_.SealLowerLayer();
   }
 
   const std::string source_;
-  const ScratchVolume volume_;
+  ScratchVolume volume_;
 };
 
 TEST_P(EachFilesystem, CopyAndMove) {

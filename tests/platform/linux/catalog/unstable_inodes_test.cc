@@ -1,17 +1,16 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
+#include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/linux/changes/rename_fallbacks.h"
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
+#include "tests/support/cache_dropper.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
@@ -20,13 +19,6 @@
 // dropped it from memory.
 namespace tessary::test {
 namespace {
-
-// Has the kernel drop the objects that nobody uses. False if this process may not ask for it.
-bool DropCaches() {
-  const UniqueFd file(open("/proc/sys/vm/drop_caches", O_WRONLY | O_CLOEXEC));
-  sync();
-  return file && write(file.get(), "2", 1) == 1;
-}
 
 ino_t InodeAt(const std::string& path) { return LstatAt(path).st_ino; }
 
@@ -105,17 +97,12 @@ TEST_P(UnstableInodes, PlaceholderIsRecognisedAfterRenumbering) {
   for (int i = 0; i < kFiles; ++i) WriteFile(volume_ / ("source/" + std::to_string(i)), "text");
   const UniqueFd from = OpenFolder(volume_ / "source");
   const UniqueFd to = OpenFolder(volume_ / "target");
-  std::atomic<bool> isDone = false;
-  std::thread dropper([&isDone] {
-    while (!isDone) DropCaches();
-  });
+  const CacheDropper dropper(std::chrono::milliseconds(0));
   for (int i = 0; i < kFiles; ++i) {
     const std::string name = std::to_string(i);
     EXPECT_EQ(noErr, RenameOntoPlaceholder(from.get(), name.c_str(), to.get(), name.c_str()));
     EXPECT_EQ("text", ReadFile(volume_ / ("target/" + name)));
   }
-  isDone = true;
-  dropper.join();
 }
 
 }  // namespace
