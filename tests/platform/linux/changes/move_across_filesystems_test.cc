@@ -23,6 +23,7 @@
 #include "platform/linux/catalog/creation_date.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/fault_injection/injected_errors.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"
@@ -379,6 +380,42 @@ TEST_P(MoveAcrossTest, KeepsCopyOfDeletedSource) {
       std::vector<std::string>{"\"file\" was moved or deleted by another program while it was "
                                "copied; the copy stays"},
       log.Messages());
+}
+
+// As in a lower layer of an overlay, where no folder can be renamed.
+TEST_P(MoveAcrossTest, DeletesPackageInPlace) {
+  MakePackage();
+  RunWithPausedCalls({{SYS_renameat2, "package", 1, {}, EXDEV}}, [this] {
+    EXPECT_EQ(noErr, Move("package"));
+    EXPECT_TRUE(NamesIn(from_.path()).empty());
+    EXPECT_EQ(before_, FilesBelow(to_ / "package"));
+  });
+}
+
+TEST_P(MoveAcrossTest, DeletionInPlaceKeepsNewFile) {
+  MakePackage();
+  const auto addFile = [this] { WriteFile(from_ / "package/Contents/new", "only copy"); };
+  RunWithPausedCalls({{SYS_renameat2, "package", 1, addFile, EXDEV}}, [this] {
+    EXPECT_EQ(fBsyErr, Move("package"));
+    EXPECT_EQ("only copy", ReadFile(from_ / "package/Contents/new"));
+    EXPECT_TRUE(Exists(from_ / "package/hard"));
+    EXPECT_TRUE(NamesIn(to_.path()).empty());
+  });
+}
+
+TEST_P(MoveAcrossTest, DeletionInPlaceKeepsChangedFile) {
+  MakePackage();
+  const auto change = [this] { WriteFile(from_ / "package/Contents/file", "changed"); };
+  RunWithPausedCalls({{SYS_renameat2, "package", 1, change, EXDEV}}, [this] {
+    const CapturedLog log;
+    EXPECT_EQ(noErr, Move("package")) << "another file has been deleted already";
+    EXPECT_EQ("changed", ReadFile(from_ / "package/Contents/file"));
+    EXPECT_EQ(before_, FilesBelow(to_ / "package"));
+    EXPECT_EQ(
+        std::vector<std::string>{
+            "\"package\" was moved, but its original could not be deleted completely"},
+        log.Messages());
+  });
 }
 
 // Two processes that move the same source do not know of each other.
