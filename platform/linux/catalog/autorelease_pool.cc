@@ -2,7 +2,7 @@
 
 #include "platform/linux/catalog/capabilities.h"
 #include "platform/linux/catalog/catalog.h"
-#include "platform/linux/catalog/creation_date.h"
+#include "platform/linux/catalog/remembered_dates.h"
 #include "platform/linux/catalog/volume.h"
 
 namespace tessary {
@@ -13,7 +13,7 @@ NSAutoreleasePool::NSAutoreleasePool()
   // device number of an unmounted filesystem. Nothing learned by device number may outlive a run.
   ForgetVolumes();
   ForgetProbeResults();
-  ForgetCreationDates();
+  ForgetDates();
 }
 
 NSAutoreleasePool::~NSAutoreleasePool() {

@@ -6,13 +6,11 @@
 #include <array>
 #include <charconv>
 #include <chrono>
-#include <map>
-#include <mutex>
-#include <tuple>
 
 #include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/catalog/place_attributes.h"
 #include "platform/linux/catalog/reference.h"
+#include "platform/linux/catalog/remembered_dates.h"
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/mac_formats/date_forms.h"
 
@@ -22,23 +20,6 @@ namespace {
 constexpr int64_t kDaySeconds = 86'400;
 constexpr int64_t kFirstSecond = -62'167'219'200;  // 0000-01-01T00:00:00Z
 constexpr int64_t kLastSecond = 253'402'300'799;   // 9999-12-31T23:59:59Z
-
-using ObjectKey = std::tuple<uint32_t, uint64_t, uint64_t>;
-
-struct RememberedDates {
-  std::mutex mutex;
-  std::map<ObjectKey, Timestamp> dates;
-};
-
-RememberedDates& Remembered() {
-  static RememberedDates gRemembered;
-  return gRemembered;
-}
-
-ObjectKey KeyOf(const struct statx& info) {
-  const Identity identity = Identity::Of(info);
-  return {identity.device, identity.inode, identity.birth};
-}
 
 // Consumes a number of exactly `digits` digits. from_chars alone would accept a minus sign.
 bool TakeNumber(std::string_view* text, size_t digits, int* number) {
@@ -105,11 +86,8 @@ const DriverForm* DriverFormOf(const Volume& volume) {
 }
 
 std::optional<Timestamp> RememberedOrBirth(const struct statx& info) {
-  {
-    const std::lock_guard lock(Remembered().mutex);
-    const auto found = Remembered().dates.find(KeyOf(info));
-    if (found != Remembered().dates.end()) return found->second;
-  }
+  const auto remembered = RememberedDate(info, DateAttribute::NSFileCreationDate);
+  if (remembered) return remembered;
   if ((info.stx_mask & STATX_BTIME) == 0) return std::nullopt;
   return Timestamp{info.stx_btime.tv_sec, info.stx_btime.tv_nsec};
 }
@@ -218,16 +196,6 @@ bool SetCreationDate(int file, const struct statx& info, const Timestamp& date) 
   const std::string value = driver->write(date);
   return !value.empty() &&
          fsetxattr(file, driver->form.attribute, value.data(), value.size(), 0) == 0;
-}
-
-void RememberCreationDate(const struct statx& info, const Timestamp& date) {
-  const std::lock_guard lock(Remembered().mutex);
-  Remembered().dates[KeyOf(info)] = date;
-}
-
-void ForgetCreationDates() {
-  const std::lock_guard lock(Remembered().mutex);
-  Remembered().dates.clear();
 }
 
 }  // namespace tessary

@@ -10,7 +10,8 @@
 #include "platform/managers/file_attributes.h"
 
 // Creation dates. Linux cannot set a birth time, so a copy stores the date of its original in an
-// extended attribute. On a filesystem without attributes the date is remembered until the run ends.
+// extended attribute. On a filesystem without attributes the date is remembered until the run ends
+// (remembered_dates.h).
 namespace tessary {
 
 inline constexpr char kCreationDateAttribute[] = "user.tessary.creation-date";
@@ -49,12 +50,5 @@ std::optional<Timestamp> CreationDateWithoutAttribute(int file, const struct sta
 // Sets the date of the object open as `file`, if the filesystem's driver stores creation dates.
 // `info` is its statx result. Returns false if the driver does not, or if it refuses the date.
 bool SetCreationDate(int file, const struct statx& info, const Timestamp& date);
-
-// Remembers the date of an object until the run ends, for a filesystem without attributes.
-void RememberCreationDate(const struct statx& info, const Timestamp& date);
-
-// Forgets all remembered dates. By the next run, their device and inode numbers may belong to other
-// objects.
-void ForgetCreationDates();
 
 }  // namespace tessary

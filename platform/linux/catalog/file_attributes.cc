@@ -7,6 +7,7 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/catalog/paths.h"
+#include "platform/linux/catalog/remembered_dates.h"
 #include "platform/linux/errors.h"
 
 namespace tessary {
@@ -48,7 +49,8 @@ std::optional<Timestamp> CopyFileDateAtPath(const std::string& path, DateAttribu
   if (attribute == DateAttribute::NSFileCreationDate) {
     return CreationDateAt(place, info);
   }
-  return Timestamp{info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec};
+  const auto remembered = RememberedDate(info, DateAttribute::NSFileModificationDate);
+  return remembered ? remembered : Timestamp{info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec};
 }
 
 }  // namespace tessary

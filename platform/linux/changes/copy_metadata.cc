@@ -6,10 +6,13 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <optional>
 #include <string>
 
 #include "platform/linux/catalog/creation_date.h"
+#include "platform/linux/catalog/remembered_dates.h"
 #include "platform/linux/changes/copy_attributes.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/errors.h"
@@ -49,6 +52,21 @@ Status SetTimes(const struct statx& info, int to) {
   return LastError();
 }
 
+// Remembers the modification date of the source if the target has another one, because its
+// filesystem cannot hold it. FAT begins in 1980, ext4 with small inodes ends in 2038, and sshfs
+// transfers 32 bits without a sign; every filesystem holds the dates in between.
+void RememberUnstoredDate(const struct statx& info, int to, const struct statx& made) {
+  constexpr int64_t kFirstSecond = 315'532'800;
+  constexpr int64_t kLastSecond = INT32_MAX;
+  constexpr int64_t kCoarsestUnit = 2;
+  const int64_t seconds = info.stx_mtime.tv_sec;
+  struct statx stored = {};
+  if (seconds >= kFirstSecond && seconds <= kLastSecond) return;
+  if (ReadObjectInfo(to, "", &stored) != noErr) return;
+  if (std::abs(stored.stx_mtime.tv_sec - seconds) < kCoarsestUnit) return;
+  RememberDate(made, DateAttribute::NSFileModificationDate, {seconds, info.stx_mtime.tv_nsec});
+}
+
 // Stores the creation date of the source: in the target filesystem's own format; else it is in an
 // attribute that was copied; else in our attribute; else in this process's memory.
 void StoreCreationDate(int from, const struct statx& info, const AttributesCopied& copied, int to,
@@ -64,7 +82,7 @@ void StoreCreationDate(int from, const struct statx& info, const AttributesCopie
   // Best effort: an attribute that the source does not have must not make its copy fail. It may not
   // fit beside those that were copied (ENOSPC).
   if (fsetxattr(to, kCreationDateAttribute, text.data(), text.size(), 0) == 0) return;
-  RememberCreationDate(made, *date);
+  RememberDate(made, DateAttribute::NSFileCreationDate, *date);
 }
 
 }  // namespace
@@ -90,7 +108,9 @@ Status CopyMetadata(int from, const struct statx& info, int to, const struct sta
     if (status != noErr) return status;
   }
   *isAnyDropped |= copied.isAnyDropped;
-  return SetTimes(info, to);
+  status = SetTimes(info, to);
+  if (status == noErr && role != CopyRole::kInnerItem) RememberUnstoredDate(info, to, made);
+  return status;
 }
 
 }  // namespace tessary

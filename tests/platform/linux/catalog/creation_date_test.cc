@@ -8,6 +8,7 @@
 #include <limits>
 #include <string>
 
+#include "platform/linux/catalog/remembered_dates.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/managers/autorelease_pool.h"
 #include "tests/support/file_operations.h"
@@ -85,7 +86,7 @@ TEST(CreationDateAt, ForgetsRememberedDateInNextRun) {
   WriteFile(path);
   const struct statx info = InfoOf(path);
   const std::optional<Timestamp> before = CreationDateAt(PlaceAt(path), info);
-  RememberCreationDate(info, {77, 7});
+  RememberDate(info, DateAttribute::NSFileCreationDate, {77, 7});
   ASSERT_EQ((Timestamp{77, 7}), CreationDateAt(PlaceAt(path), info));
   const NSAutoreleasePool nextRun;
   EXPECT_EQ(before, CreationDateAt(PlaceAt(path), info));
@@ -104,7 +105,7 @@ TEST(CreationDateAt, Precedence) {
   }
   EXPECT_EQ(birth, CreationDateAt(PlaceAt(path), info));
 
-  RememberCreationDate(info, {77, 7});
+  RememberDate(info, DateAttribute::NSFileCreationDate, {77, 7});
   EXPECT_EQ((Timestamp{77, 7}), CreationDateAt(PlaceAt(path), info));
   const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   EXPECT_EQ((Timestamp{77, 7}), CreationDateWithoutAttribute(file.get(), info));

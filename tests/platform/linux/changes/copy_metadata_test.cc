@@ -7,14 +7,18 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/object_info.h"
+#include "platform/managers/autorelease_pool.h"
+#include "platform/managers/file_attributes.h"
 #include "tests/platform/linux/mac_formats/recorded_attributes.h"
 #include "tests/support/access_list.h"
 #include "tests/support/captured_log.h"
@@ -160,6 +164,30 @@ TEST(CopyMetadata, RemembersDateThatDoesNotFit) {
   EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, (ext4 / "copy").c_str(), &copy));
   EXPECT_EQ((Timestamp{source.stx_btime.tv_sec, source.stx_btime.tv_nsec}),
             CreationDateAt(PlaceAt(ext4 / "copy"), copy));
+}
+
+// The protocol of sshfs has 32 bits for a date, and FAT begins in 1980.
+TEST(CopyMetadata, RemembersDateOutOfRange) {
+  for (const VolumeKind kind : {VolumeKind::kSshfs, VolumeKind::kExfat}) {
+    const ScratchVolume volume(kind);
+    if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
+    const TemporaryFolder folder;
+    const NSAutoreleasePool pool;
+    for (const int64_t seconds : {-315'000'000LL, 5'000'000'000LL, 1'600'000'000LL}) {
+      SCOPED_TRACE(NameOf(kind) + ", " + std::to_string(seconds));
+      WriteFile(folder / "file", "x");
+      const timespec time = {seconds, 0};
+      const std::array<timespec, 2> times = {time, time};
+      ASSERT_EQ(0, utimensat(AT_FDCWD, (folder / "file").c_str(), times.data(), 0));
+      const std::string copy = volume / std::to_string(seconds);
+      ASSERT_EQ(noErr, MoveAcrossAt(folder / "file", copy));
+      EXPECT_EQ((Timestamp{seconds, 0}),
+                CopyFileDateAtPath(copy, DateAttribute::NSFileModificationDate));
+      ASSERT_EQ(0, rename(copy.c_str(), (copy + " renamed").c_str()));
+      EXPECT_EQ((Timestamp{seconds, 0}),
+                CopyFileDateAtPath(copy + " renamed", DateAttribute::NSFileModificationDate));
+    }
+  }
 }
 
 // As a mount of rclone.
