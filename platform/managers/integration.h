@@ -21,6 +21,10 @@ std::string UserDataPath(const std::string& name);
 // there is no such folder.
 std::optional<std::string> ReadSystemConfiguration(const std::string& name);
 
+// True if a folder of $PATH contains an executable file of that name, so that a menu entry can
+// start it. Relative folders are ignored: file managers have other working folders.
+bool IsProgramInstalled(const std::string& name);
+
 // Reads a menu file; a link is followed. Returns noErr; fnfErr (no such file); paramErr (no
 // out-argument, not a regular file, or too large for a menu file); otherwise a filesystem error.
 // `*text` is written on success only.

@@ -157,6 +157,10 @@ ExitStatus Perform(const FileManager& manager, IntegrateAction action) {
 }  // namespace
 
 ExitStatus Integrate(const IntegrateOptions& options) {
+  if (options.action == IntegrateAction::kInstall && !IsProgramInstalled("tessary")) {
+    PrintProblem("tessary: desktop program not found in PATH; menu entries need it");
+    return ExitStatus::kFailure;
+  }
   ExitStatus worst = ExitStatus::kSuccess;
   for (const FileManager& manager : kFileManagers) {
     const ExitStatus status = Perform(manager, options.action);

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <QFileInfo>
+#include <QImageReader>
 #include <QString>
+#include <cstdlib>
 
 #include "tests/packaging/installation.h"
 
@@ -90,7 +92,7 @@ TEST(Version, IsConsistent) {
   const std::string version = TESSARY_VERSION;
   EXPECT_THAT(SourceText("packaging/org.tessary.Tessary.metainfo.xml"),
               HasSubstr("<release version=\"" + version + "\""));
-  EXPECT_TRUE(SourceText("packaging/debian/changelog").starts_with("tessary (" + version + ")"));
+  EXPECT_TRUE(SourceText("debian/changelog").starts_with("tessary (" + version + ")"));
   EXPECT_THAT(SourceText("NEWS.md"), HasSubstr("## " + version));
 }
 
@@ -101,12 +103,37 @@ TEST(Installation, UsesApplicationID) {
       AllOf(Contains(kEntry), Contains(kMetainfo),
             Contains("share/dbus-1/services/org.tessary.Tessary.service"),
             Contains("share/icons/hicolor/scalable/apps/org.tessary.Tessary.svg"),
+            Contains("share/icons/hicolor/48x48/apps/org.tessary.Tessary.png"),
             Contains("share/icons/hicolor/symbolic/apps/org.tessary.Tessary-symbolic.svg")));
   EXPECT_EQ("org.tessary.Tessary", ReadKeyFile(tree / kEntry, "Desktop Entry")["Icon"]);
   EXPECT_THAT(ReadFile(tree / kMetainfo),
               AllOf(HasSubstr("<id>org.tessary.Tessary</id>"),
                     HasSubstr(">org.tessary.Tessary.desktop</launchable>"),
                     HasSubstr("<dbus type=\"session\">org.tessary.Tessary</dbus>")));
+}
+
+// The picture is stored, because drawing it would require another tool for each build.
+TEST(Icon, PictureMatchesScalableIcon) {
+  const Installation tree;
+  const auto read = [&tree](const char* name) {
+    QImageReader reader(
+        QString::fromStdString(tree / (std::string("share/icons/hicolor/") + name)));
+    reader.setScaledSize({48, 48});
+    return reader.read().convertToFormat(QImage::Format_RGBA8888_Premultiplied);
+  };
+  EXPECT_EQ(QSize(48, 48),
+            QImageReader(QString::fromStdString(
+                             tree / "share/icons/hicolor/48x48/apps/org.tessary.Tessary.png"))
+                .size());
+  const QImage picture = read("48x48/apps/org.tessary.Tessary.png");
+  const QImage drawn = read("scalable/apps/org.tessary.Tessary.svg");
+  ASSERT_EQ(drawn.sizeInBytes(), picture.sizeInBytes());
+  int64_t difference = 0;
+  for (qsizetype i = 0; i < drawn.sizeInBytes(); ++i) {
+    difference += std::abs(drawn.constBits()[i] - picture.constBits()[i]);
+  }
+  // Renderers differ at the edges of shapes only.
+  EXPECT_LT(difference / drawn.sizeInBytes(), 4);
 }
 
 TEST(Installation, SetsNoDefaultApplication) {

@@ -83,6 +83,24 @@ Words BashOffers(const std::string& words, const std::string& folder = "/") {
   return FindWords(result.output, "[^\n]+");
 }
 
+// What zsh prints after two tabs at the end of the line, up to `last`. zsh completes only in an
+// interactive shell.
+std::string ZshPrints(const std::string& line, const std::string& folder, const std::string& last) {
+  constexpr char kScript[] = R"sh(
+    zmodload zsh/zpty
+    export TERM=dumb
+    zpty shell zsh -f -i
+    zpty -w shell "PS1=; fpath=($1 \$fpath); autoload -Uz compinit; compinit -u -D; cd $2; echo R''EADY"
+    zpty -r -m shell output '*READY*'
+    zpty -w -n shell "$3"$'\t\t'
+    zpty -r -m shell output "*$4*"
+    print -r -- $output)sh";
+  const ToolResult result = RunTool(
+      "zsh", {"-f", "-c", kScript, "zsh", SourcePath("packaging/completion"), folder, line, last});
+  EXPECT_EQ(0, result.status) << result.output;
+  return result.output;
+}
+
 // What fish offers at the end of the line.
 Words FishOffers(const std::string& line, const std::string& folder = "/") {
   const std::string program = line.substr(0, line.find(' '));
@@ -162,7 +180,7 @@ TEST(FishCompletion, OffersExactlyTheOptionsOfTheHelp) {
   }
 }
 
-// zsh completes only in an interactive shell, so that its scripts are compared as text.
+// All options are compared as text, because an interactive shell is slow.
 TEST(ZshCompletion, NamesEachOptionOfTheHelp) {
   for (const Page& page : kPages) {
     const std::string script = SourceText(CompletionFile(page.program, "zsh"));
@@ -220,6 +238,22 @@ TEST(FishCompletion, OffersWhatCanFollow) {
   EXPECT_THAT(FishOffers("tessary-cli defaults write RecurseFolders true "), ElementsAre());
   EXPECT_THAT(FishOffers("tessary-cli defaults delete RecurseFolders "), ElementsAre());
   EXPECT_THAT(FishOffers("tessary-cli integrate "), ElementsAre("install", "remove", "status"));
+}
+
+TEST(ZshCompletion, OffersFoldersOrFiles) {
+  if (!MissingTool({"zsh"}).empty()) GTEST_SKIP() << "zsh is not installed";
+  const TemporaryFolder folder;
+  MakeFolder(folder / "a folder");
+  MakeFolder(folder / "another");
+  WriteFile(folder / "a file");
+  const auto offers = [&folder](const std::string& line) {
+    return ZshPrints(line + "a", folder.path(), "another/");
+  };
+  for (const char* line : {"tessary-cli aggregate ", "tessary "}) {
+    EXPECT_THAT(offers(line), testing::AllOf(HasSubstr("a\\ folder/  another/"),
+                                             testing::Not(HasSubstr("a\\ file"))));
+  }
+  EXPECT_THAT(offers("tessary-cli info "), HasSubstr("a\\ file"));
 }
 
 // Folders only where folders are meant.

@@ -21,15 +21,25 @@ constexpr char kOwnActions[] =
 
 class IntegrateCommand : public ProgramTest {
  protected:
-  IntegrateCommand() { MakeFolder(At("system")); }
+  IntegrateCommand() {
+    MakeFolder(At("system"));
+    WriteFile(At("bin/tessary"));
+    EXPECT_EQ(0, chmod(DesktopProgram().c_str(), 0755));
+  }
+
+  std::string DesktopProgram() const { return At("bin/tessary"); }
 
   std::string ActionsPath() const { return At("config/Thunar/uca.xml"); }
   std::string ScriptPath() const {
     return At("data/nautilus/scripts/" + std::string(kNautilusScriptName));
   }
 
+  ProgramSetup Setup() const {
+    return {.environment = {{"XDG_CONFIG_DIRS", At("system")}, {"PATH", At("bin")}}};
+  }
+
   ProgramResult Integrate(const std::string& action) const {
-    return Run({"integrate", action}, {.environment = {{"XDG_CONFIG_DIRS", At("system")}}});
+    return Run({"integrate", action}, Setup());
   }
 
   // Expects success and a line for each file manager.
@@ -47,7 +57,7 @@ class IntegrateCommand : public ProgramTest {
 TEST_F(IntegrateCommand, RemovesWhatItInstalled) {
   ExpectOutput("status", "not in", "not in");
   ExpectOutput("remove", "not in", "not in");
-  EXPECT_THAT(FilesBelow(At("")), IsEmpty());
+  EXPECT_THAT(FilesBelow(At(".")), ElementsAre("bin/tessary"));
   EXPECT_FALSE(Exists(At("config/Thunar")));
   ExpectOutput("install", "added to", "added to");
   ExpectOutput("status", "in", "in");
@@ -60,6 +70,17 @@ TEST_F(IntegrateCommand, RemovesWhatItInstalled) {
   EXPECT_EQ(0, access(ScriptPath().c_str(), X_OK));
   EXPECT_EQ(NautilusScript(), ReadFile(ScriptPath()));
   ExpectOutput("remove", "removed from", "removed from");
+  EXPECT_THAT(FilesBelow(At(".")), ElementsAre("bin/tessary"));
+}
+
+// The entries of a desktop program that was uninstalled can still be removed.
+TEST_F(IntegrateCommand, InstallRequiresDesktopProgram) {
+  ExpectOutput("install", "added to", "added to");
+  ASSERT_EQ(0, unlink(DesktopProgram().c_str()));
+  ExpectError({"integrate", "install"}, "tessary: desktop program not found in PATH", 1, Setup());
+  ExpectOutput("status", "in", "in");
+  ExpectOutput("remove", "removed from", "removed from");
+  ExpectError({"integrate", "install"}, "tessary: desktop program not found in PATH", 1, Setup());
   EXPECT_THAT(FilesBelow(At("")), IsEmpty());
 }
 
@@ -171,9 +192,9 @@ TEST_F(IntegrateCommand, ReportsPermissionErrors) {
   MakeFolder(At("data"));
   OpenToOrdinaryUser();
   ASSERT_EQ(0, chmod(At("data").c_str(), 0555));
-  const ProgramResult result =
-      Run({"integrate", "install"},
-          {.environment = {{"XDG_CONFIG_DIRS", At("system")}}, .isOrdinaryUser = true});
+  ProgramSetup setup = Setup();
+  setup.isOrdinaryUser = true;
+  const ProgramResult result = Run({"integrate", "install"}, setup);
   EXPECT_EQ(1, result.status);
   EXPECT_THAT(result.Problems(),
               ElementsAre(HasSubstr("Permission denied"), HasSubstr("Permission denied")));

@@ -182,7 +182,8 @@ Status FileReplacement::CopyTargetMetadata() {
   // could not read the original. Only root may change the owner. Other users may set the group to
   // one of their own groups.
   if (fchown(newFile_.get(), info.st_uid, info.st_gid) != 0) {
-    (void)fchown(newFile_.get(), static_cast<uid_t>(-1), info.st_gid);
+    [[maybe_unused]] const int failure =
+        fchown(newFile_.get(), static_cast<uid_t>(-1), info.st_gid);
   }
   const Status status = CopyAttributes(target_.c_str(), newFile_.get());
   if (status != noErr) return status;

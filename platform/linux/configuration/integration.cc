@@ -3,8 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string_view>
+#include <vector>
 
 #include "platform/linux/configuration/config_folder.h"
 #include "platform/linux/configuration/file_replacement.h"
@@ -75,6 +77,17 @@ Status EditOnce(const std::string& path, MenuFileKind kind, const MenuFileEditor
   return MakeExecutable(replacement->target());
 }
 
+// Returns the absolute paths of a list that is separated by colons, in their order.
+std::vector<std::string> AbsolutePaths(std::string_view list) {
+  std::vector<std::string> paths;
+  while (!list.empty()) {
+    const std::string_view path = list.substr(0, list.find(':'));
+    list.remove_prefix(std::min(path.size() + 1, list.size()));
+    if (path.starts_with('/')) paths.emplace_back(path);
+  }
+  return paths;
+}
+
 }  // namespace
 
 std::string UserConfigurationPath(const std::string& name) {
@@ -87,18 +100,25 @@ std::string UserDataPath(const std::string& name) {
 
 std::optional<std::string> ReadSystemConfiguration(const std::string& name) {
   const char* set = std::getenv("XDG_CONFIG_DIRS");
-  std::string_view folders = set == nullptr || *set == '\0' ? "/etc/xdg" : set;
-  while (!folders.empty()) {
-    const std::string_view folder = folders.substr(0, folders.find(':'));
-    folders.remove_prefix(std::min(folder.size() + 1, folders.size()));
-    // The XDG base directory specification ignores relative paths.
-    if (!folder.starts_with('/')) continue;
+  // The XDG base directory specification ignores relative paths.
+  for (const std::string& folder :
+       AbsolutePaths(set == nullptr || *set == '\0' ? "/etc/xdg" : set)) {
     MenuFile file;
-    if (ReadIfExists(std::string(folder) + "/" + name, &file) == noErr && file.text) {
-      return file.text;
-    }
+    if (ReadIfExists(folder + "/" + name, &file) == noErr && file.text) return file.text;
   }
   return std::nullopt;
+}
+
+bool IsProgramInstalled(const std::string& name) {
+  const char* set = std::getenv("PATH");
+  // execvp(3) searches these folders if the variable is not set.
+  const std::vector<std::string> folders = AbsolutePaths(set == nullptr ? "/bin:/usr/bin" : set);
+  return std::ranges::any_of(folders, [&name](const std::string& folder) {
+    const std::string path = folder + "/" + name;
+    struct stat info = {};
+    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+           access(path.c_str(), X_OK) == 0;
+  });
 }
 
 Status ReadMenuFile(const std::string& path, std::string* text) {

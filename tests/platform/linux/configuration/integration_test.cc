@@ -147,6 +147,25 @@ TEST(UserPaths, FollowTheEnvironment) {
   EXPECT_EQ("/home/u/.local/share/x", UserDataPath("x"));
 }
 
+TEST(IsProgramInstalled, FindsExecutableFilesOnly) {
+  const TemporaryFolder folder;
+  MakeFolder(folder / "first/program");
+  WriteFile(folder / "second/program");
+  WriteFile(folder / "third/program");
+  ASSERT_EQ(0, chmod((folder / "second/program").c_str(), 0644));
+  ASSERT_EQ(0, chmod((folder / "third/program").c_str(), 0755));
+  const std::string unusable = "::" + (folder / "first") + ":" + (folder / "second");
+  {
+    const EnvironmentVariable path("PATH", unusable + ":" + (folder / "third"));
+    EXPECT_TRUE(IsProgramInstalled("program"));
+    EXPECT_FALSE(IsProgramInstalled("another"));
+  }
+  for (const std::string& value : {unusable, std::string("third"), std::string()}) {
+    const EnvironmentVariable path("PATH", value);
+    EXPECT_FALSE(IsProgramInstalled("program")) << value;
+  }
+}
+
 TEST(ReadSystemConfiguration, ReadsFirstFileFound) {
   const TemporaryFolder folder;
   WriteFile(folder / "second/a/b", "second");
