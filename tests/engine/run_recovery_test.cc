@@ -102,6 +102,9 @@ TEST_F(RunRecovery, UnfinishableEntryIsLoggedOnce) {
   entry.operation = JournalOperation::kDelete;
   entry.name = std::string(254, 'x');
   WriteJournalEntry(source_, entry);
+  // Not the item that was to be deleted: both are to be restored, but the name of the sidecar would
+  // be too long.
+  WriteFile(InSource(StagedItemNameOf(JournalEntryName())), "another");
   WriteFile(InSource(StagedSidecarNameOf(JournalEntryName())), "sidecar");
   Run();
   EXPECT_THAT(MessagesAfterFirst(),
