@@ -55,12 +55,15 @@ Status HandleCommand(const Event& event) {
   HICommand command;
   const Status status = GetEventParameter(event, kEventParamDirectObject, &command);
   if (status != noErr) return eventNotHandledErr;
+  if (command.commandID == kCommandOK || command.commandID == kCommandCancel) {
+    Close();
+    return noErr;
+  }
   const PreferencesWindow& controls = gPreferencesWindow;
+  // The command was queued behind one that has closed the sheet: its control is gone, and
+  // with it the value to store.
+  if (controls.window == nullptr) return eventNotHandledErr;
   switch (command.commandID) {
-    case kCommandOK:
-    case kCommandCancel:
-      Close();
-      return noErr;
     case kCommandQuitWhenDone:
       LogUnlessStored(SetQuitWhenDone(GetControl32BitValue(controls.quitWhenDone) != 0));
       return eventNotHandledErr;

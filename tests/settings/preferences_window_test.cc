@@ -157,6 +157,17 @@ TEST_F(PreferencesWindowTest, OKAndCancelClose) {
   EXPECT_FALSE(Exists(preferences_.PreferencesPath()));
 }
 
+TEST_F(PreferencesWindowTest, StoresNothingAfterClosing) {
+  preferences_.Write("QuitWhenDone = true\nRecurseFolders = true\nTessaryType = 4\n");
+  Open();
+  const EventTarget target = system_.WindowNamed("PreferencesWindow").GetEventTarget();
+  EXPECT_EQ(noErr, Press(kOK));
+  for (const OSType command : {kQuitWhenDone, kRecurseFolders, kKind}) {
+    EXPECT_EQ(eventNotHandledErr, system_.SendCommand(command, &target));
+  }
+  EXPECT_EQ("QuitWhenDone = true\nRecurseFolders = true\nTessaryType = 4\n", Stored());
+}
+
 TEST_F(PreferencesWindowTest, ClosesIfHidingFails) {
   Open();
   system_.FailCall("HideSheet PreferencesWindow", paramErr);
