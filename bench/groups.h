@@ -51,7 +51,7 @@ void MeasureIdleRuns(const Sizes& sizes, const ScratchDirectories& directories, 
 // The cost of preserving comments in a copy.
 void MeasureComments(const Sizes& sizes, const ScratchDirectories& directories, Report* report);
 
-// The start of the desktop program, and the processor time of its idle window.
+// The start of the desktop program, the processor time of its idle window, and runs in the window.
 void MeasureWindow(const Sizes& sizes, const ScratchDirectories& directories, Report* report);
 
 }  // namespace tessary::bench

@@ -30,6 +30,7 @@ Sizes SmokeSizes() {
   sizes.bigCopied = 2;
   sizes.bigBytes = 300'000;
   sizes.growth = {10, 20};
+  sizes.inWindow = {24};
   sizes.depth = 5;
   sizes.filesPerLevel = 2;
   sizes.wide = 3;

@@ -20,6 +20,7 @@ struct Sizes {
   size_t inPlace = 100'000;
   int starts = 41;
   size_t commented = 10'000;
+  std::vector<size_t> inWindow = {2'000, 20'000, 100'000};
 };
 
 struct Options {

@@ -26,8 +26,9 @@ constexpr auto kIdleTime = std::chrono::seconds(5);
 constexpr int kFieldAfterName = 3;
 constexpr int kUserTimeField = 14;
 
-// Starts a program without standard error, and with its standard output going to a file.
-pid_t Start(std::vector<std::string> command, const std::string& output = "/dev/null") {
+// Starts a program with its standard output and standard error going to files.
+pid_t Start(std::vector<std::string> command, const std::string& output = "/dev/null",
+            const std::string& errors = "/dev/null") {
   std::vector<char*> arguments;
   arguments.reserve(command.size() + 1);
   for (std::string& word : command) arguments.push_back(word.data());
@@ -35,7 +36,7 @@ pid_t Start(std::vector<std::string> command, const std::string& output = "/dev/
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 2, errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   pid_t child = 0;
   const int error =
       posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
@@ -59,7 +60,7 @@ std::string OutputOf(const std::string& command) {
   return text;
 }
 
-// Starts a virtual X server if DISPLAY is not set.
+// Starts a virtual X server if DISPLAY is not set. All windows are on that display.
 class Screen {
  public:
   Screen() {
@@ -86,9 +87,12 @@ class Screen {
   pid_t server_ = 0;
 };
 
-bool IsWindowVisible() {
-  return !OutputOf("xdotool search --onlyvisible --name '^Tessary$' 2>/dev/null").empty();
+// Returns the ID of the visible window whose title begins so, and a line break, or an empty text.
+std::string FindWindow(const std::string& title) {
+  return OutputOf("xdotool search --onlyvisible --name '^" + title + "' 2>/dev/null");
 }
+
+bool IsWindowVisible() { return !FindWindow("Tessary").empty(); }
 
 // Starts the program and returns the seconds until its window is visible. Includes the time of the
 // last poll, so the true figure is a little smaller.
@@ -118,11 +122,7 @@ long TicksOf(pid_t process) {
   return user + kernel;
 }
 
-// Measures both rows, on DISPLAY if it is set, otherwise on a virtual X server.
 void MeasureOpening(const Sizes& sizes, Row window, Row idle, Report* report) {
-  // Without the session bus, on which the start would be forwarded to a running instance.
-  setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
-  const Screen screen;
   pid_t program = 0;
   std::vector<Candidate> alone;
   alone.push_back({"tessary", [&program] {
@@ -145,9 +145,99 @@ void MeasureOpening(const Sizes& sizes, Row window, Row idle, Report* report) {
   report->Add(idle);
 }
 
+// The last line of a run in the window, because the program finds no file manager.
+constexpr char kEndOfRun[] = "No application on this desktop opens the folder";
+
+std::string ReadLog(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Returns the seconds since midnight at the start of a log line, which begins with date and time.
+double TimeOfLine(const std::string& line) {
+  int hours = 0;
+  int minutes = 0;
+  double seconds = 0;
+  Require(std::sscanf(line.c_str(), "%*s %d:%d:%lf", &hours, &minutes, &seconds) == 3,
+          "cannot read the time of a log line");
+  return hours * 3600 + minutes * 60 + seconds;
+}
+
+// Returns the seconds from the first line of a run's log to the last line about an item. Compares
+// the run itself: not the start of the programs, and not the time in the panel.
+double SecondsOfRun(const std::string& log) {
+  std::istringstream lines(ReadLog(log));
+  std::string first;
+  std::string last;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find("Aggregating folder") != std::string::npos && first.empty()) first = line;
+    if (line.find(kEndOfRun) == std::string::npos) last = line;
+  }
+  return TimeOfLine(last) - TimeOfLine(first);
+}
+
+bool HasRunEnded(const std::string& log) {
+  constexpr std::streamoff kTail = 1000;
+  std::ifstream file(log, std::ios::ate);
+  const std::streamoff size = file.tellg();
+  file.seekg(std::max(std::streamoff{0}, size - kTail));
+  const std::string tail = {std::istreambuf_iterator<char>(file), {}};
+  return tail.find(kEndOfRun) != std::string::npos;
+}
+
+// Chooses the folder in the panel. Without the "/." the panel would offer completions.
+void AnswerPanel(const std::string& folder) {
+  std::string panel;
+  while (panel.empty()) panel = FindWindow("Choose Destination");
+  panel.pop_back();
+  OutputOf("xdotool windowfocus --sync " + panel + " type --delay 5 '" + folder + "/.'");
+  OutputOf("xdotool key Return");
+}
+
+double TimeRunInWindow(const std::string& source, const std::string& destination,
+                       const std::string& log) {
+  // Without the file managers of this machine, in which the program would open the destination.
+  const std::string nowhere = "/nowhere";
+  const pid_t program = Start({"env", "PATH=" + nowhere, "XDG_DATA_DIRS=" + nowhere,
+                               "XDG_DATA_HOME=" + nowhere, TESSARY, source},
+                              "/dev/null", log);
+  AnswerPanel(destination);
+  while (!HasRunEnded(log)) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  End(program);
+  return SecondsOfRun(log);
+}
+
+double TimeRunOnCommandLine(const std::string& source, const std::string& destination,
+                            const std::string& log) {
+  const pid_t program = Start(AggregateCommand({"--copy"}, source, destination), "/dev/null", log);
+  waitpid(program, nullptr, 0);
+  return SecondsOfRun(log);
+}
+
+// Compares runs in the window with runs on the command line.
+void MeasureRuns(const Sizes& sizes, const ScratchDirectory& scratch, size_t files, Row row,
+                 Report* report) {
+  const std::string source = scratch.MakeFolder();
+  FillFolder(source, 0, files, 16);
+  const std::string log = scratch.path() + "/log";
+  const auto timed = [&](const auto& run) {
+    const std::string destination = scratch.MakeFolder();
+    const double seconds = run(source, destination, log);
+    Require(FilesBelow(destination).size() == files, "not all files were copied");
+    return seconds;
+  };
+  std::vector<Candidate> both;
+  both.push_back({"tessary", [&] { return timed(TimeRunInWindow); }});
+  both.push_back({row.baseline, [&] { return timed(TimeRunOnCommandLine); }});
+  RunRounds(row.work, sizes.rounds, &both);
+  row.value = RatioOf(both[0], both[1]);
+  row.figures = MicrosecondsText(both[0], both[1], files);
+  report->Add(row);
+}
+
 }  // namespace
 
-void MeasureWindow(const Sizes& sizes, const ScratchDirectories& /*directories*/, Report* report) {
+void MeasureWindow(const Sizes& sizes, const ScratchDirectories& directories, Report* report) {
   const Row window = {.key = "window",
                       .work = "start the desktop program until its window is visible",
                       .limit = 0.3,
@@ -156,12 +246,30 @@ void MeasureWindow(const Sizes& sizes, const ScratchDirectories& /*directories*/
       .key = "window-idle",
       .work = "processor time of the idle window in " + std::to_string(kIdleTime.count()) + " s",
       .unit = "s"};
+  std::vector<Row> runs;
+  for (const size_t files : sizes.inWindow) {
+    runs.push_back({.key = "window-run-" + std::to_string(files),
+                    .work = "copy " + std::to_string(files) + " small files in the window, " +
+                            directories.memory.type(),
+                    .baseline = "`tessary-cli`",
+                    .limit = 1.15});
+  }
   std::string missing;
   if (std::string(TESSARY).empty()) missing = "built without the desktop program";
   if (!IsInstalled("xdotool") || !IsInstalled("Xvfb")) missing = "xdotool or Xvfb is not installed";
-  if (missing.empty()) return MeasureOpening(sizes, window, idle, report);
-  report->AddSkipped(window, missing);
-  report->AddSkipped(idle, missing);
+  if (!missing.empty()) {
+    report->AddSkipped(window, missing);
+    report->AddSkipped(idle, missing);
+    for (const Row& run : runs) report->AddSkipped(run, missing);
+    return;
+  }
+  // Without the session bus, on which the start would be forwarded to a running instance.
+  setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
+  const Screen screen;
+  MeasureOpening(sizes, window, idle, report);
+  for (size_t run = 0; run < runs.size(); ++run) {
+    MeasureRuns(sizes, directories.memory, sizes.inWindow[run], runs[run], report);
+  }
 }
 
 }  // namespace tessary::bench
