@@ -122,6 +122,7 @@ void AddHelpItems() {
 }
 
 void Quit() {
+  gWindowSystem->RefuseRequests();
   ShowProgressText("Bye.", kStatusTextTarget);
   gMainWindow.window->FadeOut();
   gWindowSystem->ExitToShell();

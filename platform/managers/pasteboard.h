@@ -12,6 +12,7 @@
 namespace tessary {
 
 inline constexpr char kUTTypeFileURL[] = "public.file-url";
+inline constexpr char kUTTypeURL[] = "public.url";
 
 // The data of a request from another program: items, each in one or more flavors.
 struct Pasteboard {

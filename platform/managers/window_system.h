@@ -70,6 +70,10 @@ class WindowSystem {
   // does not appear to hang. Delivers no input; timers, drops and requests wait.
   virtual void PumpEvents() = 0;
 
+  // Returns an error to other programs that request something from now on, because the program is
+  // about to end.
+  virtual void RefuseRequests() = 0;
+
   virtual void BringApplicationToFront() = 0;
   virtual void Beep() = 0;
 

@@ -1,5 +1,7 @@
 #include "platform/qt/file_uris.h"
 
+#include <QLatin1StringView>
+
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/urls.h"
 
@@ -24,6 +26,11 @@ std::vector<std::string> SplitUriList(std::string_view list) {
     list.remove_prefix(end + 1);
   }
   return uris;
+}
+
+bool IsFileUri(std::string_view uri) {
+  const QLatin1StringView text(uri.data(), static_cast<qsizetype>(uri.size()));
+  return text.startsWith(QLatin1StringView("file:"), Qt::CaseInsensitive);
 }
 
 std::optional<std::string> ResolveFileUri(std::string_view uri) {

@@ -13,6 +13,9 @@ namespace tessary {
 // Returns the URIs of a text/uri-list: all lines except empty lines and comments.
 std::vector<std::string> SplitUriList(std::string_view list);
 
+// Returns true if the URI has the scheme "file".
+bool IsFileUri(std::string_view uri);
+
 // Returns the path of the object that a file URI designates, with links resolved. Returns no value
 // for another scheme, a remote host, an invalid escape or a missing object.
 std::optional<std::string> ResolveFileUri(std::string_view uri);

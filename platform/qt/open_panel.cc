@@ -11,6 +11,7 @@
 
 #include "platform/managers/file_manager.h"
 #include "platform/managers/log.h"
+#include "platform/qt/input_block.h"
 
 namespace tessary {
 namespace {
@@ -33,9 +34,20 @@ void ShowMessage(QFileDialog* dialog, const QString& message) {
   dialog->setAccessibleDescription(message);
 }
 
-// Repaints the windows that the panel covered. The run that follows delivers no events, so that it
-// would leave pieces of the panel on them. Input events wait; requests and timers are queued as
-// tasks.
+// Shows the dialog until it is closed, and returns true if the user accepts it. QDialog::exec would
+// make it modal, and Qt refuses drags over windows that a modal dialog blocks.
+bool RunDialog(QFileDialog* dialog) {
+  QEventLoop loop;
+  QObject::connect(dialog, &QDialog::finished, &loop, &QEventLoop::quit);
+  dialog->show();
+  const InputBlock block(dialog, VisibleWindowsBehind(dialog));
+  loop.exec(QEventLoop::DialogExec);
+  return dialog->result() == QDialog::Accepted;
+}
+
+// Repaints the windows that the panel covered. A run that follows may take long before it delivers
+// events, and would leave pieces of the panel on them. Input events wait; requests and timers are
+// queued as tasks.
 void WaitForRepaint() {
   QEventLoop loop;
   QTimer::singleShot(kRepaintDelay, &loop, &QEventLoop::quit);
@@ -52,7 +64,7 @@ std::optional<std::string> RunFolderPanel(const NSOpenPanel& panel, QWidget* par
   dialog.setOption(QFileDialog::ReadOnly, !panel.canCreateDirectories);
   dialog.setLabelText(QFileDialog::Accept, QString::fromStdString(panel.prompt));
   ShowMessage(&dialog, QString::fromStdString(panel.message));
-  const bool isAccepted = dialog.exec() == QDialog::Accepted;
+  const bool isAccepted = RunDialog(&dialog);
   WaitForRepaint();
   if (!isAccepted) return std::nullopt;
   const QStringList chosen = dialog.selectedFiles();

@@ -10,15 +10,20 @@
 #include <QMetaObject>
 #include <QStringList>
 #include <QVariantMap>
+#include <algorithm>
 #include <utility>
 
 #include "platform/managers/log.h"
 #include "platform/qt/bus_names.h"
+#include "platform/qt/file_uris.h"
 
 namespace tessary {
 namespace {
 
 constexpr int kForwardTimeout = 5000;  // milliseconds; the other instance answers immediately
+
+constexpr char kQuittingMessage[] = "The program is quitting.";
+constexpr char kNoFileMessage[] = "None of the URIs is a file URI.";
 
 constexpr char kDescription[] = R"(
   <interface name="org.freedesktop.Application">
@@ -84,6 +89,12 @@ std::function<void()> RequestOf(const QDBusMessage& call, const BusRequests& req
   return nullptr;
 }
 
+// `call` is one that RequestOf accepts.
+bool IsServiceWithoutFile(const QDBusMessage& call) {
+  if (call.member() != "Perform") return false;
+  return std::ranges::none_of(ToStrings(call.arguments()[1]), IsFileUri);
+}
+
 QDBusMessage MakeOpenCall(const std::vector<std::string>& uris) {
   QStringList list;
   for (const std::string& uri : uris) list.append(QString::fromStdString(uri));
@@ -102,13 +113,21 @@ QDBusMessage MakeOpenCall(const std::vector<std::string>& uris) {
 // Answers the calls, in the thread of the SessionBus.
 class SessionBus::Endpoint : public QDBusVirtualObject {
  public:
-  explicit Endpoint(BusRequests requests) : requests_(std::move(requests)) {}
+  // `isRefusing` is owned by the caller and must outlive this object.
+  Endpoint(BusRequests requests, const std::atomic<bool>* isRefusing)
+      : requests_(std::move(requests)), isRefusing_(isRefusing) {}
 
   QString introspect(const QString& /*path*/) const override { return kDescription; }
 
   bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
     const std::function<void()> request = RequestOf(message, requests_);
     if (!request) return false;
+    if (*isRefusing_) {
+      return connection.send(message.createErrorReply(QDBusError::Failed, kQuittingMessage));
+    }
+    if (IsServiceWithoutFile(message)) {
+      return connection.send(message.createErrorReply(QDBusError::InvalidArgs, kNoFileMessage));
+    }
     if (message.isReplyRequired()) connection.send(message.createReply());
     QMetaObject::invokeMethod(QCoreApplication::instance(), request, Qt::QueuedConnection);
     return true;
@@ -116,6 +135,7 @@ class SessionBus::Endpoint : public QDBusVirtualObject {
 
  private:
   BusRequests requests_;
+  const std::atomic<bool>* isRefusing_;
 };
 
 SessionBus::SessionBus(BusRequests requests) : requests_(std::move(requests)) {}
@@ -137,10 +157,12 @@ SessionBus::Role SessionBus::ClaimName() {
     NSLog("There is no session bus; other programs cannot reach this one.");
     return Role::kUnavailable;
   }
-  endpoint_ = new Endpoint(requests_);
-  endpoint_->moveToThread(&thread_);
-  QObject::connect(&thread_, &QThread::finished, endpoint_, &QObject::deleteLater);
-  thread_.start();
+  if (endpoint_ == nullptr) {
+    endpoint_ = new Endpoint(requests_, &isRefusing_);
+    endpoint_->moveToThread(&thread_);
+    QObject::connect(&thread_, &QThread::finished, endpoint_, &QObject::deleteLater);
+    thread_.start();
+  }
   bus.registerVirtualObject(kObjectPath, endpoint_);
   const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
       bus.interface()->registerService(kBusName, QDBusConnectionInterface::DontQueueService,
@@ -153,6 +175,11 @@ SessionBus::Role SessionBus::ClaimName() {
   NSLog("Cannot register the name " + std::string(kBusName) +
         " on the session bus: " + reply.error().message().toStdString());
   return Role::kUnavailable;
+}
+
+void SessionBus::RefuseRequests() {
+  isRefusing_ = true;
+  if (endpoint_ != nullptr) QDBusConnection::sessionBus().unregisterService(kBusName);
 }
 
 bool SessionBus::Forward(const std::vector<std::string>& uris) {

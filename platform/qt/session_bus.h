@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QThread>
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -28,7 +29,8 @@ struct BusRequests {
 // The program on the session bus: it owns the name org.tessary.Tessary, which is unique in a
 // session, and implements the interfaces org.freedesktop.Application and org.tessary.Service at
 // /org/tessary/Tessary. A thread of its own answers every call immediately, so that no caller waits
-// for a run or a panel, and queues the request in the main thread's event loop.
+// for a run or a panel, and queues the request in the main thread's event loop. A request of a
+// service must contain a file URI.
 class SessionBus {
  public:
   explicit SessionBus(BusRequests requests);
@@ -42,11 +44,15 @@ class SessionBus {
     kUnavailable,  // there is no bus, or it refuses the name; logged
   };
 
-  // Requests the name on the bus.
+  // Requests the name on the bus. May be repeated if another instance owns it.
   Role ClaimName();
 
+  // Releases the name, so that another instance can start and serve later requests, and returns an
+  // error to every caller that still reaches this one. For a program that is quitting.
+  void RefuseRequests();
+
   // Asks the other instance to open the objects that the URIs designate, or to come to the front if
-  // there are none. Returns false if it does not answer, after a log line.
+  // there are none. Returns false if it does not answer or refuses, after a log line.
   static bool Forward(const std::vector<std::string>& uris);
 
  private:
@@ -54,6 +60,7 @@ class SessionBus {
 
   BusRequests requests_;
   QThread thread_;
+  std::atomic<bool> isRefusing_ = false;
   Endpoint* endpoint_ = nullptr;  // lives in the thread and is deleted when the thread ends
 };
 

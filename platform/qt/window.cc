@@ -19,7 +19,6 @@
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
 #include "platform/qt/control.h"
-#include "platform/qt/drag.h"
 #include "platform/qt/pump.h"
 
 namespace tessary {
@@ -130,14 +129,15 @@ Status QtWindow::ShowAsSheetOf(Window* parent) {
   if (widget_->parentWidget() != window->widget_) {
     widget_->setParent(window->widget_, Qt::Dialog | Qt::Sheet);
   }
-  widget_->setWindowModality(Qt::WindowModal);
   widget_->show();
   widget_->raise();
   widget_->activateWindow();
+  parentBlock_ = std::make_unique<InputBlock>(widget_, QList<QWidget*>{window->widget_});
   return noErr;
 }
 
 Status QtWindow::HideSheet() {
+  parentBlock_ = nullptr;
   widget_->hide();
   return noErr;
 }
@@ -255,9 +255,12 @@ Status QtWindow::Track(DragTrackingMessage message, const Drag& drag) {
 
 void QtWindow::EnterDrag(QEvent* event) {
   auto* enter = static_cast<QDropEvent*>(event);
-  drag_ = std::make_shared<QtDrag>(*enter->mimeData());
+  // File specifications stay valid after the pool has released the references.
+  std::optional<NSAutoreleasePool> pool;
+  if (tasks_->IsIdle()) pool.emplace();
+  drag_.emplace(*enter->mimeData());
   if (Track(DragTrackingMessage::kEnterHandler, *drag_) != noErr) {
-    drag_ = nullptr;
+    drag_.reset();
     event->ignore();
     return;
   }
@@ -267,24 +270,23 @@ void QtWindow::EnterDrag(QEvent* event) {
 }
 
 void QtWindow::LeaveDrag() {
-  if (drag_ == nullptr) return;
+  if (!drag_) return;
   (void)Track(DragTrackingMessage::kLeaveWindow, *drag_);
   (void)Track(DragTrackingMessage::kLeaveHandler, *drag_);
-  drag_ = nullptr;
+  drag_.reset();
 }
 
 // Uses the data that was read when the drag entered, because its source may have released them by
-// the time of the drop. While another task runs, the drop is accepted and queued.
+// the time of the drop. During a run or while a panel is open, the drop is accepted and queued.
 void QtWindow::Drop(QEvent* event) {
   auto* drop = static_cast<QDropEvent*>(event);
-  std::shared_ptr<const Drag> drag = drag_;
+  QtDrag drag = drag_ ? *drag_ : QtDrag(*drop->mimeData());
   LeaveDrag();
-  if (drag == nullptr) drag = std::make_shared<QtDrag>(*drop->mimeData());
   Status status = noErr;
   if (tasks_->IsIdle()) {
-    tasks_->RunOrPost([this, &drag, &status] { status = Receive(drag); });
+    tasks_->RunOrPost([this, &drag, &status] { status = Receive(std::move(drag)); });
   } else {
-    tasks_->Post([window = QPointer<QtWindow>(this), drag] {
+    tasks_->Post([window = QPointer<QtWindow>(this), drag = std::move(drag)] {
       if (window != nullptr) (void)window->Receive(drag);
     });
   }
@@ -292,8 +294,9 @@ void QtWindow::Drop(QEvent* event) {
   event->setAccepted(status == noErr);
 }
 
-Status QtWindow::Receive(const std::shared_ptr<const Drag>& drag) {
-  return receiveHandler_ ? receiveHandler_(this, *drag) : dragNotAcceptedErr;
+Status QtWindow::Receive(QtDrag drag) {
+  drag.RemoveVanished();
+  return receiveHandler_ ? receiveHandler_(this, drag) : dragNotAcceptedErr;
 }
 
 }  // namespace tessary

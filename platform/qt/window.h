@@ -5,10 +5,13 @@
 #include <QWidget>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/managers/windows.h"
 #include "platform/qt/command_sender.h"
+#include "platform/qt/drag.h"
+#include "platform/qt/input_block.h"
 #include "platform/qt/overlays.h"
 #include "platform/qt/task_queue.h"
 
@@ -55,7 +58,7 @@ class QtWindow final : public QObject, public Window {
   void SendCommandOf(const QWidget* widget);
   QWidget* Content() const;
   Status Track(DragTrackingMessage message, const Drag& drag);
-  Status Receive(const std::shared_ptr<const Drag>& drag);
+  Status Receive(QtDrag drag);
   void EnterDrag(QEvent* event);
   void LeaveDrag();
   void Drop(QEvent* event);
@@ -68,7 +71,8 @@ class QtWindow final : public QObject, public Window {
   QPointer<DropHilite> hilite_;
   DragTrackingHandler trackingHandler_;
   DragReceiveHandler receiveHandler_;
-  std::shared_ptr<const Drag> drag_;  // the drag over the window, if any
+  std::optional<QtDrag> drag_;               // the drag over the window, if any
+  std::unique_ptr<InputBlock> parentBlock_;  // while this is a sheet
 };
 
 }  // namespace tessary

@@ -95,7 +95,10 @@ bool QtWindowSystem::ForwardToRunningInstance(const std::vector<std::string>& pa
       NSLog(DescribeMissing(path));
     }
   }
-  return SessionBus::Forward(uris);
+  if (SessionBus::Forward(uris)) return true;
+  // The other instance may be quitting and have released the name.
+  (void)bus_.ClaimName();
+  return false;
 }
 
 void QtWindowSystem::OpenPaths(const std::vector<std::string>& paths) {
@@ -142,7 +145,10 @@ Status QtWindowSystem::GetHelpMenu(MenuRef* menu, uint16_t* firstFreeItem) {
 void QtWindowSystem::RunApplicationEventLoop() {
   ui_.tasks.Open();
   QCoreApplication::exec();
+  RefuseRequests();
 }
+
+void QtWindowSystem::RefuseRequests() { bus_.RefuseRequests(); }
 
 Status QtWindowSystem::InstallEventLoopTimer(double delay, std::function<void()> routine) {
   if (!routine || !(delay >= 0)) return paramErr;
@@ -249,7 +255,9 @@ void QtWindowSystem::PerformAction(const std::string& action) {
 void QtWindowSystem::PerformService(const std::string& message,
                                     const std::vector<std::string>& uris) {
   auto pasteboard = std::make_shared<Pasteboard>();
-  for (const std::string& uri : uris) pasteboard->items.push_back({{kUTTypeFileURL, uri}});
+  for (const std::string& uri : uris) {
+    pasteboard->items.push_back({{IsFileUri(uri) ? kUTTypeFileURL : kUTTypeURL, uri}});
+  }
   const Event event = {.eventClass = kEventClassService,
                        .eventKind = kEventServicePerform,
                        .parameters = {{kEventParamServiceMessageName, message},

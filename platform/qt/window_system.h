@@ -49,6 +49,7 @@ class QtWindowSystem final : public WindowSystem {
   void RunApplicationEventLoop() override;
   Status InstallEventLoopTimer(double delay, std::function<void()> routine) override;
   void PumpEvents() override;
+  void RefuseRequests() override;
   void BringApplicationToFront() override;
   void Beep() override;
   [[noreturn]] void ExitToShell() override;

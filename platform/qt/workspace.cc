@@ -13,6 +13,7 @@
 #include <QString>
 #include <QStringList>
 #include <QUrl>
+#include <functional>
 #include <optional>
 
 #include "platform/managers/log.h"
@@ -51,31 +52,39 @@ void LogNoFolderHandler(const std::string& path) {
   NSLog("No application on this desktop opens the folder \"" + path + "\".");
 }
 
-// Starts xdg-open and returns true. It reports only on exit whether it found a program, so that a
-// failure is logged then. Returns false if xdg-open is not installed, or if this program is
-// associated with folders, because xdg-open could start this program again.
-bool RunXdgOpen(const std::string& path) {
-  if (IsThisProgramFolderHandler()) return false;
+void LogNoPageHandler(const std::string& url) {
+  NSLog("No application on this desktop opens the page " + url);
+}
+
+// Starts xdg-open and returns true. It reports only on exit whether it found a program, so that
+// `logFailure` is called then. Returns false if xdg-open is not installed.
+bool RunXdgOpen(const QString& object, const std::function<void()>& logFailure) {
   const QString program = QStandardPaths::findExecutable("xdg-open");
   if (program.isEmpty()) return false;
   auto* process = new QProcess(QCoreApplication::instance());
   QObject::connect(process, &QProcess::finished, process,
-                   [process, path](int exitCode, QProcess::ExitStatus status) {
+                   [process, logFailure](int exitCode, QProcess::ExitStatus status) {
                      const bool worked = status == QProcess::NormalExit && exitCode == 0;
-                     if (!worked) LogNoFolderHandler(path);
+                     if (!worked) logFailure();
                      process->deleteLater();
                    });
   process->setStandardInputFile(QProcess::nullDevice());
   process->setStandardOutputFile(QProcess::nullDevice());
   process->setStandardErrorFile(QProcess::nullDevice());
-  process->start(program, {QFile::decodeName(path.c_str())});
+  process->start(program, {object});
   return process->waitForStarted();
+}
+
+// Not if this program is associated with folders, because xdg-open could start this program again.
+bool OpenFolderWithXdgOpen(const std::string& path) {
+  if (IsThisProgramFolderHandler()) return false;
+  return RunXdgOpen(QFile::decodeName(path.c_str()), [path] { LogNoFolderHandler(path); });
 }
 
 bool OpenFolderWithAnyHandler(const std::string& path) {
   const std::optional<FolderHandler> handler = FindFolderHandler();
   if (handler && StartFolderHandler(*handler, path)) return true;
-  return CallFileManager(path, "ShowFolders") || RunXdgOpen(path);
+  return CallFileManager(path, "ShowFolders") || OpenFolderWithXdgOpen(path);
 }
 
 std::string ParentOf(const std::string& path) {
@@ -94,10 +103,16 @@ Status ShowFolder(const std::string& path) {
   return kLSApplicationNotFoundErr;
 }
 
+// QUrl converts the host to lower case, which changes the component of an "appstream:" URL. Such a
+// URL goes unchanged to xdg-open or, in a sandbox, to the portal that replaces it.
 void ShowPage(const std::string& url) {
   const QUrl address(QString::fromStdString(url), QUrl::StrictMode);
-  if (address.isValid() && QDesktopServices::openUrl(address)) return;
-  NSLog("No application on this desktop opens the page " + url);
+  const bool isUnchanged = address.isValid() && address.toEncoded().toStdString() == url;
+  if (isUnchanged ? QDesktopServices::openUrl(address)
+                  : RunXdgOpen(QString::fromStdString(url), [url] { LogNoPageHandler(url); })) {
+    return;
+  }
+  LogNoPageHandler(url);
 }
 
 }  // namespace tessary

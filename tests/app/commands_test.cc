@@ -90,6 +90,14 @@ TEST_F(CommandsTest, PassOnEventWithoutCommand) {
   EXPECT_TRUE(system_.TakeCalls().empty());
 }
 
+TEST_F(CommandsTest, PreferencesResetStatusText) {
+  EXPECT_EQ(noErr, RunProgram([&] {
+              EXPECT_EQ(noErr, SetStatusText(gMainWindow.statusText, "Moving: /a", true));
+              Command(FourCharCode("pref"));
+              EXPECT_EQ(kPrompt, Main().ControlOf(1).Text());
+            }));
+}
+
 // ---- The Help menu ----
 
 TEST_F(CommandsTest, HelpMenuOpensPages) {

@@ -329,8 +329,9 @@ TEST_F(RunAggregationTest, QuitsAfterOpeningDestination) {
                            Calls(calls.end() - 2, calls.end()));
                }),
                ProcessEnd);
-  EXPECT_EQ(Join({StatusTextCalls("Bye."), {"FadeOut MainWindow", "ExitToShell"}}),
-            system_.TakeCalls());
+  EXPECT_EQ(
+      Join({{"RefuseRequests"}, StatusTextCalls("Bye."), {"FadeOut MainWindow", "ExitToShell"}}),
+      system_.TakeCalls());
 }
 
 TEST_F(RunAggregationTest, StaysOpenByDefault) {

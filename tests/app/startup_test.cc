@@ -152,6 +152,18 @@ TEST_F(RunApplicationTest, EndsAtQuitCommand) {
   EXPECT_EQ((Calls{"DisposeWindow MainWindow"}), system_.TakeCalls());
 }
 
+// A reference depends on the pool in which its folder was interned.
+TEST_F(RunApplicationTest, QuitCommandReleasesPool) {
+  const std::string source = MakeSource();
+  FSRef ref;
+  EXPECT_EQ(noErr, RunProgram([&] {
+              ASSERT_EQ(noErr, FSPathMakeRef((source + "/letter.txt").c_str(), &ref));
+              ASSERT_TRUE(FSIsFSRefValid(ref));
+              Command(FourCharCode("quit"), eventNotHandledErr);
+            }));
+  EXPECT_FALSE(FSIsFSRefValid(ref));
+}
+
 TEST_F(RunApplicationTest, DisposesOfSheetBeforeParent) {
   EXPECT_EQ(noErr, RunProgram([&] { Command(FourCharCode("pref")); }));
   EXPECT_EQ((Calls{"DisposeWindow PreferencesWindow", "DisposeWindow MainWindow"}),
@@ -195,9 +207,10 @@ TEST_F(RunApplicationTest, QuitTimerEndsProcess) {
                  EXPECT_EQ(std::vector<double>({1.0}), system_.TimerDelays());
                }),
                ProcessEnd);
-  EXPECT_EQ(
-      Join({{"InstallTimer 1"}, StatusTextCalls("Bye."), {"FadeOut MainWindow", "ExitToShell"}}),
-      system_.TakeCalls());
+  EXPECT_EQ(Join({{"InstallTimer 1", "RefuseRequests"},
+                  StatusTextCalls("Bye."),
+                  {"FadeOut MainWindow", "ExitToShell"}}),
+            system_.TakeCalls());
 }
 
 TEST_F(RunApplicationTest, StaysOpenWithoutQuitTimer) {

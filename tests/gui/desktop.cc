@@ -25,7 +25,8 @@ constexpr unsigned long kPollInterval = 20;  // milliseconds
 constexpr int kFirstDisplay = 1000;
 constexpr int kDisplays = 50000;
 constexpr char kWindowTitle[] = "^Tessary$";
-constexpr char kPanelTitle[] = "^Choose (Destination|Source) — Tessary$";
+// The titles end with the program's name. xdotool does not match the dash in every locale.
+constexpr char kPanelTitle[] = "^Choose (Destination|Source)";
 
 // A session bus that activates no services, so that no program of this machine starts.
 constexpr char kBusConfiguration[] = R"(<!DOCTYPE busconfig PUBLIC
@@ -253,19 +254,45 @@ bool DesktopTest::WaitForSorted(const std::string& name) const {
   return WaitUntil([this, &name] { return Exists(Destination() + "/txt/" + name); });
 }
 
-void DesktopTest::DragOnto(const QStringList& uris) {
+void DesktopTest::StartLongRun() {
+  WriteFile(PreferencesPath(), "FileOperation = 1\n");
+  for (int file = 0; file < kManyFiles; ++file) {
+    WriteFile(LongSource() + "/" + std::to_string(file) + ".txt");
+  }
+  StartRun(LongSource());
+  ASSERT_TRUE(WaitUntil([this] { return CountInLog("Moved \"") > 0; }));
+}
+
+size_t DesktopTest::CountRemaining() const { return NamesIn(LongSource()).size(); }
+
+bool DesktopTest::WaitForEndOfLongRun() const {
+  return WaitUntil([this] { return NamesIn(Destination() + "/txt").size() >= kManyFiles; });
+}
+
+std::vector<std::string> DesktopTest::FoldersInOrder() const {
+  static constexpr std::string_view kText = "Aggregating folder ";
+  std::vector<std::string> names;
+  const std::string log = program_->Output();
+  for (size_t at = log.find(kText); at != std::string::npos; at = log.find(kText, at + 1)) {
+    const size_t start = at + kText.size();
+    names.push_back(log.substr(start, log.find('\n', start) - start));
+  }
+  return names;
+}
+
+void DesktopTest::DragOnto(const QStringList& uris, const std::function<void()>& beforeDrop) {
   // On a busy machine the button may be released before the target has answered the last move. Then
   // nothing is dropped, and a user drags again.
   constexpr int kAttempts = 4;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    if (Drag(uris)) return;
+    if (Drag(uris, beforeDrop)) return;
   }
   ADD_FAILURE() << "no drop was accepted";
 }
 
 // Toolkits recognise a drag by its timing: button down, pause, small moves, a nudge at the target,
 // pause, button up.
-bool DesktopTest::Drag(const QStringList& uris) {
+bool DesktopTest::Drag(const QStringList& uris, const std::function<void()>& beforeDrop) {
   WriteFile(At("uris"), uris.join("\r\n").toStdString());
   const BackgroundProcess source(TESSARY_DRAG_SOURCE, {Text(At("uris"))}, environment_,
                                  At("drag-source"));
@@ -279,8 +306,10 @@ bool DesktopTest::Drag(const QStringList& uris) {
     gesture += {"mousemove", QString::number(60 + (target.x() - 60) * move / kMoves),
                 QString::number(60 + (target.y() - 60) * move / kMoves), "sleep", "0.06"};
   }
-  gesture += {"mousemove_relative", "3", "3", "sleep", "0.3", "mouseup", "1"};
+  gesture += {"mousemove_relative", "3", "3", "sleep", "0.3"};
   RunTool("xdotool", gesture);
+  if (beforeDrop) beforeDrop();
+  RunTool("xdotool", {"mouseup", "1"});
   // The source reports nothing if the press or the moves were lost and no drag started.
   constexpr int kReportTimeout = 5000;
   if (!source.WaitForOutput("dropped", kReportTimeout)) return false;
@@ -324,6 +353,14 @@ void DesktopTest::CancelPanel() {
   const QString panel = ActiveWindow();
   PressKeys({"Escape"});
   ASSERT_TRUE(WaitUntilPanelCloses(panel));
+}
+
+void DesktopTest::MoveAside(const QString& title) const {
+  RunTool("xdotool", {"windowmove", FindVisibleWindow(title), "0", "500"});
+}
+
+bool DesktopTest::AnswersPing() const {
+  return RunTool(TESSARY_PING_WINDOW, {Text(window_)}) == "answered\n";
 }
 
 void DesktopTest::PressKeys(const QStringList& keys) const {

@@ -23,6 +23,9 @@ namespace tessary::test {
 inline constexpr int kStatusText = 1;
 inline constexpr int kElapsedTimeText = 6;
 
+// The number of files of a long run.
+inline constexpr int kManyFiles = 20000;
+
 // Milliseconds. Longer than any successful wait takes, on a busy machine, too.
 inline constexpr int kWaitTimeout = 30000;
 
@@ -49,7 +52,7 @@ class BackgroundProcess {
   // exit.
   std::optional<int> WaitForExit();
 
-  // Stops and continues the process by signals.
+  // Stop and continue the process by signals.
   void Suspend() const;
   void Resume() const;
 
@@ -92,15 +95,24 @@ class DesktopTest : public testing::Test {
   // Makes a folder in the test's folder with one file, "NAME.txt". Returns its path.
   std::string MakeSource(const std::string& name);
 
+  // Starts a run that moves kManyFiles files out of LongSource, and waits until it has moved some.
+  void StartLongRun();
+  std::string LongSource() const { return At("many"); }
+  size_t CountRemaining() const;
+  bool WaitForEndOfLongRun() const;
+
+  // The names of the folders that the program has run on, in order.
+  std::vector<std::string> FoldersInOrder() const;
+
   // Waits until a text file has been sorted into the destination.
   bool WaitForSorted(const std::string& name) const;
 
-  // Drags the URIs with the mouse from another program's window onto the main window. Returns true
-  // if the drop was accepted.
-  bool Drag(const QStringList& uris);
+  // Drags the URIs with the mouse from another program's window onto the main window. Calls
+  // `beforeDrop` when they are over the window. Returns true if the drop was accepted.
+  bool Drag(const QStringList& uris, const std::function<void()>& beforeDrop = {});
 
   // Repeats Drag until the drop is accepted. Fails the test if it never is.
-  void DragOnto(const QStringList& uris);
+  void DragOnto(const QStringList& uris, const std::function<void()>& beforeDrop = {});
 
   // Wait for the panel, then accept it with a path or cancel it.
   void AnswerPanel(const std::string& path);
@@ -111,6 +123,12 @@ class DesktopTest : public testing::Test {
 
   // Waits until the panel is open and active.
   bool WaitForPanel();
+
+  // Moves the open panel or sheet beside the main window.
+  void MoveAside(const QString& title) const;
+
+  // Pings the main window, as a window manager does. Returns true if the program answers.
+  bool AnswersPing() const;
 
   void PressKeys(const QStringList& keys) const;
   void ClickAt(const QPoint& point) const;  // relative to the window's content
@@ -132,6 +150,8 @@ class DesktopTest : public testing::Test {
   bool WaitForStatus(const std::string& text) { return WaitForText(kStatusText, {text}); }
 
   std::string WindowTitle() const;
+
+  const std::string& WindowID() const { return window_; }
 
   // Waits until the program's log contains the text.
   bool WaitForLog(const std::string& text) const { return program_->WaitForOutput(text); }

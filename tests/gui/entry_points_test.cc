@@ -1,5 +1,6 @@
 #include <QDBusArgument>
 #include <QVariant>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -10,20 +11,7 @@
 namespace tessary::test {
 namespace {
 
-class EntryPoints : public DesktopTest {
- protected:
-  // The names of the folders that the program has run on, in order.
-  std::vector<std::string> FoldersInOrder() const {
-    static constexpr std::string_view kText = "Aggregating folder ";
-    std::vector<std::string> names;
-    const std::string log = program_->Output();
-    for (size_t at = log.find(kText); at != std::string::npos; at = log.find(kText, at + 1)) {
-      const size_t start = at + kText.size();
-      names.push_back(log.substr(start, log.find('\n', start) - start));
-    }
-    return names;
-  }
-};
+class EntryPoints : public DesktopTest {};
 
 TEST_F(EntryPoints, DroppedFolder) {
   const std::string source = MakeSource("letters");
@@ -73,6 +61,47 @@ TEST_F(EntryPoints, DropWithoutLocalItemIsRefused) {
   EXPECT_TRUE(WaitForStatus(kDropPrompt));
 }
 
+TEST_F(EntryPoints, VanishedItemsAreSkipped) {
+  const QStringList uris = {UriOf(MakeSource("first")), UriOf(MakeSource("second")),
+                            UriOf(MakeSource("third"))};
+  StartProgram();
+  DragOnto(uris, [this] {
+    std::filesystem::remove_all(At("first"));
+    std::filesystem::remove_all(At("third"));
+  });
+  ChooseDestination();
+  EXPECT_TRUE(WaitForSorted("second.txt"));
+  EXPECT_TRUE(WaitForStatus(kDropPrompt));
+  EXPECT_EQ(std::vector<std::string>{"second"}, FoldersInOrder());
+}
+
+TEST_F(EntryPoints, DropWhilePanelIsOpen) {
+  const std::string first = MakeSource("first");
+  const std::string second = MakeSource("second");
+  StartProgram({first});
+  ASSERT_TRUE(WaitForPanel());
+  MoveAside("^Choose Destination");
+  DragOnto({UriOf(second)});
+  ChooseDestination();
+  EXPECT_TRUE(WaitForSorted("first.txt"));
+  ChooseDestination();
+  EXPECT_TRUE(WaitForSorted("second.txt"));
+  EXPECT_EQ((std::vector<std::string>{"first", "second"}), FoldersInOrder());
+}
+
+TEST_F(EntryPoints, DropWhileSheetIsOpen) {
+  const std::string source = MakeSource("letters");
+  StartProgram();
+  PressKeys({"ctrl+comma"});
+  ASSERT_TRUE(WaitUntil([this] {
+    return RunTool("xdotool", {"getactivewindow", "getwindowname"}).starts_with("Preferences");
+  }));
+  MoveAside("^Preferences");
+  DragOnto({UriOf(source)});
+  ChooseDestination();
+  EXPECT_TRUE(WaitForSorted("letters.txt"));
+}
+
 TEST_F(EntryPoints, DroppedFileIsIgnored) {
   WriteFile(At("file.txt"));
   const std::string source = MakeSource("letters");
@@ -107,14 +136,21 @@ TEST_F(EntryPoints, ServiceRunsFirstFolder) {
   const QStringList uris = {UriOf(MakeSource("letters")), UriOf(MakeSource("photos"))};
   StartProgram();
   EXPECT_EQ("", CallProgram("org.tessary.Service", "Perform", {"sort", uris}));
-  EXPECT_EQ("", CallProgram("org.tessary.Service", "Perform", {"aggregate", QStringList()}));
+  // The call returns while the panel is open. Only file URIs count.
   EXPECT_EQ("", CallProgram("org.tessary.Service", "Perform",
-                            {"aggregate", QStringList{"https://tessary.example"}}));
-  // The call returns while the panel is open.
-  EXPECT_EQ("", CallProgram("org.tessary.Service", "Perform", {"AGGREGATE", uris}));
+                            {"AGGREGATE", QStringList{"https://tessary.example"} + uris}));
   ChooseDestination();
   EXPECT_TRUE(WaitForSorted("letters.txt"));
   EXPECT_EQ(std::vector<std::string>{"letters"}, FoldersInOrder());
+}
+
+TEST_F(EntryPoints, ServiceWithoutFileReturnsError) {
+  StartProgram();
+  for (const QStringList& uris : {QStringList(), QStringList{"https://tessary.example", "/tmp"}}) {
+    EXPECT_EQ("org.freedesktop.DBus.Error.InvalidArgs",
+              CallProgram("org.tessary.Service", "Perform", {"aggregate", uris}));
+  }
+  EXPECT_FALSE(IsPanelOpen());
 }
 
 TEST_F(EntryPoints, RequestWaitsForPanel) {

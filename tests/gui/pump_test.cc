@@ -49,6 +49,37 @@ class PumpOnWayland : public PumpTest {
   }
 };
 
+// A nested compositor has a pointer. Weston pings the window that the pointer enters.
+TEST_F(PumpOnWayland, AnswersPingDuringWork) {
+  const std::string missing = MissingTool({"weston"});
+  if (!missing.empty()) GTEST_SKIP() << missing << " is not installed";
+  const BackgroundProcess weston(
+      "weston",
+      {"--backend=x11-backend.so", "--use-pixman", "--width=1024", "--height=768",
+       "--socket=tessary-test", "--idle-time=0", "--no-config"},
+      environment_, At("weston"));
+  ASSERT_TRUE(WaitUntil([this] { return Exists(At("run/tessary-test")); })) << weston.Output();
+  QProcessEnvironment nested = environment_;
+  nested.insert("WAYLAND_DISPLAY", "tessary-test");
+  nested.insert("QT_QPA_PLATFORM", "wayland");
+  nested.insert("WAYLAND_DEBUG", "client");
+  program_ =
+      std::make_unique<BackgroundProcess>(TESSARY_PUMP_PROGRAM, QStringList(), nested, At("log"));
+  ASSERT_TRUE(program_->WaitForOutput("busy")) << weston.Output();
+  // Crosses the whole screen, because the compositor places windows at random.
+  QStringList path;
+  for (int y = 50; y < 900; y += 90) {
+    for (int x = 50; x < 1280; x += 100) {
+      path += {"mousemove", QString::number(x), QString::number(y), "sleep", "0.02"};
+    }
+  }
+  RunTool("xdotool", path);
+  EXPECT_TRUE(program_->WaitForOutput(".ping(")) << weston.Output();
+  EXPECT_TRUE(program_->WaitForOutput(".pong("));
+  const std::string log = program_->Output();
+  EXPECT_LT(log.find(".pong("), log.find("during")) << "the work has ended before the answer";
+}
+
 TEST_F(PumpOnWayland, PaintsDuringWork) {
   const std::string missing = MissingTool({"weston", "weston-screenshooter"});
   if (!missing.empty()) GTEST_SKIP() << missing << " is not installed";

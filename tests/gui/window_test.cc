@@ -1,4 +1,9 @@
+#include <QImage>
 #include <QPoint>
+#include <QVariantMap>
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -9,24 +14,26 @@
 namespace tessary::test {
 namespace {
 
-constexpr int kManyFiles = 20000;
 constexpr int kContentTop = 30;  // of the window, below the menu bar
+
+// Differences of brightness, of 255.
+constexpr int kNoContrast = 10;
+constexpr int kFadedContrast = 150;
+
+// The greatest difference of brightness between a pixel and the first one.
+int ContrastOf(const QImage& picture) {
+  int contrast = 0;
+  for (int y = 0; y < picture.height(); ++y) {
+    for (int x = 0; x < picture.width(); ++x) {
+      contrast =
+          std::max(contrast, std::abs(qGray(picture.pixel(x, y)) - qGray(picture.pixel(0, 0))));
+    }
+  }
+  return contrast;
+}
 
 class DesktopWindow : public DesktopTest {
  protected:
-  // Starts a run that moves many files, and waits until it has moved some.
-  void StartLongRun() {
-    WriteFile(PreferencesPath(), "FileOperation = 1\n");
-    for (int file = 0; file < kManyFiles; ++file) {
-      WriteFile(LongSource() + "/" + std::to_string(file) + ".txt");
-    }
-    StartRun(LongSource());
-    ASSERT_TRUE(WaitUntil([this] { return CountInLog("Moved \"") > 0; }));
-  }
-
-  std::string LongSource() const { return At("many"); }
-  size_t CountRemaining() const { return NamesIn(LongSource()).size(); }
-
   // The status texts that a suspended run may show: those of the items that were moved last, the
   // newest first. The texts follow the run at the display's rate.
   std::vector<std::string> PossibleTexts() const {
@@ -57,10 +64,6 @@ class DesktopWindow : public DesktopTest {
     });
     return isSuspended && CountRemaining() > 0;
   }
-
-  bool WaitForEndOfRun() {
-    return WaitUntil([this] { return NamesIn(Destination() + "/txt").size() == kManyFiles; });
-  }
 };
 
 TEST_F(DesktopWindow, StatusFollowsRun) {
@@ -80,7 +83,7 @@ TEST_F(DesktopWindow, StatusFollowsRun) {
   EXPECT_TRUE(first.copy(indicator) != second.copy(indicator) ||
               first.copy(indicator) != third.copy(indicator));
   program_->Resume();
-  EXPECT_TRUE(WaitForEndOfRun());
+  EXPECT_TRUE(WaitForEndOfLongRun());
   EXPECT_TRUE(WaitForStatus(kDropPrompt));
 }
 
@@ -102,7 +105,7 @@ TEST_F(DesktopWindow, IsRepaintedAfterPanelCloses) {
       ASSERT_EQ(empty, picture.pixel(picture.width() - 1 - x, y)) << x << ", " << y;
     }
   }
-  EXPECT_TRUE(WaitForEndOfRun());
+  EXPECT_TRUE(WaitForEndOfLongRun());
 }
 
 TEST_F(DesktopWindow, StopDuringRunHasNoEffect) {
@@ -110,7 +113,7 @@ TEST_F(DesktopWindow, StopDuringRunHasNoEffect) {
   const QImage window = TakeScreenshot();
   ClickAt(QPoint(window.width() - 50, window.height() - 30));
   ASSERT_GT(CountRemaining(), 0U) << "the run has ended too early";
-  EXPECT_TRUE(WaitForEndOfRun());
+  EXPECT_TRUE(WaitForEndOfLongRun());
   EXPECT_TRUE(WaitForStatus(kDropPrompt));
 }
 
@@ -127,8 +130,7 @@ TEST_F(DesktopWindow, CancelledSheetKeepsChanges) {
   }));
   PressKeys({"Escape"});
   ASSERT_TRUE(WaitUntil([this] {
-    return RunTool("xdotool", {"search", "--onlyvisible", "--name", "^Preferences — Tessary$"})
-        .empty();
+    return RunTool("xdotool", {"search", "--onlyvisible", "--name", "^Preferences"}).empty();
   }));
   const std::string stored = ReadFile(PreferencesPath());
   EXPECT_TRUE(stored.starts_with("# mine\nFileOperation = 2\nQuitWhenDone = true\n")) << stored;
@@ -136,10 +138,11 @@ TEST_F(DesktopWindow, CancelledSheetKeepsChanges) {
   EXPECT_NE(std::string::npos, stored.find("RecurseFolders = true\n")) << stored;
 }
 
-TEST_F(DesktopWindow, QuitWhenDoneShowsBye) {
+// The text and the fade are visible for a moment only, so that the program is suspended for each
+// picture.
+TEST_F(DesktopWindow, QuitWhenDoneShowsByeAndFades) {
   WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
   StartRun(MakeSource("letters"));
-  // The text is visible for a moment only, so that the program is suspended for each reading.
   EXPECT_TRUE(WaitUntil([this] {
     program_->Suspend();
     const bool isShown = ReadText(kStatusText, {"Bye."}).has_value();
@@ -147,8 +150,45 @@ TEST_F(DesktopWindow, QuitWhenDoneShowsBye) {
     return isShown || !program_->IsRunning();
   }));
   EXPECT_TRUE(program_->IsRunning()) << "the program exited without showing the text";
+  bool hasFaded = false;
+  WaitUntil([this, &hasFaded] {
+    program_->Suspend();
+    const int contrast = ContrastOf(TakeScreenshot());
+    program_->Resume();
+    hasFaded = hasFaded || (contrast > kNoContrast && contrast < kFadedContrast);
+    return hasFaded || !program_->IsRunning();
+  });
+  EXPECT_TRUE(hasFaded);
   EXPECT_EQ(0, program_->WaitForExit());
   EXPECT_TRUE(Exists(Destination() + "/txt/letters.txt"));
+}
+
+TEST_F(DesktopWindow, RefusesRequestsWhileQuitting) {
+  WriteFile(PreferencesPath(), "QuitWhenDone = true\n");
+  StartRun(MakeSource("letters"));
+  EXPECT_TRUE(WaitUntil([this] {
+    return !CallProgram("org.freedesktop.Application", "Activate", {QVariantMap()}).empty();
+  }));
+  EXPECT_TRUE(program_->IsRunning()) << "requests were accepted until the exit";
+  // Another instance starts meanwhile, and serves requests.
+  BackgroundProcess second(TESSARY, {}, environment_, At("second-log"));
+  EXPECT_EQ(0, program_->WaitForExit());
+  EXPECT_TRUE(WaitUntil([this] {
+    return CallProgram("org.freedesktop.Application", "Activate", {QVariantMap()}).empty();
+  }));
+  EXPECT_TRUE(second.IsRunning());
+}
+
+// The address of the store page reaches the desktop unchanged. Its item is above the web page and
+// About.
+TEST_F(DesktopWindow, HelpMenuOpensStorePage) {
+  WriteFile(At("bin/xdg-open"), "#!/bin/sh\nprintf %s \"$1\" > " + At("opened") + "\n");
+  std::filesystem::permissions(At("bin/xdg-open"), std::filesystem::perms::owner_all);
+  StartProgram();
+  PressKeys({"alt+h", "Up", "Up", "Up", "Return"});
+  EXPECT_TRUE(
+      WaitUntil([this] { return Exists(At("opened")) && !ReadFile(At("opened")).empty(); }));
+  EXPECT_EQ("appstream://org.tessary.Tessary", ReadFile(At("opened")));
 }
 
 TEST_F(DesktopWindow, SourceAsDestinationIsRefused) {

@@ -131,6 +131,8 @@ Status RecordingWindowSystem::InstallEventLoopTimer(double delay, std::function<
   return noErr;
 }
 
+void RecordingWindowSystem::RefuseRequests() { (void)Record("RefuseRequests"); }
+
 void RecordingWindowSystem::PumpEvents() { (void)Record("PumpEvents"); }
 void RecordingWindowSystem::BringApplicationToFront() { (void)Record("BringApplicationToFront"); }
 void RecordingWindowSystem::Beep() { (void)Record("Beep"); }

@@ -88,6 +88,7 @@ class RecordingWindowSystem : public WindowSystem {
   void RunApplicationEventLoop() override;
   Status InstallEventLoopTimer(double delay, std::function<void()> routine) override;
   void PumpEvents() override;
+  void RefuseRequests() override;
   void BringApplicationToFront() override;
   void Beep() override;
   [[noreturn]] void ExitToShell() override;

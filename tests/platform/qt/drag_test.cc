@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <QByteArray>
 #include <QMimeData>
@@ -25,6 +26,13 @@ TEST(SplitUriList, SkipsCommentsAndEmptyLines) {
   EXPECT_THAT(SplitUriList("# two\r\nfile:///a\r\n\r\nfile:///b%20c"),
               ElementsAre("file:///a", "file:///b%20c"));
   EXPECT_THAT(SplitUriList(""), ElementsAre());
+}
+
+TEST(IsFileUri, IgnoresCaseOfScheme) {
+  for (const char* uri : {"file:///a", "FILE:///a", "file:"}) EXPECT_TRUE(IsFileUri(uri)) << uri;
+  for (const char* uri : {"", "file", "files:///a", "https://file:", "/a"}) {
+    EXPECT_FALSE(IsFileUri(uri)) << uri;
+  }
 }
 
 TEST(FileUriFromPath, RoundTripsAnyBytes) {
@@ -88,6 +96,43 @@ TEST(QtDrag, GetFlavorData) {
   EXPECT_EQ(noErr, FSCompareFSRefs(ref, RefAt(folder / "file")));
   EXPECT_EQ(badDragFlavorErr, drag.GetFlavorData(2, &flavor));
   EXPECT_EQ(paramErr, drag.GetFlavorData(1, nullptr));
+}
+
+TEST(QtDrag, FlavorsAreFixed) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "first");
+  WriteFile(folder / "second");
+  const QtDrag drag =
+      DragOf(FileUriFromPath(folder / "first") + "\r\n" + FileUriFromPath(folder / "second") +
+             "\r\n" + FileUriFromPath(folder / "later"));
+  EXPECT_EQ(0, unlink((folder / "first").c_str()));
+  WriteFile(folder / "later");
+  HFSFlavor flavor;
+  for (const size_t item : {size_t{1}, size_t{2}}) {
+    EXPECT_TRUE(drag.HasFlavor(item, kDragFlavorTypeHFS)) << item;
+    EXPECT_EQ(noErr, drag.GetFlavorData(item, &flavor)) << item;
+  }
+  EXPECT_FALSE(drag.HasFlavor(3, kDragFlavorTypeHFS));
+}
+
+TEST(QtDrag, RemovesVanishedItems) {
+  const TemporaryFolder folder;
+  for (const char* name : {"first", "second", "third"}) WriteFile(folder / name);
+  QtDrag drag =
+      DragOf(FileUriFromPath(folder / "first") + "\r\nhttps://tessary.example\r\n" +
+             FileUriFromPath(folder / "second") + "\r\n" + FileUriFromPath(folder / "third"));
+  EXPECT_EQ(0, unlink((folder / "first").c_str()));
+  EXPECT_EQ(0, unlink((folder / "third").c_str()));
+  drag.RemoveVanished();
+  size_t count = 0;
+  ASSERT_EQ(noErr, drag.CountDragItems(&count));
+  ASSERT_EQ(2U, count);
+  EXPECT_FALSE(drag.HasFlavor(1, kDragFlavorTypeHFS));
+  HFSFlavor flavor;
+  ASSERT_EQ(noErr, drag.GetFlavorData(2, &flavor));
+  FSRef ref;
+  ASSERT_EQ(noErr, FSpMakeFSRef(flavor.fileSpec, &ref));
+  EXPECT_EQ(noErr, FSCompareFSRefs(ref, RefAt(folder / "second")));
 }
 
 TEST(QtDrag, TextHasNoItems) {

@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <QCheckBox>
+#include <QCloseEvent>
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QDialog>
+#include <QMouseEvent>
 #include <QPushButton>
+#include <QWindow>
 #include <memory>
 #include <vector>
 
@@ -47,6 +50,24 @@ class QtWindowTest : public testing::Test {
           commands_.push_back(command.commandID);
           return eventNotHandledErr;
         }));
+  }
+
+  // Clicks on the stop control and on the close button of the main window.
+  static void SendInput(Window* window) {
+    QWidget* widget = WidgetOf(*window);
+    auto* stop = widget->findChild<QPushButton*>("stopControl");
+    stop->setEnabled(true);
+    stop->show();
+    QCoreApplication::processEvents();
+    const QPointF point = stop->mapTo(widget, stop->rect().center());
+    for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+      const auto buttons = type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton;
+      QMouseEvent click(type, point, point, widget->mapToGlobal(point), Qt::LeftButton, buttons,
+                        Qt::NoModifier);
+      QCoreApplication::sendEvent(widget->windowHandle(), &click);
+    }
+    QCloseEvent close;
+    QCoreApplication::sendEvent(widget->windowHandle(), &close);
   }
 
   QtUiState ui_;
@@ -129,9 +150,21 @@ TEST_F(QtWindowTest, ShowsAsSheetOfWindow) {
   EXPECT_EQ(paramErr, sheet->ShowAsSheetOf(nullptr));
   ASSERT_EQ(noErr, sheet->ShowAsSheetOf(main.get()));
   EXPECT_TRUE(WidgetOf(*sheet)->isVisible());
-  EXPECT_EQ(Qt::WindowModal, WidgetOf(*sheet)->windowModality());
   EXPECT_EQ(noErr, sheet->HideSheet());
   EXPECT_FALSE(WidgetOf(*sheet)->isVisible());
+}
+
+TEST_F(QtWindowTest, SheetBlocksInputOfParent) {
+  const std::unique_ptr<Window> main = MakeWindow("MainWindow");
+  const std::unique_ptr<Window> sheet = MakeWindow("PreferencesWindow");
+  RecordCommands(main->GetEventTarget());
+  main->Show();
+  ASSERT_EQ(noErr, sheet->ShowAsSheetOf(main.get()));
+  SendInput(main.get());
+  EXPECT_THAT(commands_, IsEmpty());
+  EXPECT_EQ(noErr, sheet->HideSheet());
+  SendInput(main.get());
+  EXPECT_THAT(commands_, ElementsAre(FourCharCode("not!"), FourCharCode("quit")));
 }
 
 TEST_F(QtWindowTest, OneDragHandlerOfEachKind) {
