@@ -9,6 +9,7 @@
 #include <cstring>
 #include <set>
 
+#include "platform/managers/autorelease_pool.h"
 #include "tests/support/fault_injection/supervised_calls.h"
 #include "tests/support/fault_injection/system_call_names.h"
 
@@ -77,6 +78,9 @@ class CallPauser {
  private:
   static bool Matches(const SupervisedCall& call, const PausedCall& paused) {
     if (call.number != paused.number) return false;
+    if (paused.command != 0 && call.arguments[1] != static_cast<uint64_t>(paused.command)) {
+      return false;
+    }
     return paused.name.empty() ||
            paused.name ==
                ReadRemoteString(call.process, call.arguments[NameArgumentIndex(call.number)]);
@@ -96,6 +100,8 @@ void RunWithPausedCalls(const std::vector<PausedCall>& calls, const std::functio
       {numbers.begin(), numbers.end()},
       [&pauser](const SupervisedCall& call) { return pauser.Decide(call); },
       [&body] {
+        // Drops the probe results of this process.
+        const NSAutoreleasePool pool;
         body();
         return testing::Test::HasFailure() ? 1 : 0;
       },
