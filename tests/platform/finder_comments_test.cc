@@ -1,9 +1,13 @@
 #include "platform/finder_comments.h"
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <array>
 #include <bit>
+#include <chrono>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <utility>
@@ -12,6 +16,31 @@
 #include "platform/managers/autorelease_pool.h"
 #include "tests/support/apple_events.h"
 #include "tests/support/temporary_folder.h"
+
+namespace {
+
+// While it is true, only sleeping advances the monotonic clock.
+bool gIsClockFake = false;
+timespec gFakeTime = {};
+
+}  // namespace
+
+// Override the C library's functions in this test program.
+extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
+  if (!gIsClockFake || clock != CLOCK_MONOTONIC) {
+    return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+  }
+  *time = gFakeTime;
+  return 0;
+}
+
+extern "C" int nanosleep(const timespec* duration, timespec* rest) {
+  if (!gIsClockFake) return static_cast<int>(syscall(SYS_nanosleep, duration, rest));
+  const long nanoseconds = gFakeTime.tv_nsec + duration->tv_nsec;
+  gFakeTime.tv_sec += duration->tv_sec + nanoseconds / 1'000'000'000;
+  gFakeTime.tv_nsec = nanoseconds % 1'000'000'000;
+  return 0;
+}
 
 namespace tessary::test {
 namespace {
@@ -341,6 +370,22 @@ TEST_F(FinderCommentsTest, CopyWaitsForLateReply) {
   AnswerDirectObject(MakeText(u"late"));
   pollsLeft_ = 2;
   EXPECT_EQ(u"late", CopyFinderCommentOrNull(item_));
+}
+
+// Longer than any time-out of the event's sender, which is one minute by default.
+TEST_F(FinderCommentsTest, CopyPollsEveryTenTicksWithoutEnd) {
+  constexpr int kPolls = 1000;
+  AnswerDirectObject(MakeText(u"late"));
+  pollsLeft_ = kPolls;
+  gIsClockFake = true;
+  const auto begin = std::chrono::steady_clock::now();
+  const std::optional<std::u16string> comment = CopyFinderCommentOrNull(item_);
+  const auto waited = std::chrono::steady_clock::now() - begin;
+  gIsClockFake = false;
+  EXPECT_EQ(u"late", comment);
+  // A tick is a sixtieth of a second.
+  const std::chrono::duration<double> expected(kPolls * 10 / 60.0);
+  EXPECT_NEAR(expected.count(), std::chrono::duration<double>(waited).count(), 0.001);
 }
 
 TEST_F(FinderCommentsTest, ReturnsAvailableReply) {

@@ -68,6 +68,22 @@ TEST(StringWithFSRef, NoneForTooLongPath) {
   for (size_t i = levels.size() - 1; i > 0; --i) EXPECT_EQ(noErr, FSDeleteObject(levels[i]));
 }
 
+// The buffer has 4098 bytes, one of which is the terminating zero.
+TEST(StringWithFSRef, ReturnsPathOf4097Bytes) {
+  const TemporaryFolder folder;
+  std::string path = folder.path();
+  while (path.size() < 3900) path += "/" + std::string(99, 'd');
+  MakeFolder(path);
+  const FSRef parent = RefAt(path);
+  const std::u16string name(4097 - path.size() - 1, u'n');
+  FSRef fitting;
+  FSRef tooLong;
+  ASSERT_EQ(noErr, FSCreateDirectoryUnicode(parent, name, &fitting));
+  ASSERT_EQ(noErr, FSCreateDirectoryUnicode(parent, name + u'n', &tooLong));
+  EXPECT_EQ(4097U, StringWithFSRef(&fitting).value_or("").size());
+  EXPECT_EQ(std::nullopt, StringWithFSRef(&tooLong));
+}
+
 TEST(GetFSRef, FindsObject) {
   const TemporaryFolder folder;
   WriteFile(folder / "caf\xE9\n.txt");

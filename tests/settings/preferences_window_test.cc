@@ -186,6 +186,7 @@ TEST_F(PreferencesWindowTest, IgnoresSecondOK) {
 
 TEST_F(PreferencesWindowTest, StoresEachChange) {
   Open();
+  const CapturedLog log;
   EXPECT_EQ(eventNotHandledErr, Set(4, 1, kQuitWhenDone));
   EXPECT_EQ("QuitWhenDone = true\n", Stored());
   EXPECT_EQ(eventNotHandledErr, Set(7, 1, kRecurseFolders));
@@ -194,6 +195,7 @@ TEST_F(PreferencesWindowTest, StoresEachChange) {
   EXPECT_EQ("QuitWhenDone = true\nRecurseFolders = true\nTessaryType = 3\n", Stored());
   EXPECT_EQ(eventNotHandledErr, Set(4, 0, kQuitWhenDone));
   EXPECT_EQ("QuitWhenDone = false\nRecurseFolders = true\nTessaryType = 3\n", Stored());
+  EXPECT_EQ(Calls(), log.Messages());
 }
 
 TEST_F(PreferencesWindowTest, StoresNonZeroAsTrue) {

@@ -56,6 +56,10 @@ class ScratchVolume {
   const std::string& path() const { return path_; }
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
+  // The path of the folder that bindfs or sshfs shows as path(). Changes in it are those of another
+  // machine.
+  std::string BackingPath() const { return *scratch_ / "below/work"; }
+
   // The path of the image, or empty.
   const std::string& ImagePath() const { return image_; }
 

@@ -90,6 +90,19 @@ TEST_F(ConcurrentChanges, UnopenableTempFolderIsRemoved) {
   });
 }
 
+// Another process finds the file before it is locked, takes it for stale and deletes it.
+TEST_F(ConcurrentChanges, CleanedUpTempFileIsMadeAgain) {
+  const auto cleanUp = [this] {
+    for (const std::string& name : ToNames()) EXPECT_EQ(0, unlink(To(name).c_str()));
+  };
+  RunWithPausedCalls({{SYS_flock, "", 1, cleanUp}}, [this] {
+    const UniqueFd to = OpenFolder(folder_ / "to");
+    TempItem item;
+    ASSERT_EQ(noErr, TempItem::MakeTempFile(to.get(), &item));
+    EXPECT_EQ(Names{item.name()}, ToNames());
+  });
+}
+
 // ---- Renaming without RENAME_NOREPLACE ----
 
 TEST_F(ConcurrentChanges, RenameWithRemovedPlaceholder) {
@@ -249,6 +262,36 @@ TEST_F(ConcurrentChanges, MoveLogsSourceThatLostItsName) {
   });
 }
 
+// The open for writing waits for the end of the lease, and would write to a deleted file.
+TEST_F(ConcurrentChanges, MoveKeepsFileWithWaitingWriter) {
+  WriteFile(From("file"), "contents");
+  const auto waitToWrite = [this] {
+    ASSERT_EQ(1U, FromNames().size());
+    // Does not wait, but the kernel asks for the lease all the same.
+    EXPECT_EQ(-1, open(From(FromNames()[0]).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    EXPECT_EQ(EWOULDBLOCK, errno);
+  };
+  RunWithPausedCalls({{SYS_fcntl, "", 1, waitToWrite, 0, F_GETLEASE}}, [this] {
+    EXPECT_EQ(fBsyErr, MoveAcrossAt(From("file"), To("file")));
+    EXPECT_EQ("contents", ReadFile(From("file")));
+    EXPECT_EQ(Names(), ToNames());
+  });
+}
+
+// A missing object inside the package does not mean that the package is gone.
+TEST_F(ConcurrentChanges, MoveWithVanishingFileInPackage) {
+  for (int occurrence = 1; occurrence <= 3; ++occurrence) {
+    WriteFile(From("package/file"), "contents");
+    RunWithPausedCalls({{SYS_statx, "file", occurrence, {}, ENOENT}}, [this] {
+      EXPECT_NE(noErr, MoveAcrossAt(From("package"), To("package")));
+      EXPECT_EQ("contents", ReadFile(From("package/file")));
+      EXPECT_EQ(Names(), ToNames());
+    });
+    if (IsSkipped()) return;
+    EXPECT_FALSE(HasFailure()) << occurrence;
+  }
+}
+
 TEST_F(ConcurrentChanges, MoveWithoutSyncFileRange) {
   WriteFile(From("file"), "contents");
   RunWithPausedCalls({{SYS_sync_file_range, "", 1, {}, ESPIPE}}, [this] {
@@ -337,6 +380,44 @@ TEST_F(ConcurrentSidecarChanges, UnremovableCopyIsRecovered) {
                          EXPECT_EQ(Names(), ToNames());
                        });
   }
+}
+
+TEST_F(ConcurrentSidecarChanges, MoveAcrossKeepsRewrittenSidecar) {
+  const auto rewrite = [this] { WriteFile(From("._a"), "rewritten"); };
+  RunWithPausedCalls({{SYS_renameat2, "._a", 1, rewrite}}, [this] {
+    EXPECT_EQ(fBsyErr, Change(MoveWithSidecarAcrossFilesystems));
+    EXPECT_EQ((Names{"._a", "a"}), FromNames());
+    EXPECT_EQ("rewritten", ReadFile(From("._a")));
+    EXPECT_EQ(Names(), ToNames());
+  });
+}
+
+TEST_F(ConcurrentSidecarChanges, MoveAcrossSyncsSidecarFirst) {
+  const auto checkTarget = [this] {
+    EXPECT_TRUE(Exists(To("._a")));
+    EXPECT_FALSE(Exists(To("a")));
+  };
+  RunWithPausedCalls({{SYS_fsync, "", 1, checkTarget, EIO}}, [this] {
+    EXPECT_EQ(ioErr, Change(MoveWithSidecarAcrossFilesystems));
+    EXPECT_EQ((Names{"._a", "a"}), FromNames());
+    EXPECT_EQ(Names(), ToNames());
+  });
+}
+
+// Another process finds the entry before it is locked, takes it for that of a crashed process and
+// removes it.
+TEST_F(ConcurrentSidecarChanges, RemovedJournalEntryIsWrittenAgain) {
+  const auto removeEntry = [this] {
+    for (const std::string& name : ToNames()) EXPECT_EQ(0, unlink(To(name).c_str()));
+  };
+  RunWithPausedCalls({{SYS_flock, "", 1, removeEntry}}, [this] {
+    const UniqueFd to = OpenFolder(folder_ / "to");
+    const JournalEntry entry = {JournalOperation::kCopy, "a", "a", "", {}, {}};
+    SidecarJournal journal;
+    ASSERT_EQ(noErr, SidecarJournal::Write(to.get(), entry, &journal));
+    ASSERT_EQ(1U, ToNames().size());
+    EXPECT_EQ(FormatJournalEntry(entry), ReadFile(To(ToNames()[0])));
+  });
 }
 
 TEST_F(ConcurrentSidecarChanges, MoveAcrossFilesystemsNeedsNoLocks) {

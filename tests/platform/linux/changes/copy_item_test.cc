@@ -19,10 +19,13 @@
 #include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/object_info.h"
 #include "tests/support/fault_injection/injected_errors.h"
+#include "tests/support/fault_injection/paused_calls.h"
+#include "tests/support/fault_injection/supervised_calls.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/volumes.h"
 
 namespace tessary::test {
 namespace {
@@ -227,6 +230,35 @@ TEST(CopyItem, SkipsLinkTimesIfLinksAreFollowed) {
   EXPECT_TRUE(S_ISLNK(LstatAt(folder / "to/link").st_mode));
   EXPECT_NE(1236164645, LstatAt(folder / "to/link").st_mtim.tv_sec);
   EXPECT_EQ(std::vector<std::string>{"link"}, NamesIn(folder / "to"));
+}
+
+// Another machine truncates the file. The mount still shows the old size, with zeros up to it.
+TEST(CopyItem, CopiesFileThatServerTruncates) {
+  const ScratchVolume remote(VolumeKind::kSshfs);
+  if (!remote.IsAvailable()) GTEST_SKIP() << remote.UnavailableReason();
+  const TemporaryFolder to;
+  WriteFile(remote / "file", std::string(100'000, 'x'));
+  const auto truncate = [&remote] { WriteFile(remote.BackingPath() + "/file", "new"); };
+  RunWithPausedCalls({{SYS_pread64, "", 1, truncate}}, [&] {
+    EXPECT_EQ(noErr, CopyAt(remote / "file", to / "copy"));
+    EXPECT_EQ(3, LstatAt(to / "copy").st_size);
+    EXPECT_EQ("new", ReadFile(to / "copy").substr(0, 3));
+  });
+}
+
+// Some filesystems report only at close(2) that data could not be written.
+TEST(CopyItem, ReportsErrorOfClose) {
+  const ScratchVolume volume(VolumeKind::kBindfs);
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
+  const TemporaryFolder from;
+  WriteFile(from / "file", "contents");
+  const SupervisedResult result = RunSupervised(
+      {SYS_close}, [](const SupervisedCall&) { return ENOSPC; },
+      [&] { return CopyAt(from / "file", volume / "copy") == dskFulErr ? 0 : 1; },
+      [](int status) { return status; }, 60);
+  if (!result.isSupervised) GTEST_SKIP() << "the kernel does not support seccomp notifications";
+  EXPECT_EQ(0, result.exitStatus) << result.output;
+  EXPECT_TRUE(NamesIn(volume.path()).empty());
 }
 
 TEST(CopyItem, RefusesOtherIdentity) {

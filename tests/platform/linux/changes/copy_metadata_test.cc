@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/xattr.h>
@@ -23,9 +24,11 @@
 #include "tests/support/access_list.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/fault_injection/injected_errors.h"
+#include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/mac_test_data.h"
 #include "tests/support/ordinary_user.h"
+#include "tests/support/run_in_child.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
 
@@ -73,6 +76,54 @@ TEST(CopyMetadata, KeepsOwnerAndSetIdIfPermitted) {
       [&] { EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "user's copy")); }));
   EXPECT_NE(12U, LstatAt(folder / "user's copy").st_uid);
   EXPECT_EQ(0755U, LstatAt(folder / "user's copy").st_mode & 07777);
+}
+
+// In a user namespace, the numbers of all unmapped owners are equal.
+TEST(CopyMetadata, DropsSetIdOfUnmappedOwner) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser gives files away";
+  if (!RunInChild([] { _exit(unshare(CLONE_NEWUSER) == 0 ? 0 : 1); })) {
+    GTEST_SKIP() << "cannot create a user namespace here";
+  }
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "x");
+  ASSERT_EQ(0, chown((folder / "file").c_str(), 12, 34));
+  ASSERT_EQ(0, chmod((folder / "file").c_str(), 06755));
+  ASSERT_EQ(0, chmod(folder.path().c_str(), 0777));
+  EXPECT_TRUE(RunInChild([&] {
+    ASSERT_EQ(0, unshare(CLONE_NEWUSER));
+    EXPECT_EQ(LstatAt(folder / "file").st_uid, geteuid()) << "the numbers are equal";
+    EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+  }));
+  EXPECT_EQ(0755U, LstatAt(folder / "copy").st_mode & 07777);
+}
+
+// Sets the access date to one before the modification date, so that reading updates it.
+void SetAccessDate(const std::string& path, time_t seconds) {
+  const std::array<timespec, 2> times = {timespec{seconds, 0}, timespec{0, UTIME_OMIT}};
+  ASSERT_EQ(0, utimensat(AT_FDCWD, path.c_str(), times.data(), 0));
+}
+
+// The first attempt to copy has read the source, which updates its access date.
+TEST(CopyMetadata, SecondAttemptKeepsAccessDate) {
+  constexpr time_t kAccessed = 1'000'000'000;
+  const TemporaryFolder folder;
+  WriteFile(folder / "read", "x");
+  SetAccessDate(folder / "read", kAccessed);
+  EXPECT_EQ("x", ReadFile(folder / "read"));
+  if (LstatAt(folder / "read").st_atime == kAccessed) {
+    GTEST_SKIP() << "reading does not update access dates here";
+  }
+  WriteFile(folder / "file", "first");
+  SetAccessDate(folder / "file", kAccessed);
+  const auto save = [&folder] { WriteFile(folder / "file", "second version"); };
+  RunWithPausedCalls({{SYS_utimensat, "", 1, save}}, [&] {
+    // As for another user's file, which cannot be read without updating the date.
+    ASSERT_TRUE(InjectErrors({{SYS_openat, EPERM, 2, O_NOATIME}}));
+    EXPECT_EQ(noErr, CopyAt(folder / "file", folder / "copy"));
+    EXPECT_EQ(kAccessed, LstatAt(folder / "copy").st_atime);
+    EXPECT_NE(kAccessed, LstatAt(folder / "file").st_atime);
+    EXPECT_EQ("second version", ReadFile(folder / "copy"));
+  });
 }
 
 // An access control list in the kernel's format: user 12 may read and write, the group nothing.

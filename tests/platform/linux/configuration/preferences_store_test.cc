@@ -20,11 +20,14 @@
 #include <thread>
 #include <vector>
 
+#include "platform/linux/configuration/stamped_file.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/preferences_folder.h"
+#include "tests/support/run_in_child.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/volumes.h"
 
 namespace tessary::test {
 namespace {
@@ -41,19 +44,6 @@ std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind
 bool SetAndSynchronise(const std::string& key, const Value& value) {
   CFPreferencesSetAppValue(key, value);
   return CFPreferencesAppSynchronize();
-}
-
-// Runs `body` in a child process. Returns true if no expectation failed there.
-bool RunInChild(const std::function<void()>& body) {
-  (void)std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    body();
-    (void)std::fflush(nullptr);
-    _exit(testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = -1;
-  return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 // Runs `body` as an ordinary user, who becomes the owner of the configuration folder.
@@ -122,6 +112,29 @@ TEST(PreferencesStore, DetectsRapidChangesOfSameSize) {
     folder.Write("N = " + std::to_string(i % 10) + "\n");
     ASSERT_EQ(Value(i % 10), CFPreferencesCopyAppValue("N")) << i;
   }
+}
+
+// The kernel gives files on its own filesystems different times as soon as anybody has looked at
+// them; the driver of exFAT stores times in steps, so that two writes may get the same ones.
+TEST(PreferencesStore, DetectsChangesWithSameStamp) {
+  const ScratchVolume exfat(VolumeKind::kExfat, "", 16);
+  if (!exfat.IsAvailable()) GTEST_SKIP() << exfat.UnavailableReason();
+  const EnvironmentVariable variable("XDG_CONFIG_HOME", exfat.path());
+  const std::string path = exfat / "tessary/preferences.toml";
+  WriteFile(path, "N = 0\n");
+  FileStamp last;
+  bool hasSameStamp = false;
+  for (int64_t i = 1; i <= 500; ++i) {
+    // In place, so that the file keeps its number.
+    WriteFile(path, "N = " + std::to_string(i % 10) + "\n");
+    EXPECT_TRUE(CFPreferencesAppSynchronize());
+    ASSERT_EQ(Value(i % 10), CFPreferencesCopyAppValue("N")) << i;
+    FileStamp stamp;
+    ASSERT_EQ(noErr, ReadFileStamp(path.c_str(), &stamp));
+    hasSameStamp |= stamp == last;
+    last = stamp;
+  }
+  EXPECT_TRUE(hasSameStamp);
 }
 
 TEST(PreferencesStore, DetectsChangeWithSameSizeAndDate) {

@@ -213,6 +213,19 @@ TEST_F(SidecarRecovery, MoveAcrossDeletesOriginalOnlyIfBothAreCopied) {
   EXPECT_EQ((Names{"._b", "b"}), To());
 }
 
+// Another program has put it under the item's name at the last moment.
+TEST_F(SidecarRecovery, MoveAcrossRestoresOtherStagedObject) {
+  WriteEntry(JournalOperation::kMoveAcrossFilesystems);
+  Rename("from/._a", "from/" + kStagedSidecar);
+  Link("from/" + kStagedSidecar, "to/._b");
+  Rename("from/a", "to/b");
+  WriteFile(folder_ / ("from/" + kStagedItem), "of another program");
+  Recover();
+  EXPECT_EQ((Names{"._a", "a"}), From());
+  EXPECT_EQ("of another program", ReadFile(folder_ / "from/a"));
+  EXPECT_EQ((Names{"._b", "b"}), To());
+}
+
 // Its entry at the target leads to the other one: the copies could be moved on otherwise, and then
 // nothing would show that the rest of the original may be deleted.
 TEST_F(SidecarRecovery, MoveAcrossIsCompletedFromEitherFolder) {
@@ -420,6 +433,18 @@ TEST_F(SidecarRecovery, EntryOfAnotherUserIsLeft) {
   Recover();
   EXPECT_EQ((Names{kEntryName, "a"}), From());
   EXPECT_EQ(Names{"._b"}, To());
+}
+
+// Its owner completes it while it is already open, and crashes.
+TEST_F(SidecarRecovery, EntryIsReadAfterItIsLocked) {
+  WriteFile(folder_ / ("from/" + kEntryName), "");
+  Rename("from/._a", "to/._b");
+  const auto complete = [this] { WriteEntry(JournalOperation::kMove); };
+  RunWithPausedCalls({{SYS_flock, "", 1, complete}}, [this] {
+    Recover();
+    EXPECT_EQ((Names{"._a", "a"}), From());
+    EXPECT_EQ(Names(), To());
+  });
 }
 
 TEST_F(SidecarRecovery, IncompleteEntryIsRemoved) {
