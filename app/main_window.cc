@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "app/run_hooks.h"
 #include "app/startup.h"
 #include "engine/run.h"
 #include "platform/file_system.h"
@@ -9,6 +10,7 @@
 #include "platform/managers/launch_services.h"
 #include "platform/managers/urls.h"
 #include "platform/managers/window_system.h"
+#include "platform/strings.h"
 #include "settings/preferences.h"
 
 namespace tessary {
@@ -36,9 +38,11 @@ std::string DestinationKindName(AggregationKind kind) {
   }
 }
 
-bool IsFolder(const FSRef& item) {
+// Returns noErr for a folder.
+Status CheckFolder(const FSRef& item) {
   uint8_t isFolder = 0;
-  return GetNodeIdAndKind(item, nullptr, &isFolder) == noErr && isFolder != 0;
+  const Status status = GetNodeIdAndKind(item, nullptr, &isFolder);
+  return status == noErr && isFolder == 0 ? errFSNotAFolder : status;
 }
 
 bool ChooseDestination(FSRef* destination) {
@@ -134,7 +138,12 @@ ShortText& FormatElapsedTime(uint32_t seconds, ShortText& text) {
 }
 
 void RunAggregation(const FSRef& source) {
-  if (!IsFolder(source)) return;
+  if (const Status status = CheckFolder(source); status != noErr) {
+    ReportRefusedSource(StringWithFSRef(&source).value_or(""), status);
+    return;
+  }
+  const RunHooks& hooks = GetRunHooks();
+  if (hooks.askDestination) hooks.askDestination(source);
   FSRef destination;
   if (!ChooseDestination(&destination)) return;
   if (FSCompareFSRefs(destination, source) == noErr) {
@@ -143,12 +152,15 @@ void RunAggregation(const FSRef& source) {
     return;
   }
   ShowAsTitle(destination);
+  if (hooks.beginRun) hooks.beginRun(destination);
   const uint32_t elapsed = RunEngine(source, destination);
   ShortText text;
   ShowProgressText(std::string("Elapsed time: ") + FormatElapsedTime(elapsed, text).data(),
                    kElapsedTimeTarget);
   ShowProgressText(kDropPrompt, kStatusTextTarget);
-  if (GetQuitWhenDone()) InstallQuitTimer();
+  const bool isLast = GetQuitWhenDone();
+  if (isLast) InstallQuitTimer();
+  if (hooks.endRun) hooks.endRun(isLast);
   // The run was successful, whether or not the folder can be opened.
   (void)OpenInFinder(destination);
 }

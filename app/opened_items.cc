@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "app/run_hooks.h"
 #include "engine/application_source.h"
 #include "platform/managers/aliases.h"
 #include "platform/managers/apple_event_handlers.h"
@@ -151,8 +152,14 @@ void InstallPendingSourcesTimer(const std::optional<std::string>& path) {
 
 void ProcessPendingSources(const std::optional<std::string>& path) {
   FSRef source;
+  const RunHooks& hooks = GetRunHooks();
   if (path) {
-    if (GetFSRef(*path, &source)) ResolveRunSource(source);
+    if (hooks.beginSource) hooks.beginSource(1, 1);
+    if (GetFSRef(*path, &source)) {
+      ResolveRunSource(source);
+    } else {
+      ReportRefusedSource(*path, fnfErr);
+    }
     return;
   }
   size_t count = 0;
@@ -160,7 +167,12 @@ void ProcessPendingSources(const std::optional<std::string>& path) {
   for (size_t index = 1; index <= count; ++index) {
     const Status status = AEGetNthPtr(gPendingDocuments, index, typeFSRef, nullptr, nullptr,
                                       &source, sizeof(source), nullptr);
-    if (status == noErr) ResolveRunSource(source);
+    if (hooks.beginSource) hooks.beginSource(index, count);
+    if (status == noErr) {
+      ResolveRunSource(source);
+    } else {
+      ReportRefusedSource("", status);
+    }
   }
 }
 

@@ -17,6 +17,17 @@
     </message>
 </context>
 <context>
+    <name>BusyIndicator</name>
+    <message>
+        <source>Working</source>
+        <translation>In Arbeit</translation>
+    </message>
+    <message>
+        <source>Idle</source>
+        <translation>Untätig</translation>
+    </message>
+</context>
+<context>
     <name>LogWindow</name>
     <message>
         <source>Log</source>
@@ -74,10 +85,6 @@
         <translation>Ablageziel für Ordner</translation>
     </message>
     <message>
-        <source>Working</source>
-        <translation>In Arbeit</translation>
-    </message>
-    <message>
         <source>&amp;Stop</source>
         <translation>&amp;Anhalten</translation>
     </message>
@@ -119,6 +126,17 @@
     <message>
         <source>&amp;About Tessary</source>
         <translation>Ü&amp;ber Tessary</translation>
+    </message>
+</context>
+<context>
+    <name>OpenPanel</name>
+    <message>
+        <source>Source: %1</source>
+        <translation>Quelle: %1</translation>
+    </message>
+    <message>
+        <source>Source %1 of %2: %3</source>
+        <translation>Quelle %1 von %2: %3</translation>
     </message>
 </context>
 <context>

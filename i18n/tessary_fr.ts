@@ -17,6 +17,17 @@
     </message>
 </context>
 <context>
+    <name>BusyIndicator</name>
+    <message>
+        <source>Working</source>
+        <translation>Traitement en cours</translation>
+    </message>
+    <message>
+        <source>Idle</source>
+        <translation>Inactif</translation>
+    </message>
+</context>
+<context>
     <name>LogWindow</name>
     <message>
         <source>Log</source>
@@ -74,10 +85,6 @@
         <translation>Zone de dépôt pour les dossiers</translation>
     </message>
     <message>
-        <source>Working</source>
-        <translation>Traitement en cours</translation>
-    </message>
-    <message>
         <source>&amp;Stop</source>
         <translation>A&amp;rrêter</translation>
     </message>
@@ -119,6 +126,17 @@
     <message>
         <source>&amp;About Tessary</source>
         <translation>À &amp;propos de Tessary</translation>
+    </message>
+</context>
+<context>
+    <name>OpenPanel</name>
+    <message>
+        <source>Source: %1</source>
+        <translation>Source : %1</translation>
+    </message>
+    <message>
+        <source>Source %1 of %2: %3</source>
+        <translation>Source %1 sur %2 : %3</translation>
     </message>
 </context>
 <context>

@@ -17,6 +17,17 @@
     </message>
 </context>
 <context>
+    <name>BusyIndicator</name>
+    <message>
+        <source>Working</source>
+        <translation>処理中</translation>
+    </message>
+    <message>
+        <source>Idle</source>
+        <translation>待機中</translation>
+    </message>
+</context>
+<context>
     <name>LogWindow</name>
     <message>
         <source>Log</source>
@@ -74,10 +85,6 @@
         <translation>フォルダーのドロップ先</translation>
     </message>
     <message>
-        <source>Working</source>
-        <translation>処理中</translation>
-    </message>
-    <message>
         <source>&amp;Stop</source>
         <translation>中止(&amp;S)</translation>
     </message>
@@ -119,6 +126,17 @@
     <message>
         <source>&amp;About Tessary</source>
         <translation>Tessary について(&amp;A)</translation>
+    </message>
+</context>
+<context>
+    <name>OpenPanel</name>
+    <message>
+        <source>Source: %1</source>
+        <translation>元: %1</translation>
+    </message>
+    <message>
+        <source>Source %1 of %2: %3</source>
+        <translation>元 %1 / %2: %3</translation>
     </message>
 </context>
 <context>

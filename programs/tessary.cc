@@ -19,6 +19,7 @@
 #include "programs/cli/messages.h"
 #include "programs/cli/options.h"
 #include "programs/cli/settings_report.h"
+#include "programs/run_monitor.h"
 
 namespace tessary {
 namespace {
@@ -63,6 +64,7 @@ int RunDesktopProgram(char* program, DesktopOptions options) {
   RegisterCommentAgent();
   RegisterBundleInfo();
   LogProblems();
+  const RunMonitor monitor(&system);
   system.OpenPaths(folders);
   return RunApplication() == noErr ? status : EXIT_FAILURE;
 }

@@ -38,6 +38,16 @@ void BusyIndicator::Advance() {
 
 QSize BusyIndicator::sizeHint() const { return {kPreferredSide, kPreferredSide}; }
 
+void BusyIndicator::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  if (!event->spontaneous()) setAccessibleName(tr("Working"));
+}
+
+void BusyIndicator::hideEvent(QHideEvent* event) {
+  QWidget::hideEvent(event);
+  if (!event->spontaneous()) setAccessibleName(tr("Idle"));
+}
+
 void BusyIndicator::paintEvent(QPaintEvent* /*event*/) {
   const qreal side = std::min({width(), height(), kPreferredSide});
   const qreal cell = side / kColumns;

@@ -1,15 +1,21 @@
 #pragma once
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QHideEvent>
 #include <QPaintEvent>
+#include <QShowEvent>
 #include <QWidget>
 
 namespace tessary {
 
 // Shows tiles that light up one after another, in the colours of the desktop's theme. It has no
 // timer: it moves only when Advance is called, so that it shows progress of the work and not the
-// passing of time.
+// passing of time. Its accessible name changes when it appears and disappears, so that assistive
+// programs announce both.
 class BusyIndicator : public QWidget {
+  Q_DECLARE_TR_FUNCTIONS(BusyIndicator)
+
  public:
   explicit BusyIndicator(QWidget* parent = nullptr);
 
@@ -22,6 +28,8 @@ class BusyIndicator : public QWidget {
   QSize sizeHint() const override;
 
  protected:
+  void showEvent(QShowEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
 
  private:

@@ -16,6 +16,8 @@ namespace {
 
 constexpr char kMaximumLines[] = "maximumLines";
 constexpr int kAnnouncementInterval = 500;  // milliseconds
+constexpr char kMinimumText[] = "minimumText";
+constexpr int kWidthStep = 8;  // device-independent pixels
 constexpr int kMinimumCharacters = 24;
 constexpr int kPreferredCharacters = 44;
 constexpr char16_t kControlPictures = 0x2400;  // of U+0000; the others follow in order
@@ -57,11 +59,10 @@ QStringList WrapBetweenWords(const QString& text, const QFont& font, int width, 
 // Wraps like WrapBetweenWords, but to lines of about equal length: tries widths from the shortest
 // possible one up to `width`.
 QStringList WrapEvenly(const QString& text, const QFont& font, int width, int maximum) {
-  constexpr int kStep = 8;
   const QStringList widest = WrapBetweenWords(text, font, width, maximum);
   if (widest.isEmpty()) return {};
   const int shortest = QFontMetrics(font).horizontalAdvance(text) / maximum;
-  for (int candidate = shortest; candidate < width; candidate += kStep) {
+  for (int candidate = shortest; candidate < width; candidate += kWidthStep) {
     QStringList lines = WrapBetweenWords(text, font, candidate, maximum);
     if (!lines.isEmpty()) return lines;
   }
@@ -120,7 +121,18 @@ QSize ElidedLabel::sizeHint() const {
 }
 
 QSize ElidedLabel::minimumSizeHint() const {
-  return {fontMetrics().averageCharWidth() * kMinimumCharacters, sizeHint().height()};
+  const int width = fontMetrics().averageCharWidth() * kMinimumCharacters;
+  return {std::max(width, WidthOfMinimumText()), sizeHint().height()};
+}
+
+int ElidedLabel::WidthOfMinimumText() const {
+  const QString minimum = property(kMinimumText).toString();
+  const int whole = fontMetrics().horizontalAdvance(minimum);
+  int width = whole / MaximumLines();
+  while (width < whole && WrapBetweenWords(minimum, font(), width, MaximumLines()).isEmpty()) {
+    width += kWidthStep;
+  }
+  return width;
 }
 
 void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {

@@ -11,7 +11,8 @@ namespace tessary {
 
 // A label of constant size for text of any length. Text that fits on at most "maximumLines" lines
 // (a property; default 1) is wrapped between words. Longer text is shown on one line with its
-// middle elided. The tool tip and assistive programs get the whole text.
+// middle elided. At its minimum width, the text in the property "minimumText" still fits. The tool
+// tip and assistive programs get the whole text.
 class ElidedLabel : public QLabel {
  public:
   explicit ElidedLabel(QWidget* parent = nullptr);
@@ -41,6 +42,9 @@ class ElidedLabel : public QLabel {
 
  private:
   int MaximumLines() const;
+
+  // The least width at which the text in "minimumText" fits; 0 if there is none.
+  int WidthOfMinimumText() const;
 
   // Makes the text the accessible name, and begins the time in which it does not change again.
   void Announce();

@@ -1,17 +1,25 @@
 #include "platform/qt/open_panel.h"
 
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCoreApplication>
+#include <QDir>
 #include <QEventLoop>
 #include <QFile>
-#include <QFileDialog>
+#include <QFileInfo>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLayout>
-#include <QString>
+#include <QLineEdit>
 #include <QStringList>
 #include <QTimer>
+#include <QVBoxLayout>
 
 #include "platform/managers/file_manager.h"
 #include "platform/managers/log.h"
+#include "platform/qt/elided_label.h"
 #include "platform/qt/input_block.h"
+#include "platform/qt/panel_state.h"
 
 namespace tessary {
 namespace {
@@ -19,19 +27,23 @@ namespace {
 constexpr int kRepaintDelay = 100;  // milliseconds
 constexpr int kMessageMargin = 10;  // device-independent pixels
 
-// Shows the message above the content of Qt's own chooser, in the place of a menu bar. A chooser of
-// the desktop has no layout: it shows the message as its title.
-void ShowMessage(QFileDialog* dialog, const QString& message) {
-  if (dialog->layout() == nullptr) {
-    dialog->setWindowTitle(message);
-    return;
-  }
-  auto* label = new QLabel(message, dialog);
-  label->setTextFormat(Qt::PlainText);
-  label->setWordWrap(true);
-  label->setContentsMargins(kMessageMargin, kMessageMargin, kMessageMargin, 0);
-  dialog->layout()->setMenuBar(label);
-  dialog->setAccessibleDescription(message);
+struct OpenPanel {
+  Q_DECLARE_TR_FUNCTIONS(OpenPanel)
+};
+
+QString ToPath(const std::string& bytes) { return QFile::decodeName(bytes.c_str()); }
+
+// The text that names the source, with its number if there are several.
+QString DescribeSource(const PanelSource& source) {
+  const QString path = ToPath(source.path);
+  return source.count == 1
+             ? OpenPanel::tr("Source: %1").arg(path)
+             : OpenPanel::tr("Source %1 of %2: %3")
+                   .arg(QString::number(source.number), QString::number(source.count), path);
+}
+
+QString FirstFolder(const std::optional<PanelSource>& source) {
+  return source ? QFileInfo(ToPath(source->path)).absolutePath() : QDir::homePath();
 }
 
 // Shows the dialog until it is closed, and returns true if the user accepts it. QDialog::exec would
@@ -54,16 +66,73 @@ void WaitForRepaint() {
   loop.exec(QEventLoop::ExcludeUserInputEvents);
 }
 
+bool IsReturnKey(const QEvent& event) {
+  if (event.type() != QEvent::KeyPress) return false;
+  const int key = static_cast<const QKeyEvent&>(event).key();
+  return key == Qt::Key_Return || key == Qt::Key_Enter;
+}
+
 }  // namespace
 
-std::optional<std::string> RunFolderPanel(const NSOpenPanel& panel, QWidget* parent) {
-  QFileDialog dialog(parent, QString::fromStdString(panel.title));
+FolderPanel::FolderPanel(const NSOpenPanel& panel, const std::optional<PanelSource>& source,
+                         QWidget* parent)
+    : QFileDialog(parent, QString::fromStdString(panel.title)) {
   const bool wantsFilesOnly = panel.canChooseFiles && !panel.canChooseDirectories;
-  dialog.setFileMode(wantsFilesOnly ? QFileDialog::ExistingFile : QFileDialog::Directory);
-  dialog.setOption(QFileDialog::ShowDirsOnly, !wantsFilesOnly);
-  dialog.setOption(QFileDialog::ReadOnly, !panel.canCreateDirectories);
-  dialog.setLabelText(QFileDialog::Accept, QString::fromStdString(panel.prompt));
-  ShowMessage(&dialog, QString::fromStdString(panel.message));
+  setFileMode(wantsFilesOnly ? ExistingFile : Directory);
+  setOption(ShowDirsOnly, !wantsFilesOnly);
+  setOption(ReadOnly, !panel.canCreateDirectories);
+  setLabelText(Accept, QString::fromStdString(panel.prompt));
+  const QString last = LastFolderOfPanel(windowTitle());
+  setDirectory(last.isEmpty() ? FirstFolder(source) : last);
+  ShowTexts(QString::fromStdString(panel.message), source ? DescribeSource(*source) : QString());
+  const QList<QWidget*> children = findChildren<QWidget*>();
+  for (QWidget* child : children) {
+    if (qobject_cast<QAbstractButton*>(child) == nullptr) child->installEventFilter(this);
+  }
+  installEventFilter(this);
+}
+
+bool FolderPanel::eventFilter(QObject* watched, QEvent* event) {
+  if (!IsReturnKey(*event) || !IsNameEmpty()) return QFileDialog::eventFilter(watched, event);
+  QApplication::beep();
+  return true;
+}
+
+// Shows the texts above the content of Qt's own chooser, in the place of a menu bar. A chooser of
+// the desktop has no layout and shows only the title.
+void FolderPanel::ShowTexts(const QString& message, const QString& source) {
+  const QString texts = source.isEmpty() ? message : message + ' ' + source;
+  if (layout() == nullptr) {
+    setWindowTitle(windowTitle() + " — " + texts);
+    return;
+  }
+  auto* header = new QWidget(this);
+  auto* lines = new QVBoxLayout(header);
+  lines->setContentsMargins(kMessageMargin, kMessageMargin, kMessageMargin, 0);
+  auto* label = new QLabel(message, header);
+  label->setTextFormat(Qt::PlainText);
+  label->setWordWrap(true);
+  lines->addWidget(label);
+  if (!source.isEmpty()) {
+    auto* line = new ElidedLabel(header);
+    line->setObjectName("source");
+    line->setAlignment(Qt::AlignLeading | Qt::AlignVCenter);
+    line->SetPlainText(source);
+    lines->addWidget(line);
+  }
+  layout()->setMenuBar(header);
+  setAccessibleDescription(texts);
+}
+
+bool FolderPanel::IsNameEmpty() const {
+  const auto* name = findChild<QLineEdit*>("fileNameEdit");
+  return name != nullptr && name->text().isEmpty();
+}
+
+std::optional<std::string> RunFolderPanel(const NSOpenPanel& panel,
+                                          const std::optional<PanelSource>& source,
+                                          QWidget* parent) {
+  FolderPanel dialog(panel, source, parent);
   const bool isAccepted = RunDialog(&dialog);
   WaitForRepaint();
   if (!isAccepted) return std::nullopt;
@@ -75,6 +144,8 @@ std::optional<std::string> RunFolderPanel(const NSOpenPanel& panel, QWidget* par
     NSLog("The chosen folder \"" + name + "\" cannot be found.");
     return std::nullopt;
   }
+  StoreLastFolderOfPanel(QString::fromStdString(panel.title),
+                         QFileInfo(ToPath(path)).absolutePath());
   return path;
 }
 

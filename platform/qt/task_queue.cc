@@ -25,6 +25,7 @@ void TaskQueue::RunOrPost(std::function<void()> task) {
 
 void TaskQueue::Run(const std::function<void()>& task) {
   isRunning_ = true;
+  if (prologue_) prologue_();
   task();
   isRunning_ = false;
   Schedule();

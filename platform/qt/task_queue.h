@@ -3,6 +3,7 @@
 #include <QObject>
 #include <deque>
 #include <functional>
+#include <utility>
 
 namespace tessary {
 
@@ -15,6 +16,9 @@ class TaskQueue {
   TaskQueue() = default;
   TaskQueue(const TaskQueue&) = delete;
   TaskQueue& operator=(const TaskQueue&) = delete;
+
+  // Sets a function to call before each task.
+  void SetPrologue(std::function<void()> prologue) { prologue_ = std::move(prologue); }
 
   // Allows tasks to run. Waiting tasks start from the event loop.
   void Open();
@@ -36,6 +40,7 @@ class TaskQueue {
   void RunNext();
   void Schedule();
 
+  std::function<void()> prologue_;
   std::deque<std::function<void()>> waiting_;
   bool isOpen_ = false;
   bool isRunning_ = false;

@@ -17,10 +17,11 @@
 #include "platform/managers/file_manager.h"
 #include "platform/managers/log.h"
 #include "platform/managers/pasteboard.h"
+#include "platform/managers/preferences_store.h"
 #include "platform/qt/about_box.h"
+#include "platform/qt/accessible_roles.h"
 #include "platform/qt/artwork_view.h"
 #include "platform/qt/file_uris.h"
-#include "platform/qt/open_panel.h"
 #include "platform/qt/pump.h"
 #include "platform/qt/translations.h"
 #include "platform/qt/workspace.h"
@@ -77,6 +78,12 @@ QtWindowSystem::QtWindowSystem(int* count, char** arguments, OpenDocuments openD
   // Closing the main window sends the quit command, which ends the program.
   QGuiApplication::setQuitOnLastWindowClosed(false);
   SetStandardHandlers();
+  InstallAccessibleRoles();
+  // Some settings are read without synchronising. The user's commands must not show old values.
+  ui_.tasks.SetPrologue([] {
+    // A failure means that the file cannot be read; it has been logged at the start.
+    (void)CFPreferencesAppSynchronize();
+  });
 }
 
 // Deletes the windows that were disposed of after the event loop ended.
@@ -172,7 +179,9 @@ void QtWindowSystem::Beep() {
 void QtWindowSystem::ExitToShell() { std::_Exit(EXIT_SUCCESS); }
 
 std::optional<std::string> QtWindowSystem::RunOpenPanel(const NSOpenPanel& panel) {
-  return RunFolderPanel(panel, ui_.mainWindow == nullptr ? nullptr : ui_.mainWindow->Widget());
+  const std::optional<PanelSource> source = std::exchange(panelSource_, std::nullopt);
+  QWidget* parent = ui_.mainWindow == nullptr ? nullptr : ui_.mainWindow->Widget();
+  return RunFolderPanel(panel, source, parent);
 }
 
 Status QtWindowSystem::OpenFolder(const std::string& path) { return ShowFolder(path); }

@@ -5,10 +5,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/managers/window_system.h"
 #include "platform/qt/nib.h"
+#include "platform/qt/open_panel.h"
 #include "platform/qt/run_reports.h"
 #include "platform/qt/session_bus.h"
 
@@ -35,6 +37,9 @@ class QtWindowSystem final : public WindowSystem {
 
   // Opens the documents when the event loop runs. Missing paths are logged and skipped.
   void OpenPaths(const std::vector<std::string>& paths);
+
+  // Sets the source that the next panel names. The panel after that names none.
+  void SetPanelSource(PanelSource source) { panelSource_ = std::move(source); }
 
   // The log window and the notifications.
   RunReports& Reports() { return reports_; }
@@ -70,6 +75,7 @@ class QtWindowSystem final : public WindowSystem {
   OpenDocuments openDocuments_;
   QtUiState ui_;
   RunReports reports_;
+  std::optional<PanelSource> panelSource_;
   SessionBus bus_;
 };
 

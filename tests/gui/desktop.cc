@@ -153,6 +153,7 @@ void DesktopTest::SetEnvironment() {
   environment_.insert("HOME", Text(At("home")));
   environment_.insert("XDG_CONFIG_HOME", Text(At("config")));
   environment_.insert("XDG_CONFIG_DIRS", Text(At("config")));
+  environment_.insert("XDG_STATE_HOME", Text(At("state")));
   environment_.insert("XDG_DATA_HOME", Text(At("data")));
   environment_.insert("XDG_DATA_DIRS", Text(At("data")));
   environment_.insert("XDG_RUNTIME_DIR", Text(At("run")));

@@ -152,6 +152,8 @@ class DesktopTest : public testing::Test {
   std::string WindowTitle() const;
 
   const std::string& WindowID() const { return window_; }
+  // Returns the X11 ID of a visible window whose title matches the expression, or an empty text.
+  QString FindVisibleWindow(const QString& title) const;
 
   // Waits until the program's log contains the text.
   bool WaitForLog(const std::string& text) const { return program_->WaitForOutput(text); }
@@ -174,7 +176,6 @@ class DesktopTest : public testing::Test {
   void StartBus();
   void StartWindowManager();
   void WaitForMainWindow();
-  QString FindVisibleWindow(const QString& title) const;
   QString ActiveWindow() const;
   bool WaitUntilPanelCloses(const QString& panel);
 

@@ -138,6 +138,21 @@ TEST_F(DesktopWindow, CancelledSheetKeepsChanges) {
   EXPECT_NE(std::string::npos, stored.find("RecurseFolders = true\n")) << stored;
 }
 
+// The sheet shows the kind that another program has stored: Down chooses the one after it.
+TEST_F(DesktopWindow, SheetShowsKindStoredByOthers) {
+  WriteFile(PreferencesPath(), "TessaryType = 1\n");
+  StartProgram();
+  WriteFile(PreferencesPath(), "TessaryType = 3\n");
+  PressKeys({"ctrl+comma"});
+  ASSERT_TRUE(WaitUntil([this] { return !FindVisibleWindow("^Preferences").isEmpty(); }));
+  ASSERT_TRUE(WaitUntil([this] {
+    return RunTool("xdotool", {"getactivewindow", "getwindowname"}) == "Preferences — Tessary\n";
+  }));
+  PressKeys({"Down"});
+  EXPECT_TRUE(WaitUntil([this] { return ReadFile(PreferencesPath()) == "TessaryType = 4\n"; }))
+      << ReadFile(PreferencesPath());
+}
+
 // The text and the fade are visible for a moment only, so that the program is suspended for each
 // picture.
 TEST_F(DesktopWindow, QuitWhenDoneShowsByeAndFades) {

@@ -65,5 +65,14 @@ TEST_F(TaskQueueTest, QueuesTasksDuringNestedLoop) {
   EXPECT_THAT(done_, ElementsAre("panel answered", "request", "command"));
 }
 
+TEST_F(TaskQueueTest, CallsPrologueBeforeEachTask) {
+  tasks_.SetPrologue(Record("prologue"));
+  tasks_.Open();
+  tasks_.RunOrPost(Record("first"));
+  tasks_.Post(Record("second"));
+  RunLoop();
+  EXPECT_THAT(done_, ElementsAre("prologue", "first", "prologue", "second"));
+}
+
 }  // namespace
 }  // namespace tessary::test
