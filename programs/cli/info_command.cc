@@ -28,7 +28,7 @@ namespace {
 using Text = std::optional<std::string>;
 
 // What a run sees of one item.
-struct ItemReport {
+struct ItemInfo {
   std::string path;  // absolute
   // "file", "folder", "package", "application", "link" or "special file".
   std::string kind;
@@ -59,7 +59,7 @@ std::string DescribeKind(const FSRef& item, ItemKind kind) {
 
 // Returns noErr, or the status of ResolveItemPath, FSPathMakeRef or CopyItemDetails; then only a
 // part of `*report` is written.
-Status ReadItem(const std::string& named, ItemReport* report) {
+Status ReadItem(const std::string& named, ItemInfo* report) {
   FSRef item;
   Status status = ResolveItemPath(named, &report->path);
   if (status == noErr) status = FSPathMakeRef(report->path.c_str(), &item);
@@ -119,7 +119,7 @@ Text DescribeFlags(const ItemDetails& details) {
 }
 
 // Lines, each with a newline; the first is the path, the others are indented.
-std::string TextOfReport(const ItemReport& report) {
+std::string TextOfReport(const ItemInfo& report) {
   const ItemDetails& details = report.details;
   const Text comment = Utf8(details.comment);
   std::string text = EscapeControlCharacters(report.path) + "\n" + Line("item", report.kind);
@@ -137,24 +137,22 @@ std::string TextOfReport(const ItemReport& report) {
 
 // ---- JSON ----
 
-// UTF-16 is examined, because lone surrogates need an escape and surrogate pairs do not.
-bool NeedsEscape(std::u16string_view text, size_t at) {
-  const char16_t unit = text[at];
-  if (unit < 0x20 || unit == 0x7F) return true;
-  if (IsHighSurrogate(unit)) return at + 1 == text.size() || !IsLowSurrogate(text[at + 1]);
-  return IsLowSurrogate(unit) && (at == 0 || !IsHighSurrogate(text[at - 1]));
+bool IsLoneSurrogate(std::u16string_view text, size_t at) {
+  if (IsHighSurrogate(text[at])) return at + 1 == text.size() || !IsLowSurrogate(text[at + 1]);
+  return IsLowSurrogate(text[at]) && (at == 0 || !IsHighSurrogate(text[at - 1]));
 }
 
-// The bytes as a JSON string with its quotes. Bytes that are not UTF-8 are written as the lone
-// surrogates \udc80 to \udcff, which several languages turn back into them.
+// The bytes as a JSON string with its quotes. Bytes that are not UTF-8 are replaced by U+FFFD.
 std::string JsonString(std::string_view bytes) {
   const std::u16string text = Utf16FromUtf8(bytes);
   std::string json = "\"";
   for (size_t i = 0; i < text.size(); ++i) {
     if (text[i] == u'"' || text[i] == u'\\') {
       json += {'\\', static_cast<char>(text[i])};
-    } else if (NeedsEscape(text, i)) {
+    } else if (text[i] < 0x20 || text[i] == 0x7F) {
       json += "\\u" + FourHexDigits(text[i]);
+    } else if (IsLoneSurrogate(text, i)) {
+      json += "\\ufffd";
     } else {
       const size_t units = IsHighSurrogate(text[i]) ? 2 : 1;
       json += Utf8FromUtf16(std::u16string_view(text).substr(i, units));
@@ -164,10 +162,35 @@ std::string JsonString(std::string_view bytes) {
   return json += '"';
 }
 
+std::string Base64(std::string_view bytes) {
+  constexpr std::string_view kDigits =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  for (size_t at = 0; at < bytes.size(); at += 3) {
+    const std::string_view group = bytes.substr(at, 3);
+    uint32_t bits = 0;
+    for (size_t i = 0; i < 3; ++i) {
+      bits = bits << 8 | (i < group.size() ? static_cast<unsigned char>(group[i]) : 0U);
+    }
+    for (size_t i = 0; i < 4; ++i) {
+      text += i <= group.size() ? kDigits[bits >> (18 - 6 * i) & 0x3F] : '=';
+    }
+  }
+  return text;
+}
+
 std::string JsonText(const Text& text) { return text ? JsonString(*text) : "null"; }
 
 // The names of an object's members, and their values as JSON.
-using JsonMembers = std::vector<std::pair<std::string_view, std::string>>;
+using JsonMembers = std::vector<std::pair<std::string, std::string>>;
+
+// Adds a text of any bytes. If it is not UTF-8, a second member has the bytes.
+void AddBytes(const std::string& name, const Text& bytes, JsonMembers* members) {
+  members->emplace_back(name, JsonText(bytes));
+  if (bytes && !IsUtf8(*bytes)) {
+    members->emplace_back(name + "-base64", '"' + Base64(*bytes) + '"');
+  }
+}
 
 std::string JsonObject(const JsonMembers& members) {
   std::string json;
@@ -180,33 +203,48 @@ std::string JsonObject(const JsonMembers& members) {
 std::string JsonFinderInfo(const ItemDetails& details) {
   if (details.finderInfoOrigin.empty()) return "null";
   const FileInfo& info = details.finderInfo;
-  return JsonObject({{"type", JsonString(TextOfCode(info.fileType))},
-                     {"creator", JsonString(TextOfCode(info.fileCreator))},
-                     {"flags", std::to_string(info.finderFlags)},
-                     {"from", JsonString(details.finderInfoOrigin)}});
+  JsonMembers members;
+  AddBytes("type", TextOfCode(info.fileType), &members);
+  AddBytes("creator", TextOfCode(info.fileCreator), &members);
+  members.emplace_back("flags", std::to_string(info.finderFlags));
+  AddBytes("from", details.finderInfoOrigin, &members);
+  return JsonObject(members);
 }
 
-std::string JsonFrom(std::string_view name, const Text& value, const std::string& origin) {
+std::string JsonFrom(const std::string& name, const Text& value, const std::string& origin) {
   if (!value) return "null";
-  return JsonObject({{name, JsonString(*value)}, {"from", JsonString(origin)}});
+  JsonMembers members;
+  AddBytes(name, value, &members);
+  AddBytes("from", origin, &members);
+  return JsonObject(members);
 }
 
 // One object, without a newline.
-std::string JsonOfReport(const ItemReport& report) {
+std::string JsonOfReport(const ItemInfo& report) {
   const ItemDetails& details = report.details;
   const Text created = InstantText(details.creationDate);
   JsonMembers keys;
   for (size_t i = 0; i < kKindNames.size(); ++i) {
-    keys.emplace_back(kKindNames[i], JsonText(report.keys[i]));
+    AddBytes(std::string(kKindNames[i]), report.keys[i], &keys);
   }
-  return JsonObject({{"path", JsonString(report.path)},
-                     {"item", JsonString(report.kind)},
-                     {"filed", report.whyNotFiled.empty() ? "true" : "false"},
-                     {"keys", JsonObject(keys)},
-                     {"finder-info", JsonFinderInfo(details)},
-                     {"comment", JsonFrom("text", Utf8(details.comment), details.commentOrigin)},
-                     {"modification-date", JsonText(InstantText(details.modificationDate))},
-                     {"creation-date", JsonFrom("date", created, details.creationDateOrigin)}});
+  JsonMembers members;
+  AddBytes("path", report.path, &members);
+  members.insert(members.end(),
+                 {{"item", JsonString(report.kind)},
+                  {"filed", report.whyNotFiled.empty() ? "true" : "false"},
+                  {"keys", JsonObject(keys)},
+                  {"finder-info", JsonFinderInfo(details)},
+                  {"comment", JsonFrom("text", Utf8(details.comment), details.commentOrigin)},
+                  {"modification-date", JsonText(InstantText(details.modificationDate))},
+                  {"creation-date", JsonFrom("date", created, details.creationDateOrigin)}});
+  return JsonObject(members);
+}
+
+std::string JsonOfError(const std::string& named, Status status) {
+  JsonMembers members;
+  AddBytes("path", named, &members);
+  members.emplace_back("error", JsonString(DescribeStatus(status)));
+  return JsonObject(members);
 }
 
 }  // namespace
@@ -217,15 +255,13 @@ ExitStatus PrintInfo(const InfoOptions& options) {
   size_t reported = 0;
   const NSAutoreleasePool pool;
   for (const std::string& named : options.files) {
-    ItemReport report;
+    ItemInfo report;
     const Status status = ReadItem(named, &report);
     if (status == noErr) ++reported;
     if (status != noErr) PrintProblem(Shown(named) + ": cannot read: " + DescribeStatus(status));
     if (options.isJson) {
       text += text.empty() ? "[\n" : ",\n";
-      text += status == noErr ? JsonOfReport(report)
-                              : JsonObject({{"path", JsonString(named)},
-                                            {"error", JsonString(DescribeStatus(status))}});
+      text += status == noErr ? JsonOfReport(report) : JsonOfError(named, status);
     } else if (status == noErr) {
       text += TextOfReport(report);
     }

@@ -174,8 +174,32 @@ TEST_F(InfoCommand, AcceptsAnyName) {
   EXPECT_EQ(0, text.status);
   EXPECT_THAT(text.output, HasSubstr("/-new\\nline \"quoted\" \xFF.x\\\n  item: file\n"));
   const ProgramResult json = PrintInfo({"--json", "--", "-new\nline \"quoted\" \xFF.x\\"});
-  EXPECT_THAT(json.output, HasSubstr(R"(/-new\u000aline \"quoted\" \udcff.x\\", "item")"));
+  EXPECT_THAT(json.output,
+              HasSubstr(R"(/-new\u000aline \"quoted\" \ufffd.x\\", "path-base64": ")"));
   EXPECT_THAT(json.output, HasSubstr(R"("extension": "x\\")"));
+}
+
+// A parser of another language reads the bytes of a name that is not UTF-8.
+TEST_F(InfoCommand, PrintsJsonForAnyParser) {
+  WriteFile(At("\xFFname\xED\xA0\x80.\xE9"));
+  WriteFile(At("out.json"), PrintInfo({"--json", "\xFFname\xED\xA0\x80.\xE9"}).output);
+  const ToolResult python = RunTool(
+      {"python3", "-c",
+       "import base64, json, sys\n"
+       "item = json.loads(open(sys.argv[1], 'rb').read().decode('utf-8'))[0]\n"
+       "json.dumps(item, ensure_ascii=False).encode('utf-8')\n"
+       "assert base64.b64decode(item['path-base64']).endswith(b'/\\xffname\\xed\\xa0\\x80.\\xe9')\n"
+       "assert base64.b64decode(item['keys']['extension-base64']) == b'\\xe9'\n"
+       "assert item['keys']['extension'] == '\\ufffd'\n",
+       At("out.json")});
+  if (python.status == 127) GTEST_SKIP() << "python3 is not installed";
+  EXPECT_EQ(0, python.status) << python.output;
+  const ToolResult perl =
+      RunTool({"perl", "-MJSON::PP", "-0777", "-ne",
+               "$item = JSON::PP->new->utf8->decode($_)->[0]; exit($item->{filed} ? 0 : 1)",
+               At("out.json")});
+  if (perl.status == 127) GTEST_SKIP() << "perl is not installed";
+  EXPECT_EQ(0, perl.status) << perl.output;
 }
 
 TEST_F(InfoCommand, RefusesBadUsage) {
