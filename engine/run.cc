@@ -86,7 +86,7 @@ void EnterSubfolders(const FSRef& folder, Enter enter) {
 
 void AggregateFolder(const FSRef& source, const FSRef& destination) try {
   if (const std::optional<std::u16string> name = GetItemNameString(source)) {
-    NSLog("Aggregating folder " + Utf8FromUtf16(*name));
+    LogSuccess("Aggregating folder " + Utf8FromUtf16(*name));
   }
   const NSAutoreleasePool pool;
   // A desktop process may run for weeks, and across time zones.
@@ -137,7 +137,7 @@ void AggregateByExtension(const FSRef& folder, const FSRef* destination) {
 // run ends. This difference between the kinds is deliberate.
 void AggregateByFileType(const FSRef& folder, const FSRef* destination) {
   RunPass(folder, destination,
-          {.copyKey = CopyFileTypeKey, .reportProgress = NSLog, .isCopyWanted = IsCopyChosen});
+          {.copyKey = CopyFileTypeKey, .reportProgress = LogSuccess, .isCopyWanted = IsCopyChosen});
 }
 
 void AggregateByMimeType(const FSRef& folder, const FSRef* destination) {
@@ -159,7 +159,7 @@ void AggregateByDate(const FSRef& folder, const FSRef& destination, DateAttribut
 void AggregateByDateLevel(const FSRef& folder, const FSRef* destination, DateAttribute attribute,
                           DateLevel level, bool copy) {
   PassRules rules;
-  rules.reportProgress = NSLog;
+  rules.reportProgress = LogSuccess;
   rules.isCopyWanted = [copy] { return copy; };
   if (level == DateLevel::kYear) {
     rules.copyKey = [attribute](const FSRef& item, Status* status) {

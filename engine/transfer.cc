@@ -30,7 +30,7 @@ std::u16string LogMoved(const FSRef& newItem, const FSRef& folder) {
   std::string line;
   line.reserve(kBegin.size() + item.size() + kBetween.size() + key.size() + 1);
   line.append(kBegin).append(item).append(kBetween).append(key).push_back('"');
-  NSLog(line);
+  LogSuccess(line);
   return *std::move(itemName);
 }
 

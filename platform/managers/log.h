@@ -11,6 +11,15 @@ namespace tessary {
 // write error is ignored, because it cannot be reported anywhere.
 void NSLog(std::string_view message);
 
+// Writes a line that says what went well, like NSLog. Does nothing after SetSuccessLogging(false).
+void LogSuccess(std::string_view message);
+
+// Sets whether LogSuccess writes, which is the default.
+void SetSuccessLogging(bool isOn);
+
+// Returns true if the log goes to a terminal.
+bool IsLogOnTerminal();
+
 // Called before and after each log line, so that a terminal's progress line can be cleared and
 // redrawn.
 struct LogLineHooks {
@@ -34,7 +43,8 @@ using LogListener = std::function<void(const LogLine& line)>;
 void SetLogListener(LogListener listener);
 
 // Returns the message as NSLog writes it: control characters (C0, DEL and C1) as escapes such as
-// \n, \t and \x1b, everything else unchanged.
+// \n, \t and \x1b. Line and paragraph separators and bidirectional controls, by which a name could
+// make a terminal show another one, are escaped as \u202e. Everything else is unchanged.
 std::string EscapeControlCharacters(std::string_view message);
 
 }  // namespace tessary

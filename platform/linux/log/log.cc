@@ -21,6 +21,7 @@ namespace {
 struct LogState {
   LogLineHooks hooks;
   LogListener listener;
+  bool logsSuccess = true;
   std::string identity;  // " NAME[PID] "; empty if it must be formatted again
   bool isSecondKnown = false;
   time_t second = 0;
@@ -65,6 +66,25 @@ size_t LongSequenceLength(std::string_view text) {
   return text.size() >= length && IsUtf8(text.substr(0, length)) ? length : 0;
 }
 
+// Returns true for U+2028 and U+2029, which separate lines, and for the bidirectional controls
+// U+202A to U+202E and U+2066 to U+2069. `character` is one well-formed sequence.
+bool IsSeparatorOrBidirectional(std::string_view character) {
+  if (character.size() != 3 || character[0] != '\xE2') return false;
+  const auto last = static_cast<unsigned char>(character[2]);
+  return (character[1] == '\x80' && last >= 0xA8 && last <= 0xAE) ||
+         (character[1] == '\x81' && last >= 0xA6 && last <= 0xA9);
+}
+
+// Appends the escape of a character of U+2000 to U+207F.
+void AppendUnicodeEscape(std::string_view character, std::string* text) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  const auto last = static_cast<unsigned char>(character[2]);
+  const unsigned low = (character[1] == '\x81' ? 0x40U : 0U) | (last & 0x3FU);
+  *text += "\\u20";
+  text->push_back(kDigits[low >> 4U]);
+  text->push_back(kDigits[low & 0x0FU]);
+}
+
 // Appends the non-ASCII character or byte at the start of `message` and returns its length in
 // bytes. C1 controls are escaped both as UTF-8 and as single bytes, which terminals without UTF-8
 // interpret as controls.
@@ -75,6 +95,8 @@ size_t AppendNonAscii(std::string_view message, std::string* text) {
     AppendHexEscape(first, text);
   } else if (length == 2 && first == 0xC2 && static_cast<unsigned char>(message[1]) <= 0x9F) {
     AppendHexEscape(static_cast<unsigned char>(message[1]), text);
+  } else if (IsSeparatorOrBidirectional(message.substr(0, length))) {
+    AppendUnicodeEscape(message, text);
   } else {
     text->append(message.substr(0, length == 0 ? 1 : length));
   }
@@ -149,6 +171,14 @@ void NSLog(std::string_view message) try {
 } catch (const std::bad_alloc&) {
   WriteToStandardError("out of memory: a log line was lost\n");
 }
+
+void LogSuccess(std::string_view message) {
+  if (State().logsSuccess) NSLog(message);
+}
+
+void SetSuccessLogging(bool isOn) { State().logsSuccess = isOn; }
+
+bool IsLogOnTerminal() { return isatty(STDERR_FILENO) != 0; }
 
 void SetLogLineHooks(LogLineHooks hooks) { State().hooks = std::move(hooks); }
 

@@ -66,6 +66,9 @@ TEST(EscapeControlCharacters, EscapesControlCharacters) {
       {"\x9Bx", "\\x9bx"},  // a single byte, not UTF-8
       {"\xC3\x9B\x9B", "\xC3\x9B\\x9b"},
       {"a\nb\nc", "a\\nb\\nc"},
+      {"\u2028\u2029", "\\u2028\\u2029"},
+      {"\u202A\u202B\u202C\u202D\u202Efdp.exe", "\\u202a\\u202b\\u202c\\u202d\\u202efdp.exe"},
+      {"\u2066\u2067\u2068\u2069", "\\u2066\\u2067\\u2068\\u2069"},
   };
   for (const auto& [message, expected] : rows) {
     EXPECT_EQ(expected, EscapeControlCharacters(message));
@@ -76,7 +79,7 @@ TEST(EscapeControlCharacters, KeepsOtherBytes) {
   for (const std::string& message :
        {std::string(), std::string(" plain ~ text \\n \"quoted\""), std::string("caf\xC3\xA9"),
         std::string("caf\xE9"), std::string("\xC2\xA0"), std::string("\xF0\x9F\x93\x81"),
-        std::string("\xC2"), std::string("\xFF")}) {
+        std::string("\xC2"), std::string("\xFF"), std::string("\u2027\u202F\u2065\u206A")}) {
     EXPECT_EQ(message, EscapeControlCharacters(message));
   }
 }
@@ -89,6 +92,19 @@ TEST(NSLog, WritesTimeProgramAndMessage) {
   EXPECT_THAT(line, testing::MatchesRegex(
                         "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} .*"));
   EXPECT_EQ(ExpectedIdentity() + "filed caf\xE9\\nfake", line.substr(24));
+}
+
+TEST(LogSuccess, CanBeTurnedOff) {
+  const CapturedLog log;
+  LogSuccess("first");
+  SetSuccessLogging(false);
+  LogSuccess("second");
+  NSLog("third");
+  SetSuccessLogging(true);
+  LogSuccess("fourth");
+  EXPECT_THAT(log.Lines(),
+              testing::ElementsAre(testing::EndsWith("first"), testing::EndsWith("third"),
+                                   testing::EndsWith("fourth")));
 }
 
 // The first line may reuse a timestamp that was formatted in another time zone; later lines may
