@@ -15,6 +15,8 @@ Status StatusFromErrno(int error) {
     case ENOSPC:
     case EDQUOT:  // to the user, an exhausted quota is a full disk
       return dskFulErr;
+    case EFBIG:  // of the filesystem, or of the limit of the process (ulimit -f)
+      return fileBoundsErr;
     case EROFS:
       return wPrErr;
     case EACCES:

@@ -33,6 +33,7 @@ enum [[nodiscard]] Status : int32_t {
   dirNFErr = -120,           // ENOTDIR: a component of the path is not a folder
   badMovErr = -122,          // a folder moved or copied into itself
   diffVolErr = -1303,        // EXDEV: the two objects are on different filesystems
+  fileBoundsErr = -1309,     // EFBIG: a file larger than the filesystem or a limit allows
   errFSBadFSRef = -1401,     // ESTALE: a stale file handle of a network filesystem
   errFSNotAFolder = -1407,   // the object is not a folder
   errFSNoMoreItems = -1417,  // the iteration of a folder has ended

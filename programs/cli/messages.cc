@@ -11,7 +11,7 @@ namespace tessary {
 namespace {
 
 // The texts of the errno values behind each status.
-constexpr std::array<std::pair<Status, const char*>, 16> kStatusTexts = {{
+constexpr std::array<std::pair<Status, const char*>, 17> kStatusTexts = {{
     {dskFulErr, "No space left on device"},
     {ioErr, "Input/output error"},
     {bdNamErr, "File name too long or invalid"},
@@ -25,6 +25,7 @@ constexpr std::array<std::pair<Status, const char*>, 16> kStatusTexts = {{
     {dirNFErr, "Not a directory"},
     {badMovErr, "Cannot move or copy a folder into itself"},
     {diffVolErr, "Invalid cross-device link"},
+    {fileBoundsErr, "File too large"},
     {errFSBadFSRef, "Stale file handle"},
     {errFSNotAFolder, "Not a directory"},
     {afpAccessDenied, "Permission denied"},

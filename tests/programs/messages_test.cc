@@ -27,6 +27,7 @@ TEST(DescribeStatus, UsesTheTextsOfErrno) {
       {dirNFErr, ENOTDIR},
       {errFSNotAFolder, ENOTDIR},
       {diffVolErr, EXDEV},
+      {fileBoundsErr, EFBIG},
       {errFSBadFSRef, ESTALE},
       {afpAccessDenied, EACCES},
   };

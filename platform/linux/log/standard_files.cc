@@ -17,8 +17,9 @@ void PrepareStandardFiles() {
     // fail.
     (void)open("/", O_PATH);
   }
-  // Fails only for unknown signals.
+  // The calls report EPIPE and EFBIG instead. Fails only for unknown signals.
   (void)std::signal(SIGPIPE, SIG_IGN);
+  (void)std::signal(SIGXFSZ, SIG_IGN);
   RaiseDescriptorLimit();
 }
 

@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -43,6 +45,14 @@ bool IgnoresSigpipe(const std::vector<int>& /*closed*/) {
   return write(ends[1], "x", 1) == -1 && errno == EPIPE;
 }
 
+bool IgnoresSigxfsz(const std::vector<int>& /*closed*/) {
+  PrepareStandardFiles();
+  const rlimit limit = {1, 1};
+  const int file = memfd_create("limited", MFD_CLOEXEC);
+  if (file < 0 || setrlimit(RLIMIT_FSIZE, &limit) != 0) return false;
+  return write(file, "ab", 2) == 1 && write(file, "c", 1) == -1 && errno == EFBIG;
+}
+
 TEST(PrepareStandardFiles, ReservesMissingNumbers) {
   const std::vector<std::vector<int>> rows = {{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}};
   for (const std::vector<int>& closed : rows) {
@@ -63,6 +73,8 @@ TEST(PrepareStandardFiles, KeepsOpenFiles) {
 }
 
 TEST(PrepareStandardFiles, IgnoresSigpipe) { EXPECT_TRUE(HoldsInChild(IgnoresSigpipe, {})); }
+
+TEST(PrepareStandardFiles, IgnoresSigxfsz) { EXPECT_TRUE(HoldsInChild(IgnoresSigxfsz, {})); }
 
 }  // namespace
 }  // namespace tessary::test
