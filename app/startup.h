@@ -14,7 +14,7 @@ extern bool gQuitRequested;
 // the loop has not run. gWindowSystem must be set.
 //
 // Sets the engine's hooks for progress texts and for runs until it returns; the hook for items is
-// left as it is. The program itself registers the applications that answer Apple events and the
+// kept. The program itself registers the applications that answer Apple events and the
 // information of the main bundle.
 Status RunApplication();
 

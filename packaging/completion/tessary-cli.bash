@@ -20,7 +20,7 @@ _tessary_cli_aggregate() {
     _tessary_cli_offer 'extension file-type mime-type modification-date creation-date'
   elif [[ $cur == -* ]]; then
     _tessary_cli_offer '-k --kind -r --recurse --copy --move --replace --preserve-comments
-      --whole-application -h --help'
+      --whole-application -q --quiet -v --verbose -h --help'
   else
     _tessary_cli_paths -d
   fi
@@ -39,7 +39,7 @@ _tessary_cli_defaults() {
   local action=${COMP_WORDS[2]} key=${COMP_WORDS[3]} type=-bool
   [[ $key == FileOperation || $key == TessaryType ]] && type=-int
   if [[ $cur == -* && $COMP_CWORD -lt 4 ]]; then
-    _tessary_cli_offer '-h --help'
+    _tessary_cli_offer '--force -h --help'
   elif ((COMP_CWORD == 2)); then
     _tessary_cli_offer 'read write delete'
   elif ((COMP_CWORD == 3)); then

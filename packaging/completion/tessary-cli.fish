@@ -59,10 +59,13 @@ complete -c tessary-cli -n $aggregate -l move -d 'Move files'
 complete -c tessary-cli -n $aggregate -l replace -d 'Permanently delete existing files of the same name'
 complete -c tessary-cli -n $aggregate -l preserve-comments -d 'Copy comments too'
 complete -c tessary-cli -n $aggregate -l whole-application -d 'Sort all of an application'
+complete -c tessary-cli -n $aggregate -s q -l quiet -d 'Log failures only'
+complete -c tessary-cli -n $aggregate -s v -l verbose -d 'Log each filed item, on a terminal too'
 
 complete -c tessary-cli -n '__tessary_cli_follows defaults' -a read -d 'Print all settings, or one'
 complete -c tessary-cli -n '__tessary_cli_follows defaults' -a write -d 'Store a setting'
 complete -c tessary-cli -n '__tessary_cli_follows defaults' -a delete -d 'Restore the default of a setting'
+complete -c tessary-cli -n '__tessary_cli_is_command defaults' -l force -d 'Store a number that has no meaning'
 for action in read write delete
     complete -c tessary-cli -n "__tessary_cli_follows defaults $action" -a "$numbers $booleans"
 end

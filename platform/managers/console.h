@@ -5,11 +5,12 @@
 
 namespace tessary {
 
-// Returns the number of columns of the terminal on standard error, or none if standard error is not
-// a terminal.
+// The console is the terminal on standard error or, if that is none, the one on standard output.
+// Returns the number of its columns. None if neither is a terminal, and if the terminal interprets
+// no escape sequences (TERM=dumb).
 std::optional<int> GetConsoleColumns();
 
-// Writes bytes unchanged to the terminal on standard error. A failure is ignored.
+// Writes bytes unchanged to the console, if there is one. A failure is ignored.
 void WriteToConsole(std::string_view bytes);
 
 }  // namespace tessary

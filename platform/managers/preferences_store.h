@@ -5,14 +5,18 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 // The preferences of the application: typed values under string keys, stored in one file that other
 // programs may change at any time.
 namespace tessary {
 
 // A stored value of a type that the application does not use (a float, a date, an array, a table).
+// All of them are equal.
 struct UnsupportedPreferenceValue {
-  bool operator==(const UnsupportedPreferenceValue&) const = default;
+  std::string text = {};  // as TOML on one line, for messages
+
+  bool operator==(const UnsupportedPreferenceValue&) const { return true; }
 };
 
 using CFPropertyList = std::variant<bool, int64_t, std::string, UnsupportedPreferenceValue>;
@@ -21,6 +25,10 @@ using CFPropertyList = std::variant<bool, int64_t, std::string, UnsupportedPrefe
 // first, then a value that was set but not yet written, then the file as it was at the last
 // synchronisation (or at the first use).
 std::optional<CFPropertyList> CFPreferencesCopyAppValue(std::string_view key);
+
+// Returns the keys in the file, sorted, whether or not the application uses them. Overrides and
+// values that were set but not yet written do not count.
+std::vector<std::string> CopyPreferenceKeys();
 
 // Sets the value of `key`; no value removes the key. Later reads return the new value. The next
 // CFPreferencesAppSynchronize writes it to the file.

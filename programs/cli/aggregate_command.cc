@@ -5,17 +5,20 @@
 #include <functional>
 #include <new>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "engine/application_source.h"
 #include "engine/run.h"
 #include "engine/shell.h"
 #include "platform/managers/file_manager.h"
 #include "platform/managers/internet_config.h"
+#include "platform/managers/interruption.h"
+#include "platform/managers/log.h"
 #include "platform/managers/preferences_store.h"
 #include "programs/cli/engine_setup.h"
+#include "programs/cli/failure_report.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/named_paths.h"
 #include "programs/cli/progress_line.h"
@@ -28,16 +31,15 @@ namespace {
 constexpr char kSameFolder[] =
     "The destination directory can not be the same as the source directory";
 
+using Clock = std::chrono::steady_clock;
+
 // What is known of a run while it goes on, and afterwards.
 struct Run {
-  std::string problem = {};              // why the run did not take place; empty if it did
-  std::optional<double> seconds = {};    // how long it took; none before its end
-  std::optional<ProgressLine> progress;  // while it goes on
+  std::string problem = {};                     // why the run did not take place
+  std::optional<Clock::time_point> start = {};  // none if it did not take place
+  std::optional<ProgressLine> progress;         // while it goes on
   RunTotals totals;
-  uint64_t keptCopies = 0;  // copies of items that another program moved or deleted meanwhile
-  // Paths that the log does not name; an object without a path is the empty one.
-  std::set<std::string> unlistedFolders = {};
-  std::set<std::string> unloggedItems = {};
+  FailureReport failures;
   bool isIncomplete = false;  // memory did not suffice for all of the above
 };
 
@@ -49,28 +51,60 @@ class ScopedHooks {
   ScopedHooks& operator=(const ScopedHooks&) = delete;
 };
 
-void PrintWarnings() {
-  for (const std::string& problem : DescribeSettingProblems()) PrintProblem(problem);
-  for (const std::string& problem : DescribeBadMappingLines()) PrintProblem(problem);
+void PrintAll(const std::vector<std::string>& problems) {
+  for (const std::string& problem : problems) PrintProblem(problem);
 }
 
-void Observe(Run* run, const ItemReport& report) try {
-  if (report.outcome == ItemOutcome::kNoRun) return;
+// Returns false if the summary cannot be written. It is then printed on standard error.
+bool PrintSummary(const Run& run) {
+  const double seconds = std::chrono::duration<double>(Clock::now() - *run.start).count();
+  const std::string summary =
+      SummaryLine(run.totals.OfSource(), seconds) + KeptCopiesText(FSCountKeptCopies());
+  const std::vector<std::string> others = DestinationLines(run.totals.OfDestination());
+  std::string text = summary + "\n";
+  for (const std::string& line : others) text += line + "\n";
+  if (WriteOutput(text)) return true;
+  PrintProblem(std::string(kWriteError) + "; the summary is: " + summary);
+  PrintAll(others);
+  return false;
+}
+
+// Reports how the run went.
+ExitStatus Conclude(const Run& run) try {
+  PrintAll(run.failures.KeptItemLines());
+  PrintAll(run.failures.Lines());
+  if (run.isIncomplete) PrintProblem("out of memory: the totals are incomplete");
+  if (!PrintSummary(run)) return ExitStatus::kFailure;
+  const uint64_t failed = run.totals.OfSource().failed + run.totals.OfDestination().failed;
+  return failed == 0 && !run.isIncomplete ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
+} catch (const std::bad_alloc&) {
+  PrintOutOfMemory();
+  return ExitStatus::kSomeFailed;
+}
+
+// Ends the process, after a report, if the user has interrupted it. Called between two items.
+void EndIfInterrupted(Run* run) {
+  if (!IsInterrupted()) return;
+  run->progress.reset();
+  // The signal takes the place of the exit status.
+  (void)Conclude(*run);
+  PrintProblem("interrupted");
+  EndByInterruption();
+}
+
+void Record(const ItemReport& report, Run* run) try {
   run->totals.Count(report);
-  if (report.outcome == ItemOutcome::kFolderNotListed) {
-    run->unlistedFolders.emplace(report.path);
-    return;
-  }
-  if (report.outcome == ItemOutcome::kNotRead || report.outcome == ItemOutcome::kNoKeyFolder) {
-    run->unloggedItems.emplace(report.path);
-  }
-  // An item that stayed in its year folder may be filed when the run visits the folder again.
-  if (report.step == FilingStep::kDay && report.outcome == ItemOutcome::kFiled) {
-    run->unloggedItems.erase(std::string(report.path));
-  }
-  run->progress->CountItem();
+  run->failures.Add(report);
 } catch (const std::bad_alloc&) {
   run->isIncomplete = true;
+}
+
+void Observe(Run* run, const ItemReport& report) {
+  // Reported by Aggregate.
+  if (report.outcome == ItemOutcome::kNoRun) return;
+  Record(report, run);
+  if (report.outcome != ItemOutcome::kFolderNotListed) run->progress->CountItem();
+  EndIfInterrupted(run);
 }
 
 // Files `source`, on which ResolveRunSource decided. The destination is created only once the
@@ -87,55 +121,24 @@ void FileSource(const AggregateOptions& options, Run* run, const FSRef& source) 
     return;
   }
   run->progress.emplace();
-  const auto start = std::chrono::steady_clock::now();
-  const uint64_t keptBefore = FSCountKeptCopies();
+  run->start = Clock::now();
+  CatchInterruption();
   AggregateFolder(source, destination);
-  run->keptCopies = FSCountKeptCopies() - keptBefore;
-  run->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   run->progress.reset();
-}
-
-void PrintUnlogged(const Run& run) {
-  for (const std::string& folder : run.unlistedFolders) {
-    PrintProblem((folder.empty() ? "a folder" : folder) +
-                 ": cannot list the folder; its contents were not filed");
-  }
-  for (const std::string& item : run.unloggedItems) {
-    PrintProblem((item.empty() ? "an item" : item) +
-                 ": not filed: cannot read it or create its subfolder");
-  }
-}
-
-void PrintSummary(const Run& run) {
-  const std::string summary =
-      SummaryLine(run.totals.OfSource(), *run.seconds) + KeptCopiesText(run.keptCopies);
-  if (WriteOutput(summary + "\n")) return;
-  PrintProblem(std::string(kWriteError) + "; the summary is: " + summary);
-}
-
-// Reports how the run went. The status is that of the items, also when the summary is lost.
-ExitStatus Conclude(const Run& run) try {
-  PrintUnlogged(run);
-  if (run.isIncomplete) PrintProblem("out of memory: the totals are incomplete");
-  PrintSummary(run);
-  const bool isAllFiled = run.totals.OfSource().failed == 0 &&
-                          run.totals.OfDestination().failed == 0 && !run.isIncomplete;
-  return isAllFiled ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
-} catch (const std::bad_alloc&) {
-  PrintOutOfMemory();
-  return ExitStatus::kSomeFailed;
 }
 
 }  // namespace
 
 ExitStatus Aggregate(const AggregateOptions& options) {
   for (const auto& [key, value] : options.settings) OverridePreference(key, value);
-  PrintWarnings();
+  PrintAll(DescribeSettingProblems());
+  PrintAll(DescribeBadMappingLines());
   if (const std::optional<std::string> problem = DescribeInvalidKind()) {
     PrintProblem(*problem);
     return ExitStatus::kFailure;
   }
   PrepareEngine();
+  SetSuccessLogging(!options.isQuiet && (options.isVerbose || !IsLogOnTerminal()));
   Run run;
   // Stays if ResolveRunSource starts no run, which it does not report.
   run.problem = options.source +
@@ -148,9 +151,12 @@ ExitStatus Aggregate(const AggregateOptions& options) {
   });
   FSRef source;
   if (OpenSource(options.source, &source, &run.problem)) ResolveRunSource(source);
-  if (run.seconds) return Conclude(run);
-  PrintProblem(run.problem);
-  return ExitStatus::kFailure;
+  if (!run.start) {
+    PrintProblem(run.problem);
+    return ExitStatus::kFailure;
+  }
+  EndIfInterrupted(&run);
+  return Conclude(run);
 }
 
 }  // namespace tessary

@@ -21,7 +21,7 @@ constexpr std::array kAggregateOptions = {
                "descend into subfolders; they stay where they are,\n"
                "empty if their files are moved (RecurseFolders)"},
     OptionSpec{"--copy", "", "copy files, the default (FileOperation: 2)"},
-    OptionSpec{"--move", "", "move files (FileOperation: any other number)"},
+    OptionSpec{"--move", "", "move files (FileOperation: 1)"},
     OptionSpec{"--replace", "",
                "permanently delete existing files of the same name,\n"
                "including files that this run created, but never a\n"
@@ -30,7 +30,12 @@ constexpr std::array kAggregateOptions = {
     OptionSpec{"--whole-application", "",
                "if SOURCE is an application, sort all of it instead\n"
                "of its resources (AggregateAppResourcesOnly: true)"},
+    OptionSpec{"-q,--quiet", "", "log failures only"},
+    OptionSpec{"-v,--verbose", "", "log each filed item, on a terminal too"},
 };
+
+constexpr std::array kDefaultsOptions = {
+    OptionSpec{"--force", "", "with write: store a number that has no meaning"}};
 
 constexpr std::array kInfoOptions = {OptionSpec{"--json", "", "print the result as JSON"}};
 
@@ -48,7 +53,7 @@ constinit const CommandSpec kProgramSpec = {
     .usage =
         "  tessary-cli aggregate [OPTION]... SOURCE DESTINATION\n"
         "  tessary-cli defaults read [KEY]\n"
-        "  tessary-cli defaults write KEY [-bool|-int] VALUE\n"
+        "  tessary-cli defaults write [--force] KEY [-bool|-int] VALUE\n"
         "  tessary-cli defaults delete KEY\n"
         "  tessary-cli info [--json] FILE...\n"
         "  tessary-cli integrate install|remove|status\n",
@@ -87,8 +92,8 @@ constinit const CommandSpec kAggregateSpec = {
     .footer =
         "After \"--\", names that begin with \"-\" may follow.\n"
         "\n"
-        "The log is written to standard error. At the end, one line is printed on\n"
-        "standard output: \"12034 filed, 41 skipped, 3 failed in 4.2 s\".\n"
+        "The log and, at the end, the failures are written to standard error, and one\n"
+        "line to standard output: \"12034 filed, 41 skipped, 3 failed in 4.2 s\".\n"
         "\n"
         "Example:\n"
         "  tessary-cli aggregate -r --kind creation-date ~/Pictures ~/By-day\n",
@@ -98,14 +103,14 @@ constinit const CommandSpec kDefaultsSpec = {
     .name = "tessary-cli defaults",
     .usage =
         "  tessary-cli defaults read [KEY]\n"
-        "  tessary-cli defaults write KEY [-bool|-int] VALUE\n"
+        "  tessary-cli defaults write [--force] KEY [-bool|-int] VALUE\n"
         "  tessary-cli defaults delete KEY\n",
     .description =
         "Prints, stores or deletes settings, which the desktop program shares. They are\n"
         "stored in tessary/preferences.toml in $XDG_CONFIG_HOME, or in ~/.config.\n"
         "\n"
-        "Numbers, from -32768 to 32767:\n"
-        "  FileOperation              2 copies files (default), any other number moves\n"
+        "Numbers:\n"
+        "  FileOperation              1 moves files, 2 copies them (default)\n"
         "  TessaryType                the key to sort by: 1 extension (default),\n"
         "                             2 file-type, 3 mime-type, 4 modification-date,\n"
         "                             5 creation-date\n"
@@ -119,6 +124,7 @@ constinit const CommandSpec kDefaultsSpec = {
         "  PreserveComments           false: copy comments too\n"
         "\n"
         "The key determines the type of VALUE; -bool and -int may be left out.\n",
+    .options = kDefaultsOptions,
     .hasDashedOperands = true,
 };
 

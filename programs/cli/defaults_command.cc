@@ -24,7 +24,7 @@ constexpr std::array<std::string_view, kSettings.size()> kDefaults = {
     "comments are not copied",
 };
 
-// The value as it is stored, followed by what is expected if it has the wrong type.
+// The value as it is stored, followed by what is expected if it is invalid.
 std::string TextOfValue(const Setting& setting, const CFPropertyList& value) {
   std::string text;
   if (const auto* flag = std::get_if<bool>(&value)) text = *flag ? "true" : "false";
@@ -32,10 +32,11 @@ std::string TextOfValue(const Setting& setting, const CFPropertyList& value) {
   if (const auto* string = std::get_if<std::string>(&value)) {
     text = Quoted(EscapeControlCharacters(*string));
   }
-  if (HasType(value, setting.type)) return text;
-  const bool isBoolean = setting.type == SettingType::kBoolean;
-  return text + (text.empty() ? "" : " ") + "(invalid: expected " +
-         (isBoolean ? "true or false)" : "a whole number)");
+  if (const auto* other = std::get_if<UnsupportedPreferenceValue>(&value)) {
+    text = EscapeControlCharacters(other->text);
+  }
+  const std::optional<std::string> expected = ExpectedInstead(setting, value);
+  return expected ? text + " (invalid: expected " + *expected + ")" : text;
 }
 
 // Writes pending changes and reads the file. Returns false, with a line on standard error, if that

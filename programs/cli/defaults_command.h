@@ -8,8 +8,8 @@
 namespace tessary {
 
 // Prints the value of one key; kFailure also if it is not set. Without a key, prints all in the
-// order of kSettings: "KEY = VALUE" or "KEY not set (WHAT APPLIES)". A stored value of the wrong
-// type is followed by "(invalid: expected TYPE)".
+// order of kSettings: "KEY = VALUE" or "KEY not set (WHAT APPLIES)". An invalid value
+// is followed by "(invalid: expected WHAT)".
 ExitStatus ReadDefaults(const ReadDefaultsOptions& options);
 
 // Stores a value.

@@ -4,12 +4,14 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <utility>
 
 #include "programs/cli/command_specs.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/option_parser.h"
+#include "programs/cli/settings_report.h"
 #include "settings/preferences.h"
 
 namespace tessary {
@@ -92,6 +94,11 @@ Options ParseAggregate(const ParsedArguments& parsed) {
     if (!parsed.options.contains(flag.name)) continue;
     Override(&aggregate, flag.key, flag.value, "--move and --copy contradict each other");
   }
+  aggregate.isQuiet = parsed.options.contains("--quiet");
+  aggregate.isVerbose = parsed.options.contains("--verbose");
+  if (aggregate.isQuiet && aggregate.isVerbose) {
+    throw UsageError("--quiet and --verbose contradict each other");
+  }
   const Words& operands = parsed.operands;
   if (operands.size() < 2) {
     const char* missing =
@@ -112,7 +119,7 @@ const Setting& FindSetting(const std::string& key) {
   return kSettings[IndexOf(key, "key", keys)];
 }
 
-CFPropertyList ParseValue(const std::string& text, const Setting& setting) {
+CFPropertyList ParseValue(const std::string& text, const Setting& setting, bool isForced) {
   const std::string problem =
       Shown(text) + ": invalid value for " + std::string(setting.key) + ": expected ";
   if (setting.type == SettingType::kBoolean) {
@@ -125,8 +132,13 @@ CFPropertyList ParseValue(const std::string& text, const Setting& setting) {
   int16_t number = 0;
   const char* end = text.data() + text.size();
   const auto [rest, error] = std::from_chars(text.data(), end, number);
-  if (error == std::errc() && rest == end) return int64_t{number};
-  throw UsageError(problem + "a whole number from -32768 to 32767");
+  if (error != std::errc() || rest != end) {
+    throw UsageError(problem + "a whole number from -32768 to 32767");
+  }
+  const CFPropertyList value = int64_t{number};
+  const std::optional<std::string> expected = ExpectedInstead(setting, value);
+  if (expected && !isForced) throw UsageError(problem + *expected + ", or --force");
+  return value;
 }
 
 // The types that may precede a value. There are no string settings, so that the last is refused.
@@ -147,6 +159,8 @@ Options ParseDefaults(const ParsedArguments& parsed) {
   const std::string_view action = kActions[ActionIndex(parsed.operands, kActions)];
   const Words operands(parsed.operands.begin() + 1, parsed.operands.end());
   const bool isWrite = action == "write";
+  const bool isForced = parsed.options.contains("--force");
+  if (isForced && !isWrite) throw UsageError(WithHelpHint("--force requires write", kDefaultsSpec));
   if (operands.empty() && action == "read") return ReadDefaultsOptions();
   if (operands.empty()) throw UsageError(WithHelpHint("missing KEY", kDefaultsSpec));
   const bool endsWithType = operands.size() == 2 && std::ranges::count(kTypes, operands[1]) != 0;
@@ -158,7 +172,7 @@ Options ParseDefaults(const ParsedArguments& parsed) {
   if (action == "read") return ReadDefaultsOptions{operands[0]};
   if (action == "delete") return DeleteDefaultOptions{operands[0]};
   if (operands.size() == 3) CheckType(operands[1], setting);
-  return WriteDefaultOptions{operands[0], ParseValue(operands.back(), setting)};
+  return WriteDefaultOptions{operands[0], ParseValue(operands.back(), setting, isForced)};
 }
 
 // ---- integrate, info ----

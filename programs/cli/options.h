@@ -27,6 +27,8 @@ struct TextOptions {
 struct AggregateOptions {
   // The settings that override the stored ones in this run, by key.
   std::map<std::string, CFPropertyList> settings;
+  bool isQuiet = false;
+  bool isVerbose = false;
   std::string source;       // as typed
   std::string destination;  // as typed
 };

@@ -92,6 +92,20 @@ ItemCounts RunTotals::OfDestination() const {
   return counts;
 }
 
+std::vector<std::string> DestinationLines(const ItemCounts& counts) {
+  const auto withCount = [](uint64_t count, const std::string& predicate) {
+    const std::string subject = std::to_string(count) + (count == 1 ? " item" : " items") +
+                                " that " + (count == 1 ? "was" : "were") +
+                                " already in the destination ";
+    return subject + (count == 1 ? "was " : "were ") + predicate +
+           (count == 1 ? " a day folder" : " day folders");
+  };
+  std::vector<std::string> lines;
+  if (counts.filed > 0) lines.push_back(withCount(counts.filed, "moved into"));
+  if (counts.failed > 0) lines.push_back(withCount(counts.failed, "not moved into"));
+  return lines;
+}
+
 std::string SummaryLine(const ItemCounts& counts, double seconds) {
   return std::to_string(counts.filed) + " filed, " + std::to_string(counts.skipped) + " skipped, " +
          std::to_string(counts.failed) + " failed in " + DecimalText(seconds) + " s";

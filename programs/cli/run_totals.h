@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include "engine/shell.h"
 
@@ -49,11 +50,15 @@ class RunTotals {
   std::unordered_set<size_t> inYearFolders_;
 };
 
+// The line that ends a run, without a newline: "12034 filed, 41 skipped, 3 failed in 4.2 s".
+std::string SummaryLine(const ItemCounts& counts, double seconds);
+
 // The end of that line for a run that has kept copies whose originals another program had moved or
 // deleted meanwhile (FSCountKeptCopies). Empty if there are none.
 std::string KeptCopiesText(uint64_t keptCopies);
 
-// The line that ends a run, without a newline: "12034 filed, 41 skipped, 3 failed in 4.2 s".
-std::string SummaryLine(const ItemCounts& counts, double seconds);
+// The lines for the items that a run by date found in the destination: "17 items that were already
+// in the destination were moved into day folders". Empty if there were none.
+std::vector<std::string> DestinationLines(const ItemCounts& counts);
 
 }  // namespace tessary

@@ -9,11 +9,14 @@
 
 namespace tessary {
 
-// True for a stored value of that type. The accessors use the default in place of any other.
-bool HasType(const CFPropertyList& value, SettingType type);
+// Returns what is expected instead of an invalid value: "a whole number", "1 or 2". None if the
+// value is valid. The accessors use the default in place of a value of the wrong type; they return
+// a number that names nothing.
+std::optional<std::string> ExpectedInstead(const Setting& setting, const CFPropertyList& value);
 
-// The problems of the settings in force, one line each: a preferences file that cannot be read, and
-// stored values of the wrong type. Empty if there are none. Synchronises with the store first.
+// Returns the problems of the settings in force, one line each: a preferences file that cannot be
+// read, unknown keys in it, and invalid values, except an invalid kind. Empty if there are none.
+// Synchronises with the store first.
 std::vector<std::string> DescribeSettingProblems();
 
 // The problem of a TessaryType that is not one of the five kinds, with which a run does nothing;

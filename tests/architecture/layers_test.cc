@@ -12,7 +12,7 @@
 
 #include "tests/support/temporary_folder.h"
 
-// The arrows between the folders, checked over the sources as they stand: what a file includes is
+// The dependencies between the folders, checked over the sources: what a file includes is
 // what it can call.
 namespace tessary::test {
 namespace {

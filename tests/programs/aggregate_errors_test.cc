@@ -66,9 +66,9 @@ TEST_F(AggregateErrors, ReportsUnlistedSubfolder) {
       Run({"aggregate", "--recurse", At("source"), At("destination")}, {.isOrdinaryUser = true});
   EXPECT_EQ(3, result.status);
   EXPECT_THAT(result.output, testing::StartsWith("1 filed, 0 skipped, 1 failed in "));
-  EXPECT_THAT(
-      result.Problems(),
-      ElementsAre(At("source/closed") + ": cannot list the folder; its contents were not filed"));
+  EXPECT_THAT(result.Problems(),
+              ElementsAre(At("source/closed") +
+                          ": contents not filed: cannot list the folder: Permission denied"));
   EXPECT_EQ(0, chmod(At("source/closed").c_str(), 0755));
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <string>
@@ -34,11 +35,11 @@ TEST_F(AggregateMessages, WarnsOncePerInvalidSetting) {
   const std::vector<Row> rows = {
       {"TessaryType = [\n", {"preferences.toml"}},
       {"TessaryType = \"2\"\n",
-       {PreferencesPath() + ": TessaryType is not a whole number; using its default"}},
+       {PreferencesPath() + ": TessaryType: expected a whole number; using its default"}},
       {"FileOperation = true\nQuitWhenDone = 1\nPreserveComments = 1.5\n",
-       {": FileOperation is not a whole number; using its default",
-        ": QuitWhenDone is neither true nor false; using its default",
-        ": PreserveComments is neither true nor false; using its default"}},
+       {": FileOperation: expected a whole number; using its default",
+        ": QuitWhenDone: expected true or false; using its default",
+        ": PreserveComments: expected true or false; using its default"}},
   };
   for (const Row& row : rows) {
     WriteFile(PreferencesPath(), row.preferences);
@@ -91,7 +92,7 @@ TEST_F(AggregateMessages, FilesEverythingWithoutSummaryReader) {
   close(ends[0]);
   const ProgramResult result = Aggregate({"--move"}, {.outputFile = ends[1]});
   close(ends[1]);
-  EXPECT_EQ(0, result.status);
+  EXPECT_EQ(1, result.status);
   EXPECT_THAT(result.Problems(), ElementsAre(StartsWith("standard output: write error; the "
                                                         "summary is: 6 filed, 1 skipped, ")));
   EXPECT_THAT(FilesBelow(At("destination")), SizeIs(6));
@@ -112,7 +113,7 @@ TEST_F(AggregateMessages, FilesEverythingWithoutLogReader) {
 TEST_F(AggregateMessages, PrintsSummaryAsErrorIfOutputIsFull) {
   WriteFile(At("source/a.txt"));
   const ProgramResult result = Aggregate({}, {.outputPath = "/dev/full"});
-  EXPECT_EQ(0, result.status);
+  EXPECT_EQ(1, result.status);
   EXPECT_THAT(result.Problems(), ElementsAre(StartsWith("standard output: write error; the "
                                                         "summary is: 1 filed, 0 skipped, ")));
   EXPECT_THAT(FilesBelow(At("destination")), ElementsAre("txt/a.txt"));
@@ -123,12 +124,41 @@ TEST_F(AggregateMessages, NeverWritesOutputIntoOpenedFiles) {
   for (const std::vector<int>& closed : rows) {
     fs::remove_all(At("destination"));
     for (int i = 0; i < 20; ++i) WriteFile(At("source/" + std::to_string(i) + ".txt"), "kept");
-    EXPECT_EQ(0, Aggregate({"--copy"}, {.closedFiles = closed}).status);
+    const bool isOutputClosed = std::ranges::count(closed, STDOUT_FILENO) != 0;
+    EXPECT_EQ(isOutputClosed ? 1 : 0, Aggregate({"--copy"}, {.closedFiles = closed}).status);
     EXPECT_THAT(FilesBelow(At("destination")), SizeIs(20));
     for (const std::string& name : FilesBelow(At("destination"))) {
       EXPECT_EQ("kept", ReadFile(At("destination/" + name))) << name;
     }
   }
+}
+
+TEST_F(AggregateMessages, QuietLogsFailuresOnly) {
+  FillSource();
+  WriteFile(At("source/a.pdf"));
+  WriteFile(At("destination/pdf"));
+  for (const std::string kind : {"extension", "file-type"}) {
+    const ProgramResult result = Aggregate({"--quiet", "--kind=" + kind});
+    EXPECT_EQ(kind == "extension" ? 3 : 0, result.status);
+    for (const std::string& message : result.LogMessages()) {
+      EXPECT_THAT(message, Not(StartsWith("Mov")));
+      EXPECT_THAT(message, Not(StartsWith("Aggregating")));
+    }
+    EXPECT_THAT(result.LogMessages(), SizeIs(kind == "extension" ? 2 : 0));
+  }
+}
+
+TEST_F(AggregateMessages, CountsItemsOfDestinationSeparately) {
+  for (const std::string path : {"source/a", "destination/2009/b", "destination/Photos/c"}) {
+    WriteFile(At(path));
+    SetModificationDate(At(path), kMarch2009);
+  }
+  const ProgramResult result = Aggregate({"--kind=modification-date"});
+  EXPECT_EQ(0, result.status);
+  EXPECT_THAT(result.output,
+              testing::MatchesRegex("1 filed, 0 skipped, 0 failed in [0-9.]+ s\n"
+                                    "2 items that were already in the destination were moved into "
+                                    "day folders\n"));
 }
 
 TEST_F(AggregateMessages, WritesNoEscapeSequencesWithoutTerminal) {

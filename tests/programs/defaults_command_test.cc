@@ -42,14 +42,14 @@ TEST_F(DefaultsCommand, ReadsStoredValues) {
             "RecurseFolders = false\nReplaceFilesBySameName = 1.5\nOther = 3\n");
   ExpectOutput(
       {"defaults", "read"},
-      "FileOperation = 70000\n"
+      "FileOperation = 70000 (invalid: expected 1 or 2)\n"
       "TessaryType = \"2\\n\" (invalid: expected a whole number)\n"
       "QuitWhenDone = true\n"
       "RecurseFolders = false\n"
-      "ReplaceFilesBySameName = (invalid: expected true or false)\n"
+      "ReplaceFilesBySameName = 1.5 (invalid: expected true or false)\n"
       "AggregateAppResourcesOnly not set (only the resources of an application are sorted)\n"
       "PreserveComments not set (comments are not copied)\n");
-  ExpectOutput({"defaults", "read", "FileOperation"}, "70000\n");
+  ExpectOutput({"defaults", "read", "FileOperation"}, "70000 (invalid: expected 1 or 2)\n");
   ExpectOutput({"defaults", "read", "QuitWhenDone"}, "true\n");
   ExpectOutput({"defaults", "read", "TessaryType"},
                "\"2\\n\" (invalid: expected a whole number)\n");
@@ -69,6 +69,25 @@ TEST_F(DefaultsCommand, KeepsOtherKeys) {
   ExpectOutput({"defaults", "delete", "TessaryType"}, "");
   ExpectError({"defaults", "read", "TessaryType"}, "not set");
   ExpectOutput({"defaults", "read", "QuitWhenDone"}, "false\n");
+}
+
+TEST_F(DefaultsCommand, WritesMeaninglessNumberOnlyIfForced) {
+  ExpectError({"defaults", "write", "TessaryType", "6"},
+              "6: invalid value for TessaryType: expected a number from 1 to 5, or --force", 2);
+  ExpectOutput({"defaults", "write", "--force", "TessaryType", "6"}, "");
+  ExpectOutput({"defaults", "read", "TessaryType"}, "6 (invalid: expected a number from 1 to 5)\n");
+  ExpectOutput({"defaults", "write", "--force", "FileOperation", "-1"}, "");
+  ExpectOutput({"defaults", "read", "FileOperation"}, "-1 (invalid: expected 1 or 2)\n");
+}
+
+TEST_F(DefaultsCommand, PrintsValuesOfOtherTypes) {
+  WriteFile(PreferencesPath(),
+            "TessaryType = 3.5\nFileOperation = [1,\n2]\nQuitWhenDone = 2026-11-22\n");
+  ExpectOutput({"defaults", "read", "TessaryType"}, "3.5 (invalid: expected a whole number)\n");
+  ExpectOutput({"defaults", "read", "FileOperation"},
+               "[ 1, 2 ] (invalid: expected a whole number)\n");
+  ExpectOutput({"defaults", "read", "QuitWhenDone"},
+               "2026-11-22 (invalid: expected true or false)\n");
 }
 
 TEST_F(DefaultsCommand, CreatesPreferencesFile) {
@@ -133,8 +152,8 @@ TEST_F(DefaultsCommand, PrintsHelpAndVersion) {
 TEST_F(DefaultsCommand, WritesWithoutAType) {
   ExpectOutput({"defaults", "write", "TessaryType", "4"}, "");
   ExpectOutput({"defaults", "read", "TessaryType"}, "4\n");
-  ExpectOutput({"defaults", "write", "FileOperation", "-1"}, "");
-  ExpectOutput({"defaults", "read", "FileOperation"}, "-1\n");
+  ExpectOutput({"defaults", "write", "FileOperation", "--", "1"}, "");
+  ExpectOutput({"defaults", "read", "FileOperation"}, "1\n");
   ExpectOutput({"defaults", "write", "QuitWhenDone", "yes"}, "");
   ExpectOutput({"defaults", "read", "QuitWhenDone"}, "true\n");
 }

@@ -60,6 +60,7 @@ TEST(ParseOptions, MapsOptionsToSettings) {
 TEST(ParseOptions, EachOptionOfARunHasASetting) {
   for (const OptionSpec& option : kAggregateSpec.options) {
     const std::string name(option.names.substr(option.names.find("--")));
+    if (name == "--quiet" || name == "--verbose") continue;
     const std::string value = option.value.empty() ? "" : "=extension";
     EXPECT_EQ(1U, SettingsOf({name + value}).size()) << name;
   }
@@ -141,9 +142,9 @@ TEST(ParseOptions, ParsesDefaultsWrite) {
       {"PreserveComments", "-bool", "no", false},
       {"PreserveComments", "-bool", "0", false},
       {"TessaryType", "-int", "5", int64_t{5}},
-      {"TessaryType", "-int", "-1", int64_t{-1}},
-      {"FileOperation", "-int", "32767", int64_t{32767}},
-      {"FileOperation", "-int", "-32768", int64_t{-32768}},
+      {"TessaryType", "-int", "1", int64_t{1}},
+      {"FileOperation", "-int", "1", int64_t{1}},
+      {"FileOperation", "-int", "2", int64_t{2}},
   };
   for (const Row& row : rows) {
     const auto typed =
@@ -153,6 +154,25 @@ TEST(ParseOptions, ParsesDefaultsWrite) {
       EXPECT_EQ(row.key, options.key);
       EXPECT_EQ(row.value, options.value) << row.key << " " << row.text;
     }
+  }
+}
+
+TEST(ParseOptions, ForcesMeaninglessNumber) {
+  for (const std::string number : {"-32768", "-1", "0", "6", "32767"}) {
+    const auto options =
+        Parse<WriteDefaultOptions>({"defaults", "write", "TessaryType", "-int", number, "--force"});
+    EXPECT_EQ(CFPropertyList(int64_t{std::stoi(number)}), options.value);
+  }
+}
+
+TEST(ParseOptions, ParsesQuietAndVerbose) {
+  for (const std::string option : {"-q", "--quiet"}) {
+    const auto options = Parse<AggregateOptions>({"aggregate", option, "from", "to"});
+    EXPECT_TRUE(options.isQuiet);
+    EXPECT_FALSE(options.isVerbose);
+  }
+  for (const std::string option : {"-v", "--verbose"}) {
+    EXPECT_TRUE(Parse<AggregateOptions>({"aggregate", option, "from", "to"}).isVerbose);
   }
 }
 
@@ -244,6 +264,13 @@ TEST(ParseOptions, NamesTheMistake) {
       {{"defaults", "write", "TessaryType", "2x"}, "2x: invalid value for TessaryType" + numbers},
       {{"defaults", "write", "TessaryType", " 2"}, " 2: invalid value for TessaryType" + numbers},
       {{"defaults", "write", "TessaryType", "2.0"}, "2.0: invalid value for TessaryType" + numbers},
+      {{"defaults", "write", "TessaryType", "6"},
+       "6: invalid value for TessaryType: expected a number from 1 to 5, or --force"},
+      {{"defaults", "write", "FileOperation", "0"},
+       "0: invalid value for FileOperation: expected 1 or 2, or --force"},
+      {{"defaults", "read", "--force"}, "--force requires write" + tryDefaults},
+      {{"aggregate", "-q", "--verbose", "from", "to"},
+       "--quiet and --verbose contradict each other"},
       {{"defaults", "write", "TessaryType", "32768"},
        "32768: invalid value for TessaryType" + numbers},
       {{"defaults", "write", "FileOperation", "-int", "-32769"},

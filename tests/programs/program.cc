@@ -75,9 +75,10 @@ bool BecomeOrdinaryUser() {
          (setgroups(0, nullptr) == 0 && setgid(kOrdinaryUser) == 0 && setuid(kOrdinaryUser) == 0);
 }
 
-bool AllowDescriptors(unsigned count) {
-  const rlimit limit = {count, count};
-  return setrlimit(RLIMIT_NOFILE, &limit) == 0;
+// Returns true also if the limit is 0, which means none.
+bool Limit(__rlimit_resource resource, unsigned value) {
+  const rlimit limit = {value, value};
+  return value == 0 || setrlimit(resource, &limit) == 0;
 }
 
 bool SetUpChild(const ProgramSetup& setup, int output, int errors) {
@@ -89,7 +90,7 @@ bool SetUpChild(const ProgramSetup& setup, int output, int errors) {
   if (setup.isOrdinaryUser && !BecomeOrdinaryUser()) return false;
   if (chdir(setup.folder.c_str()) != 0) return false;
   for (const int file : setup.closedFiles) close(file);
-  return setup.descriptors == 0 || AllowDescriptors(setup.descriptors);
+  return Limit(RLIMIT_NOFILE, setup.descriptors) && Limit(RLIMIT_FSIZE, setup.fileSize);
 }
 
 int StatusOf(pid_t child, CallCounts* calls) {

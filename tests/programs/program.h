@@ -39,6 +39,7 @@ struct ProgramSetup {
   int errorFile = -1;           // standard error as a descriptor, if not captured
   bool isOrdinaryUser = false;  // drop root privileges
   unsigned descriptors = 0;     // limit; 0 for none
+  unsigned fileSize = 0;        // limit in bytes; 0 for none
   std::string bindSource = {};  // mounted on bindTarget, for the program only
   std::string bindTarget = {};
   CallCounts* calls = nullptr;  // counts its system calls, if CanCountCalls()

@@ -30,9 +30,10 @@ class TerminalOutput : public ProgramTest {
   }
 
   // What the terminal received during a run, which has to succeed.
-  std::string RunOnTerminal(const std::string& option) const {
+  std::string RunOnTerminal(const std::string& option, const std::string& type = "xterm") const {
     PseudoTerminal terminal(kColumns);
-    const ProgramResult result = Aggregate({option}, {.errorFile = terminal.fd()});
+    const ProgramResult result = Aggregate(
+        {"--verbose", option}, {.environment = {{"TERM", type}}, .errorFile = terminal.fd()});
     EXPECT_EQ(0, result.status);
     EXPECT_THAT(result.output, StartsWith("201 filed, 0 skipped, 0 failed in "));
     EXPECT_THAT(result.output, Not(HasSubstr("\x1b")));
@@ -75,6 +76,33 @@ TEST_F(TerminalOutput, ShowsCountWithoutProgressText) {
   const std::vector<std::string> drawn = DrawnLines(written);
   ASSERT_FALSE(drawn.empty());
   EXPECT_EQ("1 item", drawn[0]);
+}
+
+TEST_F(TerminalOutput, LogsFailuresOnlyByDefault) {
+  WriteFile(At("source/a.pdf"));
+  WriteFile(At("destination/pdf"));
+  PseudoTerminal terminal(kColumns);
+  const ProgramResult result = Aggregate({}, {.errorFile = terminal.fd()});
+  EXPECT_EQ(3, result.status);
+  const std::string written = terminal.Finish();
+  EXPECT_THAT(ScreenLines(written),
+              ElementsAre(HasSubstr("] An error occurred: "), HasSubstr("could not be moved to"),
+                          StartsWith("tessary-cli: " + At("source/a.pdf")), ""));
+  EXPECT_THAT(DrawnLines(written), testing::Contains(HasSubstr(" items")));
+}
+
+TEST_F(TerminalOutput, ShowsProgressOnStandardOutput) {
+  PseudoTerminal terminal(kColumns);
+  const ProgramResult result = Aggregate({}, {.outputFile = terminal.fd()});
+  EXPECT_EQ(0, result.status);
+  EXPECT_THAT(result.LogMessages(), SizeIs(1 + 201));
+  const std::string written = terminal.Finish();
+  EXPECT_THAT(ScreenLines(written), ElementsAre(StartsWith("201 filed, 0 skipped, "), ""));
+  EXPECT_THAT(DrawnLines(written), testing::Contains(HasSubstr(" items")));
+}
+
+TEST_F(TerminalOutput, DumbTerminalGetsNoEscapeSequences) {
+  EXPECT_THAT(RunOnTerminal("--kind=extension", "dumb"), Not(HasSubstr("\x1b")));
 }
 
 TEST_F(TerminalOutput, ShowsErrorAsOneLine) {

@@ -119,6 +119,13 @@ class PreferencesStore {
     return value == values_.end() ? std::nullopt : std::optional(value->second);
   }
 
+  std::vector<std::string> Keys() {
+    LoadOnce();
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : values_) keys.push_back(key);
+    return keys;
+  }
+
   void Set(const std::string& key, const std::optional<CFPropertyList>& value) {
     LoadOnce();
     pendingChanges_.insert_or_assign(key, value);
@@ -227,6 +234,8 @@ PreferencesStore& Store() {
 std::optional<CFPropertyList> CFPreferencesCopyAppValue(std::string_view key) {
   return Store().Copy(key);
 }
+
+std::vector<std::string> CopyPreferenceKeys() { return Store().Keys(); }
 
 void CFPreferencesSetAppValue(const std::string& key, const std::optional<CFPropertyList>& value) {
   Store().Set(key, value);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -35,11 +36,20 @@ std::optional<PreferencesProblem> ParseTable(std::string_view text, toml::table*
   return std::nullopt;
 }
 
+// Returns the value as TOML, on one line.
+std::string TextOf(const toml::node& node) {
+  std::ostringstream text;
+  node.visit([&text](const auto& value) { text << value; });
+  std::string line = text.str();
+  std::ranges::replace(line, '\n', ' ');
+  return line;
+}
+
 CFPropertyList ValueOf(const toml::node& node) {
   if (const auto* boolean = node.as_boolean()) return boolean->get();
   if (const auto* integer = node.as_integer()) return integer->get();
   if (const auto* string = node.as_string()) return string->get();
-  return UnsupportedPreferenceValue{};
+  return UnsupportedPreferenceValue{TextOf(node)};
 }
 
 // The byte offsets of one "key = value" before the first table header. Ends are exclusive.

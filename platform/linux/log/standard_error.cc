@@ -9,22 +9,24 @@
 namespace tessary {
 namespace {
 
-// Standard error may be non-blocking, because other programs that have the terminal open share its
+// A terminal may be non-blocking, because other programs that have the terminal open share its
 // mode.
-bool WaitUntilWritable() {
-  pollfd wanted = {STDERR_FILENO, POLLOUT, 0};
+bool WaitUntilWritable(int file) {
+  pollfd wanted = {file, POLLOUT, 0};
   return poll(&wanted, 1, -1) >= 0 || errno == EINTR;
 }
 
 }  // namespace
 
-void WriteToStandardError(std::string_view bytes) {
+void WriteToStandardError(std::string_view bytes) { WriteToTerminal(STDERR_FILENO, bytes); }
+
+void WriteToTerminal(int file, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t count = write(STDERR_FILENO, bytes.data(), bytes.size());
+    const ssize_t count = write(file, bytes.data(), bytes.size());
     if (count >= 0) {
       bytes.remove_prefix(static_cast<size_t>(count));
     } else if (errno == EAGAIN) {
-      if (!WaitUntilWritable()) return;
+      if (!WaitUntilWritable(file)) return;
     } else if (errno != EINTR) {
       return;
     }

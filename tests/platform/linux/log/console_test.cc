@@ -11,6 +11,7 @@
 #include <string>
 
 #include "platform/linux/descriptors/unique_fd.h"
+#include "tests/support/environment_variable.h"
 #include "tests/support/standard_error.h"
 
 namespace tessary::test {
@@ -66,7 +67,15 @@ TEST(GetConsoleColumns, UnknownWidthIsEighty) {
   EXPECT_EQ(80, GetConsoleColumns());
 }
 
+TEST(GetConsoleColumns, NoneOnDumbTerminal) {
+  const PseudoTerminal terminal;
+  const StandardErrorReplacement replacement(terminal.file());
+  const EnvironmentVariable type("TERM", "dumb");
+  EXPECT_EQ(std::nullopt, GetConsoleColumns());
+}
+
 TEST(GetConsoleColumns, NoneWithoutTerminal) {
+  if (isatty(STDOUT_FILENO) != 0) GTEST_SKIP() << "standard output is a terminal";
   const UniqueFd file(open("/dev/null", O_WRONLY | O_CLOEXEC));
   const StandardErrorReplacement replacement(file.get());
   EXPECT_EQ(std::nullopt, GetConsoleColumns());
