@@ -49,7 +49,8 @@ class UnstableInodes : public testing::TestWithParam<VolumeKind> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Filesystem, UnstableInodes,
-                         testing::Values(VolumeKind::kExfat, VolumeKind::kSshfs));
+                         testing::Values(VolumeKind::kExfat, VolumeKind::kSshfs,
+                                         VolumeKind::kMergerfs));
 
 TEST_P(UnstableInodes, UntouchedObjectsStayValid) {
   const std::vector<FSRef> refs = ListRefs(volume_ / "source");
