@@ -152,6 +152,7 @@ class DesktopTest : public testing::Test {
   std::string WindowTitle() const;
 
   const std::string& WindowID() const { return window_; }
+
   // Returns the X11 ID of a visible window whose title matches the expression, or an empty text.
   QString FindVisibleWindow(const QString& title) const;
 
