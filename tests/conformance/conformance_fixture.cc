@@ -197,8 +197,9 @@ TreeAspects Conformance::UntouchedAspects() const {
 }
 
 TreeAspects Conformance::PreservedAspects() const {
-  // A rename preserves every aspect.
-  if (IsRename()) return {};
+  // A rename preserves every aspect. A folder of a lower layer is copied, which adds the attribute
+  // of the creation date.
+  if (IsRename()) return {.creationDates = !IsSourceInLowerLayer()};
   return {.modes = traits_.hasModes,
           .owners = traits_.hasOwners,
           .times = traits_.hasNanosecondDates,

@@ -49,8 +49,9 @@ void RunOnVolume(Soak* soak, unsigned rounds, VolumeKind kind, const TwoFoldersR
 }
 
 const std::vector<VolumeKind>& SoakedVolumeKinds() {
-  static const std::vector<VolumeKind> kKinds = {VolumeKind::kExfat, VolumeKind::kNtfs,
-                                                 VolumeKind::kSshfs, VolumeKind::kOverlay};
+  static const std::vector<VolumeKind> kKinds = {VolumeKind::kExfat,   VolumeKind::kNtfs,
+                                                 VolumeKind::kSshfs,   VolumeKind::kMergerfs,
+                                                 VolumeKind::kOverlay, VolumeKind::kOverlayLower};
   return kKinds;
 }
 

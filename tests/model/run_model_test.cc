@@ -16,6 +16,8 @@
 #include "engine/shell.h"
 #include "platform/extension_map.h"
 #include "platform/linux/apple_events/comment_agent.h"
+#include "platform/linux/catalog/reference.h"
+#include "platform/linux/catalog/volume.h"
 #include "platform/managers/autorelease_pool.h"
 #include "programs/cli/run_totals.h"
 #include "tests/support/captured_log.h"
@@ -27,6 +29,7 @@
 #include "tests/support/soak.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/tree_lines.h"
+#include "tests/support/volumes.h"
 
 namespace tessary::test {
 namespace {
@@ -50,9 +53,11 @@ std::string IsoDate(int64_t seconds) {
 // A random run in real filesystems.
 class RealRun {
  public:
-  // `other` is in another filesystem than `scratch`, if possible.
-  RealRun(const RandomRun& run, const TemporaryFolder& scratch, const TemporaryFolder& other)
+  // `scratch` is in `volume`; `other` is in another filesystem, if possible.
+  RealRun(const RandomRun& run, ScratchVolume* volume, const TemporaryFolder& scratch,
+          const TemporaryFolder& other)
       : run_(run),
+        volume_(volume),
         scratch_(scratch),
         other_(other),
         model_(run, run.place == RunPlace::kOtherFilesystem &&
@@ -61,6 +66,7 @@ class RealRun {
   // Runs, and returns what is wrong afterwards.
   std::vector<SoakViolation> FindViolations() {
     CreateObjects();
+    volume_->SealLowerLayer();
     Run();
     if (log_.Messages().empty()) Add("unreported", "the log is empty");
     CheckPlaces();
@@ -280,11 +286,14 @@ class RealRun {
   }
 
   std::string DescribeTrees() const {
-    const TreeAspects aspects = {.times = false, .linkTimes = false, .identities = true};
+    const uint32_t device = ReferenceOf(RefAt(scratch_.path())).device;
+    const bool isStable = !VolumeAt(device, scratch_.path()).hasUnstableInodes;
+    const TreeAspects aspects = {.times = false, .linkTimes = false, .identities = isStable};
     return TreeText(scratch_.path(), aspects) + TreeText(other_.path(), aspects);
   }
 
   const RandomRun& run_;
+  ScratchVolume* volume_;
   const TemporaryFolder& scratch_;
   const TemporaryFolder& other_;
   RunModel model_;
@@ -297,27 +306,32 @@ class RealRun {
   std::vector<SoakViolation> violations_;
 };
 
-std::vector<SoakViolation> TryRun(const RandomRun& run) {
-  // Releases the interned folders, as at the end of a real run: another folder may get a path
-  // again.
-  const NSAutoreleasePool pool;
-  const TemporaryFolder scratch;
-  const TemporaryFolder other(MemoryFolder());
-  return RealRun(run, scratch, other).FindViolations();
+std::vector<SoakViolation> TryRun(const RandomRun& run, ScratchVolume* volume) {
+  std::vector<SoakViolation> violations;
+  {
+    // Releases the interned folders, as at the end of a real run: another folder may get a path
+    // again.
+    const NSAutoreleasePool pool;
+    const TemporaryFolder scratch(volume->path());
+    const TemporaryFolder other(MemoryFolder());
+    violations = RealRun(run, volume, scratch, other).FindViolations();
+  }
+  volume->StartOver();
+  return violations;
 }
 
 // Leaves out every object without which the run has violations, too.
-RandomRun Shrink(RandomRun run) {
+RandomRun Shrink(RandomRun run, ScratchVolume* volume) {
   for (size_t i = run.objects.size(); i > 0; --i) {
     RandomRun smaller = run;
     smaller.objects.erase(smaller.objects.begin() + static_cast<ptrdiff_t>(i - 1));
-    if (!TryRun(smaller).empty()) run = std::move(smaller);
+    if (!TryRun(smaller, volume).empty()) run = std::move(smaller);
   }
   return run;
 }
 
 // Replaces this machine's MIME database, extension map and time zone with those of the model.
-class RandomRuns : public testing::Test {
+class RandomRuns : public testing::TestWithParam<VolumeKind> {
  protected:
   RandomRuns()
       : zone_("UTC0"),
@@ -345,23 +359,33 @@ class RandomRuns : public testing::Test {
   PreferencesFolder preferences_;
 };
 
-TEST_F(RandomRuns, AgreeWithModel) {
-  const TemporaryFolder scratch;
-  const VolumeTraits traits = ProbeVolume(scratch.path());
+TEST_P(RandomRuns, AgreeWithModel) {
+  ScratchVolume volume(GetParam());
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
+  const bool isOwn = GetParam() == VolumeKind::kOwn;
+  VolumeTraits traits = volume.Traits();
+  // Special files are recognised by their inode numbers, which only some filesystems keep.
+  traits.hasSpecialFiles &= isOwn;
   if (!traits.takesAnyNameBytes || !traits.isCaseSensitive) {
     GTEST_SKIP() << "the filesystem does not support all names";
   }
-  Soak soak("random runs", "runs",
+  Soak soak(isOwn ? "random runs" : "random runs, on " + NameOf(GetParam()), "runs",
             {"lost", "unexpected", "misplaced", "stale temporary files", "misreported",
              "unreported", "not idempotent"});
-  soak.Run(60, [&soak, &traits](SoakRandom& random) {
+  soak.Run(isOwn ? 60 : 5, [&soak, &traits, &volume](SoakRandom& random) {
     const RandomRun run = MakeRandomRun(random, traits);
     soak.AddTries();
-    if (TryRun(run).empty()) return;
-    const RandomRun smallest = Shrink(run);
-    soak.AddViolations(TryRun(smallest), Describe(smallest));
+    if (TryRun(run, &volume).empty()) return;
+    const RandomRun smallest = Shrink(run, &volume);
+    soak.AddViolations(TryRun(smallest, &volume), Describe(smallest));
   });
 }
+
+// Only filesystems that take any name and any attribute.
+INSTANTIATE_TEST_SUITE_P(EachFilesystem, RandomRuns,
+                         testing::Values(VolumeKind::kOwn, VolumeKind::kMergerfs,
+                                         VolumeKind::kOverlay, VolumeKind::kOverlayLower),
+                         [](const auto& kind) { return NameOf(kind.param); });
 
 }  // namespace
 }  // namespace tessary::test

@@ -91,9 +91,7 @@ const KindProperties& PropertiesOf(VolumeKind kind) {
 
 std::vector<VolumeKind> AllVolumeKinds() {
   std::vector<VolumeKind> kinds;
-  for (const KindProperties& each : Kinds()) {
-    if (each.kind <= VolumeKind::kSshfs) kinds.push_back(each.kind);
-  }
+  for (const KindProperties& each : Kinds()) kinds.push_back(each.kind);
   return kinds;
 }
 

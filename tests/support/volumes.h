@@ -30,7 +30,7 @@ enum class VolumeKind {
   kOverlayLowerFs,  // the same, with the lower layer on another filesystem
 };
 
-// The kinds that the tests of all filesystems use, in this order: those up to sshfs.
+// All kinds, in this order.
 std::vector<VolumeKind> AllVolumeKinds();
 
 // "ext4", "tmpfs", "own".
