@@ -13,7 +13,6 @@
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
 #include "tests/platform/linux/operations/references.h"
-#include "tests/support/captured_log.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/tool.h"
@@ -55,7 +54,7 @@ class RcloneMount : public testing::Test {
   std::string mount() const { return folder_ / "mount"; }
   std::string disk() const { return folder_ / "disk"; }
 
-  // Transfers all items between the two folders.
+  // Transfers all items.
   void Transfer(const std::string& from, const std::string& to, bool isMove) const {
     const NSAutoreleasePool pool;
     ListFolder(from);
@@ -70,7 +69,7 @@ class RcloneMount : public testing::Test {
   pid_t driver_ = -1;
 };
 
-TEST_F(RcloneMount, CopiesAndMovesBothWays) {
+TEST_F(RcloneMount, CopiesAndMovesToMount) {
   const Names names = {"._item", "Tool.app", "file", "item"};
   WriteFile(disk() + "/file", "file");
   WriteFile(disk() + "/item", "item");
@@ -83,27 +82,6 @@ TEST_F(RcloneMount, CopiesAndMovesBothWays) {
   Transfer(disk(), mount() + "/moved", true);
   EXPECT_EQ(names, NamesIn(mount() + "/moved"));
   EXPECT_EQ(Names(), NamesIn(disk()));
-  const CapturedLog log;
-  Transfer(mount() + "/moved", disk(), true);
-  EXPECT_EQ(names, NamesIn(disk()));
-  EXPECT_EQ(Names(), NamesIn(mount() + "/moved"));
-  EXPECT_EQ("inner", ReadFile(disk() + "/Tool.app/inner"));
-  EXPECT_EQ("sidecar", ReadFile(disk() + "/._item"));
-  EXPECT_EQ(Names{"The filesystem of \"" + mount() +
-                  "/moved\" reports an error for all attributes: they are ignored"},
-            log.Messages());
-}
-
-TEST_F(RcloneMount, FailureLeavesNothing) {
-  ASSERT_EQ(0, mkfifo((disk() + "/item").c_str(), 0600));
-  WriteFile(disk() + "/._item", "sidecar");
-  const NSAutoreleasePool pool;
-  ListFolder(disk());
-  FSRef target;
-  EXPECT_EQ(paramErr, FSCopyObjectSync(RefAt(disk() + "/item"), RefAt(mount()), nullptr, &target));
-  EXPECT_EQ(paramErr, FSMoveObjectSync(RefAt(disk() + "/item"), RefAt(mount()), nullptr, &target));
-  EXPECT_EQ(Names(), NamesIn(mount()));
-  EXPECT_EQ((Names{"._item", "item"}), NamesIn(disk()));
 }
 
 }  // namespace
