@@ -350,6 +350,22 @@ TEST_F(PassTest, SkipsItemWithTooLongPath) {
                                           InDestination("key")));
 }
 
+TEST_F(PassTest, SkipsKeyFolderWithTooLongPath) {
+  std::string folder = destination_;
+  while (folder.size() < 2047 - 200) folder += "/" + std::string(99, 'd');
+  MakeFolder(folder);
+  const FSRef destination = RefAt(folder);
+  const std::u16string fits(2047 - folder.size() - 1, u'k');
+  WriteFile(InSource("a.txt"));
+  RunPass(RefAt(source_), &destination, RulesWithKey(fits + u"k"));
+  EXPECT_THAT(NamesIn(source_), ElementsAre("a.txt"));
+  EXPECT_THAT(Messages(), IsEmpty());
+  EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kNoKeyFolder));
+  RunPass(RefAt(source_), &destination, RulesWithKey(fits));
+  EXPECT_THAT(NamesIn(folder + "/" + Utf8FromUtf16(fits)), ElementsAre("a.txt"));
+  EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", Utf8FromUtf16(fits))));
+}
+
 TEST_F(PassTest, NeedsNoObserver) {
   SetEngineHooks({});
   WriteFile(InSource("a.txt"));

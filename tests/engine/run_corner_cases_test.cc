@@ -16,16 +16,19 @@
 #include <cerrno>
 #include <cstdio>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "engine/run.h"
 #include "platform/linux/descriptors/unique_fd.h"
+#include "platform/managers/autorelease_pool.h"
 #include "tests/engine/engine_fixture.h"
 #include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/memory_volume.h"
 #include "tests/support/ordinary_user.h"
+#include "tests/support/volumes.h"
 
 namespace tessary::test {
 namespace {
@@ -492,22 +495,74 @@ TEST_F(RunCornerCases, RunByDateCleansUpYearFolders) {
   EXPECT_THAT(NamesIn(InDestination("2009")), IsEmpty());
 }
 
+// The folder changes after it has been opened: it is not listed again, which would file each item
+// twice.
+TEST_F(RunCornerCases, ListsChangingFolderOnce) {
+  Set("FileOperation = 2\n");
+  WriteFile(InSource("a.txt"));
+  WriteFile(InSource("b.txt"));
+  const auto addFile = [this] { WriteFile(InSource("new.txt")); };
+  // The first two calls read the destination.
+  RunWithPausedCalls({{SYS_getdents64, "", 3, addFile}}, [this] {
+    Run();
+    EXPECT_THAT(outcomes_[InSource("a.txt")], ElementsAre(ItemOutcome::kFiled));
+    EXPECT_THAT(outcomes_[InSource("b.txt")], ElementsAre(ItemOutcome::kFiled));
+    EXPECT_THAT(FilesBelow(destination_), ElementsAre("txt/a.txt", "txt/b.txt", "txt/new.txt"));
+  });
+}
+
+// A folder on a case-insensitive filesystem: in memory or, where the kernel has none, on exFAT.
+class CaseInsensitiveFolder {
+ public:
+  CaseInsensitiveFolder() {
+    if (memory_.IsMounted()) {
+      path_ = memory_ / "to";
+      MakeFolder(path_);
+      const UniqueFd folder(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+      const int foldsCase = FS_CASEFOLD_FL;
+      if (ioctl(folder.get(), FS_IOC_SETFLAGS, &foldsCase) == 0) return;
+    }
+    exfat_.emplace(VolumeKind::kExfat, "", 16);
+    path_ = exfat_->IsAvailable() ? exfat_->path() : "";
+  }
+
+  // Empty where there is neither.
+  const std::string& path() const { return path_; }
+
+ private:
+  MemoryVolume memory_{"size=256k,casefold"};
+  std::optional<ScratchVolume> exfat_;
+  std::string path_;
+};
+
 TEST_F(RunCornerCases, CaseInsensitiveFilesystem) {
-  const MemoryVolume volume("size=256k,casefold");
-  if (!volume.IsMounted()) GTEST_SKIP() << "cannot mount a case-insensitive filesystem";
-  MakeFolder(volume / "to");
-  const int folder = open((volume / "to").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  ASSERT_GE(folder, 0);
-  const int foldsCase = FS_CASEFOLD_FL;
-  const int result = ioctl(folder, FS_IOC_SETFLAGS, &foldsCase);
-  close(folder);
-  if (result != 0) GTEST_SKIP() << "cannot make a case-insensitive folder";
+  const CaseInsensitiveFolder to;
+  if (to.path().empty()) GTEST_SKIP() << "cannot mount a case-insensitive filesystem";
+  // Closes the folders that the catalog holds open: the filesystem's driver ends after that.
+  const NSAutoreleasePool pool;
   WriteFile(InSource("a.JPG"), "a");
   WriteFile(InSource("b.jpg"), "b");
-  AggregateFolder(RefAt(source_), RefAt(volume / "to"));
-  const std::vector<std::string> folders = NamesIn(volume / "to");
+  AggregateFolder(RefAt(source_), RefAt(to.path()));
+  const std::vector<std::string> folders = NamesIn(to.path());
   ASSERT_THAT(folders, SizeIs(1));
-  EXPECT_THAT(NamesIn(volume / ("to/" + folders[0])), ElementsAre("a.JPG", "b.jpg"));
+  EXPECT_THAT(NamesIn(to.path() + "/" + folders[0]), ElementsAre("a.JPG", "b.jpg"));
+}
+
+TEST_F(RunCornerCases, ReplacesOnCaseInsensitiveFilesystem) {
+  const CaseInsensitiveFolder to;
+  if (to.path().empty()) GTEST_SKIP() << "cannot mount a case-insensitive filesystem";
+  // Closes the folders that the catalog holds open: the filesystem's driver ends after that.
+  const NSAutoreleasePool pool;
+  WriteFile(to.path() + "/txt/A.txt", "old");
+  WriteFile(InSource("a.txt"), "new");
+  AggregateFolder(RefAt(source_), RefAt(to.path()));
+  EXPECT_EQ("old", ReadFile(to.path() + "/txt/A.txt"));
+  EXPECT_THAT(NamesIn(to.path() + "/txt"), SizeIs(2));
+  Set("ReplaceFilesBySameName = true\n");
+  AggregateFolder(RefAt(source_), RefAt(to.path()));
+  EXPECT_THAT(NamesIn(to.path() + "/txt"), Contains("a.txt"));
+  EXPECT_EQ("new", ReadFile(to.path() + "/txt/a.txt"));
+  EXPECT_THAT(NamesIn(to.path() + "/txt"), SizeIs(2));
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ namespace {
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
@@ -180,6 +181,36 @@ TEST_F(RunByMimeType, CreatesOneFolderPerType) {
   EXPECT_THAT(Messages(), Contains(MovedLine("photo.jpg", "image/jpeg")));
   EXPECT_THAT(progress_, Contains("1 " + MovingLine(InSource("photo.jpg"))));
   EXPECT_THAT(Messages(), Not(Contains(StartsWith("Moving:"))));
+}
+
+TEST_F(RunByMimeType, LogsNothingWithoutKey) {
+  Set("TessaryType = 3\n");
+  WriteFile(InSource("Makefile"));
+  Run();
+  EXPECT_THAT(Messages(), ElementsAre(AggregatingLine("source")));
+  EXPECT_THAT(progress_, IsEmpty());
+  EXPECT_THAT(outcomes_[InSource("Makefile")], ElementsAre(kSkipped));
+}
+
+TEST_F(RunOfFolders, FilesPackagesWhole) {
+  WriteFile(preferences_.MappingPath(), ".app \"APPL\"\n");
+  BuildExtensionMap();
+  for (const std::string kind : {"1", "2", "3", "4", "5"}) {
+    for (const std::string operation : {"1", "2"}) {
+      for (const std::string recurse : {"false", "true"}) {
+        SCOPED_TRACE("kind " + kind + ", operation " + operation + ", recursion " + recurse);
+        Set("TessaryType = " + kind + "\nFileOperation = " + operation +
+            "\nRecurseFolders = " + recurse + "\n");
+        const TemporaryFolder folder;
+        WriteFile(folder / "from/Tool.app/Contents/a.txt", "inside");
+        MakeFolder(folder / "to");
+        AggregateFolder(RefAt(folder / "from"), RefAt(folder / "to"));
+        EXPECT_THAT(FilesBelow(folder / "to"), ElementsAre(EndsWith("/Tool.app/Contents/a.txt")));
+        EXPECT_EQ(operation == "2", Exists(folder / "from/Tool.app/Contents/a.txt"));
+        EXPECT_EQ(operation == "2", Exists(folder / "from/Tool.app"));
+      }
+    }
+  }
 }
 
 TEST_F(RunOfFolders, IgnoresSubfoldersByDefault) {

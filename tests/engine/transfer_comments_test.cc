@@ -14,6 +14,7 @@
 #include "platform/managers/apple_events.h"
 #include "tests/engine/engine_fixture.h"
 #include "tests/support/apple_events.h"
+#include "tests/support/file_operations.h"
 
 // The comment of a transferred item.
 namespace tessary::test {
@@ -70,6 +71,17 @@ TEST_F(TransferCommentsTest, ReadsBeforeMoveAndWritesAfter) {
   EXPECT_EQ(noErr, Transfer("a.txt", /*copy=*/false));
   EXPECT_THAT(events_, ElementsAre("get in source", "set in destination"));
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", "destination")));
+}
+
+TEST_F(TransferCommentsTest, ReadsAfterExistingItemIsDeleted) {
+  WriteFile(InSource("a.txt"));
+  WriteFile(InDestination("a.txt"));
+  preferences_.Write(std::string(kCarryComments) + "ReplaceFilesBySameName = true\n");
+  AnswerWith([](AEEventID id, AppleEvent* reply) {
+    return id != kAEGetData || Put(keyDirectObject, MakeText(u"text"), reply);
+  });
+  EXPECT_EQ(noErr, Transfer("a.txt", /*copy=*/false));
+  EXPECT_THAT(events_, ElementsAre("get in source", "set in destination"));
 }
 
 TEST_F(TransferCommentsTest, SendsNothingByDefault) {
@@ -162,6 +174,19 @@ TEST_F(TransferCommentsTest, WaitsForLateReply) {
   EXPECT_EQ(noErr, Transfer("a.txt", /*copy=*/false));
   EXPECT_EQ(4, calls);
   EXPECT_THAT(events_, ElementsAre("get in source", "set in destination"));
+}
+
+TEST_F(TransferCommentsTest, KeepsBytesThatAreNotUtf8) {
+  // The last three are the form of a lone surrogate.
+  const std::string comment = "a\xff\xc3z\xed\xa0\x80";
+  RegisterCommentAgent();
+  WriteFile(InSource("a.txt"));
+  if (!SetAttribute(InSource("a.txt"), kAttribute, comment)) {
+    GTEST_SKIP() << "needs extended attributes";
+  }
+  preferences_.Write(kCarryComments);
+  EXPECT_EQ(noErr, Transfer("a.txt", /*copy=*/true));
+  EXPECT_EQ(comment, AttributeAt(InDestination("a.txt"), kAttribute));
 }
 
 TEST_F(TransferCommentsTest, KeepsCommentUnderDistinctName) {

@@ -150,8 +150,9 @@ TEST_F(AggregateCommand, KeepsBothFilesByDefault) {
   WriteFile(At("source/a.txt"), "new");
   WriteFile(At("destination/txt/a.txt"), "old");
   EXPECT_EQ(0, Aggregate({}).status);
-  EXPECT_THAT(NamesIn(At("destination/txt")),
-              ElementsAre(MatchesRegex("a - [0-9A-F-]{36}\\.txt"), "a.txt"));
+  EXPECT_THAT(
+      NamesIn(At("destination/txt")),
+      ElementsAre(MatchesRegex("a - [0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}\\.txt"), "a.txt"));
   EXPECT_EQ("old", ReadFile(At("destination/txt/a.txt")));
 }
 
