@@ -1,19 +1,17 @@
 #include "platform/qt/run_reports.h"
 
-#include <QByteArray>
 #include <QGuiApplication>
 #include <QLocale>
 #include <QString>
-#include <QtGlobal>
 #include <utility>
 
 #include "platform/managers/log.h"
+#include "platform/qt/activation_token.h"
 
 namespace tessary {
 namespace {
 
 constexpr double kLongRun = 10;  // seconds
-constexpr char kActivationToken[] = "XDG_ACTIVATION_TOKEN";
 
 bool IsActive() { return QGuiApplication::applicationState() == Qt::ApplicationActive; }
 
@@ -64,7 +62,7 @@ void RunReports::ShowWithAction(Notification notification) {
   notification.hintWithoutAction = tr("The log lists the failures: File, Show Log…");
   notification.action = [this](const QString& token) {
     tasks_->Post([this, token] {
-      if (!token.isEmpty()) qputenv(kActivationToken, token.toUtf8());
+      SetActivationToken(token);
       Window().ShowFailures();
     });
   };

@@ -20,6 +20,7 @@
 #include "platform/managers/preferences_store.h"
 #include "platform/qt/about_box.h"
 #include "platform/qt/accessible_roles.h"
+#include "platform/qt/activation_token.h"
 #include "platform/qt/artwork_view.h"
 #include "platform/qt/file_uris.h"
 #include "platform/qt/pump.h"
@@ -32,7 +33,6 @@ namespace {
 constexpr double kMillisecondsPerSecond = 1000;
 constexpr OSType kCommandShowLog = FourCharCode("slog");
 constexpr OSType kCommandAbout = FourCharCode("abou");
-constexpr char kActivationToken[] = "XDG_ACTIVATION_TOKEN";
 
 // The application's actions for other programs, and their commands.
 struct DesktopAction {
@@ -205,7 +205,7 @@ void QtWindowSystem::SetStandardHandlers() {
 // Queues requests as tasks, because the nested event loop of a panel delivers them, too.
 BusRequests QtWindowSystem::MakeBusRequests() {
   const auto comeToFront = [this](const std::string& token) {
-    if (!token.empty()) qputenv(kActivationToken, QByteArray::fromStdString(token));
+    SetActivationToken(QString::fromStdString(token));
     BringApplicationToFront();
   };
   return {
@@ -216,7 +216,7 @@ BusRequests QtWindowSystem::MakeBusRequests() {
       .open =
           [this](const std::vector<std::string>& uris, const std::string& token) {
             ui_.tasks.Post([this, uris, token] {
-              if (!token.empty()) qputenv(kActivationToken, QByteArray::fromStdString(token));
+              SetActivationToken(QString::fromStdString(token));
               OpenURIs(uris);
             });
           },
