@@ -25,7 +25,7 @@ bool IsLogged(ItemOutcome outcome) {
 }
 
 std::string DescribeProblem(const ItemReport& report) {
-  const std::string reason = DescribeStatus(report.status);
+  std::string reason = DescribeStatus(report.status);
   switch (report.outcome) {
     case ItemOutcome::kNotRead:
       return "cannot be read: " + reason;

@@ -59,7 +59,7 @@ QStringList WrapBetweenWords(const QString& text, const QFont& font, int width, 
 // Wraps like WrapBetweenWords, but to lines of about equal length: tries widths from the shortest
 // possible one up to `width`.
 QStringList WrapEvenly(const QString& text, const QFont& font, int width, int maximum) {
-  const QStringList widest = WrapBetweenWords(text, font, width, maximum);
+  QStringList widest = WrapBetweenWords(text, font, width, maximum);
   if (widest.isEmpty()) return {};
   const int shortest = QFontMetrics(font).horizontalAdvance(text) / maximum;
   for (int candidate = shortest; candidate < width; candidate += kWidthStep) {
