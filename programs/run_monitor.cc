@@ -6,6 +6,7 @@
 #include "app/run_hooks.h"
 #include "platform/managers/log.h"
 #include "platform/strings.h"
+#include "programs/cli/failure_report.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/settings_report.h"
 
@@ -25,7 +26,7 @@ bool IsLogged(ItemOutcome outcome) {
 }
 
 std::string DescribeProblem(const ItemReport& report) {
-  std::string reason = DescribeStatus(report.status);
+  std::string reason = DescribeCause(report);
   switch (report.outcome) {
     case ItemOutcome::kNotRead:
       return "cannot be read: " + reason;

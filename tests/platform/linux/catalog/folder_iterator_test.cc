@@ -94,7 +94,9 @@ TEST(FSGetCatalogInfoBulk, DeliversUnreadableChild) {
   for (const auto& [error, expected] : rows) {
     FSIterator iterator;
     ASSERT_EQ(noErr, FSOpenIterator(RefAt(folder.path()), &iterator));
-    EXPECT_TRUE(RunWithInjectedErrors({{SYS_statx, error, 2, AT_SYMLINK_NOFOLLOW}}, [&] {
+    EXPECT_TRUE(RunWithInjectedErrors({{SYS_statx, error, 2, AT_SYMLINK_NOFOLLOW}}, [&,
+                                                                                     wanted =
+                                                                                         expected] {
       std::array<FSRef, kBatch> refs;
       size_t actual = 0;
       bool changed = false;
@@ -103,7 +105,7 @@ TEST(FSGetCatalogInfoBulk, DeliversUnreadableChild) {
       EXPECT_EQ(2U, actual);
       for (size_t i = 0; i < actual; ++i) {
         FSCatalogInfo info;
-        EXPECT_EQ(expected,
+        EXPECT_EQ(wanted,
                   FSGetCatalogInfo(refs[i], kFSCatInfoNodeFlags, &info, nullptr, nullptr, nullptr));
       }
     })) << error;
