@@ -15,8 +15,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-constexpr auto kFiled = ItemOutcome::kFiled;
-constexpr auto kFailed = ItemOutcome::kNotTransferred;
 constexpr auto kSkipped = ItemOutcome::kSkipped;
 
 using RunByDate = RunTest;

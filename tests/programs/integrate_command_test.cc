@@ -34,12 +34,12 @@ class IntegrateCommand : public ProgramTest {
     return At("data/nautilus/scripts/" + std::string(kNautilusScriptName));
   }
 
-  ProgramSetup Setup() const {
+  ProgramSetup ProgramPaths() const {
     return {.environment = {{"XDG_CONFIG_DIRS", At("system")}, {"PATH", At("bin")}}};
   }
 
   ProgramResult Integrate(const std::string& action) const {
-    return Run({"integrate", action}, Setup());
+    return Run({"integrate", action}, ProgramPaths());
   }
 
   // Expects success and a line for each file manager.
@@ -77,10 +77,12 @@ TEST_F(IntegrateCommand, RemovesWhatItInstalled) {
 TEST_F(IntegrateCommand, InstallRequiresDesktopProgram) {
   ExpectOutput("install", "added to", "added to");
   ASSERT_EQ(0, unlink(DesktopProgram().c_str()));
-  ExpectError({"integrate", "install"}, "tessary: desktop program not found in PATH", 1, Setup());
+  ExpectError({"integrate", "install"}, "tessary: desktop program not found in PATH", 1,
+              ProgramPaths());
   ExpectOutput("status", "in", "in");
   ExpectOutput("remove", "removed from", "removed from");
-  ExpectError({"integrate", "install"}, "tessary: desktop program not found in PATH", 1, Setup());
+  ExpectError({"integrate", "install"}, "tessary: desktop program not found in PATH", 1,
+              ProgramPaths());
   EXPECT_THAT(FilesBelow(At("")), IsEmpty());
 }
 
@@ -192,7 +194,7 @@ TEST_F(IntegrateCommand, ReportsPermissionErrors) {
   MakeFolder(At("data"));
   OpenToOrdinaryUser();
   ASSERT_EQ(0, chmod(At("data").c_str(), 0555));
-  ProgramSetup setup = Setup();
+  ProgramSetup setup = ProgramPaths();
   setup.isOrdinaryUser = true;
   const ProgramResult result = Run({"integrate", "install"}, setup);
   EXPECT_EQ(1, result.status);
