@@ -1,8 +1,7 @@
 #include "platform/qt/file_uris.h"
 
-#include <QLatin1StringView>
-
 #include "platform/managers/autorelease_pool.h"
+#include "platform/managers/text.h"
 #include "platform/managers/urls.h"
 
 namespace tessary {
@@ -29,8 +28,8 @@ std::vector<std::string> SplitUriList(std::string_view list) {
 }
 
 bool IsFileUri(std::string_view uri) {
-  const QLatin1StringView text(uri.data(), static_cast<qsizetype>(uri.size()));
-  return text.startsWith(QLatin1StringView("file:"), Qt::CaseInsensitive);
+  const std::string_view scheme = uri.substr(0, uri.find(':'));
+  return scheme.size() < uri.size() && CFStringLowercase(Utf16FromUtf8(scheme)) == u"file";
 }
 
 std::optional<std::string> ResolveFileUri(std::string_view uri) {
