@@ -36,13 +36,14 @@ std::optional<PreferencesProblem> ParseTable(std::string_view text, toml::table*
   return std::nullopt;
 }
 
-// Returns the value as TOML, on one line.
+// Returns the value as TOML, on one line. The contents of tables and arrays are left out: printing
+// them recurses once per level, up to kMaxDots times.
 std::string TextOf(const toml::node& node) {
+  if (node.is_table()) return "{...}";
+  if (node.is_array()) return "[...]";
   std::ostringstream text;
   node.visit([&text](const auto& value) { text << value; });
-  std::string line = text.str();
-  std::ranges::replace(line, '\n', ' ');
-  return line;
+  return text.str();
 }
 
 CFPropertyList ValueOf(const toml::node& node) {

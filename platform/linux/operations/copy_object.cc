@@ -56,7 +56,7 @@ Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target) tr
   if (status != noErr) return status;
   // The stat was taken before the copy got the source's times; the cached one must have them.
   copied.made.stx_mtime = copied.source.stx_mtime;
-  *target = MakeTargetRef(to, copied.made);
+  *target = MakeTargetRefFast(to, copied.made);
   copied.item.Keep();
   return noErr;
 } catch (const std::bad_alloc&) {

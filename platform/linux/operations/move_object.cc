@@ -112,7 +112,7 @@ Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target) {
   const struct statx info = cached->info;
   status = Rename(from, info, to.place);
   catalog.stats().Forget(reference.parent, from.name);
-  if (status == noErr) *target = MakeTargetRef(to, info);
+  if (status == noErr) *target = MakeTargetRefFast(to, info);
   return status;
 }
 

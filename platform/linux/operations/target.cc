@@ -5,6 +5,17 @@
 #include "platform/linux/catalog/volume.h"
 
 namespace tessary {
+namespace {
+
+FSRef MakeKnownRef(const Target& target, const struct statx& known) {
+  Catalog& catalog = Catalog::Get();
+  const std::string& name = target.place.name;
+  catalog.stats().Forget(target.folder, name);
+  catalog.stats().Insert(target.folder, target.place, known);
+  return RefOf(catalog.MakeReference(target.folder, name, known));
+}
+
+}  // namespace
 
 Status FindTarget(const FSRef& folder, const std::u16string* newName, const std::string& ownName,
                   Target* target) {
@@ -38,12 +49,14 @@ FSRef MakeTargetRef(const Target& target, const struct statx& known) {
   Catalog& catalog = Catalog::Get();
   const std::string& name = target.place.name;
   catalog.stats().Forget(target.folder, name);
-  const Volume& volume = VolumeOf(target.identity.device, target.place.descriptor());
   Reference made;
-  const bool isLookedUp = known.stx_ino == 0 || !volume.hasReliableEntries;
-  if (isLookedUp && catalog.LookUp(target.folder, name, &made) == noErr) return RefOf(made);
-  catalog.stats().Insert(target.folder, target.place, known);
-  return RefOf(catalog.MakeReference(target.folder, name, known));
+  if (catalog.LookUp(target.folder, name, &made) == noErr) return RefOf(made);
+  return MakeKnownRef(target, known);
+}
+
+FSRef MakeTargetRefFast(const Target& target, const struct statx& known) {
+  const Volume& volume = VolumeOf(target.identity.device, target.place.descriptor());
+  return volume.hasReliableEntries ? MakeKnownRef(target, known) : MakeTargetRef(target, known);
 }
 
 struct statx InfoOfCopy(const struct statx& original, const Target& target) {

@@ -36,14 +36,15 @@ Status TransferWithSidecar(const ItemWithSidecar& item, const Target& target,
                            Status (*transfer)(const ItemWithSidecar&, const TargetWithPath&));
 
 // Makes the reference of the object that was just created at the target, or moved or copied to it.
-// `known` is what is known about the object; its inode number is 0 if its identity is not known.
-//
-// With a known identity, the object is not looked up on filesystems with reliable directory
-// entries. That saves a system call and is safer: if another program has replaced the object since,
-// the reference does not match the replacement, and every use of it is refused. Elsewhere the inode
-// number may have changed, so it is looked up. If the lookup fails, the reference is made from what
-// is known: what has been done must not be reported as a failure.
+// `known` is what is known about the object; its inode number is 0 if its identity is not known. If
+// the object cannot be looked up, the reference is made from what is known: what has been done must
+// not be reported as a failure.
 FSRef MakeTargetRef(const Target& target, const struct statx& known);
+
+// As MakeTargetRef, but looks the object up only where inode numbers may change, which saves a
+// system call per item. If another program replaces the object meanwhile, the reference does not
+// match the replacement, and every use of it is refused.
+FSRef MakeTargetRefFast(const Target& target, const struct statx& known);
 
 // Returns what is known about a copy of the object at the target: everything but its identity.
 struct statx InfoOfCopy(const struct statx& original, const Target& target);
