@@ -77,7 +77,8 @@ TEST_P(Conformance, ShrinkingFileIsConsistent) {
   std::thread writer([this] { (void)!truncate(From("file").c_str(), kSize / 2); });
   Status status = Transfer("file");
   writer.join();
-  if (status == fBsyErr) status = Transfer("file");
+  // An overlay gives a file of its lower layer another identity when it is first written to.
+  if (status == fBsyErr || (status == fnfErr && IsSourceInLowerLayer())) status = Transfer("file");
   ASSERT_EQ(noErr, status);
   const std::string transferred = ReadFile(To("file"));
   EXPECT_TRUE(transferred.size() == kSize || transferred.size() == kSize / 2) << transferred.size();
