@@ -17,7 +17,7 @@ class CommandLine : public DesktopTest {
 
   // The rows that start no run.
   std::vector<Row> Rows() const {
-    return {{{"--help"}, 0, "Usage: tessary"},
+    return {{{"--help"}, 0, "Usage:\n  tessary "},
             {{"--version"}, 0, "tessary "},
             {{"--unknown"}, 2, "--unknown: unknown option"},
             {{"--unknown", At("nowhere")}, 2, "--unknown: unknown option"},

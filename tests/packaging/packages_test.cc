@@ -8,6 +8,7 @@ namespace tessary::test {
 namespace {
 
 using testing::Contains;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -67,10 +68,11 @@ TEST_F(Packages, HaveEachInstalledFileOnce) {
   const std::vector<std::string> cli = Files("tessary-cli");
   EXPECT_THAT(desktop, Contains("usr/bin/tessary"));
   EXPECT_THAT(desktop, Contains("usr/share/tessary/help/index.html"));
-  // The page that the desktop's help registers.
-  const auto page = FindWords(SourceText("debian/tessary.doc-base"), "Index: /([^\n]*)");
-  EXPECT_THAT(desktop, testing::IsSupersetOf(page));
-  EXPECT_EQ(1U, page.size());
+  // The page that the desktop's help registers, in a folder that is a link to that of the program.
+  EXPECT_THAT(FindWords(SourceText("debian/tessary.doc-base"), "Index: /([^\n]*)"),
+              ElementsAre("usr/share/doc/tessary/html/index.html"));
+  EXPECT_EQ("usr/share/tessary/help usr/share/doc/tessary/html\n",
+            SourceText("debian/tessary.links"));
   EXPECT_THAT(cli, Contains("usr/bin/tessary-cli"));
   EXPECT_THAT(cli, Contains("usr/share/man/man1/tessary-cli.1.gz"));
   for (const std::string& file : cli) EXPECT_THAT(desktop, Not(Contains(file)));
@@ -82,6 +84,7 @@ TEST_F(Packages, HaveEachInstalledFileOnce) {
     }
   }
   expected.emplace_back("usr/share/doc-base/tessary.tessary");
+  expected.emplace_back("usr/share/doc/tessary/html -> ../../tessary/help");
   std::vector<std::string> packaged = desktop;
   packaged.insert(packaged.end(), cli.begin(), cli.end());
   EXPECT_THAT(packaged, testing::UnorderedElementsAreArray(expected));

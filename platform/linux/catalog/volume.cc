@@ -1,6 +1,7 @@
 #include "platform/linux/catalog/volume.h"
 
 #include <linux/magic.h>
+#include <sys/stat.h>
 #include <sys/vfs.h>
 #include <sys/xattr.h>
 
@@ -8,6 +9,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <unordered_map>
 
@@ -45,10 +47,15 @@ std::string DeviceNumbers(uint32_t device) {
   return std::to_string(device >> 20) + ":" + std::to_string(device & ((1U << 20) - 1));
 }
 
-// Returns the filesystem type that /proc/self/mountinfo shows for the device. statfs reports only
-// FUSE, not the driver behind it. A line of the file is
+struct MountedFilesystem {
+  std::string type;
+  std::string options;  // separated by commas
+};
+
+// Returns what /proc/self/mountinfo shows for the device. statfs reports only FUSE, not the driver
+// behind it, and no options. A line of the file is
 // "ID PARENT MAJOR:MINOR ROOT POINT OPTIONS [TAG...] - TYPE SOURCE OPTIONS".
-std::string MountedType(uint32_t device) {
+MountedFilesystem FindMounted(uint32_t device) {
   const std::string number = DeviceNumbers(device);
   std::ifstream mounts("/proc/self/mountinfo");
   for (std::string line; std::getline(mounts, line);) {
@@ -58,10 +65,40 @@ std::string MountedType(uint32_t device) {
     if (lineDevice != number) continue;
     while (fields >> field && field != "-") {
     }
-    fields >> field;
-    return field;
+    MountedFilesystem mounted;
+    fields >> mounted.type >> field >> mounted.options;
+    return mounted;
   }
   return {};
+}
+
+// Adds the filesystems of the folders that an option of an overlay names. Returns false if one
+// cannot be examined.
+bool AddLayerDevices(std::string_view folders, std::set<dev_t>* devices) {
+  while (!folders.empty()) {
+    const std::string folder(folders.substr(0, folders.find(':')));
+    folders.remove_prefix(std::min(folder.size() + 1, folders.size()));
+    struct stat info = {};
+    if (!folder.starts_with('/') || stat(folder.c_str(), &info) != 0) return false;
+    devices->insert(info.st_dev);
+  }
+  return true;
+}
+
+// Returns true if the layers of an overlay are on different filesystems, and the overlay does not
+// map their inode numbers. Only then do its folders have no inode numbers of their own. Layers that
+// cannot be seen, as in a container, count as being on one filesystem, which they usually are.
+bool HasLayersOnDifferentFilesystems(uint32_t device) {
+  std::istringstream options(FindMounted(device).options);
+  std::set<dev_t> devices;
+  for (std::string option; std::getline(options, option, ',');) {
+    const size_t value = std::min(option.find('='), option.size());
+    const std::string name = option.substr(0, value);
+    if (option == "xino=on") return false;
+    if (name != "lowerdir" && name != "lowerdir+" && name != "upperdir") continue;
+    if (!AddLayerDevices(std::string_view(option).substr(value + 1), &devices)) return false;
+  }
+  return devices.size() > 1;
 }
 
 // The FUSE drivers of exFAT and NTFS mount themselves as "fuseblk".
@@ -73,7 +110,7 @@ bool HasWindowsNames(uint32_t magic, uint32_t device) {
     case kNtfs3Magic:
       return true;
     case FUSE_SUPER_MAGIC: {
-      const std::string type = MountedType(device);
+      const std::string type = FindMounted(device).type;
       return type == "fuseblk" || type.find("exfat") != std::string::npos ||
              type.find("ntfs") != std::string::npos || type.find("fat") != std::string::npos;
     }
@@ -92,18 +129,19 @@ bool HasNtfsDates(uint32_t magic, const std::string& path) {
 }
 
 // FAT and exFAT have no inode numbers: the kernel invents one for each object that it loads. It
-// does the same for CIFS if the server has none, for vboxsf, and for the folders of an overlay
-// whose layers are on different filesystems. libfuse does it for most FUSE drivers; that of NTFS,
+// does the same for CIFS if the server has none, for vboxsf, and for the folders of some overlays.
+// libfuse does it for most FUSE drivers; that of NTFS,
 // which is recognised by its dates, has stable ones.
-bool HasUnstableInodes(uint32_t magic, bool hasNtfsDates) {
+bool HasUnstableInodes(uint32_t magic, uint32_t device, bool hasNtfsDates) {
   switch (magic) {
     case MSDOS_SUPER_MAGIC:
     case kExfatMagic:
     case kCifsMagic:
     case kSmb2Magic:
     case kVboxMagic:
-    case OVERLAYFS_SUPER_MAGIC:
       return true;
+    case OVERLAYFS_SUPER_MAGIC:
+      return HasLayersOnDifferentFilesystems(device);
     case FUSE_SUPER_MAGIC:
       return !hasNtfsDates;
     default:
@@ -135,7 +173,7 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
   // makes their write errors immediate, their attributes coherent and their leases reliable.
   const bool isLocal = HasReliableEntries(magic);
   const bool hasNtfsDates = HasNtfsDates(magic, path);
-  return {HasUnstableInodes(magic, hasNtfsDates),
+  return {HasUnstableInodes(magic, device, hasNtfsDates),
           magic == OVERLAYFS_SUPER_MAGIC,
           isLocal,
           HasWindowsNames(magic, device),

@@ -159,11 +159,12 @@ bool ScenarioFixture::IsReported(const FoundItem& item, const SupervisedResult& 
     if (result.output.find(line) != std::string::npos) return true;
   }
   // The path of the item cannot be determined.
-  if (result.output.find("tessary-cli: an item: not filed") != std::string::npos) return true;
-  if (result.output.find("tessary-cli: a folder: cannot list") != std::string::npos) return true;
+  for (const std::string line : {"tessary-cli: an item: ", "tessary-cli: a folder: "}) {
+    if (result.output.find(line) != std::string::npos) return true;
+  }
   const std::string folder = fs::path(Source() + "/" + item.path).parent_path().string();
   for (const std::string& above : {folder, Source()}) {
-    const std::string line = "tessary-cli: " + above + ": cannot list";
+    const std::string line = "tessary-cli: " + above + ": contents not filed";
     if (result.output.find(line) != std::string::npos) return true;
   }
   return false;

@@ -107,6 +107,34 @@ TEST_F(OverlayTest, FoldersStayValidAfterFirstChange) {
   EXPECT_EQ(errFSRefsDifferent, FSCompareFSRefs(folders[0], folders[1]));
 }
 
+// An overlay whose layers are on one filesystem, as that of a container: its inode numbers are
+// stable.
+class OverlayOnOneFilesystem : public OverlayTest {
+ protected:
+  void SetUp() override {
+    std::string reason;
+    if (!EnterMountNamespace(&reason)) GTEST_SKIP() << reason;
+    MakeFolder(scratch_ / "lower");
+    if (!Mount("tmpfs", "lower", "mode=0700")) GTEST_SKIP() << "cannot mount here";
+    for (const std::string name : {"lower/files", "lower/upper", "lower/work", "overlay"}) {
+      MakeFolder(scratch_ / name);
+    }
+    const std::string options = "lowerdir=" + scratch_ / "lower/files" +
+                                ",upperdir=" + scratch_ / "lower/upper" +
+                                ",workdir=" + scratch_ / "lower/work";
+    if (!Mount("overlay", "overlay", options)) GTEST_SKIP() << "cannot mount an overlay here";
+  }
+};
+
+TEST_F(OverlayOnOneFilesystem, ReplacedFolderIsInvalid) {
+  MakeFolder(scratch_ / "overlay/folder");
+  const FSRef folder = RefAt(scratch_ / "overlay/folder");
+  EXPECT_TRUE(FSIsFSRefValid(folder));
+  ASSERT_EQ(0, rename((scratch_ / "overlay/folder").c_str(), (scratch_ / "overlay/old").c_str()));
+  MakeFolder(scratch_ / "overlay/folder");
+  EXPECT_FALSE(FSIsFSRefValid(folder));
+}
+
 TEST_F(OverlayTest, ReplacedFileIsInvalid) {
   const FSRef file = RefAt(InSource(0) + "/file.txt");
   WriteFile(scratch_ / "overlay/other", "other");
