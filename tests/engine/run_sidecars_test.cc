@@ -344,7 +344,9 @@ void RunSidecars::KillMoveByDate(const std::string& name, bool hasNoReplace) con
     ExpectItemsWithSidecars({});
     // A copy that was complete when the run was killed stays beside the original.
     EXPECT_LE(1U, Items().size());
-    if (!IsAcross()) EXPECT_EQ(1U, Items().size());
+    if (!IsAcross()) {
+      EXPECT_EQ(1U, Items().size());
+    }
     EXPECT_EQ(0U, FilesBelow(source_).size());
   }
 }
