@@ -91,7 +91,8 @@ TEST_F(Failures, SourceThatVanishesBehindPanel) {
   std::filesystem::remove_all(source);
   ChooseDestination();
   EXPECT_TRUE(server_->WaitForOutput("1 of 1 items could not be filed | From “letters” to "));
-  EXPECT_TRUE(WaitForLog(source + ": cannot list the folder: No such file or directory\n"));
+  EXPECT_TRUE(
+      WaitForLog(source + ": cannot list the folder: Removed or replaced during the run\n"));
 }
 
 TEST_F(Failures, WithoutNotificationService) {
