@@ -135,7 +135,7 @@ CFPropertyList ParseValue(const std::string& text, const Setting& setting, bool 
   if (error != std::errc() || rest != end) {
     throw UsageError(problem + "a whole number from -32768 to 32767");
   }
-  const CFPropertyList value = int64_t{number};
+  CFPropertyList value = int64_t{number};
   const std::optional<std::string> expected = ExpectedInstead(setting, value);
   if (expected && !isForced) throw UsageError(problem + *expected + ", or --force");
   return value;

@@ -101,10 +101,10 @@ std::string UserDataPath(const std::string& name) {
 std::optional<std::string> ReadSystemConfiguration(const std::string& name) {
   const char* set = std::getenv("XDG_CONFIG_DIRS");
   // The XDG base directory specification ignores relative paths.
-  for (const std::string& folder :
-       AbsolutePaths(set == nullptr || *set == '\0' ? "/etc/xdg" : set)) {
+  for (std::string path : AbsolutePaths(set == nullptr || *set == '\0' ? "/etc/xdg" : set)) {
+    path.append("/").append(name);
     MenuFile file;
-    if (ReadIfExists(folder + "/" + name, &file) == noErr && file.text) return file.text;
+    if (ReadIfExists(path, &file) == noErr && file.text) return file.text;
   }
   return std::nullopt;
 }
