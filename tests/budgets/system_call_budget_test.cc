@@ -21,9 +21,9 @@ class SystemCallBudget : public ProgramTest {
   void SetUp() override {
     struct statfs filesystem = {};
     if (statfs("/dev/shm", &filesystem) != 0 || filesystem.f_type != TMPFS_MAGIC) {
-      GTEST_SKIP() << "/dev/shm is not a tmpfs";
+      GTEST_SKIP() << "/dev/shm is not a tmpfs: the calls of other filesystems differ";
     }
-    if (!CanCountCalls()) GTEST_SKIP() << "cannot trace processes here";
+    if (!CanCountCalls()) GTEST_SKIP() << "calls cannot be counted: tracing is not permitted here";
   }
 
   // Counts the calls of a run over `items` plain files of one extension.
@@ -96,7 +96,7 @@ TEST_F(SystemCallBudget, MoveByCreationDate) {
 TEST_F(SystemCallBudget, CopyByExtension) {
   const TemporaryFolder memory("/dev/shm");
   if (!SetAttribute(memory.path(), "user.tessary-test", "")) {
-    GTEST_SKIP() << "/dev/shm has no user attributes";
+    GTEST_SKIP() << "the tmpfs of this kernel has no user attributes: a copy makes other calls";
   }
   const CallCounts budget = {{"close", 2},
                              {"fgetxattr ENODATA", 1},

@@ -114,7 +114,7 @@ TEST_P(Conformance, ReplacedFileIsConsistent) {
 
 TEST_P(Conformance, FinalNameShowsCompleteFile) {
   if (!SharedVolume(GetParam().to).Traits().hasHardLinks) {
-    GTEST_SKIP() << "an empty placeholder is visible for a moment on this filesystem";
+    GTEST_SKIP() << "without hard links, an empty placeholder has the name for a moment";
   }
   WriteFile(From("file"), std::string(kSize, 'a'));
   SealTestData();
@@ -130,7 +130,8 @@ TEST_P(Conformance, FinalNameShowsCompleteFile) {
 }
 
 TEST_P(Conformance, PrivateFileNeverReadableByOthers) {
-  if (!Traits().hasModes) GTEST_SKIP() << "no modes on this filesystem";
+  if (!Traits().hasModes)
+    GTEST_SKIP() << "this filesystem stores no modes: the mount decides who may read";
   WriteFile(From("secret"), std::string(kSize, 'a'));
   WriteFile(From("Secret.app/inner"), std::string(kSize, 'a'));
   ASSERT_EQ(0, chmod(From("secret").c_str(), 0600));

@@ -108,7 +108,8 @@ void ReleaseSharedVolumes() { SharedVolumes().clear(); }
 void Conformance::SetUp() {
   for (const VolumeKind kind : {GetParam().from, GetParam().to}) {
     const ScratchVolume& volume = SharedVolume(kind);
-    if (!volume.IsAvailable()) GTEST_SKIP() << "not available: " << volume.UnavailableReason();
+    if (!volume.IsAvailable())
+      GTEST_SKIP() << "cannot be mounted here: " << volume.UnavailableReason();
   }
   const ScratchVolume& from = SharedVolume(GetParam().from);
   const ScratchVolume& to = SharedVolume(GetParam().to);
@@ -134,7 +135,8 @@ void Conformance::SealTestData() const {
 }
 
 void Conformance::SkipUnless(bool isSupported, const char* feature) const {
-  if (!IsSkipped() && !isSupported) GTEST_SKIP() << "no " << feature << " on this filesystem";
+  if (!IsSkipped() && !isSupported)
+    GTEST_SKIP() << "one of the two filesystems does not support " << feature;
 }
 
 void SymlinkConformance::SetUp() {
