@@ -20,11 +20,6 @@ std::string NameIn(const std::string& path) {
   return slash == std::string::npos || path.size() == 1 ? path : path.substr(slash + 1);
 }
 
-// Returns true if the engine names the item in the last log line.
-bool IsLogged(ItemOutcome outcome) {
-  return outcome == ItemOutcome::kNotTransferred || outcome == ItemOutcome::kCommentNotCopied;
-}
-
 std::string DescribeProblem(const ItemReport& report) {
   std::string reason = DescribeCause(report);
   switch (report.outcome) {
@@ -113,7 +108,7 @@ void RunMonitor::ObserveItem(const ItemReport& report) try {
   if (totals_) totals_->Count(report);
   if (report.outcome == ItemOutcome::kNoRun) {
     RefuseSource(std::string(report.path), DescribeProblem(report));
-  } else if (IsLogged(report.outcome)) {
+  } else if (IsNamedByLog(report.outcome)) {
     system_->Reports().MarkFailure(DescribeProblem(report));
   } else if (IsFailure(report.outcome)) {
     const std::string path(report.path.empty() ? source_ : report.path);

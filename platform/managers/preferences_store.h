@@ -14,7 +14,8 @@ namespace tessary {
 // A stored value of a type that the application does not use (a float, a date, an array, a table).
 // All of them are equal.
 struct UnsupportedPreferenceValue {
-  std::string text = {};  // as TOML on one line, for messages
+  std::string text =
+      {};  // as TOML on one line, for messages; "[...]" for an array, "{...}" for a table
 
   bool operator==(const UnsupportedPreferenceValue&) const { return true; }
 };

@@ -24,12 +24,6 @@ std::string Join(std::string_view folder, std::string_view name) {
 
 std::string NameOf(std::string_view path) { return std::string(path.substr(path.rfind('/') + 1)); }
 
-// The log has a line with the path of an item that could not be transferred, and none for the
-// others.
-bool IsNamedByLog(ItemOutcome outcome) {
-  return outcome == ItemOutcome::kNotTransferred || outcome == ItemOutcome::kCommentNotCopied;
-}
-
 // A run reports these once for each attempt.
 bool IsRepeated(const ItemReport& report) {
   return report.outcome == ItemOutcome::kFolderNotListed || report.step == FilingStep::kDay;
@@ -51,6 +45,10 @@ std::string CauseOfKeptItem(Status status) {
 }
 
 }  // namespace
+
+bool IsNamedByLog(ItemOutcome outcome) {
+  return outcome == ItemOutcome::kNotTransferred || outcome == ItemOutcome::kCommentNotCopied;
+}
 
 std::string DescribeCause(const ItemReport& report) {
   if (report.status == paramErr && report.outcome == ItemOutcome::kNotTransferred &&

@@ -66,6 +66,10 @@ class FailureReport {
   FailureList keptItems_;
 };
 
+// Returns true if the engine has logged the path of an item with this outcome: one that could not
+// be transferred. The log does not name the other failures.
+bool IsNamedByLog(ItemOutcome outcome);
+
 // Returns the line for a failure: "PATH: cannot copy to FOLDER: CAUSE".
 std::string DescribeFailure(const ItemReport& report);
 

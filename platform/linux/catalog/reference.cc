@@ -27,9 +27,9 @@ bool IsObjectOf(const Reference& reference, const struct statx& info) {
   const bool isOfKind = reference.kind == NodeKind::kSpecial || KindOf(info) == reference.kind;
   if (!isOfKind) return false;
   if (Identity::Of(info).Matches(reference.GetIdentity())) return true;
-  // The entry of a mount point has the inode number of the object below the mount. Without a birth
-  // time the reference was made from an entry.
-  return reference.birth == 0 && IsMountPoint(info);
+  // The entry of a file that is a mount point has the inode number of the object below the mount.
+  // Without a birth time the reference may have been made from an entry; that of a folder never is.
+  return reference.birth == 0 && !reference.IsFolder() && IsMountPoint(info);
 }
 
 bool IsMountPoint(const struct statx& info) {

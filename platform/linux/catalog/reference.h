@@ -16,7 +16,7 @@ namespace tessary {
 // a device that VolumeOf has not examined in this run.
 //
 // True if an untouched object gets another inode number once the kernel has dropped it from memory,
-// as on FAT, exFAT, overlayfs and with most FUSE drivers.
+// as on FAT, exFAT, overlays of several filesystems, and with most FUSE drivers.
 bool HasUnstableInodes(uint32_t device);
 
 // True if a folder gets another birth time when something in it is changed for the first time, as
