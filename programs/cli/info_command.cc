@@ -3,11 +3,10 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "engine/classification.h"
 #include "engine/items.h"
@@ -17,8 +16,8 @@
 #include "platform/managers/log.h"
 #include "platform/managers/text.h"
 #include "platform/managers/urls.h"
-#include "platform/managers/utf16.h"
 #include "programs/cli/engine_setup.h"
+#include "programs/cli/json_bytes.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/named_paths.h"
 
@@ -137,114 +136,43 @@ std::string TextOfReport(const ItemInfo& report) {
 
 // ---- JSON ----
 
-bool IsLoneSurrogate(std::u16string_view text, size_t at) {
-  if (IsHighSurrogate(text[at])) return at + 1 == text.size() || !IsLowSurrogate(text[at + 1]);
-  return IsLowSurrogate(text[at]) && (at == 0 || !IsHighSurrogate(text[at - 1]));
-}
+using Json = nlohmann::ordered_json;
 
-// The bytes as a JSON string with its quotes. Bytes that are not UTF-8 are replaced by U+FFFD.
-std::string JsonString(std::string_view bytes) {
-  const std::u16string text = Utf16FromUtf8(bytes);
-  std::string json = "\"";
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == u'"' || text[i] == u'\\') {
-      json += {'\\', static_cast<char>(text[i])};
-    } else if (text[i] < 0x20 || text[i] == 0x7F) {
-      json += "\\u" + FourHexDigits(text[i]);
-    } else if (IsLoneSurrogate(text, i)) {
-      json += "\\ufffd";
-    } else {
-      const size_t units = IsHighSurrogate(text[i]) ? 2 : 1;
-      json += Utf8FromUtf16(std::u16string_view(text).substr(i, units));
-      i += units - 1;
-    }
-  }
-  return json += '"';
-}
+Json JsonOfText(const Text& text) { return text ? Json(JsonFromBytes(*text)) : Json(); }
 
-std::string Base64(std::string_view bytes) {
-  constexpr std::string_view kDigits =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (size_t at = 0; at < bytes.size(); at += 3) {
-    const std::string_view group = bytes.substr(at, 3);
-    uint32_t bits = 0;
-    for (size_t i = 0; i < 3; ++i) {
-      bits = bits << 8 | (i < group.size() ? static_cast<unsigned char>(group[i]) : 0U);
-    }
-    for (size_t i = 0; i < 4; ++i) {
-      text += i <= group.size() ? kDigits[bits >> (18 - 6 * i) & 0x3F] : '=';
-    }
-  }
-  return text;
-}
-
-std::string JsonText(const Text& text) { return text ? JsonString(*text) : "null"; }
-
-// The names of an object's members, and their values as JSON.
-using JsonMembers = std::vector<std::pair<std::string, std::string>>;
-
-// Adds a text of any bytes. If it is not UTF-8, a second member has the bytes.
-void AddBytes(const std::string& name, const Text& bytes, JsonMembers* members) {
-  members->emplace_back(name, JsonText(bytes));
-  if (bytes && !IsUtf8(*bytes)) {
-    members->emplace_back(name + "-base64", '"' + Base64(*bytes) + '"');
-  }
-}
-
-std::string JsonObject(const JsonMembers& members) {
-  std::string json;
-  for (const auto& [name, value] : members) {
-    json += (json.empty() ? "{" : ", ") + JsonString(name) + ": " + value;
-  }
-  return json + "}";
-}
-
-std::string JsonFinderInfo(const ItemDetails& details) {
-  if (details.finderInfoOrigin.empty()) return "null";
+Json JsonOfFinderInfo(const ItemDetails& details) {
+  if (details.finderInfoOrigin.empty()) return nullptr;
   const FileInfo& info = details.finderInfo;
-  JsonMembers members;
-  AddBytes("type", TextOfCode(info.fileType), &members);
-  AddBytes("creator", TextOfCode(info.fileCreator), &members);
-  members.emplace_back("flags", std::to_string(info.finderFlags));
-  AddBytes("from", details.finderInfoOrigin, &members);
-  return JsonObject(members);
+  return {{"type", JsonFromBytes(TextOfCode(info.fileType))},
+          {"creator", JsonFromBytes(TextOfCode(info.fileCreator))},
+          {"flags", info.finderFlags},
+          {"from", JsonFromBytes(details.finderInfoOrigin)}};
 }
 
-std::string JsonFrom(const std::string& name, const Text& value, const std::string& origin) {
-  if (!value) return "null";
-  JsonMembers members;
-  AddBytes(name, value, &members);
-  AddBytes("from", origin, &members);
-  return JsonObject(members);
+Json JsonWithOrigin(const char* name, const Text& value, const std::string& origin) {
+  if (!value) return nullptr;
+  return {{name, JsonFromBytes(*value)}, {"from", JsonFromBytes(origin)}};
 }
 
-// One object, without a newline.
-std::string JsonOfReport(const ItemInfo& report) {
+Json JsonOfReport(const ItemInfo& report) {
   const ItemDetails& details = report.details;
   const Text created = InstantText(details.creationDate);
-  JsonMembers keys;
+  Json keys = Json::object();
   for (size_t i = 0; i < kKindNames.size(); ++i) {
-    AddBytes(std::string(kKindNames[i]), report.keys[i], &keys);
+    keys[std::string(kKindNames[i])] = JsonOfText(report.keys[i]);
   }
-  JsonMembers members;
-  AddBytes("path", report.path, &members);
-  members.insert(members.end(),
-                 {{"item", JsonString(report.kind)},
-                  {"filed", report.whyNotFiled.empty() ? "true" : "false"},
-                  {"keys", JsonObject(keys)},
-                  {"finder-info", JsonFinderInfo(details)},
-                  {"comment", JsonFrom("text", Utf8(details.comment), details.commentOrigin)},
-                  {"modification-date", JsonText(InstantText(details.modificationDate))},
-                  {"creation-date", JsonFrom("date", created, details.creationDateOrigin)}});
-  return JsonObject(members);
+  return {{"path", JsonFromBytes(report.path)},
+          {"item", report.kind},
+          {"filed", report.whyNotFiled.empty()},
+          {"keys", keys},
+          {"finder-info", JsonOfFinderInfo(details)},
+          {"comment", JsonWithOrigin("text", Utf8(details.comment), details.commentOrigin)},
+          {"modification-date", JsonOfText(InstantText(details.modificationDate))},
+          {"creation-date", JsonWithOrigin("date", created, details.creationDateOrigin)}};
 }
 
-std::string JsonOfError(const std::string& named, Status status) {
-  JsonMembers members;
-  AddBytes("path", named, &members);
-  members.emplace_back("error", JsonString(DescribeStatus(status)));
-  return JsonObject(members);
+Json JsonOfError(const std::string& named, Status status) {
+  return {{"path", JsonFromBytes(named)}, {"error", DescribeStatus(status)}};
 }
 
 }  // namespace
@@ -261,7 +189,7 @@ ExitStatus PrintInfo(const InfoOptions& options) {
     if (status != noErr) PrintProblem(Shown(named) + ": cannot read: " + DescribeStatus(status));
     if (options.isJson) {
       text += text.empty() ? "[\n" : ",\n";
-      text += status == noErr ? JsonOfReport(report) : JsonOfError(named, status);
+      text += JsonLine(status == noErr ? JsonOfReport(report) : JsonOfError(named, status));
     } else if (status == noErr) {
       text += TextOfReport(report);
     }

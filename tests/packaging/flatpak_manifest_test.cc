@@ -74,7 +74,7 @@ TEST(FlatpakManifest, SourcesArePinned) {
       EXPECT_TRUE(std::regex_match(source["sha256"].toString().toStdString(), hash));
     }
   }
-  EXPECT_THAT(names, testing::ElementsAre("tomlplusplus", "cli11", "tessary"));
+  EXPECT_THAT(names, testing::ElementsAre("tomlplusplus", "cli11", "nlohmann-json", "tessary"));
 }
 
 }  // namespace
