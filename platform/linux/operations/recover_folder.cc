@@ -65,8 +65,10 @@ void FSRecoverFolder(const FSRef& folder) {
   // A folder that cannot be read is not recovered. What the run does in it fails by itself or
   // works.
   if (!opened || ScanFolder(opened.get(), &scan) != noErr) return;
-  RecoverSidecars(opened.get(), folders.PathOf(number), scan.journalEntries);
+  // The temporary items first: one may be the record of a deletion, and the sidecar of an item that
+  // is still being deleted would be restored.
   for (const std::string& name : scan.tempItems) DeleteStaleTempItem(opened.get(), name);
+  RecoverSidecars(opened.get(), folders.PathOf(number), scan.journalEntries);
   // A recovered sidecar was not among the names.
   if (scan.hasSidecars || !scan.journalEntries.empty()) folders.NoteSidecar(number);
   folders.NoteListed(number);
