@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -12,6 +13,7 @@
 #include "engine/application_source.h"
 #include "engine/run.h"
 #include "engine/shell.h"
+#include "platform/managers/console.h"
 #include "platform/managers/file_manager.h"
 #include "platform/managers/internet_config.h"
 #include "platform/managers/interruption.h"
@@ -19,6 +21,9 @@
 #include "platform/managers/preferences_store.h"
 #include "programs/cli/engine_setup.h"
 #include "programs/cli/failure_report.h"
+#include "programs/cli/item_records.h"
+#include "programs/cli/json_bytes.h"
+#include "programs/cli/key_folder_summary.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/named_paths.h"
 #include "programs/cli/progress_line.h"
@@ -37,9 +42,12 @@ using Clock = std::chrono::steady_clock;
 struct Run {
   std::string problem = {};                     // why the run did not take place
   std::optional<Clock::time_point> start = {};  // none if it did not take place
-  std::optional<ProgressLine> progress;         // while it goes on
+  std::optional<ProgressLine> progress;         // while it goes on, if it is shown
   RunTotals totals;
   FailureReport failures;
+  bool isJson = false;                 // to print `records` instead of the summary
+  std::optional<ItemRecords> records;  // only if they are used
+  KeyFolderSummary folders;
   bool isIncomplete = false;  // memory did not suffice for all of the above
 };
 
@@ -55,28 +63,48 @@ void PrintAll(const std::vector<std::string>& problems) {
   for (const std::string& problem : problems) PrintProblem(problem);
 }
 
-// Returns false if the summary cannot be written. It is then printed on standard error.
+// Prints the records of the items as JSON, and adds them to the table, as the options say.
+void RecordItems(const AggregateOptions& options, Run* run) {
+  run->isJson = options.isJson;
+  const bool hasTable = options.hasSummary;
+  if (!run->isJson && !hasTable) return;
+  run->records.emplace([run, hasTable](const ItemRecord& record) {
+    if (run->isJson) BufferOutput(JsonLine(JsonOfRecord(record)) + "\n");
+    if (hasTable) run->folders.Add(record);
+  });
+}
+
+// Returns false if not all output can be written. The summary is then printed on standard error.
 bool PrintSummary(const Run& run) {
   const double seconds = std::chrono::duration<double>(Clock::now() - *run.start).count();
   const std::string summary =
       SummaryLine(run.totals.OfSource(), seconds) + KeptCopiesText(FSCountKeptCopies());
   const std::vector<std::string> others = DestinationLines(run.totals.OfDestination());
-  std::string text = summary + "\n";
-  for (const std::string& line : others) text += line + "\n";
-  if (WriteOutput(text)) return true;
-  PrintProblem(std::string(kWriteError) + "; the summary is: " + summary);
-  PrintAll(others);
-  return false;
+  const std::string table = run.folders.Text();
+  std::string text;
+  if (!run.isJson) {
+    text = summary + "\n";
+    for (const std::string& line : others) text += line + "\n";
+    text += table;
+  }
+  const bool isWritten = WriteOutput(text);
+  if (!isWritten) {
+    PrintProblem(std::string(kWriteError) + "; the summary is: " + summary);
+    PrintAll(others);
+  }
+  if (run.isJson || !isWritten) PrintOnStandardError(table);
+  return isWritten;
 }
 
 // Reports how the run went.
-ExitStatus Conclude(const Run& run) try {
-  PrintAll(run.failures.KeptItemLines());
-  PrintAll(run.failures.Lines());
-  if (run.isIncomplete) PrintProblem("out of memory: the totals are incomplete");
-  if (!PrintSummary(run)) return ExitStatus::kFailure;
-  const uint64_t failed = run.totals.OfSource().failed + run.totals.OfDestination().failed;
-  return failed == 0 && !run.isIncomplete ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
+ExitStatus Conclude(Run* run) try {
+  if (run->records) run->records->Finish();
+  PrintAll(run->failures.KeptItemLines());
+  PrintAll(run->failures.Lines());
+  if (run->isIncomplete) PrintProblem("out of memory: the totals are incomplete");
+  if (!PrintSummary(*run)) return ExitStatus::kFailure;
+  const uint64_t failed = run->totals.OfSource().failed + run->totals.OfDestination().failed;
+  return failed == 0 && !run->isIncomplete ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
 } catch (const std::bad_alloc&) {
   PrintOutOfMemory();
   return ExitStatus::kSomeFailed;
@@ -87,7 +115,7 @@ void EndIfInterrupted(Run* run) {
   if (!IsInterrupted()) return;
   run->progress.reset();
   // The signal takes the place of the exit status.
-  (void)Conclude(*run);
+  (void)Conclude(run);
   PrintProblem("interrupted");
   EndByInterruption();
 }
@@ -95,6 +123,7 @@ void EndIfInterrupted(Run* run) {
 void Record(const ItemReport& report, Run* run) try {
   run->totals.Count(report);
   run->failures.Add(report);
+  if (run->records) run->records->Add(report);
 } catch (const std::bad_alloc&) {
   run->isIncomplete = true;
 }
@@ -103,7 +132,8 @@ void Observe(Run* run, const ItemReport& report) {
   // Reported by Aggregate.
   if (report.outcome == ItemOutcome::kNoRun) return;
   Record(report, run);
-  if (report.outcome != ItemOutcome::kFolderNotListed) run->progress->CountItem();
+  const bool isItem = report.outcome != ItemOutcome::kFolderNotListed;
+  if (isItem && run->progress) run->progress->CountItem();
   EndIfInterrupted(run);
 }
 
@@ -120,7 +150,8 @@ void FileSource(const AggregateOptions& options, Run* run, const FSRef& source) 
     run->problem = kSameFolder;
     return;
   }
-  run->progress.emplace();
+  // It would be drawn into the JSON.
+  if (!run->isJson || !IsOutputOnTerminal()) run->progress.emplace();
   run->start = Clock::now();
   CatchInterruption();
   AggregateFolder(source, destination);
@@ -140,14 +171,19 @@ ExitStatus Aggregate(const AggregateOptions& options) {
   PrepareEngine();
   SetSuccessLogging(!options.isQuiet && (options.isVerbose || !IsLogOnTerminal()));
   Run run;
+  RecordItems(options, &run);
   // Stays if ResolveRunSource starts no run, which it does not report.
   run.problem = options.source +
                 ": the application has no readable resources folder; use --whole-application to "
                 "sort all of it";
   const ScopedHooks hooks({
-      .showProgressText = [&run](const std::string& text, int) { run.progress->ShowText(text); },
+      .showProgressText =
+          [&run](const std::string& text, int) {
+            if (run.progress) run.progress->ShowText(text);
+          },
       .runAggregation = std::bind_front(FileSource, std::cref(options), &run),
       .observeItem = std::bind_front(Observe, &run),
+      .wantsSizes = run.records.has_value(),
   });
   FSRef source;
   if (OpenSource(options.source, &source, &run.problem)) ResolveRunSource(source);
@@ -156,7 +192,7 @@ ExitStatus Aggregate(const AggregateOptions& options) {
     return ExitStatus::kFailure;
   }
   EndIfInterrupted(&run);
-  return Conclude(run);
+  return Conclude(&run);
 }
 
 }  // namespace tessary

@@ -1,20 +1,12 @@
 #include "programs/cli/run_totals.h"
 
-#include <array>
-#include <charconv>
 #include <functional>
 #include <string_view>
 
+#include "programs/cli/messages.h"
+
 namespace tessary {
 namespace {
-
-// The number with one decimal, after a point in any locale.
-std::string DecimalText(double number) {
-  std::array<char, 400> digits = {};
-  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number,
-                                          std::chars_format::fixed, 1);
-  return {digits.data(), end};
-}
 
 void Add(ItemOutcome outcome, ItemCounts* counts) {
   if (IsFailure(outcome)) {
@@ -50,6 +42,9 @@ void RunTotals::CountYearStep(const ItemReport& report) {
   const bool isInPlace = report.outcome == ItemOutcome::kSkipped && !report.folderPath.empty();
   if (!isInPlace && report.outcome != ItemOutcome::kFiled) {
     Add(report.outcome, &source_);
+    if (report.outcome == ItemOutcome::kCommentNotCopied) {
+      failedInYearFolders_.insert(HashOf(NewPathOf(report)));
+    }
     return;
   }
   ++source_.filed;
@@ -57,6 +52,7 @@ void RunTotals::CountYearStep(const ItemReport& report) {
 }
 
 void RunTotals::CountDayStep(const ItemReport& report) {
+  if (!failedInYearFolders_.empty() && failedInYearFolders_.contains(HashOf(report.path))) return;
   bool isOfSource = inYearFolders_.erase(HashOf(report.path)) != 0;
   const auto stuck = stuckItems_.find(std::string(report.path));
   if (stuck != stuckItems_.end()) isOfSource = stuck->second.isOfSource;

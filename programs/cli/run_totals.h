@@ -48,6 +48,8 @@ class RunTotals {
   // yet: those of one folder. Paths would need as much memory as its listing; two paths with the
   // same hash would be one item miscounted.
   std::unordered_set<size_t> inYearFolders_;
+  // Items of the source that the year step has moved or copied and yet counted as failed.
+  std::unordered_set<size_t> failedInYearFolders_;
 };
 
 // The line that ends a run, without a newline: "12034 filed, 41 skipped, 3 failed in 4.2 s".
