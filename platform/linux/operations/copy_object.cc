@@ -5,6 +5,7 @@
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/copy_item.h"
+#include "platform/linux/operations/announced_change.h"
 #include "platform/linux/operations/target.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/managers/file_manager.h"
@@ -31,11 +32,16 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   if (withSidecar && !Identity::Of(withSidecar->item).Matches(reference.GetIdentity())) {
     return fnfErr;
   }
+  AnnouncedChange change;
+  status = change.AnnounceTransfer(ChangeKind::kItemCopied, {reference.parent, from, &reference},
+                                   to, withSidecar.has_value());
+  if (status != noErr) return status;
   // The cached stat is good enough: CopyItem checks the identity again once the source is open.
   CopySource copySource = CopySourceOf(source, from);
   copySource.knownStat = info;
   status = withSidecar ? TransferWithSidecar(*withSidecar, to, CopyWithSidecar)
                        : CopyItem(copySource, CopyTargetOf(to));
+  status = change.Conclude(status, &to);
   if (status == noErr) *target = MakeTargetRef(to, InfoOfCopy(info, to));
   return status;
 }
@@ -51,14 +57,19 @@ Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target) tr
   if (status != noErr) return status;
   // The item's sidecar would not be copied.
   if (from.mayHaveSidecar) return paramErr;
+  AnnouncedChange change;
+  status =
+      change.AnnounceTransfer(ChangeKind::kItemCopied, {reference.parent, from, &reference}, to,
+                              /*hasSidecar=*/false);
+  if (status != noErr) return status;
   CopiedItem copied;
   status = PublishSmallCopy(CopySourceOf(source, from), CopyTargetOf(to), &copied);
-  if (status != noErr) return status;
+  if (status != noErr) return change.Conclude(status, &to);
   // The stat was taken before the copy got the source's times; the cached one must have them.
   copied.made.stx_mtime = copied.source.stx_mtime;
   *target = MakeTargetRefFast(to, copied.made);
   copied.item.Keep();
-  return noErr;
+  return change.Conclude(noErr, &to);
 } catch (const std::bad_alloc&) {
   return memFullErr;
 }

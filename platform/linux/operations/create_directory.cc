@@ -4,22 +4,33 @@
 #include <string>
 
 #include "platform/linux/errors.h"
+#include "platform/linux/operations/announced_change.h"
 #include "platform/linux/operations/target.h"
 #include "platform/managers/file_manager.h"
 
 namespace tessary {
+namespace {
+
+Status MakeFolder(const Place& place) {
+  if (mkdirat(place.descriptor(), place.name.c_str(), 0777) == 0) return noErr;
+  // Some filesystems report EINVAL for a character that they cannot store in a name.
+  return errno == EINVAL ? bdNamErr : LastError();
+}
+
+}  // namespace
 
 Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, FSRef* folder) {
   if (folder == nullptr) return paramErr;
   *folder = FSRef{};
   Target target;
   const std::u16string newName(name);
-  const Status status = FindTarget(parent, &newName, {}, &target);
+  Status status = FindTarget(parent, &newName, {}, &target);
   if (status != noErr) return status;
-  if (mkdirat(target.place.descriptor(), target.place.name.c_str(), 0777) != 0) {
-    // Some filesystems report EINVAL for a character that they cannot store in a name.
-    return errno == EINVAL ? bdNamErr : LastError();
-  }
+  AnnouncedChange change;
+  status = change.AnnounceFolder(target);
+  if (status != noErr) return status;
+  status = change.Conclude(MakeFolder(target.place), &target);
+  if (status != noErr) return status;
   struct statx made = {};
   made.stx_mode = S_IFDIR;
   *folder = MakeTargetRef(target, InfoOfCopy(made, target));

@@ -10,6 +10,7 @@
 #include "platform/linux/catalog/sidecar_lookup.h"
 #include "platform/linux/changes/removal.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/operations/announced_change.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/managers/file_manager.h"
 
@@ -46,20 +47,11 @@ Status DeleteReferenceWithSidecar(const Reference& reference, const Place& place
   return DeleteWithSidecar(item, removeItem);
 }
 
-}  // namespace
-
-Status FSDeleteObject(const FSRef& ref) {
-  const CachedStat* cached = nullptr;
-  const Reference reference = ReferenceOf(ref);
-  const Status status = Catalog::Get().Restat(reference, &cached);
-  if (status != noErr) return status;
-  if (reference.parent == 0) return fBsyErr;
-  Place place = cached->place;
-  const bool isFolder = S_ISDIR(cached->info.stx_mode);
-  Catalog::Get().stats().Forget(reference.parent, place.name);
-  std::optional<ItemWithSidecar> item;
-  if (const Status found = FindWithSidecarToDelete(reference.parent, &place, &item)) return found;
-  if (item) return DeleteReferenceWithSidecar(reference, place, *item);
+// Deletes the object of a reference, which has been found at the place; `withSidecar` if it has a
+// sidecar.
+Status DeleteReference(const Reference& reference, bool isFolder, const Place& place,
+                       const std::optional<ItemWithSidecar>& withSidecar) {
+  if (withSidecar) return DeleteReferenceWithSidecar(reference, place, *withSidecar);
   if (isFolder) return DeleteFolder(place);
   // unlink works on names: an object saved under the name since Restat would be deleted in its
   // place.
@@ -72,6 +64,45 @@ Status FSDeleteObject(const FSRef& ref) {
       &isDisplaced);
 }
 
+// Unlinks the item, with its sidecar if it has one. Returns 0 or an errno.
+int UnlinkWithSidecar(const Place& place, const std::optional<ItemWithSidecar>& withSidecar) {
+  int error = 0;
+  const auto unlinkItem = [&] {
+    error = unlinkat(place.descriptor(), place.name.c_str(), 0) == 0 ? 0 : errno;
+    return error == 0;
+  };
+  if (!withSidecar) {
+    (void)unlinkItem();
+    return error;
+  }
+  const Status status = DeleteWithSidecar(*withSidecar, [&](const std::string& /*stagedName*/) {
+    return unlinkItem() ? noErr : StatusFromErrno(error);
+  });
+  if (status == noErr || error != 0) return error;
+  // The sidecar could not be staged.
+  return EPERM;
+}
+
+}  // namespace
+
+Status FSDeleteObject(const FSRef& ref) {
+  const CachedStat* cached = nullptr;
+  const Reference reference = ReferenceOf(ref);
+  Status status = Catalog::Get().Restat(reference, &cached);
+  if (status != noErr) return status;
+  if (reference.parent == 0) return fBsyErr;
+  Place place = cached->place;
+  const bool isFolder = S_ISDIR(cached->info.stx_mode);
+  Catalog::Get().stats().Forget(reference.parent, place.name);
+  std::optional<ItemWithSidecar> item;
+  status = FindWithSidecarToDelete(reference.parent, &place, &item);
+  if (status != noErr) return status;
+  AnnouncedChange change;
+  status = change.AnnounceDeletion({reference.parent, place, &reference}, item.has_value());
+  if (status != noErr) return status;
+  return change.Conclude(DeleteReference(reference, isFolder, place, item), nullptr);
+}
+
 int PosixUnlink(const char* path) {
   uint32_t number = 0;
   Place place;
@@ -79,25 +110,15 @@ int PosixUnlink(const char* path) {
   if (number == 0) return EISDIR;
   if (Catalog::Get().folders().Open(number, &place.folder) != noErr) return ENOENT;
   Catalog::Get().stats().Forget(number, place.name);
-  int error = 0;
-  const auto unlinkItem = [&] {
-    error = unlinkat(place.descriptor(), place.name.c_str(), 0) == 0 ? 0 : errno;
-    return error == 0;
-  };
   std::optional<ItemWithSidecar> item;
-  if (const Status found = FindWithSidecarToDelete(number, &place, &item)) {
-    return found == fnfErr ? ENOENT : EIO;
-  }
-  if (!item) {
-    (void)unlinkItem();
-    return error;
-  }
-  const Status status = DeleteWithSidecar(*item, [&](const std::string& /*stagedName*/) {
-    return unlinkItem() ? noErr : StatusFromErrno(error);
-  });
-  if (status == noErr || error != 0) return error;
-  // The sidecar could not be staged.
-  return EPERM;
+  Status status = FindWithSidecarToDelete(number, &place, &item);
+  AnnouncedChange change;
+  if (status == noErr) status = change.AnnounceDeletion({number, place}, item.has_value());
+  if (status != noErr) return status == fnfErr ? ENOENT : EIO;
+  const int error = UnlinkWithSidecar(place, item);
+  // Passes the status on; the caller gets the errno.
+  (void)change.Conclude(StatusFromErrno(error), nullptr);
+  return error;
 }
 
 }  // namespace tessary

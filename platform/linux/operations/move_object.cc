@@ -1,3 +1,5 @@
+#include "platform/linux/operations/move_object.h"
+
 #include <optional>
 #include <string>
 
@@ -7,6 +9,7 @@
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/rename.h"
 #include "platform/linux/mac_formats/apple_double.h"
+#include "platform/linux/operations/announced_change.h"
 #include "platform/linux/operations/target.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/managers/file_manager.h"
@@ -31,18 +34,6 @@ Status FindSourceAndTarget(const FSRef& source, const FSRef& folder, const std::
   return FindTarget(folder, newName, from->name, to);
 }
 
-// Renames item and sidecar. If the kernel cannot rename between the folders, copies and deletes
-// them.
-Status RenameOrCopyWithSidecar(const ItemWithSidecar& item, const TargetWithPath& target) {
-  Status status = MoveWithSidecar(item, target);
-  if (status != diffVolErr) return status;
-  // An overlay may have renamed the sidecar, but not the item, and back: the sidecar then has
-  // another identity.
-  ItemWithSidecar found = item;
-  status = ReadObjectInfo(item.folder, SidecarName(item.name).c_str(), &found.sidecar);
-  return status == noErr ? MoveWithSidecarAcrossFilesystems(found, target) : status;
-}
-
 // Renames an object, whose stat is `info`. A network filesystem reports an error for a rename whose
 // reply was lost, so after an error an object that is gone from its old name and has the new one
 // has been renamed. dupFNErr and diffVolErr, the usual errors, are never reported so.
@@ -59,17 +50,26 @@ Status Rename(const Place& from, const struct statx& info, const Place& to) {
   return isRenamed ? noErr : status;
 }
 
+}  // namespace
+
+Status RenameOrCopyWithSidecar(const ItemWithSidecar& item, const TargetWithPath& target) {
+  Status status = MoveWithSidecar(item, target);
+  if (status != diffVolErr) return status;
+  // An overlay may have renamed the sidecar, but not the item, and back: the sidecar then has
+  // another identity.
+  ItemWithSidecar found = item;
+  status = ReadObjectInfo(item.folder, SidecarName(item.name).c_str(), &found.sidecar);
+  return status == noErr ? MoveWithSidecarAcrossFilesystems(found, target) : status;
+}
+
 // Device numbers do not tell whether a rename is possible: bind mounts of one device refuse it, and
-// an overlay has several devices. So the rename is always tried first. `*isRenamed` is set to
-// whether the object has been renamed, not copied.
+// an overlay has several devices. So the rename is always tried first.
 Status RenameOrCopy(const CopySource& source, const Place& from, const struct statx& info,
                     const Target& to, bool* isRenamed) {
   const Status status = Rename(from, info, to.place);
   *isRenamed = status == noErr;
   return status == diffVolErr ? MoveItemAcrossFilesystems(source, CopyTargetOf(to)) : status;
 }
-
-}  // namespace
 
 Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target) {
@@ -82,13 +82,21 @@ Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   std::optional<ItemWithSidecar> withSidecar;
   status = FindWithSidecar(from, &withSidecar);
   if (status != noErr) return status;
+  AnnouncedChange change;
+  const Reference reference = ReferenceOf(source);
+  status = change.AnnounceTransfer(ChangeKind::kItemMoved, {reference.parent, from, &reference}, to,
+                                   withSidecar.has_value());
+  if (status != noErr) return status;
   bool isRenamed = false;
   if (withSidecar) {
-    withSidecar->path = Catalog::Get().folders().PathOf(ReferenceOf(source).parent);
+    withSidecar->path = Catalog::Get().folders().PathOf(reference.parent);
     status = TransferWithSidecar(*withSidecar, to, RenameOrCopyWithSidecar);
   } else {
-    status = RenameOrCopy(CopySourceOf(source, from), from, info, to, &isRenamed);
+    CopySource copySource = CopySourceOf(source, from);
+    change.SetStagedName(&copySource);
+    status = RenameOrCopy(copySource, from, info, to, &isRenamed);
   }
+  status = change.Conclude(status, &to);
   if (status == noErr) *target = MakeTargetRef(to, isRenamed ? info : InfoOfCopy(info, to));
   return status;
 }
@@ -108,9 +116,13 @@ Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target) {
   if (status != noErr) return status;
   // The item's sidecar would stay behind.
   if (from.mayHaveSidecar) return paramErr;
+  AnnouncedChange change;
+  status = change.AnnounceTransfer(ChangeKind::kItemMoved, {reference.parent, from, &reference}, to,
+                                   /*hasSidecar=*/false);
+  if (status != noErr) return status;
   // A copy: the entry of the cache may be reused by the lookup below.
   const struct statx info = cached->info;
-  status = Rename(from, info, to.place);
+  status = change.Conclude(Rename(from, info, to.place), &to);
   catalog.stats().Forget(reference.parent, from.name);
   if (status == noErr) *target = MakeTargetRefFast(to, info);
   return status;

@@ -1,3 +1,5 @@
+#include "platform/linux/operations/recover_folder.h"
+
 #include <fcntl.h>
 
 #include <string>
@@ -27,7 +29,7 @@ struct FolderScan {
   bool hasSidecars = false;
 };
 
-Status ScanFolder(int folder, FolderScan* scan) {
+Status ScanForRecovery(int folder, FolderScan* scan) {
   std::vector<std::string> names;
   const auto isWanted = [scan](std::string_view name) {
     scan->hasSidecars |= IsSidecarName(name);
@@ -54,6 +56,16 @@ UniqueFd OpenToScan(const Reference& folder) {
 
 }  // namespace
 
+bool RecoverOpenFolder(int folder, const std::string& path, bool* hasSidecars) {
+  FolderScan scan;
+  if (ScanForRecovery(folder, &scan) != noErr) return false;
+  RecoverSidecars(folder, path, scan.journalEntries);
+  for (const std::string& name : scan.tempItems) DeleteStaleTempItem(folder, name);
+  // A recovered sidecar was not among the names.
+  *hasSidecars = scan.hasSidecars || !scan.journalEntries.empty();
+  return true;
+}
+
 void FSRecoverFolder(const FSRef& folder) {
   const Reference reference = ReferenceOf(folder);
   if (!reference.IsFolder()) return;
@@ -61,16 +73,11 @@ void FSRecoverFolder(const FSRef& folder) {
   const uint32_t number = folders.Intern(reference);
   if (folders.IsRecovered(number)) return;
   const UniqueFd opened = OpenToScan(reference);
-  FolderScan scan;
+  bool hasSidecars = false;
   // A folder that cannot be read is not recovered. What the run does in it fails by itself or
   // works.
-  if (!opened || ScanFolder(opened.get(), &scan) != noErr) return;
-  // The temporary items first: one may be the record of a deletion, and the sidecar of an item that
-  // is still being deleted would be restored.
-  for (const std::string& name : scan.tempItems) DeleteStaleTempItem(opened.get(), name);
-  RecoverSidecars(opened.get(), folders.PathOf(number), scan.journalEntries);
-  // A recovered sidecar was not among the names.
-  if (scan.hasSidecars || !scan.journalEntries.empty()) folders.NoteSidecar(number);
+  if (!opened || !RecoverOpenFolder(opened.get(), folders.PathOf(number), &hasSidecars)) return;
+  if (hasSidecars) folders.NoteSidecar(number);
   folders.NoteListed(number);
   folders.NoteRecovered(number);
 }
