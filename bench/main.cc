@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <exception>
 #include <fstream>
-#include <functional>
 #include <iostream>
 #include <stdexcept>
 
@@ -48,26 +47,15 @@ bool MeasureAll(const Options& options, const ScratchDirectories& directories, R
   return isComplete;
 }
 
-void WriteFile(const std::string& path, const std::function<void(std::ostream&)>& write) {
-  std::ofstream file(path);
-  write(file);
-  file.close();
-  if (!file) throw std::runtime_error("cannot write " + path);
-}
-
-void WritePage(const Options& options, const ScratchDirectories& directories,
-               const Report& report) {
+void WriteReport(const Options& options, const ScratchDirectories& directories,
+                 const Report& report) {
+  std::ofstream file(options.report);
   const std::string machine = DescribeMachine() + "; " + directories.disk.type() + " at " +
                               options.folder + ", " + directories.memory.type() + " at " +
                               options.memory;
-  WriteFile(options.report, [&](std::ostream& out) {
-    report.Write(out, machine, options.commit, ReadReasons(options.reasons));
-  });
-}
-
-void WritePlots(const Options& options, const Report& report) {
-  WriteFile(options.plots + "/times", [&report](std::ostream& out) { report.WriteTimes(out); });
-  WriteFile(options.plots + "/growth", [&report](std::ostream& out) { report.WriteGrowth(out); });
+  report.Write(file, machine, options.commit, ReadReasons(options.reasons));
+  file.close();
+  if (!file) throw std::runtime_error("cannot write " + options.report);
 }
 
 bool Run(const Options& options) {
@@ -77,8 +65,7 @@ bool Run(const Options& options) {
   setenv("XDG_CONFIG_HOME", directories.disk.MakeFolder().c_str(), 1);
   Report report;
   const bool isComplete = MeasureAll(options, directories, &report);
-  if (!options.report.empty()) WritePage(options, directories, report);
-  if (!options.plots.empty()) WritePlots(options, report);
+  if (!options.report.empty()) WriteReport(options, directories, report);
   if (!options.keepsFiles) std::cerr << "deleting the files" << std::endl;
   return isComplete;
 }

@@ -16,11 +16,13 @@ _tessary_cli_paths() {
 }
 
 _tessary_cli_aggregate() {
-  if [[ $prev == --kind || $prev == -k || $prev == = || $cur == = ]]; then
+  if [[ $prev == --journal || ${COMP_WORDS[COMP_CWORD - 2]} == --journal ]]; then
+    _tessary_cli_paths
+  elif [[ $prev == --kind || $prev == -k || $prev == = || $cur == = ]]; then
     _tessary_cli_offer 'extension file-type mime-type modification-date creation-date'
   elif [[ $cur == -* ]]; then
     _tessary_cli_offer '-k --kind -r --recurse --copy --move --replace --preserve-comments
-      --whole-application -q --quiet -v --verbose --summary --json -h --help'
+      --whole-application --journal -q --quiet -v --verbose -h --help'
   else
     _tessary_cli_paths -d
   fi
@@ -68,15 +70,23 @@ _tessary_cli_integrate() {
   fi
 }
 
+_tessary_cli_undo() {
+  if [[ $cur == -* ]]; then
+    _tessary_cli_offer '--dry-run -h --help'
+  else
+    _tessary_cli_paths
+  fi
+}
+
 _tessary_cli() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    _tessary_cli_offer 'aggregate defaults info integrate -h --help -V --version'
+    _tessary_cli_offer 'aggregate defaults info integrate undo -h --help -V --version'
     return
   fi
   case ${COMP_WORDS[1]} in
-    aggregate | defaults | info | integrate) "_tessary_cli_${COMP_WORDS[1]}" ;;
+    aggregate | defaults | info | integrate | undo) "_tessary_cli_${COMP_WORDS[1]}" ;;
   esac
 }
 

@@ -47,6 +47,7 @@ complete -c tessary-cli -n $none -a aggregate -d 'Sort the files of one folder i
 complete -c tessary-cli -n $none -a defaults -d 'Print and change the stored settings'
 complete -c tessary-cli -n $none -a info -d 'Print what a run sees of a file'
 complete -c tessary-cli -n $none -a integrate -d 'Add tessary to the menus of Thunar and Nautilus'
+complete -c tessary-cli -n $none -a undo -d 'Reverse a run that was given --journal'
 complete -c tessary-cli -n $none -s V -l version -d 'Print the version'
 
 set -l aggregate '__tessary_cli_is_command aggregate'
@@ -59,10 +60,9 @@ complete -c tessary-cli -n $aggregate -l move -d 'Move files'
 complete -c tessary-cli -n $aggregate -l replace -d 'Permanently delete existing files of the same name'
 complete -c tessary-cli -n $aggregate -l preserve-comments -d 'Copy comments too'
 complete -c tessary-cli -n $aggregate -l whole-application -d 'Sort all of an application'
+complete -c tessary-cli -n $aggregate -l journal -r -F -d 'Record each change, for undo'
 complete -c tessary-cli -n $aggregate -s q -l quiet -d 'Log failures only'
 complete -c tessary-cli -n $aggregate -s v -l verbose -d 'Log each filed item, on a terminal too'
-complete -c tessary-cli -n $aggregate -l summary -d 'Print a table of the key folders'
-complete -c tessary-cli -n $aggregate -l json -d 'Print one line of JSON for each item'
 
 complete -c tessary-cli -n '__tessary_cli_follows defaults' -a read -d 'Print all settings, or one'
 complete -c tessary-cli -n '__tessary_cli_follows defaults' -a write -d 'Store a setting'
@@ -79,5 +79,8 @@ complete -c tessary-cli -n "__tessary_cli_value_follows -bool $booleans" -a 'tru
 
 complete -c tessary-cli -n '__tessary_cli_is_command info' -F
 complete -c tessary-cli -n '__tessary_cli_is_command info' -l json -d 'Print the result as JSON'
+
+complete -c tessary-cli -n '__tessary_cli_is_command undo' -F
+complete -c tessary-cli -n '__tessary_cli_is_command undo' -l dry-run -d 'List what would be done'
 
 complete -c tessary-cli -n '__tessary_cli_follows integrate' -a 'install remove status'

@@ -9,6 +9,7 @@
 #include "programs/cli/integrate_command.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/options.h"
+#include "programs/cli/undo_command.h"
 
 namespace tessary {
 
@@ -27,6 +28,7 @@ ExitStatus RunCommandLine(const std::vector<std::string>& arguments) try {
   }
   if (const auto* integrate = std::get_if<IntegrateOptions>(&options)) return Integrate(*integrate);
   if (const auto* info = std::get_if<InfoOptions>(&options)) return PrintInfo(*info);
+  if (const auto* undo = std::get_if<UndoOptions>(&options)) return Undo(*undo);
   return PrintOutput(std::get<TextOptions>(options).text);
 } catch (const std::bad_alloc&) {
   // A run that has begun reports this itself, so that none has taken place.

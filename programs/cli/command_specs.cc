@@ -30,20 +30,18 @@ constexpr std::array kAggregateOptions = {
     OptionSpec{"--whole-application", "",
                "if SOURCE is an application, sort all of it instead\n"
                "of its resources (AggregateAppResourcesOnly: true)"},
+    OptionSpec{"--journal", "FILE", "record each change in the new FILE, for undo"},
     OptionSpec{"-q,--quiet", "", "log failures only"},
     OptionSpec{"-v,--verbose", "", "log each filed item, on a terminal too"},
-    OptionSpec{"--summary", "",
-               "print a table of the key folders at the end, with the\n"
-               "number and size of the items put there"},
-    OptionSpec{"--json", "",
-               "print one line of JSON for each item instead of the\n"
-               "summary"},
 };
 
 constexpr std::array kDefaultsOptions = {
     OptionSpec{"--force", "", "with write: store a number that has no meaning"}};
 
 constexpr std::array kInfoOptions = {OptionSpec{"--json", "", "print the result as JSON"}};
+
+constexpr std::array kUndoOptions = {
+    OptionSpec{"--dry-run", "", "list what would be done, and change nothing"}};
 
 constexpr std::array kDesktopOptions = {
     OptionSpec{"--aggregate", "",
@@ -62,7 +60,8 @@ constinit const CommandSpec kProgramSpec = {
         "  tessary-cli defaults write [--force] KEY [-bool|-int] VALUE\n"
         "  tessary-cli defaults delete KEY\n"
         "  tessary-cli info [--json] FILE...\n"
-        "  tessary-cli integrate install|remove|status\n",
+        "  tessary-cli integrate install|remove|status\n"
+        "  tessary-cli undo [--dry-run] JOURNAL\n",
     .description =
         "Sorts the contents of a folder into subfolders, one for each value of a key.\n"
         "\n"
@@ -70,14 +69,16 @@ constinit const CommandSpec kProgramSpec = {
         "  aggregate  sort the files of one folder into subfolders of another\n"
         "  defaults   print and change the stored settings\n"
         "  info       print what a run sees of a file\n"
-        "  integrate  add tessary to the menus of Thunar and Nautilus\n",
+        "  integrate  add tessary to the menus of Thunar and Nautilus\n"
+        "  undo       reverse a run that was given --journal\n",
     .options = kProgramOptions,
     .footer =
         "Exit status:\n"
         "  0  success\n"
         "  1  the run did not take place, or the command failed\n"
         "  2  usage error; nothing was done\n"
-        "  3  some items could not be filed, or some FILEs could not be read\n",
+        "  3  some items could not be filed, some FILEs could not be read, or some\n"
+        "     changes could not be undone\n",
 };
 
 constinit const CommandSpec kAggregateSpec = {
@@ -152,6 +153,17 @@ constinit const CommandSpec kIntegrateSpec = {
         "Adds the desktop program to the context menus of Thunar and Nautilus, removes\n"
         "it, or prints whether it is there. Nothing else in their configuration is\n"
         "changed.\n",
+};
+
+constinit const CommandSpec kUndoSpec = {
+    .name = "tessary-cli undo",
+    .usage = "  tessary-cli undo [--dry-run] JOURNAL\n",
+    .description =
+        "Reverses the run that has written JOURNAL: moves back what it has moved, deletes\n"
+        "the copies that it has made, and removes the empty folders that it has created.\n"
+        "Skips whatever has changed since, and overwrites nothing. Items that --replace\n"
+        "has deleted cannot be restored. An undo that was interrupted can be repeated.\n",
+    .options = kUndoOptions,
 };
 
 constinit const CommandSpec kDesktopSpec = {

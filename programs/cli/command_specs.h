@@ -13,6 +13,7 @@ extern const CommandSpec kAggregateSpec;
 extern const CommandSpec kDefaultsSpec;
 extern const CommandSpec kInfoSpec;
 extern const CommandSpec kIntegrateSpec;
+extern const CommandSpec kUndoSpec;
 extern const CommandSpec kDesktopSpec;
 
 // What "--version" of either program prints: "tessary-cli 0.1.0".

@@ -1,5 +1,6 @@
 #include "programs/cli/named_paths.h"
 
+#include <tuple>
 #include <utility>
 
 #include "platform/file_system.h"
@@ -55,18 +56,25 @@ Status OpenNamedFolder(const std::string& named, FSRef* ref) {
   return status;
 }
 
+// Opens the folder in which the named destination is to be created. Writes the name to `*name`.
+bool OpenParentOfDestination(const std::string& named, FSRef* parent, std::string* name,
+                             std::string* problem) {
+  std::string place;
+  std::tie(place, *name) = SplitNamedPath(named);
+  const Status status = OpenNamedObject(place, parent);
+  if (status == noErr) return true;
+  *problem =
+      named + ": cannot create the folder in " + place + ": " + DescribePathStatus(place, status);
+  return false;
+}
+
 bool CreateDestination(const std::string& named, FSRef* destination, std::string* problem) {
-  const auto [place, name] = SplitNamedPath(named);
-  const std::string failure = named + ": cannot create the folder";
   FSRef parent;
-  Status status = OpenNamedObject(place, &parent);
-  if (status != noErr) {
-    *problem = failure + " in " + place + ": " + DescribePathStatus(place, status);
-    return false;
-  }
+  std::string name;
+  if (!OpenParentOfDestination(named, &parent, &name, problem)) return false;
   // The name is passed as it was typed: a ":" in a catalog name stays ":" on disk.
   FSRef created;
-  status = FSCreateDirectoryUnicode(parent, Utf16FromUtf8(name), &created);
+  Status status = FSCreateDirectoryUnicode(parent, Utf16FromUtf8(name), &created);
   std::string reason = DescribeStatus(status);
   // The name exists by now, although it did not lead to an object before: either another program
   // has just created the folder, or it is a link to a missing object.
@@ -75,7 +83,7 @@ bool CreateDestination(const std::string& named, FSRef* destination, std::string
     reason = status == fnfErr ? "it is a dangling symbolic link" : DescribeStatus(status);
   }
   if (status != noErr) {
-    *problem = failure + ": " + reason;
+    *problem = named + ": cannot create the folder: " + reason;
     return false;
   }
   *destination = created;
@@ -106,6 +114,20 @@ bool CheckRunSource(const FSRef& source, const std::string& named, std::string* 
   FSIterator iterator;
   const Status status = FSOpenIterator(source, &iterator);
   return status == noErr || Refuse(named, status, problem);
+}
+
+bool FindDestinationPath(const std::string& named, std::string* path, std::string* problem) {
+  FSRef found;
+  const Status status = OpenNamedFolder(named, &found);
+  if (status == noErr) {
+    *path = FSLastKnownPath(found);
+    return true;
+  }
+  if (status != fnfErr) return Refuse(named, status, problem);
+  std::string name;
+  if (!OpenParentOfDestination(named, &found, &name, problem)) return false;
+  *path = FSPathOfChild(found, Utf16FromUtf8(name));
+  return true;
 }
 
 bool FindOrCreateDestination(const std::string& named, FSRef* destination, std::string* problem) {

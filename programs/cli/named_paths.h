@@ -22,6 +22,11 @@ bool OpenSource(const std::string& named, FSRef* source, std::string* problem);
 // engine would treat a folder that it cannot list as an empty one.
 bool CheckRunSource(const FSRef& source, const std::string& named, std::string* problem);
 
+// Finds the path, without links, that the folder named as a run's destination has, or will have
+// when it is created. Creates nothing. Returns false if there is no such folder and none can be
+// created.
+bool FindDestinationPath(const std::string& named, std::string* path, std::string* problem);
+
 // Opens the folder that is named as a run's destination, following links. Creates it if its parent
 // exists. Returns false if there is no such folder and none can be created, and if it is not a
 // folder.

@@ -82,6 +82,15 @@ void Override(AggregateOptions* options, const char* key, const CFPropertyList& 
   if (options->settings.try_emplace(key, value).first->second != value) throw UsageError(conflict);
 }
 
+// The file of --journal; empty without the option.
+std::string JournalOption(const ParsedArguments& parsed) {
+  const auto given = parsed.options.find("--journal");
+  if (given == parsed.options.end()) return {};
+  if (given->second.size() > 1) throw UsageError("--journal given twice");
+  if (given->second[0].empty()) throw UsageError("--journal: missing FILE");
+  return given->second[0];
+}
+
 Options ParseAggregate(const ParsedArguments& parsed) {
   AggregateOptions aggregate;
   if (const auto kinds = parsed.options.find("--kind"); kinds != parsed.options.end()) {
@@ -96,11 +105,10 @@ Options ParseAggregate(const ParsedArguments& parsed) {
   }
   aggregate.isQuiet = parsed.options.contains("--quiet");
   aggregate.isVerbose = parsed.options.contains("--verbose");
-  aggregate.isJson = parsed.options.contains("--json");
-  aggregate.hasSummary = parsed.options.contains("--summary");
   if (aggregate.isQuiet && aggregate.isVerbose) {
     throw UsageError("--quiet and --verbose contradict each other");
   }
+  aggregate.journal = JournalOption(parsed);
   const Words& operands = parsed.operands;
   if (operands.size() < 2) {
     const char* missing =
@@ -177,7 +185,7 @@ Options ParseDefaults(const ParsedArguments& parsed) {
   return WriteDefaultOptions{operands[0], ParseValue(operands.back(), setting, isForced)};
 }
 
-// ---- integrate, info ----
+// ---- integrate, info, undo ----
 
 Options ParseIntegrate(const ParsedArguments& parsed) {
   // In the order of IntegrateAction.
@@ -192,6 +200,12 @@ Options ParseInfo(const ParsedArguments& parsed) {
   return InfoOptions{parsed.operands, parsed.options.contains("--json")};
 }
 
+Options ParseUndo(const ParsedArguments& parsed) {
+  if (parsed.operands.empty()) throw UsageError(WithHelpHint("missing JOURNAL", kUndoSpec));
+  CheckOperandCount(parsed.operands, 1, kUndoSpec);
+  return UndoOptions{parsed.options.contains("--dry-run"), parsed.operands[0]};
+}
+
 // ---- tessary-cli ----
 
 struct Command {
@@ -199,13 +213,14 @@ struct Command {
   Options (*parse)(const ParsedArguments& parsed);
 };
 
-constexpr std::array<std::string_view, 4> kCommandNames = {"aggregate", "defaults", "info",
-                                                           "integrate"};
+constexpr std::array<std::string_view, 5> kCommandNames = {"aggregate", "defaults", "info",
+                                                           "integrate", "undo"};
 // In the order of kCommandNames.
-constexpr std::array<Command, 4> kCommands = {{{kAggregateSpec, ParseAggregate},
+constexpr std::array<Command, 5> kCommands = {{{kAggregateSpec, ParseAggregate},
                                                {kDefaultsSpec, ParseDefaults},
                                                {kInfoSpec, ParseInfo},
-                                               {kIntegrateSpec, ParseIntegrate}}};
+                                               {kIntegrateSpec, ParseIntegrate},
+                                               {kUndoSpec, ParseUndo}}};
 
 // The program's own options, which stand alone.
 Options ParseProgram(const Words& arguments) {

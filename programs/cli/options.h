@@ -29,10 +29,14 @@ struct AggregateOptions {
   std::map<std::string, CFPropertyList> settings;
   bool isQuiet = false;
   bool isVerbose = false;
-  bool isJson = false;
-  bool hasSummary = false;  // a table of the key folders
+  std::string journal;      // as typed; empty for none
   std::string source;       // as typed
   std::string destination;  // as typed
+};
+
+struct UndoOptions {
+  bool isDryRun = false;
+  std::string journal;  // as typed
 };
 
 struct ReadDefaultsOptions {
@@ -61,7 +65,7 @@ struct InfoOptions {
 
 using Options =
     std::variant<TextOptions, AggregateOptions, ReadDefaultsOptions, WriteDefaultOptions,
-                 DeleteDefaultOptions, IntegrateOptions, InfoOptions>;
+                 DeleteDefaultOptions, IntegrateOptions, InfoOptions, UndoOptions>;
 
 // Parses the arguments of tessary-cli.
 bool ParseOptions(const std::vector<std::string>& arguments, Options* options,

@@ -1,9 +1,9 @@
 #include "programs/cli/run_totals.h"
 
+#include <array>
+#include <charconv>
 #include <functional>
 #include <string_view>
-
-#include "programs/cli/messages.h"
 
 namespace tessary {
 namespace {
@@ -42,9 +42,6 @@ void RunTotals::CountYearStep(const ItemReport& report) {
   const bool isInPlace = report.outcome == ItemOutcome::kSkipped && !report.folderPath.empty();
   if (!isInPlace && report.outcome != ItemOutcome::kFiled) {
     Add(report.outcome, &source_);
-    if (report.outcome == ItemOutcome::kCommentNotCopied) {
-      failedInYearFolders_.insert(HashOf(NewPathOf(report)));
-    }
     return;
   }
   ++source_.filed;
@@ -52,7 +49,6 @@ void RunTotals::CountYearStep(const ItemReport& report) {
 }
 
 void RunTotals::CountDayStep(const ItemReport& report) {
-  if (!failedInYearFolders_.empty() && failedInYearFolders_.contains(HashOf(report.path))) return;
   bool isOfSource = inYearFolders_.erase(HashOf(report.path)) != 0;
   const auto stuck = stuckItems_.find(std::string(report.path));
   if (stuck != stuckItems_.end()) isOfSource = stuck->second.isOfSource;
@@ -86,6 +82,13 @@ ItemCounts RunTotals::OfDestination() const {
   ItemCounts counts = CountStuck(/*isOfSource=*/false);
   counts.filed += destination_.filed;
   return counts;
+}
+
+std::string DecimalText(double number) {
+  std::array<char, 400> digits = {};
+  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number,
+                                          std::chars_format::fixed, 1);
+  return {digits.data(), end};
 }
 
 std::vector<std::string> DestinationLines(const ItemCounts& counts) {

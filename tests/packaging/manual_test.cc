@@ -24,9 +24,10 @@ struct Page {
   const char* command;  // empty for the program itself
 };
 
-constexpr std::array kPages = {Page{"tessary-cli", ""},          Page{"tessary-cli", "aggregate"},
-                               Page{"tessary-cli", "defaults"},  Page{"tessary-cli", "info"},
-                               Page{"tessary-cli", "integrate"}, Page{"tessary", ""}};
+constexpr std::array kPages = {
+    Page{"tessary-cli", ""},     Page{"tessary-cli", "aggregate"}, Page{"tessary-cli", "defaults"},
+    Page{"tessary-cli", "info"}, Page{"tessary-cli", "integrate"}, Page{"tessary-cli", "undo"},
+    Page{"tessary", ""}};
 constexpr std::array kPrograms = {"tessary-cli", "tessary"};
 
 std::string HelpOf(const Page& page) {
@@ -114,9 +115,9 @@ Words FishOffers(const std::string& line, const std::string& folder = "/") {
 
 TEST(Help, ListsOptionsKindsAndCommands) {
   EXPECT_THAT(OptionsOf(kPages[1]), IsSupersetOf({"-k", "--kind", "--move", "-h", "--help"}));
-  EXPECT_THAT(OptionsOf(kPages[5]), IsSupersetOf({"--aggregate", "-V", "--version"}));
+  EXPECT_THAT(OptionsOf(kPages[6]), IsSupersetOf({"--aggregate", "-V", "--version"}));
   EXPECT_EQ(5U, Kinds().size());
-  EXPECT_THAT(Commands(), ElementsAre("aggregate", "defaults", "info", "integrate"));
+  EXPECT_THAT(Commands(), ElementsAre("aggregate", "defaults", "info", "integrate", "undo"));
 }
 
 TEST(Manual, FormatterPrintsNoWarnings) {

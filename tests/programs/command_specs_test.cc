@@ -14,8 +14,9 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr std::array<const CommandSpec*, 6> kSpecs = {
-    &kProgramSpec, &kAggregateSpec, &kDefaultsSpec, &kInfoSpec, &kIntegrateSpec, &kDesktopSpec};
+constexpr std::array<const CommandSpec*, 7> kSpecs = {
+    &kProgramSpec,   &kAggregateSpec, &kDefaultsSpec, &kInfoSpec,
+    &kIntegrateSpec, &kUndoSpec,      &kDesktopSpec};
 
 TEST(CommandSpecs, HelpFitsEightyColumns) {
   for (const CommandSpec* spec : kSpecs) {
@@ -26,7 +27,8 @@ TEST(CommandSpecs, HelpFitsEightyColumns) {
 
 TEST(CommandSpecs, ProgramHelpHasTheUsageOfEachCommand) {
   const std::string help = HelpText(kProgramSpec);
-  for (const CommandSpec* spec : {&kAggregateSpec, &kDefaultsSpec, &kInfoSpec, &kIntegrateSpec}) {
+  for (const CommandSpec* spec :
+       {&kAggregateSpec, &kDefaultsSpec, &kInfoSpec, &kIntegrateSpec, &kUndoSpec}) {
     EXPECT_THAT(help, HasSubstr(std::string(spec->usage)));
     EXPECT_THAT(HelpText(*spec), HasSubstr(std::string(spec->usage)));
   }

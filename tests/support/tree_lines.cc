@@ -51,7 +51,7 @@ class TreeLister {
       text << " mode " << std::oct << info.st_mode << std::dec;
     }
     if (aspects_.owners) text << " owner " << info.st_uid << ":" << info.st_gid;
-    if (S_ISLNK(info.st_mode) ? aspects_.linkTimes : aspects_.times) {
+    if (HasPrintedTime(info.st_mode)) {
       text << " modified " << info.st_mtim.tv_sec << "." << info.st_mtim.tv_nsec;
     }
     if (aspects_.identities) text << " inode " << info.st_ino << " on " << info.st_dev;
@@ -67,6 +67,11 @@ class TreeLister {
     std::error_code unreadable;
     if (S_ISLNK(info.st_mode)) text << " leads to " << fs::read_symlink(path, unreadable).string();
     return text.str();
+  }
+
+  bool HasPrintedTime(mode_t mode) const {
+    if (S_ISLNK(mode)) return aspects_.linkTimes;
+    return aspects_.times && (aspects_.folderTimes || !S_ISDIR(mode));
   }
 
   std::string DescribeAttributes(const std::string& path, bool isTop) const {

@@ -10,6 +10,7 @@ struct TreeAspects {
   bool modes = true;
   bool owners = true;
   bool times = true;            // of modification
+  bool folderTimes = true;      // with `times`: those of folders, too
   bool linkTimes = true;        // modification times of symbolic links
   bool attributes = true;       // all that this process may read, except security labels
   bool hardLinks = true;        // which names inside the tree are the same file
