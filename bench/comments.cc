@@ -42,8 +42,9 @@ void MeasureComments(const Sizes& sizes, const ScratchDirectories& directories, 
   const std::string source = scratch.MakeFolder();
   FillFolder(source, 0, sizes.commented, kFileSize);
   Row row;
+  row.question = Question::kCost;
   row.key = "comments";
-  row.work = "copy " + std::to_string(sizes.commented) + " files of 4 KiB with their comments, " +
+  row.work = "copy " + CountText(sizes.commented) + " files of 4 KiB with their comments, " +
              scratch.type();
   row.baseline = "the same without comments";
   for (const std::string& file : FilesBelow(source)) {
@@ -57,7 +58,7 @@ void MeasureComments(const Sizes& sizes, const ScratchDirectories& directories, 
   both.push_back({"without comments", [&] { return TimeCopy(scratch, source, false); }});
   RunRounds(row.work, sizes.rounds, &both);
   row.value = RatioOf(both[0], both[1]);
-  row.figures = MicrosecondsText(both[0], both[1], sizes.commented);
+  SetMicroseconds(both[0], both[1], sizes.commented, &row);
   report->Add(row);
 }
 

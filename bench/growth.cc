@@ -55,27 +55,31 @@ void MeasureFileCounts(const Sizes& sizes, const ScratchDirectory& scratch, Repo
   }
   RunRounds("growth in number", RoundsOf(sizes), &candidates);
   Row row;
+  row.question = Question::kGrowth;
   row.key = "growth-number";
-  row.work = "growth: " + std::to_string(sizes.growth.front()) + " to " +
-             std::to_string(sizes.growth.back()) + " files moved, " + scratch.type();
-  row.baseline = "time per item, largest against smallest";
+  row.work = "move " + CountText(sizes.growth.front()) + " to " + CountText(sizes.growth.back()) +
+             " files, " + scratch.type();
+  row.baseline = "itself: largest and smallest time per item";
   row.limit = 1.3;
   row.value = Spread(candidates);
-  for (const Candidate& candidate : candidates) {
-    row.figures += (row.figures.empty() ? "" : ", ") + candidate.name +
-                   " files: " + NumberText(Median(candidate.figures) * 1e6) + " µs per item";
+  for (size_t i = 0; i < candidates.size(); ++i) {
+    const Candidate& candidate = candidates[i];
+    report->AddGrowth(sizes.growth[i], MedianMicroseconds(candidate, 1));
+    row.own += (row.own.empty() ? "" : ", ") + NumberText(MedianMicroseconds(candidate, 1)) +
+               " µs/item for " + CountText(sizes.growth[i]);
   }
   report->Add(row);
 
   const double bytes = (peak - PeakOfEmptyRun(scratch)) / static_cast<double>(sizes.growth.back());
   Row memory;
+  memory.question = Question::kCost;
   memory.key = "memory";
-  memory.work = "peak memory, " + std::to_string(sizes.growth.back()) + " files in one folder";
+  memory.work = "peak memory, " + CountText(sizes.growth.back()) + " files in one folder";
   memory.baseline = "a run over an empty folder";
   memory.limit = 200;
-  memory.unit = "bytes per item";
+  memory.unit = "bytes/item";
   memory.value = {bytes, bytes, bytes};
-  memory.figures = NumberText(peak / (1 << 20)) + " MiB peak";
+  memory.own = NumberText(peak / (1 << 20)) + " MiB";
   report->Add(memory);
 }
 
@@ -126,7 +130,7 @@ void MeasureTree(const Sizes& sizes, const ScratchDirectory& scratch, size_t cou
   row.baseline = both[1].name;
   row.limit = 2.0;
   row.value = RatioOf(both[0], both[1]);
-  row.figures = MicrosecondsText(both[0], both[1], count);
+  SetMicroseconds(both[0], both[1], count, &row);
   report->Add(row);
 }
 
@@ -136,14 +140,16 @@ void MeasureGrowth(const Sizes& sizes, const ScratchDirectories& directories, Re
   const ScratchDirectory& scratch = directories.memory;
   MeasureFileCounts(sizes, scratch, report);
   MeasureTree(sizes, scratch, sizes.depth * sizes.filesPerLevel, MakeDeepTree,
-              {.key = "growth-depth",
-               .work = "growth: " + std::to_string(sizes.depth) + " nested folders, " +
-                       std::to_string(sizes.filesPerLevel) + " files in each"},
+              {.question = Question::kGrowth,
+               .key = "growth-depth",
+               .work = "move files of " + CountText(sizes.depth) + " nested folders, " +
+                       CountText(sizes.filesPerLevel) + " files in each"},
               report);
   MeasureTree(sizes, scratch, sizes.wide * kFilesPerFolder, MakeWideTree,
-              {.key = "growth-width",
-               .work = "growth: " + std::to_string(sizes.wide) + " folders side by side, " +
-                       std::to_string(kFilesPerFolder) + " files in each"},
+              {.question = Question::kGrowth,
+               .key = "growth-width",
+               .work = "move files of " + CountText(sizes.wide) + " folders side by side, " +
+                       CountText(kFilesPerFolder) + " files in each"},
               report);
 }
 

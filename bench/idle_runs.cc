@@ -24,13 +24,14 @@ void MeasureInPlace(const Sizes& sizes, const ScratchDirectory& scratch, Report*
          return RunProgram({"find", source, "-printf", "%s"}, scratch.path()).processorSeconds;
        }});
   Row row;
+  row.question = Question::kCost;
   row.key = "in-place-" + scratch.type();
-  row.work = "run over " + std::to_string(sizes.inPlace) + " files in place, " + scratch.type();
+  row.work = "run over " + CountText(sizes.inPlace) + " files in place, " + scratch.type();
   row.baseline = both[1].name + ", processor time";
   row.limit = 5.0;
   RunRounds(row.work, sizes.rounds, &both);
   row.value = RatioOf(both[0], both[1]);
-  row.figures = MicrosecondsText(both[0], both[1], sizes.inPlace);
+  SetMicroseconds(both[0], both[1], sizes.inPlace, &row);
   report->Add(row);
 }
 
@@ -47,13 +48,14 @@ void MeasureStart(const Sizes& sizes, const ScratchDirectory& scratch, Report* r
                     return RunProgram({"/bin/ls", source}, scratch.path()).seconds;
                   }});
   Row row;
+  row.question = Question::kCost;
   row.key = "start";
   row.work = "start, and run over an empty folder";
   row.baseline = both[1].name + " of that folder";
   row.limit = 3.0;
   RunRounds(row.work, sizes.starts, &both);
   row.value = RatioOf(both[0], both[1]);
-  row.figures = MillisecondsText(both[0], both[1]);
+  SetMilliseconds(both[0], both[1], &row);
   report->Add(row);
 }
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <exception>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <stdexcept>
 
@@ -47,15 +48,26 @@ bool MeasureAll(const Options& options, const ScratchDirectories& directories, R
   return isComplete;
 }
 
-void WriteReport(const Options& options, const ScratchDirectories& directories,
-                 const Report& report) {
-  std::ofstream file(options.report);
+void WriteFile(const std::string& path, const std::function<void(std::ostream&)>& write) {
+  std::ofstream file(path);
+  write(file);
+  file.close();
+  if (!file) throw std::runtime_error("cannot write " + path);
+}
+
+void WritePage(const Options& options, const ScratchDirectories& directories,
+               const Report& report) {
   const std::string machine = DescribeMachine() + "; " + directories.disk.type() + " at " +
                               options.folder + ", " + directories.memory.type() + " at " +
                               options.memory;
-  report.Write(file, machine, options.commit, ReadReasons(options.reasons));
-  file.close();
-  if (!file) throw std::runtime_error("cannot write " + options.report);
+  WriteFile(options.report, [&](std::ostream& out) {
+    report.Write(out, machine, options.commit, ReadReasons(options.reasons));
+  });
+}
+
+void WritePlots(const Options& options, const Report& report) {
+  WriteFile(options.plots + "/times", [&report](std::ostream& out) { report.WriteTimes(out); });
+  WriteFile(options.plots + "/growth", [&report](std::ostream& out) { report.WriteGrowth(out); });
 }
 
 bool Run(const Options& options) {
@@ -65,7 +77,8 @@ bool Run(const Options& options) {
   setenv("XDG_CONFIG_HOME", directories.disk.MakeFolder().c_str(), 1);
   Report report;
   const bool isComplete = MeasureAll(options, directories, &report);
-  if (!options.report.empty()) WriteReport(options, directories, report);
+  if (!options.report.empty()) WritePage(options, directories, report);
+  if (!options.plots.empty()) WritePlots(options, report);
   if (!options.keepsFiles) std::cerr << "deleting the files" << std::endl;
   return isComplete;
 }

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <utility>
 
 #include "bench/groups.h"
 
@@ -85,15 +86,24 @@ class MoveComparison {
     all.push_back(Loop("a loop with both renames", [this] { return RenameAll(from(), to(), 2); }));
     all.push_back(Loop("two loops, one after the other",
                        [this] { return RenameAllInTwoPasses(from(), to()); }));
+    if (IsInstalled("rsync")) all.push_back(Rsync());
     RunRounds("move on " + scratch_.type(), rounds_, &all);
 
-    const double loopLimit = scratch_.type() == "tmpfs" ? 2.0 : 1.5;
+    const bool isMemory = scratch_.type() == "tmpfs";
     for (size_t i = 0; i < std::size(kKinds); ++i) {
-      AddRow(kKinds[i], "bare", loopLimit, all[i], all[3]);
-      AddRow(kKinds[i], "mv", 1.0, all[i], all[4]);
+      AddRow(kKinds[i], "bare", isMemory ? 2.0 : 1.25, all[i], all[3]);
+      AddRow(kKinds[i], "mv", isMemory ? 1.4 : 1.0, all[i], all[4]);
     }
-    AddRow(kDateKind, "bare", 1.5, all[5], all[6]);
+    AddRow(kDateKind, "bare", isMemory ? 2.3 : 1.6, all[5], all[6]);
     AddRow(kDateKind, "passes", 0, all[5], all[7]);
+    Times times = {.work = WorkText(kKinds[0]), .microseconds = {}};
+    times.microseconds.emplace_back("Tessary", MedianMicroseconds(all[0], fileSet_.count()));
+    times.microseconds.emplace_back("mv", MedianMicroseconds(all[4], fileSet_.count()));
+    if (all.size() > 8) {
+      AddRow(kKinds[0], "rsync", 0, all[0], all[8]);
+      times.microseconds.emplace_back("rsync", MedianMicroseconds(all[8], fileSet_.count()));
+    }
+    report_->AddTimes(std::move(times));
   }
 
  private:
@@ -133,16 +143,31 @@ class MoveComparison {
             }};
   }
 
+  // Moves everything into one folder.
+  Candidate Rsync() {
+    return {"`rsync -a --remove-source-files`", [this] {
+              fileSet_.Reset();
+              const Usage usage = RunProgram(
+                  {"rsync", "-a", "--remove-source-files", from() + "/", to()}, scratch_.path());
+              fileSet_.RequireMoved();
+              return usage.seconds;
+            }};
+  }
+
+  std::string WorkText(const std::string& kind) const {
+    return "move " + CountText(fileSet_.count()) + " small files by " + kind + ", " +
+           scratch_.type();
+  }
+
   void AddRow(const std::string& kind, const std::string& baseline, double limit,
               const Candidate& ours, const Candidate& theirs) {
     Row row;
     row.key = "move-" + kind + "-" + baseline + "-" + scratch_.type();
-    row.work = "move " + std::to_string(fileSet_.count()) + " small files by " + kind + ", " +
-               scratch_.type();
+    row.work = WorkText(kind);
     row.baseline = theirs.name;
     row.limit = limit;
     row.value = RatioOf(ours, theirs);
-    row.figures = MicrosecondsText(ours, theirs, fileSet_.count());
+    SetMicroseconds(ours, theirs, fileSet_.count(), &row);
     report_->Add(row);
   }
 

@@ -15,7 +15,8 @@ namespace {
 [[noreturn]] void PrintUsageAndExit() {
   std::cerr << "usage: bench [--full | --smoke] [--rounds N] [--folder DIR] [--memory DIR]\n"
                "             [--clones DIR]... [--other DIR]... [--report FILE]\n"
-               "             [--reasons FILE] [--commit TEXT] [--leave] [GROUP]...\n"
+               "             [--plots DIR] [--reasons FILE] [--commit TEXT] [--leave]\n"
+               "             [GROUP]...\n"
                "groups:";
   for (const Group& group : Groups()) std::cerr << ' ' << group.name;
   std::cerr << '\n';
@@ -49,6 +50,8 @@ bool ParseTextOption(const std::string& name, const std::string& value, Options*
     options->others.push_back(value);
   } else if (name == "--report") {
     options->report = value;
+  } else if (name == "--plots") {
+    options->plots = value;
   } else if (name == "--reasons") {
     options->reasons = value;
   } else if (name == "--commit") {

@@ -30,7 +30,8 @@ struct Options {
   std::vector<std::string> clones;  // folders on filesystems with reflinks
   std::vector<std::string> others;  // folders on other devices, to move from
   std::vector<std::string> groups;  // the selected groups; empty: all
-  std::string report;               // the file for the table; empty: no file
+  std::string report;               // the file for the page; empty: no file
+  std::string plots;                // the folder for the data of the plots; empty: none
   std::string reasons;              // the file with the reasons for missed limits
   std::string commit = "unknown";   // the version that is measured
   bool keepsFiles = false;          // do not delete the files at the end, except on the tmpfs

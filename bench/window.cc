@@ -60,26 +60,26 @@ std::string OutputOf(const std::string& command) {
   return text;
 }
 
-// Starts a virtual X server if DISPLAY is not set. All windows are on that display.
+// A virtual X server, on which all windows are. Never the display of the user, in whose windows the
+// answers to the panel could end up.
 class Screen {
  public:
   Screen() {
-    if (getenv("DISPLAY") != nullptr) return;
     const std::string path = "/tmp/tessary-bench-display-" + std::to_string(getpid());
     server_ = Start(
         {"Xvfb", "-displayfd", "1", "-screen", "0", "1280x900x24", "-noreset", "-nolisten", "tcp"},
         path);
     std::string number;
     while (number.empty()) {
+      Require(waitpid(server_, nullptr, WNOHANG) == 0, "Xvfb has exited");
       std::this_thread::sleep_for(kPollInterval);
       std::ifstream(path) >> number;
     }
     unlink(path.c_str());
     setenv("DISPLAY", (":" + number).c_str(), 1);
+    setenv("QT_QPA_PLATFORM", "xcb", 1);
   }
-  ~Screen() {
-    if (server_ != 0) End(server_);
-  }
+  ~Screen() { End(server_); }
   Screen(const Screen&) = delete;
   Screen& operator=(const Screen&) = delete;
 
@@ -231,25 +231,27 @@ void MeasureRuns(const Sizes& sizes, const ScratchDirectory& scratch, size_t fil
   both.push_back({row.baseline, [&] { return timed(TimeRunOnCommandLine); }});
   RunRounds(row.work, sizes.rounds, &both);
   row.value = RatioOf(both[0], both[1]);
-  row.figures = MicrosecondsText(both[0], both[1], files);
+  SetMicroseconds(both[0], both[1], files, &row);
   report->Add(row);
 }
 
 }  // namespace
 
 void MeasureWindow(const Sizes& sizes, const ScratchDirectories& directories, Report* report) {
-  const Row window = {.key = "window",
+  const Row window = {.question = Question::kCost,
+                      .key = "window",
                       .work = "start the desktop program until its window is visible",
                       .limit = 0.3,
                       .unit = "s"};
   const Row idle = {
+      .question = Question::kCost,
       .key = "window-idle",
       .work = "processor time of the idle window in " + std::to_string(kIdleTime.count()) + " s",
       .unit = "s"};
   std::vector<Row> runs;
   for (const size_t files : sizes.inWindow) {
     runs.push_back({.key = "window-run-" + std::to_string(files),
-                    .work = "copy " + std::to_string(files) + " small files in the window, " +
+                    .work = "copy " + CountText(files) + " small files in the window, " +
                             directories.memory.type(),
                     .baseline = "`tessary-cli`",
                     .limit = 1.15});

@@ -1,6 +1,7 @@
 #include "engine/pass.h"
 
 #include <array>
+#include <cstdint>
 #include <new>
 #include <unordered_map>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "engine/shell.h"
 #include "engine/transfer.h"
 #include "platform/file_system.h"
+#include "platform/managers/item_details.h"
 #include "platform/managers/log.h"
 
 namespace tessary {
@@ -88,11 +90,15 @@ class PassItem {
 
   void ReportTransfer(bool copy, const TransferResult& result) const;
 
+  // Reads the size for the reports. An item whose size cannot be read is reported without it.
+  void ReadSize();
+
   const FSRef& item_;
   const FSRef& parent_;
   const PassRules& rules_;
-  std::string path_;  // this and folder_ are set by Prepare
+  std::string path_;  // this and the members below are set by Prepare
   const KeyFolder* folder_ = nullptr;
+  std::optional<uint64_t> size_;
 };
 
 void PassItem::Process(KeyFolderTable* table) try {
@@ -124,6 +130,7 @@ bool PassItem::Prepare(KeyFolderTable* table) {
     return false;
   }
   if (IsHiddenItem(item_)) return false;
+  if (GetEngineHooks().wantsSizes) ReadSize();
   Status status = noErr;
   const std::optional<std::u16string> key = rules_.copyKey(item_, &status);
   // A name that ends in "." has the empty key, which cannot name a folder.
@@ -149,7 +156,8 @@ void PassItem::ReportUntransferred(ItemOutcome outcome, Status status,
                .folderPath = folderPath ? folderPath() : std::string(),
                .outcome = outcome,
                .step = rules_.step,
-               .status = status});
+               .status = status,
+               .size = size_});
 }
 
 void PassItem::ReportTransfer(bool copy, const TransferResult& result) const {
@@ -160,7 +168,13 @@ void PassItem::ReportTransfer(bool copy, const TransferResult& result) const {
                .step = rules_.step,
                .isCopy = copy,
                .status = result.status,
-               .replace = result.replace});
+               .replace = result.replace,
+               .size = size_});
+}
+
+void PassItem::ReadSize() {
+  uint64_t bytes = 0;
+  if (CopyItemSize(item_, &bytes) == noErr) size_ = bytes;
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -58,6 +60,8 @@ struct ItemReport {
   Status status = noErr;   // why it failed; noErr if it did not
   Status replace = noErr;  // why the existing item of its name could not be deleted as the settings
                            // say, so that this item got a distinct name; else noErr
+  std::optional<uint64_t> size = {};  // in bytes (CopyItemSize), before it was filed; none if it
+                                      // cannot be read, or EngineHooks::wantsSizes is not set
 };
 
 // Returns the POSIX path of the item in its key folder; empty if it is not there.
@@ -73,6 +77,9 @@ struct EngineHooks {
 
   // Receives the report of each item.
   std::function<void(const ItemReport& report)> observeItem = nullptr;
+
+  // Whether the reports need the sizes of the items. Those of packages are costly.
+  bool wantsSizes = false;
 };
 
 // Replaces all hooks.

@@ -63,6 +63,8 @@ complete -c tessary-cli -n $aggregate -l whole-application -d 'Sort all of an ap
 complete -c tessary-cli -n $aggregate -l journal -r -F -d 'Record each change, for undo'
 complete -c tessary-cli -n $aggregate -s q -l quiet -d 'Log failures only'
 complete -c tessary-cli -n $aggregate -s v -l verbose -d 'Log each filed item, on a terminal too'
+complete -c tessary-cli -n $aggregate -l summary -d 'Print a table of the key folders'
+complete -c tessary-cli -n $aggregate -l json -d 'Print one line of JSON for each item'
 
 complete -c tessary-cli -n '__tessary_cli_follows defaults' -a read -d 'Print all settings, or one'
 complete -c tessary-cli -n '__tessary_cli_follows defaults' -a write -d 'Store a setting'

@@ -10,6 +10,9 @@ namespace tessary {
 // no escape sequences (TERM=dumb).
 std::optional<int> GetConsoleColumns();
 
+// Returns true if standard output is a terminal.
+bool IsOutputOnTerminal();
+
 // Writes bytes unchanged to the console, if there is one. A failure is ignored.
 void WriteToConsole(std::string_view bytes);
 

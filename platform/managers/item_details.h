@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -30,6 +31,14 @@ struct ItemDetails {
 // (the object is gone or another one has its name); otherwise a filesystem error. Nothing is
 // written on failure.
 Status CopyItemDetails(const FSRef& ref, ItemDetails* details);
+
+// Reads the size in bytes of a file or link. For a folder, such as a package, reads the sum of the
+// sizes of everything in it, where a file with several names counts once. Within an
+// FSStatCacheScope, makes no system call for an object that has been examined, unless it is a
+// folder. Returns noErr; paramErr (no out-argument, or the all-zero reference); fnfErr (the object
+// is gone or another one has its name); diffVolErr (a filesystem is mounted inside the folder);
+// otherwise a filesystem error. Nothing is written on failure.
+Status CopyItemSize(const FSRef& ref, uint64_t* bytes);
 
 // Formats the instant in UTC: "2009-03-04T05:06:07.000000089Z". Empty outside the years 0 to 9999.
 std::string FormatTimestamp(const Timestamp& instant);

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,6 +16,7 @@
 #include "engine/application_source.h"
 #include "engine/run.h"
 #include "engine/shell.h"
+#include "platform/managers/console.h"
 #include "platform/managers/file_manager.h"
 #include "platform/managers/internet_config.h"
 #include "platform/managers/interruption.h"
@@ -22,7 +24,10 @@
 #include "platform/managers/preferences_store.h"
 #include "programs/cli/engine_setup.h"
 #include "programs/cli/failure_report.h"
+#include "programs/cli/item_records.h"
 #include "programs/cli/journal_writer.h"
+#include "programs/cli/json_bytes.h"
+#include "programs/cli/key_folder_summary.h"
 #include "programs/cli/messages.h"
 #include "programs/cli/named_paths.h"
 #include "programs/cli/progress_line.h"
@@ -42,9 +47,12 @@ using Clock = std::chrono::steady_clock;
 struct Run {
   std::string problem = {};                     // why the run did not take place
   std::optional<Clock::time_point> start = {};  // none if it did not take place
-  std::optional<ProgressLine> progress;         // while it goes on
+  std::optional<ProgressLine> progress;         // while it goes on, if it is shown
   RunTotals totals;
   FailureReport failures;
+  bool isJson = false;                 // to print `records` instead of the summary
+  std::optional<ItemRecords> records;  // only if they are used
+  KeyFolderSummary folders;
   std::unique_ptr<JournalWriter> journal;
   bool isIncomplete = false;  // memory did not suffice for all of the above
 };
@@ -61,28 +69,48 @@ void PrintAll(const std::vector<std::string>& problems) {
   for (const std::string& problem : problems) PrintProblem(problem);
 }
 
-// Returns false if the summary cannot be written. It is then printed on standard error.
+// Prints the records of the items as JSON, and adds them to the table, as the options say.
+void RecordItems(const AggregateOptions& options, Run* run) {
+  run->isJson = options.isJson;
+  const bool hasTable = options.hasSummary;
+  if (!run->isJson && !hasTable) return;
+  run->records.emplace([run, hasTable](const ItemRecord& record) {
+    if (run->isJson) BufferOutput(JsonLine(JsonOfRecord(record)) + "\n");
+    if (hasTable) run->folders.Add(record);
+  });
+}
+
+// Returns false if not all output can be written. The summary is then printed on standard error.
 bool PrintSummary(const Run& run) {
   const double seconds = std::chrono::duration<double>(Clock::now() - *run.start).count();
   const std::string summary =
       SummaryLine(run.totals.OfSource(), seconds) + KeptCopiesText(FSCountKeptCopies());
   const std::vector<std::string> others = DestinationLines(run.totals.OfDestination());
-  std::string text = summary + "\n";
-  for (const std::string& line : others) text += line + "\n";
-  if (WriteOutput(text)) return true;
-  PrintProblem(std::string(kWriteError) + "; the summary is: " + summary);
-  PrintAll(others);
-  return false;
+  const std::string table = run.folders.Text();
+  std::string text;
+  if (!run.isJson) {
+    text = summary + "\n";
+    for (const std::string& line : others) text += line + "\n";
+    text += table;
+  }
+  const bool isWritten = WriteOutput(text);
+  if (!isWritten) {
+    PrintProblem(std::string(kWriteError) + "; the summary is: " + summary);
+    PrintAll(others);
+  }
+  if (run.isJson || !isWritten) PrintOnStandardError(table);
+  return isWritten;
 }
 
 // Reports how the run went.
-ExitStatus Conclude(const Run& run) try {
-  PrintAll(run.failures.KeptItemLines());
-  PrintAll(run.failures.Lines());
-  if (run.isIncomplete) PrintProblem("out of memory: the totals are incomplete");
-  if (!PrintSummary(run)) return ExitStatus::kFailure;
-  const uint64_t failed = run.totals.OfSource().failed + run.totals.OfDestination().failed;
-  return failed == 0 && !run.isIncomplete ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
+ExitStatus Conclude(Run* run) try {
+  if (run->records) run->records->Finish();
+  PrintAll(run->failures.KeptItemLines());
+  PrintAll(run->failures.Lines());
+  if (run->isIncomplete) PrintProblem("out of memory: the totals are incomplete");
+  if (!PrintSummary(*run)) return ExitStatus::kFailure;
+  const uint64_t failed = run->totals.OfSource().failed + run->totals.OfDestination().failed;
+  return failed == 0 && !run->isIncomplete ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
 } catch (const std::bad_alloc&) {
   PrintOutOfMemory();
   return ExitStatus::kSomeFailed;
@@ -104,7 +132,7 @@ void EndIfJournalFailed(const AggregateOptions& options, Run* run) {
   if (!run->journal || run->journal->error() == noErr) return;
   run->progress.reset();
   // The run is incomplete, whatever the totals are.
-  (void)Conclude(*run);
+  (void)Conclude(run);
   (void)EndJournal(options, run);
   PrintProblem("the run was ended, because no change is made without a record");
   (void)std::fflush(nullptr);
@@ -117,7 +145,7 @@ void EndIfInterrupted(const AggregateOptions& options, Run* run) {
   run->progress.reset();
   (void)EndJournal(options, run);
   // The signal takes the place of the exit status.
-  (void)Conclude(*run);
+  (void)Conclude(run);
   PrintProblem("interrupted");
   EndByInterruption();
 }
@@ -125,6 +153,7 @@ void EndIfInterrupted(const AggregateOptions& options, Run* run) {
 void Record(const ItemReport& report, Run* run) try {
   run->totals.Count(report);
   run->failures.Add(report);
+  if (run->records) run->records->Add(report);
 } catch (const std::bad_alloc&) {
   run->isIncomplete = true;
 }
@@ -133,7 +162,8 @@ void Observe(const AggregateOptions& options, Run* run, const ItemReport& report
   // Reported by Aggregate.
   if (report.outcome == ItemOutcome::kNoRun) return;
   Record(report, run);
-  if (report.outcome != ItemOutcome::kFolderNotListed) run->progress->CountItem();
+  const bool isItem = report.outcome != ItemOutcome::kFolderNotListed;
+  if (isItem && run->progress) run->progress->CountItem();
   EndIfJournalFailed(options, run);
   EndIfInterrupted(options, run);
 }
@@ -170,7 +200,8 @@ void FileSource(const AggregateOptions& options, Run* run, const FSRef& source) 
     run->problem = kSameFolder;
     return;
   }
-  run->progress.emplace();
+  // It would be drawn into the JSON.
+  if (!run->isJson || !IsOutputOnTerminal()) run->progress.emplace();
   run->start = Clock::now();
   CatchInterruption();
   AggregateFolder(source, destination);
@@ -190,14 +221,19 @@ ExitStatus Aggregate(const AggregateOptions& options) {
   PrepareEngine();
   SetSuccessLogging(!options.isQuiet && (options.isVerbose || !IsLogOnTerminal()));
   Run run;
+  RecordItems(options, &run);
   // Stays if ResolveRunSource starts no run, which it does not report.
   run.problem = options.source +
                 ": the application has no readable resources folder; use --whole-application to "
                 "sort all of it";
   const ScopedHooks hooks({
-      .showProgressText = [&run](const std::string& text, int) { run.progress->ShowText(text); },
+      .showProgressText =
+          [&run](const std::string& text, int) {
+            if (run.progress) run.progress->ShowText(text);
+          },
       .runAggregation = std::bind_front(FileSource, std::cref(options), &run),
       .observeItem = std::bind_front(Observe, std::cref(options), &run),
+      .wantsSizes = run.records.has_value(),
   });
   FSRef source;
   if (OpenSource(options.source, &source, &run.problem)) ResolveRunSource(source);
@@ -208,7 +244,7 @@ ExitStatus Aggregate(const AggregateOptions& options) {
   EndIfJournalFailed(options, &run);
   EndIfInterrupted(options, &run);
   const bool isJournalComplete = EndJournal(options, &run);
-  const ExitStatus status = Conclude(run);
+  const ExitStatus status = Conclude(&run);
   return status == ExitStatus::kSuccess && !isJournalComplete ? ExitStatus::kSomeFailed : status;
 }
 

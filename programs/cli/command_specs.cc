@@ -33,6 +33,12 @@ constexpr std::array kAggregateOptions = {
     OptionSpec{"--journal", "FILE", "record each change in the new FILE, for undo"},
     OptionSpec{"-q,--quiet", "", "log failures only"},
     OptionSpec{"-v,--verbose", "", "log each filed item, on a terminal too"},
+    OptionSpec{"--summary", "",
+               "print a table of the key folders at the end, with the\n"
+               "number and size of the items put there"},
+    OptionSpec{"--json", "",
+               "print one line of JSON for each item instead of the\n"
+               "summary"},
 };
 
 constexpr std::array kDefaultsOptions = {

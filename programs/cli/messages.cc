@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <utility>
 
@@ -35,15 +36,40 @@ constexpr std::array<std::pair<Status, const char*>, 17> kStatusTexts = {{
 
 void PrintProblem(std::string_view problem, std::string_view program) {
   const std::string line = std::string(program) + ": " + EscapeControlCharacters(problem) + "\n";
-  (void)std::fwrite(line.data(), 1, line.size(), stderr);
+  PrintOnStandardError(line);
 }
 
 void PrintOutOfMemory() { (void)std::fputs("tessary-cli: out of memory\n", stderr); }
 
 bool WriteOutput(std::string_view text) {
-  const bool isWritten = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  BufferOutput(text);
   // An error that fwrite did not see, because it filled a buffer only, appears here.
-  return std::fflush(stdout) == 0 && isWritten;
+  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+}
+
+void BufferOutput(std::string_view text) {
+  if (std::ferror(stdout) == 0) (void)std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+void PrintOnStandardError(std::string_view lines) {
+  (void)std::fwrite(lines.data(), 1, lines.size(), stderr);
+}
+
+std::string DecimalText(double number) {
+  std::array<char, 400> digits = {};
+  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number,
+                                          std::chars_format::fixed, 1);
+  return {digits.data(), end};
+}
+
+std::string SizeText(uint64_t bytes) {
+  if (bytes < 1000) return std::to_string(bytes) + " B";
+  constexpr std::string_view kPrefixes = "kMGTPE";
+  double number = static_cast<double>(bytes) / 1000;
+  size_t prefix = 0;
+  // From here on it would be printed as 1000.0.
+  for (; number >= 999.95; number /= 1000) ++prefix;
+  return DecimalText(number) + " " + kPrefixes[prefix] + "B";
 }
 
 ExitStatus PrintOutput(std::string_view text, std::string_view program) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -20,11 +21,24 @@ void PrintProblem(std::string_view problem, std::string_view program = kCommandL
 // Reports that memory is exhausted, without allocating any.
 void PrintOutOfMemory();
 
-// Writes the text to standard output. Returns false if not all of it could be written.
+// Writes the text to standard output. Returns false if not all output so far could be written.
 bool WriteOutput(std::string_view text);
 
 // Writes the output of a command. Returns kSuccess, or kFailure with a line on standard error.
 ExitStatus PrintOutput(std::string_view text, std::string_view program = kCommandLineProgram);
+
+// Writes text to standard output, of which WriteOutput later reports the failure. Writes nothing
+// after a failure, so that the output ends there.
+void BufferOutput(std::string_view text);
+
+// Writes lines to standard error as they are. A failure is not reported.
+void PrintOnStandardError(std::string_view lines);
+
+// The number with one decimal, after a point in any locale.
+std::string DecimalText(double number);
+
+// A size for people, in decimal units: "999 B", "4.2 GB".
+std::string SizeText(uint64_t bytes);
 
 // The text between double quotes.
 std::string Quoted(std::string_view text);

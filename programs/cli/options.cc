@@ -105,6 +105,8 @@ Options ParseAggregate(const ParsedArguments& parsed) {
   }
   aggregate.isQuiet = parsed.options.contains("--quiet");
   aggregate.isVerbose = parsed.options.contains("--verbose");
+  aggregate.isJson = parsed.options.contains("--json");
+  aggregate.hasSummary = parsed.options.contains("--summary");
   if (aggregate.isQuiet && aggregate.isVerbose) {
     throw UsageError("--quiet and --verbose contradict each other");
   }

@@ -29,6 +29,8 @@ struct AggregateOptions {
   std::map<std::string, CFPropertyList> settings;
   bool isQuiet = false;
   bool isVerbose = false;
+  bool isJson = false;
+  bool hasSummary = false;  // a table of the key folders
   std::string journal;      // as typed; empty for none
   std::string source;       // as typed
   std::string destination;  // as typed

@@ -1,9 +1,9 @@
 #include "programs/cli/run_totals.h"
 
-#include <array>
-#include <charconv>
 #include <functional>
 #include <string_view>
+
+#include "programs/cli/messages.h"
 
 namespace tessary {
 namespace {
@@ -42,6 +42,9 @@ void RunTotals::CountYearStep(const ItemReport& report) {
   const bool isInPlace = report.outcome == ItemOutcome::kSkipped && !report.folderPath.empty();
   if (!isInPlace && report.outcome != ItemOutcome::kFiled) {
     Add(report.outcome, &source_);
+    if (report.outcome == ItemOutcome::kCommentNotCopied) {
+      failedInYearFolders_.insert(HashOf(NewPathOf(report)));
+    }
     return;
   }
   ++source_.filed;
@@ -49,6 +52,7 @@ void RunTotals::CountYearStep(const ItemReport& report) {
 }
 
 void RunTotals::CountDayStep(const ItemReport& report) {
+  if (!failedInYearFolders_.empty() && failedInYearFolders_.contains(HashOf(report.path))) return;
   bool isOfSource = inYearFolders_.erase(HashOf(report.path)) != 0;
   const auto stuck = stuckItems_.find(std::string(report.path));
   if (stuck != stuckItems_.end()) isOfSource = stuck->second.isOfSource;

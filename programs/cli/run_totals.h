@@ -48,6 +48,8 @@ class RunTotals {
   // yet: those of one folder. Paths would need as much memory as its listing; two paths with the
   // same hash would be one item miscounted.
   std::unordered_set<size_t> inYearFolders_;
+  // Items of the source that the year step has moved or copied and yet counted as failed.
+  std::unordered_set<size_t> failedInYearFolders_;
 };
 
 // The number with one decimal, after a point in any locale.

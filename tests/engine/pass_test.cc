@@ -366,6 +366,19 @@ TEST_F(PassTest, SkipsKeyFolderWithTooLongPath) {
   EXPECT_THAT(Messages(), ElementsAre(MovedLine("a.txt", Utf8FromUtf16(fits))));
 }
 
+TEST_F(PassTest, ReportsSizesIfWanted) {
+  WriteFile(InSource("a.txt"), "12345");
+  std::optional<uint64_t> size;
+  for (const bool isWanted : {false, true}) {
+    SetEngineHooks({.observeItem = [&size](const ItemReport& report) { size = report.size; },
+                    .wantsSizes = isWanted});
+    RunWith(RulesWithKey(std::nullopt));
+    EXPECT_EQ(isWanted ? std::optional<uint64_t>(5) : std::nullopt, size);
+  }
+  RunWith(RulesWithKey(u"k"));
+  EXPECT_EQ(5U, size);
+}
+
 TEST_F(PassTest, NeedsNoObserver) {
   SetEngineHooks({});
   WriteFile(InSource("a.txt"));

@@ -100,6 +100,7 @@ class KilledRun {
 
   // The next run succeeds, files everything and removes all stale temporary files.
   void RunAgain() {
+    isRecovered_ = true;
     ChildProcess run(nextArguments_, setup_);
     AwaitSuccess(&run, Explain("the next run"), soak_);
     const ScanResult scan = testData_.Scan({source_, destination_});
@@ -253,9 +254,10 @@ class KilledRun {
   }
 
   // Returns whether the path is what a killed run may leave of a package in a lower layer, which it
-  // deletes in place when the copy is complete. The next run files it under a distinct name.
+  // deletes in place when the copy is complete. The next run deletes it.
   bool IsRest(const std::string& path) const {
-    if (!deletesInPlace_ || !fs::is_directory(fs::symlink_status(path))) return false;
+    if (!deletesInPlace_ || isRecovered_ || !fs::is_directory(fs::symlink_status(path)))
+      return false;
     const std::string name = fs::path(path).filename();
     for (size_t item = 0; item < testData_.size(); ++item) {
       const std::string own = fs::path(testData_.PathOf(item)).filename();
@@ -285,6 +287,7 @@ class KilledRun {
   std::string destination_;
   RunPlan plan_;
   bool deletesInPlace_;
+  bool isRecovered_ = false;
   const FilesystemProfile* profile_;
   VolumeTraits traits_;
   TestData testData_;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -32,6 +33,16 @@ TEST(DescribeStatus, UsesTheTextsOfErrno) {
       {afpAccessDenied, EACCES},
   };
   for (const Row& row : rows) EXPECT_EQ(std::strerror(row.error), DescribeStatus(row.status));
+}
+
+TEST(SizeText, HasDecimalUnits) {
+  EXPECT_EQ("0 B", SizeText(0));
+  EXPECT_EQ("999 B", SizeText(999));
+  EXPECT_EQ("1.0 kB", SizeText(1000));
+  EXPECT_EQ("999.9 kB", SizeText(999'949));
+  EXPECT_EQ("1.0 MB", SizeText(999'950));
+  EXPECT_EQ("4.2 GB", SizeText(4'200'000'000));
+  EXPECT_EQ("18.4 EB", SizeText(UINT64_MAX));
 }
 
 TEST(DescribeStatus, PrintsOtherStatusesAsNumbers) {

@@ -83,6 +83,18 @@ TEST(RunTotals, CountsOutcomeOfDayStep) {
   }
 }
 
+TEST(RunTotals, CountsItemWithoutItsCommentOnce) {
+  for (const ItemOutcome outcome : {ItemOutcome::kFiled, ItemOutcome::kNotTransferred}) {
+    RunTotals totals;
+    ItemReport report = YearStep(ItemOutcome::kFiled);
+    report.outcome = ItemOutcome::kCommentNotCopied;
+    totals.Count(report);
+    totals.Count(DayStep("/d/2009/a", outcome));
+    EXPECT_EQ("0 0 1", TextOf(totals.OfSource()));
+    EXPECT_EQ("0 0 0", TextOf(totals.OfDestination()));
+  }
+}
+
 TEST(RunTotals, CountsItemInItsYearFolder) {
   RunTotals totals;
   totals.Count({.path = "/d/2009/a",

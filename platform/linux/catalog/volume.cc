@@ -167,6 +167,10 @@ bool SyncsNamesWithFile(uint32_t magic, uint32_t device) {
   return magic == XFS_SUPER_MAGIC || magic == BTRFS_SUPER_MAGIC;
 }
 
+bool CreatesFilesWhenClosed(uint32_t magic, uint32_t device) {
+  return magic == FUSE_SUPER_MAGIC && FindMounted(device).type == "fuse.rclone";
+}
+
 Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string& path) {
   const auto magic = static_cast<uint32_t>(info.f_type);
   // The filesystems with reliable entries are local and driven by the kernel itself. That also
@@ -184,7 +188,8 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
           isLocal,
           isLocal,
           SyncsNamesWithFile(magic, device),
-          magic == BTRFS_SUPER_MAGIC};
+          magic == BTRFS_SUPER_MAGIC,
+          CreatesFilesWhenClosed(magic, device)};
 }
 
 std::unordered_map<uint32_t, Volume> gVolumes;  // by device number

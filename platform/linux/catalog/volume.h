@@ -41,6 +41,9 @@ struct Volume {
   // by itself, are then not durable after fsync of the folder, but only after a sync of the
   // filesystem.
   bool syncsObjectsSeparately = false;
+  // The driver creates a new file only when it is closed, and an empty one some time after that
+  // (rclone).
+  bool createsFilesWhenClosed = false;
 };
 
 // Return the properties of the filesystem with that device number. They are determined once per

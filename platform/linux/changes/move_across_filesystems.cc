@@ -13,6 +13,7 @@
 #include "platform/linux/changes/copy_file.h"
 #include "platform/linux/changes/delete_tree.h"
 #include "platform/linux/changes/deletion_check.h"
+#include "platform/linux/changes/deletion_record.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/read_lease.h"
 #include "platform/linux/changes/removal.h"
@@ -139,14 +140,21 @@ Status OpenUnchangedFolder(const CopySource& source, const CopiedItem& copied, U
 }
 
 // Deletes a source folder that cannot be renamed, because it is in a lower layer of an overlay.
-// Each object is compared with what was copied right before its deletion. A crash leaves the rest
-// of the folder under its own name, beside the complete copy.
-Status DeleteFolderInPlace(const CopySource& source, CopiedItem* copied) {
+// Each object is compared with what was copied right before its deletion. If the process crashes,
+// recovery finds the record and deletes the rest of the folder.
+Status DeleteFolderInPlace(const CopySource& source, const CopyTarget& target, CopiedItem* copied) {
   bool hasBegun = false;
-  const Status status =
-      DeleteTreeIfUnchanged(source.folder, source.name.c_str(), copied->manifest, &hasBegun);
+  TempItem record;
+  // Best effort: without a record, the rest of the folder stays beside its complete copy.
+  (void)WriteDeletionRecord(source.folder, source.name, target.folder, target.name, &record);
+  const Volume& volume = VolumeOf(source.identity.device, source.folder);
+  Status status = MakeFolderDurable(source.folder, volume.syncsObjectsSeparately);
+  if (status == noErr) {
+    status = DeleteTreeIfUnchanged(source.folder, source.name.c_str(), copied->manifest, &hasBegun);
+  }
   if (status == noErr || hasBegun) copied->item.Keep();
   if (status == noErr || !hasBegun) return status;
+  record.Keep();
   LogIncompleteDeletion(source.name);
   return noErr;
 }
@@ -154,14 +162,14 @@ Status DeleteFolderInPlace(const CopySource& source, CopiedItem* copied) {
 // Deletes the source folder if it is still what was copied. It is staged under a temporary name
 // first, so that no half of it is ever seen under its own name. Once anything is deleted, the copy
 // is the only complete one and stays whatever happens; a later run cleans up the rest.
-Status DeleteFolder(const CopySource& source, CopiedItem* copied) {
+Status DeleteFolder(const CopySource& source, const CopyTarget& target, CopiedItem* copied) {
   UniqueFd opened;
   Status status = OpenUnchangedFolder(source, *copied, &opened);
   if (status != noErr) return status;
   TempItem staged;
   status =
       TempItem::StageForDeletion(source.folder, source.name.c_str(), std::move(opened), &staged);
-  if (status == diffVolErr) return DeleteFolderInPlace(source, copied);
+  if (status == diffVolErr) return DeleteFolderInPlace(source, target, copied);
   if (status != noErr) return status;
 
   bool hasBegun = false;
@@ -209,7 +217,7 @@ Status Move(const CopySource& source, const CopyTarget& target) {
   if (status != noErr) return status;
   // If another program has deleted the copy, the source is the only one left.
   if (!copied.item.IsStillNamed()) return fnfErr;
-  status = S_ISDIR(info.stx_mode) ? DeleteFolder(source, &copied)
+  status = S_ISDIR(info.stx_mode) ? DeleteFolder(source, target, &copied)
                                   : DeleteFile(source, original.get(), &copied);
   // If another program has deleted or moved the source, the copy may be the only one left.
   if (status == fnfErr && IsGone(source)) {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <string>
 
+#include "platform/linux/changes/late_creation.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/temp_item.h"
 #include "platform/linux/descriptors/proc_fd_path.h"
@@ -61,7 +62,7 @@ class Placeholder {
   bool IsStillOurs() const {
     struct statx info = {};
     return IsNameOfPinned(folder_, name_, pin_) && ReadObjectInfo(pin_.get(), "", &info) == noErr &&
-           (isFolder_ || info.stx_size == 0);
+           (isFolder_ || info.stx_size == size_);
   }
 
   // The object has been renamed onto the placeholder: nothing is left to remove.
@@ -90,6 +91,7 @@ class Placeholder {
     const UniqueFd file(
         openat(folder_, name_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file) return StatusOfNameError(errno);
+    size_ = CreateNow(file.get());
     pin_ = UniqueFd(open(ProcFdPath(file.get()).c_str(), O_PATH | O_CLOEXEC));
     if (pin_) return noErr;
     const Status status = LastError();
@@ -100,6 +102,7 @@ class Placeholder {
   int folder_;
   const char* name_;
   bool isFolder_;
+  uint64_t size_ = 0;  // of the file
   UniqueFd pin_;
 };
 

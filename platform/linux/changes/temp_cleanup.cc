@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "platform/linux/changes/delete_tree.h"
+#include "platform/linux/changes/deletion_record.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/rename.h"
 #include "platform/linux/changes/temp_item.h"
@@ -40,7 +41,7 @@ void DeleteStaleTempItem(int folder, const std::string& name) {
   if (!IsNameOf(folder, name.c_str(), identity)) return;
   if (S_ISDIR(info.stx_mode)) {
     DeleteStaleTree(folder, name.c_str(), staleItem.get(), identity);
-  } else {
+  } else if (FinishRecordedDeletion(folder, staleItem.get(), info)) {
     unlinkat(folder, name.c_str(), 0);
   }
 }

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/linux/changes/delete_tree.h"
+#include "platform/linux/changes/late_creation.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/removal.h"
 #include "platform/linux/changes/rename.h"
@@ -192,12 +193,14 @@ void TempItem::Remove() try {
     if (tempName_.empty() || !IsOurs(tempName_)) return;
     // Closed first: libfuse renames a file that is open instead of removing it, which fails on a
     // full disk, and rclone creates one again when it is closed.
+    (void)CreateNow(fd());
     opened_.Reset();
     unlinkat(folder_, tempName_.c_str(), 0);
     return;
   }
   struct statx ours = {};
   if (ReadObjectInfo(fd(), "", &ours) != noErr || !IsOurs(publishedName_)) return;
+  (void)CreateNow(fd());
   bool isDisplaced = false;
   // What cannot be removed stays under its published name.
   (void)RemoveIfUnchanged(

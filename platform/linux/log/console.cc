@@ -36,6 +36,8 @@ std::optional<int> GetConsoleColumns() {
   return size.ws_col;
 }
 
+bool IsOutputOnTerminal() { return isatty(STDOUT_FILENO) != 0; }
+
 void WriteToConsole(std::string_view bytes) {
   if (const std::optional<int> file = ConsoleFile()) WriteToTerminal(*file, bytes);
 }

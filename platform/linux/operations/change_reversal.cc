@@ -22,12 +22,12 @@
 #include "platform/linux/changes/same_contents.h"
 #include "platform/linux/changes/temp_item.h"
 #include "platform/linux/descriptors/open_without_atime.h"
+#include "platform/linux/descriptors/open_without_symlinks.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/apple_double.h"
 #include "platform/linux/operations/move_object.h"
 #include "platform/linux/operations/object_state.h"
 #include "platform/linux/operations/recover_folder.h"
-#include "platform/linux/sidecars/open_without_symlinks.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/managers/log.h"
 

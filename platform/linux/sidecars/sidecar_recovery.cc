@@ -15,10 +15,10 @@
 #include "platform/linux/changes/rename.h"
 #include "platform/linux/changes/temp_item.h"
 #include "platform/linux/descriptors/open_without_atime.h"
+#include "platform/linux/descriptors/open_without_symlinks.h"
 #include "platform/linux/descriptors/unique_fd.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/mac_formats/apple_double.h"
-#include "platform/linux/sidecars/open_without_symlinks.h"
 #include "platform/linux/sidecars/sidecar_journal.h"
 #include "platform/managers/log.h"
 

@@ -44,11 +44,16 @@ class RcloneMount : public testing::Test {
     FAIL() << "rclone took too long";
   }
 
-  void TearDown() override {
+  void TearDown() override { Unmount(); }
+
+  // Ends the driver, which then has done everything that it was asked for.
+  void Unmount() {
     if (driver_ < 0) return;
+    umount2(mount().c_str(), 0);
     umount2(mount().c_str(), MNT_DETACH);
     kill(driver_, SIGTERM);
     waitpid(driver_, nullptr, 0);
+    driver_ = -1;
   }
 
   std::string mount() const { return folder_ / "mount"; }
@@ -82,6 +87,45 @@ TEST_F(RcloneMount, CopiesAndMovesToMount) {
   Transfer(disk(), mount() + "/moved", true);
   EXPECT_EQ(names, NamesIn(mount() + "/moved"));
   EXPECT_EQ(Names(), NamesIn(disk()));
+}
+
+// rclone is asked to remove files that it has not yet created at that time.
+TEST_F(RcloneMount, FailedItemLeavesNothing) {
+  constexpr int kRounds = 20;
+  WriteFile(disk() + "/._Bad.app", "sidecar");
+  WriteFile(disk() + "/Bad.app/inner", "inner");
+  ASSERT_EQ(0, mkfifo((disk() + "/Bad.app/fifo").c_str(), 0600));
+  MakeFolder(mount() + "/to");
+  for (int i = 0; i < kRounds; ++i) {
+    const NSAutoreleasePool pool;
+    ListFolder(disk());
+    const auto transfer = i % 2 == 0 ? FSMoveObjectSync : FSCopyObjectSync;
+    FSRef target;
+    EXPECT_EQ(paramErr,
+              transfer(RefAt(disk() + "/Bad.app"), RefAt(mount() + "/to"), nullptr, &target));
+  }
+  Unmount();
+  EXPECT_EQ(Names(), NamesIn(folder_ / "below/to"));
+  EXPECT_EQ((Names{"._Bad.app", "Bad.app"}), NamesIn(disk()));
+}
+
+// An empty file reserves the name of each; rclone creates it when it is closed, perhaps late.
+TEST_F(RcloneMount, MovedFilesKeepTheirContents) {
+  constexpr int kFiles = 40;
+  MakeFolder(mount() + "/to");
+  for (int i = 0; i < kFiles; ++i) {
+    const NSAutoreleasePool pool;
+    const std::string path = disk() + "/" + std::to_string(i);
+    WriteFile(path, i % 4 == 0 ? "" : path);
+    FSRef target;
+    EXPECT_EQ(noErr, FSMoveObjectSync(RefAt(path), RefAt(mount() + "/to"), nullptr, &target)) << i;
+  }
+  Unmount();
+  EXPECT_EQ(size_t{kFiles}, NamesIn(folder_ / "below/to").size());
+  for (int i = 0; i < kFiles; ++i) {
+    const std::string name = std::to_string(i);
+    EXPECT_EQ(i % 4 == 0 ? "" : disk() + "/" + name, ReadFile(folder_ / ("below/to/" + name)));
+  }
 }
 
 }  // namespace

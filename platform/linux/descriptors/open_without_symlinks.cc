@@ -1,4 +1,4 @@
-#include "platform/linux/sidecars/open_without_symlinks.h"
+#include "platform/linux/descriptors/open_without_symlinks.h"
 
 #include <fcntl.h>
 #include <linux/openat2.h>
