@@ -69,7 +69,9 @@ class KilledRun {
         source_(folders.first + "/source"),
         destination_(folders.second + "/destination"),
         plan_{isMove, random.OneIn(2), random.OneIn(4), !random.OneIn(3)},
-        deletesInPlace_(isMove && folders.volume != nullptr && folders.volume->HasLowerLayer()),
+        // A run by date moves existing items within the destination, even if it copies.
+        deletesInPlace_((isMove || plan_.isByDate) && folders.volume != nullptr &&
+                        folders.volume->HasLowerLayer()),
         profile_(PickProfile(folders, random)),
         traits_(TraitsWith(folders.traits, *profile_)),
         testData_(traits_),
