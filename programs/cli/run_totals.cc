@@ -88,13 +88,6 @@ ItemCounts RunTotals::OfDestination() const {
   return counts;
 }
 
-std::string DecimalText(double number) {
-  std::array<char, 400> digits = {};
-  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number,
-                                          std::chars_format::fixed, 1);
-  return {digits.data(), end};
-}
-
 std::vector<std::string> DestinationLines(const ItemCounts& counts) {
   const auto withCount = [](uint64_t count, const std::string& predicate) {
     const std::string subject = std::to_string(count) + (count == 1 ? " item" : " items") +

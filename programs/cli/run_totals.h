@@ -52,9 +52,6 @@ class RunTotals {
   std::unordered_set<size_t> failedInYearFolders_;
 };
 
-// The number with one decimal, after a point in any locale.
-std::string DecimalText(double number);
-
 // The line that ends a run, without a newline: "12034 filed, 41 skipped, 3 failed in 4.2 s".
 std::string SummaryLine(const ItemCounts& counts, double seconds);
 

@@ -11,7 +11,6 @@
 #include "platform/managers/log.h"
 #include "programs/cli/journal_reader.h"
 #include "programs/cli/messages.h"
-#include "programs/cli/run_totals.h"
 #include "programs/cli/undo_plan.h"
 
 namespace tessary {
