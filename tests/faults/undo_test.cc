@@ -1,0 +1,182 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/faults/child_process.h"
+#include "tests/faults/run_plan.h"
+#include "tests/faults/test_data.h"
+#include "tests/faults/two_filesystems.h"
+#include "tests/support/soak.h"
+#include "tests/support/temporary_folder.h"
+#include "tests/support/tree_lines.h"
+
+// Runs with a journal that are undone. The run and the first undos may be killed at a random point.
+namespace tessary::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const SoakSuite kSuite("UndoneRun");
+const SoakSuite kVolumeSuite("UndoneRunOn");
+
+class UndoneRun {
+ public:
+  UndoneRun(const TwoFolders& folders, SoakRandom& random, Soak* soak)
+      : soak_(soak),
+        source_(folders.first + "/source"),
+        destination_(folders.second + "/destination"),
+        journal_(folders.first + "/journal"),
+        isAcross_(folders.first != folders.second),
+        plan_{random.OneIn(2), random.OneIn(2), false, !random.OneIn(3)},
+        testData_(folders.traits),
+        setup_(SetupWith(folders.first + "/config")) {
+    MakeFolder(source_ + "/first");
+    testData_.Fill(source_, 1 + random.Below(16), plan_.isRecursing, random);
+    MakeFolder(source_ + "/last");
+    if (!random.OneIn(3)) PutExistingItems(random);
+    if (random.OneIn(2)) testData_.PutSidecars(random);
+    before_ = Trees();
+    arguments_ = plan_.Arguments(source_, destination_);
+    arguments_.push_back("--journal=" + journal_);
+  }
+
+  // Runs to the end, or kills the run.
+  void Run(SoakRandom& random) {
+    if (random.OneIn(3)) {
+      ChildProcess run(arguments_, setup_);
+      AwaitEnd(&run, Explain("the run"), soak_);
+      return;
+    }
+    how_ = "killed " + Kill(arguments_, random);
+  }
+
+  // Kills some undos. The last one ends by itself.
+  void Undo(SoakRandom& random) {
+    const std::vector<std::string> undo = {"undo", journal_};
+    for (uint64_t kills = random.Below(3); kills > 0; --kills) {
+      how_ += ", an undo killed " + Kill(undo, random);
+    }
+    ChildProcess last(undo, setup_);
+    AwaitEnd(&last, Explain("undo"), soak_);
+    if (last.status() != 0 && HasHeader()) {
+      soak_->AddViolation("not restored", Explain("undo failed: " + last.Errors()));
+    }
+    CheckTrees("undo");
+  }
+
+  // Another undo does nothing.
+  void UndoAgain() {
+    ChildProcess again({"undo", journal_}, setup_);
+    AwaitEnd(&again, Explain("the second undo"), soak_);
+    CheckTrees("the second undo");
+  }
+
+ private:
+  // Puts items under names that the run uses, and into folders whose items a run by date moves.
+  void PutExistingItems(SoakRandom& random) {
+    MakeFolder(destination_);
+    const size_t count = testData_.size();
+    for (size_t item = 0; item < count; ++item) {
+      if (!random.OneIn(4)) continue;
+      const std::string name = fs::path(testData_.PathOf(item)).filename();
+      const std::string folder = destination_ + "/" + name.substr(name.rfind('.') + 1) + "/";
+      testData_.PutFile(folder + name, random);
+    }
+  }
+
+  // Kills the program at a random system call, more often at one that changes a name.
+  std::string Kill(const std::vector<std::string>& arguments, SoakRandom& random) const {
+    const uint64_t items = testData_.size();
+    if (random.OneIn(3)) {
+      const uint64_t stop = 100 + random.Below(200 + items * 100);
+      (void)RunAndKillAtStop(arguments, setup_, stop);
+      return "at stop " + std::to_string(stop);
+    }
+    const uint64_t stop = 1 + random.Below(6 + items * (isAcross_ ? 12 : 4));
+    (void)RunAndKillAtChange(arguments, setup_, stop);
+    return "at stop " + std::to_string(stop) + " at a change";
+  }
+
+  // Without the first line there is no journal: the run was killed before it changed anything.
+  bool HasHeader() const {
+    return Exists(journal_) && ReadFile(journal_).find('\n') != std::string::npos;
+  }
+
+  std::string Trees() const {
+    const TreeAspects aspects = {.folderTimes = false,
+                                 .hardLinks = !isAcross_,
+                                 .creationDates = false,
+                                 .hashedContents = true};
+    return TreeText(source_, aspects) +
+           (Exists(destination_) ? TreeText(destination_, aspects) : "no destination\n");
+  }
+
+  void CheckTrees(const std::string& what) const {
+    const std::string after = Trees();
+    if (after == before_) return;
+    soak_->AddViolation("not restored", Explain("after " + what) + "\nbefore:\n" + before_ +
+                                            "after:\n" + after +
+                                            (Exists(journal_) ? ReadFile(journal_) : ""));
+  }
+
+  std::string Explain(const std::string& what) const {
+    std::string text = what + ": " + how_ + ":";
+    for (const std::string& argument : arguments_) text += " " + argument;
+    return text;
+  }
+
+  Soak* soak_;
+  std::string source_;
+  std::string destination_;
+  std::string journal_;
+  bool isAcross_;
+  RunPlan plan_;
+  TestData testData_;
+  ChildSetup setup_;
+  std::string before_;
+  std::vector<std::string> arguments_;
+  std::string how_ = "a complete run";
+};
+
+const std::vector<std::string> kViolations = {"not restored", "hung"};
+
+void RunAndUndo(const TwoFolders& folders, SoakRandom& random, Soak* soak) {
+  UndoneRun run(folders, random, soak);
+  run.Run(random);
+  run.Undo(random);
+  run.UndoAgain();
+  soak->AddTries();
+}
+
+void RunUndos(const std::string& title, unsigned rounds, FolderPlacement placement) {
+  Soak soak(title, "runs", kViolations);
+  RunOnTwoFolders(&soak, rounds, placement, [&](const TwoFolders& folders, SoakRandom& random) {
+    TwoFolders placed = folders;
+    if (placement == FolderPlacement::kOneFilesystem) placed.second = placed.first;
+    RunAndUndo(placed, random, &soak);
+  });
+}
+
+TEST(UndoneRun, IsRestored) { RunUndos("undo", 15, FolderPlacement::kOneFilesystem); }
+
+TEST(UndoneRun, IsRestoredAcrossFilesystems) {
+  RunUndos("undo, across filesystems", 15, FolderPlacement::kTwoFilesystemsOrDisk);
+}
+
+class UndoneRunOn : public testing::TestWithParam<VolumeKind> {};
+
+TEST_P(UndoneRunOn, IsRestored) {
+  Soak soak("undo, on " + NameOf(GetParam()), "runs", kViolations);
+  RunOnVolume(&soak, 2, GetParam(), [&](const TwoFolders& folders, SoakRandom& random) {
+    RunAndUndo(folders, random, &soak);
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(EachFilesystem, UndoneRunOn,
+                         testing::Values(VolumeKind::kExt4, VolumeKind::kXfs, VolumeKind::kBtrfs),
+                         [](const auto& kind) { return NameOf(kind.param); });
+
+}  // namespace
+}  // namespace tessary::test
