@@ -9,15 +9,14 @@
 
 namespace tessary {
 
-uint64_t CreateNow(int file) {
+bool CreateLateFileNow(int file) {
   struct statx info = {};
-  if (ReadObjectInfo(file, "", &info) != noErr || !S_ISREG(info.stx_mode)) return 0;
-  if (!VolumeOf(Identity::Of(info).device, file).createsFilesWhenClosed) return 0;
-  if (info.stx_size > 0) return info.stx_size;
+  if (ReadObjectInfo(file, "", &info) != noErr || !S_ISREG(info.stx_mode)) return false;
+  if (!VolumeOf(Identity::Of(info).device, file).createsFilesWhenClosed) return false;
   // close(2) waits for the flush, in which the driver creates what was written to. It does nothing
   // in the flush of an empty file, but creates it in its release, for which nobody waits.
-  const bool isCreated = write(file, "", 1) == 1 && FlushDeferredErrors(file) == noErr;
-  return isCreated ? 1 : 0;
+  if (info.stx_size == 0 && write(file, "", 1) == 1) (void)FlushDeferredErrors(file);
+  return true;
 }
 
 }  // namespace tessary

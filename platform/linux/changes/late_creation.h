@@ -1,14 +1,12 @@
 #pragma once
 
-#include <cstdint>
-
 namespace tessary {
 
-// Has the filesystem create the new, empty file that is open as `file` for writing, if its driver
-// (rclone) would create it only some time after it has been closed. A rename or removal of the file
-// before that would be undone. Call it only for a file whose contents do not matter, because the
-// way to do it is to write a byte. Best effort. Returns the size of the file in bytes afterwards,
-// 0 on other filesystems.
-uint64_t CreateNow(int file);
+// Has the filesystem create the new file that is open as `file` for writing, if its driver (rclone)
+// would create it only when it is closed, and an empty one some time after that: a removal of the
+// file before that would be undone. Only for a file that is about to be removed, because a byte is
+// written to an empty one. Best effort. Returns true if the driver is such a one; the file should
+// then be closed before it is removed.
+bool CreateLateFileNow(int file);
 
 }  // namespace tessary

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <string>
 
-#include "platform/linux/changes/late_creation.h"
+#include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/temp_item.h"
 #include "platform/linux/descriptors/proc_fd_path.h"
@@ -62,18 +62,11 @@ class Placeholder {
   bool IsStillOurs() const {
     struct statx info = {};
     return IsNameOfPinned(folder_, name_, pin_) && ReadObjectInfo(pin_.get(), "", &info) == noErr &&
-           (isFolder_ || info.stx_size == size_);
+           (isFolder_ || info.stx_size == 0);
   }
 
   // The object has been renamed onto the placeholder: nothing is left to remove.
   void Consume() { pin_.Reset(); }
-
-  // Removes the placeholder of a folder. Returns false if it is not empty any more.
-  bool RemoveFolder() {
-    if (!isFolder_ || !IsStillOurs() || unlinkat(folder_, name_, AT_REMOVEDIR) != 0) return false;
-    Consume();
-    return true;
-  }
 
  private:
   Status MakeFolder() {
@@ -91,7 +84,6 @@ class Placeholder {
     const UniqueFd file(
         openat(folder_, name_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file) return StatusOfNameError(errno);
-    size_ = CreateNow(file.get());
     pin_ = UniqueFd(open(ProcFdPath(file.get()).c_str(), O_PATH | O_CLOEXEC));
     if (pin_) return noErr;
     const Status status = LastError();
@@ -102,7 +94,6 @@ class Placeholder {
   int folder_;
   const char* name_;
   bool isFolder_;
-  uint64_t size_ = 0;  // of the file
   UniqueFd pin_;
 };
 
@@ -111,6 +102,17 @@ Status RenameOntoFolderOrFile(int fromFolder, const char* fromName, int toFolder
                               const char* toName) {
   if (renameat(fromFolder, fromName, toFolder, toName) == 0) return noErr;
   return errno == ENOTEMPTY || errno == EEXIST || errno == ENOTDIR ? dupFNErr : LastError();
+}
+
+// Without a placeholder: rclone would create it after the rename, in place of the file, and refuses
+// to replace even an empty folder. The window between check and rename is that of the check of a
+// placeholder.
+Status RenameIfFree(int fromFolder, const char* fromName, int toFolder, const char* toName) {
+  struct statx found = {};
+  const Status status = ReadObjectInfo(toFolder, toName, &found);
+  if (status == noErr) return dupFNErr;
+  if (status != fnfErr) return status;
+  return RenameOntoFolderOrFile(fromFolder, fromName, toFolder, toName);
 }
 
 }  // namespace
@@ -164,16 +166,15 @@ Status RenameOntoPlaceholder(int fromFolder, const char* fromName, int toFolder,
                              const char* toName) {
   struct statx source = {};
   if (const Status status = ReadObjectInfo(fromFolder, fromName, &source)) return status;
+  if (VolumeOf(Identity::Of(source).device, toFolder).createsFilesWhenClosed) {
+    return RenameIfFree(fromFolder, fromName, toFolder, toName);
+  }
   Placeholder placeholder(toFolder, toName, S_ISDIR(source.stx_mode));
   if (const Status status = placeholder.Make()) return status;
   // rename(2) replaces whatever has the name, except a folder that is not empty. So the placeholder
   // is checked as late as possible; a window of one system call remains for files.
   if (!placeholder.IsStillOurs()) return dupFNErr;
-  Status status = RenameOntoFolderOrFile(fromFolder, fromName, toFolder, toName);
-  // rclone refuses to replace even an empty folder. Then a rename needs no placeholder.
-  if (status == dupFNErr && placeholder.RemoveFolder()) {
-    status = RenameOntoFolderOrFile(fromFolder, fromName, toFolder, toName);
-  }
+  const Status status = RenameOntoFolderOrFile(fromFolder, fromName, toFolder, toName);
   if (status == noErr) placeholder.Consume();
   return status;
 }

@@ -23,7 +23,8 @@ std::optional<bool> ProbeHardLinks(int folder, const char* name);
 
 // For every kind of object: creates an empty placeholder under the new name if that is free, then
 // renames the object onto it. A rename can replace only an empty folder; any other placeholder is
-// checked again just before.
+// checked again just before. On rclone mounts, which create placeholders late, checks only that the
+// name is free.
 Status RenameOntoPlaceholder(int fromFolder, const char* fromName, int toFolder,
                              const char* toName);
 

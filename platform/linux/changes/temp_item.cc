@@ -193,14 +193,14 @@ void TempItem::Remove() try {
     if (tempName_.empty() || !IsOurs(tempName_)) return;
     // Closed first: libfuse renames a file that is open instead of removing it, which fails on a
     // full disk, and rclone creates one again when it is closed.
-    (void)CreateNow(fd());
+    (void)CreateLateFileNow(fd());
     opened_.Reset();
     unlinkat(folder_, tempName_.c_str(), 0);
     return;
   }
   struct statx ours = {};
   if (ReadObjectInfo(fd(), "", &ours) != noErr || !IsOurs(publishedName_)) return;
-  (void)CreateNow(fd());
+  if (CreateLateFileNow(fd())) opened_.Reset();
   bool isDisplaced = false;
   // What cannot be removed stays under its published name.
   (void)RemoveIfUnchanged(
