@@ -9,6 +9,8 @@
 namespace tessary {
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 // The last component of the key folder's path or, for a day folder, the last two.
 std::string KeyOf(const ItemReport& report) {
   const std::string_view path = report.folderPath;
@@ -46,7 +48,7 @@ std::string_view NameOf(ItemOutcome outcome) {
 }
 
 // Null for an item that was not to be moved or copied.
-nlohmann::ordered_json OperationOf(const ItemRecord& record) {
+Json OperationOf(const ItemRecord& record) {
   const bool isTransferred = record.outcome == ItemOutcome::kFiled ||
                              record.outcome == ItemOutcome::kNotTransferred ||
                              record.outcome == ItemOutcome::kCommentNotCopied;
@@ -104,8 +106,7 @@ void ItemRecords::Finish() {
   unfinished_.clear();
 }
 
-nlohmann::ordered_json JsonOfRecord(const ItemRecord& record) {
-  using Json = nlohmann::ordered_json;
+Json JsonOfRecord(const ItemRecord& record) {
   const auto text = [](const std::string& bytes) {
     return bytes.empty() ? Json() : Json(JsonFromBytes(bytes));
   };

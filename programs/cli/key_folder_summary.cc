@@ -25,19 +25,19 @@ std::string KeyFolderSummary::Text() const {
     return std::tie(b.second.bytes, b.second.items, a.first) <
            std::tie(a.second.bytes, a.second.items, b.first);
   });
-  using Line = std::array<std::string, 3>;
-  std::vector<Line> lines = {{"items", "size", "folder"}};
+  using Cells = std::array<std::string, 3>;
+  std::vector<Cells> lines = {{"items", "size", "folder"}};
   for (const auto& [key, sum] : sorted) {
     lines.push_back({std::to_string(sum.items),
                      (sum.isIncomplete ? "> " : "") + SizeText(sum.bytes),
                      EscapeControlCharacters(key)});
   }
   std::array<size_t, 2> widths = {};
-  for (const Line& line : lines) {
+  for (const Cells& line : lines) {
     for (size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], line[i].size());
   }
   std::string text;
-  for (const Line& line : lines) {
+  for (const Cells& line : lines) {
     for (size_t i = 0; i < widths.size(); ++i) {
       text.append(widths[i] - line[i].size(), ' ').append(line[i]).append("  ");
     }

@@ -114,6 +114,23 @@ TEST_F(AggregateJson, HasFinalPlaceInRunsByDate) {
       TextOf(objects["old.txt"]));
 }
 
+// The folder of the day cannot be created, because a file has its name.
+TEST_F(AggregateJson, HasItemsThatStayInAYearFolder) {
+  WriteFile(At("source/a.txt"), "12345");
+  WriteFile(At("destination/2009/Mar 04, 2009"));
+  for (const char* path : {"source/a.txt", "destination/2009/Mar 04, 2009"}) {
+    SetModificationDate(At(path), kMarch2009);
+  }
+  const ProgramResult result = Aggregate({"--json", "--kind=modification-date"});
+  EXPECT_EQ(3, result.status);
+  std::map<std::string, json> objects = ObjectsIn(result.output);
+  EXPECT_EQ(2U, objects.size());
+  EXPECT_EQ(
+      "{key:2009/Mar 04, 2009,operation:copy,outcome:failed,reason:Not a directory,size:5,"
+      "source:source/a.txt,target:destination/2009/a.txt}",
+      TextOf(objects["a.txt"]));
+}
+
 TEST_F(AggregateJson, HasTheReasonOfFailures) {
   WriteFile(At("source/a.txt"));
   WriteFile(At("source/b.pdf"));

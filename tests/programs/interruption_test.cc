@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "tests/programs/aggregate_fixture.h"
 
@@ -34,7 +36,7 @@ class Interruption : public AggregateTest {
   ~Interruption() override { close(ends_[0]); }
 
   // Runs the program and sends it the signal after its first log line.
-  ProgramResult RunAndSend(int signal) {
+  ProgramResult RunAndSend(int signal, const std::vector<std::string>& options = {"--move"}) {
     std::string errors;
     std::thread reader([&] {
       std::array<char, 1024> bytes;
@@ -49,7 +51,7 @@ class Interruption : public AggregateTest {
         EXPECT_EQ(0, kill(std::atoi(errors.c_str() + number + 1), signal));
       }
     });
-    ProgramResult result = Aggregate({"--move"}, {.errorFile = ends_[1]});
+    ProgramResult result = Aggregate(options, {.errorFile = ends_[1]});
     close(ends_[1]);
     reader.join();
     result.errors = errors;
@@ -68,6 +70,15 @@ TEST_F(Interruption, FinishesItemAndEndsBySignal) {
   EXPECT_LT(filed, static_cast<size_t>(kItems));
   EXPECT_THAT(result.output,
               MatchesRegex(std::to_string(filed) + " filed, 0 skipped, 0 failed in .* s\n"));
+}
+
+TEST_F(Interruption, CompletesJson) {
+  const ProgramResult result = RunAndSend(SIGINT, {"--move", "--json"});
+  EXPECT_EQ(128 + SIGINT, result.status);
+  const auto lines = static_cast<size_t>(std::ranges::count(result.output, '\n'));
+  EXPECT_EQ(FilesBelow(At("destination")).size(), lines);
+  EXPECT_LT(lines, static_cast<size_t>(kItems));
+  EXPECT_THAT(result.output, EndsWith("\"operation\":\"move\"}\n"));
 }
 
 TEST_F(Interruption, AlsoByTerm) {

@@ -11,8 +11,9 @@ namespace {
 
 constexpr int kStatFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
 
-// Includes the modification date, so that a run by date needs no second statx for each item.
-constexpr unsigned kStatMask = kIdentityMask | STATX_MTIME;
+// Includes the modification date, so that a run by date needs no second statx for each item, and in
+// the same way the size, for CopyItemSize.
+constexpr unsigned kStatMask = kIdentityMask | STATX_MTIME | STATX_SIZE;
 
 }  // namespace
 

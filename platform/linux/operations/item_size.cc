@@ -58,20 +58,11 @@ Status SumFolder(const CachedStat& cached, uint64_t* bytes) {
 
 Status CopyItemSize(const FSRef& ref, uint64_t* bytes) {
   if (bytes == nullptr) return paramErr;
-  const Reference reference = ReferenceOf(ref);
   const CachedStat* cached = nullptr;
-  const Status status = Catalog::Get().Stat(reference, &cached);
+  const Status status = Catalog::Get().Stat(ReferenceOf(ref), &cached);
   if (status != noErr) return status;
   if (S_ISDIR(cached->info.stx_mode)) return SumFolder(*cached, bytes);
-  struct statx info = cached->info;
-  // Nearly every filesystem also returns the size if it is not asked for.
-  if ((info.stx_mask & STATX_SIZE) == 0) {
-    const Place& place = cached->place;
-    const Status stat = ReadObjectInfo(place.descriptor(), place.name.c_str(), &info);
-    if (stat != noErr) return stat;
-    if (!IsObjectOf(reference, info)) return fnfErr;
-  }
-  *bytes = info.stx_size;
+  *bytes = cached->info.stx_size;
   return noErr;
 }
 
