@@ -2,6 +2,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/fiemap.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -259,6 +262,27 @@ TEST(CopyItem, ReportsErrorOfClose) {
   if (!result.isSupervised) GTEST_SKIP() << "the kernel does not support seccomp notifications";
   EXPECT_EQ(0, result.exitStatus) << result.output;
   EXPECT_TRUE(NamesIn(volume.path()).empty());
+}
+
+// Returns whether the first block of the file is also one of another file.
+bool SharesBlocks(const std::string& path) {
+  const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  alignas(fiemap) std::array<char, sizeof(fiemap) + sizeof(fiemap_extent)> buffer = {};
+  auto* map = reinterpret_cast<fiemap*>(buffer.data());
+  map->fm_length = FIEMAP_MAX_OFFSET;
+  map->fm_flags = FIEMAP_FLAG_SYNC;
+  map->fm_extent_count = 1;
+  EXPECT_EQ(0, ioctl(file.get(), FS_IOC_FIEMAP, map)) << path;
+  return map->fm_mapped_extents == 1 && (map->fm_extents[0].fe_flags & FIEMAP_EXTENT_SHARED) != 0;
+}
+
+TEST(CopyItem, SharesBlocksWithReflink) {
+  const ScratchVolume volume(VolumeKind::kBtrfs);
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
+  WriteFile(volume / "file", std::string(size_t{1} << 20, 'x'));
+  EXPECT_FALSE(SharesBlocks(volume / "file"));
+  ASSERT_EQ(noErr, CopyAt(volume / "file", volume / "copy"));
+  EXPECT_TRUE(SharesBlocks(volume / "copy"));
 }
 
 TEST(CopyItem, RefusesOtherIdentity) {

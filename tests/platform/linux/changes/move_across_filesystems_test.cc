@@ -277,6 +277,9 @@ TEST_P(MoveAcrossTest, RollsBackCopyThatIsNotDurable) {
     EXPECT_EQ(ioErr, Move("file"));
     EXPECT_EQ(ioErr, Move("link"));
   }));
+  // A filesystem that cannot sync a folder has to sync everything.
+  EXPECT_TRUE(RunWithInjectedErrors({{SYS_fsync, EINVAL, 0, 0}, {SYS_syncfs, EIO, 0, 0}},
+                                    [&] { EXPECT_EQ(ioErr, Move("link")); }));
   EXPECT_EQ("only copy", ReadFile(from_ / "file"));
   EXPECT_TRUE(Exists(from_ / "link"));
   EXPECT_TRUE(NamesIn(to_.path()).empty());
