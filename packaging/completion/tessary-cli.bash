@@ -22,7 +22,7 @@ _tessary_cli_aggregate() {
     _tessary_cli_offer 'extension file-type mime-type modification-date creation-date'
   elif [[ $cur == -* ]]; then
     _tessary_cli_offer '-k --kind -r --recurse --copy --move --replace --preserve-comments
-      --whole-application --journal -q --quiet -v --verbose --summary --json -h --help'
+      --whole-application --dry-run --journal -q --quiet -v --verbose --summary --json -h --help'
   else
     _tessary_cli_paths -d
   fi

@@ -61,6 +61,7 @@ complete -c tessary-cli -n $aggregate -l replace -d 'Permanently delete existing
 complete -c tessary-cli -n $aggregate -l preserve-comments -d 'Copy comments too'
 complete -c tessary-cli -n $aggregate -l whole-application -d 'Sort all of an application'
 complete -c tessary-cli -n $aggregate -l journal -r -F -d 'Record each change, for undo'
+complete -c tessary-cli -n $aggregate -l dry-run -d 'Change nothing, show what would be done'
 complete -c tessary-cli -n $aggregate -s q -l quiet -d 'Log failures only'
 complete -c tessary-cli -n $aggregate -s v -l verbose -d 'Log each filed item, on a terminal too'
 complete -c tessary-cli -n $aggregate -l summary -d 'Print a table of the key folders'

@@ -21,6 +21,7 @@
 #include "platform/managers/internet_config.h"
 #include "platform/managers/interruption.h"
 #include "platform/managers/log.h"
+#include "platform/managers/planned_changes.h"
 #include "platform/managers/preferences_store.h"
 #include "programs/cli/engine_setup.h"
 #include "programs/cli/failure_report.h"
@@ -50,8 +51,10 @@ struct Run {
   std::optional<ProgressLine> progress;         // while it goes on, if it is shown
   RunTotals totals;
   FailureReport failures;
-  bool isJson = false;                 // to print `records` instead of the summary
-  std::optional<ItemRecords> records;  // only if they are used
+  std::optional<FSPlannedChanges> plan;  // of a dry run
+  std::string destination = {};          // as typed
+  bool isJson = false;                   // to print `records` instead of the summary
+  std::optional<ItemRecords> records;    // only if they are used
   KeyFolderSummary folders;
   std::unique_ptr<JournalWriter> journal;
   bool isIncomplete = false;  // memory did not suffice for all of the above
@@ -83,9 +86,10 @@ void RecordItems(const AggregateOptions& options, Run* run) {
 // Returns false if not all output can be written. The summary is then printed on standard error.
 bool PrintSummary(const Run& run) {
   const double seconds = std::chrono::duration<double>(Clock::now() - *run.start).count();
+  const bool isDryRun = run.plan.has_value();
   const std::string summary =
-      SummaryLine(run.totals.OfSource(), seconds) + KeptCopiesText(FSCountKeptCopies());
-  const std::vector<std::string> others = DestinationLines(run.totals.OfDestination());
+      SummaryLine(run.totals.OfSource(), seconds, isDryRun) + KeptCopiesText(FSCountKeptCopies());
+  const std::vector<std::string> others = DestinationLines(run.totals.OfDestination(), isDryRun);
   const std::string table = run.folders.Text();
   std::string text;
   if (!run.isJson) {
@@ -102,15 +106,28 @@ bool PrintSummary(const Run& run) {
   return isWritten;
 }
 
+// Prints what a dry run has planned to put on a full filesystem. Returns whether there is anything.
+bool PrintShortages(const Run& run) {
+  if (!run.plan) return false;
+  const std::vector<FSSpaceShortage> shortages = run.plan->FindShortages();
+  for (const FSSpaceShortage& shortage : shortages) {
+    PrintProblem(run.destination + ": not enough space: needs " + SizeText(shortage.needed) + ", " +
+                 SizeText(shortage.available) + " are free");
+  }
+  return !shortages.empty();
+}
+
 // Reports how the run went.
 ExitStatus Conclude(Run* run) try {
   if (run->records) run->records->Finish();
   PrintAll(run->failures.KeptItemLines());
   PrintAll(run->failures.Lines());
   if (run->isIncomplete) PrintProblem("out of memory: the totals are incomplete");
+  const bool isSpaceShort = PrintShortages(*run);
   if (!PrintSummary(*run)) return ExitStatus::kFailure;
   const uint64_t failed = run->totals.OfSource().failed + run->totals.OfDestination().failed;
-  return failed == 0 && !run->isIncomplete ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
+  const bool isComplete = failed == 0 && !isSpaceShort && !run->isIncomplete;
+  return isComplete ? ExitStatus::kSuccess : ExitStatus::kSomeFailed;
 } catch (const std::bad_alloc&) {
   PrintOutOfMemory();
   return ExitStatus::kSomeFailed;
@@ -221,6 +238,8 @@ ExitStatus Aggregate(const AggregateOptions& options) {
   PrepareEngine();
   SetSuccessLogging(!options.isQuiet && (options.isVerbose || !IsLogOnTerminal()));
   Run run;
+  if (options.isDryRun) run.plan.emplace();
+  run.destination = options.destination;
   RecordItems(options, &run);
   // Stays if ResolveRunSource starts no run, which it does not report.
   run.problem = options.source +

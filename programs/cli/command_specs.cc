@@ -31,6 +31,9 @@ constexpr std::array kAggregateOptions = {
                "if SOURCE is an application, sort all of it instead\n"
                "of its resources (AggregateAppResourcesOnly: true)"},
     OptionSpec{"--journal", "FILE", "record each change in the new FILE, for undo"},
+    OptionSpec{"--dry-run", "",
+               "change nothing; log and count what the run would do,\n"
+               "as far as it can be known without trying"},
     OptionSpec{"-q,--quiet", "", "log failures only"},
     OptionSpec{"-v,--verbose", "", "log each filed item, on a terminal too"},
     OptionSpec{"--summary", "",

@@ -103,6 +103,7 @@ Options ParseAggregate(const ParsedArguments& parsed) {
     if (!parsed.options.contains(flag.name)) continue;
     Override(&aggregate, flag.key, flag.value, "--move and --copy contradict each other");
   }
+  aggregate.isDryRun = parsed.options.contains("--dry-run");
   aggregate.isQuiet = parsed.options.contains("--quiet");
   aggregate.isVerbose = parsed.options.contains("--verbose");
   aggregate.isJson = parsed.options.contains("--json");
@@ -111,6 +112,9 @@ Options ParseAggregate(const ParsedArguments& parsed) {
     throw UsageError("--quiet and --verbose contradict each other");
   }
   aggregate.journal = JournalOption(parsed);
+  if (aggregate.isDryRun && !aggregate.journal.empty()) {
+    throw UsageError("--dry-run and --journal contradict each other");
+  }
   const Words& operands = parsed.operands;
   if (operands.size() < 2) {
     const char* missing =

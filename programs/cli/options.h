@@ -27,6 +27,7 @@ struct TextOptions {
 struct AggregateOptions {
   // The settings that override the stored ones in this run, by key.
   std::map<std::string, CFPropertyList> settings;
+  bool isDryRun = false;
   bool isQuiet = false;
   bool isVerbose = false;
   bool isJson = false;

@@ -88,23 +88,25 @@ ItemCounts RunTotals::OfDestination() const {
   return counts;
 }
 
-std::vector<std::string> DestinationLines(const ItemCounts& counts) {
-  const auto withCount = [](uint64_t count, const std::string& predicate) {
+std::vector<std::string> DestinationLines(const ItemCounts& counts, bool isDryRun) {
+  const auto withCount = [isDryRun](uint64_t count, bool isMoved) {
+    const std::string was = count == 1 ? "was" : "were";
+    const std::string verb = isDryRun ? std::string(isMoved ? "would be" : "would not be")
+                                      : was + (isMoved ? "" : " not");
     const std::string subject = std::to_string(count) + (count == 1 ? " item" : " items") +
-                                " that " + (count == 1 ? "was" : "were") +
-                                " already in the destination ";
-    return subject + (count == 1 ? "was " : "were ") + predicate +
-           (count == 1 ? " a day folder" : " day folders");
+                                " that " + was + " already in the destination ";
+    return subject + verb + " moved into" + (count == 1 ? " a day folder" : " day folders");
   };
   std::vector<std::string> lines;
-  if (counts.filed > 0) lines.push_back(withCount(counts.filed, "moved into"));
-  if (counts.failed > 0) lines.push_back(withCount(counts.failed, "not moved into"));
+  if (counts.filed > 0) lines.push_back(withCount(counts.filed, /*isMoved=*/true));
+  if (counts.failed > 0) lines.push_back(withCount(counts.failed, /*isMoved=*/false));
   return lines;
 }
 
-std::string SummaryLine(const ItemCounts& counts, double seconds) {
-  return std::to_string(counts.filed) + " filed, " + std::to_string(counts.skipped) + " skipped, " +
-         std::to_string(counts.failed) + " failed in " + DecimalText(seconds) + " s";
+std::string SummaryLine(const ItemCounts& counts, double seconds, bool isDryRun) {
+  return std::to_string(counts.filed) + (isDryRun ? " would be filed, " : " filed, ") +
+         std::to_string(counts.skipped) + " skipped, " + std::to_string(counts.failed) +
+         (isDryRun ? " would fail in " : " failed in ") + DecimalText(seconds) + " s";
 }
 
 std::string KeptCopiesText(uint64_t keptCopies) {

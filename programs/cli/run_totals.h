@@ -52,15 +52,16 @@ class RunTotals {
   std::unordered_set<size_t> failedInYearFolders_;
 };
 
-// The line that ends a run, without a newline: "12034 filed, 41 skipped, 3 failed in 4.2 s".
-std::string SummaryLine(const ItemCounts& counts, double seconds);
+// The line that ends a run, without a newline: "12034 filed, 41 skipped, 3 failed in 4.2 s", or of
+// a dry run "12034 would be filed, 41 skipped, 3 would fail in 0.4 s".
+std::string SummaryLine(const ItemCounts& counts, double seconds, bool isDryRun = false);
 
 // The end of that line for a run that has kept copies whose originals another program had moved or
 // deleted meanwhile (FSCountKeptCopies). Empty if there are none.
 std::string KeptCopiesText(uint64_t keptCopies);
 
 // The lines for the items that a run by date found in the destination: "17 items that were already
-// in the destination were moved into day folders". Empty if there were none.
-std::vector<std::string> DestinationLines(const ItemCounts& counts);
+// in the destination were moved into day folders", or "would be moved". Empty if there were none.
+std::vector<std::string> DestinationLines(const ItemCounts& counts, bool isDryRun = false);
 
 }  // namespace tessary

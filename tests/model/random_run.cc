@@ -1,5 +1,6 @@
 #include "tests/model/random_run.h"
 
+#include <algorithm>
 #include <array>
 #include <iomanip>
 #include <set>
@@ -158,6 +159,25 @@ std::string RandomRun::Preferences() const {
 
 RandomRun MakeRandomRun(SoakRandom& random, const VolumeTraits& traits) {
   return RunGenerator(random, traits).Make();
+}
+
+void AddSidecars(SoakRandom& random, RandomRun* run) {
+  if (random.OneIn(2)) return;
+  std::set<std::string> names;
+  const size_t count = run->objects.size();
+  for (size_t i = 0; i < count; ++i) {
+    const std::string path = run->objects[i].path;
+    const size_t slash = path.rfind('/') + 1;
+    RandomObject sidecar;
+    sidecar.path = path.substr(0, slash) + "._" + path.substr(slash);
+    sidecar.content = "sidecar " + std::to_string(i);
+    const bool isNew = std::ranges::none_of(
+        run->objects, [&](const RandomObject& object) { return object.path == sidecar.path; });
+    if (isNew && random.OneIn(3)) run->objects.push_back(sidecar);
+    // An orphaned one in a folder that the run may file into.
+    sidecar.path = run->Destination() + "/txt/._" + path.substr(slash);
+    if (random.OneIn(20) && names.insert(sidecar.path).second) run->objects.push_back(sidecar);
+  }
 }
 
 std::string Describe(const RandomRun& run) {

@@ -65,6 +65,9 @@ struct RandomRun {
 
 RandomRun MakeRandomRun(SoakRandom& random, const VolumeTraits& traits);
 
+// Adds sidecars to some of the objects, and orphaned ones. The model does not know them.
+void AddSidecars(SoakRandom& random, RandomRun* run);
+
 // The run as text, for a failure message.
 std::string Describe(const RandomRun& run);
 

@@ -9,7 +9,12 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <iomanip>
+#include <iterator>
 #include <map>
+#include <regex>
+#include <sstream>
+#include <utility>
 
 #include "engine/application_source.h"
 #include "engine/run.h"
@@ -19,6 +24,8 @@
 #include "platform/linux/catalog/reference.h"
 #include "platform/linux/catalog/volume.h"
 #include "platform/managers/autorelease_pool.h"
+#include "platform/managers/planned_changes.h"
+#include "platform/managers/text.h"
 #include "programs/cli/run_totals.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/distinct_names.h"
@@ -65,8 +72,7 @@ class RealRun {
 
   // Runs, and returns what is wrong afterwards.
   std::vector<SoakViolation> FindViolations() {
-    CreateObjects();
-    volume_->SealLowerLayer();
+    Prepare();
     Run();
     if (log_.Messages().empty()) Add("unreported", "the log is empty");
     CheckPlaces();
@@ -75,7 +81,29 @@ class RealRun {
     return std::move(violations_);
   }
 
+  // Makes a dry run and then the run, and returns how they differ.
+  std::vector<SoakViolation> CompareWithDryRun() {
+    Prepare();
+    const std::string before = DescribeUnchangedTrees();
+    {
+      const FSPlannedChanges plan;
+      Run();
+    }
+    if (before != DescribeUnchangedTrees()) Add("changed", "the dry run changed something");
+    const std::vector<std::string> planned = TakeReport();
+    Run();
+    // Otherwise the result depends on the order in which the filesystem lists new folders: a run by
+    // date enters those that it makes, and sorts them.
+    if (model_.IsPredictable()) CompareReports(planned, TakeReport());
+    return std::move(violations_);
+  }
+
  private:
+  void Prepare() {
+    CreateObjects();
+    volume_->SealLowerLayer();
+  }
+
   void Add(const std::string& name, const std::string& details) {
     violations_.push_back({name, details});
   }
@@ -142,9 +170,63 @@ class RealRun {
     const FSRef destination = RefAt(PathOf(run_.Destination()));
     SetEngineHooks(
         {.runAggregation = [&](const FSRef& source) { AggregateFolder(source, destination); },
-         .observeItem = [this](const ItemReport& report) { totals_.Count(report); }});
+         .observeItem =
+             [this](const ItemReport& report) {
+               totals_.Count(report);
+               reports_.push_back(DescribeReport(report));
+             }});
     ResolveRunSource(RefAt(PathOf(run_.GivenSource())));
     SetEngineHooks({});
+  }
+
+  // ---- Dry run ----
+
+  static std::string DescribeReport(const ItemReport& report) {
+    std::ostringstream text;
+    text << std::quoted(std::string(report.path)) << " to "
+         << std::quoted(std::string(report.folderPath)) << " as "
+         << std::quoted(Utf8FromUtf16(report.newName)) << " outcome "
+         << static_cast<int>(report.outcome) << " step " << static_cast<int>(report.step)
+         << (report.isCopy ? " copied" : "") << " status " << report.status << " replace "
+         << report.replace;
+    return text.str();
+  }
+
+  // Returns what has been reported and logged since the last call, sorted and without UUIDs: the
+  // order is that of the folders' listings, which new items change.
+  std::vector<std::string> TakeReport() {
+    std::vector<std::string> lines = std::exchange(reports_, {});
+    const std::vector<std::string> messages = log_.Messages();
+    lines.insert(lines.end(), messages.begin() + static_cast<ptrdiff_t>(messagesTaken_),
+                 messages.end());
+    messagesTaken_ = messages.size();
+    // An item that has been filed is met again, and skipped, if its folder is listed later.
+    if (run_.place == RunPlace::kInside && run_.recurses) {
+      const std::string skipped =
+          " outcome " + std::to_string(static_cast<int>(ItemOutcome::kSkipped));
+      std::erase_if(lines, [&](const std::string& line) {
+        return line.starts_with("Moving: ") || line.find(skipped) != std::string::npos;
+      });
+    }
+    static const std::regex kUuid("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}");
+    for (std::string& line : lines) line = std::regex_replace(line, kUuid, "UUID");
+    std::ranges::sort(lines);
+    return lines;
+  }
+
+  void CompareReports(const std::vector<std::string>& planned,
+                      const std::vector<std::string>& real) {
+    std::vector<std::string> surplus;
+    std::ranges::set_difference(planned, real, std::back_inserter(surplus));
+    for (const std::string& line : surplus) Add("differs", "only planned: " + line);
+    surplus.clear();
+    std::ranges::set_difference(real, planned, std::back_inserter(surplus));
+    for (const std::string& line : surplus) Add("differs", "not planned: " + line);
+  }
+
+  std::string DescribeUnchangedTrees() const {
+    const TreeAspects aspects = {.identities = HasStableInodes(), .linkCounts = true};
+    return TreeText(scratch_.path(), aspects) + TreeText(other_.path(), aspects);
   }
 
   // ---- Places ----
@@ -303,10 +385,14 @@ class RealRun {
     if (before != DescribeTrees()) Add("not idempotent", "a second run changed something");
   }
 
-  std::string DescribeTrees() const {
+  bool HasStableInodes() const {
     const uint32_t device = ReferenceOf(RefAt(scratch_.path())).device;
-    const bool isStable = !VolumeAt(device, scratch_.path()).hasUnstableInodes;
-    const TreeAspects aspects = {.times = false, .linkTimes = false, .identities = isStable};
+    return !VolumeAt(device, scratch_.path()).hasUnstableInodes;
+  }
+
+  std::string DescribeTrees() const {
+    const TreeAspects aspects = {
+        .times = false, .linkTimes = false, .identities = HasStableInodes()};
     return TreeText(scratch_.path(), aspects) + TreeText(other_.path(), aspects);
   }
 
@@ -318,13 +404,17 @@ class RealRun {
   PreferencesFolder preferences_;
   CapturedLog log_;
   RunTotals totals_;
+  std::vector<std::string> reports_;
+  size_t messagesTaken_ = 0;
   std::map<ino_t, size_t> fifos_;
   std::vector<std::vector<std::string>> places_;
   bool isAnyReplaced_ = false;
   std::vector<SoakViolation> violations_;
 };
 
-std::vector<SoakViolation> TryRun(const RandomRun& run, ScratchVolume* volume) {
+using Check = std::vector<SoakViolation> (RealRun::*)();
+
+std::vector<SoakViolation> TryRun(const RandomRun& run, ScratchVolume* volume, Check check) {
   std::vector<SoakViolation> violations;
   {
     // Releases the interned folders, as at the end of a real run: another folder may get a path
@@ -332,18 +422,18 @@ std::vector<SoakViolation> TryRun(const RandomRun& run, ScratchVolume* volume) {
     const NSAutoreleasePool pool;
     const TemporaryFolder scratch(volume->path());
     const TemporaryFolder other(MemoryFolder());
-    violations = RealRun(run, volume, scratch, other).FindViolations();
+    violations = (RealRun(run, volume, scratch, other).*check)();
   }
   volume->StartOver();
   return violations;
 }
 
 // Leaves out every object without which the run has violations, too.
-RandomRun Shrink(RandomRun run, ScratchVolume* volume) {
+RandomRun Shrink(RandomRun run, ScratchVolume* volume, Check check) {
   for (size_t i = run.objects.size(); i > 0; --i) {
     RandomRun smaller = run;
     smaller.objects.erase(smaller.objects.begin() + static_cast<ptrdiff_t>(i - 1));
-    if (!TryRun(smaller, volume).empty()) run = std::move(smaller);
+    if (!TryRun(smaller, volume, check).empty()) run = std::move(smaller);
   }
   return run;
 }
@@ -369,6 +459,29 @@ class RandomRuns : public testing::TestWithParam<VolumeKind> {
     RegisterCommentAgent();
   }
 
+  // Checks random runs on the filesystem of the parameter.
+  void CheckRuns(const std::string& title, const std::vector<std::string>& violations, Check check,
+                 bool hasSidecars) {
+    ScratchVolume volume(GetParam());
+    if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
+    const bool isOwn = GetParam() == VolumeKind::kOwn;
+    VolumeTraits traits = volume.Traits();
+    // Special files are recognised by their inode numbers, which only some filesystems keep.
+    traits.hasSpecialFiles &= isOwn;
+    if (!traits.takesAnyNameBytes || !traits.isCaseSensitive) {
+      GTEST_SKIP() << "the filesystem does not support all names";
+    }
+    Soak soak(isOwn ? title : title + ", on " + NameOf(GetParam()), "runs", violations);
+    soak.Run(isOwn ? 60 : 5, [&](SoakRandom& random) {
+      RandomRun run = MakeRandomRun(random, traits);
+      if (hasSidecars) AddSidecars(random, &run);
+      soak.AddTries();
+      if (TryRun(run, &volume, check).empty()) return;
+      const RandomRun smallest = Shrink(run, &volume, check);
+      soak.AddViolations(TryRun(smallest, &volume, check), Describe(smallest));
+    });
+  }
+
  private:
   TemporaryFolder folder_;
   TimeZone zone_;
@@ -378,25 +491,15 @@ class RandomRuns : public testing::TestWithParam<VolumeKind> {
 };
 
 TEST_P(RandomRuns, AgreeWithModel) {
-  ScratchVolume volume(GetParam());
-  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
-  const bool isOwn = GetParam() == VolumeKind::kOwn;
-  VolumeTraits traits = volume.Traits();
-  // Special files are recognised by their inode numbers, which only some filesystems keep.
-  traits.hasSpecialFiles &= isOwn;
-  if (!traits.takesAnyNameBytes || !traits.isCaseSensitive) {
-    GTEST_SKIP() << "the filesystem does not support all names";
-  }
-  Soak soak(isOwn ? "random runs" : "random runs, on " + NameOf(GetParam()), "runs",
+  CheckRuns("random runs",
             {"lost", "unexpected", "misplaced", "stale temporary files", "misreported",
-             "unreported", "not idempotent"});
-  soak.Run(isOwn ? 60 : 5, [&soak, &traits, &volume](SoakRandom& random) {
-    const RandomRun run = MakeRandomRun(random, traits);
-    soak.AddTries();
-    if (TryRun(run, &volume).empty()) return;
-    const RandomRun smallest = Shrink(run, &volume);
-    soak.AddViolations(TryRun(smallest, &volume), Describe(smallest));
-  });
+             "unreported", "not idempotent"},
+            &RealRun::FindViolations, /*hasSidecars=*/false);
+}
+
+TEST_P(RandomRuns, AgreeWithDryRun) {
+  CheckRuns("random dry runs", {"changed", "differs"}, &RealRun::CompareWithDryRun,
+            /*hasSidecars=*/true);
 }
 
 // Only filesystems that take any name and any attribute.

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+
 #include "programs/cli/command_specs.h"
 #include "settings/preferences.h"
 
@@ -58,9 +61,11 @@ TEST(ParseOptions, MapsOptionsToSettings) {
 }
 
 TEST(ParseOptions, EachOptionOfARunHasASetting) {
+  const std::set<std::string> others = {"--quiet",   "--verbose", "--dry-run",
+                                        "--journal", "--summary", "--json"};
   for (const OptionSpec& option : kAggregateSpec.options) {
     const std::string name(option.names.substr(option.names.find("--")));
-    if (name == "--quiet" || name == "--verbose") continue;
+    if (others.contains(name)) continue;
     const std::string value = option.value.empty() ? "" : "=extension";
     EXPECT_EQ(1U, SettingsOf({name + value}).size()) << name;
   }
@@ -176,6 +181,11 @@ TEST(ParseOptions, ParsesQuietAndVerbose) {
   }
 }
 
+TEST(ParseOptions, ParsesDryRun) {
+  EXPECT_FALSE(Parse<AggregateOptions>({"aggregate", "from", "to"}).isDryRun);
+  EXPECT_TRUE(Parse<AggregateOptions>({"aggregate", "--dry-run", "from", "to"}).isDryRun);
+}
+
 TEST(ParseOptions, NamesTheMistake) {
   struct Row {
     std::vector<std::string> arguments;
@@ -194,8 +204,8 @@ TEST(ParseOptions, NamesTheMistake) {
       {{}, "missing command. Try 'tessary-cli --help'."},
       {{"--"}, "missing command. Try 'tessary-cli --help'."},
       {{"aggregat"}, "aggregat: unknown command; did you mean aggregate?"},
-      {{"run"}, "run: unknown command: expected aggregate, defaults, info or integrate"},
-      {{""}, "\"\": unknown command: expected aggregate, defaults, info or integrate"},
+      {{"run"}, "run: unknown command: expected aggregate, defaults, info, integrate or undo"},
+      {{""}, "\"\": unknown command: expected aggregate, defaults, info, integrate or undo"},
       {{"--verbose"}, "--verbose: unknown option. Try 'tessary-cli --help'."},
       {{"--move", "aggregate", "from", "to"}, "--move: unknown option. Try 'tessary-cli --help'."},
       {{"--help", "me"}, "--help takes no arguments"},
@@ -271,6 +281,8 @@ TEST(ParseOptions, NamesTheMistake) {
       {{"defaults", "read", "--force"}, "--force requires write" + tryDefaults},
       {{"aggregate", "-q", "--verbose", "from", "to"},
        "--quiet and --verbose contradict each other"},
+      {{"aggregate", "--dry-run", "--journal", "file", "from", "to"},
+       "--dry-run and --journal contradict each other"},
       {{"defaults", "write", "TessaryType", "32768"},
        "32768: invalid value for TessaryType" + numbers},
       {{"defaults", "write", "FileOperation", "-int", "-32769"},

@@ -134,6 +134,11 @@ TEST(SummaryLine, PrintsCountsAndSeconds) {
   for (const Row& row : rows) EXPECT_EQ(row.expected, SummaryLine(row.counts, row.seconds));
 }
 
+TEST(SummaryLine, SaysWhatWouldBe) {
+  EXPECT_EQ("12034 would be filed, 41 skipped, 3 would fail in 0.4 s",
+            SummaryLine({12034, 41, 3}, 0.4, /*isDryRun=*/true));
+}
+
 TEST(KeptCopiesText, IsEmptyWithoutAny) {
   EXPECT_EQ("", KeptCopiesText(0));
   EXPECT_EQ(

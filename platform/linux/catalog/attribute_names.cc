@@ -23,6 +23,7 @@ CachedStat* FindCachedStat(const Place& place, LinkHandling linkHandling) {
 }  // namespace
 
 Status AttributeNames::Read(const Place& place, LinkHandling linkHandling) {
+  if (place.planned == PlannedState::kNewFolder) return noErr;
   CachedStat* cached = FindCachedStat(place, linkHandling);
   if (cached != nullptr && cached->attributes) {
     large_ = *cached->attributes;

@@ -30,10 +30,16 @@ Status Catalog::Find(const Reference& reference, Place* place) {
     return OpenFolder(reference, &number, &place->folder);
   }
   const std::string_view name = names_.NameOf(reference);
-  if (name.empty()) return fnfErr;
+  return name.empty() ? fnfErr : FindPlace(reference.parent, name, place);
+}
+
+Status Catalog::FindPlace(uint32_t folder, std::string_view name, Place* place) {
+  if (planned_ != nullptr && planned_->Covers(folder, name)) {
+    return planned_->FindPlace(folder, name, place);
+  }
   place->name = name;
-  place->mayHaveSidecar = folders_.HasSidecars(reference.parent);
-  return folders_.Open(reference.parent, &place->folder);
+  place->mayHaveSidecar = folders_.HasSidecars(folder);
+  return folders_.Open(folder, &place->folder);
 }
 
 Status Catalog::Stat(const Reference& reference, const CachedStat** cached) {
@@ -47,19 +53,32 @@ Status Catalog::Stat(const Reference& reference, const CachedStat** cached) {
 
 Status Catalog::Restat(const Reference& reference, const CachedStat** cached) {
   *cached = nullptr;
-  CachedStat* entry = statCache_.NewEntry(reference.parent, names_.NameOf(reference));
-  const Status status = Find(reference, &entry->place);
+  const std::string_view name = names_.NameOf(reference);
+  CachedStat* entry = statCache_.NewEntry(reference.parent, name);
+  Status status = Find(reference, &entry->place);
+  if (status == noErr) status = StatAt(reference, entry);
   if (status != noErr) return status;
-  const char* name = entry->place.name.c_str();
-  if (statx(entry->place.descriptor(), name, kStatFlags, kStatMask, &entry->info) != 0) {
-    return LastError();
-  }
   // Without this check, an object that replaced the item between listing and use would be changed
   // in its place.
   if (!IsObjectOf(reference, entry->info)) return fnfErr;
-  statCache_.Commit(entry, reference.parent);
+  // A planned object may have another name now, by which the cache must not find it.
+  if (entry->place.name == name || reference.parent == 0) {
+    statCache_.Commit(entry, reference.parent);
+  }
   *cached = entry;
   return noErr;
+}
+
+// Stats the object at the place of the entry.
+Status Catalog::StatAt(const Reference& reference, CachedStat* entry) {
+  const Place& place = entry->place;
+  if (place.planned != PlannedState::kNone) {
+    return planned_->Stat(reference.parent, names_.NameOf(reference), place, kStatMask,
+                          &entry->info);
+  }
+  const int result =
+      statx(place.descriptor(), place.name.c_str(), kStatFlags, kStatMask, &entry->info);
+  return result == 0 ? noErr : LastError();
 }
 
 bool Catalog::Exists(const Reference& reference) {
@@ -72,6 +91,7 @@ Status Catalog::OpenFolder(const Reference& reference, uint32_t* number, FolderH
   if (!reference.IsFolder()) return errFSNotAFolder;
   const uint32_t interned = folders_.Intern(reference);
   if (interned == 0) return fnfErr;
+  if (planned_ != nullptr) planned_->PrepareFolder(reference, interned);
   const Status status = folders_.Open(interned, handle);
   if (status == noErr) *number = interned;
   return status;
@@ -97,6 +117,9 @@ Status Catalog::MakeRootReference(Reference* reference) {
 }
 
 Status Catalog::LookUp(uint32_t folder, const std::string& name, Reference* reference) {
+  if (planned_ != nullptr && planned_->Covers(folder, name)) {
+    return planned_->LookUp(folder, name, reference);
+  }
   const CachedStat* cached = statCache_.Find(folder, name);
   if (cached == nullptr) {
     CachedStat* entry = statCache_.NewEntry(folder, name);

@@ -3,12 +3,14 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/linux/catalog/folder_table.h"
 #include "platform/linux/catalog/place.h"
+#include "platform/linux/catalog/planned_items.h"
 #include "platform/linux/catalog/reference.h"
 #include "platform/linux/catalog/stat_cache.h"
 
@@ -24,12 +26,23 @@ class Catalog {
   FolderTable& folders() { return folders_; }
   StatCache& stats() { return statCache_; }
 
+  // The plan of a dry run. Null if changes are made, not planned. While there is a plan, the
+  // functions below find what it says. The operations that change something, and what reads a
+  // folder past the catalog, have to ask it.
+  PlannedItems* planned() { return planned_.get(); }
+  void BeginPlan() { planned_ = std::make_unique<PlannedItems>(&names_, &folders_); }
+  void EndPlan() { planned_.reset(); }
+
   // Opens the folder that holds the object of a reference and writes the object's place. Does not
   // stat the object: it may be gone or replaced. The place of "/" is the name "/" in "/". Returns
   // noErr; paramErr (the all-zero reference); fnfErr (the folder was released, or another object
   // has its path); otherwise a status of FolderTable::Open. On failure `*place` may be partly
   // written.
   Status Find(const Reference& reference, Place* place);
+
+  // The same for a name in an interned folder, whether or not an object has it. In a dry run also
+  // fnfErr: by the plan, no object has it.
+  Status FindPlace(uint32_t folder, std::string_view name, Place* place);
 
   // Stats the object of a reference, without following a link: its place, identity, kind and
   // modification date. Within an FSStatCacheScope a cached stat is used if there is one. Returns
@@ -70,9 +83,12 @@ class Catalog {
  private:
   Catalog() : folders_(&names_) {}
 
+  Status StatAt(const Reference& reference, CachedStat* entry);
+
   NameTable names_;
   FolderTable folders_;
   StatCache statCache_;
+  std::unique_ptr<PlannedItems> planned_;
 };
 
 }  // namespace tessary

@@ -85,8 +85,14 @@ bool FSMayBeFolder(const FSRef& ref) {
 bool FSIsFSRefValid(const FSRef& ref) { return Catalog::Get().Exists(ReferenceOf(ref)); }
 
 bool FSIsNameGone(const FSRef& ref) {
+  Catalog& catalog = Catalog::Get();
+  const Reference reference = ReferenceOf(ref);
+  if (const PlannedItems* plan = catalog.planned()) {
+    const std::string_view name = catalog.names().NameOf(reference);
+    if (plan->Covers(reference.parent, name)) return plan->Find(reference.parent, name) == nullptr;
+  }
   Place place;
-  if (Catalog::Get().Find(ReferenceOf(ref), &place) != noErr) return false;
+  if (catalog.Find(reference, &place) != noErr) return false;
   struct statx info = {};
   return statx(place.descriptor(), place.name.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, 0,
                &info) != 0 &&

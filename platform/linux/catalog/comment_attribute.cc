@@ -145,11 +145,28 @@ Status UpdateSidecar(const Place& place, const std::u16string& comment, bool* is
   return permission.IsGranted() ? RewriteSidecar(*sidecar, *data, *replaced) : status;
 }
 
+// Returns true for a copy that a dry run has planned and that would not have the comment of its
+// original. The comment that the run would write to it is not remembered: the same run would only
+// write it again.
+bool IsPlannedWithoutComment(const Place& place) {
+  return place.planned == PlannedState::kCopied ||
+         place.planned == PlannedState::kWithoutAttributes;
+}
+
+// Returns the status that WriteComment would have, as far as that is known: it fails on a
+// filesystem without attributes, unless a sidecar takes the comment.
+Status CheckPlannedComment(const Place& place, const std::string& comment) {
+  if (place.planned != PlannedState::kWithoutAttributes) return noErr;
+  const std::optional<Place> sidecar = SidecarPlaceOf(place);
+  const std::optional<SidecarData> data = sidecar ? ReadSidecar(*sidecar) : std::nullopt;
+  return data && ReplaceAppleDoubleComment(data->bytes, Utf16FromUtf8(comment)) ? noErr : paramErr;
+}
+
 }  // namespace
 
 Status ReadComment(const Place& place, std::optional<std::string>* comment, std::string* origin) {
   AttributeNames names;
-  Status status = names.Read(place);
+  Status status = IsPlannedWithoutComment(place) ? noErr : names.Read(place);
   if (status != noErr) return status;
   std::optional<std::string> text;
   std::string from = kCommentAttribute;
@@ -171,6 +188,7 @@ Status ReadComment(const Place& place, std::optional<std::string>* comment, std:
 }
 
 Status WriteComment(const Place& place, const std::string& comment) {
+  if (Catalog::Get().planned() != nullptr) return CheckPlannedComment(place, comment);
   // The attribute comes first: it takes precedence when the comment is read, so a failure after it
   // leaves no old comment visible to this program.
   const Status written = WriteOwnAttribute(place, comment);

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/catalog/volume.h"
@@ -38,15 +39,26 @@ NodeKind KindOfEntry(unsigned char type) {
 class FSIteratorState {
  public:
   FSIteratorState(uint32_t folder, uint32_t device, const Volume& volume, UniqueFd descriptor)
-      : folder_(folder), device_(device), volume_(volume), descriptor_(std::move(descriptor)) {}
+      : folder_(folder), device_(device), volume_(volume), descriptor_(std::move(descriptor)) {
+    if (const PlannedItems* plan = Catalog::Get().planned()) planned_ = plan->ItemsIn(folder);
+  }
 
-  // Remembers the folder's times, by which Refill sees that the folder has changed.
-  Status Start() { return StatTimes(&times_); }
+  // Remembers the folder's times, by which Refill sees that the folder has changed. A folder
+  // without a descriptor is only planned.
+  Status Start() {
+    isRead_ = !descriptor_;
+    return isRead_ ? noErr : StatTimes(&times_);
+  }
 
   Status Deliver(size_t maximum, size_t* actual, bool* changed, FSRef* refs) {
     while (*actual < maximum) {
       if (position_ == filled_) {
-        const Status status = Refill(changed);
+        const Status status = isRead_ ? errFSNoMoreItems : Refill(changed);
+        if (status == errFSNoMoreItems && !planned_.empty()) {
+          refs[(*actual)++] = RefOf(planned_.back());
+          planned_.pop_back();
+          continue;
+        }
         if (status != noErr) return status;
       }
       Reference reference;
@@ -77,6 +89,7 @@ class FSIteratorState {
     if (size < 0) return LastError();
     if (size == 0) {
       Catalog::Get().folders().NoteListed(folder_);
+      isRead_ = true;
       return errFSNoMoreItems;
     }
     position_ = 0;
@@ -91,6 +104,9 @@ class FSIteratorState {
     position_ += entry->d_reclen;
     const std::string_view name(entry->d_name);
     if (name == "." || name == "..") return errFSNoMoreItems;
+    // Moved away or deleted by the plan, or listed with what it has put here.
+    const PlannedItems* plan = Catalog::Get().planned();
+    if (plan != nullptr && plan->Covers(folder_, name)) return errFSNoMoreItems;
     if (IsSidecarName(name)) Catalog::Get().folders().NoteSidecar(folder_);
     const bool isReliable =
         volume_.hasReliableEntries && entry->d_type != DT_DIR && entry->d_type != DT_UNKNOWN;
@@ -127,6 +143,8 @@ class FSIteratorState {
   Volume volume_;
   UniqueFd descriptor_;
   struct statx times_ = {};
+  std::vector<Reference> planned_;  // what a dry run has put into the folder, and is not delivered
+  bool isRead_ = false;             // the folder has been read to its end
   size_t position_ = 0;
   size_t filled_ = 0;
   alignas(dirent64) std::array<char, kBufferSize> buffer_;
@@ -141,8 +159,9 @@ Status FSOpenIterator(const FSRef& folder, FSIterator* iterator) {
   FolderHandle handle;
   Status status = Catalog::Get().OpenFolder(reference, &number, &handle);
   if (status != noErr) return status;
-  UniqueFd opened = OpenWithoutAtime(handle->get(), ".", O_DIRECTORY);
-  if (!opened) return LastError();
+  const bool isPlanned = Catalog::Get().folders().IsPlanned(number);
+  UniqueFd opened = isPlanned ? UniqueFd() : OpenWithoutAtime(handle->get(), ".", O_DIRECTORY);
+  if (!opened && !isPlanned) return LastError();
   const Volume& volume = VolumeOf(reference.device, handle->get());
   FSIterator state(new FSIteratorState(number, reference.device, volume, std::move(opened)));
   status = state->Start();

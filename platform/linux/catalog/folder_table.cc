@@ -150,6 +150,7 @@ Status FolderTable::Open(uint32_t number, FolderHandle* handle) {
     *handle = folder->descriptor;
     return noErr;
   }
+  if (folder->standIn != 0) return Open(folder->standIn, handle);
   const Status status = OpenUncached(number, handle);
   if (status != tmfoErr || openFolders_.empty()) return status;
   CloseLeastRecentlyUsed(0);
@@ -202,6 +203,18 @@ Status FolderTable::OpenVerified(int above, const char* path, uint32_t number,
   folder.use = openFolders_.begin();
   *handle = folder.descriptor;
   return noErr;
+}
+
+void FolderTable::SetStandIn(uint32_t number, uint32_t standIn, bool isPlanned) {
+  Folder* folder = FindMutable(number);
+  if (folder == nullptr) return;
+  folder->standIn = standIn;
+  folder->isPlanned = isPlanned;
+}
+
+bool FolderTable::IsPlanned(uint32_t number) const {
+  const Folder* folder = Find(number);
+  return folder != nullptr && folder->isPlanned;
 }
 
 void FolderTable::NoteSidecar(uint32_t number) {

@@ -46,6 +46,11 @@ struct Folder {
   bool hasSidecars = false;           // a name beginning with "._" has been seen in it
   bool isListed = false;              // all its names have been read in this run
   bool isRecovered = false;           // FSRecoverFolder has recovered it in this run
+  // In a dry run, the folder to open instead of one that is not there; 0 otherwise. For a folder
+  // that would be moved, the one that it is now. For one that would be made, the one around it,
+  // which is on the same filesystem.
+  uint32_t standIn = 0;
+  bool isPlanned = false;  // it would be made
 };
 
 // The interned folders, numbered from 1. Each knows its path if the kernel accepts one of that
@@ -78,6 +83,10 @@ class FolderTable {
   // is at the folder's path); errFSNotAFolder; otherwise the failure of opening it. `*handle` is
   // written on success only.
   Status Open(uint32_t number, FolderHandle* handle);
+
+  // Has `standIn` opened instead of the folder (Folder).
+  void SetStandIn(uint32_t number, uint32_t standIn, bool isPlanned);
+  bool IsPlanned(uint32_t number) const;
 
   // Notes that a name beginning with "._" has been seen in the folder: from now on its items are
   // looked up together with their sidecars. Ignores a number without a folder.

@@ -70,7 +70,8 @@ Status LSCopyItemInfoForRef(const FSRef& item, uint32_t whichInfo, LSItemInfoRec
   const NodeKind kind = KindOf(cached->info);
   status = ReadFinderInfo(cached->place, kind, &finderInfo, &extendedInfo);
   if (status != noErr) return status;
-  info->flags = kind == NodeKind::kFolder ? FolderFlags(cached->place.name, finderInfo) : 0;
+  const std::string_view name = Catalog::Get().names().NameOf(ReferenceOf(item));
+  info->flags = kind == NodeKind::kFolder ? FolderFlags(name, finderInfo) : 0;
   if (finderInfo.fileType == kApplicationType) info->flags |= kLSItemInfoIsApplication;
   return noErr;
 }

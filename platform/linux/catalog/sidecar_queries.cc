@@ -17,13 +17,19 @@
 namespace tessary {
 namespace {
 
-bool NameExists(int folder, const std::string& name) {
-  struct stat info = {};
-  return fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
-}
+enum class NameState { kExists, kGone, kUnknown };
 
-bool NameIsGone(int folder, const std::string& name) {
-  return !NameExists(folder, name) && errno == ENOENT;
+// What has the name in the interned folder that is open as `handle`.
+NameState StateOfName(uint32_t folder, const FolderHandle& handle, const std::string& name) {
+  const PlannedItems* plan = Catalog::Get().planned();
+  if (plan != nullptr && plan->Covers(folder, name)) {
+    return plan->Find(folder, name) != nullptr ? NameState::kExists : NameState::kGone;
+  }
+  struct stat info = {};
+  if (fstatat(handle->get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
+    return NameState::kExists;
+  }
+  return errno == ENOENT ? NameState::kGone : NameState::kUnknown;
 }
 
 }  // namespace
@@ -41,17 +47,21 @@ bool FSIsSidecarNameUsed(const FSRef& item, const FSRef& folder, std::u16string_
   if (catalog.OpenFolder(target, &number, &handle) != noErr) return false;
   std::string newName;
   if (PosixName(name, VolumeOf(target.device, handle->get()), &newName) != noErr) return false;
-  return NameExists(handle->get(), SidecarName(newName));
+  return StateOfName(number, handle, SidecarName(newName)) == NameState::kExists;
 }
 
 bool FSIsDisappearanceExpected(const FSRef& ref) {
   constexpr size_t kPrefixSize = 2;
-  Place place;
-  if (Catalog::Get().Find(ReferenceOf(ref), &place) != noErr) return false;
-  if (!NameIsGone(place.descriptor(), place.name)) return false;
-  if (place.name.starts_with(kTempPrefix)) return true;
-  return IsSidecarName(place.name) &&
-         NameIsGone(place.descriptor(), place.name.substr(kPrefixSize));
+  Catalog& catalog = Catalog::Get();
+  const Reference reference = ReferenceOf(ref);
+  const std::string name(catalog.names().NameOf(reference));
+  FolderHandle handle;
+  if (name.empty() || catalog.folders().Open(reference.parent, &handle) != noErr) return false;
+  const auto isGone = [&](const std::string& some) {
+    return StateOfName(reference.parent, handle, some) == NameState::kGone;
+  };
+  if (!isGone(name)) return false;
+  return name.starts_with(kTempPrefix) || (IsSidecarName(name) && isGone(name.substr(kPrefixSize)));
 }
 
 }  // namespace tessary

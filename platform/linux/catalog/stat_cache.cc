@@ -36,6 +36,7 @@ CachedStat* StatCache::NewEntry(uint32_t folder, std::string_view name) {
   CachedStat* entry = &*std::find_if(entries_.begin(), entries_.end(), isFree);
   entry->place.name = name;
   entry->place.mayHaveSidecar = false;
+  entry->place.planned = PlannedState::kNone;
   entry->attributes.reset();
   return entry;
 }
@@ -51,6 +52,7 @@ void StatCache::Insert(uint32_t folder, const Place& place, const struct statx& 
   CachedStat* entry = NewEntry(folder, place.name);
   entry->place.folder = place.folder;
   entry->place.mayHaveSidecar = place.mayHaveSidecar;
+  entry->place.planned = place.planned;
   entry->info = info;
   Commit(entry, folder);
 }

@@ -38,24 +38,12 @@ Status CheckFolder(int folder, struct statx* info) {
   return IsImmutable(*info) ? afpAccessDenied : noErr;
 }
 
-// Checks what the kernel checks for each object when it is deleted; faccessat does not cover it.
-Status CheckObject(const struct statx& folder, const struct statx& info) {
-  if (IsImmutable(info)) return afpAccessDenied;
-  if ((info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) return fBsyErr;
-  const uid_t user = geteuid();
-  const bool isOthers = user != info.stx_uid && user != folder.stx_uid;
-  if ((folder.stx_mode & S_ISVTX) != 0 && isOthers && !OverridesOwnership()) {
-    return afpAccessDenied;
-  }
-  return noErr;
-}
-
 class DeletionCheck : public TreeVisitor {
  public:
   Status VisitObject(int folder, const char* /*name*/, const struct statx& info) override {
     struct statx folderInfo = {};
     if (const Status status = ReadObjectInfo(folder, "", &folderInfo)) return status;
-    return CheckObject(folderInfo, info);
+    return CheckObjectDeletable(folderInfo, info);
   }
 
   // A folder has to permit the deletion of its objects, and its parent that of the folder.
@@ -73,10 +61,22 @@ class DeletionCheck : public TreeVisitor {
 
 }  // namespace
 
+// Checks what the kernel checks for each object when it is deleted; faccessat does not cover it.
+Status CheckObjectDeletable(const struct statx& folder, const struct statx& info) {
+  if (IsImmutable(info)) return afpAccessDenied;
+  if ((info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) return fBsyErr;
+  const uid_t user = geteuid();
+  const bool isOthers = user != info.stx_uid && user != folder.stx_uid;
+  if ((folder.stx_mode & S_ISVTX) != 0 && isOthers && !OverridesOwnership()) {
+    return afpAccessDenied;
+  }
+  return noErr;
+}
+
 Status CheckDeletable(int folder, const char* name, const struct statx& info) {
   struct statx folderInfo = {};
   if (const Status status = CheckFolder(folder, &folderInfo)) return status;
-  if (const Status status = CheckObject(folderInfo, info)) return status;
+  if (const Status status = CheckObjectDeletable(folderInfo, info)) return status;
   if (!S_ISDIR(info.stx_mode)) return noErr;
 
   const UniqueFd opened = OpenWithoutAtime(folder, name, O_DIRECTORY | O_NOFOLLOW);

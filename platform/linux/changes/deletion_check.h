@@ -13,4 +13,8 @@ namespace tessary {
 // the status of the failed system call.
 Status CheckDeletable(int folder, const char* name, const struct statx& info);
 
+// The part of this prediction that depends on the object alone: `folder` is the stat result of its
+// folder, which is known to permit changes. Errors: afpAccessDenied; fBsyErr.
+Status CheckObjectDeletable(const struct statx& folder, const struct statx& info);
+
 }  // namespace tessary

@@ -6,6 +6,7 @@
 #include "platform/linux/changes/copied_item.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/operations/announced_change.h"
+#include "platform/linux/operations/planned_operations.h"
 #include "platform/linux/operations/target.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/managers/file_manager.h"
@@ -15,6 +16,7 @@ namespace tessary {
 Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target) {
   if (target == nullptr) return paramErr;
+  if (auto* plan = PlannedOperations::Current()) return plan->Copy(source, folder, newName, target);
   const CachedStat* cached = nullptr;
   const Reference reference = ReferenceOf(source);
   Status status = Catalog::Get().Stat(reference, &cached);
@@ -49,6 +51,7 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
 Status FSTryFastCopy(const FSRef& source, const FSRef& folder, FSRef* target) try {
   const Reference reference = ReferenceOf(source);
   if (target == nullptr || reference.kind != NodeKind::kFile) return paramErr;
+  if (auto* plan = PlannedOperations::Current()) return plan->Copy(source, folder, nullptr, target);
   Place from;
   Target to;
   Status status = Catalog::Get().Find(reference, &from);

@@ -5,6 +5,7 @@
 
 #include "platform/linux/errors.h"
 #include "platform/linux/operations/announced_change.h"
+#include "platform/linux/operations/planned_operations.h"
 #include "platform/linux/operations/target.h"
 #include "platform/managers/file_manager.h"
 
@@ -22,6 +23,7 @@ Status MakeFolder(const Place& place) {
 Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, FSRef* folder) {
   if (folder == nullptr) return paramErr;
   *folder = FSRef{};
+  if (auto* plan = PlannedOperations::Current()) return plan->CreateFolder(parent, name, folder);
   Target target;
   const std::u16string newName(name);
   Status status = FindTarget(parent, &newName, {}, &target);

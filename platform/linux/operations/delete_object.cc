@@ -11,6 +11,7 @@
 #include "platform/linux/changes/removal.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/operations/announced_change.h"
+#include "platform/linux/operations/planned_operations.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/managers/file_manager.h"
 
@@ -86,6 +87,7 @@ int UnlinkWithSidecar(const Place& place, const std::optional<ItemWithSidecar>& 
 }  // namespace
 
 Status FSDeleteObject(const FSRef& ref) {
+  if (auto* plan = PlannedOperations::Current()) return plan->Delete(ref);
   const CachedStat* cached = nullptr;
   const Reference reference = ReferenceOf(ref);
   Status status = Catalog::Get().Restat(reference, &cached);
@@ -108,6 +110,7 @@ int PosixUnlink(const char* path) {
   Place place;
   if (FindPlaceOfPath(path, &number, &place.name) != noErr) return ENOENT;
   if (number == 0) return EISDIR;
+  if (auto* plan = PlannedOperations::Current()) return plan->Unlink(number, place.name);
   if (Catalog::Get().folders().Open(number, &place.folder) != noErr) return ENOENT;
   Catalog::Get().stats().Forget(number, place.name);
   std::optional<ItemWithSidecar> item;

@@ -46,8 +46,10 @@ Status SumFolder(const CachedStat& cached, uint64_t* bytes) {
   const UniqueFd folder =
       OpenWithoutAtime(place.descriptor(), place.name.c_str(), O_DIRECTORY | O_NOFOLLOW);
   if (!folder) return LastError();
-  // Another folder may have got the name since the stat.
-  if (!IsNameOf(folder.get(), "", Identity::Of(cached.info))) return fnfErr;
+  // Another folder may have got the name since the stat. The identity of a copy that is only
+  // planned is not that of its original.
+  const bool isThere = place.planned == PlannedState::kNone;
+  if (isThere && !IsNameOf(folder.get(), "", Identity::Of(cached.info))) return fnfErr;
   SizeSum sum;
   const Status status = WalkTree(folder.get(), sum);
   if (status == noErr) *bytes = sum.bytes();

@@ -10,6 +10,7 @@
 #include "platform/linux/changes/rename.h"
 #include "platform/linux/mac_formats/apple_double.h"
 #include "platform/linux/operations/announced_change.h"
+#include "platform/linux/operations/planned_operations.h"
 #include "platform/linux/operations/target.h"
 #include "platform/linux/sidecars/sidecar_moves.h"
 #include "platform/managers/file_manager.h"
@@ -74,6 +75,7 @@ Status RenameOrCopy(const CopySource& source, const Place& from, const struct st
 Status FSMoveObjectSync(const FSRef& source, const FSRef& folder, const std::u16string* newName,
                         FSRef* target) {
   if (target == nullptr) return paramErr;
+  if (auto* plan = PlannedOperations::Current()) return plan->Move(source, folder, newName, target);
   Place from;
   struct statx info = {};
   Target to;
@@ -105,6 +107,7 @@ uint64_t FSCountKeptCopies() { return CountKeptCopies(); }
 
 Status FSTryFastMove(const FSRef& source, const FSRef& folder, FSRef* target) {
   if (target == nullptr || FSMayBeFolder(source)) return paramErr;
+  if (auto* plan = PlannedOperations::Current()) return plan->Move(source, folder, nullptr, target);
   Catalog& catalog = Catalog::Get();
   const Reference reference = ReferenceOf(source);
   const CachedStat* cached = nullptr;

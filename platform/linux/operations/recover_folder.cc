@@ -59,10 +59,13 @@ UniqueFd OpenToScan(const Reference& folder) {
 bool RecoverOpenFolder(int folder, const std::string& path, bool* hasSidecars) {
   FolderScan scan;
   if (ScanForRecovery(folder, &scan) != noErr) return false;
-  // The temporary items first: one may be the record of a deletion, and the sidecar of an item that
-  // is still being deleted would be restored.
-  for (const std::string& name : scan.tempItems) DeleteStaleTempItem(folder, name);
-  RecoverSidecars(folder, path, scan.journalEntries);
+  // A dry run only learns whether there are sidecars.
+  if (Catalog::Get().planned() == nullptr) {
+    // The temporary items first: one may be the record of a deletion, and the sidecar of an item
+    // that is still being deleted would be restored.
+    for (const std::string& name : scan.tempItems) DeleteStaleTempItem(folder, name);
+    RecoverSidecars(folder, path, scan.journalEntries);
+  }
   // A recovered sidecar was not among the names.
   *hasSidecars = scan.hasSidecars || !scan.journalEntries.empty();
   return true;
