@@ -159,17 +159,17 @@ void RunUndos(const std::string& title, unsigned rounds, FolderPlacement placeme
   });
 }
 
-TEST(UndoneRun, IsRestored) { RunUndos("undo", 15, FolderPlacement::kOneFilesystem); }
+TEST(UndoneRun, IsRestored) { RunUndos("undo", 8, FolderPlacement::kOneFilesystem); }
 
 TEST(UndoneRun, IsRestoredAcrossFilesystems) {
-  RunUndos("undo, across filesystems", 15, FolderPlacement::kTwoFilesystemsOrDisk);
+  RunUndos("undo, across filesystems", 8, FolderPlacement::kTwoFilesystemsOrDisk);
 }
 
 class UndoneRunOn : public testing::TestWithParam<VolumeKind> {};
 
 TEST_P(UndoneRunOn, IsRestored) {
   Soak soak("undo, on " + NameOf(GetParam()), "runs", kViolations);
-  RunOnVolume(&soak, 2, GetParam(), [&](const TwoFolders& folders, SoakRandom& random) {
+  RunOnVolume(&soak, 1, GetParam(), [&](const TwoFolders& folders, SoakRandom& random) {
     RunAndUndo(folders, random, &soak);
   });
 }
