@@ -16,7 +16,7 @@
 namespace tessary {
 namespace {
 
-using Json = nlohmann::json;
+using JournalJson = nlohmann::json;
 
 constexpr uint64_t kFormatVersion = 1;
 
@@ -42,15 +42,15 @@ std::string NowText() {
   return FormatTimestamp({seconds.count(), static_cast<uint32_t>(rest.count())});
 }
 
-Json JsonOfSetting(const CFPropertyList& value) {
+JournalJson JsonOfSetting(const CFPropertyList& value) {
   if (const auto* boolean = std::get_if<bool>(&value)) return *boolean;
   if (const auto* number = std::get_if<int64_t>(&value)) return *number;
   const auto* text = std::get_if<std::string>(&value);
   return JsonFromBytes(text != nullptr ? *text : std::get<UnsupportedPreferenceValue>(value).text);
 }
 
-Json JsonOfSettings() {
-  Json settings = Json::object();
+JournalJson JsonOfSettings() {
+  JournalJson settings = JournalJson::object();
   for (const Setting& setting : kSettings) {
     const std::string key(setting.key);
     if (const auto value = CFPreferencesCopyAppValue(key)) settings[key] = JsonOfSetting(*value);
@@ -58,25 +58,25 @@ Json JsonOfSettings() {
   return settings;
 }
 
-Json JsonOfState(const ObjectState& state) {
+JournalJson JsonOfState(const ObjectState& state) {
   return {{"type", kTypeNames[static_cast<size_t>(state.type)]},
           {"device", state.device},
           {"inode", state.inode},
           {"birth", state.birth},
           {"size", state.size},
-          {"modified", Json::array({state.modified.seconds, state.modified.nanoseconds})}};
+          {"modified", JournalJson::array({state.modified.seconds, state.modified.nanoseconds})}};
 }
 
 // ---- Parsing ----
 
-uint64_t NumberAt(const Json& object, const char* key) {
-  const Json& value = object.at(key);
+uint64_t NumberAt(const JournalJson& object, const char* key) {
+  const JournalJson& value = object.at(key);
   RequireField(value.is_number_unsigned(), key);
   return value.get<uint64_t>();
 }
 
 template <size_t kCount>
-size_t NameIndexAt(const Json& object, const char* key,
+size_t NameIndexAt(const JournalJson& object, const char* key,
                    const std::array<std::string_view, kCount>& names) {
   const auto* found = std::ranges::find(names, object.at(key).get_ref<const std::string&>());
   RequireField(found != names.end(), key);
@@ -95,15 +95,15 @@ bool IsNormalisedPath(std::string_view path) {
   return true;
 }
 
-std::string PathAt(const Json& object, const char* key) {
+std::string PathAt(const JournalJson& object, const char* key) {
   const std::optional<std::string> path = BytesFromJson(object.at(key));
   RequireField(path && IsNormalisedPath(*path), key);
   return *path;
 }
 
-ObjectState StateAt(const Json& object, const char* key) {
-  const Json& value = object.at(key);
-  const Json& modified = value.at("modified");
+ObjectState StateAt(const JournalJson& object, const char* key) {
+  const JournalJson& value = object.at(key);
+  const JournalJson& modified = value.at("modified");
   ObjectState state;
   state.type = static_cast<ObjectType>(NameIndexAt(value, "type", kTypeNames));
   state.device = NumberAt(value, "device");
@@ -126,7 +126,7 @@ bool IsUuidText(std::string_view text) {
   });
 }
 
-JournalHeader HeaderOf(const Json& object) {
+JournalHeader HeaderOf(const JournalJson& object) {
   RequireField(NumberAt(object, "journal") == kFormatVersion, "version");
   JournalHeader header;
   header.id = object.at("id").get<std::string>();
@@ -136,7 +136,7 @@ JournalHeader HeaderOf(const Json& object) {
   return header;
 }
 
-ChangeLine ChangeOf(const Json& object) {
+ChangeLine ChangeOf(const JournalJson& object) {
   ChangeLine line;
   line.number = NumberAt(object, "change");
   line.change.kind = static_cast<ChangeKind>(NameIndexAt(object, "kind", kChangeNames));
@@ -150,7 +150,7 @@ ChangeLine ChangeOf(const Json& object) {
   return line;
 }
 
-JournalLine LineOf(const Json& object) {
+JournalLine LineOf(const JournalJson& object) {
   RequireField(object.is_object(), "object");
   if (object.contains("journal")) return HeaderOf(object);
   if (object.contains("change")) return ChangeOf(object);
@@ -167,13 +167,14 @@ JournalLine LineOf(const Json& object) {
 // No line has more levels than an object in an object. A deeper one is not built in memory.
 constexpr int kMaxDepth = 3;
 
-Json ParseLine(std::string_view text) {
+JournalJson ParseLine(std::string_view text) {
   bool isTooDeep = false;
-  const auto isKept = [&isTooDeep](int depth, Json::parse_event_t /*event*/, Json& /*value*/) {
+  const auto isKept = [&isTooDeep](int depth, JournalJson::parse_event_t /*event*/,
+                                   JournalJson& /*value*/) {
     isTooDeep |= depth > kMaxDepth;
     return !isTooDeep;
   };
-  Json parsed = Json::parse(text, isKept, /*allow_exceptions=*/false);
+  JournalJson parsed = JournalJson::parse(text, isKept, /*allow_exceptions=*/false);
   RequireField(!isTooDeep && !parsed.is_discarded(), "JSON");
   return parsed;
 }
@@ -183,19 +184,20 @@ Json ParseLine(std::string_view text) {
 std::string FormatHeader(const JournalHeader& header) {
   std::string program = VersionText(kProgramSpec);
   program.pop_back();
-  return Json({{"journal", kFormatVersion},
-               {"program", program},
-               {"id", header.id},
-               {"start", NowText()},
-               {"source", JsonFromBytes(header.source)},
-               {"destination", JsonFromBytes(header.destination)},
-               {"settings", JsonOfSettings()}})
+  return JournalJson({{"journal", kFormatVersion},
+                      {"program", program},
+                      {"id", header.id},
+                      {"start", NowText()},
+                      {"source", JsonFromBytes(header.source)},
+                      {"destination", JsonFromBytes(header.destination)},
+                      {"settings", JsonOfSettings()}})
       .dump();
 }
 
 std::string FormatChange(const ChangeLine& line) {
   const Change& change = line.change;
-  Json object = {{"change", line.number}, {"kind", kChangeNames[static_cast<size_t>(change.kind)]}};
+  JournalJson object = {{"change", line.number},
+                        {"kind", kChangeNames[static_cast<size_t>(change.kind)]}};
   if (change.object) {
     object["from"] = JsonFromBytes(change.source);
     object["object"] = JsonOfState(*change.object);
@@ -206,20 +208,21 @@ std::string FormatChange(const ChangeLine& line) {
 }
 
 std::string FormatResult(const ResultLine& line) {
-  return Json({{"result", line.number}, {"object", JsonOfState(line.state)}}).dump();
+  return JournalJson({{"result", line.number}, {"object", JsonOfState(line.state)}}).dump();
 }
 
 std::string FormatFailure(const FailureLine& line) {
-  return Json({{"failed", line.number}, {"status", static_cast<int32_t>(line.status)}}).dump();
+  return JournalJson({{"failed", line.number}, {"status", static_cast<int32_t>(line.status)}})
+      .dump();
 }
 
-std::string FormatEnd() { return Json({{"end", NowText()}}).dump(); }
+std::string FormatEnd() { return JournalJson({{"end", NowText()}}).dump(); }
 
 std::optional<JournalLine> ParseJournalLine(std::string_view text) try {
   return LineOf(ParseLine(text));
 } catch (const MalformedLine&) {
   return std::nullopt;
-} catch (const Json::exception&) {
+} catch (const JournalJson::exception&) {
   // A field is missing, or has another type.
   return std::nullopt;
 }
