@@ -249,6 +249,19 @@ TEST(CopyItem, CopiesFileThatServerTruncates) {
   });
 }
 
+// The attributes in the kernel's cache show no change.
+TEST(CopyItem, CopiesFileThatServerReplaces) {
+  const ScratchVolume remote(VolumeKind::kBindfs, "attr_timeout=1000,entry_timeout=1000");
+  if (!remote.IsAvailable()) GTEST_SKIP() << remote.UnavailableReason();
+  const TemporaryFolder to;
+  WriteFile(remote / "file", "old");
+  const auto change = [&remote] { WriteFile(remote.BackingPath() + "/file", "new and longer"); };
+  RunWithPausedCalls({{SYS_utimensat, "", 1, change}}, [&] {
+    EXPECT_EQ(noErr, CopyAt(remote / "file", to / "copy"));
+    EXPECT_EQ("new and longer", ReadFile(to / "copy"));
+  });
+}
+
 // Some filesystems report only at close(2) that data could not be written.
 TEST(CopyItem, ReportsErrorOfClose) {
   const ScratchVolume volume(VolumeKind::kBindfs);

@@ -166,6 +166,20 @@ TEST_P(RenameTest, LeavesNoSecondLinkOnFailure) {
   EXPECT_TRUE(NamesIn(folder_ / "to").empty());
 }
 
+TEST(RenameOntoPlaceholder, LeavesNoPlaceholderOnFailure) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "file", "file");
+  MakeFolder(folder / "folder");
+  // The placeholder is created, but cannot be opened to be recognised.
+  EXPECT_TRUE(RunWithInjectedErrors({{SYS_openat, EMFILE, 2, O_PATH}}, [&folder] {
+    const UniqueFd opened(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    for (const char* name : {"file", "folder"}) {
+      EXPECT_EQ(tmfoErr, RenameOntoPlaceholder(opened.get(), name, opened.get(), "new")) << name;
+    }
+  }));
+  EXPECT_EQ((std::vector<std::string>{"file", "folder"}), NamesIn(folder.path()));
+}
+
 TEST(RenameWithoutReplacing, RefusesFolderIntoItself) {
   for (const std::vector<InjectedError>& injected :
        {std::vector<InjectedError>{}, {kNoRenameNoReplace}}) {

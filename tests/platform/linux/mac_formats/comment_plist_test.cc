@@ -89,6 +89,7 @@ TEST(ReadCommentPlist, RejectsOutOfBounds) {
   EXPECT_FALSE(changed(trailer + 24, "0000000000000000")) << "a table inside the head";
   EXPECT_FALSE(changed(trailer - 2, "0000")) << "an object inside the head";
   EXPECT_FALSE(changed(trailer - 2, "0138")) << "an object inside the table";
+  EXPECT_FALSE(changed(trailer - 4, "5f130136")) << "a length that ends in the table";
 }
 
 }  // namespace
