@@ -124,7 +124,7 @@ void Report::Write(std::ostream& out, const std::string& machine, const std::str
 
 void Report::WriteTable(std::ostream& out, Question question,
                         const std::vector<Reason>& reasons) const {
-  out << "| Work | Tessary | Compared with | Its figure | Ratio | At most | Result |\n"
+  out << "| Work | Tessary | Compared with | Its figure | Ratio or value | At most | Result |\n"
          "|---|---|---|---|---|---|---|\n";
   std::vector<Row> missed;
   for (const Row& row : rows_) {
