@@ -3,15 +3,19 @@
 
 #include "tests/model/run_model.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <filesystem>
 #include <iomanip>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <regex>
 #include <sstream>
 #include <utility>
@@ -23,10 +27,13 @@
 #include "platform/linux/apple_events/comment_agent.h"
 #include "platform/linux/catalog/reference.h"
 #include "platform/linux/catalog/volume.h"
+#include "platform/linux/descriptors/unique_fd.h"
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/planned_changes.h"
 #include "platform/managers/text.h"
+#include "programs/cli/journal_writer.h"
 #include "programs/cli/run_totals.h"
+#include "programs/cli/undo_command.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/distinct_names.h"
 #include "tests/support/environment_variable.h"
@@ -95,6 +102,28 @@ class RealRun {
     // Otherwise the result depends on the order in which the filesystem lists new folders: a run by
     // date enters those that it makes, and sorts them.
     if (model_.IsPredictable()) CompareReports(planned, TakeReport());
+    return std::move(violations_);
+  }
+
+  // Makes the run with a journal, undoes it, and returns what is not as before.
+  std::vector<SoakViolation> CompareWithUndo() {
+    // Replaced items cannot be restored.
+    if (run_.replaces) return {};
+    Prepare();
+    const std::string before = DescribeRestoredTrees();
+    const TemporaryFolder folder;
+    const std::string path = folder / "journal";
+    std::string problem;
+    {
+      const std::unique_ptr<JournalWriter> journal =
+          CreateJournal(path, PathOf(run_.Source()), PathOf(run_.Destination()), &problem);
+      EXPECT_TRUE(journal) << problem;
+      Run();
+    }
+    const ExitStatus status = UndoSilently(path);
+    if (status != ExitStatus::kSuccess) Add("not restored", "undo skipped a change");
+    const std::string after = DescribeRestoredTrees();
+    if (before != after) Add("not restored", "before:\n" + before + "after:\n" + after);
     return std::move(violations_);
   }
 
@@ -222,6 +251,25 @@ class RealRun {
     surplus.clear();
     std::ranges::set_difference(real, planned, std::back_inserter(surplus));
     for (const std::string& line : surplus) Add("differs", "not planned: " + line);
+  }
+
+  // The command "undo", without its output.
+  static ExitStatus UndoSilently(const std::string& path) {
+    (void)std::fflush(stdout);
+    const UniqueFd output(dup(STDOUT_FILENO));
+    const UniqueFd nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
+    EXPECT_GE(dup2(nowhere.get(), STDOUT_FILENO), 0);
+    const ExitStatus status = Undo({.isDryRun = false, .journal = path});
+    EXPECT_GE(dup2(output.get(), STDOUT_FILENO), 0);
+    return status;
+  }
+
+  // Everything that an undo restores. An item that was copied to another filesystem, or as a
+  // package of a lower layer, and back has its creation date in an attribute.
+  std::string DescribeRestoredTrees() const {
+    const bool isRenamed = run_.place != RunPlace::kOtherFilesystem && !volume_->HasLowerLayer();
+    const TreeAspects aspects = {.folderTimes = false, .creationDates = isRenamed};
+    return TreeText(scratch_.path(), aspects) + TreeText(other_.path(), aspects);
   }
 
   std::string DescribeUnchangedTrees() const {
@@ -499,6 +547,11 @@ TEST_P(RandomRuns, AgreeWithModel) {
 
 TEST_P(RandomRuns, AgreeWithDryRun) {
   CheckRuns("random dry runs", {"changed", "differs"}, &RealRun::CompareWithDryRun,
+            /*hasSidecars=*/true);
+}
+
+TEST_P(RandomRuns, AreUndone) {
+  CheckRuns("random runs, undone", {"not restored"}, &RealRun::CompareWithUndo,
             /*hasSidecars=*/true);
 }
 
