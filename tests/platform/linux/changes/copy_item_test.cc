@@ -292,7 +292,7 @@ bool SharesBlocks(const std::string& path) {
 TEST(CopyItem, SharesBlocksWithReflink) {
   const ScratchVolume volume(VolumeKind::kBtrfs);
   if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
-  WriteFile(volume / "file", std::string(size_t{1} << 20, 'x'));
+  WriteFile(volume / "file", std::string(size_t{1} << 14, 'x'));
   EXPECT_FALSE(SharesBlocks(volume / "file"));
   ASSERT_EQ(noErr, CopyAt(volume / "file", volume / "copy"));
   EXPECT_TRUE(SharesBlocks(volume / "copy"));

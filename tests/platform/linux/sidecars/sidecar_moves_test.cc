@@ -14,8 +14,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/sidecars/sidecar_journal.h"
 #include "platform/managers/autorelease_pool.h"
 #include "platform/managers/file_manager.h"
+#include "tests/platform/linux/operations/references.h"
 #include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/fault_injection/paused_calls.h"
 #include "tests/support/file_operations.h"
@@ -372,6 +374,29 @@ TEST(PosixUnlink, IgnoresOrphanedSidecar) {
   const NSAutoreleasePool pool;
   EXPECT_EQ(ENOENT, PosixUnlink((folder / "a").c_str()));
   EXPECT_EQ(Names{"._a"}, NamesIn(folder.path()));
+}
+
+// A rename by a hard link takes two steps. The entry keeps a run from moving the item on between
+// them without its sidecar.
+TEST(MoveWithSidecar, WritesEntryAtTargetIfRenameTakesTwoSteps) {
+  const TemporaryFolder folder;
+  WriteFile(folder / "from/a", "item");
+  WriteFile(folder / "from/._a", "sidecar");
+  MakeFolder(folder / "to");
+  const auto check = [&folder] {
+    const Names names = NamesIn(folder / "to");
+    ASSERT_EQ(2U, names.size());
+    EXPECT_EQ("._a", names[0]);
+    EXPECT_TRUE(IsJournalEntryName(names[1])) << names[1];
+  };
+  RunWithPausedCalls({{SYS_renameat2, "._a", 1, {}, EINVAL}, {SYS_linkat, "a", 1, check}}, [&] {
+    const NSAutoreleasePool pool;
+    ListFolder(folder / "from");
+    FSRef target;
+    EXPECT_EQ(noErr,
+              FSMoveObjectSync(RefAt(folder / "from/a"), RefAt(folder / "to"), nullptr, &target));
+    EXPECT_EQ((Names{"._a", "a"}), NamesIn(folder / "to"));
+  });
 }
 
 }  // namespace
