@@ -1,13 +1,21 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "platform/linux/changes/object_info.h"
+#include "platform/linux/operations/object_state.h"
+#include "platform/managers/change_reversal.h"
 #include "tests/faults/child_process.h"
 #include "tests/faults/run_plan.h"
 #include "tests/faults/test_data.h"
 #include "tests/faults/two_filesystems.h"
+#include "tests/support/fault_injection/process_kills.h"
+#include "tests/support/file_operations.h"
+#include "tests/support/memory_volume.h"
 #include "tests/support/soak.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/tree_lines.h"
@@ -177,6 +185,95 @@ TEST_P(UndoneRunOn, IsRestored) {
 INSTANTIATE_TEST_SUITE_P(EachFilesystem, UndoneRunOn,
                          testing::Values(VolumeKind::kExt4, VolumeKind::kXfs, VolumeKind::kBtrfs),
                          [](const auto& kind) { return NameOf(kind.param); });
+
+// ---- Killed before each call ----
+
+// An item that a run has filed.
+struct FiledCase {
+  const char* name;
+  bool isCopy = false;
+  bool isAcross = false;
+  bool isPackage = false;
+  bool hasSidecar = false;
+};
+
+constexpr std::array kFiledCases = {
+    FiledCase{.name = "moved across filesystems", .isAcross = true},
+    FiledCase{.name = "package moved across filesystems", .isAcross = true, .isPackage = true},
+    FiledCase{
+        .name = "moved across filesystems with sidecar", .isAcross = true, .hasSidecar = true},
+    FiledCase{.name = "moved with sidecar", .hasSidecar = true},
+    FiledCase{.name = "copied", .isCopy = true},
+    FiledCase{.name = "copied package", .isCopy = true, .isPackage = true},
+    FiledCase{.name = "copied with sidecar", .isCopy = true, .hasSidecar = true},
+};
+
+ObjectState StateAt(const std::string& path) {
+  struct statx info = {};
+  EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, path.c_str(), &info)) << path;
+  return ObjectStateOf(info);
+}
+
+class FiledItemTest {
+ public:
+  FiledItemTest(const FiledCase& filedCase, const std::string& top, const std::string& otherTop)
+      : source_(top), target_(filedCase.isAcross ? otherTop : top) {
+    const std::string original = source_ / "item.app";
+    const std::string filed = target_ / "item.app";
+    const std::vector<std::string> sidecar = {source_ / "._item.app", target_ / "._item.app"};
+    WriteFile(filedCase.isPackage ? original + "/sub/file" : original, "contents");
+    if (filedCase.hasSidecar) WriteFile(sidecar[0], "sidecar");
+    before_ = Describe();
+    item_ = {.original = original,
+             .originalState = StateAt(original),
+             .places = {},
+             .isCopy = filedCase.isCopy,
+             .hasSidecar = filedCase.hasSidecar};
+    EXPECT_EQ(noErr, CopyAt(original, filed));
+    if (filedCase.hasSidecar) {
+      EXPECT_EQ(noErr, CopyAt(sidecar[0], sidecar[1]));
+    }
+    item_.places.push_back({filed, StateAt(filed), "40DFCCB2-2A2F-473B-BD6A-000000000001"});
+    if (filedCase.isCopy) return;
+    fs::remove_all(original);
+    fs::remove(sidecar[0]);
+  }
+
+  // Returns the outcome.
+  ReversalOutcome Reverse() const {
+    return MakeChangeReversal(/*isDryRun=*/false)->ReverseItem(item_).outcome;
+  }
+
+  bool IsRestored() const { return Describe() == before_ && NamesIn(target_.path()).empty(); }
+
+  std::string Describe() const {
+    return TreeText(source_.path(), {.folderTimes = false, .creationDates = false});
+  }
+
+ private:
+  TemporaryFolder source_;
+  TemporaryFolder target_;
+  std::string before_;
+  FiledItem item_;
+};
+
+TEST(UndoneChange, KilledBeforeEachCall) {
+  const MemoryVolume other("size=16m");
+  if (!other.IsMounted()) GTEST_SKIP() << "this process may not mount";
+  for (const FiledCase& filedCase : kFiledCases) {
+    KillResult result = KillResult::kKilled;
+    for (unsigned call = 1; result == KillResult::kKilled; ++call) {
+      const FiledItemTest filed(filedCase, MemoryFolder(), other.path());
+      result = RunAndKillBeforeCall(call, [&filed] { (void)filed.Reverse(); });
+      if (result == KillResult::kNotPermitted) GTEST_SKIP() << "this process may not trace";
+      const ReversalOutcome outcome = filed.Reverse();
+      EXPECT_TRUE(outcome <= ReversalOutcome::kNothingToDo) << filedCase.name << ", call " << call;
+      EXPECT_TRUE(filed.IsRestored()) << filedCase.name << ", killed before call " << call << ":\n"
+                                      << filed.Describe();
+    }
+    EXPECT_EQ(KillResult::kFinished, result) << filedCase.name;
+  }
+}
 
 }  // namespace
 }  // namespace tessary::test
