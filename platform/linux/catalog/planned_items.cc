@@ -11,7 +11,7 @@
 namespace tessary {
 namespace {
 
-constexpr int kNoFollow = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
+constexpr int kPlannedStatFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
 
 }  // namespace
 
@@ -62,7 +62,7 @@ Status PlannedItems::LookUp(uint32_t folder, const std::string& name, Reference*
   FolderHandle handle;
   if (const Status status = folders_->Open(folder, &handle)) return status;
   struct statx info = {};
-  const bool isRefused = statx(handle->get(), name.c_str(), kNoFollow, 0, &info) != 0 &&
+  const bool isRefused = statx(handle->get(), name.c_str(), kPlannedStatFlags, 0, &info) != 0 &&
                          (errno == ENAMETOOLONG || errno == EILSEQ || errno == EINVAL);
   return isRefused ? LastError() : fnfErr;
 }
@@ -99,7 +99,7 @@ Status PlannedItems::Stat(uint32_t folder, std::string_view name, const Place& p
     info->stx_mask = STATX_TYPE | STATX_INO;
     info->stx_mode = S_IFDIR | 0777;
   } else {
-    if (statx(place.descriptor(), place.name.c_str(), kNoFollow, mask, info) != 0) {
+    if (statx(place.descriptor(), place.name.c_str(), kPlannedStatFlags, mask, info) != 0) {
       return LastError();
     }
     if (!IsObjectOf(item->object, *info)) return fnfErr;

@@ -27,7 +27,7 @@ namespace {
 
 std::unique_ptr<PlannedOperations> gPlannedOperations;
 
-constexpr uint64_t kBlockSize = 512;  // of stx_blocks
+constexpr uint64_t kStatBlockSize = 512;  // of stx_blocks
 
 PlannedItems& Plan() { return *Catalog::Get().planned(); }
 
@@ -46,7 +46,7 @@ class FolderCopyCheck : public TreeVisitor {
   Status VisitObject(int folder, const char* name, const struct statx& info) override {
     if (S_ISLNK(info.stx_mode)) return noErr;
     if (!S_ISREG(info.stx_mode)) return paramErr;
-    size_ += info.stx_blocks * kBlockSize;
+    size_ += info.stx_blocks * kStatBlockSize;
     return StatusFromErrno(AccessError(folder, name, R_OK));
   }
 
@@ -262,7 +262,7 @@ Status PlannedOperations::CheckCopy(const Transfer& transfer, uint64_t* size) {
   constexpr uint64_t kSmall = 1 << 20;
   const struct statx& info = transfer.info;
   if (!IsCopyable(info)) return paramErr;
-  *size = info.stx_blocks * kBlockSize;
+  *size = info.stx_blocks * kStatBlockSize;
   const Status named = CheckNamesAreFree(transfer.to, transfer.hasSidecar);
   const bool isSmall = S_ISREG(info.stx_mode) && info.stx_size <= kSmall;
   if (!isSmall && named != noErr) return named;
@@ -349,7 +349,7 @@ Status PlannedOperations::Delete(const FSRef& ref) {
   const bool hasSidecar = HasSidecarInPlan(reference.parent, name);
   const auto space = space_.find(reference.device);
   if (isFile && space != space_.end()) {
-    space->second.needed -= static_cast<int64_t>(info.stx_blocks * kBlockSize);
+    space->second.needed -= static_cast<int64_t>(info.stx_blocks * kStatBlockSize);
   }
   if (hasSidecar) Free(reference.parent, SidecarName(name));
   Free(reference.parent, name);
