@@ -133,7 +133,7 @@ ExitStatus Show(const FileManager& manager) {
   return PrintOutput(Sentence(manager, finding.isInstalled ? "in" : "not in", path));
 }
 
-ExitStatus Change(const FileManager& manager, bool isInstall) {
+ExitStatus ChangeEntry(const FileManager& manager, bool isInstall) {
   const std::string path = manager.path();
   Finding finding;
   const auto edit = isInstall ? manager.add : manager.remove;
@@ -151,7 +151,7 @@ ExitStatus Change(const FileManager& manager, bool isInstall) {
 
 ExitStatus Perform(const FileManager& manager, IntegrateAction action) {
   if (action == IntegrateAction::kStatus) return Show(manager);
-  return Change(manager, action == IntegrateAction::kInstall);
+  return ChangeEntry(manager, action == IntegrateAction::kInstall);
 }
 
 }  // namespace
