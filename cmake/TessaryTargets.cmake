@@ -87,8 +87,10 @@ function(tessary_test_program name)
   tessary_link(${name} ${arg_LIBRARIES} tessary_test_support)
   target_link_libraries(${name} PRIVATE GTest::gmock ${arg_MAIN})
   if(TESSARY_PRECOMPILE)
-    target_precompile_headers(${name} PRIVATE
-      <gmock/gmock.h> <gtest/gtest.h> <filesystem> <optional> <string> <vector>)
+    target_precompile_headers(${name} REUSE_FROM tessary_test_headers)
+    # Qt requires this option of the programs that use it, and precompiled headers require the same
+    # options everywhere.
+    target_compile_options(${name} PRIVATE -fPIC)
   endif()
 endfunction()
 
@@ -98,6 +100,7 @@ endfunction()
 function(tessary_tests name label)
   tessary_test_program(${name} ${ARGN})
   if(TESSARY_SANITIZE AND NOT label MATCHES "^(unit|disk)$")
+    set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
     return()
   endif()
   set(seconds 120)
