@@ -309,6 +309,14 @@ void PlannedOperations::Add(const Transfer& transfer, bool isRenamed, bool isMov
     }
   }
   *target = RefOf(add(transfer.source, to.place.name));
+  // The engine asks for the moved item at once. The cache is by name.
+  if (!isRenamed || transfer.hasSidecar || transfer.from.name != to.place.name) return;
+  const PlannedItems::Item* added = Plan().Find(to.folder, to.place.name);
+  if (added == nullptr || added->inode != 0) return;
+  Place place = transfer.from;
+  place.planned = added->state;
+  place.mayHaveSidecar = false;
+  catalog.stats().Insert(to.folder, place, transfer.info);
 }
 
 void PlannedOperations::Free(uint32_t folder, const std::string& name) {
