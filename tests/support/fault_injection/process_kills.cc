@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,12 +24,15 @@ constexpr int kNotPermittedStatus = 126;
 // known counts.
 bool IsBeforeChange(const __ptrace_syscall_info& info) {
   static const std::set<uint64_t> kReading = {
-      SYS_statx,      SYS_newfstatat, SYS_fstat,    SYS_read,       SYS_pread64,    SYS_lseek,
-      SYS_getdents64, SYS_close,      SYS_readlink, SYS_readlinkat, SYS_llistxattr, SYS_flistxattr,
-      SYS_lgetxattr,  SYS_fgetxattr,  SYS_fstatfs,  SYS_getpid,     SYS_geteuid,    SYS_getrandom,
-      SYS_faccessat2, SYS_brk,        SYS_mmap,     SYS_munmap};
+      SYS_statx,      SYS_newfstatat, SYS_fstat,     SYS_read,           SYS_pread64,
+      SYS_lseek,      SYS_getdents64, SYS_close,     SYS_readlink,       SYS_readlinkat,
+      SYS_llistxattr, SYS_flistxattr, SYS_lgetxattr, SYS_fgetxattr,      SYS_fstatfs,
+      SYS_getpid,     SYS_geteuid,    SYS_getrandom, SYS_faccessat2,     SYS_brk,
+      SYS_mmap,       SYS_munmap,     SYS_mprotect,  SYS_madvise,        SYS_futex,
+      SYS_clone3,     SYS_gettid,     SYS_prlimit64, SYS_rt_sigprocmask, SYS_sched_getaffinity};
   if (info.op == PTRACE_SYSCALL_INFO_NONE) return true;
   if (info.op != PTRACE_SYSCALL_INFO_ENTRY) return false;
+  if (info.entry.nr == SYS_ioctl) return info.entry.args[1] == FICLONE;
   if (info.entry.nr == SYS_openat) return (info.entry.args[2] & O_ACCMODE) != O_RDONLY;
   return !kReading.contains(info.entry.nr);
 }

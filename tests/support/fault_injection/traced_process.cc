@@ -57,9 +57,15 @@ __ptrace_syscall_info TracedProcess::ReadCall() const {
 
 void TracedProcess::Kill() {
   kill(process_, SIGKILL);
-  // A stop that was under way may be reported first.
-  while (waitpid(process_, &status_, __WALL) == process_ && WIFSTOPPED(status_)) {
-  }
+  // Stops that were under way may be reported first. The end of the process is reported only when
+  // its other threads, if they are traced, have been waited for.
+  const pid_t waited = threads_ == Threads::kAll ? -1 : process_;
+  int status = 0;
+  pid_t ended = 0;
+  do {
+    ended = waitpid(waited, &status, __WALL);
+  } while (ended >= 0 && (ended != process_ || WIFSTOPPED(status)));
+  status_ = status;
 }
 
 }  // namespace tessary::test
