@@ -7,11 +7,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
-#include <unordered_map>
+#include <utility>
 
 #include "platform/linux/descriptors/proc_fd_path.h"
 #include "platform/linux/mac_formats/date_forms.h"
@@ -192,11 +193,30 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
           CreatesFilesWhenClosed(magic, device)};
 }
 
-std::unordered_map<uint32_t, Volume> gVolumes;  // by device number
+struct ExaminedVolume {
+  uint32_t device;
+  Volume volume;
+  const ExaminedVolume* next;
+};
+
+// The filesystems that have been examined in this run: a list of a few entries, which only grows
+// until ForgetVolumes. So every thread can read it without a lock.
+std::atomic<const ExaminedVolume*> gVolumes = nullptr;
 
 const Volume* FindVolume(uint32_t device) {
-  const auto found = gVolumes.find(device);
-  return found == gVolumes.end() ? nullptr : &found->second;
+  const ExaminedVolume* each = gVolumes.load(std::memory_order_acquire);
+  while (each != nullptr && each->device != device) each = each->next;
+  return each == nullptr ? nullptr : &each->volume;
+}
+
+// Two threads may examine the same filesystem at once. Then it is in the list twice, which does no
+// harm.
+const Volume& RememberVolume(uint32_t device, const Volume& volume) {
+  auto* examined = new ExaminedVolume{device, volume, gVolumes.load(std::memory_order_relaxed)};
+  while (!gVolumes.compare_exchange_weak(examined->next, examined, std::memory_order_release,
+                                         std::memory_order_relaxed)) {
+  }
+  return examined->volume;
 }
 
 bool IsRefusedByWindows(char c) {
@@ -224,22 +244,27 @@ const Volume& VolumeOf(uint32_t device, int descriptor) {
   if (const Volume* known = FindVolume(device)) return *known;
   struct statfs info = {};
   const bool isKnown = fstatfs(descriptor, &info) == 0;
-  return gVolumes[device] = isKnown ? MakeVolume(info, device, ProcFdPath(descriptor)) : Volume();
+  return RememberVolume(device,
+                        isKnown ? MakeVolume(info, device, ProcFdPath(descriptor)) : Volume());
 }
 
 const Volume& VolumeAt(uint32_t device, const std::string& path) {
   if (const Volume* known = FindVolume(device)) return *known;
   struct statfs info = {};
   const bool isKnown = statfs(path.c_str(), &info) == 0;
-  return gVolumes[device] = isKnown ? MakeVolume(info, device, path) : Volume();
+  return RememberVolume(device, isKnown ? MakeVolume(info, device, path) : Volume());
 }
 
 bool IsAnyOverlayKnown() {
-  return std::any_of(gVolumes.begin(), gVolumes.end(),
-                     [](const auto& known) { return known.second.isOverlay; });
+  const ExaminedVolume* each = gVolumes.load(std::memory_order_acquire);
+  while (each != nullptr && !each->volume.isOverlay) each = each->next;
+  return each != nullptr;
 }
 
-void ForgetVolumes() { gVolumes.clear(); }
+void ForgetVolumes() {
+  const ExaminedVolume* each = gVolumes.exchange(nullptr, std::memory_order_acquire);
+  while (each != nullptr) delete std::exchange(each, each->next);
+}
 
 bool HasUnstableInodes(uint32_t device) {
   const Volume* known = FindVolume(device);

@@ -48,7 +48,7 @@ struct Volume {
 
 // Return the properties of the filesystem with that device number. They are determined once per
 // run, through a descriptor of, or a path to, any object on it. The result is valid until
-// ForgetVolumes.
+// ForgetVolumes. These and IsAnyOverlayKnown are safe to call from several threads.
 const Volume& VolumeOf(uint32_t device, int descriptor);
 const Volume& VolumeAt(uint32_t device, const std::string& path);
 
@@ -56,7 +56,8 @@ const Volume& VolumeAt(uint32_t device, const std::string& path);
 // false in most runs and needs no device number, which would cost a system call.
 bool IsAnyOverlayKnown();
 
-// Discards all properties. The kernel reuses the device number of an unmounted filesystem.
+// Discards all properties. The kernel reuses the device number of an unmounted filesystem. No other
+// thread may use them at that time.
 void ForgetVolumes();
 
 // Returns the name under which an object named `name` can exist on a filesystem: the same, or with
