@@ -76,7 +76,8 @@ class PassItem {
   PassItem(const FSRef& item, const FSRef& parent, const PassRules& rules)
       : item_(item), parent_(parent), rules_(rules) {}
 
-  void Process(KeyFolderTable* table);
+  // `copyAhead` knows the list that the item is an element of.
+  void Process(KeyFolderTable* table, FSCopyAhead* copyAhead);
 
  private:
   // Finds the item's path and key folder. Returns false if the item is not to be transferred; that
@@ -101,11 +102,12 @@ class PassItem {
   std::optional<uint64_t> size_;
 };
 
-void PassItem::Process(KeyFolderTable* table) try {
+void PassItem::Process(KeyFolderTable* table, FSCopyAhead* copyAhead) try {
   const FSStatCacheScope statCache;
   if (!Prepare(table)) return;
   rules_.reportProgress("Moving: " + path_);
   const bool copy = rules_.isCopyWanted();
+  if (copy) copyAhead->WillCopy(item_);
   TransferResult result;
   const bool isFiled = TryFastTransfer(item_, parent_, folder_->ref, copy, &result) ||
                        TransferItemAtPath(path_, folder_->path, copy, &result);
@@ -180,12 +182,14 @@ void PassItem::ReadSize() {
 }  // namespace
 
 void RunPass(const FSRef& folder, const FSRef* destination, const PassRules& rules) try {
-  KeyFolderTable table(destination != nullptr ? *destination : folder);
+  const FSRef& parent = destination != nullptr ? *destination : folder;
+  KeyFolderTable table(parent);
   Status status = noErr;
   const std::optional<std::vector<FSRef>> items = ListFolderFiles(folder, &status);
   if (status != noErr) ObserveUnlistedFolder(folder, status);
   if (!items) return;
-  for (const FSRef& item : *items) PassItem(item, folder, rules).Process(&table);
+  FSCopyAhead copyAhead(items->data(), items->size(), parent);
+  for (const FSRef& item : *items) PassItem(item, folder, rules).Process(&table, &copyAhead);
 } catch (const std::bad_alloc&) {
   ReportFolderOutOfMemory();
 }

@@ -1,19 +1,112 @@
 #include <gtest/gtest.h>
 #include <linux/magic.h>
+#include <sched.h>
 #include <sys/vfs.h>
+#include <unistd.h>
 
-#include <optional>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "engine/run.h"
+#include "engine/shell.h"
+#include "platform/linux/changes/copy_ahead.h"
 #include "tests/programs/program.h"
 #include "tests/programs/system_calls.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/preferences_folder.h"
+#include "tests/support/run_in_child.h"
 
 // The system calls that filing one item makes. docs/performance.md has a table of the same numbers.
 namespace tessary::test {
 namespace {
 
 constexpr int kItems = 24;
+
+// The calls of each of the `more` items that a run with the calls `counts` has handled beyond one
+// with the calls `before`.
+CallCounts Divide(const CallCounts& before, const CallCounts& counts, int more) {
+  CallCounts perItem;
+  for (const auto& [name, count] : counts) {
+    const auto found = before.find(name);
+    const int difference = count - (found != before.end() ? found->second : 0);
+    EXPECT_EQ(0, difference % more) << name << ": " << difference << " for " << more << " items";
+    if (difference / more != 0) perItem[name] = difference / more;
+  }
+  return perItem;
+}
+
+// Leaves this process one processor, so that programs which it starts prepare no copies.
+class OneProcessor {
+ public:
+  OneProcessor() {
+    EXPECT_EQ(0, sched_getaffinity(0, sizeof(saved_), &saved_));
+    cpu_set_t one = {};
+    for (size_t i = 0; i < CPU_SETSIZE && CPU_COUNT(&one) == 0; ++i) {
+      if (CPU_ISSET(i, &saved_)) CPU_SET(i, &one);
+    }
+    EXPECT_EQ(0, sched_setaffinity(0, sizeof(one), &one));
+  }
+  ~OneProcessor() { EXPECT_EQ(0, sched_setaffinity(0, sizeof(saved_), &saved_)); }
+  OneProcessor(const OneProcessor&) = delete;
+  OneProcessor& operator=(const OneProcessor&) = delete;
+
+ private:
+  cpu_set_t saved_ = {};
+};
+
+// The calls of a run that copies: of its main thread, and of the thread that prepares copies.
+struct CopyCalls {
+  CallCounts main;
+  CallCounts ahead;
+};
+
+// Copies all files of a folder in this process. Waits in the turn of the second file until the
+// copies of all others are prepared, so that each thread makes the same calls every time. Returns
+// true if all of these were used.
+bool CopyPrepared(const std::string& source, const std::string& destination, uint64_t items) {
+  constexpr int kMaxWaits = 20'000;
+  uint64_t turns = 0;
+  SetEngineHooks({.showProgressText = [&turns, items](const std::string&, int) {
+    if (++turns != 2) return;
+    for (int i = 0; i < kMaxWaits && CountPreparedCopies().prepared < items - 1; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }});
+  AggregateFolder(RefAt(source), RefAt(destination));
+  SetEngineHooks({});
+  return CountPreparedCopies().published == items - 1;
+}
+
+// Counts the calls of such a run in a child process.
+CopyCalls CountPreparedCopy(uint64_t items) {
+  const TemporaryFolder memory("/dev/shm");
+  const PreferencesFolder preferences;
+  MakeFolder(memory / "destination");
+  for (uint64_t i = 0; i < items; ++i) {
+    const std::string path = memory / "source/item" + std::to_string(i) + ".txt";
+    WriteFile(path, "contents");
+    SetModificationDate(path, 1'236'168'000);
+  }
+  // A file that has just been changed is not prepared.
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  CopyCalls calls;
+  const pid_t child = ForkChild();
+  if (child == 0) {
+    const CapturedLog log;
+    if (!AllowCallCounting()) _exit(1);
+    (void)raise(SIGSTOP);
+    _exit(CopyPrepared(memory / "source", memory / "destination", items) ? 0 : 2);
+  }
+  EXPECT_EQ(0, CountCalls(child, &calls.main, &calls.ahead));
+  // Either thread or both find out that a tmpfs has no reflinks.
+  calls.main.erase("ioctl EOPNOTSUPP");
+  calls.ahead.erase("ioctl EOPNOTSUPP");
+  return calls;
+}
 
 // Runs on tmpfs, where the calls are the same on every machine.
 class SystemCallBudget : public ProgramTest {
@@ -48,18 +141,10 @@ class SystemCallBudget : public ProgramTest {
     return counts;
   }
 
-  // The calls per item: the difference between a run over twice as many items and one over kItems,
-  // divided by kItems. So the calls for starting, listing and creating the key folder do not count.
+  // The calls per item, so that those for starting, listing and creating the key folder do not
+  // count.
   CallCounts CallsPerItem(const std::vector<std::string>& options) const {
-    const CallCounts once = CountRun(options, kItems);
-    CallCounts perItem;
-    for (const auto& [name, count] : CountRun(options, 2 * kItems)) {
-      const auto before = once.find(name);
-      const int more = count - (before != once.end() ? before->second : 0);
-      EXPECT_EQ(0, more % kItems) << name << ": " << more << " for " << kItems << " items";
-      if (more / kItems != 0) perItem[name] = more / kItems;
-    }
-    return perItem;
+    return Divide(CountRun(options, kItems), CountRun(options, 2 * kItems), kItems);
   }
 };
 
@@ -98,6 +183,7 @@ TEST_F(SystemCallBudget, CopyByExtension) {
   if (!SetAttribute(memory.path(), "user.tessary-test", "")) {
     GTEST_SKIP() << "the tmpfs of this kernel has no user attributes: a copy makes other calls";
   }
+  const OneProcessor processor;
   const CallCounts budget = {{"close", 2},
                              {"fgetxattr ENODATA", 1},
                              {"flistxattr", 1},
@@ -113,6 +199,24 @@ TEST_F(SystemCallBudget, CopyByExtension) {
                              {"utimensat", 1},
                              {"write", 1}};
   EXPECT_EQ(budget, CallsPerItem({"--copy", "--kind", "extension"}));
+}
+
+TEST_F(SystemCallBudget, CopyPreparedByExtension) {
+  const TemporaryFolder memory("/dev/shm");
+  if (!SetAttribute(memory.path(), "user.tessary-test", "")) {
+    GTEST_SKIP() << "the tmpfs of this kernel has no user attributes: a copy makes other calls";
+  }
+  if (!HasSecondProcessor()) GTEST_SKIP() << "there is only one processor";
+  const CopyCalls few = CountPreparedCopy(5);
+  const CopyCalls more = CountPreparedCopy(9);
+  const CallCounts mainBudget = {{"close", 1},  {"fgetxattr ENODATA", 1}, {"ioctl", 2},
+                                 {"linkat", 1}, {"listxattr", 1},         {"newfstatat ENOENT", 1},
+                                 {"statx", 3},  {"statx ENOENT", 1},      {"write", 1}};
+  EXPECT_EQ(mainBudget, Divide(few.main, more.main, 4));
+  const CallCounts aheadBudget = {
+      {"close", 1},   {"fgetxattr ENODATA", 1}, {"flistxattr", 1}, {"fsetxattr", 1}, {"openat", 2},
+      {"pread64", 1}, {"pwrite64", 1},          {"statx", 4},      {"utimensat", 1}};
+  EXPECT_EQ(aheadBudget, Divide(few.ahead, more.ahead, 4));
 }
 
 }  // namespace

@@ -46,6 +46,22 @@ TEST_F(DescriptorLimit, AllowsRecursiveCopy) {
   EXPECT_EQ(before, FilesBelow(At("source")));
 }
 
+TEST_F(DescriptorLimit, AllowsCopyOfLongList) {
+  constexpr int kFiles = 300;
+  for (int i = 0; i < kFiles; ++i) {
+    const std::string number = std::to_string(i);
+    WriteFile(At("source/" + number + ".d" + std::to_string(i % 7)), number);
+  }
+  for (const unsigned descriptors : {24U, 64U}) {
+    ProgramSetup setup;
+    setup.descriptors = descriptors;
+    const ProgramResult result = Aggregate({"--copy"}, setup);
+    EXPECT_EQ(0, result.status) << result.errors;
+    EXPECT_THAT(result.output, HasSubstr("301 filed, 0 skipped, 0 failed"));
+  }
+  EXPECT_THAT(FilesBelow(At("destination/d0")), SizeIs(2 * (kFiles / 7 + 1)));
+}
+
 TEST_F(DescriptorLimit, AllowsRecursiveMoveAcrossFilesystems) {
   const TemporaryFolder memory("/dev/shm");
   if (!AreOnDifferentVolumes(At(""), memory.path())) {

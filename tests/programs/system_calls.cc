@@ -65,8 +65,10 @@ std::string NameOfCall(uint64_t number) {
 
 bool IsOfAllocator(uint64_t number) {
   return number == SYS_brk || number == SYS_mmap || number == SYS_munmap || number == SYS_mremap ||
-         number == SYS_madvise;
+         number == SYS_madvise || number == SYS_mprotect;
 }
+
+bool IsWaiting(uint64_t number) { return number == SYS_futex || number == SYS_clock_nanosleep; }
 
 __ptrace_syscall_info ReadStop(pid_t child) {
   __ptrace_syscall_info info = {};
@@ -75,7 +77,7 @@ __ptrace_syscall_info ReadStop(pid_t child) {
 }
 
 void Count(uint64_t call, const __ptrace_syscall_info& stop, CallCounts* counts) {
-  if (IsOfAllocator(call)) return;
+  if (IsOfAllocator(call) || IsWaiting(call)) return;
   std::string name = NameOfCall(call);
   if (stop.exit.is_error != 0) {
     const char* error = strerrorname_np(static_cast<int>(-stop.exit.rval));
@@ -104,30 +106,35 @@ bool CanCountCalls() {
 
 bool AllowCallCounting() { return ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0; }
 
-int CountCalls(pid_t child, CallCounts* counts) {
+int CountCalls(pid_t child, CallCounts* counts, CallCounts* otherThreads) {
   int status = 0;
-  uint64_t call = 0;
   EXPECT_EQ(child, waitpid(child, &status, 0));
   // The child stops for the first time before the first instruction of its program.
   if (WIFSTOPPED(status)) {
-    EXPECT_EQ(0,
-              ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL));
+    const long options = PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL |
+                         (otherThreads != nullptr ? PTRACE_O_TRACECLONE : 0);
+    EXPECT_EQ(0, ptrace(PTRACE_SETOPTIONS, child, nullptr, options));
   }
-  long signal = 0;
+  std::map<pid_t, uint64_t> calls;  // the one that each thread is making
+  pid_t stopped = child;
+  int stop = status;
   while (WIFSTOPPED(status)) {
-    if (WSTOPSIG(status) == kCallStop) {
-      const __ptrace_syscall_info stop = ReadStop(child);
-      if (stop.op == PTRACE_SYSCALL_INFO_ENTRY) {
-        call = stop.entry.nr;
+    const int reason = WIFSTOPPED(stop) ? WSTOPSIG(stop) : 0;
+    if (reason == kCallStop) {
+      const __ptrace_syscall_info info = ReadStop(stopped);
+      if (info.op == PTRACE_SYSCALL_INFO_ENTRY) {
+        calls[stopped] = info.entry.nr;
       } else {
-        Count(call, stop, counts);
+        Count(calls[stopped], info, stopped == child ? counts : otherThreads);
       }
-      signal = 0;
-    } else {
-      signal = WSTOPSIG(status) == SIGTRAP ? 0 : WSTOPSIG(status);
     }
-    if (ptrace(PTRACE_SYSCALL, child, nullptr, signal) != 0) break;
-    EXPECT_EQ(child, waitpid(child, &status, 0));
+    // SIGTRAP and SIGSTOP come from the tracing.
+    const bool isOfTracing = reason == kCallStop || reason == SIGTRAP || reason == SIGSTOP;
+    // Fails for a thread that has just ended. The next wait reports another one.
+    (void)ptrace(PTRACE_SYSCALL, stopped, nullptr, isOfTracing ? 0 : reason);
+    stopped = waitpid(otherThreads != nullptr ? -1 : child, &stop, __WALL);
+    if (stopped < 0) break;
+    if (stopped == child) status = stop;
   }
   return status;
 }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/copy_contents.h"
@@ -59,13 +60,12 @@ Status CopyInto(TempFileKind kind, int from, int toFolder, const char* toName, C
   return fBsyErr;
 }
 
-}  // namespace
+// Whatever has replaced the file must not be followed, block, or become our terminal.
+constexpr int kSourceFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 
-Status OpenSourceFile(int folder, const char* name, const Identity& identity, struct statx* info,
-                      UniqueFd* opened) {
-  // Whatever has replaced the file must not be followed, block, or become our terminal. It is
-  // identified only when it is open: a check before that would leave a window.
-  UniqueFd file = OpenWithoutAtime(folder, name, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+// Checks a source that has been opened, or, if it is empty, returns why it could not be. It is
+// identified only when it is open: a check before that would leave a window.
+Status Identify(UniqueFd file, const Identity& identity, struct statx* info, UniqueFd* opened) {
   if (!file) {
     // The errors for a link and for a socket: neither is the file that was there.
     return errno == ELOOP || errno == ENXIO ? fnfErr : LastError();
@@ -76,6 +76,19 @@ Status OpenSourceFile(int folder, const char* name, const Identity& identity, st
   *info = found;
   *opened = std::move(file);
   return noErr;
+}
+
+}  // namespace
+
+Status OpenSourceFile(int folder, const char* name, const Identity& identity, struct statx* info,
+                      UniqueFd* opened) {
+  return Identify(OpenWithoutAtime(folder, name, kSourceFlags), identity, info, opened);
+}
+
+Status OpenSourceFileWithoutAtime(int folder, const char* name, const Identity& identity,
+                                  struct statx* info, UniqueFd* opened) {
+  constexpr int kFlags = kSourceFlags | O_RDONLY | O_NOATIME | O_CLOEXEC;
+  return Identify(UniqueFd(openat(folder, name, kFlags)), identity, info, opened);
 }
 
 Status FillFile(int from, int to, const struct statx& made, CopyRole role, struct statx* info,

@@ -12,10 +12,14 @@ namespace tessary {
 
 // Opens the regular file (`folder`, `name`) for reading if it has that identity. Never blocks: a
 // FIFO that has replaced the file is opened without waiting for a writer, and refused. `*info`, the
-// stat result of the open file, and `*opened` are written on success only.
+// stat result of the open file, and `*opened` are written on success only. The second function
+// fails with afpAccessDenied if reading would change the access time, because the file belongs to
+// another user.
 // Errors: fnfErr (another object by now); otherwise the status of the failed system call.
 Status OpenSourceFile(int folder, const char* name, const Identity& identity, struct statx* info,
                       UniqueFd* opened);
+Status OpenSourceFileWithoutAtime(int folder, const char* name, const Identity& identity,
+                                  struct statx* info, UniqueFd* opened);
 
 // Copies contents and metadata of the open file `from` to the open empty file `to`; `*info` and
 // `made` are their stat results. Sets `*hasChanged` to whether the source has changed since

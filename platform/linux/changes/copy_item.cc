@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/linux/changes/copy_ahead.h"
 #include "platform/linux/changes/copy_file.h"
 #include "platform/linux/changes/copy_folder.h"
 #include "platform/linux/changes/copy_link.h"
@@ -73,6 +74,9 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
   const char* name = source.name.c_str();
   const char* toName = target.name.c_str();
   if (S_ISREG(copy.source.stx_mode)) {
+    if (role == CopyRole::kCopiedItem) {
+      if (const auto published = PublishPreparedCopy(source, target, copied)) return *published;
+    }
     UniqueFd from;
     status = OpenSourceFile(source.folder, name, Identity::Of(copy.source), &copy.source, &from);
     if (status == noErr) status = CopyOpenFile(from.get(), target.folder, toName, role, &copy);
@@ -91,6 +95,7 @@ Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, Copi
   // Here the check comes first although the file is small: the caller has not looked the name up,
   // so an existing one is not the rare case.
   if (const Status status = CheckTargetNameIsFree(target)) return status;
+  if (const auto published = PublishPreparedCopy(source, target, copied)) return *published;
   const char* name = source.name.c_str();
   const Status status =
       OpenSourceFile(source.folder, name, source.identity, &copied->source, &from);

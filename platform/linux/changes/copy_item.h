@@ -59,7 +59,8 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
 // Copies and publishes a small regular file in the role kCopiedItem, for callers that have stat'ed
 // neither name: the source is identified by opening it, and an existing target name is found before
 // anything is copied. `*copied` must be empty; it is unspecified on failure.
-// Errors: those of CopyItem; paramErr also for a file of more than 1 MiB.
+// Errors: those of CopyItem; paramErr also for a file of more than 1 MiB, unless a copy of it is
+// prepared (copy_ahead.h).
 Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, CopiedItem* copied);
 
 }  // namespace tessary

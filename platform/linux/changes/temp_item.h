@@ -61,6 +61,13 @@ class TempItem {
   // of RenameWithoutReplacing, or for an anonymous file those of LinkOpenFile.
   Status Publish(const char* name);
 
+  // Gives an anonymous file its permanent name in another folder of its filesystem, which must stay
+  // open while the item exists. Returns the statuses of LinkOpenFile.
+  Status PublishIn(int folder, const char* name) {
+    folder_ = folder;
+    return Publish(name);
+  }
+
   // Returns true if the published object still has a name, even if another process has renamed it.
   bool IsStillNamed() const;
 

@@ -4,6 +4,7 @@
 
 #include "platform/linux/catalog/catalog.h"
 #include "platform/linux/changes/copied_item.h"
+#include "platform/linux/changes/copy_ahead.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/operations/announced_change.h"
 #include "platform/linux/operations/planned_operations.h"
@@ -41,8 +42,10 @@ Status FSCopyObjectSync(const FSRef& source, const FSRef& folder, const std::u16
   // The cached stat is good enough: CopyItem checks the identity again once the source is open.
   CopySource copySource = CopySourceOf(source, from);
   copySource.knownStat = info;
-  status = withSidecar ? TransferWithSidecar(*withSidecar, to, CopyWithSidecar)
+  status = RetryWithoutPreparedCopies([&] {
+    return withSidecar ? TransferWithSidecar(*withSidecar, to, CopyWithSidecar)
                        : CopyItem(copySource, CopyTargetOf(to));
+  });
   status = change.Conclude(status, &to);
   if (status == noErr) *target = MakeTargetRef(to, InfoOfCopy(info, to));
   return status;

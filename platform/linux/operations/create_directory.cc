@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <string>
 
+#include "platform/linux/changes/copy_ahead.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/operations/announced_change.h"
 #include "platform/linux/operations/planned_operations.h"
@@ -31,7 +32,8 @@ Status FSCreateDirectoryUnicode(const FSRef& parent, std::u16string_view name, F
   AnnouncedChange change;
   status = change.AnnounceFolder(target);
   if (status != noErr) return status;
-  status = change.Conclude(MakeFolder(target.place), &target);
+  status = RetryWithoutPreparedCopies([&target] { return MakeFolder(target.place); });
+  status = change.Conclude(status, &target);
   if (status != noErr) return status;
   struct statx made = {};
   made.stx_mode = S_IFDIR;

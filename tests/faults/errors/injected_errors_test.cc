@@ -11,9 +11,11 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/linux/changes/copy_ahead.h"
 #include "platform/linux/errors.h"
 #include "tests/faults/errors/scenario_fixture.h"
 #include "tests/support/fault_injection/system_call_names.h"
+#include "tests/support/shared_memory.h"
 #include "tests/support/soak.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/volumes.h"
@@ -184,6 +186,19 @@ class ErrorCounts {
  private:
   std::map<int, std::map<int, int>> counts_;
 };
+
+// The errors meet runs that prepare copies, as users have them.
+TEST(InjectedErrors, MeetPreparedCopies) {
+  if (!HasSecondProcessor()) GTEST_SKIP() << "there is only one processor";
+  const ScenarioFixture fixture(Scenarios().front());
+  const SharedMemory<uint64_t> prepared;
+  const SupervisedResult result = fixture.Run(
+      FileCalls(), [](const SupervisedCall&) { return 0; }, [] {},
+      [&prepared] { *prepared = CountPreparedCopies().prepared; });
+  if (!result.isSupervised) GTEST_SKIP() << "the kernel does not support seccomp notifications";
+  EXPECT_EQ(0, result.exitStatus) << result.output;
+  EXPECT_LT(0U, *prepared);
+}
 
 TEST(InjectedErrors, LoseNothing) {
   const std::vector<Target> targets = FindTargets();

@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "tests/support/distinct_names.h"
 #include "tests/support/file_operations.h"
@@ -25,7 +27,7 @@ std::string OtherFilesystem() {
     std::string reason;
     if (!EnterMountNamespace(&reason)) return fs::temp_directory_path().string();
     // Unmounted with the namespace when the process ends.
-    static const MemoryVolume* volume = new MemoryVolume("size=64m");
+    static const MemoryVolume* volume = new MemoryVolume("size=1g");
     return volume->IsMounted() ? volume->path() : fs::temp_directory_path().string();
   }();
   return kPath;
@@ -94,6 +96,9 @@ ScenarioFixture::ScenarioFixture(const Scenario& scenario)
       source_(MemoryFolder()),
       destination_(scenario.isAcross ? OtherFilesystem() : MemoryFolder()) {
   Fill();
+  // Longer than a tick of most kernels: copies of files that have just been changed are not
+  // prepared.
+  std::this_thread::sleep_for(std::chrono::milliseconds(5));
   sourceItems_ = TakeInventory(Source(), Aspects());
   existingItems_ = TakeInventory(Destination(), Aspects());
 }
