@@ -196,7 +196,9 @@ SupervisedResult RunSupervised(const std::vector<int>& numbers, const CallDecisi
 
 }  // namespace tessary::test
 
-// Replaces the C library's close in every test program. In a supervised process it closes the
+#ifndef TESSARY_SANITIZE_THREADS
+// Replaces the C library's close in every test program, except with ThreadSanitizer, which has to
+// see each call itself. In a supervised process it closes the
 // descriptor by close_range(2), which nobody is asked about, and then calls close(2) for the
 // decision alone: a close that is made to fail would otherwise leave the descriptor open, which the
 // kernel never does.
@@ -207,3 +209,4 @@ extern "C" int close(int fd) {
   if (syscall(SYS_close_range, fd, fd, 0) != 0) return -1;
   return static_cast<int>(syscall(SYS_close, fd, kCloseMarker));
 }
+#endif
