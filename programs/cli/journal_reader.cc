@@ -44,7 +44,7 @@ class JournalBuilder {
 
   bool Add(const EndLine& /*line*/) { return IsExpected() && !std::exchange(hasEnd_, true); }
 
-  bool hasHeader() const { return hasHeader_; }
+  bool HasHeader() const { return hasHeader_; }
 
  private:
   bool IsExpected() const { return hasHeader_ && !hasEnd_; }
@@ -88,7 +88,7 @@ bool ReadJournal(JournalFile& file, Journal* journal, std::string* problem) {
     *problem = "line " + std::to_string(number + 1) + " is too long";
   else if (status != noErr)
     *problem = DescribeStatus(status);
-  else if (!builder.hasHeader())
+  else if (!builder.HasHeader())
     *problem = "not a journal";
   else
     return true;
