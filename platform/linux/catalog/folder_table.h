@@ -24,6 +24,7 @@ class NameTable {
   // Returns the reference's name, valid until the next SetName or release. Empty for "/" and for a
   // reference whose name has been released.
   std::string_view NameOf(const Reference& reference) const;
+  std::string_view NameOf(Reference&&) const = delete;  // the text may be inside the reference
 
   size_t Mark() const { return bytes_.size(); }
   void ReleaseTo(size_t mark);

@@ -62,15 +62,16 @@ Status LSCopyItemInfoForRef(const FSRef& item, uint32_t whichInfo, LSItemInfoRec
   if (info == nullptr || (whichInfo & (kLSRequestBasicFlagsOnly | kLSRequestAllFlags)) == 0) {
     return paramErr;
   }
+  const Reference reference = ReferenceOf(item);
   const CachedStat* cached = nullptr;
-  Status status = Catalog::Get().Stat(ReferenceOf(item), &cached);
+  Status status = Catalog::Get().Stat(reference, &cached);
   if (status != noErr) return status;
   FileInfo finderInfo;
   ExtendedFileInfo extendedInfo;
   const NodeKind kind = KindOf(cached->info);
   status = ReadFinderInfo(cached->place, kind, &finderInfo, &extendedInfo);
   if (status != noErr) return status;
-  const std::string_view name = Catalog::Get().names().NameOf(ReferenceOf(item));
+  const std::string_view name = Catalog::Get().names().NameOf(reference);
   info->flags = kind == NodeKind::kFolder ? FolderFlags(name, finderInfo) : 0;
   if (finderInfo.fileType == kApplicationType) info->flags |= kLSItemInfoIsApplication;
   return noErr;
