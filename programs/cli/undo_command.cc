@@ -51,8 +51,8 @@ class UndoRun {
  public:
   explicit UndoRun(bool isDryRun) : isDryRun_(isDryRun), reversal_(MakeChangeReversal(isDryRun)) {}
 
-  // What blocks a step may be moved away by a later one, so the remaining steps are tried again as
-  // long as that helps.
+  // What blocks a step may be moved away by a later one, and the original of a copy may be moved
+  // back, so the remaining steps are tried again as long as that helps.
   void Do(const UndoPlan& plan) {
     constexpr int kMaxPasses = 8;
     std::vector<const UndoStep*> remaining;
@@ -110,6 +110,7 @@ class UndoRun {
       case ReversalOutcome::kNothingToDo:
         ++reversed_;
         return;
+      case ReversalOutcome::kOriginalChanged:
       case ReversalOutcome::kNameUsed:
       case ReversalOutcome::kFolderNotEmpty:
         blocked_.emplace_back(&step, reversal);

@@ -78,7 +78,8 @@ class UndoPlanner {
       AddItem(number);
       return;
     }
-    item->places.push_back(PlaceAfter(number));
+    // A run by date may move an item out of its day folder and into it again.
+    if (change.target != item->original) item->places.push_back(PlaceAfter(number));
     steps_[known->second].lastChange = number;
     byPath_[change.target] = known->second;
     byPath_.erase(change.source);

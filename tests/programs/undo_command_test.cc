@@ -101,6 +101,28 @@ TEST_F(UndoTest, RestoresCopyByDate) {
   ExpectRestored({"--copy", "--recurse", "--kind=modification-date"});
 }
 
+// A run by date into a folder of its source moves the originals of its copies, too, and moves items
+// out of their day folders and back.
+TEST_F(UndoTest, RestoresRunsByDateWithinSource) {
+  for (const std::string operation : {"--copy", "--move"}) {
+    SCOPED_TRACE(operation);
+    for (const std::string path : {"sorted/Photos/a.txt", "sorted/2011/Aug 24, 2011/b"}) {
+      WriteFile(At("source/" + path), path);
+      SetModificationDate(At("source/" + path), 1314144000);
+    }
+    const std::string before = Trees();
+    EXPECT_EQ(0, Run({"aggregate", operation, "--recurse", "--kind=modification-date",
+                      "--journal=" + At("journal"), At("source"), At("source/sorted")})
+                     .status);
+    ASSERT_NE(before, Trees());
+    const ProgramResult result = Undo();
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("", result.errors);
+    EXPECT_EQ(before, Trees());
+    fs::remove(At("journal"));
+  }
+}
+
 TEST_F(UndoTest, RestoresMoveAcrossFilesystems) {
   const MemoryVolume other("size=4m");
   if (!other.IsMounted()) GTEST_SKIP() << "this process may not mount";
