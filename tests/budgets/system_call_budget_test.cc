@@ -116,7 +116,8 @@ class SystemCallBudget : public ProgramTest {
     if (statfs("/dev/shm", &filesystem) != 0 || filesystem.f_type != TMPFS_MAGIC) {
       GTEST_SKIP() << "/dev/shm is not a tmpfs: the calls of other filesystems differ";
     }
-    if (!CanCountCalls()) GTEST_SKIP() << "calls cannot be counted: tracing is not permitted here";
+    if (!CanCountCalls())
+      GTEST_SKIP() << "this process may not trace another one (ptrace), so calls cannot be counted";
   }
 
   // Counts the calls of a run over `items` plain files of one extension.
@@ -178,11 +179,20 @@ TEST_F(SystemCallBudget, MoveByCreationDate) {
   EXPECT_EQ(budget, CallsPerItem({"--move", "--kind", "creation-date"}));
 }
 
-TEST_F(SystemCallBudget, CopyByExtension) {
-  const TemporaryFolder memory("/dev/shm");
-  if (!SetAttribute(memory.path(), "user.tessary-test", "")) {
-    GTEST_SKIP() << "the tmpfs of this kernel has no user attributes: a copy makes other calls";
+// The calls of a copy depend on whether the filesystem has attributes.
+class CopyBudget : public SystemCallBudget {
+ protected:
+  void SetUp() override {
+    SystemCallBudget::SetUp();
+    if (IsSkipped()) return;
+    const TemporaryFolder memory("/dev/shm");
+    if (!SetAttribute(memory.path(), "user.tessary-test", "")) {
+      GTEST_SKIP() << "the tmpfs of this kernel has no user attributes: a copy makes other calls";
+    }
   }
+};
+
+TEST_F(CopyBudget, OneProcessor) {
   const OneProcessor processor;
   const CallCounts budget = {{"close", 2},
                              {"fgetxattr ENODATA", 1},
@@ -201,12 +211,10 @@ TEST_F(SystemCallBudget, CopyByExtension) {
   EXPECT_EQ(budget, CallsPerItem({"--copy", "--kind", "extension"}));
 }
 
-TEST_F(SystemCallBudget, CopyPreparedByExtension) {
-  const TemporaryFolder memory("/dev/shm");
-  if (!SetAttribute(memory.path(), "user.tessary-test", "")) {
-    GTEST_SKIP() << "the tmpfs of this kernel has no user attributes: a copy makes other calls";
+TEST_F(CopyBudget, PreparedCopies) {
+  if (!HasSecondProcessor()) {
+    GTEST_SKIP() << "this process has one processor: no copies are prepared on a second thread";
   }
-  if (!HasSecondProcessor()) GTEST_SKIP() << "there is only one processor";
   const CopyCalls few = CountPreparedCopy(5);
   const CopyCalls more = CountPreparedCopy(9);
   const CallCounts mainBudget = {{"close", 1},  {"fgetxattr ENODATA", 1}, {"ioctl", 2},
