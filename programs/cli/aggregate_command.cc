@@ -75,7 +75,8 @@ void PrintAll(const std::vector<std::string>& problems) {
 // Prints the records of the items as JSON, and adds them to the table, as the options say.
 void RecordItems(const AggregateOptions& options, Run* run) {
   run->isJson = options.isJson;
-  const bool hasTable = options.hasSummary;
+  // Whoever tries a run first wants to see where the files would go.
+  const bool hasTable = options.hasSummary || (options.isDryRun && IsOutputOnTerminal());
   if (!run->isJson && !hasTable) return;
   run->records.emplace([run, hasTable](const ItemRecord& record) {
     if (run->isJson) BufferOutput(JsonLine(JsonOfRecord(record)) + "\n");

@@ -224,6 +224,14 @@ TEST_F(AggregateSummary, GoesToStandardErrorAfterAWriteError) {
   EXPECT_THAT(result.errors, testing::EndsWith("items  size  folder\n    1   1 B  txt\n"));
 }
 
+TEST_F(AggregateSummary, ShownByDryRunOnATerminal) {
+  WriteFile(At("source/a.txt"), "a");
+  PseudoTerminal terminal(60);
+  EXPECT_EQ(0, Aggregate({"--dry-run"}, {.outputFile = terminal.fd()}).status);
+  EXPECT_THAT(ScreenLines(terminal.Finish()), Contains("    1   1 B  txt"));
+  EXPECT_THAT(Aggregate({"--dry-run"}).output, Not(HasSubstr("folder\n")));
+}
+
 TEST_F(AggregateSummary, IsEmptyWithoutItems) {
   const ProgramResult result = Aggregate({"--summary"});
   EXPECT_THAT(result.output, MatchesRegex("0 filed, 0 skipped, 0 failed in .* s\n"));
