@@ -52,11 +52,6 @@ class DeletionCheck : public TreeVisitor {
     if (const Status status = CheckFolder(opened, &inner)) return status;
     return VisitObject(folder, name, info);
   }
-
-  Status LeaveFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
-                     int /*left*/) override {
-    return noErr;
-  }
 };
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <cstring>
 #include <new>
 #include <optional>
 #include <string_view>
@@ -15,11 +14,9 @@
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/delete_tree.h"
-#include "platform/linux/changes/folder_chain.h"
 #include "platform/linux/changes/manifest.h"
-#include "platform/linux/changes/object_info.h"
 #include "platform/linux/changes/rename_fallbacks.h"
-#include "platform/linux/changes/tree_walk.h"
+#include "platform/linux/changes/same_contents.h"
 #include "platform/linux/descriptors/open_without_atime.h"
 #include "platform/linux/descriptors/open_without_symlinks.h"
 #include "platform/linux/descriptors/proc_fd_path.h"
@@ -71,88 +68,6 @@ std::optional<DeletionRecord> ReadDeletionRecord(int file, const struct statx& i
   return ParseDeletionRecord({bytes.data(), static_cast<size_t>(size)});
 }
 
-// Opens a regular file, without following or waiting for whatever else has the name.
-Status OpenFileToCompare(int folder, const char* name, UniqueFd* opened, uint64_t* size) {
-  *opened = OpenWithoutAtime(folder, name, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
-  // The errors for a link and for a socket.
-  if (!*opened) return errno == ELOOP || errno == ENXIO ? fBsyErr : LastError();
-  struct statx info = {};
-  if (const Status status = ReadObjectInfo(opened->get(), "", &info)) return status;
-  *size = info.stx_size;
-  return S_ISREG(info.stx_mode) ? noErr : fBsyErr;
-}
-
-// Returns noErr if both are regular files with the same contents, fBsyErr if not.
-Status CompareFiles(int folder, const char* name, int copies, const char* copy) {
-  UniqueFd first;
-  UniqueFd second;
-  uint64_t size = 0;
-  uint64_t copySize = 0;
-  if (const Status status = OpenFileToCompare(folder, name, &first, &size)) return status;
-  if (const Status status = OpenFileToCompare(copies, copy, &second, &copySize)) return status;
-  if (size != copySize) return fBsyErr;
-  std::array<char, 16'384> bytes = {};
-  std::array<char, 16'384> copyBytes = {};
-  for (off_t at = 0; static_cast<uint64_t>(at) < size;) {
-    const ssize_t got = pread(first.get(), bytes.data(), bytes.size(), at);
-    if (got < 0) return LastError();
-    const ssize_t copyGot = pread(second.get(), copyBytes.data(), copyBytes.size(), at);
-    if (copyGot < 0) return LastError();
-    const auto length = static_cast<size_t>(got);
-    if (got == 0 || got != copyGot || std::memcmp(bytes.data(), copyBytes.data(), length) != 0) {
-      return fBsyErr;
-    }
-    at += got;
-  }
-  return noErr;
-}
-
-// Returns noErr if both are links with the same text, fBsyErr if not.
-Status CompareLinks(int folder, const char* name, int copies, const char* copy) {
-  std::array<char, PATH_MAX> text = {};
-  std::array<char, PATH_MAX> copyText = {};
-  const ssize_t size = readlinkat(folder, name, text.data(), text.size());
-  if (size < 0) return LastError();
-  if (readlinkat(copies, copy, copyText.data(), copyText.size()) < 0) {
-    return errno == EINVAL ? fBsyErr : LastError();
-  }
-  return text == copyText ? noErr : fBsyErr;
-}
-
-// Compares a tree with its copy, in which every object of the tree has to be. fBsyErr: one is not.
-class CopyComparison : public TreeVisitor {
- public:
-  CopyComparison(int copy, const Volume& volume) : chain_(copy), volume_(volume) {}
-
-  Status VisitObject(int folder, const char* name, const struct statx& info) override {
-    const std::string copy = NameOnVolume(name, volume_);
-    if (S_ISREG(info.stx_mode)) return CompareFiles(folder, name, chain_.fd(), copy.c_str());
-    if (S_ISLNK(info.stx_mode)) return CompareLinks(folder, name, chain_.fd(), copy.c_str());
-    return fBsyErr;
-  }
-
-  Status EnterFolder(int /*folder*/, const char* name, const struct statx& /*info*/,
-                     int /*opened*/) override {
-    const std::string copy = NameOnVolume(name, volume_);
-    UniqueFd opened = OpenWithoutAtime(chain_.fd(), copy.c_str(), O_DIRECTORY | O_NOFOLLOW);
-    if (!opened) return LastError();
-    struct statx info = {};
-    if (const Status status = ReadObjectInfo(opened.get(), "", &info)) return status;
-    chain_.Push(std::move(opened), Identity::Of(info));
-    return noErr;
-  }
-
-  Status LeaveFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
-                     int /*left*/) override {
-    UniqueFd left;
-    return chain_.Pop(&left);
-  }
-
- private:
-  FolderChain chain_;
-  const Volume& volume_;  // that of the copy
-};
-
 // Deletes the folder of the record if everything in it is also in its copy. Compares bytes: a
 // record may be crafted, and must not delete more than what exists twice.
 Status DeleteRestOfCopy(int folder, const DeletionRecord& record, int copies) {
@@ -162,13 +77,10 @@ Status DeleteRestOfCopy(int folder, const DeletionRecord& record, int copies) {
   const UniqueFd copy = OpenWithoutAtime(copies, record.copy.c_str(), O_DIRECTORY | O_NOFOLLOW);
   if (!copy) return LastError();
   if (LiesWithin(copy.get(), folder, name)) return fBsyErr;
-  struct statx info = {};
-  if (const Status status = ReadObjectInfo(copy.get(), "", &info)) return status;
   // Read first: what changes after the comparison is then not deleted.
   Manifest manifest;
   if (const Status status = ReadManifest(rest.get(), &manifest)) return status;
-  CopyComparison comparison(copy.get(), VolumeOf(Identity::Of(info).device, copy.get()));
-  if (const Status status = WalkTree(rest.get(), comparison)) return status;
+  if (const Status status = CompareWithCopy(rest.get(), copy.get())) return status;
   bool hasBegun = false;
   return DeleteTreeIfUnchanged(folder, name, manifest, &hasBegun);
 }
@@ -178,7 +90,7 @@ Status DeleteRestOfCopy(int folder, const DeletionRecord& record, int copies) {
 void DeleteSidecarOfRest(int folder, const DeletionRecord& record, int copies) {
   const std::string sidecar = SidecarName(record.name);
   const std::string copy = SidecarName(record.copy);
-  if (CompareFiles(folder, sidecar.c_str(), copies, copy.c_str()) != noErr) return;
+  if (CompareContents({folder, sidecar}, {copies, copy}) != noErr) return;
   unlinkat(folder, sidecar.c_str(), 0);
 }
 

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "platform/managers/status.h"
+
 namespace tessary {
 
 // The object `name` in the folder open as `folder`.
@@ -10,9 +12,17 @@ struct NamedObject {
   std::string name;
 };
 
-// Returns true if both objects are files with the same bytes, links with the same target, or
-// folders with the same names and, below them, the same contents. Modes, dates and attributes are
-// not compared. Follows no link. Returns false if anything cannot be read.
-bool HasSameContents(const NamedObject& first, const NamedObject& second);
+// The functions below compare types, bytes, and the targets of links, but not modes, dates and
+// attributes. They follow no link, use a bounded number of descriptors, and change nothing. They
+// return noErr (the same contents); fBsyErr (other contents, or a special file); fnfErr (an object
+// is missing); otherwise the status of the failed system call. A folder that is reached by both
+// paths, through a bind mount, counts as other contents: deleting one would delete both.
+
+// Compares two objects. Folders must contain the same names.
+Status CompareContents(const NamedObject& first, const NamedObject& second);
+
+// Compares everything in the folder open as `tree` with the object at the same place in the folder
+// open as `copy`, which may contain more. There, names are as its filesystem stores them.
+Status CompareWithCopy(int tree, int copy);
 
 }  // namespace tessary

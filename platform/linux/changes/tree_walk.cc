@@ -89,6 +89,16 @@ Status TreeVisitor::OpenFolder(int folder, const char* name, const struct statx&
   return *opened ? noErr : LastError();
 }
 
+Status TreeVisitor::EnterFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
+                                int /*opened*/) {
+  return noErr;
+}
+
+Status TreeVisitor::LeaveFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
+                                int /*left*/) {
+  return noErr;
+}
+
 Status WalkTree(int top, TreeVisitor& visitor) { return TreeWalk(top, visitor).Run(); }
 
 }  // namespace tessary

@@ -23,12 +23,11 @@ class TreeVisitor {
   virtual Status OpenFolder(int folder, const char* name, const struct statx& info,
                             UniqueFd* opened);
 
-  // Called for a folder, open as `opened`, before the objects in it.
-  virtual Status EnterFolder(int folder, const char* name, const struct statx& info,
-                             int opened) = 0;
+  // Called for a folder, open as `opened`, before the objects in it. Does nothing by default.
+  virtual Status EnterFolder(int folder, const char* name, const struct statx& info, int opened);
 
-  // Called for a folder, open as `left`, after the objects in it.
-  virtual Status LeaveFolder(int folder, const char* name, const struct statx& info, int left) = 0;
+  // Called for a folder, open as `left`, after the objects in it. Does nothing by default.
+  virtual Status LeaveFolder(int folder, const char* name, const struct statx& info, int left);
 };
 
 // Visits everything below the folder open for reading as `top`, but not `top` itself, in the byte

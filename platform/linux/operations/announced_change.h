@@ -23,7 +23,8 @@ class AnnouncedChange {
   AnnouncedChange(const AnnouncedChange&) = delete;
   AnnouncedChange& operator=(const AnnouncedChange&) = delete;
   ~AnnouncedChange() {
-    if (isOpen_) Fail(status_);
+    // An exception has ended the operation.
+    if (isOpen_) Fail(memFullErr);
   }
 
   // Announce a change. With an observer, the target's name is looked up first, so that an object
@@ -61,7 +62,6 @@ class AnnouncedChange {
   void Fail(Status status);
 
   bool isOpen_ = false;
-  Status status_ = memFullErr;  // an exception has ended the operation
   std::optional<ObjectState> object_;
 };
 

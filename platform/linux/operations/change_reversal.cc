@@ -95,7 +95,7 @@ Status DeleteSecondTree(const OpenedPath& copy, const NamedObject& original) {
   Manifest before;
   Manifest after;
   if (const Status status = ReadManifest(folder.get(), &before)) return status;
-  if (!HasSameContents(copy.Object(), original)) return fBsyErr;
+  if (CompareContents(copy.Object(), original) != noErr) return fBsyErr;
   if (const Status status = ReadManifest(folder.get(), &after)) return status;
   if (!before.Matches(after)) return fBsyErr;
   // Staged under a temporary name, so that no half of it is ever seen under its own name, and
@@ -241,9 +241,10 @@ class LinuxChangeReversal : public ChangeReversal {
   // that was killed, the second link of one without RENAME_NOREPLACE, or another program's.
   Reversal DeleteIfSecond(const FiledItem& item, const FiledItem::Place& place,
                           const OpenedPath& filed, const OpenedPath& original) {
-    const bool isSame =
-        HasSameSizeAndTime(original.info, item.originalState) && AreTwoNames(filed, original) &&
-        HasSameContents(filed.Object(), original.Object()) && HasSameSidecar(item, filed, original);
+    const bool isSame = HasSameSizeAndTime(original.info, item.originalState) &&
+                        AreTwoNames(filed, original) &&
+                        CompareContents(filed.Object(), original.Object()) == noErr &&
+                        HasSameSidecar(item, filed, original);
     if (!isSame) {
       return {item.isCopy ? ReversalOutcome::kOriginalChanged : ReversalOutcome::kNameUsed};
     }
@@ -263,7 +264,8 @@ class LinuxChangeReversal : public ChangeReversal {
     const NamedObject sidecar = {filed.descriptor(), SidecarName(filed.place.name)};
     struct statx info = {};
     if (ReadObjectInfo(sidecar.folder, sidecar.name.c_str(), &info) == fnfErr) return true;
-    return HasSameContents(sidecar, {original.descriptor(), SidecarName(original.place.name)});
+    const NamedObject originalSidecar = {original.descriptor(), SidecarName(original.place.name)};
+    return CompareContents(sidecar, originalSidecar) == noErr;
   }
 
   static Status DeleteSecond(const FiledItem& item, const FiledItem::Place& place,

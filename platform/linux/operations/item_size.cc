@@ -26,16 +26,6 @@ class SizeSum : public TreeVisitor {
     return noErr;
   }
 
-  Status EnterFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
-                     int /*opened*/) override {
-    return noErr;
-  }
-
-  Status LeaveFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
-                     int /*left*/) override {
-    return noErr;
-  }
-
  private:
   uint64_t bytes_ = 0;
   std::set<std::pair<uint32_t, uint64_t>> linked_;  // the files with several names

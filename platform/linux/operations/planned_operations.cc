@@ -50,16 +50,6 @@ class FolderCopyCheck : public TreeVisitor {
     return StatusFromErrno(AccessError(folder, name, R_OK));
   }
 
-  Status EnterFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
-                     int /*opened*/) override {
-    return noErr;
-  }
-
-  Status LeaveFolder(int /*folder*/, const char* /*name*/, const struct statx& /*info*/,
-                     int /*left*/) override {
-    return noErr;
-  }
-
   uint64_t size() const { return size_; }
 
  private:

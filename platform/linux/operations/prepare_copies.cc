@@ -64,8 +64,7 @@ void FSCopyAhead::Start() {
   const Reference reference = ReferenceOf(folder_);
   uint32_t number = 0;
   FolderHandle folder;
-  if (AreCopiesPrepared() || Catalog::Get().OpenFolder(reference, &number, &folder) != noErr)
-    return;
+  if (Catalog::Get().OpenFolder(reference, &number, &folder) != noErr) return;
   if (!IsLocal(reference.device, folder)) return;
   const UniqueFd readable(openat(folder->get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   std::optional<FolderInheritance> inheritance =

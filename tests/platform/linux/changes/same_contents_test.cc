@@ -16,7 +16,7 @@ namespace {
 class SameContents : public testing::Test {
  protected:
   bool AreSame(const std::string& first, const std::string& second) const {
-    return HasSameContents({opened_.get(), first}, {opened_.get(), second});
+    return CompareContents({opened_.get(), first}, {opened_.get(), second}) == noErr;
   }
 
   // Two packages with a file, a link and an empty folder.
