@@ -56,6 +56,16 @@ TEST_F(JournalTest, RecordsCopiesWithTheirResults) {
   EXPECT_EQ(7U, CountLines(R"("result":[0-9]+\})"));
 }
 
+// The fast path, which keeps the name, is not announced: a killed run must not seem to have made
+// the file that existed.
+TEST_F(JournalTest, RecordsOneChangeIfNameExists) {
+  WriteFile(At("source/a.txt"), "new");
+  WriteFile(At("destination/txt/a.txt"), "old");
+  EXPECT_EQ(0, AggregateWithJournal({"--move"}).status);
+  EXPECT_EQ(1U, CountLines(R"("kind":"moved")"));
+  EXPECT_EQ(0U, CountLines(R"("failed")"));
+}
+
 TEST_F(JournalTest, RecordsReplacedItem) {
   WriteFile(At("source/a.txt"), "new");
   WriteFile(At("destination/txt/a.txt"), "old");

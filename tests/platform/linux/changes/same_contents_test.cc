@@ -67,6 +67,9 @@ TEST_F(SameContents, OfLinksAndOtherKinds) {
 TEST_F(SameContents, OfFolders) {
   PutPackages();
   EXPECT_TRUE(AreSame("a", "b"));
+  // Both paths lead to one folder.
+  WriteFile(folder_ / "flat/file");
+  EXPECT_FALSE(AreSame("flat", "flat"));
 }
 
 TEST_F(SameContents, FindsDifferenceInFolder) {
