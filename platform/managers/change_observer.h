@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/managers/file_attributes.h"
+#include "platform/managers/item_details.h"
 #include "platform/managers/status.h"
 
 // Announces every change that this process makes to the files of a run, so that a journal can
@@ -12,11 +13,9 @@
 // call.
 namespace tessary {
 
-enum class ObjectType { kFile, kFolder, kLink, kSpecial };
-
 // What identifies an object, and shows whether it has changed.
 struct ObjectState {
-  ObjectType type = ObjectType::kFile;
+  ItemKind type = ItemKind::kFile;
   uint64_t device = 0;
   uint64_t inode = 0;
   uint64_t birth = 0;  // nanoseconds since 1970, modulo 2^64; 0 if unknown or not stable

@@ -20,7 +20,7 @@ using JournalJson = nlohmann::json;
 
 constexpr uint64_t kFormatVersion = 1;
 
-// In the order of ObjectType and of ChangeKind.
+// In the order of ItemKind and of ChangeKind.
 constexpr std::array<std::string_view, 4> kTypeNames = {"file", "folder", "link", "special"};
 constexpr std::array<std::string_view, 4> kChangeNames = {"created", "moved", "copied", "deleted"};
 
@@ -105,7 +105,7 @@ ObjectState StateAt(const JournalJson& object, const char* key) {
   const JournalJson& value = object.at(key);
   const JournalJson& modified = value.at("modified");
   ObjectState state;
-  state.type = static_cast<ObjectType>(NameIndexAt(value, "type", kTypeNames));
+  state.type = static_cast<ItemKind>(NameIndexAt(value, "type", kTypeNames));
   state.device = NumberAt(value, "device");
   state.inode = NumberAt(value, "inode");
   state.birth = NumberAt(value, "birth");

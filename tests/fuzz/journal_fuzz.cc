@@ -104,9 +104,9 @@ ObjectState StateAt(const std::string& path, bool isExact) {
   ObjectState state;
   struct stat info = {};
   if (lstat(path.c_str(), &info) != 0) return state;
-  state.type = S_ISDIR(info.st_mode)   ? ObjectType::kFolder
-               : S_ISLNK(info.st_mode) ? ObjectType::kLink
-                                       : ObjectType::kFile;
+  state.type = S_ISDIR(info.st_mode)   ? ItemKind::kFolder
+               : S_ISLNK(info.st_mode) ? ItemKind::kLink
+                                       : ItemKind::kFile;
   state.device = (uint64_t{gnu_dev_major(info.st_dev)} << 20) | gnu_dev_minor(info.st_dev);
   state.inode = isExact ? info.st_ino : 0;
   state.size = S_ISDIR(info.st_mode) ? 0 : static_cast<uint64_t>(info.st_size);

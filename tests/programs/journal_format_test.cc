@@ -9,7 +9,7 @@
 namespace tessary::test {
 namespace {
 
-const ObjectState kState = {.type = ObjectType::kLink,
+const ObjectState kState = {.type = ItemKind::kLink,
                             .device = 1,
                             .inode = ~uint64_t{0},
                             .birth = 3,

@@ -6,24 +6,12 @@
 #include "platform/linux/catalog/comment_attribute.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/catalog/finder_info.h"
+#include "platform/linux/catalog/item_kind.h"
 #include "platform/linux/catalog/sidecar_lookup.h"
 #include "platform/managers/text.h"
 
 namespace tessary {
 namespace {
-
-ItemKind ItemKindOf(NodeKind kind) {
-  switch (kind) {
-    case NodeKind::kFolder:
-      return ItemKind::kFolder;
-    case NodeKind::kLink:
-      return ItemKind::kLink;
-    case NodeKind::kSpecial:
-      return ItemKind::kSpecial;
-    default:
-      return ItemKind::kFile;
-  }
-}
 
 Status ReadCommentOf(const Place& place, NodeKind kind, ItemDetails* details) {
   if (kind != NodeKind::kFile && kind != NodeKind::kFolder) return noErr;

@@ -1,29 +1,13 @@
 #include "platform/linux/operations/object_state.h"
 
-#include "platform/linux/catalog/reference.h"
+#include "platform/linux/catalog/item_kind.h"
 
 namespace tessary {
-namespace {
-
-ObjectType ObjectTypeOf(const struct statx& info) {
-  switch (KindOf(info)) {
-    case NodeKind::kFile:
-      return ObjectType::kFile;
-    case NodeKind::kFolder:
-      return ObjectType::kFolder;
-    case NodeKind::kLink:
-      return ObjectType::kLink;
-    default:
-      return ObjectType::kSpecial;
-  }
-}
-
-}  // namespace
 
 ObjectState ObjectStateOf(const struct statx& info) {
   const Identity identity = Identity::Of(info);
   ObjectState state;
-  state.type = ObjectTypeOf(info);
+  state.type = ItemKindOf(KindOf(info));
   state.device = identity.device;
   state.inode = identity.inode;
   state.birth = identity.birth;
