@@ -261,6 +261,20 @@ TEST_F(DryRun, ComparesSpaceOnce) {
   EXPECT_THAT(dry.output, StartsWith("2 would be filed, 0 skipped, 0 would fail in "));
 }
 
+TEST_F(DryRun, CountsSpaceOfReplacedFiles) {
+  const ScratchVolume volume(VolumeKind::kTmpfs, "size=1m");
+  if (!volume.IsAvailable()) GTEST_SKIP() << volume.UnavailableReason();
+  WriteFile(At("source/a.txt"), std::string(800'000, 'x'));
+  WriteFile(volume / "txt/a.txt", std::string(700'000, 'x'));
+  EXPECT_EQ(3, Run({"aggregate", "--dry-run", At("source"), volume.path()}).status);
+  EXPECT_EQ(0, Run({"aggregate", "--dry-run", "--replace", At("source"), volume.path()}).status);
+  // The copy of one file replaces that of the other.
+  WriteFile(At("source/more/a.txt"), std::string(800'000, 'x'));
+  EXPECT_EQ(0,
+            Run({"aggregate", "--dry-run", "--recurse", "--replace", At("source"), volume.path()})
+                .status);
+}
+
 TEST_F(DryRun, ForeseesReadOnlyFilesystem) {
   std::string reason;
   if (!EnterMountNamespace(&reason)) GTEST_SKIP() << reason;

@@ -323,11 +323,18 @@ bool PlannedOperations::HasAttributes(const Target& target) {
 }
 
 void PlannedOperations::CountSpace(const Target& target, const Transfer& transfer, uint64_t size) {
-  const auto [entry, isNew] = space_.try_emplace(target.identity.device);
-  if (isNew) entry->second.folder = target.place.folder;
   const bool isSameDevice = Identity::Of(transfer.info).device == target.identity.device;
-  if (isSameDevice && SharesBlocks(target.place.descriptor())) return;
-  entry->second.needed += static_cast<int64_t>(size);
+  const bool isShared = isSameDevice && SharesBlocks(target.place.descriptor());
+  AddSpace(target.folder, isShared ? 0 : static_cast<int64_t>(size));
+}
+
+void PlannedOperations::AddSpace(uint32_t folder, int64_t bytes) {
+  FolderHandle handle;
+  // A folder that has vanished has failed the operation already.
+  if (Catalog::Get().folders().Open(folder, &handle) != noErr) return;
+  Space& space = space_[Identity::Of(PermissionsOf(folder).info).device];
+  space.folder = handle;
+  space.needed += bytes;
 }
 
 Status PlannedOperations::Delete(const FSRef& ref) {
@@ -337,6 +344,7 @@ Status PlannedOperations::Delete(const FSRef& ref) {
   const Status status = catalog.Stat(reference, &cached);
   if (status != noErr) return status;
   if (reference.parent == 0) return fBsyErr;
+  // Copies: the entry of the cache may be reused by the lookups below.
   const struct statx info = cached->info;
   const bool isFile = S_ISREG(info.stx_mode) && info.stx_nlink <= 1;
   if (const int error = CheckRemoval(reference.parent, info)) return StatusFromErrno(error);
@@ -345,10 +353,7 @@ Status PlannedOperations::Delete(const FSRef& ref) {
   ScanForSidecars(reference.parent);
   const std::string name(catalog.names().NameOf(reference));
   const bool hasSidecar = HasSidecarInPlan(reference.parent, name);
-  const auto space = space_.find(reference.device);
-  if (isFile && space != space_.end()) {
-    space->second.needed -= static_cast<int64_t>(info.stx_blocks * kStatBlockSize);
-  }
+  if (isFile) AddSpace(reference.parent, -static_cast<int64_t>(info.stx_blocks * kStatBlockSize));
   if (hasSidecar) Free(reference.parent, SidecarName(name));
   Free(reference.parent, name);
   return noErr;
