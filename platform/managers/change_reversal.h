@@ -62,10 +62,12 @@ class ChangeReversal {
   virtual ~ChangeReversal() = default;
 
   // Moves the item back to its original path, with its sidecar, or deletes the copy. Can be killed
-  // at any moment and called again for the same item, and then does the rest.
+  // at any moment and called again for the same item, and then does the rest. Returns kMovedBack,
+  // kCopyDeleted, kNothingToDo, or why the change stays.
   virtual Reversal ReverseItem(const FiledItem& item) = 0;
 
-  // Removes the folder if it is empty.
+  // Removes the folder if it is empty. Returns kFolderRemoved, kNothingToDo (it is gone already),
+  // kChanged, kFolderNotEmpty, kLinkInPath or kFailed.
   virtual Reversal RemoveFolder(const CreatedFolder& folder) = 0;
 };
 

@@ -57,6 +57,14 @@ class UndoTest : public AggregateTest {
     WriteFile(At("destination/txt/a.txt"), "already there");
   }
 
+  // The counts of the last line, which are those of a dry run, too.
+  static std::string SummaryIn(const std::string& output) {
+    const size_t begin = output.rfind('\n', output.size() - 2) + 1;
+    std::string line = output.substr(begin, output.find(" skipped in ", begin) - begin);
+    for (size_t at; (at = line.find("would be ")) != std::string::npos;) line.erase(at, 9);
+    return line;
+  }
+
   void ExpectRestored(const std::vector<std::string>& options) {
     FillWithAllKinds();
     const std::string before = Trees();
@@ -115,9 +123,11 @@ TEST_F(UndoTest, RestoresRunsByDateWithinSource) {
                       "--journal=" + At("journal"), At("source"), At("source/sorted")})
                      .status);
     ASSERT_NE(before, Trees());
+    const ProgramResult dryRun = Undo({"--dry-run"});
     const ProgramResult result = Undo();
     EXPECT_EQ(0, result.status);
     EXPECT_EQ("", result.errors);
+    EXPECT_EQ(SummaryIn(result.output), SummaryIn(dryRun.output));
     EXPECT_EQ(before, Trees());
     fs::remove(At("journal"));
   }

@@ -137,7 +137,10 @@ class LinuxChangeReversal : public ChangeReversal {
   Reversal ReverseItem(const FiledItem& item) override try {
     OpenedPath original;
     bool isLink = false;
-    const Status status = OpenAbove(item.original, &original, &isLink);
+    const auto returned = returned_.find(item.original);
+    const bool wouldBeBack = item.isCopy && returned != returned_.end();
+    const std::string& path = wouldBeBack ? returned->second : item.original;
+    const Status status = OpenAbove(path, &original, &isLink);
     if (isLink) return {ReversalOutcome::kLinkInPath};
     if (status == noErr) {
       if (!item.isCopy) PrepareFolder(original.folderPath, original.descriptor());
@@ -149,7 +152,7 @@ class LinuxChangeReversal : public ChangeReversal {
     const ReversalOutcome outcome = FindFiled(item, &filed, &found);
     if (found == nullptr) return WithoutFiledItem(item, original, status, outcome);
     const bool hasOriginal = status == noErr && original.status == noErr;
-    if (hasOriginal && !IsVacated(item.original)) {
+    if (hasOriginal && (wouldBeBack || !IsVacated(item.original))) {
       return DeleteIfSecond(item, *found, filed, original);
     }
     if (item.isCopy) return {ReversalOutcome::kOriginalChanged};
@@ -299,6 +302,7 @@ class LinuxChangeReversal : public ChangeReversal {
       if (status != noErr) return FailedReversal(status);
     }
     NoteVacated(item, place.path);
+    if (isDryRun_) returned_.emplace(item.original, place.path);
     return {ReversalOutcome::kMovedBack};
   }
 
@@ -352,6 +356,8 @@ class LinuxChangeReversal : public ChangeReversal {
   const bool isDryRun_;
   std::unordered_set<std::string> prepared_;  // the paths of the folders that were recovered
   std::unordered_set<std::string> vacated_;   // in a dry run: what would be gone by now
+  // In a dry run: where the items are now that would be back at their original paths.
+  std::unordered_map<std::string, std::string> returned_;
 };
 
 }  // namespace
