@@ -190,6 +190,7 @@ Volume MakeVolume(const struct statfs& info, uint32_t device, const std::string&
           isLocal,
           SyncsNamesWithFile(magic, device),
           magic == BTRFS_SUPER_MAGIC,
+          isLocal && magic != XFS_SUPER_MAGIC,
           CreatesFilesWhenClosed(magic, device)};
 }
 

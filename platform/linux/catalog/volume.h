@@ -41,6 +41,10 @@ struct Volume {
   // by itself, are then not durable after fsync of the folder, but only after a sync of the
   // filesystem.
   bool syncsObjectsSeparately = false;
+  // All that a new file inherits from its folder, apart from owner, group, access control list and
+  // SELinux label, is in the flags of the folder (FS_IOC_GETFLAGS), or linkat refuses folders that
+  // differ in it, as with the projects of ext4. XFS has further properties.
+  bool inheritsFlagsOnly = false;
   // The driver creates a new file only when it is closed, and an empty one some time after that
   // (rclone).
   bool createsFilesWhenClosed = false;

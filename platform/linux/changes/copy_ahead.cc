@@ -39,6 +39,13 @@ size_t MaxFiles() {
   return DescriptorBudget(kUsual, kShares);
 }
 
+// The key folders of a run are few, and the items of a list often alternate between them.
+size_t MaxFolders() {
+  constexpr size_t kUsual = 32;
+  constexpr size_t kShares = 16;
+  return DescriptorBudget(kUsual, kShares);
+}
+
 // Returns true if prepared copies cannot make the filesystem full, on which other items may need
 // the space before them.
 bool HasSpace(int folder) {
@@ -72,6 +79,7 @@ CopyAhead::CopyAhead(FolderHandle folder, FolderInheritance inheritance)
     : folder_(std::move(folder)),
       inheritance_(std::move(inheritance)),
       maxFiles_(MaxFiles()),
+      maxFolders_(MaxFolders()),
       limit_(std::min(kFirstLimit, maxFiles_)) {
   const SignalBlock block;
   thread_ = std::thread([this] { Run(); });
@@ -117,24 +125,34 @@ void CopyAhead::Add(std::vector<Entry> entries) {
 
 std::optional<Status> CopyAhead::Publish(const CopySource& source, const CopyTarget& target,
                                          CopiedItem* copied) {
-  const JobPointer job = Take(source);
-  if (!job || !IsUpToDate(job->copy, source)) return std::nullopt;
+  const JobPointer job = Find(source);
+  if (!job) return std::nullopt;
+  if (!IsUpToDate(job->copy, source)) {
+    const std::lock_guard lock(mutex_);
+    Remove(job);
+    return std::nullopt;
+  }
   if (!FitsInto(target)) {
     (void)Stop();
     return std::nullopt;
   }
   const Status status = job->copy.copied.item.PublishIn(target.folder, target.name.c_str());
   if (status == dupFNErr) return status;
+  if (status == bdNamErr) return std::nullopt;
   if (status != noErr) {
     // The target folder is on another filesystem, in another subvolume or has another project. The
     // copy that is made now meets any other error again.
     (void)Stop();
     return std::nullopt;
   }
-  *copied = std::move(job->copy.copied);
   gPublishedCount.fetch_add(1, std::memory_order_relaxed);
-  const std::lock_guard lock(mutex_);
-  limit_ = std::min(limit_ + kGrowth, maxFiles_);
+  {
+    const std::lock_guard lock(mutex_);
+    Remove(job);
+    limit_ = std::min(limit_ + kGrowth, maxFiles_);
+    WakeIfIdle();
+  }
+  *copied = std::move(job->copy.copied);
   return noErr;
 }
 
@@ -204,8 +222,8 @@ CopyAhead::JobPointer CopyAhead::NextJob() const {
   return next == jobs_.end() ? nullptr : *next;
 }
 
-// Removes the job of the source and returns it if its copy is ready.
-CopyAhead::JobPointer CopyAhead::Take(const CopySource& source) {
+// Returns the job of the source if its copy is ready, and removes it otherwise.
+CopyAhead::JobPointer CopyAhead::Find(const CopySource& source) {
   Lock lock(mutex_);
   const auto isOfSource = [&source](const JobPointer& job) {
     return job->file.identity.Equals(source.identity) && job->file.name == source.name;
@@ -218,19 +236,28 @@ CopyAhead::JobPointer CopyAhead::Take(const CopySource& source) {
   isWaiting_ = true;
   done_.wait(lock, [&job] { return job->state != State::kRunning; });
   isWaiting_ = false;
+  if (job->state == State::kReady) return job;
   Remove(job);
-  WakeIfIdle();
-  return job->state == State::kReady ? job : nullptr;
+  return nullptr;
 }
 
-// Compares what a file inherits. The descriptor of the last folder is kept, because the next item
-// often goes to the same one.
+// Compares what a file inherits.
 bool CopyAhead::FitsInto(const CopyTarget& target) {
-  if (!compared_ || !comparedIdentity_.Equals(target.identity)) {
-    compared_.Reset(openat(target.folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    comparedIdentity_ = target.identity;
+  const int folder = OpenForComparison(target);
+  return folder >= 0 && ReadInheritance(folder, target.identity.device) == inheritance_;
+}
+
+// Returns a descriptor that is kept for the next items, or -1.
+int CopyAhead::OpenForComparison(const CopyTarget& target) {
+  for (const OpenFolder& each : openFolders_) {
+    if (each.identity.Equals(target.identity)) return each.opened.get();
   }
-  return compared_ && ReadInheritance(compared_.get()) == inheritance_;
+  UniqueFd opened(openat(target.folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!opened) return -1;
+  if (openFolders_.size() < maxFolders_) openFolders_.emplace_back();
+  OpenFolder& place = openFolders_[nextFolder_++ % maxFolders_];
+  place = {std::move(opened), target.identity};
+  return place.opened.get();
 }
 
 void CopyAhead::Remove(const JobPointer& job) {

@@ -48,8 +48,9 @@ class CopyAhead {
   void Add(std::vector<Entry> entries);
 
   // Publishes the prepared copy of the source. Waits for it if it is being prepared, and prepares
-  // others meanwhile. Returns noErr; dupFNErr (the target's name exists); none if there is no copy
-  // that fits, so that the source is to be copied. `*copied` is written with noErr only.
+  // others meanwhile. Returns noErr; dupFNErr (the target's name exists), after which the copy can
+  // still be published under another name in the same turn; none if there is no copy that fits, so
+  // that the source is to be copied. `*copied` is written with noErr only.
   std::optional<Status> Publish(const CopySource& source, const CopyTarget& target,
                                 CopiedItem* copied);
 
@@ -71,8 +72,9 @@ class CopyAhead {
   void Run();
   bool PrepareNext(Lock* lock);
   JobPointer NextJob() const;
-  JobPointer Take(const CopySource& source);
+  JobPointer Find(const CopySource& source);
   bool FitsInto(const CopyTarget& target);
+  int OpenForComparison(const CopyTarget& target);
   void Remove(const JobPointer& job);
   void RemoveAll(std::vector<JobPointer>* removed);
   void WakeIfIdle();
@@ -81,9 +83,14 @@ class CopyAhead {
   const FolderInheritance inheritance_;
   const size_t maxFiles_;
 
-  // Of the calling thread: the target folder whose inheritance was compared last.
-  UniqueFd compared_;
-  Identity comparedIdentity_;
+  // Of the calling thread: the target folders whose inheritance was compared last.
+  struct OpenFolder {
+    UniqueFd opened;
+    Identity identity;
+  };
+  std::vector<OpenFolder> openFolders_;
+  const size_t maxFolders_;
+  size_t nextFolder_ = 0;  // the one that is replaced next
 
   std::mutex mutex_;  // for all that follows
   std::condition_variable wake_;

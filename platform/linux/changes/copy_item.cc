@@ -92,10 +92,10 @@ Status PublishCopy(const CopySource& source, const CopyTarget& target, CopyRole 
 Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, CopiedItem* copied) {
   UniqueFd from;
   if (const Status status = CheckItemName(target.name)) return status;
+  if (const auto published = PublishPreparedCopy(source, target, copied)) return *published;
   // Here the check comes first although the file is small: the caller has not looked the name up,
   // so an existing one is not the rare case.
   if (const Status status = CheckTargetNameIsFree(target)) return status;
-  if (const auto published = PublishPreparedCopy(source, target, copied)) return *published;
   const char* name = source.name.c_str();
   const Status status =
       OpenSourceFile(source.folder, name, source.identity, &copied->source, &from);

@@ -3,9 +3,12 @@
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
+
+#include "platform/linux/catalog/volume.h"
 
 namespace tessary {
 namespace {
@@ -23,6 +26,13 @@ bool Query(int folder, unsigned long request, Value* value) {
          errno == EINVAL || errno == ENOSYS;
 }
 
+// Returns false if the kernel does not use SELinux: it creates a folder in /sys/fs if it does.
+bool IsLabelling() {
+  static const bool isAbsent =
+      access("/sys/fs/selinux", F_OK) != 0 && errno == ENOENT && access("/sys/fs", F_OK) == 0;
+  return !isAbsent;
+}
+
 bool ReadLabel(int folder, std::string* label) {
   std::array<char, 256> text = {};
   const ssize_t size = fgetxattr(folder, "security.selinux", text.data(), text.size());
@@ -33,13 +43,15 @@ bool ReadLabel(int folder, std::string* label) {
 
 }  // namespace
 
-std::optional<FolderInheritance> ReadInheritance(int folder) {
+std::optional<FolderInheritance> ReadInheritance(int folder, uint32_t device) {
   FolderInheritance found;
   fsxattr extended = {};
   unsigned flags = 0;
   if (!Query(folder, FS_IOC_GETFLAGS, &flags)) return std::nullopt;
-  if (!Query(folder, FS_IOC_FSGETXATTR, &extended)) return std::nullopt;
-  if (!ReadLabel(folder, &found.label)) return std::nullopt;
+  if (!VolumeOf(device, folder).inheritsFlagsOnly && !Query(folder, FS_IOC_FSGETXATTR, &extended)) {
+    return std::nullopt;
+  }
+  if (IsLabelling() && !ReadLabel(folder, &found.label)) return std::nullopt;
   found.flags = flags & kInheritedFlags;
   // Files do not inherit whether the folder has attributes.
   found.extendedFlags = extended.fsx_xflags & ~uint32_t{FS_XFLAG_HASATTR};

@@ -19,8 +19,8 @@ struct FolderInheritance {
   bool operator==(const FolderInheritance&) const = default;
 };
 
-// Reads what a file inherits from the folder, which is open for reading. Returns none if that
-// cannot be read.
-std::optional<FolderInheritance> ReadInheritance(int folder);
+// Reads what a file inherits from the folder, which is open for reading and on that device. Returns
+// none if that cannot be read.
+std::optional<FolderInheritance> ReadInheritance(int folder, uint32_t device);
 
 }  // namespace tessary

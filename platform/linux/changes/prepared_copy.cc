@@ -30,13 +30,19 @@ bool IsSettled(const statx_timestamp& changed, const timespec& now) {
   return now.tv_nsec > changed.tv_nsec;
 }
 
+bool HasOwnerOf(const struct statx& source, const struct statx& copy) {
+  return copy.stx_uid == source.stx_uid && copy.stx_gid == source.stx_gid &&
+         copy.stx_mode == source.stx_mode;
+}
+
 // Returns true if the copy got the owner, the group and the set-id bits of its source. Without the
 // permission to set them, they depend on the folder in which the copy was created, and that is not
-// the folder that it will be in.
-bool HasOwnerOf(const struct statx& source, int copy) {
+// the folder that it will be in. A file that was created with them still has them, unless an access
+// control list was dropped.
+bool GotOwnerOf(const struct statx& source, const CopiedItem& copied) {
+  if (HasOwnerOf(source, copied.made) && !copied.isAnyDropped) return true;
   struct statx info = {};
-  return ReadObjectInfo(copy, "", &info) == noErr && info.stx_uid == source.stx_uid &&
-         info.stx_gid == source.stx_gid && info.stx_mode == source.stx_mode;
+  return ReadObjectInfo(copied.item.fd(), "", &info) == noErr && HasOwnerOf(source, info);
 }
 
 Preparation OutcomeOf(Status status) {
@@ -74,7 +80,7 @@ Preparation Prepare(const FileToPrepare& file, int toFolder, PreparedCopy* prepa
   status = FillFile(from.get(), to, copied.made, CopyRole::kCopiedItem, &copied.source, &hasChanged,
                     &copied.isAnyDropped);
   if (status != noErr) return OutcomeOf(status);
-  if (hasChanged || !HasOwnerOf(source, to)) return Preparation::kUnsuitable;
+  if (hasChanged || !GotOwnerOf(source, copied)) return Preparation::kUnsuitable;
   prepared->copied = std::move(copied);
   prepared->madeAt = CoarseMilliseconds();
   return Preparation::kDone;

@@ -68,7 +68,7 @@ void FSCopyAhead::Start() {
   if (!IsLocal(reference.device, folder)) return;
   const UniqueFd readable(openat(folder->get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   std::optional<FolderInheritance> inheritance =
-      readable ? ReadInheritance(readable.get()) : std::nullopt;
+      readable ? ReadInheritance(readable.get(), reference.device) : std::nullopt;
   if (!inheritance) return;
   ahead_ = std::make_unique<CopyAhead>(std::move(folder), *std::move(inheritance));
 }

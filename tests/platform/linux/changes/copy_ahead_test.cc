@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -53,6 +54,22 @@ bool Await(const Condition& isTrue) {
   }
   return true;
 }
+
+// Limits the open descriptors of this process while it exists.
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(rlim_t count) {
+    EXPECT_EQ(0, getrlimit(RLIMIT_NOFILE, &saved_));
+    const rlimit limit = {count, saved_.rlim_max};
+    EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &limit));
+  }
+  ~DescriptorLimit() { EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &saved_)); }
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+ private:
+  rlimit saved_ = {};
+};
 
 // Files 0 to 7 in "from", to be copied to "to/key".
 class CopyAheadTest : public testing::Test {
@@ -134,6 +151,29 @@ TEST_F(CopyAheadTest, PublishesUnderNewName) {
   EXPECT_EQ("existing", ReadFile(Target(1)));
   EXPECT_EQ("contents 1", ReadFile(KeyFolder() + "/distinct"));
   EXPECT_EQ(1U, CountNew().published);
+}
+
+TEST_F(CopyAheadTest, ContinuesAfterInvalidName) {
+  PrepareOthers();
+  FSRef target;
+  const std::u16string name(300, u'x');
+  EXPECT_EQ(bdNamErr, FSCopyObjectSync(items_[1], RefAt(KeyFolder()), &name, &target));
+  EXPECT_EQ(noErr, Copy(2));
+  EXPECT_EQ(1U, CountNew().published);
+}
+
+// With few descriptors, fewer folders stay open than the items alternate between.
+TEST_F(CopyAheadTest, PublishesInAlternatingFolders) {
+  constexpr size_t kFolders = 5;
+  const DescriptorLimit limit(64);
+  PrepareOthers();
+  for (size_t i = 1; i < kCount; ++i) {
+    const std::string folder = folder_ / ("to/" + std::to_string(i % kFolders));
+    MakeFolder(folder);
+    EXPECT_EQ(noErr, CopyTo(i, folder));
+    EXPECT_EQ("contents " + std::to_string(i), ReadFile(folder + "/" + std::to_string(i)));
+  }
+  EXPECT_EQ(kCount - 1, CountNew().published);
 }
 
 TEST_F(CopyAheadTest, NoticesChangedSource) {
