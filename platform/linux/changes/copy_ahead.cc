@@ -230,7 +230,7 @@ CopyAhead::JobPointer CopyAhead::Find(const CopySource& source) {
   };
   const auto found = std::find_if(jobs_.begin(), jobs_.end(), isOfSource);
   if (found == jobs_.end()) return nullptr;
-  const JobPointer job = *found;
+  JobPointer job = *found;
   while (job->state == State::kRunning && PrepareNext(&lock)) {
   }
   isWaiting_ = true;
