@@ -1,7 +1,6 @@
 #include "platform/linux/catalog/planned_items.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 
@@ -107,7 +106,7 @@ Status PlannedItems::Stat(uint32_t folder, std::string_view name, const Place& p
   if (item->inode != 0) {
     const uint32_t device = KeyOf(folder).device;
     // A copy belongs to this user, unless this user may do everything to it anyway.
-    info->stx_uid = geteuid();
+    info->stx_uid = user_;
     info->stx_nlink = 1;
     info->stx_attributes = 0;
     info->stx_ino = item->inode;

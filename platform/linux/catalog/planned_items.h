@@ -1,6 +1,7 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <functional>
@@ -105,6 +106,7 @@ class PlannedItems {
   Reference MakeReference(uint32_t folder, std::string_view name, const Item& item) const;
   bool HasOwnSidecar(uint32_t folder, std::string_view name, const Item& item) const;
 
+  const uid_t user_ = geteuid();
   NameTable* names_;
   FolderTable* folders_;
   std::unordered_map<FolderKey, FolderPlan, FolderKeyHash> plans_;

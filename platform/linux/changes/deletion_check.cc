@@ -60,12 +60,10 @@ class DeletionCheck : public TreeVisitor {
 Status CheckObjectDeletable(const struct statx& folder, const struct statx& info) {
   if (IsImmutable(info)) return afpAccessDenied;
   if ((info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) return fBsyErr;
+  if ((folder.stx_mode & S_ISVTX) == 0) return noErr;
   const uid_t user = geteuid();
   const bool isOthers = user != info.stx_uid && user != folder.stx_uid;
-  if ((folder.stx_mode & S_ISVTX) != 0 && isOthers && !OverridesOwnership()) {
-    return afpAccessDenied;
-  }
-  return noErr;
+  return isOthers && !OverridesOwnership() ? afpAccessDenied : noErr;
 }
 
 Status CheckDeletable(int folder, const char* name, const struct statx& info) {
