@@ -10,7 +10,9 @@
 #include <optional>
 #include <string_view>
 #include <utility>
+#include <vector>
 
+#include "platform/linux/catalog/folder_names.h"
 #include "platform/linux/catalog/volume.h"
 #include "platform/linux/changes/copy_item.h"
 #include "platform/linux/changes/delete_tree.h"
@@ -94,6 +96,26 @@ void DeleteSidecarOfRest(int folder, const DeletionRecord& record, int copies) {
   unlinkat(folder, sidecar.c_str(), 0);
 }
 
+Status DeleteRestAndSidecar(int folder, const DeletionRecord& record, int copies) {
+  const Status status = DeleteRestOfCopy(folder, record, copies);
+  if (status == noErr) DeleteSidecarOfRest(folder, record, copies);
+  return status;
+}
+
+// Deletes the rest if its copy is in a folder of `copies`. A later run by date moves all items of a
+// year, and the copy with them, into folders of their days, possibly before it comes to the rest.
+Status DeleteRestOfMovedCopy(int folder, const DeletionRecord& record, int copies) {
+  const UniqueFd readable = OpenWithoutAtime(copies, ".", O_DIRECTORY);
+  std::vector<std::string> names;
+  if (!readable) return LastError();
+  if (const Status status = ReadFolderNames(readable.get(), nullptr, &names)) return status;
+  for (const std::string& name : names) {
+    const UniqueFd day(openat(copies, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (day && DeleteRestAndSidecar(folder, record, day.get()) == noErr) return noErr;
+  }
+  return fnfErr;
+}
+
 }  // namespace
 
 Status WriteDeletionRecord(int folder, const std::string& name, int copies, const std::string& copy,
@@ -123,8 +145,8 @@ bool FinishRecordedDeletion(int folder, int file, const struct statx& info) try 
   if (!record) return true;
   const UniqueFd copies = OpenFolderWithoutSymlinks(record->copies);
   if (!copies) return errno == ENOENT || errno == ENOTDIR;
-  const Status status = DeleteRestOfCopy(folder, *record, copies.get());
-  if (status == noErr) DeleteSidecarOfRest(folder, *record, copies.get());
+  Status status = DeleteRestAndSidecar(folder, *record, copies.get());
+  if (status == fnfErr) status = DeleteRestOfMovedCopy(folder, *record, copies.get());
   // What differs from the copy, or has none, is an item of its own. Every other failure may be gone
   // in the next run.
   return status == noErr || status == fnfErr || status == fBsyErr || status == dirNFErr;

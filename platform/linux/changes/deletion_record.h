@@ -11,7 +11,8 @@
 //
 // A folder in a lower layer of an overlay cannot be renamed, so that it cannot be staged: when its
 // copy is complete, it is deleted under its own name. A record beside it says where the copy is. If
-// the process crashes, recovery compares the rest of the folder with the copy and deletes it.
+// the process crashes, recovery compares the rest of the folder with the copy and deletes it. If
+// the copy is not there any more, recovery looks for it in the folders beside that place.
 //
 // A record is a temporary file (temp_item.h) that contains these fields, each followed by a zero
 // byte:

@@ -114,6 +114,19 @@ TEST_F(DeletionInPlace, RecoveryDeletesRestOfCopy) {
   EXPECT_EQ(kFiles, FilesBelow(folder_ / "Copy.app"));
 }
 
+// The next run by date files the copy by its day before it comes to the folder of the rest.
+TEST_F(DeletionInPlace, RecoveryFindsCopyInDayFolder) {
+  MakeLowerLayer(true);
+  MakePackage(folder_ / "2007/Nov 10, 2007/Tool.app");
+  WriteFile(folder_ / "2007/Nov 10, 2007/._Tool.app", "sidecar");
+  WriteFile(folder_ / "2007/Nov 09, 2007/Tool.app/a", "of another package");
+  ASSERT_EQ(0, unlink((from() + "/Tool.app/a").c_str()));
+  WriteRecord(folder_ / "2007", "Tool.app");
+  RecoverFolder(from());
+  EXPECT_EQ(Names(), NamesIn(from()));
+  EXPECT_EQ(kFiles, FilesBelow(folder_ / "2007/Nov 10, 2007/Tool.app"));
+}
+
 // What the record says is not believed: only what exists twice is deleted.
 TEST_F(DeletionInPlace, RecoveryKeepsWhatDiffersFromCopy) {
   using Change = void (*)(const std::string& copy);
