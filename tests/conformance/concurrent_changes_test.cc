@@ -17,7 +17,7 @@
 namespace tessary::test {
 namespace {
 
-constexpr size_t kSize = 1 << 20;
+constexpr size_t kFileSize = 1 << 20;
 
 // Repeats an action in a thread until it is stopped.
 class BackgroundLoop {
@@ -46,7 +46,7 @@ char UniformByte(const std::string& contents) {
 }
 
 TEST_P(Conformance, GrowingFileIsConsistent) {
-  WriteFile(From("log"), std::string(kSize, 'a'));
+  WriteFile(From("log"), std::string(kFileSize, 'a'));
   SealTestData();
   Status status = noErr;
   {
@@ -61,33 +61,34 @@ TEST_P(Conformance, GrowingFileIsConsistent) {
     // An overlay gives a file of its lower layer another identity when it is first written to.
     EXPECT_TRUE(status == fBsyErr || (status == fnfErr && IsSourceInLowerLayer())) << status;
     EXPECT_FALSE(Exists(To("log")));
-    EXPECT_GE(ReadFile(From("log")).size(), kSize);
+    EXPECT_GE(ReadFile(From("log")).size(), kFileSize);
     return;
   }
   const std::string transferred = ReadFile(To("log"));
-  EXPECT_GE(transferred.size(), kSize);
+  EXPECT_GE(transferred.size(), kFileSize);
   EXPECT_EQ('a', UniformByte(transferred));
   EXPECT_EQ(IsCopy(), Exists(From("log")));
 }
 
 TEST_P(Conformance, ShrinkingFileIsConsistent) {
-  WriteFile(From("file"), std::string(kSize, 'a'));
+  WriteFile(From("file"), std::string(kFileSize, 'a'));
   SealTestData();
   // Fails if the file has already been moved.
-  std::thread writer([this] { (void)!truncate(From("file").c_str(), kSize / 2); });
+  std::thread writer([this] { (void)!truncate(From("file").c_str(), kFileSize / 2); });
   Status status = Transfer("file");
   writer.join();
   // An overlay gives a file of its lower layer another identity when it is first written to.
   if (status == fBsyErr || (status == fnfErr && IsSourceInLowerLayer())) status = Transfer("file");
   ASSERT_EQ(noErr, status);
   const std::string transferred = ReadFile(To("file"));
-  EXPECT_TRUE(transferred.size() == kSize || transferred.size() == kSize / 2) << transferred.size();
+  EXPECT_TRUE(transferred.size() == kFileSize || transferred.size() == kFileSize / 2)
+      << transferred.size();
   EXPECT_EQ('a', UniformByte(transferred))
       << transferred.find_first_not_of('a') << " of " << transferred.size();
 }
 
 TEST_P(Conformance, ReplacedFileIsConsistent) {
-  WriteFile(From("file"), std::string(kSize, 'a'));
+  WriteFile(From("file"), std::string(kFileSize, 'a'));
   SealTestData();
   Status status = noErr;
   char version = 'a';
@@ -96,7 +97,7 @@ TEST_P(Conformance, ReplacedFileIsConsistent) {
     const BackgroundLoop writer([this, &version] {
       if (version == 'z' || !Exists(From("file"))) return;
       ++version;
-      WriteFile(From("new"), std::string(kSize / 4, version));
+      WriteFile(From("new"), std::string(kFileSize / 4, version));
       EXPECT_EQ(0, rename(From("new").c_str(), From("file").c_str()));
     });
     status = Transfer("file");
@@ -116,9 +117,9 @@ TEST_P(Conformance, FinalNameShowsCompleteFile) {
   if (!SharedVolume(GetParam().to).Traits().hasHardLinks) {
     GTEST_SKIP() << "without hard links, an empty placeholder has the name for a moment";
   }
-  WriteFile(From("file"), std::string(kSize, 'a'));
+  WriteFile(From("file"), std::string(kFileSize, 'a'));
   SealTestData();
-  std::atomic<off_t> smallest = kSize;
+  std::atomic<off_t> smallest = kFileSize;
   {
     const BackgroundLoop reader([this, &smallest] {
       struct stat info = {};
@@ -126,14 +127,14 @@ TEST_P(Conformance, FinalNameShowsCompleteFile) {
     });
     ASSERT_EQ(noErr, Transfer("file"));
   }
-  EXPECT_EQ(static_cast<off_t>(kSize), smallest);
+  EXPECT_EQ(static_cast<off_t>(kFileSize), smallest);
 }
 
 TEST_P(Conformance, PrivateFileNeverReadableByOthers) {
   if (!Traits().hasModes)
     GTEST_SKIP() << "this filesystem stores no modes: the mount decides who may read";
-  WriteFile(From("secret"), std::string(kSize, 'a'));
-  WriteFile(From("Secret.app/inner"), std::string(kSize, 'a'));
+  WriteFile(From("secret"), std::string(kFileSize, 'a'));
+  WriteFile(From("Secret.app/inner"), std::string(kFileSize, 'a'));
   ASSERT_EQ(0, chmod(From("secret").c_str(), 0600));
   ASSERT_EQ(0, chmod(From("Secret.app").c_str(), 0700));
   SealTestData();

@@ -20,7 +20,7 @@ namespace {
 
 using testing::IsEmpty;
 
-constexpr uid_t kOther = 4711;
+constexpr uid_t kOtherUser = 4711;
 constexpr char kSomeAttribute[] = "user.some.note";
 constexpr char kComment[] = "user.xdg.comment";
 
@@ -78,7 +78,7 @@ TEST_P(SymlinkConformance, LinkTargetsUntouched) {
   MakeLink(elsewhere / "victim", From("link"));
   MakeLink(elsewhere / "victim", From("Tool.app/link"));
   if (geteuid() == 0 && Traits().hasOwners) {
-    ASSERT_EQ(0, lchown(From("link").c_str(), kOther, kOther));
+    ASSERT_EQ(0, lchown(From("link").c_str(), kOtherUser, kOtherUser));
   }
   SetTimes(elsewhere / "victim", TimeOf(1236164646, 0));
   const std::vector<std::string> before = TreeLines(elsewhere.path());
@@ -153,7 +153,7 @@ TEST_P(Conformance, Owners) {
   if (!Traits().hasOwners) GTEST_SKIP() << "no owners on this filesystem";
   MakeFileAndPackage();
   for (const std::string name : kFileAndPackage) {
-    ASSERT_EQ(0, chown(From(name).c_str(), kOther, kOther + 1));
+    ASSERT_EQ(0, chown(From(name).c_str(), kOtherUser, kOtherUser + 1));
     ASSERT_EQ(0, chmod(From(name).c_str(), 06750));
   }
   ExpectWholeTransferOfFileAndPackage();
@@ -165,14 +165,14 @@ TEST_P(Conformance, OwnersOfLinks) {
     GTEST_SKIP() << "no owners of links on this filesystem";
   }
   MakeLink("target", From("link"));
-  ASSERT_EQ(0, lchown(From("link").c_str(), kOther, kOther + 1));
+  ASSERT_EQ(0, lchown(From("link").c_str(), kOtherUser, kOtherUser + 1));
   ExpectWholeTransfer("link");
-  EXPECT_EQ(kOther, LstatAt(To("link")).st_uid);
+  EXPECT_EQ(kOtherUser, LstatAt(To("link")).st_uid);
 }
 
 TEST_P(Conformance, AccessLists) {
   if (!Traits().hasAccessLists) GTEST_SKIP() << "no access lists on this filesystem";
-  const std::string list = AccessListWithUser(kOther);
+  const std::string list = AccessListWithUser(kOtherUser);
   MakeFileAndPackage();
   for (const std::string name : kFileAndPackage) {
     ASSERT_TRUE(SetAttribute(From(name), kAccessListAttribute, list));
@@ -189,7 +189,8 @@ TEST_P(Conformance, TargetAccessListNotInherited) {
   if (!Traits().hasAccessLists) GTEST_SKIP() << "no access lists on this filesystem";
   if (IsRename()) GTEST_SKIP() << "a rename inherits nothing";
   MakeFileAndPackage();
-  ASSERT_TRUE(SetAttribute(ToFolder(), kDefaultAccessListAttribute, AccessListWithUser(kOther)));
+  ASSERT_TRUE(
+      SetAttribute(ToFolder(), kDefaultAccessListAttribute, AccessListWithUser(kOtherUser)));
   ExpectWholeTransferOfFileAndPackage();
   for (const std::string name : kFileAndPackage) {
     EXPECT_EQ("(none)", AttributeAt(To(name), kAccessListAttribute)) << name;
@@ -401,7 +402,7 @@ TEST_P(Conformance, KernelFilesOfSizeZero) {
 TEST_P(Conformance, TargetSetGroupIdNotInherited) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root, to change owners";
   if (!Traits().hasOwners || !Traits().hasModes) GTEST_SKIP() << "no owners on this filesystem";
-  ASSERT_EQ(0, chown(ToFolder().c_str(), kOther, kOther));
+  ASSERT_EQ(0, chown(ToFolder().c_str(), kOtherUser, kOtherUser));
   ASSERT_EQ(0, chmod(ToFolder().c_str(), 02775));
   WriteFile(From("file"), "contents");
   WriteFile(From("Tool.app/folder/inner"), "contents");

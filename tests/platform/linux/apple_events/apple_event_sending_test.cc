@@ -11,10 +11,10 @@
 namespace tessary::test {
 namespace {
 
-constexpr uint32_t kSignature = FourCharCode("Test");
+constexpr uint32_t kReceiver = FourCharCode("Test");
 constexpr uint32_t kOtherSignature = FourCharCode("Othr");
 
-AppleEvent MakeEvent(AEEventID id = kAEGetData, uint32_t signature = kSignature) {
+AppleEvent MakeGetDataEvent(AEEventID id = kAEGetData, uint32_t signature = kReceiver) {
   AppleEvent event;
   EXPECT_EQ(noErr, AECreateAppleEvent(kAECoreSuite, id, MakeCode(typeApplSignature, signature), 77,
                                       5, &event));
@@ -52,8 +52,8 @@ class AESendTest : public testing::Test {
 TEST_F(AESendTest, ReportsUnknownSignature) {
   const AnsweringApplication other(kOtherSignature,
                                    [](const AppleEvent&, AppleEvent*) { return true; });
-  EXPECT_EQ(procNotFound, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
-  EXPECT_EQ(procNotFound, Send(MakeEvent(), AESendMode::kAENoReply, &reply_));
+  EXPECT_EQ(procNotFound, Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(procNotFound, Send(MakeGetDataEvent(), AESendMode::kAENoReply, &reply_));
   EXPECT_EQ("shor[09 00]", Describe(reply_));
   EXPECT_EQ(0, gIdleCalls);
 }
@@ -67,27 +67,27 @@ TEST_F(AESendTest, RejectsOtherAddressTypes) {
   ASSERT_EQ(noErr, AECreateAppleEvent(kAECoreSuite, kAEGetData, shortSignature, 1, 0, &event));
   EXPECT_EQ(errAEUnknownAddressType, Send(event, AESendMode::kAEWaitReply, &reply_));
   EXPECT_EQ(paramErr, Send(AppleEvent(), AESendMode::kAEWaitReply, &reply_));
-  EXPECT_EQ(paramErr, Send(MakeEvent(), AESendMode::kAEWaitReply, nullptr));
+  EXPECT_EQ(paramErr, Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, nullptr));
   EXPECT_EQ("shor[09 00]", Describe(reply_));
 }
 
 TEST_F(AESendTest, ImmediateReplyNeedsNoIdleCall) {
   std::string received;
   const AnsweringApplication application(
-      kSignature, [&received](const AppleEvent& event, AppleEvent* reply) {
+      kReceiver, [&received](const AppleEvent& event, AppleEvent* reply) {
         received = DescribeAttributes(event);
         return AEPutParamDesc(reply, keyDirectObject, MakeShort(3)) == noErr;
       });
-  EXPECT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(noErr, Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
   EXPECT_EQ("aevt{----=shor[03 00]}", Describe(reply_));
-  EXPECT_EQ(DescribeAttributes(MakeEvent()), received);
+  EXPECT_EQ(DescribeAttributes(MakeGetDataEvent()), received);
   EXPECT_EQ(0, gIdleCalls);
 }
 
 TEST_F(AESendTest, ReplyHasIDsOfEvent) {
-  const AnsweringApplication application(kSignature,
+  const AnsweringApplication application(kReceiver,
                                          [](const AppleEvent&, AppleEvent*) { return true; });
-  ASSERT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  ASSERT_EQ(noErr, Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
   EXPECT_EQ(
       "{evcl=type[74 76 65 61] evid=type[72 73 6e 61] addr=null[] rtid=long[4d 00 00 00] "
       "tran=long[05 00 00 00]}",
@@ -96,12 +96,11 @@ TEST_F(AESendTest, ReplyHasIDsOfEvent) {
 
 TEST_F(AESendTest, CallsIdleRoutineWhileWaiting) {
   int polls = 0;
-  const AnsweringApplication application(
-      kSignature, [&polls](const AppleEvent&, AppleEvent* reply) {
-        if (++polls <= 1000) return false;
-        return AEPutParamDesc(reply, keyDirectObject, MakeShort(3)) == noErr;
-      });
-  EXPECT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  const AnsweringApplication application(kReceiver, [&polls](const AppleEvent&, AppleEvent* reply) {
+    if (++polls <= 1000) return false;
+    return AEPutParamDesc(reply, keyDirectObject, MakeShort(3)) == noErr;
+  });
+  EXPECT_EQ(noErr, Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
   EXPECT_EQ("aevt{----=shor[03 00]}", Describe(reply_));
   EXPECT_EQ(1000, gIdleCalls);
 }
@@ -109,46 +108,48 @@ TEST_F(AESendTest, CallsIdleRoutineWhileWaiting) {
 TEST_F(AESendTest, WaitsWithoutIdleRoutine) {
   int polls = 0;
   const AnsweringApplication application(
-      kSignature, [&polls](const AppleEvent&, AppleEvent*) { return ++polls == 3; });
-  EXPECT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_));
+      kReceiver, [&polls](const AppleEvent&, AppleEvent*) { return ++polls == 3; });
+  EXPECT_EQ(noErr, Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_));
   EXPECT_EQ(3, polls);
 }
 
 TEST_F(AESendTest, TimesOut) {
-  const AnsweringApplication application(kSignature,
+  const AnsweringApplication application(kReceiver,
                                          [](const AppleEvent&, AppleEvent*) { return false; });
-  EXPECT_EQ(errAETimeout, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle, 2));
-  EXPECT_EQ(errAETimeout, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, nullptr, 1));
+  EXPECT_EQ(errAETimeout,
+            Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle, 2));
+  EXPECT_EQ(errAETimeout, Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_, nullptr, 1));
   EXPECT_EQ("shor[09 00]", Describe(reply_));
 }
 
 TEST_F(AESendTest, IdleRoutineCancels) {
-  const AnsweringApplication application(kSignature,
+  const AnsweringApplication application(kReceiver,
                                          [](const AppleEvent&, AppleEvent*) { return false; });
   gMaxIdleCalls = 5;
   EXPECT_EQ(errAEWaitCanceled,
-            Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdleAndCancel));
+            Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_, CountIdleAndCancel));
   EXPECT_EQ(5, gIdleCalls);
   EXPECT_EQ("shor[09 00]", Describe(reply_));
 }
 
 TEST_F(AESendTest, ReportsRemovedApplication) {
   int polls = 0;
-  RegisterAnsweringApplication(kSignature, [&polls](const AppleEvent&, AppleEvent*) {
-    if (++polls == 3) RemoveAnsweringApplication(kSignature);
+  RegisterAnsweringApplication(kReceiver, [&polls](const AppleEvent&, AppleEvent*) {
+    if (++polls == 3) RemoveAnsweringApplication(kReceiver);
     return false;
   });
-  EXPECT_EQ(connectionInvalid, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
-  EXPECT_EQ(procNotFound, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(connectionInvalid,
+            Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(procNotFound, Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
   EXPECT_EQ("shor[09 00]", Describe(reply_));
 }
 
 TEST_F(AESendTest, PassesNullReply) {
-  const AnsweringApplication application(kSignature, [](const AppleEvent&, AppleEvent* reply) {
+  const AnsweringApplication application(kReceiver, [](const AppleEvent&, AppleEvent* reply) {
     *reply = AppleEvent();
     return true;
   });
-  EXPECT_EQ(noErr, Send(MakeEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(noErr, Send(MakeGetDataEvent(), AESendMode::kAEWaitReply, &reply_, CountIdle));
   EXPECT_EQ("null[]", Describe(reply_));
 }
 
@@ -157,7 +158,7 @@ TEST_F(AESendTest, PassesNullReply) {
 class SlowApplication {
  public:
   SlowApplication()
-      : registration_(kSignature,
+      : registration_(kReceiver,
                       [this](const AppleEvent& event, AppleEvent*) { return Answer(event); }) {}
 
   int pollsLeft = 0;
@@ -180,7 +181,7 @@ class SlowApplication {
 TEST_F(AESendTest, NoReplyDoesNotWait) {
   SlowApplication application;
   application.pollsLeft = 1;
-  EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAENoReply, &reply_, CountIdle));
+  EXPECT_EQ(noErr, Send(MakeGetDataEvent(1), AESendMode::kAENoReply, &reply_, CountIdle));
   EXPECT_EQ("null[]", Describe(reply_));
   EXPECT_EQ(0, gIdleCalls);
   EXPECT_TRUE(application.answered.empty());
@@ -189,10 +190,10 @@ TEST_F(AESendTest, NoReplyDoesNotWait) {
 TEST_F(AESendTest, KeepsOrder) {
   SlowApplication application;
   application.pollsLeft = 4;
-  EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAENoReply, &reply_));
-  EXPECT_EQ(noErr, Send(MakeEvent(2), AESendMode::kAENoReply, &reply_));
+  EXPECT_EQ(noErr, Send(MakeGetDataEvent(1), AESendMode::kAENoReply, &reply_));
+  EXPECT_EQ(noErr, Send(MakeGetDataEvent(2), AESendMode::kAENoReply, &reply_));
   EXPECT_TRUE(application.answered.empty());
-  EXPECT_EQ(noErr, Send(MakeEvent(3), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(noErr, Send(MakeGetDataEvent(3), AESendMode::kAEWaitReply, &reply_, CountIdle));
   EXPECT_EQ((std::vector<AEEventID>{1, 2, 3}), application.answered);
   EXPECT_EQ(2, gIdleCalls);
 }
@@ -203,12 +204,13 @@ TEST_F(AESendTest, ApplicationMaySendWhileAnswering) {
   std::optional<Status> toOther;
   const AnsweringApplication other(kOtherSignature, [&](const AppleEvent&, AppleEvent*) {
     AppleEvent reply;
-    if (!toSelf) toSelf = Send(MakeEvent(8, kOtherSignature), AESendMode::kAENoReply, &reply);
-    toOther = Send(MakeEvent(4), AESendMode::kAEWaitReply, &reply, CountIdle);
+    if (!toSelf)
+      toSelf = Send(MakeGetDataEvent(8, kOtherSignature), AESendMode::kAENoReply, &reply);
+    toOther = Send(MakeGetDataEvent(4), AESendMode::kAEWaitReply, &reply, CountIdle);
     return true;
   });
-  EXPECT_EQ(noErr,
-            Send(MakeEvent(7, kOtherSignature), AESendMode::kAEWaitReply, &reply_, CountIdle));
+  EXPECT_EQ(noErr, Send(MakeGetDataEvent(7, kOtherSignature), AESendMode::kAEWaitReply, &reply_,
+                        CountIdle));
   EXPECT_EQ(noErr, toSelf);
   EXPECT_EQ(noErr, toOther);
   EXPECT_EQ((std::vector<AEEventID>{4, 4}), application.answered);
@@ -216,22 +218,22 @@ TEST_F(AESendTest, ApplicationMaySendWhileAnswering) {
 
 TEST_F(AESendTest, LaterRegistrationReplacesEarlier) {
   int first = 0;
-  const AnsweringApplication former(kSignature, [&first](const AppleEvent&, AppleEvent*) {
+  const AnsweringApplication former(kReceiver, [&first](const AppleEvent&, AppleEvent*) {
     ++first;
     return true;
   });
   const SlowApplication latter;
-  EXPECT_EQ(noErr, Send(MakeEvent(1), AESendMode::kAEWaitReply, &reply_));
+  EXPECT_EQ(noErr, Send(MakeGetDataEvent(1), AESendMode::kAEWaitReply, &reply_));
   EXPECT_EQ(0, first);
   EXPECT_EQ(1U, latter.answered.size());
 }
 
 TEST_F(AESendTest, OutOfMemory) {
   const AnsweringApplication application(
-      kSignature, [](const AppleEvent& /*event*/, AppleEvent* /*reply*/) { return true; });
+      kReceiver, [](const AppleEvent& /*event*/, AppleEvent* /*reply*/) { return true; });
   AppleEvent event;
-  ASSERT_EQ(noErr, AEBuildAppleEvent(kAECoreSuite, kAEGetData, typeApplSignature, &kSignature,
-                                     sizeof(kSignature), 1, 0, "", {}, &event));
+  ASSERT_EQ(noErr, AEBuildAppleEvent(kAECoreSuite, kAEGetData, typeApplSignature, &kReceiver,
+                                     sizeof(kReceiver), 1, 0, "", {}, &event));
   AppleEvent reply;
   ExpectMemFullOnFailedAllocations(
       [&] {

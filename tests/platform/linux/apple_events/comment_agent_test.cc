@@ -21,7 +21,7 @@
 namespace tessary::test {
 namespace {
 
-constexpr uint32_t kSignature = FourCharCode("MACS");
+constexpr uint32_t kAgentSignature = FourCharCode("MACS");
 constexpr uint32_t kComment = FourCharCode("comt");
 constexpr char kAttribute[] = "user.xdg.comment";
 
@@ -63,7 +63,7 @@ struct Answer {
 
 AppleEvent MakeEvent(AEEventClass eventClass, AEEventID id) {
   AppleEvent event;
-  EXPECT_EQ(noErr, AECreateAppleEvent(eventClass, id, MakeCode(typeApplSignature, kSignature),
+  EXPECT_EQ(noErr, AECreateAppleEvent(eventClass, id, MakeCode(typeApplSignature, kAgentSignature),
                                       kAutoGenerateReturnID, kAnyTransactionID, &event));
   return event;
 }
@@ -71,7 +71,7 @@ AppleEvent MakeEvent(AEEventClass eventClass, AEEventID id) {
 class CommentAgent : public testing::Test {
  protected:
   CommentAgent() { RegisterCommentAgent(); }
-  ~CommentAgent() override { RemoveAnsweringApplication(kSignature); }
+  ~CommentAgent() override { RemoveAnsweringApplication(kAgentSignature); }
 
   static Answer Send(const AppleEvent& event) {
     AppleEvent reply;

@@ -17,7 +17,7 @@
 namespace tessary::test {
 namespace {
 
-struct statx InfoOf(const std::string& path) {
+struct statx StatxOf(const std::string& path) {
   struct statx info = {};
   EXPECT_EQ(noErr, ReadObjectInfo(AT_FDCWD, path.c_str(), &info)) << path;
   return info;
@@ -84,7 +84,7 @@ TEST(CreationDateAt, ForgetsRememberedDateInNextRun) {
   const TemporaryFolder folder;
   const std::string path = folder / "file";
   WriteFile(path);
-  const struct statx info = InfoOf(path);
+  const struct statx info = StatxOf(path);
   const std::optional<Timestamp> before = CreationDateAt(PlaceAt(path), info);
   RememberDate(info, DateAttribute::NSFileCreationDate, {77, 7});
   ASSERT_EQ((Timestamp{77, 7}), CreationDateAt(PlaceAt(path), info));
@@ -96,7 +96,7 @@ TEST(CreationDateAt, Precedence) {
   const TemporaryFolder folder;
   WriteFile(folder / "file");
   MakeLink("file", folder / "link");
-  const struct statx info = InfoOf(folder / "file");
+  const struct statx info = StatxOf(folder / "file");
   const std::string path = folder / "file";
 
   std::optional<Timestamp> birth;

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/catalog/comment_attribute.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/managers/file_attributes.h"
@@ -23,8 +24,6 @@
 
 namespace tessary::test {
 namespace {
-
-constexpr char kComment[] = "user.xdg.comment";
 
 // The numbers of getxattrat and listxattrat, which newer kernels have.
 constexpr long kGetXattrAt = 464;
@@ -46,7 +45,7 @@ class WithoutProc : public testing::Test {
  protected:
   void SetUp() override {
     WriteFile(folder_ / "file", "x");
-    if (!SetAttribute(folder_ / "file", kComment, "mine")) {
+    if (!SetAttribute(folder_ / "file", kCommentAttribute, "mine")) {
       GTEST_SKIP() << "no attributes here";
     }
   }
@@ -95,7 +94,7 @@ TEST_F(WithoutProc, ReadsAndWritesComments) {
       EXPECT_EQ(noErr, WriteComment(PlaceAt(folder_ / "protected"), "yours"));
       EXPECT_EQ(0444U, LstatAt(folder_ / "protected").st_mode & 07777);
     }));
-    EXPECT_EQ("yours", AttributeAt(folder_ / "protected", kComment));
+    EXPECT_EQ("yours", AttributeAt(folder_ / "protected", kCommentAttribute));
   }));
 }
 
@@ -135,13 +134,14 @@ TEST_F(WithoutProc, DoesNotOpenSpecialFiles) {
     for (const char* name : {"link", "fifo"}) {
       const Place place = PlaceAt(folder_ / name);
       std::array<char, 16> value = {};
-      EXPECT_EQ(-1, GetAttribute(place, kComment, value.data(), value.size())) << name;
+      EXPECT_EQ(-1, GetAttribute(place, kCommentAttribute, value.data(), value.size())) << name;
       EXPECT_EQ(ENODATA, errno) << name;
-      EXPECT_EQ(-1, SetAttribute(place, kComment, "x", 1, 0)) << name;
+      EXPECT_EQ(-1, SetAttribute(place, kCommentAttribute, "x", 1, 0)) << name;
       EXPECT_EQ(EPERM, errno) << name;
     }
     std::array<char, 16> value = {};
-    EXPECT_EQ(-1, GetAttribute(PlaceAt(folder_ / "none"), kComment, value.data(), value.size()));
+    EXPECT_EQ(
+        -1, GetAttribute(PlaceAt(folder_ / "none"), kCommentAttribute, value.data(), value.size()));
     EXPECT_EQ(ENOENT, errno);
   };
   expectNone();
@@ -149,12 +149,14 @@ TEST_F(WithoutProc, DoesNotOpenSpecialFiles) {
 }
 
 TEST_F(WithoutProc, AttributeRemovedDuringRead) {
-  ASSERT_TRUE(SetAttribute(folder_ / "file", kComment, std::string(2'000, 'x')));
-  const auto remove = [this] { EXPECT_EQ(0, removexattr((folder_ / "file").c_str(), kComment)); };
+  ASSERT_TRUE(SetAttribute(folder_ / "file", kCommentAttribute, std::string(2'000, 'x')));
+  const auto remove = [this] {
+    EXPECT_EQ(0, removexattr((folder_ / "file").c_str(), kCommentAttribute));
+  };
   RunWithPausedCalls({{kGetXattrAt, "", 1, {}, ENOSYS}, {SYS_lgetxattr, "", 2, remove}}, [this] {
     std::optional<std::string> value = "before";
-    EXPECT_EQ(noErr,
-              ReadAttribute(PlaceAt(folder_ / "file"), kComment, LinkHandling::kNoFollow, &value));
+    EXPECT_EQ(noErr, ReadAttribute(PlaceAt(folder_ / "file"), kCommentAttribute,
+                                   LinkHandling::kNoFollow, &value));
     EXPECT_EQ(std::nullopt, value);
   });
 }

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/delete_tree.h"
 #include "tests/support/captured_log.h"
@@ -25,8 +26,6 @@
 
 namespace tessary::test {
 namespace {
-
-constexpr char kComment[] = "user.xdg.comment";
 
 class CopyFolderTest : public testing::Test {
  protected:
@@ -114,13 +113,14 @@ TEST_F(CopyFolderTest, DoesNotFollowLinks) {
 TEST_F(CopyFolderTest, OmitsOnlyOwnComment) {
   WriteFile(Source("file"), "x");
   WriteFile(Source("dated"), "x");
-  if (!SetAttribute(Source(""), kComment, "own") || !SetAttribute(Source("file"), kComment, "in")) {
+  if (!SetAttribute(Source(""), kCommentAttribute, "own") ||
+      !SetAttribute(Source("file"), kCommentAttribute, "in")) {
     GTEST_SKIP() << "the filesystem has no attributes";
   }
   ASSERT_TRUE(SetAttribute(Source("dated"), kCreationDateAttribute, "1971-01-01T00:00:00Z"));
   ASSERT_EQ(noErr, Copy());
-  EXPECT_EQ("(none)", AttributeAt(Target(""), kComment));
-  EXPECT_EQ("in", AttributeAt(Target("file"), kComment));
+  EXPECT_EQ("(none)", AttributeAt(Target(""), kCommentAttribute));
+  EXPECT_EQ("in", AttributeAt(Target("file"), kCommentAttribute));
   EXPECT_NE("(none)", AttributeAt(Target(""), kCreationDateAttribute));
   EXPECT_EQ("1971-01-01T00:00:00Z", AttributeAt(Target("dated"), kCreationDateAttribute));
   EXPECT_EQ("(none)", AttributeAt(Target("file"), kCreationDateAttribute));

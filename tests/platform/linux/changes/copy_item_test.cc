@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/catalog/attribute_names.h"
 #include "platform/linux/catalog/creation_date.h"
 #include "platform/linux/changes/move_across_filesystems.h"
 #include "platform/linux/changes/object_info.h"
@@ -33,7 +34,6 @@
 namespace tessary::test {
 namespace {
 
-constexpr char kComment[] = "user.xdg.comment";
 constexpr uint32_t kTmpfileFlag = O_TMPFILE & ~O_DIRECTORY;
 
 bool IsSameTime(const timespec& first, const timespec& second) {
@@ -135,16 +135,17 @@ TEST_P(CopyItemTest, KeepsModeAndTimes) {
 
 TEST_P(CopyItemTest, OmitsOnlyComment) {
   WriteFile(from_ / "file", "x");
-  if (!SetAttribute(from_ / "file", kComment, "mine") || !SetAttribute(to_.path(), "user.x", "")) {
+  if (!SetAttribute(from_ / "file", kCommentAttribute, "mine") ||
+      !SetAttribute(to_.path(), "user.x", "")) {
     GTEST_SKIP() << "the filesystem has no attributes";
   }
   ASSERT_TRUE(SetAttribute(from_ / "file", "user.long", std::string(2000, 'v')));
   ASSERT_TRUE(SetAttribute(from_ / "file", "user.empty", ""));
   Copy(noErr, "file", "file");
-  EXPECT_EQ("(none)", AttributeAt(to_ / "file", kComment));
+  EXPECT_EQ("(none)", AttributeAt(to_ / "file", kCommentAttribute));
   EXPECT_EQ(std::string(2000, 'v'), AttributeAt(to_ / "file", "user.long"));
   EXPECT_EQ("", AttributeAt(to_ / "file", "user.empty"));
-  EXPECT_EQ("mine", AttributeAt(from_ / "file", kComment));
+  EXPECT_EQ("mine", AttributeAt(from_ / "file", kCommentAttribute));
 }
 
 TEST_P(CopyItemTest, StoresCreationDate) {

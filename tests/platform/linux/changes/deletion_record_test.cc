@@ -21,7 +21,7 @@ namespace {
 using Names = std::vector<std::string>;
 
 const std::string kRecordName = ".tessary-01234567-89AB-CDEF-0123-456789ABCDEF";
-const Names kFiles = {"a", "b", "sub/c", "sub/link"};
+const Names kInnerFiles = {"a", "b", "sub/c", "sub/link"};
 
 class DeletionInPlace : public testing::Test {
  protected:
@@ -62,7 +62,7 @@ class DeletionInPlace : public testing::Test {
       if (names.empty()) continue;
       EXPECT_EQ(whole, names) << folder;
       if (Exists(folder + "/Tool.app")) {
-        EXPECT_EQ(kFiles, FilesBelow(folder + "/Tool.app")) << folder;
+        EXPECT_EQ(kInnerFiles, FilesBelow(folder + "/Tool.app")) << folder;
       }
       isAnywhere = true;
     }
@@ -111,7 +111,7 @@ TEST_F(DeletionInPlace, RecoveryDeletesRestOfCopy) {
   WriteRecord(folder_.path(), "Copy.app");
   RecoverFolder(from());
   EXPECT_EQ(Names(), NamesIn(from()));
-  EXPECT_EQ(kFiles, FilesBelow(folder_ / "Copy.app"));
+  EXPECT_EQ(kInnerFiles, FilesBelow(folder_ / "Copy.app"));
 }
 
 // The next run by date files the copy by its day before it comes to the folder of the rest.
@@ -124,7 +124,7 @@ TEST_F(DeletionInPlace, RecoveryFindsCopyInDayFolder) {
   WriteRecord(folder_ / "2007", "Tool.app");
   RecoverFolder(from());
   EXPECT_EQ(Names(), NamesIn(from()));
-  EXPECT_EQ(kFiles, FilesBelow(folder_ / "2007/Nov 10, 2007/Tool.app"));
+  EXPECT_EQ(kInnerFiles, FilesBelow(folder_ / "2007/Nov 10, 2007/Tool.app"));
 }
 
 // What the record says is not believed: only what exists twice is deleted.
@@ -153,7 +153,7 @@ TEST_F(DeletionInPlace, RecoveryKeepsWhatDiffersFromCopy) {
     WriteRecord(copies.path(), "Copy.app");
     RecoverFolder(from());
     EXPECT_EQ(Names{"Tool.app"}, NamesIn(from()));
-    EXPECT_EQ(kFiles, FilesBelow(from() + "/Tool.app"));
+    EXPECT_EQ(kInnerFiles, FilesBelow(from() + "/Tool.app"));
   }
 }
 
@@ -174,7 +174,7 @@ TEST_F(DeletionInPlace, RecoveryIgnoresRecordOfOtherUser) {
   WriteRecord(folder_.path(), "Copy.app");
   ASSERT_EQ(0, chown((from() + "/" + kRecordName).c_str(), 4711, 4711));
   RecoverFolder(from());
-  EXPECT_EQ(kFiles, FilesBelow(from() + "/Tool.app"));
+  EXPECT_EQ(kInnerFiles, FilesBelow(from() + "/Tool.app"));
 }
 
 // On other filesystems no folder is deleted in place.
@@ -186,7 +186,7 @@ TEST_F(DeletionInPlace, RecoveryIgnoresRecordOffOverlay) {
                                                    folder_.path() + zero + "Copy.app" + zero);
   RecoverFolder(folder_ / "from");
   EXPECT_EQ(Names{"Tool.app"}, NamesIn(folder_ / "from"));
-  EXPECT_EQ(kFiles, FilesBelow(folder_ / "from/Tool.app"));
+  EXPECT_EQ(kInnerFiles, FilesBelow(folder_ / "from/Tool.app"));
 }
 
 }  // namespace

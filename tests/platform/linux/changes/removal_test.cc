@@ -24,15 +24,15 @@
 
 namespace {
 
-// Called right before `gAwaitedPath` is renamed or unlinked.
+// Called right before `gRemovedPath` is renamed or unlinked.
 std::function<void()> gBeforeRenameOrUnlink;
-std::string gAwaitedPath;
+std::string gRemovedPath;
 
 // Called right before the staged name of "file" is unlinked.
 std::function<void()> gBeforeUnlink;
 
 void ActAt(const char* name, std::function<void()>* action) {
-  if (*action && name == gAwaitedPath) std::exchange(*action, nullptr)();
+  if (*action && name == gRemovedPath) std::exchange(*action, nullptr)();
 }
 
 }  // namespace
@@ -63,7 +63,7 @@ class Removal : public testing::Test {
 
   // Saves a new version right before the name is renamed or unlinked. Editors save in this way.
   void SaveNewVersionDuringRemovalOf(const std::string& name) {
-    gAwaitedPath = name;
+    gRemovedPath = name;
     gBeforeRenameOrUnlink = [this, name] { SaveNewVersion(name); };
   }
 
@@ -157,7 +157,7 @@ TEST_F(Removal, RestoresNameOnFailure) {
 // Two new versions in a row: the second one has the name when the first is to get it back.
 TEST_F(Removal, KeepsEveryVersionIfNameIsUsed) {
   WriteFile(folder_ / "file", "old");
-  gAwaitedPath = "file";
+  gRemovedPath = "file";
   gBeforeRenameOrUnlink = [this] { SaveNewVersion("file"); };
   const CapturedLog log;
   const UniqueFd folder = OpenFolder(folder_.path());
@@ -210,7 +210,7 @@ TEST_F(Removal, DeleteKeepsNewVersion) {
 TEST_F(Removal, DeleteFolderKeepsFileOfItsName) {
   MakeFolder(folder_ / "folder");
   const FSRef old = RefAt(folder_ / "folder");
-  gAwaitedPath = "folder";
+  gRemovedPath = "folder";
   gBeforeRenameOrUnlink = [this] {
     ASSERT_EQ(0, rmdir((folder_ / "folder").c_str()));
     WriteFile(folder_ / "folder", "newest");
@@ -244,7 +244,7 @@ TEST_F(Removal, MoveKeepsFileWrittenTo) {
     GTEST_SKIP() << "/dev/shm is on the filesystem of the temporary folder";
   }
   WriteFile(folder_ / "file", "old");
-  gAwaitedPath = "file";
+  gRemovedPath = "file";
   gBeforeRenameOrUnlink = [this] { WriteFile(folder_ / "file", "newest"); };
   EXPECT_EQ(fBsyErr, MoveAcrossAt(folder_ / "file", memory / "file"));
   ExpectOnlyNewest("file");

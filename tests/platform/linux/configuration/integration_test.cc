@@ -28,7 +28,7 @@ MenuFileChange Delete(const Text&, std::string* newText) {
   return MenuFileChange::kDelete;
 }
 
-mode_t ModeOf(const std::string& path) {
+mode_t PermissionsOf(const std::string& path) {
   struct stat info = {};
   EXPECT_EQ(0, stat(path.c_str(), &info)) << path;
   return info.st_mode & 07777U;
@@ -46,7 +46,7 @@ TEST(EditMenuFile, PassesTextAndWritesResult) {
                                 }));
   EXPECT_EQ(std::nullopt, seen);
   EXPECT_EQ(std::string("\xEF\xBB\xBFnew\0text", 11), ReadFile(path));
-  EXPECT_EQ(0600U, ModeOf(path));
+  EXPECT_EQ(0600U, PermissionsOf(path));
   EXPECT_EQ(std::vector<std::string>{"\xFF"}, NamesIn(folder / "a\n/.b"));
   std::string text;
   EXPECT_EQ(noErr, ReadMenuFile(path, &text));
@@ -63,11 +63,11 @@ TEST(EditMenuFile, NoChangeCreatesNothing) {
 TEST(EditMenuFile, MakesProgramExecutable) {
   const TemporaryFolder folder;
   EXPECT_EQ(noErr, EditMenuFile(folder / "new", MenuFileKind::kProgram, Writing("x")));
-  EXPECT_EQ(0700U, ModeOf(folder / "new"));
+  EXPECT_EQ(0700U, PermissionsOf(folder / "new"));
   WriteFile(folder / "old");
   ASSERT_EQ(0, chmod((folder / "old").c_str(), 0640));
   EXPECT_EQ(noErr, EditMenuFile(folder / "old", MenuFileKind::kProgram, Writing("x")));
-  EXPECT_EQ(0740U, ModeOf(folder / "old"));
+  EXPECT_EQ(0740U, PermissionsOf(folder / "old"));
 }
 
 TEST(EditMenuFile, DeletesFileButKeepsLink) {

@@ -10,7 +10,7 @@
 namespace tessary::test {
 namespace {
 
-FileStamp StampAt(const std::string& path) {
+FileStamp KnownStampAt(const std::string& path) {
   FileStamp stamp;
   EXPECT_EQ(noErr, ReadFileStamp(path.c_str(), &stamp)) << path;
   return stamp;
@@ -24,8 +24,8 @@ TEST(ReadStampedFile, FollowsLinks) {
   StampedFile file;
   ASSERT_EQ(noErr, ReadStampedFile((folder / "link").c_str(), 100, &file));
   EXPECT_EQ(text, file.text);
-  EXPECT_EQ(StampAt(folder / "file"), file.stamp);
-  EXPECT_EQ(StampAt(folder / "link"), file.stamp);
+  EXPECT_EQ(KnownStampAt(folder / "file"), file.stamp);
+  EXPECT_EQ(KnownStampAt(folder / "link"), file.stamp);
   EXPECT_TRUE(file.isRecentlyModified);
 }
 
@@ -61,18 +61,18 @@ TEST(ReadFileStamp, ChangesWithSizeTimesAndIdentity) {
   const TemporaryFolder folder;
   const std::string path = folder / "file";
   WriteFile(path, "1");
-  const FileStamp first = StampAt(path);
-  EXPECT_EQ(first, StampAt(path));
+  const FileStamp first = KnownStampAt(path);
+  EXPECT_EQ(first, KnownStampAt(path));
   WriteFile(path, "12");
-  const FileStamp grown = StampAt(path);
+  const FileStamp grown = KnownStampAt(path);
   EXPECT_NE(first, grown);
   SetModificationDate(path, 1000);
-  const FileStamp older = StampAt(path);
+  const FileStamp older = KnownStampAt(path);
   EXPECT_NE(grown, older);
   WriteFile(folder / "other", "12");
   SetModificationDate(folder / "other", 1000);
   ASSERT_EQ(0, rename((folder / "other").c_str(), path.c_str()));
-  EXPECT_NE(older, StampAt(path));
+  EXPECT_NE(older, KnownStampAt(path));
 }
 
 TEST(ReadFileStamp, ReportsMissingFile) {

@@ -17,12 +17,12 @@ namespace {
 constexpr char kProperty[] = "com.apple.metadata:kMDItemFinderComment";
 constexpr char16_t kComment[] = u"ask K\u00e4the";
 
-const std::string kFinderInfo = "TEXTttxt" + std::string(24, '\0');
+const std::string kFinderInfoOfText = "TEXTttxt" + std::string(24, '\0');
 
 std::string SidecarWith(const std::string& property) {
   const std::vector<MacAttribute> attributes = {
       {"com.example.before", "before"}, {kProperty, property}, {"com.example.after", "after"}};
-  return MakeSidecar(kFinderInfo, attributes, "the fork");
+  return MakeSidecar(kFinderInfoOfText, attributes, "the fork");
 }
 
 // The layout of netatalk: 200 bytes reserved for the comment, then the dates.
@@ -32,7 +32,7 @@ std::string NetatalkWith(const std::string& comment) {
   data += BigEndian32(9) + BigEndian32(62) + BigEndian32(32);
   data += BigEndian32(4) + BigEndian32(94) + BigEndian32(static_cast<uint32_t>(comment.size()));
   data += BigEndian32(8) + BigEndian32(294) + BigEndian32(16);
-  data += kFinderInfo + comment + std::string(200 - comment.size(), '\0');
+  data += kFinderInfoOfText + comment + std::string(200 - comment.size(), '\0');
   return data + std::string(16, '\1');
 }
 
@@ -79,7 +79,7 @@ void ExpectOtherEntriesKept(const std::string& sidecar, const std::string& origi
   ASSERT_EQ(original.size(), sidecar.size());
   const auto data = AppleDouble::Parse(sidecar);
   ASSERT_TRUE(data);
-  EXPECT_EQ(kFinderInfo, data->FinderInfo());
+  EXPECT_EQ(kFinderInfoOfText, data->FinderInfo());
   EXPECT_EQ("the fork", data->Read(AppleDoubleEntry::kResourceFork));
   const auto attributes = data->Attributes();
   ASSERT_EQ(3U, attributes.size());
@@ -133,7 +133,7 @@ TEST(ReplaceAppleDoubleComment, FillsCommentEntry) {
 TEST(ReplaceAppleDoubleComment, RejectsOtherData) {
   EXPECT_FALSE(ReplaceAppleDoubleComment(NetatalkWith(""), u"x"));
   EXPECT_FALSE(ReplaceAppleDoubleComment(FromHex(kNetatalkOfSambaNetatalk), u"x"));
-  EXPECT_FALSE(ReplaceAppleDoubleComment(MakeSidecar(kFinderInfo, {}, ""), u"x"));
+  EXPECT_FALSE(ReplaceAppleDoubleComment(MakeSidecar(kFinderInfoOfText, {}, ""), u"x"));
   EXPECT_FALSE(ReplaceAppleDoubleComment(SidecarWith("ask"), u"x"));
   EXPECT_FALSE(ReplaceAppleDoubleComment("", u"x"));
   std::string overlapping = NetatalkWith("ask");
