@@ -190,13 +190,17 @@ class ErrorCounts {
 // The errors meet runs that prepare copies, as users have them.
 TEST(InjectedErrors, MeetPreparedCopies) {
   if (!HasSecondProcessor()) GTEST_SKIP() << "there is only one processor";
-  const ScenarioFixture fixture(Scenarios().front());
   const SharedMemory<uint64_t> prepared;
-  const SupervisedResult result = fixture.Run(
-      FileCalls(), [](const SupervisedCall&) { return 0; }, [] {},
-      [&prepared] { *prepared = CountPreparedCopies().prepared; });
-  if (!result.isSupervised) GTEST_SKIP() << "the kernel does not support seccomp notifications";
-  EXPECT_EQ(0, result.exitStatus) << result.output;
+  // Whether the second thread has its turn during a short run depends on the load of the machine.
+  constexpr int kMaxRuns = 50;
+  for (int i = 0; i < kMaxRuns && *prepared == 0; ++i) {
+    const ScenarioFixture fixture(Scenarios().front());
+    const SupervisedResult result = fixture.Run(
+        FileCalls(), [](const SupervisedCall&) { return 0; }, [] {},
+        [&prepared] { *prepared = CountPreparedCopies().prepared; });
+    if (!result.isSupervised) GTEST_SKIP() << "the kernel does not support seccomp notifications";
+    ASSERT_EQ(0, result.exitStatus) << result.output;
+  }
   EXPECT_LT(0U, *prepared);
 }
 
