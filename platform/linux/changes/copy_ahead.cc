@@ -150,7 +150,6 @@ std::optional<Status> CopyAhead::Publish(const CopySource& source, const CopyTar
     const std::lock_guard lock(mutex_);
     Remove(job);
     limit_ = std::min(limit_ + kGrowth, maxFiles_);
-    WakeIfIdle();
   }
   *copied = std::move(job->copy.copied);
   return noErr;
@@ -265,6 +264,8 @@ void CopyAhead::Remove(const JobPointer& job) {
   if (found == jobs_.end()) return;
   if (job->state == State::kReady) bytes_ -= job->copy.copied.source.stx_size;
   jobs_.erase(found);
+  // There may be room for the next copy.
+  WakeIfIdle();
 }
 
 // Moves all jobs to the empty `*removed`, which the caller destroys without holding the mutex.

@@ -93,8 +93,8 @@ Status PublishSmallCopy(const CopySource& source, const CopyTarget& target, Copi
   UniqueFd from;
   if (const Status status = CheckItemName(target.name)) return status;
   if (const auto published = PublishPreparedCopy(source, target, copied)) return *published;
-  // Here the check comes first although the file is small: the caller has not looked the name up,
-  // so an existing one is not the rare case.
+  // The name is checked before the file is copied, although it is small: the caller has not looked
+  // it up, so that an existing one is not the rare case.
   if (const Status status = CheckTargetNameIsFree(target)) return status;
   const char* name = source.name.c_str();
   const Status status =

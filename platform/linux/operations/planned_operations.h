@@ -67,6 +67,7 @@ class PlannedOperations {
   void Free(uint32_t folder, const std::string& name);
   bool HasAttributes(const Target& target);
   void CountSpace(const Target& target, const Transfer& transfer, uint64_t size);
+  // Counts bytes that are needed, or freed if negative, on the filesystem of an interned folder.
   void AddSpace(uint32_t folder, int64_t bytes);
 
   std::unordered_map<uint32_t, Permissions> permissions_;  // by folder

@@ -240,13 +240,15 @@ TEST_F(CopyAheadTest, KeepsInheritedFlags) {
   ASSERT_EQ(0, ioctl(key.get(), FS_IOC_GETFLAGS, &flags));
   flags |= FS_NODUMP_FL;
   if (ioctl(key.get(), FS_IOC_SETFLAGS, &flags) != 0) GTEST_SKIP() << "there are no flags";
+  MakeFolder(folder_ / "to/plain");
   PrepareOthers();
-  EXPECT_EQ(noErr, Copy(1));
-  const UniqueFd copy(open(Target(1).c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(noErr, CopyTo(1, folder_ / "to/plain"));
+  EXPECT_EQ(noErr, Copy(2));
+  const UniqueFd copy(open(Target(2).c_str(), O_RDONLY | O_CLOEXEC));
   unsigned copied = 0;
   ASSERT_EQ(0, ioctl(copy.get(), FS_IOC_GETFLAGS, &copied));
   EXPECT_NE(0U, copied & FS_NODUMP_FL);
-  EXPECT_EQ(0U, CountNew().published);
+  EXPECT_EQ(1U, CountNew().published);
 }
 
 // The copy gets group and access list of its source, whatever the folder passes on.
