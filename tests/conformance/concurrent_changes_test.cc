@@ -45,6 +45,14 @@ char UniformByte(const std::string& contents) {
   return isUniform ? contents[0] : '\0';
 }
 
+// Returns true if the folder contains a "file" under the name that it gets for its deletion.
+bool HasDisplacedFile(const std::string& folder) {
+  const auto names = std::filesystem::directory_iterator(folder);
+  return std::any_of(begin(names), end(names), [](const auto& entry) {
+    return entry.path().filename().string().starts_with("file - ");
+  });
+}
+
 TEST_P(Conformance, GrowingFileIsConsistent) {
   WriteFile(From("log"), std::string(kFileSize, 'a'));
   SealTestData();
@@ -110,7 +118,10 @@ TEST_P(Conformance, ReplacedFileIsConsistent) {
     last = std::max(last, found);
   }
   EXPECT_EQ(version, last) << "the last version is lost; status " << status;
-  EXPECT_EQ(status == noErr, Exists(To("file")));
+  // A version that was staged for its deletion and could not get its name back stays beside the
+  // file, and the copy stays, too.
+  const bool isCopyExpected = status == noErr || HasDisplacedFile(FromFolder());
+  EXPECT_EQ(isCopyExpected, Exists(To("file"))) << status;
 }
 
 TEST_P(Conformance, FinalNameShowsCompleteFile) {
