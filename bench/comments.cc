@@ -11,7 +11,7 @@
 namespace tessary::bench {
 namespace {
 
-constexpr size_t kFileSize = 4096;
+constexpr size_t kCommentedSize = 4096;
 constexpr char kAttribute[] = "user.xdg.comment";
 constexpr char kComment[] = "Photographed from the pier, not yet sorted; ask Käthe for the rest.";
 
@@ -40,7 +40,7 @@ double TimeCopy(const ScratchDirectory& scratch, const std::string& source, bool
 void MeasureComments(const Sizes& sizes, const ScratchDirectories& directories, Report* report) {
   const ScratchDirectory& scratch = directories.disk;
   const std::string source = scratch.MakeFolder();
-  FillFolder(source, 0, sizes.commented, kFileSize);
+  FillFolder(source, 0, sizes.commented, kCommentedSize);
   Row row;
   row.question = Question::kCost;
   row.key = "comments";

@@ -13,7 +13,7 @@
 namespace tessary::bench {
 namespace {
 
-constexpr size_t kFileSize = 16;
+constexpr size_t kMovedSize = 16;
 
 // Renames each file of a folder into the folder of its extension below `to`: directly, or in two
 // steps through `to` itself. This is the minimum of work that any program has to do.
@@ -75,7 +75,7 @@ class MoveComparison {
       : scratch_(scratch),
         rounds_(sizes.rounds),
         report_(report),
-        fileSet_(scratch, sizes.moved, kFileSize) {}
+        fileSet_(scratch, sizes.moved, kMovedSize) {}
 
   void Run() {
     std::vector<Candidate> all;

@@ -5,7 +5,7 @@
 namespace tessary::bench {
 namespace {
 
-constexpr size_t kFileSize = 4096;
+constexpr size_t kDurableSize = 4096;
 constexpr double kLimit = 1.05;
 constexpr char kBaseline[] = "`rsync -a --fsync --remove-source-files`";
 
@@ -15,7 +15,7 @@ double TimeMove(const ScratchDirectory& from, const ScratchDirectory& to, size_t
                                                     const std::string& destination)) {
   const std::string source = from.MakeFolder();
   const std::string destination = to.MakeFolder();
-  FillFolder(source, 0, files, kFileSize);
+  FillFolder(source, 0, files, kDurableSize);
   from.SyncFilesystem();
   to.SyncFilesystem();
   const double seconds = RunProgram(command(source, destination), from.path()).seconds;

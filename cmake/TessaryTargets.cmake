@@ -70,9 +70,9 @@ function(tessary_reject_arguments)
 endfunction()
 
 # tessary_group_sources(NAME): with TESSARY_UNITY, compiles the sources of the target in groups. Names of
-# unnamed namespaces therefore have to differ within a library, and within a test program that calls this.
+# unnamed namespaces therefore have to differ within a library and within a program.
 function(tessary_group_sources name)
-  set_target_properties(${name} PROPERTIES UNITY_BUILD "${TESSARY_UNITY}" UNITY_BUILD_BATCH_SIZE 10)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD "${TESSARY_UNITY}" UNITY_BUILD_BATCH_SIZE 25)
 endfunction()
 
 # tessary_library(NAME SOURCES FILE... [LIBRARIES LIBRARY...]): the static library of a folder, and the
@@ -94,6 +94,7 @@ function(tessary_test_program name)
     set(arg_MAIN GTest::gtest_main)
   endif()
   add_executable(${name} ${arg_SOURCES})
+  tessary_group_sources(${name})
   tessary_link(${name} ${arg_LIBRARIES} tessary_test_support)
   target_link_libraries(${name} PRIVATE GTest::gmock ${arg_MAIN})
   if(TESSARY_PRECOMPILE)
@@ -110,9 +111,6 @@ function(tessary_tests name label)
   if(TESSARY_SANITIZE AND NOT label MATCHES "^(unit|disk)$")
     set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
     return()
-  endif()
-  if(label MATCHES "^(unit|disk)$")
-    tessary_group_sources(${name})
   endif()
   set(seconds 120)
   if(TESSARY_COVERAGE)

@@ -8,8 +8,8 @@
 namespace tessary {
 namespace {
 
-constexpr qreal kFrameWidth = 3;
-constexpr qreal kFrameRadius = 8;
+constexpr qreal kHiliteWidth = 3;
+constexpr qreal kHiliteRadius = 8;
 constexpr float kTint = 0.10F;  // opacity of the area inside the frame
 
 void MakeInputTransparent(QWidget* widget) {
@@ -32,12 +32,12 @@ void DropHilite::paintEvent(QPaintEvent* /*event*/) {
   QColor ink = palette().color(QPalette::Highlight);
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  painter.setPen(QPen(ink, kFrameWidth));
+  painter.setPen(QPen(ink, kHiliteWidth));
   ink.setAlphaF(kTint);
   painter.setBrush(ink);
-  constexpr qreal kInset = kFrameWidth / 2;
-  painter.drawRoundedRect(QRectF(rect()).adjusted(kInset, kInset, -kInset, -kInset), kFrameRadius,
-                          kFrameRadius);
+  constexpr qreal kInset = kHiliteWidth / 2;
+  painter.drawRoundedRect(QRectF(rect()).adjusted(kInset, kInset, -kInset, -kInset), kHiliteRadius,
+                          kHiliteRadius);
 }
 
 FadeOverlay::FadeOverlay(QWidget* parent) : QWidget(parent) {

@@ -15,7 +15,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-constexpr auto kSkipped = ItemOutcome::kSkipped;
+constexpr auto kSkippedItem = ItemOutcome::kSkipped;
 
 using RunByDate = RunTest;
 
@@ -144,7 +144,7 @@ TEST_F(RunByDate, SkipsBrokenLinkInYearFolder) {
   Run();
   EXPECT_THAT(FilesBelow(destination_), ElementsAre("2009/Mar 04, 2009/target", "2009/link"));
   // Once for each of the two folders that the run visits.
-  EXPECT_THAT(outcomes_[InDestination("2009/link")], ElementsAre(kSkipped, kSkipped));
+  EXPECT_THAT(outcomes_[InDestination("2009/link")], ElementsAre(kSkippedItem, kSkippedItem));
 }
 
 TEST_F(RunByDate, ReportsItemInItsYear) {

@@ -24,7 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const SoakSuite kSuite("Crash");
+const SoakSuite kCrashSuite("Crash");
 
 // Two filesystems, and runs that move items from one to the other.
 class CrashingMove {

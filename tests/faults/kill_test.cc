@@ -26,8 +26,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const SoakSuite kSuite("KilledRun");
-const SoakSuite kVolumeSuite("KilledRunOn");
+const SoakSuite kKillSuite("KilledRun");
+const SoakSuite kKillVolumeSuite("KilledRunOn");
 
 constexpr fs::perms kOwnerOnlyFolder = fs::perms::owner_all;
 constexpr fs::perms kOwnerOnlyFile = fs::perms::owner_read | fs::perms::owner_write;
@@ -301,8 +301,8 @@ class KilledRun {
   std::string how_;
 };
 
-const std::vector<std::string> kViolations = {"partial", "lost", "sidecars separated",
-                                              "stale temporary files", "hung"};
+const std::vector<std::string> kKillViolations = {"partial", "lost", "sidecars separated",
+                                                  "stale temporary files", "hung"};
 
 void KillAndRunAgain(const TwoFolders& folders, bool isMove, SoakRandom& random, Soak* soak) {
   KilledRun run(folders, isMove, random, soak);
@@ -312,7 +312,7 @@ void KillAndRunAgain(const TwoFolders& folders, bool isMove, SoakRandom& random,
 }
 
 void RunKills(const std::string& title, unsigned rounds, bool isMove, FolderPlacement placement) {
-  Soak soak(title, "kills", kViolations);
+  Soak soak(title, "kills", kKillViolations);
   RunOnTwoFolders(&soak, rounds, placement, [&](TwoFolders folders, SoakRandom& random) {
     if (random.OneIn(3)) std::swap(folders.first, folders.second);
     KillAndRunAgain(folders, isMove, random, &soak);
@@ -335,7 +335,7 @@ TEST(KilledRun, MoveAcrossFilesystems) {
 class KilledRunOn : public testing::TestWithParam<VolumeKind> {};
 
 TEST_P(KilledRunOn, MoveOrCopy) {
-  Soak soak("kill -9, on " + NameOf(GetParam()), "kills", kViolations);
+  Soak soak("kill -9, on " + NameOf(GetParam()), "kills", kKillViolations);
   RunOnVolume(&soak, 2, GetParam(), [&](const TwoFolders& folders, SoakRandom& random) {
     KillAndRunAgain(folders, !random.OneIn(3), random, &soak);
   });

@@ -18,8 +18,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const SoakSuite kSuite("ConcurrentChanges");
-const SoakSuite kVolumeSuite("ConcurrentChangesOn");
+const SoakSuite kRaceSuite("ConcurrentChanges");
+const SoakSuite kRaceVolumeSuite("ConcurrentChangesOn");
 
 class Race {
  public:
@@ -175,11 +175,11 @@ class Race {
   std::string outside_;
 };
 
-const std::vector<std::string> kViolations = {
+const std::vector<std::string> kRaceViolations = {
     "lost", "partial", "changed outside", "stale temporary files", "hung", "crashed"};
 
 void RunRaces(const std::string& title, unsigned rounds, bool isMove, FolderPlacement placement) {
-  Soak soak(title, "concurrent modifications", kViolations);
+  Soak soak(title, "concurrent modifications", kRaceViolations);
   RunOnTwoFolders(&soak, rounds, placement, [&](const TwoFolders& folders, SoakRandom& random) {
     Race(folders, isMove, random, &soak).Run(random);
   });
@@ -206,7 +206,7 @@ class ConcurrentChangesOn : public testing::TestWithParam<VolumeKind> {};
 TEST_P(ConcurrentChangesOn, MoveOrCopy) {
   const bool isFast = GetParam() == VolumeKind::kOverlay || GetParam() == VolumeKind::kOverlayLower;
   if (!isFast && !IsLongSoak()) GTEST_SKIP() << "creating the items takes too long";
-  Soak soak("races, on " + NameOf(GetParam()), "concurrent modifications", kViolations);
+  Soak soak("races, on " + NameOf(GetParam()), "concurrent modifications", kRaceViolations);
   RunOnVolume(&soak, 1, GetParam(), [&](const TwoFolders& folders, SoakRandom& random) {
     Race(folders, !random.OneIn(3), random, &soak).Run(random);
   });

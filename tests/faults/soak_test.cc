@@ -8,7 +8,7 @@
 namespace tessary::test {
 namespace {
 
-const SoakSuite kSuite("SoakRound");
+const SoakSuite kSoakSuite("SoakRound");
 
 TEST(SoakRandom, DependsOnSeedOnly) {
   SoakRandom first(7);

@@ -26,8 +26,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const SoakSuite kSuite("UndoneRun");
-const SoakSuite kVolumeSuite("UndoneRunOn");
+const SoakSuite kUndoSuite("UndoneRun");
+const SoakSuite kUndoVolumeSuite("UndoneRunOn");
 
 class UndoneRun {
  public:
@@ -148,7 +148,7 @@ class UndoneRun {
   std::string how_ = "a complete run";
 };
 
-const std::vector<std::string> kViolations = {"not restored", "hung"};
+const std::vector<std::string> kUndoViolations = {"not restored", "hung"};
 
 void RunAndUndo(const TwoFolders& folders, SoakRandom& random, Soak* soak) {
   UndoneRun run(folders, random, soak);
@@ -159,7 +159,7 @@ void RunAndUndo(const TwoFolders& folders, SoakRandom& random, Soak* soak) {
 }
 
 void RunUndos(const std::string& title, unsigned rounds, FolderPlacement placement) {
-  Soak soak(title, "runs", kViolations);
+  Soak soak(title, "runs", kUndoViolations);
   RunOnTwoFolders(&soak, rounds, placement, [&](const TwoFolders& folders, SoakRandom& random) {
     TwoFolders placed = folders;
     if (placement == FolderPlacement::kOneFilesystem) placed.second = placed.first;
@@ -176,7 +176,7 @@ TEST(UndoneRun, IsRestoredAcrossFilesystems) {
 class UndoneRunOn : public testing::TestWithParam<VolumeKind> {};
 
 TEST_P(UndoneRunOn, IsRestored) {
-  Soak soak("undo, on " + NameOf(GetParam()), "runs", kViolations);
+  Soak soak("undo, on " + NameOf(GetParam()), "runs", kUndoViolations);
   RunOnVolume(&soak, 1, GetParam(), [&](const TwoFolders& folders, SoakRandom& random) {
     RunAndUndo(folders, random, &soak);
   });

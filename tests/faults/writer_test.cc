@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const SoakSuite kSuite("ConcurrentWriters");
+const SoakSuite kWriterSuite("ConcurrentWriters");
 
 constexpr uint64_t kFiles = 40;
 

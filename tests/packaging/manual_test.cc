@@ -19,18 +19,21 @@ using testing::IsSupersetOf;
 using testing::UnorderedElementsAreArray;
 using Words = std::vector<std::string>;
 
-struct Page {
+struct HelpPage {
   const char* program;
   const char* command;  // empty for the program itself
 };
 
-constexpr std::array kPages = {
-    Page{"tessary-cli", ""},     Page{"tessary-cli", "aggregate"}, Page{"tessary-cli", "defaults"},
-    Page{"tessary-cli", "info"}, Page{"tessary-cli", "integrate"}, Page{"tessary-cli", "undo"},
-    Page{"tessary", ""}};
+constexpr std::array kPages = {HelpPage{"tessary-cli", ""},
+                               HelpPage{"tessary-cli", "aggregate"},
+                               HelpPage{"tessary-cli", "defaults"},
+                               HelpPage{"tessary-cli", "info"},
+                               HelpPage{"tessary-cli", "integrate"},
+                               HelpPage{"tessary-cli", "undo"},
+                               HelpPage{"tessary", ""}};
 constexpr std::array kPrograms = {"tessary-cli", "tessary"};
 
-std::string HelpOf(const Page& page) {
+std::string HelpOf(const HelpPage& page) {
   Words arguments = {"--help"};
   if (*page.command != '\0') arguments.insert(arguments.begin(), page.command);
   const ToolResult result =
@@ -40,7 +43,7 @@ std::string HelpOf(const Page& page) {
 }
 
 // Short and long names: "-h", "--help".
-Words OptionsOf(const Page& page) {
+Words OptionsOf(const HelpPage& page) {
   const std::string help = HelpOf(page);
   Words options = FindWords(help, "\n  (-[a-zA-Z]), --");
   for (const std::string& name : FindWords(help, "\n  (?:-[a-zA-Z], |    )(--[a-z-]+)")) {
@@ -137,7 +140,7 @@ TEST(Manual, FormatterPrintsNoWarnings) {
 }
 
 TEST(Manual, NamesEachOptionKindCommandAndKey) {
-  for (const Page& page : kPages) {
+  for (const HelpPage& page : kPages) {
     const std::string manual = PlainManual(page.program + std::string(".1"));
     for (const std::string& option : OptionsOf(page)) {
       EXPECT_TRUE(std::regex_search(manual, std::regex("[^-a-z]" + option + "[^-a-z]")))
@@ -167,7 +170,7 @@ TEST(Completions, AreValidScripts) {
 }
 
 TEST(BashCompletion, OffersExactlyTheOptionsOfTheHelp) {
-  for (const Page& page : kPages) {
+  for (const HelpPage& page : kPages) {
     const std::string line = std::string(page.program) + " " + page.command + " -";
     EXPECT_THAT(BashOffers(line), UnorderedElementsAreArray(OptionsOf(page))) << line;
   }
@@ -175,7 +178,7 @@ TEST(BashCompletion, OffersExactlyTheOptionsOfTheHelp) {
 
 TEST(FishCompletion, OffersExactlyTheOptionsOfTheHelp) {
   if (!MissingTool({"fish"}).empty()) GTEST_SKIP() << "fish is not installed";
-  for (const Page& page : kPages) {
+  for (const HelpPage& page : kPages) {
     const std::string words = std::string(page.program) + " " + page.command;
     EXPECT_THAT(FishOffers(words + " -"), UnorderedElementsAreArray(OptionsOf(page))) << words;
   }
@@ -183,7 +186,7 @@ TEST(FishCompletion, OffersExactlyTheOptionsOfTheHelp) {
 
 // All options are compared as text, because an interactive shell is slow.
 TEST(ZshCompletion, NamesEachOptionOfTheHelp) {
-  for (const Page& page : kPages) {
+  for (const HelpPage& page : kPages) {
     const std::string script = SourceText(CompletionFile(page.program, "zsh"));
     for (const std::string& option : OptionsOf(page)) {
       EXPECT_TRUE(std::regex_search(script, std::regex("[^-a-z]" + option + "[^-a-z]")))

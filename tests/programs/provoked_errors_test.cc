@@ -337,8 +337,6 @@ const ErrorRow kFailedItems[] = {
      },
      3,
      {"~/source/a.txt: cannot copy to ~/destination/txt: File too large"}},
-#ifndef TESSARY_SANITIZE
-    // UndefinedBehaviorSanitizer makes pipes to check objects, and reports an error if it cannot.
     {"FewDescriptors",
      [](Provocation* run) {
        WriteFile(run->At("source/a.txt"));
@@ -347,7 +345,6 @@ const ErrorRow kFailedItems[] = {
      },
      3,
      {"~/source/a.txt: cannot copy to ~/destination/txt: Too many open files"}},
-#endif
     {"FifoAcrossFilesystems",
      [](Provocation* run) {
        run->MakeVolume("size=1m");

@@ -18,7 +18,7 @@
 namespace tessary::test {
 namespace {
 
-constexpr uid_t kOther = 4711;
+constexpr uid_t kOtherUser = 4711;
 constexpr int64_t kSomeDate = 1236164646;
 
 void ProbeHoles(const std::string& path, VolumeTraits* traits) {
@@ -96,18 +96,18 @@ bool KeepsMode(const std::string& path) {
 
 bool KeepsOwner(const std::string& path) {
   struct stat info = {};
-  return chown(path.c_str(), kOther, kOther) == 0 && stat(path.c_str(), &info) == 0 &&
-         info.st_uid == kOther;
+  return chown(path.c_str(), kOtherUser, kOtherUser) == 0 && stat(path.c_str(), &info) == 0 &&
+         info.st_uid == kOtherUser;
 }
 
 bool OwnsWhatItCreates(const std::string& folder) {
-  constexpr uid_t kOrdinaryId = 65534;
+  constexpr uid_t kOrdinaryUser = 65534;
   const std::string path = folder + "/made";
-  const uid_t user = geteuid() == 0 ? kOrdinaryId : geteuid();
+  const uid_t user = geteuid() == 0 ? kOrdinaryUser : geteuid();
   if (chmod(folder.c_str(), 0777) != 0) return false;
   const pid_t child = fork();
   if (child == 0) {
-    if (geteuid() == 0 && (setgid(kOrdinaryId) != 0 || setuid(kOrdinaryId) != 0)) _exit(1);
+    if (geteuid() == 0 && (setgid(kOrdinaryUser) != 0 || setuid(kOrdinaryUser) != 0)) _exit(1);
     _exit(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600) < 0 ? 1 : 0);
   }
   struct stat info = {};
@@ -150,7 +150,8 @@ VolumeTraits ProbeVolume(const std::string& folder) {
   traits.ownsWhatItCreates = OwnsWhatItCreates(scratch.path());
   traits.hasNanosecondDates = KeepsDate(file, {kSomeDate, 123456789});
   traits.hasAttributes = KeepsAttribute(file, "user.tessary.test", "value");
-  traits.hasAccessLists = KeepsAttribute(file, kAccessListAttribute, AccessListWithUser(kOther));
+  traits.hasAccessLists =
+      KeepsAttribute(file, kAccessListAttribute, AccessListWithUser(kOtherUser));
   traits.hasFileCapabilities = KeepsAttribute(file, kCapabilityAttribute, MakeFileCapability());
   traits.hasOwners = KeepsOwner(file);
   ProbeHoles(scratch / "hole", &traits);

@@ -13,11 +13,11 @@
 namespace tessary::test {
 namespace {
 
-const SoakSuite kSuite("FailingAllocations");
+const SoakSuite kAllocationSuite("FailingAllocations");
 
 // Runs the scenario with failing allocations. Returns how many allocations it made or tried.
-uint64_t RunScenario(const ScenarioFixture& fixture, uint64_t first, uint64_t count,
-                     SupervisedResult* result) {
+uint64_t RunWithoutMemory(const ScenarioFixture& fixture, uint64_t first, uint64_t count,
+                          SupervisedResult* result) {
   const SharedMemory<uint64_t> allocations;
   *result = fixture.Run(
       {}, nullptr, [first, count] { FailAllocations(first, count); },
@@ -29,15 +29,15 @@ uint64_t RunScenario(const ScenarioFixture& fixture, uint64_t first, uint64_t co
 }
 
 // A scenario and the number of its allocations.
-using Target = std::pair<const Scenario*, uint64_t>;
+using AllocationTarget = std::pair<const Scenario*, uint64_t>;
 
-std::vector<Target> FindTargets() {
-  std::vector<Target> targets;
+std::vector<AllocationTarget> FindAllocationTargets() {
+  std::vector<AllocationTarget> targets;
   for (const Scenario& scenario : Scenarios()) {
     if (!ScenarioFixture::IsSupported(scenario)) continue;
     const ScenarioFixture fixture(scenario);
     SupervisedResult result;
-    const uint64_t allocations = RunScenario(fixture, 0, 0, &result);
+    const uint64_t allocations = RunWithoutMemory(fixture, 0, 0, &result);
     EXPECT_EQ(0, result.exitStatus) << scenario.name << result.output;
     if (result.isSupervised) targets.emplace_back(&scenario, allocations);
   }
@@ -45,7 +45,7 @@ std::vector<Target> FindTargets() {
 }
 
 TEST(FailingAllocations, LoseNothing) {
-  const std::vector<Target> targets = FindTargets();
+  const std::vector<AllocationTarget> targets = FindAllocationTargets();
   if (targets.empty()) GTEST_SKIP() << "the kernel does not support seccomp notifications";
   if (HasFailure()) return;
   Soak soak("failed allocations", "runs", ViolationNames());
@@ -55,7 +55,7 @@ TEST(FailingAllocations, LoseNothing) {
     const uint64_t first = 1 + random.Below(allocations);
     const uint64_t count = random.OneIn(2) ? 1 : 1 + random.Below(100);
     SupervisedResult result;
-    if (RunScenario(fixture, first, count, &result) < first) return;
+    if (RunWithoutMemory(fixture, first, count, &result) < first) return;
     soak.AddTries();
     const std::string context = scenario->name + ": " + std::to_string(count) +
                                 " failed allocations from number " + std::to_string(first) +

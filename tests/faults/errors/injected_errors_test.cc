@@ -24,7 +24,7 @@
 namespace tessary::test {
 namespace {
 
-const SoakSuite kSuite("InjectedErrors");
+const SoakSuite kErrorSuite("InjectedErrors");
 
 constexpr std::array kErrors = {ENOSPC, EIO, EDQUOT, EACCES, EINTR, EMFILE, ESTALE, EXDEV, ENOMEM};
 

@@ -16,7 +16,7 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr char kTime[] = "2026-11-21 13:32:00.123";
+constexpr char kLineTime[] = "2026-11-21 13:32:00.123";
 
 std::vector<std::string> MessagesOf(const QAbstractItemModel& model) {
   std::vector<std::string> messages;
@@ -28,7 +28,7 @@ std::vector<std::string> MessagesOf(const QAbstractItemModel& model) {
 }
 
 void Append(SessionLog* log, const std::vector<std::string>& messages) {
-  for (const std::string& message : messages) log->Append(kTime, message);
+  for (const std::string& message : messages) log->Append(kLineTime, message);
   QCoreApplication::processEvents();
 }
 
@@ -37,14 +37,14 @@ TEST(SessionLog, HasOneRowPerLine) {
   Append(&log, {"one", "two \xff & <b>"});
   EXPECT_THAT(MessagesOf(log), ElementsAre("one", "two \xEF\xBF\xBD & <b>"));
   EXPECT_EQ("13:32:00.123", log.data(log.index(0, 0), Qt::DisplayRole).toString().toStdString());
-  EXPECT_EQ(std::string(kTime) + " two \xff & <b>", log.TextOf(1));
+  EXPECT_EQ(std::string(kLineTime) + " two \xff & <b>", log.TextOf(1));
   EXPECT_EQ(QString("two \uFFFD &amp; &lt;b&gt;"),
             log.data(log.index(1, SessionLog::kMessageColumn), Qt::ToolTipRole).toString());
 }
 
 TEST(SessionLog, AcceptsLinesOfOtherThreads) {
   SessionLog log;
-  std::thread([&log] { log.Append(kTime, "from a thread"); }).join();
+  std::thread([&log] { log.Append(kLineTime, "from a thread"); }).join();
   EXPECT_EQ(0, log.rowCount());
   QCoreApplication::processEvents();
   EXPECT_THAT(MessagesOf(log), ElementsAre("from a thread"));
@@ -55,7 +55,7 @@ TEST(SessionLog, MarksNewestLineAsFailure) {
   SessionLog log;
   Append(&log, {"one", "two"});
   log.MarkNewestAsFailure("Permission denied");
-  log.Append(kTime, "three");
+  log.Append(kLineTime, "three");
   log.MarkNewestAsFailure("");
   Append(&log, {"four"});
   EXPECT_EQ(2, log.CountFailures());
@@ -63,7 +63,7 @@ TEST(SessionLog, MarksNewestLineAsFailure) {
   EXPECT_EQ("Permission denied", log.ProblemOf(1).toStdString());
   EXPECT_EQ("Failed", log.ProblemOf(2).toStdString());
   EXPECT_FALSE(log.IsFailure(3));
-  EXPECT_EQ(std::string(kTime) + " two — Permission denied", log.TextOf(1));
+  EXPECT_EQ(std::string(kLineTime) + " two — Permission denied", log.TextOf(1));
 }
 
 // A run holds the event loop: a window that shows the log must not wait for its end.
@@ -71,16 +71,16 @@ TEST(SessionLog, GrowsDuringRunWhileFollowed) {
   SessionLog log;
   log.SetFollowed(true);
   std::this_thread::sleep_for(std::chrono::milliseconds(150));
-  log.Append(kTime, "one");
+  log.Append(kLineTime, "one");
   EXPECT_EQ(1, log.rowCount());
 }
 
 TEST(SessionLog, KeepsNewestLinesAndFailures) {
   SessionLog log;
-  log.Append(kTime, "first");
+  log.Append(kLineTime, "first");
   log.MarkNewestAsFailure("lost");
   const size_t count = SessionLog::kMaximumLines + 5;
-  for (size_t line = 0; line < count; ++line) log.Append(kTime, std::to_string(line));
+  for (size_t line = 0; line < count; ++line) log.Append(kLineTime, std::to_string(line));
   QCoreApplication::processEvents();
   ASSERT_LE(static_cast<size_t>(log.rowCount()), SessionLog::kMaximumLines);
   EXPECT_GT(static_cast<size_t>(log.rowCount()), SessionLog::kMaximumLines / 2);
@@ -92,7 +92,7 @@ TEST(SessionLog, KeepsNewestLinesAndFailures) {
 TEST(SessionLog, RemovesOldestOfManyFailures) {
   SessionLog log;
   for (size_t line = 0; line <= SessionLog::kMaximumLines; ++line) {
-    log.Append(kTime, std::to_string(line));
+    log.Append(kLineTime, std::to_string(line));
     log.MarkNewestAsFailure("Permission denied");
   }
   QCoreApplication::processEvents();

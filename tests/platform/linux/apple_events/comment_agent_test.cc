@@ -22,7 +22,7 @@ namespace tessary::test {
 namespace {
 
 constexpr uint32_t kAgentSignature = FourCharCode("MACS");
-constexpr uint32_t kComment = FourCharCode("comt");
+constexpr uint32_t kCommentProperty = FourCharCode("comt");
 constexpr char kAttribute[] = "user.xdg.comment";
 
 void SetStored(const std::string& path, const std::string& comment) {
@@ -52,7 +52,7 @@ AEDesc Item(const std::string& path, bool isFolder = false) {
 }
 
 AEDesc CommentOf(const AEDesc& item) {
-  return Specifier(cProperty, formPropertyID, MakeCode(typeType, kComment), item);
+  return Specifier(cProperty, formPropertyID, MakeCode(typeType, kCommentProperty), item);
 }
 
 // The reply of the agent: its error number and the description of its direct object.
@@ -247,7 +247,7 @@ TEST_F(CommentAgent, RejectsUnknownSpecifiers) {
   const std::string path = folder_ / "item";
   WriteFile(path);
   const AEDesc item = Item(path);
-  const AEDesc property = MakeCode(typeType, kComment);
+  const AEDesc property = MakeCode(typeType, kCommentProperty);
   const AEDesc name = MakeText(HfsPath(path));
   struct Row {
     AEDesc object;

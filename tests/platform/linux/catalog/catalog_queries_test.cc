@@ -20,7 +20,7 @@ bool IsAllZero(const FSRef& ref) {
   return std::memcmp(&ref, &none, sizeof(ref)) == 0;
 }
 
-std::string PathOf(const FSRef& ref) {
+std::string PathOfRef(const FSRef& ref) {
   char buffer[4096];
   EXPECT_EQ(noErr, FSRefMakePath(ref, buffer, sizeof(buffer)));
   return buffer;
@@ -196,7 +196,7 @@ TEST(FSMakeFSRefUnicode, FindsEveryName) {
                                       nullptr, nullptr));
     FSRef child;
     EXPECT_EQ(noErr, FSMakeFSRefUnicode(RefAt(folder.path()), catalogName, &child)) << name;
-    EXPECT_EQ(folder / name, PathOf(child));
+    EXPECT_EQ(folder / name, PathOfRef(child));
   }
 }
 
@@ -242,7 +242,7 @@ TEST(NSAutoreleasePool, InvalidatesItsReferences) {
     const NSAutoreleasePool pool;
     within = RefAt(folder / ("deep/" + longName));
     EXPECT_TRUE(FSIsFSRefValid(within));
-    EXPECT_EQ(folder / ("deep/" + longName), PathOf(within));
+    EXPECT_EQ(folder / ("deep/" + longName), PathOfRef(within));
   }
   EXPECT_FALSE(FSIsFSRefValid(within));
   EXPECT_TRUE(FSIsFSRefValid(root));
@@ -258,7 +258,7 @@ TEST(FSStatCacheScope, CachesUntilItEnds) {
     EXPECT_TRUE(FSIsFSRefValid(item));
     ASSERT_EQ(0, rename((folder / "a.txt").c_str(), (folder / "b.txt").c_str()));
     EXPECT_TRUE(FSIsFSRefValid(item));
-    EXPECT_EQ(folder / "a.txt", PathOf(item));
+    EXPECT_EQ(folder / "a.txt", PathOfRef(item));
     EXPECT_EQ(noErr, FSCompareFSRefs(item, RefAt(folder / "a.txt")));
   }
   EXPECT_FALSE(FSIsFSRefValid(item));
@@ -331,7 +331,7 @@ TEST(FSStatCacheScope, ForgetsChangedObjects) {
   EXPECT_EQ(noErr, FSMoveObjectSync(item, to, nullptr, &target));
   EXPECT_FALSE(FSIsFSRefValid(item));
   EXPECT_TRUE(FSIsFSRefValid(target));
-  EXPECT_EQ(folder / "to/a.txt", PathOf(target));
+  EXPECT_EQ(folder / "to/a.txt", PathOfRef(target));
 }
 
 TEST(FSStatCacheScope, InnerScopeEmptiesCache) {

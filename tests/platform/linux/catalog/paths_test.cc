@@ -19,7 +19,7 @@
 namespace tessary::test {
 namespace {
 
-std::string PathOf(const FSRef& ref) {
+std::string PathFromRef(const FSRef& ref) {
   std::array<char, 8192> buffer = {};
   EXPECT_EQ(noErr, FSRefMakePath(ref, buffer.data(), buffer.size()));
   return buffer.data();
@@ -29,10 +29,10 @@ TEST(FSPathMakeRef, RoundTripsEveryName) {
   const TemporaryFolder folder;
   for (const std::string name : {"plain", "\xff", "new\nline", ".dot", "a..b", "blank ", "a:b"}) {
     WriteFile(folder / name);
-    EXPECT_EQ(folder / name, PathOf(RefAt(folder / name)));
+    EXPECT_EQ(folder / name, PathFromRef(RefAt(folder / name)));
   }
-  EXPECT_EQ("/", PathOf(RefAt("/")));
-  EXPECT_EQ("/proc", PathOf(RefAt("/proc")));
+  EXPECT_EQ("/", PathFromRef(RefAt("/")));
+  EXPECT_EQ("/proc", PathFromRef(RefAt("/proc")));
 }
 
 TEST(FSPathMakeRef, DoesNotFollowLastLink) {
@@ -40,8 +40,8 @@ TEST(FSPathMakeRef, DoesNotFollowLastLink) {
   WriteFile(folder / "target");
   MakeLink("target", folder / "link");
   MakeLink("nowhere", folder / "dangling");
-  EXPECT_EQ(folder / "link", PathOf(RefAt(folder / "link")));
-  EXPECT_EQ(folder / "dangling", PathOf(RefAt(folder / "dangling")));
+  EXPECT_EQ(folder / "link", PathFromRef(RefAt(folder / "link")));
+  EXPECT_EQ(folder / "dangling", PathFromRef(RefAt(folder / "dangling")));
   EXPECT_EQ(errFSRefsDifferent, FSCompareFSRefs(RefAt(folder / "link"), RefAt(folder / "target")));
 }
 
@@ -49,9 +49,9 @@ TEST(FSPathMakeRef, AcceptsOddSpellings) {
   const TemporaryFolder folder;
   WriteFile(folder / "sub/file");
   for (const std::string path : {"/sub/", "//sub", "/sub/.", "/sub/../sub", "/./sub"}) {
-    EXPECT_EQ(folder / "sub", PathOf(RefAt(folder.path() + path))) << path;
+    EXPECT_EQ(folder / "sub", PathFromRef(RefAt(folder.path() + path))) << path;
   }
-  EXPECT_EQ(folder / "sub/file", PathOf(RefAt(folder.path() + "/sub//file")));
+  EXPECT_EQ(folder / "sub/file", PathFromRef(RefAt(folder.path() + "/sub//file")));
 }
 
 TEST(FSPathMakeRef, FailureGivesAllZeroReference) {
@@ -214,7 +214,7 @@ TEST(FileSpec, OutlivesAutoreleasePool) {
   EXPECT_EQ(0, std::memcmp(&spec, &again, sizeof(spec)));
   FSRef found;
   ASSERT_EQ(noErr, FSpMakeFSRef(spec, &found));
-  EXPECT_EQ(folder / "sub/file", PathOf(found));
+  EXPECT_EQ(folder / "sub/file", PathFromRef(found));
   std::filesystem::remove(folder / "sub/file");
   EXPECT_EQ(fnfErr, FSpMakeFSRef(spec, &found));
   EXPECT_EQ(paramErr, FSpMakeFSRef(FSSpec{}, &found));

@@ -56,7 +56,7 @@ extern "C" int syncfs(int fd) noexcept {
 namespace tessary::test {
 namespace {
 
-constexpr char kComment[] = "user.xdg.comment";
+constexpr char kCommentName[] = "user.xdg.comment";
 
 // Moves from the filesystem of the temporary folder to memory, and back.
 class MoveAcrossTest : public testing::TestWithParam<bool> {
@@ -148,25 +148,25 @@ TEST_P(MoveAcrossTest, MovesFileOpenForReading) {
 TEST_P(MoveAcrossTest, KeepsCommentAndCreationDate) {
   WriteFile(from_ / "file", "only copy");
   const bool hasAttributes =
-      SetAttribute(from_ / "file", kComment, "mine") && SetAttribute(to_.path(), "user.x", "");
+      SetAttribute(from_ / "file", kCommentName, "mine") && SetAttribute(to_.path(), "user.x", "");
   ASSERT_EQ(0, chmod((from_ / "file").c_str(), 0640));
   ASSERT_EQ(noErr, Move("file"));
   EXPECT_EQ("only copy", ReadFile(to_ / "file"));
   EXPECT_EQ(0640U, LstatAt(to_ / "file").st_mode & 07777);
   EXPECT_TRUE(NamesIn(from_.path()).empty());
   if (!hasAttributes) GTEST_SKIP() << "the filesystem has no attributes";
-  EXPECT_EQ("mine", AttributeAt(to_ / "file", kComment));
+  EXPECT_EQ("mine", AttributeAt(to_ / "file", kCommentName));
   EXPECT_NE("(none)", AttributeAt(to_ / "file", kCreationDateAttribute));
 }
 
 TEST_P(MoveAcrossTest, MovesPackage) {
   MakePackage();
-  SetAttribute(from_ / "package", kComment, "mine");
-  const std::string comment = AttributeAt(from_ / "package", kComment);
+  SetAttribute(from_ / "package", kCommentName, "mine");
+  const std::string comment = AttributeAt(from_ / "package", kCommentName);
   ASSERT_EQ(noErr, Move("package"));
   EXPECT_EQ(before_, FilesBelow(to_ / "package"));
   EXPECT_EQ(2U, LstatAt(to_ / "package/hard").st_nlink);
-  EXPECT_EQ(comment, AttributeAt(to_ / "package", kComment));
+  EXPECT_EQ(comment, AttributeAt(to_ / "package", kCommentName));
   EXPECT_TRUE(NamesIn(from_.path()).empty());
   EXPECT_EQ(std::vector<std::string>{"package"}, NamesIn(to_.path()));
 }

@@ -28,15 +28,15 @@ const InjectedError kNoRenameNoReplace = {SYS_renameat2, EINVAL, 4, ~0U};
 const InjectedError kNoHardLinks = {SYS_linkat, EPERM, 0, 0};
 
 // A method to rename, and whether it renames folders too.
-struct Method {
+struct RenameMethod {
   const char* name;
   Status (*rename)(int, const char*, int, const char*);
   std::vector<InjectedError> injected;
   bool renamesFolders;
 };
 
-const std::vector<Method>& Methods() {
-  static const std::vector<Method> gMethods = {
+const std::vector<RenameMethod>& RenameMethods() {
+  static const std::vector<RenameMethod> gMethods = {
       {"ByNoReplace", RenameWithoutReplacing, {}, true},
       {"ByFallback", RenameWithoutReplacing, {kNoRenameNoReplace}, true},
       {"ByFallbackNoLinks", RenameWithoutReplacing, {kNoRenameNoReplace, kNoHardLinks}, true},
@@ -46,7 +46,7 @@ const std::vector<Method>& Methods() {
   return gMethods;
 }
 
-class RenameTest : public testing::TestWithParam<Method> {
+class RenameTest : public testing::TestWithParam<RenameMethod> {
  protected:
   RenameTest() {
     MakeFolder(folder_ / "from");
@@ -74,7 +74,7 @@ class RenameTest : public testing::TestWithParam<Method> {
   TemporaryFolder folder_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Methods, RenameTest, testing::ValuesIn(Methods()),
+INSTANTIATE_TEST_SUITE_P(Methods, RenameTest, testing::ValuesIn(RenameMethods()),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST_P(RenameTest, RenamesFile) {

@@ -47,7 +47,7 @@ bool SetAndSynchronise(const std::string& key, const Value& value) {
 }
 
 // Runs `body` as an ordinary user, who becomes the owner of the configuration folder.
-bool RunAsOrdinaryUser(const std::string& configHome, const std::function<void()>& body) {
+bool RunAsUser(const std::string& configHome, const std::function<void()>& body) {
   if (geteuid() != 0) return RunInChild(body);
   constexpr uid_t kNobody = 65534;
   for (const std::string& path :
@@ -365,7 +365,7 @@ TEST(PreferencesStore, UnreadableFileMeansDefaults) {
   folder.Write("N = 1\n");
   ASSERT_EQ(0, chmod(folder.PreferencesPath().c_str(), 0200));
   const std::string configHome = FolderOf(FolderOf(folder.PreferencesPath()));
-  EXPECT_TRUE(RunAsOrdinaryUser(configHome, [] {
+  EXPECT_TRUE(RunAsUser(configHome, [] {
     EXPECT_FALSE(CFPreferencesAppSynchronize());
     EXPECT_EQ(std::nullopt, CFPreferencesCopyAppValue("N"));
     EXPECT_THAT(DescribePreferencesProblem().value_or(""), HasSubstr(": permission denied;"));
@@ -387,10 +387,10 @@ TEST(PreferencesStore, KeepsWriteProtectedFile) {
     EXPECT_EQ(Value(int64_t{1}), CFPreferencesCopyAppValue("N"));
   };
   ASSERT_EQ(0, chmod(folder.PreferencesPath().c_str(), 0400));
-  EXPECT_TRUE(RunAsOrdinaryUser(configHome, body));
+  EXPECT_TRUE(RunAsUser(configHome, body));
   ASSERT_EQ(0, chmod(folder.PreferencesPath().c_str(), 0600));
   ASSERT_EQ(0, chmod(FolderOf(folder.PreferencesPath()).c_str(), 0500));
-  EXPECT_TRUE(RunAsOrdinaryUser(configHome, body));
+  EXPECT_TRUE(RunAsUser(configHome, body));
   EXPECT_EQ("N = 1\n", ReadFile(folder.PreferencesPath()));
   EXPECT_EQ(Names{"preferences.toml"}, NamesIn(FolderOf(folder.PreferencesPath())));
 }

@@ -15,7 +15,7 @@ namespace tessary::test {
 namespace {
 
 constexpr char kProperty[] = "com.apple.metadata:kMDItemFinderComment";
-constexpr char16_t kComment[] = u"ask K\u00e4the";
+constexpr char16_t kExampleComment[] = u"ask K\u00e4the";
 
 const std::string kFinderInfoOfText = "TEXTttxt" + std::string(24, '\0');
 
@@ -37,11 +37,11 @@ std::string NetatalkWith(const std::string& comment) {
 }
 
 TEST(CommentForms, AllReadTheSameComment) {
-  EXPECT_EQ(kComment, ReadPropertyForm(FromHex(kPropertyUtf16)));
-  EXPECT_EQ(kComment, ReadPropertyForm(FromHex(kCommentOfSambaStream)));
-  EXPECT_EQ(kComment, ReadAppleDoubleComment(SidecarWith(FromHex(kPropertyUtf16))));
-  EXPECT_EQ(kComment, ReadAppleDoubleComment(NetatalkWith("ask K\x8Athe")));
-  EXPECT_EQ(kComment, ReadAppleDoubleComment(NetatalkWith("ask K\u00e4the")));
+  EXPECT_EQ(kExampleComment, ReadPropertyForm(FromHex(kPropertyUtf16)));
+  EXPECT_EQ(kExampleComment, ReadPropertyForm(FromHex(kCommentOfSambaStream)));
+  EXPECT_EQ(kExampleComment, ReadAppleDoubleComment(SidecarWith(FromHex(kPropertyUtf16))));
+  EXPECT_EQ(kExampleComment, ReadAppleDoubleComment(NetatalkWith("ask K\x8Athe")));
+  EXPECT_EQ(kExampleComment, ReadAppleDoubleComment(NetatalkWith("ask K\u00e4the")));
 }
 
 TEST(CommentForms, EmptyOrBrokenIsNone) {
@@ -149,7 +149,7 @@ TEST(ReplaceAppleDoubleComment, RejectsOtherData) {
   // Another attribute shares the bytes of the comment.
   const size_t other = attributes[0].entryOffset;
   shared.replace(other, 4, shared.substr(attributes[1].entryOffset, 4));
-  EXPECT_EQ(kComment, ReadAppleDoubleComment(shared));
+  EXPECT_EQ(kExampleComment, ReadAppleDoubleComment(shared));
   EXPECT_FALSE(ReplaceAppleDoubleComment(shared, u"x"));
 }
 
