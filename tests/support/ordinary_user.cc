@@ -9,8 +9,6 @@
 namespace tessary::test {
 namespace {
 
-constexpr unsigned kOrdinaryId = 65534;
-
 bool DropPrivileges() {
   if (geteuid() != 0) return true;
   return setgroups(0, nullptr) == 0 && setgid(kOrdinaryId) == 0 && setuid(kOrdinaryId) == 0;

@@ -25,6 +25,7 @@
 #include "tests/support/fault_injection/injected_errors.h"
 #include "tests/support/file_operations.h"
 #include "tests/support/memory_volume.h"
+#include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tessary::test {
@@ -268,6 +269,33 @@ TEST_F(CopyAheadTest, TakesNoGroupOrAccessListFromFolder) {
     if (!hasAccessLists) continue;
     EXPECT_EQ("(none)", AttributeAt(Target(item), kAccessListAttribute));
   }
+}
+
+// A user may not give a file to a group of others. The group of a copy of such a file depends on
+// the folder in which it is created, and a prepared copy is not created in the key folder.
+TEST_F(CopyAheadTest, PreparesNoFileWhoseGroupCannotBeSet) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file to a group of others";
+  static constexpr gid_t kFolderGroup = 4711;
+  static constexpr gid_t kFileGroup = 4712;
+  const auto isOfOthers = [](size_t item) { return item % 2 == 1; };
+  ASSERT_EQ(0, chmod(folder_.path().c_str(), 0755));
+  ASSERT_EQ(0, chmod((folder_ / "to").c_str(), 0777));
+  ASSERT_EQ(0, chown(KeyFolder().c_str(), 0, kFolderGroup));
+  ASSERT_EQ(0, chmod(KeyFolder().c_str(), 02777));
+  for (size_t i = 0; i < kCount; ++i) {
+    const gid_t group = isOfOthers(i) ? kFileGroup : kOrdinaryId;
+    ASSERT_EQ(0, chown(Source(i).c_str(), kOrdinaryId, group));
+  }
+  std::this_thread::sleep_for(kTick);
+  EXPECT_TRUE(RunAsOrdinaryUser([&] {
+    BeginToPrepare();
+    EXPECT_TRUE(Await([this] { return CountNew().prepared == kCount / 2 - 1; }));
+    for (size_t i = 0; i < kCount; ++i) {
+      EXPECT_EQ(noErr, Copy(i));
+      EXPECT_EQ(isOfOthers(i) ? kFolderGroup : kOrdinaryId, LstatAt(Target(i)).st_gid) << i;
+    }
+    EXPECT_EQ(kCount / 2 - 1, CountNew().prepared);
+  }));
 }
 
 TEST_F(CopyAheadTest, CopiesToOtherFilesystem) {
