@@ -8,8 +8,9 @@
 namespace tessary {
 namespace {
 
-constexpr int64_t kStepMilliseconds = 8;
-constexpr int kStepsPerTile = 12;
+// Two frames of most displays: the tiles take longer to paint than the text of an item.
+constexpr int64_t kStepMilliseconds = 32;
+constexpr int kStepsPerTile = 3;
 constexpr int kColumns = 3;
 constexpr int kPreferredSide = 96;   // device-independent pixels
 constexpr qreal kMinOpacity = 0.16;  // of the tile that was lit longest ago
@@ -32,7 +33,9 @@ qreal OpacityOf(int64_t tile, int64_t phase) {
 BusyIndicator::BusyIndicator(QWidget* parent) : QWidget(parent) { clock_.start(); }
 
 void BusyIndicator::Advance() {
-  phase_ = std::max(phase_ + 1, int64_t{clock_.elapsed()} / kStepMilliseconds);
+  const int64_t phase = clock_.elapsed() / kStepMilliseconds;
+  if (phase == phase_) return;
+  phase_ = phase;
   update();
 }
 

@@ -19,11 +19,8 @@ class BusyIndicator : public QWidget {
  public:
   explicit BusyIndicator(QWidget* parent = nullptr);
 
-  // Moves to the position for the time since construction, but by at least one step.
+  // Moves to the position for the time since construction.
   void Advance();
-
-  // The position, in steps. Every Advance increases it.
-  int64_t Phase() const { return phase_; }
 
   QSize sizeHint() const override;
 
