@@ -128,6 +128,7 @@ class SessionBus::Endpoint : public QDBusVirtualObject {
     if (IsServiceWithoutFile(message)) {
       return connection.send(message.createErrorReply(QDBusError::InvalidArgs, kNoFileMessage));
     }
+    // The reply is sent before the request is performed: a run may take longer than callers wait.
     if (message.isReplyRequired()) connection.send(message.createReply());
     QMetaObject::invokeMethod(QCoreApplication::instance(), request, Qt::QueuedConnection);
     return true;
@@ -164,6 +165,8 @@ SessionBus::Role SessionBus::ClaimName() {
     thread_.start();
   }
   bus.registerVirtualObject(kObjectPath, endpoint_);
+  // Neither queued nor replaceable: exactly one instance answers, and a second one knows at once
+  // that it has to forward its arguments.
   const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
       bus.interface()->registerService(kBusName, QDBusConnectionInterface::DontQueueService,
                                        QDBusConnectionInterface::DontAllowReplacement);
@@ -179,6 +182,8 @@ SessionBus::Role SessionBus::ClaimName() {
 
 void SessionBus::RefuseRequests() {
   isRefusing_ = true;
+  // Without the name, the next request starts a new instance. Calls that are already on their way
+  // get the error reply.
   if (endpoint_ != nullptr) QDBusConnection::sessionBus().unregisterService(kBusName);
 }
 

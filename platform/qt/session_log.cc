@@ -145,6 +145,7 @@ void SessionLog::Flush() {
   std::deque<Line> added;
   {
     const std::scoped_lock lock(mutex_);
+    // Threads that log wait for the swap only, not for the views.
     added.swap(newLines_);
     isFlushScheduled_ = false;
   }
@@ -162,6 +163,7 @@ void SessionLog::Flush() {
 void SessionLog::RemoveOldest() {
   beginResetModel();
   const size_t kept = std::min(lines_.size(), kMaximumLines) - kRemovedLines;
+  // Lines of failures go last, because users look for them.
   size_t excess = lines_.size() - kept;
   std::erase_if(lines_, [&excess](const Line& line) {
     if (excess == 0 || line.problem) return false;

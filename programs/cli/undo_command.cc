@@ -54,6 +54,7 @@ class UndoRun {
   // What blocks a step may be moved away by a later one, and the original of a copy may be moved
   // back, so the remaining steps are tried again as long as that helps.
   void Do(const UndoPlan& plan) {
+    // A crafted journal could otherwise make each pass reverse a single step.
     constexpr int kMaxPasses = 8;
     std::vector<const UndoStep*> remaining;
     for (const UndoStep& step : plan.steps) remaining.push_back(&step);

@@ -18,6 +18,7 @@ namespace tessary {
 namespace {
 
 constexpr int64_t kDaySeconds = 86'400;
+// The dates that the text form can hold: its years have four digits.
 constexpr int64_t kFirstSecond = -62'167'219'200;  // 0000-01-01T00:00:00Z
 constexpr int64_t kLastSecond = 253'402'300'799;   // 9999-12-31T23:59:59Z
 
@@ -181,6 +182,7 @@ std::optional<Timestamp> CreationDateAt(const Place& place, const struct statx& 
 std::optional<Timestamp> CreationDateWithoutAttribute(int file, const struct statx& info) {
   const DriverForm* driver = DriverFormOf(VolumeOf(Identity::Of(info).device, file));
   if (driver != nullptr) {
+    // The date that the driver stores has precedence over the birth time that statx reports.
     std::array<char, 8> value = {};
     const ssize_t size = fgetxattr(file, driver->form.attribute, value.data(), value.size());
     const auto date =

@@ -15,6 +15,7 @@
 namespace tessary {
 namespace {
 
+// O_PATH: a folder that may be entered but not listed can be opened, too, and its access date stays.
 constexpr int kOpenFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // A walk uses few folders at a time. The limit leaves most descriptors to the rest of the process.
@@ -58,6 +59,7 @@ void NameTable::ReleaseTo(size_t mark) {
 
 size_t FolderTable::KeyHash::operator()(const Key& key) const {
   const uint64_t place = static_cast<uint64_t>(key.device) << 32 | key.parent;
+  // The factor spreads the hash: numbers of parents differ in few bits only.
   return std::hash<uint64_t>()(key.nameHash * 0x9E3779B97F4A7C15 ^ place);
 }
 
@@ -95,6 +97,7 @@ uint32_t FolderTable::Intern(const Reference& reference) {
   }
   folders_.push_back(std::move(folder));
   const auto number = static_cast<uint32_t>(folders_.size());
+  // The newest folder has the path: an older one is no longer there.
   if (!folders_.back()->path.empty()) byPath_[folders_.back()->path] = number;
   byKey_.emplace(key, number);
   return number;
@@ -153,6 +156,8 @@ Status FolderTable::Open(uint32_t number, FolderHandle* handle) {
   if (folder->standIn != 0) return Open(folder->standIn, handle);
   const Status status = OpenUncached(number, handle);
   if (status != tmfoErr || openFolders_.empty()) return status;
+  // The process has no descriptors left. Those of this table are the only ones that can be closed
+  // without harm.
   CloseLeastRecentlyUsed(0);
   return OpenUncached(number, handle);
 }
@@ -266,6 +271,7 @@ void FolderTable::ReleaseTo(size_t mark) {
     const auto number = static_cast<uint32_t>(folders_.size());
     const Folder& folder = *folders_.back();
     if (folder.descriptor) openFolders_.erase(folder.use);
+    // The path may belong to a newer folder by now.
     const auto named = byPath_.find(folder.path);  // the empty path is never among them
     if (named != byPath_.end() && named->second == number) byPath_.erase(named);
     const auto [first, last] =
