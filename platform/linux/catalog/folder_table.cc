@@ -15,7 +15,8 @@
 namespace tessary {
 namespace {
 
-// O_PATH: a folder that may be entered but not listed can be opened, too, and its access date stays.
+// O_PATH: a folder that may be entered but not listed can be opened, too, and its access date
+// stays.
 constexpr int kOpenFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // A walk uses few folders at a time. The limit leaves most descriptors to the rest of the process.
