@@ -33,13 +33,14 @@ ScratchDirectories MakeScratchDirectories(const Options& options) {
   return directories;
 }
 
-// Runs the groups that the options select. Returns false if a group failed.
-bool MeasureAll(const Options& options, const ScratchDirectories& directories, Report* report) {
+// Runs the groups that the options select. Returns false if a group failed. Each group has its own
+// directories: the files of all groups together are more than a tmpfs can hold.
+bool MeasureAll(const Options& options, Report* report) {
   bool isComplete = true;
   for (const Group& group : Groups()) {
     if (!options.Wants(group.name)) continue;
     try {
-      group.measure(options.sizes, directories, report);
+      group.measure(options.sizes, MakeScratchDirectories(options), report);
     } catch (const std::exception& error) {
       report->AddSkipped({.key = group.name, .work = "(" + group.name + ")"}, error.what());
       isComplete = false;
@@ -76,10 +77,9 @@ bool Run(const Options& options) {
   // missing file takes a quarter of the time that it takes on a tmpfs.
   setenv("XDG_CONFIG_HOME", directories.disk.MakeFolder().c_str(), 1);
   Report report;
-  const bool isComplete = MeasureAll(options, directories, &report);
+  const bool isComplete = MeasureAll(options, &report);
   if (!options.report.empty()) WritePage(options, directories, report);
   if (!options.plots.empty()) WritePlots(options, report);
-  if (!options.keepsFiles) std::cerr << "deleting the files" << std::endl;
   return isComplete;
 }
 
