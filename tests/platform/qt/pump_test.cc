@@ -105,6 +105,23 @@ TEST_F(Pump, PaintsTextsAtDisplayRate) {
   EXPECT_LE(paints.TakeCount(), clock.elapsed() / kFrameInterval + 1);
 }
 
+// Painted less often than the texts, however often the windows are pumped.
+TEST_F(Pump, MovesBusyIndicatorStepByStep) {
+  constexpr int kStepMilliseconds = 32;
+  constexpr int kTimeout = 20'000;
+  auto* indicator = ui_.mainWindow->Widget()->findChild<QWidget*>("activityIndicator");
+  ASSERT_NE(nullptr, indicator);
+  indicator->show();
+  PumpWindows();
+  EventCounter counter(indicator);
+  QElapsedTimer clock;
+  clock.start();
+  int paints = 0;
+  for (; paints < 4 && !clock.hasExpired(kTimeout); paints += counter.TakeCount()) PumpWindows();
+  EXPECT_EQ(4, paints);
+  EXPECT_LE(paints, clock.elapsed() / kStepMilliseconds + 1);
+}
+
 TEST_F(Pump, TextsNeedNoLayoutAndNoObjects) {
   ShowTexts(100);
   QCoreApplication::processEvents();
