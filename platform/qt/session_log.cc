@@ -163,7 +163,7 @@ void SessionLog::Flush() {
 void SessionLog::RemoveOldest() {
   beginResetModel();
   const size_t kept = std::min(lines_.size(), kMaximumLines) - kRemovedLines;
-  // Lines of failures go last, because users look for them.
+  // Lines of failures are removed only if there are no others: users look for them.
   size_t excess = lines_.size() - kept;
   std::erase_if(lines_, [&excess](const Line& line) {
     if (excess == 0 || line.problem) return false;
